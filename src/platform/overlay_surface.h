@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "support/geometry.h"
+#include "support/signal.h"
+
+namespace sentrel {
+
+/// One monitor. `id` stays the same as long as the monitor stays, whatever its mode; `frame` is in logical
+/// pixels.
+struct Screen {
+  std::uint64_t id = 0;
+  std::string name;
+  Rect frame;
+  bool isMain = false;
+  bool operator==(const Screen&) const = default;
+};
+
+/// Diagonal stripes at 45 degrees, centred on the screen, as wide as the gaps between them.
+struct StripePattern {
+  double period = 8;       ///< logical pixels, measured across the stripes
+  std::uint32_t rgb = 0;   ///< 0x00RRGGBB
+  double stripeAlpha = 0;  ///< 0..1
+  double layerAlpha = 0;   ///< 0..1, opacity of the whole layer
+  bool operator==(const StripePattern&) const = default;
+};
+
+/// What one screen's overlay shows besides its tint, bottom to top.
+struct OverlayScene {
+  std::optional<StripePattern> stripes;
+  double veilAlpha = 0;         ///< black over everything, 0..1
+  bool banner = false;          ///< the alert banner
+  bool shortcutInHint = false;  ///< the permanent hint shows the keys beside its eye
+  bool operator==(const OverlayScene&) const = default;
+};
+
+/// The red tint's opacity in steps of 1/255. Steps, because the flash must repaint nothing when a step
+/// repeats.
+using TintLevel = int;
+
+/// A click-through surface above everything on one screen. It fills its screen by itself, whatever happens to
+/// the screen's scale, rotation or size. Destroying it takes it off the screen. Main thread.
+class OverlaySurface {
+ public:
+  virtual ~OverlaySurface() = default;
+  virtual void present(const OverlayScene& scene) = 0;
+  /// 0 shows nothing. Costs a fraction of a `present`.
+  virtual void setTint(TintLevel level) = 0;
+};
+
+/// The screens of one windowing system and the surfaces above them. Main thread.
+class OverlayBackend {
+ public:
+  virtual ~OverlayBackend() = default;
+
+  /// In the system's order, the main screen marked.
+  [[nodiscard]] virtual std::vector<Screen> screens() const = 0;
+  /// Never null; for a screen that has just gone the surface shows nothing.
+  [[nodiscard]] virtual std::unique_ptr<OverlaySurface> createSurface(const Screen& screen) = 0;
+  /// What this desktop cannot do, as a text key for the person, or empty. Changes are announced by
+  /// `limitationChanged`.
+  [[nodiscard]] virtual std::string limitation() const = 0;
+
+  Signal<> screensChanged;
+  Signal<> limitationChanged;
+};
+
+}  // namespace sentrel

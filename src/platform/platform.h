@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <memory>
+
+#include "platform/capture_session.h"
+#include "platform/face_detector.h"
+#include "platform/login_item.h"
+#include "platform/overlay_surface.h"
+#include "platform/user_defaults.h"
+#include "support/clock.h"
+#include "support/main_loop.h"
+#include "support/serial_queue.h"
+
+namespace sentrel {
+
+/// Everything the program needs of the machine. The entry installs one before anything reaches a shared
+/// instance; tests build objects from their parts instead.
+struct Platform {
+  std::shared_ptr<MainLoop> mainLoop;
+  std::shared_ptr<Clock> clock;
+  std::shared_ptr<SerialQueue> cameraQueue;    ///< "com.mardeck.sentrel.camera"
+  std::shared_ptr<SerialQueue> analysisQueue;  ///< "com.mardeck.sentrel.vision"
+  std::shared_ptr<CaptureSession> captureSession;
+  std::shared_ptr<FaceDetector> faceDetector;
+  std::shared_ptr<OverlayBackend> overlayBackend;
+  std::shared_ptr<UserDefaults> userDefaults;
+  std::shared_ptr<LoginItem> loginItem;
+
+  /// Fatal when a platform is already installed.
+  static void install(Platform platform);
+  /// Fatal when none is installed.
+  static const Platform& current();
+};
+
+}  // namespace sentrel

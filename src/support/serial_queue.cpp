@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "support/serial_queue.h"
+
+#include <pthread.h>
+
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include "support/task_ring.h"
+
+namespace sentrel {
+
+struct SerialQueue::State {
+  std::mutex mutex;
+  std::condition_variable wake;
+  TaskRing tasks;
+  bool ending = false;
+  std::thread thread;
+
+  void run() {
+    std::unique_lock lock(mutex);
+    for (;;) {
+      wake.wait(lock, [this] { return ending || !tasks.empty(); });
+      if (tasks.empty()) return;
+      Task task = tasks.pop();
+      lock.unlock();
+      task();
+      task = Task();  // what the task holds is released on this queue, outside the lock
+      lock.lock();
+    }
+  }
+};
+
+SerialQueue::SerialQueue(std::string label) : label_(std::move(label)), state_(std::make_shared<State>()) {
+  constexpr std::size_t threadNameLength = 15;
+  const std::string name =
+      label_.size() > threadNameLength ? label_.substr(label_.size() - threadNameLength) : label_;
+  state_->thread = std::thread([state = state_, name] {
+    pthread_setname_np(pthread_self(), name.c_str());
+    state->run();
+  });
+}
+
+SerialQueue::~SerialQueue() {
+  {
+    const std::lock_guard lock(state_->mutex);
+    state_->ending = true;
+  }
+  state_->wake.notify_one();
+  if (isCurrent()) {
+    state_->thread.detach();
+  } else {
+    state_->thread.join();
+  }
+}
+
+void SerialQueue::async(Task task) {
+  {
+    const std::lock_guard lock(state_->mutex);
+    state_->tasks.push(std::move(task));
+  }
+  state_->wake.notify_one();
+}
+
+void SerialQueue::sync(Task task) {
+  std::mutex mutex;
+  std::condition_variable finished;
+  bool done = false;
+  async([&] {
+    task();
+    const std::lock_guard lock(mutex);
+    done = true;
+    finished.notify_one();
+  });
+  std::unique_lock lock(mutex);
+  finished.wait(lock, [&] { return done; });
+}
+
+bool SerialQueue::isCurrent() const {
+  return std::this_thread::get_id() == state_->thread.get_id();
+}
+
+}  // namespace sentrel
