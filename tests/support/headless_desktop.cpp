@@ -1,0 +1,389 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "support/headless_desktop.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <stdlib.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+#include <xcb/xcb.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <stdexcept>
+
+#include "support/wait_until.h"
+
+namespace sentrel::test {
+
+namespace fs = std::filesystem;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+namespace {
+
+constexpr seconds readyLimit{30};
+
+/// A bus on which anybody of this user may own any name and nothing is started on demand, so that an
+/// installed service never stands in for the one that a test registers.
+constexpr const char* busConfiguration = R"(<!DOCTYPE busconfig PUBLIC
+ "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig>
+  <type>session</type>
+  <listen>unix:path=@SOCKET@</listen>
+  <auth>EXTERNAL</auth>
+  <policy context="default">
+    <allow send_destination="*" eavesdrop="true"/>
+    <allow eavesdrop="true"/>
+    <allow own="*"/>
+  </policy>
+</busconfig>
+)";
+
+// Real devices stay out of tests, and nothing is remembered from one run to the next. One form for each
+// generation of the session manager; each ignores the other's.
+constexpr const char* withoutMainDevicesLua = R"(
+alsa_monitor.enabled = false
+v4l2_monitor.enabled = false
+libcamera_monitor.enabled = false
+)";
+constexpr const char* withoutBluetoothLua = "bluez_monitor.enabled = false\n";
+constexpr const char* withoutDevicesConf = R"(wireplumber.profiles = {
+  main = {
+    hardware.audio = disabled
+    hardware.bluetooth = disabled
+    hardware.video-capture = disabled
+    support.reserve-device = disabled
+  }
+}
+)";
+
+void write(const fs::path& path, const std::string& text) {
+  fs::create_directories(path.parent_path());
+  std::ofstream file(path);
+  file << text;
+  if (!file.flush()) throw std::runtime_error("cannot write " + path.string());
+}
+
+bool accepts(const fs::path& socketPath) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  const std::string path = socketPath.string();
+  if (path.size() >= sizeof(address.sun_path)) throw std::runtime_error("socket path too long: " + path);
+  std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+  const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const bool connected = ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  ::close(fd);
+  return connected;
+}
+
+/// Waits for a part; throws with what it printed when it ends first or does not get ready.
+template <typename Condition>
+void waitForPart(ChildProcess& part, const std::string& name, Condition&& ready) {
+  bool ended = false;
+  const bool done = waitUntil(
+      [&] {
+        if (ready()) return true;
+        ended = !part.isRunning();
+        return ended;
+      },
+      readyLimit);
+  if (done && !ended) return;
+  throw std::runtime_error(name + (ended ? " ended" : " did not get ready") + "; it printed:\n" +
+                           part.output());
+}
+
+}  // namespace
+
+/// A connection to the X server, for questions only.
+class HeadlessDesktop::XProbe {
+ public:
+  explicit XProbe(const std::string& display)
+      : connection_(xcb_connect(display.c_str(), nullptr), &xcb_disconnect) {
+    if (xcb_connection_has_error(connection_.get()) != 0) {
+      throw std::runtime_error("cannot connect to the X server " + display);
+    }
+    root_ = xcb_setup_roots_iterator(xcb_get_setup(connection_.get())).data->root;
+    supportingCheck_ = atom("_NET_SUPPORTING_WM_CHECK");
+    compositorSelection_ = atom("_NET_WM_CM_S0");
+  }
+
+  [[nodiscard]] bool hasCompositor() const {
+    const Reply<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
+        connection_.get(), xcb_get_selection_owner(connection_.get(), compositorSelection_), nullptr));
+    return reply && reply->owner != XCB_NONE;
+  }
+
+  /// The check window must exist: the property alone survives a window manager that was killed.
+  [[nodiscard]] bool hasWindowManager() const {
+    const auto window = checkWindow(root_);
+    return window != XCB_NONE && checkWindow(window) == window;
+  }
+
+ private:
+  struct Free {
+    void operator()(void* reply) const { std::free(reply); }
+  };
+  template <typename T>
+  using Reply = std::unique_ptr<T, Free>;
+
+  [[nodiscard]] xcb_atom_t atom(const char* name) const {
+    const auto length = static_cast<std::uint16_t>(std::strlen(name));
+    const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
+        connection_.get(), xcb_intern_atom(connection_.get(), 0, length, name), nullptr));
+    return reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
+  }
+
+  [[nodiscard]] xcb_window_t checkWindow(xcb_window_t window) const {
+    const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+        connection_.get(),
+        xcb_get_property(connection_.get(), 0, window, supportingCheck_, XCB_ATOM_WINDOW, 0, 1), nullptr));
+    if (!reply || xcb_get_property_value_length(reply.get()) != sizeof(xcb_window_t)) return XCB_NONE;
+    xcb_window_t result = XCB_NONE;
+    std::memcpy(&result, xcb_get_property_value(reply.get()), sizeof result);
+    return result;
+  }
+
+  std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection_;
+  xcb_window_t root_ = XCB_NONE;
+  xcb_atom_t supportingCheck_ = XCB_ATOM_NONE;
+  xcb_atom_t compositorSelection_ = XCB_ATOM_NONE;
+};
+
+HeadlessDesktop::HeadlessDesktop(const Options& options) : options_(options) {
+  prepareFolders();
+  try {
+    if (options_.sessionBus) sessionBus_ = startBus("bus");
+    if (options_.systemBus) startSystemBus();
+    if (options_.pipeWire) startPipeWire();
+    if (options_.x11) startX();
+  } catch (...) {
+    removeFolders();
+    throw;
+  }
+}
+
+HeadlessDesktop::~HeadlessDesktop() {
+  stopPicom();
+  stopWindowManager();
+  probe_.reset();
+  xServer_.terminate();
+  stopPipeWire();
+  systemBus_.terminate();
+  sessionBus_.terminate();
+  if (replaced_) {
+    ::clearenv();
+    for (const auto& [name, value] : *replaced_) ::setenv(name.c_str(), value.c_str(), 1);
+  }
+  removeFolders();
+}
+
+void HeadlessDesktop::prepareFolders() {
+  // Socket paths are limited to 107 bytes, so the folder sits directly below the one for temporary files.
+  std::string name = (fs::temp_directory_path() / "sentrel-desktop-XXXXXX").string();
+  if (::mkdtemp(name.data()) == nullptr) {
+    throw std::runtime_error("cannot make " + name + ": " + std::strerror(errno));
+  }
+  root_ = name;
+  for (const auto& folder : {runtimeFolder(), configFolder(), root_ / "log"}) fs::create_directories(folder);
+  for (const auto& folder : {root_, runtimeFolder(), home()}) {
+    fs::permissions(folder, fs::perms::owner_all, fs::perm_options::replace);
+  }
+
+  environment_ = currentEnvironment();
+  // Whatever leads to the session of the person who runs the test, or changes how programs look and speak.
+  std::erase_if(environment_, [](const auto& entry) {
+    const auto& variable = entry.first;
+    for (const char* prefix : {"XDG_", "DBUS_", "PIPEWIRE_", "WIREPLUMBER_", "QT_", "GTK_", "LC_", "GST_"}) {
+      if (variable.starts_with(prefix)) return true;
+    }
+    return variable == "WAYLAND_DISPLAY" || variable == "DISPLAY" || variable == "XAUTHORITY" ||
+           variable == "LANGUAGE" || variable == "DESKTOP_SESSION" || variable == "SESSION_MANAGER";
+  });
+  environment_["LANG"] = "C.UTF-8";
+  environment_["HOME"] = home().string();
+  environment_["XDG_CONFIG_HOME"] = configFolder().string();
+  environment_["XDG_RUNTIME_DIR"] = runtimeFolder().string();
+  environment_["PIPEWIRE_RUNTIME_DIR"] = runtimeFolder().string();
+  // Set even when there is no such bus: a missing variable would lead to the real one.
+  environment_["DBUS_SESSION_BUS_ADDRESS"] = "unix:path=" + (runtimeFolder() / "bus").string();
+  environment_["DBUS_SYSTEM_BUS_ADDRESS"] = "unix:path=" + (runtimeFolder() / "system_bus").string();
+  // Software rendering everywhere, and no accessibility bus to look for.
+  environment_["NO_AT_BRIDGE"] = "1";
+  environment_["LIBGL_ALWAYS_SOFTWARE"] = "1";
+}
+
+void HeadlessDesktop::removeFolders() const {
+  std::error_code ignored;  // a left-over folder of a test is no reason to fail it
+  fs::remove_all(root_, ignored);
+}
+
+void HeadlessDesktop::exportToProcess() {
+  if (!replaced_) replaced_ = currentEnvironment();
+  ::clearenv();
+  for (const auto& [name, value] : environment_) ::setenv(name.c_str(), value.c_str(), 1);
+}
+
+ChildProcess HeadlessDesktop::start(const std::string& program, const std::vector<std::string>& arguments,
+                                    std::optional<int> inheritedFd) {
+  const std::string leaf = fs::path(program).filename().string();
+  return ChildProcess({.program = program,
+                       .arguments = arguments,
+                       .environment = environment_,
+                       .log = root_ / "log" / (leaf + "." + std::to_string(spawned_++)),
+                       .inheritedFd = inheritedFd});
+}
+
+ChildProcess HeadlessDesktop::spawn(const std::string& program, const std::vector<std::string>& arguments) {
+  return start(program, arguments);
+}
+
+std::string HeadlessDesktop::run(const std::string& program, const std::vector<std::string>& arguments,
+                                 milliseconds timeout) {
+  ChildProcess child = start(program, arguments);
+  const auto status = child.waitForExit(timeout);
+  if (status != 0) {
+    throw std::runtime_error(program + (status ? " failed" : " took too long") + "; it printed:\n" +
+                             child.output());
+  }
+  return child.output();
+}
+
+ChildProcess HeadlessDesktop::startBus(const std::string& name) {
+  const fs::path socket = runtimeFolder() / name;
+  const fs::path configuration = root_ / (name + ".conf");
+  std::string text = busConfiguration;
+  const std::string mark = "@SOCKET@";
+  text.replace(text.find(mark), mark.size(), socket.string());
+  write(configuration, text);
+  fs::remove(socket);
+  ChildProcess bus =
+      start("dbus-daemon", {"--nofork", "--nopidfile", "--config-file=" + configuration.string()});
+  waitForPart(bus, "dbus-daemon", [&] { return accepts(socket); });
+  return bus;
+}
+
+void HeadlessDesktop::startSystemBus() {
+  if (!systemBus_.isRunning()) systemBus_ = startBus("system_bus");
+}
+
+void HeadlessDesktop::stopSystemBus() {
+  systemBus_.terminate();
+}
+
+void HeadlessDesktop::startPipeWire() {
+  if (pipeWire_.isRunning()) return;
+  sessionManager_.terminate();
+  const fs::path socket = runtimeFolder() / "pipewire-0";
+  fs::remove(socket);
+  pipeWire_ = start("pipewire", {});
+  waitForPart(pipeWire_, "pipewire", [&] { return accepts(socket); });
+  startSessionManager();
+}
+
+void HeadlessDesktop::startSessionManager() {
+  const fs::path configuration = configFolder() / "wireplumber";
+  write(configuration / "main.lua.d" / "80-without-devices.lua", withoutMainDevicesLua);
+  write(configuration / "bluetooth.lua.d" / "80-without-devices.lua", withoutBluetoothLua);
+  write(configuration / "wireplumber.conf.d" / "80-without-devices.conf", withoutDevicesConf);
+  sessionManager_ = start("wireplumber", {});
+  // Its settings objects are what clients look for; once they are listed, streams are linked.
+  waitForPart(sessionManager_, "wireplumber", [&] {
+    return run("pw-cli", {"ls", "Metadata"}).find("metadata.name = \"default\"") != std::string::npos;
+  });
+}
+
+void HeadlessDesktop::stopPipeWire() {
+  sessionManager_.terminate();
+  pipeWire_.terminate();
+}
+
+void HeadlessDesktop::killPipeWire() {
+  pipeWire_.kill();
+  sessionManager_.kill();
+}
+
+void HeadlessDesktop::startX() {
+  if (xServer_.isRunning()) return;
+  std::array<int, 2> pipe{};
+  if (::pipe2(pipe.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe left");
+  const std::string size = std::to_string(options_.width) + "x" + std::to_string(options_.height) + "x24";
+  // The server chooses a free display itself and tells its number once it accepts connections.
+  xServer_ = start("Xvfb",
+                   {"-displayfd", std::to_string(pipe[1]), "-screen", "0", size, "-dpi", "96", "-nolisten",
+                    "tcp", "-noreset", "+extension", "RANDR", "+extension", "COMPOSITE"},
+                   pipe[1]);
+  ::close(pipe[1]);
+  std::string number;
+  waitForPart(xServer_, "Xvfb", [&] {
+    pollfd readable{.fd = pipe[0], .events = POLLIN, .revents = 0};
+    if (::poll(&readable, 1, 0) != 1) return false;
+    std::array<char, 16> buffer{};
+    const auto count = ::read(pipe[0], buffer.data(), buffer.size());
+    if (count > 0) number.append(buffer.data(), static_cast<std::size_t>(count));
+    return number.ends_with('\n');
+  });
+  ::close(pipe[0]);
+  number.pop_back();
+  environment_["DISPLAY"] = ":" + number;
+  if (replaced_) exportToProcess();
+  probe_ = std::make_unique<XProbe>(environment_["DISPLAY"]);
+  if (options_.windowManager) startWindowManager();
+  if (options_.compositor) startPicom();
+}
+
+void HeadlessDesktop::killX() {
+  probe_.reset();
+  xServer_.kill();
+  // They end by themselves without a server; this only waits for it.
+  windowManager_.terminate();
+  compositor_.terminate();
+}
+
+void HeadlessDesktop::startWindowManager() {
+  if (windowManager_.isRunning()) return;
+  windowManager_ = start("openbox", {"--sm-disable"});
+  waitForPart(windowManager_, "openbox", [&] { return probe_->hasWindowManager(); });
+}
+
+void HeadlessDesktop::stopWindowManager() {
+  windowManager_.terminate();
+}
+
+void HeadlessDesktop::startPicom() {
+  if (compositor_.isRunning()) return;
+  compositor_ = start("picom", {"--config", "/dev/null", "--backend", "xrender", "--no-vsync"});
+  waitForPart(compositor_, "picom", [&] { return probe_->hasCompositor(); });
+}
+
+void HeadlessDesktop::stopPicom() {
+  compositor_.terminate();
+}
+
+bool HeadlessDesktop::hasNode(const std::string& nodeName) {
+  return run("pw-cli", {"ls", "Node"}).find("node.name = \"" + nodeName + "\"") != std::string::npos;
+}
+
+void HeadlessDesktop::waitForNode(const std::string& nodeName) {
+  if (!waitUntil([&] { return hasNode(nodeName); }, readyLimit)) {
+    throw std::runtime_error("the node " + nodeName + " did not appear");
+  }
+}
+
+void HeadlessDesktop::waitForNoNode(const std::string& nodeName) {
+  if (!waitUntil([&] { return !hasNode(nodeName); }, readyLimit)) {
+    throw std::runtime_error("the node " + nodeName + " did not go");
+  }
+}
+
+void HeadlessDesktop::screenshot(const fs::path& path) {
+  fs::create_directories(fs::absolute(path).parent_path());
+  run("import", {"-silent", "-window", "root", "png:" + fs::absolute(path).string()});
+}
+
+}  // namespace sentrel::test

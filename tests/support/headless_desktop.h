@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "support/child_process.h"
+
+namespace sentrel::test {
+
+/// A private desktop without a screen: real services in folders of their own, out of reach of the session
+/// that runs the test. What is not chosen is absent, also for programs that would find it elsewhere.
+///
+/// Works as root and as a user. Every part is ready for use when its start returns; a part that does not
+/// become ready throws std::runtime_error with what it printed. All parts end with the object or with the
+/// thread that made it. Not thread-safe.
+class HeadlessDesktop {
+ public:
+  struct Options {
+    bool sessionBus = true;     ///< nothing is activatable on it
+    bool systemBus = false;     ///< a bus that plays the system bus, where a test may own any name
+    bool pipeWire = false;      ///< with its session manager; no real device is ever listed
+    bool x11 = false;           ///< X server with RandR and Composite, 24 bits deep
+    bool windowManager = true;  ///< only with `x11`
+    bool compositor = true;     ///< only with `x11`
+    int width = 1920;           ///< pixels
+    int height = 1080;          ///< pixels
+  };
+
+  explicit HeadlessDesktop(const Options& options);
+  ~HeadlessDesktop();
+  HeadlessDesktop(const HeadlessDesktop&) = delete;
+  HeadlessDesktop& operator=(const HeadlessDesktop&) = delete;
+
+  /// What a program needs to live on this desktop.
+  [[nodiscard]] const Environment& environment() const { return environment_; }
+  /// Puts this process on the desktop, for tests that link the code they test. Call before other threads read
+  /// the environment; the former one comes back with the end of the desktop.
+  void exportToProcess();
+
+  /// Starts a program on the desktop; what it prints goes to a log that `ChildProcess::output()` reads.
+  [[nodiscard]] ChildProcess spawn(const std::string& program,
+                                   const std::vector<std::string>& arguments = {});
+  /// Runs a program to its end and gives what it printed; throws when it fails or takes longer.
+  std::string run(const std::string& program, const std::vector<std::string>& arguments = {},
+                  std::chrono::milliseconds timeout = std::chrono::seconds(30));
+
+  [[nodiscard]] std::filesystem::path home() const { return root_ / "home"; }
+  [[nodiscard]] std::filesystem::path configFolder() const { return home() / ".config"; }
+  [[nodiscard]] std::filesystem::path runtimeFolder() const { return root_ / "run"; }
+
+  // Single parts. Starting a part that runs and stopping one that does not are no-ops.
+  void startSystemBus();
+  void stopSystemBus();
+  void startPipeWire();
+  void stopPipeWire();
+  void killPipeWire();  ///< as a crash
+  void startX();  ///< with its window manager and compositor as chosen; the display may get a new number
+  void killX();   ///< as a crash; takes window manager and compositor with it
+  void startWindowManager();
+  void stopWindowManager();
+  void startPicom();
+  void stopPicom();
+
+  /// Waits until a node of this name is listed.
+  void waitForNode(const std::string& nodeName);
+  /// Waits until a node of this name is no longer listed.
+  void waitForNoNode(const std::string& nodeName);
+  [[nodiscard]] bool hasNode(const std::string& nodeName);
+
+  /// Saves the whole X screen as it is composed at this moment, as PNG.
+  void screenshot(const std::filesystem::path& path);
+
+ private:
+  class XProbe;
+
+  ChildProcess start(const std::string& program, const std::vector<std::string>& arguments,
+                     std::optional<int> inheritedFd = {});
+  ChildProcess startBus(const std::string& name);
+  void prepareFolders();
+  void startSessionManager();
+  void removeFolders() const;
+
+  Options options_;
+  std::filesystem::path root_;
+  Environment environment_;
+  std::optional<Environment> replaced_;
+  int spawned_ = 0;
+  // In the order of their start: the later ones need the earlier ones and end first.
+  ChildProcess sessionBus_;
+  ChildProcess systemBus_;
+  ChildProcess pipeWire_;
+  ChildProcess sessionManager_;
+  ChildProcess xServer_;
+  std::unique_ptr<XProbe> probe_;
+  ChildProcess windowManager_;
+  ChildProcess compositor_;
+};
+
+}  // namespace sentrel::test
