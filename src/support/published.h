@@ -42,7 +42,7 @@ class Published {
     delivering_ = false;
   }
 
-  Registration subscribe(std::function<void(const T&)> subscriber) {
+  Registration subscribe(std::function<void(const T&)> subscriber) const {
     // Copied, because the subscriber may assign while it is being told.
     const T current = value_;
     Registration registration = changed_.connect(subscriber);
@@ -51,13 +51,13 @@ class Published {
   }
 
   /// As `subscribe`, without the delivery of the current value.
-  Registration onChange(std::function<void(const T&)> subscriber) {
+  Registration onChange(std::function<void(const T&)> subscriber) const {
     return changed_.connect(std::move(subscriber));
   }
 
  private:
   T value_;
-  Signal<T> changed_;
+  mutable Signal<T> changed_;  // watching does not change the value
   std::deque<T> pending_;
   bool delivering_ = false;
 };

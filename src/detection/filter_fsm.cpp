@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "detection/filter_fsm.h"
+
+#include <cmath>
+
+#include "support/checked.h"
+
+namespace sentrel {
+
+namespace {
+
+// A second face must stay this long before it counts: a detector's slip of a few frames is no onlooker.
+constexpr std::int64_t alertConfirmMs = 500;
+constexpr std::int64_t alertRecoveryMs = 3000;
+// An alert that keeps coming back would flicker: the third entry within one window is held.
+constexpr std::int64_t flapWindowMs = 15000;
+constexpr std::int64_t flapEntries = 3;
+constexpr std::int64_t flapLockMs = 30000;
+constexpr std::int64_t cameraRetryMs = 5000;
+
+constexpr float lookingYawDegrees = 30;
+constexpr float lookingPitchDegrees = 25;
+
+bool isLooking(const FaceData& face) {
+  return std::abs(face.eulerY) < lookingYawDegrees && std::abs(face.eulerX) < lookingPitchDegrees;
+}
+
+}  // namespace
+
+bool FilterFsm::enter(FilterState next) {
+  if (next == state_.get()) return false;
+  state_ = next;
+  return true;
+}
+
+void FilterFsm::resume() {
+  if (!enter(FilterState::nominal(settings.filterStrength))) return;
+  inattentionStartMs = 0;
+  alertConfirmStartMs = 0;
+}
+
+void FilterFsm::activate() {
+  if (state_.get().is(FilterState::Kind::inactive)) resume();
+}
+
+void FilterFsm::handleNominal(const DetectionInput& input) {
+  const std::int64_t now = input.timestampMs;
+  if (input.faceCount >= 2) {
+    confirmAlert(now);
+    return;
+  }
+  alertConfirmStartMs = 0;
+  if (!input.primaryFace) return;
+  if (isLooking(*input.primaryFace)) {
+    inattentionStartMs = 0;
+    return;
+  }
+  if (inattentionStartMs == 0) inattentionStartMs = now;
+  if (checkedSubtract(now, inattentionStartMs) < settings.inattentionDelayMs) return;
+  enter(FilterState::inattention(settings.filterStrength));
+}
+
+void FilterFsm::handleInattention(const DetectionInput& input) {
+  const std::int64_t now = input.timestampMs;
+  if (input.faceCount >= 2) {
+    confirmAlert(now);
+    return;
+  }
+  alertConfirmStartMs = 0;
+  if (!input.primaryFace) {
+    // Someone who turned away and then vanished may have been pushed aside: no confirmation here.
+    recordAlertEntry(now);
+    enter(FilterState::alert());
+    return;
+  }
+  if (isLooking(*input.primaryFace)) resume();
+}
+
+void FilterFsm::handleAlert(const DetectionInput& input) {
+  const std::int64_t now = input.timestampMs;
+  if (input.faceCount >= 2 || now < alertLockedUntilMs) {
+    alertRecoveryStartMs.reset();
+    return;
+  }
+  if (!alertRecoveryStartMs) alertRecoveryStartMs = now;
+  if (checkedSubtract(now, *alertRecoveryStartMs) < alertRecoveryMs) return;
+  alertRecoveryStartMs.reset();
+  resume();
+}
+
+void FilterFsm::confirmAlert(std::int64_t now) {
+  if (alertConfirmStartMs == 0) alertConfirmStartMs = now;
+  if (checkedSubtract(now, alertConfirmStartMs) < alertConfirmMs) return;
+  alertConfirmStartMs = 0;
+  recordAlertEntry(now);
+  enter(FilterState::alert());
+}
+
+void FilterFsm::recordAlertEntry(std::int64_t nowMs) {
+  if (checkedSubtract(nowMs, alertFlapWindowStartMs) > flapWindowMs) {
+    alertFlapCount = 0;
+    alertFlapWindowStartMs = nowMs;
+  }
+  ++alertFlapCount;
+  if (alertFlapCount < flapEntries) return;
+  alertLockedUntilMs = checkedAdd(nowMs, flapLockMs);
+  alertFlapCount = 0;
+}
+
+void FilterFsm::onSystemEvent(SystemEvent event) {
+  const FilterState current = state_.get();
+  switch (event.kind) {
+    case SystemEvent::userPause:
+      enter(FilterState::autoPaused(PauseReason::userPaused(event.durationMs)));
+      break;
+    case SystemEvent::screenOff: enter(FilterState::autoPaused(PauseReason::screenOff())); break;
+    case SystemEvent::screenOn:
+      if (current.is(FilterState::Kind::autoPaused)) resume();
+      break;
+    case SystemEvent::batteryLow: enter(FilterState::autoPaused(PauseReason::lowBattery())); break;
+    case SystemEvent::batteryRecovered:
+      if (current == FilterState::autoPaused(PauseReason::lowBattery())) resume();
+      break;
+    case SystemEvent::cameraBusy: enter(FilterState::cameraBusy(cameraRetryMs)); break;
+    case SystemEvent::cameraAvailable:
+      if (current.is(FilterState::Kind::cameraBusy)) resume();
+      break;
+  }
+}
+
+}  // namespace sentrel

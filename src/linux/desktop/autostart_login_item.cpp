@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "linux/desktop/autostart_login_item.h"
+
+#include <QByteArray>
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QSaveFile>
+#include <QStandardPaths>
+#include <utility>
+
+namespace sentrel {
+
+namespace {
+
+constexpr auto fileName = "expert.mardeck.sentrel.desktop";
+constexpr auto command = "sentrel";
+constexpr qint64 largestEntry = 64 * 1024;
+
+QString personalConfigFolder() {
+  const QString folder = qEnvironmentVariable("XDG_CONFIG_HOME");
+  // A relative path there is to be ignored (XDG Base Directory).
+  return QDir::isAbsolutePath(folder) ? folder : QDir::homePath() + QStringLiteral("/.config");
+}
+
+QString installedCommand() {
+  const bool installed = !QStandardPaths::findExecutable(QString::fromLatin1(command)).isEmpty();
+  return installed ? QString::fromLatin1(command) : QCoreApplication::applicationFilePath();
+}
+
+/// One argument of an Exec line: quoted, then escaped once more as any value of a desktop entry is.
+QByteArray execArgument(const QString& argument) {
+  QByteArray quoted = "\"";
+  for (const char c : argument.toUtf8()) {
+    if (c == '"' || c == '`' || c == '$' || c == '\\') quoted += "\\\\";
+    if (c == '\\') quoted += '\\';
+    if (c == '%') quoted += '%';
+    quoted += c;
+  }
+  return quoted + '"';
+}
+
+std::string failure(const QString& path, const QString& reason) {
+  return (path + QStringLiteral(": ") + reason).toStdString();
+}
+
+}  // namespace
+
+AutostartLoginItem::AutostartLoginItem() : AutostartLoginItem(personalConfigFolder(), installedCommand()) {}
+
+AutostartLoginItem::AutostartLoginItem(QString configFolder, QString program)
+    : folder_(std::move(configFolder) + QStringLiteral("/autostart")),
+      path_(folder_ + QLatin1Char('/') + QString::fromLatin1(fileName)),
+      program_(std::move(program)) {}
+
+bool AutostartLoginItem::isEnabled() const {
+  QFile file(path_);
+  if (!file.open(QIODevice::ReadOnly)) return false;
+  bool inEntry = false;
+  for (const QByteArray& rawLine : file.read(largestEntry).split('\n')) {
+    const QByteArray line = rawLine.trimmed();
+    if (line.startsWith('[')) inEntry = line == "[Desktop Entry]";
+    if (!inEntry) continue;
+    const auto equals = line.indexOf('=');
+    if (equals < 0) continue;
+    const QByteArray key = line.left(equals).trimmed();
+    const QByteArray value = line.mid(equals + 1).trimmed();
+    if (key == "Hidden" && value == "true") return false;
+    if (key == "X-GNOME-Autostart-enabled" && value == "false") return false;
+  }
+  return true;
+}
+
+std::optional<std::string> AutostartLoginItem::setEnabled(bool enabled) {
+  if (!enabled) {
+    QFile file(path_);
+    if (file.exists() && !file.remove()) return failure(path_, file.errorString());
+    return std::nullopt;
+  }
+  if (!QDir().mkpath(folder_)) return failure(folder_, QStringLiteral("the folder cannot be made"));
+  QSaveFile file(path_);
+  if (!file.open(QIODevice::WriteOnly)) return failure(path_, file.errorString());
+  file.write("[Desktop Entry]\nType=Application\nName=Sentrel\nIcon=expert.mardeck.sentrel\nTerminal=false\n");
+  file.write("Exec=" + execArgument(program_) + "\n");
+  if (!file.commit()) return failure(path_, file.errorString());
+  return std::nullopt;
+}
+
+}  // namespace sentrel
