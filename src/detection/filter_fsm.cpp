@@ -113,15 +113,21 @@ void FilterFsm::onSystemEvent(SystemEvent event) {
     case SystemEvent::userPause:
       enter(FilterState::autoPaused(PauseReason::userPaused(event.durationMs)));
       break;
-    case SystemEvent::screenOff: enter(FilterState::autoPaused(PauseReason::screenOff())); break;
+    case SystemEvent::screenOff:
+      enter(FilterState::autoPaused(PauseReason::screenOff()));
+      break;
     case SystemEvent::screenOn:
       if (current.is(FilterState::Kind::autoPaused)) resume();
       break;
-    case SystemEvent::batteryLow: enter(FilterState::autoPaused(PauseReason::lowBattery())); break;
+    case SystemEvent::batteryLow:
+      enter(FilterState::autoPaused(PauseReason::lowBattery()));
+      break;
     case SystemEvent::batteryRecovered:
       if (current == FilterState::autoPaused(PauseReason::lowBattery())) resume();
       break;
-    case SystemEvent::cameraBusy: enter(FilterState::cameraBusy(cameraRetryMs)); break;
+    case SystemEvent::cameraBusy:
+      enter(FilterState::cameraBusy(cameraRetryMs));
+      break;
     case SystemEvent::cameraAvailable:
       if (current.is(FilterState::Kind::cameraBusy)) resume();
       break;

@@ -57,8 +57,8 @@ SettingsRepository::SettingsRepository(std::shared_ptr<UserDefaults> userDefault
 }
 
 const std::shared_ptr<SettingsRepository>& SettingsRepository::shared() {
-  static const auto instance = std::make_shared<SettingsRepository>(Platform::current().userDefaults,
-                                                                    Platform::current().loginItem);
+  static const auto instance =
+      std::make_shared<SettingsRepository>(Platform::current().userDefaults, Platform::current().loginItem);
   return instance;
 }
 

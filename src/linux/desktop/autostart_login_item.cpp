@@ -80,7 +80,8 @@ std::optional<std::string> AutostartLoginItem::setEnabled(bool enabled) {
   if (!QDir().mkpath(folder_)) return failure(folder_, QStringLiteral("the folder cannot be made"));
   QSaveFile file(path_);
   if (!file.open(QIODevice::WriteOnly)) return failure(path_, file.errorString());
-  file.write("[Desktop Entry]\nType=Application\nName=Sentrel\nIcon=expert.mardeck.sentrel\nTerminal=false\n");
+  file.write(
+      "[Desktop Entry]\nType=Application\nName=Sentrel\nIcon=expert.mardeck.sentrel\nTerminal=false\n");
   file.write("Exec=" + execArgument(program_) + "\n");
   if (!file.commit()) return failure(path_, file.errorString());
   return std::nullopt;

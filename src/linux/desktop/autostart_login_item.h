@@ -9,7 +9,8 @@
 
 namespace sentrel {
 
-/// The person's autostart entry, as desktops read it (freedesktop Desktop Application Autostart). Main thread.
+/// The person's autostart entry, as desktops read it (freedesktop Desktop Application Autostart). Main
+/// thread.
 class AutostartLoginItem final : public LoginItem {
  public:
   /// For this process: the person's configuration folder, and the installed command, else the running binary.

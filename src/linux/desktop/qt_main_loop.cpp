@@ -21,7 +21,8 @@ namespace sentrel {
 /// stays readable until the ring is empty, so that a nested event loop goes on where the outer one stopped.
 class QtMainLoop::Turns {
  public:
-  Turns() : descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), notifier_(descriptor_, QSocketNotifier::Read) {
+  Turns()
+      : descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), notifier_(descriptor_, QSocketNotifier::Read) {
     if (descriptor_ < 0) fatal("no event descriptor for the main loop");
     QObject::connect(&notifier_, &QSocketNotifier::activated, &notifier_, [this]() noexcept { runTurn(); });
   }

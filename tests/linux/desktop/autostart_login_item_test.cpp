@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "linux/desktop/autostart_login_item.h"
+
+#include <gmock/gmock.h>
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+namespace sentrel {
+namespace {
+
+using testing::HasSubstr;
+using testing::Optional;
+
+class AutostartLoginItemTest : public testing::Test {
+ protected:
+  [[nodiscard]] QString path() const {
+    return config.filePath(QStringLiteral("autostart/expert.mardeck.sentrel.desktop"));
+  }
+  void write(const char* text) const {
+    QDir().mkpath(config.filePath(QStringLiteral("autostart")));
+    QFile file(path());
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(text);
+  }
+  [[nodiscard]] std::string text() const {
+    QFile file(path());
+    return file.open(QIODevice::ReadOnly) ? file.readAll().toStdString() : std::string();
+  }
+
+  QTemporaryDir config;
+  AutostartLoginItem item{config.path(), QStringLiteral("/opt/a \"b\" $c\\d%/sentrel")};
+};
+
+TEST_F(AutostartLoginItemTest, ReadsWhatDesktopsRead) {
+  EXPECT_FALSE(item.isEnabled());
+  const struct {
+    const char* text;
+    bool enabled;
+  } cases[] = {
+      {"[Desktop Entry]\nExec=sentrel\n", true},
+      {"[Desktop Entry]\nExec=sentrel\nHidden=true\n", false},
+      {"[Desktop Entry]\n Hidden = true \nExec=sentrel\n", false},
+      {"[Desktop Entry]\nExec=sentrel\nX-GNOME-Autostart-enabled=false\n", false},
+      {"[Desktop Entry]\nExec=sentrel\nHidden=false\nX-GNOME-Autostart-enabled=true\n", true},
+      {"[Desktop Entry]\nExec=sentrel\n[Desktop Action x]\nHidden=true\n", true},
+  };
+  for (const auto& [content, enabled] : cases) {
+    write(content);
+    EXPECT_EQ(item.isEnabled(), enabled) << content;
+  }
+}
+
+TEST_F(AutostartLoginItemTest, EnablesOverAHiddenEntryAndDisables) {
+  write("[Desktop Entry]\nHidden=true\n");
+  EXPECT_EQ(item.setEnabled(true), std::nullopt);
+  EXPECT_TRUE(item.isEnabled());
+  // Quoted for the Exec line, then escaped as a value of the file.
+  EXPECT_THAT(text(), HasSubstr("\nExec=\"/opt/a \\\\\"b\\\\\" \\\\$c\\\\\\\\d%%/sentrel\"\n"));
+  EXPECT_EQ(item.setEnabled(false), std::nullopt);
+  EXPECT_FALSE(item.isEnabled());
+  EXPECT_FALSE(QFile::exists(path()));
+  EXPECT_EQ(item.setEnabled(false), std::nullopt) << "already so";
+}
+
+TEST_F(AutostartLoginItemTest, TellsWhyItCannotBeWritten) {
+  QFile blocked(config.filePath(QStringLiteral("autostart")));
+  ASSERT_TRUE(blocked.open(QIODevice::WriteOnly));
+  EXPECT_THAT(item.setEnabled(true), Optional(HasSubstr("autostart")));
+}
+
+}  // namespace
+}  // namespace sentrel
