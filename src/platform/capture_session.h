@@ -24,8 +24,9 @@ struct CameraDevice {
   bool operator==(const CameraDevice&) const = default;
 };
 
-/// The camera that a configuration streams: one device, or, when `deviceID` is absent, whatever the default
-/// rule (front, else the session manager's default, else the first) finds when a device appears.
+/// The camera that a configuration streams: the device `deviceID`, and, while that is absent or not listed,
+/// whatever the default rule (front, else the session manager's default, else the first) finds. The session
+/// applies this anew whenever it connects.
 struct DeviceInput {
   std::optional<std::string> deviceID;
 };
@@ -83,8 +84,9 @@ class CaptureSession {
   virtual void commitConfiguration() = 0;
   /// The wanted frame size in pixels.
   virtual void setPreset(int width, int height) = 0;
-  /// Checks that the input's device can be used; gives the cause when it cannot.
+  /// Checks that the input's device can be used now; gives the cause when it cannot.
   [[nodiscard]] virtual std::optional<CaptureError> checkInput(const DeviceInput& input) = 0;
+  /// True also for a camera that is away or busy just now: the session takes it as soon as it can.
   [[nodiscard]] virtual bool canAddInput(const DeviceInput& input) = 0;
   virtual void addInput(const DeviceInput& input) = 0;
   virtual void removeInputs() = 0;

@@ -1,0 +1,231 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "detection/av_capture_manager.h"
+
+#include <atomic>
+#include <utility>
+#include <vector>
+
+#include "detection/session_configuration.h"
+#include "platform/platform.h"
+
+namespace sentrel {
+
+namespace {
+
+constexpr std::int64_t calibrationFps = 10;
+
+}  // namespace
+
+/// A start that is under way. `abandoned` is how a stop overtakes it on the camera queue.
+struct AVCaptureManager::Start {
+  std::vector<StartCompletion> waiters;
+  bool onSessionQueue = false;
+  std::atomic<bool> abandoned = false;
+};
+
+void AVCaptureManager::FrameRoute::captureOutput(const FrameRef& frame) const {
+  if (const auto current = analyzer.lock()) current->analyze(frame);
+}
+
+AVCaptureManager::AVCaptureManager(std::shared_ptr<CaptureSession> captureSession,
+                                   std::shared_ptr<SerialQueue> cameraQueue, AnalysisEnvironment environment)
+    : session_(std::move(captureSession)),
+      sessionQueue(std::move(cameraQueue)),
+      environment_(std::move(environment)) {}
+
+std::shared_ptr<AVCaptureManager> AVCaptureManager::create(std::shared_ptr<CaptureSession> captureSession,
+                                                           std::shared_ptr<SerialQueue> cameraQueue,
+                                                           AnalysisEnvironment environment) {
+  // The constructor is private, which make_shared cannot reach.
+  const std::shared_ptr<AVCaptureManager> manager(
+      new AVCaptureManager(std::move(captureSession), std::move(cameraQueue), std::move(environment)));
+  manager->observeInterruptions();
+  return manager;
+}
+
+const std::shared_ptr<AVCaptureManager>& AVCaptureManager::shared() {
+  static const auto instance = [] {
+    const Platform& platform = Platform::current();
+    return create(platform.captureSession, platform.cameraQueue, AnalysisEnvironment::of(platform));
+  }();
+  return instance;
+}
+
+// Frames.
+
+void AVCaptureManager::setAnalyzer(std::shared_ptr<VisionFaceAnalyzer> analyzer) {
+  if (analyzer == analyzer_) return;
+  analyzer_ = std::move(analyzer);
+  sessionQueue->async([route = route_, next = std::weak_ptr(analyzer_)] { route->analyzer = next; });
+  suspensionRegistration_.reset();
+  if (analyzer_) {
+    environment_.analysisQueue->async(
+        [detector = environment_.faceDetector] { detector->restartTracking(); });
+    suspensionRegistration_ = analyzer_->isSuspended.onChange([weak = weak_from_this()] {
+      if (const auto self = weak.lock()) self->updateFrameDemand();
+    });
+  }
+  updateFrameDemand();
+}
+
+void AVCaptureManager::updateFrameDemand() {
+  FrameDemand demand;
+  if (analyzer_ && !analyzer_->isSuspended) {
+    // Just above the interval: a frame handed over a moment too early would be dropped by the throttle, and
+    // the next one would come a whole camera period late.
+    demand = {true, analyzer_->minIntervalMs() + 1};
+  }
+  if (demand == demand_) return;
+  demand_ = demand;
+  session_->setFrameDemand(demand);
+}
+
+// Start and stop.
+
+void AVCaptureManager::requestAccess(std::function<void(bool granted)> answer) {
+  switch (session_->authorizationStatus()) {
+    case AuthorizationStatus::authorized:
+      answer(true);
+      break;
+    case AuthorizationStatus::notDetermined:
+      session_->requestAccess(std::move(answer));
+      break;
+    case AuthorizationStatus::restricted:
+    case AuthorizationStatus::denied:
+      answer(false);
+      break;
+  }
+}
+
+void AVCaptureManager::startSession(StartCompletion completion) {
+  if (start_) {
+    start_->waiters.push_back(std::move(completion));
+    return;
+  }
+  const auto start = std::make_shared<Start>();
+  start->waiters.push_back(std::move(completion));
+  start_ = start;
+  requestAccess([weak = weak_from_this(), start](bool granted) {
+    const auto self = weak.lock();
+    if (!self || start->abandoned) return;
+    if (!granted) {
+      self->finish(start, {StartResult::Outcome::failed, CameraError::permissionDenied});
+    } else if (self->runs()) {
+      self->finish(start, {});
+    } else {
+      self->prepareDetector(start);
+    }
+  });
+}
+
+void AVCaptureManager::prepareDetector(const std::shared_ptr<Start>& start) {
+  environment_.analysisQueue->async([weak = weak_from_this(), start, detector = environment_.faceDetector,
+                                     mainLoop = environment_.mainLoop] {
+    auto error = detector->prepare();
+    mainLoop->post([weak, start, error = std::move(error)]() mutable {
+      const auto self = weak.lock();
+      if (!self || start->abandoned) return;
+      if (error) {
+        self->finish(start, {StartResult::Outcome::failed, *std::move(error)});
+      } else {
+        self->startOnSessionQueue(start);
+      }
+    });
+  });
+}
+
+void AVCaptureManager::startOnSessionQueue(const std::shared_ptr<Start>& start) {
+  start->onSessionQueue = true;
+  sessionQueue->async([weak = weak_from_this(), start, session = session_, route = route_,
+                       preferredID = preferredCameraID_, mainLoop = environment_.mainLoop] {
+    if (start->abandoned) return;
+    auto error = configureSession(*session, preferredID,
+                                  [route](const FrameRef& frame) { route->captureOutput(frame); });
+    // Waiting for devices takes time: the camera must not open for a start that a stop has overtaken.
+    if (start->abandoned) return;
+    if (!error) session->startRunning();
+    mainLoop->post([weak, start, error = std::move(error)]() mutable {
+      const auto self = weak.lock();
+      if (!self || start->abandoned) return;
+      if (error) {
+        self->finish(start, {StartResult::Outcome::failed, std::move(error)});
+      } else {
+        self->isRunning_ = true;
+        self->setFailure(std::nullopt);
+        self->finish(start, {});
+      }
+    });
+  });
+}
+
+// By value: `start` may be the very field that is cleared here.
+void AVCaptureManager::finish(std::shared_ptr<Start> start, StartResult result) {
+  if (start_ == start) start_.reset();
+  if (result.error) setFailure(describe(*result.error));
+  environment_.mainLoop->post([waiters = std::move(start->waiters), result = std::move(result)] {
+    for (const auto& waiter : waiters) waiter(result);
+  });
+}
+
+void AVCaptureManager::stopSession() {
+  if (start_) {
+    start_->abandoned = true;
+    finish(start_, {StartResult::Outcome::stoppedMeanwhile, std::nullopt});
+  }
+  setFailure(std::nullopt);
+  ++pendingStops_;
+  sessionQueue->async([weak = weak_from_this(), session = session_, mainLoop = environment_.mainLoop] {
+    session->stopRunning();
+    mainLoop->post([weak] {
+      if (const auto self = weak.lock()) self->sessionStopped();
+    });
+  });
+}
+
+void AVCaptureManager::sessionStopped() {
+  --pendingStops_;
+  if (isRunning_) isRunning_ = false;
+}
+
+void AVCaptureManager::switchCamera(std::optional<std::string> id) {
+  preferredCameraID_ = std::move(id);
+  // A start that is already on the camera queue took the earlier choice with it.
+  if (!isRunning_ && !(start_ && start_->onSessionQueue)) return;
+  sessionQueue->async(
+      [session = session_, preferredID = preferredCameraID_] { switchInput(*session, preferredID); });
+}
+
+void AVCaptureManager::startCalibrationSampling(std::function<void(double faceWidth)> handler) {
+  if (!analyzer_) setAnalyzer(std::make_shared<VisionFaceAnalyzer>(calibrationFps, environment_));
+  analyzer_->isSuspended = false;
+  analyzer_->onCalibrationSample = std::move(handler);
+  if (runs()) return;
+  environment_.mainLoop->post([weak = weak_from_this()] {
+    if (const auto self = weak.lock()) self->startSession([](const StartResult&) {});
+  });
+}
+
+// What the session reports.
+
+void AVCaptureManager::observeInterruptions() {
+  interruptedRegistration_ = session_->wasInterrupted.connect([weak = weak_from_this()] {
+    const auto self = weak.lock();
+    if (!self || !self->runs()) return;
+    if (auto error = self->session_->serviceError()) {
+      self->setFailure(describe(*std::move(error)));
+    } else {
+      const bool away = self->session_->devices().empty();
+      self->setFailure(
+          CameraFailure{away ? CameraFailure::Kind::noCamera : CameraFailure::Kind::cameraBusy, {}});
+    }
+  });
+  interruptionEndedRegistration_ = session_->interruptionEnded.connect([weak = weak_from_this()] {
+    if (const auto self = weak.lock()) self->setFailure(std::nullopt);
+  });
+}
+
+void AVCaptureManager::setFailure(std::optional<CameraFailure> failure) {
+  if (failure != failure_.get()) failure_ = std::move(failure);
+}
+
+}  // namespace sentrel

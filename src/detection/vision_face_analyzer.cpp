@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "detection/vision_face_analyzer.h"
+
+#include <numbers>
+#include <utility>
+
+#include "platform/platform.h"
+#include "support/checked.h"
+#include "support/fatal.h"
+
+namespace sentrel {
+
+namespace {
+
+// Faces narrower than this part of the image are too far away to read a screen. Single precision, so that a
+// width that was stored as a float compares equal.
+constexpr double minimumFaceWidth = 0.02F;
+
+std::int64_t intervalOf(std::int64_t fpsLimit) {
+  if (fpsLimit == 0) fatal("the analysis rate is 0");
+  return 1000 / fpsLimit;
+}
+
+double widthOf(const FaceObservation& face) {
+  return face.boundingBox.width;
+}
+
+/// The widest face that counts, except `other`; the first of equals, or none.
+const FaceObservation* widest(const FaceList& faces, const FaceObservation* other = nullptr) {
+  const FaceObservation* best = nullptr;
+  for (const FaceObservation& face : faces) {
+    if (&face == other || !(widthOf(face) >= minimumFaceWidth)) continue;
+    if (best == nullptr || widthOf(face) > widthOf(*best)) best = &face;
+  }
+  return best;
+}
+
+std::int64_t count(const FaceList& faces) {
+  std::int64_t number = 0;
+  for (const FaceObservation& face : faces) number += widthOf(face) >= minimumFaceWidth ? 1 : 0;
+  return number;
+}
+
+/// How far the nose lies from the height of the eyes, scaled to read like degrees of pitch.
+float estimatePitch(const FaceObservation& face) {
+  if (!face.landmarks) return 0;
+  const auto& [leftEye, rightEye, nose] = *face.landmarks;
+  if (!leftEye || !rightEye || !nose) return 0;
+  return static_cast<float>((nose->y + (leftEye->y + rightEye->y) * -0.5) * 180.0);
+}
+
+FaceData measure(const FaceObservation& face) {
+  return {
+      .eulerY = static_cast<float>(face.yaw.value_or(0) * 180.0 / std::numbers::pi),
+      .eulerX = estimatePitch(face),
+      .boundingBoxRatio = static_cast<float>(widthOf(face)),
+  };
+}
+
+}  // namespace
+
+AnalysisEnvironment AnalysisEnvironment::of(const Platform& platform) {
+  return {platform.mainLoop, platform.clock, platform.analysisQueue, platform.faceDetector};
+}
+
+VisionFaceAnalyzer::VisionFaceAnalyzer(std::int64_t fpsLimit, AnalysisEnvironment environment)
+    : environment_(std::move(environment)), minIntervalMs_(intervalOf(fpsLimit)) {}
+
+void VisionFaceAnalyzer::analyze(const FrameRef& frame) {
+  if (isSuspended) return;
+  const std::int64_t now = environment_.clock->nowMs();
+  if (checkedSubtract(now, lastAnalysisMs) < minIntervalMs_) return;
+  lastAnalysisMs = now;  // a frame without a picture uses up its turn too
+  if (!frame || frame->empty()) return;
+  const bool wakes = waiting_.put({frame, now, static_cast<bool>(onRetroFrame)});
+  if (!wakes) return;  // the task that was queued for the replaced frame takes this one
+  environment_.analysisQueue->async([weak = weak_from_this()] {
+    if (const auto self = weak.lock()) self->analyzeWaiting();
+  });
+}
+
+void VisionFaceAnalyzer::analyzeWaiting() {
+  auto job = waiting_.take();
+  if (!job) return;
+  // A frame that could not be read is a frame without faces: the machine must hear of every frame.
+  const auto found = environment_.faceDetector->detect(*job->frame, job->timestampMs);
+  if (!job->wantsRetro) job->frame.reset();
+  if (found) {
+    processResults(found->rectangles, found->landmarks, job->timestampMs, std::move(job->frame));
+  } else {
+    processResults({}, {}, job->timestampMs, std::move(job->frame));
+  }
+}
+
+void VisionFaceAnalyzer::processResults(const FaceList& rectangles, const FaceList& landmarks,
+                                        std::int64_t timestampMs, FrameRef pixelBuffer) {
+  DetectionInput input{timestampMs, count(rectangles), std::nullopt};
+  const FaceObservation* primary = widest(landmarks);
+  if (primary != nullptr) input.primaryFace = measure(*primary);
+
+  const FaceObservation* first = widest(rectangles);
+  const FaceObservation* sampled = primary != nullptr ? primary : first;
+  const auto sample = sampled != nullptr ? std::optional(widthOf(*sampled)) : std::nullopt;
+
+  const FaceObservation* second = widest(rectangles, first);
+  const auto secondBox = second != nullptr ? std::optional(second->boundingBox) : std::nullopt;
+
+  environment_.mainLoop->post(
+      [weak = weak_from_this(), input, sample, secondBox, frame = std::move(pixelBuffer)] {
+        const auto self = weak.lock();
+        if (!self) return;
+        self->onResult(input);
+        if (sample) self->onCalibrationSample(*sample);
+        if (frame) self->onRetroFrame(frame, secondBox);
+      });
+}
+
+}  // namespace sentrel

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "detection/analysis_environment.h"
+#include "detection/callback_slot.h"
+#include "detection/detection_input.h"
+#include "detection/suspension.h"
+#include "platform/face_detector.h"
+#include "support/frame.h"
+#include "support/geometry.h"
+#include "support/latest.h"
+
+namespace sentrel {
+
+/// Turns camera frames into measurements: drops those that come too soon, has the faces of the others found
+/// on the analysis queue, and reports them on the main thread. At most one frame waits, the newest; nothing
+/// is allocated per frame. Letting go of the analyser cancels what is still to be delivered.
+class VisionFaceAnalyzer : public std::enable_shared_from_this<VisionFaceAnalyzer> {
+ public:
+  /// `fpsLimit` is the greatest number of frames analysed in a second; 0 is fatal. To be owned by a shared
+  /// pointer.
+  VisionFaceAnalyzer(std::int64_t fpsLimit, AnalysisEnvironment environment);
+  VisionFaceAnalyzer(const VisionFaceAnalyzer&) = delete;
+  VisionFaceAnalyzer& operator=(const VisionFaceAnalyzer&) = delete;
+
+  /// Every analysed frame, also one without faces.
+  CallbackSlot<DetectionInput> onResult;
+  /// The main face's width as a fraction of the image's width, where there is a face.
+  CallbackSlot<double> onCalibrationSample;
+  /// The analysed frame and the second widest face's box, where there is one. A frame outlives its analysis
+  /// only while this is set.
+  CallbackSlot<FrameRef, std::optional<NormalizedRect>> onRetroFrame;
+
+  /// While set, frames are ignored and the throttle keeps its place.
+  Suspension isSuspended;
+
+  /// Least time between two analysed frames. Any thread.
+  [[nodiscard]] std::int64_t minIntervalMs() const { return minIntervalMs_; }
+
+  /// Takes a frame; returns at once. Camera queue.
+  void analyze(const FrameRef& frame);
+
+ private:
+  struct Job {
+    FrameRef frame;
+    std::int64_t timestampMs = 0;
+    bool wantsRetro = false;
+  };
+
+  void analyzeWaiting();
+  void processResults(const FaceList& rectangles, const FaceList& landmarks, std::int64_t timestampMs,
+                      FrameRef pixelBuffer);
+
+  const AnalysisEnvironment environment_;
+  const std::int64_t minIntervalMs_;
+  std::int64_t lastAnalysisMs = 0;  // camera queue
+  Latest<Job> waiting_;
+};
+
+}  // namespace sentrel

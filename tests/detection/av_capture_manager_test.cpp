@@ -1,0 +1,283 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "detection/av_capture_manager.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+#include "support/machine_room.h"
+
+namespace sentrel {
+namespace {
+
+using Outcome = StartResult::Outcome;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class AVCaptureManagerTest : public testing::Test {
+ protected:
+  void start() {
+    manager->startSession([this](const StartResult& result) {
+      outcomes.push_back(result.outcome);
+      error = result.error;
+    });
+  }
+  void startAndSettle() {
+    start();
+    room.settle();
+  }
+  void startWith(std::shared_ptr<VisionFaceAnalyzer> analyzer) {
+    manager->setAnalyzer(std::move(analyzer));
+    startAndSettle();
+  }
+  std::shared_ptr<VisionFaceAnalyzer> analyzer(std::int64_t fps = 10) {
+    return std::make_shared<VisionFaceAnalyzer>(fps, room.environment());
+  }
+
+  test::MachineRoom room;
+  std::shared_ptr<AVCaptureManager> manager =
+      AVCaptureManager::create(room.session, room.cameraQueue, room.environment());
+  std::vector<Outcome> outcomes;
+  std::optional<StartError> error;
+};
+
+TEST_F(AVCaptureManagerTest, StartsConfiguresAndFeedsTheAnalyser) {
+  const auto first = analyzer();
+  int results = 0;
+  first->onResult = [&](const DetectionInput&) { ++results; };
+  startWith(first);
+  EXPECT_THAT(outcomes, ElementsAre(Outcome::started));
+  EXPECT_TRUE(manager->isRunning());
+  EXPECT_TRUE(room.session->running);
+  EXPECT_FALSE(room.session->configuring);
+  EXPECT_EQ(room.session->preset, std::pair(640, 480));
+  room.session->output.onFrame(room.frame());
+  room.settle();
+  EXPECT_EQ(results, 1);
+
+  startAndSettle();
+  EXPECT_EQ(room.session->starts, 1) << "already running";
+  EXPECT_EQ(outcomes.back(), Outcome::started);
+
+  manager->setAnalyzer(nullptr);
+  room.settle();
+  room.loop->advance(200);
+  room.session->output.onFrame(room.frame());
+  room.settle();
+  EXPECT_EQ(results, 1) << "no analyser, no result";
+}
+
+TEST_F(AVCaptureManagerTest, OverlappingStartsAreOne) {
+  start();
+  start();
+  room.loop->runPosted();
+  start();
+  room.settle();
+  EXPECT_EQ(room.session->starts, 1);
+  EXPECT_THAT(outcomes, ElementsAre(Outcome::started, Outcome::started, Outcome::started));
+}
+
+TEST_F(AVCaptureManagerTest, AStopWinsOverAStartThatIsUnderWay) {
+  room.session->status = AuthorizationStatus::notDetermined;
+  start();
+  manager->stopSession();
+  room.settle();
+  ASSERT_EQ(room.session->accessRequests.size(), 1U);
+  room.session->accessRequests[0](true);
+  room.settle();
+  EXPECT_THAT(outcomes, ElementsAre(Outcome::stoppedMeanwhile)) << "while the person is asked";
+  EXPECT_EQ(room.detector->preparations, 0);
+
+  room.session->status = AuthorizationStatus::authorized;
+  const auto stop = [this] { manager->stopSession(); };  // the main thread waits in settle() meanwhile
+  room.detector->whilePreparing = stop;
+  startAndSettle();
+  room.detector->whilePreparing = nullptr;
+  EXPECT_EQ(outcomes.back(), Outcome::stoppedMeanwhile) << "while the model is loaded";
+  EXPECT_EQ(room.session->commits, 0);
+
+  room.session->whileListing = stop;
+  startAndSettle();
+  room.session->whileListing = nullptr;
+  EXPECT_EQ(outcomes.back(), Outcome::stoppedMeanwhile) << "while devices are awaited";
+  EXPECT_EQ(room.session->starts, 0) << "the camera never opened";
+  EXPECT_FALSE(manager->isRunning());
+
+  startAndSettle();
+  EXPECT_EQ(outcomes.back(), Outcome::started) << "none of it stays behind";
+}
+
+TEST_F(AVCaptureManagerTest, AStartRightAfterAStopEndsRunning) {
+  startAndSettle();
+  std::vector<bool> seen;
+  const auto watch = manager->isRunning().onChange([&](bool running) { seen.push_back(running); });
+  manager->stopSession();
+  start();
+  room.settle();
+  EXPECT_TRUE(room.session->running);
+  EXPECT_THAT(seen, ElementsAre(false, true));
+}
+
+TEST_F(AVCaptureManagerTest, FailuresTellTheirCauseAndLeaveTheConfigurationOpen) {
+  const CaptureError denied{CaptureError::Kind::accessDenied, "no permission for the node"};
+  const CaptureError noService{CaptureError::Kind::noService, "not running"};
+  const FaceDetectorError noModel{"models/face.tflite is damaged"};
+  auto& session = *room.session;
+  const auto unseen = [&] {
+    session.cameras.clear();
+    session.seen = false;
+  };
+  const struct {
+    std::string key;
+    std::function<void()> fault;
+    StartError expected;
+    bool configuring;
+  } cases[] = {
+      {"error_camera_denied", [&] { session.status = AuthorizationStatus::denied; },
+       CameraError::permissionDenied, false},
+      {"error_camera_denied", [&] { session.status = AuthorizationStatus::restricted; },
+       CameraError::permissionDenied, false},
+      {"error_model_missing", [&] { room.detector->prepareError = noModel; }, noModel, false},
+      {"error_no_camera", unseen, CameraError::noCameraAvailable, true},
+      {"error_no_pipewire", [&] { unseen(), session.service = noService; }, noService, true},
+      {"error_camera_denied", [&] { session.inputError = denied; }, denied, true},
+      {"error_camera_busy", [&] { session.takesInput = false; }, CameraError::configurationFailed, true},
+      {"error_camera_busy", [&] { session.takesOutput = false; }, CameraError::configurationFailed, true},
+  };
+  for (const auto& [key, fault, expected, configuring] : cases) {
+    fault();
+    startAndSettle();
+    EXPECT_EQ(outcomes.back(), Outcome::failed) << key;
+    ASSERT_TRUE(error) << key;
+    EXPECT_EQ(error->index(), expected.index()) << key;
+    EXPECT_EQ(describe(*error), describe(expected)) << key;
+    ASSERT_TRUE(manager->failure().get()) << key;
+    EXPECT_EQ(textKey(manager->failure().get()->kind), key);
+    EXPECT_EQ(session.configuring, configuring) << key;
+    EXPECT_EQ(session.starts, 0) << key;
+    EXPECT_FALSE(manager->isRunning()) << key;
+
+    session.status = AuthorizationStatus::authorized;
+    session.cameras = {{"front", "", CameraPosition::front}};
+    session.seen = session.takesInput = session.takesOutput = true;
+    session.service.reset();
+    session.inputError.reset();
+    room.detector->prepareError.reset();
+    startAndSettle();
+    EXPECT_EQ(outcomes.back(), Outcome::started) << "after " << key;
+    EXPECT_FALSE(session.configuring) << "after " << key;
+    EXPECT_EQ(manager->failure().get(), std::nullopt) << "after " << key;
+    manager->stopSession();
+    room.settle();
+    session.starts = 0;
+  }
+}
+
+TEST_F(AVCaptureManagerTest, ACameraThatIsAwayOrBusyRunsInterrupted) {
+  const auto failureKey = [this] {
+    return manager->failure().get() ? textKey(manager->failure().get()->kind) : "";
+  };
+  room.session->inputError = CaptureError{CaptureError::Kind::busy, "taken"};
+  startAndSettle();
+  EXPECT_EQ(outcomes.back(), Outcome::started);
+  ASSERT_TRUE(room.session->input);
+  room.session->wasInterrupted.emit();
+  EXPECT_EQ(failureKey(), "error_camera_busy");
+  room.session->interruptionEnded.emit();
+  EXPECT_EQ(failureKey(), "");
+  manager->stopSession();
+  room.settle();
+
+  room.session->cameras.clear();
+  room.session->inputError = CaptureError{CaptureError::Kind::deviceUnavailable, "gone"};
+  startAndSettle();
+  EXPECT_EQ(outcomes.back(), Outcome::started) << "this process has seen a camera";
+  room.session->wasInterrupted.emit();
+  EXPECT_EQ(failureKey(), "error_no_camera");
+  manager->stopSession();
+  EXPECT_EQ(failureKey(), "") << "nothing is wrong with a camera that is off";
+  room.session->wasInterrupted.emit();
+  EXPECT_EQ(failureKey(), "");
+}
+
+TEST_F(AVCaptureManagerTest, ThePreferredCameraIsUsedAndSwitched) {
+  room.session->cameras.push_back({"desk", "Desk", CameraPosition::unspecified});
+  manager->switchCamera("desk");
+  room.settle();
+  EXPECT_FALSE(room.session->input) << "stopped: only the choice changes";
+  startAndSettle();
+  EXPECT_EQ(room.session->input->deviceID, "desk");
+  manager->switchCamera(std::nullopt);
+  room.settle();
+  ASSERT_TRUE(room.session->input);
+  EXPECT_EQ(room.session->input->deviceID, std::nullopt);
+
+  room.session->inputError = CaptureError{CaptureError::Kind::busy, "taken"};
+  manager->switchCamera("desk");
+  room.settle();
+  EXPECT_FALSE(room.session->input) << "cannot be opened: left without one";
+  EXPECT_FALSE(room.session->configuring);
+  EXPECT_EQ(manager->failure().get(), std::nullopt);
+
+  room.session->inputError.reset();
+  manager->stopSession();
+  manager->switchCamera("unplugged");
+  startAndSettle();
+  EXPECT_EQ(outcomes.back(), Outcome::started) << "the default camera stands in";
+  start();
+  manager->stopSession();
+  start();
+  room.loop->runPosted();
+  room.analysisQueue->sync([] {});
+  room.loop->runPosted();
+  manager->switchCamera("desk");  // while the start is on the camera queue
+  room.settle();
+  EXPECT_EQ(room.session->input->deviceID, "desk");
+}
+
+TEST_F(AVCaptureManagerTest, TheDeviceIsWantedOnlyWhileAnAnalyserTakesFrames) {
+  const auto wants = [this](bool wanted, std::int64_t pace = 0) {
+    return room.session->demand == FrameDemand{wanted, pace};
+  };
+  EXPECT_TRUE(wants(false));
+  const auto slow = analyzer(3);
+  startWith(slow);
+  EXPECT_TRUE(wants(true, 334));
+  slow->isSuspended = true;
+  EXPECT_TRUE(wants(false));
+  const auto quick = analyzer(10);
+  manager->setAnalyzer(quick);
+  EXPECT_TRUE(wants(true, 101));
+  slow->isSuspended = false;
+  slow->isSuspended = true;
+  EXPECT_TRUE(wants(true, 101)) << "an analyser that was replaced has no say";
+  manager->setAnalyzer(nullptr);
+  EXPECT_TRUE(wants(false));
+  room.settle();
+  EXPECT_EQ(room.detector->restarts, 2) << "once for each analyser";
+}
+
+TEST_F(AVCaptureManagerTest, CalibrationStartsTheCameraAndTakesTheWidths) {
+  room.detector->next = test::detectionsOf({test::faceOf(0.25)}, {});
+  std::vector<double> widths;
+  manager->startCalibrationSampling([](double) { FAIL() << "replaced"; });
+  manager->startCalibrationSampling([&](double width) { widths.push_back(width); });
+  room.settle();
+  EXPECT_EQ(room.session->starts, 1);
+  room.session->output.onFrame(room.frame());
+  room.settle();
+  EXPECT_THAT(widths, ElementsAre(0.25));
+
+  manager->stopSession();
+  room.settle();
+  room.session->status = AuthorizationStatus::denied;
+  manager->analyzer()->isSuspended = true;
+  manager->startCalibrationSampling([](double) {});
+  room.settle();
+  EXPECT_FALSE(manager->isRunning());
+  EXPECT_FALSE(manager->analyzer()->isSuspended);
+}
+
+}  // namespace
+}  // namespace sentrel

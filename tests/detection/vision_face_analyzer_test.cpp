@@ -1,0 +1,219 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "detection/vision_face_analyzer.h"
+
+#include <gmock/gmock.h>
+
+#include <numbers>
+#include <semaphore>
+#include <string>
+#include <vector>
+
+#include "support/machine_room.h"
+
+namespace sentrel {
+namespace {
+
+using test::detectionsOf;
+using test::faceOf;
+using testing::ElementsAre;
+
+class VisionFaceAnalyzerTest : public testing::Test {
+ protected:
+  std::shared_ptr<VisionFaceAnalyzer> make(std::int64_t fps) {
+    auto analyzer = std::make_shared<VisionFaceAnalyzer>(fps, room.environment());
+    analyzer->onResult = [this](const DetectionInput& input) { results.push_back(input); };
+    return analyzer;
+  }
+
+  /// Offers a frame at each of the times, in ms after the first.
+  void offer(VisionFaceAnalyzer& analyzer, const std::vector<std::int64_t>& times) {
+    std::int64_t now = 0;
+    for (const auto time : times) {
+      room.loop->advance(time - now);
+      now = time;
+      analyzer.analyze(room.frame());
+      room.settle();
+    }
+  }
+
+  [[nodiscard]] std::vector<std::int64_t> resultTimes() const {
+    std::vector<std::int64_t> times;
+    for (const auto& result : results) times.push_back(result.timestampMs - test::ManualMainLoop::startMs);
+    return times;
+  }
+
+  test::MachineRoom room;
+  std::vector<DetectionInput> results;
+};
+
+TEST_F(VisionFaceAnalyzerTest, ThrottlesToItsInterval) {
+  const struct {
+    std::int64_t fps;
+    std::vector<std::int64_t> offered;
+    std::vector<std::int64_t> analysed;
+  } cases[] = {
+      {10, {0, 99, 100, 150, 200, 299, 301}, {0, 100, 200, 301}},
+      {3, {0, 332, 333, 665, 666}, {0, 333, 666}},
+      {15, {0, 65, 66, 131, 132}, {0, 66, 132}},
+  };
+  for (const auto& [fps, offered, analysed] : cases) {
+    room.loop = std::make_shared<test::ManualMainLoop>();
+    results.clear();
+    offer(*make(fps), offered);
+    EXPECT_EQ(resultTimes(), analysed) << fps << " fps";
+  }
+}
+
+TEST(VisionFaceAnalyzerDeathTest, ARateOfZeroIsFatal) {
+  EXPECT_DEATH(VisionFaceAnalyzer(0, {}), "analysis rate");
+}
+
+TEST_F(VisionFaceAnalyzerTest, SuspensionKeepsTheThrottlesPlaceAndAnEmptyFrameTakesOne) {
+  const auto analyzer = make(10);
+  offer(*analyzer, {0});
+  analyzer->isSuspended = true;
+  offer(*analyzer, {100, 150});
+  analyzer->isSuspended = false;
+  analyzer->analyze(room.frame());  // 250 ms after the last one accepted
+  room.settle();
+  room.loop->advance(100);
+  analyzer->analyze(nullptr);
+  room.loop->advance(99);
+  analyzer->analyze(room.frame());
+  room.settle();
+  EXPECT_THAT(resultTimes(), ElementsAre(0, 150));
+}
+
+TEST_F(VisionFaceAnalyzerTest, TheNewestFrameWinsWhileOneIsAnalysed) {
+  const auto analyzer = make(10);
+  std::binary_semaphore entered(0);
+  std::binary_semaphore leave(0);
+  room.detector->whileDetecting = [&] {
+    entered.release();
+    leave.acquire();
+  };
+  analyzer->analyze(room.frame());
+  entered.acquire();
+  for (int i = 0; i < 3; ++i) {
+    room.loop->advance(100);
+    analyzer->analyze(room.frame());
+  }
+  leave.release(1);
+  entered.acquire();
+  leave.release(1);
+  room.settle();
+  EXPECT_THAT(resultTimes(), ElementsAre(0, 300));
+}
+
+FaceObservation withLandmarks(FaceLandmarks landmarks) {
+  FaceObservation face = faceOf(0.3);
+  face.landmarks = landmarks;
+  return face;
+}
+
+TEST_F(VisionFaceAnalyzerTest, MeasuresTheMainFace) {
+  constexpr double least = 0.019999999552965164;  // 0.02 in single precision
+  const FaceLandmarks eyesAndNose{Point{0.3, 0.6}, Point{0.7, 0.5}, Point{0.5, 0.65}};
+  const FaceLandmarks noNose{Point{0.3, 0.6}, Point{0.7, 0.5}, std::nullopt};
+  const auto turned = [](double width, double yaw) { return faceOf(width, 0.1, yaw); };
+  using Sample = std::optional<double>;
+  const struct {
+    std::string what;
+    std::optional<FaceDetections> found;
+    std::int64_t faceCount;
+    std::optional<FaceData> primary;
+    Sample sample;
+  } cases[] = {
+      {"nobody", FaceDetections{}, 0, {}, {}},
+      {"an unreadable frame", std::nullopt, 0, {}, {}},
+      {"the least width",
+       detectionsOf({faceOf(least), faceOf(0.0199)}, {faceOf(0.0199)}),
+       1,
+       {},
+       Sample(least)},
+      {"rectangles alone", detectionsOf({faceOf(0.1), faceOf(0.2)}, {}), 2, {}, Sample(0.2)},
+      {"a pose without a rectangle", detectionsOf({}, {faceOf(0.2)}), 0, FaceData{0, 0, 0.2F}, Sample(0.2)},
+      {"the widest pose, the first of equals",
+       detectionsOf({faceOf(0.5)}, {turned(0.1, 1), turned(0.25, 0.5), turned(0.25, -0.5)}), 1,
+       FaceData{static_cast<float>(90 / std::numbers::pi), 0, 0.25F}, Sample(0.25)},
+      {"no yaw", detectionsOf({}, {faceOf(0.2, 0.1, std::nullopt)}), 0, FaceData{0, 0, 0.2F}, Sample(0.2)},
+      {"pitch", detectionsOf({}, {withLandmarks(eyesAndNose)}), 0, FaceData{0, 18, 0.3F}, Sample(0.3)},
+      {"no nose", detectionsOf({}, {withLandmarks(noNose)}), 0, FaceData{0, 0, 0.3F}, Sample(0.3)},
+  };
+  const auto analyzer = make(10);
+  Sample sample;
+  analyzer->onCalibrationSample = [&](double width) { sample = width; };
+  for (const auto& [what, found, faceCount, primary, expectedSample] : cases) {
+    room.detector->next = found;
+    results.clear();
+    sample.reset();
+    room.loop->advance(100);
+    analyzer->analyze(room.frame());
+    room.settle();
+    ASSERT_EQ(results.size(), 1U) << what;
+    EXPECT_EQ(results[0].faceCount, faceCount) << what;
+    EXPECT_EQ(sample, expectedSample) << what;
+    ASSERT_EQ(results[0].primaryFace.has_value(), primary.has_value()) << what;
+    if (!primary) continue;
+    EXPECT_FLOAT_EQ(results[0].primaryFace->eulerY, primary->eulerY) << what;
+    EXPECT_NEAR(results[0].primaryFace->eulerX, primary->eulerX, 1e-4) << what;
+    EXPECT_EQ(results[0].primaryFace->boundingBoxRatio, primary->boundingBoxRatio) << what;
+  }
+}
+
+TEST_F(VisionFaceAnalyzerTest, GivesTheSecondWidestFaceToTheRetroConsumer) {
+  const auto analyzer = make(10);
+  std::vector<std::optional<NormalizedRect>> boxes;
+  analyzer->onRetroFrame = [&](const FrameRef& frame, const std::optional<NormalizedRect>& box) {
+    EXPECT_TRUE(frame);
+    boxes.push_back(box);
+  };
+  const FaceObservation wide = faceOf(0.3, 0.1);
+  const FaceObservation firstEqual = faceOf(0.2, 0.4);
+  const FaceObservation secondEqual = faceOf(0.2, 0.7);
+  for (const auto& found :
+       {detectionsOf({firstEqual, wide, secondEqual}, {}), detectionsOf({firstEqual, secondEqual}, {}),
+        detectionsOf({wide, faceOf(0.01)}, {})}) {
+    room.detector->next = found;
+    room.loop->advance(100);
+    analyzer->analyze(room.frame());
+    room.settle();
+  }
+  EXPECT_THAT(boxes, ElementsAre(firstEqual.boundingBox, secondEqual.boundingBox, std::nullopt));
+}
+
+TEST_F(VisionFaceAnalyzerTest, KeepsAFrameOnlyForARetroConsumer) {
+  FramePool single(1);
+  const auto analyzer = make(10);
+  const auto analysed = [&] {
+    room.loop->advance(100);
+    analyzer->analyze(single.acquire(4, 4));
+    room.analysisQueue->sync([] {});
+  };
+  analysed();
+  EXPECT_TRUE(single.acquire(4, 4)) << "free as soon as it is analysed";
+  analyzer->onRetroFrame = [](const FrameRef&, const std::optional<NormalizedRect>&) { FAIL(); };
+  analysed();
+  EXPECT_FALSE(single.acquire(4, 4)) << "held for the consumer";
+  analyzer->onRetroFrame = nullptr;
+  room.settle();
+  EXPECT_TRUE(single.acquire(4, 4)) << "let go, and not given to a consumer that has gone";
+}
+
+TEST_F(VisionFaceAnalyzerTest, LettingGoCancelsDeliveries) {
+  auto analyzer = make(10);
+  analyzer->analyze(room.frame());
+  room.analysisQueue->sync([] {});
+  analyzer.reset();
+  room.settle();
+  EXPECT_TRUE(results.empty());
+
+  analyzer = make(10);
+  room.detector->whileDetecting = [&] { analyzer.reset(); };  // the last owner, while it analyses
+  analyzer->analyze(room.frame());
+  room.settle();
+  EXPECT_TRUE(results.empty());
+}
+
+}  // namespace
+}  // namespace sentrel
