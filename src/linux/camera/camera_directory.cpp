@@ -1,0 +1,303 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "linux/camera/camera_directory.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "linux/camera/pipewire_headers.h"
+
+namespace sentrel {
+
+namespace {
+
+std::string property(const spa_dict* properties, const char* key) {
+  const char* value = properties == nullptr ? nullptr : spa_dict_lookup(properties, key);
+  return value == nullptr ? std::string() : std::string(value);
+}
+
+CameraPosition positionFrom(std::string_view location) {
+  if (location == "front") return CameraPosition::front;
+  if (location == "back") return CameraPosition::back;
+  return CameraPosition::unspecified;
+}
+
+/// The value of "name" in a JSON object such as {"name":"camera0"}.
+std::string nameIn(const char* json) {
+  if (json == nullptr) return {};
+  spa_json outer{};
+  spa_json object{};
+  spa_json_init(&outer, json, std::string_view(json).size());
+  if (spa_json_enter_object(&outer, &object) <= 0) return {};
+  char text[512];
+  while (spa_json_get_string(&object, text, sizeof text) > 0) {
+    if (std::string_view(text) == "name") {
+      return spa_json_get_string(&object, text, sizeof text) > 0 ? std::string(text) : std::string();
+    }
+    const char* ignored = nullptr;
+    if (spa_json_next(&object, &ignored) <= 0) break;
+  }
+  return {};
+}
+
+}  // namespace
+
+std::optional<CameraDevice> CameraDirectory::Listing::device(const std::string& uniqueID) const {
+  const auto found = std::ranges::find(devices, uniqueID, &CameraDevice::uniqueID);
+  return found == devices.end() ? std::nullopt : std::optional(*found);
+}
+
+std::optional<CameraDevice> CameraDirectory::Listing::defaultDevice(CameraPosition position) const {
+  if (position != CameraPosition::unspecified) {
+    const auto found = std::ranges::find(devices, position, &CameraDevice::position);
+    return found == devices.end() ? std::nullopt : std::optional(*found);
+  }
+  if (auto preferred = device(sessionDefault)) return preferred;
+  return devices.empty() ? std::nullopt : std::optional(devices.front());
+}
+
+std::optional<CameraDevice> CameraDirectory::Listing::choose(const DeviceInput& input) const {
+  if (input.deviceID) {
+    if (auto chosen = device(*input.deviceID)) return chosen;
+  }
+  if (auto front = defaultDevice(CameraPosition::front)) return front;
+  return defaultDevice(CameraPosition::unspecified);
+}
+
+/// One bound Video/Source node; a camera once its properties have arrived and say so.
+struct CameraDirectory::Node {
+  CameraDirectory* owner;
+  std::uint32_t id;
+  pw_proxy* proxy;
+  spa_hook listener{};
+  std::string serial;
+  std::optional<CameraDevice> device;
+
+  Node(CameraDirectory* directory, std::uint32_t nodeID, pw_proxy* bound)
+      : owner(directory), id(nodeID), proxy(bound) {
+    static const pw_node_events events = [] {
+      pw_node_events table{};
+      table.version = PW_VERSION_NODE_EVENTS;
+      table.info = [](void* self, const pw_node_info* info) { static_cast<Node*>(self)->update(info); };
+      return table;
+    }();
+    addNodeListener(proxy, &listener, &events, this);
+  }
+  ~Node() {
+    spa_hook_remove(&listener);
+    pw_proxy_destroy(proxy);
+  }
+  Node(const Node&) = delete;
+  Node& operator=(const Node&) = delete;
+
+  void update(const pw_node_info* info) {
+    if ((info->change_mask & PW_NODE_CHANGE_MASK_PROPS) == 0 || info->props == nullptr) return;
+    serial = property(info->props, PW_KEY_OBJECT_SERIAL);
+    device.reset();
+    CameraDevice found{.uniqueID = property(info->props, PW_KEY_NODE_NAME),
+                       .localizedName = property(info->props, PW_KEY_NODE_DESCRIPTION),
+                       .position = positionFrom(property(info->props, "api.libcamera.location"))};
+    if (found.localizedName.empty()) found.localizedName = property(info->props, PW_KEY_NODE_NICK);
+    const bool isCamera = property(info->props, PW_KEY_MEDIA_ROLE) == "Camera" && !found.uniqueID.empty();
+    if (isCamera && !serial.empty()) device = std::move(found);
+    owner->publish();
+  }
+};
+
+/// The registry, the session manager's settings object, and the round trips that end the first listing.
+struct CameraDirectory::Binding {
+  CameraDirectory* owner;
+  pw_core* core;
+  pw_registry* registry;
+  spa_hook registryListener{};
+  spa_hook coreListener{};
+  pw_proxy* metadata = nullptr;
+  std::uint32_t metadataID = SPA_ID_INVALID;
+  spa_hook metadataListener{};
+  int pendingSync = -1;
+  int syncsLeft = 2;  // the first ends the list of objects, the second what binding them brings
+
+  Binding(CameraDirectory* directory, pw_core* connected)
+      : owner(directory), core(connected), registry(pw_core_get_registry(core, PW_VERSION_REGISTRY, 0)) {
+    static const pw_core_events coreEvents = [] {
+      pw_core_events table{};
+      table.version = PW_VERSION_CORE_EVENTS;
+      table.done = [](void* self, std::uint32_t id, int sequence) {
+        if (id == PW_ID_CORE) static_cast<Binding*>(self)->owner->synced(sequence);
+      };
+      return table;
+    }();
+    static const pw_registry_events registryEvents = [] {
+      pw_registry_events table{};
+      table.version = PW_VERSION_REGISTRY_EVENTS;
+      table.global = [](void* self, std::uint32_t id, std::uint32_t, const char* type, std::uint32_t,
+                        const spa_dict* properties) {
+        static_cast<Binding*>(self)->owner->globalAdded(
+            id, type, properties == nullptr ? nullptr : spa_dict_lookup(properties, PW_KEY_METADATA_NAME),
+            properties == nullptr ? nullptr : spa_dict_lookup(properties, PW_KEY_MEDIA_CLASS));
+      };
+      table.global_remove = [](void* self, std::uint32_t id) {
+        static_cast<Binding*>(self)->owner->globalRemoved(id);
+      };
+      return table;
+    }();
+    addListener(core, &coreListener, &coreEvents, this);
+    if (registry != nullptr) addListener(registry, &registryListener, &registryEvents, this);
+    sync();
+  }
+  ~Binding() {
+    dropMetadata();
+    if (registry != nullptr) {
+      spa_hook_remove(&registryListener);
+      pw_proxy_destroy(reinterpret_cast<pw_proxy*>(registry));
+    }
+    spa_hook_remove(&coreListener);
+  }
+  Binding(const Binding&) = delete;
+  Binding& operator=(const Binding&) = delete;
+
+  void sync() { pendingSync = requestSync(core); }
+
+  pw_proxy* bind(std::uint32_t id, const char* type, std::uint32_t version) const {
+    return bindGlobal(registry, id, type, version);
+  }
+
+  void bindMetadata(std::uint32_t id) {
+    static const pw_metadata_events events = [] {
+      pw_metadata_events table{};
+      table.version = PW_VERSION_METADATA_EVENTS;
+      table.property = [](void* self, std::uint32_t, const char* key, const char*, const char* value) {
+        static_cast<Binding*>(self)->setting(key, value);
+        return 0;
+      };
+      return table;
+    }();
+    dropMetadata();
+    metadata = bind(id, PW_TYPE_INTERFACE_Metadata, PW_VERSION_METADATA);
+    if (metadata == nullptr) return;
+    metadataID = id;
+    addMetadataListener(metadata, &metadataListener, &events, this);
+  }
+
+  void dropMetadata() {
+    if (metadata == nullptr) return;
+    spa_hook_remove(&metadataListener);
+    pw_proxy_destroy(std::exchange(metadata, nullptr));
+    metadataID = SPA_ID_INVALID;
+    owner->activeDefault_.clear();
+    owner->configuredDefault_.clear();
+  }
+
+  /// A missing key clears all settings, a missing value the one named.
+  void setting(const char* key, const char* value) const {
+    const std::string_view name = key == nullptr ? std::string_view() : std::string_view(key);
+    const bool all = key == nullptr;
+    if (all || name == "default.video.source") owner->activeDefault_ = nameIn(all ? nullptr : value);
+    if (all || name == "default.configured.video.source") {
+      owner->configuredDefault_ = nameIn(all ? nullptr : value);
+    }
+    owner->publish();
+  }
+};
+
+CameraDirectory::CameraDirectory(std::function<void()> changed) : changed_(std::move(changed)) {}
+
+CameraDirectory::~CameraDirectory() = default;
+
+void CameraDirectory::attach(pw_core* core) {
+  detach();
+  binding_ = std::make_unique<Binding>(this, core);
+}
+
+void CameraDirectory::detach() {
+  nodes_.clear();
+  binding_.reset();
+  complete_ = false;
+  publish();
+}
+
+void CameraDirectory::globalAdded(std::uint32_t id, const char* type, const char* name,
+                                  const char* mediaClass) {
+  const std::string_view kind = type == nullptr ? "" : type;
+  if (kind == PW_TYPE_INTERFACE_Metadata && name != nullptr && std::string_view(name) == "default") {
+    binding_->bindMetadata(id);
+  } else if (kind == PW_TYPE_INTERFACE_Node && mediaClass != nullptr &&
+             std::string_view(mediaClass) == "Video/Source") {
+    pw_proxy* proxy = binding_->bind(id, PW_TYPE_INTERFACE_Node, PW_VERSION_NODE);
+    if (proxy != nullptr) nodes_.push_back(std::make_unique<Node>(this, id, proxy));
+  }
+}
+
+void CameraDirectory::globalRemoved(std::uint32_t id) {
+  if (id == binding_->metadataID) binding_->dropMetadata();
+  std::erase_if(nodes_, [id](const auto& node) { return node->id == id; });
+  publish();
+}
+
+void CameraDirectory::synced(int sequence) {
+  if (!binding_ || sequence != binding_->pendingSync || complete_) return;
+  if (--binding_->syncsLeft > 0) {
+    binding_->sync();
+    return;
+  }
+  complete_ = true;
+  publish();
+  changed_();
+}
+
+std::string CameraDirectory::serialOf(const std::string& uniqueID) const {
+  for (auto node = nodes_.rbegin(); node != nodes_.rend(); ++node) {
+    if ((*node)->device && (*node)->device->uniqueID == uniqueID) return (*node)->serial;
+  }
+  return {};
+}
+
+bool CameraDirectory::hasSerial(const std::string& serial) const {
+  return std::ranges::any_of(nodes_,
+                             [&](const auto& node) { return node->device && node->serial == serial; });
+}
+
+void CameraDirectory::publish() {
+  Listing listing;
+  for (const auto& node : nodes_) {
+    if (!node->device) continue;
+    std::erase_if(listing.devices, [&](const auto& earlier) { return earlier.uniqueID == node->device->uniqueID; });
+    listing.devices.push_back(*node->device);
+  }
+  listing.sessionDefault = activeDefault_.empty() ? configuredDefault_ : activeDefault_;
+  bool differs = false;
+  {
+    const std::lock_guard lock(mutex_);
+    differs = listing != listing_;
+    listing_ = std::move(listing);
+    for (const auto& device : listing_.devices) {
+      if (std::ranges::find(seen_, device.uniqueID) == seen_.end()) seen_.push_back(device.uniqueID);
+    }
+    if (complete_ && !listing_.devices.empty()) firstOver_ = true;
+  }
+  arrived_.notify_all();
+  if (differs) changed_();
+}
+
+CameraDirectory::Listing CameraDirectory::listing() const {
+  const std::lock_guard lock(mutex_);
+  return listing_;
+}
+
+bool CameraDirectory::hasSeen(const std::string& uniqueID) const {
+  const std::lock_guard lock(mutex_);
+  return std::ranges::find(seen_, uniqueID) != seen_.end();
+}
+
+bool CameraDirectory::hasSeenAny() const {
+  const std::lock_guard lock(mutex_);
+  return !seen_.empty();
+}
+
+void CameraDirectory::awaitFirst(std::chrono::milliseconds timeout) {
+  std::unique_lock lock(mutex_);
+  arrived_.wait_for(lock, timeout, [this] { return firstOver_; });
+  firstOver_ = true;
+}
+
+}  // namespace sentrel

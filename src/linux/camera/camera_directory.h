@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/capture_session.h"
+
+struct pw_core;
+
+namespace sentrel {
+
+/// The cameras that PipeWire lists. A device's unique id is its node's name, which survives replugging; where
+/// two nodes bear one name, the later one stands for it.
+class CameraDirectory {
+ public:
+  /// What is listed at one moment.
+  struct Listing {
+    std::vector<CameraDevice> devices;  ///< in the order of their appearance
+    std::string sessionDefault;         ///< unique id that the session manager prefers; may name nothing
+    bool operator==(const Listing&) const = default;
+
+    [[nodiscard]] std::optional<CameraDevice> device(const std::string& uniqueID) const;
+    [[nodiscard]] std::optional<CameraDevice> defaultDevice(CameraPosition position) const;
+    /// The device of `input`, else the one at the front, else the default of any kind.
+    [[nodiscard]] std::optional<CameraDevice> choose(const DeviceInput& input) const;
+  };
+
+  /// `changed` is called on the PipeWire loop after the listing has changed or has become complete.
+  explicit CameraDirectory(std::function<void()> changed);
+  ~CameraDirectory();
+  CameraDirectory(const CameraDirectory&) = delete;
+  CameraDirectory& operator=(const CameraDirectory&) = delete;
+
+  // PipeWire loop.
+
+  /// Lists what `core` knows until `detach`.
+  void attach(pw_core* core);
+  void detach();
+  /// True once everything that existed when it was attached is listed.
+  [[nodiscard]] bool isComplete() const { return complete_; }
+  /// The serial number of the node behind a device; empty when it is not listed.
+  [[nodiscard]] std::string serialOf(const std::string& uniqueID) const;
+  [[nodiscard]] bool hasSerial(const std::string& serial) const;
+
+  // Any thread.
+
+  [[nodiscard]] Listing listing() const;
+  [[nodiscard]] bool hasSeen(const std::string& uniqueID) const;
+  [[nodiscard]] bool hasSeenAny() const;
+  /// Waits until the first complete listing that holds a camera, at most `timeout`. Once that has happened, or
+  /// a wait has run out, it returns at once for ever. Not the PipeWire loop.
+  void awaitFirst(std::chrono::milliseconds timeout);
+
+ private:
+  struct Node;
+  struct Binding;
+
+  void globalAdded(std::uint32_t id, const char* type, const char* name, const char* mediaClass);
+  void globalRemoved(std::uint32_t id);
+  void synced(int sequence);
+  void publish();
+
+  std::function<void()> changed_;
+  std::unique_ptr<Binding> binding_;
+  std::vector<std::unique_ptr<Node>> nodes_;  // in the order of their appearance
+  std::string activeDefault_;
+  std::string configuredDefault_;
+  bool complete_ = false;
+
+  mutable std::mutex mutex_;  // guards what follows, read from any thread
+  std::condition_variable arrived_;
+  Listing listing_;
+  std::vector<std::string> seen_;
+  bool firstOver_ = false;
+};
+
+}  // namespace sentrel

@@ -1,0 +1,283 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "linux/camera/capture_engine.h"
+
+#include <utility>
+
+#include "linux/camera/frame_memory.h"
+
+namespace sentrel {
+
+namespace {
+
+/// One is filled while one waits for the analysis, one is analysed, and the others are shown or kept for a
+/// moment by whoever looks at a frame.
+constexpr std::size_t pooledFrames = 6;
+
+/// How long a camera may take from the connection to its first frame before it is asked anew.
+constexpr std::chrono::seconds slowStart{6};
+
+SteadyTime steadyNow() {
+  return std::chrono::steady_clock::now();
+}
+
+CaptureError unavailable(const char* message) {
+  return {CaptureError::Kind::deviceUnavailable, message};
+}
+
+CaptureError noService() {
+  return {CaptureError::Kind::noService, "PipeWire is not running; cameras need pipewire and wireplumber"};
+}
+
+}  // namespace
+
+CaptureEngine::CaptureEngine(std::shared_ptr<SerialQueue> cameraQueue, Events events)
+    : cameraQueue_(std::move(cameraQueue)),
+      events_(std::move(events)),
+      loop_("sentrel-camera"),
+      reconcileSoon_(loop_, [this] { reconcile(); }),
+      watchTimer_(loop_, [this] { watchTick(); }),
+      paceTimer_(loop_, [this] { pump(); }),
+      directory_([this] {
+        reconcileSoon_.signal();
+        events_.devicesChanged();
+      }),
+      connection_(loop_, {.connected =
+                              [this](pw_core* core) {
+                                core_ = core;
+                                serviceMissing_ = false;
+                                directory_.attach(core);
+                              },
+                          .lost =
+                              [this] {
+                                serviceMissing_ = true;
+                                stream_.reset();
+                                directory_.detach();
+                                core_ = nullptr;
+                                reconcileSoon_.signal();
+                              },
+                          .absent =
+                              [this] {
+                                if (!serviceMissing_.exchange(true)) reconcileSoon_.signal();
+                              }}) {}
+
+CaptureEngine::~CaptureEngine() {
+  shutDown();
+}
+
+void CaptureEngine::start() {
+  connection_.open();
+  loop_.start();
+}
+
+void CaptureEngine::shutDown() {
+  {
+    const PipeWireLoop::Lock lock(loop_);
+    orders_ = {};
+    closeCamera();
+    connection_.close();
+  }
+  loop_.stop();
+}
+
+std::optional<CaptureError> CaptureEngine::serviceError() const {
+  return serviceMissing_ ? std::optional(noService()) : std::nullopt;
+}
+
+std::optional<CaptureError> CaptureEngine::interruptionCause() const {
+  const std::lock_guard lock(causeMutex_);
+  return cause_;
+}
+
+void CaptureEngine::setCause(std::optional<CaptureError> cause) {
+  const std::lock_guard lock(causeMutex_);
+  cause_ = std::move(cause);
+}
+
+// Camera queue.
+
+void CaptureEngine::setSetup(CaptureSetup setup) {
+  setup_ = std::move(setup);
+  applyOrders();
+}
+
+void CaptureEngine::setRunning(bool running) {
+  running_ = running;
+  applyOrders();
+}
+
+void CaptureEngine::setDemand(FrameDemand demand) {
+  demand_ = demand;
+  applyOrders();
+}
+
+void CaptureEngine::applyOrders() {
+  {
+    const PipeWireLoop::Lock lock(loop_);
+    orders_ = {setup_.width, setup_.height, setup_.input, setup_.output.has_value(), running_, demand_};
+    retarget_ = true;
+    pacer_.setPace(std::chrono::milliseconds(demand_.paceMs));
+    reconcile();
+    pump();
+  }
+  if (open_) return;
+  // Nothing reads the camera any more. A frame that somebody still holds goes when it is let go.
+  pool_.reset();
+  converter_.reset();
+}
+
+void CaptureEngine::deliver() {
+  std::shared_ptr<Frame> frame;
+  bool readable = true;
+  const bool lent = loan_.use([&](const RawPicture& picture) {
+    if (!pool_) pool_.emplace(pooledFrames, frameMemory());
+    if (!converter_) converter_.emplace();
+    frame = pool_->acquire(setup_.width, setup_.height);
+    if (frame) readable = converter_->convert(picture, *frame);
+  });
+  if (!lent) return;
+
+  std::optional<SteadyTime> handedOnAt;
+  if (!frame) {
+    counters_.noRoom.fetch_add(1, std::memory_order_relaxed);
+  } else if (!readable) {
+    counters_.broken.fetch_add(1, std::memory_order_relaxed);
+  } else if (setup_.output && setup_.output->onFrame) {
+    counters_.handedOn.fetch_add(1, std::memory_order_relaxed);
+    handedOnAt = steadyNow();
+    setup_.output->onFrame(std::move(frame));
+  }
+  const PipeWireLoop::Lock lock(loop_);
+  pictureRead(readable, handedOnAt);
+}
+
+// PipeWire loop.
+
+bool CaptureEngine::shouldBeOpen() const {
+  return orders_.running && orders_.demand.wanted && orders_.input && orders_.hasOutput;
+}
+
+void CaptureEngine::reconcile() {
+  if (!shouldBeOpen()) {
+    closeCamera();
+    return;
+  }
+  const SteadyTime now = steadyNow();
+  if (!watch_.isOpen()) openCamera(now);
+  dropLostStream(now);
+  retargetStream(now);
+  if (!stream_) connectStream(now);
+  if (const auto next = watch_.nextTick()) watchTimer_.arm(*next);
+}
+
+void CaptureEngine::openCamera(SteadyTime now) {
+  open_ = true;
+  watch_.open(now);
+  pacer_.reset();
+  failedSerial_.clear();
+  connection_.setNeeded(true);
+}
+
+void CaptureEngine::closeCamera() {
+  open_ = false;
+  stream_.reset();
+  watch_.close();
+  watchTimer_.disarm();
+  paceTimer_.disarm();
+  connection_.setNeeded(false);
+  setCause({});
+}
+
+void CaptureEngine::dropLostStream(SteadyTime now) {
+  if (!stream_) return;
+  if (const auto error = stream_->error()) {
+    failedSerial_ = stream_->nodeSerial();
+    stream_.reset();
+    reportLost(now, *error);
+  } else if (!directory_.hasSerial(stream_->nodeSerial())) {
+    stream_.reset();
+    reportLost(now, unavailable("the camera has gone"));
+  }
+}
+
+void CaptureEngine::retargetStream(SteadyTime now) {
+  if (!std::exchange(retarget_, false) || !stream_) return;
+  const auto device = directory_.listing().choose(*orders_.input);
+  const bool sameDevice = device && directory_.serialOf(device->uniqueID) == stream_->nodeSerial();
+  const bool sameSize = stream_->wantedWidth() == orders_.width && stream_->wantedHeight() == orders_.height;
+  if (sameDevice && sameSize) return;
+  stream_.reset();
+  failedSerial_.clear();
+  watch_.restart(now);
+}
+
+void CaptureEngine::connectStream(SteadyTime now) {
+  if (core_ == nullptr) {
+    if (serviceMissing_) reportLost(now, noService());
+    return;
+  }
+  if (!directory_.isComplete()) return;  // its completion calls again
+  const auto device = directory_.listing().choose(*orders_.input);
+  if (!device) {
+    reportLost(now, unavailable("no camera is connected"));
+    return;
+  }
+  const std::string serial = directory_.serialOf(device->uniqueID);
+  if (serial == failedSerial_) return;
+  stream_.emplace(core_, serial, orders_.width, orders_.height, loan_, counters_,
+                  CaptureStream::Events{.pictureArrived = [this] { pictureArrived(); },
+                                        .failed = [this] { reconcileSoon_.signal(); }});
+  streamBegun_ = now;
+  streamHasDelivered_ = false;
+}
+
+void CaptureEngine::watchTick() {
+  const SteadyTime now = steadyNow();
+  if (watch_.tick(now)) {
+    failedSerial_.clear();
+    if (stream_) setCause(unavailable("the camera gives no picture"));
+    events_.interrupted();
+    // No error need come when a link breaks. A camera that is still starting is left alone for longer.
+    if (stream_ && (streamHasDelivered_ || now - streamBegun_ >= slowStart)) stream_.reset();
+  }
+  reconcile();
+}
+
+void CaptureEngine::pictureArrived() {
+  // Whether a compressed picture is one is known only once it is read.
+  if (stream_->pixels() != PixelFormat::mjpeg) goodFrame(steadyNow());
+  pump();
+}
+
+void CaptureEngine::pump() {
+  if (!stream_ || !stream_->hasPicture() || stream_->isLent()) return;
+  if (steadyNow() < pacer_.due()) {
+    paceTimer_.arm(pacer_.due());
+    return;
+  }
+  stream_->lend();
+  cameraQueue_->async([engine = weak_from_this()] {
+    if (const auto self = engine.lock()) self->deliver();
+  });
+}
+
+void CaptureEngine::pictureRead(bool readable, std::optional<SteadyTime> handedOnAt) {
+  if (handedOnAt) pacer_.handedOn(*handedOnAt);
+  if (!stream_) return;
+  stream_->giveBack();
+  if (readable) goodFrame(steadyNow());
+  pump();
+}
+
+void CaptureEngine::goodFrame(SteadyTime now) {
+  streamHasDelivered_ = true;
+  if (!watch_.goodFrame(now)) return;
+  setCause({});
+  events_.interruptionEnded();
+}
+
+void CaptureEngine::reportLost(SteadyTime now, CaptureError cause) {
+  setCause(std::move(cause));
+  if (watch_.lost(now)) events_.interrupted();
+}
+
+}  // namespace sentrel

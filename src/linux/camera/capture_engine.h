@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "linux/camera/camera_directory.h"
+#include "linux/camera/capture_counters.h"
+#include "linux/camera/capture_stream.h"
+#include "linux/camera/frame_converter.h"
+#include "linux/camera/frame_pacer.h"
+#include "linux/camera/interruption_watch.h"
+#include "linux/camera/picture_loan.h"
+#include "linux/camera/pipewire_loop.h"
+#include "linux/camera/service_connection.h"
+#include "platform/capture_session.h"
+#include "support/frame.h"
+#include "support/serial_queue.h"
+
+namespace sentrel {
+
+/// What a capture session shall stream.
+struct CaptureSetup {
+  int width = 640;   ///< pixels of a delivered frame
+  int height = 480;
+  std::optional<DeviceInput> input;
+  std::optional<VideoDataOutput> output;
+};
+
+/// The machine behind a capture session: it holds one stream exactly while the session runs, frames are wanted
+/// and there is an input and an output; it paces, converts and recovers. The PipeWire loop decides, the camera
+/// queue converts and delivers.
+class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
+ public:
+  /// Called on any thread.
+  struct Events {
+    std::function<void()> interrupted;
+    std::function<void()> interruptionEnded;
+    std::function<void()> devicesChanged;
+  };
+
+  CaptureEngine(std::shared_ptr<SerialQueue> cameraQueue, Events events);
+  ~CaptureEngine();
+  CaptureEngine(const CaptureEngine&) = delete;
+  CaptureEngine& operator=(const CaptureEngine&) = delete;
+
+  void start();
+  /// Ends the stream, the connection and the thread; nothing is called afterwards, save a delivery that is
+  /// under way. Any thread but the engine's own.
+  void shutDown();
+
+  // Camera queue.
+  void setSetup(CaptureSetup setup);
+  void setRunning(bool running);
+  void setDemand(FrameDemand demand);
+
+  // Any thread.
+  [[nodiscard]] CameraDirectory& directory() { return directory_; }
+  [[nodiscard]] const CaptureCounters& counters() const { return counters_; }
+  [[nodiscard]] std::optional<CaptureError> serviceError() const;
+  /// Why the camera is interrupted, while it is.
+  [[nodiscard]] std::optional<CaptureError> interruptionCause() const;
+  /// Whether the camera is meant to be open: reports count only then.
+  [[nodiscard]] bool isOpen() const { return open_.load(); }
+
+ private:
+  /// What the PipeWire loop is told to do.
+  struct Orders {
+    int width = 640;
+    int height = 480;
+    std::optional<DeviceInput> input;
+    bool hasOutput = false;
+    bool running = false;
+    FrameDemand demand;
+  };
+
+  // Camera queue.
+  void applyOrders();
+  void deliver();
+
+  // PipeWire loop.
+  [[nodiscard]] bool shouldBeOpen() const;
+  void reconcile();
+  void openCamera(SteadyTime now);
+  void closeCamera();
+  void dropLostStream(SteadyTime now);
+  void retargetStream(SteadyTime now);
+  void connectStream(SteadyTime now);
+  void watchTick();
+  void pump();
+  void pictureArrived();
+  void pictureRead(bool readable, std::optional<SteadyTime> handedOnAt);
+  void goodFrame(SteadyTime now);
+  void reportLost(SteadyTime now, CaptureError cause);
+  void setCause(std::optional<CaptureError> cause);
+
+  std::shared_ptr<SerialQueue> cameraQueue_;
+  Events events_;
+  CaptureCounters counters_;
+  PictureLoan loan_;
+  std::atomic<bool> open_{false};
+
+  std::atomic<bool> serviceMissing_{false};
+  mutable std::mutex causeMutex_;
+  std::optional<CaptureError> cause_;
+
+  // Camera queue.
+  CaptureSetup setup_;
+  bool running_ = false;
+  FrameDemand demand_;
+  std::optional<FramePool> pool_;
+  std::optional<FrameConverter> converter_;
+
+  // PipeWire loop, under its lock.
+  PipeWireLoop loop_;
+  LoopEvent reconcileSoon_;
+  LoopTimer watchTimer_;
+  LoopTimer paceTimer_;
+  CameraDirectory directory_;
+  Orders orders_;
+  bool retarget_ = false;
+  pw_core* core_ = nullptr;
+  std::optional<CaptureStream> stream_;
+  SteadyTime streamBegun_{};
+  bool streamHasDelivered_ = false;
+  std::string failedSerial_;  ///< a node that refused; it is asked again with the next report
+  InterruptionWatch watch_;
+  FramePacer pacer_;
+  ServiceConnection connection_;
+};
+
+}  // namespace sentrel

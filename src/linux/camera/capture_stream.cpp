@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "linux/camera/capture_stream.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+#include "linux/camera/pipewire_headers.h"
+#include "linux/camera/stream_format.h"
+
+namespace sentrel {
+
+namespace {
+
+/// The kind of a failure. PipeWire tells it as text alone, made by strerror where a device is at fault.
+CaptureError classified(std::string message) {
+  std::string lower = message;
+  std::ranges::transform(lower, lower.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  const auto says = [&](std::string_view word) { return lower.find(word) != std::string::npos; };
+  auto kind = CaptureError::Kind::deviceUnavailable;
+  if (says("busy")) {
+    kind = CaptureError::Kind::busy;
+  } else if (says("denied") || says("not permitted") || says("eacces")) {
+    kind = CaptureError::Kind::accessDenied;
+  }
+  return {kind, std::move(message)};
+}
+
+/// Mapped shared memory is part of a core dump unless it is said otherwise.
+void leaveOutOfCoreDumps(const spa_buffer& buffer) {
+  static const auto pageBytes = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+  for (std::uint32_t i = 0; i < buffer.n_datas; ++i) {
+    const spa_data& data = buffer.datas[i];
+    if (data.data == nullptr || data.maxsize == 0) continue;
+    const auto begin = reinterpret_cast<std::uintptr_t>(data.data) / pageBytes * pageBytes;
+    const auto end = reinterpret_cast<std::uintptr_t>(data.data) + data.maxsize;
+    madvise(reinterpret_cast<void*>(begin), end - begin, MADV_DONTDUMP);
+  }
+}
+
+}  // namespace
+
+struct CaptureStream::Callbacks {
+  spa_hook hook{};
+
+  static CaptureStream& of(void* self) { return *static_cast<CaptureStream*>(self); }
+
+  static const pw_stream_events* table() {
+    static const pw_stream_events events = [] {
+      pw_stream_events table{};
+      table.version = PW_VERSION_STREAM_EVENTS;
+      table.state_changed = [](void* self, pw_stream_state, pw_stream_state state, const char* message) {
+        if (state == PW_STREAM_STATE_ERROR) of(self).fail(classified(message == nullptr ? "" : message));
+      };
+      table.param_changed = [](void* self, std::uint32_t id, const spa_pod* parameter) {
+        if (id == SPA_PARAM_Format) of(self).formatAgreed(parameter);
+      };
+      table.add_buffer = [](void*, pw_buffer* buffer) { leaveOutOfCoreDumps(*buffer->buffer); };
+      table.remove_buffer = [](void* self, pw_buffer* buffer) { of(self).bufferRemoved(buffer); };
+      table.process = [](void* self) { of(self).readBuffers(); };
+      return table;
+    }();
+    return &events;
+  }
+};
+
+CaptureStream::CaptureStream(pw_core* core, std::string nodeSerial, int width, int height, PictureLoan& loan,
+                             CaptureCounters& counters, Events events)
+    : nodeSerial_(std::move(nodeSerial)),
+      wantedWidth_(width),
+      wantedHeight_(height),
+      loan_(loan),
+      counters_(counters),
+      events_(std::move(events)),
+      callbacks_(std::make_unique<Callbacks>()) {
+  connect(core);
+}
+
+CaptureStream::~CaptureStream() {
+  loan_.revoke();  // its buffers go with it
+  if (stream_ == nullptr) return;
+  spa_hook_remove(&callbacks_->hook);
+  pw_stream_destroy(stream_);
+}
+
+void CaptureStream::connect(pw_core* core) {
+  // Following another camera than the chosen one is our business, not the session manager's.
+  pw_properties* properties = pw_properties_new(
+      PW_KEY_MEDIA_TYPE, "Video", PW_KEY_MEDIA_CATEGORY, "Capture", PW_KEY_MEDIA_ROLE, "Camera",
+      PW_KEY_NODE_NAME, "sentrel", PW_KEY_NODE_DESCRIPTION, "Sentrel", PW_KEY_TARGET_OBJECT,
+      nodeSerial_.c_str(), PW_KEY_NODE_DONT_RECONNECT, "true", nullptr);
+  stream_ = pw_stream_new(core, "Sentrel", properties);
+  if (stream_ == nullptr) {
+    fail(classified(std::strerror(errno)));
+    return;
+  }
+  pw_stream_add_listener(stream_, &callbacks_->hook, Callbacks::table(), this);
+  FormatOffer offer(wantedWidth_, wantedHeight_);
+  auto& parameters = offer.parameters();
+  const auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS |
+                                                  PW_STREAM_FLAG_DONT_RECONNECT);
+  const int result = pw_stream_connect(stream_, PW_DIRECTION_INPUT, PW_ID_ANY, flags, parameters.data(),
+                                       static_cast<std::uint32_t>(parameters.size()));
+  if (result < 0) fail(classified(spa_strerror(result)));
+}
+
+void CaptureStream::formatAgreed(const void* parameter) {
+  format_.reset();
+  if (parameter == nullptr) return;  // the camera is about to leave, or to agree on another one
+  format_ = parseFormat(static_cast<const spa_pod*>(parameter));
+  if (!format_) {
+    pw_stream_set_error(stream_, -EINVAL, "the camera insists on an unknown format");
+    return;
+  }
+  BufferRequest request;
+  auto& parameters = request.parameters();
+  pw_stream_update_params(stream_, parameters.data(), static_cast<std::uint32_t>(parameters.size()));
+}
+
+void CaptureStream::readBuffers() {
+  bool newer = false;
+  while (pw_buffer* buffer = pw_stream_dequeue_buffer(stream_)) {
+    counters_.arrived.fetch_add(1, std::memory_order_relaxed);
+    const auto picture = format_ ? check_.check(*buffer->buffer, *format_) : std::nullopt;
+    if (!picture) {
+      counters_.broken.fetch_add(1, std::memory_order_relaxed);
+      recycle(buffer);
+      continue;
+    }
+    if (newest_ != nullptr) {
+      counters_.superseded.fetch_add(1, std::memory_order_relaxed);
+      recycle(newest_);
+    }
+    newest_ = buffer;
+    newestPicture_ = *picture;
+    newer = true;
+  }
+  if (newer) events_.pictureArrived();
+}
+
+void CaptureStream::bufferRemoved(pw_buffer* buffer) {
+  if (buffer == newest_) newest_ = nullptr;
+  if (buffer != lent_) return;
+  loan_.revoke();
+  lent_ = nullptr;
+}
+
+void CaptureStream::lend() {
+  lent_ = std::exchange(newest_, nullptr);
+  loan_.lend(newestPicture_);
+}
+
+void CaptureStream::giveBack() {
+  if (lent_ != nullptr) recycle(std::exchange(lent_, nullptr));
+}
+
+void CaptureStream::recycle(pw_buffer* buffer) {
+  pw_stream_queue_buffer(stream_, buffer);
+}
+
+void CaptureStream::fail(CaptureError error) {
+  if (error_) return;
+  error_ = std::move(error);
+  events_.failed();
+}
+
+}  // namespace sentrel

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "linux/camera/pipewire_capture_session.h"
+
+#include <utility>
+
+#include "linux/camera/video_device_access.h"
+
+namespace sentrel {
+
+PipeWireCaptureSession::PipeWireCaptureSession(std::shared_ptr<MainLoop> mainLoop,
+                                               std::shared_ptr<SerialQueue> cameraQueue)
+    : mainLoop_(std::move(mainLoop)),
+      cameraQueue_(std::move(cameraQueue)),
+      self_(std::make_shared<CaptureSession*>(this)) {
+  // The engine may outlive this object by a delivery that is under way, hence weakly.
+  const auto emitLater = [loop = mainLoop_, self = std::weak_ptr(self_)](Signal<> CaptureSession::* signal) {
+    return [loop, self, signal] {
+      loop->post([self, signal] {
+        if (const auto session = self.lock()) ((*session)->*signal).emit();
+      });
+    };
+  };
+  engine_ = std::make_shared<CaptureEngine>(
+      cameraQueue_, CaptureEngine::Events{.interrupted = emitLater(&CaptureSession::wasInterrupted),
+                                          .interruptionEnded = emitLater(&CaptureSession::interruptionEnded),
+                                          .devicesChanged = emitLater(&CaptureSession::devicesChanged)});
+  engine_->start();
+}
+
+PipeWireCaptureSession::~PipeWireCaptureSession() {
+  engine_->shutDown();
+}
+
+AuthorizationStatus PipeWireCaptureSession::authorizationStatus() const {
+  return mayReadVideoDevices() ? AuthorizationStatus::authorized : AuthorizationStatus::denied;
+}
+
+void PipeWireCaptureSession::requestAccess(std::function<void(bool granted)> answer) {
+  const bool granted = authorizationStatus() == AuthorizationStatus::authorized;
+  mainLoop_->post([answer = std::move(answer), granted] { answer(granted); });
+}
+
+void PipeWireCaptureSession::awaitDevices(std::chrono::milliseconds timeout) {
+  engine_->directory().awaitFirst(timeout);
+}
+
+std::vector<CameraDevice> PipeWireCaptureSession::devices() const {
+  return engine_->directory().listing().devices;
+}
+
+std::optional<CameraDevice> PipeWireCaptureSession::defaultDevice(CameraPosition position) const {
+  return engine_->directory().listing().defaultDevice(position);
+}
+
+bool PipeWireCaptureSession::hasSeenDevice() const {
+  return engine_->directory().hasSeenAny();
+}
+
+std::optional<CaptureError> PipeWireCaptureSession::serviceError() const {
+  return engine_->serviceError();
+}
+
+std::optional<CaptureError> PipeWireCaptureSession::interruptionCause() const {
+  return engine_->interruptionCause();
+}
+
+void PipeWireCaptureSession::beginConfiguration() {
+  configuring_ = true;
+}
+
+void PipeWireCaptureSession::commitConfiguration() {
+  configuring_ = false;
+  engine_->setSetup(setup_);
+}
+
+void PipeWireCaptureSession::changed() {
+  if (!configuring_) engine_->setSetup(setup_);
+}
+
+void PipeWireCaptureSession::setPreset(int width, int height) {
+  setup_.width = width;
+  setup_.height = height;
+  changed();
+}
+
+std::optional<CaptureError> PipeWireCaptureSession::checkInput(const DeviceInput& input) {
+  if (authorizationStatus() == AuthorizationStatus::denied) {
+    return CaptureError{CaptureError::Kind::accessDenied, "no video device may be opened by this user"};
+  }
+  // A camera that is away for now, or busy, is waited for; one that never was has no name to wait for.
+  if (!input.deviceID || engine_->directory().hasSeen(*input.deviceID)) return {};
+  if (auto error = serviceError()) return error;
+  return CaptureError{CaptureError::Kind::deviceUnavailable, "there is no camera " + *input.deviceID};
+}
+
+bool PipeWireCaptureSession::canAddInput(const DeviceInput& input) {
+  return !checkInput(input).has_value();
+}
+
+void PipeWireCaptureSession::addInput(const DeviceInput& input) {
+  setup_.input = input;
+  changed();
+}
+
+void PipeWireCaptureSession::removeInputs() {
+  setup_.input.reset();
+  changed();
+}
+
+bool PipeWireCaptureSession::canAddOutput() {
+  return true;
+}
+
+void PipeWireCaptureSession::addOutput(VideoDataOutput output) {
+  setup_.output = std::move(output);
+  changed();
+}
+
+void PipeWireCaptureSession::startRunning() {
+  engine_->setRunning(true);
+}
+
+void PipeWireCaptureSession::stopRunning() {
+  engine_->setRunning(false);
+}
+
+void PipeWireCaptureSession::setFrameDemand(FrameDemand demand) {
+  cameraQueue_->async([engine = std::weak_ptr(engine_), demand] {
+    if (const auto live = engine.lock()) live->setDemand(demand);
+  });
+}
+
+}  // namespace sentrel

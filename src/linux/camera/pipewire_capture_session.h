@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <memory>
+
+#include "linux/camera/capture_counters.h"
+#include "linux/camera/capture_engine.h"
+#include "platform/capture_session.h"
+#include "support/main_loop.h"
+#include "support/serial_queue.h"
+
+namespace sentrel {
+
+/// The capture session on PipeWire. A frame has the size of the preset whatever the camera delivers: another
+/// picture is cut to its shape about the centre and scaled. Made and destroyed on the main thread.
+class PipeWireCaptureSession final : public CaptureSession {
+ public:
+  PipeWireCaptureSession(std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<SerialQueue> cameraQueue);
+  /// Closes the camera and returns once its thread has ended.
+  ~PipeWireCaptureSession() override;
+  PipeWireCaptureSession(const PipeWireCaptureSession&) = delete;
+  PipeWireCaptureSession& operator=(const PipeWireCaptureSession&) = delete;
+
+  [[nodiscard]] AuthorizationStatus authorizationStatus() const override;
+  void requestAccess(std::function<void(bool granted)> answer) override;
+
+  void awaitDevices(std::chrono::milliseconds timeout) override;
+  [[nodiscard]] std::vector<CameraDevice> devices() const override;
+  [[nodiscard]] std::optional<CameraDevice> defaultDevice(CameraPosition position) const override;
+  [[nodiscard]] bool hasSeenDevice() const override;
+  [[nodiscard]] std::optional<CaptureError> serviceError() const override;
+
+  void beginConfiguration() override;
+  void commitConfiguration() override;
+  void setPreset(int width, int height) override;
+  [[nodiscard]] std::optional<CaptureError> checkInput(const DeviceInput& input) override;
+  [[nodiscard]] bool canAddInput(const DeviceInput& input) override;
+  void addInput(const DeviceInput& input) override;
+  void removeInputs() override;
+  [[nodiscard]] bool canAddOutput() override;
+  void addOutput(VideoDataOutput output) override;
+  void startRunning() override;
+  void stopRunning() override;
+
+  void setFrameDemand(FrameDemand demand) override;
+
+  /// Why the camera is interrupted, while it is. Any thread.
+  [[nodiscard]] std::optional<CaptureError> interruptionCause() const;
+  /// Any thread.
+  [[nodiscard]] const CaptureCounters& counters() const { return engine_->counters(); }
+
+ private:
+  void changed();
+
+  std::shared_ptr<MainLoop> mainLoop_;
+  std::shared_ptr<SerialQueue> cameraQueue_;
+  std::shared_ptr<CaptureSession*> self_;  // what posted tasks hold weakly
+  std::shared_ptr<CaptureEngine> engine_;
+
+  // Camera queue.
+  CaptureSetup setup_;
+  bool configuring_ = false;
+};
+
+}  // namespace sentrel

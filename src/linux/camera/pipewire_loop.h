@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <optional>
+
+struct pw_loop;
+struct pw_thread_loop;
+struct spa_source;
+
+namespace sentrel {
+
+using SteadyTime = std::chrono::steady_clock::time_point;
+
+/// The process's PipeWire thread. Everything that belongs to it is used on that thread, where its callbacks
+/// run, or elsewhere under its `Lock`, which stops the thread meanwhile.
+class PipeWireLoop {
+ public:
+  explicit PipeWireLoop(const char* threadName);
+  ~PipeWireLoop();
+  PipeWireLoop(const PipeWireLoop&) = delete;
+  PipeWireLoop& operator=(const PipeWireLoop&) = delete;
+
+  /// Any thread but the loop's own; no `Lock` may be held.
+  void start();
+  void stop();
+
+  [[nodiscard]] pw_loop* get() const;
+
+  class [[nodiscard]] Lock {
+   public:
+    explicit Lock(const PipeWireLoop& loop);
+    ~Lock();
+    Lock(const Lock&) = delete;
+    Lock& operator=(const Lock&) = delete;
+
+   private:
+    pw_thread_loop* loop_;
+  };
+
+ private:
+  pw_thread_loop* loop_;
+};
+
+/// Something that wakes the PipeWire thread and runs a callback there. It is made and destroyed under the
+/// loop's lock, or while the loop does not run, and outlived by the loop.
+class LoopSource {
+ public:
+  LoopSource(const LoopSource&) = delete;
+  LoopSource& operator=(const LoopSource&) = delete;
+
+ protected:
+  LoopSource(PipeWireLoop& loop, std::function<void()> callback);
+  ~LoopSource();
+
+  pw_loop* loop_;
+  std::function<void()> callback_;
+  spa_source* source_ = nullptr;
+};
+
+/// Fires once, at a moment; arming it again moves the moment.
+class LoopTimer : public LoopSource {
+ public:
+  LoopTimer(PipeWireLoop& loop, std::function<void()> callback);
+  void arm(SteadyTime moment);
+  void disarm();
+
+ private:
+  std::optional<SteadyTime> armed_;  // arming for the same moment again, frame by frame, costs nothing
+};
+
+/// Fires soon after it was signalled, once for any number of signals, outside every other callback.
+class LoopEvent : public LoopSource {
+ public:
+  LoopEvent(PipeWireLoop& loop, std::function<void()> callback);
+  void signal();  ///< Any thread.
+};
+
+/// Fires while a file descriptor, which stays the caller's, can be read.
+class LoopReadable : public LoopSource {
+ public:
+  LoopReadable(PipeWireLoop& loop, int fileDescriptor, std::function<void()> callback);
+};
+
+}  // namespace sentrel
