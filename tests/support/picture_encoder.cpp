@@ -52,10 +52,13 @@ std::size_t encodedCapacity(Format format, int width, int height) {
 
 int encodedStride(Format format, int width) {
   switch (format) {
-    case Format::yuy2: return width * 2;
+    case Format::yuy2:
+      return width * 2;
     case Format::nv12:
-    case Format::i420: return width;
-    case Format::mjpeg: break;
+    case Format::i420:
+      return width;
+    case Format::mjpeg:
+      break;
   }
   return 0;
 }
@@ -76,7 +79,8 @@ std::size_t encodePicture(Format format, const std::uint8_t* bgra, int width, in
       libyuv::ARGBToI420(bgra, width * 4, target.data(), width, chroma, width / 2,
                          chroma + std::ptrdiff_t{width} * height / 4, width / 2, width, height);
       return capacity;
-    case Format::mjpeg: return encodeJpeg(bgra, width, height, target);
+    case Format::mjpeg:
+      return encodeJpeg(bgra, width, height, target);
   }
   return 0;
 }

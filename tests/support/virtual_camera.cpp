@@ -136,9 +136,9 @@ void VirtualCamera::Machine::connectStream() {
   if (context_ != nullptr) core_ = pw_context_connect(context_, nullptr, 0);
   if (core_ == nullptr) throw std::runtime_error("the virtual camera finds no PipeWire daemon");
 
-  pw_properties* properties =
-      pw_properties_new(PW_KEY_MEDIA_CLASS, "Video/Source", PW_KEY_MEDIA_ROLE, "Camera", PW_KEY_NODE_NAME,
-                        options_.name.c_str(), PW_KEY_NODE_DESCRIPTION, options_.description.c_str(), nullptr);
+  pw_properties* properties = pw_properties_new(
+      PW_KEY_MEDIA_CLASS, "Video/Source", PW_KEY_MEDIA_ROLE, "Camera", PW_KEY_NODE_NAME,
+      options_.name.c_str(), PW_KEY_NODE_DESCRIPTION, options_.description.c_str(), nullptr);
   if (!options_.location.empty()) {
     pw_properties_set(properties, "api.libcamera.location", options_.location.c_str());
   }
@@ -194,12 +194,12 @@ void VirtualCamera::Machine::agree(const spa_pod* /*format*/) {
   const std::array<const spa_pod*, 2> parameters{
       static_cast<const spa_pod*>(spa_pod_builder_add_object(
           &builder, SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers, SPA_PARAM_BUFFERS_buffers,
-          SPA_POD_CHOICE_RANGE_Int(8, 2, 16), SPA_PARAM_BUFFERS_blocks, SPA_POD_Int(1), SPA_PARAM_BUFFERS_size,
-          SPA_POD_Int(bytes), SPA_PARAM_BUFFERS_stride,
+          SPA_POD_CHOICE_RANGE_Int(8, 2, 16), SPA_PARAM_BUFFERS_blocks, SPA_POD_Int(1),
+          SPA_PARAM_BUFFERS_size, SPA_POD_Int(bytes), SPA_PARAM_BUFFERS_stride,
           SPA_POD_Int(encodedStride(options_.format, options_.width)))),
       static_cast<const spa_pod*>(spa_pod_builder_add_object(
-          &builder, SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta, SPA_PARAM_META_type, SPA_POD_Id(SPA_META_Header),
-          SPA_PARAM_META_size, SPA_POD_Int(sizeof(spa_meta_header))))};
+          &builder, SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta, SPA_PARAM_META_type,
+          SPA_POD_Id(SPA_META_Header), SPA_PARAM_META_size, SPA_POD_Int(sizeof(spa_meta_header))))};
   pw_stream_update_params(stream_, const_cast<const spa_pod**>(parameters.data()),
                           static_cast<std::uint32_t>(parameters.size()));
 }
@@ -211,8 +211,8 @@ std::int64_t VirtualCamera::Machine::frameIndexAt(Clock::time_point moment) cons
 
 void VirtualCamera::Machine::scheduleNext() {
   const std::chrono::duration<double> period(1.0 / options_.fps);
-  auto due = streamingSince_ + std::chrono::duration_cast<Clock::duration>(
-                                   period * static_cast<double>(nextPeriod_++));
+  auto due = streamingSince_ +
+             std::chrono::duration_cast<Clock::duration>(period * static_cast<double>(nextPeriod_++));
   if (options_.jitterMs > 0) {
     due += std::chrono::milliseconds(
         std::uniform_int_distribution<int>(-options_.jitterMs, options_.jitterMs)(random_));
@@ -259,15 +259,24 @@ void VirtualCamera::Machine::fill(spa_buffer& buffer, Clock::time_point now) {
 void VirtualCamera::Machine::spoil(spa_data& data, spa_meta_header* header) {
   spa_chunk& chunk = *data.chunk;
   switch (fault) {
-    case Fault::none: break;
-    case Fault::zeroLength: chunk.size = 0; break;
-    case Fault::shortChunk: chunk.size /= 2; break;
-    case Fault::wrongStride: chunk.stride = chunk.stride / 2 + 1; break;
+    case Fault::none:
+      break;
+    case Fault::zeroLength:
+      chunk.size = 0;
+      break;
+    case Fault::shortChunk:
+      chunk.size /= 2;
+      break;
+    case Fault::wrongStride:
+      chunk.stride = chunk.stride / 2 + 1;
+      break;
     case Fault::otherSize:
       chunk.stride /= 2;
       chunk.size /= 4;
       break;
-    case Fault::offsetBeyond: chunk.offset = data.maxsize - 16; break;
+    case Fault::offsetBeyond:
+      chunk.offset = data.maxsize - 16;
+      break;
     case Fault::corruptedFlag:
       chunk.flags = SPA_CHUNK_FLAG_CORRUPTED;
       if (header != nullptr) header->flags = SPA_META_HEADER_FLAG_CORRUPTED;

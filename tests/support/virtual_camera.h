@@ -10,9 +10,9 @@
 
 namespace sentrel::test {
 
-/// A camera that exists only in PipeWire: a Video/Source node that plays pictures of the caller's, keeps a log
-/// of them, and misbehaves on demand. It uses the PipeWire daemon that the environment names at the moment of
-/// `appear`. All functions may be called on any thread.
+/// A camera that exists only in PipeWire: a Video/Source node that plays pictures of the caller's, keeps a
+/// log of them, and misbehaves on demand. It uses the PipeWire daemon that the environment names at the
+/// moment of `appear`. All functions may be called on any thread.
 class VirtualCamera {
  public:
   enum class Format { yuy2, nv12, i420, mjpeg };

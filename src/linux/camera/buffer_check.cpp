@@ -28,13 +28,16 @@ Shape shapeOf(const VideoFormat& format) {
   const std::int64_t chromaHeight = (height + 1) / 2;
   const PlaneShape luma{width, height, chromaHeight * 2};
   switch (format.pixels) {
-    case PixelFormat::yuy2: return {{{{chromaWidth * 4, height, height}}}, 1};
-    case PixelFormat::nv12: return {{{luma, {chromaWidth * 2, chromaHeight, chromaHeight}}}, 2};
+    case PixelFormat::yuy2:
+      return {{{{chromaWidth * 4, height, height}}}, 1};
+    case PixelFormat::nv12:
+      return {{{luma, {chromaWidth * 2, chromaHeight, chromaHeight}}}, 2};
     case PixelFormat::i420: {
       const PlaneShape chroma{chromaWidth, chromaHeight, chromaHeight};
       return {{{luma, chroma, chroma}}, 3};
     }
-    case PixelFormat::mjpeg: return {{}, 1};
+    case PixelFormat::mjpeg:
+      return {{}, 1};
   }
   return {};
 }

@@ -261,7 +261,8 @@ void CameraDirectory::publish() {
   Listing listing;
   for (const auto& node : nodes_) {
     if (!node->device) continue;
-    std::erase_if(listing.devices, [&](const auto& earlier) { return earlier.uniqueID == node->device->uniqueID; });
+    std::erase_if(listing.devices,
+                  [&](const auto& earlier) { return earlier.uniqueID == node->device->uniqueID; });
     listing.devices.push_back(*node->device);
   }
   listing.sessionDefault = activeDefault_.empty() ? configuredDefault_ : activeDefault_;

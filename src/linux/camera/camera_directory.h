@@ -55,8 +55,8 @@ class CameraDirectory {
   [[nodiscard]] Listing listing() const;
   [[nodiscard]] bool hasSeen(const std::string& uniqueID) const;
   [[nodiscard]] bool hasSeenAny() const;
-  /// Waits until the first complete listing that holds a camera, at most `timeout`. Once that has happened, or
-  /// a wait has run out, it returns at once for ever. Not the PipeWire loop.
+  /// Waits until the first complete listing that holds a camera, at most `timeout`. Once that has happened,
+  /// or a wait has run out, it returns at once for ever. Not the PipeWire loop.
   void awaitFirst(std::chrono::milliseconds timeout);
 
  private:

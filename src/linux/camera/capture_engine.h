@@ -25,15 +25,15 @@ namespace sentrel {
 
 /// What a capture session shall stream.
 struct CaptureSetup {
-  int width = 640;   ///< pixels of a delivered frame
+  int width = 640;  ///< pixels of a delivered frame
   int height = 480;
   std::optional<DeviceInput> input;
   std::optional<VideoDataOutput> output;
 };
 
-/// The machine behind a capture session: it holds one stream exactly while the session runs, frames are wanted
-/// and there is an input and an output; it paces, converts and recovers. The PipeWire loop decides, the camera
-/// queue converts and delivers.
+/// The machine behind a capture session: it holds one stream exactly while the session runs, frames are
+/// wanted and there is an input and an output; it paces, converts and recovers. The PipeWire loop decides,
+/// the camera queue converts and delivers.
 class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
  public:
   /// Called on any thread.

@@ -21,7 +21,8 @@ namespace {
 /// The kind of a failure. PipeWire tells it as text alone, made by strerror where a device is at fault.
 CaptureError classified(std::string message) {
   std::string lower = message;
-  std::ranges::transform(lower, lower.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  std::ranges::transform(lower, lower.begin(),
+                         [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
   const auto says = [&](std::string_view word) { return lower.find(word) != std::string::npos; };
   auto kind = CaptureError::Kind::deviceUnavailable;
   if (says("busy")) {

@@ -27,7 +27,8 @@ class CaptureStream {
     std::function<void()> failed;          ///< `error()` says why; destroy the stream later, not in here
   };
 
-  /// Asks the camera for `width` x `height` pixels or what comes near. `loan` and `counters` outlive the stream.
+  /// Asks the camera for `width` x `height` pixels or what comes near. `loan` and `counters` outlive the
+  /// stream.
   CaptureStream(pw_core* core, std::string nodeSerial, int width, int height, PictureLoan& loan,
                 CaptureCounters& counters, Events events);
   /// Disconnects; the camera is free when the daemon has read that.

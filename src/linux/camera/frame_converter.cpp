@@ -56,8 +56,8 @@ bool FrameConverter::decode(const RawPicture& picture, Frame& target) {
       return libyuv::NV12ToARGB(first.data, first.stride, second.data, second.stride, target.data(),
                                 target.stride(), width, height) == 0;
     case PixelFormat::i420:
-      return libyuv::I420ToARGB(first.data, first.stride, second.data, second.stride, third.data, third.stride,
-                                target.data(), target.stride(), width, height) == 0;
+      return libyuv::I420ToARGB(first.data, first.stride, second.data, second.stride, third.data,
+                                third.stride, target.data(), target.stride(), width, height) == 0;
     case PixelFormat::mjpeg:
       if (!jpeg_) jpeg_ = std::make_unique<JpegDecoder>();
       return jpeg_->decode(first.data, first.size, width, height, target);

@@ -6,8 +6,8 @@
 
 namespace sentrel {
 
-/// Decides when a camera counts as interrupted: at once when it is lost, or after 2 s without a good frame; and
-/// again every 2 s while it stays so. It rests while the camera is meant to be closed. One thread.
+/// Decides when a camera counts as interrupted: at once when it is lost, or after 2 s without a good frame;
+/// and again every 2 s while it stays so. It rests while the camera is meant to be closed. One thread.
 class InterruptionWatch {
  public:
   using Time = std::chrono::steady_clock::time_point;

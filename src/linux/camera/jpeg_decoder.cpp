@@ -112,8 +112,8 @@ struct JpegDecoder::State {
       return false;
     }
     while (info.output_scanline < info.output_height) {
-      JSAMPROW row = target.data() +
-                     static_cast<std::size_t>(info.output_scanline) * static_cast<std::size_t>(target.stride());
+      JSAMPROW row = target.data() + static_cast<std::size_t>(info.output_scanline) *
+                                         static_cast<std::size_t>(target.stride());
       if (jpeg_read_scanlines(&info, &row, 1) != 1) return false;
     }
     return !damaged;

@@ -13,7 +13,7 @@ PipeWireCaptureSession::PipeWireCaptureSession(std::shared_ptr<MainLoop> mainLoo
       cameraQueue_(std::move(cameraQueue)),
       self_(std::make_shared<CaptureSession*>(this)) {
   // The engine may outlive this object by a delivery that is under way, hence weakly.
-  const auto emitLater = [loop = mainLoop_, self = std::weak_ptr(self_)](Signal<> CaptureSession::* signal) {
+  const auto emitLater = [loop = mainLoop_, self = std::weak_ptr(self_)](Signal<> CaptureSession::*signal) {
     return [loop, self, signal] {
       loop->post([self, signal] {
         if (const auto session = self.lock()) ((*session)->*signal).emit();

@@ -42,7 +42,8 @@ inline void addMetadataListener(pw_proxy* metadata, spa_hook* hook, const pw_met
 inline int requestSync(pw_core* core) {
   return pw_core_sync(core, PW_ID_CORE, 0);
 }
-inline pw_proxy* bindGlobal(pw_registry* registry, std::uint32_t id, const char* type, std::uint32_t version) {
+inline pw_proxy* bindGlobal(pw_registry* registry, std::uint32_t id, const char* type,
+                            std::uint32_t version) {
   return static_cast<pw_proxy*>(pw_registry_bind(registry, id, type, version, 0));
 }
 

@@ -75,8 +75,9 @@ void LoopTimer::arm(SteadyTime moment) {
   if (armed_ == moment) return;
   armed_ = moment;
   // The steady clock and the loop's timers are the same clock; a moment of zero would disarm.
-  const auto sinceBoot = std::max(std::chrono::nanoseconds(1),
-                                  std::chrono::duration_cast<std::chrono::nanoseconds>(moment.time_since_epoch()));
+  const auto sinceBoot =
+      std::max(std::chrono::nanoseconds(1),
+               std::chrono::duration_cast<std::chrono::nanoseconds>(moment.time_since_epoch()));
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(sinceBoot);
   timespec value{};
   value.tv_sec = seconds.count();

@@ -11,14 +11,8 @@ constexpr spa_fraction usualRate{30, 1};
 constexpr int largestSide = 8192;  // pixels; also keeps every size below in 32 bits
 
 /// Sizes of real cameras near 640x480, nearest first.
-constexpr std::array<spa_rectangle, 8> otherSizes{{{640, 480},
-                                                   {640, 360},
-                                                   {800, 600},
-                                                   {848, 480},
-                                                   {960, 540},
-                                                   {1280, 720},
-                                                   {352, 288},
-                                                   {320, 240}}};
+constexpr std::array<spa_rectangle, 8> otherSizes{
+    {{640, 480}, {640, 360}, {800, 600}, {848, 480}, {960, 540}, {1280, 720}, {352, 288}, {320, 240}}};
 
 enum class Rate { usual, any };
 enum class Encoding { raw, mjpeg };
@@ -70,10 +64,14 @@ const spa_pod* anySizeFormat(spa_pod_builder* builder, Encoding encoding, spa_re
 
 std::optional<PixelFormat> pixelFormat(std::uint32_t spaFormat) {
   switch (spaFormat) {
-    case SPA_VIDEO_FORMAT_YUY2: return PixelFormat::yuy2;
-    case SPA_VIDEO_FORMAT_NV12: return PixelFormat::nv12;
-    case SPA_VIDEO_FORMAT_I420: return PixelFormat::i420;
-    default: return {};
+    case SPA_VIDEO_FORMAT_YUY2:
+      return PixelFormat::yuy2;
+    case SPA_VIDEO_FORMAT_NV12:
+      return PixelFormat::nv12;
+    case SPA_VIDEO_FORMAT_I420:
+      return PixelFormat::i420;
+    default:
+      return {};
   }
 }
 
