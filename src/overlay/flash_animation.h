@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+
+namespace sentrel {
+
+/// The level of the alert's flash over time: while it flashes, up to 0.3 in 0.4 s and back to 0 in 0.4 s,
+/// with no end; once stopped, out to 0 within 0.3 s. Each movement begins where the one before left off.
+class FlashAnimation {
+ public:
+  static constexpr double peakAlpha = 0.3;
+
+  void start(std::int64_t nowMs);
+  void stop(std::int64_t nowMs);
+  [[nodiscard]] bool isFlashing() const { return flashing_; }
+  /// 0..0.3.
+  [[nodiscard]] double alphaAt(std::int64_t nowMs) const;
+
+ private:
+  void change(bool flashing, std::int64_t nowMs);
+
+  bool flashing_ = false;
+  double fromAlpha_ = 0;
+  std::int64_t sinceMs_ = 0;
+};
+
+}  // namespace sentrel

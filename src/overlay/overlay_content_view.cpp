@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "overlay/overlay_content_view.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <utility>
+
+#include "overlay/matrix_stripe_layer.h"
+#include "overlay/overlay_window_manager.h"
+
+namespace sentrel {
+
+namespace {
+
+constexpr double veilAlpha = 0.7;
+constexpr double tintAlpha = 0.35;  // of the red layer at a flash level of 1
+constexpr TintLevel strongestTint = 26;
+// About 30 a second: the 27 levels leave no room for more.
+constexpr std::int64_t flashStepMs = 33;
+
+}  // namespace
+
+OverlayContentView::OverlayContentView(const OverlayWindowManager& owner,
+                                       std::unique_ptr<OverlaySurface> surface,
+                                       std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<Clock> clock)
+    : manager(owner),
+      surface_(std::move(surface)),
+      mainLoop_(std::move(mainLoop)),
+      clock_(std::move(clock)),
+      alertMode_(owner.isAlertMode) {}
+
+std::shared_ptr<OverlayContentView> OverlayContentView::create(const OverlayWindowManager& manager,
+                                                               std::unique_ptr<OverlaySurface> surface,
+                                                               std::shared_ptr<MainLoop> mainLoop,
+                                                               std::shared_ptr<Clock> clock) {
+  // The constructor is private, which make_shared cannot reach.
+  const std::shared_ptr<OverlayContentView> view(
+      new OverlayContentView(manager, std::move(surface), std::move(mainLoop), std::move(clock)));
+  view->observeManager();
+  view->schedulePresent();
+  return view;
+}
+
+void OverlayContentView::observeManager() {
+  const auto redraw = [this](const auto&) { schedulePresent(); };
+  observations_ = {
+      manager.isShowing().onChange(redraw),
+      manager.currentAlpha.onChange(redraw),
+      manager.matrixEnabled.onChange(redraw),
+      manager.matrixDistanceCm.onChange(redraw),
+      manager.matrixColorArgb.onChange(redraw),
+      manager.matrixStripeAlpha.onChange(redraw),
+      manager.shortcutAvailable.onChange(redraw),
+      manager.isAlertMode.onChange([this](bool alertMode) { alertModeChanged(alertMode); }),
+  };
+}
+
+// A view made during an alert does not flash: only a change makes it.
+void OverlayContentView::alertModeChanged(bool alertMode) {
+  if (alertMode == alertMode_) return;
+  alertMode_ = alertMode;
+  alertMode ? startFlash() : stopFlash();
+  schedulePresent();
+}
+
+void OverlayContentView::startFlash() {
+  flash_.start(clock_->nowMs());
+  flashTask = mainLoop_->every(flashStepMs, [this] { updateTint(); });
+  updateTint();
+}
+
+void OverlayContentView::stopFlash() {
+  flashTask.reset();
+  flash_.stop(clock_->nowMs());
+  updateTint();
+}
+
+/// The red layer belongs to the alert and goes with it; its level moves on, unseen, to where the next flash
+/// begins.
+void OverlayContentView::updateTint() {
+  const double level = alertMode_ ? std::round(flashAlpha() * tintAlpha * 255) : 0;
+  const TintLevel next = std::min(static_cast<TintLevel>(level), strongestTint);
+  if (next == tint_) return;
+  tint_ = next;
+  surface_->setTint(next);
+}
+
+/// Several assignments in one turn are one repaint.
+void OverlayContentView::schedulePresent() {
+  if (std::exchange(presentScheduled_, true)) return;
+  mainLoop_->post([weak = weak_from_this()] {
+    if (const auto self = weak.lock()) self->present();
+  });
+}
+
+void OverlayContentView::present() {
+  presentScheduled_ = false;
+  OverlayScene next = scene();
+  if (presented_ == next) return;
+  surface_->present(next);
+  presented_ = next;
+}
+
+OverlayScene OverlayContentView::scene() const {
+  OverlayScene result;
+  if (manager.isShowing() && manager.matrixEnabled && manager.currentAlpha > 0.0F) {
+    result.stripes = MatrixStripeLayer{manager.matrixDistanceCm, manager.matrixColorArgb,
+                                       manager.matrixStripeAlpha, manager.currentAlpha}
+                         .pattern();
+  }
+  if (manager.isAlertMode) {
+    result.veilAlpha = veilAlpha;
+    result.banner = true;
+  }
+  result.shortcutInHint = manager.shortcutAvailable;
+  return result;
+}
+
+}  // namespace sentrel

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "overlay/overlay_window_manager.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "overlay/overlay_content_view.h"
+#include "platform/platform.h"
+
+namespace sentrel {
+
+OverlayWindowManager::OverlayWindowManager(std::shared_ptr<OverlayBackend> backend,
+                                           std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<Clock> clock)
+    : backend_(std::move(backend)), mainLoop_(std::move(mainLoop)), clock_(std::move(clock)) {}
+
+OverlayWindowManager::~OverlayWindowManager() = default;
+
+const std::shared_ptr<OverlayWindowManager>& OverlayWindowManager::shared() {
+  static const auto instance = std::make_shared<OverlayWindowManager>(
+      Platform::current().overlayBackend, Platform::current().mainLoop, Platform::current().clock);
+  return instance;
+}
+
+void OverlayWindowManager::show() {
+  if (isShowing_) return;
+  for (const Screen& screen : backend_->screens()) createWindow(screen);
+  isShowing_ = true;
+  screensRegistration_ = backend_->screensChanged.connect([this] { screensChanged(); });
+}
+
+void OverlayWindowManager::hide() {
+  overlayWindows.clear();
+  if (isShowing_) isShowing_ = false;
+  screensRegistration_.reset();
+}
+
+void OverlayWindowManager::screensChanged() {
+  const auto current = backend_->screens();
+  std::erase_if(overlayWindows, [&current](const auto& window) {
+    return std::ranges::find(current, window.first, &Screen::id) == current.end();
+  });
+  // The window of a screen that stays is left alone: its surface follows the screen by itself.
+  for (const Screen& screen : current) {
+    if (!overlayWindows.contains(screen.id)) createWindow(screen);
+  }
+}
+
+void OverlayWindowManager::createWindow(const Screen& screen) {
+  overlayWindows[screen.id] =
+      OverlayContentView::create(*this, backend_->createSurface(screen), mainLoop_, clock_);
+}
+
+}  // namespace sentrel

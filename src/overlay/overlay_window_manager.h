@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+
+#include "platform/overlay_surface.h"
+#include "support/clock.h"
+#include "support/main_loop.h"
+#include "support/published.h"
+#include "support/registration.h"
+
+namespace sentrel {
+
+class OverlayContentView;
+
+/// Owns the click-through windows that cover the screens, one a screen, in step with the screens that come
+/// and go, and the values that they draw. It decides nothing: the service shows, hides and assigns. Main
+/// thread.
+class OverlayWindowManager {
+ public:
+  OverlayWindowManager(std::shared_ptr<OverlayBackend> backend, std::shared_ptr<MainLoop> mainLoop,
+                       std::shared_ptr<Clock> clock);
+  OverlayWindowManager(const OverlayWindowManager&) = delete;
+  OverlayWindowManager& operator=(const OverlayWindowManager&) = delete;
+  ~OverlayWindowManager();
+
+  /// The process's manager, over the installed platform.
+  static const std::shared_ptr<OverlayWindowManager>& shared();
+
+  // What the windows draw. Kept while hidden; an assignment reaches every window within the next turn.
+  Published<bool> isAlertMode{false};
+  Published<float> currentAlpha{0.0F};                   ///< 0..1, of the whole overlay
+  Published<std::int64_t> lastDistanceCm{80};            ///< for observers; not drawn
+  Published<bool> matrixEnabled{true};                   ///< stripes are drawn
+  Published<std::int64_t> matrixDistanceCm{80};          ///< distance that the stripes are made for
+  Published<std::uint64_t> matrixColorArgb{0xFF000000};  ///< low 32 bits 0xAARRGGBB
+  Published<float> matrixStripeAlpha{0.42F};             ///< 0..1, of a stripe's colour
+  Published<bool> shortcutAvailable{false};              ///< the hint names the shortcut beside its eye
+
+  /// Between `show` and the next `hide`.
+  [[nodiscard]] const Published<bool>& isShowing() const { return isShowing_; }
+
+  /// Covers every screen and follows their coming and going; nothing when already showing.
+  void show();
+  /// Uncovers every screen. The values above stay.
+  void hide();
+
+ private:
+  void screensChanged();
+  void createWindow(const Screen& screen);
+
+  const std::shared_ptr<OverlayBackend> backend_;
+  const std::shared_ptr<MainLoop> mainLoop_;
+  const std::shared_ptr<Clock> clock_;
+  Published<bool> isShowing_{false};
+  std::map<std::uint64_t, std::shared_ptr<OverlayContentView>> overlayWindows;  // by the screen's id
+  Registration screensRegistration_;
+};
+
+}  // namespace sentrel

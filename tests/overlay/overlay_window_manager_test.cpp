@@ -1,0 +1,169 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "overlay/overlay_window_manager.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <optional>
+
+#include "overlay/matrix_stripe_layer.h"
+#include "support/fake_overlay_backend.h"
+#include "support/manual_main_loop.h"
+
+namespace sentrel {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+const Screen first{1, "one", {0, 0, 1920, 1080}, true};
+const Screen second{2, "two", {1920, 0, 1280, 1024}, false};
+const Screen third{3, "three", {0, 1080, 800, 600}, false};
+
+class OverlayWindowManagerTest : public testing::Test {
+ protected:
+  OverlayScene lastScene(std::uint64_t screen = 1) {
+    loop->runPosted();
+    const auto& scenes = backend->shown.at(screen).scenes;
+    return scenes.empty() ? OverlayScene{} : scenes.back();
+  }
+
+  [[nodiscard]] std::vector<std::uint64_t> covered() const {
+    std::vector<std::uint64_t> ids;
+    for (const auto& [id, shown] : backend->shown) ids.push_back(id);
+    return ids;
+  }
+
+  std::shared_ptr<test::ManualMainLoop> loop = std::make_shared<test::ManualMainLoop>();
+  std::shared_ptr<test::FakeOverlayBackend> backend = std::make_shared<test::FakeOverlayBackend>();
+  OverlayWindowManager manager{backend, loop, loop};
+};
+
+TEST_F(OverlayWindowManagerTest, CoversEveryScreenAndFollowsThemOnlyWhileShowing) {
+  backend->screenList = {first, second};
+  manager.hide();
+  EXPECT_FALSE(manager.isShowing());
+  manager.show();
+  manager.show();
+  EXPECT_TRUE(manager.isShowing());
+  EXPECT_THAT(covered(), ElementsAre(1, 2));
+  EXPECT_EQ(backend->created, 2);
+  EXPECT_EQ(backend->screensChanged.observerCount(), 1U);
+
+  Screen resized = first;
+  resized.frame.width = 800;
+  backend->setScreens({resized, third});
+  EXPECT_THAT(covered(), ElementsAre(1, 3));
+  EXPECT_EQ(backend->created, 3) << "the window of a screen that stays is left alone";
+  backend->setScreens({});
+  EXPECT_THAT(covered(), IsEmpty());
+  backend->setScreens({second});
+  EXPECT_THAT(covered(), ElementsAre(2));
+
+  manager.hide();
+  EXPECT_FALSE(manager.isShowing());
+  EXPECT_THAT(covered(), IsEmpty());
+  EXPECT_EQ(backend->screensChanged.observerCount(), 0U);
+  manager.show();
+  EXPECT_THAT(covered(), ElementsAre(2));
+}
+
+TEST_F(OverlayWindowManagerTest, ComposesTheScene) {
+  manager.show();
+  EXPECT_EQ(lastScene(), OverlayScene{}) << "no stripes at opacity 0";
+  manager.currentAlpha = 0.5F;
+  const StripePattern stripes{8 * std::sqrt(80.0 / 60.0), 0x000000, double{0.42F}, 0.5};
+  EXPECT_EQ(lastScene(), (OverlayScene{stripes, 0, false, false}));
+  manager.isAlertMode = true;
+  manager.shortcutAvailable = true;
+  EXPECT_EQ(lastScene(), (OverlayScene{stripes, 0.7, true, true}));
+  manager.matrixEnabled = false;
+  EXPECT_EQ(lastScene().stripes, std::nullopt);
+  EXPECT_TRUE(lastScene().banner);
+
+  manager.hide();
+  manager.matrixEnabled = true;
+  manager.isAlertMode = false;
+  manager.show();
+  EXPECT_EQ(lastScene(), (OverlayScene{stripes, 0, false, true})) << "values are kept while hidden";
+}
+
+TEST_F(OverlayWindowManagerTest, RepaintsOncePerTurnAndOnlyForWhatIsSeen) {
+  backend->screenList = {first, second};
+  manager.currentAlpha = 0.4F;
+  manager.show();
+  manager.matrixDistanceCm = 120;
+  manager.matrixColorArgb = 0xFF102030;
+  manager.matrixStripeAlpha = 0.7F;
+  loop->runPosted();
+  EXPECT_EQ(backend->shown[1].scenes.size(), 1U);
+  manager.matrixColorArgb = 0x00102030;  // the alpha byte is not seen
+  manager.lastDistanceCm = 90;
+  manager.isAlertMode = true;
+  manager.isAlertMode = false;
+  loop->runPosted();
+  EXPECT_EQ(backend->shown[1].scenes.size(), 1U);
+  manager.currentAlpha = 0.6F;
+  manager.hide();
+  loop->runPosted();
+  EXPECT_THAT(covered(), IsEmpty()) << "a repaint that waits does not bring a window back";
+}
+
+TEST_F(OverlayWindowManagerTest, FlashesInStepsWhileTheAlertLasts) {
+  manager.show();
+  loop->runPosted();
+  const std::size_t idleTimers = loop->timerCount();
+  manager.isAlertMode = true;
+  loop->advance(4000);
+  const auto tints = backend->shown[1].tints;
+  EXPECT_GT(tints.size(), 80U) << "five flashes";
+  EXPECT_LT(tints.size(), 125U) << "about 30 steps a second";
+  EXPECT_EQ(std::ranges::max(tints), 26);
+  EXPECT_EQ(std::ranges::min(tints), 0);
+  EXPECT_EQ(std::ranges::adjacent_find(tints), tints.end()) << "no level is set twice in a row";
+  EXPECT_EQ(backend->shown[1].scenes.size(), 2U) << "the flash repaints nothing";
+
+  // A window made during the alert is not part of it until the next one.
+  backend->setScreens({first, second});
+  loop->advance(500);
+  EXPECT_THAT(backend->shown[2].tints, IsEmpty());
+  EXPECT_TRUE(lastScene(2).banner);
+
+  manager.isAlertMode = false;
+  EXPECT_EQ(backend->shown[1].tints.back(), 0);
+  EXPECT_EQ(loop->timerCount(), idleTimers);
+  manager.isAlertMode = true;
+  loop->advance(400);
+  EXPECT_GT(backend->shown[2].tints.back(), 20);
+  manager.hide();
+  EXPECT_EQ(loop->timerCount(), idleTimers) << "closing the windows ends their flash";
+}
+
+TEST(MatrixStripeLayer, PeriodFollowsTheDistance) {
+  const struct {
+    std::int64_t distanceCm;
+    double period;
+  } cases[] = {{std::numeric_limits<std::int64_t>::min(), 5.65685},
+               {0, 5.65685},
+               {30, 5.65685},
+               {31, 5.75036},
+               {60, 8},
+               {80, 9.23760},
+               {120, 11.31371},
+               {300, 17.88854}};
+  for (const auto& [distanceCm, period] : cases)
+    EXPECT_NEAR((MatrixStripeLayer{distanceCm, 0, 0, 0}.period()), period, 1e-5) << distanceCm;
+}
+
+TEST(MatrixStripeLayer, UnpacksTheColourAndKeepsOpacitiesInRange) {
+  EXPECT_EQ((MatrixStripeLayer{60, 0x00FF0000, 0.5F, 0.25}.pattern()),
+            (StripePattern{8, 0xFF0000, 0.5, 0.25}));
+  constexpr float noNumber = std::numeric_limits<float>::quiet_NaN();
+  EXPECT_EQ((MatrixStripeLayer{60, 0x123456789ABCDEF0, noNumber, 1.5}.pattern()),
+            (StripePattern{8, 0xBCDEF0, 0, 1}));
+}
+
+}  // namespace
+}  // namespace sentrel
