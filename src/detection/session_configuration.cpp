@@ -14,12 +14,20 @@ constexpr int frameHeight = 480;
 // A camera service that was just started lists its devices within a second or two.
 constexpr std::chrono::milliseconds firstListingTimeout{3000};
 
-bool anyDeviceFor(const CaptureSession& session, const std::optional<std::string>& preferredID) {
-  if (preferredID) {
-    const auto devices = session.devices();
-    if (std::ranges::find(devices, *preferredID, &CameraDevice::uniqueID) != devices.end()) return true;
-  }
+bool isListed(const CaptureSession& session, const std::string& id) {
+  const auto devices = session.devices();
+  return std::ranges::find(devices, id, &CameraDevice::uniqueID) != devices.end();
+}
+
+bool anyDevice(const CaptureSession& session) {
   return session.defaultDevice(CameraPosition::front) || session.defaultDevice(CameraPosition::unspecified);
+}
+
+/// The preferred camera, also one that was unplugged and that the session can wait for, else the default one.
+DeviceInput chooseInput(CaptureSession& session, const std::optional<std::string>& preferredID) {
+  const DeviceInput preferred{preferredID};
+  if (preferredID && (isListed(session, *preferredID) || !session.checkInput(preferred))) return preferred;
+  return {};
 }
 
 /// A camera that is away or taken comes back without us: only what a person must mend is an error.
@@ -36,13 +44,12 @@ std::optional<StartError> configureSession(CaptureSession& session,
   session.setPreset(frameWidth, frameHeight);
 
   session.awaitDevices(firstListingTimeout);
-  if (!anyDeviceFor(session, preferredID) && !session.hasSeenDevice()) {
+  if (!anyDevice(session) && !session.hasSeenDevice()) {
     if (auto error = session.serviceError()) return *std::move(error);
     return CameraError::noCameraAvailable;
   }
 
-  // The session picks the default camera itself while the preferred one is away, also later on.
-  const DeviceInput input{preferredID};
+  const DeviceInput input = chooseInput(session, preferredID);
   if (auto error = session.checkInput(input); error && !sessionRecoversFrom(*error)) return *std::move(error);
   if (!session.canAddInput(input)) return CameraError::configurationFailed;
   session.addInput(input);
@@ -56,9 +63,8 @@ std::optional<StartError> configureSession(CaptureSession& session,
 void switchInput(CaptureSession& session, const std::optional<std::string>& preferredID) {
   session.beginConfiguration();
   session.removeInputs();
-  const DeviceInput input{preferredID};
-  if (anyDeviceFor(session, preferredID) && !session.checkInput(input) && session.canAddInput(input))
-    session.addInput(input);
+  const DeviceInput input = chooseInput(session, preferredID);
+  if (anyDevice(session) && !session.checkInput(input) && session.canAddInput(input)) session.addInput(input);
   session.commitConfiguration();
 }
 

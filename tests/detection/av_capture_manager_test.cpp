@@ -224,7 +224,9 @@ TEST_F(AVCaptureManagerTest, ThePreferredCameraIsUsedAndSwitched) {
   manager->stopSession();
   manager->switchCamera("unplugged");
   startAndSettle();
-  EXPECT_EQ(outcomes.back(), Outcome::started) << "the default camera stands in";
+  EXPECT_EQ(outcomes.back(), Outcome::started);
+  ASSERT_TRUE(room.session->input);
+  EXPECT_EQ(room.session->input->deviceID, std::nullopt) << "the default camera stands in";
   start();
   manager->stopSession();
   start();

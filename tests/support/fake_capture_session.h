@@ -63,7 +63,12 @@ class FakeCaptureSession final : public CaptureSession {
     ++commits;
   }
   void setPreset(int width, int height) override { preset = {width, height}; }
-  [[nodiscard]] std::optional<CaptureError> checkInput(const DeviceInput&) override { return inputError; }
+  [[nodiscard]] std::optional<CaptureError> checkInput(const DeviceInput& checked) override {
+    const bool known =
+        !checked.deviceID || std::ranges::count(cameras, *checked.deviceID, &CameraDevice::uniqueID);
+    if (!known) return CaptureError{CaptureError::Kind::deviceUnavailable, "never seen"};
+    return inputError;
+  }
   [[nodiscard]] bool canAddInput(const DeviceInput&) override { return takesInput; }
   void addInput(const DeviceInput& added) override { input = added; }
   void removeInputs() override { input.reset(); }
