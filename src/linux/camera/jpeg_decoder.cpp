@@ -45,8 +45,10 @@ struct JpegDecoder::State {
 
   static void note(j_common_ptr common, int level) {
     if (level >= 0) return;
-    // Cameras do put spare bytes between segments; a picture with other warnings has holes.
-    if (common->err->msg_code != JWRN_EXTRANEOUS_DATA) of(common).damaged = true;
+    // Cameras do put spare bytes between segments and forget the end mark; a picture with other warnings has
+    // holes. One that ends too early gives another warning besides.
+    const int code = common->err->msg_code;
+    if (code != JWRN_EXTRANEOUS_DATA && code != JWRN_JPEG_EOF) of(common).damaged = true;
   }
 
   void* take(std::size_t bytes) {

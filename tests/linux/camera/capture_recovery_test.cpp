@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <utility>
+#include <vector>
+
+#include "linux/camera/capture_fixture.h"
+
+namespace sentrel::test {
+namespace {
+
+using Fault = VirtualCamera::Fault;
+using Format = VirtualCamera::Format;
+using Report = CaptureUser::Report;
+using std::chrono::milliseconds;
+
+/// How late a report may be seen: the limit of what a loaded machine does, not of the session.
+constexpr milliseconds lateness{1500};
+
+TEST_F(CaptureTest, ACameraThatIsPulledIsReportedAndTakenUpAgain) {
+  VirtualCamera camera({});
+  camera.appear();
+  CaptureUser user;
+  user.start({"virtual_camera"});
+  ASSERT_TRUE(user.getsFrames());
+
+  const auto pulled = SteadyClock::now();
+  camera.vanish();
+  ASSERT_TRUE(user.eventually([&] { return user.count(Report::interrupted) == 3; }));
+  const auto reports = user.reports();
+  EXPECT_LT(reports[0].at - pulled, lateness);
+  for (std::size_t i = 1; i < reports.size(); ++i) {
+    EXPECT_GT(reports[i].at - reports[i - 1].at, milliseconds(1900));
+    EXPECT_LT(reports[i].at - reports[i - 1].at, milliseconds(2000) + lateness);
+  }
+  EXPECT_TRUE(user.session->hasSeenDevice());
+  EXPECT_TRUE(user.session->devices().empty());
+  ASSERT_TRUE(user.session->interruptionCause());
+
+  user.clear();
+  camera.appear();
+  const auto returned = SteadyClock::now();
+  ASSERT_TRUE(user.eventually([&] { return user.count(Report::ended) == 1; }));
+  ASSERT_TRUE(user.getsFrames(1));
+  const auto recovery = user.handed().front().at - returned;
+  EXPECT_LT(recovery, milliseconds(1000) + lateness);
+  std::cout << "first frame " << std::chrono::duration_cast<milliseconds>(recovery) << " after the return\n";
+  EXPECT_FALSE(user.session->interruptionCause());
+}
+
+TEST_F(CaptureTest, TheDefaultCameraStandsInForTheChosenOne) {
+  VirtualCamera chosen({.name = "chosen"});
+  VirtualCamera other({.name = "other"});
+  chosen.appear();
+  other.appear();
+  CaptureUser user;
+  user.start({"chosen"});
+  ASSERT_TRUE(user.getsFrames());
+  EXPECT_FALSE(other.isOpen());
+  chosen.vanish();
+  ASSERT_TRUE(user.eventually([&] { return user.count(Report::ended) == 1; }));
+  EXPECT_TRUE(other.isOpen());
+  // It comes back to the chosen one when it has to connect anew.
+  chosen.appear();
+  ASSERT_TRUE(user.getsFrames());
+  EXPECT_FALSE(chosen.isOpen());
+  other.vanish();
+  ASSERT_TRUE(user.eventually([&] { return user.count(Report::ended) == 2; }));
+  EXPECT_TRUE(chosen.isOpen());
+}
+
+TEST_F(CaptureTest, TheServiceMayComeLateDieAndComeBack) {
+  desktop.stopPipeWire();
+  CaptureUser user;
+  ASSERT_TRUE(user.eventually([&] { return user.session->serviceError().has_value(); }));
+  EXPECT_EQ(user.session->serviceError()->kind, CaptureError::Kind::noService);
+  user.onQueue([&] { user.session->awaitDevices(milliseconds(50)); });
+  user.start();
+  ASSERT_TRUE(user.eventually([&] { return user.count(Report::interrupted) >= 2; }));
+  ASSERT_TRUE(user.session->interruptionCause());
+  EXPECT_EQ(user.session->interruptionCause()->kind, CaptureError::Kind::noService);
+
+  VirtualCamera camera({});
+  const auto serve = [&] {
+    desktop.startPipeWire();
+    camera.vanish();  // its connection has died as well
+    camera.appear();
+    ASSERT_TRUE(user.eventually([&] { return user.count(Report::ended) == 1; }));
+    EXPECT_TRUE(user.getsFrames());
+    EXPECT_FALSE(user.session->serviceError());
+  };
+  serve();
+  user.clear();
+  desktop.killPipeWire();
+  ASSERT_TRUE(user.eventually([&] { return user.count(Report::interrupted) >= 1; }));
+  EXPECT_TRUE(user.session->serviceError());
+  EXPECT_TRUE(user.session->devices().empty());
+  serve();
+}
+
+TEST_F(CaptureTest, BrokenBuffersAreDroppedAndCounted) {
+  const std::vector<std::pair<Format, std::vector<Fault>>> cases{
+      {Format::yuy2,
+       {Fault::zeroLength, Fault::shortChunk, Fault::wrongStride, Fault::otherSize, Fault::offsetBeyond,
+        Fault::corruptedFlag, Fault::backwardsTimestamps}},
+      {Format::nv12, {Fault::shortChunk, Fault::otherSize, Fault::offsetBeyond}},
+      {Format::mjpeg, {Fault::zeroLength, Fault::shortChunk, Fault::offsetBeyond, Fault::garbage}}};
+  for (const auto& [format, faults] : cases) {
+    VirtualCamera camera({.format = format});
+    const auto bars = colourBars(640, 480);
+    camera.setSource([&](std::int64_t) { return bars.data(); });
+    camera.appear();
+    CaptureUser user;
+    user.start();
+    ASSERT_TRUE(user.getsFrames());
+    const auto& broken = user.session->counters().broken;
+    for (const Fault fault : faults) {
+      SCOPED_TRACE(testing::Message()
+                   << "format " << static_cast<int>(format) << " fault " << static_cast<int>(fault));
+      const auto before = broken.load();
+      camera.setFault(fault);
+      // The first of them may follow good ones that are still under way.
+      ASSERT_TRUE(user.eventually([&] { return broken.load() >= before + 2; }));
+      const auto handed = user.handedCount();
+      ASSERT_TRUE(user.eventually([&] { return broken.load() >= before + 6; }));
+      EXPECT_EQ(user.handedCount(), handed);
+      camera.setFault(Fault::none);
+      ASSERT_TRUE(user.getsFrames());
+    }
+  }
+}
+
+TEST_F(CaptureTest, ACameraWithoutAGoodFrameIsInterrupted) {
+  // Three ways to give nothing: silence, buffers that are visibly broken, and pictures that cannot be read.
+  const std::vector<std::pair<Format, Fault>> cases{
+      {Format::yuy2, Fault::none}, {Format::yuy2, Fault::zeroLength}, {Format::mjpeg, Fault::garbage}};
+  for (const auto& [format, fault] : cases) {
+    SCOPED_TRACE(testing::Message() << static_cast<int>(fault));
+    VirtualCamera camera({.format = format});
+    camera.appear();
+    CaptureUser user;
+    user.start({}, 101);
+    ASSERT_TRUE(user.getsFrames());
+    camera.setFault(fault);
+    camera.setPlaying(fault != Fault::none);
+    const auto stopped = SteadyClock::now();
+    ASSERT_TRUE(user.eventually([&] { return user.count(Report::interrupted) >= 2; }));
+    EXPECT_GT(user.reports().front().at - stopped, milliseconds(1800));
+    EXPECT_LT(user.reports().front().at - stopped, milliseconds(2000) + lateness);
+    camera.setFault(Fault::none);
+    camera.setPlaying(true);
+    ASSERT_TRUE(user.eventually([&] { return user.count(Report::ended) == 1; }));
+    EXPECT_TRUE(user.getsFrames());
+  }
+}
+
+}  // namespace
+}  // namespace sentrel::test
