@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vision/region_sampler.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+namespace sentrel::vision {
+namespace {
+
+constexpr std::size_t channels = 3;
+constexpr std::size_t bytesPerPixel = 4;
+
+// The widest instructions that the machine has, without asking for them in the whole build.
+#if defined(__x86_64__) && defined(__gnu_linux__) && !defined(__SANITIZE_ADDRESS__)
+#define SENTREL_CLONES __attribute__((target_clones("avx2", "default")))
+#else
+#define SENTREL_CLONES
+#endif
+
+SENTREL_CLONES void accumulate(const std::uint8_t* bytes, std::size_t count, float weight, float* sums) {
+  for (std::size_t i = 0; i < count; ++i) sums[i] += weight * static_cast<float>(bytes[i]);
+}
+
+}  // namespace
+
+void RegionSampler::Axis::plan(double start, double extent, int outputs, int sourceSize) {
+  taps.resize(static_cast<std::size_t>(outputs));
+  weights.clear();
+  low = sourceSize;
+  high = 0;
+  const double scale = extent / outputs;
+  for (int i = 0; i < outputs; ++i) {
+    // Shrinking: the mean over what the output pixel covers. Enlarging: the two nearest pixels' centres.
+    const double from = scale >= 1 ? start + i * scale : start + (i + 0.5) * scale - 0.5;
+    const double to = scale >= 1 ? from + scale : from + 1;
+    const int first = static_cast<int>(std::clamp(std::floor(from), 0.0, static_cast<double>(sourceSize)));
+    const int end = static_cast<int>(std::clamp(std::ceil(to), 0.0, static_cast<double>(sourceSize)));
+    Taps& tap = taps[static_cast<std::size_t>(i)];
+    tap = {first, 0, weights.size(), 0};
+    for (int source = first; source < end; ++source) {
+      const double covered = std::min(to, source + 1.0) - std::max(from, static_cast<double>(source));
+      const auto weight = static_cast<float>(std::max(0.0, covered) / (to - from));
+      weights.push_back(weight);
+      tap.inside += weight;
+      ++tap.count;
+    }
+    if (tap.count == 0) continue;
+    low = std::min(low, first);
+    high = std::max(high, end);
+  }
+}
+
+void RegionSampler::sample(const Frame& frame, const Region& region, int width, int height, ValueRange range,
+                           std::span<float> output) {
+  horizontal_.plan(region.x, region.width, width, frame.width());
+  vertical_.plan(region.y, region.height, height, frame.height());
+  const auto left = static_cast<std::size_t>(horizontal_.low);
+  const std::size_t span =
+      horizontal_.high > horizontal_.low ? static_cast<std::size_t>(horizontal_.high) - left : 0;
+  row_.resize(span * bytesPerPixel);
+  const float step = (range.high - range.low) / 255.0F;
+  float* to = output.data();
+  for (const Axis::Taps& rows : vertical_.taps) {
+    std::fill(row_.begin(), row_.end(), 0.0F);
+    for (int k = 0; k < rows.count; ++k) {
+      accumulate(frame.row(rows.first + k) + left * bytesPerPixel, row_.size(),
+                 vertical_.weights[rows.weights + static_cast<std::size_t>(k)], row_.data());
+    }
+    for (const Axis::Taps& columns : horizontal_.taps) {
+      float blue = 0;
+      float green = 0;
+      float red = 0;
+      const float* from = row_.data() + (static_cast<std::size_t>(columns.first) - left) * bytesPerPixel;
+      const float* weight = horizontal_.weights.data() + columns.weights;
+      for (int k = 0; k < columns.count; ++k, from += bytesPerPixel, ++weight) {
+        blue += *weight * from[0];
+        green += *weight * from[1];
+        red += *weight * from[2];
+      }
+      *to++ = range.low + step * red;
+      *to++ = range.low + step * green;
+      *to++ = range.low + step * blue;
+    }
+  }
+}
+
+void RegionSampler::sample(const Frame& frame, const TurnedSquare& square, int side, ValueRange range,
+                           std::span<float> output) {
+  const double scale = square.side / side;
+  const auto stepX = static_cast<float>(std::cos(square.angle) * scale);
+  const auto stepY = static_cast<float>(std::sin(square.angle) * scale);
+  const auto half = static_cast<float>((side - 1) / 2.0);
+  const float unit = (range.high - range.low) / 255.0F;
+  const auto lastX = static_cast<float>(frame.width() - 1);
+  const auto lastY = static_cast<float>(frame.height() - 1);
+  float* to = output.data();
+  for (int v = 0; v < side; ++v) {
+    const float down = static_cast<float>(v) - half;
+    for (int u = 0; u < side; ++u, to += channels) {
+      const float right = static_cast<float>(u) - half;
+      const float x = static_cast<float>(square.centreX - 0.5) + right * stepX - down * stepY;
+      const float y = static_cast<float>(square.centreY - 0.5) + right * stepY + down * stepX;
+      // Also false for what is not a number.
+      if (!(x >= 0 && y >= 0 && x <= lastX && y <= lastY)) {
+        std::fill_n(to, channels, range.low);
+        continue;
+      }
+      const int x0 = std::min(static_cast<int>(x), std::max(0, frame.width() - 2));
+      const int y0 = std::min(static_cast<int>(y), std::max(0, frame.height() - 2));
+      const int x1 = std::min(x0 + 1, frame.width() - 1);
+      const int y1 = std::min(y0 + 1, frame.height() - 1);
+      const float fx = x - static_cast<float>(x0);
+      const float fy = y - static_cast<float>(y0);
+      const std::uint8_t* top = frame.row(y0);
+      const std::uint8_t* bottom = frame.row(y1);
+      const std::size_t a = static_cast<std::size_t>(x0) * bytesPerPixel;
+      const std::size_t b = static_cast<std::size_t>(x1) * bytesPerPixel;
+      for (std::size_t c = 0; c < channels; ++c) {
+        const std::size_t channel = 2 - c;  // BGRA to RGB
+        const float upper =
+            static_cast<float>(top[a + channel]) * (1 - fx) + static_cast<float>(top[b + channel]) * fx;
+        const float lower =
+            static_cast<float>(bottom[a + channel]) * (1 - fx) + static_cast<float>(bottom[b + channel]) * fx;
+        to[c] = range.low + unit * (upper * (1 - fy) + lower * fy);
+      }
+    }
+  }
+}
+
+}  // namespace sentrel::vision

@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vision/neural_face_detector.h"
+
+#include <gtest/gtest.h>
+
+#include <QPainter>
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <random>
+
+#include "support/pictures.h"
+#include "support/portrait_scene.h"
+
+namespace sentrel::vision {
+namespace {
+
+using test::loadPicture;
+using test::PortraitScene;
+using test::toFrame;
+
+double degrees(double radians) {
+  return radians * 180 / std::numbers::pi;
+}
+
+class NeuralFaceDetectorTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const auto error = detector_.prepare();
+    ASSERT_FALSE(error) << error->message;
+  }
+
+  FaceDetections detect(const QImage& picture) {
+    now_ += 33;
+    const auto found = detector_.detect(*toFrame(picture), now_);
+    EXPECT_TRUE(found);
+    return found.value_or(FaceDetections());
+  }
+
+  NeuralFaceDetector detector_{test::modelFolderPath().toStdString()};
+  std::int64_t now_ = 1000;
+};
+
+const PortraitScene& scene() {
+  static const PortraitScene scene;
+  return scene;
+}
+
+/// The nose's height over the eyes, scaled as its users do.
+double pitchEstimate(const FaceObservation& face) {
+  if (!face.landmarks) return 0;
+  return (face.landmarks->nose->y - (face.landmarks->leftEye->y + face.landmarks->rightEye->y) / 2) * 180;
+}
+
+TEST_F(NeuralFaceDetectorTest, readsTheUserWhoLooksAhead) {
+  const FaceDetections found = detect(scene().frame({}));
+  ASSERT_EQ(found.rectangles.size(), 1U);
+  ASSERT_EQ(found.landmarks.size(), 1U);
+  const FaceObservation& face = found.landmarks[0];
+  EXPECT_EQ(face.boundingBox, found.rectangles[0].boundingBox);
+  EXPECT_LT(std::abs(degrees(face.yaw.value())), 6);
+  EXPECT_LT(std::abs(pitchEstimate(face)), 15);
+  // A tight box where the face is, from the bottom left.
+  const QRectF box = scene().faceBox();
+  EXPECT_NEAR(face.boundingBox.width, box.width() / 640, 0.15 * box.width() / 640);
+  EXPECT_NEAR(face.boundingBox.x + face.boundingBox.width / 2, box.center().x() / 640, 0.02);
+  EXPECT_NEAR(face.boundingBox.y + face.boundingBox.height / 2, 1 - box.center().y() / 480, 0.04);
+  // Eyes: the person's left one on the image's right, both in the upper half, level.
+  ASSERT_TRUE(face.landmarks);
+  EXPECT_GT(face.landmarks->leftEye->x, face.landmarks->rightEye->x + 0.2);
+  EXPECT_NEAR(face.landmarks->leftEye->y, face.landmarks->rightEye->y, 0.08);
+  EXPECT_GT(face.landmarks->leftEye->y, 0.5);
+  EXPECT_LT(face.landmarks->leftEye->y, 1);
+}
+
+TEST_F(NeuralFaceDetectorTest, readsTurnsToBothSides) {
+  double last = -90;
+  for (int warp = -55; warp <= 55; warp += 5) {
+    const FaceDetections found = detect(scene().frame({static_cast<double>(warp), {}}));
+    ASSERT_EQ(found.landmarks.size(), 1U) << warp;
+    const double yaw = degrees(found.landmarks[0].yaw.value());
+    EXPECT_GT(yaw, last) << warp;
+    if (std::abs(warp) >= 50) {
+      EXPECT_GT(std::abs(yaw), 33) << warp;
+    }
+    if (std::abs(warp) <= 30) {
+      EXPECT_LT(std::abs(yaw), 29) << warp;
+    }
+    last = yaw;
+  }
+}
+
+TEST_F(NeuralFaceDetectorTest, findsASecondFaceAndKeepsTheWidestFirst) {
+  for (const double width : {64.0, 80.0}) {
+    test::SceneState state;
+    state.secondFace = test::SecondFace{530, 120, width};
+    const FaceDetections found = detect(scene().frame(state));
+    ASSERT_EQ(found.rectangles.size(), 2U) << width;
+    ASSERT_EQ(found.landmarks.size(), 1U);
+    EXPECT_EQ(found.landmarks[0].boundingBox, found.rectangles[0].boundingBox);
+    const NormalizedRect& second = found.rectangles[1].boundingBox;
+    EXPECT_NEAR(second.x + second.width / 2, 530.0 / 640, 0.02);
+    EXPECT_NEAR(second.y + second.height / 2, 1 - 120.0 / 480, 0.03);
+    EXPECT_NEAR(second.width, width / 640, 0.15 * width / 640);
+  }
+}
+
+TEST_F(NeuralFaceDetectorTest, findsNoFaceWhereThereIsNone) {
+  EXPECT_TRUE(detect(loadPicture(QStringLiteral("chelsea.png"))).rectangles.empty());
+  QImage grey(640, 480, QImage::Format_RGB32);
+  for (const int level : {0, 128, 255}) {
+    grey.fill(qRgb(level, level, level));
+    const FaceDetections found = detect(grey);
+    EXPECT_TRUE(found.rectangles.empty());
+    EXPECT_TRUE(found.landmarks.empty());
+  }
+  std::mt19937 random(3);
+  for (int y = 0; y < 480; ++y) {
+    for (int x = 0; x < 640; ++x) grey.setPixel(x, y, static_cast<QRgb>(random()) | 0xff000000U);
+  }
+  EXPECT_TRUE(detect(grey).rectangles.empty());
+}
+
+TEST_F(NeuralFaceDetectorTest, takesFramesOfAnySize) {
+  const QImage portrait = loadPicture(QStringLiteral("astronaut.png"));
+  // Sizes may change in mid-stream.
+  const auto empty = toFrame(QImage());
+  EXPECT_FALSE(detector_.detect(*empty, ++now_));
+  for (const QSize size : {QSize(1, 1), QSize(1, 480), QSize(640, 1), QSize(2, 3), QSize(37, 11)}) {
+    EXPECT_TRUE(detect(portrait.scaled(size)).rectangles.empty());
+  }
+  for (const QSize size : {QSize(512, 512), QSize(333, 331), QSize(1280, 1279), QSize(2001, 1999)}) {
+    const FaceDetections found =
+        detect(portrait.scaled(size, Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
+    ASSERT_EQ(found.rectangles.size(), 1U) << size.width();
+    EXPECT_NEAR(found.rectangles[0].boundingBox.width, 0.17, 0.03);
+  }
+}
+
+// What the demonstration plays, at the camera's rate: the user turns away, comes back, and somebody stands
+// behind.
+TEST_F(NeuralFaceDetectorTest, losesNobodyInAMovingScene) {
+  const auto turnAt = [](int frame) {
+    return 55 * std::sin(std::min(1.0, frame / 30.0) * std::numbers::pi / 2);
+  };
+  bool turned = false;
+  for (int frame = 0; frame < 120; ++frame) {
+    const double warp = frame < 60 ? turnAt(frame) : turnAt(std::max(0, 90 - frame));
+    const FaceDetections found = detect(scene().frame({-warp, {}}));
+    ASSERT_EQ(found.rectangles.size(), 1U) << "frame " << frame;
+    ASSERT_EQ(found.landmarks.size(), 1U) << "frame " << frame;
+    const double yaw = degrees(found.landmarks[0].yaw.value());
+    turned = turned || yaw < -30;
+    if (frame >= 30 && frame < 60) {
+      EXPECT_LT(yaw, -35) << "frame " << frame;
+    }
+    if (frame > 100) {
+      EXPECT_LT(std::abs(yaw), 10) << "frame " << frame;
+    }
+  }
+  EXPECT_TRUE(turned);
+  for (int frame = 0; frame < 45; ++frame) {
+    test::SceneState state;
+    state.secondFace = test::SecondFace{540 - frame / 3.0, 120, 72};
+    EXPECT_EQ(detect(scene().frame(state)).rectangles.size(), 2U) << "frame " << frame;
+  }
+}
+
+}  // namespace
+}  // namespace sentrel::vision
