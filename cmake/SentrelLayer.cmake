@@ -9,6 +9,8 @@ target_compile_features(sentrel_options INTERFACE cxx_std_20)
 target_compile_options(sentrel_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Wold-style-cast
   -Woverloaded-virtual -Wimplicit-fallthrough -Wunused)
+# Qt's macro "emit" would break our own signals.
+target_compile_definitions(sentrel_options INTERFACE QT_NO_KEYWORDS)
 if(SENTREL_WARNINGS_AS_ERRORS)
   target_compile_options(sentrel_options INTERFACE -Werror)
 endif()

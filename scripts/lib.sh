@@ -10,7 +10,7 @@ cd "$root"
 # Names of Debian 12 packages. Each command installs only the groups that it needs.
 build_packages=(
   g++ cmake ninja-build pkg-config
-  qt6-base-dev
+  qt6-base-dev qt6-l10n-tools
   libpipewire-0.3-dev libyuv-dev libjpeg62-turbo-dev
   libxnnpack-dev libpthreadpool-dev libcpuinfo-dev libeigen3-dev
   libxcb1-dev libxcb-shape0-dev libxcb-randr0-dev libxcb-xfixes0-dev libxcb-shm0-dev libxcb-render0-dev

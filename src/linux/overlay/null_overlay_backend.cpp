@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "linux/overlay/null_overlay_backend.h"
+
+namespace sentrel {
+
+namespace {
+class NullOverlaySurface final : public OverlaySurface {
+ public:
+  void present(const OverlayScene& /*scene*/) override {}
+  void setTint(TintLevel /*level*/) override {}
+};
+}  // namespace
+
+std::unique_ptr<OverlaySurface> NullOverlayBackend::createSurface(const Screen& /*screen*/) {
+  return std::make_unique<NullOverlaySurface>();
+}
+
+}  // namespace sentrel

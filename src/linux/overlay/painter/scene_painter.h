@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "platform/overlay_surface.h"
+
+namespace sentrel {
+
+/// Paints stripes and veil, the part of a scene that covers its whole screen, as premultiplied ARGB32.
+///
+/// At 45 degrees a stripe lies along x + y = constant: every row of the picture is the row above it, moved by
+/// one pixel. So the painter computes one line of width + height - 1 pixels by exact coverage and copies it
+/// row by row, which costs as much as moving the memory. The veil is blended into that line, so it is free.
+/// One thread at a time.
+class ScenePainter {
+ public:
+  /// `width` and `height` are device pixels, `scale` device pixels to a logical one.
+  ScenePainter(const OverlayScene& scene, int width, int height, double scale);
+
+  /// Whether the scene puts anything on the whole screen. When it does not there is nothing to paint.
+  [[nodiscard]] static bool covers(const OverlayScene& scene);
+
+  /// Row `y`, from left to right; valid as long as the painter.
+  [[nodiscard]] std::span<const std::uint32_t> row(int y) const;
+
+  /// Copies `count` rows, the first being `first`, without gaps; `out` holds at least width * count pixels.
+  void paint(int first, int count, std::span<std::uint32_t> out) const;
+
+ private:
+  std::size_t width_ = 0;
+  std::vector<std::uint32_t> diagonal_;
+};
+
+}  // namespace sentrel

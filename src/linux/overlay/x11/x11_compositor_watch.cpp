@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "linux/overlay/x11/x11_compositor_watch.h"
+
+#include <xcb/xfixes.h>
+
+#include <cstdint>
+#include <utility>
+
+#include "linux/overlay/x11/x11_reply.h"
+
+namespace sentrel {
+
+namespace {
+// A compositing manager owns its selection some time before it takes over the windows; a translucent window
+// mapped in between would be black for that long.
+constexpr std::int64_t takeOverMs = 250;
+}  // namespace
+
+X11CompositorWatch::X11CompositorWatch(const X11Connection& connection, MainLoop& loop,
+                                       std::function<void()> onChange)
+    : connection_(connection), loop_(loop), onChange_(std::move(onChange)) {
+  // Without XFixes nobody would tell us of its end, and everything would turn black: then there is none.
+  if (connection_.xfixesEvents() == 0) return;
+  const xcb_atom_t selection = connection_.atoms().compositorSelection;
+  xcb_xfixes_select_selection_input(connection_.get(), connection_.root(), selection,
+                                    XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
+                                        XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
+                                        XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
+  const auto owner = adopt(xcb_get_selection_owner_reply(
+      connection_.get(), xcb_get_selection_owner(connection_.get(), selection), nullptr));
+  running_ = owner && owner->owner != XCB_NONE;
+}
+
+void X11CompositorWatch::handle(const xcb_generic_event_t& event) {
+  if (connection_.xfixesEvents() == 0) return;
+  if ((event.response_type & 0x7FU) != connection_.xfixesEvents() + XCB_XFIXES_SELECTION_NOTIFY) return;
+  const auto& notify = reinterpret_cast<const xcb_xfixes_selection_notify_event_t&>(event);
+  if (notify.selection != connection_.atoms().compositorSelection) return;
+  settling_.reset();
+  // When one replaces another the windows stand unblended in between, too.
+  setRunning(false);
+  if (notify.owner == XCB_NONE) return;
+  settling_ = loop_.after(takeOverMs, [this] { setRunning(true); });
+}
+
+void X11CompositorWatch::setRunning(bool running) {
+  if (running == running_) return;
+  running_ = running;
+  onChange_();
+}
+
+}  // namespace sentrel

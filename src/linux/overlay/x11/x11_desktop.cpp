@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "linux/overlay/x11/x11_desktop.h"
+
+#include <xcb/randr.h>
+
+#include <cstdint>
+#include <utility>
+
+namespace sentrel {
+
+namespace {
+// The root's own geometry changes with every new arrangement, also where RandR tells nothing.
+constexpr std::uint32_t quietEvents = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+constexpr std::uint32_t watchfulEvents =
+    quietEvents | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
+}  // namespace
+
+X11Desktop::X11Desktop(std::unique_ptr<X11Connection> connection, MainLoop& loop, Handlers handlers)
+    : connection_(std::move(connection)),
+      loop_(loop),
+      handlers_(std::move(handlers)),
+      stack_(*connection_, loop),
+      compositor_(*connection_, loop, [this] { handlers_.changed(); }),
+      pump_(
+          connection_->get(), [this](const xcb_generic_event_t& event) { handle(event); },
+          [this] { loss_ = loop_.after(0, [lost = handlers_.lost] { lost(); }); }) {
+  setWatchful(false);
+  if (connection_->randrEvents() != 0) {
+    xcb_randr_select_input(connection_->get(), connection_->root(),
+                           XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
+                               XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE);
+  }
+  monitors_ = readMonitors(*connection_);
+}
+
+void X11Desktop::setWatchful(bool watchful) {
+  const std::uint32_t events = watchful ? watchfulEvents : quietEvents;
+  xcb_change_window_attributes(connection_->get(), connection_->root(), XCB_CW_EVENT_MASK, &events);
+  if (watchful) reloadMonitors();  // the scale may have changed unseen
+}
+
+void X11Desktop::handle(const xcb_generic_event_t& event) {
+  stack_.handle(event);
+  compositor_.handle(event);
+  // A new arrangement comes with several events; one reading after the last of them is enough.
+  if (concernsMonitors(event)) reload_ = loop_.after(0, [this] { reloadMonitors(); });
+  handlers_.event(event);
+}
+
+bool X11Desktop::concernsMonitors(const xcb_generic_event_t& event) const {
+  const unsigned type = event.response_type & 0x7FU;
+  if (type == XCB_CONFIGURE_NOTIFY) {
+    return reinterpret_cast<const xcb_configure_notify_event_t&>(event).window == connection_->root();
+  }
+  if (type == XCB_PROPERTY_NOTIFY) {
+    const auto& notify = reinterpret_cast<const xcb_property_notify_event_t&>(event);
+    return notify.window == connection_->root() && notify.atom == XCB_ATOM_RESOURCE_MANAGER;
+  }
+  const unsigned first = connection_->randrEvents();
+  return first != 0 && (type == first + XCB_RANDR_SCREEN_CHANGE_NOTIFY || type == first + XCB_RANDR_NOTIFY);
+}
+
+void X11Desktop::reloadMonitors() {
+  auto monitors = readMonitors(*connection_);
+  if (connection_->broken() || monitors == monitors_) return;
+  monitors_ = std::move(monitors);
+  handlers_.changed();
+}
+
+}  // namespace sentrel

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "linux/overlay/x11/x11_compositor_watch.h"
+#include "linux/overlay/x11/x11_connection.h"
+#include "linux/overlay/x11/x11_event_pump.h"
+#include "linux/overlay/x11/x11_monitors.h"
+#include "linux/overlay/x11/x11_window_stack.h"
+#include "support/main_loop.h"
+
+namespace sentrel {
+
+/// One X server as long as its connection lives: its monitors, whether it blends windows, and the order of
+/// ours. Main thread.
+class X11Desktop {
+ public:
+  struct Handlers {
+    std::function<void()> changed;  ///< monitors or blending
+    std::function<void()> lost;     ///< the connection broke; called in a turn of its own
+    std::function<void(const xcb_generic_event_t&)> event;  ///< every event, for the windows
+  };
+
+  X11Desktop(std::unique_ptr<X11Connection> connection, MainLoop& loop, Handlers handlers);
+
+  [[nodiscard]] X11Connection& connection() { return *connection_; }
+  [[nodiscard]] X11WindowStack& stack() { return stack_; }
+  [[nodiscard]] MainLoop& loop() { return loop_; }
+  [[nodiscard]] const std::vector<X11Monitor>& monitors() const { return monitors_; }
+  [[nodiscard]] bool blendsWindows() const {
+    return compositor_.isRunning() && connection_->translucentVisual();
+  }
+
+  /// Whether to be told of everything that happens to other programs' windows, which wakes us often.
+  void setWatchful(bool watchful);
+
+ private:
+  void handle(const xcb_generic_event_t& event);
+  [[nodiscard]] bool concernsMonitors(const xcb_generic_event_t& event) const;
+  void reloadMonitors();
+
+  std::unique_ptr<X11Connection> connection_;
+  MainLoop& loop_;
+  Handlers handlers_;
+  std::vector<X11Monitor> monitors_;
+  X11WindowStack stack_;
+  X11CompositorWatch compositor_;
+  Registration reload_;
+  Registration loss_;
+  X11EventPump pump_;
+};
+
+}  // namespace sentrel

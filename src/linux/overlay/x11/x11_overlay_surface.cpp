@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "linux/overlay/x11/x11_overlay_surface.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "linux/overlay/painter/banner_painter.h"
+#include "linux/overlay/painter/hint_painter.h"
+#include "look/palette.h"
+
+namespace sentrel {
+
+namespace {
+
+using Look = X11OverlayWindow::Look;
+
+std::uint32_t premultipliedTint(TintLevel level) {
+  const QColor& color = fixed_colors::alertTint;
+  return qPremultiply(qRgba(color.red(), color.green(), color.blue(), std::clamp(level, 0, 255)));
+}
+
+}  // namespace
+
+X11OverlaySurface::Windows::Windows(X11Desktop& desktop, bool translucentWindows)
+    : translucent(translucentWindows),
+      banner(desktop.connection(), desktop.stack(), translucent ? Look::translucent : Look::opaque,
+             "sentrel banner") {
+  // An unblended window would hide the screen: without blending there is only what may be opaque.
+  if (!translucent) return;
+  scene.emplace(desktop.connection(), desktop.stack(), desktop.loop());
+  tint.emplace(desktop.connection(), desktop.stack(), OverlayLayer::tint, Look::translucent, "sentrel tint");
+  hint.emplace(desktop.connection(), desktop.stack(), Look::translucent, "sentrel hint");
+}
+
+X11OverlaySurface::X11OverlaySurface(std::shared_ptr<X11SurfaceList> list, std::uint64_t screenId)
+    : list_(std::move(list)), screenId_(screenId) {
+  list_->surfaces.push_back(this);
+  if (list_->desktop != nullptr && list_->surfaces.size() == 1) list_->desktop->setWatchful(true);
+}
+
+X11OverlaySurface::~X11OverlaySurface() {
+  std::erase(list_->surfaces, this);
+  if (list_->desktop == nullptr) return;
+  if (list_->surfaces.empty()) list_->desktop->setWatchful(false);
+  windows_.reset();
+  xcb_flush(list_->desktop->connection().get());
+}
+
+void X11OverlaySurface::present(const OverlayScene& scene) {
+  scene_ = scene;
+  refresh();
+}
+
+void X11OverlaySurface::setTint(TintLevel level) {
+  if (level == tint_) return;
+  tint_ = level;
+  if (!windows_) return;
+  applyTint(painted_.pixels);
+  xcb_flush(list_->desktop->connection().get());
+}
+
+void X11OverlaySurface::refresh() {
+  const X11Monitor* on = monitor();
+  if (on == nullptr || !scene_) {
+    release();
+    return;
+  }
+  X11Desktop& desktop = *list_->desktop;
+  if (!windows_ || windows_->translucent != desktop.blendsWindows()) {
+    release();
+    windows_ = std::make_unique<Windows>(desktop, desktop.blendsWindows());
+  }
+  paintPictures(*on);
+  if (windows_->scene) windows_->scene->present(*scene_, on->pixels, on->scale);
+  applyTint(on->pixels);
+  if (windows_->hint) windows_->hint->setShown(true);
+  windows_->banner.setShown(scene_->banner);
+  xcb_flush(desktop.connection().get());
+}
+
+void X11OverlaySurface::release() {
+  windows_.reset();
+  painted_ = {};
+  shownTint_ = 0;
+}
+
+void X11OverlaySurface::handle(const xcb_generic_event_t& event) {
+  if (windows_ && windows_->scene) windows_->scene->handle(event);
+}
+
+const X11Monitor* X11OverlaySurface::monitor() const {
+  if (list_->desktop == nullptr) return nullptr;
+  const auto& monitors = list_->desktop->monitors();
+  const auto found = std::ranges::find(monitors, screenId_, [](const X11Monitor& m) { return m.screen.id; });
+  return found == monitors.end() ? nullptr : &*found;
+}
+
+// Ahead of their use: when an alert comes, its banner has only to be mapped.
+void X11OverlaySurface::paintPictures(const X11Monitor& monitor) {
+  const Painted wanted{monitor.pixels, monitor.scale, scene_->shortcutInHint};
+  if (wanted == painted_) return;
+  painted_ = wanted;
+  const OverlayPicture banner =
+      paintBanner(monitor.scale, windows_->translucent ? BannerStyle::translucent : BannerStyle::opaque);
+  const Rect bannerPlace = placeBanner(banner, monitor.pixels, monitor.scale);
+  windows_->banner.setPicture(banner.image, bannerPlace.x, bannerPlace.y);
+  if (!windows_->hint) return;
+  const OverlayPicture hint = paintHint(monitor.scale, wanted.keys);
+  const Rect hintPlace = placeHint(hint, monitor.pixels);
+  windows_->hint->setPicture(hint.image, hintPlace.x, hintPlace.y);
+}
+
+void X11OverlaySurface::applyTint(const Rect& pixels) {
+  if (!windows_->tint) return;
+  windows_->tint->place(pixels);
+  if (std::exchange(shownTint_, tint_) != tint_) windows_->tint->setBackground(premultipliedTint(tint_));
+  // During an alert it stays through the dark moments of the flash: mapping costs more than clearing.
+  windows_->tint->setMapped(tint_ > 0 || scene_->banner);
+}
+
+}  // namespace sentrel

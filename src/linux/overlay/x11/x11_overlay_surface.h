@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "linux/overlay/x11/x11_desktop.h"
+#include "linux/overlay/x11/x11_picture_window.h"
+#include "linux/overlay/x11/x11_scene_window.h"
+#include "platform/overlay_surface.h"
+
+namespace sentrel {
+
+class X11OverlaySurface;
+
+/// The surfaces that exist and the desktop that they are on; none while there is no server.
+struct X11SurfaceList {
+  X11Desktop* desktop = nullptr;
+  std::vector<X11OverlaySurface*> surfaces;
+};
+
+/// What one screen shows, kept as values and brought to the screen of the moment: it follows its monitor,
+/// the compositing manager and the server as they change, go and come back. Main thread.
+class X11OverlaySurface final : public OverlaySurface {
+ public:
+  X11OverlaySurface(std::shared_ptr<X11SurfaceList> list, std::uint64_t screenId);
+  ~X11OverlaySurface() override;
+
+  void present(const OverlayScene& scene) override;
+  void setTint(TintLevel level) override;
+
+  /// The desktop has changed, or come.
+  void refresh();
+  /// The desktop is going: lets go of everything on it.
+  void release();
+  /// Any event of the connection.
+  void handle(const xcb_generic_event_t& event);
+
+ private:
+  /// Everything on the server; rebuilt when the way of showing changes.
+  struct Windows {
+    Windows(X11Desktop& desktop, bool translucent);
+    bool translucent;
+    std::optional<X11SceneWindow> scene;
+    std::optional<X11OverlayWindow> tint;
+    std::optional<X11PictureWindow> hint;
+    X11PictureWindow banner;
+  };
+
+  /// What the pictures on the server were painted for.
+  struct Painted {
+    Rect pixels;
+    double scale = 0;
+    bool keys = false;
+    bool operator==(const Painted&) const = default;
+  };
+
+  [[nodiscard]] const X11Monitor* monitor() const;
+  void paintPictures(const X11Monitor& monitor);
+  void applyTint(const Rect& pixels);
+
+  std::shared_ptr<X11SurfaceList> list_;
+  std::uint64_t screenId_;
+  std::optional<OverlayScene> scene_;  // none before the first one came
+  TintLevel tint_ = 0;
+  TintLevel shownTint_ = 0;
+  Painted painted_;
+  std::unique_ptr<Windows> windows_;
+};
+
+}  // namespace sentrel

@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "linux/overlay/x11/x11_overlay_window.h"
+
+#include <xcb/shape.h>
+
+#include <algorithm>
+#include <array>
+#include <string>
+
+namespace sentrel {
+
+X11OverlayWindow::X11OverlayWindow(const X11Connection& connection, X11WindowStack& stack, OverlayLayer layer,
+                                   Look look, std::string_view name)
+    : connection_(connection),
+      stack_(stack),
+      visual_(look == Look::translucent ? connection.translucentVisual() : connection.opaqueVisual()),
+      id_(xcb_generate_id(connection.get())),
+      pixels_{0, 0, 1, 1} {
+  const std::uint32_t mask = XCB_CW_BACK_PIXEL | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT |
+                             XCB_CW_EVENT_MASK | XCB_CW_COLORMAP;
+  const std::array<std::uint32_t, 5> values{0, 0, 1, 0, visual_.colormap};
+  xcb_create_window(connection_.get(), visual_.depth, id_, connection_.root(), 0, 0, 1, 1, 0,
+                    XCB_WINDOW_CLASS_INPUT_OUTPUT, visual_.id, mask, values.data());
+  // No rectangle takes input: every click and scroll reaches what lies beneath.
+  xcb_shape_rectangles(connection_.get(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_UNSORTED,
+                       id_, 0, 0, 0, nullptr);
+  describe(name);
+  stack_.add(id_, layer);
+}
+
+X11OverlayWindow::~X11OverlayWindow() {
+  stack_.remove(id_);
+  xcb_destroy_window(connection_.get(), id_);
+}
+
+// No window manager reads this, but compositing managers do.
+void X11OverlayWindow::describe(std::string_view name) const {
+  const X11Atoms& atoms = connection_.atoms();
+  const auto setText = [this](xcb_atom_t property, xcb_atom_t type, std::string_view text) {
+    xcb_change_property(connection_.get(), XCB_PROP_MODE_REPLACE, id_, property, type, 8,
+                        static_cast<std::uint32_t>(text.size()), text.data());
+  };
+  const auto setNumber = [this](xcb_atom_t property, xcb_atom_t type, std::uint32_t value) {
+    xcb_change_property(connection_.get(), XCB_PROP_MODE_REPLACE, id_, property, type, 32, 1, &value);
+  };
+  using namespace std::string_view_literals;
+  setText(XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, "sentrel\0sentrel\0"sv);
+  setText(XCB_ATOM_WM_NAME, XCB_ATOM_STRING, name);
+  setText(atoms.netWmName, atoms.utf8String, name);
+  // Of all types the dock is the one that compositing managers leave without shadow, blur, dimming and
+  // animation.
+  setNumber(atoms.netWmWindowType, XCB_ATOM_ATOM, atoms.netWmWindowTypeDock);
+  setNumber(atoms.comptonShadow, XCB_ATOM_CARDINAL, 0);
+  // 2: keep composing while this window is there. A full-screen window below ours must not take the screen.
+  setNumber(atoms.netWmBypassCompositor, XCB_ATOM_CARDINAL, 2);
+}
+
+void X11OverlayWindow::place(const Rect& pixels) {
+  if (pixels == pixels_) return;
+  pixels_ = pixels;
+  const std::array<std::uint32_t, 4> values{static_cast<std::uint32_t>(pixels.x),
+                                            static_cast<std::uint32_t>(pixels.y),
+                                            static_cast<std::uint32_t>(std::max(pixels.width, 1)),
+                                            static_cast<std::uint32_t>(std::max(pixels.height, 1))};
+  xcb_configure_window(
+      connection_.get(), id_,
+      XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
+      values.data());
+}
+
+void X11OverlayWindow::setMapped(bool mapped) {
+  if (mapped == mapped_) return;
+  mapped_ = mapped;
+  if (mapped) {
+    stack_.raise();
+    xcb_map_window(connection_.get(), id_);
+  } else {
+    xcb_unmap_window(connection_.get(), id_);
+  }
+}
+
+void X11OverlayWindow::setBackground(std::uint32_t argb) {
+  xcb_change_window_attributes(connection_.get(), id_, XCB_CW_BACK_PIXEL, &argb);
+  if (mapped_) xcb_clear_area(connection_.get(), 0, id_, 0, 0, 0, 0);
+}
+
+void X11OverlayWindow::selectExposures() {
+  const std::uint32_t events = XCB_EVENT_MASK_EXPOSURE;
+  xcb_change_window_attributes(connection_.get(), id_, XCB_CW_EVENT_MASK, &events);
+}
+
+}  // namespace sentrel

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include <xcb/xcb.h>
+
+#include "linux/overlay/x11/x11_connection.h"
+#include "linux/overlay/x11/x11_window_stack.h"
+#include "support/geometry.h"
+
+namespace sentrel {
+
+/// One window of the overlay: not managed by any window manager, without input, above everything. Created
+/// unmapped, transparent or black. Must not outlive its connection and stack. Main thread.
+class X11OverlayWindow {
+ public:
+  enum class Look { translucent, opaque };
+
+  X11OverlayWindow(const X11Connection& connection, X11WindowStack& stack, OverlayLayer layer, Look look,
+                   std::string_view name);
+  ~X11OverlayWindow();
+  X11OverlayWindow(const X11OverlayWindow&) = delete;
+  X11OverlayWindow& operator=(const X11OverlayWindow&) = delete;
+
+  [[nodiscard]] xcb_window_t id() const { return id_; }
+  [[nodiscard]] const X11Connection& connection() const { return connection_; }
+  [[nodiscard]] const X11Visual& visual() const { return visual_; }
+  [[nodiscard]] const Rect& pixels() const { return pixels_; }
+  [[nodiscard]] bool isMapped() const { return mapped_; }
+
+  void place(const Rect& pixels);
+  void setMapped(bool mapped);
+  /// Fills the window with one premultiplied colour, also whatever becomes visible later.
+  void setBackground(std::uint32_t argb);
+  /// Asks the server to tell when content has to be drawn again.
+  void selectExposures();
+
+ private:
+  void describe(std::string_view name) const;
+
+  const X11Connection& connection_;
+  X11WindowStack& stack_;
+  const X11Visual& visual_;
+  xcb_window_t id_;
+  Rect pixels_;
+  bool mapped_ = false;
+};
+
+}  // namespace sentrel

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "linux/overlay/x11/x11_picture_window.h"
+
+#include <xcb/shape.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace sentrel {
+
+namespace {
+
+void putImage(const X11Connection& connection, xcb_pixmap_t pixmap, std::uint8_t depth, const QImage& image) {
+  const xcb_gcontext_t graphics = xcb_generate_id(connection.get());
+  xcb_create_gc(connection.get(), graphics, pixmap, 0, nullptr);
+  // 32-bit rows of a QImage have no gaps.
+  const std::size_t rowBytes = static_cast<std::size_t>(image.bytesPerLine());
+  const int rows = connection.rowsPerRequest(rowBytes);
+  for (int first = 0; first < image.height(); first += rows) {
+    const int count = std::min(rows, image.height() - first);
+    xcb_put_image(connection.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, pixmap, graphics,
+                  static_cast<std::uint16_t>(image.width()), static_cast<std::uint16_t>(count), 0,
+                  static_cast<std::int16_t>(first), 0, depth,
+                  static_cast<std::uint32_t>(rowBytes * static_cast<std::size_t>(count)),
+                  image.constScanLine(first));
+  }
+  xcb_free_gc(connection.get(), graphics);
+}
+
+// The rows of the picture from the first to the last pixel that is more than half there.
+std::vector<xcb_rectangle_t> opaqueRows(const QImage& picture) {
+  std::vector<xcb_rectangle_t> rows;
+  for (int y = 0; y < picture.height(); ++y) {
+    const auto* row = reinterpret_cast<const QRgb*>(picture.constScanLine(y));
+    const auto* end = row + picture.width();
+    const auto isThere = [](QRgb pixel) { return qAlpha(pixel) > 127; };
+    const auto* first = std::find_if(row, end, isThere);
+    if (first == end) continue;
+    const auto* last = end - 1;
+    while (!isThere(*last)) --last;
+    rows.push_back({static_cast<std::int16_t>(first - row), static_cast<std::int16_t>(y),
+                    static_cast<std::uint16_t>(last - first + 1), 1});
+  }
+  return rows;
+}
+
+}  // namespace
+
+X11PictureWindow::X11PictureWindow(const X11Connection& connection, X11WindowStack& stack,
+                                   X11OverlayWindow::Look look, std::string_view name)
+    : window_(connection, stack, OverlayLayer::notice, look, name), look_(look) {}
+
+void X11PictureWindow::setPicture(const QImage& picture, int x, int y) {
+  const X11Connection& connection = window_.connection();
+  const xcb_pixmap_t pixmap = xcb_generate_id(connection.get());
+  xcb_create_pixmap(connection.get(), window_.visual().depth, pixmap, window_.id(),
+                    static_cast<std::uint16_t>(picture.width()),
+                    static_cast<std::uint16_t>(picture.height()));
+  putImage(connection, pixmap, window_.visual().depth, picture);
+  xcb_change_window_attributes(connection.get(), window_.id(), XCB_CW_BACK_PIXMAP, &pixmap);
+  xcb_free_pixmap(connection.get(), pixmap);  // the window keeps it
+  if (look_ == X11OverlayWindow::Look::opaque) shape(picture);
+  window_.place({x, y, picture.width(), picture.height()});
+  if (window_.isMapped()) xcb_clear_area(connection.get(), 0, window_.id(), 0, 0, 0, 0);
+}
+
+void X11PictureWindow::shape(const QImage& picture) {
+  const auto rows = opaqueRows(picture);
+  xcb_shape_rectangles(window_.connection().get(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING,
+                       XCB_CLIP_ORDERING_YX_BANDED, window_.id(), 0, 0,
+                       static_cast<std::uint32_t>(rows.size()), rows.data());
+}
+
+}  // namespace sentrel

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QFont>
+
+namespace sentrel {
+
+/// The roles of text in windows; sizes and weights at 100 % text scale.
+enum class TextRole {
+  count,         ///< calibration countdown
+  numberLarge,   ///< number of the highlighted tile
+  numberMedium,  ///< number of a tile
+  title1,        ///< onboarding title
+  title2,        ///< product name, calibration title
+  title3,
+  popoverTitle,
+  headline,  ///< section header, page title
+  body,
+  bodyLabel,   ///< row labels
+  bodyButton,  ///< buttons
+  subheadline,
+  caption  ///< status text, version, footer
+};
+
+// Each font carries its whole list of families, because no single one has every glyph that we show. Sizes are
+// logical pixels. Main thread.
+
+[[nodiscard]] QFont uiFont(int pixelSize, QFont::Weight weight = QFont::Normal);
+[[nodiscard]] QFont monoFont(int pixelSize, QFont::Weight weight = QFont::Normal);
+[[nodiscard]] QFont roundedFont(int pixelSize, QFont::Weight weight = QFont::Bold);
+[[nodiscard]] QFont roleFont(TextRole role, double textScale = 1);
+
+}  // namespace sentrel
