@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The road of a frame, from the camera queue through the analyser and the main loop to the service, allocates
+// nothing once it is warm. A program of its own, because it counts every allocation of the process.
+#include <gmock/gmock.h>
+
+#include <QCoreApplication>
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+#include "detection/av_capture_manager.h"
+#include "linux/desktop/qt_main_loop.h"
+#include "service/privacy_filter_service.h"
+#include "support/fake_login_item.h"
+#include "support/fake_overlay_backend.h"
+#include "support/machine_room.h"
+
+namespace {
+std::atomic<std::size_t> allocations = 0;
+}
+
+void* operator new(std::size_t size) {
+  ++allocations;
+  if (void* memory = std::malloc(size)) return memory;
+  throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
+
+namespace sentrel {
+namespace {
+
+TEST(FrameRoad, AllocatesNothingWhenWarm) {
+  int argumentCount = 1;
+  char name[] = "test";
+  char* arguments[] = {name, nullptr};
+  const QCoreApplication application(argumentCount, arguments);
+
+  test::MachineRoom room;  // its manual loop serves as the clock alone
+  const auto loop = std::make_shared<QtMainLoop>();
+  const AnalysisEnvironment environment{loop, room.loop, room.analysisQueue, room.detector};
+  const auto camera = AVCaptureManager::create(room.session, room.cameraQueue, environment);
+  const auto overlay =
+      std::make_shared<OverlayWindowManager>(std::make_shared<test::FakeOverlayBackend>(), loop, room.loop);
+  const auto settings = std::make_shared<SettingsRepository>(std::make_shared<MemoryUserDefaults>(),
+                                                             std::make_shared<test::FakeLoginItem>());
+  const auto service = std::make_shared<PrivacyFilterService>(
+      PrivacyFilterService::Parts{environment, camera, room.session, overlay, settings});
+  const auto settle = [&] {
+    for (int i = 0; i < 4; ++i) {
+      room.analysisQueue->sync([] {});
+      room.cameraQueue->sync([] {});
+      while (!loop->idle()) QCoreApplication::processEvents();
+    }
+  };
+  service->start();
+  settle();
+  ASSERT_TRUE(service->isActive());
+
+  room.detector->next = test::detectionsOf({test::faceOf(0.1)}, {test::faceOf(0.1)});
+  room.detector->timestamps.reserve(1000);
+  camera->analyzer()->onCalibrationSample = [](double) {};
+  const auto frames = [&](int count) {
+    for (int i = 0; i < count; ++i) {
+      room.loop->advance(101);
+      room.cameraQueue->async([&] { room.session->output.onFrame(room.frame()); });
+      room.cameraQueue->sync([] {});
+      settle();
+    }
+  };
+  frames(30);
+  EXPECT_EQ(overlay->matrixDistanceCm, 200) << "the frames arrive";
+  const std::size_t before = allocations;
+  frames(200);
+  EXPECT_EQ(allocations - before, 0U);
+  EXPECT_EQ(room.detector->timestamps.size(), 230U);
+}
+
+}  // namespace
+}  // namespace sentrel
