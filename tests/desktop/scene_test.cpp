@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <iostream>
+#include <memory>
+#include <vector>
+
+#include "desktop/detection_line.h"
+#include "desktop/expected_transitions.h"
+#include "desktop/onlooker_scene.h"
+#include "detection/filter_fsm.h"
+#include "detection/vision_face_analyzer.h"
+#include "support/virtual_camera.h"
+
+namespace sentrel::test {
+namespace {
+
+using Kind = FilterState::Kind;
+
+/// Hands each record to the machine as the service does, and keeps both what went in and what came out.
+struct RecordedMachine {
+  void handle(const DetectionInput& input) {
+    records.push_back(input);
+    switch (fsm.state().get().kind()) {
+      case Kind::nominal:
+        return fsm.handleNominal(input);
+      case Kind::inattention:
+        return fsm.handleInattention(input);
+      case Kind::alert:
+        return fsm.handleAlert(input);
+      default:
+        return;
+    }
+  }
+
+  FilterFsm fsm;
+  std::vector<DetectionInput> records;
+  std::vector<Transition> transitions;
+  Registration watch = fsm.state().onChange([this](const FilterState& state) {
+    if (!records.empty()) transitions.push_back({records.size() - 1, state.kind()});
+  });
+};
+
+const char* nameOf(Kind kind) {
+  switch (kind) {
+    case Kind::nominal:
+      return "nominal";
+    case Kind::inattention:
+      return "inattention";
+    case Kind::alert:
+      return "alert";
+    default:
+      return "another state";
+  }
+}
+
+void print(const RecordedMachine& machine) {
+  std::size_t next = 0;
+  for (std::size_t i = 0; i < machine.records.size(); ++i) {
+    const auto& record = machine.records[i];
+    std::cout << record.timestampMs - machine.records.front().timestampMs << " ms: " << record.faceCount
+              << " faces";
+    if (record.primaryFace) {
+      std::cout << ", yaw " << record.primaryFace->eulerY << ", pitch " << record.primaryFace->eulerX
+                << ", width " << record.primaryFace->boundingBoxRatio;
+    }
+    if (next < machine.transitions.size() && machine.transitions[next].record == i) {
+      std::cout << " -> " << nameOf(machine.transitions[next++].to);
+    }
+    std::cout << '\n';
+  }
+}
+
+/// The demonstration's scene through everything between the camera and the state.
+TEST(Scene, EveryTransitionComesWithTheFirstRecordThatAsksForIt) {
+  DetectionLine line;
+  const PortraitScene portrait;
+  const OnlookerScene scene(portrait);
+  VirtualCamera camera({.fps = OnlookerScene::fps});
+  camera.appear();
+  camera.setSource([&](std::int64_t index) { return scene.frame(index); });
+
+  RecordedMachine machine;
+  constexpr std::int64_t captureFps = 10;
+  auto analyzer = std::make_shared<VisionFaceAnalyzer>(captureFps, line.environment);
+  analyzer->onResult = [&](const DetectionInput& input) { machine.handle(input); };
+  line.camera->setAnalyzer(analyzer);
+  StartResult::Outcome outcome = StartResult::Outcome::failed;
+  line.camera->startSession([&](const StartResult& result) {
+    outcome = result.outcome;
+    machine.fsm.activate();
+  });
+  ASSERT_TRUE(line.runUntil([&] { return line.camera->isRunning().get(); }, std::chrono::seconds(20)));
+  ASSERT_EQ(outcome, StartResult::Outcome::started);
+
+  constexpr std::int64_t recoveryMs = 3000;
+  constexpr std::int64_t lastMs = OnlookerScene::calmMs + recoveryMs + 1500;
+  ASSERT_TRUE(line.runUntil(
+      [&] {
+        return !machine.records.empty() &&
+               machine.records.back().timestampMs - machine.records.front().timestampMs >= lastMs;
+      },
+      std::chrono::seconds(90)));
+
+  EXPECT_EQ(machine.transitions,
+            expectedTransitions(machine.records, machine.fsm.settings.inattentionDelayMs));
+  std::vector<Kind> order;
+  for (const auto& transition : machine.transitions) order.push_back(transition.to);
+  EXPECT_EQ(order, (std::vector{Kind::inattention, Kind::nominal, Kind::alert, Kind::nominal}));
+
+  const auto spanMs = machine.records.back().timestampMs - machine.records.front().timestampMs;
+  const double rate = 1000.0 * static_cast<double>(machine.records.size() - 1) / static_cast<double>(spanMs);
+  std::cout << machine.records.size() << " records, " << rate << " a second\n";
+  EXPECT_NEAR(rate, captureFps, 0.05 * captureFps);
+  if (HasFailure()) print(machine);
+}
+
+}  // namespace
+}  // namespace sentrel::test
