@@ -5,8 +5,13 @@
 
 #include "platform/capture_session.h"
 #include "platform/face_detector.h"
+#include "platform/haptics.h"
+#include "platform/key_monitor.h"
 #include "platform/login_item.h"
+#include "platform/notifications.h"
 #include "platform/overlay_surface.h"
+#include "platform/power_source.h"
+#include "platform/session_events.h"
 #include "platform/user_defaults.h"
 #include "support/clock.h"
 #include "support/main_loop.h"
@@ -26,6 +31,11 @@ struct Platform {
   std::shared_ptr<OverlayBackend> overlayBackend;
   std::shared_ptr<UserDefaults> userDefaults;
   std::shared_ptr<LoginItem> loginItem;
+  std::shared_ptr<Notifications> notifications;
+  std::shared_ptr<Haptics> haptics;
+  std::shared_ptr<PowerSource> powerSource;
+  std::shared_ptr<SessionEvents> sessionEvents;
+  std::shared_ptr<KeyMonitor> keyMonitor;
 
   /// Fatal when a platform is already installed.
   static void install(Platform platform);

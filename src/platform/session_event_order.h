@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string_view>
+
+#include "platform/session_events.h"
+#include "support/clock.h"
+#include "support/main_loop.h"
+
+namespace sentrel {
+
+/// Turns what single witnesses of the desktop say into ordered session events. Main thread.
+///
+/// Four *absences* exist: locked, session inactive, system asleep, displays off. Each is true while any of
+/// its witnesses says so. One that begins delivers its going-away event; one that ends delivers its
+/// coming-back event only when no other absence is left and the person was away at all. Witnesses repeat
+/// themselves and lose words; saying what is known already delivers nothing.
+///
+/// A request to lock that no witness has confirmed counts as going away too, but holds nothing back: the end
+/// of any absence ends it, and nobody's answer ends it after `requestLifeMs`.
+class SessionEventOrder {
+ public:
+  enum class Witness {
+    lockedHint,
+    freedesktopScreenSaver,
+    gnomeScreenSaver,
+    sessionInactive,
+    systemSleep,
+    x11Displays,
+    wlrDisplays,
+    gnomeDisplays,
+  };
+  static constexpr std::size_t witnessCount = 8;
+
+  /// A lock that shows within this time after its request is the requested one.
+  static constexpr std::int64_t confirmationMs = 10'000;
+  static constexpr std::int64_t requestLifeMs = 60'000;
+  /// How long the last word of a witness that has gone is believed: long enough for a service to restart.
+  static constexpr std::int64_t lostWitnessMs = 5'000;
+
+  /// `warn` gets lines for standard error. The references outlive this object.
+  SessionEventOrder(MainLoop& mainLoop, const Clock& clock, SessionEvents::Observer deliver,
+                    std::function<void(std::string_view)> warn);
+
+  /// The witness saw its absence begin or end.
+  void changed(Witness witness, bool absent);
+  /// The witness was asked and tells how things are. An absence that is found, not seen to begin, delivers
+  /// nothing when the person is known to be away already: several answers to one question make one event.
+  void found(Witness witness, bool absent);
+  /// The witness can no longer tell.
+  void lost(Witness witness);
+
+  void lockRequested();
+  void unlockRequested();
+
+  /// Delivers one going-away event when an absence is known: to be called for an observer that comes later.
+  void repeatForNewObserver();
+
+  [[nodiscard]] bool isLocked() const { return isAbsent(Absence::locked); }
+  /// Whether anything but `witness` keeps the person away.
+  [[nodiscard]] bool isAwayWithout(Witness witness) const;
+
+ private:
+  enum class Absence { locked, inactive, asleep, displaysOff };
+  enum class Seen { beginning, found };
+
+  static Absence absenceOf(Witness witness);
+  static SessionEvent goingAway(Absence absence);
+  static SessionEvent comingBack(Absence absence);
+
+  [[nodiscard]] bool isAbsent(Absence absence) const;
+  [[nodiscard]] bool isAnyAbsent() const;
+  void update(Witness witness, bool absent, Seen seen);
+  void began(Absence absence, Seen seen);
+  void comeBack(SessionEvent event);
+  void goAway(SessionEvent event);
+  void endRequest();
+
+  MainLoop& mainLoop_;
+  const Clock& clock_;
+  SessionEvents::Observer deliver_;
+  std::function<void(std::string_view)> warn_;
+  std::array<bool, witnessCount> says_{};
+  std::array<Registration, witnessCount> forgetting_;
+  std::optional<std::int64_t> requestedAtMs_;
+  Registration requestEnd_;
+  bool away_ = false;  // the last delivered event
+};
+
+}  // namespace sentrel
