@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "linux/desktop/defaults_file_store.h"
+#include "linux/desktop/defaults_file_text.h"
+#include "platform/user_defaults.h"
+#include "support/main_loop.h"
+#include "support/published.h"
+#include "support/serial_queue.h"
+
+namespace sentrel {
+
+/// The person's settings in a file that they can read. What is set counts at once; the file follows on the
+/// store queue: everything that one turn of the main loop sets is written as one file, and while a write is
+/// under way only the newest state waits. A write that fails is told once on standard error and done with the
+/// next change, or at the latest by `flush`. Main thread.
+class DefaultsFile final : public UserDefaults {
+ public:
+  /// "$XDG_CONFIG_HOME/sentrel/defaults.json", by default in "~/.config"; empty when there is no home.
+  static std::filesystem::path personalPath();
+
+  /// Reads `path` at once, the only time that the calling thread touches the disk. With an empty path the
+  /// values last as long as the process.
+  DefaultsFile(std::filesystem::path path, std::shared_ptr<MainLoop> mainLoop,
+               std::shared_ptr<SerialQueue> storeQueue);
+  /// Hands over what is not handed over yet, and does not wait for it.
+  ~DefaultsFile() override;
+  DefaultsFile(const DefaultsFile&) = delete;
+  DefaultsFile& operator=(const DefaultsFile&) = delete;
+
+  [[nodiscard]] std::optional<DefaultsValue> value(std::string_view key) const override;
+  void set(std::string_view key, DefaultsValue value) override;
+  void remove(std::string_view key) override;
+
+  /// Waits until the file is up to date; false when it is not within `timeout`.
+  bool flush(std::chrono::milliseconds timeout);
+
+  /// Turns true, once, when a damaged file was found: its readable values were taken over and it is set
+  /// aside. The person is to be told.
+  Published<bool> damaged{false};
+
+ private:
+  class Writer;
+
+  void change(std::string_view key, std::optional<std::string> text);
+  void scheduleWrite();
+  void handOver();
+  void noteDamage();
+
+  StoredValues values_;
+  DefaultsChanges changes_;
+  bool isScheduled_ = false;
+  std::shared_ptr<MainLoop> mainLoop_;
+  std::shared_ptr<SerialQueue> storeQueue_;
+  std::shared_ptr<DefaultsFile*> self_;  // held weakly by what comes back to the main loop
+  std::shared_ptr<Writer> writer_;
+};
+
+}  // namespace sentrel

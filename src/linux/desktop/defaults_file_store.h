@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+#include <system_error>
+
+#include "linux/desktop/defaults_file_text.h"
+
+namespace sentrel {
+
+/// What stands in the place of the defaults file.
+struct DefaultsFileContent {
+  std::optional<std::string> bytes;  ///< the file as it is, when it could be read whole
+  StoredValues values;               ///< what can be understood of it
+  bool damaged = false;              ///< something stands there that is no defaults file, or not a whole one
+  std::error_code error;             ///< why nothing is known of it; says nothing about what stands there
+};
+
+/// Never waits for anything but the disk, whatever stands there. Any thread.
+DefaultsFileContent readDefaultsFile(const std::filesystem::path& path);
+
+/// What the program set since its start, by key: the JSON text, or none for a removed key.
+using DefaultsChanges = std::map<std::string, std::optional<std::string>, std::less<>>;
+
+/// The defaults file on the disk. Every file it writes is complete before it gets its name, so that a kill or
+/// a full disk leaves the old one. Files are 0600, the folder it makes 0700. Store queue.
+class DefaultsFileStore {
+ public:
+  struct Outcome {
+    bool damaged = false;              ///< a damaged file was set aside
+    std::optional<std::string> error;  ///< why the file is not up to date
+  };
+
+  /// `loaded` is what the program knows from its start. An empty `path` means that there is no place for it.
+  DefaultsFileStore(std::filesystem::path path, StoredValues loaded);
+
+  /// Brings the file up to date: `changes` over what the file holds now, so that the other lines stay as a
+  /// person or another process left them, or over `loaded` where the file is gone or damaged. What is damaged
+  /// is kept first, as "<name>.damaged-N": the newest five.
+  Outcome update(const DefaultsChanges& changes);
+
+ private:
+  Outcome updateLocked(const DefaultsChanges& changes);
+  [[nodiscard]] std::optional<std::string> setAside(const DefaultsFileContent& content) const;
+
+  std::filesystem::path path_;
+  StoredValues loaded_;
+  bool swept_ = false;
+};
+
+}  // namespace sentrel

@@ -1,0 +1,350 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "linux/desktop/defaults_file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <array>
+#include <functional>
+#include <future>
+#include <limits>
+
+#include "linux/desktop/defaults_fixture.h"
+#include "settings/settings_key.h"
+#include "settings/settings_repository.h"
+#include "support/fake_login_item.h"
+
+namespace sentrel {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+
+class DefaultsFileTest : public test::DefaultsFixture {
+ protected:
+  /// Keeps the store queue busy until the promise is kept.
+  std::promise<void> block() const {
+    std::promise<void> release;
+    queue->async([wait = std::make_shared<std::future<void>>(release.get_future())] { wait->wait(); });
+    return release;
+  }
+};
+
+constexpr auto sample = R"({
+  "battery_threshold": 10,
+  "haptic_on_alert": false
+}
+)";
+
+TEST_F(DefaultsFileTest, WritesWhatAPersonCanReadAndNobodyElse) {
+  const auto file = open();
+  file->set("matrix_stripe_alpha", 3.0F);
+  file->set("selected_camera_id", std::string("caméra"));
+  file->set("has_completed_onboarding", true);
+  file->set("filter_strength", std::int64_t{4});
+  EXPECT_EQ(file->value("filter_strength"), DefaultsValue(std::int64_t{4})) << "counts at once";
+  EXPECT_TRUE(settle(*file));
+  file->remove("selected_camera_id");
+  EXPECT_TRUE(settle(*file));
+  EXPECT_EQ(read(path), R"({
+  "filter_strength": 4,
+  "has_completed_onboarding": true,
+  "matrix_stripe_alpha": 3.0
+}
+)");
+  EXPECT_EQ(mode(path), 0600);
+  EXPECT_EQ(mode(path.parent_path()), 0700);
+  EXPECT_THAT(names(), ElementsAre("defaults.json"));
+  const auto next = open();
+  EXPECT_EQ(next->value("matrix_stripe_alpha"), DefaultsValue(3.0F));
+  EXPECT_EQ(next->value("selected_camera_id"), std::nullopt);
+  EXPECT_FALSE(next->damaged.get());
+}
+
+TEST_F(DefaultsFileTest, WritesOnceForATurnAndOnceForAllThatWaited) {
+  write(path, sample);
+  const int watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+  ASSERT_GE(::inotify_add_watch(watch, path.parent_path().c_str(), IN_MOVED_TO), 0);
+  const auto replacements = [watch] {
+    alignas(inotify_event) std::array<char, 65536> buffer{};
+    const auto size = ::read(watch, buffer.data(), buffer.size());
+    int count = 0;
+    for (ssize_t at = 0; at < size; ++count) {
+      at += static_cast<ssize_t>(sizeof(inotify_event)) +
+            reinterpret_cast<const inotify_event*>(buffer.data() + at)->len;
+    }
+    return count;
+  };
+  const auto file = open();
+  EXPECT_TRUE(settle(*file));
+  file->set("battery_threshold", std::int64_t{10});
+  EXPECT_TRUE(settle(*file));
+  EXPECT_EQ(replacements(), 0) << "nothing differs";
+  for (std::int64_t turn = 0; turn < 2; ++turn) {
+    for (std::int64_t key = 0; key < 20; ++key) file->set("key" + std::to_string(key), turn);
+    EXPECT_TRUE(settle(*file));
+    EXPECT_EQ(replacements(), 1);
+  }
+  std::promise<void> release = block();
+  for (std::int64_t turn = 0; turn < 9; ++turn) {
+    file->set("turn", turn);
+    loop->runPosted();
+  }
+  release.set_value();
+  EXPECT_TRUE(settle(*file));
+  EXPECT_EQ(replacements(), 1);
+  EXPECT_EQ(open()->value("turn"), DefaultsValue(std::int64_t{8}));
+  ::close(watch);
+}
+
+TEST_F(DefaultsFileTest, LinesOfOthersStay) {
+  write(
+      path,
+      R"({"future": {"b": [1, 2.50]}, "exact": 0.12345678901234567890, "nothing": null, "ours": 1, "hand": 1})");
+  const auto file = open();
+  file->set("ours", std::int64_t{2});
+  EXPECT_TRUE(settle(*file));
+  constexpr auto merged = R"({
+  "exact": 0.12345678901234567890,
+  "future": {"b":[1,2.50]},
+  "hand": 1,
+  "nothing": null,
+  "ours": 2
+}
+)";
+  EXPECT_EQ(read(path), merged);
+
+  // A person edits the file while the program runs.
+  write(path, R"({"hand": 9, "new": "x"})");
+  file->set("more", true);
+  EXPECT_TRUE(settle(*file));
+  EXPECT_EQ(read(path), "{\n  \"hand\": 9,\n  \"more\": true,\n  \"new\": \"x\",\n  \"ours\": 2\n}\n");
+
+  // The file goes: all that the program knows comes back.
+  fs::remove_all(path.parent_path());
+  file->remove("more");
+  EXPECT_TRUE(settle(*file));
+  EXPECT_EQ(read(path), merged);
+}
+
+TEST_F(DefaultsFileTest, ADamagedFileIsKeptMendedAndToldOnce) {
+  const std::string damaged = std::string(sample) + "}";
+  write(path, damaged);
+  testing::internal::CaptureStderr();
+  const auto file = open();
+  EXPECT_TRUE(file->damaged.get());
+  EXPECT_EQ(file->value("haptic_on_alert"), DefaultsValue(false));
+  EXPECT_TRUE(settle(*file)) << "without any change";
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "sentrel: the settings file was damaged; it is kept as " + path.string() + ".damaged-1\n");
+  EXPECT_EQ(read(path), sample);
+  EXPECT_EQ(read(path.string() + ".damaged-1"), damaged);
+  EXPECT_EQ(mode(path.string() + ".damaged-1"), 0600);
+  EXPECT_FALSE(open()->damaged.get());
+
+  // Damaged while the program runs, more often than is kept.
+  const auto running = open();
+  int told = 0;
+  const auto watch = running->damaged.onChange([&](bool) { ++told; });
+  testing::internal::CaptureStderr();
+  for (std::int64_t round = 2; round < 9; ++round) {
+    write(path, "{ \"lost\": " + std::to_string(round));
+    running->set("round", round);
+    EXPECT_TRUE(settle(*running));
+  }
+  testing::internal::GetCapturedStderr();
+  EXPECT_EQ(told, 1);
+  EXPECT_THAT(names(),
+              ElementsAre("defaults.json", "defaults.json.damaged-4", "defaults.json.damaged-5",
+                          "defaults.json.damaged-6", "defaults.json.damaged-7", "defaults.json.damaged-8"));
+  EXPECT_EQ(open()->value("battery_threshold"), DefaultsValue(std::int64_t{10})) << "memory is the truth";
+}
+
+TEST_F(DefaultsFileTest, WhateverStandsInThePlaceIsMovedAside) {
+  const struct {
+    std::string name;
+    std::function<void()> put;
+  } cases[] = {
+      {"a folder", [&] { write(path / "file", "mine"); }},
+      {"a dangling link", [&] { fs::create_symlink(root / "away" / "defaults.json", path); }},
+      {"a link to itself", [&] { fs::create_symlink(path, path); }},
+      {"a device", [&] { fs::create_symlink("/dev/full", path); }},
+      {"a pipe", [&] { ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0); }},
+      {"somebody's big file", [&] { write(path, std::string(3'000'000, 'x')); }},
+      {"an unreadable file", [&] { write(path, sample), fs::permissions(path, fs::perms::none); }},
+  };
+  for (const auto& [name, put] : cases) {
+    SCOPED_TRACE(name);
+    fs::remove_all(path.parent_path());
+    fs::create_directories(path.parent_path());
+    put();
+    testing::internal::CaptureStderr();
+    const auto file = open();
+    const bool isReadable = name == "an unreadable file" && ::geteuid() == 0;  // to root
+    EXPECT_EQ(file->damaged.get(), !isReadable);
+    file->set("battery_threshold", std::int64_t{10});
+    file->set("haptic_on_alert", false);
+    const bool isWritten = settle(*file);
+    EXPECT_TRUE(isWritten);
+    const std::string told = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(told.find("cannot be saved"), std::string::npos) << told;
+    EXPECT_EQ(read(path), sample);
+    if (isReadable) continue;
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(path)));
+    EXPECT_EQ(mode(path), 0600);
+    EXPECT_THAT(names(), ElementsAre("defaults.json", "defaults.json.damaged-1"));
+  }
+}
+
+TEST_F(DefaultsFileTest, ALinkToAFileStaysALink) {
+  write(root / "dotfiles" / "settings", sample);
+  fs::create_directories(path.parent_path());
+  fs::create_symlink(root / "dotfiles" / "settings", path);
+  const auto file = open();
+  file->remove("haptic_on_alert");
+  EXPECT_TRUE(settle(*file));
+  EXPECT_TRUE(fs::is_symlink(path));
+  EXPECT_EQ(read(root / "dotfiles" / "settings"), "{\n  \"battery_threshold\": 10\n}\n");
+}
+
+TEST_F(DefaultsFileTest, UnfinishedFilesGoUnlessSomebodyMayStillBeWritingThem) {
+  write(path.string() + ".new-aBcDeF", "{");
+  write(path.string() + ".backup", "a person's own");
+  const int folder = ::open(path.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  ASSERT_EQ(::flock(folder, LOCK_EX), 0);
+  const auto file = open();
+  file->set("key", std::int64_t{1});
+  EXPECT_TRUE(settle(*file)) << "whoever hangs with the lock holds nothing back";
+  EXPECT_EQ(open()->value("key"), DefaultsValue(std::int64_t{1}));
+  EXPECT_THAT(names(), ElementsAre("defaults.json", "defaults.json.backup", "defaults.json.new-aBcDeF"));
+  ::close(folder);
+  file->set("key", std::int64_t{2});
+  EXPECT_TRUE(settle(*file));
+  EXPECT_THAT(names(), ElementsAre("defaults.json", "defaults.json.backup"));
+}
+
+TEST_F(DefaultsFileTest, TwoProcessesLoseNothingOfEachOther) {
+  const auto otherQueue = std::make_shared<SerialQueue>("other");
+  const auto one = open();
+  const auto other = std::make_unique<DefaultsFile>(path, loop, otherQueue);
+  for (std::int64_t round = 0; round < 40; ++round) {
+    one->set("one", round);
+    other->set("other", round);
+    other->set("key" + std::to_string(round), true);
+    loop->runPosted();
+  }
+  EXPECT_TRUE(settle(*one));
+  EXPECT_TRUE(settle(*other));
+  const auto later = open();
+  EXPECT_EQ(later->value("one"), DefaultsValue(std::int64_t{39}));
+  EXPECT_EQ(later->value("other"), DefaultsValue(std::int64_t{39}));
+  EXPECT_EQ(later->value("key0"), DefaultsValue(true));
+}
+
+TEST_F(DefaultsFileTest, FlushWaitsNoLongerThanItIsTold) {
+  const auto file = open();
+  std::promise<void> release = block();
+  file->set("key", true);
+  EXPECT_FALSE(file->flush(10ms));
+  release.set_value();
+  EXPECT_TRUE(file->flush(20s)) << "also when the turn did not end";
+  EXPECT_EQ(open()->value("key"), DefaultsValue(true));
+}
+
+TEST_F(DefaultsFileTest, ADestroyedStoreWritesWhatWasSet) {
+  auto file = open();
+  file->set("key", true);
+  file.reset();
+  loop->runPosted();  // finds nobody
+  queue->sync([] {});
+  EXPECT_EQ(open()->value("key"), DefaultsValue(true));
+}
+
+TEST_F(DefaultsFileTest, ThePlaceFollowsTheEnvironment) {
+  const auto saved = [](const char* name) {
+    const char* value = std::getenv(name);
+    return value == nullptr ? std::optional<std::string>() : std::optional<std::string>(value);
+  };
+  const auto put = [](const char* name, const std::optional<std::string>& value) {
+    value ? ::setenv(name, value->c_str(), 1) : ::unsetenv(name);
+  };
+  const auto config = saved("XDG_CONFIG_HOME");
+  const auto home = saved("HOME");
+  const struct {
+    std::optional<std::string> config;
+    std::optional<std::string> home;
+    std::string path;
+  } cases[] = {
+      {"/c", "/h", "/c/sentrel/defaults.json"},
+      {std::nullopt, "/h", "/h/.config/sentrel/defaults.json"},
+      {"", "/h", "/h/.config/sentrel/defaults.json"},
+      {"relative", "/h", "/h/.config/sentrel/defaults.json"},
+      {std::nullopt, std::nullopt, ""},
+      {std::nullopt, "relative", ""},
+  };
+  for (const auto& expected : cases) {
+    put("XDG_CONFIG_HOME", expected.config);
+    put("HOME", expected.home);
+    EXPECT_EQ(DefaultsFile::personalPath(), expected.path);
+  }
+  put("XDG_CONFIG_HOME", config);
+  put("HOME", home);
+}
+
+TEST_F(DefaultsFileTest, EverySettingOutlivesTheProcess) {
+  const auto loginItem = std::make_shared<test::FakeLoginItem>();
+  const FilterSettings changed{5,    1,     3000,  5,     false, false,
+                               0,    false, true,  false, 4.0F,  0x8000000000ABCDEF,
+                               0.1F, false, false, 20,    true,  "caméra \xFF"};
+  const std::shared_ptr<DefaultsFile> file = open();
+  SettingsRepository(file, loginItem).save(changed);
+  EXPECT_TRUE(settle(*file));
+  EXPECT_EQ(SettingsRepository(open(), loginItem).settings.get(), changed);
+}
+
+TEST_F(DefaultsFileTest, WhatAPersonWritesIsReadByItsKeysStyle) {
+  FilterSettings fresh;
+  fresh.matrixStripeAlpha = 0.42F;
+  const auto with = [&](auto change) {
+    FilterSettings settings = fresh;
+    change(settings);
+    return settings;
+  };
+  const struct {
+    std::string line;
+    FilterSettings expected;
+  } cases[] = {
+      {R"("matrix_stripe_alpha": 1)", with([](auto& s) { s.matrixStripeAlpha = 1; })},
+      {R"("matrix_stripe_alpha": 0)", with([](auto& s) { s.matrixStripeAlpha = 0; })},
+      {R"("matrix_stripe_alpha": 1e999)", fresh},
+      {R"("matrix_stripe_alpha": NaN)", fresh},
+      {R"("matrix_stripe_alpha": "0.5")", fresh},
+      {R"("privacy_matrix_coefficient": -3e0)", with([](auto& s) { s.privacyMatrixCoefficient = -3; })},
+      {R"("filter_strength": 0)", fresh},
+      {R"("filter_strength": -9223372036854775808)",
+       with([](auto& s) { s.filterStrength = std::numeric_limits<std::int64_t>::min(); })},
+      {R"("filter_strength": 9223372036854775808)", fresh},
+      {R"("battery_threshold": 0)", with([](auto& s) { s.batteryThresholdPercent = 0; })},
+      {R"("battery_threshold": 5.0)", fresh},
+      {R"("matrix_color_argb": -1)", with([](auto& s) { s.matrixColorArgb = ~0ULL; })},
+      {R"("glasses_compat": 0)", fresh},
+      {R"("is_calibrated": true)", with([](auto& s) { s.isCalibrated = true; })},
+      {R"("selected_camera_id": null)", fresh},
+      {R"("launch_at_login": true)", fresh},
+  };
+  for (const auto& [line, expected] : cases) {
+    write(path, "{\n" + line + "\n}\n");
+    testing::internal::CaptureStderr();  // NaN is damage
+    const auto file = std::shared_ptr(open());
+    EXPECT_EQ(SettingsRepository(file, std::make_shared<test::FakeLoginItem>()).settings.get(), expected)
+        << line;
+    EXPECT_TRUE(settle(*file));
+    testing::internal::GetCapturedStderr();
+  }
+}
+
+}  // namespace
+}  // namespace sentrel
