@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "app/program_bus.h"
+
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QFileInfo>
+#include <QVariantMap>
+#include <thread>
+#include <utility>
+
+#include "app/program_bus_adaptors.h"
+
+namespace sentrel {
+
+namespace {
+
+const auto busName = QStringLiteral("expert.mardeck.sentrel");
+const auto objectPath = QStringLiteral("/expert/mardeck/sentrel");
+const auto stateInterface = QStringLiteral("expert.mardeck.sentrel1");
+constexpr std::int64_t answerDeadlineMs = 2000;
+
+/// The session bus is where the session says it is. Without this check the bus library would start a bus of
+/// its own, in which nobody could find us.
+bool sessionBusExists() {
+  if (qEnvironmentVariableIsSet("DBUS_SESSION_BUS_ADDRESS")) return true;
+  const QString runtimeFolder = qEnvironmentVariable("XDG_RUNTIME_DIR");
+  return !runtimeFolder.isEmpty() && QFileInfo::exists(runtimeFolder + QStringLiteral("/bus"));
+}
+
+}  // namespace
+
+ProgramBus::ProgramBus(std::shared_ptr<MainLoop> mainLoop)
+    : mainLoop_(std::move(mainLoop)), connection_(QStringLiteral("none")) {
+  // Adaptors belong to the object that they describe.
+  new ApplicationAdaptor(this);
+  new StateAdaptor(this);
+}
+
+ProgramBus::~ProgramBus() {
+  if (connection_.isConnected()) connection_.unregisterObject(objectPath);
+}
+
+void ProgramBus::claimName(std::function<void(InstanceRole)> outcome) {
+  outcome_ = std::move(outcome);
+  if (!sessionBusExists()) {
+    mainLoop_->post([this, alive = std::weak_ptr(alive_)] {
+      if (alive.lock()) finish(InstanceRole::unreachable);
+    });
+    return;
+  }
+  deadline_ = mainLoop_->after(answerDeadlineMs, [this] { finish(InstanceRole::unreachable); });
+  // Connecting waits for the bus to say hello, so it happens on a thread that may be left waiting for ever.
+  std::thread([this, alive = std::weak_ptr(alive_), loop = mainLoop_] {
+    const QDBusConnection connection =
+        QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("sentrel"));
+    loop->post([this, alive, connection] {
+      if (alive.lock()) connected(connection);
+    });
+  }).detach();
+}
+
+void ProgramBus::connected(const QDBusConnection& connection) {
+  if (!connection.isConnected()) {
+    finish(InstanceRole::unreachable);
+    return;
+  }
+  connection_ = connection;
+  // The object stands before the name does: whoever sees the name can call it.
+  connection_.registerObject(objectPath, this, QDBusConnection::ExportAdaptors);
+  QDBusMessage request = QDBusMessage::createMethodCall(
+      QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+      QStringLiteral("org.freedesktop.DBus"), QStringLiteral("RequestName"));
+  constexpr unsigned doNotQueue = 4;
+  request << busName << doNotQueue;
+  auto* watcher = new QDBusPendingCallWatcher(connection_.asyncCall(request), this);
+  connect(watcher, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* finished) {
+    const QDBusPendingReply<unsigned> reply = *finished;
+    nameAnswered(!reply.isError(), reply.isError() ? 0 : reply.value());
+    finished->deleteLater();
+  });
+}
+
+void ProgramBus::nameAnswered(bool reached, unsigned answer) {
+  constexpr unsigned primaryOwner = 1;
+  constexpr unsigned alreadyOwner = 4;
+  if (!reached) {
+    finish(InstanceRole::unreachable);
+  } else if (answer == primaryOwner || answer == alreadyOwner) {
+    finish(InstanceRole::first);
+  } else {
+    QDBusMessage activate = QDBusMessage::createMethodCall(
+        busName, objectPath, QStringLiteral("org.freedesktop.Application"), QStringLiteral("Activate"));
+    activate << QVariantMap();
+    connection_.asyncCall(activate);
+    finish(InstanceRole::later);
+  }
+}
+
+void ProgramBus::finish(InstanceRole role) {
+  deadline_.reset();
+  if (auto outcome = std::exchange(outcome_, nullptr)) outcome(role);
+}
+
+void ProgramBus::setState(const QString& state) {
+  if (state == state_) return;
+  state_ = state;
+  announce(QStringLiteral("State"), state);
+}
+
+void ProgramBus::setActive(bool active) {
+  if (active == active_) return;
+  active_ = active;
+  announce(QStringLiteral("IsActive"), active);
+}
+
+void ProgramBus::announce(const QString& property, const QVariant& value) {
+  if (!connection_.isConnected()) return;
+  QDBusMessage changed = QDBusMessage::createSignal(
+      objectPath, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("PropertiesChanged"));
+  changed << stateInterface << QVariantMap{{property, value}} << QStringList();
+  connection_.send(changed);
+}
+
+}  // namespace sentrel

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QDBusConnection>
+#include <QObject>
+#include <QString>
+#include <functional>
+#include <memory>
+
+#include "support/main_loop.h"
+#include "support/signal.h"
+
+namespace sentrel {
+
+/// How the attempt to become the one running instance ended.
+enum class InstanceRole {
+  first,       ///< the bus name is ours
+  later,       ///< another instance has it; that one was activated
+  unreachable  ///< there is no session bus: nobody can tell
+};
+
+/// What other programs see of us on the session bus: the name expert.mardeck.sentrel,
+/// `org.freedesktop.Application`, and the read-only properties of `expert.mardeck.sentrel1` with their change
+/// signals. Main thread; no call here waits for the bus.
+class ProgramBus final : public QObject {
+  Q_OBJECT
+
+ public:
+  explicit ProgramBus(std::shared_ptr<MainLoop> mainLoop);
+  ~ProgramBus() override;
+
+  /// Connects, asks for the name, and tells the outcome once on the main thread. A bus that does not answer
+  /// within 2 s counts as unreachable.
+  void claimName(std::function<void(InstanceRole)> outcome);
+
+  /// `state` is the name of the machine's state.
+  void setState(const QString& state);
+  void setActive(bool active);
+
+  [[nodiscard]] const QString& state() const { return state_; }
+  [[nodiscard]] bool isActive() const { return active_; }
+
+  Signal<> activated;
+  Signal<QString> actionActivated;
+
+ private:
+  void connected(const QDBusConnection& connection);
+  void nameAnswered(bool reached, unsigned answer);
+  void finish(InstanceRole role);
+  void announce(const QString& property, const QVariant& value);
+
+  std::shared_ptr<MainLoop> mainLoop_;
+  std::function<void(InstanceRole)> outcome_;
+  Registration deadline_;
+  QDBusConnection connection_;
+  QString state_ = QStringLiteral("inactive");
+  bool active_ = false;
+  std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+};
+
+}  // namespace sentrel

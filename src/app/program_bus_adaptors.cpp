@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "app/program_bus_adaptors.h"
+
+namespace sentrel {
+
+void ApplicationAdaptor::Activate(const QVariantMap& /*platformData*/) {
+  bus_.activated.emit();
+}
+
+void ApplicationAdaptor::Open(const QStringList& /*uris*/, const QVariantMap& /*platformData*/) {
+  bus_.activated.emit();  // there are no documents to open
+}
+
+void ApplicationAdaptor::ActivateAction(const QString& name, const QVariantList& /*parameter*/,
+                                        const QVariantMap& /*platformData*/) {
+  bus_.actionActivated.emit(name);
+}
+
+}  // namespace sentrel

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QGuiApplication>
+#include <memory>
+
+#include "app/app_delegate.h"
+#include "app/program_bus.h"
+#include "app/signal_watcher.h"
+#include "linux/desktop/qt_main_loop.h"
+
+namespace sentrel {
+
+/// The program: a background accessory without a window of its own. Installs the platform and the delegate
+/// and runs the event loop until somebody ends it. Main thread.
+class SentrelMacApp {
+ public:
+  explicit SentrelMacApp(char** argv);
+  ~SentrelMacApp();
+
+  /// The process's exit code.
+  int run();
+
+ private:
+  void begin(InstanceRole role);
+  void quit();
+
+  SignalWatcher signals_;
+  QGuiApplication application_;
+  std::shared_ptr<QtMainLoop> mainLoop_;
+  ProgramBus bus_;
+  std::unique_ptr<AppDelegate> appDelegate;
+};
+
+}  // namespace sentrel
