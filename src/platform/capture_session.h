@@ -77,6 +77,9 @@ class CaptureSession {
   /// Why there can be no listing at all (the service is not running), or none. Any thread.
   [[nodiscard]] virtual std::optional<CaptureError> serviceError() const = 0;
 
+  /// Why the session is interrupted, while it is. Any thread.
+  [[nodiscard]] virtual std::optional<CaptureError> interruptionCause() const { return {}; }
+
   // Configuration, start and stop. Camera queue.
 
   /// Opens a configuration; while one is open this is the same one. Nothing takes effect before the commit.

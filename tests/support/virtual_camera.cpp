@@ -19,17 +19,74 @@
 namespace sentrel::test {
 
 namespace {
+
 using Clock = std::chrono::steady_clock;
+using Format = VirtualCamera::Format;
+using Mode = VirtualCamera::Mode;
+
+spa_rectangle sizeOf(const Mode& mode) {
+  return {static_cast<std::uint32_t>(mode.width), static_cast<std::uint32_t>(mode.height)};
 }
+
+std::uint32_t pixelsOf(const Mode& mode) {
+  switch (mode.format) {
+    case Format::yuy2:
+      return SPA_VIDEO_FORMAT_YUY2;
+    case Format::nv12:
+      return SPA_VIDEO_FORMAT_NV12;
+    case Format::i420:
+      return SPA_VIDEO_FORMAT_I420;
+    case Format::mjpeg:
+      break;
+  }
+  return SPA_VIDEO_FORMAT_ENCODED;
+}
+
+const spa_pod* formatOf(const Mode& mode, spa_pod_builder& builder) {
+  const spa_rectangle size = sizeOf(mode);
+  const spa_fraction rate{static_cast<std::uint32_t>(mode.fps), 1};
+  const bool encoded = mode.format == Format::mjpeg;
+  spa_pod_frame frame{};
+  spa_pod_builder_push_object(&builder, &frame, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat);
+  spa_pod_builder_add(&builder, SPA_FORMAT_mediaType, SPA_POD_Id(SPA_MEDIA_TYPE_video),
+                      SPA_FORMAT_mediaSubtype,
+                      SPA_POD_Id(encoded ? SPA_MEDIA_SUBTYPE_mjpg : SPA_MEDIA_SUBTYPE_raw), 0);
+  if (!encoded) spa_pod_builder_add(&builder, SPA_FORMAT_VIDEO_format, SPA_POD_Id(pixelsOf(mode)), 0);
+  spa_pod_builder_add(&builder, SPA_FORMAT_VIDEO_size, SPA_POD_Rectangle(&size), SPA_FORMAT_VIDEO_framerate,
+                      SPA_POD_Fraction(&rate), 0);
+  return static_cast<const spa_pod*>(spa_pod_builder_pop(&builder, &frame));
+}
+
+bool describes(const spa_pod* format, const Mode& mode) {
+  std::uint32_t type = 0;
+  std::uint32_t subtype = 0;
+  if (spa_format_parse(format, &type, &subtype) < 0) return false;
+  spa_video_info_raw raw{};
+  raw.format = SPA_VIDEO_FORMAT_ENCODED;
+  if (subtype == SPA_MEDIA_SUBTYPE_mjpg) {
+    spa_video_info_mjpg encoded{};
+    if (spa_format_video_mjpg_parse(format, &encoded) < 0) return false;
+    raw.size = encoded.size;
+    raw.framerate = encoded.framerate;
+  } else if (spa_format_video_raw_parse(format, &raw) < 0) {
+    return false;
+  }
+  const spa_rectangle size = sizeOf(mode);
+  return raw.format == pixelsOf(mode) && raw.size.width == size.width && raw.size.height == size.height &&
+         raw.framerate.num == static_cast<std::uint32_t>(mode.fps) * raw.framerate.denom;
+}
+
+}  // namespace
 
 /// Everything below the constructor runs on the camera's PipeWire thread, or under its lock.
 class VirtualCamera::Machine {
  public:
   explicit Machine(Options options)
       : options_(std::move(options)),
-        grey_(static_cast<std::size_t>(options_.width) * static_cast<std::size_t>(options_.height) * 4, 128),
+        modes_{{options_.format, options_.width, options_.height, options_.fps}},
         loop_("virtual-camera"),
         timer_(loop_, [this] { present(); }) {
+    modes_.insert(modes_.end(), options_.otherModes.begin(), options_.otherModes.end());
     loop_.start();
   }
   ~Machine() {
@@ -54,6 +111,7 @@ class VirtualCamera::Machine {
   bool playing = true;
   Fault fault = Fault::none;
   bool open = false;
+  std::optional<Mode> agreed;
   std::vector<Presented> log;
 
  private:
@@ -69,7 +127,9 @@ class VirtualCamera::Machine {
   static const pw_stream_events* events();
 
   const Options options_;
-  const std::vector<std::uint8_t> grey_;
+  std::vector<Mode> modes_;
+  Mode mode_;  // while somebody has it open, the agreed one
+  std::vector<std::uint8_t> grey_;
   PipeWireLoop loop_;
   LoopTimer timer_;
   pw_context* context_ = nullptr;
@@ -145,30 +205,15 @@ void VirtualCamera::Machine::connectStream() {
   stream_ = pw_stream_new(core_, options_.name.c_str(), properties);
   pw_stream_add_listener(stream_, &hook_, events(), this);
 
-  std::array<std::uint8_t, 1024> storage{};
+  std::vector<std::uint8_t> storage(512 * modes_.size());
   spa_pod_builder builder{};
   spa_pod_builder_init(&builder, storage.data(), static_cast<std::uint32_t>(storage.size()));
-  const spa_rectangle size{static_cast<std::uint32_t>(options_.width),
-                           static_cast<std::uint32_t>(options_.height)};
-  const spa_fraction rate{static_cast<std::uint32_t>(options_.fps), 1};
-  spa_pod_frame frame{};
-  spa_pod_builder_push_object(&builder, &frame, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat);
-  spa_pod_builder_add(&builder, SPA_FORMAT_mediaType, SPA_POD_Id(SPA_MEDIA_TYPE_video), 0);
-  if (options_.format == Format::mjpeg) {
-    spa_pod_builder_add(&builder, SPA_FORMAT_mediaSubtype, SPA_POD_Id(SPA_MEDIA_SUBTYPE_mjpg), 0);
-  } else {
-    const std::uint32_t pixels = options_.format == Format::yuy2   ? SPA_VIDEO_FORMAT_YUY2
-                                 : options_.format == Format::nv12 ? SPA_VIDEO_FORMAT_NV12
-                                                                   : SPA_VIDEO_FORMAT_I420;
-    spa_pod_builder_add(&builder, SPA_FORMAT_mediaSubtype, SPA_POD_Id(SPA_MEDIA_SUBTYPE_raw), 0);
-    spa_pod_builder_add(&builder, SPA_FORMAT_VIDEO_format, SPA_POD_Id(pixels), 0);
-  }
-  spa_pod_builder_add(&builder, SPA_FORMAT_VIDEO_size, SPA_POD_Rectangle(&size), SPA_FORMAT_VIDEO_framerate,
-                      SPA_POD_Fraction(&rate), 0);
-  const auto* parameter = static_cast<const spa_pod*>(spa_pod_builder_pop(&builder, &frame));
+  std::vector<const spa_pod*> parameters;
+  for (const Mode& mode : modes_) parameters.push_back(formatOf(mode, builder));
   // A camera decides when there is a picture, so it drives those who watch it.
   const auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_DRIVER | PW_STREAM_FLAG_MAP_BUFFERS);
-  if (pw_stream_connect(stream_, PW_DIRECTION_OUTPUT, PW_ID_ANY, flags, &parameter, 1) < 0) {
+  if (pw_stream_connect(stream_, PW_DIRECTION_OUTPUT, PW_ID_ANY, flags, parameters.data(),
+                        static_cast<std::uint32_t>(parameters.size())) < 0) {
     throw std::runtime_error("the virtual camera cannot connect");
   }
 }
@@ -186,17 +231,25 @@ void VirtualCamera::Machine::stateChanged(pw_stream_state state, const char* mes
   scheduleNext();
 }
 
-void VirtualCamera::Machine::agree(const spa_pod* /*format*/) {
+void VirtualCamera::Machine::agree(const spa_pod* format) {
+  const auto found = std::ranges::find_if(modes_, [&](const Mode& mode) { return describes(format, mode); });
+  if (found == modes_.end()) {
+    pw_stream_set_error(stream_, -EINVAL, "not one of the camera's modes");
+    return;
+  }
+  mode_ = *found;
+  agreed = mode_;
+  grey_.assign(static_cast<std::size_t>(mode_.width) * static_cast<std::size_t>(mode_.height) * 4, 128);
   std::array<std::uint8_t, 512> storage{};
   spa_pod_builder builder{};
   spa_pod_builder_init(&builder, storage.data(), static_cast<std::uint32_t>(storage.size()));
-  const auto bytes = static_cast<int>(encodedCapacity(options_.format, options_.width, options_.height));
+  const auto bytes = static_cast<int>(encodedCapacity(mode_.format, mode_.width, mode_.height));
   const std::array<const spa_pod*, 2> parameters{
       static_cast<const spa_pod*>(spa_pod_builder_add_object(
           &builder, SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers, SPA_PARAM_BUFFERS_buffers,
           SPA_POD_CHOICE_RANGE_Int(8, 2, 16), SPA_PARAM_BUFFERS_blocks, SPA_POD_Int(1),
           SPA_PARAM_BUFFERS_size, SPA_POD_Int(bytes), SPA_PARAM_BUFFERS_stride,
-          SPA_POD_Int(encodedStride(options_.format, options_.width)))),
+          SPA_POD_Int(encodedStride(mode_.format, mode_.width)))),
       static_cast<const spa_pod*>(spa_pod_builder_add_object(
           &builder, SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta, SPA_PARAM_META_type,
           SPA_POD_Id(SPA_META_Header), SPA_PARAM_META_size, SPA_POD_Int(sizeof(spa_meta_header))))};
@@ -206,11 +259,11 @@ void VirtualCamera::Machine::agree(const spa_pod* /*format*/) {
 
 std::int64_t VirtualCamera::Machine::frameIndexAt(Clock::time_point moment) const {
   const std::chrono::duration<double> since = moment - sourceBegan.value_or(moment);
-  return std::llround(since.count() * options_.fps);
+  return std::llround(since.count() * mode_.fps);
 }
 
 void VirtualCamera::Machine::scheduleNext() {
-  const std::chrono::duration<double> period(1.0 / options_.fps);
+  const std::chrono::duration<double> period(1.0 / mode_.fps);
   auto due = streamingSince_ +
              std::chrono::duration_cast<Clock::duration>(period * static_cast<double>(nextPeriod_++));
   if (options_.jitterMs > 0) {
@@ -239,11 +292,11 @@ void VirtualCamera::Machine::fill(spa_buffer& buffer, Clock::time_point now) {
   if (!sourceBegan) sourceBegan = now;
   const std::int64_t index = frameIndexAt(now);
   const std::uint8_t* pixels = source ? source(index) : grey_.data();
-  const std::size_t size = encodePicture(options_.format, pixels, options_.width, options_.height,
+  const std::size_t size = encodePicture(mode_.format, pixels, mode_.width, mode_.height,
                                          std::span(static_cast<std::uint8_t*>(data.data), data.maxsize));
   *data.chunk = {.offset = 0,
                  .size = static_cast<std::uint32_t>(size),
-                 .stride = encodedStride(options_.format, options_.width),
+                 .stride = encodedStride(mode_.format, mode_.width),
                  .flags = SPA_CHUNK_FLAG_NONE};
   auto* const header = static_cast<spa_meta_header*>(
       spa_buffer_find_meta_data(&buffer, SPA_META_Header, sizeof(spa_meta_header)));
@@ -321,6 +374,10 @@ void VirtualCamera::setFault(Fault fault) {
 
 bool VirtualCamera::isOpen() const {
   return machine_->locked([](const Machine& machine) { return machine.open; });
+}
+
+std::optional<VirtualCamera::Mode> VirtualCamera::agreedMode() const {
+  return machine_->locked([](const Machine& machine) { return machine.agreed; });
 }
 
 std::vector<VirtualCamera::Presented> VirtualCamera::presented() const {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,15 @@ class VirtualCamera {
  public:
   enum class Format { yuy2, nv12, i420, mjpeg };
 
+  /// One way in which a camera can deliver.
+  struct Mode {
+    Format format = Format::yuy2;
+    int width = 640;   ///< pixels, even
+    int height = 480;  ///< pixels, even
+    int fps = 30;
+    bool operator==(const Mode&) const = default;
+  };
+
   struct Options {
     std::string name = "virtual_camera";         ///< node.name, the camera's unique id
     std::string description = "Virtual camera";  ///< for people
@@ -25,6 +35,8 @@ class VirtualCamera {
     int height = 480;                            ///< pixels, even
     int fps = 30;
     Format format = Format::yuy2;
+    /// Offered behind the mode above, for whoever prefers them. A source needs modes of one size.
+    std::vector<Mode> otherModes = {};
     int jitterMs = 0;  ///< each frame comes up to this much before or after its time
   };
 
@@ -69,6 +81,8 @@ class VirtualCamera {
 
   /// Whether somebody has the camera open: a real one would show its light.
   [[nodiscard]] bool isOpen() const;
+  /// The mode that was agreed on last; nothing before.
+  [[nodiscard]] std::optional<Mode> agreedMode() const;
   /// Every frame since the last `clearLog`, also the faulty ones.
   [[nodiscard]] std::vector<Presented> presented() const;
   void clearLog();

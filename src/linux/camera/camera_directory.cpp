@@ -72,6 +72,7 @@ struct CameraDirectory::Node {
   spa_hook listener{};
   std::string serial;
   std::optional<CameraDevice> device;
+  std::string error;
 
   Node(CameraDirectory* directory, std::uint32_t nodeID, pw_proxy* bound)
       : owner(directory), id(nodeID), proxy(bound) {
@@ -91,6 +92,10 @@ struct CameraDirectory::Node {
   Node& operator=(const Node&) = delete;
 
   void update(const pw_node_info* info) {
+    if ((info->change_mask & PW_NODE_CHANGE_MASK_STATE) != 0) {
+      const bool failed = info->state == PW_NODE_STATE_ERROR;
+      error = !failed ? "" : info->error == nullptr ? "unknown error" : info->error;
+    }
     if ((info->change_mask & PW_NODE_CHANGE_MASK_PROPS) == 0 || info->props == nullptr) return;
     serial = property(info->props, PW_KEY_OBJECT_SERIAL);
     device.reset();
@@ -200,7 +205,7 @@ struct CameraDirectory::Binding {
   }
 };
 
-CameraDirectory::CameraDirectory(std::function<void()> changed) : changed_(std::move(changed)) {}
+CameraDirectory::CameraDirectory(Events events) : events_(std::move(events)) {}
 
 CameraDirectory::~CameraDirectory() = default;
 
@@ -242,7 +247,7 @@ void CameraDirectory::synced(int sequence) {
   }
   complete_ = true;
   publish();
-  changed_();
+  events_.completed();
 }
 
 std::string CameraDirectory::serialOf(const std::string& uniqueID) const {
@@ -255,6 +260,11 @@ std::string CameraDirectory::serialOf(const std::string& uniqueID) const {
 bool CameraDirectory::hasSerial(const std::string& serial) const {
   return std::ranges::any_of(nodes_,
                              [&](const auto& node) { return node->device && node->serial == serial; });
+}
+
+std::string CameraDirectory::errorOf(const std::string& serial) const {
+  const auto node = std::ranges::find(nodes_, serial, &Node::serial);
+  return node == nodes_.end() ? std::string() : (*node)->error;
 }
 
 void CameraDirectory::publish() {
@@ -277,7 +287,7 @@ void CameraDirectory::publish() {
     if (complete_ && !listing_.devices.empty()) firstOver_ = true;
   }
   arrived_.notify_all();
-  if (differs) changed_();
+  if (differs) events_.devicesChanged();
 }
 
 CameraDirectory::Listing CameraDirectory::listing() const {

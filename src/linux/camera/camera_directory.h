@@ -33,8 +33,13 @@ class CameraDirectory {
     [[nodiscard]] std::optional<CameraDevice> choose(const DeviceInput& input) const;
   };
 
-  /// `changed` is called on the PipeWire loop after the listing has changed or has become complete.
-  explicit CameraDirectory(std::function<void()> changed);
+  /// Called on the PipeWire loop, also within PipeWire's own callbacks.
+  struct Events {
+    std::function<void()> devicesChanged;
+    std::function<void()> completed;
+  };
+
+  explicit CameraDirectory(Events events);
   ~CameraDirectory();
   CameraDirectory(const CameraDirectory&) = delete;
   CameraDirectory& operator=(const CameraDirectory&) = delete;
@@ -49,6 +54,8 @@ class CameraDirectory {
   /// The serial number of the node behind a device; empty when it is not listed.
   [[nodiscard]] std::string serialOf(const std::string& uniqueID) const;
   [[nodiscard]] bool hasSerial(const std::string& serial) const;
+  /// What a node says of its own failure; empty while it has none.
+  [[nodiscard]] std::string errorOf(const std::string& serial) const;
 
   // Any thread.
 
@@ -68,7 +75,7 @@ class CameraDirectory {
   void synced(int sequence);
   void publish();
 
-  std::function<void()> changed_;
+  Events events_;
   std::unique_ptr<Binding> binding_;
   std::vector<std::unique_ptr<Node>> nodes_;  // in the order of their appearance
   std::string activeDefault_;

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/camera/capture_engine.h"
 
+#include <algorithm>
 #include <utility>
 
+#include "linux/camera/error_classification.h"
 #include "linux/camera/frame_memory.h"
 
 namespace sentrel {
@@ -15,6 +17,18 @@ constexpr std::size_t pooledFrames = 6;
 
 /// How long a camera may take from the connection to its first frame before it is asked anew.
 constexpr std::chrono::seconds slowStart{6};
+
+/// A camera that was just plugged in is refused until the session manager knows it too: hardly a moment, too
+/// short to alarm anybody, and over long before this many attempts.
+constexpr int quietFailures = 3;
+constexpr std::chrono::milliseconds firstRetry{50};
+constexpr std::chrono::milliseconds longestRetry{2000};
+
+std::chrono::milliseconds retryPause(int failures) {
+  auto pause = firstRetry;
+  for (int i = 1; i < failures && pause < longestRetry; ++i) pause *= 2;
+  return std::min(pause, longestRetry);
+}
 
 SteadyTime steadyNow() {
   return std::chrono::steady_clock::now();
@@ -37,10 +51,12 @@ CaptureEngine::CaptureEngine(std::shared_ptr<SerialQueue> cameraQueue, Events ev
       reconcileSoon_(loop_, [this] { reconcile(); }),
       watchTimer_(loop_, [this] { watchTick(); }),
       paceTimer_(loop_, [this] { pump(); }),
-      directory_([this] {
-        reconcileSoon_.signal();
-        events_.devicesChanged();
-      }),
+      directory_({.devicesChanged =
+                      [this] {
+                        reconcileSoon_.signal();
+                        events_.devicesChanged();
+                      },
+                  .completed = [this] { reconcileSoon_.signal(); }}),
       connection_(loop_, {.connected =
                               [this](pw_core* core) {
                                 core_ = core;
@@ -166,14 +182,14 @@ void CaptureEngine::reconcile() {
   dropLostStream(now);
   retargetStream(now);
   if (!stream_) connectStream(now);
-  if (const auto next = watch_.nextTick()) watchTimer_.arm(*next);
+  armWatch(now);
 }
 
 void CaptureEngine::openCamera(SteadyTime now) {
   open_ = true;
   watch_.open(now);
   pacer_.reset();
-  failedSerial_.clear();
+  retry_ = {};
   connection_.setNeeded(true);
 }
 
@@ -190,13 +206,22 @@ void CaptureEngine::closeCamera() {
 void CaptureEngine::dropLostStream(SteadyTime now) {
   if (!stream_) return;
   if (const auto error = stream_->error()) {
-    failedSerial_ = stream_->nodeSerial();
-    stream_.reset();
-    reportLost(now, *error);
+    streamFailed(now, *error);
   } else if (!directory_.hasSerial(stream_->nodeSerial())) {
     stream_.reset();
     reportLost(now, unavailable("the camera has gone"));
   }
+}
+
+void CaptureEngine::streamFailed(SteadyTime now, const CaptureError& error) {
+  const std::string serial = stream_->nodeSerial();
+  if (retry_.serial != serial) retry_ = {serial};
+  ++retry_.failures;
+  retry_.due = now + retryPause(retry_.failures);
+  stream_.reset();
+  setCause(error);
+  const bool mayBeTooEarly = !streamHasDelivered_ && error.kind == CaptureError::Kind::deviceUnavailable;
+  if (!mayBeTooEarly || retry_.failures >= quietFailures) reportLost(now, error);
 }
 
 void CaptureEngine::retargetStream(SteadyTime now) {
@@ -206,7 +231,7 @@ void CaptureEngine::retargetStream(SteadyTime now) {
   const bool sameSize = stream_->wantedWidth() == orders_.width && stream_->wantedHeight() == orders_.height;
   if (sameDevice && sameSize) return;
   stream_.reset();
-  failedSerial_.clear();
+  retry_ = {};
   watch_.restart(now);
 }
 
@@ -222,7 +247,7 @@ void CaptureEngine::connectStream(SteadyTime now) {
     return;
   }
   const std::string serial = directory_.serialOf(device->uniqueID);
-  if (serial == failedSerial_) return;
+  if (serial == retry_.serial && now < retry_.due) return;
   stream_.emplace(core_, serial, orders_.width, orders_.height, loan_, counters_,
                   CaptureStream::Events{.pictureArrived = [this] { pictureArrived(); },
                                         .failed = [this] { reconcileSoon_.signal(); }});
@@ -230,16 +255,28 @@ void CaptureEngine::connectStream(SteadyTime now) {
   streamHasDelivered_ = false;
 }
 
+void CaptureEngine::armWatch(SteadyTime now) {
+  auto next = watch_.nextTick();
+  if (!stream_ && now < retry_.due) next = std::min(next.value_or(retry_.due), retry_.due);
+  if (next) watchTimer_.arm(*next);
+}
+
 void CaptureEngine::watchTick() {
   const SteadyTime now = steadyNow();
   if (watch_.tick(now)) {
-    failedSerial_.clear();
-    if (stream_) setCause(unavailable("the camera gives no picture"));
+    if (stream_) endSilentStream(now);
     events_.interrupted();
-    // No error need come when a link breaks. A camera that is still starting is left alone for longer.
-    if (stream_ && (streamHasDelivered_ || now - streamBegun_ >= slowStart)) stream_.reset();
   }
   reconcile();
+}
+
+void CaptureEngine::endSilentStream(SteadyTime now) {
+  // No error need come when a link breaks, and a device's own failure is told to its node alone.
+  const std::string nodeError = directory_.errorOf(stream_->nodeSerial());
+  setCause(nodeError.empty() ? unavailable("the camera gives no picture") : captureErrorFrom(nodeError));
+  // A camera that is still starting is left alone for longer.
+  const bool hasHadItsTime = streamHasDelivered_ || now - streamBegun_ >= slowStart;
+  if (hasHadItsTime || !nodeError.empty()) stream_.reset();
 }
 
 void CaptureEngine::pictureArrived() {
@@ -269,7 +306,7 @@ void CaptureEngine::pictureRead(bool readable, std::optional<SteadyTime> handedO
 }
 
 void CaptureEngine::goodFrame(SteadyTime now) {
-  streamHasDelivered_ = true;
+  if (!std::exchange(streamHasDelivered_, true)) retry_ = {};
   if (!watch_.goodFrame(now)) return;
   setCause({});
   events_.interruptionEnded();

@@ -78,6 +78,13 @@ class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
     FrameDemand demand;
   };
 
+  /// A node that has refused, and when it is asked again.
+  struct Retry {
+    std::string serial;
+    int failures = 0;
+    SteadyTime due{};
+  };
+
   // Camera queue.
   void applyOrders();
   void deliver();
@@ -88,9 +95,12 @@ class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
   void openCamera(SteadyTime now);
   void closeCamera();
   void dropLostStream(SteadyTime now);
+  void streamFailed(SteadyTime now, const CaptureError& error);
   void retargetStream(SteadyTime now);
   void connectStream(SteadyTime now);
+  void armWatch(SteadyTime now);
   void watchTick();
+  void endSilentStream(SteadyTime now);
   void pump();
   void pictureArrived();
   void pictureRead(bool readable, std::optional<SteadyTime> handedOnAt);
@@ -127,7 +137,7 @@ class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
   std::optional<CaptureStream> stream_;
   SteadyTime streamBegun_{};
   bool streamHasDelivered_ = false;
-  std::string failedSerial_;  ///< a node that refused; it is asked again with the next report
+  Retry retry_;
   InterruptionWatch watch_;
   FramePacer pacer_;
   ServiceConnection connection_;

@@ -4,34 +4,17 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cstring>
-#include <string_view>
 #include <utility>
 
+#include "linux/camera/error_classification.h"
 #include "linux/camera/pipewire_headers.h"
 #include "linux/camera/stream_format.h"
 
 namespace sentrel {
 
 namespace {
-
-/// The kind of a failure. PipeWire tells it as text alone, made by strerror where a device is at fault.
-CaptureError classified(std::string message) {
-  std::string lower = message;
-  std::ranges::transform(lower, lower.begin(),
-                         [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  const auto says = [&](std::string_view word) { return lower.find(word) != std::string::npos; };
-  auto kind = CaptureError::Kind::deviceUnavailable;
-  if (says("busy")) {
-    kind = CaptureError::Kind::busy;
-  } else if (says("denied") || says("not permitted") || says("eacces")) {
-    kind = CaptureError::Kind::accessDenied;
-  }
-  return {kind, std::move(message)};
-}
 
 /// Mapped shared memory is part of a core dump unless it is said otherwise.
 void leaveOutOfCoreDumps(const spa_buffer& buffer) {
@@ -57,7 +40,8 @@ struct CaptureStream::Callbacks {
       pw_stream_events table{};
       table.version = PW_VERSION_STREAM_EVENTS;
       table.state_changed = [](void* self, pw_stream_state, pw_stream_state state, const char* message) {
-        if (state == PW_STREAM_STATE_ERROR) of(self).fail(classified(message == nullptr ? "" : message));
+        if (state == PW_STREAM_STATE_ERROR)
+          of(self).fail(captureErrorFrom(message == nullptr ? "" : message));
       };
       table.param_changed = [](void* self, std::uint32_t id, const spa_pod* parameter) {
         if (id == SPA_PARAM_Format) of(self).formatAgreed(parameter);
@@ -92,13 +76,13 @@ CaptureStream::~CaptureStream() {
 
 void CaptureStream::connect(pw_core* core) {
   // Following another camera than the chosen one is our business, not the session manager's.
-  pw_properties* properties = pw_properties_new(
-      PW_KEY_MEDIA_TYPE, "Video", PW_KEY_MEDIA_CATEGORY, "Capture", PW_KEY_MEDIA_ROLE, "Camera",
-      PW_KEY_NODE_NAME, "sentrel", PW_KEY_NODE_DESCRIPTION, "Sentrel", PW_KEY_TARGET_OBJECT,
-      nodeSerial_.c_str(), PW_KEY_NODE_DONT_RECONNECT, "true", nullptr);
+  pw_properties* properties =
+      pw_properties_new(PW_KEY_MEDIA_TYPE, "Video", PW_KEY_MEDIA_CATEGORY, "Capture", PW_KEY_MEDIA_ROLE,
+                        "Camera", PW_KEY_NODE_NAME, "sentrel", PW_KEY_NODE_DESCRIPTION, "Sentrel",
+                        PW_KEY_TARGET_OBJECT, nodeSerial_.c_str(), nullptr);
   stream_ = pw_stream_new(core, "Sentrel", properties);
   if (stream_ == nullptr) {
-    fail(classified(std::strerror(errno)));
+    fail(captureErrorFrom(std::strerror(errno)));
     return;
   }
   pw_stream_add_listener(stream_, &callbacks_->hook, Callbacks::table(), this);
@@ -108,7 +92,7 @@ void CaptureStream::connect(pw_core* core) {
                                                   PW_STREAM_FLAG_DONT_RECONNECT);
   const int result = pw_stream_connect(stream_, PW_DIRECTION_INPUT, PW_ID_ANY, flags, parameters.data(),
                                        static_cast<std::uint32_t>(parameters.size()));
-  if (result < 0) fail(classified(spa_strerror(result)));
+  if (result < 0) fail(captureErrorFrom(spa_strerror(result)));
 }
 
 void CaptureStream::formatAgreed(const void* parameter) {

@@ -11,24 +11,28 @@ PipeWireCaptureSession::PipeWireCaptureSession(std::shared_ptr<MainLoop> mainLoo
                                                std::shared_ptr<SerialQueue> cameraQueue)
     : mainLoop_(std::move(mainLoop)),
       cameraQueue_(std::move(cameraQueue)),
-      self_(std::make_shared<CaptureSession*>(this)) {
-  // The engine may outlive this object by a delivery that is under way, hence weakly.
-  const auto emitLater = [loop = mainLoop_, self = std::weak_ptr(self_)](Signal<> CaptureSession::*signal) {
-    return [loop, self, signal] {
-      loop->post([self, signal] {
-        if (const auto session = self.lock()) ((*session)->*signal).emit();
-      });
-    };
-  };
+      self_(std::make_shared<PipeWireCaptureSession*>(this)) {
   engine_ = std::make_shared<CaptureEngine>(
-      cameraQueue_, CaptureEngine::Events{.interrupted = emitLater(&CaptureSession::wasInterrupted),
-                                          .interruptionEnded = emitLater(&CaptureSession::interruptionEnded),
-                                          .devicesChanged = emitLater(&CaptureSession::devicesChanged)});
+      cameraQueue_,
+      CaptureEngine::Events{.interrupted = emitter(&CaptureSession::wasInterrupted, true),
+                            .interruptionEnded = emitter(&CaptureSession::interruptionEnded, true),
+                            .devicesChanged = emitter(&CaptureSession::devicesChanged, false)});
   engine_->start();
 }
 
 PipeWireCaptureSession::~PipeWireCaptureSession() {
   engine_->shutDown();
+}
+
+std::function<void()> PipeWireCaptureSession::emitter(Signal<> CaptureSession::*signal, bool onlyWhileOpen) {
+  // The engine may outlive this object by a delivery that is under way, hence weakly.
+  return [loop = mainLoop_, self = std::weak_ptr(self_), signal, onlyWhileOpen] {
+    loop->post([self, signal, onlyWhileOpen] {
+      const auto session = self.lock();
+      // A report that was under way when the camera was closed is of no interest any more.
+      if (session && (!onlyWhileOpen || (*session)->engine_->isOpen())) ((*session)->*signal).emit();
+    });
+  };
 }
 
 AuthorizationStatus PipeWireCaptureSession::authorizationStatus() const {

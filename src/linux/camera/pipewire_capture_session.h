@@ -29,6 +29,7 @@ class PipeWireCaptureSession final : public CaptureSession {
   [[nodiscard]] std::optional<CameraDevice> defaultDevice(CameraPosition position) const override;
   [[nodiscard]] bool hasSeenDevice() const override;
   [[nodiscard]] std::optional<CaptureError> serviceError() const override;
+  [[nodiscard]] std::optional<CaptureError> interruptionCause() const override;
 
   void beginConfiguration() override;
   void commitConfiguration() override;
@@ -44,17 +45,17 @@ class PipeWireCaptureSession final : public CaptureSession {
 
   void setFrameDemand(FrameDemand demand) override;
 
-  /// Why the camera is interrupted, while it is. Any thread.
-  [[nodiscard]] std::optional<CaptureError> interruptionCause() const;
   /// Any thread.
   [[nodiscard]] const CaptureCounters& counters() const { return engine_->counters(); }
 
  private:
+  /// What the engine calls on its thread: emits `signal` in a later turn of the main loop.
+  [[nodiscard]] std::function<void()> emitter(Signal<> CaptureSession::*signal, bool onlyWhileOpen);
   void changed();
 
   std::shared_ptr<MainLoop> mainLoop_;
   std::shared_ptr<SerialQueue> cameraQueue_;
-  std::shared_ptr<CaptureSession*> self_;  // what posted tasks hold weakly
+  std::shared_ptr<PipeWireCaptureSession*> self_;  // what posted tasks hold weakly
   std::shared_ptr<CaptureEngine> engine_;
 
   // Camera queue.
