@@ -14,7 +14,7 @@ xcb_atom_t atom(xcb_connection_t* connection, std::string_view name) {
   auto* reply = xcb_intern_atom_reply(
       connection, xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.data()),
       nullptr);
-  const xcb_atom_t result = reply != nullptr ? reply->atom : XCB_ATOM_NONE;
+  const xcb_atom_t result = reply != nullptr ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
   std::free(reply);
   return result;
 }

@@ -11,9 +11,9 @@
 namespace sentrel {
 
 namespace {
-// A compositing manager owns its selection some time before it takes over the windows; a translucent window
-// mapped in between would be black for that long.
-constexpr std::int64_t takeOverMs = 250;
+constexpr std::int64_t tryIntervalMs = 25;
+// After 2 s it is believed all the same: some leave full-screen programs alone until another window comes.
+constexpr int tries = 80;
 }  // namespace
 
 X11CompositorWatch::X11CompositorWatch(const X11Connection& connection, MainLoop& loop,
@@ -28,7 +28,14 @@ X11CompositorWatch::X11CompositorWatch(const X11Connection& connection, MainLoop
                                         XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
   const auto owner = adopt(xcb_get_selection_owner_reply(
       connection_.get(), xcb_get_selection_owner(connection_.get(), selection), nullptr));
-  running_ = owner && owner->owner != XCB_NONE;
+  if (!owner || owner->owner == XCB_NONE) return;
+  probe_.emplace(connection_);
+  running_ = probe_->isRedirected();
+  if (running_) {
+    probe_.reset();
+  } else {
+    nextTry_ = loop_.after(tryIntervalMs, [this] { awaitRedirection(tries); });
+  }
 }
 
 void X11CompositorWatch::handle(const xcb_generic_event_t& event) {
@@ -36,11 +43,22 @@ void X11CompositorWatch::handle(const xcb_generic_event_t& event) {
   if ((event.response_type & 0x7FU) != connection_.xfixesEvents() + XCB_XFIXES_SELECTION_NOTIFY) return;
   const auto& notify = reinterpret_cast<const xcb_xfixes_selection_notify_event_t&>(event);
   if (notify.selection != connection_.atoms().compositorSelection) return;
-  settling_.reset();
+  nextTry_.reset();
+  probe_.reset();
   // When one replaces another the windows stand unblended in between, too.
   setRunning(false);
   if (notify.owner == XCB_NONE) return;
-  settling_ = loop_.after(takeOverMs, [this] { setRunning(true); });
+  probe_.emplace(connection_);
+  awaitRedirection(tries);
+}
+
+void X11CompositorWatch::awaitRedirection(int triesLeft) {
+  if (triesLeft > 0 && !probe_->isRedirected()) {
+    nextTry_ = loop_.after(tryIntervalMs, [this, triesLeft] { awaitRedirection(triesLeft - 1); });
+    return;
+  }
+  probe_.reset();
+  setRunning(true);
 }
 
 void X11CompositorWatch::setRunning(bool running) {

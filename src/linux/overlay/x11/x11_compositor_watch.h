@@ -2,10 +2,12 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 
 #include <xcb/xcb.h>
 
 #include "linux/overlay/x11/x11_connection.h"
+#include "linux/overlay/x11/x11_redirection_probe.h"
 #include "support/main_loop.h"
 
 namespace sentrel {
@@ -21,13 +23,15 @@ class X11CompositorWatch {
   void handle(const xcb_generic_event_t& event);
 
  private:
+  void awaitRedirection(int triesLeft);
   void setRunning(bool running);
 
   const X11Connection& connection_;
   MainLoop& loop_;
   std::function<void()> onChange_;
   bool running_ = false;
-  Registration settling_;
+  std::optional<X11RedirectionProbe> probe_;
+  Registration nextTry_;
 };
 
 }  // namespace sentrel

@@ -20,6 +20,7 @@ X11EventPump::X11EventPump(xcb_connection_t* connection, EventHandler onEvent, s
 
 void X11EventPump::readSocket() {
   while (const auto event = adopt(xcb_poll_for_event(connection_))) onEvent_(*event);
+  xcb_flush(connection_);
   checkConnection();
 }
 

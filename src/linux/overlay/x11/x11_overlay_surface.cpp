@@ -63,6 +63,7 @@ void X11OverlaySurface::refresh() {
   const X11Monitor* on = monitor();
   if (on == nullptr || !scene_) {
     release();
+    if (list_->desktop != nullptr) xcb_flush(list_->desktop->connection().get());
     return;
   }
   X11Desktop& desktop = *list_->desktop;

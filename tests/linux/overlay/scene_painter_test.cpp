@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "linux/overlay/painter/scene_painter.h"
+
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "linux/overlay/stripe_reference.h"
+
+namespace sentrel {
+namespace {
+
+std::vector<std::uint32_t> paint(const OverlayScene& scene, int width, int height, double scale) {
+  std::vector<std::uint32_t> pixels(static_cast<std::size_t>(width * height));
+  ScenePainter(scene, width, height, scale).paint(0, height, pixels);
+  return pixels;
+}
+
+int channel(std::uint32_t pixel, int shift) {
+  return static_cast<int>(pixel >> shift & 0xFFU);
+}
+
+TEST(ScenePainter, AgreesWithASampledDrawing) {
+  const struct {
+    int width;
+    int height;
+    double scale;
+    StripePattern stripes;
+    double veil;
+  } cases[] = {
+      {96, 54, 1, {8, 0x000000, 0.42, 0.4125}, 0}, {97, 55, 1, {9.2376, 0x000000, 0.42, 1}, 0},
+      {1, 1, 1, {5.66, 0x000000, 1, 1}, 0},        {1, 61, 1, {5.66, 0x000000, 1, 1}, 0},
+      {61, 1, 1, {5.66, 0x000000, 1, 1}, 0},       {101, 57, 1.25, {11.3137, 0x3060C0, 0.8, 0.75}, 0},
+      {64, 48, 2, {8, 0xFF0000, 1, 0.5}, 0},       {80, 45, 1, {11.3137, 0x20FF40, 0.42, 0.75}, 0.7},
+      {50, 50, 1, {1, 0x000000, 1, 1}, 0},     // finer than a pixel
+      {50, 31, 1, {400, 0x000000, 1, 1}, 0},   // wider than the picture
+      {3840, 3, 1, {11.3137, 0, 0.42, 1}, 0},  // far from the origin
+  };
+  for (const auto& [width, height, scale, stripes, veil] : cases) {
+    SCOPED_TRACE(testing::Message() << width << "x" << height << " scale " << scale << " period "
+                                    << stripes.period);
+    const auto pixels = paint({.stripes = stripes, .veilAlpha = veil}, width, height, scale);
+    const int step = width > 200 ? 37 : 3;
+    double worst = 0;
+    for (int y = 0; y < height; y += 4) {
+      for (int x = 0; x < width; x += step) {
+        const double coverage = test::sampledStripeCoverage(width, height, scale, stripes.period, x, y);
+        const double light = coverage * stripes.stripeAlpha * stripes.layerAlpha * (1 - veil);
+        const std::uint32_t pixel = pixels[static_cast<std::size_t>(y * width + x)];
+        worst = std::max(worst, std::abs(channel(pixel, 24) - (light + veil) * 255));
+        for (const int shift : {16, 8, 0}) {
+          worst = std::max(worst, std::abs(channel(pixel, shift) - channel(stripes.rgb, shift) * light));
+        }
+      }
+    }
+    EXPECT_LE(worst, 1.5);  // of 255: half for rounding, the rest for the sampling
+  }
+}
+
+TEST(ScenePainter, CoversOnlyWhereSomethingShows) {
+  const double broken = std::numeric_limits<double>::quiet_NaN();
+  const struct {
+    OverlayScene scene;
+    bool covers;
+  } cases[] = {
+      {{}, false},
+      {{.stripes = {}, .banner = true, .shortcutInHint = true}, false},
+      {{.stripes = {}, .veilAlpha = 0.7}, true},
+      {{.stripes = StripePattern{8, 0, 0.42, 0.5}}, true},
+      {{.stripes = StripePattern{8, 0, 0, 1}}, false},
+      {{.stripes = StripePattern{8, 0, 1, 0}}, false},
+      {{.stripes = StripePattern{8, 0, broken, 1}}, false},
+  };
+  for (const auto& [scene, covers] : cases) EXPECT_EQ(ScenePainter::covers(scene), covers);
+}
+
+TEST(ScenePainter, SurvivesWhatCannotBeDrawn) {
+  const StripePattern black{8, 0, 1, 1};
+  ScenePainter({.stripes = black}, 0, 0, 1).paint(0, 0, {});
+  ScenePainter({.stripes = black}, 100, 0, 1).paint(0, 0, {});
+  for (const double period : {0.0, -3.0, std::numeric_limits<double>::quiet_NaN()}) {
+    // Half of everything is covered, as by any pattern finer than a pixel.
+    const auto pixels = paint({.stripes = StripePattern{period, 0, 1, 1}}, 40, 30, 1);
+    EXPECT_NEAR(channel(pixels[600], 24), 128, 8);
+  }
+  const auto pixels = paint({.stripes = StripePattern{8, 0xFFFFFF, 7, 7}, .veilAlpha = 9}, 4, 4, 1);
+  EXPECT_EQ(pixels.front(), 0xFF000000U);
+}
+
+}  // namespace
+}  // namespace sentrel
