@@ -13,7 +13,7 @@ build_packages=(
   qt6-base-dev qt6-l10n-tools
   libpipewire-0.3-dev libyuv-dev libjpeg62-turbo-dev
   libxnnpack-dev libpthreadpool-dev libcpuinfo-dev libeigen3-dev
-  libxcb1-dev libxcb-shape0-dev libxcb-randr0-dev libxcb-xfixes0-dev libxcb-shm0-dev libxcb-composite0-dev libxcb-render0-dev
+  libxcb1-dev libxcb-shape0-dev libxcb-randr0-dev libxcb-xfixes0-dev libxcb-composite0-dev libxcb-render0-dev
 )
 run_packages=(
   pipewire wireplumber

@@ -14,7 +14,7 @@ namespace {
 
 std::vector<std::uint32_t> paint(const OverlayScene& scene, int width, int height, double scale) {
   std::vector<std::uint32_t> pixels(static_cast<std::size_t>(width * height));
-  ScenePainter(scene, width, height, scale).paint(0, height, pixels);
+  ScenePainter(scene, width, height, scale).paint(width, height, pixels);
   return pixels;
 }
 

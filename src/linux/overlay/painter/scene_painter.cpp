@@ -38,10 +38,9 @@ double layerAlpha(const std::optional<StripePattern>& stripes) {
 
 ScenePainter::ScenePainter(const OverlayScene& scene, int width, int height, double scale) {
   if (width <= 0 || height <= 0) return;
-  width_ = static_cast<std::size_t>(width);
   const double alpha = layerAlpha(scene.stripes);
   const double veil = unit(scene.veilAlpha);
-  diagonal_.resize(width_ + static_cast<std::size_t>(height) - 1, pixel(0, 0, veil));
+  diagonal_.resize(static_cast<std::size_t>(width + height - 1), pixel(0, 0, veil));
   if (alpha <= 0) return;
   const double period = scene.stripes->period * scale;
   const StripeCoverage coverage(width, height, period > leastPeriod ? period : leastPeriod);
@@ -54,13 +53,13 @@ bool ScenePainter::covers(const OverlayScene& scene) {
   return layerAlpha(scene.stripes) > 0 || unit(scene.veilAlpha) > 0;
 }
 
-std::span<const std::uint32_t> ScenePainter::row(int y) const {
-  return std::span(diagonal_).subspan(static_cast<std::size_t>(y), width_);
-}
-
-void ScenePainter::paint(int first, int count, std::span<std::uint32_t> out) const {
+void ScenePainter::paint(int columns, int rows, std::span<std::uint32_t> out) const {
+  const std::span<const std::uint32_t> diagonal(diagonal_);
   auto to = out.begin();
-  for (int y = first; y < first + count; ++y) to = std::ranges::copy(row(y), to).out;
+  for (int y = 0; y < rows; ++y) {
+    const auto row = diagonal.subspan(static_cast<std::size_t>(y), static_cast<std::size_t>(columns));
+    to = std::ranges::copy(row, to).out;
+  }
 }
 
 }  // namespace sentrel

@@ -23,14 +23,11 @@ class ScenePainter {
   /// Whether the scene puts anything on the whole screen. When it does not there is nothing to paint.
   [[nodiscard]] static bool covers(const OverlayScene& scene);
 
-  /// Row `y`, from left to right; valid as long as the painter.
-  [[nodiscard]] std::span<const std::uint32_t> row(int y) const;
-
-  /// Copies `count` rows, the first being `first`, without gaps; `out` holds at least width * count pixels.
-  void paint(int first, int count, std::span<std::uint32_t> out) const;
+  /// Paints the upper left `columns` by `rows` pixels, without gaps. They may reach beyond the right edge, as
+  /// far as columns + rows <= width + height: there lie the columns that later rows will show.
+  void paint(int columns, int rows, std::span<std::uint32_t> out) const;
 
  private:
-  std::size_t width_ = 0;
   std::vector<std::uint32_t> diagonal_;
 };
 

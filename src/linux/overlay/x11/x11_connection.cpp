@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/overlay/x11/x11_connection.h"
 
-#include <sys/socket.h>
 #include <xcb/randr.h>
 #include <xcb/shape.h>
-#include <xcb/shm.h>
 #include <xcb/xfixes.h>
 
 #include <algorithm>
 #include <array>
 #include <bit>
 #include <csignal>
+#include <cstddef>
 #include <string_view>
 #include <utility>
 
@@ -47,14 +46,6 @@ bool hasOurMasks(const xcb_visualtype_t& visual) {
          visual.green_mask == 0xFF00U && visual.blue_mask == 0xFFU;
 }
 
-bool isLocal(xcb_connection_t* connection) {
-  sockaddr_storage address{};
-  socklen_t size = sizeof address;
-  return getsockname(xcb_get_file_descriptor(connection), reinterpret_cast<sockaddr*>(&address), &size) ==
-             0 &&
-         address.ss_family == AF_UNIX;
-}
-
 }  // namespace
 
 std::unique_ptr<X11Connection> X11Connection::open(const std::string& display) {
@@ -72,10 +63,22 @@ X11Connection::~X11Connection() {
   xcb_disconnect(connection_);
 }
 
-// Every server takes requests of this size; larger ones would only grow the buffer on both sides.
-int X11Connection::rowsPerRequest(std::size_t rowBytes) const {
-  constexpr std::size_t requestBytes = 65535 * 4;
-  return std::max(1, static_cast<int>((requestBytes - sizeof(xcb_put_image_request_t)) / rowBytes));
+void X11Connection::putImage(xcb_drawable_t drawable, std::uint8_t depth, int width, int height,
+                             const std::uint32_t* pixels) const {
+  // Every server takes requests of this size; larger ones would only grow the buffers on both sides.
+  constexpr int requestWords = 65535 - static_cast<int>(sizeof(xcb_put_image_request_t) / 4);
+  const int rowsAtOnce = std::max(1, requestWords / width);
+  const xcb_gcontext_t graphics = xcb_generate_id(connection_);
+  xcb_create_gc(connection_, graphics, drawable, 0, nullptr);
+  for (int y = 0; y < height; y += rowsAtOnce) {
+    const int rows = std::min(rowsAtOnce, height - y);
+    const std::uint32_t* from = pixels + static_cast<std::ptrdiff_t>(y) * width;
+    xcb_put_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, drawable, graphics,
+                  static_cast<std::uint16_t>(width), static_cast<std::uint16_t>(rows), 0,
+                  static_cast<std::int16_t>(y), 0, depth, static_cast<std::uint32_t>(width * rows * 4),
+                  reinterpret_cast<const std::uint8_t*>(from));
+  }
+  xcb_free_gc(connection_, graphics);
 }
 
 bool X11Connection::prepare() {
@@ -150,15 +153,6 @@ void X11Connection::queryExtensions() {
     const auto version = adopt(
         xcb_xfixes_query_version_reply(connection_, xcb_xfixes_query_version(connection_, 2, 0), nullptr));
     if (version) xfixesEvents_ = xfixes->first_event;
-  }
-  // Memory is handed over as a file descriptor (1.2): it dies with us, which a System V segment does not.
-  if (const auto* shm = present(&xcb_shm_id); shm != nullptr && isLocal(connection_)) {
-    const auto version =
-        adopt(xcb_shm_query_version_reply(connection_, xcb_shm_query_version(connection_), nullptr));
-    if (version && (version->major_version > 1 || version->minor_version >= 2)) {
-      shmEvents_ = shm->first_event;
-      shmOpcode_ = shm->major_opcode;
-    }
   }
 }
 

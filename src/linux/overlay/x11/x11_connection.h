@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -54,16 +53,12 @@ class X11Connection {
   // First event of an extension; 0 where the server lacks it.
   [[nodiscard]] std::uint8_t randrEvents() const { return randrEvents_; }
   [[nodiscard]] std::uint8_t xfixesEvents() const { return xfixesEvents_; }
-  [[nodiscard]] std::uint8_t shmEvents() const { return shmEvents_; }
-  [[nodiscard]] std::uint8_t shmOpcode() const { return shmOpcode_; }
   [[nodiscard]] bool hasRandrMonitors() const { return randrMonitors_; }
-  /// Whether pictures may be handed over in shared memory.
-  [[nodiscard]] bool canShareMemory() const { return shmEvents_ != 0; }
-  /// After the server has refused shared memory once.
-  void giveUpSharedMemory() { shmEvents_ = 0; }
 
-  /// How many rows of a picture go into one request, at least 1.
-  [[nodiscard]] int rowsPerRequest(std::size_t rowBytes) const;
+  /// Sends a picture of 32-bit pixels without gaps to a drawable of this depth, in as many requests as it
+  /// takes.
+  void putImage(xcb_drawable_t drawable, std::uint8_t depth, int width, int height,
+                const std::uint32_t* pixels) const;
 
  private:
   X11Connection(xcb_connection_t* connection, int screenNumber);
@@ -82,8 +77,6 @@ class X11Connection {
   X11Visual opaque_;
   std::uint8_t randrEvents_ = 0;
   std::uint8_t xfixesEvents_ = 0;
-  std::uint8_t shmEvents_ = 0;
-  std::uint8_t shmOpcode_ = 0;
   bool randrMonitors_ = false;
 };
 

@@ -26,7 +26,7 @@ class X11Desktop {
 
   X11Desktop(std::unique_ptr<X11Connection> connection, MainLoop& loop, Handlers handlers);
 
-  [[nodiscard]] X11Connection& connection() { return *connection_; }
+  [[nodiscard]] const X11Connection& connection() const { return *connection_; }
   [[nodiscard]] X11WindowStack& stack() { return stack_; }
   [[nodiscard]] MainLoop& loop() { return loop_; }
   [[nodiscard]] const std::vector<X11Monitor>& monitors() const { return monitors_; }

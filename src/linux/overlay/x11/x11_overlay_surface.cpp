@@ -27,7 +27,7 @@ X11OverlaySurface::Windows::Windows(X11Desktop& desktop, bool translucentWindows
              "sentrel banner") {
   // An unblended window would hide the screen: without blending there is only what may be opaque.
   if (!translucent) return;
-  scene.emplace(desktop.connection(), desktop.stack(), desktop.loop());
+  scene.emplace(desktop.connection(), desktop.stack());
   tint.emplace(desktop.connection(), desktop.stack(), OverlayLayer::tint, Look::translucent, "sentrel tint");
   hint.emplace(desktop.connection(), desktop.stack(), Look::translucent, "sentrel hint");
 }

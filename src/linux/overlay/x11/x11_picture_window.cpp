@@ -4,30 +4,12 @@
 #include <xcb/shape.h>
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
 #include <vector>
 
 namespace sentrel {
 
 namespace {
-
-void putImage(const X11Connection& connection, xcb_pixmap_t pixmap, std::uint8_t depth, const QImage& image) {
-  const xcb_gcontext_t graphics = xcb_generate_id(connection.get());
-  xcb_create_gc(connection.get(), graphics, pixmap, 0, nullptr);
-  // 32-bit rows of a QImage have no gaps.
-  const std::size_t rowBytes = static_cast<std::size_t>(image.bytesPerLine());
-  const int rows = connection.rowsPerRequest(rowBytes);
-  for (int first = 0; first < image.height(); first += rows) {
-    const int count = std::min(rows, image.height() - first);
-    xcb_put_image(connection.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, pixmap, graphics,
-                  static_cast<std::uint16_t>(image.width()), static_cast<std::uint16_t>(count), 0,
-                  static_cast<std::int16_t>(first), 0, depth,
-                  static_cast<std::uint32_t>(rowBytes * static_cast<std::size_t>(count)),
-                  image.constScanLine(first));
-  }
-  xcb_free_gc(connection.get(), graphics);
-}
 
 // The rows of the picture from the first to the last pixel that is more than half there.
 std::vector<xcb_rectangle_t> opaqueRows(const QImage& picture) {
@@ -58,7 +40,9 @@ void X11PictureWindow::setPicture(const QImage& picture, int x, int y) {
   xcb_create_pixmap(connection.get(), window_.visual().depth, pixmap, window_.id(),
                     static_cast<std::uint16_t>(picture.width()),
                     static_cast<std::uint16_t>(picture.height()));
-  putImage(connection, pixmap, window_.visual().depth, picture);
+  // 32-bit rows of a QImage have no gaps.
+  connection.putImage(pixmap, window_.visual().depth, picture.width(), picture.height(),
+                      reinterpret_cast<const std::uint32_t*>(picture.constBits()));
   xcb_change_window_attributes(connection.get(), window_.id(), XCB_CW_BACK_PIXMAP, &pixmap);
   xcb_free_pixmap(connection.get(), pixmap);  // the window keeps it
   if (look_ == X11OverlayWindow::Look::opaque) shape(picture);

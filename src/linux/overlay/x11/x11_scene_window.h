@@ -1,50 +1,50 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <memory>
-#include <optional>
-
-#include "linux/overlay/painter/scene_painter.h"
 #include "linux/overlay/x11/x11_overlay_window.h"
-#include "linux/overlay/x11/x11_shared_buffer.h"
-#include "support/main_loop.h"
+#include "platform/overlay_surface.h"
 
 namespace sentrel {
 
-/// The window of stripes and veil. It paints when the server asks for content or when the scene changes, into
-/// memory that the server reads directly, and lets go of that memory soon after. Main thread.
+/// The window of stripes and veil.
+///
+/// Each row of the pattern is the one above, moved by one pixel. So the server gets a strip of it, a few rows
+/// high and wide enough for every row, and copies that down the window by itself: a full screen costs a few
+/// hundred kilobytes, and what has to be drawn again costs nothing here. Main thread.
 class X11SceneWindow {
  public:
-  X11SceneWindow(X11Connection& connection, X11WindowStack& stack, MainLoop& loop);
+  X11SceneWindow(const X11Connection& connection, X11WindowStack& stack);
   ~X11SceneWindow();
   X11SceneWindow(const X11SceneWindow&) = delete;
   X11SceneWindow& operator=(const X11SceneWindow&) = delete;
 
   /// Shows what covers the screen of this rectangle, or hides the window when nothing does.
   void present(const OverlayScene& scene, const Rect& pixels, double scale);
-  void hide();
 
   /// Any event of the connection.
   void handle(const xcb_generic_event_t& event);
 
  private:
-  void handleExposure(const xcb_expose_event_t& event);
-  void finishTransfer();
-  void paint();
-  bool paintShared(const ScenePainter& painter);
-  void paintPieces(const ScenePainter& painter) const;
+  /// All that the strip depends on.
+  struct Content {
+    OverlayScene scene;
+    int width = 0;
+    int height = 0;
+    double scale = 1;
+    bool operator==(const Content&) const = default;
+  };
 
-  X11Connection& connection_;
-  MainLoop& loop_;
+  void hide();
+  void uploadStrip();
+  void dropStrip();
+  void copyStrip() const;
+
+  const X11Connection& connection_;
   X11OverlayWindow window_;
   xcb_gcontext_t graphics_;
-  OverlayScene scene_;
-  double scale_ = 1;
-  bool drawable_ = false;      // the server has asked for content since the window came or was resized
-  bool transferring_ = false;  // the server still reads the buffer
-  bool outdated_ = false;      // the scene has changed meanwhile
-  std::unique_ptr<X11SharedBuffer> buffer_;
-  Registration release_;
+  Content content_;
+  xcb_pixmap_t strip_ = XCB_NONE;
+  int stripRows_ = 0;
 };
 
 }  // namespace sentrel
