@@ -37,7 +37,7 @@ std::shared_ptr<AVCaptureManager> AVCaptureManager::create(std::shared_ptr<Captu
                                                            std::shared_ptr<SerialQueue> cameraQueue,
                                                            AnalysisEnvironment environment) {
   // The constructor is private, which make_shared cannot reach.
-  const std::shared_ptr<AVCaptureManager> manager(
+  std::shared_ptr<AVCaptureManager> manager(
       new AVCaptureManager(std::move(captureSession), std::move(cameraQueue), std::move(environment)));
   manager->observeInterruptions();
   return manager;
@@ -158,11 +158,11 @@ void AVCaptureManager::startOnSessionQueue(const std::shared_ptr<Start>& start) 
   });
 }
 
-// By value: `start` may be the very field that is cleared here.
-void AVCaptureManager::finish(std::shared_ptr<Start> start, StartResult result) {
-  if (start_ == start) start_.reset();
+void AVCaptureManager::finish(const std::shared_ptr<Start>& start, StartResult result) {
+  auto waiters = std::move(start->waiters);
+  if (start_ == start) start_.reset();  // `start` may be this very field: not to be used from here on
   if (result.error) setFailure(describe(*result.error));
-  environment_.mainLoop->post([waiters = std::move(start->waiters), result = std::move(result)] {
+  environment_.mainLoop->post([waiters = std::move(waiters), result = std::move(result)] {
     for (const auto& waiter : waiters) waiter(result);
   });
 }

@@ -75,7 +75,7 @@ class AVCaptureManager final : public CameraFeedProviding,
   void updateFrameDemand();
   void prepareDetector(const std::shared_ptr<Start>& start);
   void startOnSessionQueue(const std::shared_ptr<Start>& start);
-  void finish(std::shared_ptr<Start> start, StartResult result);
+  void finish(const std::shared_ptr<Start>& start, StartResult result);
   void sessionStopped();
   void setFailure(std::optional<CameraFailure> failure);
   [[nodiscard]] bool runs() const { return isRunning_ && pendingStops_ == 0; }

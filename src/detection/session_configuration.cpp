@@ -25,7 +25,7 @@ bool anyDevice(const CaptureSession& session) {
 
 /// The preferred camera, also one that was unplugged and that the session can wait for, else the default one.
 DeviceInput chooseInput(CaptureSession& session, const std::optional<std::string>& preferredID) {
-  const DeviceInput preferred{preferredID};
+  DeviceInput preferred{preferredID};
   if (preferredID && (isListed(session, *preferredID) || !session.checkInput(preferred))) return preferred;
   return {};
 }

@@ -35,7 +35,7 @@ std::shared_ptr<OverlayContentView> OverlayContentView::create(const OverlayWind
                                                                std::shared_ptr<MainLoop> mainLoop,
                                                                std::shared_ptr<Clock> clock) {
   // The constructor is private, which make_shared cannot reach.
-  const std::shared_ptr<OverlayContentView> view(
+  std::shared_ptr<OverlayContentView> view(
       new OverlayContentView(manager, std::move(surface), std::move(mainLoop), std::move(clock)));
   view->observeManager();
   view->schedulePresent();

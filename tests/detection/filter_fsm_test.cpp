@@ -3,16 +3,15 @@
 
 #include <gmock/gmock.h>
 
+#include <map>
+#include <sstream>
 #include <string>
-#include <vector>
 
 namespace sentrel {
 namespace {
 
 using Kind = FilterState::Kind;
-using Event = FilterFsm::SystemEvent;
 
-constexpr FaceData looking{0, 0, 0.2F};
 constexpr FaceData away{45, 0, 0.2F};
 
 /// Feeds frames as the service does: to the handler of the current state.
@@ -37,165 +36,48 @@ class Machine : public FilterFsm {
   }
 };
 
-struct Step {
-  std::int64_t ms;
-  std::int64_t faces;
-  std::optional<FaceData> face;
-  Kind expected;
+const std::map<char, std::optional<FaceData>> gazes{
+    {'-', std::nullopt},          {'l', FaceData{0, 0, 0.2F}},   {'a', away},
+    {'y', FaceData{30, 0, 0.2F}}, {'Y', FaceData{-30, 0, 0.2F}}, {'z', FaceData{-29.9F, 0, 0.2F}},
+    {'p', FaceData{0, 25, 0.2F}}, {'P', FaceData{0, -25, 0.2F}}, {'q', FaceData{0, 24.9F, 0.2F}},
+};
+const std::map<char, Kind> states{{'N', Kind::nominal}, {'I', Kind::inattention}, {'A', Kind::alert}};
+
+// Each frame: milliseconds, number of faces, where the main one looks, and the state expected after it.
+const struct {
+  const char* name;
+  const char* frames;
+} scenes[] = {
+    {"delay", "0 1aN 1499 1aN 1500 1aI"},
+    {"delay restarts", "0 1aN 1400 1lN 1500 1aN 2999 1aN 3000 1aI 3001 1lN 3002 1aN 4501 1aN 4502 1aI"},
+    {"nobody keeps the delay running", "0 1aN 700 0-N 1500 1aI"},
+    {"yaw boundary", "0 1yN 1500 1YI 1501 1zN"},
+    {"pitch boundary", "0 1PN 1500 1pI 1501 1qN"},
+    {"confirmation", "0 2lN 499 2lN 500 1lN 501 2lN 1000 2lN 1001 2lA"},
+    {"vanished after turning away", "0 0-N 100 1aN 1600 1aI 1700 2aI 1800 0-A"},
+    {"confirmation from inattention", "0 1aN 1500 1aI 1600 2aI 2099 2aI 2100 2aA"},
+    {"recovery", "0 2lN 500 2lA 600 1aA 3599 0-A 3600 2lA 3700 1aA 6699 1aA 6700 0-N"},
+    {"third alert is held",
+     "0 2lN 500 2lA 600 1lA 3600 1lN 3700 2lN 4200 2lA 4300 1lA 7300 1lN 7400 2lN 7900 2lA 8000 1lA "
+     "37899 1lA 37900 1lA 40899 1lA 40900 1lN"},
+    {"third alert on the window's edge",
+     "0 2lN 500 2lA 600 1lA 3600 1lN 3700 2lN 4200 2lA 4300 1lA 7300 1lN 15000 2lN 15500 2lA 15600 1lA 18600 "
+     "1lA"},
+    {"third alert after the window",
+     "0 2lN 500 2lA 600 1lA 3600 1lN 3700 2lN 4200 2lA 4300 1lA 7300 1lN 15000 2lN 15501 2lA 15600 1lA 18600 "
+     "1lN"},
 };
 
-struct Scene {
-  std::string name;
-  std::vector<Step> steps;
-};
-
-class FilterFsmScene : public testing::TestWithParam<Scene> {};
-
-TEST_P(FilterFsmScene, ReachesTheStates) {
-  Machine machine;
-  machine.activate();
-  for (const Step& step : GetParam().steps)
-    EXPECT_EQ(machine.frame(step.ms, step.faces, step.face), step.expected) << "at " << step.ms << " ms";
-}
-
-constexpr auto nominal = Kind::nominal;
-constexpr auto inattention = Kind::inattention;
-constexpr auto alert = Kind::alert;
-constexpr std::optional<FaceData> nobody;
-
-INSTANTIATE_TEST_SUITE_P(
-    Tables, FilterFsmScene,
-    testing::Values(Scene{"delay",
-                          {{0, 1, away, nominal}, {1499, 1, away, nominal}, {1500, 1, away, inattention}}},
-                    Scene{"delayRestarts",
-                          {{0, 1, away, nominal},
-                           {1400, 1, looking, nominal},
-                           {1500, 1, away, nominal},
-                           {2999, 1, away, nominal},
-                           {3000, 1, away, inattention},
-                           {3001, 1, looking, nominal},
-                           {3002, 1, away, nominal},
-                           {4501, 1, away, nominal},
-                           {4502, 1, away, inattention}}},
-                    Scene{"nobodyKeepsTheDelayRunning",
-                          {{0, 1, away, nominal}, {700, 0, nobody, nominal}, {1500, 1, away, inattention}}},
-                    Scene{"yawBoundary",
-                          {{0, 1, FaceData{30, 0, 0.2F}, nominal},
-                           {1500, 1, FaceData{-30, 0, 0.2F}, inattention},
-                           {1501, 1, FaceData{-29.9F, 0, 0.2F}, nominal}}},
-                    Scene{"pitchBoundary",
-                          {{0, 1, FaceData{0, -25, 0.2F}, nominal},
-                           {1500, 1, FaceData{0, 25, 0.2F}, inattention},
-                           {1501, 1, FaceData{0, 24.9F, 0.2F}, nominal}}},
-                    Scene{"confirmation",
-                          {{0, 2, looking, nominal},
-                           {499, 2, looking, nominal},
-                           {500, 1, looking, nominal},
-                           {501, 2, looking, nominal},
-                           {1000, 2, looking, nominal},
-                           {1001, 2, looking, alert}}},
-                    Scene{"vanishedAfterTurningAway",
-                          {{0, 0, nobody, nominal},
-                           {100, 1, away, nominal},
-                           {1600, 1, away, inattention},
-                           {1700, 2, away, inattention},
-                           {1800, 0, nobody, alert}}},
-                    Scene{"confirmationFromInattention",
-                          {{0, 1, away, nominal},
-                           {1500, 1, away, inattention},
-                           {1600, 2, away, inattention},
-                           {2099, 2, away, inattention},
-                           {2100, 2, away, alert}}},
-                    Scene{"recovery",
-                          {{0, 2, looking, nominal},
-                           {500, 2, looking, alert},
-                           {600, 1, away, alert},
-                           {3599, 0, nobody, alert},
-                           {3600, 2, looking, alert},
-                           {3700, 1, away, alert},
-                           {6699, 1, away, alert},
-                           {6700, 0, nobody, nominal}}},
-                    Scene{"thirdAlertIsHeld",
-                          {{0, 2, looking, nominal},
-                           {500, 2, looking, alert},
-                           {600, 1, looking, alert},
-                           {3600, 1, looking, nominal},
-                           {3700, 2, looking, nominal},
-                           {4200, 2, looking, alert},
-                           {4300, 1, looking, alert},
-                           {7300, 1, looking, nominal},
-                           {7400, 2, looking, nominal},
-                           {7900, 2, looking, alert},
-                           {8000, 1, looking, alert},
-                           {37899, 1, looking, alert},
-                           {37900, 1, looking, alert},
-                           {40899, 1, looking, alert},
-                           {40900, 1, looking, nominal}}},
-                    Scene{"thirdAlertAfterTheWindow",
-                          {{0, 2, looking, nominal},
-                           {500, 2, looking, alert},
-                           {600, 1, looking, alert},
-                           {3600, 1, looking, nominal},
-                           {3700, 2, looking, nominal},
-                           {4200, 2, looking, alert},
-                           {4300, 1, looking, alert},
-                           {7300, 1, looking, nominal},
-                           {15000, 2, looking, nominal},
-                           {15501, 2, looking, alert},
-                           {15600, 1, looking, alert},
-                           {18600, 1, looking, nominal}}},
-                    Scene{"thirdAlertOnTheWindowsEdge",
-                          {{0, 2, looking, nominal},
-                           {500, 2, looking, alert},
-                           {600, 1, looking, alert},
-                           {3600, 1, looking, nominal},
-                           {3700, 2, looking, nominal},
-                           {4200, 2, looking, alert},
-                           {4300, 1, looking, alert},
-                           {7300, 1, looking, nominal},
-                           {15000, 2, looking, nominal},
-                           {15500, 2, looking, alert},
-                           {15600, 1, looking, alert},
-                           {18600, 1, looking, alert}}}),
-    [](const auto& scene) { return scene.param.name; });
-
-TEST(FilterFsm, SystemEvents) {
-  const auto paused = [](PauseReason reason) { return FilterState::autoPaused(reason); };
-  const auto lowBattery = paused(PauseReason::lowBattery());
-  const auto screenOff = paused(PauseReason::screenOff());
-  const auto userPaused = paused(PauseReason::userPaused(60000));
-  const auto busy = FilterState::cameraBusy(5000);
-  const auto resumed = FilterState::nominal(4);
-  const auto none = std::vector<FilterState>{};
-  const struct {
-    FilterState from;
-    Event event;
-    std::vector<FilterState> published;
-  } cases[] = {
-      {FilterState::inactive(), Event(Event::userPause, 60000), {userPaused}},
-      {FilterState::alert(), Event::screenOff, {screenOff}},
-      {screenOff, Event::screenOff, none},
-      {userPaused, Event::screenOn, {resumed}},
-      {lowBattery, Event::screenOn, {resumed}},
-      {busy, Event::screenOn, none},
-      {FilterState::inactive(), Event::screenOn, none},
-      {FilterState::inactive(), Event::batteryLow, {lowBattery}},
-      {lowBattery, Event::batteryRecovered, {resumed}},
-      {screenOff, Event::batteryRecovered, none},
-      {screenOff, Event::cameraBusy, {busy}},
-      {busy, Event::cameraBusy, none},
-      {FilterState::cameraBusy(1), Event::cameraBusy, {busy}},
-      {FilterState::cameraBusy(1), Event::cameraAvailable, {resumed}},
-      {FilterState::alert(), Event::cameraAvailable, none},
-  };
-  for (const auto& [from, event, expected] : cases) {
-    FilterFsm machine;
-    machine.settings.filterStrength = 4;
-    machine.setState(from);
-    std::vector<FilterState> published;
-    const auto watch = machine.state().onChange([&](const FilterState& s) { published.push_back(s); });
-    machine.onSystemEvent(event);
-    EXPECT_EQ(published, expected) << "from " << static_cast<int>(from.kind()) << " on " << event.kind;
+TEST(FilterFsm, Scenes) {
+  for (const auto& [name, frames] : scenes) {
+    Machine machine;
+    machine.activate();
+    std::istringstream rest(frames);
+    std::int64_t ms = 0;
+    for (std::string frame; rest >> ms >> frame;) {
+      EXPECT_EQ(machine.frame(ms, frame[0] - '0', gazes.at(frame[1])), states.at(frame[2]))
+          << name << ", at " << ms << " ms";
+    }
   }
 }
 
@@ -208,7 +90,7 @@ TEST(FilterFsm, ActivationOnlyLeavesInactiveAndForgetsTimers) {
   machine.setState(FilterState::inactive());
   machine.activate();
   EXPECT_EQ(machine.frame(1500, 1, away), Kind::nominal) << "the delay starts anew";
-  machine.onSystemEvent(Event::screenOff);
+  machine.onSystemEvent(FilterFsm::SystemEvent::screenOff);
   machine.activate();
   EXPECT_EQ(machine.state().get().kind(), Kind::autoPaused);
 }

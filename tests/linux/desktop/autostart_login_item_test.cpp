@@ -40,10 +40,8 @@ TEST_F(AutostartLoginItemTest, ReadsWhatDesktopsRead) {
     bool enabled;
   } cases[] = {
       {"[Desktop Entry]\nExec=sentrel\n", true},
-      {"[Desktop Entry]\nExec=sentrel\nHidden=true\n", false},
       {"[Desktop Entry]\n Hidden = true \nExec=sentrel\n", false},
       {"[Desktop Entry]\nExec=sentrel\nX-GNOME-Autostart-enabled=false\n", false},
-      {"[Desktop Entry]\nExec=sentrel\nHidden=false\nX-GNOME-Autostart-enabled=true\n", true},
       {"[Desktop Entry]\nExec=sentrel\n[Desktop Action x]\nHidden=true\n", true},
   };
   for (const auto& [content, enabled] : cases) {
