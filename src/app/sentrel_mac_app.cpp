@@ -2,9 +2,10 @@
 #include "app/sentrel_mac_app.h"
 
 #include <QElapsedTimer>
+#include <array>
 #include <cstdio>
+#include <string>
 #include <utility>
-#include <vector>
 
 #include "linux/camera/pipewire_capture_session.h"
 #include "linux/desktop/autostart_login_item.h"
@@ -21,23 +22,18 @@ namespace {
 constexpr qint64 lastTurnsMs = 200;
 
 /// The overlay has its own connection to the display and outlives its loss, which a Qt platform that is
-/// connected to the display would not let us: without windows, Qt only paints into memory for us.
-std::vector<char*> windowlessArguments(char** argv) {
-  static char platformOption[] = "-platform";
-  static char platformName[] = "offscreen";
-  return {argv[0], platformOption, platformName, nullptr};
-}
-
-struct Arguments {
-  explicit Arguments(char** argv)
-      : values(windowlessArguments(argv)), count(static_cast<int>(values.size()) - 1) {}
-  std::vector<char*> values;
-  int count;
+/// connected to the display would not let us: without windows, Qt only paints into memory for us. Qt keeps
+/// references to its arguments for as long as it lives.
+struct WindowlessArguments {
+  explicit WindowlessArguments(char* program) : values{program, option.data(), name.data(), nullptr} {}
+  std::string option = "-platform";
+  std::string name = "offscreen";
+  std::array<char*, 4> values;
+  int count = 3;
 };
 
-/// Qt keeps references to its arguments for as long as it lives.
-Arguments& applicationArguments(char** argv) {
-  static Arguments arguments(argv);
+WindowlessArguments& windowlessArguments(char* program) {
+  static WindowlessArguments arguments(program);
   return arguments;
 }
 
@@ -60,7 +56,7 @@ void installPlatform(const std::shared_ptr<MainLoop>& mainLoop) {
 }  // namespace
 
 SentrelMacApp::SentrelMacApp(char** argv)
-    : application_(applicationArguments(argv).count, applicationArguments(argv).values.data()),
+    : application_(windowlessArguments(argv[0]).count, windowlessArguments(argv[0]).values.data()),
       mainLoop_(std::make_shared<QtMainLoop>()),
       bus_(mainLoop_) {
   QGuiApplication::setApplicationName(QStringLiteral("sentrel"));
