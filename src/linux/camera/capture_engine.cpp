@@ -88,7 +88,7 @@ void CaptureEngine::start() {
 void CaptureEngine::shutDown() {
   {
     const PipeWireLoop::Lock lock(loop_);
-    orders_ = {};
+    ended_ = true;
     closeCamera();
     connection_.close();
   }
@@ -113,24 +113,24 @@ void CaptureEngine::setCause(std::optional<CaptureError> cause) {
 
 void CaptureEngine::setSetup(CaptureSetup setup) {
   setup_ = std::move(setup);
-  applyOrders();
+  applyOrders(Retarget::yes);
 }
 
 void CaptureEngine::setRunning(bool running) {
   running_ = running;
-  applyOrders();
+  applyOrders(Retarget::no);
 }
 
 void CaptureEngine::setDemand(FrameDemand demand) {
   demand_ = demand;
-  applyOrders();
+  applyOrders(Retarget::no);
 }
 
-void CaptureEngine::applyOrders() {
+void CaptureEngine::applyOrders(Retarget retarget) {
   {
     const PipeWireLoop::Lock lock(loop_);
     orders_ = {setup_.width, setup_.height, setup_.input, setup_.output.has_value(), running_, demand_};
-    retarget_ = true;
+    retarget_ = retarget_ || retarget == Retarget::yes;
     pacer_.setPace(std::chrono::milliseconds(demand_.paceMs));
     reconcile();
     pump();
@@ -169,7 +169,7 @@ void CaptureEngine::deliver() {
 // PipeWire loop.
 
 bool CaptureEngine::shouldBeOpen() const {
-  return orders_.running && orders_.demand.wanted && orders_.input && orders_.hasOutput;
+  return !ended_ && orders_.running && orders_.demand.wanted && orders_.input && orders_.hasOutput;
 }
 
 void CaptureEngine::reconcile() {

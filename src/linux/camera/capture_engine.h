@@ -85,8 +85,11 @@ class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
     SteadyTime due{};
   };
 
+  /// Whether the choice of the camera is made anew.
+  enum class Retarget { no, yes };
+
   // Camera queue.
-  void applyOrders();
+  void applyOrders(Retarget retarget);
   void deliver();
 
   // PipeWire loop.
@@ -132,6 +135,7 @@ class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
   LoopTimer paceTimer_;
   CameraDirectory directory_;
   Orders orders_;
+  bool ended_ = false;
   bool retarget_ = false;
   pw_core* core_ = nullptr;
   std::optional<CaptureStream> stream_;
