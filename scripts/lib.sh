@@ -68,8 +68,8 @@ install_packages() {
   "${as_root[@]}" apt-get install -y -q --no-install-recommends -o APT::Status-Fd=1 -o Dpkg::Use-Pty=0 \
     "${missing[@]}" 2>&1 |
     awk -F: -v log_file="$log" '
-      /^dlstatus:/ { print $3 * 0.3, "% downloading"; fflush(); next }
-      /^pmstatus:/ { print 30 + $3 * 0.7, "%", $4; fflush(); next }
+      /^dlstatus:/ { printf "%d %% downloading\n", $3 * 0.3; fflush(); next }
+      /^pmstatus:/ { printf "%d %% %s\n", 30 + $3 * 0.7, $4; fflush(); next }
       { print > log_file }' | tenths || {
     tail -n 20 "$log" >&2
     fail "the packages could not be installed; all that apt-get printed is in build/install.log"
