@@ -64,13 +64,14 @@ install_packages() {
     tail -n 20 "$log" >&2
     fail "apt-get update failed; all it printed is in build/install.log"
   }
-  # The status lines of apt become progress, all other lines go to the log.
-  "${as_root[@]}" apt-get install -y -q --no-install-recommends -o APT::Status-Fd=1 -o Dpkg::Use-Pty=0 \
-    "${missing[@]}" 2>&1 |
-    awk -F: -v log_file="$log" '
-      /^dlstatus:/ { printf "%d %% downloading\n", $3 * 0.3; fflush(); next }
-      /^pmstatus:/ { printf "%d %% %s\n", 30 + $3 * 0.7, $4; fflush(); next }
-      { print > log_file }' | tenths || {
+  # Its status comes over a descriptor of its own, because it makes that one non-blocking, which the packages' own
+  # scripts do not expect of their output. The words behind $0 and $@ are for the inner shell.
+  # shellcheck disable=SC2016
+  "${as_root[@]}" sh -c 'exec 3>&1 >>"$0" 2>&1; exec apt-get "$@"' "$log" \
+    install -y -q --no-install-recommends -o APT::Status-Fd=3 -o Dpkg::Use-Pty=0 "${missing[@]}" |
+    awk -F: '
+      /^dlstatus:/ { printf "%d %% downloading\n", $3 * 0.3; fflush() }
+      /^pmstatus:/ { printf "%d %% %s\n", 30 + $3 * 0.7, $4; fflush() }' | tenths || {
     tail -n 20 "$log" >&2
     fail "the packages could not be installed; all that apt-get printed is in build/install.log"
   }
