@@ -34,6 +34,7 @@ void reportLimitation(const OverlayBackend& backend) {
 AppDelegate::AppDelegate(ProgramBus& bus, std::function<void()> quit) : bus_(bus), quit_(std::move(quit)) {}
 
 void AppDelegate::applicationDidFinishLaunching() {
+  cameraChoice_ = std::make_unique<CameraChoice>(AVCaptureManager::shared(), SettingsRepository::shared());
   service_ = PrivacyFilterService::shared();
   state_ = service_->fsmState().subscribe(
       [this](const FilterState& state) { bus_.setState(QLatin1String(stateName(state))); });

@@ -7,6 +7,7 @@
 
 #include "app/program_bus.h"
 #include "platform/overlay_surface.h"
+#include "service/camera_choice.h"
 #include "service/privacy_filter_service.h"
 #include "support/registration.h"
 
@@ -26,6 +27,7 @@ class AppDelegate {
 
   ProgramBus& bus_;
   std::function<void()> quit_;
+  std::unique_ptr<CameraChoice> cameraChoice_;
   std::shared_ptr<PrivacyFilterService> service_;
   Registration actions_;
   Registration state_;
