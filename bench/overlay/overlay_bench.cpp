@@ -73,8 +73,8 @@ void measurePainting(int width, int height) {
     munmap(memory, count * sizeof(std::uint32_t));
   }
   std::ranges::sort(milliseconds);
-  std::printf("painting %4d x %4d         %6.2f ms CPU (median of %d)\n", width, height, milliseconds[runs / 2],
-              runs);
+  std::printf("painting %4d x %4d         %6.2f ms CPU (median of %d)\n", width, height,
+              milliseconds[runs / 2], runs);
 }
 
 void measurePresenting(OverlayBackend& backend, MainLoop& loop) {

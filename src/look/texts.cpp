@@ -24,7 +24,7 @@ TextCatalogue::TextCatalogue(const QLocale& locale) {
 QString TextCatalogue::text(const QString& key) const {
   const QByteArray id = key.toUtf8();
   for (const QTranslator* translator : {&language_, &french_}) {
-    const QString found = translator->translate("", id.constData());
+    QString found = translator->translate("", id.constData());
     if (!found.isEmpty()) return found;
   }
   return key;

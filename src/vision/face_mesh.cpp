@@ -2,6 +2,7 @@
 #include "vision/face_mesh.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <utility>
@@ -66,11 +67,11 @@ TurnedSquare meshRegion(const FaceMesh& mesh) {
   const double sine = std::sin(angle);
   // The extent along the tilted axes.
   constexpr double far = std::numeric_limits<double>::max();
-  double low[2] = {far, far};
-  double high[2] = {-far, -far};
+  std::array<double, 2> low{far, far};
+  std::array<double, 2> high{-far, -far};
   for (const Vector3& point : mesh.points) {
-    const double along[2] = {point.x * cosine + point.y * sine, point.y * cosine - point.x * sine};
-    for (int axis = 0; axis < 2; ++axis) {
+    const std::array<double, 2> along{point.x * cosine + point.y * sine, point.y * cosine - point.x * sine};
+    for (std::size_t axis = 0; axis < 2; ++axis) {
       low[axis] = std::min(low[axis], along[axis]);
       high[axis] = std::max(high[axis], along[axis]);
     }

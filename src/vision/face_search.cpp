@@ -42,8 +42,10 @@ void FaceSearch::find(const Frame& frame, const Region& region, double threshold
   for (std::size_t i = 0; i < scores.size(); ++i) {
     if (!(scores[i] >= lowest) || found.size() == found.capacity()) continue;
     const float* box = boxes.data() + i * valuesPerBox;
-    const double cellX = (static_cast<int>(i) % columns + 0.5) * cell;
-    const double cellY = (static_cast<int>(i) / columns + 0.5) * cell;
+    const int column = static_cast<int>(i) % columns;
+    const int row = static_cast<int>(i) / columns;
+    const double cellX = (column + 0.5) * cell;
+    const double cellY = (row + 0.5) * cell;
     const auto place = [&](const float* offset) {
       return Point{region.x + (static_cast<double>(offset[0]) + cellX) * scaleX,
                    region.y + (static_cast<double>(offset[1]) + cellY) * scaleY};

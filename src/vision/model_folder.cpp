@@ -9,7 +9,7 @@ namespace sentrel::vision {
 
 std::filesystem::path modelFolder() {
   namespace fs = std::filesystem;
-  const fs::path inData = fs::path(installedDataFolder) / "sentrel" / "models";
+  fs::path inData = fs::path(installedDataFolder) / "sentrel" / "models";
   if (inData.is_absolute()) return inData;
   std::error_code error;
   const fs::path binary = fs::read_symlink("/proc/self/exe", error);

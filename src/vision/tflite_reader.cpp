@@ -165,6 +165,7 @@ class Reader {
     const FlatVector codes = model_.vector(model_field::operatorCodes, 4);
     const FlatTable entry = model_.element(codes, op.get<std::uint32_t>(operator_field::code, 0));
     // Files of before 2020 hold the code in the narrow field alone.
+    // NOLINTNEXTLINE(bugprone-signed-char-misuse): a small number, not a character
     const std::int32_t narrow = entry.get<std::int8_t>(code_field::narrow, 0);
     return static_cast<Code>(std::max(narrow, entry.get<std::int32_t>(code_field::wide, 0)));
   }

@@ -2,6 +2,7 @@
 #include "linux/camera/camera_directory.h"
 
 #include <algorithm>
+#include <array>
 #include <string_view>
 #include <utility>
 
@@ -29,10 +30,11 @@ std::string nameIn(const char* json) {
   spa_json object{};
   spa_json_init(&outer, json, std::string_view(json).size());
   if (spa_json_enter_object(&outer, &object) <= 0) return {};
-  char text[512];
-  while (spa_json_get_string(&object, text, sizeof text) > 0) {
-    if (std::string_view(text) == "name") {
-      return spa_json_get_string(&object, text, sizeof text) > 0 ? std::string(text) : std::string();
+  std::array<char, 512> text{};
+  while (spa_json_get_string(&object, text.data(), text.size()) > 0) {
+    if (std::string_view(text.data()) == "name") {
+      return spa_json_get_string(&object, text.data(), text.size()) > 0 ? std::string(text.data())
+                                                                        : std::string();
     }
     const char* ignored = nullptr;
     if (spa_json_next(&object, &ignored) <= 0) break;
@@ -251,10 +253,10 @@ void CameraDirectory::synced(int sequence) {
 }
 
 std::string CameraDirectory::serialOf(const std::string& uniqueID) const {
-  for (auto node = nodes_.rbegin(); node != nodes_.rend(); ++node) {
-    if ((*node)->device && (*node)->device->uniqueID == uniqueID) return (*node)->serial;
-  }
-  return {};
+  const auto newest = std::find_if(nodes_.rbegin(), nodes_.rend(), [&](const auto& node) {
+    return node->device && node->device->uniqueID == uniqueID;
+  });
+  return newest == nodes_.rend() ? std::string() : (*newest)->serial;
 }
 
 bool CameraDirectory::hasSerial(const std::string& serial) const {

@@ -22,9 +22,8 @@ void leaveOutOfCoreDumps(const spa_buffer& buffer) {
   for (std::uint32_t i = 0; i < buffer.n_datas; ++i) {
     const spa_data& data = buffer.datas[i];
     if (data.data == nullptr || data.maxsize == 0) continue;
-    const auto begin = reinterpret_cast<std::uintptr_t>(data.data) / pageBytes * pageBytes;
-    const auto end = reinterpret_cast<std::uintptr_t>(data.data) + data.maxsize;
-    madvise(reinterpret_cast<void*>(begin), end - begin, MADV_DONTDUMP);
+    const std::size_t beforePage = reinterpret_cast<std::uintptr_t>(data.data) % pageBytes;
+    madvise(static_cast<char*>(data.data) - beforePage, beforePage + data.maxsize, MADV_DONTDUMP);
   }
 }
 

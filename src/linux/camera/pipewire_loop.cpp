@@ -21,9 +21,8 @@ void initializeLibraryOnce() {
 
 }  // namespace
 
-PipeWireLoop::PipeWireLoop(const char* threadName) {
-  initializeLibraryOnce();
-  loop_ = pw_thread_loop_new(threadName, nullptr);
+PipeWireLoop::PipeWireLoop(const char* threadName)
+    : loop_((initializeLibraryOnce(), pw_thread_loop_new(threadName, nullptr))) {
   if (loop_ == nullptr) fatal("the PipeWire thread cannot be made");
 }
 

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <string>
@@ -74,11 +75,11 @@ class ServiceConnection::FolderWatch {
 
  private:
   void drain() {
-    alignas(inotify_event) char events[4096];
+    alignas(inotify_event) std::array<char, 4096> events;  // NOLINT(cppcoreguidelines-pro-type-member-init)
     bool ours = false;
-    for (ssize_t bytes = 0; (bytes = read(descriptor_, events, sizeof events)) > 0;) {
+    for (ssize_t bytes = 0; (bytes = read(descriptor_, events.data(), events.size())) > 0;) {
       for (ssize_t at = 0; at < bytes;) {
-        const auto* const event = reinterpret_cast<const inotify_event*>(events + at);
+        const auto* const event = reinterpret_cast<const inotify_event*>(events.data() + at);
         ours = ours || (event->len > 0 && std::string_view(event->name).starts_with(socketPrefix));
         at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
       }

@@ -15,7 +15,7 @@ namespace {
 
 constexpr auto fileName = "expert.mardeck.sentrel.desktop";
 constexpr auto command = "sentrel";
-constexpr qint64 largestEntry = 64 * 1024;
+constexpr qint64 largestEntry = 65536;
 
 QString personalConfigFolder() {
   const QString folder = qEnvironmentVariable("XDG_CONFIG_HOME");
@@ -48,8 +48,8 @@ std::string failure(const QString& path, const QString& reason) {
 
 AutostartLoginItem::AutostartLoginItem() : AutostartLoginItem(personalConfigFolder(), installedCommand()) {}
 
-AutostartLoginItem::AutostartLoginItem(QString configFolder, QString program)
-    : folder_(std::move(configFolder) + QStringLiteral("/autostart")),
+AutostartLoginItem::AutostartLoginItem(const QString& configFolder, QString program)
+    : folder_(configFolder + QStringLiteral("/autostart")),
       path_(folder_ + QLatin1Char('/') + QString::fromLatin1(fileName)),
       program_(std::move(program)) {}
 

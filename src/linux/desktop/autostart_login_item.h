@@ -17,7 +17,7 @@ class AutostartLoginItem final : public LoginItem {
   /// Needs the Qt application.
   AutostartLoginItem();
   /// `configFolder` is the folder that holds `autostart`; `program` is the command without arguments.
-  AutostartLoginItem(QString configFolder, QString program);
+  AutostartLoginItem(const QString& configFolder, QString program);
 
   [[nodiscard]] bool isEnabled() const override;
   [[nodiscard]] std::optional<std::string> setEnabled(bool enabled) override;

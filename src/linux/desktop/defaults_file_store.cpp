@@ -27,7 +27,7 @@ namespace fs = std::filesystem;
 namespace {
 
 /// A thousand times what the program writes; more than that is somebody else's file.
-constexpr std::size_t largestFile = 1024 * 1024;
+constexpr std::size_t largestFile = 1048576;
 constexpr std::size_t keptDamagedFiles = 5;
 constexpr auto lockPatience = std::chrono::milliseconds(250);
 constexpr auto lockRetry = std::chrono::milliseconds(5);
@@ -80,7 +80,7 @@ std::string described(const fs::path& path, const std::error_code& error) {
 
 /// Reads to the end, or to one byte more than a defaults file may have.
 std::error_code readAll(int descriptor, std::string& bytes) {
-  std::array<char, 16384> buffer;
+  std::array<char, 16384> buffer{};
   while (bytes.size() <= largestFile) {
     const ssize_t count = ::read(descriptor, buffer.data(), buffer.size());
     if (count == 0) return {};

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <ranges>
 
 namespace sentrel {
 
@@ -52,7 +51,7 @@ void X11WindowStack::raise() {
   timer_.reset();
   lastRaise_ = SteadyClock::now();
   xcb_window_t above = XCB_NONE;
-  for (const Entry& entry : entries_ | std::views::reverse) {
+  std::for_each(entries_.rbegin(), entries_.rend(), [&](const Entry& entry) {
     if (above == XCB_NONE) {
       const std::uint32_t mode = XCB_STACK_MODE_ABOVE;
       xcb_configure_window(connection_.get(), entry.window, XCB_CONFIG_WINDOW_STACK_MODE, &mode);
@@ -62,7 +61,7 @@ void X11WindowStack::raise() {
                            XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE, values.data());
     }
     above = entry.window;
-  }
+  });
 }
 
 void X11WindowStack::handle(const xcb_generic_event_t& event) {
