@@ -2,38 +2,27 @@
 #include "vision/neural_face_detector.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <new>
 #include <utility>
-#include <vector>
 
 #include "vision/candidate.h"
-#include "vision/face_search.h"
-#include "vision/inference.h"
+#include "vision/face_scheme.h"
 #include "vision/model_error.h"
 #include "vision/model_files.h"
-#include "vision/primary_face_reader.h"
+#include "vision/neutral_pitch.h"
+#include "vision/time_smoother.h"
 
 namespace sentrel::vision {
 namespace {
 
-constexpr InputSize coarseSize{160, 192};
-constexpr double coarseAccept = 0.6;
-// The network's boxes are wider than a face's tight box.
-constexpr double coarseTightness = 0.81;
-// More than can be told apart in one frame; beyond it the frame shows a pattern, not a crowd.
-constexpr std::size_t maxCandidates = 512;
 constexpr double noseLift = 0.30;
-
-/// The region of the network's proportions that holds the whole frame.
-Region wholeFrame(const Frame& frame, InputSize size) {
-  const double scale = std::max(static_cast<double>(frame.width()) / size.width,
-                                static_cast<double>(frame.height()) / size.height);
-  const double width = scale * size.width;
-  const double height = scale * size.height;
-  return {(frame.width() - width) / 2, (frame.height() - height) / 2, width, height};
-}
+// With glasses: how much of a face must lie in the primary one's box to be its reflection.
+constexpr double reflectionShare = 0.60;
+// With glasses: an eye that moves farther than this share of the box between two frames was misread half the
+// time.
+constexpr double eyeJump = 0.04;
+constexpr double jumpDamping = 0.4;
 
 NormalizedRect normalized(const Region& box, const Frame& frame) {
   const auto share = [](double value, int size) { return std::clamp(value / size, 0.0, 1.0); };
@@ -44,66 +33,91 @@ NormalizedRect normalized(const Region& box, const Frame& frame) {
   return {left, 1 - bottom, right - left, bottom - top};
 }
 
-FaceLandmarks landmarks(const FaceReading::Detail& detail, const Region& box) {
-  const auto place = [&](const Point& point) {
-    return Point{(point.x - box.x) / box.width, 1 - (point.y - box.y) / box.height};
-  };
-  FaceLandmarks result;
-  result.leftEye = place(detail.leftEye);
-  result.rightEye = place(detail.rightEye);
-  result.nose = Point{(result.leftEye->x + result.rightEye->x) / 2,
-                      (result.leftEye->y + result.rightEye->y) / 2 + noseLift * std::sin(detail.pitch)};
-  return result;
-}
-
 }  // namespace
 
-class NeuralFaceDetector::Networks {
+/// The scheme, and what makes its readings into observations.
+class NeuralFaceDetector::State {
  public:
-  explicit Networks(const Models& models)
-      : engine_(makeInferenceEngine()),
-        coarse_(prepare(models.detection, coarseSize), coarseSize, sampler_),
-        primary_(MeshFinder(prepare(models.mesh, {meshSide, meshSide}), models.face.points.size()),
-                 models.face) {
-    candidates_.reserve(maxCandidates);
-  }
+  explicit State(const Models& models) : scheme_(models) {}
 
-  FaceDetections detect(const Frame& frame) {
-    candidates_.clear();
-    coarse_.find(frame, wholeFrame(frame, coarse_.size()), coarseAccept, candidates_);
-    suppressOverlaps(candidates_);
-    std::sort(candidates_.begin(), candidates_.end(),
-              [](const Candidate& a, const Candidate& b) { return a.box.width > b.box.width; });
+  FaceDetections detect(const Frame& frame, std::int64_t timestampMs, const FaceTuning& tuning) {
+    scheme_.analyse(frame, timestampMs);
     FaceDetections detections;
-    for (const Candidate& face : candidates_) {
+    const auto faces = scheme_.faces();
+    if (faces.empty()) return detections;
+    const Region primaryBox = FaceScheme::tightBox(faces.front().face);
+    for (const TrackedFace& tracked : faces) {
+      const Region box = FaceScheme::tightBox(tracked.face);
+      const bool first = tracked.id == faces.front().id;
+      if (tuning.glasses && !first && containedShare(box, primaryBox) > reflectionShare) continue;
       FaceObservation observation;
-      observation.boundingBox = normalized(scaledAboutCentre(face.box, coarseTightness), frame);
+      observation.boundingBox = normalized(box, frame);
       detections.rectangles.push(observation);
     }
-    if (candidates_.empty()) return detections;
-    const FaceReading reading = primary_.read(frame, candidates_.front());
+    if (!scheme_.primary()) return detections;
+    if (faces.front().id != primaryId_) restartReadings();
+    primaryId_ = faces.front().id;
     FaceObservation observation = detections.rectangles[0];
-    observation.yaw = reading.yaw;
+    const FaceReading& reading = *scheme_.primary();
+    const double constantMs = smoothingConstantMs(tuning.sensitivity);
+    observation.yaw = yaw_.update(reading.yaw, timestampMs, constantMs);
     if (reading.detail) {
-      observation.landmarks =
-          landmarks(*reading.detail, scaledAboutCentre(candidates_.front().box, coarseTightness));
+      const double neutral = neutral_.update({reading.yaw, reading.detail->pitch}, timestampMs);
+      const double pitch = pitch_.update(reading.detail->pitch - neutral, timestampMs, constantMs);
+      observation.landmarks = landmarks(*reading.detail, primaryBox, pitch, tuning.glasses);
     }
     detections.landmarks.push(observation);
     return detections;
   }
 
-  void restart() { primary_.restart(); }
-
- private:
-  std::unique_ptr<NetworkRunner> prepare(const Network& network, InputSize size) {
-    return std::move(engine_->prepare(network, std::array{size}).front());
+  void restart() {
+    scheme_.restart();
+    neutral_.restart();
+    restartReadings();
   }
 
-  std::unique_ptr<InferenceEngine> engine_;
-  RegionSampler sampler_;
-  FaceSearch coarse_;
-  PrimaryFaceReader primary_;
-  std::vector<Candidate> candidates_;
+ private:
+  void restartReadings() {
+    yaw_.restart();
+    pitch_.restart();
+    eyes_.reset();
+  }
+
+  FaceLandmarks landmarks(const FaceReading::Detail& detail, const Region& box, double pitch, bool damp) {
+    const auto place = [&](const Point& point) {
+      return Point{(point.x - box.x) / box.width, 1 - (point.y - box.y) / box.height};
+    };
+    Eyes eyes{place(detail.leftEye), place(detail.rightEye)};
+    if (damp && eyes_) {
+      eyes.left = damped(eyes_->left, eyes.left);
+      eyes.right = damped(eyes_->right, eyes.right);
+    }
+    eyes_ = eyes;
+    FaceLandmarks result;
+    result.leftEye = eyes.left;
+    result.rightEye = eyes.right;
+    result.nose = Point{(eyes.left.x + eyes.right.x) / 2,
+                        (eyes.left.y + eyes.right.y) / 2 + noseLift * std::sin(pitch)};
+    return result;
+  }
+
+  static Point damped(const Point& last, const Point& now) {
+    const double jump = std::hypot(now.x - last.x, now.y - last.y);
+    const double follow = jump > eyeJump ? jumpDamping : 1;
+    return {last.x + follow * (now.x - last.x), last.y + follow * (now.y - last.y)};
+  }
+
+  struct Eyes {
+    Point left;
+    Point right;
+  };
+
+  FaceScheme scheme_;
+  NeutralPitch neutral_;
+  TimeSmoother yaw_;
+  TimeSmoother pitch_;
+  std::optional<Eyes> eyes_;  // of the last frame, in its face's box
+  std::uint64_t primaryId_ = 0;
 };
 
 NeuralFaceDetector::NeuralFaceDetector(std::filesystem::path modelFolder)
@@ -111,9 +125,9 @@ NeuralFaceDetector::NeuralFaceDetector(std::filesystem::path modelFolder)
 NeuralFaceDetector::~NeuralFaceDetector() = default;
 
 std::optional<FaceDetectorError> NeuralFaceDetector::prepare() {
-  if (networks_) return std::nullopt;
+  if (state_) return std::nullopt;
   try {
-    networks_ = std::make_unique<Networks>(readModels(modelFolder_));
+    state_ = std::make_unique<State>(readModels(modelFolder_));
     return std::nullopt;
   } catch (const ModelError& error) {
     return FaceDetectorError{error.what()};
@@ -122,13 +136,13 @@ std::optional<FaceDetectorError> NeuralFaceDetector::prepare() {
   }
 }
 
-std::optional<FaceDetections> NeuralFaceDetector::detect(const Frame& frame, std::int64_t /*timestampMs*/) {
-  if (!networks_ || frame.empty()) return std::nullopt;
-  return networks_->detect(frame);
+std::optional<FaceDetections> NeuralFaceDetector::detect(const Frame& frame, std::int64_t timestampMs) {
+  if (!state_ || frame.empty()) return std::nullopt;
+  return state_->detect(frame, timestampMs, tuning_);
 }
 
 void NeuralFaceDetector::restartTracking() {
-  if (networks_) networks_->restart();
+  if (state_) state_->restart();
 }
 
 void NeuralFaceDetector::tune(const FaceTuning& tuning) {

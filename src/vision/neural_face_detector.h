@@ -20,6 +20,9 @@ namespace sentrel::vision {
 /// from the head's own axis. A face that looks at the camera therefore has it level with the eyes, and (nose
 /// - eyes) x 180 passes 25 where the head looks 25 degrees up.
 ///
+/// The pitch is relative to the neutral pitch of the person (NeutralPitch), and yaw and pitch are smoothed as
+/// the sensitivity asks.
+///
 /// The widest face is the primary one. It alone stands in the list of landmarks, as long as its box is
 /// confirmed; while its mesh cannot be read it has a yaw and no points.
 class NeuralFaceDetector final : public FaceDetector {
@@ -34,10 +37,10 @@ class NeuralFaceDetector final : public FaceDetector {
   void tune(const FaceTuning& tuning) override;
 
  private:
-  class Networks;
+  class State;
   std::filesystem::path modelFolder_;
-  std::unique_ptr<Networks> networks_;
   FaceTuning tuning_;
+  std::unique_ptr<State> state_;
 };
 
 }  // namespace sentrel::vision

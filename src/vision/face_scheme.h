@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "support/frame.h"
+#include "vision/candidate.h"
+#include "vision/face_search.h"
+#include "vision/face_tracker.h"
+#include "vision/inference.h"
+#include "vision/model_files.h"
+#include "vision/motion_gate.h"
+#include "vision/primary_face_reader.h"
+
+namespace sentrel::vision {
+
+/// What is done with one frame, so that faces down to two hundredths of its width are found at a steady
+/// price:
+///
+///  1. one coarse pass over the whole frame,
+///  2. one pass over a tile at full resolution, where the motion gate says that something changed,
+///  3. a close look at every face that is followed, and at every new candidate,
+///  4. the mesh of the widest face.
+///
+/// One thread. Allocates nothing after the first frames.
+class FaceScheme {
+ public:
+  /// Throws ModelError.
+  explicit FaceScheme(const Models& models);
+
+  /// `frame` is not empty.
+  void analyse(const Frame& frame, std::int64_t timestampMs);
+
+  /// The confirmed faces of the last frame, widest first, with the network's wide boxes.
+  [[nodiscard]] std::span<const TrackedFace> faces() const { return tracker_.faces(); }
+  /// What was read off the first of them.
+  [[nodiscard]] const std::optional<FaceReading>& primary() const { return primary_; }
+
+  /// Whether something of the frames so far is still to be looked at.
+  [[nodiscard]] bool behind() const { return tracker_.behind(); }
+
+  void restart();
+
+  /// The box about a face without hair and ears, for a box as `faces` gives it.
+  [[nodiscard]] static Region tightBox(const Candidate& face);
+
+ private:
+  std::unique_ptr<InferenceEngine> engine_;
+  RegionSampler sampler_;
+  std::vector<std::unique_ptr<NetworkRunner>> runners_;
+  FaceSearch coarse_;
+  FaceSearch fine_;
+  FaceTracker tracker_;
+  PrimaryFaceReader reader_;
+  MotionGate gate_;
+  std::vector<Candidate> candidates_;
+  std::optional<FaceReading> primary_;
+  int frameWidth_ = 0;
+  int frameHeight_ = 0;
+};
+
+}  // namespace sentrel::vision

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "support/frame.h"
+#include "vision/candidate.h"
+#include "vision/face_verifier.h"
+
+namespace sentrel::vision {
+
+/// A confirmed face. `face.box` is as the verifying look saw it, wider than the face's tight box.
+struct TrackedFace {
+  std::uint64_t id = 0;  ///< the same as long as the face is followed
+  Candidate face;
+  int misses = 0;  ///< looks in a row that did not see it
+};
+
+/// Keeps the list of confirmed faces. A candidate is confirmed when the mean of its own score and that of a
+/// closer look is high enough; from then on the face is looked at again every frame and stays with a lower
+/// score, so that it does not flicker at the threshold. Work in one frame is bounded: the widest faces are
+/// looked at every time, the others in turns. Allocates nothing per frame. One thread.
+class FaceTracker {
+ public:
+  explicit FaceTracker(FaceVerifier verifier);
+
+  /// Follows the faces into a new frame.
+  void follow(const Frame& frame);
+
+  /// Confirms new faces among `candidates`, which are sorted and free of overlaps. Those that are too many
+  /// for one frame wait for the next ones.
+  void confirm(const Frame& frame, std::span<const Candidate> candidates);
+
+  /// Whether candidates wait.
+  [[nodiscard]] bool behind() const { return !waiting_.empty(); }
+
+  /// Widest first.
+  [[nodiscard]] std::span<const TrackedFace> faces() const { return faces_; }
+
+  void restart();
+
+ private:
+  [[nodiscard]] bool look(const Frame& frame, TrackedFace& tracked);
+  [[nodiscard]] bool isKnown(const Candidate& candidate) const;
+  void confirmOne(const Frame& frame, const Candidate& candidate);
+  [[nodiscard]] TrackedFace* movedFrom(const Candidate& candidate);
+  void tidy();
+
+  FaceVerifier verifier_;
+  std::vector<TrackedFace> faces_;
+  std::vector<Candidate> waiting_;
+  std::uint64_t lastId_ = 0;
+  std::size_t turn_ = 0;
+};
+
+}  // namespace sentrel::vision

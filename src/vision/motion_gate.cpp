@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vision/motion_gate.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+namespace sentrel::vision {
+namespace {
+
+constexpr int fieldWidth = 640;
+constexpr int fieldHeight = 480;
+constexpr int cell = 4;
+// Well above what a camera's noise leaves of a mean over 16 pixels.
+constexpr int changedLevel = 10;
+// About the area of the smallest face that counts.
+constexpr int changedCells = 6;
+// A still tile is scanned again after this time, for whatever the first look missed.
+constexpr std::int64_t rescanMs = 4000;
+
+}  // namespace
+
+double fieldScale(const Frame& frame) {
+  return std::max(static_cast<double>(frame.width()) / fieldWidth,
+                  static_cast<double>(frame.height()) / fieldHeight);
+}
+
+void MotionGate::restart() {
+  for (Scan& scan : scans_) scan.done = false;
+}
+
+void MotionGate::shrink(const Frame& frame) {
+  const double scale = fieldScale(frame);
+  // Where the field's columns and rows are in the frame: the nearest pixel, as a byte offset, or beyond it.
+  std::array<int, fieldWidth> offset{};
+  int known = 0;
+  while (known < fieldWidth) {
+    const int x = static_cast<int>((known + 0.5) * scale);
+    if (x >= frame.width()) break;
+    offset[static_cast<std::size_t>(known++)] = x * 4;
+  }
+  known = known / cell * cell;
+  now_.fill(0);
+  std::array<std::uint32_t, columns> sums{};
+  for (int row = 0; row < rows; ++row) {
+    sums.fill(0);
+    for (int k = 0; k < cell; ++k) {
+      const int y = static_cast<int>((row * cell + k + 0.5) * scale);
+      if (y >= frame.height()) return;
+      const std::uint8_t* line = frame.row(y);
+      for (int x = 0; x < known; ++x) {
+        const std::uint8_t* pixel = line + offset[static_cast<std::size_t>(x)];
+        // Brightness, coarsely: green counts twice.
+        sums[static_cast<std::size_t>(x / cell)] +=
+            static_cast<std::uint32_t>(pixel[0] + 2 * pixel[1] + pixel[2]);
+      }
+    }
+    std::uint8_t* to = now_.data() + static_cast<std::ptrdiff_t>(row) * columns;
+    for (std::size_t column = 0; column < columns; ++column) {
+      to[column] = static_cast<std::uint8_t>(sums[column] / (4 * cell * cell));
+    }
+  }
+}
+
+template <class Visit>
+void MotionGate::forEachRow(std::size_t tile, Visit visit) {
+  const int bottom = std::min(rows, (tiles[tile].y + Tile::height) / cell);
+  for (int row = tiles[tile].y / cell; row < bottom; ++row) {
+    visit(static_cast<std::size_t>(row) * columns + static_cast<std::size_t>(tiles[tile].x / cell));
+  }
+}
+
+bool MotionGate::changed(std::size_t tile) const {
+  const Thumbnail& seen = scans_[tile].seen;
+  int count = 0;
+  forEachRow(tile, [&](std::size_t first) {
+    for (std::size_t i = first; i < first + Tile::width / cell; ++i) {
+      count += std::abs(static_cast<int>(now_[i]) - static_cast<int>(seen[i])) > changedLevel ? 1 : 0;
+    }
+  });
+  return count >= changedCells;
+}
+
+std::optional<std::size_t> MotionGate::next(const Frame& frame, std::int64_t timestampMs) {
+  shrink(frame);
+  std::optional<std::size_t> best;
+  int bestRank = 0;
+  for (std::size_t tile = 0; tile < tiles.size(); ++tile) {
+    const Scan& scan = scans_[tile];
+    const std::int64_t age = timestampMs - scan.timestampMs;
+    int rank = 0;
+    if (!scan.done) {
+      rank = 2;
+    } else if (changed(tile)) {
+      rank = 3;
+    } else if (age >= rescanMs || age < 0) {
+      rank = 1;
+    }
+    if (rank == 0 || rank < bestRank) continue;
+    if (best && rank == bestRank && scans_[*best].timestampMs <= scan.timestampMs) continue;
+    best = tile;
+    bestRank = rank;
+  }
+  if (!best) return best;
+  Scan& scan = scans_[*best];
+  scan.done = true;
+  scan.timestampMs = timestampMs;
+  forEachRow(*best, [&](std::size_t first) {
+    std::memcpy(scan.seen.data() + first, now_.data() + first, Tile::width / cell);
+  });
+  return best;
+}
+
+}  // namespace sentrel::vision
