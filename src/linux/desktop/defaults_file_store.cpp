@@ -27,7 +27,7 @@ namespace fs = std::filesystem;
 namespace {
 
 /// A thousand times what the program writes; more than that is somebody else's file.
-constexpr std::size_t largestFile = 1048576;
+constexpr std::size_t largestFile = 1'000'000;
 constexpr std::size_t keptDamagedFiles = 5;
 constexpr auto lockPatience = std::chrono::milliseconds(250);
 constexpr auto lockRetry = std::chrono::milliseconds(5);

@@ -12,7 +12,6 @@
 #include <limits>
 
 #include "linux/desktop/defaults_fixture.h"
-#include "settings/settings_key.h"
 #include "settings/settings_repository.h"
 #include "support/fake_login_item.h"
 
@@ -264,34 +263,24 @@ TEST_F(DefaultsFileTest, ADestroyedStoreWritesWhatWasSet) {
 }
 
 TEST_F(DefaultsFileTest, ThePlaceFollowsTheEnvironment) {
-  const auto saved = [](const char* name) {
-    const char* value = std::getenv(name);
-    return value == nullptr ? std::optional<std::string>() : std::optional<std::string>(value);
+  const auto put = [](const char* name, const char* value) {
+    value == nullptr ? ::unsetenv(name) : ::setenv(name, value, 1);
   };
-  const auto put = [](const char* name, const std::optional<std::string>& value) {
-    value ? ::setenv(name, value->c_str(), 1) : ::unsetenv(name);
-  };
-  const auto config = saved("XDG_CONFIG_HOME");
-  const auto home = saved("HOME");
   const struct {
-    std::optional<std::string> config;
-    std::optional<std::string> home;
-    std::string path;
+    const char* config;
+    const char* home;
+    fs::path path;
   } cases[] = {
       {"/c", "/h", "/c/sentrel/defaults.json"},
-      {std::nullopt, "/h", "/h/.config/sentrel/defaults.json"},
-      {"", "/h", "/h/.config/sentrel/defaults.json"},
+      {nullptr, "/h", "/h/.config/sentrel/defaults.json"},
       {"relative", "/h", "/h/.config/sentrel/defaults.json"},
-      {std::nullopt, std::nullopt, ""},
-      {std::nullopt, "relative", ""},
+      {"", nullptr, ""},
   };
-  for (const auto& expected : cases) {
-    put("XDG_CONFIG_HOME", expected.config);
-    put("HOME", expected.home);
-    EXPECT_EQ(DefaultsFile::personalPath(), expected.path);
+  for (const auto& [config, home, expected] : cases) {
+    put("XDG_CONFIG_HOME", config);
+    put("HOME", home);
+    EXPECT_EQ(DefaultsFile::personalPath(), expected);
   }
-  put("XDG_CONFIG_HOME", config);
-  put("HOME", home);
 }
 
 TEST_F(DefaultsFileTest, EverySettingOutlivesTheProcess) {
@@ -306,39 +295,30 @@ TEST_F(DefaultsFileTest, EverySettingOutlivesTheProcess) {
 }
 
 TEST_F(DefaultsFileTest, WhatAPersonWritesIsReadByItsKeysStyle) {
-  FilterSettings fresh;
-  fresh.matrixStripeAlpha = 0.42F;
-  const auto with = [&](auto change) {
-    FilterSettings settings = fresh;
-    change(settings);
-    return settings;
-  };
+  // What a single setting becomes, beside the fallbacks of all others.
   const struct {
     std::string line;
-    FilterSettings expected;
+    std::function<void(FilterSettings&)> change = [](FilterSettings&) {};
   } cases[] = {
-      {R"("matrix_stripe_alpha": 1)", with([](auto& s) { s.matrixStripeAlpha = 1; })},
-      {R"("matrix_stripe_alpha": 0)", with([](auto& s) { s.matrixStripeAlpha = 0; })},
-      {R"("matrix_stripe_alpha": 1e999)", fresh},
-      {R"("matrix_stripe_alpha": NaN)", fresh},
-      {R"("matrix_stripe_alpha": "0.5")", fresh},
-      {R"("privacy_matrix_coefficient": -3e0)", with([](auto& s) { s.privacyMatrixCoefficient = -3; })},
-      {R"("filter_strength": 0)", fresh},
+      {R"("matrix_stripe_alpha": 1)", [](auto& s) { s.matrixStripeAlpha = 1; }},
+      {R"("matrix_stripe_alpha": 1e999)"},
+      {R"("matrix_stripe_alpha": NaN)"},
+      {R"("privacy_matrix_coefficient": -3e0)", [](auto& s) { s.privacyMatrixCoefficient = -3; }},
       {R"("filter_strength": -9223372036854775808)",
-       with([](auto& s) { s.filterStrength = std::numeric_limits<std::int64_t>::min(); })},
-      {R"("filter_strength": 9223372036854775808)", fresh},
-      {R"("battery_threshold": 0)", with([](auto& s) { s.batteryThresholdPercent = 0; })},
-      {R"("battery_threshold": 5.0)", fresh},
-      {R"("matrix_color_argb": -1)", with([](auto& s) { s.matrixColorArgb = ~0ULL; })},
-      {R"("glasses_compat": 0)", fresh},
-      {R"("is_calibrated": true)", with([](auto& s) { s.isCalibrated = true; })},
-      {R"("selected_camera_id": null)", fresh},
-      {R"("launch_at_login": true)", fresh},
+       [](auto& s) { s.filterStrength = std::numeric_limits<std::int64_t>::min(); }},
+      {R"("filter_strength": 9223372036854775808)"},
+      {R"("battery_threshold": 0)", [](auto& s) { s.batteryThresholdPercent = 0; }},
+      {R"("battery_threshold": 5.0)"},
+      {R"("matrix_color_argb": -1)", [](auto& s) { s.matrixColorArgb = ~0ULL; }},
+      {R"("selected_camera_id": null)"},
   };
-  for (const auto& [line, expected] : cases) {
+  for (const auto& [line, change] : cases) {
+    FilterSettings expected;
+    expected.matrixStripeAlpha = 0.42F;
+    change(expected);
     write(path, "{\n" + line + "\n}\n");
     testing::internal::CaptureStderr();  // NaN is damage
-    const auto file = std::shared_ptr(open());
+    const std::shared_ptr<DefaultsFile> file = open();
     EXPECT_EQ(SettingsRepository(file, std::make_shared<test::FakeLoginItem>()).settings.get(), expected)
         << line;
     EXPECT_TRUE(settle(*file));

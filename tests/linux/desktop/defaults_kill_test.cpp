@@ -11,7 +11,6 @@
 #include <thread>
 
 #include "linux/desktop/defaults_fixture.h"
-#include "linux/desktop/defaults_kill_step.h"
 #include "support/child_process.h"
 
 namespace sentrel {
@@ -69,8 +68,8 @@ TEST_F(DefaultsKillTest, AKillAtAnyMomentLeavesTheOldOrTheNewState) {
 
     std::int64_t begunNumber = last;
     std::int64_t writtenNumber = last;
-    for (test::KillStep step; ::read(pipe[0], &step, sizeof step) == sizeof step;) {
-      (step.isWritten != 0 ? writtenNumber : begunNumber) = step.number;
+    for (std::int64_t step = 0; ::read(pipe[0], &step, sizeof step) == sizeof step;) {
+      (step < 0 ? writtenNumber : begunNumber) = std::abs(step);
     }
     ::close(pipe[0]);
     ASSERT_GT(begunNumber, last) << writer.output();

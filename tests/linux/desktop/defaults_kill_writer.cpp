@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Writes settings without end and tells each step, until somebody kills it:
+// Writes settings without end and tells each step, until somebody kills it: a number before it sets it, and
+// the negative number once it is in the file.
 // defaults_kill_writer <file> <descriptor to tell on>
 #include <unistd.h>
 
@@ -11,14 +12,13 @@
 #include <string>
 
 #include "linux/desktop/defaults_file.h"
-#include "linux/desktop/defaults_kill_step.h"
 #include "support/manual_main_loop.h"
 
 int main(int argumentCount, char** arguments) {
   using namespace sentrel;
   if (argumentCount != 3) return 2;
   const int pipe = std::atoi(arguments[2]);  // NOLINT(cert-err34-c): the test's own
-  const auto tell = [pipe](test::KillStep step) {
+  const auto tell = [pipe](std::int64_t step) {
     if (::write(pipe, &step, sizeof step) != sizeof step) std::_Exit(3);
   };
   const auto loop = std::make_shared<test::ManualMainLoop>();
@@ -27,12 +27,12 @@ int main(int argumentCount, char** arguments) {
   std::int64_t number = stored ? std::get<std::int64_t>(*stored) : 0;
   for (;;) {
     ++number;
-    tell({.number = number, .isWritten = false});
+    tell(number);
     file.set("first", number);
     file.set("middle", std::string(static_cast<std::size_t>(number * 977 % 100'000), 'x'));
     file.set("last", number);
     loop->runPosted();
     if (!file.flush(std::chrono::seconds(30))) return 4;
-    tell({.number = number, .isWritten = true});
+    tell(-number);
   }
 }

@@ -66,7 +66,7 @@ TEST(DefaultsText, ValuesComeBackExactlyAndOfTheirKind) {
       std::numeric_limits<float>::denorm_min(),
       std::string(),
       std::string("3.0"),
-      std::string("v4l2.\"usb\"\\1\n\t\x01\0\x7F", 18),
+      std::string("v4l2.\"usb\"\\1\n\t\x01\0\x7F", 17),
       std::string("caméra \xF0\x9F\x93\xB7"),
       std::string("not UTF-8: \xFF\xC0\xAF\xED\xA0\x80 \xE2\x82"),
   };
