@@ -91,10 +91,12 @@ bool SessionEventOrder::isAwayWithout(Witness witness) const {
 
 void SessionEventOrder::changed(Witness witness, bool absent) {
   update(witness, absent, Seen::beginning);
+  settled.emit();
 }
 
 void SessionEventOrder::found(Witness witness, bool absent) {
   update(witness, absent, Seen::found);
+  settled.emit();
 }
 
 void SessionEventOrder::lost(Witness witness) {
@@ -133,18 +135,23 @@ void SessionEventOrder::lockRequested() {
   if (isLocked()) return;
   const bool repeated = requestedAtMs_.has_value();
   requestedAtMs_ = clock_.nowMs();
-  requestEnd_ = mainLoop_.after(requestLifeMs, [this] {
-    endRequest();
-    warn_("the screen was asked to lock, but nobody confirmed it within 60 s; protection goes on");
-    comeBack(SessionEvent::screenIsUnlocked);
-  });
+  requestEnd_ = mainLoop_.after(requestLifeMs, [this] { requestRanOut(); });
   if (!repeated) goAway(SessionEvent::screenIsLocked);
+  settled.emit();
+}
+
+void SessionEventOrder::requestRanOut() {
+  endRequest();
+  warn_("the screen was asked to lock, but nobody confirmed it within 60 s; protection goes on");
+  comeBack(SessionEvent::screenIsUnlocked);
+  settled.emit();
 }
 
 void SessionEventOrder::unlockRequested() {
   if (!requestedAtMs_) return;  // a confirmed lock ends when its witnesses say so
   endRequest();
   comeBack(SessionEvent::screenIsUnlocked);
+  settled.emit();
 }
 
 void SessionEventOrder::endRequest() {

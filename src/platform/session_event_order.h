@@ -11,6 +11,7 @@
 #include "platform/session_events.h"
 #include "support/clock.h"
 #include "support/main_loop.h"
+#include "support/signal.h"
 
 namespace sentrel {
 
@@ -61,6 +62,9 @@ class SessionEventOrder {
   /// Delivers one going-away event when an absence is known: to be called for an observer that comes later.
   void repeatForNewObserver();
 
+  /// Emitted after each word and each time that ran out, once everything about it is done.
+  Signal<> settled;
+
   [[nodiscard]] bool isLocked() const { return isAbsent(Absence::locked); }
   /// Whether anything but `witness` keeps the person away.
   [[nodiscard]] bool isAwayWithout(Witness witness) const;
@@ -76,6 +80,7 @@ class SessionEventOrder {
   [[nodiscard]] bool isAbsent(Absence absence) const;
   [[nodiscard]] bool isAnyAbsent() const;
   void update(Witness witness, bool absent, Seen seen);
+  void requestRanOut();
   void began(Absence absence, Seen seen);
   void comeBack(SessionEvent event);
   void goAway(SessionEvent event);

@@ -55,6 +55,9 @@ class HeadlessDesktop {
   // Single parts. Starting a part that runs and stopping one that does not are no-ops.
   void startSystemBus();
   void stopSystemBus();
+  /// The daemons, to be signalled by a test.
+  [[nodiscard]] const ChildProcess& sessionBus() const { return sessionBus_; }
+  [[nodiscard]] const ChildProcess& systemBus() const { return systemBus_; }
   void startPipeWire();
   void stopPipeWire();
   void killPipeWire();  ///< as a crash

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QDBusConnection>
+#include <QObject>
+#include <QString>
+#include <cstdint>
+#include <functional>
+
+#include "support/main_loop.h"
+#include "support/registration.h"
+#include "support/signal.h"
+
+namespace sentrel {
+
+enum class BusKind { session, system };
+
+/// Our own connection to a bus, made when somebody first wants it and again after the bus was lost. Lives on
+/// an event thread, because connecting waits for the bus to answer.
+class BusConnection final : public QObject {
+  Q_OBJECT
+
+ public:
+  explicit BusConnection(BusKind kind);
+  ~BusConnection() override;
+
+  /// Tells each connection and each loss; an existing connection at once.
+  [[nodiscard]] Registration follow(std::function<void(bool connected)> follower);
+
+  /// Valid while connected.
+  [[nodiscard]] QDBusConnection& handle() { return handle_; }
+
+ private Q_SLOTS:
+  void disconnected();
+
+ private:
+  void attempt();
+  void attemptLater();
+
+  const BusKind kind_;
+  const QString name_;  // of the connection, within this process
+  MainLoop& loop_;
+  QDBusConnection handle_;
+  bool connected_ = false;
+  std::int64_t retryMs_;
+  Registration retry_;
+  Signal<bool> changed_;
+};
+
+}  // namespace sentrel

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <chrono>
+#include <memory>
+
+#include "linux/desktop/bus_thread.h"
+#include "linux/desktop/event_thread.h"
+#include "linux/desktop/qt_main_loop.h"
+#include "linux/desktop/system_clock.h"
+#include "support/bus_doubles.h"
+#include "support/headless_desktop.h"
+
+namespace sentrel::test {
+
+/// A private desktop with both buses for one test process, and this process on it. There is one for all
+/// tests, because the bus library reads the addresses of the buses once.
+inline HeadlessDesktop& sharedDesktop() {
+  struct Owner : testing::Environment {
+    void TearDown() override { desktop.reset(); }
+    std::unique_ptr<HeadlessDesktop> desktop;
+  };
+  static auto* owner = [] {
+    auto* made = new Owner;  // owned by the test framework
+    made->desktop = std::make_unique<HeadlessDesktop>(HeadlessDesktop::Options{
+        .systemBus = true, .windowManager = false, .compositor = false, .width = 640, .height = 480});
+    made->desktop->exportToProcess();
+    testing::AddGlobalTestEnvironment(made);
+    return made;
+  }();
+  return *owner->desktop;
+}
+
+/// What every test of the desktop's events needs: the application, its loop, and its two other threads.
+class EventDesk : public testing::Test {
+ protected:
+  EventDesk() : desktop(sharedDesktop()) {}
+
+  /// Runs the main loop until the condition holds.
+  template <class Condition>
+  [[nodiscard]] bool runUntil(Condition condition) {
+    QEventLoop events;
+    bool held = false;
+    const auto look = loop->every(2, [&] {
+      held = condition();
+      if (held) events.quit();
+    });
+    const auto limit = loop->after(20'000, [&] { events.quit(); });
+    if (!condition()) {
+      events.exec();
+    } else {
+      held = true;
+    }
+    return held;
+  }
+
+  HeadlessDesktop& desktop;
+  int argumentCount = 1;
+  char name[5] = "test";
+  char* arguments[2] = {name, nullptr};
+  QCoreApplication application{argumentCount, arguments};
+  std::shared_ptr<QtMainLoop> loop = std::make_shared<QtMainLoop>();
+  std::shared_ptr<SystemClock> clock = std::make_shared<SystemClock>();
+  std::shared_ptr<BusThread> buses = std::make_shared<BusThread>();
+  std::shared_ptr<EventThread> displays = std::make_shared<EventThread>("displays");
+  BusClient sessionBus{desktop, TestBus::session};
+  BusClient systemBus{desktop, TestBus::system};
+};
+
+}  // namespace sentrel::test
