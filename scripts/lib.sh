@@ -14,6 +14,7 @@ build_packages=(
   libpipewire-0.3-dev libyuv-dev libjpeg62-turbo-dev
   libxnnpack-dev libpthreadpool-dev libcpuinfo-dev libeigen3-dev
   libxcb1-dev libxcb-shape0-dev libxcb-randr0-dev libxcb-xfixes0-dev libxcb-composite0-dev libxcb-render0-dev
+  libxcb-dpms0-dev libxcb-xinput-dev libxcb-xkb-dev libwayland-dev libwayland-bin
 )
 run_packages=(
   pipewire wireplumber
@@ -22,7 +23,7 @@ run_packages=(
 # The demonstration and the tests run on a private desktop with a virtual camera.
 test_packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
-  dbus-daemon dbus-bin
+  dbus-daemon dbus-bin python3-dbusmock
   xvfb openbox picom x11-utils x11-xserver-utils xdotool imagemagick
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-pipewire
 )
