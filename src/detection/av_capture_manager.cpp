@@ -167,17 +167,19 @@ void AVCaptureManager::finish(const std::shared_ptr<Start>& start, StartResult r
   });
 }
 
-void AVCaptureManager::stopSession() {
+void AVCaptureManager::stopSession(std::function<void()> closed) {
   if (start_) {
     start_->abandoned = true;
     finish(start_, {StartResult::Outcome::stoppedMeanwhile, std::nullopt});
   }
   setFailure(std::nullopt);
   ++pendingStops_;
-  sessionQueue->async([weak = weak_from_this(), session = session_, mainLoop = environment_.mainLoop] {
+  sessionQueue->async([weak = weak_from_this(), session = session_, mainLoop = environment_.mainLoop,
+                       closed = std::move(closed)]() mutable {
     session->stopRunning();
-    mainLoop->post([weak] {
+    mainLoop->post([weak, closed = std::move(closed)] {
       if (const auto self = weak.lock()) self->sessionStopped();
+      closed();
     });
   });
 }
@@ -211,13 +213,7 @@ void AVCaptureManager::observeInterruptions() {
   interruptedRegistration_ = session_->wasInterrupted.connect([weak = weak_from_this()] {
     const auto self = weak.lock();
     if (!self || !self->runs()) return;
-    if (auto error = self->session_->serviceError()) {
-      self->setFailure(describe(*std::move(error)));
-    } else {
-      const bool away = self->session_->devices().empty();
-      self->setFailure(
-          CameraFailure{away ? CameraFailure::Kind::noCamera : CameraFailure::Kind::cameraBusy, {}});
-    }
+    if (auto cause = self->session_->interruptionCause()) self->setFailure(describe(*std::move(cause)));
   });
   interruptionEndedRegistration_ = session_->interruptionEnded.connect([weak = weak_from_this()] {
     if (const auto self = weak.lock()) self->setFailure(std::nullopt);

@@ -51,7 +51,8 @@ class AVCaptureManager final : public CameraFeedProviding,
   /// `configurationFailed`, the device's error or the detector's. A camera that is busy or away just then is
   /// no failure: the session runs interrupted and recovers by itself.
   void startSession(StartCompletion completion) override;
-  void stopSession() override;
+  using CameraFeedProviding::stopSession;
+  void stopSession(std::function<void()> closed) override;
 
   /// Chooses a camera, at once when the session runs. Reports no errors.
   void switchCamera(std::optional<std::string> id);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "detection/camera_error.h"
@@ -23,8 +24,12 @@ class CameraFeedProviding {
 
   /// Starts the session; `completion` is called once, in a later turn.
   virtual void startSession(StartCompletion completion) = 0;
-  /// Stops the session, and wins over a start that is under way. Returns at once.
-  virtual void stopSession() = 0;
+  /// Stops the session, and wins over a start that is under way. Returns at once; `closed` is called in a
+  /// later turn, when the device is closed.
+  virtual void stopSession(std::function<void()> closed) = 0;
+  void stopSession() {
+    stopSession([] {});
+  }
 };
 
 }  // namespace sentrel

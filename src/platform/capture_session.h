@@ -78,7 +78,7 @@ class CaptureSession {
   [[nodiscard]] virtual std::optional<CaptureError> serviceError() const = 0;
 
   /// Why the session is interrupted, while it is. Any thread.
-  [[nodiscard]] virtual std::optional<CaptureError> interruptionCause() const { return {}; }
+  [[nodiscard]] virtual std::optional<CaptureError> interruptionCause() const = 0;
 
   // Configuration, start and stop. Camera queue.
 

@@ -7,6 +7,7 @@
 #include "platform/face_detector.h"
 #include "platform/haptics.h"
 #include "platform/key_monitor.h"
+#include "platform/localized_text.h"
 #include "platform/login_item.h"
 #include "platform/notifications.h"
 #include "platform/overlay_surface.h"
@@ -36,6 +37,7 @@ struct Platform {
   std::shared_ptr<PowerSource> powerSource;
   std::shared_ptr<SessionEvents> sessionEvents;
   std::shared_ptr<KeyMonitor> keyMonitor;
+  LocalizedText localizedText;
 
   /// Fatal when a platform is already installed.
   static void install(Platform platform);

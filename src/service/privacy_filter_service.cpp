@@ -7,6 +7,7 @@
 #include "detection/av_capture_manager.h"
 #include "platform/platform.h"
 #include "service/viewing_distance.h"
+#include "support/checked.h"
 #include "support/fatal.h"
 
 namespace sentrel {
@@ -29,16 +30,38 @@ PrivacyFilterService::PrivacyFilterService(Parts parts)
       cameraManager(std::move(parts.cameraManager)),
       captureSession_(std::move(parts.captureSession)),
       overlayManager(std::move(parts.overlayManager)),
-      settingsRepo(std::move(parts.settingsRepo)) {
+      settingsRepo(std::move(parts.settingsRepo)),
+      statsRepo(std::move(parts.statsRepo)),
+      sessionEvents_(std::move(parts.sessionEvents)),
+      powerSource_(std::move(parts.powerSource)),
+      keyMonitor_(std::move(parts.keyMonitor)),
+      notifications_(std::move(parts.notifications)),
+      haptics_(std::move(parts.haptics)),
+      localizedText_(std::move(parts.localizedText)),
+      retroFeed_(std::move(parts.retroFeed)) {
   cameraRunningRegistration_ = cameraManager->isRunning().onChange([this](bool running) {
     if (!running) cameraClosing_ = false;
   });
 }
 
 const std::shared_ptr<PrivacyFilterService>& PrivacyFilterService::shared() {
-  static const auto instance = std::make_shared<PrivacyFilterService>(Parts{
-      AnalysisEnvironment::of(Platform::current()), AVCaptureManager::shared(),
-      AVCaptureManager::shared()->session(), OverlayWindowManager::shared(), SettingsRepository::shared()});
+  static const auto instance = [] {
+    const Platform& platform = Platform::current();
+    return std::make_shared<PrivacyFilterService>(
+        Parts{.environment = AnalysisEnvironment::of(platform),
+              .cameraManager = AVCaptureManager::shared(),
+              .captureSession = AVCaptureManager::shared()->session(),
+              .overlayManager = OverlayWindowManager::shared(),
+              .settingsRepo = SettingsRepository::shared(),
+              .statsRepo = StatsRepository::shared(),
+              .sessionEvents = platform.sessionEvents,
+              .powerSource = platform.powerSource,
+              .keyMonitor = platform.keyMonitor,
+              .notifications = platform.notifications,
+              .haptics = platform.haptics,
+              .localizedText = platform.localizedText,
+              .retroFeed = nullptr});
+  }();
   return instance;
 }
 
@@ -47,9 +70,19 @@ const std::shared_ptr<PrivacyFilterService>& PrivacyFilterService::shared() {
 void PrivacyFilterService::start() {
   // A camera that is about to stop does not count as running: switching off and on again must end on.
   if (cameraManager->isRunning() && !cameraClosing_) return;
-  if (std::exchange(starting_, true)) return;
+  // On already; the camera opens again when the person comes back.
+  if (away_ || std::exchange(starting_, true)) return;
   const std::uint64_t attempt = ++startAttempt_;
+  // Whatever the answer is: notifications that nobody may show are dropped by the desktop.
+  notifications_->requestAuthorization([weak = weak_from_this(), attempt](bool /*granted*/) {
+    if (const auto self = weak.lock()) self->startCamera(attempt);
+  });
+}
 
+void PrivacyFilterService::startCamera(std::uint64_t attempt) {
+  if (attempt != startAttempt_ || !starting_) return;  // a stop came meanwhile, and wins
+  sessionStartDate = environment_.clock->nowMs();
+  statsRepo->incrementSessions();
   analyzer = std::make_shared<VisionFaceAnalyzer>(settingsRepo->settings.get().captureFps, environment_);
   analyzer->onResult = [weak = weak_from_this(),
                         mainLoop = environment_.mainLoop](const DetectionInput& input) {
@@ -65,7 +98,7 @@ void PrivacyFilterService::start() {
 }
 
 void PrivacyFilterService::startFinished(std::uint64_t attempt, const StartResult& result) {
-  if (attempt != startAttempt_ || !starting_) return;  // a stop came meanwhile, and wins
+  if (attempt != startAttempt_ || !starting_) return;
   starting_ = false;
   switch (result.outcome) {
     case StartResult::Outcome::stoppedMeanwhile:
@@ -77,15 +110,21 @@ void PrivacyFilterService::startFinished(std::uint64_t attempt, const StartResul
       break;
   }
   fsm.activate();
-  overlayManager->show();
+  ensureOverlay();
   observeSettings();
   observeFsm();
   observeSystemEvents();
+  startBatteryMonitor();
+  if (settingsRepo->settings.get().globalShortcutEnabled) registerGlobalShortcut();
   assignIfChanged(isActive_, true);
 }
 
 void PrivacyFilterService::stop() {
   abandonStart();
+  if (const auto began = std::exchange(sessionStartDate, std::nullopt)) {
+    const std::int64_t seconds = checkedSubtract(environment_.clock->nowMs(), *began) / 1000;
+    environment_.mainLoop->post([stats = statsRepo, seconds] { stats->addActiveSeconds(seconds); });
+  }
   assignIfChanged(fsmState_, FilterState::inactive());
   assignIfChanged(isActive_, false);
   assignIfChanged(isAlert_, false);
@@ -94,10 +133,13 @@ void PrivacyFilterService::stop() {
   handleFsmSideEffects(FilterState::inactive());
   analyzer.reset();
   cameraManager->setAnalyzer(nullptr);
-  closeCamera();
+  closeCamera([] {});
   settingsCancellable.reset();
   fsmCancellable.reset();
   busyRetry_.reset();
+  batteryTimer.reset();
+  powerRegistration_.reset();
+  unregisterGlobalShortcut();
   removeSystemEventObservers();
 }
 
@@ -107,9 +149,9 @@ void PrivacyFilterService::abandonStart() {
   starting_ = false;
 }
 
-void PrivacyFilterService::closeCamera() {
+void PrivacyFilterService::closeCamera(std::function<void()> closed) {
   cameraClosing_ = cameraManager->isRunning();
-  cameraManager->stopSession();
+  cameraManager->stopSession(std::move(closed));
 }
 
 // The road of a frame.
@@ -152,57 +194,6 @@ void PrivacyFilterService::observeFsm() {
       const auto self = weak.lock();
       if (self && session == self->stopCount_) self->handleFsmSideEffects(state);
     });
-  });
-}
-
-void PrivacyFilterService::handleFsmSideEffects(const FilterState& state) {
-  assignIfChanged(isAlert_, state.is(FilterState::Kind::alert));
-  switch (state.kind()) {
-    case FilterState::Kind::nominal:
-    case FilterState::Kind::inattention:
-      if (analyzer) analyzer->isSuspended = false;
-      assignIfChanged(overlayManager->isAlertMode, false);
-      ensureOverlay();
-      break;
-    case FilterState::Kind::alert:
-      if (analyzer) analyzer->isSuspended = false;
-      ensureOverlay();
-      assignIfChanged(overlayManager->isAlertMode, true);
-      break;
-    case FilterState::Kind::autoPaused:
-      assignIfChanged(overlayManager->isAlertMode, false);
-      overlayManager->hide();
-      if (analyzer) analyzer->isSuspended = true;
-      break;
-    case FilterState::Kind::cameraBusy:
-      assignIfChanged(overlayManager->isAlertMode, false);
-      scheduleBusyRetry(state.retryInMs());
-      break;
-    case FilterState::Kind::inactive:
-      assignIfChanged(overlayManager->isAlertMode, false);
-      overlayManager->hide();
-      break;
-  }
-}
-
-void PrivacyFilterService::ensureOverlay() {
-  if (!overlayManager->isShowing()) overlayManager->show();
-}
-
-void PrivacyFilterService::scheduleBusyRetry(std::int64_t retryInMs) {
-  if (retryInMs < 0) fatal("the camera's retry delay is negative");
-  busyRetry_ = environment_.mainLoop->after(retryInMs, [weak = weak_from_this()] {
-    if (const auto self = weak.lock()) self->retryBusyCamera();
-  });
-}
-
-void PrivacyFilterService::retryBusyCamera() {
-  if (!fsm.state().get().is(FilterState::Kind::cameraBusy)) return;
-  fsm.onSystemEvent(FilterFsm::SystemEvent::cameraAvailable);
-  environment_.mainLoop->post([weak = weak_from_this()] {
-    const auto self = weak.lock();
-    // The person may have switched off in between.
-    if (self && self->isActive_) self->start();
   });
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -12,15 +13,23 @@
 #include "overlay/overlay_window_manager.h"
 #include "platform/capture_session.h"
 #include "platform/face_detector.h"
+#include "platform/haptics.h"
+#include "platform/key_monitor.h"
+#include "platform/localized_text.h"
+#include "platform/notifications.h"
+#include "platform/power_source.h"
+#include "platform/session_events.h"
+#include "service/retro_feed.h"
 #include "settings/settings_repository.h"
+#include "settings/stats_repository.h"
 #include "support/published.h"
 #include "support/registration.h"
 
 namespace sentrel {
 
 /// Starts and stops protection, and joins its parts: the camera feeds an analyser, the analyser the state
-/// machine, and every state of the machine becomes something to see. Main thread, to be owned by a shared
-/// pointer.
+/// machine, every state of the machine becomes something to see, and what happens on the desktop becomes an
+/// event of the machine. Main thread, to be owned by a shared pointer.
 class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterService> {
  public:
   struct Parts {
@@ -29,6 +38,14 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
     std::shared_ptr<CaptureSession> captureSession;  ///< whose interruptions are followed
     std::shared_ptr<OverlayWindowManager> overlayManager;
     std::shared_ptr<SettingsRepository> settingsRepo;
+    std::shared_ptr<StatsRepository> statsRepo;
+    std::shared_ptr<SessionEvents> sessionEvents;
+    std::shared_ptr<PowerSource> powerSource;
+    std::shared_ptr<KeyMonitor> keyMonitor;
+    std::shared_ptr<Notifications> notifications;
+    std::shared_ptr<Haptics> haptics;
+    LocalizedText localizedText;
+    std::shared_ptr<RetroFeed> retroFeed;  ///< null where nothing shows the onlooker
   };
 
   explicit PrivacyFilterService(Parts parts);
@@ -45,18 +62,20 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   /// An alert is in progress.
   [[nodiscard]] const Published<bool>& isAlert() const { return isAlert_; }
 
-  /// Switches protection on: `isActive` follows once the camera has started. Nothing while the camera runs; a
-  /// start that is under way is joined. A camera that cannot start leaves protection off and the machine in
-  /// `cameraBusy`.
+  /// Switches protection on: `isActive` follows once notifications are settled and the camera has started.
+  /// Nothing while the camera runs; a start that is under way is joined. A camera that cannot start leaves
+  /// protection off and the machine in `cameraBusy`.
   void start();
-  /// Switches protection off, also when a start is under way. Harmless when off.
+  /// Switches protection off, also when a start is under way. The session's seconds are counted in the next
+  /// turn. Harmless when off.
   void stop();
 
  private:
   // Switching on and off.
+  void startCamera(std::uint64_t attempt);
   void startFinished(std::uint64_t attempt, const StartResult& result);
   void abandonStart();
-  void closeCamera();
+  void closeCamera(std::function<void()> closed);
 
   // The road of a frame, and what follows from a state.
   void handleDetectionInput(const DetectionInput& input);
@@ -64,6 +83,11 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   void observeFsm();
   void handleFsmSideEffects(const FilterState& state);
   void ensureOverlay();
+  void followOnlooker();
+  void forgetOnlooker();
+  void onAlertStarted();
+  void postAlertNotification();
+  void withdrawNotification();
   void scheduleBusyRetry(std::int64_t retryInMs);
   void retryBusyCamera();
 
@@ -77,25 +101,44 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   // System events.
   void observeSystemEvents();
   void removeSystemEventObservers();
+  void screenOff();
+  void screenOn();
   void cameraInterrupted();
   void cameraResumed();
+  void startBatteryMonitor();
+  void checkBattery();
+  void registerGlobalShortcut();
+  void unregisterGlobalShortcut();
+  void toggleByShortcut();
+  void updateShortcutHint();
 
   const AnalysisEnvironment environment_;
   const std::shared_ptr<CameraFeedProviding> cameraManager;
   const std::shared_ptr<CaptureSession> captureSession_;
   const std::shared_ptr<OverlayWindowManager> overlayManager;
   const std::shared_ptr<SettingsRepository> settingsRepo;
+  const std::shared_ptr<StatsRepository> statsRepo;
+  const std::shared_ptr<SessionEvents> sessionEvents_;
+  const std::shared_ptr<PowerSource> powerSource_;
+  const std::shared_ptr<KeyMonitor> keyMonitor_;
+  const std::shared_ptr<Notifications> notifications_;
+  const std::shared_ptr<Haptics> haptics_;
+  const LocalizedText localizedText_;
+  const std::shared_ptr<RetroFeed> retroFeed_;
 
   FilterFsm fsm;
   std::shared_ptr<VisionFaceAnalyzer> analyzer;  // of the current session
   Published<FilterState> fsmState_{FilterState::inactive()};
   Published<bool> isActive_{false};
   Published<bool> isAlert_{false};
+  std::optional<std::int64_t> sessionStartDate;     // milliseconds
+  std::optional<std::int64_t> lastAlertNotifiedAt;  // milliseconds
 
   std::uint64_t startAttempt_ = 0;  // an answer to an earlier attempt comes too late
   std::uint64_t stopCount_ = 0;
   bool starting_ = false;       // an attempt is under way
   bool cameraClosing_ = false;  // the camera runs, but a stop is on its way to it
+  bool away_ = false;           // the last session event was of a person who goes away
   std::optional<FilterSettings> appliedSettings_;
   std::optional<FaceTuning> tuning_;
 
@@ -103,6 +146,11 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   Registration settingsCancellable;
   Registration fsmCancellable;
   Registration busyRetry_;
+  Registration batteryTimer;
+  Registration powerRegistration_;
+  Registration globalMonitor;
+  Registration canObserveRegistration_;
+  Registration sessionEventsRegistration_;
   Registration interruptedRegistration_;
   Registration interruptionEndedRegistration_;
 };

@@ -12,6 +12,7 @@
 
 #include "desktop/detection_line.h"
 #include "service/privacy_filter_service.h"
+#include "support/fake_desktop.h"
 #include "support/fake_login_item.h"
 #include "support/fake_overlay_backend.h"
 #include "support/portrait_scene.h"
@@ -146,8 +147,9 @@ class PulledCamera : public ::testing::Test {
       std::make_shared<FakeOverlayBackend>(), line.mainLoop, line.clock);
   std::shared_ptr<SettingsRepository> settings = std::make_shared<SettingsRepository>(
       std::make_shared<MemoryUserDefaults>(), std::make_shared<FakeLoginItem>());
+  FakeDesktop surroundings{line.mainLoop};
   std::shared_ptr<PrivacyFilterService> service = std::make_shared<PrivacyFilterService>(
-      PrivacyFilterService::Parts{line.environment, line.camera, line.captureSession, overlay, settings});
+      surroundings.parts(line.environment, line.camera, overlay, settings));
   std::vector<StateChange> states;
   Registration watch;
 };

@@ -176,6 +176,7 @@ TEST_F(AVCaptureManagerTest, ACameraThatIsAwayOrBusyRunsInterrupted) {
   startAndSettle();
   EXPECT_EQ(outcomes.back(), Outcome::started);
   ASSERT_TRUE(room.session->input);
+  room.session->cause = room.session->inputError;
   room.session->wasInterrupted.emit();
   EXPECT_EQ(failureKey(), "error_camera_busy");
   room.session->interruptionEnded.emit();
@@ -187,10 +188,17 @@ TEST_F(AVCaptureManagerTest, ACameraThatIsAwayOrBusyRunsInterrupted) {
   room.session->inputError = CaptureError{CaptureError::Kind::deviceUnavailable, "gone"};
   startAndSettle();
   EXPECT_EQ(outcomes.back(), Outcome::started) << "this process has seen a camera";
+  room.session->cause = room.session->inputError;
   room.session->wasInterrupted.emit();
   EXPECT_EQ(failureKey(), "error_no_camera");
-  manager->stopSession();
+  bool closed = false;
+  manager->stopSession([&] {
+    closed = true;
+    EXPECT_FALSE(room.session->running);
+  });
   EXPECT_EQ(failureKey(), "") << "nothing is wrong with a camera that is off";
+  room.settle();
+  EXPECT_TRUE(closed);
   room.session->wasInterrupted.emit();
   EXPECT_EQ(failureKey(), "");
 }

@@ -12,6 +12,7 @@
 #include "detection/av_capture_manager.h"
 #include "linux/desktop/qt_main_loop.h"
 #include "service/privacy_filter_service.h"
+#include "support/fake_desktop.h"
 #include "support/fake_login_item.h"
 #include "support/fake_overlay_backend.h"
 #include "support/machine_room.h"
@@ -49,8 +50,9 @@ TEST(FrameRoad, AllocatesNothingWhenWarm) {
       std::make_shared<OverlayWindowManager>(std::make_shared<test::FakeOverlayBackend>(), loop, room.loop);
   const auto settings = std::make_shared<SettingsRepository>(std::make_shared<MemoryUserDefaults>(),
                                                              std::make_shared<test::FakeLoginItem>());
-  const auto service = std::make_shared<PrivacyFilterService>(
-      PrivacyFilterService::Parts{environment, camera, room.session, overlay, settings});
+  const test::FakeDesktop desktop(loop);
+  const auto service =
+      std::make_shared<PrivacyFilterService>(desktop.parts(environment, camera, overlay, settings));
   const auto settle = [&] {
     for (int i = 0; i < 4; ++i) {
       room.analysisQueue->sync([] {});

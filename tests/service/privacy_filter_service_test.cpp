@@ -5,6 +5,7 @@
 
 #include "linux/desktop/system_clock.h"
 #include "service/camera_choice.h"
+#include "service/covered_screens.h"
 #include "service/service_test_base.h"
 #include "service/viewing_distance.h"
 
@@ -93,7 +94,7 @@ TEST_F(PrivacyFilterServiceTest, OverlappingStartsAndStops) {
   service->start();
   room.settle();
   EXPECT_TRUE(service->isActive());
-  EXPECT_EQ(observers(), 2U);
+  EXPECT_EQ(observers(), observersWhileOn);
   stop();
 
   room.session->status = AuthorizationStatus::notDetermined;
@@ -158,7 +159,7 @@ TEST_F(PrivacyFilterServiceTest, ARetryRestartsAStoppedCameraUntilItWorksAndAdds
   room.advance(5000);
   EXPECT_EQ(state(), Kind::nominal);
   EXPECT_EQ(room.session->starts, 2);
-  EXPECT_EQ(observers(), 2U);
+  EXPECT_EQ(observers(), observersWhileOn);
   see(alone, 300);
   EXPECT_EQ(room.detector->restarts, 3) << "each start has its own analyser";
 }
@@ -190,8 +191,7 @@ TEST_F(PrivacyFilterServiceTest, ASteppedWallClockLosesNoFrameAndChangesNoState)
   AnalysisEnvironment environment = room.environment();
   environment.clock =
       std::make_shared<SystemClock>([&] { return wall; }, [loop = room.loop] { return loop->nowMs(); });
-  service = std::make_shared<PrivacyFilterService>(
-      PrivacyFilterService::Parts{environment, camera, room.session, overlay, settings});
+  service = std::make_shared<PrivacyFilterService>(desktop.parts(environment, camera, overlay, settings));
   start();
   see(alone, 1000);
   for (const std::int64_t step : {-3'600'000, 7'200'000}) {
@@ -251,6 +251,173 @@ TEST_F(PrivacyFilterServiceTest, TheStoredCameraIsPreferredAtEveryStart) {
   stop();
   start();
   EXPECT_EQ(room.session->input->deviceID, "front");
+}
+
+TEST_F(PrivacyFilterServiceTest, AnAlertIsFeltToldShownAndCountedOnceInHalfAMinute) {
+  start();
+  const auto alertOnce = [&] {
+    see(watched, 700);
+    EXPECT_EQ(state(), Kind::alert);
+    room.detector->next = alone;
+  };
+  alertOnce();
+  ASSERT_EQ(desktop.notifications->shown.count("sentrel.alert"), 1U);
+  EXPECT_EQ(desktop.notifications->shown["sentrel.alert"].title, "notif_alert_title");
+  see(watched, 200);
+  EXPECT_GT(desktop.retroFeed->rendered, 0);
+  see(alone, 3200);
+  EXPECT_EQ(desktop.notifications->shown.size(), 0U) << "withdrawn";
+  EXPECT_EQ(desktop.retroFeed->rendered, 0) << "hidden";
+
+  see(alone, 15'000);
+  alertOnce();
+  EXPECT_EQ(desktop.notifications->added, 1) << "too soon after the first";
+  see(alone, 11'000);
+  FilterSettings next = settings->settings;
+  next.hapticOnAlert = false;
+  settings->save(next);
+  alertOnce();
+  EXPECT_EQ(desktop.notifications->added, 2);
+  EXPECT_EQ(desktop.haptics->performed, 1);
+  EXPECT_EQ(desktop.stats->stats.get().alertCount, 2);
+  desktop.session->observer.tell(SessionEvent::screenIsLocked);
+  room.settle();
+  EXPECT_EQ(desktop.notifications->shown.size(), 1U) << "a pause leaves it where it is";
+  stop();
+  EXPECT_EQ(desktop.notifications->shown.size(), 0U);
+}
+
+TEST_F(PrivacyFilterServiceTest, SessionsAndTheirWholeSecondsAreCounted) {
+  start();
+  room.loop->advance(2'999);
+  stop();
+  EXPECT_EQ(desktop.stats->stats.get(), (FilterStats{0, 1, 2}));
+  stop();
+  EXPECT_EQ(desktop.stats->stats.get().totalActiveSeconds, 2) << "counted once";
+
+  desktop.notifications->answering = false;
+  start();
+  EXPECT_EQ(room.session->starts, 1) << "the camera waits for the answer";
+  stop();
+  desktop.notifications->questions.at(0)(true);
+  room.settle();
+  expectOff("stopped while notifications were asked for");
+  EXPECT_EQ(desktop.stats->stats.get(), (FilterStats{0, 1, 2}));
+}
+
+TEST_F(PrivacyFilterServiceTest, WhoIsAwayIsNeitherWatchedNorCovered) {
+  start();
+  see(alone, 300);
+  const auto tell = [&](SessionEvent event) {
+    desktop.session->observer.tell(event);
+    EXPECT_TRUE(camera->analyzer()->isSuspended || !isGoingAway(event));
+    room.settle();
+  };
+  const auto paused = FilterState::autoPaused(PauseReason::screenOff());
+  tell(SessionEvent::screenIsLocked);
+  EXPECT_EQ(service->fsmState().get(), paused);
+  EXPECT_FALSE(room.session->running);
+  EXPECT_TRUE(backend->shown.empty());
+  EXPECT_EQ(desktop.session->closings, 1) << "sleep may go on";
+  // The late word of a camera, an empty battery and a charged one.
+  room.session->wasInterrupted.emit();
+  room.session->interruptionEnded.emit();
+  for (const bool charging : {false, true}) {
+    desktop.power->source = PowerSourceDescription{5, charging};
+    room.advance(30'000, 5000);
+    EXPECT_EQ(service->fsmState().get(), paused);
+  }
+  tell(SessionEvent::screenIsUnlocked);
+  EXPECT_EQ(state(), Kind::nominal);
+  see(alone, 300);
+  EXPECT_EQ(room.detector->timestamps.size(), 6U) << "the analyser looks again";
+
+  // A restart of the camera that is under way when the person goes away.
+  camera->stopSession();
+  room.settle();
+  room.session->wasInterrupted.emit();
+  room.loop->advance(5000);
+  tell(SessionEvent::screensDidSleep);
+  EXPECT_EQ(service->fsmState().get(), paused);
+  EXPECT_FALSE(room.session->running);
+  EXPECT_TRUE(backend->shown.empty());
+  tell(SessionEvent::sessionDidBecomeActive);
+  EXPECT_TRUE(room.session->running);
+  EXPECT_EQ(backend->shown.size(), 1U);
+}
+
+TEST_F(PrivacyFilterServiceTest, TheBatteryPausesBelowItsThreshold) {
+  start();
+  const auto low = FilterState::autoPaused(PauseReason::lowBattery());
+  const auto on = FilterState::nominal(3);
+  using Power = std::optional<PowerSourceDescription>;
+  const struct {
+    Power power;
+    std::int64_t threshold;
+    FilterState expected;
+  } checks[] = {{Power{{9, false}}, 10, low},
+                {std::nullopt, 10, low},
+                {Power{{10, false}}, 10, on},
+                {Power{{9, false}}, 10, low},
+                {Power{{5, true}}, 10, on},
+                {Power{{9, std::nullopt}}, 10, low},
+                {Power{{std::nullopt, false}}, 10, on},
+                {Power{{9, false}}, 10, low},
+                {Power{{9, false}}, 0, on},
+                {Power{{0, false}}, -3, on}};
+  for (const auto& [power, threshold, expected] : checks) {
+    FilterSettings next = settings->settings;
+    next.batteryThresholdPercent = threshold;
+    settings->save(next);
+    desktop.power->source = power;
+    const FilterState before = service->fsmState();
+    room.advance(29'900, 29'900);
+    EXPECT_EQ(service->fsmState().get(), before);
+    room.advance(100);
+    EXPECT_EQ(service->fsmState().get(), expected) << power->currentCapacity.value_or(-1) << " " << threshold;
+    EXPECT_EQ(room.session->demand.wanted, expected == on) << "the light is out while paused";
+  }
+}
+
+TEST_F(PrivacyFilterServiceTest, TheShortcutSwitchesOffAndIsNamedWhereItWorks) {
+  desktop.keys->possible = false;
+  start();
+  EXPECT_FALSE(overlay->shortcutAvailable);
+  desktop.keys->possible = true;
+  desktop.keys->canObserveChanged.emit();
+  EXPECT_TRUE(overlay->shortcutAvailable);
+  desktop.keys->observer.tell();
+  room.settle();
+  expectOff("by the keys");
+  EXPECT_FALSE(overlay->shortcutAvailable);
+  FilterSettings next = settings->settings;
+  next.globalShortcutEnabled = false;
+  settings->save(next);
+  start();
+  EXPECT_EQ(desktop.keys->observer.count(), 0U);
+}
+
+TEST(CoveredScreens, AreAllOrTheMainOne) {
+  const auto backend = std::make_shared<test::FakeOverlayBackend>();
+  const Screen left{1, "left", {0, 0, 800, 600}, false};
+  const Screen main{2, "main", {800, 0, 800, 600}, true};
+  backend->screenList = {left, main};
+  const auto settings = std::make_shared<SettingsRepository>(std::make_shared<MemoryUserDefaults>(),
+                                                             std::make_shared<test::FakeLoginItem>());
+  CoveredScreens covered(backend);
+  covered.follow(settings);
+  int changes = 0;
+  const auto watch = covered.screensChanged.connect([&] { ++changes; });
+  EXPECT_THAT(covered.screens(), ElementsAre(left, main));
+  FilterSettings next = settings->settings;
+  next.coverAllScreens = false;
+  settings->settings = next;
+  EXPECT_THAT(covered.screens(), ElementsAre(main));
+  settings->settings = next;
+  EXPECT_EQ(changes, 1) << "only when it changes";
+  backend->setScreens({left});
+  EXPECT_THAT(covered.screens(), ElementsAre(left)) << "none is marked";
+  EXPECT_EQ(changes, 2);
 }
 
 TEST(ViewingDistance, IsBoundedAndTruncated) {

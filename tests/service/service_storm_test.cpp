@@ -15,9 +15,10 @@ class ServiceStormTest : public test::ServiceTestBase {
   void happen(std::mt19937& random) {
     const auto pick = [&](unsigned n) { return static_cast<std::int64_t>(random() % n); };
     FilterSettings next = settings->settings;
-    switch (pick(14)) {
+    switch (pick(21)) {
       case 0:
       case 1:
+      case 19:
         service->start();
         break;
       case 2:
@@ -48,13 +49,25 @@ class ServiceStormTest : public test::ServiceTestBase {
                                          : std::vector<Screen>{{1, "", {}, true}});
         break;
       case 10:
-        see(watched, 100 * pick(8));
+        see(watched, 600 + 100 * pick(4));
         break;
       case 11:
         see(lookingAway, 100 * pick(9));
         break;
       case 12:
         see(alone, 100 * pick(9));
+        break;
+      case 13:
+      case 14:
+        lastSessionEvent = static_cast<SessionEvent>(pick(6));
+        desktop.session->observer.tell(lastSessionEvent);
+        break;
+      case 15:
+        desktop.power->source = PowerSourceDescription{static_cast<int>(pick(20)), pick(2) == 0};
+        room.advance(30'000, 5000);
+        break;
+      case 16:
+        desktop.keys->observer.tell();
         break;
       default:
         room.advance(pick(2) == 0 ? 5000 : 100);
@@ -65,25 +78,37 @@ class ServiceStormTest : public test::ServiceTestBase {
 
   void expectFitting() {
     const bool active = service->isActive();
+    if (!active) lastSessionEvent = SessionEvent::screensDidWake;  // nobody listens any more
     const Kind kind = state();
     const bool watching = kind == Kind::nominal || kind == Kind::inattention || kind == Kind::alert;
     EXPECT_EQ(room.session->running, camera->isRunning().get());
-    EXPECT_EQ(observers(), active ? 2U : 0U);
-    EXPECT_EQ(overlay->isShowing(), active);
-    EXPECT_EQ(backend->shown.size(), active ? backend->screenList.size() : 0U);
-    EXPECT_EQ(backend->screensChanged.observerCount(), active ? 1U : 0U);
+    EXPECT_EQ(observers(), active ? observersWhileOn : 0U);
+    if (kind != Kind::cameraBusy) {
+      EXPECT_EQ(overlay->isShowing(), watching);
+    }
+    EXPECT_EQ(backend->shown.size(), overlay->isShowing() ? backend->screenList.size() : 0U);
+    EXPECT_EQ(backend->screensChanged.observerCount(), overlay->isShowing() ? 1U : 0U);
+    EXPECT_EQ(camera->analyzer() && camera->analyzer()->onRetroFrame, kind == Kind::alert);
+    EXPECT_EQ(desktop.session->resting,
+              service->fsmState().get() == FilterState::autoPaused(PauseReason::lowBattery()));
+    if (isGoingAway(lastSessionEvent)) {
+      EXPECT_EQ(service->fsmState().get(), FilterState::autoPaused(PauseReason::screenOff()));
+      EXPECT_FALSE(room.session->running) << "nothing opens the camera of a person who is away";
+    }
     EXPECT_EQ(service->isAlert(), kind == Kind::alert);
     EXPECT_EQ(overlay->isAlertMode, kind == Kind::alert);
     const std::size_t flashes = kind == Kind::alert ? backend->shown.size() : 0;
-    EXPECT_LE(room.loop->timerCount(), flashes + (active ? 1 : 0));
+    EXPECT_LE(room.loop->timerCount(), flashes + (active ? 2 : 0));
     if (active) {
       EXPECT_EQ(overlay->currentAlpha,
                 std::min(0.8F, filterAlpha(service->fsmState(), settings->settings.get().filterStrength)));
-      EXPECT_EQ(watching || kind == Kind::cameraBusy, true);
+      EXPECT_NE(kind, Kind::inactive);
     } else {
       EXPECT_EQ(kind, Kind::inactive);
     }
   }
+
+  SessionEvent lastSessionEvent = SessionEvent::screensDidWake;
 };
 
 TEST_F(ServiceStormTest, RegistrationsAndWhatIsShownFitTheState) {

@@ -9,6 +9,7 @@
 
 #include "detection/av_capture_manager.h"
 #include "service/privacy_filter_service.h"
+#include "support/fake_desktop.h"
 #include "support/fake_login_item.h"
 #include "support/fake_overlay_backend.h"
 #include "support/machine_room.h"
@@ -41,10 +42,12 @@ class ServiceTestBase : public testing::Test {
   [[nodiscard]] FilterState::Kind state() const { return service->fsmState().get().kind(); }
   [[nodiscard]] std::size_t observers() const {
     return room.session->wasInterrupted.observerCount() + room.session->interruptionEnded.observerCount() -
-           observersOfManager;
+           observersOfManager + desktop.observers();
   }
 
   static constexpr std::size_t observersOfManager = 2;
+  /// While on: of the camera's two signals, the session, the battery and the keys.
+  static constexpr std::size_t observersWhileOn = 5;
 
   MachineRoom room;
   std::shared_ptr<FakeOverlayBackend> backend = std::make_shared<FakeOverlayBackend>();
@@ -54,8 +57,9 @@ class ServiceTestBase : public testing::Test {
       std::make_shared<OverlayWindowManager>(backend, room.loop, room.loop);
   std::shared_ptr<SettingsRepository> settings = std::make_shared<SettingsRepository>(
       std::make_shared<MemoryUserDefaults>(), std::make_shared<FakeLoginItem>());
-  std::shared_ptr<PrivacyFilterService> service = std::make_shared<PrivacyFilterService>(
-      PrivacyFilterService::Parts{room.environment(), camera, room.session, overlay, settings});
+  FakeDesktop desktop{room.loop};
+  std::shared_ptr<PrivacyFilterService> service =
+      std::make_shared<PrivacyFilterService>(desktop.parts(room.environment(), camera, overlay, settings));
 
   const FaceDetections alone = detectionsOf({faceOf(0.2)}, {faceOf(0.2)});
   const FaceDetections lookingAway = detectionsOf({faceOf(0.2)}, {faceOf(0.2, 0.1, 0.8)});

@@ -23,6 +23,7 @@ class FakeCaptureSession final : public CaptureSession {
   bool seen = true;
   std::optional<CaptureError> service;
   std::optional<CaptureError> inputError;
+  std::optional<CaptureError> cause;
   bool takesInput = true;
   bool takesOutput = true;
   std::function<void()> whileListing;  ///< runs on the camera queue when devices are awaited
@@ -56,6 +57,7 @@ class FakeCaptureSession final : public CaptureSession {
   }
   [[nodiscard]] bool hasSeenDevice() const override { return seen; }
   [[nodiscard]] std::optional<CaptureError> serviceError() const override { return service; }
+  [[nodiscard]] std::optional<CaptureError> interruptionCause() const override { return cause; }
 
   void beginConfiguration() override { configuring = true; }
   void commitConfiguration() override {

@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "detection/calibration_session.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "platform/platform.h"
+#include "support/fatal.h"
+
+namespace sentrel {
+
+namespace {
+
+constexpr std::int64_t countdownSeconds = 3;
+constexpr std::int64_t secondMs = 1000;
+constexpr std::int64_t measuringMs = 3000;
+constexpr std::size_t fewestSamples = 3;
+constexpr const char* noFace = "Aucun visage détecté. Assurez-vous d'être bien en face de la caméra.";
+
+/// A pinhole camera: a face of usual width, seen in a picture 1280 pixels wide.
+constexpr double widthTimesDistance = 12600;
+constexpr double pictureWidth = 1280;
+constexpr std::int64_t nearestCm = 30;
+constexpr std::int64_t farthestCm = 200;
+
+std::int64_t distanceFor(double faceWidth) {
+  const double cm = std::round(widthTimesDistance / (faceWidth * pictureWidth));
+  // More than any camera can see, and still a number.
+  constexpr double bound = 9e15;
+  if (!(std::abs(cm) < bound)) fatal("a measured face has no width");
+  return std::clamp(static_cast<std::int64_t>(cm), nearestCm, farthestCm);
+}
+
+}  // namespace
+
+CalibrationSession::CalibrationSession(Parts parts) : parts_(std::move(parts)) {}
+
+std::shared_ptr<CalibrationSession> CalibrationSession::create() {
+  return std::make_shared<CalibrationSession>(Parts{Platform::current().mainLoop, Platform::current().clock,
+                                                    AVCaptureManager::shared(),
+                                                    SettingsRepository::shared()});
+}
+
+void CalibrationSession::start() {
+  if (phase_.get().kind() != Phase::Kind::idle) return;
+  samples.clear();
+  measureStart.reset();
+  if (!parts_.camera->isRunning()) {
+    parts_.mainLoop->post([camera = parts_.camera] { camera->startSession([](const StartResult&) {}); });
+  }
+  startCountdown(countdownSeconds);
+}
+
+void CalibrationSession::startCountdown(std::int64_t remaining) {
+  countdownTask = parts_.mainLoop->after(secondMs, [weak = weak_from_this(), remaining] {
+    const auto self = weak.lock();
+    if (!self) return;
+    if (remaining > 1) {
+      self->startCountdown(remaining - 1);
+    } else {
+      self->beginMeasuring();
+    }
+  });
+  phase_ = Phase::counting(remaining);
+}
+
+void CalibrationSession::beginMeasuring() {
+  countdownTask.reset();
+  measureStart = parts_.clock->nowMs();
+  parts_.camera->startCalibrationSampling([weak = weak_from_this(), loop = parts_.mainLoop](double width) {
+    loop->post([weak, width] {
+      if (const auto self = weak.lock()) self->samples.push_back(width);
+    });
+  });
+  pollTask = parts_.mainLoop->after(measuringMs, [weak = weak_from_this()] {
+    if (const auto self = weak.lock()) self->finalizeMeasurement();
+  });
+  phase_ = Phase::measuring();
+}
+
+void CalibrationSession::finalizeMeasurement() {
+  pollTask.reset();
+  detachSampler();
+  if (samples.size() < fewestSamples) {
+    phase_ = Phase::failed(noFace);
+    return;
+  }
+  std::ranges::sort(samples);
+  phase_ = Phase::done(distanceFor(samples[samples.size() / 2]));
+}
+
+void CalibrationSession::detachSampler() {
+  if (const auto analyzer = parts_.camera->analyzer()) analyzer->onCalibrationSample = nullptr;
+}
+
+void CalibrationSession::cancel() {
+  countdownTask.reset();
+  pollTask.reset();
+  detachSampler();
+  phase_ = Phase::idle();
+}
+
+void CalibrationSession::accept(std::int64_t distanceCm) {
+  FilterSettings next = parts_.settingsRepo->settings;
+  next.calibrationDistanceCm = distanceCm;
+  next.isCalibrated = true;
+  parts_.settingsRepo->save(next);
+  cancel();
+}
+
+}  // namespace sentrel

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "detection/calibration_session.h"
+
+#include <gmock/gmock.h>
+
+#include "support/fake_login_item.h"
+#include "support/machine_room.h"
+
+namespace sentrel {
+namespace {
+
+using Phase = CalibrationSession::Phase;
+
+struct CalibrationTest : testing::Test {
+  /// From the start into the measuring.
+  void measure(const std::vector<double>& widths) {
+    session->start();
+    room.advance(3000, 500);
+    for (const double width : widths) camera->analyzer()->onCalibrationSample(width);
+    room.settle();
+  }
+
+  test::MachineRoom room;
+  std::shared_ptr<AVCaptureManager> camera =
+      AVCaptureManager::create(room.session, room.cameraQueue, room.environment());
+  std::shared_ptr<SettingsRepository> settings = std::make_shared<SettingsRepository>(
+      std::make_shared<MemoryUserDefaults>(), std::make_shared<test::FakeLoginItem>());
+  std::shared_ptr<CalibrationSession> session =
+      std::make_shared<CalibrationSession>(CalibrationSession::Parts{room.loop, room.loop, camera, settings});
+};
+
+TEST_F(CalibrationTest, MeasuresTheMedianFace) {
+  const Phase failed = Phase::failed("Aucun visage détecté. Assurez-vous d'être bien en face de la caméra.");
+  const struct {
+    std::vector<double> widths;
+    Phase expected;
+  } cases[] = {
+      {{0.30, 0.10, 0.20}, Phase::done(49)},  {{0.16, 0.10, 0.14, 0.12}, Phase::done(70)},
+      {{0.15, 0.15, 0.15}, Phase::done(66)},  {{0.5, 0.5, 0.5}, Phase::done(30)},
+      {{0.02, 0.02, 0.02}, Phase::done(200)}, {{0.2, 0.2}, failed},
+  };
+  for (const auto& [widths, expected] : cases) {
+    measure(widths);
+    EXPECT_EQ(session->phase().get(), Phase::measuring());
+    room.advance(3000, 500);
+    EXPECT_EQ(session->phase().get(), expected) << widths[0];
+    EXPECT_FALSE(camera->analyzer()->onCalibrationSample) << "detached";
+    session->start();
+    EXPECT_EQ(session->phase().get(), expected) << "only from idle";
+    session->cancel();
+  }
+  EXPECT_TRUE(room.session->running) << "left to who owns the session";
+}
+
+TEST_F(CalibrationTest, CountsIsCancelledAndAccepted) {
+  std::vector<std::int64_t> counted;
+  const auto watch = session->phase().onChange([&](const Phase& p) { counted.push_back(p.remaining()); });
+  session->start();
+  room.advance(2500, 500);
+  EXPECT_THAT(counted, testing::ElementsAre(3, 2, 1));
+  EXPECT_TRUE(room.session->running);
+  session->cancel();
+  EXPECT_EQ(session->phase().get(), Phase::idle());
+  EXPECT_EQ(room.loop->timerCount(), 0U);
+
+  measure({0.2, 0.2, 0.2});
+  session->accept(75);
+  room.advance(5000, 500);
+  EXPECT_EQ(session->phase().get(), Phase::idle());
+  EXPECT_EQ(settings->settings.get().calibrationDistanceCm, 75);
+  EXPECT_TRUE(settings->settings.get().isCalibrated);
+
+  measure({});
+  session.reset();
+  room.advance(5000, 500);
+  EXPECT_EQ(room.loop->timerCount(), 0U) << "a view that went took it along";
+}
+
+}  // namespace
+}  // namespace sentrel

@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "detection/av_capture_manager.h"
+#include "service/privacy_filter_service.h"
+
+namespace sentrel::test {
+
+/// One observer at a time, as the real sources have it: a former registration ends nothing.
+template <class... Args>
+class OneObserver {
+ public:
+  Registration install(std::function<void(Args...)> observer) {
+    observer_ = std::move(observer);
+    return Registration([this, mine = ++number_] {
+      if (mine == number_) observer_ = nullptr;
+    });
+  }
+  void tell(Args... args) const {
+    if (const auto told = observer_) told(args...);
+  }
+  [[nodiscard]] std::size_t count() const { return observer_ ? 1 : 0; }
+
+ private:
+  std::function<void(Args...)> observer_;
+  int number_ = 0;
+};
+
+/// A session whose person comes and goes when a test says so.
+class FakeSessionEvents final : public SessionEvents {
+ public:
+  OneObserver<SessionEvent> observer;
+  bool locked = false;
+  bool resting = false;
+  int closings = 0;  ///< how often the camera was said to be closed
+
+  [[nodiscard]] Registration install(Observer told) override { return observer.install(std::move(told)); }
+  [[nodiscard]] bool isLocked() const override { return locked; }
+  void cameraIsClosed() override { ++closings; }
+  void setResting(bool now) override { resting = now; }
+};
+
+class FakePowerSource final : public PowerSource {
+ public:
+  std::optional<PowerSourceDescription> source;
+  int observers = 0;
+
+  [[nodiscard]] Registration observe() override {
+    ++observers;
+    return Registration([this] { --observers; });
+  }
+  [[nodiscard]] std::optional<PowerSourceDescription> first() const override {
+    return observers > 0 ? source : std::nullopt;
+  }
+};
+
+class FakeKeyMonitor final : public KeyMonitor {
+ public:
+  OneObserver<> observer;
+  bool possible = true;
+
+  [[nodiscard]] bool canObserve() const override { return possible; }
+  [[nodiscard]] Registration observe(std::function<void()> pressed) override {
+    return observer.install(std::move(pressed));
+  }
+};
+
+/// What is shown, and how often something was.
+class FakeNotifications final : public Notifications {
+ public:
+  explicit FakeNotifications(std::shared_ptr<MainLoop> mainLoop) : mainLoop_(std::move(mainLoop)) {}
+
+  std::map<std::string, NotificationContent> shown;
+  int added = 0;
+  bool answering = true;
+  std::vector<std::function<void(bool)>> questions;  ///< while not answering
+
+  void requestAuthorization(std::function<void(bool granted)> answer) override {
+    if (!answering) {
+      questions.push_back(std::move(answer));
+    } else {
+      mainLoop_->post([answer = std::move(answer)] { answer(false); });
+    }
+  }
+  void add(const std::string& identifier, const NotificationContent& content) override {
+    shown[identifier] = content;
+    ++added;
+  }
+  void remove(const std::string& identifier) override { shown.erase(identifier); }
+
+ private:
+  std::shared_ptr<MainLoop> mainLoop_;
+};
+
+class FakeHaptics final : public Haptics {
+ public:
+  int performed = 0;
+  void perform() override { ++performed; }
+};
+
+class FakeRetroFeed final : public RetroFeed {
+ public:
+  int rendered = 0;  ///< since it was hidden
+
+  void renderFrame(const FrameRef&, const std::optional<NormalizedRect>&) override { ++rendered; }
+  void hide() override { rendered = 0; }
+};
+
+/// The desktop around the service.
+struct FakeDesktop {
+  explicit FakeDesktop(const std::shared_ptr<MainLoop>& mainLoop)
+      : notifications(std::make_shared<FakeNotifications>(mainLoop)) {}
+
+  std::shared_ptr<FakeSessionEvents> session = std::make_shared<FakeSessionEvents>();
+  std::shared_ptr<FakePowerSource> power = std::make_shared<FakePowerSource>();
+  std::shared_ptr<FakeKeyMonitor> keys = std::make_shared<FakeKeyMonitor>();
+  std::shared_ptr<FakeNotifications> notifications;
+  std::shared_ptr<FakeHaptics> haptics = std::make_shared<FakeHaptics>();
+  std::shared_ptr<FakeRetroFeed> retroFeed = std::make_shared<FakeRetroFeed>();
+  std::shared_ptr<StatsRepository> stats =
+      std::make_shared<StatsRepository>(std::make_shared<MemoryUserDefaults>());
+
+  [[nodiscard]] std::size_t observers() const {
+    return session->observer.count() + keys->observer.count() + static_cast<std::size_t>(power->observers);
+  }
+
+  [[nodiscard]] PrivacyFilterService::Parts parts(AnalysisEnvironment environment,
+                                                  const std::shared_ptr<AVCaptureManager>& camera,
+                                                  std::shared_ptr<OverlayWindowManager> overlay,
+                                                  std::shared_ptr<SettingsRepository> settings) const {
+    return {.environment = std::move(environment),
+            .cameraManager = camera,
+            .captureSession = camera->session(),
+            .overlayManager = std::move(overlay),
+            .settingsRepo = std::move(settings),
+            .statsRepo = stats,
+            .sessionEvents = session,
+            .powerSource = power,
+            .keyMonitor = keys,
+            .notifications = notifications,
+            .haptics = haptics,
+            .localizedText = [](std::string_view key) { return std::string(key); },
+            .retroFeed = retroFeed};
+  }
+};
+
+}  // namespace sentrel::test
