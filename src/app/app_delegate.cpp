@@ -1,69 +1,84 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "app/app_delegate.h"
 
-#include <QString>
-#include <cstdio>
+#include <string>
 #include <utility>
 
+#include "app/failure_report.h"
 #include "app/state_name.h"
 #include "detection/av_capture_manager.h"
-#include "look/texts.h"
 #include "platform/platform.h"
 
 namespace sentrel {
 
 namespace {
 
-/// Failures that a person must see also stand on standard error, one line each.
-void report(const QString& words, const std::string& detail) {
-  const QByteArray line = words.toUtf8();
-  if (detail.empty()) {
-    std::fprintf(stderr, "sentrel: %s\n", line.constData());
-  } else {
-    std::fprintf(stderr, "sentrel: %s (%s)\n", line.constData(), detail.c_str());
-  }
-}
-
 void reportLimitation(const OverlayBackend& backend) {
   const std::string key = backend.limitation();
-  if (!key.empty()) report(text(QString::fromStdString(key)), {});
+  if (!key.empty()) reportFailure(key);
 }
 
 }  // namespace
 
-AppDelegate::AppDelegate(ProgramBus& bus, std::function<void()> quit) : bus_(bus), quit_(std::move(quit)) {}
+AppDelegate::AppDelegate(Parts parts) : parts_(std::move(parts)) {}
 
 void AppDelegate::applicationDidFinishLaunching() {
   cameraChoice_ = std::make_unique<CameraChoice>(AVCaptureManager::shared(), SettingsRepository::shared());
   service_ = PrivacyFilterService::shared();
+  tellTheBus();
+  tellThePerson();
+  activated_ = parts_.bus.activated.connect([this] { show(&ProgramWindows::showPopover); });
+  actions_ = parts_.bus.actionActivated.connect([this](const QString& action) { performAction(action); });
+  chosen_ = Platform::current().notifications->chosen.connect(
+      [this](const std::string&) { show(&ProgramWindows::showPopover); });
+  service_->start();
+}
+
+void AppDelegate::tellTheBus() {
   state_ = service_->fsmState().subscribe(
-      [this](const FilterState& state) { bus_.setState(QLatin1String(stateName(state))); });
-  active_ = service_->isActive().subscribe([this](bool active) { bus_.setActive(active); });
+      [this](const FilterState& state) { parts_.bus.setState(QLatin1String(stateName(state))); });
+  active_ = service_->isActive().subscribe([this](bool active) { parts_.bus.setActive(active); });
+  stats_ = StatsRepository::shared()->stats.subscribe(
+      [this](const FilterStats& stats) { parts_.bus.setAlertCount(stats.alertCount); });
+}
+
+void AppDelegate::tellThePerson() {
   failure_ = AVCaptureManager::shared()->failure().subscribe([](const std::optional<CameraFailure>& failure) {
-    if (failure) report(text(QString::fromUtf8(textKey(failure->kind))), failure->detail);
+    if (failure) reportFailure(*failure);
   });
   const auto backend = Platform::current().overlayBackend;
   limitation_ = backend->limitationChanged.connect([backend] { reportLimitation(*backend); });
   reportLimitation(*backend);
-  actions_ =
-      bus_.actionActivated.connect([this](const QString& action) { performAction(action.toStdString()); });
-  service_->start();
 }
 
 void AppDelegate::applicationWillTerminate() {
   if (service_) service_->stop();
 }
 
-void AppDelegate::performAction(const std::string& action) {
-  if (action == "toggle") {
-    if (service_->isActive()) {
-      service_->stop();
-    } else {
-      service_->start();
-    }
-  } else if (action == "quit") {
-    quit_();
+void AppDelegate::performAction(const QString& action) {
+  if (action == QLatin1String("toggle")) {
+    toggle();
+  } else if (action == QLatin1String("preferences")) {
+    show(&ProgramWindows::showPreferences);
+  } else if (action == QLatin1String("statistics")) {
+    show(&ProgramWindows::showStatistics);
+  } else if (action == QLatin1String("about")) {
+    show(&ProgramWindows::showAbout);
+  } else if (action == QLatin1String("quit")) {
+    parts_.quit();
   }
+}
+
+void AppDelegate::toggle() {
+  if (service_->isActive()) {
+    service_->stop();
+  } else {
+    service_->start();
+  }
+}
+
+void AppDelegate::show(void (ProgramWindows::*window)()) {
+  if (parts_.windows) ((*parts_.windows).*window)();
 }
 
 }  // namespace sentrel

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <QString>
 #include <functional>
 #include <memory>
-#include <string>
 
 #include "app/program_bus.h"
+#include "app/program_windows.h"
 #include "platform/overlay_surface.h"
 #include "service/camera_choice.h"
 #include "service/privacy_filter_service.h"
@@ -16,22 +17,33 @@ namespace sentrel {
 /// What happens at launch and at the end, and what the session bus is told and asks in between. Main thread.
 class AppDelegate {
  public:
-  /// `quit` ends the event loop.
-  AppDelegate(ProgramBus& bus, std::function<void()> quit);
+  struct Parts {
+    ProgramBus& bus;
+    std::unique_ptr<ProgramWindows> windows;  ///< null where there are none
+    std::function<void()> quit;               ///< ends the event loop
+  };
+
+  explicit AppDelegate(Parts parts);
 
   void applicationDidFinishLaunching();
   void applicationWillTerminate();
 
  private:
-  void performAction(const std::string& action);
+  void tellTheBus();
+  void tellThePerson();
+  void performAction(const QString& action);
+  void toggle();
+  void show(void (ProgramWindows::*window)());
 
-  ProgramBus& bus_;
-  std::function<void()> quit_;
+  const Parts parts_;
   std::unique_ptr<CameraChoice> cameraChoice_;
   std::shared_ptr<PrivacyFilterService> service_;
+  Registration activated_;
   Registration actions_;
+  Registration chosen_;
   Registration state_;
   Registration active_;
+  Registration stats_;
   Registration failure_;
   Registration limitation_;
 };

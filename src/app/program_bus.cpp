@@ -114,6 +114,25 @@ void ProgramBus::setActive(bool active) {
   announce(QStringLiteral("IsActive"), active);
 }
 
+void ProgramBus::setAlertCount(qlonglong count) {
+  if (count == alertCount_) return;
+  alertCount_ = count;
+  announce(QStringLiteral("AlertCount"), count);
+}
+
+const QStringList& ProgramBus::actions() {
+  static const QStringList names{QStringLiteral("toggle"), QStringLiteral("preferences"),
+                                 QStringLiteral("statistics"), QStringLiteral("about"),
+                                 QStringLiteral("quit")};
+  return names;
+}
+
+void ProgramBus::refuse(const QDBusMessage& call) {
+  call.setDelayedReply(true);
+  connection_.send(
+      call.createErrorReply(QDBusError::InvalidArgs, QStringLiteral("There is no such action.")));
+}
+
 void ProgramBus::announce(const QString& property, const QVariant& value) {
   if (!connection_.isConnected()) return;
   QDBusMessage changed = QDBusMessage::createSignal(

@@ -2,8 +2,10 @@
 #pragma once
 
 #include <QDBusConnection>
+#include <QDBusMessage>
 #include <QObject>
 #include <QString>
+#include <QStringList>
 #include <functional>
 #include <memory>
 
@@ -36,12 +38,20 @@ class ProgramBus final : public QObject {
   /// `state` is the name of the machine's state.
   void setState(const QString& state);
   void setActive(bool active);
+  void setAlertCount(qlonglong count);
 
   [[nodiscard]] const QString& state() const { return state_; }
   [[nodiscard]] bool isActive() const { return active_; }
+  [[nodiscard]] qlonglong alertCount() const { return alertCount_; }
+
+  /// Answers a call that asks for something we do not have.
+  void refuse(const QDBusMessage& call);
 
   Signal<> activated;
+  /// One of `actions`.
   Signal<QString> actionActivated;
+
+  static const QStringList& actions();
 
  private:
   void connected(const QDBusConnection& connection);
@@ -55,6 +65,7 @@ class ProgramBus final : public QObject {
   QDBusConnection connection_;
   QString state_ = QStringLiteral("inactive");
   bool active_ = false;
+  qlonglong alertCount_ = 0;
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 

@@ -12,8 +12,12 @@ void ApplicationAdaptor::Open(const QStringList& /*uris*/, const QVariantMap& /*
 }
 
 void ApplicationAdaptor::ActivateAction(const QString& name, const QVariantList& /*parameter*/,
-                                        const QVariantMap& /*platformData*/) {
-  bus_.actionActivated.emit(name);
+                                        const QVariantMap& /*platformData*/, const QDBusMessage& call) {
+  if (ProgramBus::actions().contains(name)) {
+    bus_.actionActivated.emit(name);
+  } else {
+    bus_.refuse(call);
+  }
 }
 
 }  // namespace sentrel

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QDBusAbstractAdaptor>
+#include <QDBusMessage>
 #include <QStringList>
 #include <QVariantList>
 #include <QVariantMap>
@@ -21,7 +22,8 @@ class ApplicationAdaptor final : public QDBusAbstractAdaptor {
  public Q_SLOTS:
   void Activate(const QVariantMap& platformData);
   void Open(const QStringList& uris, const QVariantMap& platformData);
-  void ActivateAction(const QString& name, const QVariantList& parameter, const QVariantMap& platformData);
+  void ActivateAction(const QString& name, const QVariantList& parameter, const QVariantMap& platformData,
+                      const QDBusMessage& call);
 
  private:
   ProgramBus& bus_;
@@ -33,11 +35,14 @@ class StateAdaptor final : public QDBusAbstractAdaptor {
   Q_CLASSINFO("D-Bus Interface", "expert.mardeck.sentrel1")
   Q_PROPERTY(QString State READ state)
   Q_PROPERTY(bool IsActive READ isActive)
+  Q_PROPERTY(qlonglong AlertCount READ alertCount)
 
  public:
   explicit StateAdaptor(ProgramBus* bus) : QDBusAbstractAdaptor(bus), bus_(*bus) {}
   [[nodiscard]] QString state() const { return bus_.state(); }
   [[nodiscard]] bool isActive() const { return bus_.isActive(); }
+  /// Onlookers since the counters were last set to zero.
+  [[nodiscard]] qlonglong alertCount() const { return bus_.alertCount(); }
 
  private:
   ProgramBus& bus_;

@@ -3,14 +3,22 @@
 
 #include <QElapsedTimer>
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <string>
 #include <utility>
 
+#include "app/failure_report.h"
 #include "linux/camera/pipewire_capture_session.h"
 #include "linux/desktop/autostart_login_item.h"
+#include "linux/desktop/desktop_key_monitor.h"
+#include "linux/desktop/desktop_notifications.h"
+#include "linux/desktop/desktop_session_events.h"
+#include "linux/desktop/feedbackd_haptics.h"
 #include "linux/desktop/system_clock.h"
+#include "linux/desktop/upower_power_source.h"
 #include "linux/overlay/create_overlay_backend.h"
+#include "look/texts.h"
 #include "platform/platform.h"
 #include "vision/model_folder.h"
 #include "vision/neural_face_detector.h"
@@ -20,6 +28,7 @@ namespace sentrel {
 namespace {
 
 constexpr qint64 lastTurnsMs = 200;
+constexpr std::chrono::seconds storePatience{1};
 
 /// The overlay has its own connection to the display and outlives its loss, which a Qt platform that is
 /// connected to the display would not let us: without windows, Qt only paints into memory for us. Qt keeps
@@ -35,22 +44,6 @@ struct WindowlessArguments {
 WindowlessArguments& windowlessArguments(char* program) {
   static WindowlessArguments arguments(program);
   return arguments;
-}
-
-void installPlatform(const std::shared_ptr<MainLoop>& mainLoop) {
-  auto cameraQueue = std::make_shared<SerialQueue>("com.mardeck.sentrel.camera");
-  auto captureSession = std::make_shared<PipeWireCaptureSession>(mainLoop, cameraQueue);
-  Platform platform;
-  platform.mainLoop = mainLoop;
-  platform.clock = std::make_shared<SystemClock>();
-  platform.cameraQueue = std::move(cameraQueue);
-  platform.analysisQueue = std::make_shared<SerialQueue>("com.mardeck.sentrel.vision");
-  platform.captureSession = std::move(captureSession);
-  platform.faceDetector = std::make_shared<vision::NeuralFaceDetector>(vision::modelFolder());
-  platform.overlayBackend = createOverlayBackend(*mainLoop);
-  platform.userDefaults = std::make_shared<MemoryUserDefaults>();
-  platform.loginItem = std::make_shared<AutostartLoginItem>();
-  Platform::install(std::move(platform));
 }
 
 }  // namespace
@@ -70,13 +63,7 @@ SentrelMacApp::~SentrelMacApp() = default;
 int SentrelMacApp::run() {
   bus_.claimName([this](InstanceRole role) { begin(role); });
   const int code = QGuiApplication::exec();
-  if (appDelegate) {
-    appDelegate->applicationWillTerminate();
-    // What stopping has posted still runs: the covers go, the camera closes.
-    QElapsedTimer elapsed;
-    elapsed.start();
-    while (!mainLoop_->idle() && elapsed.elapsed() < lastTurnsMs) QGuiApplication::processEvents();
-  }
+  if (appDelegate) end();
   return code;
 }
 
@@ -89,9 +76,54 @@ void SentrelMacApp::begin(InstanceRole role) {
   if (role == InstanceRole::unreachable) {
     std::fputs("sentrel: no session bus: nothing can show or switch the protection from outside\n", stderr);
   }
-  installPlatform(mainLoop_);
-  appDelegate = std::make_unique<AppDelegate>(bus_, [this] { quit(); });
+  installPlatform();
+  damaged_ = defaults_->damaged.subscribe([](bool damaged) {
+    if (damaged) reportFailure("error_settings_damaged");
+  });
+  screens_->follow(SettingsRepository::shared());
+  appDelegate = std::make_unique<AppDelegate>(
+      AppDelegate::Parts{.bus = bus_, .windows = nullptr, .quit = [this] { quit(); }});
   appDelegate->applicationDidFinishLaunching();
+}
+
+void SentrelMacApp::installPlatform() {
+  const auto buses = std::make_shared<BusThread>();
+  const auto displays = std::make_shared<EventThread>("sentrel-display");
+  Platform platform;
+  platform.mainLoop = mainLoop_;
+  platform.clock = std::make_shared<SystemClock>();
+  platform.cameraQueue = std::make_shared<SerialQueue>("com.mardeck.sentrel.camera");
+  platform.analysisQueue = std::make_shared<SerialQueue>("com.mardeck.sentrel.vision");
+  platform.captureSession = std::make_shared<PipeWireCaptureSession>(mainLoop_, platform.cameraQueue);
+  platform.faceDetector = std::make_shared<vision::NeuralFaceDetector>(vision::modelFolder());
+  screens_ = std::make_shared<CoveredScreens>(createOverlayBackend(*mainLoop_));
+  platform.overlayBackend = screens_;
+  defaults_ = std::make_shared<DefaultsFile>(DefaultsFile::personalPath(), mainLoop_,
+                                             std::make_shared<SerialQueue>("com.mardeck.sentrel.store"));
+  platform.userDefaults = defaults_;
+  platform.loginItem = std::make_shared<AutostartLoginItem>();
+  platform.notifications = std::make_shared<DesktopNotifications>(mainLoop_, buses);
+  platform.haptics = std::make_shared<FeedbackdHaptics>(buses);
+  platform.powerSource = std::make_shared<UPowerPowerSource>(mainLoop_, buses);
+  platform.sessionEvents = std::make_shared<DesktopSessionEvents>(mainLoop_, platform.clock, buses, displays);
+  platform.keyMonitor = std::make_shared<DesktopKeyMonitor>(
+      DesktopKeyMonitor::Parts{.mainLoop = mainLoop_,
+                               .buses = buses,
+                               .displays = displays,
+                               .sessionEvents = platform.sessionEvents,
+                               .description = text(QStringLiteral("tray_disable")).toStdString()});
+  platform.localizedText = [](std::string_view key) { return text(QString::fromUtf8(key)).toStdString(); };
+  Platform::install(std::move(platform));
+}
+
+void SentrelMacApp::end() {
+  appDelegate->applicationWillTerminate();
+  // What stopping has posted still runs: the covers go, the camera closes, the session is counted.
+  QElapsedTimer elapsed;
+  elapsed.start();
+  while (!mainLoop_->idle() && elapsed.elapsed() < lastTurnsMs) QGuiApplication::processEvents();
+  appDelegate.reset();
+  if (!defaults_->flush(storePatience)) std::fputs("sentrel: the settings were not saved in time\n", stderr);
 }
 
 void SentrelMacApp::quit() {

@@ -7,7 +7,9 @@
 #include "app/app_delegate.h"
 #include "app/program_bus.h"
 #include "app/signal_watcher.h"
+#include "linux/desktop/defaults_file.h"
 #include "linux/desktop/qt_main_loop.h"
+#include "service/covered_screens.h"
 
 namespace sentrel {
 
@@ -23,12 +25,17 @@ class SentrelMacApp {
 
  private:
   void begin(InstanceRole role);
+  void installPlatform();
+  void end();
   void quit();
 
   SignalWatcher signals_;
   QGuiApplication application_;
   std::shared_ptr<QtMainLoop> mainLoop_;
   ProgramBus bus_;
+  std::shared_ptr<DefaultsFile> defaults_;
+  std::shared_ptr<CoveredScreens> screens_;
+  Registration damaged_;
   std::unique_ptr<AppDelegate> appDelegate;
 };
 

@@ -56,6 +56,22 @@ std::string_view textKey(CameraFailure::Kind kind) {
   return "error_camera_busy";
 }
 
+std::string_view adviceKey(CameraFailure::Kind kind) {
+  switch (kind) {
+    case Kind::noCamera:
+      return "advice_no_camera";
+    case Kind::cameraDenied:
+      return "advice_camera_denied";
+    case Kind::modelMissing:
+      return "advice_model_missing";
+    case Kind::noPipeWire:
+      return "advice_no_pipewire";
+    case Kind::cameraBusy:
+      break;
+  }
+  return "advice_camera_busy";
+}
+
 CameraFailure describe(const StartError& error) {
   return std::visit(Describer{}, error);
 }

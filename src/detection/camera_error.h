@@ -41,6 +41,9 @@ struct CameraFailure {
 /// The key of the text that tells a person of `kind`.
 std::string_view textKey(CameraFailure::Kind kind);
 
+/// The key of what the person can do about `kind`.
+std::string_view adviceKey(CameraFailure::Kind kind);
+
 CameraFailure describe(const StartError& error);
 
 }  // namespace sentrel

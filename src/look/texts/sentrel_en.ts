@@ -168,6 +168,26 @@
     <source></source>
     <translation>PipeWire is not running: install pipewire and wireplumber.</translation>
   </message>
+  <message id="advice_no_camera">
+    <source></source>
+    <translation>plug one in; "wpctl status" lists those that PipeWire knows</translation>
+  </message>
+  <message id="advice_camera_denied">
+    <source></source>
+    <translation>add your account to the group "video" and log in again</translation>
+  </message>
+  <message id="advice_camera_busy">
+    <source></source>
+    <translation>close the program that uses it; Sentrel takes it up again by itself</translation>
+  </message>
+  <message id="advice_model_missing">
+    <source></source>
+    <translation>reinstall Sentrel or run scripts/fetch-models</translation>
+  </message>
+  <message id="advice_no_pipewire">
+    <source></source>
+    <translation>then log in again</translation>
+  </message>
   <message id="error_no_overlay">
     <source></source>
     <translation>This desktop does not allow covering the screen. Alerts stay on.</translation>

@@ -168,6 +168,26 @@
     <source></source>
     <translation>Service PipeWire introuvable : installez pipewire et wireplumber.</translation>
   </message>
+  <message id="advice_no_camera">
+    <source></source>
+    <translation>branchez une caméra ; « wpctl status » liste celles que PipeWire connaît</translation>
+  </message>
+  <message id="advice_camera_denied">
+    <source></source>
+    <translation>ajoutez votre compte au groupe « video », puis rouvrez votre session</translation>
+  </message>
+  <message id="advice_camera_busy">
+    <source></source>
+    <translation>fermez le programme qui l'utilise ; Sentrel la reprendra de lui-même</translation>
+  </message>
+  <message id="advice_model_missing">
+    <source></source>
+    <translation>réinstallez Sentrel ou lancez scripts/fetch-models</translation>
+  </message>
+  <message id="advice_no_pipewire">
+    <source></source>
+    <translation>puis rouvrez votre session</translation>
+  </message>
   <message id="error_no_overlay">
     <source></source>
     <translation>Ce bureau ne permet pas de couvrir l'écran. Les alertes restent actives.</translation>
