@@ -14,7 +14,7 @@ build_packages=(
   libpipewire-0.3-dev libyuv-dev libjpeg62-turbo-dev
   libxnnpack-dev libpthreadpool-dev libcpuinfo-dev libeigen3-dev
   libxcb1-dev libxcb-shape0-dev libxcb-randr0-dev libxcb-xfixes0-dev libxcb-composite0-dev libxcb-render0-dev
-  libxcb-dpms0-dev libxcb-xinput-dev libxcb-xkb-dev libwayland-dev libwayland-bin
+  libxcb-dpms0-dev libxcb-xinput-dev libxcb-xkb-dev libwayland-dev libwayland-bin wayland-protocols
 )
 run_packages=(
   pipewire wireplumber
@@ -25,6 +25,7 @@ test_packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   dbus-daemon dbus-bin python3-dbusmock
   xvfb openbox picom x11-utils x11-xserver-utils xdotool imagemagick
+  sway swaybg grim
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-pipewire
 )
 check_packages=(clang-tidy clang-format reuse shellcheck)

@@ -14,7 +14,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <span>
 #include <stdexcept>
+#include <string_view>
 
 #include "support/wait_until.h"
 
@@ -111,6 +113,8 @@ class HeadlessDesktop::XProbe {
     root_ = xcb_setup_roots_iterator(xcb_get_setup(connection_.get())).data->root;
     supportingCheck_ = atom("_NET_SUPPORTING_WM_CHECK");
     compositorSelection_ = atom("_NET_WM_CM_S0");
+    // Programs that only use names which somebody else has brought in find them.
+    for (const char* name : {"WM_PROTOCOLS", "WM_DELETE_WINDOW", "_NET_WM_NAME", "UTF8_STRING"}) atom(name);
   }
 
   [[nodiscard]] bool hasCompositor() const {
@@ -125,6 +129,19 @@ class HeadlessDesktop::XProbe {
     return window != XCB_NONE && checkWindow(window) == window;
   }
 
+  /// Asks the owner of a window whose name ends so to close it, as the button of its frame would.
+  void askToClose(const std::string& name) const {
+    xcb_client_message_event_t message{};
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = 32;
+    message.window = windowNamed(name);
+    message.type = atom("WM_PROTOCOLS");
+    message.data.data32[0] = atom("WM_DELETE_WINDOW");
+    xcb_send_event(connection_.get(), 0, message.window, XCB_EVENT_MASK_NO_EVENT,
+                   reinterpret_cast<const char*>(&message));
+    xcb_flush(connection_.get());
+  }
+
  private:
   struct Free {
     void operator()(void* reply) const { std::free(reply); }
@@ -132,11 +149,29 @@ class HeadlessDesktop::XProbe {
   template <typename T>
   using Reply = std::unique_ptr<T, Free>;
 
-  [[nodiscard]] xcb_atom_t atom(const char* name) const {
+  xcb_atom_t atom(const char* name) const {
     const auto length = static_cast<std::uint16_t>(std::strlen(name));
     const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
         connection_.get(), xcb_intern_atom(connection_.get(), 0, length, name), nullptr));
     return reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
+  }
+
+  [[nodiscard]] xcb_window_t windowNamed(const std::string& name) const {
+    const xcb_atom_t property = atom("_NET_WM_NAME");
+    const Reply<xcb_query_tree_reply_t> tree(
+        xcb_query_tree_reply(connection_.get(), xcb_query_tree(connection_.get(), root_), nullptr));
+    if (!tree) return XCB_NONE;
+    for (const xcb_window_t window :
+         std::span(xcb_query_tree_children(tree.get()), static_cast<std::size_t>(tree->children_len))) {
+      const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+          connection_.get(), xcb_get_property(connection_.get(), 0, window, property, XCB_ATOM_ANY, 0, 64),
+          nullptr));
+      if (!reply) continue;
+      const std::string_view found(static_cast<const char*>(xcb_get_property_value(reply.get())),
+                                   static_cast<std::size_t>(xcb_get_property_value_length(reply.get())));
+      if (found.ends_with(name)) return window;
+    }
+    throw std::runtime_error("no window is named " + name);
   }
 
   [[nodiscard]] xcb_window_t checkWindow(xcb_window_t window) const {
@@ -162,6 +197,7 @@ HeadlessDesktop::HeadlessDesktop(const Options& options) : options_(options) {
     if (options_.systemBus) startSystemBus();
     if (options_.pipeWire) startPipeWire();
     if (options_.x11) startX();
+    if (options_.sway) startSway();
   } catch (...) {
     removeFolders();
     throw;
@@ -169,6 +205,7 @@ HeadlessDesktop::HeadlessDesktop(const Options& options) : options_(options) {
 }
 
 HeadlessDesktop::~HeadlessDesktop() {
+  sway_.terminate();
   stopPicom();
   stopWindowManager();
   probe_.reset();
@@ -365,6 +402,46 @@ void HeadlessDesktop::stopPicom() {
   compositor_.terminate();
 }
 
+// It refuses to run as root and then gets an own user, who must reach its socket's folder.
+void HeadlessDesktop::startSway() {
+  if (sway_.isRunning()) return;
+  const std::string size = std::to_string(options_.width) + "x" + std::to_string(options_.height);
+  const fs::path configuration = root_ / "sway.conf";
+  write(configuration, "output * mode --custom " + size +
+                           "\noutput * bg #ffffff solid_color\ndefault_border none\nxwayland disable\n");
+  environment_["WLR_BACKENDS"] = options_.x11 ? "x11" : "headless";
+  environment_["WLR_RENDERER"] = "pixman";
+  environment_["WLR_LIBINPUT_NO_DEVICES"] = "1";
+  environment_["SWAYSOCK"] = (runtimeFolder() / "sway").string();
+  environment_.erase("WAYLAND_DISPLAY");
+  std::vector<std::string> command{"sway", "--config", configuration.string()};
+  if (::geteuid() == 0) {
+    constexpr uid_t nobody = 65534;
+    for (const auto& folder : {root_, runtimeFolder()}) {
+      if (::chown(folder.c_str(), nobody, nobody) != 0)
+        throw std::runtime_error("cannot give " + folder.string());
+    }
+    const std::string id = std::to_string(nobody);
+    command.insert(command.begin(),
+                   {"setpriv", "--reuid=" + id, "--regid=" + id, "--clear-groups", "--pdeathsig=KILL"});
+  }
+  const fs::path socket = runtimeFolder() / "wayland-1";
+  fs::remove(socket);
+  fs::remove(environment_["SWAYSOCK"]);
+  sway_ = start(command.front(), {command.begin() + 1, command.end()});
+  waitForPart(sway_, "sway", [&] { return fs::exists(environment_["SWAYSOCK"]) && accepts(socket); });
+  environment_["WAYLAND_DISPLAY"] = "wayland-1";
+  if (replaced_) exportToProcess();
+}
+
+void HeadlessDesktop::killSway() {
+  sway_.kill();
+}
+
+void HeadlessDesktop::removeOutput(const std::string& name) {
+  probe_->askToClose(name);
+}
+
 bool HeadlessDesktop::hasNode(const std::string& nodeName) {
   return run("pw-cli", {"ls", "Node"}).find("node.name = \"" + nodeName + "\"") != std::string::npos;
 }
@@ -383,6 +460,10 @@ void HeadlessDesktop::waitForNoNode(const std::string& nodeName) {
 
 void HeadlessDesktop::screenshot(const fs::path& path) {
   fs::create_directories(fs::absolute(path).parent_path());
+  if (options_.sway) {
+    run("grim", {fs::absolute(path).string()});
+    return;
+  }
   run("import", {"-silent", "-window", "root", "png:" + fs::absolute(path).string()});
 }
 

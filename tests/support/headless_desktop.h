@@ -26,8 +26,9 @@ class HeadlessDesktop {
     bool x11 = false;           ///< X server with RandR and Composite, 24 bits deep
     bool windowManager = true;  ///< only with `x11`
     bool compositor = true;     ///< only with `x11`
-    int width = 1920;           ///< pixels
-    int height = 1080;          ///< pixels
+    bool sway = false;  ///< Wayland compositor with a layer shell; in windows of `x11` where that is chosen
+    int width = 1920;   ///< pixels
+    int height = 1080;  ///< pixels
   };
 
   explicit HeadlessDesktop(const Options& options);
@@ -67,6 +68,10 @@ class HeadlessDesktop {
   void stopWindowManager();
   void startPicom();
   void stopPicom();
+  void startSway();
+  void killSway();  ///< as a crash
+  /// Pulls out one of sway's outputs; only where they are windows of X.
+  void removeOutput(const std::string& name);
 
   /// Waits until a node of this name is listed.
   void waitForNode(const std::string& nodeName);
@@ -74,7 +79,8 @@ class HeadlessDesktop {
   void waitForNoNode(const std::string& nodeName);
   [[nodiscard]] bool hasNode(const std::string& nodeName);
 
-  /// Saves the whole X screen as it is composed at this moment, as PNG.
+  /// Saves the whole screen as it is composed at this moment, as PNG: of Wayland where it is there, else of
+  /// X.
   void screenshot(const std::filesystem::path& path);
 
  private:
@@ -101,6 +107,7 @@ class HeadlessDesktop {
   std::unique_ptr<XProbe> probe_;
   ChildProcess windowManager_;
   ChildProcess compositor_;
+  ChildProcess sway_;
 };
 
 }  // namespace sentrel::test

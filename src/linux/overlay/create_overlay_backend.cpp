@@ -5,13 +5,30 @@
 #include <string>
 
 #include "linux/overlay/null_overlay_backend.h"
+#include "linux/overlay/wayland/wayland_overlay_backend.h"
 #include "linux/overlay/x11/x11_overlay_backend.h"
 
 namespace sentrel {
 
+namespace {
+std::string variable(const char* name) {
+  const char* value = std::getenv(name);
+  return value == nullptr ? "" : value;
+}
+}  // namespace
+
 std::unique_ptr<OverlayBackend> createOverlayBackend(MainLoop& loop) {
-  const char* display = std::getenv("DISPLAY");
-  if (display != nullptr && *display != '\0') return std::make_unique<X11OverlayBackend>(loop, display);
+  const std::string wayland = variable("WAYLAND_DISPLAY");
+  const std::string x11 = variable("DISPLAY");
+  if (!wayland.empty()) {
+    const auto reach = WaylandOverlayBackend::probe(wayland);
+    // A compositor that is not there yet is waited for where there is nothing else.
+    const bool waits = reach == WaylandOverlayBackend::Reach::absent && x11.empty();
+    if (reach == WaylandOverlayBackend::Reach::covers || waits) {
+      return std::make_unique<WaylandOverlayBackend>(loop, wayland);
+    }
+  }
+  if (!x11.empty()) return std::make_unique<X11OverlayBackend>(loop, x11);
   return std::make_unique<NullOverlayBackend>();
 }
 

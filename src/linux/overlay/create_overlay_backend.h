@@ -8,8 +8,9 @@
 
 namespace sentrel {
 
-/// The back end for the desktop that this process lives on: X11 where DISPLAY is set, else none. `loop` must
-/// outlive it. Main thread, after the QGuiApplication.
+/// The back end for the desktop that this process lives on: the layer shell where WAYLAND_DISPLAY leads to a
+/// compositor that has one, else X11 where DISPLAY is set, which also covers Wayland windows through the
+/// compositor's own X server, else none. `loop` must outlive it. Main thread, after the QGuiApplication.
 [[nodiscard]] std::unique_ptr<OverlayBackend> createOverlayBackend(MainLoop& loop);
 
 }  // namespace sentrel

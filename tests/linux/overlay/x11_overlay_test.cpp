@@ -328,6 +328,7 @@ TEST(CreateOverlayBackend, WithoutADisplayThereIsNoOverlayAndItSaysSo) {
   const std::optional<std::string> saved =
       former != nullptr ? std::optional<std::string>(former) : std::nullopt;
   unsetenv("DISPLAY");
+  unsetenv("WAYLAND_DISPLAY");
   const auto none = createOverlayBackend(loop);
   EXPECT_EQ(none->limitation(), "error_no_overlay");
   EXPECT_TRUE(none->screens().empty());

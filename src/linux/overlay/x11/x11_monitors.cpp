@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "linux/overlay/screen_id.h"
 #include "linux/overlay/x11/x11_reply.h"
 
 namespace sentrel {
@@ -16,13 +17,6 @@ namespace {
 
 constexpr double baseDpi = 96;
 constexpr double greatestScale = 4;
-
-// FNV-1a: the same name has the same number in every process and after every replugging.
-std::uint64_t screenId(std::string_view name) {
-  std::uint64_t hash = 0xCBF29CE484222325ULL;
-  for (const char c : name) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3ULL;
-  return hash;
-}
 
 bool contains(const Rect& outer, const Rect& inner) {
   return inner.x >= outer.x && inner.y >= outer.y && inner.x + inner.width <= outer.x + outer.width &&
@@ -108,7 +102,7 @@ std::vector<X11Monitor> arrangeMonitors(const std::vector<X11MonitorInfo>& monit
     const double scale = dpi ? settingScale(*dpi) : densityScale(monitors[i]);
     const Rect frame{logical(pixels.x, scale), logical(pixels.y, scale), logical(pixels.width, scale),
                      logical(pixels.height, scale)};
-    result.push_back({{screenId(name), name, frame, primary}, pixels, scale});
+    result.push_back({{screenIdOf(name), name, frame, primary}, pixels, scale});
   }
   const auto isMain = [](const X11Monitor& monitor) { return monitor.screen.isMain; };
   if (!result.empty() && std::ranges::none_of(result, isMain)) result.front().screen.isMain = true;

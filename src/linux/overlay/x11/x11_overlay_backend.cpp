@@ -1,20 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/overlay/x11/x11_overlay_backend.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace sentrel {
 
-namespace {
-// A server that restarts is back within seconds; one that does not is looked for twice a minute.
-constexpr std::int64_t firstRetryMs = 500;
-constexpr std::int64_t longestRetryMs = 30'000;
-}  // namespace
-
 X11OverlayBackend::X11OverlayBackend(MainLoop& loop, std::string display)
-    : loop_(loop), display_(std::move(display)), retryMs_(firstRetryMs) {
-  if (!connect()) retryLater();
+    : loop_(loop), display_(std::move(display)), reconnect_(loop, [this] { return retry(); }) {
+  if (!connect()) reconnect_.begin();
   announcedScreens_ = screens();
   announcedLimitation_ = limitation();
 }
@@ -52,28 +45,20 @@ bool X11OverlayBackend::connect() {
   desktop_ = std::make_unique<X11Desktop>(std::move(connection), loop_, std::move(handlers));
   list_->desktop = desktop_.get();
   if (!list_->surfaces.empty()) desktop_->setWatchful(true);
-  retryMs_ = firstRetryMs;
   return true;
 }
 
-void X11OverlayBackend::retryLater() {
-  retry_ = loop_.after(retryMs_, [this] { retry(); });
-  retryMs_ = std::min(retryMs_ * 2, longestRetryMs);
-}
-
-void X11OverlayBackend::retry() {
-  if (connect()) {
-    desktopChanged();
-  } else {
-    retryLater();
-  }
+bool X11OverlayBackend::retry() {
+  if (!connect()) return false;
+  desktopChanged();
+  return true;
 }
 
 void X11OverlayBackend::desktopLost() {
   for (X11OverlaySurface* surface : list_->surfaces) surface->release();
   list_->desktop = nullptr;
   desktop_.reset();
-  retryLater();
+  reconnect_.begin();
   announce();
 }
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "linux/overlay/reconnect.h"
 #include "linux/overlay/x11/x11_overlay_surface.h"
 #include "platform/overlay_surface.h"
 #include "support/main_loop.h"
@@ -29,8 +29,7 @@ class X11OverlayBackend final : public OverlayBackend {
 
  private:
   bool connect();
-  void retryLater();
-  void retry();
+  bool retry();
   void desktopLost();
   void desktopChanged();
   void announce();
@@ -39,8 +38,7 @@ class X11OverlayBackend final : public OverlayBackend {
   std::string display_;
   std::shared_ptr<X11SurfaceList> list_ = std::make_shared<X11SurfaceList>();
   std::unique_ptr<X11Desktop> desktop_;
-  std::int64_t retryMs_ = 0;
-  Registration retry_;
+  Reconnect reconnect_;
   // What was last announced.
   std::vector<Screen> announcedScreens_;
   std::string announcedLimitation_;

@@ -6,18 +6,13 @@
 
 #include "linux/overlay/painter/banner_painter.h"
 #include "linux/overlay/painter/hint_painter.h"
-#include "look/palette.h"
+#include "linux/overlay/painter/tint_color.h"
 
 namespace sentrel {
 
 namespace {
 
 using Look = X11OverlayWindow::Look;
-
-std::uint32_t premultipliedTint(TintLevel level) {
-  const QColor& color = fixed_colors::alertTint;
-  return qPremultiply(qRgba(color.red(), color.green(), color.blue(), std::clamp(level, 0, 255)));
-}
 
 }  // namespace
 

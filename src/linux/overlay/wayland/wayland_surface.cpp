@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "linux/overlay/wayland/wayland_surface.h"
+
+#include <cstdint>
+#include <limits>
+#include <utility>
+
+namespace sentrel {
+
+WaylandSurface::WaylandSurface(const WaylandConnection& connection)
+    : surface_(wl_compositor_create_surface(connection.compositor())),
+      viewport_(wp_viewporter_get_viewport(connection.viewporter(), surface_.get())) {
+  const WaylandObject<wl_region> nothing(wl_compositor_create_region(connection.compositor()));
+  wl_surface_set_input_region(surface_.get(), nothing.get());
+}
+
+WaylandSurface::WaylandSurface(const WaylandConnection& connection, wl_surface* parent)
+    : WaylandSurface(connection) {
+  place_.reset(wl_subcompositor_get_subsurface(connection.subcompositor(), surface_.get(), parent));
+  wl_subsurface_set_desync(place_.get());
+}
+
+void WaylandSurface::place(int x, int y) {
+  wl_subsurface_set_position(place_.get(), x, y);
+}
+
+void WaylandSurface::show(wl_buffer* picture, int width, int height) {
+  wl_surface_attach(surface_.get(), picture, 0, 0);
+  constexpr std::int32_t whole = std::numeric_limits<std::int32_t>::max();
+  wl_surface_damage_buffer(surface_.get(), 0, 0, whole, whole);
+  wp_viewport_set_destination(viewport_.get(), width, height);
+}
+
+void WaylandSurface::show(WaylandObject<wl_buffer> picture, int width, int height) {
+  static constexpr wl_buffer_listener listener{
+      .release =
+          [](void* self, wl_buffer* released) {
+            std::erase_if(static_cast<WaylandSurface*>(self)->pictures_,
+                          [released](const auto& held) { return held.get() == released; });
+          },
+  };
+  wl_buffer_add_listener(picture.get(), &listener, this);
+  show(picture.get(), width, height);
+  pictures_.push_back(std::move(picture));
+}
+
+void WaylandSurface::hide() {
+  wl_surface_attach(surface_.get(), nullptr, 0, 0);
+}
+
+}  // namespace sentrel
