@@ -1,31 +1,48 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// sentrel-demo FOLDER: runs the program on a private desktop with a virtual camera that plays a scene, and
-// leaves in the folder its states over time (timeline.tsv) and pictures of the screen. Fails when the states
-// do not come in the order that the scene asks for.
+// sentrel-demo SCENE FOLDER: runs the program on a private desktop with a virtual camera, plays a scene, and
+// leaves in the folder what happened over time and pictures of the screen. Fails when something else follows
+// than the scene asks for. Scenes: "x11", an onlooker; "day", what happens to a session in a day.
 #include <QGuiApplication>
 #include <QTimer>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <fstream>
+#include <string_view>
 
+#include "desktop/day_demo.h"
 #include "desktop/demo.h"
 #include "support/headless_desktop.h"
 
+namespace {
+
+/// The person of the scene has agreed to the camera long ago.
+void completeOnboarding(const std::filesystem::path& configFolder) {
+  std::filesystem::create_directories(configFolder / "sentrel");
+  std::ofstream(configFolder / "sentrel" / "defaults.json") << "{\n  \"has_completed_onboarding\": true\n}\n";
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
-  if (argc != 2) {
-    std::fputs("usage: sentrel-demo FOLDER\n", stderr);
+  const std::string_view scene = argc == 3 ? argv[1] : "";
+  if (scene != "x11" && scene != "day") {
+    std::fputs("usage: sentrel-demo x11|day FOLDER\n", stderr);
     return 2;
   }
-  // The portrait's colour profile is known to be odd; that helps nobody here.
-  qputenv("QT_LOGGING_RULES", "qt.gui.imageio.warning=false");
+  const auto folder = std::filesystem::absolute(argv[2]);
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   try {
-    sentrel::test::HeadlessDesktop desktop({.pipeWire = true, .x11 = true});
+    sentrel::test::HeadlessDesktop desktop({.systemBus = true, .pipeWire = true, .x11 = true});
     desktop.exportToProcess();
+    // The portrait's colour profile is known to be odd; that helps nobody here.
+    qputenv("QT_LOGGING_RULES", "qt.gui.imageio.warning=false");
+    completeOnboarding(desktop.configFolder());
     QGuiApplication application(argc, argv);
-    sentrel::test::Demo demo(desktop, std::filesystem::absolute(argv[1]));
+    if (scene == "day") return sentrel::test::DayDemo(desktop, folder).run();
+    sentrel::test::Demo demo(desktop, folder);
     QTimer::singleShot(0, &demo, &sentrel::test::Demo::begin);
     return QGuiApplication::exec();
   } catch (const std::exception& error) {

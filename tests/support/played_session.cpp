@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "support/played_session.h"
+
+#include <QDBusArgument>
+#include <QDBusVariant>
+
+namespace sentrel::test {
+
+namespace {
+
+const auto managerPath = QStringLiteral("/org/freedesktop/login1");
+const auto manager = QStringLiteral("org.freedesktop.login1.Manager");
+const auto sessionPath = QStringLiteral("/org/freedesktop/login1/session/c2");
+const auto session = QStringLiteral("org.freedesktop.login1.Session");
+const auto lockerPath = QStringLiteral("/org/gnome/ScreenSaver");
+const auto locker = QStringLiteral("org.gnome.ScreenSaver");
+const auto batteryPath = QStringLiteral("/org/freedesktop/UPower/devices/BAT0");
+const auto device = QStringLiteral("org.freedesktop.UPower.Device");
+
+}  // namespace
+
+PlayedSession::PlayedSession(HeadlessDesktop& desktop)
+    : sessionBus_(desktop, TestBus::session),
+      systemBus_(desktop, TestBus::system),
+      logind_(desktop, systemBus_, QStringLiteral("org.freedesktop.login1"), QStringLiteral("logind")),
+      locker_(desktop, sessionBus_, locker, QStringLiteral("gnome_screensaver")),
+      upower_(desktop, systemBus_, QStringLiteral("org.freedesktop.UPower"), QStringLiteral("upower")) {
+  logind_.control(managerPath, QStringLiteral("AddSession"),
+                  {QStringLiteral("c2"), QStringLiteral("seat0"), 1000U, QStringLiteral("user"), true});
+  logind_.control(managerPath, QStringLiteral("AddMethod"),
+                  {manager, QStringLiteral("GetSessionByPID"), QStringLiteral("u"), QStringLiteral("o"),
+                   QStringLiteral("ret = '%1'").arg(sessionPath)});
+  constexpr qlonglong secondsLeft = 7200;
+  upower_.control(QStringLiteral("/org/freedesktop/UPower"), QStringLiteral("AddDischargingBattery"),
+                  {QStringLiteral("BAT0"), QStringLiteral("Battery"), 80.0, secondsLeft});
+}
+
+void PlayedSession::setLockedHint(bool locked) const {
+  logind_.call(sessionPath, session, QStringLiteral("SetLockedHint"), {locked});
+}
+
+void PlayedSession::requestLock(bool lock) const {
+  logind_.call(sessionPath, session, lock ? QStringLiteral("Lock") : QStringLiteral("Unlock"));
+}
+
+void PlayedSession::setActive(bool active) const {
+  logind_.setProperty(sessionPath, session, QStringLiteral("Active"), active);
+}
+
+void PlayedSession::prepareForSleep(bool begins) const {
+  logind_.emitSignal(managerPath, manager, QStringLiteral("PrepareForSleep"), QStringLiteral("b"), {begins});
+}
+
+void PlayedSession::setLockerActive(bool covers) const {
+  locker_.call(lockerPath, locker, QStringLiteral("SetActive"), {covers});
+}
+
+void PlayedSession::setBattery(double percent, bool charging) const {
+  upower_.setProperty(batteryPath, device, QStringLiteral("State"), QVariant::fromValue(charging ? 1U : 2U));
+  upower_.setProperty(batteryPath, device, QStringLiteral("Percentage"), percent);
+}
+
+std::size_t PlayedSession::sleepDelays() const {
+  const QDBusMessage reply = logind_.call(managerPath, manager, QStringLiteral("ListInhibitors"));
+  const auto list = reply.arguments().constFirst().value<QDBusArgument>();
+  std::size_t count = 0;
+  for (list.beginArray(); !list.atEnd(); ++count) (void)list.asVariant();
+  list.endArray();
+  return count;
+}
+
+}  // namespace sentrel::test
