@@ -4,6 +4,7 @@
 // leaves in the folder what happened over time and pictures of the screen. Fails when something else follows
 // than the scene asks for. Scenes: "x11", an onlooker; "day", what happens to a session in a day.
 #include <QGuiApplication>
+#include <QLoggingCategory>
 #include <QTimer>
 #include <cstdio>
 #include <cstdlib>
@@ -38,7 +39,7 @@ int main(int argc, char** argv) {
     sentrel::test::HeadlessDesktop desktop({.systemBus = true, .pipeWire = true, .x11 = true});
     desktop.exportToProcess();
     // The portrait's colour profile is known to be odd; that helps nobody here.
-    qputenv("QT_LOGGING_RULES", "qt.gui.imageio.warning=false");
+    QLoggingCategory::setFilterRules(QStringLiteral("qt.gui.imageio.warning=false"));
     completeOnboarding(desktop.configFolder());
     QGuiApplication application(argc, argv);
     if (scene == "day") return sentrel::test::DayDemo(desktop, folder).run();
