@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/retro_surface.h"
 #include "support/geometry.h"
 #include "support/signal.h"
 
@@ -63,6 +64,8 @@ class OverlayBackend {
   [[nodiscard]] virtual std::vector<Screen> screens() const = 0;
   /// Never null; for a screen that has just gone the surface shows nothing.
   [[nodiscard]] virtual std::unique_ptr<OverlaySurface> createSurface(const Screen& screen) = 0;
+  /// Never null; shows nothing while there is no screen.
+  [[nodiscard]] virtual std::unique_ptr<RetroSurface> createRetroSurface() = 0;
   /// What this desktop cannot do, as a text key for the person, or empty. Changes are announced by
   /// `limitationChanged`.
   [[nodiscard]] virtual std::string limitation() const = 0;

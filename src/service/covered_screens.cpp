@@ -29,6 +29,10 @@ std::unique_ptr<OverlaySurface> CoveredScreens::createSurface(const Screen& scre
   return backend_->createSurface(screen);
 }
 
+std::unique_ptr<RetroSurface> CoveredScreens::createRetroSurface() {
+  return backend_->createRetroSurface();
+}
+
 std::string CoveredScreens::limitation() const {
   return backend_->limitation();
 }

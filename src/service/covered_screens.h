@@ -21,6 +21,7 @@ class CoveredScreens final : public OverlayBackend {
 
   [[nodiscard]] std::vector<Screen> screens() const override;
   [[nodiscard]] std::unique_ptr<OverlaySurface> createSurface(const Screen& screen) override;
+  [[nodiscard]] std::unique_ptr<RetroSurface> createRetroSurface() override;
   [[nodiscard]] std::string limitation() const override;
 
  private:

@@ -38,7 +38,7 @@ PrivacyFilterService::PrivacyFilterService(Parts parts)
       notifications_(std::move(parts.notifications)),
       haptics_(std::move(parts.haptics)),
       localizedText_(std::move(parts.localizedText)),
-      retroFeed_(std::move(parts.retroFeed)) {
+      retroPiP_(std::move(parts.retroPiP)) {
   cameraRunningRegistration_ = cameraManager->isRunning().onChange([this](bool running) {
     if (!running) cameraClosing_ = false;
   });
@@ -60,7 +60,7 @@ const std::shared_ptr<PrivacyFilterService>& PrivacyFilterService::shared() {
               .notifications = platform.notifications,
               .haptics = platform.haptics,
               .localizedText = platform.localizedText,
-              .retroFeed = nullptr});
+              .retroPiP = RetroPiPManager::shared()});
   }();
   return instance;
 }

@@ -11,6 +11,7 @@
 #include "detection/filter_fsm.h"
 #include "detection/vision_face_analyzer.h"
 #include "overlay/overlay_window_manager.h"
+#include "overlay/retro_pip_manager.h"
 #include "platform/capture_session.h"
 #include "platform/face_detector.h"
 #include "platform/haptics.h"
@@ -19,7 +20,6 @@
 #include "platform/notifications.h"
 #include "platform/power_source.h"
 #include "platform/session_events.h"
-#include "service/retro_feed.h"
 #include "settings/settings_repository.h"
 #include "settings/stats_repository.h"
 #include "support/published.h"
@@ -45,7 +45,7 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
     std::shared_ptr<Notifications> notifications;
     std::shared_ptr<Haptics> haptics;
     LocalizedText localizedText;
-    std::shared_ptr<RetroFeed> retroFeed;  ///< null where nothing shows the onlooker
+    std::shared_ptr<RetroPiPManager> retroPiP;
   };
 
   explicit PrivacyFilterService(Parts parts);
@@ -124,7 +124,7 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   const std::shared_ptr<Notifications> notifications_;
   const std::shared_ptr<Haptics> haptics_;
   const LocalizedText localizedText_;
-  const std::shared_ptr<RetroFeed> retroFeed_;
+  const std::shared_ptr<RetroPiPManager> retroPiP_;
 
   FilterFsm fsm;
   std::shared_ptr<VisionFaceAnalyzer> analyzer;  // of the current session

@@ -68,16 +68,17 @@ void PrivacyFilterService::ensureOverlay() {
 // The onlooker.
 
 void PrivacyFilterService::followOnlooker() {
-  if (!analyzer || !retroFeed_) return;
-  analyzer->onRetroFrame = [feed = retroFeed_](const FrameRef& frame,
-                                               const std::optional<NormalizedRect>& face) {
-    feed->renderFrame(frame, face);
+  if (!analyzer) return;
+  analyzer->onRetroFrame = [pip = retroPiP_](const FrameRef& frame,
+                                             const std::optional<NormalizedRect>& face) {
+    if (!pip->isOpen()) pip->openWindow();
+    pip->renderFrame(frame, face);
   };
 }
 
 void PrivacyFilterService::forgetOnlooker() {
   if (analyzer) analyzer->onRetroFrame = nullptr;
-  if (retroFeed_) retroFeed_->hide();
+  retroPiP_->hide();
 }
 
 void PrivacyFilterService::onAlertStarted() {

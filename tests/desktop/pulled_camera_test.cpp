@@ -147,7 +147,7 @@ class PulledCamera : public ::testing::Test {
       std::make_shared<FakeOverlayBackend>(), line.mainLoop, line.clock);
   std::shared_ptr<SettingsRepository> settings = std::make_shared<SettingsRepository>(
       std::make_shared<MemoryUserDefaults>(), std::make_shared<FakeLoginItem>());
-  FakeDesktop surroundings{line.mainLoop};
+  FakeDesktop surroundings{line.mainLoop, line.clock};
   std::shared_ptr<PrivacyFilterService> service = std::make_shared<PrivacyFilterService>(
       surroundings.parts(line.environment, line.camera, overlay, settings));
   std::vector<StateChange> states;

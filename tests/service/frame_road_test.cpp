@@ -50,7 +50,7 @@ TEST(FrameRoad, AllocatesNothingWhenWarm) {
       std::make_shared<OverlayWindowManager>(std::make_shared<test::FakeOverlayBackend>(), loop, room.loop);
   const auto settings = std::make_shared<SettingsRepository>(std::make_shared<MemoryUserDefaults>(),
                                                              std::make_shared<test::FakeLoginItem>());
-  const test::FakeDesktop desktop(loop);
+  const test::FakeDesktop desktop(loop, room.loop);
   const auto service =
       std::make_shared<PrivacyFilterService>(desktop.parts(environment, camera, overlay, settings));
   const auto settle = [&] {

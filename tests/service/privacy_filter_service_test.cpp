@@ -264,10 +264,11 @@ TEST_F(PrivacyFilterServiceTest, AnAlertIsFeltToldShownAndCountedOnceInHalfAMinu
   ASSERT_EQ(desktop.notifications->shown.count("sentrel.alert"), 1U);
   EXPECT_EQ(desktop.notifications->shown["sentrel.alert"].title, "notif_alert_title");
   see(watched, 200);
-  EXPECT_GT(desktop.retroFeed->rendered, 0);
+  ASSERT_TRUE(desktop.retroBackend->retro);
+  EXPECT_TRUE(desktop.retroBackend->retro->picture);
   see(alone, 3200);
   EXPECT_EQ(desktop.notifications->shown.size(), 0U) << "withdrawn";
-  EXPECT_EQ(desktop.retroFeed->rendered, 0) << "hidden";
+  EXPECT_FALSE(desktop.retroBackend->retro) << "hidden";
 
   see(alone, 15'000);
   alertOnce();

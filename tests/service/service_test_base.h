@@ -57,7 +57,7 @@ class ServiceTestBase : public testing::Test {
       std::make_shared<OverlayWindowManager>(backend, room.loop, room.loop);
   std::shared_ptr<SettingsRepository> settings = std::make_shared<SettingsRepository>(
       std::make_shared<MemoryUserDefaults>(), std::make_shared<FakeLoginItem>());
-  FakeDesktop desktop{room.loop};
+  FakeDesktop desktop{room.loop, room.loop};
   std::shared_ptr<PrivacyFilterService> service =
       std::make_shared<PrivacyFilterService>(desktop.parts(room.environment(), camera, overlay, settings));
 

@@ -11,6 +11,7 @@
 
 #include "detection/av_capture_manager.h"
 #include "service/privacy_filter_service.h"
+#include "support/fake_overlay_backend.h"
 
 namespace sentrel::test {
 
@@ -106,25 +107,19 @@ class FakeHaptics final : public Haptics {
   void perform() override { ++performed; }
 };
 
-class FakeRetroFeed final : public RetroFeed {
- public:
-  int rendered = 0;  ///< since it was hidden
-
-  void renderFrame(const FrameRef&, const std::optional<NormalizedRect>&) override { ++rendered; }
-  void hide() override { rendered = 0; }
-};
-
 /// The desktop around the service.
 struct FakeDesktop {
-  explicit FakeDesktop(const std::shared_ptr<MainLoop>& mainLoop)
-      : notifications(std::make_shared<FakeNotifications>(mainLoop)) {}
+  FakeDesktop(const std::shared_ptr<MainLoop>& mainLoop, const std::shared_ptr<Clock>& clock)
+      : notifications(std::make_shared<FakeNotifications>(mainLoop)),
+        retroPiP(std::make_shared<RetroPiPManager>(retroBackend, mainLoop, clock)) {}
 
   std::shared_ptr<FakeSessionEvents> session = std::make_shared<FakeSessionEvents>();
   std::shared_ptr<FakePowerSource> power = std::make_shared<FakePowerSource>();
   std::shared_ptr<FakeKeyMonitor> keys = std::make_shared<FakeKeyMonitor>();
   std::shared_ptr<FakeNotifications> notifications;
   std::shared_ptr<FakeHaptics> haptics = std::make_shared<FakeHaptics>();
-  std::shared_ptr<FakeRetroFeed> retroFeed = std::make_shared<FakeRetroFeed>();
+  std::shared_ptr<FakeOverlayBackend> retroBackend = std::make_shared<FakeOverlayBackend>();
+  std::shared_ptr<RetroPiPManager> retroPiP;
   std::shared_ptr<StatsRepository> stats =
       std::make_shared<StatsRepository>(std::make_shared<MemoryUserDefaults>());
 
@@ -148,7 +143,7 @@ struct FakeDesktop {
             .notifications = notifications,
             .haptics = haptics,
             .localizedText = [](std::string_view key) { return std::string(key); },
-            .retroFeed = retroFeed};
+            .retroPiP = retroPiP};
   }
 };
 

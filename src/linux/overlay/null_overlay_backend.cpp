@@ -9,10 +9,20 @@ class NullOverlaySurface final : public OverlaySurface {
   void present(const OverlayScene& /*scene*/) override {}
   void setTint(TintLevel /*level*/) override {}
 };
+
+class NullRetroSurface final : public RetroSurface {
+ public:
+  void present(std::shared_ptr<const GreyPicture> /*picture*/) override {}
+  void setBlink(BlinkLevel /*level*/) override {}
+};
 }  // namespace
 
 std::unique_ptr<OverlaySurface> NullOverlayBackend::createSurface(const Screen& /*screen*/) {
   return std::make_unique<NullOverlaySurface>();
+}
+
+std::unique_ptr<RetroSurface> NullOverlayBackend::createRetroSurface() {
+  return std::make_unique<NullRetroSurface>();
 }
 
 }  // namespace sentrel

@@ -14,6 +14,7 @@ class NullOverlayBackend final : public OverlayBackend {
  public:
   [[nodiscard]] std::vector<Screen> screens() const override { return {}; }
   [[nodiscard]] std::unique_ptr<OverlaySurface> createSurface(const Screen& screen) override;
+  [[nodiscard]] std::unique_ptr<RetroSurface> createRetroSurface() override;
   [[nodiscard]] std::string limitation() const override { return "error_no_overlay"; }
 };
 

@@ -100,10 +100,25 @@ class WaylandOverlayTest : public testing::Test, private WithApplication {
     });
   }
 
+  /// The picture-in-picture of a wide, flat grey.
+  [[nodiscard]] std::unique_ptr<RetroSurface> showRetro() const {
+    auto retro = backend->createRetroSurface();
+    retro->present(std::make_shared<GreyPicture>(GreyPicture{4, 3, std::vector<std::uint8_t>(12, 200)}));
+    return retro;
+  }
+  [[nodiscard]] bool eventuallyRetro(QPoint at) {
+    return eventually([&] { return screenshot().pixel(at) == 0xFF24C838; });
+  }
+
   test::HeadlessDesktop desktop;
   QtMainLoop loop;
   std::unique_ptr<OverlayBackend> backend;
   std::unique_ptr<OverlaySurface> surface;
+
+  static constexpr QPoint onBanner{width / 2 - 165, height - 80 - 49};
+  /// Between two scan lines of the picture-in-picture, and on its dot.
+  static constexpr QPoint onRetro{width - 20 - 128, height - 80 - 192 + 98};
+  static constexpr QPoint onDot{width - 20 - 256 + 10, height - 80 - 192 + 11};
 };
 
 TEST_F(WaylandOverlayTest, CoversAlertsAndGoes) {
@@ -111,7 +126,7 @@ TEST_F(WaylandOverlayTest, CoversAlertsAndGoes) {
   ASSERT_TRUE(eventuallyStriped(width, height, 1));
   surface->present(alertScene());
   surface->setTint(26);
-  EXPECT_TRUE(eventually([&] { return qRed(screenshot().pixel(width / 2 - 165, height - 129)) > 170; }));
+  EXPECT_TRUE(eventually([&] { return qRed(screenshot().pixel(onBanner)) > 170; }));
   surface->setTint(0);
   ASSERT_TRUE(eventuallyStriped(width, height, 1, 0.7));
   surface.reset();
@@ -129,6 +144,24 @@ TEST_F(WaylandOverlayTest, FollowsModeScaleAndTurn) {
   sway("output HEADLESS-1 transform 90");
   EXPECT_TRUE(eventuallyStriped(720, 1280, 1.25));
   EXPECT_EQ(backend->screens().at(0), (Screen{id, "HEADLESS-1", {0, 0, 576, 1024}, true}));
+}
+
+TEST_F(WaylandOverlayTest, PictureLiesAboveAllAndGoes) {
+  const auto retro = showRetro();
+  cover(alertScene());
+  surface->setTint(26);
+  EXPECT_TRUE(eventuallyRetro(onRetro)) << "neither striped nor tinted, though the cover came later";
+  retro->setBlink(brightestBlink);
+  EXPECT_TRUE(eventually([&] { return screenshot().pixel(onDot) == 0xFF2EFF47; }));
+  retro->setBlink(0);
+  EXPECT_TRUE(eventually([&] { return qRed(screenshot().pixel(onDot)) < 40; }));
+  retro->present(nullptr);
+  EXPECT_TRUE(eventually([&] { return screenshot().pixel(onRetro) == 0xFF000000; }));
+  auto next = showRetro();
+  EXPECT_TRUE(eventuallyRetro(onRetro));
+  surface->setTint(0);
+  next.reset();
+  EXPECT_TRUE(eventuallyStriped(width, height, 1, 0.7));
 }
 
 TEST_F(WaylandOverlayTest, CompositorThatDiesIsWaitedFor) {
@@ -172,6 +205,31 @@ class WaylandOverlayInWindowsTest : public WaylandOverlayTest {
   WaylandOverlayInWindowsTest() : WaylandOverlayTest(true) {}
 };
 
+TEST_F(WaylandOverlayInWindowsTest, ClicksReachWhatLiesBelow) {
+  test::ChildProcess below = desktop.spawn("stdbuf", {"-oL", "wev", "-f", "wl_pointer:button"});
+  ASSERT_TRUE(eventually([&] {
+    return desktop.run("swaymsg", {"-t", "get_tree"}).find("wev") != std::string::npos;
+  }));
+  cover(alertScene());
+  surface->setTint(20);
+  const auto retro = showRetro();
+  ASSERT_TRUE(eventuallyRetro(onRetro));
+  const auto presses = [&below] {
+    const std::string printed = below.output();
+    int count = 0;
+    for (auto at = printed.find("pressed"); at != std::string::npos; at = printed.find("pressed", at + 1))
+      ++count;
+    return count;
+  };
+  int clicks = 0;
+  for (const QPoint at : {QPoint(100, 100), onBanner, QPoint(width - 40, 16), onRetro, onDot}) {
+    desktop.run("xdotool",
+                {"mousemove", "--sync", std::to_string(at.x()), std::to_string(at.y()), "click", "1"});
+    ++clicks;
+    EXPECT_TRUE(eventually([&] { return presses() == clicks; })) << at.x() << "," << at.y();
+  }
+}
+
 TEST_F(WaylandOverlayInWindowsTest, ScreensComeAndGo) {
   cover(nominalScene());
   ASSERT_TRUE(eventuallyStriped(width, height, 1));
@@ -183,6 +241,8 @@ TEST_F(WaylandOverlayInWindowsTest, ScreensComeAndGo) {
   const auto other = backend->createSurface(second);
   other->present({.stripes = {}, .veilAlpha = 0.6});
   EXPECT_TRUE(eventuallyGrey({width + 100, 100}, 0.4 * 255));
+  const auto retro = showRetro();
+  EXPECT_TRUE(eventuallyRetro(onRetro));
 
   desktop.removeOutput(backend->screens().at(0).name);
   ASSERT_TRUE(eventually([&] { return backend->screens().size() == 1; }));
@@ -190,6 +250,7 @@ TEST_F(WaylandOverlayInWindowsTest, ScreensComeAndGo) {
   surface->present(alertScene());
   surface->setTint(9);
   EXPECT_TRUE(eventuallyGrey({100, 100}, 0.4 * 255)) << "the other, which has moved to the origin";
+  EXPECT_TRUE(eventuallyRetro(onRetro)) << "the picture follows the main screen";
   desktop.removeOutput(second.name);
   ASSERT_TRUE(eventually([&] { return backend->screens().empty(); }));
   other->present({.stripes = {}, .veilAlpha = 0.2});

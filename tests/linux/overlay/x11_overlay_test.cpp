@@ -103,6 +103,16 @@ class X11OverlayTest : public testing::Test, private WithApplication {
     }
   }
 
+  /// The picture-in-picture of a wide, flat grey.
+  [[nodiscard]] std::unique_ptr<RetroSurface> showRetro() const {
+    auto retro = backend->createRetroSurface();
+    retro->present(std::make_shared<GreyPicture>(GreyPicture{4, 3, std::vector<std::uint8_t>(12, 200)}));
+    return retro;
+  }
+  [[nodiscard]] bool eventuallyRetro() {
+    return eventually([&] { return screenshot().pixel(onRetro) == 0xFF24C838; });
+  }
+
   void click(QPoint at) {
     desktop.run("xdotool",
                 {"mousemove", "--sync", std::to_string(at.x()), std::to_string(at.y()), "click", "1"});
@@ -129,6 +139,9 @@ class X11OverlayTest : public testing::Test, private WithApplication {
   /// On the banner, left of its symbol, and on its shadow.
   static constexpr QPoint onBanner{width / 2 - 165, height - 80 - 49};
   static constexpr QPoint onHint{width - 40, 16};
+  /// Between two scan lines of the picture-in-picture, and on its dot.
+  static constexpr QPoint onRetro{width - 20 - 128, height - 80 - 192 + 98};
+  static constexpr QPoint onDot{width - 20 - 256 + 10, height - 80 - 192 + 11};
 };
 
 TEST_F(X11OverlayTest, NominalSceneIsStripesAndHint) {
@@ -180,11 +193,31 @@ TEST_F(X11OverlayTest, AlertDarkensTintsAndShowsTheBanner) {
 TEST_F(X11OverlayTest, ClicksReachWhatLiesBelow) {
   cover(alertScene());
   surface->setTint(20);
+  const auto retro = showRetro();
   ASSERT_TRUE(eventually([&] { return qRed(screenshot().pixel(onBanner)) > 170; }));
-  for (const QPoint at : {probe, onBanner, onHint}) {
+  ASSERT_TRUE(eventuallyRetro());
+  for (const QPoint at : {probe, onBanner, onHint, onRetro}) {
     click(at);
     EXPECT_TRUE(white->wasClicked()) << at.x() << "," << at.y();
   }
+}
+
+TEST_F(X11OverlayTest, PictureLiesAboveAllAndGoes) {
+  connect();
+  ASSERT_TRUE(eventually([&] { return backend->limitation().empty(); }));
+  const auto retro = showRetro();
+  surface = backend->createSurface(backend->screens().at(0));
+  surface->present(alertScene());
+  surface->setTint(26);
+  EXPECT_TRUE(eventuallyRetro()) << "neither striped nor tinted, though the cover came later";
+  const ForeignWindow popup(windowOf({width - 276, height - 272, 256, 192}, 0xFFFFFF));
+  EXPECT_TRUE(eventuallyRetro());
+  retro->setBlink(brightestBlink);
+  EXPECT_TRUE(eventually([&] { return screenshot().pixel(onDot) == 0xFF2EFF47; }));
+  retro->setBlink(0);
+  EXPECT_TRUE(eventually([&] { return qRed(screenshot().pixel(onDot)) < 40; }));
+  retro->present(nullptr);
+  EXPECT_TRUE(eventually([&] { return screenshot().pixel(onRetro) == 0xFF000000; }));
 }
 
 TEST_F(X11OverlayTest, StaysAboveWindowsThatComeLater) {
@@ -319,6 +352,10 @@ TEST_F(X11OverlayWithoutCompositorTest, NothingTurnsBlack) {
   surface->present(alertScene());
   EXPECT_TRUE(eventually([&] { return screenshot().pixel(onBanner) == 0xFFC8102E; }));
   EXPECT_EQ(screenshot().pixel(probe), 0xFFFFFFFF);
+  const auto retro = showRetro();
+  EXPECT_TRUE(eventuallyRetro());
+  click(onRetro);
+  EXPECT_TRUE(white->wasClicked());
 }
 
 TEST(CreateOverlayBackend, WithoutADisplayThereIsNoOverlayAndItSaysSo) {

@@ -107,6 +107,36 @@ void WaylandLayerWindows::refresh() {
   paint();
 }
 
+void WaylandLayerWindows::bearPicture(const WaylandRetroContent* content) {
+  if (content == retroContent_) return;
+  retroContent_ = content;
+  retro_.reset();
+  if (!isShown()) return;
+  paintRetro();
+  base_.commit();
+  desktop_.flush();
+}
+
+void WaylandLayerWindows::paintRetro() {
+  if (retroContent_ == nullptr) return;
+  if (!retro_) retro_ = std::make_unique<WaylandRetroPart>(desktop_, base_.get());
+  retro_->place({0, 0, width_, height_}, scale());
+  retro_->showPicture(retroContent_->picture.get());
+  retro_->showDot(retroContent_->blink);
+}
+
+void WaylandLayerWindows::retroPictureChanged() {
+  if (!retro_) return;
+  retro_->showPicture(retroContent_->picture.get());
+  desktop_.flush();
+}
+
+void WaylandLayerWindows::retroBlinkChanged() {
+  if (!retro_) return;
+  retro_->showDot(retroContent_->blink);
+  desktop_.flush();
+}
+
 double WaylandLayerWindows::scale() const {
   const double wanted = preferredScale_ > 0 ? preferredScale_ : deviceScale(output_.state());
   const double pixels = static_cast<double>(width_) * height_ * wanted * wanted;
@@ -117,6 +147,10 @@ void WaylandLayerWindows::paint() {
   if (!isShown()) return;
   const Content content{*scene_, width_, height_, scale()};
   if (content == painted_) return;
+  if (content.width != painted_.width || content.height != painted_.height ||
+      content.scale != painted_.scale) {
+    paintRetro();
+  }
   paintNotices(content);
   applyTint();
   const bool complete = paintScene(content);
@@ -199,13 +233,15 @@ bool WaylandLayerWindows::allocate(WaylandSurface& part, Notice& notice, const O
   return true;
 }
 
+/// During an alert it stays through the dark moments of the flash. Not every compositor repaints what a part
+/// that goes has covered, so it goes only with a scene that paints everything anew.
 void WaylandLayerWindows::applyTint() {
-  const bool resized = width_ != painted_.width || height_ != painted_.height;
-  if (std::exchange(shownTint_, tintLevel_) == tintLevel_ && !resized) return;
-  if (tintLevel_ > 0) {
-    tint_.show(desktop_.palette().color(premultipliedTint(tintLevel_)), width_, height_);
-  } else {
+  if (tintLevel_ == 0 && !scene_->banner) {
+    if (!std::exchange(tintShown_, false)) return;
     tint_.hide();
+  } else {
+    tintShown_ = true;
+    tint_.show(desktop_.palette().color(premultipliedTint(tintLevel_)), width_, height_);
   }
   tint_.commit();
 }

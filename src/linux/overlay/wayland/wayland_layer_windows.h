@@ -3,11 +3,13 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 
 #include "linux/overlay/painter/overlay_picture.h"
 #include "linux/overlay/wayland/wayland_desktop.h"
 #include "linux/overlay/wayland/wayland_memory.h"
+#include "linux/overlay/wayland/wayland_retro_part.h"
 #include "linux/overlay/wayland/wayland_surface.h"
 #include "platform/overlay_surface.h"
 
@@ -31,6 +33,11 @@ class WaylandLayerWindows {
   void refresh();
   [[nodiscard]] bool isShown() const { return width_ > 0 && scene_; }
 
+  /// Shows the picture-in-picture, too, or no longer (null). The content must outlive that.
+  void bearPicture(const WaylandRetroContent* content);
+  void retroPictureChanged();
+  void retroBlinkChanged();
+
  private:
   /// A finished picture, its memory with the compositor.
   struct Notice {
@@ -50,6 +57,7 @@ class WaylandLayerWindows {
   void listen();
   void configured(std::uint32_t serial, std::uint32_t width, std::uint32_t height);
   void paint();
+  void paintRetro();
   [[nodiscard]] bool paintScene(const Content& content);
   void paintNotices(const Content& content);
   void applyTint();
@@ -68,10 +76,12 @@ class WaylandLayerWindows {
   WaylandSurface banner_;
   Notice hintPicture_;
   Notice bannerPicture_;
+  const WaylandRetroContent* retroContent_ = nullptr;
+  std::unique_ptr<WaylandRetroPart> retro_;
 
   std::optional<OverlayScene> scene_;
   TintLevel tintLevel_ = 0;
-  TintLevel shownTint_ = 0;
+  bool tintShown_ = false;
   int width_ = 0;  // logical pixels, 0 before they are told
   int height_ = 0;
   double preferredScale_ = 0;  // 0 when not told

@@ -3,6 +3,8 @@
 
 #include <utility>
 
+#include "linux/overlay/wayland/wayland_retro_surface.h"
+
 namespace sentrel {
 
 WaylandOverlayBackend::Reach WaylandOverlayBackend::probe(const std::string& display) {
@@ -28,6 +30,10 @@ std::vector<Screen> WaylandOverlayBackend::screens() const {
 
 std::unique_ptr<OverlaySurface> WaylandOverlayBackend::createSurface(const Screen& screen) {
   return std::make_unique<WaylandOverlaySurface>(list_, screen.id);
+}
+
+std::unique_ptr<RetroSurface> WaylandOverlayBackend::createRetroSurface() {
+  return std::make_unique<WaylandRetroSurface>(list_);
 }
 
 std::string WaylandOverlayBackend::limitation() const {

@@ -30,6 +30,7 @@ class WaylandOverlayBackend final : public OverlayBackend {
 
   [[nodiscard]] std::vector<Screen> screens() const override;
   [[nodiscard]] std::unique_ptr<OverlaySurface> createSurface(const Screen& screen) override;
+  [[nodiscard]] std::unique_ptr<RetroSurface> createRetroSurface() override;
   [[nodiscard]] std::string limitation() const override;
 
  private:

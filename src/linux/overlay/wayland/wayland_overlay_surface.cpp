@@ -12,6 +12,12 @@ constexpr std::int64_t firstRetryMs = 250;
 constexpr std::int64_t longestRetryMs = 8'000;
 }  // namespace
 
+void WaylandSurfaceList::bearPicture(const WaylandRetroContent* content) {
+  picture = content;
+  for (WaylandOverlaySurface* surface : surfaces) surface->bearPicture();
+  if (desktop != nullptr) desktop->flush();
+}
+
 WaylandOverlaySurface::WaylandOverlaySurface(std::shared_ptr<WaylandSurfaceList> list, std::uint64_t screenId)
     : list_(std::move(list)), screenId_(screenId), retryMs_(firstRetryMs) {
   list_->surfaces.push_back(this);
@@ -48,18 +54,36 @@ void WaylandOverlaySurface::refresh() {
   if (windows_ && outputGlobal_ != output->globalName()) release();
   if (windows_) {
     windows_->refresh();
+    bearPicture();
     return;
   }
   if (retry_) return;
   outputGlobal_ = output->globalName();
   windows_ = std::make_unique<WaylandLayerWindows>(*list_->desktop, *output, [this] { closed(); });
   windows_->show(*scene_, tint_);
+  bearPicture();
   list_->desktop->flush();
 }
 
 void WaylandOverlaySurface::release() {
   retry_.reset();
   windows_.reset();
+}
+
+void WaylandOverlaySurface::bearPicture() {
+  if (!windows_) return;
+  const auto screens = list_->desktop->screens();
+  const bool onMain = std::ranges::any_of(
+      screens, [this](const Screen& screen) { return screen.isMain && screen.id == screenId_; });
+  windows_->bearPicture(onMain ? list_->picture : nullptr);
+}
+
+void WaylandOverlaySurface::retroPictureChanged() {
+  if (windows_) windows_->retroPictureChanged();
+}
+
+void WaylandOverlaySurface::retroBlinkChanged() {
+  if (windows_) windows_->retroBlinkChanged();
 }
 
 void WaylandOverlaySurface::closed() {

@@ -18,6 +18,9 @@ class WaylandOverlaySurface;
 struct WaylandSurfaceList {
   WaylandDesktop* desktop = nullptr;
   std::vector<WaylandOverlaySurface*> surfaces;
+  const WaylandRetroContent* picture = nullptr;  ///< what the main screen's surface bears besides
+
+  void bearPicture(const WaylandRetroContent* content);
 };
 
 /// What one output shows, kept as values and brought to the output of the moment: it follows the output and
@@ -36,6 +39,11 @@ class WaylandOverlaySurface final : public OverlaySurface {
   void refresh();
   /// The desktop is going: lets go of everything on it.
   void release();
+
+  // What the list has for the main screen has come or gone, or shows something else.
+  void bearPicture();
+  void retroPictureChanged();
+  void retroBlinkChanged();
 
  private:
   void closed();

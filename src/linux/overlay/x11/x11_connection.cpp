@@ -63,8 +63,9 @@ X11Connection::~X11Connection() {
   xcb_disconnect(connection_);
 }
 
-void X11Connection::putImage(xcb_drawable_t drawable, std::uint8_t depth, int width, int height,
+void X11Connection::putImage(xcb_drawable_t drawable, std::uint8_t depth, const Rect& place,
                              const std::uint32_t* pixels) const {
+  const auto& [left, top, width, height] = place;
   // Every server takes requests of this size; larger ones would only grow the buffers on both sides.
   constexpr int requestWords = 65535 - static_cast<int>(sizeof(xcb_put_image_request_t) / 4);
   const int rowsAtOnce = std::max(1, requestWords / width);
@@ -74,9 +75,9 @@ void X11Connection::putImage(xcb_drawable_t drawable, std::uint8_t depth, int wi
     const int rows = std::min(rowsAtOnce, height - y);
     const std::uint32_t* from = pixels + static_cast<std::ptrdiff_t>(y) * width;
     xcb_put_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, drawable, graphics,
-                  static_cast<std::uint16_t>(width), static_cast<std::uint16_t>(rows), 0,
-                  static_cast<std::int16_t>(y), 0, depth, static_cast<std::uint32_t>(width * rows * 4),
-                  reinterpret_cast<const std::uint8_t*>(from));
+                  static_cast<std::uint16_t>(width), static_cast<std::uint16_t>(rows),
+                  static_cast<std::int16_t>(left), static_cast<std::int16_t>(top + y), 0, depth,
+                  static_cast<std::uint32_t>(width * rows * 4), reinterpret_cast<const std::uint8_t*>(from));
   }
   xcb_free_gc(connection_, graphics);
 }

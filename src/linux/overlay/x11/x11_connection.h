@@ -7,6 +7,8 @@
 
 #include <xcb/xcb.h>
 
+#include "support/geometry.h"
+
 namespace sentrel {
 
 /// The names that the overlay uses on the X server.
@@ -55,9 +57,9 @@ class X11Connection {
   [[nodiscard]] std::uint8_t xfixesEvents() const { return xfixesEvents_; }
   [[nodiscard]] bool hasRandrMonitors() const { return randrMonitors_; }
 
-  /// Sends a picture of 32-bit pixels without gaps to a drawable of this depth, in as many requests as it
-  /// takes.
-  void putImage(xcb_drawable_t drawable, std::uint8_t depth, int width, int height,
+  /// Sends a picture of 32-bit pixels without gaps to this place of a drawable of this depth, in as many
+  /// requests as it takes.
+  void putImage(xcb_drawable_t drawable, std::uint8_t depth, const Rect& place,
                 const std::uint32_t* pixels) const;
 
  private:

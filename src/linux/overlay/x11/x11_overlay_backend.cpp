@@ -3,6 +3,8 @@
 
 #include <utility>
 
+#include "linux/overlay/x11/x11_retro_surface.h"
+
 namespace sentrel {
 
 X11OverlayBackend::X11OverlayBackend(MainLoop& loop, std::string display)
@@ -13,8 +15,7 @@ X11OverlayBackend::X11OverlayBackend(MainLoop& loop, std::string display)
 }
 
 X11OverlayBackend::~X11OverlayBackend() {
-  for (X11OverlaySurface* surface : list_->surfaces) surface->release();
-  list_->desktop = nullptr;
+  disconnect();
 }
 
 std::vector<Screen> X11OverlayBackend::screens() const {
@@ -26,6 +27,10 @@ std::vector<Screen> X11OverlayBackend::screens() const {
 
 std::unique_ptr<OverlaySurface> X11OverlayBackend::createSurface(const Screen& screen) {
   return std::make_unique<X11OverlaySurface>(list_, screen.id);
+}
+
+std::unique_ptr<RetroSurface> X11OverlayBackend::createRetroSurface() {
+  return std::make_unique<X11RetroSurface>(list_);
 }
 
 std::string X11OverlayBackend::limitation() const {
@@ -54,16 +59,22 @@ bool X11OverlayBackend::retry() {
   return true;
 }
 
-void X11OverlayBackend::desktopLost() {
+void X11OverlayBackend::disconnect() {
   for (X11OverlaySurface* surface : list_->surfaces) surface->release();
+  for (X11RetroSurface* picture : list_->pictures) picture->release();
   list_->desktop = nullptr;
   desktop_.reset();
+}
+
+void X11OverlayBackend::desktopLost() {
+  disconnect();
   reconnect_.begin();
   announce();
 }
 
 void X11OverlayBackend::desktopChanged() {
   for (X11OverlaySurface* surface : list_->surfaces) surface->refresh();
+  for (X11RetroSurface* picture : list_->pictures) picture->refresh();
   announce();
 }
 

@@ -25,11 +25,13 @@ class X11OverlayBackend final : public OverlayBackend {
 
   [[nodiscard]] std::vector<Screen> screens() const override;
   [[nodiscard]] std::unique_ptr<OverlaySurface> createSurface(const Screen& screen) override;
+  [[nodiscard]] std::unique_ptr<RetroSurface> createRetroSurface() override;
   [[nodiscard]] std::string limitation() const override;
 
  private:
   bool connect();
   bool retry();
+  void disconnect();
   void desktopLost();
   void desktopChanged();
   void announce();

@@ -14,11 +14,13 @@
 namespace sentrel {
 
 class X11OverlaySurface;
+class X11RetroSurface;
 
 /// The surfaces that exist and the desktop that they are on; none while there is no server.
 struct X11SurfaceList {
   X11Desktop* desktop = nullptr;
   std::vector<X11OverlaySurface*> surfaces;
+  std::vector<X11RetroSurface*> pictures;
 };
 
 /// What one screen shows, kept as values and brought to the screen of the moment: it follows its monitor,

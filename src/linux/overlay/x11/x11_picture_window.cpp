@@ -41,7 +41,7 @@ void X11PictureWindow::setPicture(const QImage& picture, int x, int y) {
                     static_cast<std::uint16_t>(picture.width()),
                     static_cast<std::uint16_t>(picture.height()));
   // 32-bit rows of a QImage have no gaps.
-  connection.putImage(pixmap, window_.visual().depth, picture.width(), picture.height(),
+  connection.putImage(pixmap, window_.visual().depth, {0, 0, picture.width(), picture.height()},
                       reinterpret_cast<const std::uint32_t*>(picture.constBits()));
   xcb_change_window_attributes(connection.get(), window_.id(), XCB_CW_BACK_PIXMAP, &pixmap);
   xcb_free_pixmap(connection.get(), pixmap);  // the window keeps it

@@ -73,7 +73,7 @@ void X11SceneWindow::uploadStrip() {
   const std::uint8_t depth = window_.visual().depth;
   xcb_create_pixmap(connection_.get(), depth, strip_, window_.id(), static_cast<std::uint16_t>(columns),
                     static_cast<std::uint16_t>(stripRows_));
-  connection_.putImage(strip_, depth, columns, stripRows_, pixels.data());
+  connection_.putImage(strip_, depth, {0, 0, columns, stripRows_}, pixels.data());
 }
 
 void X11SceneWindow::dropStrip() {

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "linux/overlay/x11/x11_retro_surface.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "linux/overlay/x11/x11_overlay_surface.h"
+
+namespace sentrel {
+
+namespace {
+
+std::optional<X11Monitor> mainMonitor(const X11Desktop* desktop) {
+  if (desktop == nullptr) return {};
+  const auto& monitors = desktop->monitors();
+  const auto found = std::ranges::find_if(monitors, [](const X11Monitor& m) { return m.screen.isMain; });
+  return found == monitors.end() ? std::nullopt : std::optional(*found);
+}
+
+}  // namespace
+
+X11RetroSurface::X11RetroSurface(std::shared_ptr<X11SurfaceList> list) : list_(std::move(list)) {
+  list_->pictures.push_back(this);
+  refresh();
+}
+
+X11RetroSurface::~X11RetroSurface() {
+  std::erase(list_->pictures, this);
+  release();
+  flush();
+}
+
+void X11RetroSurface::present(std::shared_ptr<const GreyPicture> picture) {
+  picture_ = std::move(picture);
+  if (window_) window_->show(picture_.get(), blink_);
+  flush();
+}
+
+void X11RetroSurface::setBlink(BlinkLevel level) {
+  blink_ = level;
+  if (window_) window_->setBlink(level);
+  flush();
+}
+
+void X11RetroSurface::refresh() {
+  auto monitor = mainMonitor(list_->desktop);
+  if (monitor != monitor_) {
+    window_.reset();
+    monitor_ = std::move(monitor);
+  }
+  if (window_ || !monitor_) return;
+  window_ = std::make_unique<X11RetroWindow>(*list_->desktop, *monitor_);
+  window_->show(picture_.get(), blink_);
+  flush();
+}
+
+void X11RetroSurface::release() {
+  window_.reset();
+  monitor_.reset();
+}
+
+void X11RetroSurface::flush() const {
+  if (list_->desktop != nullptr) xcb_flush(list_->desktop->connection().get());
+}
+
+}  // namespace sentrel

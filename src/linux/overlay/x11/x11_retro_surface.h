@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "linux/overlay/x11/x11_monitors.h"
+#include "linux/overlay/x11/x11_retro_window.h"
+#include "platform/retro_surface.h"
+
+namespace sentrel {
+
+struct X11SurfaceList;
+
+/// What the picture-in-picture shows, kept as values and brought to the main monitor of the moment. Main
+/// thread.
+class X11RetroSurface final : public RetroSurface {
+ public:
+  explicit X11RetroSurface(std::shared_ptr<X11SurfaceList> list);
+  ~X11RetroSurface() override;
+  X11RetroSurface(const X11RetroSurface&) = delete;
+  X11RetroSurface& operator=(const X11RetroSurface&) = delete;
+
+  void present(std::shared_ptr<const GreyPicture> picture) override;
+  void setBlink(BlinkLevel level) override;
+
+  /// The desktop has changed, or come.
+  void refresh();
+  /// The desktop is going: lets go of everything on it.
+  void release();
+
+ private:
+  void flush() const;
+
+  std::shared_ptr<X11SurfaceList> list_;
+  std::shared_ptr<const GreyPicture> picture_;
+  BlinkLevel blink_ = 0;
+  std::optional<X11Monitor> monitor_;  // that the window is on
+  std::unique_ptr<X11RetroWindow> window_;
+};
+
+}  // namespace sentrel

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "linux/overlay/x11/x11_retro_window.h"
+
+#include <QPainter>
+#include <cstddef>
+
+namespace sentrel {
+
+X11RetroWindow::X11RetroWindow(X11Desktop& desktop, const X11Monitor& monitor)
+    : connection_(desktop.connection()),
+      window_(desktop.connection(), desktop.stack(), OverlayLayer::picture, X11OverlayWindow::Look::opaque,
+              "sentrel picture"),
+      painter_(monitor.scale),
+      pixels_(static_cast<std::size_t>(painter_.width()) * static_cast<std::size_t>(painter_.height())),
+      pixmap_(xcb_generate_id(connection_.get())) {
+  xcb_create_pixmap(connection_.get(), window_.visual().depth, pixmap_, window_.id(),
+                    static_cast<std::uint16_t>(painter_.width()),
+                    static_cast<std::uint16_t>(painter_.height()));
+  window_.place(placeRetro(monitor.pixels, monitor.scale));
+}
+
+X11RetroWindow::~X11RetroWindow() {
+  xcb_free_pixmap(connection_.get(), pixmap_);
+}
+
+void X11RetroWindow::show(const GreyPicture* picture, BlinkLevel blink) {
+  painter_.paint(picture, pixels_);
+  const Rect whole{0, 0, painter_.width(), painter_.height()};
+  connection_.putImage(pixmap_, window_.visual().depth, whole, pixels_.data());
+  paintDot(blink);
+  useAsBackground(whole);
+  window_.setMapped(true);
+}
+
+void X11RetroWindow::setBlink(BlinkLevel level) {
+  paintDot(level);
+  const QRect& dot = painter_.dotPlace();
+  useAsBackground({dot.x(), dot.y(), dot.width(), dot.height()});
+}
+
+void X11RetroWindow::paintDot(BlinkLevel level) {
+  const QRect& place = painter_.dotPlace();
+  const auto* first =
+      reinterpret_cast<const uchar*>(pixels_.data() + place.y() * painter_.width() + place.x());
+  const QImage below(first, place.width(), place.height(), painter_.width() * 4, QImage::Format_RGB32);
+  QImage patch = below.copy();
+  QPainter(&patch).drawImage(0, 0, painter_.dot(level));
+  connection_.putImage(pixmap_, window_.visual().depth, {place.x(), place.y(), place.width(), place.height()},
+                       reinterpret_cast<const std::uint32_t*>(patch.constBits()));
+}
+
+/// Set anew after every change: a server may have taken a copy.
+void X11RetroWindow::useAsBackground(const Rect& changed) {
+  xcb_change_window_attributes(connection_.get(), window_.id(), XCB_CW_BACK_PIXMAP, &pixmap_);
+  xcb_clear_area(connection_.get(), 0, window_.id(), static_cast<std::int16_t>(changed.x),
+                 static_cast<std::int16_t>(changed.y), static_cast<std::uint16_t>(changed.width),
+                 static_cast<std::uint16_t>(changed.height));
+}
+
+}  // namespace sentrel

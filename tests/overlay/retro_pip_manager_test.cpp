@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "overlay/retro_pip_manager.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <limits>
+
+#include "overlay/retro_crop.h"
+#include "support/fake_overlay_backend.h"
+#include "support/manual_main_loop.h"
+
+namespace sentrel {
+namespace {
+
+constexpr double noNumber = std::numeric_limits<double>::quiet_NaN();
+
+TEST(RetroCrop, GrowsTheFaceAndStaysInTheFrame) {
+  const Rect whole{0, 0, 640, 480};
+  const struct {
+    const char* what;
+    std::optional<NormalizedRect> face;
+    Rect crop;
+  } cases[] = {
+      {"no face", {}, whole},
+      {"inside, measured from the bottom", NormalizedRect{0.5, 0.25, 0.125, 0.25}, {268, 162, 184, 276}},
+      {"at the right and upper edge", NormalizedRect{0.875, 0.75, 0.125, 0.25}, {508, 0, 132, 198}},
+      {"larger than the frame", NormalizedRect{-1, -1, 3, 3}, whole},
+      {"outside", NormalizedRect{2, 0.5, 0.1, 0.1}, whole},
+      {"just outside, reached by its margin", NormalizedRect{1, 0.5, 0.125, 0.125}, {588, 141, 52, 138}},
+      {"empty", NormalizedRect{0.5, 0.5, 0, 0.1}, whole},
+      {"inside out", NormalizedRect{0.5, 0.5, -0.1, 0.1}, whole},
+      {"no number", NormalizedRect{noNumber, 0.5, 0.1, 0.1}, whole},
+      {"boundless", NormalizedRect{0, 0, std::numeric_limits<double>::infinity(), 1}, whole},
+      {"tiny", NormalizedRect{0.5, 0.5, 1e-9, 1e-9}, {319, 239, 2, 2}},
+  };
+  for (const auto& [what, face, crop] : cases) EXPECT_EQ(retroCrop(640, 480, face), crop) << what;
+}
+
+class RetroPiPManagerTest : public testing::Test {
+ protected:
+  /// Columns of red, green, blue and white, in this order, ten wide and four high.
+  FrameRef colors() {
+    auto frame = pool.acquire(10, 4);
+    const std::uint8_t bgra[][4] = {{0, 0, 255, 0}, {0, 255, 0, 0}, {255, 0, 0, 0}, {255, 255, 255, 0}};
+    for (int i = 0; i < 40; ++i) {
+      std::ranges::copy(bgra[std::min(i % 10, 3)], frame->data() + static_cast<std::ptrdiff_t>(i) * 4);
+    }
+    return frame;
+  }
+
+  FramePool pool{2};
+  std::shared_ptr<test::ManualMainLoop> loop = std::make_shared<test::ManualMainLoop>();
+  std::shared_ptr<test::FakeOverlayBackend> backend = std::make_shared<test::FakeOverlayBackend>();
+  RetroPiPManager manager{backend, loop, loop};
+};
+
+TEST_F(RetroPiPManagerTest, ShowsGreyPicturesAndKeepsNothing) {
+  manager.openWindow();
+  ASSERT_TRUE(backend->retro);
+  EXPECT_FALSE(backend->retro->picture) << "waiting";
+  manager.renderFrame(colors(), {});
+  const auto shown = backend->retro->picture;
+  ASSERT_TRUE(shown);
+  EXPECT_EQ(shown->width, 10);
+  EXPECT_EQ(shown->height, 4);
+  EXPECT_THAT(std::vector(shown->levels.begin(), shown->levels.begin() + 4),
+              testing::ElementsAre(53, 182, 18, 255));
+  manager.renderFrame(colors(), NormalizedRect{0.1, 0.5, 0.1, 0.25});
+  EXPECT_NE(backend->retro->picture, shown) << "what is shown does not change";
+  EXPECT_EQ(backend->retro->picture->width, 3);
+  manager.renderFrame(nullptr, {});
+  manager.renderFrame(pool.acquire(0, 0), {});
+  EXPECT_EQ(backend->retro->picture->width, 3) << "the previous one stays";
+
+  manager.hide();
+  EXPECT_FALSE(manager.isOpen());
+  EXPECT_FALSE(backend->retro);
+  EXPECT_EQ(std::ranges::max(shown->levels), 0) << "overwritten";
+  EXPECT_EQ(pool.clearUnused(), 0U) << "no frame is held";
+  manager.hide();
+  manager.openWindow();
+  EXPECT_FALSE(backend->retro->picture) << "no stale picture";
+}
+
+TEST_F(RetroPiPManagerTest, BlinksWhileOpenUnlessMotionIsReduced) {
+  const std::size_t idleTimers = loop->timerCount();
+  manager.openWindow();
+  loop->advance(2200);
+  const auto blinks = backend->retro->blinks;
+  EXPECT_EQ(std::ranges::count(blinks, brightestBlink), 2);
+  EXPECT_GE(std::ranges::count(blinks, 0), 1);
+  EXPECT_EQ(std::ranges::adjacent_find(blinks), blinks.end()) << "no level is set twice in a row";
+  manager.reducedMotion = true;
+  loop->advance(1100);
+  EXPECT_EQ(backend->retro->blinks.back(), brightestBlink);
+  EXPECT_EQ(loop->timerCount(), idleTimers);
+  manager.reducedMotion = false;
+  manager.hide();
+  EXPECT_EQ(loop->timerCount(), idleTimers);
+}
+
+}  // namespace
+}  // namespace sentrel
