@@ -25,7 +25,7 @@ test_packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   dbus-daemon dbus-bin python3-dbusmock dunst
   xvfb openbox picom x11-utils x11-xserver-utils xdotool imagemagick
-  sway swaybg grim wev
+  sway swaybg grim wev qt6-wayland
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-pipewire
 )
 check_packages=(clang-tidy clang-format reuse shellcheck)

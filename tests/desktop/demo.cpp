@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <map>
+#include <string_view>
 #include <utility>
 
 #include "support/wait_until.h"
@@ -29,10 +30,11 @@ constexpr seconds endLimit{20};
 
 /// Long enough after a change for the overlay to be composed.
 constexpr milliseconds pictureDelay{700};
-/// The alert's tint pulses every 800 ms, from nothing: once at its height, once without it. Taking a picture
-/// begins about a tenth of a second after it was asked for.
-constexpr milliseconds alertPictureDelay{1100};
-constexpr milliseconds dimAlertPictureDelay{1500};
+/// The alert's tint pulses every 800 ms, from nothing: once at its height, when the dot of the onlooker's
+/// picture is bright, too, and once without it. Taking a picture begins up to a tenth of a second after it
+/// was asked for.
+constexpr milliseconds alertPictureDelay{2700};
+constexpr milliseconds dimAlertPictureDelay{3100};
 constexpr milliseconds calmBeforeEnd{2000};
 
 double meanBrightness(const QImage& picture) {
@@ -42,6 +44,22 @@ double meanBrightness(const QImage& picture) {
     for (int x = 0; x < picture.width(); x += 8, ++count) sum += qGray(picture.pixel(x, y));
   }
   return count == 0 ? 0 : sum / count;
+}
+
+/// Whether the onlooker's picture is where it belongs: something green, framed in green.
+bool showsOnlooker(const QImage& picture) {
+  const QRect place(picture.width() - 276, picture.height() - 272, 256, 192);
+  const auto isGreen = [&](int x, int y) {
+    const QRgb pixel = picture.pixel(x, y);
+    return qGreen(pixel) > 40 && qGreen(pixel) > 2 * qRed(pixel) && qGreen(pixel) > 2 * qBlue(pixel);
+  };
+  int inside = 0;
+  for (int y = place.top() + 20; y < place.bottom() - 20; y += 4) {
+    for (int x = place.left() + 20; x < place.right() - 20; x += 4) inside += isGreen(x, y) ? 1 : 0;
+  }
+  const QPoint middle = place.center();
+  return inside > 200 && isGreen(middle.x(), place.top()) && isGreen(middle.x(), place.bottom()) &&
+         isGreen(place.left(), middle.y()) && isGreen(place.right(), middle.y());
 }
 
 }  // namespace
@@ -98,7 +116,7 @@ void Demo::takePicture(const std::string& name) {
   if (done_) return;
   // Not waited for here: the changes that arrive meanwhile must be stamped in time.
   const fs::path path = folder_ / (name + ".png");
-  shots_.push_back({path, desktop_.spawn("import", {"-silent", "-window", "root", "png:" + path.string()})});
+  shots_.push_back({path, desktop_.beginScreenshot(path)});
 }
 
 void Demo::look() {
@@ -214,6 +232,9 @@ std::string Demo::faultInPictures() const {
     const QImage picture(QString::fromStdString((folder_ / (std::string(name) + ".png")).string()));
     if (picture.isNull()) return std::string("there is no picture ") + name;
     brightness[name] = meanBrightness(picture);
+    const bool alert = std::string_view(name).ends_with("alert");
+    if (showsOnlooker(picture) != alert)
+      return std::string("the onlooker's picture is out of place in ") + name;
   }
   // Each state covers more of the document than the one before.
   if (brightness["01-nominal"] >= brightness["00-uncovered"] ||

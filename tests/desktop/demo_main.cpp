@@ -2,7 +2,8 @@
 //
 // sentrel-demo SCENE FOLDER: runs the program on a private desktop with a virtual camera, plays a scene, and
 // leaves in the folder what happened over time and pictures of the screen. Fails when something else follows
-// than the scene asks for. Scenes: "x11", an onlooker; "day", what happens to a session in a day.
+// than the scene asks for. Scenes: "x11" and "wayland", an onlooker; "day", what happens to a session in a
+// day.
 #include <QGuiApplication>
 #include <QLoggingCategory>
 #include <QTimer>
@@ -29,15 +30,18 @@ void completeOnboarding(const std::filesystem::path& configFolder) {
 
 int main(int argc, char** argv) {
   const std::string_view scene = argc == 3 ? argv[1] : "";
-  if (scene != "x11" && scene != "day") {
-    std::fputs("usage: sentrel-demo x11|day FOLDER\n", stderr);
+  if (scene != "x11" && scene != "wayland" && scene != "day") {
+    std::fputs("usage: sentrel-demo x11|wayland|day FOLDER\n", stderr);
     return 2;
   }
   const auto folder = std::filesystem::absolute(argv[2]);
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   try {
-    sentrel::test::HeadlessDesktop desktop({.systemBus = true, .pipeWire = true, .x11 = true});
+    const bool wayland = scene == "wayland";
+    sentrel::test::HeadlessDesktop desktop(
+        {.systemBus = true, .pipeWire = true, .x11 = !wayland, .sway = wayland});
     desktop.exportToProcess();
+    qputenv("QT_QPA_PLATFORM", wayland ? "wayland" : "xcb");  // for the document, not for the program
     // The portrait's colour profile is known to be odd; that helps nobody here.
     QLoggingCategory::setFilterRules(QStringLiteral("qt.gui.imageio.warning=false"));
     completeOnboarding(desktop.configFolder());

@@ -459,12 +459,17 @@ void HeadlessDesktop::waitForNoNode(const std::string& nodeName) {
 }
 
 void HeadlessDesktop::screenshot(const fs::path& path) {
-  fs::create_directories(fs::absolute(path).parent_path());
-  if (options_.sway) {
-    run("grim", {fs::absolute(path).string()});
-    return;
+  const fs::path file = fs::absolute(path);
+  fs::create_directories(file.parent_path());
+  ChildProcess child = beginScreenshot(file);
+  if (child.waitForExit(readyLimit) != 0) {
+    throw std::runtime_error("no picture of the screen: " + child.output());
   }
-  run("import", {"-silent", "-window", "root", "png:" + fs::absolute(path).string()});
+}
+
+ChildProcess HeadlessDesktop::beginScreenshot(const fs::path& path) {
+  if (options_.sway) return start("grim", {path.string()});
+  return start("import", {"-silent", "-window", "root", "png:" + path.string()});
 }
 
 }  // namespace sentrel::test

@@ -82,6 +82,8 @@ class HeadlessDesktop {
   /// Saves the whole screen as it is composed at this moment, as PNG: of Wayland where it is there, else of
   /// X.
   void screenshot(const std::filesystem::path& path);
+  /// As `screenshot`, without waiting for its end; `path` is absolute.
+  [[nodiscard]] ChildProcess beginScreenshot(const std::filesystem::path& path);
 
  private:
   class XProbe;

@@ -125,8 +125,13 @@ TEST_F(WaylandOverlayTest, CoversAlertsAndGoes) {
   cover(nominalScene());
   ASSERT_TRUE(eventuallyStriped(width, height, 1));
   surface->present(alertScene());
-  surface->setTint(26);
   EXPECT_TRUE(eventually([&] { return qRed(screenshot().pixel(onBanner)) > 170; }));
+  ASSERT_TRUE(eventuallyStriped(width, height, 1, 0.7));
+  const double untinted = qRed(screenshot().pixel(100, 100));
+  for (const TintLevel level : {5, 26, 13}) {
+    surface->setTint(level);
+    EXPECT_TRUE(eventuallyGrey({100, 100}, untinted * (1 - level / 255.0) + level)) << level;
+  }
   surface->setTint(0);
   ASSERT_TRUE(eventuallyStriped(width, height, 1, 0.7));
   surface.reset();

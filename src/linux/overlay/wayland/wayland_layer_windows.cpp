@@ -29,6 +29,20 @@ int device(int logical, double scale) {
   return std::max(1, static_cast<int>(std::lround(logical * scale)));
 }
 
+/// Makes the surface part of the overlay layer and asks for its size. Its parts may be made only after that
+/// request: sway does not see changes of those that are older.
+zwlr_layer_surface_v1* enterLayer(const WaylandConnection& connection, const WaylandOutput& output,
+                                  WaylandSurface& surface) {
+  auto* layer = zwlr_layer_shell_v1_get_layer_surface(connection.layerShell(), surface.get(), output.get(),
+                                                      ZWLR_LAYER_SHELL_V1_LAYER_OVERLAY, "sentrel");
+  zwlr_layer_surface_v1_set_size(layer, 0, 0);
+  zwlr_layer_surface_v1_set_anchor(layer, everyEdge);
+  zwlr_layer_surface_v1_set_exclusive_zone(layer, belowAndAbovePanels);
+  zwlr_layer_surface_v1_set_keyboard_interactivity(layer, 0);
+  surface.commit();
+  return layer;
+}
+
 }  // namespace
 
 WaylandLayerWindows::WaylandLayerWindows(WaylandDesktop& desktop, const WaylandOutput& output,
@@ -37,18 +51,11 @@ WaylandLayerWindows::WaylandLayerWindows(WaylandDesktop& desktop, const WaylandO
       output_(output),
       onClosed_(std::move(onClosed)),
       base_(desktop.connection()),
-      layer_(zwlr_layer_shell_v1_get_layer_surface(desktop.connection().layerShell(), base_.get(),
-                                                   output.get(), ZWLR_LAYER_SHELL_V1_LAYER_OVERLAY,
-                                                   "sentrel")),
+      layer_(enterLayer(desktop.connection(), output, base_)),
       tint_(desktop.connection(), base_.get()),
       hint_(desktop.connection(), base_.get()),
       banner_(desktop.connection(), base_.get()) {
   listen();
-  zwlr_layer_surface_v1_set_size(layer_.get(), 0, 0);
-  zwlr_layer_surface_v1_set_anchor(layer_.get(), everyEdge);
-  zwlr_layer_surface_v1_set_exclusive_zone(layer_.get(), belowAndAbovePanels);
-  zwlr_layer_surface_v1_set_keyboard_interactivity(layer_.get(), 0);
-  base_.commit();  // asks for the size
 }
 
 WaylandLayerWindows::~WaylandLayerWindows() = default;

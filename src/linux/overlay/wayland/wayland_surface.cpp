@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/overlay/wayland/wayland_surface.h"
 
-#include <cstdint>
-#include <limits>
 #include <utility>
 
 namespace sentrel {
@@ -26,8 +24,8 @@ void WaylandSurface::place(int x, int y) {
 
 void WaylandSurface::show(wl_buffer* picture, int width, int height) {
   wl_surface_attach(surface_.get(), picture, 0, 0);
-  constexpr std::int32_t whole = std::numeric_limits<std::int32_t>::max();
-  wl_surface_damage_buffer(surface_.get(), 0, 0, whole, whole);
+  // In logical pixels and no more than there are: what is stretched a thousandfold overflows elsewhere.
+  wl_surface_damage(surface_.get(), 0, 0, width, height);
   wp_viewport_set_destination(viewport_.get(), width, height);
 }
 
