@@ -26,8 +26,12 @@ inline HeadlessDesktop& sharedDesktop() {
   };
   static auto* owner = [] {
     auto* made = new Owner;  // owned by the test framework
-    made->desktop = std::make_unique<HeadlessDesktop>(HeadlessDesktop::Options{
-        .systemBus = true, .windowManager = false, .compositor = false, .width = 640, .height = 480});
+    made->desktop = std::make_unique<HeadlessDesktop>(HeadlessDesktop::Options{.systemBus = true,
+                                                                               .x11 = true,
+                                                                               .windowManager = false,
+                                                                               .compositor = false,
+                                                                               .width = 640,
+                                                                               .height = 480});
     made->desktop->exportToProcess();
     testing::AddGlobalTestEnvironment(made);
     return made;

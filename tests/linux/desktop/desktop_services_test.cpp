@@ -1,0 +1,371 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Notifications, the battery, haptics and the shortcut against real buses, with services that answer, lie,
+// are silent, or die.
+#include <QDBusArgument>
+#include <QDBusObjectPath>
+#include <QDBusVariant>
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <iostream>
+#include <optional>
+
+#include "linux/desktop/desktop_key_monitor.h"
+#include "linux/desktop/desktop_notifications.h"
+#include "linux/desktop/desktop_session_events.h"
+#include "linux/desktop/event_desk.h"
+#include "linux/desktop/feedbackd_haptics.h"
+#include "linux/desktop/upower_power_source.h"
+#include "support/played_session.h"
+
+namespace sentrel::test {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+using testing::ElementsAre;
+
+const auto notifications = QStringLiteral("org.freedesktop.Notifications");
+const auto notificationsPath = QStringLiteral("/org/freedesktop/Notifications");
+const NotificationContent content{"Titre", "Texte"};
+
+class NotificationsTest : public EventDesk {
+ protected:
+  /// A server that numbers what it shows from `first` on.
+  std::unique_ptr<BusDouble> serve(uint first) {
+    auto server = std::make_unique<BusDouble>(desktop, TestBus::session, notifications);
+    server->answer(QStringLiteral("GetServerInformation"), [](const QDBusMessage&) {
+      return QVariantList{QStringLiteral("x"), QStringLiteral("x"), QStringLiteral("1"),
+                          QStringLiteral("1.2")};
+    });
+    server->answer(QStringLiteral("Notify"), [next = first](const QDBusMessage& call) mutable {
+      const uint replaced = call.arguments().at(1).toUInt();
+      return QVariantList{replaced != 0 ? replaced : next++};
+    });
+    server->answer(QStringLiteral("CloseNotification"), [](const QDBusMessage&) { return QVariantList(); });
+    return server;
+  }
+  /// The first numbers of the calls of a member.
+  static std::vector<uint> numbers(const BusDouble& server, const char* member, qsizetype argument) {
+    std::vector<uint> found;
+    for (const auto& call : server.calls(QString::fromLatin1(member)))
+      found.push_back(call.arguments().at(argument).toUInt());
+    return found;
+  }
+  [[nodiscard]] bool runUntilCalls(const BusDouble& server, const char* member, std::size_t count) {
+    return runUntil([&] { return server.calls(QString::fromLatin1(member)).size() >= count; });
+  }
+  std::optional<bool> ask() {
+    std::optional<bool> answer;
+    centre.requestAuthorization([&](bool granted) { answer = granted; });
+    EXPECT_FALSE(answer) << "in a later turn";
+    EXPECT_TRUE(runUntil([&] { return answer.has_value(); }));
+    return answer;
+  }
+
+  DesktopNotifications centre{loop, buses};
+};
+
+TEST_F(NotificationsTest, AreReplacedWithdrawnAndChosen) {
+  EXPECT_EQ(ask(), false) << "nobody serves";
+  auto server = serve(7);
+  ASSERT_TRUE(runUntil([&] { return ask() == true; }));
+  centre.add("a", content);
+  ASSERT_TRUE(runUntilCalls(*server, "Notify", 1));
+  const QVariantMap hints =
+      qdbus_cast<QVariantMap>(server->calls(QStringLiteral("Notify"))[0].arguments().at(6));
+  EXPECT_EQ(hints.value(QStringLiteral("urgency")).toInt(), 2);
+  EXPECT_TRUE(hints.contains(QStringLiteral("sound-name")));
+  centre.add("a", content);
+  centre.remove("a");
+  centre.add("a", content);
+  ASSERT_TRUE(runUntilCalls(*server, "Notify", 2));
+  EXPECT_THAT(numbers(*server, "Notify", 1).front(), 0U);
+
+  std::vector<std::string> chosen;
+  const auto watch = centre.chosen.connect([&](const std::string& id) { chosen.push_back(id); });
+  for (const uint number : {99U, 0U, 7U, 8U}) {
+    server->emitSignal(notificationsPath, notifications, QStringLiteral("ActionInvoked"),
+                       {number, QStringLiteral("default")});
+  }
+  ASSERT_TRUE(runUntil([&] { return !chosen.empty(); }));
+  EXPECT_THAT(chosen, ElementsAre("a"));
+  centre.remove("a");
+  ASSERT_TRUE(runUntilCalls(*server, "CloseNotification", 1));
+
+  // Withdrawn while the server still thinks about its number; then another server.
+  server.reset();
+  auto slow = std::make_unique<BusDouble>(desktop, TestBus::session, notifications);
+  slow->keep(QStringLiteral("Notify"));
+  centre.add("a", content);
+  ASSERT_TRUE(runUntilCalls(*slow, "Notify", 1));
+  centre.remove("a");
+  slow->reply(slow->calls(QStringLiteral("Notify"))[0], {40U});
+  ASSERT_TRUE(runUntilCalls(*slow, "CloseNotification", 1));
+  EXPECT_THAT(numbers(*slow, "CloseNotification", 0), ElementsAre(40U));
+  centre.add("a", content);
+  ASSERT_TRUE(runUntilCalls(*slow, "Notify", 2));
+  slow->reply(slow->calls(QStringLiteral("Notify"))[1], {QStringLiteral("garbage")});
+  slow.reset();
+  server = serve(1);
+  centre.add("a", content);
+  ASSERT_TRUE(runUntilCalls(*server, "Notify", 1));
+  EXPECT_EQ(numbers(*server, "Notify", 1).front(), 0U) << "another server's numbers mean nothing";
+}
+
+TEST_F(NotificationsTest, AServerThatNeverAnswersIsGivenUp) {
+  BusDouble server(desktop, TestBus::session, notifications);
+  server.keep(QStringLiteral("GetServerInformation"));
+  EXPECT_EQ(ask(), false);
+}
+
+struct PowerTest : EventDesk {
+  UPowerPowerSource power{loop, buses};
+};
+
+TEST_F(PowerTest, TheFirstBatteryIsTheOneThatSuppliesThisMachine) {
+  Registration observing = power.observe();
+  EXPECT_EQ(power.first(), std::nullopt);
+  const auto upower = QStringLiteral("org.freedesktop.UPower");
+  const auto upowerPath = QStringLiteral("/org/freedesktop/UPower");
+  const auto device = upower + QStringLiteral(".Device");
+  const auto display = upowerPath + QStringLiteral("/devices/DisplayDevice");
+  const auto mouse = upowerPath + QStringLiteral("/devices/mouse");
+  const auto battery = upowerPath + QStringLiteral("/devices/BAT0");
+  using Source = std::optional<PowerSourceDescription>;
+  const auto becomes = [&](const Source& expected) {
+    return runUntil([&] { return power.first() == expected; });
+  };
+  std::optional<BusMock> mock(std::in_place, desktop, systemBus, upower, QStringLiteral("upower"));
+  for (const char* unit : {"mouse", "BAT0"}) {
+    mock->control(upowerPath, QStringLiteral("AddDischargingBattery"),
+                  {QString::fromLatin1(unit), QStringLiteral("B"), 80.5, qlonglong{60}});
+    mock->setProperty(mouse, device, QStringLiteral("PowerSupply"), false);
+  }
+  EXPECT_TRUE(becomes(PowerSourceDescription{80, false}));
+  const struct {
+    const char* property;
+    QVariant value;
+    Source expected;
+  } changes[] = {{"State", 1U, {{80, true}}},
+                 {"State", 6U, {{80, false}}},
+                 {"State", 4U, {{80, true}}},
+                 {"Percentage", 9.99, {{9, true}}},
+                 {"Percentage", -1.0, {{std::nullopt, true}}},
+                 {"Percentage", QStringLiteral("full"), {{std::nullopt, true}}},
+                 {"State", QStringLiteral("?"), {{std::nullopt, std::nullopt}}},
+                 {"IsPresent", false, std::nullopt}};
+  for (const auto& [property, value, expected] : changes) {
+    mock->setProperty(battery, device, QString::fromLatin1(property), value);
+    EXPECT_TRUE(becomes(expected)) << property << " " << value.toString().toStdString();
+  }
+  mock->setProperty(display, device, QStringLiteral("Type"), 2U);
+  mock->setProperty(display, device, QStringLiteral("IsPresent"), true);
+  mock->setProperty(display, device, QStringLiteral("Percentage"), 55.0);
+  EXPECT_TRUE(becomes(PowerSourceDescription{55, true})) << "all batteries as one";
+  mock->kill();
+  EXPECT_TRUE(becomes(std::nullopt));
+  mock.emplace(desktop, systemBus, upower, QStringLiteral("upower"));
+  mock->control(upowerPath, QStringLiteral("AddDischargingBattery"),
+                {QStringLiteral("BAT1"), QStringLiteral("B"), 20.0, qlonglong{60}});
+  EXPECT_TRUE(becomes(PowerSourceDescription{20, false})) << "served again";
+  observing.reset();
+  EXPECT_EQ(power.first(), std::nullopt);
+}
+
+using HapticsTest = EventDesk;
+
+TEST_F(HapticsTest, AreAskedOfWhoeverServesThem) {
+  FeedbackdHaptics haptics(buses);
+  haptics.perform();  // nobody there
+  BusDouble service(desktop, TestBus::session, QStringLiteral("org.sigxcpu.Feedback"));
+  const auto calls = [&] { return service.calls(QStringLiteral("TriggerFeedback")); };
+  ASSERT_TRUE(runUntil([&] {
+    haptics.perform();
+    return !calls().empty();
+  }));
+  EXPECT_EQ(calls()[0].signature(), QStringLiteral("ssa{sv}i"));
+  EXPECT_EQ(calls()[0].arguments().at(1).toString(), QStringLiteral("message-new-instant"));
+}
+
+class KeyMonitorTest : public EventDesk {
+ protected:
+  struct LockedSession final : SessionEvents {
+    bool locked = false;
+    [[nodiscard]] Registration install(Observer) override { return {}; }
+    [[nodiscard]] bool isLocked() const override { return locked; }
+    void cameraIsClosed() override {}
+    void setResting(bool) override {}
+  };
+  std::unique_ptr<DesktopKeyMonitor> monitor() {
+    return std::make_unique<DesktopKeyMonitor>(
+        DesktopKeyMonitor::Parts{loop, buses, displays, session, "Désactiver la protection"});
+  }
+  void press(const char* keys) { desktop.run("xdotool", {"key", keys}); }
+
+  std::shared_ptr<LockedSession> session = std::make_shared<LockedSession>();
+  int presses = 0;
+};
+
+TEST_F(KeyMonitorTest, ObservesTheShortcutOnX11) {
+  const auto keys = monitor();
+  ASSERT_TRUE(runUntil([&] { return keys->canObserve(); }));
+  Registration observing = keys->observe([&] { ++presses; });
+  const auto settled = [&](int expected) {
+    // The observer begins on another thread: pressed again until it is heard.
+    return runUntil([&] {
+      if (presses < expected) press("super+shift+c");
+      return presses >= expected;
+    });
+  };
+  ASSERT_TRUE(settled(1));
+  for (const char* other : {"c", "shift+c", "super+c", "super+shift+x", "ctrl+shift+c"}) press(other);
+  session->locked = true;
+  press("super+shift+c");
+  ASSERT_TRUE(runUntil([&] { return true; }));
+  const int before = presses;
+  desktop.run("setxkbmap", {"us", "-variant", "dvorak"});
+  session->locked = false;
+  press("super+shift+alt+c");
+  EXPECT_TRUE(runUntil([&] { return presses > before; })) << "further modifiers do not matter";
+  press("super+shift+i");  // where C is on another keyboard
+  press("super+shift+c");
+  EXPECT_TRUE(runUntil([&] { return presses >= before + 2; }));
+  EXPECT_EQ(presses, before + 2);
+  desktop.run("setxkbmap", {"us"});
+  observing.reset();
+  press("super+shift+c");
+  const auto again = keys->observe([&] { presses += 100; });
+  EXPECT_TRUE(runUntil([&] {
+    if (presses < 100) press("super+shift+c");
+    return presses >= 100;
+  }));
+  EXPECT_EQ(presses % 100, (before + 2) % 100) << "the former observer has ended";
+}
+
+TEST_F(KeyMonitorTest, BindsAtThePortalOnceAndHearsItsActivations) {
+  ::setenv("WAYLAND_DISPLAY", "wayland-none", 1);
+  const auto portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
+  const auto shortcuts = QStringLiteral("org.freedesktop.portal.GlobalShortcuts");
+  const QDBusObjectPath sessionHandle(portalPath + QStringLiteral("/session/1_1/sentrel"));
+  BusDouble portal(desktop, TestBus::session, QStringLiteral("org.freedesktop.portal.Desktop"));
+  // Each request is answered by a signal of its own object, as the portal does.
+  const auto answerRequest = [&](const QDBusMessage& call, uint response, const QVariantMap& results) {
+    QString sender = call.service().mid(1);
+    sender.replace(QLatin1Char('.'), QLatin1Char('_'));
+    const auto options = qdbus_cast<QVariantMap>(call.arguments().constLast());
+    const QString path =
+        QStringLiteral("%1/request/%2/%3")
+            .arg(portalPath, sender, options.value(QStringLiteral("handle_token")).toString());
+    portal.reply(call, {QVariant::fromValue(QDBusObjectPath(path))});
+    portal.emitSignal(path, QStringLiteral("org.freedesktop.portal.Request"), QStringLiteral("Response"),
+                      {response, results});
+  };
+  const auto calls = [&](const char* member) { return portal.calls(QString::fromLatin1(member)); };
+  portal.keep(QStringLiteral("CreateSession"));
+  portal.keep(QStringLiteral("BindShortcuts"));
+  const auto keys = monitor();
+  Registration observing = keys->observe([&] { ++presses; });
+  ASSERT_TRUE(runUntil([&] { return calls("CreateSession").size() == 1; }));
+  answerRequest(calls("CreateSession")[0], 0, {{QStringLiteral("session_handle"), sessionHandle.path()}});
+  ASSERT_TRUE(runUntil([&] { return calls("BindShortcuts").size() == 1; }));
+  EXPECT_EQ(calls("BindShortcuts")[0].signature(), QStringLiteral("oa(sa{sv})sa{sv}"));
+  EXPECT_FALSE(keys->canObserve()) << "the person is still being asked";
+  answerRequest(calls("BindShortcuts")[0], 0, {});
+  ASSERT_TRUE(runUntil([&] { return keys->canObserve(); }));
+
+  const auto activate = [&](const QDBusObjectPath& handle, const char* id) {
+    portal.emitSignal(portalPath, shortcuts, QStringLiteral("Activated"),
+                      {QVariant::fromValue(handle), QString::fromLatin1(id), qulonglong{1}, QVariantMap()});
+  };
+  activate(QDBusObjectPath(QStringLiteral("/somebody/else")), "toggle");
+  activate(sessionHandle, "other");
+  activate(sessionHandle, "toggle");
+  ASSERT_TRUE(runUntil([&] { return presses > 0; }));
+  observing.reset();
+  observing = keys->observe([&] { presses += 10; });
+  activate(sessionHandle, "toggle");
+  ASSERT_TRUE(runUntil([&] { return presses > 1; }));
+  EXPECT_EQ(presses, 11);
+  EXPECT_EQ(calls("CreateSession").size(), 1U) << "one session a process";
+  ::unsetenv("WAYLAND_DISPLAY");
+}
+
+/// Everything that speaks with a bus, in use while the buses do their worst.
+class HostileBusTest : public EventDesk {
+ protected:
+  /// The longest time that the main loop did not come round, less what the machine itself kept a thread
+  /// waiting at worst meanwhile.
+  template <class Act>
+  milliseconds longestBlock(Act act) {
+    using Time = steady_clock::time_point;
+    std::atomic<bool> over = false;
+    steady_clock::duration machine{0};
+    std::thread reference([&] {
+      for (Time last = steady_clock::now(); !over;) {
+        std::this_thread::sleep_for(milliseconds(2));
+        const Time now = steady_clock::now();
+        machine = std::max(machine, now - last);
+        last = now;
+      }
+    });
+    steady_clock::duration longest{0};
+    Time last = steady_clock::now();
+    const auto tick = loop->every(2, [&] {
+      const Time now = steady_clock::now();
+      longest = std::max(longest, now - last);
+      last = now;
+    });
+    const Time end = steady_clock::now() + std::chrono::seconds(2);
+    (void)runUntil([&] {
+      act();
+      return steady_clock::now() >= end;
+    });
+    over = true;
+    reference.join();
+    std::cout << "main loop away for at most " << std::chrono::duration_cast<milliseconds>(longest).count()
+              << " ms, any thread for " << std::chrono::duration_cast<milliseconds>(machine).count()
+              << " ms\n";
+    return std::chrono::duration_cast<milliseconds>(longest - machine);
+  }
+  void useEverything() {
+    centre.requestAuthorization([](bool) {});
+    centre.add("a", content);
+    centre.remove("a");
+    haptics.perform();
+    events.cameraIsClosed();
+    observing = events.install([](SessionEvent) {});
+    battery = power.observe();
+  }
+
+  DesktopNotifications centre{loop, buses};
+  FeedbackdHaptics haptics{buses};
+  UPowerPowerSource power{loop, buses};
+  DesktopSessionEvents events{loop, clock, buses, displays};
+  Registration observing;
+  Registration battery;
+};
+
+TEST_F(HostileBusTest, TheMainLoopIsNeverBlocked) {
+  std::optional<PlayedSession> played(std::in_place, desktop);
+  useEverything();
+  ASSERT_TRUE(runUntil([&] { return power.first().has_value() && played->sleepDelays() == 1; }));
+  constexpr milliseconds limit{50};
+  desktop.sessionBus().signal(SIGSTOP);
+  desktop.systemBus().signal(SIGSTOP);
+  EXPECT_LE(longestBlock([&] { useEverything(); }), limit) << "nobody answers";
+  desktop.sessionBus().signal(SIGCONT);
+  desktop.systemBus().signal(SIGCONT);
+  played.reset();
+  desktop.stopSystemBus();
+  EXPECT_LE(longestBlock([&] { useEverything(); }), limit) << "the bus is gone";
+  desktop.startSystemBus();
+  played.emplace(desktop);
+  EXPECT_TRUE(runUntil([&] { return power.first().has_value(); })) << "found again";
+  EXPECT_TRUE(runUntil([&] { return played->sleepDelays() == 1; }));
+}
+
+}  // namespace
+}  // namespace sentrel::test
