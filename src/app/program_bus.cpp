@@ -15,6 +15,8 @@ namespace sentrel {
 
 namespace {
 
+const auto connectionName = QStringLiteral("sentrel");
+const auto noConnection = QStringLiteral("none");
 const auto busName = QStringLiteral("expert.mardeck.sentrel");
 const auto objectPath = QStringLiteral("/expert/mardeck/sentrel");
 const auto stateInterface = QStringLiteral("expert.mardeck.sentrel1");
@@ -31,14 +33,21 @@ bool sessionBusExists() {
 }  // namespace
 
 ProgramBus::ProgramBus(std::shared_ptr<MainLoop> mainLoop)
-    : mainLoop_(std::move(mainLoop)), connection_(QStringLiteral("none")) {
+    : mainLoop_(std::move(mainLoop)), connection_(noConnection) {
   // Adaptors belong to the object that they describe.
   new ApplicationAdaptor(this);
   new StateAdaptor(this);
 }
 
 ProgramBus::~ProgramBus() {
+  close();
+}
+
+void ProgramBus::close() {
+  if (connection_.name() == noConnection) return;
   if (connection_.isConnected()) connection_.unregisterObject(objectPath);
+  connection_ = QDBusConnection(noConnection);
+  QDBusConnection::disconnectFromBus(connectionName);
 }
 
 void ProgramBus::claimName(std::function<void(InstanceRole)> outcome) {
@@ -53,7 +62,7 @@ void ProgramBus::claimName(std::function<void(InstanceRole)> outcome) {
   // Connecting waits for the bus to say hello, so it happens on a thread that may be left waiting for ever.
   std::thread([this, alive = std::weak_ptr(alive_), loop = mainLoop_] {
     const QDBusConnection connection =
-        QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("sentrel"));
+        QDBusConnection::connectToBus(QDBusConnection::SessionBus, connectionName);
     loop->post([this, alive, connection] {
       if (alive.lock()) connected(connection);
     });

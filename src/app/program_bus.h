@@ -35,6 +35,9 @@ class ProgramBus final : public QObject {
   /// within 2 s counts as unreachable.
   void claimName(std::function<void(InstanceRole)> outcome);
 
+  /// Leaves the bus, and the name to others.
+  void close();
+
   /// `state` is the name of the machine's state.
   void setState(const QString& state);
   void setActive(bool active);

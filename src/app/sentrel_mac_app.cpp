@@ -64,6 +64,7 @@ int SentrelMacApp::run() {
   bus_.claimName([this](InstanceRole role) { begin(role); });
   const int code = QGuiApplication::exec();
   if (appDelegate) end();
+  bus_.close();  // while what carries its connections still lives
   return code;
 }
 

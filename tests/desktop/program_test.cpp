@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QDBusVariant>
 #include <algorithm>
+#include <atomic>
 #include <fstream>
 #include <functional>
 #include <iostream>
@@ -40,7 +41,7 @@ class ProgramTest : public testing::Test {
     desktop.exportToProcess();  // the camera is played here
     camera.appear();
     desktop.waitForNode("virtual_camera");
-    camera.setSource([this](std::int64_t) { return picture.constBits(); });
+    camera.setSource([this](std::int64_t) { return (isWatched ? watched : alone).constBits(); });
   }
 
   void start() {
@@ -133,7 +134,10 @@ class ProgramTest : public testing::Test {
   QCoreApplication application{argumentCount, arguments};
   HeadlessDesktop desktop{{.systemBus = true, .pipeWire = true, .x11 = true}};
   PlayedSession session{desktop};
-  const QImage picture = PortraitScene().frame({}).convertToFormat(QImage::Format_RGB32);
+  const PortraitScene portrait;
+  const QImage alone = portrait.frame({}).convertToFormat(QImage::Format_RGB32);
+  const QImage watched = portrait.frame({.secondFace = SecondFace{}}).convertToFormat(QImage::Format_RGB32);
+  std::atomic<bool> isWatched = false;
   VirtualCamera camera{{}};
   ChildProcess process;
 };
@@ -267,6 +271,47 @@ TEST_F(ProgramTest, KeepsWhatItCountsAndSetsADamagedFileAside) {
   perform("quit");
   EXPECT_EQ(process.waitForExit(seconds(10)), 0);
   EXPECT_EQ(process.output(), "");
+}
+
+TEST_F(ProgramTest, StrangeNumbersAndAbsentServicesHarmNothing) {
+  desktop.stopSystemBus();
+  const char* integers[] = {"filter_strength",   "sensitivity",       "inattention_delay_ms",   "capture_fps",
+                            "battery_threshold", "matrix_color_argb", "calibration_distance_cm"};
+  for (const char* number : {"9223372036854775806", "-9223372036854775808", "-1", "4000000000"}) {
+    SCOPED_TRACE(number);
+    fs::create_directories(desktop.configFolder() / "sentrel");
+    {
+      std::ofstream file(desktop.configFolder() / "sentrel" / "defaults.json");
+      file << "{\n";
+      for (const char* key : integers) file << "  \"" << key << "\": " << number << ",\n";
+      file << "  \"privacy_matrix_coefficient\": 3e38,\n  \"matrix_stripe_alpha\": -3e38\n}\n";
+    }
+    isWatched = false;
+    startProtecting();
+    isWatched = true;
+    EXPECT_TRUE(becomes("alert"));
+    isWatched = false;
+    EXPECT_TRUE(becomes("nominal"));
+    perform("quit");
+    EXPECT_EQ(process.waitForExit(seconds(10)), 0) << process.output();
+    EXPECT_EQ(process.output(), "");
+    EXPECT_NE(settingsFile().find(std::string("\"capture_fps\": ") + number), std::string::npos)
+        << "as given";
+  }
+}
+
+TEST_F(ProgramTest, TheEndOfTheSessionBusDoesNotEndProtection) {
+  startProtecting();
+  desktop.sessionBus().signal(SIGKILL);
+  std::this_thread::sleep_for(seconds(1));
+  ASSERT_TRUE(process.isRunning()) << process.output();
+  EXPECT_TRUE(camera.isOpen());
+  session.prepareForSleep(true);  // the other bus is still there
+  EXPECT_TRUE(cameraIs(false));
+  session.prepareForSleep(false);
+  EXPECT_TRUE(cameraIs(true));
+  process.signal(SIGTERM);
+  EXPECT_EQ(process.waitForExit(seconds(10)), 0);
 }
 
 TEST_F(ProgramTest, LongItSleepsWhileOffAndAlmostWhilePaused) {
