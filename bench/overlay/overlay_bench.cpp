@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// sentrel-bench-overlay [seconds]: prints the cost of the overlay at 1080p on a private X server, through the
-// real manager and its flash, and the time that painting takes. A run has this many seconds, 30 unless told.
-#include <sys/mman.h>
+// sentrel-bench-overlay x11|wayland [seconds]: prints what the overlay costs on a private desktop, through
+// the real manager, its flash and the real back end, as lines "name value". Processor time is that of this
+// process, in percent of one core, over runs of this many seconds, 30 unless told; durations are medians.
 #include <sys/resource.h>
 
 #include <QEventLoop>
@@ -12,22 +12,38 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
+#include <filesystem>
 #include <fstream>
+#include <functional>
 #include <memory>
+#include <optional>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "linux/desktop/qt_main_loop.h"
 #include "linux/desktop/system_clock.h"
 #include "linux/overlay/create_overlay_backend.h"
-#include "linux/overlay/painter/scene_painter.h"
+#include "linux/overlay/painter/retro_painter.h"
 #include "overlay/overlay_window_manager.h"
+#include "overlay/retro_crop.h"
+#include "overlay/retro_pip_manager.h"
+#include "overlay_bench_backend.h"
 #include "support/headless_desktop.h"
 
 namespace {
 
 using namespace sentrel;  // NOLINT(google-build-using-namespace): a program of one file
 using SteadyClock = std::chrono::steady_clock;
+
+constexpr int repetitions = 51;
+constexpr NormalizedRect distantFace{0.7, 0.6, 0.15, 0.2};
+
+void print(const std::string& name, double value) {
+  std::printf("%s %.2f\n", name.c_str(), value);
+}
 
 double cpuSeconds() {
   rusage usage{};
@@ -38,94 +54,222 @@ double cpuSeconds() {
   return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-double elapsedSeconds(SteadyClock::time_point since) {
-  return std::chrono::duration<double>(SteadyClock::now() - since).count();
+double millisecondsSince(SteadyClock::time_point since) {
+  return std::chrono::duration<double, std::milli>(SteadyClock::now() - since).count();
 }
 
-void run(MainLoop& loop, double seconds) {
-  QEventLoop events;
-  const Registration end =
-      loop.after(static_cast<std::int64_t>(seconds * 1000), [&events] { events.quit(); });
-  events.exec();
+double median(std::vector<double> values) {
+  std::ranges::sort(values);
+  return values.at(values.size() / 2);
 }
 
-void measureCpu(const char* what, MainLoop& loop, double seconds) {
-  run(loop, 1);  // what comes with the change itself
-  const auto begin = SteadyClock::now();
-  const double before = cpuSeconds();
-  run(loop, seconds);
-  std::printf("%-28s %6.2f %% CPU\n", what, 100 * (cpuSeconds() - before) / elapsedSeconds(begin));
-}
-
-void measurePainting(int width, int height) {
-  constexpr int runs = 101;
-  const OverlayScene scene{.stripes = StripePattern{11.3137, 0x000000, 0.42, 0.75}, .veilAlpha = 0.7};
-  std::vector<double> milliseconds;
-  for (int i = 0; i < runs; ++i) {
-    const double begin = cpuSeconds();
-    // Fresh memory each time, as the buffer shared with the server is.
-    const auto count = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
-    void* memory = mmap(nullptr, count * sizeof(std::uint32_t), PROT_READ | PROT_WRITE,
-                        MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    if (memory == MAP_FAILED) continue;
-    ScenePainter(scene, width, height, 1).paint(width, height, {static_cast<std::uint32_t*>(memory), count});
-    milliseconds.push_back(1000 * (cpuSeconds() - begin));
-    munmap(memory, count * sizeof(std::uint32_t));
-  }
-  std::ranges::sort(milliseconds);
-  std::printf("painting %4d x %4d         %6.2f ms CPU (median of %d)\n", width, height,
-              milliseconds[runs / 2], runs);
-}
-
-void measurePresenting(OverlayBackend& backend, MainLoop& loop) {
-  constexpr int runs = 101;
-  const auto surface = backend.createSurface(backend.screens().at(0));
-  OverlayScene scene{.stripes = StripePattern{11.3137, 0x000000, 0.42, 0.75}, .veilAlpha = 0.7};
-  std::vector<double> milliseconds;
-  for (int i = 0; i < runs; ++i) {
-    scene.stripes->period += 0.01;
-    const auto begin = SteadyClock::now();
-    surface->present(scene);
-    milliseconds.push_back(1000 * elapsedSeconds(begin));
-    run(loop, 0.02);
-  }
-  std::ranges::sort(milliseconds);
-  std::printf("presenting new stripes       %6.2f ms (median of %d)\n", milliseconds[runs / 2], runs);
-}
-
-void printMemory() {
+/// Memory that belongs to this process alone, in MiB.
+double privateMemory() {
   std::ifstream file("/proc/self/smaps_rollup");
+  double kibibytes = 0;
+  for (std::string name, rest; file >> name; std::getline(file, rest)) {
+    if (name == "Private_Clean:" || name == "Private_Dirty:") kibibytes += std::stod(rest);
+  }
+  return kibibytes / 1024;
+}
+
+/// What another process maps of the pictures that it was given, in MiB.
+double picturesMappedBy(pid_t process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/smaps");
+  double kibibytes = 0;
+  bool ours = false;
   for (std::string line; std::getline(file, line);) {
-    if (line.starts_with("Pss:") || line.starts_with("Private_")) std::printf("%s\n", line.c_str());
+    if (line.find(' ') < line.find(':') || line.find("memfd:") != std::string::npos) {
+      ours = line.find("memfd:sentrel-overlay") != std::string::npos;
+    } else if (ours && line.starts_with("Rss:")) {
+      kibibytes += std::stod(line.substr(4));
+    }
+  }
+  return kibibytes / 1024;
+}
+
+FrameRef testFrame() {
+  FramePool pool(1);
+  auto frame = pool.acquire(640, 480);
+  for (int i = 0; i < 640 * 480 * 4; ++i) frame->data()[i] = static_cast<std::uint8_t>(i * 7 + i / 640);
+  return frame;
+}
+
+/// The picture-in-picture as it is painted for every frame, on a screen of this scale.
+void measurePicture(const std::string& name, double scale, const std::optional<NormalizedRect>& face) {
+  const FrameRef frame = testFrame();
+  GreyPicture picture;
+  RetroPainter painter(scale);
+  std::vector<std::uint32_t> pixels(static_cast<std::size_t>(painter.width() * painter.height()));
+  std::vector<double> times;
+  for (int i = 0; i < repetitions; ++i) {
+    const double begin = cpuSeconds();
+    copyGrey(*frame, retroCrop(frame->width(), frame->height(), face), picture);
+    painter.paint(&picture, pixels);
+    times.push_back(1000 * (cpuSeconds() - begin));
+  }
+  print(name, median(times));
+}
+
+/// One desktop with one screen of this size, and the overlay on it.
+class Bench {
+ public:
+  Bench(bool wayland, int width, int height)
+      : wayland_(wayland),
+        width_(width),
+        height_(height),
+        desktop_({.x11 = !wayland, .sway = wayland, .width = wayland ? width : 2 * width, .height = height}) {
+    desktop_.exportToProcess();
+    if (!wayland) setMonitor("first", 0, "screen");
+    backend_ = std::make_shared<bench::OverlayBenchBackend>(createOverlayBackend(*loop_));
+    runUntil([this] { return backend_->limitation().empty() && backend_->screens().size() == 1; });
+    manager_.emplace(backend_, loop_, clock_);
+    retro_.emplace(backend_, loop_, clock_);
+    manager_->currentAlpha = 0.75F;
+  }
+
+  void measureMemory(const std::string& name) {
+    // With what is loaded only once: fonts, icons, texts.
+    const double before = privateMemory();
+    showAlert();
+    run(500);
+    print(name + "_private_mib", privateMemory() - before);
+    if (wayland_) print(name + "_compositor_mib", picturesMappedBy(desktop_.swayPid()));
+    hide();
+  }
+
+  void measureStateChange(const std::string& name) {
+    manager_->show();
+    run(500);
+    std::vector<double> times;
+    for (int i = 0; i < repetitions; ++i) {
+      const int presented = backend_->presented();
+      const auto begin = SteadyClock::now();
+      // As the service does it: the opacity at once, the rest in the next turn.
+      const bool alert = !manager_->isAlertMode;
+      manager_->currentAlpha = alert ? 0.75F : 0.45F;
+      loop_->post([this, alert] { manager_->isAlertMode = alert; });
+      runUntil([&] { return backend_->presented() > presented; });
+      times.push_back(millisecondsSince(begin));
+      run(50);
+    }
+    print(name, median(times));
+    hide();
+  }
+
+  void measureCpu(const std::string& name, double seconds, bool alert, bool picture) {
+    manager_->show();
+    run(200);
+    manager_->isAlertMode = alert;
+    Registration frames;
+    if (picture) {
+      retro_->openWindow();
+      frames = loop_->every(66, [this, frame = testFrame()] { retro_->renderFrame(frame, distantFace); });
+    }
+    run(1000);  // what comes with the change itself
+    const auto begin = SteadyClock::now();
+    const double before = cpuSeconds();
+    run(static_cast<std::int64_t>(seconds * 1000));
+    print(name, 100 * 1000 * (cpuSeconds() - before) / millisecondsSince(begin));
+    hide();
+  }
+
+  /// From before the output is asked for to its cover.
+  void measureNewOutput(const std::string& name) {
+    manager_->show();
+    run(500);
+    const auto begin = SteadyClock::now();
+    if (wayland_) {
+      desktop_.run("swaymsg", {"create_output"});
+    } else {
+      setMonitor("second", width_, "none");
+    }
+    runUntil([this] { return backend_->shownSurfaces() == 2; });
+    print(name, millisecondsSince(begin));
+    hide();
+  }
+
+ private:
+  void setMonitor(const std::string& name, int x, const std::string& output) {
+    desktop_.run("xrandr", {"--setmonitor", name,
+                            std::to_string(width_) + "/508x" + std::to_string(height_) + "/286+" +
+                                std::to_string(x) + "+0",
+                            output});
+  }
+  void showAlert() {
+    manager_->show();
+    manager_->isAlertMode = true;
+    run(500);
+  }
+  void hide() {
+    manager_->isAlertMode = false;
+    manager_->currentAlpha = 0.75F;
+    manager_->hide();
+    retro_->hide();
+    run(200);
+  }
+  void run(std::int64_t milliseconds) {
+    QEventLoop events;
+    const Registration end = loop_->after(milliseconds, [&events] { events.quit(); });
+    events.exec();
+  }
+  void runUntil(const std::function<bool()>& condition) {
+    const auto begin = SteadyClock::now();
+    while (!condition()) {
+      if (millisecondsSince(begin) > 20'000) throw std::runtime_error("the overlay does not work here");
+      QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 1);
+    }
+  }
+
+  const bool wayland_;
+  const int width_;
+  const int height_;
+  test::HeadlessDesktop desktop_;
+  std::shared_ptr<QtMainLoop> loop_ = std::make_shared<QtMainLoop>();
+  std::shared_ptr<SystemClock> clock_ = std::make_shared<SystemClock>();
+  std::shared_ptr<bench::OverlayBenchBackend> backend_;
+  std::optional<OverlayWindowManager> manager_;
+  std::optional<RetroPiPManager> retro_;
+};
+
+void measure(const std::string& desktop, double seconds) {
+  const std::string prefix = "overlay_" + desktop + "_";
+  const bool wayland = desktop == "wayland";
+  {
+    Bench bench(wayland, 1920, 1080);
+    bench.measureMemory(prefix + "1080p");
+    bench.measureStateChange(prefix + "1080p_change_ms");
+    bench.measureCpu(prefix + "1080p_static_cpu", seconds, false, false);
+    bench.measureCpu(prefix + "1080p_flashing_cpu", seconds, true, false);
+    bench.measureCpu(prefix + "1080p_flashing_with_picture_cpu", seconds, true, true);
+    bench.measureNewOutput(prefix + "new_output_ms");
+  }
+  {
+    Bench bench(wayland, 3840, 2160);
+    bench.measureStateChange(prefix + "2160p_change_ms");
+    bench.measureCpu(prefix + "2160p_flashing_cpu", seconds, true, false);
   }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const double seconds = argc > 1 ? std::atof(argv[1]) : 30;
-  measurePainting(1920, 1080);
-  measurePainting(3840, 2160);
-
-  test::HeadlessDesktop desktop({.x11 = true});
-  desktop.exportToProcess();
+  const std::string desktop = argc > 1 ? argv[1] : "";
+  if (desktop != "x11" && desktop != "wayland") {
+    std::fputs("usage: sentrel-bench-overlay x11|wayland [seconds]\n", stderr);
+    return 2;
+  }
+  const double seconds = argc > 2 ? std::atof(argv[2]) : 30;
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);
   qputenv("QT_QPA_PLATFORM", "offscreen");
-  const QGuiApplication application(argc, argv);
-  const auto loop = std::make_shared<QtMainLoop>();
-  const std::shared_ptr<OverlayBackend> backend = createOverlayBackend(*loop);
-  run(*loop, 1);
-  if (!backend->limitation().empty()) {
-    std::printf("the overlay does not work here: %s\n", backend->limitation().c_str());
+  try {
+    const QGuiApplication application(argc, argv);
+    measurePicture("picture_frame_ms", 1, distantFace);
+    measurePicture("picture_whole_frame_2x_ms", 2, {});
+    measure(desktop, seconds);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "sentrel-bench-overlay: %s\n", error.what());
     return 1;
   }
-  measurePresenting(*backend, *loop);
-  OverlayWindowManager manager(backend, loop, std::make_shared<SystemClock>());
-  manager.currentAlpha = 0.75F;
-  manager.show();
-  measureCpu("stripes at rest", *loop, seconds);
-  manager.isAlertMode = true;
-  measureCpu("alert, flashing", *loop, seconds);
-  printMemory();
-  manager.hide();
   return 0;
 }

@@ -86,11 +86,16 @@ void OverlayContentView::updateTint() {
   surface_->setTint(next);
 }
 
-/// Several assignments in one turn are one repaint.
+/// A change of state assigns in two turns: the opacity at once and the alert in the next. Both are one
+/// repaint: it waits for the turn after that, which is the same moment to the eye.
 void OverlayContentView::schedulePresent() {
   if (std::exchange(presentScheduled_, true)) return;
   mainLoop_->post([weak = weak_from_this()] {
-    if (const auto self = weak.lock()) self->present();
+    const auto self = weak.lock();
+    if (!self) return;
+    self->mainLoop_->post([weak] {
+      if (const auto view = weak.lock()) view->present();
+    });
   });
 }
 

@@ -19,7 +19,8 @@ class OverlayWindowManager;
 /// the flash of the alert, which is this window's own. Main thread.
 class OverlayContentView : public std::enable_shared_from_this<OverlayContentView> {
  public:
-  /// The manager must outlive the view. The first scene is presented within the next turn.
+  /// The manager must outlive the view. The first scene is presented within the next two
+  /// turns.
   static std::shared_ptr<OverlayContentView> create(const OverlayWindowManager& manager,
                                                     std::unique_ptr<OverlaySurface> surface,
                                                     std::shared_ptr<MainLoop> mainLoop,

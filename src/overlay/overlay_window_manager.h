@@ -29,7 +29,7 @@ class OverlayWindowManager {
   /// The process's manager, over the installed platform.
   static const std::shared_ptr<OverlayWindowManager>& shared();
 
-  // What the windows draw. Kept while hidden; an assignment reaches every window within the next turn.
+  // What the windows draw. Kept while hidden; an assignment reaches every window within the next two turns.
   Published<bool> isAlertMode{false};
   Published<float> currentAlpha{0.0F};                   ///< 0..1, of the whole overlay
   Published<std::int64_t> lastDistanceCm{80};            ///< for observers; not drawn

@@ -105,6 +105,11 @@ TEST_F(OverlayWindowManagerTest, RepaintsOncePerTurnAndOnlyForWhatIsSeen) {
   manager.isAlertMode = false;
   loop->runPosted();
   EXPECT_EQ(backend->shown[1].scenes.size(), 1U);
+  manager.currentAlpha = 0.5F;
+  loop->post([this] { manager.isAlertMode = true; });
+  loop->runPosted();
+  EXPECT_EQ(backend->shown[1].scenes.size(), 2U) << "a change of state is one repaint";
+  manager.isAlertMode = false;
   manager.currentAlpha = 0.6F;
   manager.hide();
   loop->runPosted();

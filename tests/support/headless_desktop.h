@@ -70,6 +70,7 @@ class HeadlessDesktop {
   void stopPicom();
   void startSway();
   void killSway();  ///< as a crash
+  [[nodiscard]] pid_t swayPid() const { return sway_.pid(); }
   /// Pulls out one of sway's outputs; only where they are windows of X.
   void removeOutput(const std::string& name);
 

@@ -53,13 +53,13 @@ bool ScenePainter::covers(const OverlayScene& scene) {
   return layerAlpha(scene.stripes) > 0 || unit(scene.veilAlpha) > 0;
 }
 
+std::span<const std::uint32_t> ScenePainter::row(int y, int columns) const {
+  return std::span(diagonal_).subspan(static_cast<std::size_t>(y), static_cast<std::size_t>(columns));
+}
+
 void ScenePainter::paint(int columns, int rows, std::span<std::uint32_t> out) const {
-  const std::span<const std::uint32_t> diagonal(diagonal_);
   auto to = out.begin();
-  for (int y = 0; y < rows; ++y) {
-    const auto row = diagonal.subspan(static_cast<std::size_t>(y), static_cast<std::size_t>(columns));
-    to = std::ranges::copy(row, to).out;
-  }
+  for (int y = 0; y < rows; ++y) to = std::ranges::copy(row(y, columns), to).out;
 }
 
 }  // namespace sentrel

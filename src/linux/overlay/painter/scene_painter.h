@@ -23,6 +23,9 @@ class ScenePainter {
   /// Whether the scene puts anything on the whole screen. When it does not there is nothing to paint.
   [[nodiscard]] static bool covers(const OverlayScene& scene);
 
+  /// `columns` pixels of row `y`, as long as the painter lives; within the bounds that `paint` names.
+  [[nodiscard]] std::span<const std::uint32_t> row(int y, int columns) const;
+
   /// Paints the upper left `columns` by `rows` pixels, without gaps. They may reach beyond the right edge, as
   /// far as columns + rows <= width + height: there lie the columns that later rows will show.
   void paint(int columns, int rows, std::span<std::uint32_t> out) const;

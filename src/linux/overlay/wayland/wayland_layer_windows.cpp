@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 #include <utility>
+#include <vector>
 
 #include "linux/overlay/painter/banner_painter.h"
 #include "linux/overlay/painter/hint_painter.h"
@@ -183,10 +184,12 @@ bool WaylandLayerWindows::paintScene(const Content& content) {
   }
   const int columns = device(width, scale);
   const int rows = device(height, scale);
-  auto memory = WaylandMemory::allocate(desktop_.connection().sharedMemory(),
-                                        static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows));
+  const ScenePainter painter(scene, columns, rows, scale);
+  std::vector<WaylandMemory::Row> picture;
+  picture.reserve(static_cast<std::size_t>(rows));
+  for (int y = 0; y < rows; ++y) picture.push_back(painter.row(y, columns));
+  const auto memory = WaylandMemory::copyOf(desktop_.connection().sharedMemory(), picture);
   if (!memory) return false;
-  ScenePainter(scene, columns, rows, scale).paint(columns, rows, memory->pixels());
   base_.show(memory->makeBuffer(0, columns, rows), width, height);
   return true;
 }

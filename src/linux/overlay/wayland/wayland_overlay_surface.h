@@ -35,6 +35,9 @@ class WaylandOverlaySurface final : public OverlaySurface {
   void present(const OverlayScene& scene) override;
   void setTint(TintLevel level) override;
 
+  /// Whether the compositor has what is to be seen.
+  [[nodiscard]] bool isShown() const { return windows_ && windows_->isShown(); }
+
   /// The desktop has changed, or come.
   void refresh();
   /// The desktop is going: lets go of everything on it.
