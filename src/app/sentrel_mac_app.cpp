@@ -19,6 +19,8 @@
 #include "linux/desktop/upower_power_source.h"
 #include "linux/overlay/create_overlay_backend.h"
 #include "look/texts.h"
+#include "overlay/overlay_window_manager.h"
+#include "overlay/retro_pip_manager.h"
 #include "platform/platform.h"
 #include "vision/model_folder.h"
 #include "vision/neural_face_detector.h"
@@ -115,6 +117,11 @@ void SentrelMacApp::installPlatform() {
                                .description = text(QStringLiteral("tray_disable")).toStdString()});
   platform.localizedText = [](std::string_view key) { return text(QString::fromUtf8(key)).toStdString(); };
   Platform::install(std::move(platform));
+  motion_ = std::make_unique<DesktopMotion>(mainLoop_, buses);
+  reducedMotion_ = motion_->reduced().subscribe([](bool reduced) {
+    OverlayWindowManager::shared()->reducedMotion = reduced;
+    RetroPiPManager::shared()->reducedMotion = reduced;
+  });
 }
 
 void SentrelMacApp::end() {

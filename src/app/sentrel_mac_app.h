@@ -8,6 +8,7 @@
 #include "app/program_bus.h"
 #include "app/signal_watcher.h"
 #include "linux/desktop/defaults_file.h"
+#include "linux/desktop/desktop_motion.h"
 #include "linux/desktop/qt_main_loop.h"
 #include "service/covered_screens.h"
 
@@ -36,6 +37,8 @@ class SentrelMacApp {
   std::shared_ptr<DefaultsFile> defaults_;
   std::shared_ptr<CoveredScreens> screens_;
   Registration damaged_;
+  std::unique_ptr<DesktopMotion> motion_;
+  Registration reducedMotion_;
   std::unique_ptr<AppDelegate> appDelegate;
 };
 

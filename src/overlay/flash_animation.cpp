@@ -18,8 +18,9 @@ double part(std::int64_t elapsedMs, std::int64_t durationMs) {
 
 }  // namespace
 
-void FlashAnimation::start(std::int64_t nowMs) {
+void FlashAnimation::start(std::int64_t nowMs, Motion motion) {
   change(true, nowMs);
+  motion_ = motion;
 }
 
 void FlashAnimation::stop(std::int64_t nowMs) {
@@ -32,9 +33,17 @@ void FlashAnimation::change(bool flashing, std::int64_t nowMs) {
   sinceMs_ = nowMs;
 }
 
+bool FlashAnimation::isSettledAt(std::int64_t nowMs) const {
+  const std::int64_t elapsed = checkedSubtract(nowMs, sinceMs_);
+  return flashing_ ? motion_ == Motion::reduced && elapsed >= riseMs : elapsed >= stopMs;
+}
+
 double FlashAnimation::alphaAt(std::int64_t nowMs) const {
   const std::int64_t elapsed = checkedSubtract(nowMs, sinceMs_);
   if (!flashing_) return fromAlpha_ * (1 - easeOut(part(elapsed, stopMs)));
+  if (motion_ == Motion::reduced) {
+    return fromAlpha_ + (peakAlpha / 2 - fromAlpha_) * easeInOut(part(elapsed, riseMs));
+  }
   const std::int64_t phase = elapsed % flashMs;
   if (phase >= riseMs) return peakAlpha * (1 - easeInOut(part(phase - riseMs, riseMs)));
   const double from = elapsed < flashMs ? fromAlpha_ : 0;

@@ -52,6 +52,9 @@ void OverlayContentView::observeManager() {
       manager.matrixColorArgb.onChange(redraw),
       manager.matrixStripeAlpha.onChange(redraw),
       manager.shortcutAvailable.onChange(redraw),
+      manager.reducedMotion.onChange([this](bool) {
+        if (flash_.isFlashing()) startFlash();
+      }),
       manager.isAlertMode.onChange([this](bool alertMode) { alertModeChanged(alertMode); }),
   };
 }
@@ -65,7 +68,8 @@ void OverlayContentView::alertModeChanged(bool alertMode) {
 }
 
 void OverlayContentView::startFlash() {
-  flash_.start(clock_->nowMs());
+  flash_.start(clock_->nowMs(),
+               manager.reducedMotion ? FlashAnimation::Motion::reduced : FlashAnimation::Motion::full);
   flashTask = mainLoop_->every(flashStepMs, [this] { updateTint(); });
   updateTint();
 }
@@ -79,6 +83,7 @@ void OverlayContentView::stopFlash() {
 /// The red layer belongs to the alert and goes with it; its level moves on, unseen, to where the next flash
 /// begins.
 void OverlayContentView::updateTint() {
+  if (flash_.isSettledAt(clock_->nowMs())) flashTask.reset();
   const double level = alertMode_ ? std::round(flashAlpha() * tintAlpha * 255) : 0;
   const TintLevel next = std::min(static_cast<TintLevel>(level), strongestTint);
   if (next == tint_) return;

@@ -54,7 +54,7 @@ class OverlayContentView : public std::enable_shared_from_this<OverlayContentVie
   TintLevel tint_ = 0;
 
   Registration flashTask;
-  std::array<Registration, 8> observations_;
+  std::array<Registration, 9> observations_;
 };
 
 }  // namespace sentrel

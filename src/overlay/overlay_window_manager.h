@@ -37,6 +37,7 @@ class OverlayWindowManager {
   Published<std::int64_t> matrixDistanceCm{80};          ///< distance that the stripes are made for
   Published<std::uint64_t> matrixColorArgb{0xFF000000};  ///< low 32 bits 0xAARRGGBB
   Published<float> matrixStripeAlpha{0.42F};             ///< 0..1, of a stripe's colour
+  Published<bool> reducedMotion{false};                  ///< the alert's tint is held instead of flashing
   Published<bool> shortcutAvailable{false};              ///< the hint names the shortcut beside its eye
 
   /// Between `show` and the next `hide`.

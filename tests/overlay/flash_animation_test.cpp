@@ -39,5 +39,16 @@ TEST(FlashAnimation, RestartsFromWhereItIs) {
   EXPECT_LT(flash.alphaAt(1310), left) << "only the first rise begins there";
 }
 
+TEST(FlashAnimation, ReducedMotionRisesOnceToHalf) {
+  FlashAnimation flash;
+  flash.start(0, FlashAnimation::Motion::reduced);
+  EXPECT_NEAR(flash.alphaAt(200), 0.075, 1e-6);
+  EXPECT_FALSE(flash.isSettledAt(399));
+  EXPECT_TRUE(flash.isSettledAt(400));
+  EXPECT_NEAR(flash.alphaAt(90'000), 0.15, 1e-6);
+  flash.stop(90'000);
+  EXPECT_EQ(flash.alphaAt(90'300), 0);
+}
+
 }  // namespace
 }  // namespace sentrel

@@ -146,6 +146,24 @@ TEST_F(OverlayWindowManagerTest, FlashesInStepsWhileTheAlertLasts) {
   EXPECT_EQ(loop->timerCount(), idleTimers) << "closing the windows ends their flash";
 }
 
+TEST_F(OverlayWindowManagerTest, ReducedMotionHoldsTheTint) {
+  manager.show();
+  loop->runPosted();
+  const std::size_t idleTimers = loop->timerCount();
+  manager.isAlertMode = true;
+  loop->advance(400);
+  manager.reducedMotion = true;
+  loop->advance(500);
+  EXPECT_EQ(backend->shown[1].tints.back(), 13);
+  EXPECT_EQ(loop->timerCount(), idleTimers) << "nothing is left to move";
+  manager.reducedMotion = false;
+  loop->advance(400);
+  EXPECT_EQ(backend->shown[1].tints.back(), 26);
+  manager.isAlertMode = false;
+  EXPECT_EQ(backend->shown[1].tints.back(), 0);
+  EXPECT_EQ(loop->timerCount(), idleTimers);
+}
+
 TEST(MatrixStripeLayer, PeriodFollowsTheDistance) {
   const struct {
     std::int64_t distanceCm;

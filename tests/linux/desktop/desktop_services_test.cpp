@@ -13,6 +13,7 @@
 #include <optional>
 
 #include "linux/desktop/desktop_key_monitor.h"
+#include "linux/desktop/desktop_motion.h"
 #include "linux/desktop/desktop_notifications.h"
 #include "linux/desktop/desktop_session_events.h"
 #include "linux/desktop/event_desk.h"
@@ -188,6 +189,34 @@ TEST_F(HapticsTest, AreAskedOfWhoeverServesThem) {
   }));
   EXPECT_EQ(calls()[0].signature(), QStringLiteral("ssa{sv}i"));
   EXPECT_EQ(calls()[0].arguments().at(1).toString(), QStringLiteral("message-new-instant"));
+}
+
+using MotionTest = EventDesk;
+
+TEST_F(MotionTest, FollowsTheWishForLessMovement) {
+  BusDouble portal(desktop, TestBus::session, QStringLiteral("org.freedesktop.portal.Desktop"));
+  const auto boxed = [](const QVariant& value) { return QVariant::fromValue(QDBusVariant(value)); };
+  portal.answer(QStringLiteral("Read"), [boxed](const QDBusMessage& call) {
+    const bool kde = call.arguments().at(0) == QStringLiteral("org.kde.kdeglobals.KDE");
+    return QVariantList{boxed(boxed(kde ? QVariant(QStringLiteral("0")) : QVariant(QStringLiteral("lie"))))};
+  });
+  const DesktopMotion motion(loop, buses);
+  EXPECT_FALSE(motion.reduced());
+  ASSERT_TRUE(runUntil([&] { return motion.reduced().get(); }));
+  const auto change = [&](const char* space, const char* key, const QVariant& value) {
+    portal.emitSignal(QStringLiteral("/org/freedesktop/portal/desktop"),
+                      QStringLiteral("org.freedesktop.portal.Settings"), QStringLiteral("SettingChanged"),
+                      {QString::fromLatin1(space), QString::fromLatin1(key), boxed(value)});
+  };
+  change("org.gnome.desktop.interface", "AnimationDurationFactor", 3);
+  change("org.kde.kdeglobals.KDE", "AnimationDurationFactor", 0.5);
+  ASSERT_TRUE(runUntil([&] { return !motion.reduced().get(); }));
+  change("org.gnome.desktop.interface", "enable-animations", false);
+  ASSERT_TRUE(runUntil([&] { return motion.reduced().get(); }));
+  change("org.gnome.desktop.interface", "enable-animations", true);
+  ASSERT_TRUE(runUntil([&] { return !motion.reduced().get(); }));
+  change("org.freedesktop.appearance", "reduced-motion", 1U);
+  EXPECT_TRUE(runUntil([&] { return motion.reduced().get(); }));
 }
 
 class KeyMonitorTest : public EventDesk {
