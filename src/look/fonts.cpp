@@ -63,6 +63,8 @@ QFont roleFont(TextRole role, double textScale) {
       return uiFont(px(14), QFont::DemiBold);
     case TextRole::subheadline:
       return uiFont(px(13));
+    case TextRole::subheadlineStrong:
+      return uiFont(px(13), QFont::DemiBold);
     case TextRole::caption:
       return uiFont(px(12), QFont::Medium);
   }

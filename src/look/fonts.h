@@ -19,7 +19,8 @@ enum class TextRole {
   bodyLabel,   ///< row labels
   bodyButton,  ///< buttons
   subheadline,
-  caption  ///< status text, version, footer
+  subheadlineStrong,  ///< titles of the sections in About
+  caption             ///< status text, version, footer
 };
 
 // Each font carries its whole list of families, because no single one has every glyph that we show. Sizes are

@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "views/about_view.h"
+
+#include <QFocusEvent>
+#include <QPainter>
+#include <QVBoxLayout>
+#include <array>
+#include <utility>
+
+#include "look/app_icon.h"
+#include "look/texts.h"
+#include "views/controls/divider.h"
+#include "views/controls/push_button.h"
+#include "views/controls/text_label.h"
+#include "views/theme.h"
+
+namespace sentrel {
+
+namespace {
+
+constexpr int side = 16;
+constexpr int textSide = 20;
+constexpr int iconPixels = 64;
+
+class Icon final : public QWidget {
+ public:
+  explicit Icon(QWidget* parent) : QWidget(parent) { setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed); }
+  [[nodiscard]] QSize sizeHint() const override {
+    const int size = Theme::shared().iconSize(iconPixels);
+    return {size, size};
+  }
+
+ protected:
+  void paintEvent(QPaintEvent* /*event*/) override {
+    QPainter painter(this);
+    paintAppIcon(painter, QRectF(rect()));
+  }
+};
+
+TextLabel* centred(TextRole role, const QString& words, TextLabel::Token color = &AppColors::text) {
+  auto* label = new TextLabel(role, color);
+  label->setWords(words);
+  label->setAlignment(Qt::AlignHCenter);
+  return label;
+}
+
+QLayout* insetLine(QWidget* parent) {
+  auto* line = new QHBoxLayout;
+  line->setContentsMargins(side, 0, side, 0);
+  line->addWidget(new Divider(parent));
+  return line;
+}
+
+/// A title over a paragraph.
+class AboutSection final : public QWidget {
+ public:
+  AboutSection(const QString& title, const QString& text, QWidget* parent) : QWidget(parent) {
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(1);
+    auto* head = new TextLabel(TextRole::subheadlineStrong);
+    head->setWords(title);
+    auto* body = new TextLabel(TextRole::subheadline, &AppColors::textSecondary);
+    body->setWords(text);
+    column->addWidget(head);
+    column->addWidget(body);
+  }
+};
+
+}  // namespace
+
+AboutView::AboutView(const QString& version, const Footer& footer, std::function<void()> dismissed,
+                     QWidget* parent)
+    : QWidget(parent),
+      dismiss(std::move(dismissed)),
+      close_(new PushButton(PushButton::Kind::plain, text(QStringLiteral("Fermer")), this)) {
+  connect(static_cast<PushButton*>(close_), &PushButton::clicked, this, [this] { dismiss(); });
+  auto* column = new QVBoxLayout(this);
+  column->setContentsMargins(0, 0, 0, 0);
+  column->setSpacing(0);
+  close_->move(10, 5);
+  close_->resize(close_->sizeHint());
+  column->addSpacing(26);
+  column->addWidget(new Icon(this), 0, Qt::AlignHCenter);
+  column->addSpacing(5);
+  column->addWidget(centred(TextRole::title2, QStringLiteral("Sentrel")));
+  column->addWidget(centred(TextRole::caption,
+                            text(QStringLiteral("about_version")) + QLatin1Char(' ') + version,
+                            &AppColors::textSecondary));
+  column->addSpacing(12);
+  column->addLayout(insetLine(this));
+  column->addSpacing(12);
+  auto* sections = new QVBoxLayout;
+  sections->setContentsMargins(textSide, 0, textSide, 0);
+  sections->setSpacing(14);
+  for (const char* topic : {"developer", "project", "privacy"}) {
+    const QString key = QStringLiteral("about_%1_").arg(QLatin1String(topic));
+    sections->addWidget(
+        new AboutSection(text(key + QLatin1String("title")), text(key + QLatin1String("body")), this));
+  }
+  column->addLayout(sections);
+  column->addStretch(1);
+  if (QWidget* link = footer.build(this)) {
+    column->addSpacing(12);
+    column->addLayout(insetLine(this));
+    column->addSpacing(8);
+    column->addWidget(link, 0, Qt::AlignHCenter);
+    column->addSpacing(11);
+  } else {
+    column->addSpacing(16);
+  }
+}
+
+void AboutView::focusInEvent(QFocusEvent* event) {
+  QWidget::focusInEvent(event);
+  close_->setFocus(event->reason());
+}
+
+}  // namespace sentrel

@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "views/controls/focus_ring.h"
+
+#include <QAbstractScrollArea>
+#include <QApplication>
+#include <QEvent>
+#include <QKeyEvent>
+#include <QPainter>
+#include <cmath>
+
+#include "views/controls/painting.h"
+#include "views/theme.h"
+
+namespace sentrel {
+
+namespace {
+
+constexpr double ringWidth = 2;
+
+bool movesFocus(const QKeyEvent& event) {
+  switch (event.key()) {
+    case Qt::Key_Tab:
+    case Qt::Key_Backtab:
+    case Qt::Key_Up:
+    case Qt::Key_Down:
+    case Qt::Key_Left:
+    case Qt::Key_Right:
+    case Qt::Key_Home:
+    case Qt::Key_End:
+    case Qt::Key_Space:
+      return true;
+    default:
+      return false;
+  }
+}
+
+/// What scrolls with the control, or the window: there the ring is neither cut off nor left behind.
+QWidget* groundOf(QWidget* control) {
+  QWidget* ground = control;
+  while (!ground->isWindow()) {
+    QWidget* parent = ground->parentWidget();
+    if (parent == nullptr) break;
+    if (ground != control && qobject_cast<QAbstractScrollArea*>(parent->parentWidget()) != nullptr) break;
+    ground = parent;
+  }
+  return ground;
+}
+
+}  // namespace
+
+FocusRing::FocusRing(QWidget& window) : QWidget(&window), window_(window) {
+  setAttribute(Qt::WA_TransparentForMouseEvents);
+  setFocusPolicy(Qt::NoFocus);
+  hide();
+  connect(qApp, &QApplication::focusChanged, this, [this](QWidget* /*old*/, QWidget* now) {
+    follow(now != nullptr && window_.isAncestorOf(now) ? now : nullptr);
+  });
+  connect(&Theme::shared(), &Theme::changed, this, [this] { place(); });
+  qApp->installEventFilter(this);
+  follow(window_.focusWidget());
+}
+
+void FocusRing::setShown(bool shown) {
+  if (shown == shown_) return;
+  shown_ = shown;
+  place();
+}
+
+void FocusRing::follow(QWidget* control) {
+  control_ = control;
+  place();
+}
+
+void FocusRing::place() {
+  const auto* shape = dynamic_cast<FocusShape*>(control_.data());
+  if (!shown_ || shape == nullptr || !control_->isVisible()) {
+    hide();
+    return;
+  }
+  QWidget* ground = groundOf(control_);
+  if (parentWidget() != ground) setParent(ground);
+  const auto [rect, radius, gap] = shape->focusOutline();
+  const double reach = gap + ringWidth;
+  const QRectF outer = rect.adjusted(-reach, -reach, reach, reach);
+  setGeometry(QRectF(control_->mapTo(ground, QPoint()) + outer.topLeft(), outer.size()).toAlignedRect());
+  raise();
+  show();
+  update();
+}
+
+bool FocusRing::eventFilter(QObject* watched, QEvent* event) {
+  if (!watched->isWidgetType()) return false;
+  auto* widget = static_cast<QWidget*>(watched);  // NOLINT: a widget, as its type says
+  switch (event->type()) {
+    case QEvent::KeyPress:
+      if (widget->window() == &window_ && movesFocus(*static_cast<QKeyEvent*>(event)))
+        setShown(true);  // NOLINT
+      break;
+    case QEvent::MouseButtonPress:
+      if (widget->window() == &window_) setShown(false);
+      break;
+    case QEvent::Move:
+    case QEvent::Resize:
+    case QEvent::Show:
+    case QEvent::Hide:
+      // A layout moves what contains the control, too.
+      if (control_ && widget != this && (widget == control_ || widget->isAncestorOf(control_))) place();
+      break;
+    case QEvent::UpdateRequest:
+      break;
+    default:
+      break;
+  }
+  return false;
+}
+
+void FocusRing::paintEvent(QPaintEvent* /*event*/) {
+  const auto* shape = dynamic_cast<FocusShape*>(control_.data());
+  if (shape == nullptr) return;
+  QPainter painter(this);
+  const auto outline = shape->focusOutline();
+  const double reach = outline.gap + ringWidth;
+  paintBox(painter, QRectF(rect()), outline.radius + reach, {}, colors().focus, ringWidth);
+}
+
+}  // namespace sentrel

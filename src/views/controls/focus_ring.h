@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QPointer>
+#include <QRectF>
+#include <QWidget>
+
+namespace sentrel {
+
+/// What a control tells the focus ring about its own outline.
+class FocusShape {
+ public:
+  struct Outline {
+    QRectF rect;        ///< in the control's coordinates
+    double radius = 8;  ///< of its corners
+    double gap = 2;     ///< between outline and ring; negative where the ring lies inside
+  };
+  virtual ~FocusShape() = default;
+  [[nodiscard]] virtual Outline focusOutline() const = 0;
+};
+
+/// The ring around the control that has the keyboard's focus, once a key has been used in the window; a press
+/// of the mouse hides it again. One for each window; it lies over the controls and lets the mouse through.
+/// Main thread.
+class FocusRing final : public QWidget {
+ public:
+  /// Belongs to `window` and serves the controls in it.
+  explicit FocusRing(QWidget& window);
+
+  /// As if a key had been used, or not.
+  void setShown(bool shown);
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
+  void paintEvent(QPaintEvent* event) override;
+
+ private:
+  void follow(QWidget* control);
+  void place();
+
+  QWidget& window_;
+  QPointer<QWidget> control_;
+  bool shown_ = false;
+};
+
+}  // namespace sentrel

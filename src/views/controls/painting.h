@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QColor>
+#include <QPainter>
+#include <QRectF>
+
+namespace sentrel {
+
+/// How faint a control is that cannot be used.
+inline constexpr double disabledOpacity = 0.45;
+
+/// A rounded rectangle with an edge of `edgeWidth` pixels that lies wholly inside `rect`. An invalid colour
+/// paints nothing.
+void paintBox(QPainter& painter, const QRectF& rect, double radius, const QColor& fill,
+              const QColor& edge = {}, double edgeWidth = 1);
+
+/// `share` 0 gives `from`, 1 gives `to`.
+[[nodiscard]] QColor mix(const QColor& from, const QColor& to, double share);
+
+[[nodiscard]] QColor withAlpha(QColor color, double alpha);
+
+/// A soft shadow of the rounded rectangle `box`, as if it stood above its ground; `strength` 1 is a
+/// popover's. Nothing in high contrast. Prepared once for each size of corner, so that painting only copies.
+void paintShadow(QPainter& painter, const QRectF& box, double radius, double strength);
+
+/// How far a shadow reaches beyond its box, in logical pixels, on every side.
+inline constexpr int shadowReach = 32;
+
+}  // namespace sentrel

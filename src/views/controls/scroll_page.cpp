@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "views/controls/scroll_page.h"
+
+#include <QApplication>
+#include <QKeyEvent>
+#include <QPainter>
+#include <algorithm>
+
+#include "views/controls/painting.h"
+#include "views/theme.h"
+
+namespace sentrel {
+
+namespace {
+
+constexpr int barWidth = 5;
+constexpr int barGap = 4;  // from the edge, and at its ends
+constexpr int leastKnob = 32;
+constexpr int aroundFocus = 24;
+
+/// Thin, without arrows.
+class OverlayBar final : public QScrollBar {
+ public:
+  explicit OverlayBar(QWidget* parent) : QScrollBar(Qt::Vertical, parent) { setFocusPolicy(Qt::NoFocus); }
+
+ protected:
+  void paintEvent(QPaintEvent* /*event*/) override {
+    QPainter painter(this);
+    paintBox(painter, knob(), barWidth / 2.0, withAlpha(colors().controlBorder, 0.8));
+  }
+
+  void mousePressEvent(QMouseEvent* event) override {
+    const QRectF held = knob();
+    grip_ = held.contains(event->position()) ? event->position().y() - held.top() : held.height() / 2;
+    mouseMoveEvent(event);
+  }
+
+  void mouseMoveEvent(QMouseEvent* event) override {
+    const double way = height() - knob().height();
+    if (way > 0) setValue(qRound((event->position().y() - grip_) / way * maximum()));
+  }
+
+ private:
+  [[nodiscard]] QRectF knob() const {
+    const double length =
+        std::max<double>(leastKnob, static_cast<double>(height()) * pageStep() / (maximum() + pageStep()));
+    const double way = height() - length;
+    return {0, maximum() > 0 ? way * value() / maximum() : 0, barWidth, length};
+  }
+
+  double grip_ = 0;
+};
+
+}  // namespace
+
+ScrollPage::ScrollPage(QWidget* parent) : QScrollArea(parent), bar_(new OverlayBar(this)) {
+  setFrameShape(QFrame::NoFrame);
+  setWidgetResizable(true);
+  setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  setFocusPolicy(Qt::NoFocus);
+  viewport()->setAutoFillBackground(false);
+  QScrollBar* own = verticalScrollBar();
+  own->setSingleStep(24);
+  connect(own, &QScrollBar::rangeChanged, this, [this](int least, int greatest) {
+    bar_->setRange(least, greatest);
+    bar_->setPageStep(viewport()->height());
+    bar_->setVisible(greatest > least);
+  });
+  connect(own, &QScrollBar::valueChanged, bar_, &QScrollBar::setValue);
+  connect(bar_, &QScrollBar::valueChanged, own, &QScrollBar::setValue);
+  connect(qApp, &QApplication::focusChanged, this, [this](QWidget* /*old*/, QWidget* now) {
+    if (now != nullptr && widget() != nullptr && widget()->isAncestorOf(now))
+      ensureWidgetVisible(now, 0, aroundFocus);
+  });
+  bar_->hide();
+}
+
+void ScrollPage::resizeEvent(QResizeEvent* event) {
+  QScrollArea::resizeEvent(event);
+  bar_->setPageStep(viewport()->height());
+  placeBar();
+}
+
+void ScrollPage::placeBar() {
+  bar_->setGeometry(width() - barGap - barWidth, barGap, barWidth, height() - 2 * barGap);
+  bar_->raise();
+}
+
+bool ScrollPage::focusNextPrevChild(bool next) {
+  return QWidget::focusNextPrevChild(next);
+}
+
+void ScrollPage::keyPressEvent(QKeyEvent* event) {
+  // Arrows belong to the controls; the page keys scroll.
+  if (event->key() == Qt::Key_PageUp || event->key() == Qt::Key_PageDown) {
+    QScrollArea::keyPressEvent(event);
+  } else {
+    event->ignore();
+  }
+}
+
+}  // namespace sentrel

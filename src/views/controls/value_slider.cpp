@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "views/controls/value_slider.h"
+
+#include <QMouseEvent>
+#include <QPainter>
+#include <QWheelEvent>
+#include <algorithm>
+#include <cmath>
+
+#include "views/controls/painting.h"
+#include "views/theme.h"
+
+namespace sentrel {
+
+namespace {
+constexpr int sliderWidth = 148;
+constexpr int sliderHeight = 28;
+constexpr int valueWidth = 60;
+constexpr double knobSize = 18;
+constexpr double trackHeight = 4;
+constexpr int mostTicks = 8;  // more would be noise
+}  // namespace
+
+ValueSlider::ValueSlider(const QString& name, Range range, std::function<QString(double)> words,
+                         QWidget* parent)
+    : QSlider(Qt::Horizontal, parent), range_(range), words_(std::move(words)), number_(range.least) {
+  setAccessibleName(name);
+  // Whole steps from zero, so that assistive technology counts as the person does: 1 to 5, not 0 to 4.
+  setRange(stepOf(range_.least), stepOf(range_.greatest));
+  setSingleStep(1);
+  setPageStep(1);
+  setFocusPolicy(Qt::StrongFocus);
+  setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+  connect(this, &QSlider::valueChanged, this, [this](int position) {
+    if (showing_) return;
+    number_ = position * range_.step;
+    update();
+    if (onNumber) onNumber(number_);
+  });
+  connect(&Theme::shared(), &Theme::changed, this, [this] {
+    updateGeometry();
+    update();
+  });
+}
+
+int ValueSlider::stepOf(double number) const {
+  return static_cast<int>(std::lround(number / range_.step));
+}
+
+void ValueSlider::setNumber(double number) {
+  number_ = number;
+  showing_ = true;
+  const double inRange =
+      std::isfinite(number) ? std::clamp(number, range_.least, range_.greatest) : range_.least;
+  setValue(stepOf(inRange));
+  showing_ = false;
+  update();
+}
+
+QSize ValueSlider::sizeHint() const {
+  const double scale = Theme::shared().textScale();
+  return {sliderWidth + static_cast<int>(valueWidth * scale),
+          std::max(sliderHeight, static_cast<int>(20 * scale))};
+}
+
+QRectF ValueSlider::track() const {
+  return {0, (height() - trackHeight) / 2.0, static_cast<double>(sliderWidth), trackHeight};
+}
+
+QPointF ValueSlider::knobCentre() const {
+  const QRectF way = track().adjusted(knobSize / 2, 0, -knobSize / 2, 0);
+  return {way.left() + way.width() * (value() - minimum()) / (maximum() - minimum()), way.center().y()};
+}
+
+FocusShape::Outline ValueSlider::focusOutline() const {
+  const QPointF centre = knobCentre();
+  return {.rect = QRectF(centre.x() - knobSize / 2, centre.y() - knobSize / 2, knobSize, knobSize),
+          .radius = knobSize / 2};
+}
+
+void ValueSlider::paintEvent(QPaintEvent* /*event*/) {
+  const AppColors& c = colors();
+  QPainter painter(this);
+  if (!isEnabled()) painter.setOpacity(disabledOpacity);
+  const QPointF knob = knobCentre();
+  const QRectF whole = track();
+  paintBox(painter, whole, trackHeight / 2, c.controlBorder);
+  QRectF filled = whole;
+  filled.setRight(knob.x());
+  paintBox(painter, filled, trackHeight / 2, c.primary);
+  const int steps = maximum() - minimum();
+  if (steps < mostTicks) {
+    for (int i = 0; i <= steps; ++i) {
+      const double x = whole.left() + knobSize / 2 + (whole.width() - knobSize) * i / steps;
+      paintBox(painter, QRectF(x - 1, whole.bottom() + 5, 2, 4), 1, c.controlBorder);
+    }
+  }
+  const QColor face = Theme::shared().dark() && !Theme::shared().highContrast() ? c.text : c.surface;
+  paintBox(painter, QRectF(knob.x() - knobSize / 2, knob.y() - knobSize / 2, knobSize, knobSize),
+           knobSize / 2, face, c.primary, 2);
+  painter.setFont(Theme::shared().font(TextRole::bodyButton));
+  painter.setPen(c.text);
+  painter.drawText(QRectF(sliderWidth, 0, width() - sliderWidth, height()), Qt::AlignRight | Qt::AlignVCenter,
+                   words_(number_));
+}
+
+void ValueSlider::followPointer(const QPointF& position) {
+  const QRectF way = track().adjusted(knobSize / 2, 0, -knobSize / 2, 0);
+  const double share = std::clamp((position.x() - way.left()) / way.width(), 0.0, 1.0);
+  setValue(minimum() + static_cast<int>(std::lround(share * (maximum() - minimum()))));
+}
+
+void ValueSlider::mousePressEvent(QMouseEvent* event) {
+  if (event->button() != Qt::LeftButton || event->position().x() > sliderWidth + knobSize / 2) {
+    event->ignore();
+    return;
+  }
+  setSliderDown(true);
+  followPointer(event->position());
+}
+
+void ValueSlider::mouseMoveEvent(QMouseEvent* event) {
+  if (isSliderDown()) followPointer(event->position());
+}
+
+void ValueSlider::mouseReleaseEvent(QMouseEvent* /*event*/) {
+  setSliderDown(false);
+}
+
+void ValueSlider::wheelEvent(QWheelEvent* event) {
+  // Otherwise scrolling the page would change settings under the pointer.
+  if (hasFocus()) {
+    QSlider::wheelEvent(event);
+  } else {
+    event->ignore();
+  }
+}
+
+}  // namespace sentrel

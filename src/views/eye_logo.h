@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QElapsedTimer>
+#include <QTimer>
+#include <QWidget>
+
+#include "views/controls/animated_value.h"
+
+namespace sentrel {
+
+/// The eye: open while protection is active, wide and red on an alert, closed otherwise. It blinks and pulses
+/// only while it is seen, and stands still where the person wants no motion. Decorative: the words beside it
+/// say the same. Main thread.
+class EyeLogo : public QWidget {
+ public:
+  enum class Mood { idleClosed, idleOpen, active, alert };
+
+  /// `pixels` at 100 %.
+  explicit EyeLogo(int pixels, QWidget* parent = nullptr);
+
+  void setMood(Mood mood);
+  [[nodiscard]] Mood mood() const { return mood_; }
+  [[nodiscard]] QSize sizeHint() const override;
+
+  /// The drawing in a square of 64 units: `openness` 0 to 1.08, `pulse` in periods.
+  static void paint(QPainter& painter, const QRectF& box, Mood mood, double openness, double pulse,
+                    const QColor& color);
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+  void showEvent(QShowEvent* event) override;
+  void hideEvent(QHideEvent* event) override;
+
+ private:
+  void animate();
+  void tick();
+  void scheduleBlink();
+  [[nodiscard]] double lid() const;
+
+  const int pixels_;
+  Mood mood_ = Mood::idleClosed;
+  QColor from_;
+  AnimatedValue openness_;
+  AnimatedValue color_;  // share of the new mood's colour
+  QTimer ticks_;
+  QTimer nextBlink_;
+  QElapsedTimer sinceBlink_;
+  QElapsedTimer sincePulse_;
+};
+
+}  // namespace sentrel

@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "views/popover_window.h"
+
+#include <QCloseEvent>
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QScreen>
+#include <algorithm>
+#include <utility>
+
+#include "views/controls/painting.h"
+#include "views/theme.h"
+
+namespace sentrel {
+
+namespace {
+constexpr int away = 8;
+constexpr double radius = 12;
+}  // namespace
+
+QRect placePopover(const QRect& anchor, const QRect& workArea, QSize size) {
+  const QRect room = workArea.adjusted(away, away, -away, -away);
+  QRect place(QPoint(anchor.right() + 1 - size.width(), anchor.bottom() + 1 + away), size);
+  if (place.bottom() > room.bottom()) place.moveBottom(anchor.top() - 1 - away);
+  // The corner that matters most, the top left one, is kept last.
+  place.moveRight(std::min(place.right(), room.right()));
+  place.moveBottom(std::min(place.bottom(), room.bottom()));
+  place.moveLeft(std::max(place.left(), room.left()));
+  place.moveTop(std::max(place.top(), room.top()));
+  return place;
+}
+
+PopoverWindow::PopoverWindow(MenuBarPopoverView::Parts parts, Ground ground)
+    : QWidget(nullptr,
+              Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::NoDropShadowWindowHint),
+      ground_(ground),
+      content_(new MenuBarPopoverView(std::move(parts), this)),
+      ring_(new FocusRing(*this)) {
+  setAttribute(Qt::WA_DeleteOnClose);
+  setAttribute(Qt::WA_TranslucentBackground, ground == Ground::translucent);
+  setWindowTitle(QStringLiteral("Sentrel"));
+  content_->onSizeChanged = [this] { place(); };
+  connect(&Theme::shared(), &Theme::changed, this, [this] { place(); });
+  place();
+}
+
+int PopoverWindow::margin() const {
+  return ground_ == Ground::translucent ? shadowReach : 0;
+}
+
+void PopoverWindow::place() {
+  const int around = margin();
+  const QSize size = content_->sizeHint();
+  content_->setGeometry(QRect(QPoint(around, around), size));
+  const QSize whole = size + QSize(2 * around, 2 * around);
+  if (anchor_.isValid()) {
+    const QScreen* screen = QGuiApplication::screenAt(anchor_.center());
+    if (screen == nullptr) screen = QGuiApplication::primaryScreen();
+    const QRect place = placePopover(anchor_, screen->availableGeometry(), size);
+    setGeometry(place.adjusted(-around, -around, around, around));
+  } else {
+    resize(whole);
+  }
+  setMinimumSize(whole);
+  setMaximumSize(whole);
+  update();
+}
+
+void PopoverWindow::openAt(const QRect& anchor) {
+  anchor_ = anchor;
+  place();
+  show();
+  raise();
+  activateWindow();
+}
+
+bool PopoverWindow::event(QEvent* event) {
+  if (event->type() == QEvent::WindowDeactivate && isVisible() && !content_->asks()) close();
+  return QWidget::event(event);
+}
+
+void PopoverWindow::closeEvent(QCloseEvent* event) {
+  QWidget::closeEvent(event);
+  if (const auto call = std::exchange(onClosed, nullptr)) call();
+}
+
+void PopoverWindow::keyPressEvent(QKeyEvent* event) {
+  if (event->key() == Qt::Key_Escape) close();
+}
+
+void PopoverWindow::mousePressEvent(QMouseEvent* event) {
+  // The shadow is not part of what the person sees as the window.
+  if (!content_->geometry().contains(event->position().toPoint()) && !content_->asks()) close();
+}
+
+void PopoverWindow::paintEvent(QPaintEvent* /*event*/) {
+  QPainter painter(this);
+  const QRectF box(content_->geometry());
+  if (ground_ == Ground::opaque) {
+    painter.fillRect(rect(), colors().surface);
+    paintBox(painter, box, 0, {}, colors().border);
+    return;
+  }
+  paintShadow(painter, box, radius, 1);
+  paintBox(painter, box, radius, colors().surface, colors().border);
+}
+
+}  // namespace sentrel

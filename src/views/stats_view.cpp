@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "views/stats_view.h"
+
+#include <QFocusEvent>
+#include <QHBoxLayout>
+#include <QPainter>
+#include <QVBoxLayout>
+#include <utility>
+
+#include "look/icons.h"
+#include "look/texts.h"
+#include "views/controls/divider.h"
+#include "views/controls/push_button.h"
+#include "views/controls/stat_card.h"
+#include "views/controls/text_label.h"
+#include "views/theme.h"
+
+namespace sentrel {
+
+namespace {
+
+constexpr int side = 16;
+constexpr int toolbarHeight = 48;
+constexpr QSize dialogSize(280, 182);
+constexpr int dialogSymbol = 30;
+constexpr double popoverRadius = 12;
+constexpr int dialogPadding = 20;
+
+/// A symbol that paints itself, for dialogs.
+class Symbol final : public QWidget {
+ public:
+  Symbol(const QString& name, int pixels, QColor AppColors::*color, QWidget* parent)
+      : QWidget(parent), name_(name), pixels_(pixels), color_(color) {
+    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+  }
+  [[nodiscard]] QSize sizeHint() const override {
+    const int size = Theme::shared().iconSize(pixels_);
+    return {size, size};
+  }
+
+ protected:
+  void paintEvent(QPaintEvent* /*event*/) override {
+    QPainter painter(this);
+    paintSymbol(painter, name_, QRectF(rect()), colors().*color_);
+  }
+
+ private:
+  const QString name_;
+  const int pixels_;
+  QColor AppColors::*const color_;
+};
+
+}  // namespace
+
+QString formatTime(std::int64_t seconds) {
+  const std::int64_t minutes = seconds % 3600 / 60;
+  if (seconds < 3600) return QStringLiteral("%1m").arg(minutes);
+  return QStringLiteral("%1h %2m").arg(seconds / 3600).arg(minutes);
+}
+
+StatsView::StatsView(std::shared_ptr<StatsRepository> repository, const Footer& footer,
+                     std::function<void()> dismissed, QWidget* parent)
+    : QWidget(parent), statsRepo(std::move(repository)), dismiss(std::move(dismissed)) {
+  auto* column = new QVBoxLayout(this);
+  column->setContentsMargins(0, 0, 0, 0);
+  column->setSpacing(0);
+  column->addWidget(buildToolbar());
+  column->addWidget(new Divider(this));
+
+  auto* body = new QVBoxLayout;
+  body->setContentsMargins(side, 12, side, 12);
+  body->setSpacing(0);
+  auto* header = new TextLabel(TextRole::subheadline, &AppColors::textSecondary);
+  header->setWords(text(QStringLiteral("stats_header")));
+  body->addWidget(header);
+  body->addSpacing(9);
+  auto* alerts = new StatCard(QStringLiteral("eye.trianglebadge.exclamationmark.fill"),
+                              text(QStringLiteral("stats_alerts_label")), StatCard::Highlight::yes);
+  auto* sessions = new StatCard(QStringLiteral("eye.fill"), text(QStringLiteral("stats_sessions_label")),
+                                StatCard::Highlight::no);
+  auto* time = new StatCard(QStringLiteral("clock.fill"), text(QStringLiteral("stats_time_label")),
+                            StatCard::Highlight::no);
+  body->addWidget(alerts);
+  body->addSpacing(8);
+  auto* pair = new QHBoxLayout;
+  pair->setSpacing(8);
+  pair->addWidget(sessions, 1);
+  pair->addWidget(time, 1);
+  body->addLayout(pair);
+  body->addSpacing(12);
+  auto* reset = new PushButton(PushButton::Kind::secondary, text(QStringLiteral("stats_reset")));
+  reset->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+  connect(reset, &PushButton::clicked, this, [this] { askForReset(); });
+  body->addWidget(reset);
+  body->addStretch(1);
+  if (QWidget* link = footer.build(this)) body->addWidget(link, 0, Qt::AlignHCenter);
+  column->addLayout(body, 1);
+
+  statsRegistration_ = statsRepo->stats.subscribe([alerts, sessions, time](const FilterStats& stats) {
+    alerts->setValue(QString::number(stats.alertCount));
+    sessions->setValue(QString::number(stats.sessionCount));
+    time->setValue(formatTime(stats.totalActiveSeconds));
+  });
+}
+
+QWidget* StatsView::buildToolbar() {
+  auto* toolbar = new QWidget(this);
+  toolbar->setMinimumHeight(toolbarHeight);
+  auto* line = new QHBoxLayout(toolbar);
+  line->setContentsMargins(12, 0, 12, 0);
+  line->setSpacing(8);
+  auto* back = new PushButton(PushButton::Kind::plain, text(QStringLiteral("stats_back")));
+  back->setSymbol(QStringLiteral("chevron.left"));
+  connect(back, &PushButton::clicked, this, [this] { dismiss(); });
+  back_ = back;
+  auto* title = new TextLabel(TextRole::headline);
+  title->setWords(text(QStringLiteral("stats_title")));
+  title->setAlignment(Qt::AlignVCenter);
+  // As wide as the button on the other side, so that the title stands in the middle where there is room.
+  auto* balance = new QSpacerItem(back->sizeHint().width(), 0, QSizePolicy::Maximum);
+  line->addWidget(back);
+  line->addStretch(1);
+  line->addWidget(title);
+  line->addStretch(1);
+  line->addSpacerItem(balance);
+  return toolbar;
+}
+
+void StatsView::focusInEvent(QFocusEvent* event) {
+  QWidget::focusInEvent(event);
+  back_->setFocus(event->reason());
+}
+
+void StatsView::askForReset() {
+  if (confirm_ != nullptr) return;
+  confirm_ = new Sheet(parentWidget() != nullptr ? *parentWidget() : *this, dialogSize);
+  confirm_->setCornerRadius(popoverRadius);
+  auto* column = new QVBoxLayout(confirm_->panel());
+  column->setContentsMargins(dialogPadding, dialogPadding, dialogPadding, 16);
+  column->setSpacing(0);
+  column->addWidget(new Symbol(QStringLiteral("exclamationmark.triangle.fill"), dialogSymbol,
+                               &AppColors::warningGraphic, confirm_->panel()),
+                    0, Qt::AlignHCenter);
+  column->addSpacing(6);
+  auto* question = new TextLabel(TextRole::bodyLabel);
+  question->setWords(text(QStringLiteral("stats_reset_confirm")));
+  question->setAlignment(Qt::AlignHCenter);
+  question->setBalanced(true);
+  column->addWidget(question);
+  column->addStretch(1);
+  column->addSpacing(12);
+  auto* buttons = new QHBoxLayout;
+  buttons->setSpacing(14);
+  auto* cancel = new PushButton(PushButton::Kind::secondary, text(QStringLiteral("stats_reset_cancel")));
+  auto* confirm = new PushButton(PushButton::Kind::destructive, text(QStringLiteral("stats_reset_yes")));
+  buttons->addStretch();
+  buttons->addWidget(cancel);
+  buttons->addWidget(confirm);
+  buttons->addStretch();
+  column->addLayout(buttons);
+  confirm_->setAccessibleName(question->words());
+  Sheet* const sheet = confirm_;
+  sheet->onEscape = [sheet] { sheet->dismiss(); };
+  sheet->onClosed = [this] { confirm_.clear(); };
+  connect(cancel, &PushButton::clicked, sheet, [sheet] { sheet->dismiss(); });
+  connect(confirm, &PushButton::clicked, sheet, [this, sheet] {
+    statsRepo->reset();
+    sheet->dismiss();
+  });
+  sheet->open(cancel);
+}
+
+}  // namespace sentrel

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QFont>
+#include <QObject>
+
+#include "look/fonts.h"
+#include "look/palette.h"
+
+namespace sentrel {
+
+/// How the windows look just now: the desktop's wishes about colours, motion and the size of text. Every
+/// control reads it when it paints and follows `changed`. Main thread.
+class Theme final : public QObject {
+  Q_OBJECT
+
+ public:
+  struct Look {
+    AppColors::Scheme scheme = AppColors::Scheme::light;
+    AppColors::Contrast contrast = AppColors::Contrast::normal;
+    bool reducedMotion = false;
+    double textScale = 1;  ///< 1 to 2
+    bool operator==(const Look&) const = default;
+  };
+
+  /// The look of the process's windows.
+  static Theme& shared();
+
+  [[nodiscard]] const Look& look() const { return look_; }
+  /// A text scale out of range is clamped.
+  void setLook(Look look);
+
+  [[nodiscard]] const AppColors& colors() const { return AppColors::of(look_.scheme, look_.contrast); }
+  [[nodiscard]] bool dark() const { return look_.scheme == AppColors::Scheme::dark; }
+  [[nodiscard]] bool highContrast() const { return look_.contrast == AppColors::Contrast::high; }
+  [[nodiscard]] double textScale() const { return look_.textScale; }
+
+  [[nodiscard]] QFont font(TextRole role) const { return roleFont(role, look_.textScale); }
+  /// Sizes of icons and pictures grow half as far as text: with text twice as large they are 1.5 times as
+  /// large.
+  [[nodiscard]] int iconSize(int pixels) const { return qRound(pixels * (1 + (look_.textScale - 1) / 2)); }
+  /// `milliseconds`, or 0 where the person wants no motion.
+  [[nodiscard]] int duration(int milliseconds) const { return look_.reducedMotion ? 0 : milliseconds; }
+
+ Q_SIGNALS:
+  void changed();
+
+ private:
+  Theme();
+  Look look_;
+};
+
+/// `Theme::shared().colors()`.
+[[nodiscard]] const AppColors& colors();
+
+}  // namespace sentrel
