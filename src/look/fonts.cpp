@@ -49,6 +49,8 @@ QFont roleFont(TextRole role, double textScale) {
       return uiFont(px(22), QFont::DemiBold);
     case TextRole::title2:
       return uiFont(px(20), QFont::Bold);
+    case TextRole::title2Small:
+      return uiFont(px(18), QFont::Bold);
     case TextRole::title3:
       return uiFont(px(17));
     case TextRole::popoverTitle:

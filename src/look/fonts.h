@@ -11,7 +11,8 @@ enum class TextRole {
   numberLarge,   ///< number of the highlighted tile
   numberMedium,  ///< number of a tile
   title1,        ///< onboarding title
-  title2,        ///< product name, calibration title
+  title2,        ///< product name
+  title2Small,   ///< title of a sheet
   title3,
   popoverTitle,
   headline,  ///< section header, page title

@@ -102,6 +102,14 @@ class CaptureSession {
   /// Any thread; takes effect on the camera queue.
   virtual void setFrameDemand(FrameDemand demand) = 0;
 
+  /// Hands every frame, at the camera's own rate, to somebody who looks at it: `onFrame` is called on the
+  /// camera queue and replaces an earlier one; an empty function ends it. It keeps the device open as a
+  /// demand does, and leaves the pace of the output as it is. Any thread; takes effect on the camera queue.
+  virtual void setPreviewTap(std::function<void(const FrameRef&)> onFrame) = 0;
+
+  /// The camera that streams, or did last. Any thread.
+  [[nodiscard]] virtual std::optional<CameraDevice> currentDevice() const = 0;
+
   // Emitted on the main thread.
   Signal<> wasInterrupted;
   Signal<> interruptionEnded;

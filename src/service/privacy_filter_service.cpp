@@ -143,6 +143,12 @@ void PrivacyFilterService::stop() {
   removeSystemEventObservers();
 }
 
+void PrivacyFilterService::releaseCamera() {
+  if (isActive_ || starting_) return;
+  cameraManager->setAnalyzer(nullptr);
+  closeCamera([] {});
+}
+
 /// Makes the answer to a start that is under way come too late.
 void PrivacyFilterService::abandonStart() {
   ++startAttempt_;

@@ -69,6 +69,9 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   /// Switches protection off, also when a start is under way. The session's seconds are counted in the next
   /// turn. Harmless when off.
   void stop();
+  /// Closes the camera that a calibration has opened, unless protection uses it or is about to. Otherwise its
+  /// light would stay on and a start would take it for protection's own.
+  void releaseCamera();
 
  private:
   // Switching on and off.

@@ -3,17 +3,15 @@
 
 #include <QFocusEvent>
 #include <QHBoxLayout>
-#include <QPainter>
 #include <QVBoxLayout>
 #include <utility>
 
-#include "look/icons.h"
 #include "look/texts.h"
 #include "views/controls/divider.h"
 #include "views/controls/push_button.h"
 #include "views/controls/stat_card.h"
+#include "views/controls/symbol_view.h"
 #include "views/controls/text_label.h"
-#include "views/theme.h"
 
 namespace sentrel {
 
@@ -25,30 +23,6 @@ constexpr QSize dialogSize(280, 182);
 constexpr int dialogSymbol = 30;
 constexpr double popoverRadius = 12;
 constexpr int dialogPadding = 20;
-
-/// A symbol that paints itself, for dialogs.
-class Symbol final : public QWidget {
- public:
-  Symbol(const QString& name, int pixels, QColor AppColors::*color, QWidget* parent)
-      : QWidget(parent), name_(name), pixels_(pixels), color_(color) {
-    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
-  }
-  [[nodiscard]] QSize sizeHint() const override {
-    const int size = Theme::shared().iconSize(pixels_);
-    return {size, size};
-  }
-
- protected:
-  void paintEvent(QPaintEvent* /*event*/) override {
-    QPainter painter(this);
-    paintSymbol(painter, name_, QRectF(rect()), colors().*color_);
-  }
-
- private:
-  const QString name_;
-  const int pixels_;
-  QColor AppColors::*const color_;
-};
 
 }  // namespace
 
@@ -138,8 +112,8 @@ void StatsView::askForReset() {
   auto* column = new QVBoxLayout(confirm_->panel());
   column->setContentsMargins(dialogPadding, dialogPadding, dialogPadding, 16);
   column->setSpacing(0);
-  column->addWidget(new Symbol(QStringLiteral("exclamationmark.triangle.fill"), dialogSymbol,
-                               &AppColors::warningGraphic, confirm_->panel()),
+  column->addWidget(new SymbolView(QStringLiteral("exclamationmark.triangle.fill"), dialogSymbol,
+                                   &AppColors::warningGraphic),
                     0, Qt::AlignHCenter);
   column->addSpacing(6);
   auto* question = new TextLabel(TextRole::bodyLabel);

@@ -38,6 +38,7 @@ class FakeCaptureSession final : public CaptureSession {
   std::optional<DeviceInput> input;
   VideoDataOutput output;
   FrameDemand demand;
+  std::function<void(const FrameRef&)> previewTap;
 
   [[nodiscard]] AuthorizationStatus authorizationStatus() const override { return status; }
   void requestAccess(std::function<void(bool)> answer) override {
@@ -83,6 +84,12 @@ class FakeCaptureSession final : public CaptureSession {
   void stopRunning() override { running = false; }
 
   void setFrameDemand(FrameDemand wanted) override { demand = wanted; }
+  void setPreviewTap(std::function<void(const FrameRef&)> onFrame) override {
+    previewTap = std::move(onFrame);
+  }
+  [[nodiscard]] std::optional<CameraDevice> currentDevice() const override {
+    return cameras.empty() ? std::nullopt : std::optional(cameras.front());
+  }
 };
 
 }  // namespace sentrel::test

@@ -34,8 +34,11 @@ void PictureBook::addNamed(const QString& fileName, QWidget& window, int margin)
   if (!window.isVisible()) window.show();
   window.activateWindow();
   wait(400);
-  const QPixmap shown = window.grab();
-  const double scale = shown.devicePixelRatio();
+  constexpr double scale = 2;  // as on a fine screen
+  QImage shown(window.size() * scale, QImage::Format_ARGB32_Premultiplied);
+  shown.setDevicePixelRatio(scale);
+  shown.fill(Qt::transparent);
+  window.render(&shown, QPoint(), QRegion(), QWidget::DrawChildren);
   const QSize size = window.size() + QSize(2 * margin, 2 * margin);
   QImage page(size * scale, QImage::Format_RGB32);
   page.setDevicePixelRatio(scale);
@@ -45,7 +48,7 @@ void PictureBook::addNamed(const QString& fileName, QWidget& window, int margin)
   ground.setColorAt(0, dark ? QColor(0x28, 0x33, 0x50) : QColor(0xB8, 0xC6, 0xE8));
   ground.setColorAt(1, dark ? QColor(0x11, 0x15, 0x22) : QColor(0xDF, 0xE4, 0xF1));
   painter.fillRect(QRect(QPoint(), size), ground);
-  painter.drawPixmap(margin, margin, shown);
+  painter.drawImage(margin, margin, shown);
   painter.end();
   good_ = page.save(folder_ + QLatin1Char('/') + fileName) && good_;
 }

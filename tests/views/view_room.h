@@ -5,12 +5,16 @@
 #include <optional>
 
 #include "detection/av_capture_manager.h"
+#include "detection/calibration_session.h"
 #include "service/privacy_filter_service.h"
 #include "settings/stats_repository.h"
+#include "support/fake_desktop.h"
 #include "support/fake_login_item.h"
 #include "support/fake_overlay_backend.h"
 #include "support/machine_room.h"
 #include "views/menu_bar_popover_view.h"
+#include "views/onboarding_view.h"
+#include "views/preferences_view.h"
 
 namespace sentrel::test {
 
@@ -26,9 +30,10 @@ struct ViewRoom {
   std::shared_ptr<MemoryUserDefaults> defaults = std::make_shared<MemoryUserDefaults>();
   std::shared_ptr<FakeLoginItem> loginItem = std::make_shared<FakeLoginItem>();
   std::shared_ptr<SettingsRepository> settings = std::make_shared<SettingsRepository>(defaults, loginItem);
-  std::shared_ptr<StatsRepository> stats = std::make_shared<StatsRepository>(defaults);
-  std::shared_ptr<PrivacyFilterService> service = std::make_shared<PrivacyFilterService>(
-      PrivacyFilterService::Parts{room.environment(), camera, room.session, overlay, settings});
+  FakeDesktop desktop{room.loop, room.loop};
+  std::shared_ptr<StatsRepository> stats = desktop.stats;
+  std::shared_ptr<PrivacyFilterService> service =
+      std::make_shared<PrivacyFilterService>(desktop.parts(room.environment(), camera, overlay, settings));
 
   void start() {
     service->start();
@@ -64,6 +69,35 @@ struct ViewRoom {
             .quit = [this] { ++quits; },
             .openLink = [this](const QUrl&) { ++linksOpened; }};
   }
+
+  PreferencesView::Parts preferencesParts() {
+    return {.settingsRepo = settings,
+            .camera = camera,
+            .service = service,
+            .loginItem = loginItem,
+            .keyMonitor = desktop.keys,
+            .mainLoop = room.loop,
+            .newCalibration = [this] { return newCalibration(); }};
+  }
+  OnboardingView::Parts onboardingParts() {
+    return {.consent = consent,
+            .camera = camera,
+            .service = service,
+            .notifications = desktop.notifications,
+            .settingsRepo = settings,
+            .loginItem = loginItem,
+            .defaults = defaults,
+            .newCalibration = [this] { return newCalibration(); },
+            .isPresented = [this](bool shown) { onboardingShown = shown; }};
+  }
+  std::shared_ptr<CameraConsent> consent = std::make_shared<CameraConsent>(false);
+  bool onboardingShown = true;
+  std::shared_ptr<CalibrationSession> newCalibration() {
+    calibration = std::make_shared<CalibrationSession>(
+        CalibrationSession::Parts{room.loop, room.loop, camera, settings});
+    return calibration;
+  }
+  std::shared_ptr<CalibrationSession> calibration;  ///< the newest
 
   int preferencesOpened = 0;
   int quits = 0;

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // write-window-pictures FOLDER: one picture of every window in every state, light and dark.
+#include <QAbstractButton>
 #include <QApplication>
 #include <cstdio>
 #include <functional>
 
+#include "views/drawn_person.h"
 #include "views/picture_book.h"
 #include "views/popover_window.h"
-#include "views/stats_view.h"
 #include "views/view_room.h"
 
 namespace sentrel::test {
@@ -15,6 +16,13 @@ namespace {
 
 constexpr Theme::Look light{};
 constexpr Theme::Look dark{.scheme = AppColors::Scheme::dark};
+
+void press(QWidget& window, const QString& words) {
+  for (auto* button : window.findChildren<QAbstractButton*>()) {
+    if (button->text() == words && button->isVisible()) return button->click();
+  }
+  std::fprintf(stderr, "no button %s\n", qPrintable(words));
+}
 
 void popover(PictureBook& book, const QString& name, const std::function<void(ViewRoom&)>& bringAbout,
              const std::function<void(PopoverWindow&)>& touch = {}) {
@@ -58,10 +66,71 @@ void popovers(PictureBook& book) {
   popover(book, "09-statistics", counted, statistics);
   popover(book, "09-statistics-confirm", counted, [statistics](PopoverWindow& window) {
     statistics(window);
-    window.findChild<StatsView*>()->askForReset();
+    press(window, "Remettre à zéro…");
   });
   popover(book, "10-about", on,
           [](PopoverWindow& window) { window.content().showPage(MenuBarPopoverView::Page::about); });
+}
+
+/// What the camera sees reaches the preview.
+void lookIntoCamera(ViewRoom& room) {
+  if (room.room.session->previewTap) room.room.session->previewTap(drawnPerson());
+  room.room.settle();
+}
+
+void preferences(PictureBook& book) {
+  ViewRoom room;
+  room.start();
+  PreferencesView window(room.preferencesParts());
+  window.show();
+  window.activateWindow();
+  PictureBook::wait(50);
+  lookIntoCamera(room);
+  book.add("04-preferences-top", window);
+  window.scrollTo(540);
+  book.add("05-preferences-middle", window);
+  window.scrollTo(5000);
+  book.add("06-preferences-bottom", window);
+  window.setFixedHeight(window.page()->height());
+  book.add("06-preferences-full", window, 0);
+}
+
+void calibration(PictureBook& book) {
+  ViewRoom room;
+  PreferencesView window(room.preferencesParts());
+  window.show();
+  window.activateWindow();
+  PictureBook::wait(50);
+  window.scrollTo(1000);
+  press(window, "Calibrer…");
+  book.add("07-calibration-1-idle", window);
+  press(window, "Démarrer");
+  PictureBook::wait(50);
+  room.room.settle();
+  book.add("07-calibration-2-counting", window);
+  room.room.advance(3000);
+  book.add("07-calibration-3-measuring", window);
+  room.see(detectionsOf({faceOf(0.149)}, {faceOf(0.149)}), 3200);
+  book.add("07-calibration-4-done", window);
+  press(window, "Recommencer");
+  PictureBook::wait(50);
+  press(window, "Démarrer");
+  PictureBook::wait(50);
+  room.room.advance(6200);
+  book.add("07-calibration-5-failed", window);
+}
+
+void onboarding(PictureBook& book) {
+  ViewRoom room;
+  OnboardingView window(room.onboardingParts());
+  const char* const names[] = {"1-camera", "2-overlay", "3-notifications", "4-calibration", "5-login"};
+  for (int page = 0; page < OnboardingView::pages; ++page) {
+    window.setPage(page);
+    book.add(QStringLiteral("08-onboarding-") + QLatin1String(names[page]), window);
+  }
+  window.setPage(3);
+  room.newCalibration()->accept(55);
+  book.add("08-onboarding-4-calibrated", window);
 }
 
 int writePictures(const QString& folder) {
@@ -69,6 +138,9 @@ int writePictures(const QString& folder) {
   for (const Theme::Look& look : {light, dark}) {
     book.setLook(look);
     popovers(book);
+    preferences(book);
+    calibration(book);
+    onboarding(book);
   }
   return book.good() ? 0 : 1;
 }
@@ -82,7 +154,6 @@ int main(int argc, char** argv) {
     return 2;
   }
   qputenv("QT_QPA_PLATFORM", "offscreen");
-  qputenv("QT_SCALE_FACTOR", "2");
   const QApplication application(argc, argv);
   QApplication::setStyle(QStringLiteral("fusion"));
   return sentrel::test::writePictures(QString::fromLocal8Bit(argv[1]));

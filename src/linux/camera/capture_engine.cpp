@@ -11,9 +11,9 @@ namespace sentrel {
 
 namespace {
 
-/// One is filled while one waits for the analysis, one is analysed, and the others are shown or kept for a
-/// moment by whoever looks at a frame.
-constexpr std::size_t pooledFrames = 6;
+/// One is filled while one waits for the analysis, one is analysed, and the others are shown, wait to be
+/// shown or are kept for a moment by whoever looks at a frame.
+constexpr std::size_t pooledFrames = 8;
 
 /// How long a camera may take from the connection to its first frame before it is asked anew.
 constexpr std::chrono::seconds slowStart{6};
@@ -104,6 +104,11 @@ std::optional<CaptureError> CaptureEngine::interruptionCause() const {
   return cause_;
 }
 
+std::optional<CameraDevice> CaptureEngine::currentDevice() const {
+  const std::lock_guard lock(causeMutex_);
+  return currentDevice_;
+}
+
 void CaptureEngine::setCause(std::optional<CaptureError> cause) {
   const std::lock_guard lock(causeMutex_);
   cause_ = std::move(cause);
@@ -126,10 +131,18 @@ void CaptureEngine::setDemand(FrameDemand demand) {
   applyOrders(Retarget::no);
 }
 
+void CaptureEngine::setPreviewTap(std::function<void(const FrameRef&)> onFrame) {
+  preview_ = std::move(onFrame);
+  applyOrders(Retarget::no);
+}
+
 void CaptureEngine::applyOrders(Retarget retarget) {
+  if (!preview_ || !demand_.wanted || !running_) held_.reset();
   {
     const PipeWireLoop::Lock lock(loop_);
-    orders_ = {setup_.width, setup_.height, setup_.input, setup_.output.has_value(), running_, demand_};
+    orders_ = {setup_.width, setup_.height,       setup_.input, setup_.output.has_value(),
+               running_,     preview_ != nullptr, demand_};
+    holdsFrame_ = held_ != nullptr;
     retarget_ = retarget_ || retarget == Retarget::yes;
     pacer_.setPace(std::chrono::milliseconds(demand_.paceMs));
     reconcile();
@@ -137,11 +150,13 @@ void CaptureEngine::applyOrders(Retarget retarget) {
   }
   if (open_) return;
   // Nothing reads the camera any more. A frame that somebody still holds goes when it is let go.
+  held_.reset();
   pool_.reset();
   converter_.reset();
 }
 
-void CaptureEngine::deliver() {
+/// Converts the picture on loan: for the output when the pace says so, and for whoever looks at every one.
+void CaptureEngine::deliver(bool due) {
   std::shared_ptr<Frame> frame;
   bool readable = true;
   const bool lent = loan_.use([&](const RawPicture& picture) {
@@ -150,26 +165,54 @@ void CaptureEngine::deliver() {
     frame = pool_->acquire(setup_.width, setup_.height);
     if (frame) readable = converter_->convert(picture, *frame);
   });
-  if (!lent) return;
+  if (!lent) {
+    const PipeWireLoop::Lock lock(loop_);
+    if (due) handOnIsDue_ = false;
+    return;
+  }
 
-  std::optional<SteadyTime> handedOnAt;
+  bool handedOn = false;
   if (!frame) {
     counters_.noRoom.fetch_add(1, std::memory_order_relaxed);
   } else if (!readable) {
     counters_.broken.fetch_add(1, std::memory_order_relaxed);
-  } else if (setup_.output && setup_.output->onFrame) {
-    counters_.handedOn.fetch_add(1, std::memory_order_relaxed);
-    handedOnAt = steadyNow();
-    setup_.output->onFrame(std::move(frame));
+  } else {
+    if (preview_) preview_(frame);
+    held_.reset();
+    if (due) {
+      handedOn = handOn(frame);
+    } else if (demand_.wanted) {
+      held_ = std::move(frame);
+    }
   }
   const PipeWireLoop::Lock lock(loop_);
-  pictureRead(readable, handedOnAt);
+  holdsFrame_ = held_ != nullptr;
+  if (due) handOnIsDue_ = false;
+  pictureRead(readable, handedOn ? std::optional(steadyNow()) : std::nullopt);
+}
+
+/// The pace allows a frame, and none is newer than the one that was only looked at.
+void CaptureEngine::deliverHeld() {
+  const FrameRef frame = std::exchange(held_, nullptr);
+  const bool handedOn = frame != nullptr && demand_.wanted && handOn(frame);
+  const PipeWireLoop::Lock lock(loop_);
+  handOnIsDue_ = false;
+  if (handedOn) pacer_.handedOn(steadyNow());
+  pump();
+}
+
+bool CaptureEngine::handOn(const FrameRef& frame) {
+  if (!setup_.output || !setup_.output->onFrame) return false;
+  counters_.handedOn.fetch_add(1, std::memory_order_relaxed);
+  setup_.output->onFrame(frame);
+  return true;
 }
 
 // PipeWire loop.
 
 bool CaptureEngine::shouldBeOpen() const {
-  return !ended_ && orders_.running && orders_.demand.wanted && orders_.input && orders_.hasOutput;
+  return !ended_ && orders_.running && (orders_.demand.wanted || orders_.preview) && orders_.input &&
+         orders_.hasOutput;
 }
 
 void CaptureEngine::reconcile() {
@@ -248,6 +291,10 @@ void CaptureEngine::connectStream(SteadyTime now) {
   }
   const std::string serial = directory_.serialOf(device->uniqueID);
   if (serial == retry_.serial && now < retry_.due) return;
+  {
+    const std::lock_guard lock(causeMutex_);
+    currentDevice_ = device;
+  }
   stream_.emplace(core_, serial, orders_.width, orders_.height, loan_, counters_,
                   CaptureStream::Events{.pictureArrived = [this] { pictureArrived(); },
                                         .failed = [this] { reconcileSoon_.signal(); }});
@@ -285,16 +332,28 @@ void CaptureEngine::pictureArrived() {
   pump();
 }
 
+bool CaptureEngine::wantsNow(SteadyTime now) const {
+  return orders_.demand.wanted && !handOnIsDue_ && now >= pacer_.due();
+}
+
 void CaptureEngine::pump() {
-  if (!stream_ || !stream_->hasPicture() || stream_->isLent()) return;
-  if (steadyNow() < pacer_.due()) {
+  if (!stream_ || stream_->isLent()) return;
+  const bool due = wantsNow(steadyNow());
+  if (stream_->hasPicture() && (due || orders_.preview)) {
+    stream_->lend();
+    handOnIsDue_ = handOnIsDue_ || due;
+    cameraQueue_->async([engine = weak_from_this(), due] {
+      if (const auto self = engine.lock()) self->deliver(due);
+    });
+  } else if (holdsFrame_ && due) {
+    holdsFrame_ = false;
+    handOnIsDue_ = true;
+    cameraQueue_->async([engine = weak_from_this()] {
+      if (const auto self = engine.lock()) self->deliverHeld();
+    });
+  } else if (orders_.demand.wanted && (stream_->hasPicture() || holdsFrame_)) {
     paceTimer_.arm(pacer_.due());
-    return;
   }
-  stream_->lend();
-  cameraQueue_->async([engine = weak_from_this()] {
-    if (const auto self = engine.lock()) self->deliver();
-  });
 }
 
 void CaptureEngine::pictureRead(bool readable, std::optional<SteadyTime> handedOnAt) {

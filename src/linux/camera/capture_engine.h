@@ -57,6 +57,8 @@ class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
   void setSetup(CaptureSetup setup);
   void setRunning(bool running);
   void setDemand(FrameDemand demand);
+  /// Who looks at every frame, or nobody.
+  void setPreviewTap(std::function<void(const FrameRef&)> onFrame);
 
   // Any thread.
   [[nodiscard]] CameraDirectory& directory() { return directory_; }
@@ -64,6 +66,8 @@ class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
   [[nodiscard]] std::optional<CaptureError> serviceError() const;
   /// Why the camera is interrupted, while it is.
   [[nodiscard]] std::optional<CaptureError> interruptionCause() const;
+  /// The camera that streams, or did last.
+  [[nodiscard]] std::optional<CameraDevice> currentDevice() const;
   /// Whether the camera is meant to be open: reports count only then.
   [[nodiscard]] bool isOpen() const { return open_.load(); }
 
@@ -75,6 +79,7 @@ class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
     std::optional<DeviceInput> input;
     bool hasOutput = false;
     bool running = false;
+    bool preview = false;
     FrameDemand demand;
   };
 
@@ -90,7 +95,9 @@ class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
 
   // Camera queue.
   void applyOrders(Retarget retarget);
-  void deliver();
+  void deliver(bool due);
+  void deliverHeld();
+  bool handOn(const FrameRef& frame);
 
   // PipeWire loop.
   [[nodiscard]] bool shouldBeOpen() const;
@@ -107,6 +114,7 @@ class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
   void pump();
   void pictureArrived();
   void pictureRead(bool readable, std::optional<SteadyTime> handedOnAt);
+  [[nodiscard]] bool wantsNow(SteadyTime now) const;
   void goodFrame(SteadyTime now);
   void reportLost(SteadyTime now, CaptureError cause);
   void setCause(std::optional<CaptureError> cause);
@@ -120,11 +128,14 @@ class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
   std::atomic<bool> serviceMissing_{false};
   mutable std::mutex causeMutex_;
   std::optional<CaptureError> cause_;
+  std::optional<CameraDevice> currentDevice_;
 
   // Camera queue.
   CaptureSetup setup_;
   bool running_ = false;
   FrameDemand demand_;
+  std::function<void(const FrameRef&)> preview_;
+  FrameRef held_;  // the newest frame that was only looked at, for when the pace allows it
   std::optional<FramePool> pool_;
   std::optional<FrameConverter> converter_;
 
@@ -136,6 +147,8 @@ class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
   CameraDirectory directory_;
   Orders orders_;
   bool ended_ = false;
+  bool holdsFrame_ = false;   // the camera queue has one that was only looked at
+  bool handOnIsDue_ = false;  // a frame is on its way to the output
   bool retarget_ = false;
   pw_core* core_ = nullptr;
   std::optional<CaptureStream> stream_;

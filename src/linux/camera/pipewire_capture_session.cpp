@@ -134,4 +134,14 @@ void PipeWireCaptureSession::setFrameDemand(FrameDemand demand) {
   });
 }
 
+void PipeWireCaptureSession::setPreviewTap(std::function<void(const FrameRef&)> onFrame) {
+  cameraQueue_->async([engine = std::weak_ptr(engine_), onFrame = std::move(onFrame)]() mutable {
+    if (const auto live = engine.lock()) live->setPreviewTap(std::move(onFrame));
+  });
+}
+
+std::optional<CameraDevice> PipeWireCaptureSession::currentDevice() const {
+  return engine_->currentDevice();
+}
+
 }  // namespace sentrel

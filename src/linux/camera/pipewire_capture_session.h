@@ -44,6 +44,8 @@ class PipeWireCaptureSession final : public CaptureSession {
   void stopRunning() override;
 
   void setFrameDemand(FrameDemand demand) override;
+  void setPreviewTap(std::function<void(const FrameRef&)> onFrame) override;
+  [[nodiscard]] std::optional<CameraDevice> currentDevice() const override;
 
   /// Any thread.
   [[nodiscard]] const CaptureCounters& counters() const { return engine_->counters(); }

@@ -76,6 +76,11 @@ ScrollPage::ScrollPage(QWidget* parent) : QScrollArea(parent), bar_(new OverlayB
   bar_->hide();
 }
 
+void ScrollPage::setPage(QWidget* content) {
+  setWidget(content);
+  content->setAutoFillBackground(false);
+}
+
 void ScrollPage::resizeEvent(QResizeEvent* event) {
   QScrollArea::resizeEvent(event);
   bar_->setPageStep(viewport()->height());

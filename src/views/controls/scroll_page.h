@@ -12,6 +12,8 @@ class ScrollPage : public QScrollArea {
  public:
   explicit ScrollPage(QWidget* parent = nullptr);
 
+  /// Takes what scrolls; its ground shows what lies below.
+  void setPage(QWidget* content);
   /// How far the page is scrolled, in pixels.
   void scrollTo(int y) { verticalScrollBar()->setValue(y); }
 

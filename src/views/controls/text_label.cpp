@@ -28,6 +28,7 @@ double lineHeightOf(TextRole role) {
     case TextRole::title1:
       return 28;
     case TextRole::title2:
+    case TextRole::title2Small:
       return 26;
     case TextRole::title3:
       return 22;
@@ -97,9 +98,7 @@ void TextLabel::restyle() {
 }
 
 double TextLabel::lineHeight() const {
-  const double wanted =
-      (ownLineHeight_ > 0 ? ownLineHeight_ : lineHeightOf(role_)) * Theme::shared().textScale();
-  return std::round(wanted);
+  return (ownLineHeight_ > 0 ? ownLineHeight_ : lineHeightOf(role_)) * Theme::shared().textScale();
 }
 
 std::unique_ptr<QTextLayout> TextLabel::layOut(double width) const {
@@ -118,7 +117,8 @@ std::unique_ptr<QTextLayout> TextLabel::layOut(double width) const {
   double y = 0;
   for (QTextLine line = layout->createLine(); line.isValid(); line = layout->createLine()) {
     line.setLineWidth(width);
-    line.setPosition(QPointF(0, y + (lineHeight() - line.height()) / 2));
+    // On whole pixels, where text is sharpest.
+    line.setPosition(QPointF(0, std::round(y + (lineHeight() - line.height()) / 2)));
     y += lineHeight();
   }
   layout->endLayout();
@@ -139,7 +139,7 @@ double TextLabel::balancedWidth(double width) const {
 int TextLabel::heightForWidth(int width) const {
   const QMargins margins = contentsMargins();
   const int inner = width - margins.left() - margins.right();
-  return static_cast<int>(lineCount(inner) * lineHeight()) + margins.top() + margins.bottom();
+  return static_cast<int>(std::ceil(lineCount(inner) * lineHeight())) + margins.top() + margins.bottom();
 }
 
 QSize TextLabel::sizeHint() const {

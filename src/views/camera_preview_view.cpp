@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "views/camera_preview_view.h"
+
+#include <QImage>
+#include <QPainter>
+#include <QPainterPath>
+#include <algorithm>
+#include <utility>
+
+#include "views/controls/painting.h"
+#include "views/theme.h"
+
+namespace sentrel {
+
+namespace {
+
+constexpr double radius = 10;
+constexpr double edgeOpacity = 0.2;
+
+/// The part of a picture of `size` that fills a view of `shape`.
+QRectF visiblePart(QSizeF size, QSizeF shape) {
+  const QSizeF part = shape.scaled(size, Qt::KeepAspectRatio);
+  return {QPointF((size.width() - part.width()) / 2, (size.height() - part.height()) / 2), part};
+}
+
+}  // namespace
+
+struct CameraPreviewView::Inbox {
+  Latest<FrameRef> newest;
+  CameraPreviewView* view = nullptr;  // main thread; null once it has gone
+};
+
+CameraPreviewView::CameraPreviewView(Parts parts, QWidget* parent)
+    : QWidget(parent), parts_(std::move(parts)), inbox_(std::make_shared<Inbox>()) {
+  inbox_->view = this;
+  setFocusPolicy(Qt::NoFocus);
+  runningRegistration_ = parts_.camera->isRunning().onChange([this](bool running) {
+    if (!running) goBlack();
+  });
+  failureRegistration_ =
+      parts_.camera->failure().onChange([this](const std::optional<CameraFailure>& failure) {
+        if (failure) goBlack();
+      });
+}
+
+CameraPreviewView::~CameraPreviewView() {
+  inbox_->view = nullptr;
+  if (tapped_) parts_.camera->session()->setPreviewTap({});
+}
+
+void CameraPreviewView::setResting(bool resting) {
+  resting_ = resting;
+  updateTap();
+}
+
+void CameraPreviewView::showEvent(QShowEvent* event) {
+  QWidget::showEvent(event);
+  updateTap();
+}
+
+void CameraPreviewView::hideEvent(QHideEvent* event) {
+  QWidget::hideEvent(event);
+  updateTap();
+}
+
+void CameraPreviewView::updateTap() {
+  const bool wanted = isVisible() && !resting_;
+  if (wanted == std::exchange(tapped_, wanted)) return;
+  if (!wanted) {
+    parts_.camera->session()->setPreviewTap({});
+    goBlack();
+    return;
+  }
+  parts_.camera->session()->setPreviewTap([inbox = inbox_, loop = parts_.mainLoop](const FrameRef& frame) {
+    if (!inbox->newest.put(frame)) return;  // the one before was not even seen
+    loop->post([inbox] {
+      if (inbox->view != nullptr) inbox->view->takeFrame();
+    });
+  });
+}
+
+void CameraPreviewView::takeFrame() {
+  auto frame = inbox_->newest.take();
+  if (!frame || !tapped_ || !parts_.camera->isRunning()) return;
+  frame_ = *std::move(frame);
+  update();
+}
+
+void CameraPreviewView::goBlack() {
+  inbox_->newest.take();
+  if (!frame_) return;
+  frame_.reset();
+  update();
+}
+
+void CameraPreviewView::paintEvent(QPaintEvent* /*event*/) {
+  QPainter painter(this);
+  painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
+  const QRectF box(rect());
+  QPainterPath shape;
+  shape.addRoundedRect(box, radius, radius);
+  if (!frame_ || frame_->empty()) {
+    painter.fillPath(shape, Qt::black);
+  } else {
+    // The frame's own memory: nothing is copied.
+    const QImage picture(frame_->data(), frame_->width(), frame_->height(), frame_->stride(),
+                         QImage::Format_RGB32);
+    const QRectF part = visiblePart(picture.size(), box.size());
+    const auto device = parts_.camera->session()->currentDevice();
+    QTransform place;
+    if (device && device->position == CameraPosition::front) place = QTransform(-1, 0, 0, 1, box.width(), 0);
+    const double scale = box.width() / part.width();
+    place =
+        QTransform::fromTranslate(-part.left(), -part.top()) * QTransform::fromScale(scale, scale) * place;
+    QBrush brush(picture);
+    brush.setTransform(place);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(brush);
+    painter.drawPath(shape);
+  }
+  paintBox(painter, box, radius, {}, withAlpha(colors().textSecondary, edgeOpacity));
+}
+
+}  // namespace sentrel

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QWidget>
+#include <memory>
+
+#include "detection/av_capture_manager.h"
+#include "support/frame.h"
+#include "support/latest.h"
+#include "support/main_loop.h"
+#include "support/registration.h"
+
+namespace sentrel {
+
+/// The live picture of the camera while it is seen and the camera runs, black otherwise. The picture fills
+/// the view and is cut, never letterboxed; that of a front camera is mirrored. It neither starts nor stops
+/// the camera. Main thread.
+class CameraPreviewView : public QWidget {
+ public:
+  struct Parts {
+    std::shared_ptr<AVCaptureManager> camera;
+    std::shared_ptr<MainLoop> mainLoop;
+  };
+
+  explicit CameraPreviewView(Parts parts, QWidget* parent = nullptr);
+  ~CameraPreviewView() override;
+
+  /// While the session is locked or away, or the window minimised, nobody looks, though the view is shown.
+  void setResting(bool resting);
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+  void showEvent(QShowEvent* event) override;
+  void hideEvent(QHideEvent* event) override;
+
+ private:
+  /// Where the camera queue puts frames.
+  struct Inbox;
+
+  void updateTap();
+  void takeFrame();
+  void goBlack();
+
+  const Parts parts_;
+  std::shared_ptr<Inbox> inbox_;
+  FrameRef frame_;
+  bool resting_ = false;
+  bool tapped_ = false;
+  Registration runningRegistration_;
+  Registration failureRegistration_;
+};
+
+}  // namespace sentrel

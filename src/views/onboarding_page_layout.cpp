@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "views/onboarding_page_layout.h"
+
+#include <QVBoxLayout>
+#include <algorithm>
+#include <utility>
+
+#include "views/controls/symbol_view.h"
+
+namespace sentrel {
+
+namespace {
+
+constexpr int above = 28;
+constexpr int discPixels = 96;
+constexpr int symbolPixels = 48;
+constexpr int textSide = 44;  // of 440
+constexpr double textLine = 21.5;
+constexpr int textHeight = 110;  // up to the first button, which never moves
+constexpr int primaryWidth = 264;
+constexpr int primaryHeight = 40;
+constexpr int secondaryHeight = 34;
+constexpr int betweenButtons = 6;
+
+}  // namespace
+
+OnboardingPageLayout::OnboardingPageLayout(Content content, QWidget* parent)
+    : QWidget(parent), primary_(new PushButton(PushButton::Kind::primary, content.primaryLabel)) {
+  auto* column = new QVBoxLayout(this);
+  column->setContentsMargins(0, above, 0, 0);
+  column->setSpacing(0);
+  auto* symbol = new SymbolView(content.header, symbolPixels, &AppColors::primary);
+  symbol->setDisc(discPixels);
+  column->addWidget(symbol, 0, Qt::AlignHCenter);
+  column->addSpacing(20);
+  auto* title = new TextLabel(TextRole::title1);
+  title->setWords(content.title);
+  title->setAlignment(Qt::AlignHCenter);
+  title->setContentsMargins(textSide / 2, 0, textSide / 2, 0);
+  column->addWidget(title);
+  column->addSpacing(10);
+  auto* words = new TextLabel(TextRole::body, &AppColors::textSecondary);
+  words->setWords(content.text);
+  words->setAlignment(Qt::AlignHCenter | Qt::AlignTop);
+  words->setBalanced(true);
+  words->setLineHeight(textLine);
+  words->setContentsMargins(textSide, 0, textSide, 0);
+  words->setMinimumHeight(textHeight);
+  column->addWidget(words);
+
+  primary_->setButtonHeight(primaryHeight);
+  primary_->setMinimumWidth(std::max(primaryWidth, primary_->sizeHint().width()));
+  connect(primary_, &PushButton::clicked, this, [act = std::move(content.primaryAction)] { act(); });
+  column->addWidget(primary_, 0, Qt::AlignHCenter);
+  column->addSpacing(betweenButtons);
+  if (content.secondaryLabel.isEmpty()) {
+    column->addSpacing(secondaryHeight);
+  } else {
+    auto* secondary = new PushButton(PushButton::Kind::plain, content.secondaryLabel);
+    secondary->setButtonHeight(secondaryHeight);
+    connect(secondary, &PushButton::clicked, this, [act = std::move(content.secondaryAction)] { act(); });
+    column->addWidget(secondary, 0, Qt::AlignHCenter);
+  }
+  column->addStretch(1);
+}
+
+void OnboardingPageLayout::setPrimaryLabel(const QString& words) {
+  primary_->setText(words);
+  primary_->setMinimumWidth(std::max(primaryWidth, primary_->sizeHint().width()));
+}
+
+}  // namespace sentrel

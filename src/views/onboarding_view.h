@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QWidget>
+#include <functional>
+#include <memory>
+
+#include "platform/user_defaults.h"
+#include "views/controls/focus_ring.h"
+#include "views/controls/page_dots.h"
+#include "views/controls/scroll_page.h"
+#include "views/onboarding_pages.h"
+
+namespace sentrel {
+
+/// The first run, in five pages. The last one marks it as done; a window that is closed before comes again at
+/// the next launch, and one that is closed before its first page was answered means no. Main thread.
+class OnboardingView : public QWidget {
+ public:
+  struct Parts {
+    std::shared_ptr<CameraConsent> consent;
+    std::shared_ptr<AVCaptureManager> camera;
+    std::shared_ptr<PrivacyFilterService> service;
+    std::shared_ptr<Notifications> notifications;
+    std::shared_ptr<SettingsRepository> settingsRepo;
+    std::shared_ptr<LoginItem> loginItem;
+    std::shared_ptr<UserDefaults> defaults;
+    std::function<std::shared_ptr<CalibrationSession>()> newCalibration;
+    std::function<void(bool)> isPresented;  ///< false closes the window
+  };
+  static constexpr int pages = 5;
+
+  explicit OnboardingView(Parts parts);
+
+  void setPage(int index);
+  [[nodiscard]] int currentPage() const { return page; }
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+  void closeEvent(QCloseEvent* event) override;
+  void keyPressEvent(QKeyEvent* event) override;
+
+ private:
+  OnboardingPageLayout* buildPage(int index);
+  void finish();
+  void resizeToText();
+
+  const Parts parts_;
+  int page = -1;  // none yet
+  ScrollPage* scroll_;
+  OnboardingPageLayout* shown_ = nullptr;
+  PageDots* dots_;
+  FocusRing* ring_;
+};
+
+}  // namespace sentrel

@@ -1,0 +1,373 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "views/preferences_view.h"
+
+#include <QEvent>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QPainter>
+#include <QScreen>
+#include <algorithm>
+#include <cmath>
+#include <type_traits>
+#include <utility>
+
+#include "look/texts.h"
+#include "views/calibration_sheet.h"
+#include "views/controls/divider.h"
+#include "views/controls/section_header.h"
+#include "views/controls/segmented_picker.h"
+#include "views/theme.h"
+
+namespace sentrel {
+
+namespace {
+
+constexpr QSize windowSize(560, 440);
+constexpr double addedForText = 0.25;  // of the size, at 200 %
+constexpr double mostOfWorkArea = 0.9;
+constexpr int sides = 24;
+constexpr int ends = 20;
+constexpr int betweenSections = 20;
+constexpr int headerToCard = 8;
+constexpr int previewHeight = 160;
+constexpr int previewToCard = 10;
+
+/// Between two sections.
+void addDivider(QVBoxLayout& column) {
+  column.addSpacing(betweenSections);
+  column.addWidget(new Divider);
+  column.addSpacing(betweenSections);
+}
+
+Card* addSection(QVBoxLayout& column, const QString& icon, const QString& title) {
+  column.addWidget(new SectionHeader(icon, title));
+  column.addSpacing(headerToCard);
+  auto* card = new Card;
+  column.addWidget(card);
+  return card;
+}
+
+/// Locked, asleep or switched away: the window may still be there, but nobody looks at it.
+bool isAway(const FilterState& state) {
+  return state.is(FilterState::Kind::autoPaused) && state.reason().kind() == PauseReason::Kind::screenOff;
+}
+
+QString asWhole(double number) {
+  return QString::number(std::llround(number));
+}
+
+}  // namespace
+
+PreferencesView::PreferencesView(Parts parts)
+    : parts_(std::move(parts)), page_(new ScrollPage(this)), ring_(new FocusRing(*this)) {
+  setWindowTitle(text(QStringLiteral("Préférences Sentrel")));
+  draft = parts_.settingsRepo->settings;
+  draft.launchAtLogin = parts_.loginItem->isEnabled();
+
+  auto* content = new QWidget;
+  auto* column = new QVBoxLayout(content);
+  column->setContentsMargins(sides, ends, sides, ends);
+  column->setSpacing(0);
+  buildCamera(*column);
+  addDivider(*column);
+  buildDetection(*column);
+  addDivider(*column);
+  buildBehaviour(*column);
+  addDivider(*column);
+  buildMatrix(*column);
+  addDivider(*column);
+  buildAdvanced(*column);
+  column->addStretch(1);
+  page_->setPage(content);
+  auto* whole = new QVBoxLayout(this);
+  whole->setContentsMargins(0, 0, 0, 0);
+  whole->addWidget(page_);
+
+  discoverCameras();
+  showDraft();
+  devicesRegistration_ = parts_.camera->session()->devicesChanged.connect([this] { discoverCameras(); });
+  // A calibration, or another window, may save too.
+  settingsRegistration_ = parts_.settingsRepo->settings.onChange([this](const FilterSettings& settings) {
+    if (saving_) return;
+    draft = settings;
+    showDraft();
+  });
+  stateRegistration_ = parts_.service->fsmState().subscribe(
+      [this](const FilterState& state) { preview_->setResting(isMinimized() || isAway(state)); });
+  connect(&Theme::shared(), &Theme::changed, this, [this] { resizeToText(); });
+  resizeToText();
+}
+
+void PreferencesView::resizeToText() {
+  const double growth = 1 + addedForText * (Theme::shared().textScale() - 1);
+  QSize size = windowSize * growth;
+  if (const QScreen* shown = screen()) size = size.boundedTo(shown->availableSize() * mostOfWorkArea);
+  setFixedSize(size);
+  update();
+}
+
+// The sections.
+
+void PreferencesView::buildCamera(QVBoxLayout& column) {
+  column.addWidget(new SectionHeader(QStringLiteral("camera.fill"), text(QStringLiteral("Caméra"))));
+  column.addSpacing(headerToCard);
+  preview_ = new CameraPreviewView({parts_.camera, parts_.mainLoop});
+  preview_->setFixedHeight(previewHeight);
+  column.addWidget(preview_);
+  column.addSpacing(previewToCard);
+  auto* card = new Card;
+  cameraPicker_ = new MenuPicker(text(QStringLiteral("Caméra")));
+  connect(cameraPicker_, &MenuPicker::currentIndexChanged, this, [this](int index) {
+    if (!showing_) chooseCamera(index);
+  });
+  card->addRow(new PrefRow({}, text(QStringLiteral("Sélectionnez la caméra utilisée pour la détection")),
+                           cameraPicker_));
+  column.addWidget(card);
+}
+
+void PreferencesView::buildDetection(QVBoxLayout& column) {
+  Card& card = *addSection(column, QStringLiteral("eye.fill"), text(QStringLiteral("Détection")));
+  addSlider(card, text(QStringLiteral("Force du filtre")),
+            text(QStringLiteral("Opacité de l'overlay de confidentialité")), {1, 5, 1}, asWhole,
+            &FilterSettings::filterStrength);
+  addSlider(card, text(QStringLiteral("Sensibilité")),
+            text(QStringLiteral("Réactivité aux mouvements de tête")), {1, 5, 1}, asWhole,
+            &FilterSettings::sensitivity);
+  addChoices(card, text(QStringLiteral("Délai d'inattention")),
+             text(QStringLiteral("Temps avant de considérer que vous ne regardez plus")),
+             {{QStringLiteral("0,5 s"), 500},
+              {QStringLiteral("1 s"), 1000},
+              {QStringLiteral("1,5 s"), 1500},
+              {QStringLiteral("2 s"), 2000},
+              {QStringLiteral("3 s"), 3000}},
+             50, 50, &FilterSettings::inattentionDelayMs);
+  addSwitch(card, text(QStringLiteral("Mode lunettes")),
+            text(QStringLiteral("Réduit les faux positifs si vous portez des lunettes")),
+            &FilterSettings::glassesCompat);
+}
+
+void PreferencesView::buildBehaviour(QVBoxLayout& column) {
+  Card& card =
+      *addSection(column, QStringLiteral("slider.horizontal.3"), text(QStringLiteral("Comportement")));
+  addLaunchAtLogin(card);
+  PrefRow* shortcut = addSwitch(card, text(QStringLiteral("Raccourci global ⌘⇧C")), {},
+                                &FilterSettings::globalShortcutEnabled);
+  const auto tellShortcut = [this, shortcut] {
+    shortcut->setHint(text(parts_.keyMonitor->canObserve()
+                               ? QStringLiteral("Activer / désactiver le filtre sans ouvrir le menu")
+                               : QStringLiteral("shortcut_unavailable_hint")));
+  };
+  keysRegistration_ = parts_.keyMonitor->canObserveChanged.connect(tellShortcut);
+  tellShortcut();
+  addSwitch(card, text(QStringLiteral("Couvrir tous les écrans")),
+            text(QStringLiteral("Étend l'overlay à chaque moniteur connecté")),
+            &FilterSettings::coverAllScreens);
+  addSwitch(card, text(QStringLiteral("Vibration lors d'une alerte")),
+            text(QStringLiteral("Retour haptique quand un regard indiscret est détecté")),
+            &FilterSettings::hapticOnAlert);
+}
+
+void PreferencesView::buildMatrix(QVBoxLayout& column) {
+  Card& card = *addSection(column, QStringLiteral("dot.squareshape.split.2x2"),
+                           text(QStringLiteral("Matrice de confidentialité")));
+  addSwitch(card, text(QStringLiteral("Activer la matrice")),
+            text(QStringLiteral("Affiche un motif de bandes qui rend l'écran illisible de côté")),
+            &FilterSettings::privacyMatrixEnabled);
+  PrefRow* coefficient = addSlider(
+      card, text(QStringLiteral("Coefficient de distance")),
+      text(QStringLiteral("Amplifie la distance estimée pour une protection plus large")), {0.5, 4, 0.5},
+      [](double number) { return QStringLiteral("×%1").arg(number, 0, 'f', 1); },
+      &FilterSettings::privacyMatrixCoefficient);
+  PrefRow* opacity = addSlider(
+      card, text(QStringLiteral("Opacité des bandes")),
+      text(QStringLiteral("Plus élevée = moins lisible de côté mais plus visible de face")), {0.3, 1, 0.05},
+      [](double number) { return QStringLiteral("%1%").arg(std::llround(number * 100)); },
+      &FilterSettings::matrixStripeAlpha);
+  refreshers_.emplace_back([this, coefficient, opacity] {
+    // They stay in their places, so that the page does not jump.
+    coefficient->setEnabled(draft.privacyMatrixEnabled);
+    opacity->setEnabled(draft.privacyMatrixEnabled);
+  });
+}
+
+void PreferencesView::buildAdvanced(QVBoxLayout& column) {
+  Card& card = *addSection(column, QStringLiteral("wrench.and.screwdriver"), text(QStringLiteral("Avancé")));
+  addChoices(card, text(QStringLiteral("Fréquence de capture")),
+             text(QStringLiteral("Fréquence d'analyse de la caméra — réduire pour économiser la batterie")),
+             {{QStringLiteral("5 fps"), 5}, {QStringLiteral("10 fps"), 10}, {QStringLiteral("15 fps"), 15}},
+             60, 60, &FilterSettings::captureFps);
+  addChoices(card, text(QStringLiteral("Pause batterie")),
+             text(QStringLiteral("Désactive automatiquement le filtre en dessous de ce seuil")),
+             {{text(QStringLiteral("Désactivé")), 0},
+              {QStringLiteral("5 %"), 5},
+              {QStringLiteral("10 %"), 10},
+              {QStringLiteral("15 %"), 15}},
+             84, 48, &FilterSettings::batteryThresholdPercent);
+
+  auto* measured = new QWidget;
+  auto* line = new QHBoxLayout(measured);
+  line->setContentsMargins(0, 0, 0, 0);
+  line->setSpacing(14);
+  auto* distance = new TextLabel(TextRole::subheadline, &AppColors::textSecondary);
+  auto* calibrate = new PushButton(PushButton::Kind::secondary, text(QStringLiteral("Calibrer…")));
+  connect(calibrate, &PushButton::clicked, this, [this] { openCalibration(); });
+  line->addWidget(distance);
+  line->addWidget(calibrate);
+  auto* row = new PrefRow(text(QStringLiteral("Distance de calibration")), {}, measured);
+  card.addRow(row);
+  refreshers_.emplace_back([this, row, distance] {
+    distance->setWords(draft.isCalibrated ? QStringLiteral("%1 cm").arg(draft.calibrationDistanceCm)
+                                          : text(QStringLiteral("Non calibré")));
+    row->setHint(
+        text(draft.isCalibrated
+                 ? QStringLiteral("Distance mesurée lors de la calibration")
+                 : QStringLiteral("Non calibré — les alertes utilisent la distance par défaut (60 cm)")));
+  });
+}
+
+// Rows.
+
+PrefRow* PreferencesView::addSwitch(Card& card, const QString& label, const QString& hint,
+                                    bool FilterSettings::*field) {
+  auto* toggle = new ToggleSwitch(label);
+  connect(toggle, &ToggleSwitch::toggled, this, [this, field](bool on) {
+    if (showing_) return;
+    draft.*field = on;
+    draftChanged();
+  });
+  refreshers_.emplace_back([this, toggle, field] { toggle->setChecked(draft.*field); });
+  auto* row = new PrefRow(label, hint, toggle);
+  card.addRow(row);
+  return row;
+}
+
+template <class Number>
+PrefRow* PreferencesView::addSlider(Card& card, const QString& label, const QString& hint,
+                                    ValueSlider::Range range, std::function<QString(double)> words,
+                                    Number FilterSettings::*field) {
+  auto* slider = new ValueSlider(label, range, std::move(words));
+  slider->onNumber = [this, field](double number) {
+    if constexpr (std::is_integral_v<Number>) {
+      draft.*field = std::llround(number);
+    } else {
+      draft.*field = static_cast<Number>(number);
+    }
+    draftChanged();
+  };
+  refreshers_.emplace_back([this, slider, field] { slider->setNumber(static_cast<double>(draft.*field)); });
+  auto* row = new PrefRow(label, hint, slider);
+  card.addRow(row);
+  return row;
+}
+
+void PreferencesView::addChoices(Card& card, const QString& label, const QString& hint,
+                                 const std::vector<std::pair<QString, std::int64_t>>& choices, int firstWidth,
+                                 int width, std::int64_t FilterSettings::*field) {
+  std::vector<SegmentedPicker::Choice> offered;
+  for (const auto& [words, value] : choices)
+    offered.push_back({words, value, offered.empty() ? firstWidth : width});
+  auto* picker = new SegmentedPicker(label, offered);
+  picker->onValue = [this, field](std::int64_t value) {
+    draft.*field = value;
+    draftChanged();
+  };
+  refreshers_.emplace_back([this, picker, field] { picker->setValue(draft.*field); });
+  card.addRow(new PrefRow(label, hint, picker));
+}
+
+/// Its switch shows what the desktop says, also when registering has failed.
+void PreferencesView::addLaunchAtLogin(Card& card) {
+  const QString label = text(QStringLiteral("Lancer au démarrage"));
+  auto* toggle = new ToggleSwitch(label);
+  connect(toggle, &ToggleSwitch::toggled, this, [this](bool on) {
+    if (showing_) return;
+    parts_.settingsRepo->setLaunchAtLogin(on);
+    draft.launchAtLogin = parts_.loginItem->isEnabled();
+    // Published, not saved: the login item itself is where this is kept.
+    parts_.settingsRepo->settings = draft;
+  });
+  refreshers_.emplace_back([this, toggle] { toggle->setChecked(draft.launchAtLogin); });
+  card.addRow(new PrefRow(
+      label, text(QStringLiteral("Sentrel se lance automatiquement à l'ouverture de session")), toggle));
+}
+
+// The draft.
+
+void PreferencesView::draftChanged() {
+  saving_ = true;
+  parts_.settingsRepo->save(draft);
+  saving_ = false;
+  showDraft();
+}
+
+void PreferencesView::showDraft() {
+  showing_ = true;
+  for (const auto& refresh : refreshers_) refresh();
+  const auto chosen = draft.selectedCameraID;
+  const int index = chosen ? cameraPicker_->findData(QString::fromStdString(*chosen)) : 0;
+  cameraPicker_->setCurrentIndex(std::max(0, index));
+  showing_ = false;
+}
+
+void PreferencesView::discoverCameras() {
+  availableCameras = parts_.camera->session()->devices();
+  showing_ = true;
+  cameraPicker_->clear();
+  cameraPicker_->addItem(text(QStringLiteral("Par défaut (frontale)")));
+  for (const CameraDevice& camera : availableCameras) {
+    const std::string& name = camera.localizedName.empty() ? camera.uniqueID : camera.localizedName;
+    cameraPicker_->addItem(QString::fromStdString(name), QString::fromStdString(camera.uniqueID));
+  }
+  // The person's camera stays chosen while it is unplugged.
+  const auto& chosen = draft.selectedCameraID;
+  if (chosen &&
+      std::ranges::find(availableCameras, *chosen, &CameraDevice::uniqueID) == availableCameras.end()) {
+    cameraPicker_->addItem(QString::fromStdString(*chosen), QString::fromStdString(*chosen));
+  }
+  showing_ = false;
+  showDraft();
+}
+
+void PreferencesView::chooseCamera(int index) {
+  const QString id = cameraPicker_->itemData(index).toString();
+  std::optional<std::string> chosen;
+  if (!id.isEmpty()) chosen = id.toStdString();
+  if (chosen == draft.selectedCameraID) return;
+  draft.selectedCameraID = chosen;
+  draftChanged();
+  parts_.camera->switchCamera(chosen);
+}
+
+void PreferencesView::openCalibration() {
+  if (std::exchange(showCalibration, true)) return;
+  openCalibrationSheet(*this, {parts_.newCalibration(), parts_.service}, text(QStringLiteral("Fermer")),
+                       [this] {
+                         showCalibration = false;
+                         draft = parts_.settingsRepo->settings;
+                         showDraft();
+                       });
+}
+
+// The window.
+
+void PreferencesView::changeEvent(QEvent* event) {
+  // A minimised window shows no picture, so it takes none.
+  if (event->type() == QEvent::WindowStateChange && preview_ != nullptr) {
+    preview_->setResting(isMinimized() || isAway(parts_.service->fsmState()));
+  }
+  QWidget::changeEvent(event);
+}
+
+void PreferencesView::keyPressEvent(QKeyEvent* event) {
+  if (event->key() == Qt::Key_Escape || event->matches(QKeySequence::Close)) {
+    close();
+  } else {
+    QWidget::keyPressEvent(event);
+  }
+}
+
+void PreferencesView::paintEvent(QPaintEvent* /*event*/) {
+  QPainter(this).fillRect(rect(), colors().window);
+}
+
+}  // namespace sentrel

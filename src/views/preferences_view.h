@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QPointer>
+#include <QVBoxLayout>
+#include <QWidget>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "detection/av_capture_manager.h"
+#include "platform/key_monitor.h"
+#include "platform/login_item.h"
+#include "service/privacy_filter_service.h"
+#include "settings/settings_repository.h"
+#include "support/main_loop.h"
+#include "support/registration.h"
+#include "views/calibration_view.h"
+#include "views/camera_preview_view.h"
+#include "views/controls/card.h"
+#include "views/controls/focus_ring.h"
+#include "views/controls/menu_picker.h"
+#include "views/controls/pref_row.h"
+#include "views/controls/push_button.h"
+#include "views/controls/scroll_page.h"
+#include "views/controls/sheet.h"
+#include "views/controls/toggle_switch.h"
+#include "views/controls/value_slider.h"
+
+namespace sentrel {
+
+/// The preferences window: every setting in five sections, saved with each change. Main thread.
+class PreferencesView : public QWidget {
+ public:
+  struct Parts {
+    std::shared_ptr<SettingsRepository> settingsRepo;
+    std::shared_ptr<AVCaptureManager> camera;
+    std::shared_ptr<PrivacyFilterService> service;
+    std::shared_ptr<LoginItem> loginItem;
+    std::shared_ptr<KeyMonitor> keyMonitor;
+    std::shared_ptr<MainLoop> mainLoop;
+    std::function<std::shared_ptr<CalibrationSession>()> newCalibration;
+  };
+
+  explicit PreferencesView(Parts parts);
+
+  void scrollTo(int y) { page_->scrollTo(y); }
+  /// The whole page, however little of it the window shows.
+  [[nodiscard]] QWidget* page() const { return page_->widget(); }
+  void openCalibration();
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+  void changeEvent(QEvent* event) override;
+  void keyPressEvent(QKeyEvent* event) override;
+
+ private:
+  void buildCamera(QVBoxLayout& column);
+  void buildDetection(QVBoxLayout& column);
+  void buildBehaviour(QVBoxLayout& column);
+  void buildMatrix(QVBoxLayout& column);
+  void buildAdvanced(QVBoxLayout& column);
+
+  PrefRow* addSwitch(Card& card, const QString& label, const QString& hint, bool FilterSettings::*field);
+  template <class Number>
+  PrefRow* addSlider(Card& card, const QString& label, const QString& hint, ValueSlider::Range range,
+                     std::function<QString(double)> words, Number FilterSettings::*field);
+  void addChoices(Card& card, const QString& label, const QString& hint,
+                  const std::vector<std::pair<QString, std::int64_t>>& choices, int firstWidth, int width,
+                  std::int64_t FilterSettings::*field);
+  void addLaunchAtLogin(Card& card);
+
+  void discoverCameras();
+  void chooseCamera(int index);
+  void draftChanged();
+  void showDraft();
+  void resizeToText();
+
+  const Parts parts_;
+  FilterSettings draft;
+  bool showCalibration = false;
+  std::vector<CameraDevice> availableCameras;
+  bool showing_ = false;  // the controls follow the draft, not the person
+  bool saving_ = false;
+  std::vector<std::function<void()>> refreshers_;
+  ScrollPage* page_;
+  CameraPreviewView* preview_ = nullptr;
+  MenuPicker* cameraPicker_ = nullptr;
+  FocusRing* ring_;
+  Registration settingsRegistration_;
+  Registration devicesRegistration_;
+  Registration keysRegistration_;
+  Registration stateRegistration_;
+};
+
+}  // namespace sentrel

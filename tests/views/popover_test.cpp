@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gmock/gmock.h>
+
+#include <limits>
+
+#include "look/texts.h"
+#include "views/drive.h"
+#include "views/popover_window.h"
+#include "views/stats_view.h"
+#include "views/status_words.h"
+#include "views/view_room.h"
+
+namespace sentrel::test {
+namespace {
+
+class PopoverTest : public testing::Test {
+ protected:
+  PopoverTest() : window(new PopoverWindow(room.popoverParts(), PopoverWindow::Ground::translucent)) {
+    show(*window);
+  }
+  ~PopoverTest() override { delete window; }
+
+  [[nodiscard]] ToggleSwitch* protection() const {
+    return dynamic_cast<ToggleSwitch*>(buttonNamed(*window, "Protection"));
+  }
+
+  ViewRoom room;
+  QPointer<PopoverWindow> window;
+};
+
+TEST_F(PopoverTest, TheSwitchFollowsTheServiceAndNotTheClick) {
+  click(protection());
+  EXPECT_FALSE(protection()->isChecked());
+  EXPECT_TRUE(protection()->waiting());
+  room.room.settle();
+  EXPECT_TRUE(protection()->isChecked());
+  EXPECT_FALSE(protection()->waiting());
+  EXPECT_TRUE(shows(*window, "Protection active"));
+
+  room.see(room.watched, 1500);
+  EXPECT_TRUE(shows(*window, "Regard indiscret détecté"));
+  click(protection());
+  EXPECT_FALSE(room.service->isActive());
+  EXPECT_FALSE(protection()->isChecked());
+  EXPECT_TRUE(shows(*window, "Protection désactivée"));
+}
+
+TEST_F(PopoverTest, AStartThatFailsSaysWhyAndIsOver) {
+  room.room.detector->prepareError = FaceDetectorError{"gone"};
+  click(protection());
+  room.room.settle();
+  EXPECT_FALSE(protection()->isChecked());
+  EXPECT_FALSE(protection()->waiting());
+  EXPECT_TRUE(shows(*window, "Modèle de détection absent"));
+}
+
+TEST_F(PopoverTest, TheKeyboardReachesEverything) {
+  EXPECT_EQ(window->focusWidget(), protection());
+  QTest::keyClick(window->focusWidget(), Qt::Key_Down);
+  QTest::keyClick(window->focusWidget(), Qt::Key_Return);
+  EXPECT_EQ(window->content().page(), MenuBarPopoverView::Page::stats);
+  QTest::keyClick(window->focusWidget(), Qt::Key_Escape);
+  EXPECT_EQ(window->content().page(), MenuBarPopoverView::Page::home);
+  for (int i = 0; i < 2; ++i) QTest::keyClick(window->focusWidget(), Qt::Key_Tab);
+  QTest::keyClick(window->focusWidget(), Qt::Key_Space);
+  EXPECT_EQ(room.preferencesOpened, 1);
+  for (int i = 0; i < 2; ++i) QTest::keyClick(window->focusWidget(), Qt::Key_Tab);
+  QTest::keyClick(window->focusWidget(), Qt::Key_Return);
+  EXPECT_EQ(room.quits, 1);
+  QTest::keyClick(window->focusWidget(), Qt::Key_Escape);
+  EXPECT_FALSE(window->isVisible());
+}
+
+TEST_F(PopoverTest, CountersAreResetOnlyAfterTheQuestion) {
+  room.stats->incrementAlerts();
+  window->content().showPage(MenuBarPopoverView::Page::stats);
+  click(buttonNamed(*window, "Remettre à zéro…"));
+  EXPECT_TRUE(window->content().asks());
+  // The focus stays within the question, and begins where nothing is lost.
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_EQ(window->focusWidget(), buttonNamed(*window, i % 2 == 0 ? "Annuler" : "Remettre à zéro"));
+    QTest::keyClick(window->focusWidget(), Qt::Key_Tab);
+  }
+  QTest::keyClick(window->focusWidget(), Qt::Key_Escape);
+  EXPECT_FALSE(window->content().asks());
+  EXPECT_EQ(room.stats->stats.get().alertCount, 1);
+  click(buttonNamed(*window, "Remettre à zéro…"));
+  click(buttonNamed(*window, "Remettre à zéro"));
+  EXPECT_FALSE(window->content().asks());
+  EXPECT_EQ(room.stats->stats.get(), FilterStats{});
+}
+
+TEST(StatusWords, AreAsGivenForEveryState) {
+  const struct {
+    FilterState state;
+    const char* words;
+    QColor AppColors::*color;
+  } cases[] = {
+      {FilterState::nominal(3), "Protection active", &AppColors::success},
+      {FilterState::inattention(3), "Protection active", &AppColors::success},
+      {FilterState::autoPaused(PauseReason::lowBattery()), "En pause", &AppColors::textSecondary},
+      {FilterState::cameraBusy(5000), "Caméra indisponible", &AppColors::success},
+      {FilterState::inactive(), "Protection désactivée", &AppColors::textSecondary},
+      {FilterState::alert(), "Regard indiscret détecté", &AppColors::error},
+  };
+  for (const auto& [state, words, color] : cases) {
+    EXPECT_EQ(statusWords(state).words, words);
+    EXPECT_EQ(statusWords(state).color, color) << words;
+  }
+}
+
+TEST(FormatTime, DropsSecondsAndKnowsNoDays) {
+  const std::pair<std::int64_t, const char*> cases[] = {
+      {0, "0m"},         {59, "0m"},
+      {2820, "47m"},     {3599, "59m"},
+      {3600, "1h 0m"},   {7500, "2h 5m"},
+      {90000, "25h 0m"}, {std::numeric_limits<std::int64_t>::max(), "2562047788015215h 30m"}};
+  for (const auto& [seconds, words] : cases) EXPECT_EQ(formatTime(seconds), words);
+}
+
+TEST(PlacePopover, StaysByItsIconAndInsideTheWorkArea) {
+  const QRect workArea(0, 30, 1920, 1050);
+  const QSize size(320, 280);
+  const struct {
+    QRect anchor;
+    QPoint corner;
+  } cases[] = {
+      {{1700, 0, 24, 30}, {1404, 38}},      // a panel at the top
+      {{1900, 0, 20, 30}, {1592, 38}},      // at its end
+      {{1700, 1056, 24, 24}, {1404, 768}},  // a panel at the bottom
+      {{10, 0, 24, 30}, {8, 38}},           // at the left
+  };
+  for (const auto& [anchor, corner] : cases)
+    EXPECT_EQ(placePopover(anchor, workArea, size), QRect(corner, size));
+}
+
+}  // namespace
+}  // namespace sentrel::test
