@@ -23,7 +23,7 @@ run_packages=(
 # The demonstration and the tests run on a private desktop with a virtual camera.
 test_packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
-  dbus-daemon dbus-bin python3-dbusmock dunst
+  dbus-daemon dbus-bin python3-dbusmock dunst feedbackd
   xvfb openbox picom x11-utils x11-xserver-utils xdotool imagemagick
   sway swaybg grim wev qt6-wayland
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-pipewire

@@ -5,7 +5,9 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include "app/failure_report.h"
@@ -31,6 +33,7 @@ namespace {
 
 constexpr qint64 lastTurnsMs = 200;
 constexpr std::chrono::seconds storePatience{1};
+constexpr std::chrono::seconds lastPatience{2};
 
 /// The overlay has its own connection to the display and outlives its loss, which a Qt platform that is
 /// connected to the display would not let us: without windows, Qt only paints into memory for us. Qt keeps
@@ -46,6 +49,15 @@ struct WindowlessArguments {
 WindowlessArguments& windowlessArguments(char* program) {
   static WindowlessArguments arguments(program);
   return arguments;
+}
+
+/// All that matters is done by now. A bus that does not answer may still be waited for, for as long as its
+/// library pleases; that must not hold up a logout.
+void boundTheEnd(int code) {
+  std::thread([code] {
+    std::this_thread::sleep_for(lastPatience);
+    std::_Exit(code);
+  }).detach();
 }
 
 }  // namespace
@@ -66,6 +78,7 @@ int SentrelMacApp::run() {
   bus_.claimName([this](InstanceRole role) { begin(role); });
   const int code = QGuiApplication::exec();
   if (appDelegate) end();
+  boundTheEnd(code);
   bus_.close();  // while what carries its connections still lives
   return code;
 }

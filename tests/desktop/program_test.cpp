@@ -314,6 +314,23 @@ TEST_F(ProgramTest, TheEndOfTheSessionBusDoesNotEndProtection) {
   EXPECT_EQ(process.waitForExit(seconds(10)), 0);
 }
 
+TEST_F(ProgramTest, ItBeginsAndEndsInGoodOrderAlsoWhenNoBusAnswers) {
+  startProtecting();
+  desktop.sessionBus().signal(SIGSTOP);
+  desktop.systemBus().signal(SIGSTOP);
+  process.signal(SIGTERM);
+  EXPECT_EQ(process.waitForExit(seconds(10)), 0);
+  EXPECT_EQ(process.output(), "");
+
+  process = desktop.spawn(SENTREL_PROGRAM);
+  EXPECT_TRUE(cameraIs(true)) << "it protects, though nobody can ask it how it is";
+  EXPECT_NE(process.output().find("no session bus"), std::string::npos);
+  process.signal(SIGTERM);
+  EXPECT_EQ(process.waitForExit(seconds(10)), 0) << process.output();
+  desktop.sessionBus().signal(SIGCONT);
+  desktop.systemBus().signal(SIGCONT);
+}
+
 TEST_F(ProgramTest, LongItSleepsWhileOffAndAlmostWhilePaused) {
   startProtecting();
   session.setLockedHint(true);

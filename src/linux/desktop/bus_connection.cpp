@@ -36,7 +36,7 @@ BusConnection::~BusConnection() {
   if (connected_) QDBusConnection::disconnectFromBus(name_);
 }
 
-Registration BusConnection::follow(std::function<void(bool connected)> follower) {
+Registration BusConnection::follow(const std::function<void(bool connected)>& follower) {
   Registration registration = changed_.connect(follower);
   if (connected_) {
     follower(true);

@@ -25,7 +25,7 @@ class BusConnection final : public QObject {
   ~BusConnection() override;
 
   /// Tells each connection and each loss; an existing connection at once.
-  [[nodiscard]] Registration follow(std::function<void(bool connected)> follower);
+  [[nodiscard]] Registration follow(const std::function<void(bool connected)>& follower);
 
   /// Valid while connected.
   [[nodiscard]] QDBusConnection& handle() { return handle_; }

@@ -119,7 +119,7 @@ void BusPeer::start(Handler answer) {
   send(message, std::move(answer), startPatienceMs);
 }
 
-void BusPeer::send(QDBusMessage message, Handler answer, int timeoutMs) {
+void BusPeer::send(const QDBusMessage& message, Handler answer, int timeoutMs) {
   auto* watcher = new QDBusPendingCallWatcher(bus_.handle().asyncCall(message, timeoutMs), this);
   connect(watcher, &QDBusPendingCallWatcher::finished, this,
           [answer = std::move(answer)](QDBusPendingCallWatcher* finished) {

@@ -67,7 +67,7 @@ class BusPeer final : public QObject {
  private:
   void connectionChanged(bool connected);
   void setOwner(const QString& owner);
-  void send(QDBusMessage message, Handler answer, int timeoutMs);
+  void send(const QDBusMessage& message, Handler answer, int timeoutMs);
   Registration subscribe(const QString& sender, const Place& place, const QStringList& match,
                          Handler handler);
 

@@ -12,6 +12,7 @@
 #include <iostream>
 #include <optional>
 
+#include "linux/desktop/bus_listener.h"
 #include "linux/desktop/desktop_key_monitor.h"
 #include "linux/desktop/desktop_motion.h"
 #include "linux/desktop/desktop_notifications.h"
@@ -181,14 +182,27 @@ using HapticsTest = EventDesk;
 TEST_F(HapticsTest, AreAskedOfWhoeverServesThem) {
   FeedbackdHaptics haptics(buses);
   haptics.perform();  // nobody there
-  BusDouble service(desktop, TestBus::session, QStringLiteral("org.sigxcpu.Feedback"));
-  const auto calls = [&] { return service.calls(QStringLiteral("TriggerFeedback")); };
-  ASSERT_TRUE(runUntil([&] {
-    haptics.perform();
-    return !calls().empty();
-  }));
-  EXPECT_EQ(calls()[0].signature(), QStringLiteral("ssa{sv}i"));
-  EXPECT_EQ(calls()[0].arguments().at(1).toString(), QStringLiteral("message-new-instant"));
+  const auto feedback = QStringLiteral("org.sigxcpu.Feedback");
+  {
+    BusDouble service(desktop, TestBus::session, feedback);
+    const auto calls = [&] { return service.calls(QStringLiteral("TriggerFeedback")); };
+    ASSERT_TRUE(runUntil([&] {
+      haptics.perform();
+      return !calls().empty();
+    }));
+    EXPECT_EQ(calls()[0].arguments().at(1).toString(), QStringLiteral("message-new-instant"));
+  }
+  // The real one tells the end of each feedback that it took.
+  int ended = 0;
+  BusListener listener([&](const QDBusMessage&) { ++ended; }, nullptr);
+  sessionBus.handle().connect(QString(), QStringLiteral("/org/sigxcpu/Feedback"), feedback,
+                              QStringLiteral("FeedbackEnded"), &listener, SLOT(received(QDBusMessage)));
+  const ChildProcess feedbackd = desktop.spawn("/usr/libexec/feedbackd");
+  sessionBus.waitForName(feedback);
+  EXPECT_TRUE(runUntil([&] {
+    if (ended == 0) haptics.perform();
+    return ended > 0;
+  })) << feedbackd.output();
 }
 
 using MotionTest = EventDesk;
