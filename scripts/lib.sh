@@ -22,13 +22,13 @@ run_packages=(
 )
 # The demonstration and the tests run on a private desktop with a virtual camera.
 test_packages=(
-  libgtest-dev libgmock-dev libbenchmark-dev
+  libgtest-dev libgmock-dev libbenchmark-dev libopencv-dnn-dev
   dbus-daemon dbus-bin python3-dbusmock dunst feedbackd
   xvfb openbox picom x11-utils x11-xserver-utils xdotool imagemagick
   sway swaybg grim wev qt6-wayland
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-pipewire
 )
-check_packages=(clang-tidy clang-format reuse shellcheck)
+check_packages=(clang-tidy clang-format reuse shellcheck qemu-user)
 
 say() { printf '\n\033[1m%s\033[0m\n' "$*"; }
 if [[ ! -t 1 ]]; then say() { printf '\n== %s\n' "$*"; }; fi

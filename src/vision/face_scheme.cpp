@@ -53,14 +53,18 @@ FaceScheme::FaceScheme(const Models& models)
   candidates_.reserve(maxCandidates);
 }
 
-void FaceScheme::analyse(const Frame& frame, std::int64_t timestampMs) {
-  if (frame.width() != frameWidth_ || frame.height() != frameHeight_) restart();  // nothing is where it was
-  frameWidth_ = frame.width();
-  frameHeight_ = frame.height();
+void FaceScheme::analyse(const Frame& taken, std::int64_t timestampMs) {
+  if (taken.width() != frameWidth_ || taken.height() != frameHeight_) restart();  // nothing is where it was
+  frameWidth_ = taken.width();
+  frameHeight_ = taken.height();
+  const Frame& frame = noise_.steady(taken);
   candidates_.clear();
-  coarse_.find(frame, wholeFrame(frame, coarse_.size()), candidateScore, candidates_);
-  for (Candidate& candidate : candidates_) candidate.box = scaledAboutCentre(candidate.box, coarseToFine);
-  if (const auto tile = gate_.next(frame, timestampMs)) {
+  gate_.observe(frame, timestampMs);
+  if (gate_.takeWhole(tracker_.unsure())) {
+    coarse_.find(frame, wholeFrame(frame, coarse_.size()), candidateScore, candidates_);
+    for (Candidate& candidate : candidates_) candidate.box = scaledAboutCentre(candidate.box, coarseToFine);
+  }
+  if (const auto tile = gate_.takeTile()) {
     fine_.find(frame, tileRegion(frame, tiles[*tile]), candidateScore, candidates_);
   }
   suppressOverlaps(candidates_);
@@ -74,6 +78,7 @@ void FaceScheme::restart() {
   tracker_.restart();
   reader_.restart();
   gate_.restart();
+  noise_.restart();
   primary_.reset();
 }
 

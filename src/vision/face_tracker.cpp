@@ -60,6 +60,11 @@ void FaceTracker::follow(const Frame& frame) {
   tidy();
 }
 
+bool FaceTracker::unsure() const {
+  return std::any_of(faces_.begin(), faces_.end(),
+                     [](const TrackedFace& tracked) { return tracked.misses > 0; });
+}
+
 TrackedFace* FaceTracker::movedFrom(const Candidate& candidate) {
   const double x = candidate.box.x + candidate.box.width / 2;
   const double y = candidate.box.y + candidate.box.height / 2;

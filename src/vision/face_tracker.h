@@ -33,6 +33,9 @@ class FaceTracker {
   /// for one frame wait for the next ones.
   void confirm(const Frame& frame, std::span<const Candidate> candidates);
 
+  /// Whether a face was not seen where it is expected: it has gone, or must be found again.
+  [[nodiscard]] bool unsure() const;
+
   /// Whether candidates wait.
   [[nodiscard]] bool behind() const { return !waiting_.empty(); }
 

@@ -45,7 +45,16 @@ class InferenceEngine {
       const Network& network, std::span<const InputSize> sizes) = 0;
 };
 
-/// The engine that this build was configured with.
+using MakeEngine = std::unique_ptr<InferenceEngine> (*)();
+
+/// On XNNPACK: the quick one, which allocates nothing per run.
+[[nodiscard]] std::unique_ptr<InferenceEngine> makeXnnpackEngine();
+
+/// On OpenCV's dnn module, whose interface is promised to stay: two to three times slower, with memory of its
+/// own for every size.
+[[nodiscard]] std::unique_ptr<InferenceEngine> makeOpencvEngine();
+
+/// The one of them that this build was configured with.
 [[nodiscard]] std::unique_ptr<InferenceEngine> makeInferenceEngine();
 
 }  // namespace sentrel::vision

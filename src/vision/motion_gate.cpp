@@ -11,12 +11,16 @@ namespace {
 constexpr int fieldWidth = 640;
 constexpr int fieldHeight = 480;
 constexpr int cell = 4;
-// Well above what a camera's noise leaves of a mean over 16 pixels.
+// Well above what a camera's noise leaves of a mean over 16 pixels. In the dark, steps are as much smaller as
+// everything is.
 constexpr int changedLevel = 10;
+constexpr int changedLevelInTheDark = 2;
+constexpr int brightnessPerLevel = 8;
 // About the area of the smallest face that counts.
 constexpr int changedCells = 6;
-// A still tile is scanned again after this time, for whatever the first look missed.
-constexpr std::int64_t rescanMs = 4000;
+// What stands still is scanned again after this time, for whatever the first look missed.
+constexpr std::int64_t rescanTileMs = 2000;
+constexpr std::int64_t rescanWholeMs = 1000;
 
 }  // namespace
 
@@ -27,6 +31,7 @@ double fieldScale(const Frame& frame) {
 
 void MotionGate::restart() {
   for (Scan& scan : scans_) scan.done = false;
+  whole_.done = false;
 }
 
 void MotionGate::shrink(const Frame& frame) {
@@ -62,38 +67,69 @@ void MotionGate::shrink(const Frame& frame) {
   }
 }
 
+MotionGate::Area MotionGate::areaOf(const Tile& tile) {
+  return {tile.x / cell, tile.y / cell, Tile::width / cell,
+          std::min(rows - tile.y / cell, Tile::height / cell)};
+}
+
 template <class Visit>
-void MotionGate::forEachRow(std::size_t tile, Visit visit) {
-  const int bottom = std::min(rows, (tiles[tile].y + Tile::height) / cell);
-  for (int row = tiles[tile].y / cell; row < bottom; ++row) {
-    visit(static_cast<std::size_t>(row) * columns + static_cast<std::size_t>(tiles[tile].x / cell));
+void MotionGate::forEachRow(const Area& area, Visit visit) {
+  for (int row = area.top; row < area.top + area.height; ++row) {
+    visit(static_cast<std::size_t>(row) * columns + static_cast<std::size_t>(area.left));
   }
 }
 
-bool MotionGate::changed(std::size_t tile) const {
-  const Thumbnail& seen = scans_[tile].seen;
+bool MotionGate::changed(const Scan& scan, const Area& area) const {
   int count = 0;
-  forEachRow(tile, [&](std::size_t first) {
-    for (std::size_t i = first; i < first + Tile::width / cell; ++i) {
-      count += std::abs(static_cast<int>(now_[i]) - static_cast<int>(seen[i])) > changedLevel ? 1 : 0;
+  forEachRow(area, [&](std::size_t first) {
+    for (std::size_t i = first; i < first + static_cast<std::size_t>(area.width); ++i) {
+      const int now = now_[i];
+      const int seen = scan.seen[i];
+      const int allowed =
+          std::min(changedLevel, changedLevelInTheDark + std::max(now, seen) / brightnessPerLevel);
+      count += std::abs(now - seen) > allowed ? 1 : 0;
     }
   });
   return count >= changedCells;
 }
 
-std::optional<std::size_t> MotionGate::next(const Frame& frame, std::int64_t timestampMs) {
+void MotionGate::take(Scan& scan, const Area& area) {
+  scan.done = true;
+  scan.timestampMs = nowMs_;
+  forEachRow(area, [&](std::size_t first) {
+    std::memcpy(scan.seen.data() + first, now_.data() + first, static_cast<std::size_t>(area.width));
+  });
+}
+
+bool MotionGate::olderThan(const Scan& scan, std::int64_t ms) const {
+  const std::int64_t age = nowMs_ - scan.timestampMs;
+  return age >= ms || age < 0;
+}
+
+void MotionGate::observe(const Frame& frame, std::int64_t timestampMs) {
   shrink(frame);
+  nowMs_ = timestampMs;
+}
+
+bool MotionGate::takeWhole(bool wanted) {
+  const Area everything;
+  if (!wanted && whole_.done && !olderThan(whole_, rescanWholeMs) && !changed(whole_, everything))
+    return false;
+  take(whole_, everything);
+  return true;
+}
+
+std::optional<std::size_t> MotionGate::takeTile() {
   std::optional<std::size_t> best;
   int bestRank = 0;
   for (std::size_t tile = 0; tile < tiles.size(); ++tile) {
     const Scan& scan = scans_[tile];
-    const std::int64_t age = timestampMs - scan.timestampMs;
     int rank = 0;
     if (!scan.done) {
       rank = 2;
-    } else if (changed(tile)) {
+    } else if (changed(scan, areaOf(tiles[tile]))) {
       rank = 3;
-    } else if (age >= rescanMs || age < 0) {
+    } else if (olderThan(scan, rescanTileMs)) {
       rank = 1;
     }
     if (rank == 0 || rank < bestRank) continue;
@@ -101,13 +137,7 @@ std::optional<std::size_t> MotionGate::next(const Frame& frame, std::int64_t tim
     best = tile;
     bestRank = rank;
   }
-  if (!best) return best;
-  Scan& scan = scans_[*best];
-  scan.done = true;
-  scan.timestampMs = timestampMs;
-  forEachRow(*best, [&](std::size_t first) {
-    std::memcpy(scan.seen.data() + first, now_.data() + first, Tile::width / cell);
-  });
+  if (best) take(scans_[*best], areaOf(tiles[*best]));
   return best;
 }
 

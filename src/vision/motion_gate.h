@@ -27,16 +27,22 @@ inline constexpr std::array<Tile, 9> tiles{
 /// How many of the frame's pixels one unit of the field is.
 [[nodiscard]] double fieldScale(const Frame& frame);
 
-/// Decides which tile is worth a fine scan: those in which something has changed since they were last
-/// scanned, the longest unscanned first; a tile where nothing changed comes up again after a while all the
-/// same. Allocates nothing.
+/// Decides what of a frame is worth a scan: where something has changed since the last scan of that place.
+/// Where nothing changed a scan comes up again after a while all the same. Allocates nothing.
 class MotionGate {
  public:
-  /// Takes in a frame, of the size of the last one unless restarted, and gives the number of the tile to
-  /// scan, or none. The tile counts as scanned.
-  [[nodiscard]] std::optional<std::size_t> next(const Frame& frame, std::int64_t timestampMs);
+  /// Takes in a frame, of the size of the last one unless restarted.
+  void observe(const Frame& frame, std::int64_t timestampMs);
 
-  /// Every tile counts as never scanned.
+  /// The number of the tile of the observed frame to scan at full resolution, or none: of those that are due
+  /// the longest unscanned. It counts as scanned.
+  [[nodiscard]] std::optional<std::size_t> takeTile();
+
+  /// Whether the observed frame as a whole is due for a coarse scan, or `wanted` for another reason. Then it
+  /// counts as scanned.
+  [[nodiscard]] bool takeWhole(bool wanted);
+
+  /// Everything counts as never scanned.
   void restart();
 
  private:
@@ -49,13 +55,26 @@ class MotionGate {
     Thumbnail seen{};
   };
 
+  /// A part of the thumbnail, in cells.
+  struct Area {
+    int left = 0;
+    int top = 0;
+    int width = columns;
+    int height = rows;
+  };
+
   void shrink(const Frame& frame);
-  [[nodiscard]] bool changed(std::size_t tile) const;
+  [[nodiscard]] static Area areaOf(const Tile& tile);
+  [[nodiscard]] bool changed(const Scan& scan, const Area& area) const;
+  void take(Scan& scan, const Area& area);
+  [[nodiscard]] bool olderThan(const Scan& scan, std::int64_t ms) const;
   template <class Visit>
-  static void forEachRow(std::size_t tile, Visit visit);
+  static void forEachRow(const Area& area, Visit visit);
 
   Thumbnail now_{};
+  std::int64_t nowMs_ = 0;
   std::array<Scan, tiles.size()> scans_;
+  Scan whole_;
 };
 
 }  // namespace sentrel::vision

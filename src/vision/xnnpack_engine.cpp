@@ -233,7 +233,7 @@ class XnnpackEngine final : public InferenceEngine {
 
 }  // namespace
 
-std::unique_ptr<InferenceEngine> makeInferenceEngine() {
+std::unique_ptr<InferenceEngine> makeXnnpackEngine() {
   return std::make_unique<XnnpackEngine>();
 }
 

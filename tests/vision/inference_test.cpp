@@ -38,14 +38,16 @@ void expectOutputs(const NetworkRunner& runner, const std::vector<std::vector<fl
   }
 }
 
-class Inference : public ::testing::Test {
+class Inference : public ::testing::TestWithParam<MakeEngine> {
  protected:
   Models models_ = readModels(test::modelFolderPath().toStdString());
-  std::unique_ptr<InferenceEngine> engine_ = makeInferenceEngine();
+  std::unique_ptr<InferenceEngine> engine_ = GetParam()();
 };
+INSTANTIATE_TEST_SUITE_P(Engines, Inference, ::testing::Values(makeXnnpackEngine, makeOpencvEngine),
+                         [](const auto& engine) { return engine.index == 0 ? "xnnpack" : "opencv"; });
 
 // Runners share weights and work space, so they are run in turns, each size after another one.
-TEST_F(Inference, equalsTheDefinitionAtEverySizeAndInAnyOrder) {
+TEST_P(Inference, equalsTheDefinitionAtEverySizeAndInAnyOrder) {
   const std::array sizes{InputSize{64, 96}, InputSize{32, 32}, InputSize{96, 64}};
   const auto runners = engine_->prepare(models_.detection, sizes);
   const std::array meshSize{InputSize{models_.mesh.nativeHeight, models_.mesh.nativeWidth}};
@@ -64,7 +66,7 @@ TEST_F(Inference, equalsTheDefinitionAtEverySizeAndInAnyOrder) {
   }
 }
 
-TEST_F(Inference, refusesANetworkThatDoesNotFitTogether) {
+TEST_P(Inference, refusesANetworkThatDoesNotFitTogether) {
   const std::array size{InputSize{64, 64}};
   const auto broken = [&](auto damage) {
     Network network = models_.detection;

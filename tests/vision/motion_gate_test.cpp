@@ -27,7 +27,10 @@ class MotionGateTest : public ::testing::Test {
     }
   }
 
-  std::optional<std::size_t> next() { return gate_->next(*frame_, now_ += 100); }
+  std::optional<std::size_t> next() {
+    gate_->observe(*frame_, now_ += 100);
+    return gate_->takeTile();
+  }
 
   /// Scans every tile once.
   void settle() {
@@ -47,7 +50,7 @@ class MotionGateTest : public ::testing::Test {
 
 TEST_F(MotionGateTest, scansEveryTileOnceAndThenRests) {
   settle();
-  for (int i = 0; i < 25; ++i) EXPECT_FALSE(next());
+  for (int i = 0; i < 10; ++i) EXPECT_FALSE(next());
 }
 
 TEST_F(MotionGateTest, scansStillTilesAgainAfterAWhile) {
@@ -59,7 +62,7 @@ TEST_F(MotionGateTest, scansStillTilesAgainAfterAWhile) {
 
 TEST_F(MotionGateTest, scansWhereSomethingOfAFacesSizeChanged) {
   settle();
-  paint(600, 20, 13, 60);  // in the tile at the top right alone
+  paint(600, 20, 13, 4);  // a little light in the dark, in the tile at the top right alone
   EXPECT_EQ(next(), std::size_t{2});
   EXPECT_FALSE(next());
   paint(300, 160, 13, 60);  // in the middle one and in the one above it
@@ -80,6 +83,20 @@ TEST_F(MotionGateTest, isNotMovedByNoiseNorBySlowChange) {
     noisy();
     EXPECT_FALSE(next());
   }
+}
+
+TEST_F(MotionGateTest, scansTheWholeOnChangeOrWhenAskedOrAfterAWhile) {
+  const auto whole = [&](bool wanted) {
+    gate_->observe(*frame_, now_ += 100);
+    return gate_->takeWhole(wanted);
+  };
+  EXPECT_TRUE(whole(false));
+  EXPECT_FALSE(whole(false));
+  EXPECT_TRUE(whole(true));
+  paint(300, 160, 13, 60);
+  EXPECT_TRUE(whole(false));
+  for (int i = 0; i < 9; ++i) EXPECT_FALSE(whole(false));
+  EXPECT_TRUE(whole(false));
 }
 
 TEST_F(MotionGateTest, motionComesBeforeWhatWasNeverScanned) {

@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vision/noise_filter.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory_resource>
+
+namespace sentrel::vision {
+namespace {
+
+// Motion is told from noise by the means of blocks of pixels.
+constexpr int block = 4;
+constexpr std::size_t blockBytes = block * 4;
+constexpr int meanBits = 7;
+// A block moves when its mean steps by more than this; in the dark by as much less as everything is darker.
+constexpr int movedLevel = 10;
+constexpr int movedLevelInTheDark = 2;
+constexpr int brightnessPerLevel = 8;
+// How much of the mean the newest frame is: a third leaves less than half of the noise, and forgets in a few
+// frames.
+constexpr int shareBits = 8;
+constexpr int fullShare = 1 << shareBits;
+constexpr int newShare = fullShare / 3;
+// Where there is light, faces are found through noise as well as without. Below this mean they are not.
+constexpr std::size_t darkLevel = 48;
+// Noise is strong when half of the pixels differ by more than a sixteenth of the picture's brightness from
+// the frame before, and counts as gone below a twenty-fourth.
+constexpr int strongNoise = 16;
+constexpr int weakNoise = 24;
+
+/// Some rows of a few pixels, in the new frame, in the mean of the last ones, and in the quiet picture.
+struct Block {
+  const std::uint8_t* __restrict now;
+  std::uint16_t* __restrict mean;
+  std::uint8_t* __restrict quiet;
+  std::size_t stride;
+
+  [[gnu::always_inline]] void average(std::size_t lines, std::size_t width) const {
+    const std::size_t end = lines * stride;
+    int light = 0;
+    int step = 0;
+    for (std::size_t row = 0; row < end; row += stride) {
+      for (std::size_t i = row; i < row + width; ++i) {
+        light += now[i];
+        step += (now[i] << meanBits) - mean[i];
+      }
+    }
+    // A quarter of the bytes are no colours: they neither step nor tell about light.
+    const int pixels = static_cast<int>(lines * width) / 4;
+    const int brightness = std::max(0, light - 255 * pixels) / (3 * pixels);
+    const int allowed = std::min(movedLevel, movedLevelInTheDark + brightness / brightnessPerLevel);
+    const int share = std::abs(step) > (allowed * 3 * pixels << meanBits) ? fullShare : newShare;
+    for (std::size_t row = 0; row < end; row += stride) {
+      for (std::size_t i = row; i < row + width; ++i) {
+        const int value = mean[i] + ((((now[i] << meanBits) - mean[i]) * share) >> shareBits);
+        mean[i] = static_cast<std::uint16_t>(value);
+        quiet[i] = static_cast<std::uint8_t>((value + (1 << (meanBits - 1))) >> meanBits);
+      }
+    }
+  }
+};
+
+}  // namespace
+
+NoiseFilter::NoiseFilter() : quiet_(std::pmr::new_delete_resource()) {}
+
+void NoiseFilter::restart() {
+  measured_ = false;
+  active_ = false;
+  averaging_ = false;
+  std::fill(sample_.begin(), sample_.end(), std::uint8_t{0});
+  std::fill(mean_.begin(), mean_.end(), std::uint16_t{0});
+  quiet_.clear();
+}
+
+void NoiseFilter::measure(const Frame& frame) {
+  const int columns = frame.width() / block;
+  const int rows = frame.height() / block;
+  const auto count = static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows);
+  if (count == 0) return;
+  const bool comparable = measured_ && sample_.size() == count;
+  sample_.resize(count);
+  std::array<std::size_t, 256> differences{};
+  std::size_t light = 0;
+  std::uint8_t* last = sample_.data();
+  for (int row = 0; row < rows; ++row) {
+    const std::uint8_t* green = frame.row(row * block) + 1;
+    for (int column = 0; column < columns; ++column, ++last, green += blockBytes) {
+      ++differences[static_cast<std::size_t>(std::abs(*green - *last))];
+      light += *green;
+      *last = *green;
+    }
+  }
+  measured_ = true;
+  if (!comparable) return;
+  std::size_t below = 0;
+  std::size_t median = 0;
+  while ((below += differences[median]) * 2 < count) ++median;
+  active_ = light < darkLevel * count && median * (active_ ? weakNoise : strongNoise) * count > light;
+}
+
+void NoiseFilter::average(const Frame& frame) {
+  const auto stride = static_cast<std::size_t>(frame.stride());
+  const std::size_t bytes = stride * static_cast<std::size_t>(frame.height());
+  const std::uint8_t* now = frame.data();
+  if (!averaging_ || mean_.size() != bytes) {
+    mean_.resize(bytes);
+    quiet_.resize(frame.width(), frame.height());
+    std::transform(now, now + bytes, mean_.begin(),
+                   [](std::uint8_t value) { return static_cast<std::uint16_t>(value << meanBits); });
+    averaging_ = true;
+  }
+  for (int y = 0; y < frame.height(); y += block) {
+    const auto lines = static_cast<std::size_t>(std::min(block, frame.height() - y));
+    for (std::size_t x = 0; x < stride; x += blockBytes) {
+      const std::size_t first = static_cast<std::size_t>(y) * stride + x;
+      const Block at{now + first, mean_.data() + first, quiet_.data() + first, stride};
+      if (lines == block && stride - x >= blockBytes) {
+        at.average(block, blockBytes);  // known sizes make quick loops
+      } else {
+        at.average(lines, std::min(blockBytes, stride - x));
+      }
+    }
+  }
+}
+
+const Frame& NoiseFilter::steady(const Frame& frame) {
+  measure(frame);
+  if (!active_) {
+    averaging_ = false;
+    return frame;
+  }
+  average(frame);
+  return quiet_;
+}
+
+}  // namespace sentrel::vision

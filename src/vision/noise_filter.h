@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "support/frame.h"
+
+namespace sentrel::vision {
+
+/// Takes the noise out of a camera's pictures where it hides faces: in the dark. What stands still is
+/// averaged over the last frames; what moves is shown as it is. Other pictures pass through untouched, at
+/// next to no cost. Allocates when it first becomes active and at a new size only.
+/// One thread.
+class NoiseFilter {
+ public:
+  NoiseFilter();
+
+  /// `frame` itself, or its quieter copy, which is valid until the next call.
+  [[nodiscard]] const Frame& steady(const Frame& frame);
+
+  /// Forgets the frames so far, and overwrites what is left of them.
+  void restart();
+
+ private:
+  void measure(const Frame& frame);
+  void average(const Frame& frame);
+
+  std::vector<std::uint8_t> sample_;  // a pixel of every block of the last frame
+  std::vector<std::uint16_t> mean_;   // of every byte of the frame, in steps of 1/128
+  Frame quiet_;
+  bool measured_ = false;
+  bool active_ = false;
+  bool averaging_ = false;
+};
+
+}  // namespace sentrel::vision
