@@ -69,7 +69,7 @@ void FaceScheme::analyse(const Frame& taken, std::int64_t timestampMs) {
   }
   suppressOverlaps(candidates_);
   tracker_.follow(frame);
-  tracker_.confirm(frame, candidates_);
+  tracker_.confirm(frame, candidates_, noise_.isActive());
   primary_.reset();
   if (!tracker_.faces().empty()) primary_ = reader_.read(frame, tracker_.faces().front().face);
 }

@@ -8,7 +8,8 @@
 namespace sentrel::vision {
 namespace {
 
-constexpr double enterScore = 0.50;
+constexpr double enterScoreInLight = 0.50;
+constexpr double enterScoreInTheDark = 0.55;
 constexpr double stayScore = 0.40;
 // A face is given up at this many misses in a row: an alert needs it in every frame for half a second.
 constexpr int dropAfter = 3;
@@ -83,7 +84,7 @@ bool FaceTracker::isKnown(const Candidate& candidate) const {
   });
 }
 
-void FaceTracker::confirmOne(const Frame& frame, const Candidate& candidate) {
+void FaceTracker::confirmOne(const Frame& frame, const Candidate& candidate, double enterScore) {
   const auto seen = verifier_.look(frame, candidate.box);
   if (!seen || (seen->score + candidate.score) / 2 < enterScore) return;
   if (TrackedFace* moved = movedFrom(*seen)) {
@@ -95,12 +96,13 @@ void FaceTracker::confirmOne(const Frame& frame, const Candidate& candidate) {
   }
 }
 
-void FaceTracker::confirm(const Frame& frame, std::span<const Candidate> candidates) {
+void FaceTracker::confirm(const Frame& frame, std::span<const Candidate> candidates, bool dark) {
+  const double enterScore = dark ? enterScoreInTheDark : enterScoreInLight;
   std::size_t looks = 0;
   for (const Candidate& candidate : candidates) {
     if (isKnown(candidate)) continue;
     if (looks < newLooks) {
-      confirmOne(frame, candidate);
+      confirmOne(frame, candidate, enterScore);
       ++looks;
     } else if (waiting_.size() < maxWaiting) {
       waiting_.push_back(candidate);
@@ -108,7 +110,7 @@ void FaceTracker::confirm(const Frame& frame, std::span<const Candidate> candida
   }
   for (; looks < newLooks && !waiting_.empty(); waiting_.pop_back()) {
     if (isKnown(waiting_.back())) continue;
-    confirmOne(frame, waiting_.back());
+    confirmOne(frame, waiting_.back(), enterScore);
     ++looks;
   }
   tidy();

@@ -30,8 +30,8 @@ class FaceTracker {
   void follow(const Frame& frame);
 
   /// Confirms new faces among `candidates`, which are sorted and free of overlaps. Those that are too many
-  /// for one frame wait for the next ones.
-  void confirm(const Frame& frame, std::span<const Candidate> candidates);
+  /// for one frame wait for the next ones. In the dark, where much looks like a face, it takes more.
+  void confirm(const Frame& frame, std::span<const Candidate> candidates, bool dark);
 
   /// Whether a face was not seen where it is expected: it has gone, or must be found again.
   [[nodiscard]] bool unsure() const;
@@ -47,7 +47,7 @@ class FaceTracker {
  private:
   [[nodiscard]] bool look(const Frame& frame, TrackedFace& tracked);
   [[nodiscard]] bool isKnown(const Candidate& candidate) const;
-  void confirmOne(const Frame& frame, const Candidate& candidate);
+  void confirmOne(const Frame& frame, const Candidate& candidate, double enterScore);
   [[nodiscard]] TrackedFace* movedFrom(const Candidate& candidate);
   void tidy();
 

@@ -21,6 +21,9 @@ class NoiseFilter {
   /// `frame` itself, or its quieter copy, which is valid until the next call.
   [[nodiscard]] const Frame& steady(const Frame& frame);
 
+  /// Whether the last picture was dark and full of noise.
+  [[nodiscard]] bool isActive() const { return active_; }
+
   /// Forgets the frames so far, and overwrites what is left of them.
   void restart();
 

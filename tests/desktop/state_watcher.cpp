@@ -32,10 +32,10 @@ StateWatcher::~StateWatcher() {
   QDBusConnection::disconnectFromBus(bus_.name());
 }
 
-void StateWatcher::quitProgram() {
+void StateWatcher::activateAction(const QString& name) {
   QDBusMessage call = QDBusMessage::createMethodCall(
       busName, objectPath, QStringLiteral("org.freedesktop.Application"), QStringLiteral("ActivateAction"));
-  call << QStringLiteral("quit") << QVariantList() << QVariantMap();
+  call << name << QVariantList() << QVariantMap();
   bus_.asyncCall(call);
 }
 

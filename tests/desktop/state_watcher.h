@@ -29,7 +29,9 @@ class StateWatcher final : public QObject {
   /// Every change so far. A program that has not begun to protect is not a change.
   [[nodiscard]] const std::vector<Entry>& entries() const { return entries_; }
   /// Asks the program to quit, as a desktop would.
-  void quitProgram();
+  void quitProgram() { activateAction(QStringLiteral("quit")); }
+  /// Asks it for one of its actions.
+  void activateAction(const QString& name);
 
  private Q_SLOTS:  // NOLINT(readability-redundant-access-specifiers)
   void propertiesChanged(const QString& interface, const QVariantMap& changed,
