@@ -186,6 +186,9 @@ void AVCaptureManager::stopSession(std::function<void()> closed) {
 
 void AVCaptureManager::sessionStopped() {
   --pendingStops_;
+  if (pendingStops_ == 0 && !start_) {
+    environment_.analysisQueue->async([detector = environment_.faceDetector] { detector->release(); });
+  }
   if (isRunning_) isRunning_ = false;
 }
 

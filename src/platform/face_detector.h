@@ -86,6 +86,9 @@ class FaceDetector {
   /// Forgets everything that was carried over from earlier frames.
   virtual void restartTracking() = 0;
 
+  /// Gives back the memory of the models and overwrites what is left of frames. `prepare` loads again.
+  virtual void release() = 0;
+
   virtual void tune(const FaceTuning& tuning) = 0;
 };
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vision/neural_face_detector.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <cmath>
 #include <new>
@@ -143,6 +145,13 @@ std::optional<FaceDetections> NeuralFaceDetector::detect(const Frame& frame, std
 
 void NeuralFaceDetector::restartTracking() {
   if (state_) state_->restart();
+}
+
+void NeuralFaceDetector::release() {
+  state_.reset();
+#ifdef __GLIBC__
+  malloc_trim(0);  // the models are most of what the program holds
+#endif
 }
 
 void NeuralFaceDetector::tune(const FaceTuning& tuning) {

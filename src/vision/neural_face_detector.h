@@ -34,6 +34,7 @@ class NeuralFaceDetector final : public FaceDetector {
   [[nodiscard]] std::optional<FaceDetectorError> prepare() override;
   [[nodiscard]] std::optional<FaceDetections> detect(const Frame& frame, std::int64_t timestampMs) override;
   void restartTracking() override;
+  void release() override;
   void tune(const FaceTuning& tuning) override;
 
  private:

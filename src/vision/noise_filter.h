@@ -17,6 +17,9 @@ namespace sentrel::vision {
 class NoiseFilter {
  public:
   NoiseFilter();
+  ~NoiseFilter() { restart(); }
+  NoiseFilter(const NoiseFilter&) = delete;
+  NoiseFilter& operator=(const NoiseFilter&) = delete;
 
   /// `frame` itself, or its quieter copy, which is valid until the next call.
   [[nodiscard]] const Frame& steady(const Frame& frame);

@@ -38,6 +38,7 @@ class LoggedDetector final : public FaceDetector {
     return detections;
   }
   void restartTracking() override { detector_->restartTracking(); }
+  void release() override { detector_->release(); }
   void tune(const FaceTuning& tuning) override { detector_->tune(tuning); }
 
   [[nodiscard]] std::vector<std::int64_t> analysedMs() const {

@@ -33,6 +33,7 @@ class ScriptedDetector final : public FaceDetector {
     return next;
   }
   void restartTracking() override { ++restarts; }
+  void release() override {}
   void tune(const FaceTuning& tuning) override { tunings.push_back(tuning); }
 };
 
