@@ -10,7 +10,7 @@ namespace {
 
 // Motion is told from noise by the means of blocks of pixels.
 constexpr int block = 4;
-constexpr std::size_t blockBytes = block * 4;
+constexpr std::size_t blockBytes = std::size_t{block} * 4;
 constexpr int meanBits = 7;
 // A block moves when its mean steps by more than this; in the dark by as much less as everything is darker.
 constexpr int movedLevel = 10;
@@ -46,7 +46,7 @@ struct Block {
       }
     }
     // A quarter of the bytes are no colours: they neither step nor tell about light.
-    const int pixels = static_cast<int>(lines * width) / 4;
+    const int pixels = std::max(1, static_cast<int>(lines * width) / 4);
     const int brightness = std::max(0, light - 255 * pixels) / (3 * pixels);
     const int allowed = std::min(movedLevel, movedLevelInTheDark + brightness / brightnessPerLevel);
     const int share = std::abs(step) > (allowed * 3 * pixels << meanBits) ? fullShare : newShare;
