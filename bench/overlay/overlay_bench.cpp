@@ -3,6 +3,7 @@
 // sentrel-bench-overlay x11|wayland [seconds]: prints what the overlay costs on a private desktop, through
 // the real manager, its flash and the real back end, as lines "name value". Processor time is that of this
 // process, in percent of one core, over runs of this many seconds, 30 unless told; durations are medians.
+#include <sys/mman.h>
 #include <sys/resource.h>
 
 #include <QEventLoop>
@@ -27,6 +28,7 @@
 #include "linux/desktop/system_clock.h"
 #include "linux/overlay/create_overlay_backend.h"
 #include "linux/overlay/painter/retro_painter.h"
+#include "linux/overlay/painter/scene_painter.h"
 #include "overlay/overlay_window_manager.h"
 #include "overlay/retro_crop.h"
 #include "overlay/retro_pip_manager.h"
@@ -107,6 +109,24 @@ void measurePicture(const std::string& name, double scale, const std::optional<N
     copyGrey(*frame, retroCrop(frame->width(), frame->height(), face), picture);
     painter.paint(&picture, pixels);
     times.push_back(1000 * (cpuSeconds() - begin));
+  }
+  print(name, median(times));
+}
+
+/// Painting the stripes and the veil of a whole screen.
+void measureStripes(const std::string& name, int width, int height) {
+  const OverlayScene scene{.stripes = StripePattern{11.3137, 0x000000, 0.42, 0.75}, .veilAlpha = 0.7};
+  const std::size_t bytes = static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4;
+  std::vector<double> times;
+  for (int i = 0; i < repetitions; ++i) {
+    const double begin = cpuSeconds();
+    // Fresh memory each time, as the buffer shared with the server is.
+    void* memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) throw std::runtime_error("there is not enough memory for a picture");
+    ScenePainter(scene, width, height, 1)
+        .paint(width, height, {static_cast<std::uint32_t*>(memory), bytes / 4});
+    times.push_back(1000 * (cpuSeconds() - begin));
+    munmap(memory, bytes);
   }
   print(name, median(times));
 }
@@ -240,7 +260,8 @@ void measure(const std::string& desktop, double seconds) {
     bench.measureMemory(prefix + "1080p");
     bench.measureStateChange(prefix + "1080p_change_ms");
     bench.measureCpu(prefix + "1080p_static_cpu", seconds, false, false);
-    bench.measureCpu(prefix + "1080p_flashing_cpu", seconds, true, false);
+    bench.measureCpu(wayland ? prefix + "1080p_flashing_cpu" : "cpu_percent_overlay_flash_1080p", seconds,
+                     true, false);
     bench.measureCpu(prefix + "1080p_flashing_with_picture_cpu", seconds, true, true);
     bench.measureNewOutput(prefix + "new_output_ms");
   }
@@ -264,6 +285,8 @@ int main(int argc, char** argv) {
   qputenv("QT_QPA_PLATFORM", "offscreen");
   try {
     const QGuiApplication application(argc, argv);
+    measureStripes("ms_stripes_1080p", 1920, 1080);
+    measureStripes("ms_stripes_2160p", 3840, 2160);
     measurePicture("picture_frame_ms", 1, distantFace);
     measurePicture("picture_whole_frame_2x_ms", 2, {});
     measure(desktop, seconds);
