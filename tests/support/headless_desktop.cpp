@@ -129,17 +129,20 @@ class HeadlessDesktop::XProbe {
     return window != XCB_NONE && checkWindow(window) == window;
   }
 
-  /// Asks the owner of a window whose name ends so to close it, as the button of its frame would.
-  void askToClose(const std::string& name) const {
+  /// Asks the owner of a window whose name ends so to close it, as the button of its frame would. False when
+  /// there is none.
+  [[nodiscard]] bool askToClose(const std::string& name) const {
     xcb_client_message_event_t message{};
     message.response_type = XCB_CLIENT_MESSAGE;
     message.format = 32;
     message.window = windowNamed(name);
+    if (message.window == XCB_NONE) return false;
     message.type = atom("WM_PROTOCOLS");
     message.data.data32[0] = atom("WM_DELETE_WINDOW");
     xcb_send_event(connection_.get(), 0, message.window, XCB_EVENT_MASK_NO_EVENT,
                    reinterpret_cast<const char*>(&message));
     xcb_flush(connection_.get());
+    return true;
   }
 
  private:
@@ -171,7 +174,7 @@ class HeadlessDesktop::XProbe {
                                    static_cast<std::size_t>(xcb_get_property_value_length(reply.get())));
       if (found.ends_with(name)) return window;
     }
-    throw std::runtime_error("no window is named " + name);
+    return XCB_NONE;
   }
 
   [[nodiscard]] xcb_window_t checkWindow(xcb_window_t window) const {
@@ -439,7 +442,9 @@ void HeadlessDesktop::killSway() {
 }
 
 void HeadlessDesktop::removeOutput(const std::string& name) {
-  probe_->askToClose(name);
+  if (!waitUntil([&] { return probe_->askToClose(name); }, readyLimit)) {
+    throw std::runtime_error("there is no output " + name);
+  }
 }
 
 bool HeadlessDesktop::hasNode(const std::string& nodeName) {
