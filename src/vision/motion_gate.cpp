@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <numeric>
 
 namespace sentrel::vision {
 namespace {
@@ -11,8 +12,9 @@ namespace {
 constexpr int fieldWidth = 640;
 constexpr int fieldHeight = 480;
 constexpr int cell = 4;
-// Well above what a camera's noise leaves of a mean over 16 pixels. In the dark, steps are as much smaller as
-// everything is.
+// Well above what a camera's noise leaves of a mean over 16 pixels. In a dark picture, steps are as much
+// smaller as everything is.
+constexpr int darkLevel = 48;
 constexpr int changedLevel = 10;
 constexpr int changedLevelInTheDark = 2;
 constexpr int brightnessPerLevel = 8;
@@ -21,6 +23,10 @@ constexpr int changedCells = 6;
 // What stands still is scanned again after this time, for whatever the first look missed.
 constexpr std::int64_t rescanTileMs = 2000;
 constexpr std::int64_t rescanWholeMs = 1000;
+// How much sooner than a tile that only waits for its turn comes one where something moves, or one that was
+// never scanned.
+constexpr std::int64_t movedUrgency = 8;
+constexpr std::int64_t unseenUrgency = 4;
 
 }  // namespace
 
@@ -32,6 +38,7 @@ double fieldScale(const Frame& frame) {
 void MotionGate::restart() {
   for (Scan& scan : scans_) scan.done = false;
   whole_.done = false;
+  beganMs_.reset();
 }
 
 void MotionGate::shrink(const Frame& frame) {
@@ -86,7 +93,8 @@ bool MotionGate::changed(const Scan& scan, const Area& area) const {
       const int now = now_[i];
       const int seen = scan.seen[i];
       const int allowed =
-          std::min(changedLevel, changedLevelInTheDark + std::max(now, seen) / brightnessPerLevel);
+          dark_ ? std::min(changedLevel, changedLevelInTheDark + std::max(now, seen) / brightnessPerLevel)
+                : changedLevel;
       count += std::abs(now - seen) > allowed ? 1 : 0;
     }
   });
@@ -109,6 +117,8 @@ bool MotionGate::olderThan(const Scan& scan, std::int64_t ms) const {
 void MotionGate::observe(const Frame& frame, std::int64_t timestampMs) {
   shrink(frame);
   nowMs_ = timestampMs;
+  if (!beganMs_ || *beganMs_ > nowMs_) beganMs_ = nowMs_;
+  dark_ = std::accumulate(now_.begin(), now_.end(), 0) < darkLevel * static_cast<int>(now_.size());
 }
 
 bool MotionGate::takeWhole(bool wanted) {
@@ -119,23 +129,22 @@ bool MotionGate::takeWhole(bool wanted) {
   return true;
 }
 
+std::int64_t MotionGate::urgency(std::size_t tile) const {
+  const Scan& scan = scans_[tile];
+  if (!scan.done) return unseenUrgency * (nowMs_ - *beganMs_ + 1);
+  const std::int64_t age = std::abs(nowMs_ - scan.timestampMs);
+  if (changed(scan, areaOf(tiles[tile]))) return movedUrgency * age;
+  return olderThan(scan, rescanTileMs) ? age : 0;
+}
+
 std::optional<std::size_t> MotionGate::takeTile() {
   std::optional<std::size_t> best;
-  int bestRank = 0;
+  std::int64_t most = 0;
   for (std::size_t tile = 0; tile < tiles.size(); ++tile) {
-    const Scan& scan = scans_[tile];
-    int rank = 0;
-    if (!scan.done) {
-      rank = 2;
-    } else if (changed(scan, areaOf(tiles[tile]))) {
-      rank = 3;
-    } else if (olderThan(scan, rescanTileMs)) {
-      rank = 1;
-    }
-    if (rank == 0 || rank < bestRank) continue;
-    if (best && rank == bestRank && scans_[*best].timestampMs <= scan.timestampMs) continue;
+    const std::int64_t urgent = urgency(tile);
+    if (urgent <= most) continue;
     best = tile;
-    bestRank = rank;
+    most = urgent;
   }
   if (best) take(scans_[*best], areaOf(tiles[*best]));
   return best;

@@ -34,8 +34,8 @@ class MotionGate {
   /// Takes in a frame, of the size of the last one unless restarted.
   void observe(const Frame& frame, std::int64_t timestampMs);
 
-  /// The number of the tile of the observed frame to scan at full resolution, or none: of those that are due
-  /// the longest unscanned. It counts as scanned.
+  /// The number of the tile of the observed frame to scan at full resolution, or none. It counts as scanned.
+  /// Tiles where something moves come first, but however much moves there, the others have their turn.
   [[nodiscard]] std::optional<std::size_t> takeTile();
 
   /// Whether the observed frame as a whole is due for a coarse scan, or `wanted` for another reason. Then it
@@ -68,11 +68,14 @@ class MotionGate {
   [[nodiscard]] bool changed(const Scan& scan, const Area& area) const;
   void take(Scan& scan, const Area& area);
   [[nodiscard]] bool olderThan(const Scan& scan, std::int64_t ms) const;
+  [[nodiscard]] std::int64_t urgency(std::size_t tile) const;
   template <class Visit>
   static void forEachRow(const Area& area, Visit visit);
 
   Thumbnail now_{};
   std::int64_t nowMs_ = 0;
+  std::optional<std::int64_t> beganMs_;
+  bool dark_ = false;
   std::array<Scan, tiles.size()> scans_;
   Scan whole_;
 };

@@ -105,6 +105,20 @@ TEST_F(MotionGateTest, motionComesBeforeWhatWasNeverScanned) {
   EXPECT_EQ(next(), std::size_t{0});
 }
 
+TEST_F(MotionGateTest, aPlaceThatAlwaysMovesDoesNotKeepTheOthersFromTheirTurn) {
+  std::set<std::size_t> scanned;
+  int moving = 0;
+  for (int i = 0; i < 40; ++i) {
+    paint(20, 20, 20, i % 2 == 0 ? 200 : 50);  // in the first tile alone
+    const auto tile = next();
+    ASSERT_TRUE(tile);
+    if (i >= 20) scanned.insert(*tile);  // everything was scanned once before
+    moving += *tile == 0 ? 1 : 0;
+  }
+  EXPECT_EQ(scanned.size(), tiles.size());
+  EXPECT_GE(moving, 15);
+}
+
 TEST_F(MotionGateTest, takesFramesOfAnySize) {
   settle();
   for (const auto& [width, height] : {std::pair{1, 1}, {1280, 720}, {480, 640}, {3, 2000}}) {
