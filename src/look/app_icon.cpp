@@ -7,6 +7,7 @@
 #include <QPainterPath>
 #include <QPixmap>
 #include <QRadialGradient>
+#include <cmath>
 
 namespace sentrel {
 
@@ -30,7 +31,9 @@ void paintStripes(QPainter& painter) {
   fade.setColorAt(0, QColor(0x0B, 0x0E, 0x2E, 0));
   fade.setColorAt(1, QColor(0x0B, 0x0E, 0x2E, qRound(0.42 * 255)));
   QPainterPath stripes;
-  for (double x = 128; x < 2 * units; x += stripePeriod) {
+  const int count = static_cast<int>(std::ceil((2 * units - 128) / stripePeriod));
+  for (int i = 0; i < count; ++i) {
+    const double x = 128 + i * stripePeriod;
     // From the top edge down to the left at 45 degrees, half a period wide.
     stripes.addPolygon(
         QPolygonF({{x, 16}, {x + stripePeriod / 2, 16}, {x + stripePeriod / 2 - 224, 240}, {x - 224, 240}}));

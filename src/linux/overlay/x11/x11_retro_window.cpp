@@ -40,9 +40,9 @@ void X11RetroWindow::setBlink(BlinkLevel level) {
 
 void X11RetroWindow::paintDot(BlinkLevel level) {
   const QRect& place = painter_.dotPlace();
-  const auto* first =
-      reinterpret_cast<const uchar*>(pixels_.data() + place.y() * painter_.width() + place.x());
-  const QImage below(first, place.width(), place.height(), painter_.width() * 4, QImage::Format_RGB32);
+  const std::ptrdiff_t width = painter_.width();
+  const auto* first = reinterpret_cast<const uchar*>(pixels_.data() + place.y() * width + place.x());
+  const QImage below(first, place.width(), place.height(), width * 4, QImage::Format_RGB32);
   QImage patch = below.copy();
   QPainter(&patch).drawImage(0, 0, painter_.dot(level));
   connection_.putImage(pixmap_, window_.visual().depth, {place.x(), place.y(), place.width(), place.height()},
