@@ -18,14 +18,15 @@ build_packages=(
 )
 run_packages=(
   pipewire wireplumber
-  fonts-inter fonts-jetbrains-mono fonts-dejavu-core
+  qt6-wayland
+  fonts-inter fonts-jetbrains-mono fonts-dejavu-core fonts-quicksand
 )
 # The demonstration and the tests run on a private desktop with a virtual camera.
 test_packages=(
   libgtest-dev libgmock-dev libbenchmark-dev libopencv-dnn-dev
   dbus-daemon dbus-bin python3-dbusmock dunst feedbackd
   xvfb openbox picom x11-utils x11-xserver-utils xdotool imagemagick
-  sway swaybg grim wev qt6-wayland
+  sway swaybg grim wev
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-pipewire
 )
 check_packages=(clang-tidy clang-format reuse shellcheck qemu-user)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "app/app_delegate.h"
 
+#include <QScreen>
 #include <string>
 #include <utility>
 
@@ -31,7 +32,38 @@ void AppDelegate::applicationDidFinishLaunching() {
   actions_ = parts_.bus.actionActivated.connect([this](const QString& action) { performAction(action); });
   chosen_ = Platform::current().notifications->chosen.connect(
       [this](const std::string&) { show(&ProgramWindows::showPopover); });
+  if (parts_.windows) {
+    // Without its leave the camera stays closed, and a start waits for it.
+    asked_ = parts_.consent->asked.connect([this] { showOnboarding(); });
+    if (!parts_.consent->isGiven()) showOnboarding();
+  }
   service_->start();
+}
+
+void AppDelegate::showOnboarding() {
+  if (!onboardingWindow) {
+    const Platform& platform = Platform::current();
+    onboardingWindow = new OnboardingView({.consent = parts_.consent,
+                                           .camera = AVCaptureManager::shared(),
+                                           .service = service_,
+                                           .notifications = platform.notifications,
+                                           .settingsRepo = SettingsRepository::shared(),
+                                           .loginItem = platform.loginItem,
+                                           .defaults = platform.userDefaults,
+                                           .newCalibration = [] { return CalibrationSession::create(); },
+                                           .isPresented =
+                                               [this](bool shown) {
+                                                 if (!shown && onboardingWindow) onboardingWindow->close();
+                                               }});
+    onboardingWindow->setAttribute(Qt::WA_DeleteOnClose);
+    onboardingWindow->setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                                     Qt::WindowCloseButtonHint | Qt::WindowStaysOnTopHint);
+    const QRect screen = onboardingWindow->screen()->availableGeometry();
+    onboardingWindow->move(screen.center() - onboardingWindow->rect().center());
+    onboardingWindow->show();
+  }
+  onboardingWindow->raise();
+  onboardingWindow->activateWindow();
 }
 
 void AppDelegate::tellTheBus() {

@@ -1,16 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <QPointer>
 #include <QString>
 #include <functional>
 #include <memory>
 
 #include "app/program_bus.h"
 #include "app/program_windows.h"
+#include "platform/camera_consent.h"
 #include "platform/overlay_surface.h"
 #include "service/camera_choice.h"
 #include "service/privacy_filter_service.h"
 #include "support/registration.h"
+#include "views/onboarding_view.h"
 
 namespace sentrel {
 
@@ -20,7 +23,8 @@ class AppDelegate {
   struct Parts {
     ProgramBus& bus;
     std::unique_ptr<ProgramWindows> windows;  ///< null where there are none
-    std::function<void()> quit;               ///< ends the event loop
+    std::shared_ptr<CameraConsent> consent;
+    std::function<void()> quit;  ///< ends the event loop
   };
 
   explicit AppDelegate(Parts parts);
@@ -29,6 +33,7 @@ class AppDelegate {
   void applicationWillTerminate();
 
  private:
+  void showOnboarding();
   void tellTheBus();
   void tellThePerson();
   void performAction(const QString& action);
@@ -36,8 +41,10 @@ class AppDelegate {
   void show(void (ProgramWindows::*window)());
 
   const Parts parts_;
+  QPointer<OnboardingView> onboardingWindow;
   std::unique_ptr<CameraChoice> cameraChoice_;
   std::shared_ptr<PrivacyFilterService> service_;
+  Registration asked_;
   Registration activated_;
   Registration actions_;
   Registration chosen_;

@@ -2,7 +2,8 @@
 #include "app/sentrel_mac_app.h"
 
 #include <QElapsedTimer>
-#include <array>
+#include <QFileInfo>
+#include <QPalette>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -10,7 +11,10 @@
 #include <thread>
 #include <utility>
 
+#include "app/build_options.h"
 #include "app/failure_report.h"
+#include "app/menu_bar_controller.h"
+#include "app/qt_arguments.h"
 #include "linux/camera/pipewire_capture_session.h"
 #include "linux/desktop/autostart_login_item.h"
 #include "linux/desktop/desktop_key_monitor.h"
@@ -20,10 +24,13 @@
 #include "linux/desktop/system_clock.h"
 #include "linux/desktop/upower_power_source.h"
 #include "linux/overlay/create_overlay_backend.h"
+#include "look/app_icon.h"
 #include "look/texts.h"
 #include "overlay/overlay_window_manager.h"
 #include "overlay/retro_pip_manager.h"
 #include "platform/platform.h"
+#include "settings/settings_key.h"
+#include "views/theme.h"
 #include "vision/model_folder.h"
 #include "vision/neural_face_detector.h"
 
@@ -35,19 +42,17 @@ constexpr qint64 lastTurnsMs = 200;
 constexpr std::chrono::seconds storePatience{1};
 constexpr std::chrono::seconds lastPatience{2};
 
-/// The overlay has its own connection to the display and outlives its loss, which a Qt platform that is
-/// connected to the display would not let us: without windows, Qt only paints into memory for us. Qt keeps
-/// references to its arguments for as long as it lives.
-struct WindowlessArguments {
-  explicit WindowlessArguments(char* program) : values{program, option.data(), name.data(), nullptr} {}
-  std::string option = "-platform";
-  std::string name = "offscreen";
-  std::array<char*, 4> values;
-  int count = 3;
-};
+/// Where there is no session bus, the bus library would start one of its own, in which nobody could find us.
+void refuseOwnBus() {
+  const QString folder = qEnvironmentVariable("XDG_RUNTIME_DIR");
+  const bool found = qEnvironmentVariableIsSet("DBUS_SESSION_BUS_ADDRESS") ||
+                     (!folder.isEmpty() && QFileInfo::exists(folder + QStringLiteral("/bus")));
+  if (!found) qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
+}
 
-WindowlessArguments& windowlessArguments(char* program) {
-  static WindowlessArguments arguments(program);
+QtArguments& qtArguments(char* program) {
+  refuseOwnBus();
+  static QtArguments arguments(program);
   return arguments;
 }
 
@@ -60,15 +65,34 @@ void boundTheEnd(int code) {
   }).detach();
 }
 
+/// Where the desktop tells nothing of colours, its palette does. On X11 the size of text is in the scale of
+/// the whole display.
+Theme::Look lookOf(const Appearance& appearance) {
+  const bool darkPalette = QGuiApplication::palette().color(QPalette::Window).lightnessF() < 0.5F;
+  const bool x11 = QGuiApplication::platformName() == QLatin1String("xcb");
+  return {
+      .scheme = appearance.dark.value_or(darkPalette) ? AppColors::Scheme::dark : AppColors::Scheme::light,
+      .contrast = appearance.highContrast ? AppColors::Contrast::high : AppColors::Contrast::normal,
+      .reducedMotion = appearance.reducedMotion,
+      .textScale = x11 ? 1 : appearance.textScale.value_or(1)};
+}
+
+bool showsWindows() {
+  return QGuiApplication::platformName() != QLatin1String("offscreen");
+}
+
 }  // namespace
 
 SentrelMacApp::SentrelMacApp(char** argv)
-    : application_(windowlessArguments(argv[0]).count, windowlessArguments(argv[0]).values.data()),
+    : application_(qtArguments(argv[0]).count(), qtArguments(argv[0]).values()),
       mainLoop_(std::make_shared<QtMainLoop>()),
       bus_(mainLoop_) {
   QGuiApplication::setApplicationName(QStringLiteral("sentrel"));
   QGuiApplication::setDesktopFileName(QStringLiteral("expert.mardeck.sentrel"));
+  QGuiApplication::setApplicationVersion(QStringLiteral(SENTREL_VERSION));
   QGuiApplication::setQuitOnLastWindowClosed(false);
+  QApplication::setStyle(QStringLiteral("fusion"));  // under our own paint, the same everywhere
+  QGuiApplication::setWindowIcon(appIcon());
   signals_.watch([this] { quit(); });
 }
 
@@ -76,7 +100,7 @@ SentrelMacApp::~SentrelMacApp() = default;
 
 int SentrelMacApp::run() {
   bus_.claimName([this](InstanceRole role) { begin(role); });
-  const int code = QGuiApplication::exec();
+  const int code = QApplication::exec();
   if (appDelegate) end();
   boundTheEnd(code);
   bus_.close();  // while what carries its connections still lives
@@ -97,9 +121,16 @@ void SentrelMacApp::begin(InstanceRole role) {
     if (damaged) reportFailure("error_settings_damaged");
   });
   screens_->follow(SettingsRepository::shared());
-  appDelegate = std::make_unique<AppDelegate>(
-      AppDelegate::Parts{.bus = bus_, .windows = nullptr, .quit = [this] { quit(); }});
+  std::unique_ptr<ProgramWindows> windows;
+  if (showsWindows()) {
+    windows = std::make_unique<MenuBarController>(MenuBarController::Actions{
+        .start = [] { PrivacyFilterService::shared()->start(); }, .quit = [this] { quit(); }});
+  }
+  appDelegate = std::make_unique<AppDelegate>(AppDelegate::Parts{
+      .bus = bus_, .windows = std::move(windows), .consent = consent_, .quit = [this] { quit(); }});
   appDelegate->applicationDidFinishLaunching();
+  // The last thing that is registered for the end: everything else is there by now.
+  orderlyExit_ = std::make_unique<OrderlyExit>([defaults = defaults_] { defaults->flush(storePatience); });
 }
 
 void SentrelMacApp::installPlatform() {
@@ -110,13 +141,17 @@ void SentrelMacApp::installPlatform() {
   platform.clock = std::make_shared<SystemClock>();
   platform.cameraQueue = std::make_shared<SerialQueue>("com.mardeck.sentrel.camera");
   platform.analysisQueue = std::make_shared<SerialQueue>("com.mardeck.sentrel.vision");
-  platform.captureSession = std::make_shared<PipeWireCaptureSession>(mainLoop_, platform.cameraQueue);
   platform.faceDetector = std::make_shared<vision::NeuralFaceDetector>(vision::modelFolder());
   screens_ = std::make_shared<CoveredScreens>(createOverlayBackend(*mainLoop_));
   platform.overlayBackend = screens_;
   defaults_ = std::make_shared<DefaultsFile>(DefaultsFile::personalPath(), mainLoop_,
                                              std::make_shared<SerialQueue>("com.mardeck.sentrel.store"));
   platform.userDefaults = defaults_;
+  // Nobody can be asked without windows, and nothing is covered there either.
+  const bool agreed = defaults_->value(rawValue(SettingsKey::hasCompletedOnboarding)) == DefaultsValue(true);
+  consent_ = std::make_shared<CameraConsent>(agreed || !showsWindows());
+  platform.captureSession =
+      std::make_shared<PipeWireCaptureSession>(mainLoop_, platform.cameraQueue, consent_);
   platform.loginItem = std::make_shared<AutostartLoginItem>();
   platform.notifications = std::make_shared<DesktopNotifications>(mainLoop_, buses);
   platform.haptics = std::make_shared<FeedbackdHaptics>(buses);
@@ -130,14 +165,16 @@ void SentrelMacApp::installPlatform() {
                                .description = text(QStringLiteral("tray_disable")).toStdString()});
   platform.localizedText = [](std::string_view key) { return text(QString::fromUtf8(key)).toStdString(); };
   Platform::install(std::move(platform));
-  motion_ = std::make_unique<DesktopMotion>(mainLoop_, buses);
-  reducedMotion_ = motion_->reduced().subscribe([](bool reduced) {
-    OverlayWindowManager::shared()->reducedMotion = reduced;
-    RetroPiPManager::shared()->reducedMotion = reduced;
+  appearance_ = std::make_unique<DesktopAppearance>(mainLoop_, buses);
+  looks_ = appearance_->appearance().subscribe([](const Appearance& appearance) {
+    OverlayWindowManager::shared()->reducedMotion = appearance.reducedMotion;
+    RetroPiPManager::shared()->reducedMotion = appearance.reducedMotion;
+    Theme::shared().setLook(lookOf(appearance));
   });
 }
 
 void SentrelMacApp::end() {
+  orderlyExit_.reset();
   appDelegate->applicationWillTerminate();
   // What stopping has posted still runs: the covers go, the camera closes, the session is counted.
   QElapsedTimer elapsed;

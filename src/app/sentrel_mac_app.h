@@ -1,21 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <QGuiApplication>
+#include <QApplication>
 #include <memory>
 
 #include "app/app_delegate.h"
+#include "app/orderly_exit.h"
 #include "app/program_bus.h"
 #include "app/signal_watcher.h"
 #include "linux/desktop/defaults_file.h"
-#include "linux/desktop/desktop_motion.h"
+#include "linux/desktop/desktop_appearance.h"
 #include "linux/desktop/qt_main_loop.h"
 #include "service/covered_screens.h"
 
 namespace sentrel {
 
-/// The program: a background accessory without a window of its own. Installs the platform and the delegate
-/// and runs the event loop until somebody ends it. Main thread.
+/// The program: a background accessory whose windows open when they are asked for. Installs the platform and
+/// the delegate and runs the event loop until somebody ends it. Main thread.
 class SentrelMacApp {
  public:
   explicit SentrelMacApp(char** argv);
@@ -31,15 +32,17 @@ class SentrelMacApp {
   void quit();
 
   SignalWatcher signals_;
-  QGuiApplication application_;
+  QApplication application_;
   std::shared_ptr<QtMainLoop> mainLoop_;
   ProgramBus bus_;
   std::shared_ptr<DefaultsFile> defaults_;
   std::shared_ptr<CoveredScreens> screens_;
+  std::shared_ptr<CameraConsent> consent_;
   Registration damaged_;
-  std::unique_ptr<DesktopMotion> motion_;
-  Registration reducedMotion_;
+  std::unique_ptr<DesktopAppearance> appearance_;
+  Registration looks_;
   std::unique_ptr<AppDelegate> appDelegate;
+  std::unique_ptr<OrderlyExit> orderlyExit_;
 };
 
 }  // namespace sentrel

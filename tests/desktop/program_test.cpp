@@ -39,6 +39,9 @@ class ProgramTest : public testing::Test {
  protected:
   ProgramTest() {
     desktop.exportToProcess();  // the camera is played here
+    fs::create_directories(desktop.configFolder() / "sentrel");
+    std::ofstream(desktop.configFolder() / "sentrel" / "defaults.json")
+        << "{\n  \"has_completed_onboarding\": true\n}\n";
     camera.appear();
     desktop.waitForNode("virtual_camera");
     camera.setSource([this](std::int64_t) { return (isWatched ? watched : alone).constBits(); });

@@ -66,6 +66,17 @@ TEST_F(PreferencesTest, EveryControlSavesItsSettingAtOnce) {
   EXPECT_FALSE(control<ValueSlider>("Opacité des bandes")->isEnabled()) << "without the matrix";
 }
 
+TEST_F(PreferencesTest, APickerIsOneStopOfTheTabKeyAndArrowsPick) {
+  open();
+  control<ValueSlider>("Sensibilité")->setFocus();
+  QTest::keyClick(window->focusWidget(), Qt::Key_Tab);
+  QTest::keyClick(window->focusWidget(), Qt::Key_Right);
+  EXPECT_EQ(settings().inattentionDelayMs, 2000);
+  QTest::keyClick(window->focusWidget(), Qt::Key_Tab);
+  QTest::keyClick(window->focusWidget(), Qt::Key_Space);
+  EXPECT_FALSE(settings().glassesCompat);
+}
+
 TEST_F(PreferencesTest, WhatIsOutOfRangeStaysUntilItIsTouched) {
   FilterSettings odd;
   odd.filterStrength = 9;

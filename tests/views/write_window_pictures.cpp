@@ -3,9 +3,12 @@
 // write-window-pictures FOLDER: one picture of every window in every state, light and dark.
 #include <QAbstractButton>
 #include <QApplication>
+#include <QPainter>
+#include <QTest>
 #include <cstdio>
 #include <functional>
 
+#include "look/status_bar_icon.h"
 #include "views/drawn_person.h"
 #include "views/picture_book.h"
 #include "views/popover_window.h"
@@ -62,6 +65,11 @@ void popovers(PictureBook& book) {
   popover(book, "03-popover-camerabusy", [on](ViewRoom& room) {
     on(room);
     room.interruptCamera();
+  });
+  popover(book, "03-popover-paused", [on](ViewRoom& room) {
+    on(room);
+    room.desktop.session->observer.tell(SessionEvent::screenIsLocked);
+    room.room.settle();
   });
   popover(book, "09-statistics", counted, statistics);
   popover(book, "09-statistics-confirm", counted, [statistics](PopoverWindow& window) {
@@ -133,8 +141,69 @@ void onboarding(PictureBook& book) {
   book.add("08-onboarding-4-calibrated", window);
 }
 
+/// What large text and high contrast make of the windows.
+void extremes(PictureBook& book) {
+  const auto watched = [](ViewRoom& room) {
+    room.start();
+    room.see(room.watched, 1500);
+  };
+  const auto on = [](ViewRoom& room) {
+    room.start();
+    room.see(room.alone, 500);
+  };
+  book.setLook({.textScale = 2});
+  popover(book, "03-popover-text200", watched);
+  {
+    ViewRoom room;
+    PreferencesView window(room.preferencesParts());
+    book.add("04-preferences-text200", window);
+    press(window, "Calibrer…");
+    book.add("07-calibration-text200", window);
+    OnboardingView first(room.onboardingParts());
+    book.add("08-onboarding-text200", first);
+  }
+  for (const auto scheme : {AppColors::Scheme::light, AppColors::Scheme::dark}) {
+    book.setLook({.scheme = scheme, .contrast = AppColors::Contrast::high});
+    popover(book, "03-popover-highcontrast", on, [](PopoverWindow& window) {
+      for (int i = 0; i < 2; ++i) QTest::keyClick(window.focusWidget(), Qt::Key_Tab);
+    });
+    ViewRoom room;
+    PreferencesView window(room.preferencesParts());
+    book.add("05-preferences-highcontrast", window);
+  }
+}
+
+/// The eye in the panel, on light and dark.
+class IconSheet final : public QWidget {
+ public:
+  IconSheet() { setFixedSize(560, 240); }
+
+ protected:
+  void paintEvent(QPaintEvent* /*event*/) override {
+    QPainter painter(this);
+    for (const bool dark : {false, true}) {
+      const QColor ground = dark ? QColor(0x16, 0x17, 0x1D) : QColor(0xF6, 0xF6, 0xF8);
+      painter.fillRect(dark ? 280 : 0, 0, 280, 240, ground);
+      int y = 20;
+      for (const auto state : {StatusBarIcon::IconState::nominal, StatusBarIcon::IconState::inactive,
+                               StatusBarIcon::IconState::alert, StatusBarIcon::IconState::paused}) {
+        int x = dark ? 300 : 20;
+        for (const int size : {16, 18, 22, 24, 32, 48}) {
+          StatusBarIcon::paint(painter, QRectF(x, y + (48 - size) / 2.0, size, size), state,
+                               StatusBarIcon::labelOn(ground));
+          x += size + 14;
+        }
+        y += 52;
+      }
+    }
+  }
+};
+
 int writePictures(const QString& folder) {
   PictureBook book(folder);
+  IconSheet icons;
+  book.addNamed("15-status-icon-sheet.png", icons, 0);
+  extremes(book);
   for (const Theme::Look& look : {light, dark}) {
     book.setLook(look);
     popovers(book);

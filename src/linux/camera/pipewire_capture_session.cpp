@@ -8,9 +8,11 @@
 namespace sentrel {
 
 PipeWireCaptureSession::PipeWireCaptureSession(std::shared_ptr<MainLoop> mainLoop,
-                                               std::shared_ptr<SerialQueue> cameraQueue)
+                                               std::shared_ptr<SerialQueue> cameraQueue,
+                                               std::shared_ptr<CameraConsent> consent)
     : mainLoop_(std::move(mainLoop)),
       cameraQueue_(std::move(cameraQueue)),
+      consent_(std::move(consent)),
       self_(std::make_shared<PipeWireCaptureSession*>(this)) {
   engine_ = std::make_shared<CaptureEngine>(
       cameraQueue_,
@@ -36,12 +38,20 @@ std::function<void()> PipeWireCaptureSession::emitter(Signal<> CaptureSession::*
 }
 
 AuthorizationStatus PipeWireCaptureSession::authorizationStatus() const {
+  if (consent_ && !consent_->isGiven()) return AuthorizationStatus::notDetermined;
   return mayReadVideoDevices() ? AuthorizationStatus::authorized : AuthorizationStatus::denied;
 }
 
 void PipeWireCaptureSession::requestAccess(std::function<void(bool granted)> answer) {
-  const bool granted = authorizationStatus() == AuthorizationStatus::authorized;
-  mainLoop_->post([answer = std::move(answer), granted] { answer(granted); });
+  auto tell = [loop = mainLoop_, answer = std::move(answer)](bool given) {
+    const bool granted = given && mayReadVideoDevices();
+    loop->post([answer, granted] { answer(granted); });
+  };
+  if (consent_) {
+    consent_->request(std::move(tell));
+  } else {
+    tell(true);
+  }
 }
 
 void PipeWireCaptureSession::awaitDevices(std::chrono::milliseconds timeout) {

@@ -5,6 +5,7 @@
 
 #include "linux/camera/capture_counters.h"
 #include "linux/camera/capture_engine.h"
+#include "platform/camera_consent.h"
 #include "platform/capture_session.h"
 #include "support/main_loop.h"
 #include "support/serial_queue.h"
@@ -15,7 +16,9 @@ namespace sentrel {
 /// picture is cut to its shape about the centre and scaled. Made and destroyed on the main thread.
 class PipeWireCaptureSession final : public CaptureSession {
  public:
-  PipeWireCaptureSession(std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<SerialQueue> cameraQueue);
+  /// Without `consent` the person is not asked.
+  PipeWireCaptureSession(std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<SerialQueue> cameraQueue,
+                         std::shared_ptr<CameraConsent> consent = nullptr);
   /// Closes the camera and returns once its thread has ended.
   ~PipeWireCaptureSession() override;
   PipeWireCaptureSession(const PipeWireCaptureSession&) = delete;
@@ -57,6 +60,7 @@ class PipeWireCaptureSession final : public CaptureSession {
 
   std::shared_ptr<MainLoop> mainLoop_;
   std::shared_ptr<SerialQueue> cameraQueue_;
+  std::shared_ptr<CameraConsent> consent_;
   std::shared_ptr<PipeWireCaptureSession*> self_;  // what posted tasks hold weakly
   std::shared_ptr<CaptureEngine> engine_;
 

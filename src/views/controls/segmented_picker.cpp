@@ -110,7 +110,13 @@ void SegmentedPicker::placeSegments() {
 }
 
 void SegmentedPicker::movePill() {
-  if (const auto* taken = group_.checkedButton()) pill_.glideTo(taken->x());
+  if (auto* taken = group_.checkedButton()) {
+    pill_.glideTo(taken->x());
+    // One stop for the Tab key, where the arrows begin.
+    for (auto* segment : group_.buttons()) {
+      segment->setFocusPolicy(segment == taken ? Qt::StrongFocus : Qt::ClickFocus);
+    }
+  }
   update();
 }
 

@@ -13,8 +13,8 @@
 #include <optional>
 
 #include "linux/desktop/bus_listener.h"
+#include "linux/desktop/desktop_appearance.h"
 #include "linux/desktop/desktop_key_monitor.h"
-#include "linux/desktop/desktop_motion.h"
 #include "linux/desktop/desktop_notifications.h"
 #include "linux/desktop/desktop_session_events.h"
 #include "linux/desktop/event_desk.h"
@@ -205,18 +205,19 @@ TEST_F(HapticsTest, AreAskedOfWhoeverServesThem) {
   })) << feedbackd.output();
 }
 
-using MotionTest = EventDesk;
+using AppearanceTest = EventDesk;
 
-TEST_F(MotionTest, FollowsTheWishForLessMovement) {
+TEST_F(AppearanceTest, FollowsWhatThePersonAskedOfTheDesktop) {
   BusDouble portal(desktop, TestBus::session, QStringLiteral("org.freedesktop.portal.Desktop"));
   const auto boxed = [](const QVariant& value) { return QVariant::fromValue(QDBusVariant(value)); };
   portal.answer(QStringLiteral("Read"), [boxed](const QDBusMessage& call) {
     const bool kde = call.arguments().at(0) == QStringLiteral("org.kde.kdeglobals.KDE");
     return QVariantList{boxed(boxed(kde ? QVariant(QStringLiteral("0")) : QVariant(QStringLiteral("lie"))))};
   });
-  const DesktopMotion motion(loop, buses);
-  EXPECT_FALSE(motion.reduced());
-  ASSERT_TRUE(runUntil([&] { return motion.reduced().get(); }));
+  const DesktopAppearance desktopAppearance(loop, buses);
+  const auto looks = [&] { return desktopAppearance.appearance().get(); };
+  EXPECT_EQ(looks(), Appearance{});
+  ASSERT_TRUE(runUntil([&] { return looks().reducedMotion; }));
   const auto change = [&](const char* space, const char* key, const QVariant& value) {
     portal.emitSignal(QStringLiteral("/org/freedesktop/portal/desktop"),
                       QStringLiteral("org.freedesktop.portal.Settings"), QStringLiteral("SettingChanged"),
@@ -224,13 +225,21 @@ TEST_F(MotionTest, FollowsTheWishForLessMovement) {
   };
   change("org.gnome.desktop.interface", "AnimationDurationFactor", 3);
   change("org.kde.kdeglobals.KDE", "AnimationDurationFactor", 0.5);
-  ASSERT_TRUE(runUntil([&] { return !motion.reduced().get(); }));
+  ASSERT_TRUE(runUntil([&] { return !looks().reducedMotion; }));
   change("org.gnome.desktop.interface", "enable-animations", false);
-  ASSERT_TRUE(runUntil([&] { return motion.reduced().get(); }));
+  ASSERT_TRUE(runUntil([&] { return looks().reducedMotion; }));
   change("org.gnome.desktop.interface", "enable-animations", true);
-  ASSERT_TRUE(runUntil([&] { return !motion.reduced().get(); }));
+  ASSERT_TRUE(runUntil([&] { return !looks().reducedMotion; }));
   change("org.freedesktop.appearance", "reduced-motion", 1U);
-  EXPECT_TRUE(runUntil([&] { return motion.reduced().get(); }));
+  EXPECT_TRUE(runUntil([&] { return looks().reducedMotion; }));
+  change("org.freedesktop.appearance", "contrast", 1U);
+  change("org.gnome.desktop.interface", "text-scaling-factor", 1.5);
+  change("org.freedesktop.appearance", "color-scheme", 1U);
+  const Appearance wanted{.dark = true, .highContrast = true, .reducedMotion = true, .textScale = 1.5};
+  EXPECT_TRUE(runUntil([&] { return looks() == wanted; }));
+  change("org.gnome.desktop.interface", "text-scaling-factor", -1.0);
+  change("org.freedesktop.appearance", "color-scheme", 7U);
+  EXPECT_TRUE(runUntil([&] { return !looks().dark && looks().textScale == 1.5; }));
 }
 
 class KeyMonitorTest : public EventDesk {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "linux/desktop/portal_motion.h"
+#include "linux/desktop/portal_appearance.h"
 
 #include <QDBusVariant>
 #include <algorithm>
@@ -20,10 +20,15 @@ struct Setting {
   QString space;
   QString key;
 };
-const std::array<Setting, 3> settings{
-    Setting{QStringLiteral("org.freedesktop.appearance"), QStringLiteral("reduced-motion")},
-    Setting{QStringLiteral("org.gnome.desktop.interface"), QStringLiteral("enable-animations")},
-    Setting{QStringLiteral("org.kde.kdeglobals.KDE"), QStringLiteral("AnimationDurationFactor")}};
+const auto freedesktop = QStringLiteral("org.freedesktop.appearance");
+const auto gnome = QStringLiteral("org.gnome.desktop.interface");
+const std::array<Setting, 6> settings{
+    Setting{freedesktop, QStringLiteral("reduced-motion")},
+    Setting{gnome, QStringLiteral("enable-animations")},
+    Setting{QStringLiteral("org.kde.kdeglobals.KDE"), QStringLiteral("AnimationDurationFactor")},
+    Setting{freedesktop, QStringLiteral("color-scheme")},
+    Setting{freedesktop, QStringLiteral("contrast")},
+    Setting{gnome, QStringLiteral("text-scaling-factor")}};
 
 /// A setting comes in one envelope or two, by the age of the portal.
 QVariant opened(QVariant value) {
@@ -46,12 +51,12 @@ std::optional<bool> reduces(const QString& key, const QVariant& value) {
 
 }  // namespace
 
-PortalMotion::PortalMotion(BusConnection& sessionBus, std::function<void(bool)> tell)
+PortalAppearance::PortalAppearance(BusConnection& sessionBus, std::function<void(const Appearance&)> tell)
     : tell_(std::move(tell)),
       portal_(sessionBus, QStringLiteral("org.freedesktop.portal.Desktop"),
               {.appeared = [this] { appeared(); }}) {}
 
-void PortalMotion::appeared() {
+void PortalAppearance::appeared() {
   listening_ =
       portal_.listen({path, interface, QStringLiteral("SettingChanged")}, [this](const QDBusMessage& signal) {
         const auto arguments = signal.arguments();
@@ -69,13 +74,28 @@ void PortalMotion::appeared() {
   }
 }
 
-void PortalMotion::learn(const QString& space, const QString& key, const QVariant& value) {
+void PortalAppearance::learn(const QString& space, const QString& key, const QVariant& value) {
   const bool known = std::ranges::any_of(
       settings, [&](const Setting& setting) { return setting.space == space && setting.key == key; });
-  const auto wish = known ? reduces(key, opened(value)) : std::nullopt;
-  if (!wish) return;
-  wishes_[key] = *wish;
-  tell_(std::ranges::any_of(wishes_, [](const auto& entry) { return entry.second; }));
+  if (!known) return;
+  const QVariant content = opened(value);
+  if (const auto wish = reduces(key, content)) {
+    lessMotion_[key] = *wish;
+    appearance_.reducedMotion =
+        std::ranges::any_of(lessMotion_, [](const auto& entry) { return entry.second; });
+  } else if (key == settings[3].key) {
+    // 1 is dark, 2 light, and 0 leaves it to the program.
+    const auto scheme = valueOf<uint>(content);
+    appearance_.dark = scheme == 1U   ? std::optional(true)
+                       : scheme == 2U ? std::optional(false)
+                                      : std::nullopt;
+  } else if (key == settings[4].key) {
+    appearance_.highContrast = valueOf<uint>(content) == 1U;
+  } else if (key == settings[5].key) {
+    const auto scale = valueOf<double>(content);
+    if (scale && *scale > 0) appearance_.textScale = *scale;
+  }
+  tell_(appearance_);
 }
 
 }  // namespace sentrel

@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// views-bench: how long windows take to their first frame, and what they and the moving eye cost, on the
+// display of the session. Prints medians.
+#include <malloc.h>
+#include <sys/resource.h>
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QEvent>
+#include <QTimer>
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "views/popover_window.h"
+#include "views/view_room.h"
+
+namespace sentrel::test {
+namespace {
+
+constexpr int rounds = 15;
+
+/// Notes when a window was painted; once the turn of the event loop is over, its picture was handed over.
+class FirstFrame final : public QObject {
+ public:
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    if (watched->isWidgetType() && event->type() == QEvent::Paint) seen_ = true;
+    return false;
+  }
+  void await() {
+    while (!seen_) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+  }
+
+ private:
+  bool seen_ = false;
+};
+
+double pssMiB() {
+  std::ifstream file("/proc/self/smaps_rollup");
+  for (std::string word; file >> word;) {
+    if (word != "Pss:") continue;
+    double kib = 0;
+    file >> kib;
+    return kib / 1024;
+  }
+  return 0;
+}
+
+double cpuSeconds() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  const auto seconds = [](const timeval& t) {
+    return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) / 1e6;
+  };
+  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+void wait(int ms) {
+  QEventLoop loop;
+  QTimer::singleShot(ms, &loop, &QEventLoop::quit);
+  loop.exec();
+}
+
+void measure(const char* name, const std::function<std::unique_ptr<QWidget>()>& make) {
+  std::vector<double> milliseconds;
+  for (int i = 0; i < rounds; ++i) {
+    QElapsedTimer timer;
+    timer.start();
+    FirstFrame frame;
+    qApp->installEventFilter(&frame);
+    const auto window = make();
+    window->show();
+    frame.await();
+    milliseconds.push_back(static_cast<double>(timer.nsecsElapsed()) / 1e6);
+    wait(100);
+  }
+  std::printf("%-12s first frame: first time %.0f ms, median %.0f ms\n", name, milliseconds.front(),
+              (std::ranges::sort(milliseconds), milliseconds[milliseconds.size() / 2]));
+}
+
+void cost(const char* what, QWidget& window) {
+  window.show();
+  wait(1000);
+  const double before = cpuSeconds();
+  wait(5000);
+  std::printf("%-40s %.1f %% CPU\n", what, (cpuSeconds() - before) / 5 * 100);
+}
+
+int run() {
+  ViewRoom room;
+  wait(200);
+  const double bare = pssMiB();
+  measure("popover", [&] {
+    return std::make_unique<PopoverWindow>(room.popoverParts(), PopoverWindow::Ground::translucent);
+  });
+  measure("preferences", [&] { return std::make_unique<PreferencesView>(room.preferencesParts()); });
+  measure("first run", [&] { return std::make_unique<OnboardingView>(room.onboardingParts()); });
+  wait(500);
+  std::printf("PSS added by all windows once closed: %.1f MiB", pssMiB() - bare);
+  malloc_trim(0);
+  std::printf(", %.1f MiB of them not given back by the allocator\n", pssMiB() - bare);
+  {
+    PreferencesView preferences(room.preferencesParts());
+    cost("preferences, still", preferences);
+    preferences.close();
+    PopoverWindow popover(room.popoverParts(), PopoverWindow::Ground::translucent);
+    popover.setAttribute(Qt::WA_DeleteOnClose, false);
+    cost("popover, still", popover);
+    room.start();
+    room.see(room.alone, 500);
+    cost("popover, the eye blinks and pulses", popover);
+    popover.hide();
+    wait(500);
+    const double before = cpuSeconds();
+    wait(3000);
+    std::printf("%-40s %.1f %% CPU\n", "all hidden", (cpuSeconds() - before) / 3 * 100);
+  }
+  return 0;
+}
+
+}  // namespace
+}  // namespace sentrel::test
+
+int main(int argc, char** argv) {
+  const QApplication application(argc, argv);
+  QApplication::setStyle(QStringLiteral("fusion"));
+  QApplication::setQuitOnLastWindowClosed(false);
+  return sentrel::test::run();
+}

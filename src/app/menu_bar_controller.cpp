@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "app/menu_bar_controller.h"
+
+#include <QClipboard>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QGuiApplication>
+#include <QVariantMap>
+#include <utility>
+
+#include "app/build_options.h"
+#include "look/texts.h"
+#include "platform/platform.h"
+#include "views/status_words.h"
+
+namespace sentrel {
+
+namespace {
+
+/// Within this time of its closing, a click on the icon was the one that closed the popover.
+constexpr qint64 sameClickMs = 250;
+
+StatusBarIcon::IconState iconOf(const FilterState& state) {
+  switch (state.kind()) {
+    case FilterState::Kind::nominal:
+    case FilterState::Kind::inattention:
+      return StatusBarIcon::IconState::nominal;
+    case FilterState::Kind::autoPaused:
+    case FilterState::Kind::cameraBusy:
+      return StatusBarIcon::IconState::paused;
+    case FilterState::Kind::alert:
+      return StatusBarIcon::IconState::alert;
+    case FilterState::Kind::inactive:
+      break;
+  }
+  return StatusBarIcon::IconState::inactive;
+}
+
+/// On X11 a window without a compositing manager cannot be seen through.
+PopoverWindow::Ground groundOfPopover() {
+  const bool x11 = QGuiApplication::platformName() == QLatin1String("xcb");
+  const std::string limitation = Platform::current().overlayBackend->limitation();
+  return x11 && limitation == "error_no_compositing" ? PopoverWindow::Ground::opaque
+                                                     : PopoverWindow::Ground::translucent;
+}
+
+}  // namespace
+
+Signal<>& sentrelOpenPreferences() {
+  static Signal<> signal;
+  return signal;
+}
+
+MenuBarController::MenuBarController(Actions actions)
+    : actions_(std::move(actions)),
+      service_(PrivacyFilterService::shared()),
+      camera_(AVCaptureManager::shared()),
+      statusItem({.activated = [this](const QRect& anchor) { togglePopover(anchor); },
+                  .toggleProtection =
+                      [this] {
+                        if (service_->isActive()) {
+                          service_->stop();
+                        } else {
+                          actions_.start();
+                        }
+                      },
+                  .quit = actions_.quit}) {
+  stateRegistration_ =
+      service_->fsmState().subscribe([this](const FilterState& state) { updateStatusIcon(state); });
+  activeRegistration_ = service_->isActive().subscribe([this](bool active) { statusItem.setActive(active); });
+  failureRegistration_ =
+      camera_->failure().subscribe([this](const std::optional<CameraFailure>&) { updateToolTip(); });
+  preferencesRegistration_ = sentrelOpenPreferences().connect([this] { openPreferences(); });
+}
+
+void MenuBarController::updateStatusIcon(const FilterState& state) {
+  statusItem.setState(iconOf(state));
+  updateToolTip();
+}
+
+void MenuBarController::updateToolTip() {
+  QString words = QStringLiteral("Sentrel\n") + statusWords(service_->fsmState()).words;
+  const QString cause = failureWords(camera_->failure().get());
+  if (!cause.isEmpty()) words += QStringLiteral("\n") + cause;
+  statusItem.setToolTip(words);
+}
+
+void MenuBarController::togglePopover(const QRect& anchor) {
+  if (popover && popover->isVisible()) {
+    popover->close();
+  } else if (!sinceClosed_.isValid() || sinceClosed_.elapsed() > sameClickMs) {
+    openPopover(anchor);
+  }
+}
+
+PopoverWindow& MenuBarController::openPopover(const QRect& anchor) {
+  if (popover) popover->close();
+  const std::string limitation = Platform::current().overlayBackend->limitation();
+  popover =
+      new PopoverWindow({.service = service_,
+                         .failure = {camera_, &camera_->failure()},
+                         .statsRepo = StatsRepository::shared(),
+                         .notice = limitation.empty() ? QString() : text(QString::fromStdString(limitation)),
+                         .version = QGuiApplication::applicationVersion(),
+                         .projectsPage = QUrl(QStringLiteral(SENTREL_PROJECTS_PAGE)),
+                         .openPreferences =
+                             [this] {
+                               if (popover) popover->close();
+                               sentrelOpenPreferences().emit();
+                             },
+                         .quit = actions_.quit,
+                         .openLink = [this](const QUrl& address) { openLink(address); }},
+                        groundOfPopover());
+  popover->onClosed = [this] { sinceClosed_.start(); };
+  popover->openAt(anchor);
+  return *popover;
+}
+
+void MenuBarController::showPopover() {
+  if (popover && popover->isVisible()) {
+    popover->raise();
+    popover->activateWindow();
+  } else {
+    openPopover(statusItem.anchor());
+  }
+}
+
+void MenuBarController::showPage(MenuBarPopoverView::Page page) {
+  showPopover();
+  popover->content().showPage(page);
+}
+
+void MenuBarController::showStatistics() {
+  showPage(MenuBarPopoverView::Page::stats);
+}
+
+void MenuBarController::showAbout() {
+  showPage(MenuBarPopoverView::Page::about);
+}
+
+void MenuBarController::openPreferences() {
+  if (!prefsWindow || !prefsWindow->isVisible()) {
+    const Platform& platform = Platform::current();
+    prefsWindow = new PreferencesView({.settingsRepo = SettingsRepository::shared(),
+                                       .camera = camera_,
+                                       .service = service_,
+                                       .loginItem = platform.loginItem,
+                                       .keyMonitor = platform.keyMonitor,
+                                       .mainLoop = platform.mainLoop,
+                                       .newCalibration = [] { return CalibrationSession::create(); }});
+    prefsWindow->setAttribute(Qt::WA_DeleteOnClose);
+    prefsWindow->show();
+  }
+  prefsWindow->raise();
+  prefsWindow->activateWindow();
+}
+
+/// We start no program of our own: the desktop opens the address, and where it cannot, the person can paste
+/// it.
+void MenuBarController::openLink(const QUrl& address) {
+  QDBusMessage open = QDBusMessage::createMethodCall(
+      QStringLiteral("org.freedesktop.portal.Desktop"), QStringLiteral("/org/freedesktop/portal/desktop"),
+      QStringLiteral("org.freedesktop.portal.OpenURI"), QStringLiteral("OpenURI"));
+  open << QString() << address.toString() << QVariantMap();
+  auto* asked = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(open), qGuiApp);
+  QObject::connect(asked, &QDBusPendingCallWatcher::finished, qGuiApp,
+                   [address](QDBusPendingCallWatcher* call) {
+                     if (call->isError()) QGuiApplication::clipboard()->setText(address.toString());
+                     call->deleteLater();
+                   });
+}
+
+}  // namespace sentrel

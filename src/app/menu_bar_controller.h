@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QElapsedTimer>
+#include <QPointer>
+#include <QUrl>
+#include <functional>
+#include <memory>
+
+#include "app/program_windows.h"
+#include "app/status_item.h"
+#include "detection/av_capture_manager.h"
+#include "service/privacy_filter_service.h"
+#include "support/registration.h"
+#include "support/signal.h"
+#include "views/popover_window.h"
+#include "views/preferences_view.h"
+
+namespace sentrel {
+
+/// Posting it opens the preferences window: "expert.mardeck.sentrel.openPreferences".
+Signal<>& sentrelOpenPreferences();
+
+/// The program's place in the panel: the eye, the popover, and the preferences window. Main thread.
+class MenuBarController final : public ProgramWindows {
+ public:
+  struct Actions {
+    std::function<void()> start;  ///< switches protection on
+    std::function<void()> quit;
+  };
+
+  explicit MenuBarController(Actions actions);
+
+  void togglePopover(const QRect& anchor);
+  void openPreferences();
+
+  // Of ProgramWindows.
+  void showPopover() override;
+  void showPreferences() override { openPreferences(); }
+  void showStatistics() override;
+  void showAbout() override;
+
+ private:
+  PopoverWindow& openPopover(const QRect& anchor);
+  void showPage(MenuBarPopoverView::Page page);
+  void updateStatusIcon(const FilterState& state);
+  void updateToolTip();
+  void openLink(const QUrl& address);
+
+  const Actions actions_;
+  const std::shared_ptr<PrivacyFilterService> service_;
+  const std::shared_ptr<AVCaptureManager> camera_;
+  StatusItem statusItem;
+  QPointer<PopoverWindow> popover;
+  QElapsedTimer sinceClosed_;  // a click on the icon takes the focus first, which closes the popover
+  QPointer<PreferencesView> prefsWindow;
+  Registration stateRegistration_;
+  Registration activeRegistration_;
+  Registration failureRegistration_;
+  Registration preferencesRegistration_;
+};
+
+}  // namespace sentrel

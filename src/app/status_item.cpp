@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "app/status_item.h"
+
+#include <xcb/xcb.h>
+
+#include <QCursor>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QGuiApplication>
+#include <QPalette>
+#include <cstdlib>
+#include <memory>
+#include <utility>
+
+#include "look/texts.h"
+
+namespace sentrel {
+
+namespace {
+
+const auto watcherName = QStringLiteral("org.kde.StatusNotifierWatcher");
+constexpr int lookMs = 2000;
+
+/// Whether an X11 tray of the older kind is there. Asking Qt would make it decide for good.
+bool hasX11Tray() {
+  const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+  if (x11 == nullptr) return false;
+  xcb_connection_t* connection = x11->connection();
+  const QByteArray name("_NET_SYSTEM_TRAY_S0");
+  const auto free = [](void* memory) { std::free(memory); };  // NOLINT: xcb allocates so
+  const std::unique_ptr<xcb_intern_atom_reply_t, decltype(free)> atom(
+      xcb_intern_atom_reply(
+          connection,
+          xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.constData()), nullptr),
+      free);
+  if (!atom) return false;
+  const std::unique_ptr<xcb_get_selection_owner_reply_t, decltype(free)> owner(
+      xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, atom->atom), nullptr),
+      free);
+  return owner && owner->owner != XCB_NONE;
+}
+
+/// Panels do not tell their colour: GNOME's is dark, others follow the desktop's palette.
+QColor labelColor() {
+  if (qEnvironmentVariable("XDG_CURRENT_DESKTOP").contains(QLatin1String("GNOME"))) return Qt::white;
+  return StatusBarIcon::labelOn(QGuiApplication::palette().color(QPalette::Window));
+}
+
+}  // namespace
+
+StatusItem::StatusItem(Actions actions) : actions_(std::move(actions)) {
+  menu_.addAction(text(QStringLiteral("tray_open")), [this] { actions_.activated(anchor()); });
+  toggle_ = menu_.addAction({}, [this] { actions_.toggleProtection(); });
+  menu_.addSeparator();
+  menu_.addAction(QStringLiteral("Quitter"), [this] { actions_.quit(); });
+  setActive(false);
+  watchHosts();
+}
+
+void StatusItem::watchHosts() {
+  QObject::connect(&look_, &QTimer::timeout, &look_, [this] {
+    if (icon_ || !hasX11Tray()) return;
+    look_.stop();
+    create();
+  });
+  look_.start(lookMs);
+  QDBusConnection bus = QDBusConnection::sessionBus();
+  if (!bus.isConnected()) return;
+  watcher_ = std::make_unique<QDBusServiceWatcher>(watcherName, bus);
+  QObject::connect(watcher_.get(), &QDBusServiceWatcher::serviceOwnerChanged, watcher_.get(),
+                   [this](const QString&, const QString&, const QString& owner) {
+                     icon_.reset();
+                     if (!owner.isEmpty()) hostChanged();
+                   });
+  auto* asked = new QDBusPendingCallWatcher(
+      bus.interface()->asyncCall(QStringLiteral("NameHasOwner"), watcherName), watcher_.get());
+  QObject::connect(asked, &QDBusPendingCallWatcher::finished, watcher_.get(),
+                   [this](QDBusPendingCallWatcher* call) {
+                     const QDBusPendingReply<bool> reply = *call;
+                     if (!reply.isError() && reply.value()) hostChanged();
+                     call->deleteLater();
+                   });
+}
+
+void StatusItem::hostChanged() {
+  look_.stop();
+  if (!icon_) create();
+}
+
+void StatusItem::create() {
+  icon_ = std::make_unique<QSystemTrayIcon>();
+  icon_->setContextMenu(&menu_);
+  QObject::connect(icon_.get(), &QSystemTrayIcon::activated, icon_.get(),
+                   [this](QSystemTrayIcon::ActivationReason reason) {
+                     if (reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::DoubleClick)
+                       actions_.activated(anchor());
+                   });
+  update();
+  icon_->show();
+}
+
+void StatusItem::update() {
+  if (!icon_) return;
+  icon_->setIcon(StatusBarIcon::make(state_, labelColor()));
+  icon_->setToolTip(toolTip_);
+}
+
+void StatusItem::setState(StatusBarIcon::IconState state) {
+  state_ = state;
+  update();
+}
+
+void StatusItem::setToolTip(const QString& words) {
+  toolTip_ = words;
+  update();
+}
+
+void StatusItem::setActive(bool active) {
+  toggle_->setText(text(active ? QStringLiteral("tray_disable") : QStringLiteral("tray_enable")));
+}
+
+QRect StatusItem::anchor() const {
+  const QRect place = icon_ ? icon_->geometry() : QRect();
+  return place.isEmpty() ? QRect(QCursor::pos(), QSize(1, 1)) : place;
+}
+
+}  // namespace sentrel

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QDBusServiceWatcher>
+#include <QMenu>
+#include <QSystemTrayIcon>
+#include <QTimer>
+#include <functional>
+#include <memory>
+
+#include "look/status_bar_icon.h"
+
+namespace sentrel {
+
+/// The eye in the panel, with a small menu. It is made as soon as some tray takes it, and made anew when the
+/// tray comes back. Main thread.
+class StatusItem {
+ public:
+  struct Actions {
+    std::function<void(const QRect& anchor)>
+        activated;  ///< a plain click; where the icon, or the pointer, is
+    std::function<void()> toggleProtection;
+    std::function<void()> quit;
+  };
+
+  explicit StatusItem(Actions actions);
+
+  void setState(StatusBarIcon::IconState state);
+  void setToolTip(const QString& words);
+  void setActive(bool active);
+
+  [[nodiscard]] bool isShown() const { return icon_ != nullptr; }
+  /// Where the icon is, or the pointer where nobody tells.
+  [[nodiscard]] QRect anchor() const;
+
+ private:
+  void watchHosts();
+  void hostChanged();
+  void create();
+  void update();
+
+  const Actions actions_;
+  StatusBarIcon::IconState state_ = StatusBarIcon::IconState::inactive;
+  QString toolTip_;
+  QMenu menu_;
+  QAction* toggle_;
+  std::unique_ptr<QSystemTrayIcon> icon_;
+  std::unique_ptr<QDBusServiceWatcher> watcher_;
+  QTimer look_;  // for a tray of the older kind, which announces itself to nobody
+};
+
+}  // namespace sentrel
