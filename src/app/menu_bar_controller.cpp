@@ -2,7 +2,6 @@
 #include "app/menu_bar_controller.h"
 
 #include <QClipboard>
-#include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QGuiApplication>
@@ -52,8 +51,9 @@ Signal<>& sentrelOpenPreferences() {
   return signal;
 }
 
-MenuBarController::MenuBarController(Actions actions)
+MenuBarController::MenuBarController(Actions actions, std::optional<QDBusConnection> bus)
     : actions_(std::move(actions)),
+      bus_(std::move(bus)),
       service_(PrivacyFilterService::shared()),
       camera_(AVCaptureManager::shared()),
       statusItem({.activated = [this](const QRect& anchor) { togglePopover(anchor); },
@@ -65,7 +65,8 @@ MenuBarController::MenuBarController(Actions actions)
                           actions_.start();
                         }
                       },
-                  .quit = actions_.quit}) {
+                  .quit = actions_.quit},
+                 bus_) {
   stateRegistration_ =
       service_->fsmState().subscribe([this](const FilterState& state) { updateStatusIcon(state); });
   activeRegistration_ = service_->isActive().subscribe([this](bool active) { statusItem.setActive(active); });
@@ -159,11 +160,15 @@ void MenuBarController::openPreferences() {
 /// We start no program of our own: the desktop opens the address, and where it cannot, the person can paste
 /// it.
 void MenuBarController::openLink(const QUrl& address) {
+  if (!bus_) {
+    QGuiApplication::clipboard()->setText(address.toString());
+    return;
+  }
   QDBusMessage open = QDBusMessage::createMethodCall(
       QStringLiteral("org.freedesktop.portal.Desktop"), QStringLiteral("/org/freedesktop/portal/desktop"),
       QStringLiteral("org.freedesktop.portal.OpenURI"), QStringLiteral("OpenURI"));
   open << QString() << address.toString() << QVariantMap();
-  auto* asked = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(open), qGuiApp);
+  auto* asked = new QDBusPendingCallWatcher(bus_->asyncCall(open), qGuiApp);
   QObject::connect(asked, &QDBusPendingCallWatcher::finished, qGuiApp,
                    [address](QDBusPendingCallWatcher* call) {
                      if (call->isError()) QGuiApplication::clipboard()->setText(address.toString());

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <QDBusConnection>
 #include <QElapsedTimer>
 #include <QPointer>
 #include <QUrl>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "app/program_windows.h"
 #include "app/status_item.h"
@@ -29,7 +31,7 @@ class MenuBarController final : public ProgramWindows {
     std::function<void()> quit;
   };
 
-  explicit MenuBarController(Actions actions);
+  MenuBarController(Actions actions, std::optional<QDBusConnection> bus);
 
   void togglePopover(const QRect& anchor);
   void openPreferences();
@@ -48,6 +50,7 @@ class MenuBarController final : public ProgramWindows {
   void openLink(const QUrl& address);
 
   const Actions actions_;
+  const std::optional<QDBusConnection> bus_;
   const std::shared_ptr<PrivacyFilterService> service_;
   const std::shared_ptr<AVCaptureManager> camera_;
   StatusItem statusItem;

@@ -8,6 +8,7 @@
 #include <QStringList>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "support/main_loop.h"
 #include "support/signal.h"
@@ -37,6 +38,11 @@ class ProgramBus final : public QObject {
 
   /// Leaves the bus, and the name to others.
   void close();
+
+  /// The session bus, once it was reached. Whoever asks the bus library for one of its own may wait for it.
+  [[nodiscard]] std::optional<QDBusConnection> connection() const {
+    return connection_.isConnected() ? std::optional(connection_) : std::nullopt;
+  }
 
   /// `state` is the name of the machine's state.
   void setState(const QString& state);

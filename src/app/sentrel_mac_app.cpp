@@ -2,6 +2,7 @@
 #include "app/sentrel_mac_app.h"
 
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QFileInfo>
 #include <QPalette>
 #include <chrono>
@@ -99,11 +100,21 @@ SentrelMacApp::SentrelMacApp(char** argv)
 SentrelMacApp::~SentrelMacApp() = default;
 
 int SentrelMacApp::run() {
-  bus_.claimName([this](InstanceRole role) { begin(role); });
-  const int code = QApplication::exec();
+  // As its own loop begins, Qt asks the bus for assistive technology and waits for the answer: a bus that
+  // does not answer must not be asked.
+  QEventLoop loop;
+  bool reachable = true;
+  bus_.claimName([&](InstanceRole role) {
+    reachable = role != InstanceRole::unreachable;
+    begin(role);
+    loop.quit();
+  });
+  loop.exec();
+  const int code = quitAsked_ ? 0 : reachable ? QApplication::exec() : loop.exec();
   if (appDelegate) end();
   boundTheEnd(code);
-  bus_.close();  // while what carries its connections still lives
+  appDelegate.reset();  // with windows and tray, which speak with the bus
+  bus_.close();         // while what carries its connections still lives
   return code;
 }
 
@@ -123,8 +134,10 @@ void SentrelMacApp::begin(InstanceRole role) {
   screens_->follow(SettingsRepository::shared());
   std::unique_ptr<ProgramWindows> windows;
   if (showsWindows()) {
-    windows = std::make_unique<MenuBarController>(MenuBarController::Actions{
-        .start = [] { PrivacyFilterService::shared()->start(); }, .quit = [this] { quit(); }});
+    windows = std::make_unique<MenuBarController>(
+        MenuBarController::Actions{.start = [] { PrivacyFilterService::shared()->start(); },
+                                   .quit = [this] { quit(); }},
+        bus_.connection());
   }
   appDelegate = std::make_unique<AppDelegate>(AppDelegate::Parts{
       .bus = bus_, .windows = std::move(windows), .consent = consent_, .quit = [this] { quit(); }});
@@ -180,12 +193,12 @@ void SentrelMacApp::end() {
   QElapsedTimer elapsed;
   elapsed.start();
   while (!mainLoop_->idle() && elapsed.elapsed() < lastTurnsMs) QGuiApplication::processEvents();
-  appDelegate.reset();
   if (!defaults_->flush(storePatience)) std::fputs("sentrel: the settings were not saved in time\n", stderr);
 }
 
 void SentrelMacApp::quit() {
-  mainLoop_->post([] { QGuiApplication::quit(); });
+  quitAsked_ = true;
+  mainLoop_->post([] { QCoreApplication::exit(); });  // whichever loop runs
 }
 
 }  // namespace sentrel

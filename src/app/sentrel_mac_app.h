@@ -31,6 +31,7 @@ class SentrelMacApp {
   void end();
   void quit();
 
+  bool quitAsked_ = false;
   SignalWatcher signals_;
   QApplication application_;
   std::shared_ptr<QtMainLoop> mainLoop_;

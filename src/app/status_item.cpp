@@ -4,8 +4,7 @@
 #include <xcb/xcb.h>
 
 #include <QCursor>
-#include <QDBusConnection>
-#include <QDBusConnectionInterface>
+#include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QGuiApplication>
@@ -50,38 +49,53 @@ QColor labelColor() {
 
 }  // namespace
 
-StatusItem::StatusItem(Actions actions) : actions_(std::move(actions)) {
+StatusItem::StatusItem(Actions actions, std::optional<QDBusConnection> bus) : actions_(std::move(actions)) {
   menu_.addAction(text(QStringLiteral("tray_open")), [this] { actions_.activated(anchor()); });
   toggle_ = menu_.addAction({}, [this] { actions_.toggleProtection(); });
   menu_.addSeparator();
   menu_.addAction(QStringLiteral("Quitter"), [this] { actions_.quit(); });
   setActive(false);
-  watchHosts();
+  look_.setSingleShot(true);
+  QObject::connect(&look_, &QTimer::timeout, &look_, [this] { lookForX11Tray(); });
+  look_.start(lookMs);
+  qApp->installNativeEventFilter(this);
+  if (bus) watchHosts(*bus);
 }
 
-void StatusItem::watchHosts() {
-  QObject::connect(&look_, &QTimer::timeout, &look_, [this] {
-    if (icon_ || !hasX11Tray()) return;
-    look_.stop();
-    create();
-  });
-  look_.start(lookMs);
-  QDBusConnection bus = QDBusConnection::sessionBus();
-  if (!bus.isConnected()) return;
+void StatusItem::watchHosts(QDBusConnection bus) {
   watcher_ = std::make_unique<QDBusServiceWatcher>(watcherName, bus);
   QObject::connect(watcher_.get(), &QDBusServiceWatcher::serviceOwnerChanged, watcher_.get(),
                    [this](const QString&, const QString&, const QString& owner) {
                      icon_.reset();
                      if (!owner.isEmpty()) hostChanged();
                    });
-  auto* asked = new QDBusPendingCallWatcher(
-      bus.interface()->asyncCall(QStringLiteral("NameHasOwner"), watcherName), watcher_.get());
+  QDBusMessage question = QDBusMessage::createMethodCall(
+      QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+      QStringLiteral("org.freedesktop.DBus"), QStringLiteral("NameHasOwner"));
+  question << watcherName;
+  auto* asked = new QDBusPendingCallWatcher(bus.asyncCall(question), watcher_.get());
   QObject::connect(asked, &QDBusPendingCallWatcher::finished, watcher_.get(),
                    [this](QDBusPendingCallWatcher* call) {
                      const QDBusPendingReply<bool> reply = *call;
                      if (!reply.isError() && reply.value()) hostChanged();
                      call->deleteLater();
                    });
+}
+
+StatusItem::~StatusItem() {
+  qApp->removeNativeEventFilter(this);
+}
+
+void StatusItem::lookForX11Tray() {
+  if (!icon_ && hasX11Tray()) create();
+}
+
+/// A tray of the older kind that takes its place says so to everybody, as other managers do.
+bool StatusItem::nativeEventFilter(const QByteArray& type, void* message, qintptr* /*result*/) {
+  if (icon_ || type != "xcb_generic_event_t") return false;
+  const auto* event = static_cast<const xcb_generic_event_t*>(message);
+  if ((event->response_type & 0x7FU) == XCB_CLIENT_MESSAGE) look_.start(lookMs);
+  return false;
 }
 
 void StatusItem::hostChanged() {

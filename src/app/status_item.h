@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <QAbstractNativeEventFilter>
+#include <QDBusConnection>
 #include <QDBusServiceWatcher>
 #include <QMenu>
 #include <QSystemTrayIcon>
 #include <QTimer>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "look/status_bar_icon.h"
 
@@ -14,7 +17,7 @@ namespace sentrel {
 
 /// The eye in the panel, with a small menu. It is made as soon as some tray takes it, and made anew when the
 /// tray comes back. Main thread.
-class StatusItem {
+class StatusItem final : private QAbstractNativeEventFilter {
  public:
   struct Actions {
     std::function<void(const QRect& anchor)>
@@ -23,7 +26,10 @@ class StatusItem {
     std::function<void()> quit;
   };
 
-  explicit StatusItem(Actions actions);
+  /// Trays of the newer kind are found on `bus`.
+  StatusItem(Actions actions, std::optional<QDBusConnection> bus);
+
+  ~StatusItem() override;
 
   void setState(StatusBarIcon::IconState state);
   void setToolTip(const QString& words);
@@ -34,7 +40,9 @@ class StatusItem {
   [[nodiscard]] QRect anchor() const;
 
  private:
-  void watchHosts();
+  void watchHosts(QDBusConnection bus);
+  void lookForX11Tray();
+  bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
   void hostChanged();
   void create();
   void update();
@@ -46,7 +54,7 @@ class StatusItem {
   QAction* toggle_;
   std::unique_ptr<QSystemTrayIcon> icon_;
   std::unique_ptr<QDBusServiceWatcher> watcher_;
-  QTimer look_;  // for a tray of the older kind, which announces itself to nobody
+  QTimer look_;  // for a tray of the older kind, a moment after the newer kind had its chance
 };
 
 }  // namespace sentrel

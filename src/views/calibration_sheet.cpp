@@ -6,6 +6,7 @@
 
 #include "views/controls/push_button.h"
 #include "views/controls/scroll_page.h"
+#include "views/theme.h"
 
 namespace sentrel {
 
@@ -23,7 +24,9 @@ Sheet* openCalibrationSheet(QWidget& window, CalibrationView::Parts parts, const
   auto* view = new CalibrationView(std::move(parts), [sheet] { sheet->dismiss(); });
   page->setPage(view);
   auto* column = new QVBoxLayout(sheet->panel());
-  column->setContentsMargins(1, 0, 1, 0);
+  // Large words scroll below the button, usual ones fit beside it.
+  const bool large = Theme::shared().textScale() > 1;
+  column->setContentsMargins(1, large ? leave->sizeHint().height() + toolbarPlace.y() : 0, 1, 0);
   column->addWidget(page);
   sheet->setAccessibleName(leaveWords);
   leave->resize(leave->sizeHint());

@@ -181,13 +181,13 @@ class IconSheet final : public QWidget {
  protected:
   void paintEvent(QPaintEvent* /*event*/) override {
     QPainter painter(this);
-    for (const bool dark : {false, true}) {
-      const QColor ground = dark ? QColor(0x16, 0x17, 0x1D) : QColor(0xF6, 0xF6, 0xF8);
-      painter.fillRect(dark ? 280 : 0, 0, 280, 240, ground);
+    for (const bool isDark : {false, true}) {
+      const QColor ground = isDark ? QColor(0x16, 0x17, 0x1D) : QColor(0xF6, 0xF6, 0xF8);
+      painter.fillRect(isDark ? 280 : 0, 0, 280, 240, ground);
       int y = 20;
       for (const auto state : {StatusBarIcon::IconState::nominal, StatusBarIcon::IconState::inactive,
                                StatusBarIcon::IconState::alert, StatusBarIcon::IconState::paused}) {
-        int x = dark ? 300 : 20;
+        int x = isDark ? 300 : 20;
         for (const int size : {16, 18, 22, 24, 32, 48}) {
           StatusBarIcon::paint(painter, QRectF(x, y + (48 - size) / 2.0, size, size), state,
                                StatusBarIcon::labelOn(ground));
