@@ -106,8 +106,6 @@ bool FocusRing::eventFilter(QObject* watched, QEvent* event) {
       // A layout moves what contains the control, too.
       if (control_ && widget != this && (widget == control_ || widget->isAncestorOf(control_))) place();
       break;
-    case QEvent::UpdateRequest:
-      break;
     default:
       break;
   }

@@ -4,6 +4,7 @@
 #include <QHash>
 #include <QImage>
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <utility>
 
@@ -85,13 +86,13 @@ void paintShadow(QPainter& painter, const QRectF& box, double radius, double str
       box.adjusted(-shadowReach, -shadowReach, shadowReach, shadowReach).translated(0, shadowOffset);
   const double side = std::min(corner, outer.width() / 2);
   const double height = std::min(corner, outer.height() / 2);
-  const double xs[] = {outer.left(), outer.left() + side, outer.right() - side, outer.right()};
-  const double ys[] = {outer.top(), outer.top() + height, outer.bottom() - height, outer.bottom()};
-  const int cuts[] = {0, edge, edge + 1, image.width()};
+  const std::array xs{outer.left(), outer.left() + side, outer.right() - side, outer.right()};
+  const std::array ys{outer.top(), outer.top() + height, outer.bottom() - height, outer.bottom()};
+  const std::array cuts{0, edge, edge + 1, image.width()};
   painter.save();
   painter.setRenderHint(QPainter::SmoothPixmapTransform);
-  for (int row = 0; row < 3; ++row) {
-    for (int column = 0; column < 3; ++column) {
+  for (std::size_t row = 0; row < 3; ++row) {
+    for (std::size_t column = 0; column < 3; ++column) {
       painter.drawImage(QRectF(QPointF(xs[column], ys[row]), QPointF(xs[column + 1], ys[row + 1])), image,
                         QRectF(QPointF(cuts[column], cuts[row]), QPointF(cuts[column + 1], cuts[row + 1])));
     }

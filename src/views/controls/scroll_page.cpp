@@ -93,7 +93,8 @@ void ScrollPage::placeBar() {
 }
 
 bool ScrollPage::focusNextPrevChild(bool next) {
-  return QWidget::focusNextPrevChild(next);
+  return QWidget::focusNextPrevChild(
+      next);  // NOLINT(bugprone-parent-virtual-call): not the scroll area's own
 }
 
 void ScrollPage::keyPressEvent(QKeyEvent* event) {

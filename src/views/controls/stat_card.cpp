@@ -59,7 +59,7 @@ void StatCard::paintEvent(QPaintEvent* /*event*/) {
   }
   const double labelHeight = 18 * theme.textScale();
   const double numberHeight = (highlight ? 40 : 30) * theme.textScale();
-  const double labelTop = height() - (highlight ? 11 : 11) - labelHeight;
+  const double labelTop = height() - 11 - labelHeight;
   painter.setFont(number);
   painter.setPen(highlight ? c.primary : c.text);
   painter.drawText(QRectF(padding, labelTop - numberHeight, room, numberHeight),
