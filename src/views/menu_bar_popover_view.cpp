@@ -55,7 +55,7 @@ QLayout* insetLine(QWidget* parent) {
 MenuBarPopoverView::MenuBarPopoverView(Parts parts, QWidget* parent)
     : QWidget(parent), parts_(std::move(parts)), stack_(new QVBoxLayout(this)) {
   stack_->setContentsMargins(0, 0, 0, 0);
-  home_ = buildHome();
+  home_ = buildHome();  // NOLINT(cppcoreguidelines-prefer-member-initializer): it needs the other members
   stack_->addWidget(home_);
   switch_->setFocus(Qt::OtherFocusReason);
   stateRegistration_ =

@@ -49,7 +49,7 @@ OnboardingOverlayPage::OnboardingOverlayPage(std::function<void()> onNext)
            .secondaryAction = {}}) {}
 
 OnboardingNotificationsPage::OnboardingNotificationsPage(std::shared_ptr<Notifications> notifications,
-                                                         std::function<void()> onNext)
+                                                         const std::function<void()>& onNext)
     : OnboardingPageLayout({.header = QStringLiteral("bell.fill"),
                             .title = text(QStringLiteral("onboarding_notif_title")),
                             .text = text(QStringLiteral("onboarding_notif_body")),
@@ -95,7 +95,7 @@ void OnboardingCalibrationPage::calibrate() {
 
 OnboardingLoginPage::OnboardingLoginPage(std::shared_ptr<LoginItem> loginItem,
                                          std::shared_ptr<SettingsRepository> settingsRepo,
-                                         std::function<void()> onDone)
+                                         const std::function<void()>& onDone)
     : OnboardingPageLayout(
           {.header = QStringLiteral("power"),
            .title = text(QStringLiteral("Lancer au démarrage")),

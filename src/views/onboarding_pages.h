@@ -35,7 +35,8 @@ class OnboardingOverlayPage : public OnboardingPageLayout {
 /// Asks for notifications.
 class OnboardingNotificationsPage : public OnboardingPageLayout {
  public:
-  OnboardingNotificationsPage(std::shared_ptr<Notifications> notifications, std::function<void()> onNext);
+  OnboardingNotificationsPage(std::shared_ptr<Notifications> notifications,
+                              const std::function<void()>& onNext);
 
  private:
   void answered(bool yes, const std::function<void()>& onNext);
@@ -64,7 +65,7 @@ class OnboardingCalibrationPage : public OnboardingPageLayout {
 class OnboardingLoginPage : public OnboardingPageLayout {
  public:
   OnboardingLoginPage(std::shared_ptr<LoginItem> loginItem, std::shared_ptr<SettingsRepository> settingsRepo,
-                      std::function<void()> onDone);
+                      const std::function<void()>& onDone);
 
  private:
   bool enabled = false;

@@ -52,7 +52,8 @@ OnboardingPageLayout* OnboardingView::buildPage(int index) {
   // In a later turn: the page that asks is replaced.
   const auto go = [this](int next) {
     return [this, next] {
-      QMetaObject::invokeMethod(
+      // The loop owns what it is given here.
+      QMetaObject::invokeMethod(  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
           this, [this, next] { setPage(next); }, Qt::QueuedConnection);
     };
   };

@@ -61,7 +61,8 @@ QString asWhole(double number) {
 PreferencesView::PreferencesView(Parts parts)
     : parts_(std::move(parts)), page_(new ScrollPage(this)), ring_(new FocusRing(*this)) {
   setWindowTitle(text(QStringLiteral("Préférences Sentrel")));
-  draft = parts_.settingsRepo->settings;
+  // It is declared before what it comes from.
+  draft = parts_.settingsRepo->settings;  // NOLINT(cppcoreguidelines-prefer-member-initializer)
   draft.launchAtLogin = parts_.loginItem->isEnabled();
 
   auto* content = new QWidget;
@@ -264,6 +265,7 @@ void PreferencesView::addChoices(Card& card, const QString& label, const QString
                                  const std::vector<std::pair<QString, std::int64_t>>& choices, int firstWidth,
                                  int width, std::int64_t FilterSettings::*field) {
   std::vector<SegmentedPicker::Choice> offered;
+  offered.reserve(choices.size());
   for (const auto& [words, value] : choices)
     offered.push_back({words, value, offered.empty() ? firstWidth : width});
   auto* picker = new SegmentedPicker(label, offered);
