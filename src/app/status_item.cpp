@@ -62,7 +62,7 @@ StatusItem::StatusItem(Actions actions, std::optional<QDBusConnection> bus) : ac
   if (bus) watchHosts(*bus);
 }
 
-void StatusItem::watchHosts(QDBusConnection bus) {
+void StatusItem::watchHosts(const QDBusConnection& bus) {
   watcher_ = std::make_unique<QDBusServiceWatcher>(watcherName, bus);
   QObject::connect(watcher_.get(), &QDBusServiceWatcher::serviceOwnerChanged, watcher_.get(),
                    [this](const QString&, const QString&, const QString& owner) {

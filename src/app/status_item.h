@@ -40,7 +40,7 @@ class StatusItem final : private QAbstractNativeEventFilter {
   [[nodiscard]] QRect anchor() const;
 
  private:
-  void watchHosts(QDBusConnection bus);
+  void watchHosts(const QDBusConnection& bus);
   void lookForX11Tray();
   bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
   void hostChanged();

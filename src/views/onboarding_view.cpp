@@ -52,8 +52,7 @@ OnboardingPageLayout* OnboardingView::buildPage(int index) {
   // In a later turn: the page that asks is replaced.
   const auto go = [this](int next) {
     return [this, next] {
-      // The loop owns what it is given here.
-      QMetaObject::invokeMethod(  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
+      QMetaObject::invokeMethod(
           this, [this, next] { setPage(next); }, Qt::QueuedConnection);
     };
   };

@@ -93,8 +93,8 @@ void ScrollPage::placeBar() {
 }
 
 bool ScrollPage::focusNextPrevChild(bool next) {
-  return QWidget::focusNextPrevChild(
-      next);  // NOLINT(bugprone-parent-virtual-call): not the scroll area's own
+  // Not the scroll area's own.
+  return QWidget::focusNextPrevChild(next);  // NOLINT(bugprone-parent-virtual-call)
 }
 
 void ScrollPage::keyPressEvent(QKeyEvent* event) {
