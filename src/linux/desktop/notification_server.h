@@ -15,8 +15,8 @@
 
 namespace sentrel {
 
-/// The notification server of the session (Desktop Notifications Specification 1.2): keeps the server's
-/// number for each of our identifiers. Lives on the bus thread.
+/// The notification server of the session, spoken to in version 1.2 of the desktops' protocol: keeps the
+/// server's number for each of our identifiers. Lives on the bus thread.
 class NotificationServer {
  public:
   /// `chosen` is called on this thread.

@@ -35,7 +35,7 @@ namespace {
 const auto portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
 const auto shortcutId = QStringLiteral("toggle");
 
-/// In the notation of the XDG shortcuts specification.
+/// As the portal writes shortcuts: modifiers in capitals, then the name of the key.
 const auto keys = QStringLiteral("LOGO+SHIFT+c");
 
 BusPeer::Place ofShortcuts(const char* member) {
