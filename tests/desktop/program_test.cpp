@@ -240,11 +240,6 @@ TEST_F(ProgramTest, AThousandEventsEndInTheLastStateAndLeaveNothing) {
   auto after = settledDescriptors();
   for (const auto& [kind, count] : before)
     std::cout << kind << ": " << count << " before, " << after[kind] << " after\n";
-  // PipeWire 0.3 loses an event descriptor now and then when a stream goes in the very milliseconds in which
-  // it is linked, as here some hundred times.
-  constexpr const char* events = "anon_inode:[eventfd]";
-  EXPECT_LE(after[events], before.at(events) + 8);
-  after[events] = before.at(events);
   EXPECT_EQ(after, before);
 }
 

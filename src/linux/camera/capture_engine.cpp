@@ -59,7 +59,6 @@ CaptureEngine::CaptureEngine(std::shared_ptr<SerialQueue> cameraQueue, Events ev
                   .completed = [this] { reconcileSoon_.signal(); }}),
       connection_(loop_, {.connected =
                               [this](pw_core* core) {
-                                core_ = core;
                                 serviceMissing_ = false;
                                 directory_.attach(core);
                               },
@@ -68,7 +67,6 @@ CaptureEngine::CaptureEngine(std::shared_ptr<SerialQueue> cameraQueue, Events ev
                                 serviceMissing_ = true;
                                 stream_.reset();
                                 directory_.detach();
-                                core_ = nullptr;
                                 reconcileSoon_.signal();
                               },
                           .absent =
@@ -279,7 +277,7 @@ void CaptureEngine::retargetStream(SteadyTime now) {
 }
 
 void CaptureEngine::connectStream(SteadyTime now) {
-  if (core_ == nullptr) {
+  if (!connection_.isConnected()) {
     if (serviceMissing_) reportLost(now, noService());
     return;
   }
@@ -295,7 +293,7 @@ void CaptureEngine::connectStream(SteadyTime now) {
     const std::lock_guard lock(causeMutex_);
     currentDevice_ = device;
   }
-  stream_.emplace(core_, serial, orders_.width, orders_.height, loan_, counters_,
+  stream_.emplace(connection_.context(), serial, orders_.width, orders_.height, loan_, counters_,
                   CaptureStream::Events{.pictureArrived = [this] { pictureArrived(); },
                                         .failed = [this] { reconcileSoon_.signal(); }});
   streamBegun_ = now;

@@ -150,7 +150,6 @@ class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
   bool holdsFrame_ = false;   // the camera queue has one that was only looked at
   bool handOnIsDue_ = false;  // a frame is on its way to the output
   bool retarget_ = false;
-  pw_core* core_ = nullptr;
   std::optional<CaptureStream> stream_;
   SteadyTime streamBegun_{};
   bool streamHasDelivered_ = false;

@@ -54,8 +54,8 @@ struct CaptureStream::Callbacks {
   }
 };
 
-CaptureStream::CaptureStream(pw_core* core, std::string nodeSerial, int width, int height, PictureLoan& loan,
-                             CaptureCounters& counters, Events events)
+CaptureStream::CaptureStream(pw_context* context, std::string nodeSerial, int width, int height,
+                             PictureLoan& loan, CaptureCounters& counters, Events events)
     : nodeSerial_(std::move(nodeSerial)),
       wantedWidth_(width),
       wantedHeight_(height),
@@ -63,23 +63,32 @@ CaptureStream::CaptureStream(pw_core* core, std::string nodeSerial, int width, i
       counters_(counters),
       events_(std::move(events)),
       callbacks_(std::make_unique<Callbacks>()) {
-  connect(core);
+  connect(context);
 }
 
 CaptureStream::~CaptureStream() {
   loan_.revoke();  // its buffers go with it
-  if (stream_ == nullptr) return;
-  spa_hook_remove(&callbacks_->hook);
-  pw_stream_destroy(stream_);
+  if (stream_ != nullptr) {
+    spa_hook_remove(&callbacks_->hook);
+    pw_stream_destroy(stream_);
+  }
+  if (core_ != nullptr) pw_core_disconnect(core_);
 }
 
-void CaptureStream::connect(pw_core* core) {
+void CaptureStream::connect(pw_context* context) {
+  // A connection of its own: the library keeps descriptors that arrive for a stream which was destroyed
+  // meanwhile; those that a closed connection has not read yet go with it.
+  core_ = pw_context_connect(context, nullptr, 0);
+  if (core_ == nullptr) {
+    fail(captureErrorFrom(std::strerror(errno)));
+    return;
+  }
   // Following another camera than the chosen one is our business, not the session manager's.
   pw_properties* properties =
       pw_properties_new(PW_KEY_MEDIA_TYPE, "Video", PW_KEY_MEDIA_CATEGORY, "Capture", PW_KEY_MEDIA_ROLE,
                         "Camera", PW_KEY_NODE_NAME, "sentrel", PW_KEY_NODE_DESCRIPTION, "Sentrel",
                         PW_KEY_TARGET_OBJECT, nodeSerial_.c_str(), nullptr);
-  stream_ = pw_stream_new(core, "Sentrel", properties);
+  stream_ = pw_stream_new(core_, "Sentrel", properties);
   if (stream_ == nullptr) {
     fail(captureErrorFrom(std::strerror(errno)));
     return;

@@ -13,6 +13,7 @@
 #include "platform/capture_session.h"
 
 struct pw_buffer;
+struct pw_context;
 struct pw_core;
 struct pw_stream;
 
@@ -29,7 +30,7 @@ class CaptureStream {
 
   /// Asks the camera for `width` x `height` pixels or what comes near. `loan` and `counters` outlive the
   /// stream.
-  CaptureStream(pw_core* core, std::string nodeSerial, int width, int height, PictureLoan& loan,
+  CaptureStream(pw_context* context, std::string nodeSerial, int width, int height, PictureLoan& loan,
                 CaptureCounters& counters, Events events);
   /// Disconnects; the camera is free when the daemon has read that.
   ~CaptureStream();
@@ -53,7 +54,7 @@ class CaptureStream {
  private:
   struct Callbacks;
 
-  void connect(pw_core* core);
+  void connect(pw_context* context);
   void formatAgreed(const void* parameter);
   void readBuffers();
   void bufferRemoved(pw_buffer* buffer);
@@ -67,6 +68,7 @@ class CaptureStream {
   CaptureCounters& counters_;
   Events events_;
   std::unique_ptr<Callbacks> callbacks_;
+  pw_core* core_ = nullptr;
   pw_stream* stream_ = nullptr;
   std::optional<VideoFormat> format_;
   BufferCheck check_;

@@ -35,6 +35,8 @@ class ServiceConnection {
   /// Tells `lost` where it is connected, and ends everything.
   void close();
   [[nodiscard]] bool isConnected() const { return core_ != nullptr; }
+  /// Valid while connected.
+  [[nodiscard]] pw_context* context() const { return context_; }
   /// Whether somebody needs the daemon now.
   void setNeeded(bool needed);
 

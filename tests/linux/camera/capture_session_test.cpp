@@ -5,7 +5,10 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <map>
+#include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "linux/camera/capture_fixture.h"
@@ -274,6 +277,38 @@ TEST_F(CaptureTest, CamerasAreListedAndChosen) {
                          "stream-properties=p,media.class=Video/Source,media.role=Screen,node.name=screen0"});
   desktop.waitForNode("screen0");
   EXPECT_FALSE(user.eventually([&] { return user.session->devices().size() != 3; }, milliseconds(300)));
+}
+
+/// How many descriptors of this process are open, by what stands behind them.
+std::map<std::string, int> descriptors() {
+  std::map<std::string, int> counts;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code gone;
+    const std::string target = std::filesystem::read_symlink(entry.path(), gone).string();
+    if (!gone) ++counts[target.substr(0, target.find_first_of("[("))];
+  }
+  return counts;
+}
+
+TEST_F(CaptureTest, CamerasClosedWhileTheyOpenLeaveNoDescriptorBehind) {
+  VirtualCamera camera({});
+  camera.appear();
+  CaptureUser user;
+  user.start();
+  ASSERT_TRUE(user.getsFrames());
+  user.stop();
+  ASSERT_TRUE(user.eventually([&] { return !camera.isOpen(); }));
+  desktop.waitForNoNode("sentrel");
+  const auto before = descriptors();
+  std::mt19937 random(7);
+  for (int i = 0; i < 200; ++i) {
+    user.start();
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 25000));
+    user.stop();
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 5000));
+  }
+  desktop.waitForNoNode("sentrel");
+  EXPECT_TRUE(user.eventually([&] { return descriptors() == before; }, milliseconds(2000)));
 }
 
 /// A camera that shares no code with this program, shown in red.
