@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "linux/camera/frame_memory.h"
-#include "support/picture_encoder.h"
+#include "stage/picture_encoder.h"
 
 namespace sentrel {
 namespace {

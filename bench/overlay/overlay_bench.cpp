@@ -33,7 +33,7 @@
 #include "overlay/retro_crop.h"
 #include "overlay/retro_pip_manager.h"
 #include "overlay_bench_backend.h"
-#include "support/headless_desktop.h"
+#include "stage/headless_desktop.h"
 
 namespace {
 

@@ -8,10 +8,10 @@
 #include <memory>
 #include <vector>
 
-#include "desktop/detection_line.h"
 #include "detection/vision_face_analyzer.h"
-#include "support/portrait_scene.h"
-#include "support/virtual_camera.h"
+#include "stage/detection_line.h"
+#include "stage/portrait_scene.h"
+#include "stage/virtual_camera.h"
 
 int main(int argc, char** argv) {
   using namespace sentrel;  // NOLINT(google-build-using-namespace): a program of one function

@@ -8,7 +8,7 @@
 #include <optional>
 #include <vector>
 
-#include "support/portrait_scene.h"
+#include "stage/portrait_scene.h"
 
 namespace sentrel::bench {
 

@@ -21,13 +21,13 @@
 #include <thread>
 #include <vector>
 
-#include "desktop/document_desktop.h"
-#include "desktop/state_watcher.h"
 #include "program/camera_film.h"
 #include "program/process_usage.h"
 #include "program/screen_light.h"
-#include "support/headless_desktop.h"
-#include "support/virtual_camera.h"
+#include "stage/document_desktop.h"
+#include "stage/headless_desktop.h"
+#include "stage/state_watcher.h"
+#include "stage/virtual_camera.h"
 
 namespace sentrel::bench {
 namespace {

@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
-#include "support/pictures.h"
-#include "support/portrait_scene.h"
+#include "stage/pictures.h"
+#include "stage/portrait_scene.h"
 #include "vision/face_scheme.h"
 #include "vision/head_pose.h"
 #include "vision/motion_gate.h"

@@ -7,8 +7,8 @@
 #include <fstream>
 #include <string>
 
-#include "support/child_process.h"
-#include "support/pictures.h"
+#include "stage/child_process.h"
+#include "stage/pictures.h"
 
 namespace sentrel::test {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/headless_desktop.h"
+#include "stage/headless_desktop.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -10,7 +10,7 @@
 #include <fstream>
 #include <iostream>
 
-#include "support/wait_until.h"
+#include "stage/wait_until.h"
 
 namespace sentrel::test {
 namespace {

@@ -18,11 +18,11 @@
 #include <string>
 #include <vector>
 
-#include "support/headless_desktop.h"
-#include "support/played_session.h"
-#include "support/portrait_scene.h"
-#include "support/virtual_camera.h"
-#include "support/wait_until.h"
+#include "stage/headless_desktop.h"
+#include "stage/played_session.h"
+#include "stage/portrait_scene.h"
+#include "stage/virtual_camera.h"
+#include "stage/wait_until.h"
 
 namespace sentrel::test {
 namespace {

@@ -10,13 +10,13 @@
 #include <utility>
 #include <vector>
 
-#include "desktop/detection_line.h"
 #include "service/privacy_filter_service.h"
+#include "stage/detection_line.h"
+#include "stage/portrait_scene.h"
+#include "stage/virtual_camera.h"
 #include "support/fake_desktop.h"
 #include "support/fake_login_item.h"
 #include "support/fake_overlay_backend.h"
-#include "support/portrait_scene.h"
-#include "support/virtual_camera.h"
 
 namespace sentrel::test {
 namespace {

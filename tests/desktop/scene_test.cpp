@@ -6,12 +6,12 @@
 #include <memory>
 #include <vector>
 
-#include "desktop/detection_line.h"
 #include "desktop/expected_transitions.h"
-#include "desktop/onlooker_scene.h"
 #include "detection/filter_fsm.h"
 #include "detection/vision_face_analyzer.h"
-#include "support/virtual_camera.h"
+#include "stage/detection_line.h"
+#include "stage/onlooker_scene.h"
+#include "stage/virtual_camera.h"
 
 namespace sentrel::test {
 namespace {

@@ -11,9 +11,9 @@
 #include <utility>
 #include <vector>
 
-#include "desktop/detection_line.h"
 #include "detection/vision_face_analyzer.h"
-#include "support/virtual_camera.h"
+#include "stage/detection_line.h"
+#include "stage/virtual_camera.h"
 
 namespace sentrel::test {
 namespace {

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <numbers>
 
-#include "support/pictures.h"
+#include "stage/pictures.h"
 #include "vision/model_files.h"
 
 namespace sentrel::vision {

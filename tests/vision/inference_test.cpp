@@ -8,7 +8,7 @@
 #include <cmath>
 #include <random>
 
-#include "support/pictures.h"
+#include "stage/pictures.h"
 #include "vision/model_error.h"
 #include "vision/model_files.h"
 #include "vision/reference_network.h"

@@ -9,7 +9,7 @@
 #include <functional>
 #include <string>
 
-#include "support/pictures.h"
+#include "stage/pictures.h"
 #include "vision/model_folder.h"
 #include "vision/neural_face_detector.h"
 

@@ -9,8 +9,8 @@
 #include <numbers>
 #include <random>
 
-#include "support/pictures.h"
-#include "support/portrait_scene.h"
+#include "stage/pictures.h"
+#include "stage/portrait_scene.h"
 
 namespace sentrel::vision {
 namespace {

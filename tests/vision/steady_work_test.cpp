@@ -5,8 +5,8 @@
 #include <memory>
 #include <vector>
 
-#include "support/pictures.h"
-#include "support/portrait_scene.h"
+#include "stage/pictures.h"
+#include "stage/portrait_scene.h"
 #include "vision/allocation_counter.h"
 #include "vision/neural_face_detector.h"
 

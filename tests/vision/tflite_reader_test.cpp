@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "support/pictures.h"
+#include "stage/pictures.h"
 #include "vision/damage.h"
 #include "vision/network_shapes.h"
 

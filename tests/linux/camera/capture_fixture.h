@@ -14,11 +14,11 @@
 #include <vector>
 
 #include "linux/camera/pipewire_capture_session.h"
-#include "support/headless_desktop.h"
+#include "stage/headless_desktop.h"
+#include "stage/virtual_camera.h"
+#include "stage/wait_until.h"
 #include "support/manual_main_loop.h"
 #include "support/serial_queue.h"
-#include "support/virtual_camera.h"
-#include "support/wait_until.h"
 
 namespace sentrel::test {
 

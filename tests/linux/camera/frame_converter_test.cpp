@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "linux/camera/frame_memory.h"
-#include "support/picture_encoder.h"
+#include "stage/picture_encoder.h"
 
 namespace sentrel::test {
 namespace {

@@ -11,7 +11,7 @@
 #include <thread>
 
 #include "linux/desktop/defaults_fixture.h"
-#include "support/child_process.h"
+#include "stage/child_process.h"
 
 namespace sentrel {
 namespace {

@@ -20,7 +20,7 @@
 #include "linux/desktop/event_desk.h"
 #include "linux/desktop/feedbackd_haptics.h"
 #include "linux/desktop/upower_power_source.h"
-#include "support/played_session.h"
+#include "stage/played_session.h"
 
 namespace sentrel::test {
 namespace {

@@ -18,7 +18,7 @@
 
 #include "linux/desktop/desktop_session_events.h"
 #include "linux/desktop/event_desk.h"
-#include "support/wait_until.h"
+#include "stage/wait_until.h"
 
 namespace sentrel::test {
 namespace {

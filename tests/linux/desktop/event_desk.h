@@ -12,8 +12,8 @@
 #include "linux/desktop/event_thread.h"
 #include "linux/desktop/qt_main_loop.h"
 #include "linux/desktop/system_clock.h"
-#include "support/bus_doubles.h"
-#include "support/headless_desktop.h"
+#include "stage/bus_doubles.h"
+#include "stage/headless_desktop.h"
 
 namespace sentrel::test {
 

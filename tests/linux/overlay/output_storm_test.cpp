@@ -22,7 +22,7 @@
 #include "linux/overlay/foreign_window.h"
 #include "overlay/overlay_window_manager.h"
 #include "overlay/retro_pip_manager.h"
-#include "support/headless_desktop.h"
+#include "stage/headless_desktop.h"
 
 namespace sentrel {
 namespace {

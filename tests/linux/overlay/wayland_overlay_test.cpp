@@ -16,8 +16,8 @@
 #include "linux/desktop/qt_main_loop.h"
 #include "linux/overlay/create_overlay_backend.h"
 #include "linux/overlay/stripe_reference.h"
-#include "support/headless_desktop.h"
-#include "support/wait_until.h"
+#include "stage/headless_desktop.h"
+#include "stage/wait_until.h"
 
 namespace sentrel {
 namespace {

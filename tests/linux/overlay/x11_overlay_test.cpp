@@ -20,8 +20,8 @@
 #include "linux/overlay/foreign_window.h"
 #include "linux/overlay/stripe_reference.h"
 #include "linux/overlay/x11/x11_overlay_backend.h"
-#include "support/headless_desktop.h"
-#include "support/wait_until.h"
+#include "stage/headless_desktop.h"
+#include "stage/wait_until.h"
 
 namespace sentrel {
 namespace {

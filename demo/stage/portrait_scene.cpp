@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/portrait_scene.h"
+#include "stage/portrait_scene.h"
 
 #include <QPainter>
 #include <QRadialGradient>
@@ -9,8 +9,8 @@
 #include <numbers>
 #include <utility>
 
+#include "stage/pictures.h"
 #include "support/fatal.h"
-#include "support/pictures.h"
 #include "vision/face_mesh.h"
 #include "vision/face_search.h"
 #include "vision/inference.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "views/drawn_person.h"
+#include "drawn_person.h"
 
 #include <QImage>
 #include <QPainter>

@@ -14,9 +14,9 @@
 #include <fstream>
 #include <string_view>
 
-#include "desktop/day_demo.h"
-#include "desktop/demo.h"
-#include "support/headless_desktop.h"
+#include "day_demo.h"
+#include "demo.h"
+#include "stage/headless_desktop.h"
 
 namespace {
 

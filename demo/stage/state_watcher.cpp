@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "desktop/state_watcher.h"
+#include "stage/state_watcher.h"
 
 #include <QDBusMessage>
 #include <QDBusPendingReply>

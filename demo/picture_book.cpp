@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "views/picture_book.h"
+#include "picture_book.h"
 
 #include <QDir>
 #include <QEventLoop>

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "support/child_process.h"
+#include "stage/child_process.h"
 
 namespace sentrel::test {
 

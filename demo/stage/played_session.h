@@ -3,8 +3,8 @@
 
 #include <cstddef>
 
-#include "support/bus_doubles.h"
-#include "support/headless_desktop.h"
+#include "stage/bus_doubles.h"
+#include "stage/headless_desktop.h"
 
 namespace sentrel::test {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/child_process.h"
+#include "stage/child_process.h"
 
 #include <fcntl.h>
 #include <poll.h>

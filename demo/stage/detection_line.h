@@ -11,7 +11,7 @@
 #include "linux/desktop/qt_main_loop.h"
 #include "linux/desktop/system_clock.h"
 #include "platform/face_detector.h"
-#include "support/headless_desktop.h"
+#include "stage/headless_desktop.h"
 #include "support/serial_queue.h"
 
 namespace sentrel::test {

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "desktop/detection_line.h"
+#include "stage/detection_line.h"
 
 #include <QEventLoop>
 #include <utility>
 
-#include "support/pictures.h"
+#include "stage/pictures.h"
 #include "vision/neural_face_detector.h"
 
 namespace sentrel::test {

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/bus_doubles.h"
+#include "stage/bus_doubles.h"
 
 #include <algorithm>
 #include <stdexcept>
 
-#include "support/wait_until.h"
+#include "stage/wait_until.h"
 
 namespace sentrel::test {
 

@@ -10,12 +10,12 @@
 #include <string>
 #include <vector>
 
-#include "desktop/document_desktop.h"
-#include "desktop/onlooker_scene.h"
-#include "desktop/state_watcher.h"
-#include "support/headless_desktop.h"
-#include "support/portrait_scene.h"
-#include "support/virtual_camera.h"
+#include "stage/document_desktop.h"
+#include "stage/headless_desktop.h"
+#include "stage/onlooker_scene.h"
+#include "stage/portrait_scene.h"
+#include "stage/state_watcher.h"
+#include "stage/virtual_camera.h"
 
 namespace sentrel::test {
 

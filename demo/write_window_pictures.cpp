@@ -8,9 +8,9 @@
 #include <cstdio>
 #include <functional>
 
+#include "drawn_person.h"
 #include "look/status_bar_icon.h"
-#include "views/drawn_person.h"
-#include "views/picture_book.h"
+#include "picture_book.h"
 #include "views/popover_window.h"
 #include "views/view_room.h"
 

@@ -10,12 +10,12 @@
 #include <utility>
 #include <vector>
 
-#include "desktop/document_desktop.h"
-#include "desktop/state_watcher.h"
-#include "support/headless_desktop.h"
-#include "support/played_session.h"
-#include "support/portrait_scene.h"
-#include "support/virtual_camera.h"
+#include "stage/document_desktop.h"
+#include "stage/headless_desktop.h"
+#include "stage/played_session.h"
+#include "stage/portrait_scene.h"
+#include "stage/state_watcher.h"
+#include "stage/virtual_camera.h"
 
 namespace sentrel::test {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/picture_encoder.h"
+#include "stage/picture_encoder.h"
 
 #include <libyuv.h>
 

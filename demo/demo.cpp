@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "desktop/demo.h"
+#include "demo.h"
 
 #include <QCoreApplication>
 #include <QImage>
@@ -11,7 +11,7 @@
 #include <string_view>
 #include <utility>
 
-#include "support/wait_until.h"
+#include "stage/wait_until.h"
 
 namespace sentrel::test {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "desktop/onlooker_scene.h"
+#include "stage/onlooker_scene.h"
 
 #include <algorithm>
 #include <map>

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "support/headless_desktop.h"
+#include "stage/headless_desktop.h"
 
 namespace sentrel::test {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/virtual_camera.h"
+#include "stage/virtual_camera.h"
 
 #include <algorithm>
 #include <array>
@@ -14,7 +14,7 @@
 
 #include "linux/camera/pipewire_headers.h"
 #include "linux/camera/pipewire_loop.h"
-#include "support/picture_encoder.h"
+#include "stage/picture_encoder.h"
 
 namespace sentrel::test {
 

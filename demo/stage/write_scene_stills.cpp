@@ -7,7 +7,7 @@
 #include <QString>
 #include <cstdio>
 
-#include "support/portrait_scene.h"
+#include "stage/portrait_scene.h"
 
 int main(int argc, char** argv) {
   if (argc != 2) {

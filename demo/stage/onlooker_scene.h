@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "support/portrait_scene.h"
+#include "stage/portrait_scene.h"
 
 namespace sentrel::test {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/played_session.h"
+#include "stage/played_session.h"
 
 #include <QDBusArgument>
 #include <QDBusVariant>

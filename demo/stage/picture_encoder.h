@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "support/virtual_camera.h"
+#include "stage/virtual_camera.h"
 
 namespace sentrel::test {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "desktop/day_demo.h"
+#include "day_demo.h"
 
 #include <QCoreApplication>
 #include <QDBusVariant>

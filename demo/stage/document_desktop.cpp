@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "desktop/document_desktop.h"
+#include "stage/document_desktop.h"
 
 #include <QLinearGradient>
 #include <QPainter>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/headless_desktop.h"
+#include "stage/headless_desktop.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -18,7 +18,7 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "support/wait_until.h"
+#include "stage/wait_until.h"
 
 namespace sentrel::test {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/pictures.h"
+#include "stage/pictures.h"
 
 #include <QColorSpace>
 #include <cstring>
