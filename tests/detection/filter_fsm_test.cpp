@@ -41,9 +41,19 @@ const std::map<char, std::optional<FaceData>> gazes{
     {'y', FaceData{30, 0, 0.2F}}, {'Y', FaceData{-30, 0, 0.2F}}, {'z', FaceData{-29.9F, 0, 0.2F}},
     {'p', FaceData{0, 25, 0.2F}}, {'P', FaceData{0, -25, 0.2F}}, {'q', FaceData{0, 24.9F, 0.2F}},
 };
-const std::map<char, Kind> states{{'N', Kind::nominal}, {'I', Kind::inattention}, {'A', Kind::alert}};
+const std::map<char, Kind> states{
+    {'N', Kind::nominal},    {'I', Kind::inattention}, {'A', Kind::alert},
+    {'P', Kind::autoPaused}, {'B', Kind::cameraBusy},
+};
+using Event = FilterFsm::SystemEvent;
+const std::map<char, Event::Kind> events{
+    {'u', Event::userPause},       {'s', Event::screenOff},        {'S', Event::screenOn},
+    {'b', Event::batteryLow},      {'B', Event::batteryRecovered}, {'c', Event::cameraBusy},
+    {'C', Event::cameraAvailable},
+};
 
-// Each frame: milliseconds, number of faces, where the main one looks, and the state expected after it.
+// Each frame: milliseconds, number of faces, where the main one looks, and the state expected after it. With
+// an exclamation mark instead of the faces: what the system says.
 const struct {
   const char* name;
   const char* frames;
@@ -66,6 +76,13 @@ const struct {
     {"third alert after the window",
      "0 2lN 500 2lA 600 1lA 3600 1lN 3700 2lN 4200 2lA 4300 1lA 7300 1lN 15000 2lN 15501 2lA 15600 1lA 18600 "
      "1lN"},
+    {"screen off and on",
+     "0 1aN 700 2lN 800 !sP 900 !bP 950 !SN 1000 2lN 1499 2lN 1500 2lA 1600 !sP 1700 !SN"},
+    {"only what paused resumes",
+     "0 !BN 1 !CN 2 !SN 3 !sP 4 !BP 5 !CP 6 !bP 7 !BN 8 !cB 9 !SB 10 !BB 11 !CN 12 !uP 13 !SN"},
+    {"inattention forgets its delay over a pause", "0 1aN 1400 !cB 1450 !CN 1500 1aN 2999 1aN 3000 1aI"},
+    {"recovery that began before a pause counts after it",
+     "0 2lN 500 2lA 600 1lA 700 !sP 800 !SN 900 2lN 1400 2lA 3600 1lN"},
 };
 
 TEST(FilterFsm, Scenes) {
@@ -75,8 +92,12 @@ TEST(FilterFsm, Scenes) {
     std::istringstream rest(frames);
     std::int64_t ms = 0;
     for (std::string frame; rest >> ms >> frame;) {
-      EXPECT_EQ(machine.frame(ms, frame[0] - '0', gazes.at(frame[1])), states.at(frame[2]))
-          << name << ", at " << ms << " ms";
+      if (frame[0] == '!') {
+        machine.onSystemEvent(events.at(frame[1]));
+      } else {
+        machine.frame(ms, frame[0] - '0', gazes.at(frame[1]));
+      }
+      EXPECT_EQ(machine.state().get().kind(), states.at(frame[2])) << name << ", at " << ms << " ms";
     }
   }
 }

@@ -38,18 +38,5 @@ TEST(Candidate, oneStaysForEachFace) {
               ElementsAre(0.9, 0.7));
 }
 
-TEST(Candidate, sharesAndScaling) {
-  const Region a{0, 0, 10, 10};
-  EXPECT_DOUBLE_EQ(intersectionOverUnion(a, {5, 0, 10, 10}), 1.0 / 3);
-  EXPECT_DOUBLE_EQ(intersectionOverUnion(a, {10, 0, 10, 10}), 0);
-  EXPECT_DOUBLE_EQ(containedShare({8, 8, 4, 4}, a), 0.25);
-  EXPECT_DOUBLE_EQ(containedShare(a, {8, 8, 4, 4}), 0.04);
-  const Region half = scaledAboutCentre({10, 20, 40, 60}, 0.5);
-  EXPECT_DOUBLE_EQ(half.x, 20);
-  EXPECT_DOUBLE_EQ(half.y, 35);
-  EXPECT_DOUBLE_EQ(half.width, 20);
-  EXPECT_DOUBLE_EQ(half.height, 30);
-}
-
 }  // namespace
 }  // namespace sentrel::vision

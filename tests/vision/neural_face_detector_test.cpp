@@ -198,34 +198,5 @@ TEST_F(NeuralFaceDetectorTest, takesFramesOfAnySize) {
   }
 }
 
-// What the demonstration plays, at the camera's rate: the user turns away, comes back, and somebody stands
-// behind.
-TEST_F(NeuralFaceDetectorTest, losesNobodyInAMovingScene) {
-  const auto turnAt = [](int frame) {
-    return 55 * std::sin(std::min(1.0, frame / 30.0) * std::numbers::pi / 2);
-  };
-  bool turned = false;
-  for (int frame = 0; frame < 120; ++frame) {
-    const double warp = frame < 60 ? turnAt(frame) : turnAt(std::max(0, 90 - frame));
-    const FaceDetections found = detect(scene().frame({-warp, {}}));
-    ASSERT_EQ(found.rectangles.size(), 1U) << "frame " << frame;
-    ASSERT_EQ(found.landmarks.size(), 1U) << "frame " << frame;
-    const double yaw = degrees(found.landmarks[0].yaw.value());
-    turned = turned || yaw < -30;
-    if (frame >= 30 && frame < 60) {
-      EXPECT_LT(yaw, -35) << "frame " << frame;
-    }
-    if (frame > 100) {
-      EXPECT_LT(std::abs(yaw), 10) << "frame " << frame;
-    }
-  }
-  EXPECT_TRUE(turned);
-  for (int frame = 0; frame < 45; ++frame) {
-    test::SceneState state;
-    state.secondFace = test::SecondFace{540 - frame / 3.0, 120, 72};
-    EXPECT_EQ(detect(scene().frame(state)).rectangles.size(), 2U) << "frame " << frame;
-  }
-}
-
 }  // namespace
 }  // namespace sentrel::vision
