@@ -308,6 +308,11 @@ ChildProcess HeadlessDesktop::startBus(const std::string& name) {
   return bus;
 }
 
+void HeadlessDesktop::replaceSessionBus() {
+  sessionBus_.kill();
+  sessionBus_ = startBus("bus");
+}
+
 void HeadlessDesktop::startSystemBus() {
   if (!systemBus_.isRunning()) systemBus_ = startBus("system_bus");
 }

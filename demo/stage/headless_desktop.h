@@ -54,6 +54,8 @@ class HeadlessDesktop {
   [[nodiscard]] std::filesystem::path runtimeFolder() const { return root_ / "run"; }
 
   // Single parts. Starting a part that runs and stopping one that does not are no-ops.
+  /// A new one at the same address, with nobody on it.
+  void replaceSessionBus();
   void startSystemBus();
   void stopSystemBus();
   /// The daemons, to be signalled by a test.

@@ -51,9 +51,8 @@ Signal<>& sentrelOpenPreferences() {
   return signal;
 }
 
-MenuBarController::MenuBarController(Actions actions, std::optional<QDBusConnection> bus)
+MenuBarController::MenuBarController(Actions actions, ProgramBus& bus)
     : actions_(std::move(actions)),
-      bus_(std::move(bus)),
       service_(PrivacyFilterService::shared()),
       camera_(AVCaptureManager::shared()),
       statusItem({.activated = [this](const QRect& anchor) { togglePopover(anchor); },
@@ -65,8 +64,13 @@ MenuBarController::MenuBarController(Actions actions, std::optional<QDBusConnect
                           actions_.start();
                         }
                       },
-                  .quit = actions_.quit},
-                 bus_) {
+                  .quit = actions_.quit}) {
+  const auto useBus = [this, &bus] {
+    bus_ = bus.connection();
+    statusItem.setBus(bus_);
+  };
+  busRegistration_ = bus.connectionChanged.connect(useBus);
+  useBus();
   stateRegistration_ =
       service_->fsmState().subscribe([this](const FilterState& state) { updateStatusIcon(state); });
   activeRegistration_ = service_->isActive().subscribe([this](bool active) { statusItem.setActive(active); });

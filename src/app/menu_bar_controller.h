@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 
+#include "app/program_bus.h"
 #include "app/program_windows.h"
 #include "app/status_item.h"
 #include "detection/av_capture_manager.h"
@@ -31,7 +32,7 @@ class MenuBarController final : public ProgramWindows {
     std::function<void()> quit;
   };
 
-  MenuBarController(Actions actions, std::optional<QDBusConnection> bus);
+  MenuBarController(Actions actions, ProgramBus& bus);
 
   void togglePopover(const QRect& anchor);
   void openPreferences();
@@ -50,7 +51,7 @@ class MenuBarController final : public ProgramWindows {
   void openLink(const QUrl& address);
 
   const Actions actions_;
-  const std::optional<QDBusConnection> bus_;
+  std::optional<QDBusConnection> bus_;
   const std::shared_ptr<PrivacyFilterService> service_;
   const std::shared_ptr<AVCaptureManager> camera_;
   StatusItem statusItem;
@@ -61,6 +62,7 @@ class MenuBarController final : public ProgramWindows {
   Registration activeRegistration_;
   Registration failureRegistration_;
   Registration preferencesRegistration_;
+  Registration busRegistration_;
 };
 
 }  // namespace sentrel

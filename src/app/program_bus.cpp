@@ -6,6 +6,7 @@
 #include <QDBusPendingReply>
 #include <QFileInfo>
 #include <QVariantMap>
+#include <algorithm>
 #include <thread>
 #include <utility>
 
@@ -21,6 +22,8 @@ const auto busName = QStringLiteral("expert.mardeck.sentrel");
 const auto objectPath = QStringLiteral("/expert/mardeck/sentrel");
 const auto stateInterface = QStringLiteral("expert.mardeck.sentrel1");
 constexpr std::int64_t answerDeadlineMs = 2000;
+constexpr std::int64_t firstRetryMs = 1000;
+constexpr std::int64_t longestRetryMs = 64'000;
 
 /// The session bus is where the session says it is. Without this check the bus library would start a bus of
 /// its own, in which nobody could find us.
@@ -33,7 +36,7 @@ bool sessionBusExists() {
 }  // namespace
 
 ProgramBus::ProgramBus(std::shared_ptr<MainLoop> mainLoop)
-    : mainLoop_(std::move(mainLoop)), connection_(noConnection) {
+    : mainLoop_(std::move(mainLoop)), retryMs_(firstRetryMs), connection_(noConnection) {
   // Adaptors belong to the object that they describe.
   new ApplicationAdaptor(this);
   new StateAdaptor(this);
@@ -44,6 +47,7 @@ ProgramBus::~ProgramBus() {
 }
 
 void ProgramBus::close() {
+  retry_.reset();
   if (connection_.name() == noConnection) return;
   if (connection_.isConnected()) connection_.unregisterObject(objectPath);
   connection_ = QDBusConnection(noConnection);
@@ -52,13 +56,16 @@ void ProgramBus::close() {
 
 void ProgramBus::claimName(std::function<void(InstanceRole)> outcome) {
   outcome_ = std::move(outcome);
+  deadline_ = mainLoop_->after(sessionBusExists() ? answerDeadlineMs : 0,
+                               [this] { finish(InstanceRole::unreachable); });
+  attempt();
+}
+
+void ProgramBus::attempt() {
   if (!sessionBusExists()) {
-    mainLoop_->post([this, alive = std::weak_ptr(alive_)] {
-      if (alive.lock()) finish(InstanceRole::unreachable);
-    });
+    attemptLater();
     return;
   }
-  deadline_ = mainLoop_->after(answerDeadlineMs, [this] { finish(InstanceRole::unreachable); });
   // Connecting waits for the bus to say hello, so it happens on a thread that may be left waiting for ever.
   std::thread([this, alive = std::weak_ptr(alive_), loop = mainLoop_] {
     const QDBusConnection connection =
@@ -69,28 +76,49 @@ void ProgramBus::claimName(std::function<void(InstanceRole)> outcome) {
   }).detach();
 }
 
+void ProgramBus::attemptLater() {
+  retry_ = mainLoop_->after(retryMs_, [this] { attempt(); });
+  retryMs_ = std::min(retryMs_ * 2, longestRetryMs);
+}
+
+void ProgramBus::lost() {
+  close();
+  connectionChanged.emit();
+  attemptLater();
+}
+
 void ProgramBus::connected(const QDBusConnection& connection) {
   if (!connection.isConnected()) {
+    QDBusConnection::disconnectFromBus(connectionName);
     finish(InstanceRole::unreachable);
+    attemptLater();
     return;
   }
   connection_ = connection;
+  retryMs_ = firstRetryMs;
+  connection_.connect(QString(), QStringLiteral("/org/freedesktop/DBus/Local"),
+                      QStringLiteral("org.freedesktop.DBus.Local"), QStringLiteral("Disconnected"), this,
+                      SLOT(lost()));
   // The object stands before the name does: whoever sees the name can call it.
   connection_.registerObject(objectPath, this, QDBusConnection::ExportAdaptors);
   QDBusMessage request = QDBusMessage::createMethodCall(
       QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
       QStringLiteral("org.freedesktop.DBus"), QStringLiteral("RequestName"));
+  // Who protects already waits for the name, should another instance have been quicker on a bus that is new.
+  constexpr unsigned queue = 0;
   constexpr unsigned doNotQueue = 4;
-  request << busName << doNotQueue;
+  request << busName << (outcome_ ? doNotQueue : queue);
   auto* watcher = new QDBusPendingCallWatcher(connection_.asyncCall(request), this);
   connect(watcher, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* finished) {
     const QDBusPendingReply<unsigned> reply = *finished;
     nameAnswered(!reply.isError(), reply.isError() ? 0 : reply.value());
     finished->deleteLater();
   });
+  connectionChanged.emit();
 }
 
 void ProgramBus::nameAnswered(bool reached, unsigned answer) {
+  if (!outcome_) return;
   constexpr unsigned primaryOwner = 1;
   constexpr unsigned alreadyOwner = 4;
   if (!reached) {

@@ -6,11 +6,13 @@
 #include <QObject>
 #include <QString>
 #include <QStringList>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 
 #include "support/main_loop.h"
+#include "support/registration.h"
 #include "support/signal.h"
 
 namespace sentrel {
@@ -33,13 +35,14 @@ class ProgramBus final : public QObject {
   ~ProgramBus() override;
 
   /// Connects, asks for the name, and tells the outcome once on the main thread. A bus that does not answer
-  /// within 2 s counts as unreachable.
+  /// within 2 s counts as unreachable. From then on a bus that comes late, or back, is joined, and the name
+  /// asked for again.
   void claimName(std::function<void(InstanceRole)> outcome);
 
   /// Leaves the bus, and the name to others.
   void close();
 
-  /// The session bus, once it was reached. Whoever asks the bus library for one of its own may wait for it.
+  /// The session bus, while it is reached. Whoever asks the bus library for one of its own may wait for it.
   [[nodiscard]] std::optional<QDBusConnection> connection() const {
     return connection_.isConnected() ? std::optional(connection_) : std::nullopt;
   }
@@ -56,13 +59,20 @@ class ProgramBus final : public QObject {
   /// Answers a call that asks for something we do not have.
   void refuse(const QDBusMessage& call);
 
+  /// `connection` gives something else from now on.
+  Signal<> connectionChanged;
   Signal<> activated;
   /// One of `actions`.
   Signal<QString> actionActivated;
 
   static const QStringList& actions();
 
+ private Q_SLOTS:
+  void lost();
+
  private:
+  void attempt();
+  void attemptLater();
   void connected(const QDBusConnection& connection);
   void nameAnswered(bool reached, unsigned answer);
   void finish(InstanceRole role);
@@ -71,6 +81,8 @@ class ProgramBus final : public QObject {
   std::shared_ptr<MainLoop> mainLoop_;
   std::function<void(InstanceRole)> outcome_;
   Registration deadline_;
+  Registration retry_;
+  std::int64_t retryMs_;
   QDBusConnection connection_;
   QString state_ = QStringLiteral("inactive");
   bool active_ = false;

@@ -137,7 +137,7 @@ void SentrelMacApp::begin(InstanceRole role) {
     windows = std::make_unique<MenuBarController>(
         MenuBarController::Actions{.start = [] { PrivacyFilterService::shared()->start(); },
                                    .quit = [this] { quit(); }},
-        bus_.connection());
+        bus_);
   }
   appDelegate = std::make_unique<AppDelegate>(AppDelegate::Parts{
       .bus = bus_, .windows = std::move(windows), .consent = consent_, .quit = [this] { quit(); }});

@@ -49,7 +49,7 @@ QColor labelColor() {
 
 }  // namespace
 
-StatusItem::StatusItem(Actions actions, std::optional<QDBusConnection> bus) : actions_(std::move(actions)) {
+StatusItem::StatusItem(Actions actions) : actions_(std::move(actions)) {
   menu_.addAction(text(QStringLiteral("tray_open")), [this] { actions_.activated(anchor()); });
   toggle_ = menu_.addAction({}, [this] { actions_.toggleProtection(); });
   menu_.addSeparator();
@@ -59,7 +59,16 @@ StatusItem::StatusItem(Actions actions, std::optional<QDBusConnection> bus) : ac
   QObject::connect(&look_, &QTimer::timeout, &look_, [this] { lookForX11Tray(); });
   look_.start(lookMs);
   qApp->installNativeEventFilter(this);
-  if (bus) watchHosts(*bus);
+}
+
+void StatusItem::setBus(const std::optional<QDBusConnection>& bus) {
+  watcher_.reset();
+  if (bus) {
+    watchHosts(*bus);
+  } else if (icon_) {
+    icon_.reset();
+    look_.start(lookMs);
+  }
 }
 
 void StatusItem::watchHosts(const QDBusConnection& bus) {

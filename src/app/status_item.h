@@ -26,10 +26,11 @@ class StatusItem final : private QAbstractNativeEventFilter {
     std::function<void()> quit;
   };
 
-  /// Trays of the newer kind are found on `bus`.
-  StatusItem(Actions actions, std::optional<QDBusConnection> bus);
-
+  explicit StatusItem(Actions actions);
   ~StatusItem() override;
+
+  /// Trays of the newer kind are found on `bus`, from now on.
+  void setBus(const std::optional<QDBusConnection>& bus);
 
   void setState(StatusBarIcon::IconState state);
   void setToolTip(const QString& words);

@@ -6,6 +6,7 @@
 #include <signal.h>
 
 #include <QCoreApplication>
+#include <QDBusArgument>
 #include <QDBusVariant>
 #include <algorithm>
 #include <atomic>
@@ -56,8 +57,9 @@ class ProgramTest : public testing::Test {
     ASSERT_TRUE(becomes("nominal"));
     ASSERT_TRUE(cameraIs(true));
   }
-  [[nodiscard]] QVariant property(const char* name) const {
-    const QDBusMessage reply = session.sessionBus().call(
+  [[nodiscard]] QVariant property(const char* name) const { return property(name, session.sessionBus()); }
+  [[nodiscard]] static QVariant property(const char* name, const BusClient& bus) {
+    const QDBusMessage reply = bus.call(
         program, objectPath, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"),
         {QStringLiteral("expert.mardeck.sentrel1"), QString::fromLatin1(name)});
     return reply.arguments().constFirst().value<QDBusVariant>().variant();
@@ -299,7 +301,30 @@ TEST_F(ProgramTest, StrangeNumbersAndAbsentServicesHarmNothing) {
 }
 
 TEST_F(ProgramTest, TheEndOfTheSessionBusDoesNotEndProtection) {
+  const auto trayName = QStringLiteral("org.kde.StatusNotifierWatcher");
+  const auto trayPath = QStringLiteral("/StatusNotifierWatcher");
+  const auto startTray = [&](const BusClient& bus) {
+    BusMock tray = BusMock::empty(desktop, bus, trayName, trayPath);
+    tray.control(
+        trayPath, QStringLiteral("AddMethod"),
+        {trayName, QStringLiteral("RegisterStatusNotifierItem"), QStringLiteral("s"), QString(), QString()});
+    tray.control(trayPath, QStringLiteral("AddProperty"),
+                 {trayName, QStringLiteral("IsStatusNotifierHostRegistered"),
+                  QVariant::fromValue(QDBusVariant(true))});
+    return tray;
+  };
+  const auto icons = [&](const BusMock& tray) {
+    const QDBusMessage calls = tray.control(trayPath, QStringLiteral("GetMethodCalls"),
+                                            {QStringLiteral("RegisterStatusNotifierItem")});
+    const auto list = calls.arguments().constFirst().value<QDBusArgument>();
+    int count = 0;
+    for (list.beginArray(); !list.atEnd(); ++count) (void)list.asVariant();
+    list.endArray();
+    return count;
+  };
+  const BusMock firstTray = startTray(session.sessionBus());
   startProtecting();
+  ASSERT_TRUE(waitUntil([&] { return icons(firstTray) == 1; }));
   desktop.sessionBus().signal(SIGKILL);
   std::this_thread::sleep_for(seconds(1));
   ASSERT_TRUE(process.isRunning()) << process.output();
@@ -308,6 +333,21 @@ TEST_F(ProgramTest, TheEndOfTheSessionBusDoesNotEndProtection) {
   EXPECT_TRUE(cameraIs(false));
   session.prepareForSleep(false);
   EXPECT_TRUE(cameraIs(true));
+
+  // The next bus at the same place, with a tray and a notification server.
+  desktop.replaceSessionBus();
+  const BusClient next(desktop, TestBus::session);
+  next.waitForName(program);
+  EXPECT_EQ(property("State", next), "nominal");
+  BusDouble server(desktop, TestBus::session, QStringLiteral("org.freedesktop.Notifications"));
+  server.answer(QStringLiteral("Notify"), [](const QDBusMessage&) -> QVariantList { return {1U}; });
+  const BusMock secondTray = startTray(next);
+  isWatched = true;
+  EXPECT_TRUE(waitUntil([&] {
+    QCoreApplication::processEvents();
+    return !server.calls(QStringLiteral("Notify")).empty();
+  }));
+  EXPECT_TRUE(waitUntil([&] { return icons(secondTray) == 1; }));
   process.signal(SIGTERM);
   EXPECT_EQ(process.waitForExit(seconds(10)), 0);
 }
