@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "app/menu_bar_controller.h"
 
-#include <QClipboard>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QGuiApplication>
@@ -64,7 +63,9 @@ MenuBarController::MenuBarController(Actions actions, ProgramBus& bus)
                           actions_.start();
                         }
                       },
-                  .quit = actions_.quit}) {
+                  .quit = actions_.quit,
+                  .decided = [this](bool shown) { trayDecided(shown); }}),
+      starting_(qEnvironmentVariableIsSet("DBUS_STARTER_BUS_TYPE")) {
   const auto useBus = [this, &bus] {
     bus_ = bus.connection();
     statusItem.setBus(bus_);
@@ -99,30 +100,50 @@ void MenuBarController::togglePopover(const QRect& anchor) {
   }
 }
 
-PopoverWindow& MenuBarController::openPopover(const QRect& anchor) {
-  if (popover) popover->close();
-  const std::string limitation = Platform::current().overlayBackend->limitation();
-  popover =
-      new PopoverWindow({.service = service_,
-                         .failure = {camera_, &camera_->failure()},
-                         .statsRepo = StatsRepository::shared(),
-                         .notice = limitation.empty() ? QString() : text(QString::fromStdString(limitation)),
-                         .version = QGuiApplication::applicationVersion(),
-                         .projectsPage = QUrl(QStringLiteral(SENTREL_PROJECTS_PAGE)),
-                         .openPreferences =
-                             [this] {
-                               if (popover) popover->close();
-                               sentrelOpenPreferences().emit();
-                             },
-                         .quit = actions_.quit,
-                         .openLink = [this](const QUrl& address) { openLink(address); }},
-                        groundOfPopover());
-  popover->onClosed = [this] { sinceClosed_.start(); };
-  popover->openAt(anchor);
-  return *popover;
+/// What is to be told once goes before what stays true.
+QString MenuBarController::notice() {
+  std::string key = actions_.news();
+  if (key.empty()) key = Platform::current().overlayBackend->limitation();
+  return key.empty() ? QString() : text(QString::fromStdString(key));
 }
 
+void MenuBarController::openPopover(const QRect& anchor) {
+  if (popover) popover->close();
+  popover = new PopoverWindow(
+      {.service = service_,
+       .failure = {camera_, &camera_->failure()},
+       .statsRepo = StatsRepository::shared(),
+       .notice = notice(),
+       .version = QGuiApplication::applicationVersion(),
+       .projectsPage = QUrl(QStringLiteral(SENTREL_PROJECTS_PAGE)),
+       .openPreferences =
+           [this] {
+             if (popover) popover->close();
+             sentrelOpenPreferences().emit();
+           },
+       .quit = actions_.quit,
+       .openLink = [this](const QUrl& address,
+                          std::function<void()> failed) { openLink(address, std::move(failed)); }},
+      groundOfPopover());
+  popover->onClosed = [this] { sinceClosed_.start(); };
+  popover->openAt(anchor);
+}
+
+/// The activation that starts the program asks for it to be there. Where there is a panel, the icon in it
+/// says so.
 void MenuBarController::showPopover() {
+  if (starting_) {
+    asked_ = true;
+  } else {
+    presentPopover();
+  }
+}
+
+void MenuBarController::trayDecided(bool shown) {
+  if (std::exchange(starting_, false) && asked_ && !shown) presentPopover();
+}
+
+void MenuBarController::presentPopover() {
   if (popover && popover->isVisible()) {
     popover->raise();
     popover->activateWindow();
@@ -132,7 +153,7 @@ void MenuBarController::showPopover() {
 }
 
 void MenuBarController::showPage(MenuBarPopoverView::Page page) {
-  showPopover();
+  presentPopover();
   popover->content().showPage(page);
 }
 
@@ -161,21 +182,17 @@ void MenuBarController::openPreferences() {
   prefsWindow->activateWindow();
 }
 
-/// We start no program of our own: the desktop opens the address, and where it cannot, the person can paste
-/// it.
-void MenuBarController::openLink(const QUrl& address) {
-  if (!bus_) {
-    QGuiApplication::clipboard()->setText(address.toString());
-    return;
-  }
+/// We start no program of our own: the desktop opens the address.
+void MenuBarController::openLink(const QUrl& address, std::function<void()> failed) {
+  if (!bus_) return failed();
   QDBusMessage open = QDBusMessage::createMethodCall(
       QStringLiteral("org.freedesktop.portal.Desktop"), QStringLiteral("/org/freedesktop/portal/desktop"),
       QStringLiteral("org.freedesktop.portal.OpenURI"), QStringLiteral("OpenURI"));
   open << QString() << address.toString() << QVariantMap();
   auto* asked = new QDBusPendingCallWatcher(bus_->asyncCall(open), qGuiApp);
   QObject::connect(asked, &QDBusPendingCallWatcher::finished, qGuiApp,
-                   [address](QDBusPendingCallWatcher* call) {
-                     if (call->isError()) QGuiApplication::clipboard()->setText(address.toString());
+                   [failed = std::move(failed)](QDBusPendingCallWatcher* call) {
+                     if (call->isError()) failed();
                      call->deleteLater();
                    });
 }

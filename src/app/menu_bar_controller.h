@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "app/program_bus.h"
 #include "app/program_windows.h"
@@ -30,6 +31,8 @@ class MenuBarController final : public ProgramWindows {
   struct Actions {
     std::function<void()> start;  ///< switches protection on
     std::function<void()> quit;
+    /// What the person must be told once, as the key of a text; empty where there is nothing.
+    std::function<std::string()> news;
   };
 
   MenuBarController(Actions actions, ProgramBus& bus);
@@ -44,11 +47,14 @@ class MenuBarController final : public ProgramWindows {
   void showAbout() override;
 
  private:
-  PopoverWindow& openPopover(const QRect& anchor);
+  void presentPopover();
+  void openPopover(const QRect& anchor);
+  void trayDecided(bool shown);
+  [[nodiscard]] QString notice();
   void showPage(MenuBarPopoverView::Page page);
   void updateStatusIcon(const FilterState& state);
   void updateToolTip();
-  void openLink(const QUrl& address);
+  void openLink(const QUrl& address, std::function<void()> failed);
 
   const Actions actions_;
   std::optional<QDBusConnection> bus_;
@@ -56,6 +62,8 @@ class MenuBarController final : public ProgramWindows {
   const std::shared_ptr<AVCaptureManager> camera_;
   StatusItem statusItem;
   QPointer<PopoverWindow> popover;
+  bool starting_;              // an activation has started the program, and no tray has been found yet
+  bool asked_ = false;         // by that activation
   QElapsedTimer sinceClosed_;  // a click on the icon takes the focus first, which closes the popover
   QPointer<PreferencesView> prefsWindow;
   Registration stateRegistration_;

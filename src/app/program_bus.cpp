@@ -10,6 +10,7 @@
 #include <thread>
 #include <utility>
 
+#include "app/activation_token.h"
 #include "app/program_bus_adaptors.h"
 
 namespace sentrel {
@@ -128,7 +129,7 @@ void ProgramBus::nameAnswered(bool reached, unsigned answer) {
   } else {
     QDBusMessage activate = QDBusMessage::createMethodCall(
         busName, objectPath, QStringLiteral("org.freedesktop.Application"), QStringLiteral("Activate"));
-    activate << QVariantMap();
+    activate << ownActivationToken();
     connection_.asyncCall(activate);
     finish(InstanceRole::later);
   }

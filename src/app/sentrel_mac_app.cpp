@@ -128,7 +128,8 @@ void SentrelMacApp::begin(InstanceRole role) {
     std::fputs("sentrel: no session bus: nothing can show or switch the protection from outside\n", stderr);
   }
   installPlatform();
-  damaged_ = defaults_->damaged.subscribe([](bool damaged) {
+  damaged_ = defaults_->damaged.subscribe([this](bool damaged) {
+    damageUntold_ = damaged;
     if (damaged) reportFailure("error_settings_damaged");
   });
   screens_->follow(SettingsRepository::shared());
@@ -136,7 +137,12 @@ void SentrelMacApp::begin(InstanceRole role) {
   if (showsWindows()) {
     windows = std::make_unique<MenuBarController>(
         MenuBarController::Actions{.start = [] { PrivacyFilterService::shared()->start(); },
-                                   .quit = [this] { quit(); }},
+                                   .quit = [this] { quit(); },
+                                   .news =
+                                       [this] {
+                                         const bool told = !std::exchange(damageUntold_, false);
+                                         return std::string(told ? "" : "error_settings_damaged");
+                                       }},
         bus_);
   }
   appDelegate = std::make_unique<AppDelegate>(AppDelegate::Parts{

@@ -40,6 +40,7 @@ class SentrelMacApp {
   std::shared_ptr<CoveredScreens> screens_;
   std::shared_ptr<CameraConsent> consent_;
   Registration damaged_;
+  bool damageUntold_ = false;  // to the person
   std::unique_ptr<DesktopAppearance> appearance_;
   Registration looks_;
   std::unique_ptr<AppDelegate> appDelegate;

@@ -37,20 +37,6 @@ class Icon final : public QWidget {
   }
 };
 
-TextLabel* centred(TextRole role, const QString& words, TextLabel::Token color = &AppColors::text) {
-  auto* label = new TextLabel(role, color);
-  label->setWords(words);
-  label->setAlignment(Qt::AlignHCenter);
-  return label;
-}
-
-QLayout* insetLine(QWidget* parent) {
-  auto* line = new QHBoxLayout;
-  line->setContentsMargins(side, 0, side, 0);
-  line->addWidget(new Divider(parent));
-  return line;
-}
-
 /// A title over a paragraph.
 class AboutSection final : public QWidget {
  public:
@@ -83,12 +69,12 @@ AboutView::AboutView(const QString& version, const Footer& footer, std::function
   column->addSpacing(26);
   column->addWidget(new Icon(this), 0, Qt::AlignHCenter);
   column->addSpacing(5);
-  column->addWidget(centred(TextRole::title2, QStringLiteral("Sentrel")));
-  column->addWidget(centred(TextRole::caption,
-                            text(QStringLiteral("about_version")) + QLatin1Char(' ') + version,
-                            &AppColors::textSecondary));
+  column->addWidget(centredLabel(TextRole::title2, QStringLiteral("Sentrel")));
+  column->addWidget(centredLabel(TextRole::caption,
+                                 text(QStringLiteral("about_version")) + QLatin1Char(' ') + version,
+                                 &AppColors::textSecondary));
   column->addSpacing(12);
-  column->addLayout(insetLine(this));
+  column->addLayout(insetDivider(side, side));
   column->addSpacing(12);
   auto* sections = new QVBoxLayout;
   sections->setContentsMargins(textSide, 0, textSide, 0);
@@ -102,7 +88,7 @@ AboutView::AboutView(const QString& version, const Footer& footer, std::function
   column->addStretch(1);
   if (QWidget* link = footer.build(this)) {
     column->addSpacing(12);
-    column->addLayout(insetLine(this));
+    column->addLayout(insetDivider(side, side));
     column->addSpacing(8);
     column->addWidget(link, 0, Qt::AlignHCenter);
     column->addSpacing(11);

@@ -31,15 +31,8 @@ constexpr int bottom = 20;
 constexpr int valueWidth = 78;
 constexpr int numberFadeMs = 150;
 
-TextLabel* centred(TextRole role, const QString& words, TextLabel::Token color = &AppColors::text) {
-  auto* label = new TextLabel(role, color);
-  label->setWords(words);
-  label->setAlignment(Qt::AlignHCenter);
-  return label;
-}
-
 TextLabel* paragraph(const QString& words, int side) {
-  auto* label = centred(TextRole::subheadline, words, &AppColors::textSecondary);
+  auto* label = centredLabel(TextRole::subheadline, words, &AppColors::textSecondary);
   label->setBalanced(true);
   label->setContentsMargins(side, 0, side, 0);
   return label;
@@ -90,7 +83,7 @@ CalibrationView::CalibrationView(Parts parts, std::function<void()> done, QWidge
   column->setSpacing(0);
   column->addWidget(logo_, 0, Qt::AlignHCenter);
   column->addSpacing(6);
-  column->addWidget(centred(TextRole::title2Small, text(QStringLiteral("Calibration de distance"))));
+  column->addWidget(centredLabel(TextRole::title2Small, text(QStringLiteral("Calibration de distance"))));
   column->addSpacing(1);
   column->addWidget(
       paragraph(text(QStringLiteral("Sentrel va mesurer votre distance habituelle à l'écran pour "
@@ -180,18 +173,18 @@ void CalibrationView::buildPhase(const Phase& phase) {
       break;
     case Phase::Kind::counting:
       column->addWidget(
-          centred(TextRole::body, text(QStringLiteral("Restez immobile…")), &AppColors::textSecondary));
+          centredLabel(TextRole::body, text(QStringLiteral("Restez immobile…")), &AppColors::textSecondary));
       column->addSpacing(6);
-      count_ = centred(TextRole::count, QString::number(phase.remaining()));
+      count_ = centredLabel(TextRole::count, QString::number(phase.remaining()));
       column->addWidget(count_);
       break;
     case Phase::Kind::measuring:
       column->addWidget(new Spinner(content_), 0, Qt::AlignHCenter);
       column->addSpacing(14);
-      column->addWidget(centred(TextRole::headline, text(QStringLiteral("Mesure en cours…"))));
+      column->addWidget(centredLabel(TextRole::headline, text(QStringLiteral("Mesure en cours…"))));
       column->addSpacing(8);
       column->addWidget(
-          centred(TextRole::caption, text(QStringLiteral("3 secondes")), &AppColors::textSecondary));
+          centredLabel(TextRole::caption, text(QStringLiteral("3 secondes")), &AppColors::textSecondary));
       break;
     case Phase::Kind::done:
       buildDone(*column);
@@ -201,7 +194,7 @@ void CalibrationView::buildPhase(const Phase& phase) {
           new SymbolView(QStringLiteral("exclamationmark.triangle.fill"), 40, &AppColors::warningGraphic), 0,
           Qt::AlignHCenter);
       column->addSpacing(10);
-      column->addWidget(centred(TextRole::headline, text(QStringLiteral("Calibration échouée"))));
+      column->addWidget(centredLabel(TextRole::headline, text(QStringLiteral("Calibration échouée"))));
       column->addSpacing(6);
       column->addWidget(paragraph(text(QString::fromStdString(phase.message())), 30));
       break;
@@ -218,7 +211,7 @@ void CalibrationView::buildDone(QVBoxLayout& column) {
   QString words = text(QStringLiteral("Distance estimée : %lld cm"));
   words.replace(QStringLiteral(" : "), QStringLiteral("\u00A0: "));
   words.replace(QLatin1String("%lld cm"), QStringLiteral("**%1**").arg(withCentimetres(shown_.distanceCm())));
-  column.addWidget(centred(TextRole::title3, words));
+  column.addWidget(centredLabel(TextRole::title3, words));
   column.addSpacing(6);
   auto* adjuster = new QHBoxLayout;
   adjuster->setSpacing(8);
@@ -226,7 +219,7 @@ void CalibrationView::buildDone(QVBoxLayout& column) {
   plus_ = new RoundButton(QStringLiteral("plus.circle"), text(QStringLiteral("Augmenter la distance")));
   connect(minus_, &RoundButton::clicked, this, [this] { adjust(-stepCm); });
   connect(plus_, &RoundButton::clicked, this, [this] { adjust(stepCm); });
-  value_ = centred(TextRole::title3, {});
+  value_ = centredLabel(TextRole::title3, {});
   value_->setMinimumWidth(qRound(valueWidth * Theme::shared().textScale()));
   value_->setAlignment(Qt::AlignCenter);
   adjuster->addStretch();

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "views/menu_bar_popover_view.h"
 
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <algorithm>
@@ -8,6 +10,7 @@
 
 #include "look/texts.h"
 #include "views/about_view.h"
+#include "views/controls/dialog.h"
 #include "views/controls/divider.h"
 #include "views/controls/menu_bar_button.h"
 #include "views/stats_view.h"
@@ -43,13 +46,6 @@ EyeLogo::Mood moodOf(const FilterState& state) {
   return EyeLogo::Mood::idleClosed;
 }
 
-QLayout* insetLine(QWidget* parent) {
-  auto* line = new QHBoxLayout;
-  line->setContentsMargins(side, 0, side, 0);
-  line->addWidget(new Divider(parent));
-  return line;
-}
-
 }  // namespace
 
 MenuBarPopoverView::MenuBarPopoverView(Parts parts, QWidget* parent)
@@ -76,7 +72,7 @@ QWidget* MenuBarPopoverView::buildHome() {
   column->setContentsMargins(0, 0, 0, side);
   column->setSpacing(0);
   column->addLayout(buildHeader(), 1);
-  column->addLayout(insetLine(home));
+  column->addLayout(insetDivider(side, side));
   column->addSpacing(between);
   addRow(*column, QStringLiteral("chart.bar.fill"), text(QStringLiteral("home_open_stats")),
          [this] { showPage(Page::stats); });
@@ -85,7 +81,7 @@ QWidget* MenuBarPopoverView::buildHome() {
   addRow(*column, QStringLiteral("info.circle.fill"), text(QStringLiteral("about_title")),
          [this] { showPage(Page::about); });
   column->addSpacing(between);
-  column->addLayout(insetLine(home));
+  column->addLayout(insetDivider(side, side));
   column->addSpacing(between);
   addRow(*column, QStringLiteral("xmark.circle.fill"), QStringLiteral("Quitter"), [this] { parts_.quit(); });
   return home;
@@ -156,7 +152,23 @@ MenuBarPopoverView::Page MenuBarPopoverView::page() const {
 
 bool MenuBarPopoverView::asks() const {
   const auto* stats = dynamic_cast<const StatsView*>(page_);
-  return stats != nullptr && stats->showResetConfirm();
+  return address_ || (stats != nullptr && stats->showResetConfirm());
+}
+
+void MenuBarPopoverView::openLink(const QUrl& address) {
+  parts_.openLink(address, [view = QPointer<QWidget>(this), this, words = address.toString()] {
+    if (view && !address_) showAddress(words);
+  });
+}
+
+void MenuBarPopoverView::showAddress(const QString& address) {
+  address_ = openDialog(*this, {.symbol = QStringLiteral("arrow.up.right.square"),
+                                .color = &AppColors::primary,
+                                .words = address,
+                                .cancel = text(QStringLiteral("Fermer")),
+                                .confirm = text(QStringLiteral("link_copy")),
+                                .kind = PushButton::Kind::primary,
+                                .confirmed = [address] { QGuiApplication::clipboard()->setText(address); }});
 }
 
 void MenuBarPopoverView::showPage(Page page) {
@@ -169,7 +181,7 @@ void MenuBarPopoverView::showPage(Page page) {
     page_ = nullptr;
   }
   const auto back = [this] { showPage(Page::home); };
-  const Footer footer{parts_.projectsPage, parts_.openLink};
+  const Footer footer{parts_.projectsPage, [this](const QUrl& address) { openLink(address); }};
   if (showStats) page_ = new StatsView(parts_.statsRepo, footer, back, this);
   if (showAbout) page_ = new AboutView(parts_.version, footer, back, this);
   home_->setVisible(page_ == nullptr);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <QPointer>
 #include <QUrl>
 #include <QVBoxLayout>
 #include <QWidget>
@@ -13,6 +14,7 @@
 #include "settings/stats_repository.h"
 #include "support/published.h"
 #include "support/registration.h"
+#include "views/controls/sheet.h"
 #include "views/controls/text_label.h"
 #include "views/controls/toggle_switch.h"
 #include "views/eye_logo.h"
@@ -32,7 +34,8 @@ class MenuBarPopoverView : public QWidget {
     QUrl projectsPage;  ///< empty where the program was built without one
     std::function<void()> openPreferences;
     std::function<void()> quit;
-    std::function<void(const QUrl&)> openLink;
+    /// Opens an address; calls back where nothing on this desktop does.
+    std::function<void(const QUrl&, std::function<void()> failed)> openLink;
   };
   enum class Page { home, stats, about };
 
@@ -57,6 +60,8 @@ class MenuBarPopoverView : public QWidget {
   void showState(const FilterState& state);
   void showFailure();
   void askFor(bool on);
+  void openLink(const QUrl& address);
+  void showAddress(const QString& address);
 
   Parts parts_;
   bool showStats = false;
@@ -64,6 +69,7 @@ class MenuBarPopoverView : public QWidget {
   QVBoxLayout* stack_;
   QWidget* home_ = nullptr;
   QWidget* page_ = nullptr;  // over home, or none
+  QPointer<Sheet> address_;  // that the person may copy
   EyeLogo* logo_ = nullptr;
   TextLabel* status_ = nullptr;
   TextLabel* cause_ = nullptr;

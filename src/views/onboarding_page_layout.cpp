@@ -33,15 +33,11 @@ OnboardingPageLayout::OnboardingPageLayout(Content content, QWidget* parent)
   symbol->setDisc(discPixels);
   column->addWidget(symbol, 0, Qt::AlignHCenter);
   column->addSpacing(20);
-  auto* title = new TextLabel(TextRole::title1);
-  title->setWords(content.title);
-  title->setAlignment(Qt::AlignHCenter);
+  auto* title = centredLabel(TextRole::title1, content.title);
   title->setContentsMargins(textSide / 2, 0, textSide / 2, 0);
   column->addWidget(title);
   column->addSpacing(10);
-  auto* words = new TextLabel(TextRole::body, &AppColors::textSecondary);
-  words->setWords(content.text);
-  words->setAlignment(Qt::AlignHCenter | Qt::AlignTop);
+  auto* words = centredLabel(TextRole::body, content.text, &AppColors::textSecondary);
   words->setBalanced(true);
   words->setLineHeight(textLine);
   words->setContentsMargins(textSide, 0, textSide, 0);

@@ -3,49 +3,35 @@
 
 #include <QCloseEvent>
 #include <QKeyEvent>
-#include <QPainter>
-#include <QScreen>
 #include <QVBoxLayout>
 #include <utility>
 
 #include "look/texts.h"
 #include "settings/settings_key.h"
 #include "views/controls/fade_over.h"
-#include "views/theme.h"
 
 namespace sentrel {
 
 namespace {
 constexpr QSize windowSize(440, 420);
 constexpr double addedForText = 0.35;  // of the size, at 200 %
-constexpr double mostOfWorkArea = 0.9;
 constexpr int dotsAbove = 17;
 constexpr int dotsBelow = 24;
 constexpr int pageFadeMs = 200;
 }  // namespace
 
 OnboardingView::OnboardingView(Parts parts)
-    : parts_(std::move(parts)),
+    : FixedWindow(text(QStringLiteral("Bienvenue dans Sentrel")), windowSize, addedForText),
+      parts_(std::move(parts)),
       scroll_(new ScrollPage(this)),
-      dots_(new PageDots(pages)),
-      ring_(new FocusRing(*this)) {
-  setWindowTitle(text(QStringLiteral("Bienvenue dans Sentrel")));
+      dots_(new PageDots(pages)) {
   auto* column = new QVBoxLayout(this);
   column->setContentsMargins(0, 0, 0, dotsBelow);
   column->setSpacing(0);
   column->addWidget(scroll_, 1);
   column->addSpacing(dotsAbove);
   column->addWidget(dots_, 0, Qt::AlignHCenter);
-  connect(&Theme::shared(), &Theme::changed, this, [this] { resizeToText(); });
-  resizeToText();
   setPage(0);
-}
-
-void OnboardingView::resizeToText() {
-  QSize size = windowSize * (1 + addedForText * (Theme::shared().textScale() - 1));
-  if (const QScreen* shown = screen()) size = size.boundedTo(shown->availableSize() * mostOfWorkArea);
-  setFixedSize(size);
-  update();
 }
 
 OnboardingPageLayout* OnboardingView::buildPage(int index) {
@@ -88,7 +74,7 @@ void OnboardingView::finish() {
 }
 
 void OnboardingView::closeEvent(QCloseEvent* event) {
-  QWidget::closeEvent(event);
+  FixedWindow::closeEvent(event);
   if (!parts_.consent->isGiven()) parts_.consent->answer(false);
 }
 
@@ -96,15 +82,9 @@ void OnboardingView::keyPressEvent(QKeyEvent* event) {
   const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
   if (enter && !event->isAutoRepeat()) {
     shown_->primaryButton()->click();
-  } else if (event->matches(QKeySequence::Close)) {
-    close();
   } else {
-    QWidget::keyPressEvent(event);
+    FixedWindow::keyPressEvent(event);
   }
-}
-
-void OnboardingView::paintEvent(QPaintEvent* /*event*/) {
-  QPainter(this).fillRect(rect(), colors().window);
 }
 
 }  // namespace sentrel

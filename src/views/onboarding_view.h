@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <QWidget>
 #include <functional>
 #include <memory>
 
 #include "platform/user_defaults.h"
-#include "views/controls/focus_ring.h"
+#include "views/controls/fixed_window.h"
 #include "views/controls/page_dots.h"
 #include "views/controls/scroll_page.h"
 #include "views/onboarding_pages.h"
@@ -15,7 +14,7 @@ namespace sentrel {
 
 /// The first run, in five pages. The last one marks it as done; a window that is closed before comes again at
 /// the next launch, and one that is closed before its first page was answered means no. Main thread.
-class OnboardingView : public QWidget {
+class OnboardingView : public FixedWindow {
  public:
   struct Parts {
     std::shared_ptr<CameraConsent> consent;
@@ -36,21 +35,18 @@ class OnboardingView : public QWidget {
   [[nodiscard]] int currentPage() const { return page; }
 
  protected:
-  void paintEvent(QPaintEvent* event) override;
   void closeEvent(QCloseEvent* event) override;
   void keyPressEvent(QKeyEvent* event) override;
 
  private:
   OnboardingPageLayout* buildPage(int index);
   void finish();
-  void resizeToText();
 
   const Parts parts_;
   int page = -1;  // none yet
   ScrollPage* scroll_;
   OnboardingPageLayout* shown_ = nullptr;
   PageDots* dots_;
-  FocusRing* ring_;
 };
 
 }  // namespace sentrel

@@ -2,14 +2,17 @@
 #include "views/popover_window.h"
 
 #include <QCloseEvent>
+#include <QGraphicsOpacityEffect>
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QScreen>
+#include <QVariantAnimation>
 #include <algorithm>
 #include <utility>
 
+#include "views/controls/focus_ring.h"
 #include "views/controls/painting.h"
 #include "views/theme.h"
 
@@ -17,7 +20,8 @@ namespace sentrel {
 
 namespace {
 constexpr int away = 8;
-constexpr double radius = 12;
+constexpr int openMs = 120;
+constexpr int slide = 6;
 }  // namespace
 
 QRect placePopover(const QRect& anchor, const QRect& workArea, QSize size) {
@@ -36,11 +40,11 @@ PopoverWindow::PopoverWindow(MenuBarPopoverView::Parts parts, Ground ground)
     : QWidget(nullptr,
               Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::NoDropShadowWindowHint),
       ground_(ground),
-      content_(new MenuBarPopoverView(std::move(parts), this)),
-      ring_(new FocusRing(*this)) {
+      content_(new MenuBarPopoverView(std::move(parts), this)) {
   setAttribute(Qt::WA_DeleteOnClose);
   setAttribute(Qt::WA_TranslucentBackground, ground == Ground::translucent);
   setWindowTitle(QStringLiteral("Sentrel"));
+  new FocusRing(*this);  // it is the window's
   content_->onSizeChanged = [this] { place(); };
   connect(&Theme::shared(), &Theme::changed, this, [this] { place(); });
   place();
@@ -50,10 +54,16 @@ int PopoverWindow::margin() const {
   return ground_ == Ground::translucent ? shadowReach : 0;
 }
 
+/// While it opens it comes from its anchor's side.
+QPoint PopoverWindow::contentPlace() const {
+  const int way = anchor_.top() < geometry().center().y() ? -slide : slide;
+  return {margin(), margin() + qRound(way * (1 - presence_))};
+}
+
 void PopoverWindow::place() {
   const int around = margin();
   const QSize size = content_->sizeHint();
-  content_->setGeometry(QRect(QPoint(around, around), size));
+  content_->setGeometry(QRect(contentPlace(), size));
   const QSize whole = size + QSize(2 * around, 2 * around);
   if (anchor_.isValid()) {
     const QScreen* screen = QGuiApplication::screenAt(anchor_.center());
@@ -74,6 +84,27 @@ void PopoverWindow::openAt(const QRect& anchor) {
   show();
   raise();
   activateWindow();
+  appear();
+}
+
+void PopoverWindow::appear() {
+  const int milliseconds = Theme::shared().duration(openMs);
+  if (milliseconds == 0 || ground_ == Ground::opaque) return;
+  auto* veil = new QGraphicsOpacityEffect(content_);
+  auto* opening = new QVariantAnimation(this);
+  connect(opening, &QVariantAnimation::valueChanged, this, [this, veil](const QVariant& value) {
+    presence_ = value.toDouble();
+    veil->setOpacity(presence_);
+    content_->move(contentPlace());
+    update();
+  });
+  connect(opening, &QVariantAnimation::finished, content_, [this] { content_->setGraphicsEffect(nullptr); });
+  content_->setGraphicsEffect(veil);
+  opening->setStartValue(0.0);
+  opening->setEndValue(1.0);
+  opening->setDuration(milliseconds);
+  opening->setEasingCurve(QEasingCurve::OutCubic);
+  opening->start(QAbstractAnimation::DeleteWhenStopped);
 }
 
 bool PopoverWindow::event(QEvent* event) {
@@ -103,8 +134,9 @@ void PopoverWindow::paintEvent(QPaintEvent* /*event*/) {
     paintBox(painter, box, 0, {}, colors().border);
     return;
   }
-  paintShadow(painter, box, radius, 1);
-  paintBox(painter, box, radius, colors().surface, colors().border);
+  painter.setOpacity(presence_);
+  paintShadow(painter, box, popoverRadius, 1);
+  paintBox(painter, box, popoverRadius, colors().surface, colors().border);
 }
 
 }  // namespace sentrel

@@ -6,8 +6,6 @@
 #include <QWidget>
 #include <functional>
 
-#include "views/controls/animated_value.h"
-#include "views/controls/focus_ring.h"
 #include "views/menu_bar_popover_view.h"
 
 namespace sentrel {
@@ -40,10 +38,12 @@ class PopoverWindow : public QWidget {
  private:
   [[nodiscard]] int margin() const;
   void place();
+  void appear();
+  [[nodiscard]] QPoint contentPlace() const;
 
   const Ground ground_;
   MenuBarPopoverView* content_;
-  FocusRing* ring_;
+  double presence_ = 1;  // less while it opens
   QRect anchor_;
 };
 

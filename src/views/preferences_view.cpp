@@ -4,8 +4,6 @@
 #include <QEvent>
 #include <QHBoxLayout>
 #include <QKeyEvent>
-#include <QPainter>
-#include <QScreen>
 #include <algorithm>
 #include <cmath>
 #include <type_traits>
@@ -16,7 +14,6 @@
 #include "views/controls/divider.h"
 #include "views/controls/section_header.h"
 #include "views/controls/segmented_picker.h"
-#include "views/theme.h"
 
 namespace sentrel {
 
@@ -24,7 +21,6 @@ namespace {
 
 constexpr QSize windowSize(560, 440);
 constexpr double addedForText = 0.25;  // of the size, at 200 %
-constexpr double mostOfWorkArea = 0.9;
 constexpr int sides = 24;
 constexpr int ends = 20;
 constexpr int betweenSections = 20;
@@ -59,8 +55,9 @@ QString asWhole(double number) {
 }  // namespace
 
 PreferencesView::PreferencesView(Parts parts)
-    : parts_(std::move(parts)), page_(new ScrollPage(this)), ring_(new FocusRing(*this)) {
-  setWindowTitle(text(QStringLiteral("Préférences Sentrel")));
+    : FixedWindow(text(QStringLiteral("Préférences Sentrel")), windowSize, addedForText),
+      parts_(std::move(parts)),
+      page_(new ScrollPage(this)) {
   // It is declared before what it comes from.
   draft = parts_.settingsRepo->settings;  // NOLINT(cppcoreguidelines-prefer-member-initializer)
   draft.launchAtLogin = parts_.loginItem->isEnabled();
@@ -95,16 +92,6 @@ PreferencesView::PreferencesView(Parts parts)
   });
   stateRegistration_ = parts_.service->fsmState().subscribe(
       [this](const FilterState& state) { preview_->setResting(isMinimized() || isAway(state)); });
-  connect(&Theme::shared(), &Theme::changed, this, [this] { resizeToText(); });
-  resizeToText();
-}
-
-void PreferencesView::resizeToText() {
-  const double growth = 1 + addedForText * (Theme::shared().textScale() - 1);
-  QSize size = windowSize * growth;
-  if (const QScreen* shown = screen()) size = size.boundedTo(shown->availableSize() * mostOfWorkArea);
-  setFixedSize(size);
-  update();
 }
 
 // The sections.
@@ -181,7 +168,8 @@ void PreferencesView::buildMatrix(QVBoxLayout& column) {
       &FilterSettings::privacyMatrixCoefficient);
   PrefRow* opacity = addSlider(
       card, text(QStringLiteral("Opacité des bandes")),
-      text(QStringLiteral("Plus élevée = moins lisible de côté mais plus visible de face")), {0.3, 1, 0.05},
+      text(QStringLiteral("Plus élevée = moins lisible de côté mais plus visible de face")),
+      {0.3, 1, 0.05, 100},
       [](double number) { return QStringLiteral("%1%").arg(std::llround(number * 100)); },
       &FilterSettings::matrixStripeAlpha);
   refreshers_.emplace_back([this, coefficient, opacity] {
@@ -357,19 +345,15 @@ void PreferencesView::changeEvent(QEvent* event) {
   if (event->type() == QEvent::WindowStateChange && preview_ != nullptr) {
     preview_->setResting(isMinimized() || isAway(parts_.service->fsmState()));
   }
-  QWidget::changeEvent(event);
+  FixedWindow::changeEvent(event);
 }
 
 void PreferencesView::keyPressEvent(QKeyEvent* event) {
-  if (event->key() == Qt::Key_Escape || event->matches(QKeySequence::Close)) {
+  if (event->key() == Qt::Key_Escape) {
     close();
   } else {
-    QWidget::keyPressEvent(event);
+    FixedWindow::keyPressEvent(event);
   }
-}
-
-void PreferencesView::paintEvent(QPaintEvent* /*event*/) {
-  QPainter(this).fillRect(rect(), colors().window);
 }
 
 }  // namespace sentrel

@@ -3,7 +3,6 @@
 
 #include <QPointer>
 #include <QVBoxLayout>
-#include <QWidget>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -19,7 +18,7 @@
 #include "views/calibration_view.h"
 #include "views/camera_preview_view.h"
 #include "views/controls/card.h"
-#include "views/controls/focus_ring.h"
+#include "views/controls/fixed_window.h"
 #include "views/controls/menu_picker.h"
 #include "views/controls/pref_row.h"
 #include "views/controls/push_button.h"
@@ -31,7 +30,7 @@
 namespace sentrel {
 
 /// The preferences window: every setting in five sections, saved with each change. Main thread.
-class PreferencesView : public QWidget {
+class PreferencesView : public FixedWindow {
  public:
   struct Parts {
     std::shared_ptr<SettingsRepository> settingsRepo;
@@ -51,7 +50,6 @@ class PreferencesView : public QWidget {
   void openCalibration();
 
  protected:
-  void paintEvent(QPaintEvent* event) override;
   void changeEvent(QEvent* event) override;
   void keyPressEvent(QKeyEvent* event) override;
 
@@ -75,7 +73,6 @@ class PreferencesView : public QWidget {
   void chooseCamera(int index);
   void draftChanged();
   void showDraft();
-  void resizeToText();
 
   const Parts parts_;
   FilterSettings draft;
@@ -87,7 +84,6 @@ class PreferencesView : public QWidget {
   ScrollPage* page_;
   CameraPreviewView* preview_ = nullptr;
   MenuPicker* cameraPicker_ = nullptr;
-  FocusRing* ring_;
   Registration settingsRegistration_;
   Registration devicesRegistration_;
   Registration keysRegistration_;

@@ -7,10 +7,10 @@
 #include <utility>
 
 #include "look/texts.h"
+#include "views/controls/dialog.h"
 #include "views/controls/divider.h"
 #include "views/controls/push_button.h"
 #include "views/controls/stat_card.h"
-#include "views/controls/symbol_view.h"
 #include "views/controls/text_label.h"
 
 namespace sentrel {
@@ -19,10 +19,6 @@ namespace {
 
 constexpr int side = 16;
 constexpr int toolbarHeight = 48;
-constexpr QSize dialogSize(280, 182);
-constexpr int dialogSymbol = 30;
-constexpr double popoverRadius = 12;
-constexpr int dialogPadding = 20;
 
 }  // namespace
 
@@ -107,41 +103,15 @@ void StatsView::focusInEvent(QFocusEvent* event) {
 
 void StatsView::askForReset() {
   if (confirm_ != nullptr) return;
-  confirm_ = new Sheet(parentWidget() != nullptr ? *parentWidget() : *this, dialogSize);
-  confirm_->setCornerRadius(popoverRadius);
-  auto* column = new QVBoxLayout(confirm_->panel());
-  column->setContentsMargins(dialogPadding, dialogPadding, dialogPadding, 16);
-  column->setSpacing(0);
-  column->addWidget(new SymbolView(QStringLiteral("exclamationmark.triangle.fill"), dialogSymbol,
-                                   &AppColors::warningGraphic),
-                    0, Qt::AlignHCenter);
-  column->addSpacing(6);
-  auto* question = new TextLabel(TextRole::bodyLabel);
-  question->setWords(text(QStringLiteral("stats_reset_confirm")));
-  question->setAlignment(Qt::AlignHCenter);
-  question->setBalanced(true);
-  column->addWidget(question);
-  column->addStretch(1);
-  column->addSpacing(12);
-  auto* buttons = new QHBoxLayout;
-  buttons->setSpacing(14);
-  auto* cancel = new PushButton(PushButton::Kind::secondary, text(QStringLiteral("stats_reset_cancel")));
-  auto* confirm = new PushButton(PushButton::Kind::destructive, text(QStringLiteral("stats_reset_yes")));
-  buttons->addStretch();
-  buttons->addWidget(cancel);
-  buttons->addWidget(confirm);
-  buttons->addStretch();
-  column->addLayout(buttons);
-  confirm_->setAccessibleName(question->words());
-  Sheet* const sheet = confirm_;
-  sheet->onEscape = [sheet] { sheet->dismiss(); };
-  sheet->onClosed = [this] { confirm_.clear(); };
-  connect(cancel, &PushButton::clicked, sheet, [sheet] { sheet->dismiss(); });
-  connect(confirm, &PushButton::clicked, sheet, [this, sheet] {
-    statsRepo->reset();
-    sheet->dismiss();
-  });
-  sheet->open(cancel);
+  confirm_ = openDialog(parentWidget() != nullptr ? *parentWidget() : *this,
+                        {.symbol = QStringLiteral("exclamationmark.triangle.fill"),
+                         .color = &AppColors::warningGraphic,
+                         .words = text(QStringLiteral("stats_reset_confirm")),
+                         .cancel = text(QStringLiteral("stats_reset_cancel")),
+                         .confirm = text(QStringLiteral("stats_reset_yes")),
+                         .kind = PushButton::Kind::destructive,
+                         .confirmed = [this] { statsRepo->reset(); }});
+  confirm_->onClosed = [this] { confirm_.clear(); };
 }
 
 }  // namespace sentrel

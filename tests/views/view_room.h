@@ -67,7 +67,7 @@ struct ViewRoom {
             .projectsPage = QUrl(QStringLiteral("https://example.org")),
             .openPreferences = [this] { ++preferencesOpened; },
             .quit = [this] { ++quits; },
-            .openLink = [this](const QUrl&) { ++linksOpened; }};
+            .openLink = [this](const QUrl&, const auto& /*failed*/) { ++linksOpened; }};
   }
 
   PreferencesView::Parts preferencesParts() {

@@ -21,12 +21,7 @@ Card::Card(QWidget* parent) : QWidget(parent), rows_(new QVBoxLayout(this)) {
 }
 
 void Card::addRow(QWidget* row) {
-  if (rows_->count() > 0) {
-    auto* line = new QHBoxLayout;
-    line->setContentsMargins(hairlineInset, 0, 0, 0);
-    line->addWidget(new Divider(this));
-    rows_->addLayout(line);
-  }
+  if (rows_->count() > 0) rows_->addLayout(insetDivider(hairlineInset, 0));
   rows_->addWidget(row);
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "views/controls/divider.h"
 
+#include <QHBoxLayout>
 #include <QPainter>
 
 #include "views/theme.h"
@@ -15,6 +16,13 @@ Divider::Divider(QWidget* parent) : QWidget(parent) {
 
 void Divider::paintEvent(QPaintEvent* /*event*/) {
   QPainter(this).fillRect(rect(), colors().border);
+}
+
+QLayout* insetDivider(int left, int right) {
+  auto* line = new QHBoxLayout;
+  line->setContentsMargins(left, 0, right, 0);
+  line->addWidget(new Divider);
+  return line;
 }
 
 }  // namespace sentrel

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <QLayout>
 #include <QWidget>
 
 namespace sentrel {
@@ -13,5 +14,8 @@ class Divider : public QWidget {
  protected:
   void paintEvent(QPaintEvent* event) override;
 };
+
+/// A divider that keeps away from the ends of its line, in pixels. For a layout to take.
+[[nodiscard]] QLayout* insetDivider(int left, int right);
 
 }  // namespace sentrel

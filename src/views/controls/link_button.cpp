@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "views/controls/link_button.h"
 
-#include <QKeyEvent>
 #include <QPainter>
 #include <cmath>
 
 #include "look/icons.h"
 #include "views/controls/painting.h"
-#include "views/controls/push_button.h"
 #include "views/theme.h"
 
 namespace sentrel {
@@ -19,24 +17,12 @@ constexpr double wide = 6;  // around the separator
 const QString separator = QStringLiteral("·");
 }  // namespace
 
-LinkButton::LinkButton(const QString& words, QWidget* parent) : QPushButton(parent) {
+LinkButton::LinkButton(const QString& words, QWidget* parent) : DrawnButton(TextRole::caption, {}, parent) {
   const auto cut = words.indexOf(separator);
   before_ = words.left(cut).trimmed();
   link_ = words.mid(cut + 1).trimmed();
   setText(link_);
-  setFlat(true);
-  setAutoDefault(false);
-  setAttribute(Qt::WA_Hover);
-  setFocusPolicy(Qt::StrongFocus);
   setCursor(Qt::PointingHandCursor);
-  setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
-  const auto restyle = [this] {
-    setFont(Theme::shared().font(TextRole::caption));
-    updateGeometry();
-    update();
-  };
-  connect(&Theme::shared(), &Theme::changed, this, restyle);
-  restyle();
 }
 
 QSize LinkButton::sizeHint() const {
@@ -65,7 +51,7 @@ void LinkButton::paintEvent(QPaintEvent* /*event*/) {
   x += metrics.horizontalAdvance(before_) + wide;
   painter.drawText(QPointF(x, baseline), separator);
   x += metrics.horizontalAdvance(separator) + wide;
-  const QColor link = underMouse() ? c.primaryHover : c.primary;
+  const QColor link = mix(c.primary, c.primaryHover, hover());
   painter.setPen(link);
   painter.drawText(QPointF(x, baseline), link_);
   const double width = metrics.horizontalAdvance(link_);
@@ -73,10 +59,6 @@ void LinkButton::paintEvent(QPaintEvent* /*event*/) {
   const double size = Theme::shared().iconSize(symbolPixels);
   paintSymbol(painter, QStringLiteral("arrow.up.right.square"),
               QRectF(x + width + symbolGap, (height() - size) / 2, size, size), link);
-}
-
-void LinkButton::keyPressEvent(QKeyEvent* event) {
-  if (!pressByEnter(*this, *event)) QPushButton::keyPressEvent(event);
 }
 
 }  // namespace sentrel

@@ -1,25 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <QPushButton>
-
-#include "views/controls/focus_ring.h"
+#include "views/controls/drawn_button.h"
 
 namespace sentrel {
 
 /// A line of words of which the last part, after the separator "·", is a link. Main thread.
-class LinkButton : public QPushButton, public FocusShape {
+class LinkButton : public DrawnButton {
  public:
   /// `words` is "name · link".
   explicit LinkButton(const QString& words, QWidget* parent = nullptr);
 
   [[nodiscard]] QSize sizeHint() const override;
-  [[nodiscard]] QSize minimumSizeHint() const override { return sizeHint(); }
   [[nodiscard]] Outline focusOutline() const override;
 
  protected:
   void paintEvent(QPaintEvent* event) override;
-  void keyPressEvent(QKeyEvent* event) override;
 
  private:
   QString before_;

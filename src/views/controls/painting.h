@@ -10,6 +10,9 @@ namespace sentrel {
 /// How faint a control is that cannot be used.
 inline constexpr double disabledOpacity = 0.45;
 
+/// Of the popover's corners.
+inline constexpr double popoverRadius = 12;
+
 /// A rounded rectangle with an edge of `edgeWidth` pixels that lies wholly inside `rect`. An invalid colour
 /// paints nothing.
 void paintBox(QPainter& painter, const QRectF& rect, double radius, const QColor& fill,

@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <QPushButton>
-
-#include "views/controls/focus_ring.h"
+#include "views/controls/drawn_button.h"
 
 namespace sentrel {
 
 /// A round button that shows a symbol; its name is for assistive technology. Main thread.
-class RoundButton : public QPushButton, public FocusShape {
+class RoundButton : public DrawnButton {
  public:
   RoundButton(const QString& symbol, const QString& name, QWidget* parent = nullptr);
 
@@ -17,7 +15,6 @@ class RoundButton : public QPushButton, public FocusShape {
 
  protected:
   void paintEvent(QPaintEvent* event) override;
-  void keyPressEvent(QKeyEvent* event) override;
 
  private:
   const QString symbol_;

@@ -49,6 +49,13 @@ double lineHeightOf(TextRole role) {
 
 }  // namespace
 
+TextLabel* centredLabel(TextRole role, const QString& words, TextLabel::Token color) {
+  auto* label = new TextLabel(role, color);
+  label->setWords(words);
+  label->setAlignment(Qt::AlignHCenter);
+  return label;
+}
+
 TextLabel::TextLabel(TextRole role, Token color, QWidget* parent)
     : QLabel(parent), role_(role), color_(color) {
   QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Preferred);

@@ -52,4 +52,8 @@ class TextLabel : public QLabel {
   double ownLineHeight_ = 0;
 };
 
+/// Words in the middle of their line.
+[[nodiscard]] TextLabel* centredLabel(TextRole role, const QString& words,
+                                      TextLabel::Token color = &AppColors::text);
+
 }  // namespace sentrel

@@ -4,8 +4,8 @@
 #include <QKeyEvent>
 #include <QPainter>
 
+#include "views/controls/drawn_button.h"
 #include "views/controls/painting.h"
-#include "views/controls/push_button.h"
 #include "views/theme.h"
 
 namespace sentrel {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "views/controls/value_slider.h"
 
+#include <QAccessibleWidget>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QWheelEvent>
@@ -19,13 +20,48 @@ constexpr int valueWidth = 60;
 constexpr double knobSize = 18;
 constexpr double trackHeight = 4;
 constexpr int mostTicks = 8;  // more would be noise
+
+class AccessibleSlider final : public QAccessibleWidget, public QAccessibleValueInterface {
+ public:
+  explicit AccessibleSlider(ValueSlider& slider)
+      : QAccessibleWidget(&slider, QAccessible::Slider), slider_(slider) {}
+
+  void* interface_cast(QAccessible::InterfaceType type) override {
+    if (type == QAccessible::ValueInterface) return static_cast<QAccessibleValueInterface*>(this);
+    return QAccessibleWidget::interface_cast(type);
+  }
+  [[nodiscard]] QString text(QAccessible::Text kind) const override {
+    return kind == QAccessible::Value ? slider_.words() : QAccessibleWidget::text(kind);
+  }
+  [[nodiscard]] QVariant currentValue() const override { return shown(slider_.number()); }
+  void setCurrentValue(const QVariant& value) override {
+    slider_.choose(value.toDouble() / slider_.range().shownFactor);
+  }
+  [[nodiscard]] QVariant minimumValue() const override { return shown(slider_.range().least); }
+  [[nodiscard]] QVariant maximumValue() const override { return shown(slider_.range().greatest); }
+  [[nodiscard]] QVariant minimumStepSize() const override { return shown(slider_.range().step); }
+
+ private:
+  /// Without the dust of a division.
+  [[nodiscard]] double shown(double number) const {
+    return std::round(number * slider_.range().shownFactor * 100) / 100;
+  }
+
+  ValueSlider& slider_;
+};
+
+QAccessibleInterface* makeAccessible(const QString& /*className*/, QObject* object) {
+  auto* slider = dynamic_cast<ValueSlider*>(object);
+  return slider != nullptr ? new AccessibleSlider(*slider) : nullptr;
+}
 }  // namespace
 
 ValueSlider::ValueSlider(const QString& name, Range range, std::function<QString(double)> words,
                          QWidget* parent)
     : QSlider(Qt::Horizontal, parent), range_(range), words_(std::move(words)), number_(range.least) {
+  QAccessible::installFactory(makeAccessible);  // again is harmless
   setAccessibleName(name);
-  // Whole steps from zero, so that assistive technology counts as the person does: 1 to 5, not 0 to 4.
+  // Whole steps from zero.
   setRange(stepOf(range_.least), stepOf(range_.greatest));
   setSingleStep(1);
   setPageStep(1);

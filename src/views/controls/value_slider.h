@@ -9,13 +9,15 @@
 namespace sentrel {
 
 /// A slider over whole steps with its value beside it. It may be shown a number beyond its range: it then
-/// stands at the end, shows the number, and changes it only when the person moves it. Main thread.
+/// stands at the end, shows the number, and changes it only when the person moves it. Assistive technology is
+/// told the number that the words show, not the step. Main thread.
 class ValueSlider : public QSlider, public FocusShape {
  public:
   struct Range {
     double least = 0;
     double greatest = 1;
     double step = 1;
+    double shownFactor = 1;  ///< of the number in the words: 100 where they are per cent
   };
 
   ValueSlider(const QString& name, Range range, std::function<QString(double)> words,
@@ -25,6 +27,9 @@ class ValueSlider : public QSlider, public FocusShape {
   [[nodiscard]] double number() const { return number_; }
   /// The number as it is shown.
   [[nodiscard]] QString words() const { return words_(number_); }
+  [[nodiscard]] const Range& range() const { return range_; }
+  /// As if the person had moved it.
+  void choose(double number) { setValue(stepOf(number)); }
   /// Called when the person chose another number.
   std::function<void(double)> onNumber;
 
