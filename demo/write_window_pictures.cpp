@@ -53,7 +53,7 @@ void popovers(PictureBook& book) {
   const auto counted = [on](ViewRoom& room) {
     on(room);
     for (int i = 0; i < 12; ++i) room.stats->incrementAlerts();
-    for (int i = 0; i < 48; ++i) room.stats->incrementSessions();
+    for (int i = 0; i < 47; ++i) room.stats->incrementSessions();
     room.stats->addActiveSeconds(127 * 3600 + 300);
   };
   const auto statistics = [](PopoverWindow& window) {

@@ -27,6 +27,7 @@ constexpr int side = 16;
 constexpr int logoPixels = 48;
 constexpr int logoToWords = 12;
 constexpr int between = 10;
+constexpr int headerHeight = 88;
 constexpr int homeHeight = 280;
 constexpr int statsHeight = 400;
 constexpr int aboutHeight = 440;
@@ -90,6 +91,7 @@ QWidget* MenuBarPopoverView::buildHome() {
 QLayout* MenuBarPopoverView::buildHeader() {
   auto* header = new QHBoxLayout;
   header->setContentsMargins(side, 8, side, 8);
+  header->addStrut(qRound(headerHeight * Theme::shared().textScale()) - 16);
   header->setSpacing(logoToWords);
   logo_ = new EyeLogo(logoPixels);
   header->addWidget(logo_);

@@ -16,6 +16,7 @@ namespace sentrel {
 namespace {
 
 constexpr QSize fieldSize(232, 34);
+constexpr double widthAddedForText = 110;  // at 200 %
 constexpr double radius = 8;
 constexpr int padding = 11;
 constexpr int chevron = 14;
@@ -90,7 +91,9 @@ void MenuPicker::restyle() {
 }
 
 QSize MenuPicker::sizeHint() const {
-  return {fieldSize.width(), qRound(fieldSize.height() - 20 + 20 * Theme::shared().textScale())};
+  const double scale = Theme::shared().textScale();
+  return {qRound(fieldSize.width() + widthAddedForText * (scale - 1)),
+          qRound(fieldSize.height() - 20 + 20 * scale)};
 }
 
 FocusShape::Outline MenuPicker::focusOutline() const {

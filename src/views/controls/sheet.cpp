@@ -18,6 +18,7 @@ constexpr double radius = 14;
 constexpr double shadowStrength = 1.2;
 constexpr int openMs = 180;
 constexpr int leastMargin = 8;
+constexpr double addedForText = 0.6;  // of the size, at 200 %
 const QColor scrim(10, 11, 20);
 }  // namespace
 
@@ -57,7 +58,8 @@ void Sheet::dismiss() {
 void Sheet::placePanel() {
   const QSize wanted = panel_->layout() != nullptr ? panel_->layout()->totalSizeHint() : QSize();
   const QSize room = rect().marginsRemoved({leastMargin, leastMargin, leastMargin, leastMargin}).size();
-  const QSize size = size_.expandedTo({0, wanted.height()}).boundedTo(room);
+  const QSize least = size_ * (1 + addedForText * (Theme::shared().textScale() - 1));
+  const QSize size = least.expandedTo({0, wanted.height()}).boundedTo(room);
   panel_->setGeometry(QRect(QPoint((width() - size.width()) / 2, (height() - size.height()) / 2), size));
 }
 

@@ -14,7 +14,7 @@ namespace sentrel {
 /// the widget that it belongs to and follows its size. Main thread.
 class Sheet : public QWidget {
  public:
-  /// `size` is the panel's least size; it grows with its content and never beyond the window.
+  /// `size` is the panel's least size; it grows with text and content and never beyond the window.
   Sheet(QWidget& window, QSize size);
 
   /// Where the content's layout goes.
