@@ -4,6 +4,7 @@
 #include <QPainter>
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstring>
 #include <utility>
 #include <vector>
@@ -22,6 +23,9 @@ constexpr std::uint32_t everyEdge = ZWLR_LAYER_SURFACE_V1_ANCHOR_TOP | ZWLR_LAYE
 constexpr std::int32_t belowAndAbovePanels = -1;
 // As many pixels as five 4K screens have: what asks for more does not mean it.
 constexpr double mostPixels = 42e6;
+// From here on, above WQHD, making a picture anew takes longer than a frame of the screen; below, 8 MiB and
+// more are not worth the time.
+constexpr std::size_t leastKeptPixels = 4'000'000;
 constexpr std::uint32_t greatestSide = 32767;
 constexpr double fractionalScaleUnit = 120;
 constexpr std::int64_t memoryRetryMs = 500;
@@ -52,6 +56,7 @@ WaylandLayerWindows::WaylandLayerWindows(WaylandDesktop& desktop, const WaylandO
       output_(output),
       onClosed_(std::move(onClosed)),
       base_(desktop.connection()),
+      scenePictures_(leastKeptPixels),
       layer_(enterLayer(desktop.connection(), output, base_)),
       tint_(desktop.connection(), base_.get()),
       hint_(desktop.connection(), base_.get()),
@@ -188,9 +193,16 @@ bool WaylandLayerWindows::paintScene(const Content& content) {
   std::vector<WaylandMemory::Row> picture;
   picture.reserve(static_cast<std::size_t>(rows));
   for (int y = 0; y < rows; ++y) picture.push_back(painter.row(y, columns));
-  const auto memory = WaylandMemory::copyOf(desktop_.connection().sharedMemory(), picture);
-  if (!memory) return false;
-  base_.show(memory->makeBuffer(0, columns, rows), width, height);
+  WaylandPicture* next = scenePictures_.idle(columns, rows);
+  if (next != nullptr) {
+    if (!next->memory.overwrite(picture)) return false;
+  } else {
+    auto memory = WaylandMemory::copyOf(desktop_.connection().sharedMemory(), picture);
+    if (!memory) return false;
+    next = &scenePictures_.add(std::move(*memory), columns, rows);
+  }
+  base_.show(next->buffer.get(), width, height);
+  next->shown = true;
   return true;
 }
 

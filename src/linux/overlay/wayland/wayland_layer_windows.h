@@ -9,6 +9,7 @@
 #include "linux/overlay/painter/overlay_picture.h"
 #include "linux/overlay/wayland/wayland_desktop.h"
 #include "linux/overlay/wayland/wayland_memory.h"
+#include "linux/overlay/wayland/wayland_pictures.h"
 #include "linux/overlay/wayland/wayland_retro_part.h"
 #include "linux/overlay/wayland/wayland_surface.h"
 #include "platform/overlay_surface.h"
@@ -69,6 +70,7 @@ class WaylandLayerWindows {
   const WaylandOutput& output_;
   std::function<void()> onClosed_;
   WaylandSurface base_;
+  WaylandPictures scenePictures_;
   WaylandObject<zwlr_layer_surface_v1> layer_;
   WaylandObject<wp_fractional_scale_v1> fractionalScale_;
   WaylandSurface tint_;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <utility>
 
 namespace sentrel {
 
@@ -35,13 +36,18 @@ void WaylandRetroPart::showPicture(const GreyPicture* picture) {
   if (!painter_) return;
   const int width = painter_->width();
   const int height = painter_->height();
-  auto memory = WaylandMemory::allocate(desktop_.connection().sharedMemory(),
-                                        static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
-  if (!memory) return;
-  painter_->paint(picture, memory->pixels());
+  WaylandPicture* next = pictures_.idle(width, height);
+  if (next == nullptr) {
+    auto memory = WaylandMemory::allocate(desktop_.connection().sharedMemory(),
+                                          static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+    if (!memory) return;
+    next = &pictures_.add(std::move(*memory), width, height);
+  }
+  painter_->paint(picture, next->memory.pixels());
   const Rect size = placeRetro({}, 1);
-  picture_.show(memory->makeBuffer(0, width, height), size.width, size.height);
+  picture_.show(next->buffer.get(), size.width, size.height);
   picture_.commit();
+  next->shown = true;
 }
 
 void WaylandRetroPart::showDot(BlinkLevel level) {

@@ -8,6 +8,7 @@
 #include "linux/overlay/painter/retro_painter.h"
 #include "linux/overlay/wayland/wayland_desktop.h"
 #include "linux/overlay/wayland/wayland_memory.h"
+#include "linux/overlay/wayland/wayland_pictures.h"
 #include "linux/overlay/wayland/wayland_surface.h"
 #include "platform/retro_surface.h"
 
@@ -41,6 +42,7 @@ class WaylandRetroPart {
   WaylandDesktop& desktop_;
   WaylandSurface picture_;
   WaylandSurface dot_;
+  WaylandPictures pictures_{0};
   std::optional<RetroPainter> painter_;
   std::array<WaylandObject<wl_buffer>, brightestBlink + 1> dots_;
   Rect dotPlace_;  // logical pixels, on the picture-in-picture

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/overlay/wayland/wayland_surface.h"
 
-#include <utility>
-
 namespace sentrel {
 
 WaylandSurface::WaylandSurface(const WaylandConnection& connection)
@@ -27,19 +25,6 @@ void WaylandSurface::show(wl_buffer* picture, int width, int height) {
   // In logical pixels and no more than there are: what is stretched a thousandfold overflows elsewhere.
   wl_surface_damage(surface_.get(), 0, 0, width, height);
   wp_viewport_set_destination(viewport_.get(), width, height);
-}
-
-void WaylandSurface::show(WaylandObject<wl_buffer> picture, int width, int height) {
-  static constexpr wl_buffer_listener listener{
-      .release =
-          [](void* self, wl_buffer* released) {
-            std::erase_if(static_cast<WaylandSurface*>(self)->pictures_,
-                          [released](const auto& held) { return held.get() == released; });
-          },
-  };
-  wl_buffer_add_listener(picture.get(), &listener, this);
-  show(picture.get(), width, height);
-  pictures_.push_back(std::move(picture));
 }
 
 void WaylandSurface::hide() {

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <vector>
-
 #include "linux/overlay/wayland/wayland_connection.h"
 #include "linux/overlay/wayland/wayland_object.h"
 
@@ -25,8 +23,6 @@ class WaylandSurface {
   void place(int x, int y);
   /// Shows a picture that stays with the caller, on `width` by `height` logical pixels.
   void show(wl_buffer* picture, int width, int height);
-  /// Shows a picture and keeps it until the compositor has let go of it.
-  void show(WaylandObject<wl_buffer> picture, int width, int height);
   void hide();
   void commit() { wl_surface_commit(surface_.get()); }
 
@@ -34,7 +30,6 @@ class WaylandSurface {
   WaylandObject<wl_surface> surface_;
   WaylandObject<wl_subsurface> place_;
   WaylandObject<wp_viewport> viewport_;
-  std::vector<WaylandObject<wl_buffer>> pictures_;
 };
 
 }  // namespace sentrel
