@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 namespace sentrel {
 
@@ -12,6 +13,11 @@ constexpr std::size_t index(int value) {
   return static_cast<std::size_t>(value);
 }
 }  // namespace
+
+GreyScaler::~GreyScaler() {
+  explicit_bzero(narrowed_.data(), narrowed_.size());
+  explicit_bzero(result_.data(), result_.size());
+}
 
 void GreyScaler::measure(Axis& axis, int from, int to) {
   const double step = static_cast<double>(from) / to;

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "linux/overlay/wayland/wayland_connection.h"
@@ -30,6 +31,8 @@ class WaylandDesktop {
   [[nodiscard]] MainLoop& loop() { return loop_; }
   /// Those whose description is complete, the main one marked, in the compositor's order.
   [[nodiscard]] std::vector<Screen> screens() const;
+  /// As that of OverlayBackend.
+  [[nodiscard]] std::string limitation() const { return ""; }
   /// Null when there is none.
   [[nodiscard]] const WaylandOutput* output(std::uint64_t screenId) const;
   void flush() const { wl_display_flush(connection_->get()); }

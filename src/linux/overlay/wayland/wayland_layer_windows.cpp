@@ -132,22 +132,8 @@ void WaylandLayerWindows::bearPicture(const WaylandRetroContent* content) {
 
 void WaylandLayerWindows::paintRetro() {
   if (retroContent_ == nullptr) return;
-  if (!retro_) retro_ = std::make_unique<WaylandRetroPart>(desktop_, base_.get());
+  if (!retro_) retro_ = std::make_unique<WaylandRetroPart>(desktop_, base_.get(), *retroContent_);
   retro_->place({0, 0, width_, height_}, scale());
-  retro_->showPicture(retroContent_->picture.get());
-  retro_->showDot(retroContent_->blink);
-}
-
-void WaylandLayerWindows::retroPictureChanged() {
-  if (!retro_) return;
-  retro_->showPicture(retroContent_->picture.get());
-  desktop_.flush();
-}
-
-void WaylandLayerWindows::retroBlinkChanged() {
-  if (!retro_) return;
-  retro_->showDot(retroContent_->blink);
-  desktop_.flush();
 }
 
 double WaylandLayerWindows::scale() const {

@@ -36,8 +36,6 @@ class WaylandLayerWindows {
 
   /// Shows the picture-in-picture, too, or no longer (null). The content must outlive that.
   void bearPicture(const WaylandRetroContent* content);
-  void retroPictureChanged();
-  void retroBlinkChanged();
 
  private:
   /// A finished picture, its memory with the compositor.

@@ -12,15 +12,10 @@ constexpr std::int64_t firstRetryMs = 250;
 constexpr std::int64_t longestRetryMs = 8'000;
 }  // namespace
 
-void WaylandSurfaceList::bearPicture(const WaylandRetroContent* content) {
-  picture = content;
-  for (WaylandOverlaySurface* surface : surfaces) surface->bearPicture();
-  if (desktop != nullptr) desktop->flush();
-}
-
 WaylandOverlaySurface::WaylandOverlaySurface(std::shared_ptr<WaylandSurfaceList> list, std::uint64_t screenId)
     : list_(std::move(list)), screenId_(screenId), retryMs_(firstRetryMs) {
   list_->surfaces.push_back(this);
+  picture_ = list_->picture.onChange([this](const auto&) { bearPicture(); });
 }
 
 WaylandOverlaySurface::~WaylandOverlaySurface() {
@@ -75,15 +70,7 @@ void WaylandOverlaySurface::bearPicture() {
   const auto screens = list_->desktop->screens();
   const bool onMain = std::ranges::any_of(
       screens, [this](const Screen& screen) { return screen.isMain && screen.id == screenId_; });
-  windows_->bearPicture(onMain ? list_->picture : nullptr);
-}
-
-void WaylandOverlaySurface::retroPictureChanged() {
-  if (windows_) windows_->retroPictureChanged();
-}
-
-void WaylandOverlaySurface::retroBlinkChanged() {
-  if (windows_) windows_->retroBlinkChanged();
+  windows_->bearPicture(onMain ? list_->picture.get() : nullptr);
 }
 
 void WaylandOverlaySurface::closed() {

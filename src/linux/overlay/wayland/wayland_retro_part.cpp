@@ -10,14 +10,28 @@
 
 namespace sentrel {
 
-WaylandRetroPart::WaylandRetroPart(WaylandDesktop& desktop, wl_surface* parent)
-    : desktop_(desktop), picture_(desktop.connection(), parent), dot_(desktop.connection(), parent) {}
+WaylandRetroPart::WaylandRetroPart(WaylandDesktop& desktop, wl_surface* parent,
+                                   const WaylandRetroContent& content)
+    : desktop_(desktop),
+      content_(content),
+      picture_(desktop.connection(), parent),
+      dot_(desktop.connection(), parent),
+      pictureChange_(content.picture.onChange([this](const auto&) {
+        showPicture();
+        desktop_.flush();
+      })),
+      blinkChange_(content.blink.onChange([this](BlinkLevel) {
+        showDot();
+        desktop_.flush();
+      })) {}
 
 void WaylandRetroPart::place(const Rect& output, double scale) {
   if (!painter_ || painter_->scale() != scale) prepare(scale);
   const Rect place = placeRetro(output, 1);
   picture_.place(place.x, place.y);
   dot_.place(place.x + dotPlace_.x, place.y + dotPlace_.y);
+  showPicture();
+  showDot();
 }
 
 void WaylandRetroPart::prepare(double scale) {
@@ -32,7 +46,7 @@ void WaylandRetroPart::prepare(double scale) {
 }
 
 /// Without memory the former picture stays.
-void WaylandRetroPart::showPicture(const GreyPicture* picture) {
+void WaylandRetroPart::showPicture() {
   if (!painter_) return;
   const int width = painter_->width();
   const int height = painter_->height();
@@ -43,15 +57,15 @@ void WaylandRetroPart::showPicture(const GreyPicture* picture) {
     if (!memory) return;
     next = &pictures_.add(std::move(*memory), width, height);
   }
-  painter_->paint(picture, next->memory.pixels());
+  painter_->paint(content_.picture.get().get(), next->memory.pixels());
   const Rect size = placeRetro({}, 1);
   picture_.show(next->buffer.get(), size.width, size.height);
   picture_.commit();
   next->shown = true;
 }
 
-void WaylandRetroPart::showDot(BlinkLevel level) {
-  const auto& dot = dots_[static_cast<std::size_t>(std::clamp(level, 0, brightestBlink))];
+void WaylandRetroPart::showDot() {
+  const auto& dot = dots_[static_cast<std::size_t>(std::clamp(content_.blink.get(), 0, brightestBlink))];
   if (!dot) return;
   dot_.show(dot.get(), dotPlace_.width, dotPlace_.height);
   dot_.commit();

@@ -3,12 +3,10 @@
 
 #include <memory>
 
-#include "linux/overlay/wayland/wayland_retro_part.h"
+#include "linux/overlay/wayland/wayland_surface_list.h"
 #include "platform/retro_surface.h"
 
 namespace sentrel {
-
-struct WaylandSurfaceList;
 
 /// What the picture-in-picture shows, kept as values; the surface that covers the main output of the moment
 /// bears it, because a second surface in the overlay layer may come to lie below that one. Main thread.

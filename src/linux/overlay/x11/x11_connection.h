@@ -44,7 +44,6 @@ class X11Connection {
 
   [[nodiscard]] xcb_connection_t* get() const { return connection_; }
   [[nodiscard]] xcb_window_t root() const { return screen_->root; }
-  [[nodiscard]] const xcb_screen_t& screen() const { return *screen_; }
   [[nodiscard]] const X11Atoms& atoms() const { return atoms_; }
   [[nodiscard]] bool broken() const { return xcb_connection_has_error(connection_) != 0; }
 

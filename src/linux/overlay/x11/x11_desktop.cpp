@@ -15,11 +15,17 @@ constexpr std::uint32_t watchfulEvents =
     quietEvents | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
 }  // namespace
 
+std::unique_ptr<X11Desktop> X11Desktop::open(const std::string& display, MainLoop& loop, Handlers handlers) {
+  auto connection = X11Connection::open(display);
+  if (!connection) return nullptr;
+  return std::unique_ptr<X11Desktop>(new X11Desktop(std::move(connection), loop, std::move(handlers)));
+}
+
 X11Desktop::X11Desktop(std::unique_ptr<X11Connection> connection, MainLoop& loop, Handlers handlers)
     : connection_(std::move(connection)),
       loop_(loop),
       handlers_(std::move(handlers)),
-      stack_(*connection_, loop),
+      stack_(*connection_, loop, [this](bool inUse) { setWatchful(inUse); }),
       compositor_(*connection_, loop, [this] { handlers_.changed(); }),
       pump_(
           connection_->get(), [this](const xcb_generic_event_t& event) { handle(event); },
@@ -33,18 +39,26 @@ X11Desktop::X11Desktop(std::unique_ptr<X11Connection> connection, MainLoop& loop
   monitors_ = readMonitors(*connection_);
 }
 
+std::vector<Screen> X11Desktop::screens() const {
+  std::vector<Screen> result;
+  for (const X11Monitor& monitor : monitors_) result.push_back(monitor.screen);
+  return result;
+}
+
 void X11Desktop::setWatchful(bool watchful) {
   const std::uint32_t events = watchful ? watchfulEvents : quietEvents;
   xcb_change_window_attributes(connection_->get(), connection_->root(), XCB_CW_EVENT_MASK, &events);
-  if (watchful) reloadMonitors();  // the scale may have changed unseen
+  if (watchful) reloadSoon();  // the scale may have changed unseen
 }
 
 void X11Desktop::handle(const xcb_generic_event_t& event) {
   stack_.handle(event);
   compositor_.handle(event);
-  // A new arrangement comes with several events; one reading after the last of them is enough.
-  if (concernsMonitors(event)) reload_ = loop_.after(0, [this] { reloadMonitors(); });
-  handlers_.event(event);
+  if (concernsMonitors(event)) reloadSoon();
+  if ((event.response_type & 0x7FU) != XCB_EXPOSE) return;
+  const auto& expose = reinterpret_cast<const xcb_expose_event_t&>(event);
+  // Of a series of exposed rectangles the last one counts.
+  if (expose.count == 0) exposed_.emit(expose.window);
 }
 
 bool X11Desktop::concernsMonitors(const xcb_generic_event_t& event) const {
@@ -58,6 +72,11 @@ bool X11Desktop::concernsMonitors(const xcb_generic_event_t& event) const {
   }
   const unsigned first = connection_->randrEvents();
   return first != 0 && (type == first + XCB_RANDR_SCREEN_CHANGE_NOTIFY || type == first + XCB_RANDR_NOTIFY);
+}
+
+/// A new arrangement comes with several events; one reading after the last of them is enough.
+void X11Desktop::reloadSoon() {
+  reload_ = loop_.after(0, [this] { reloadMonitors(); });
 }
 
 void X11Desktop::reloadMonitors() {

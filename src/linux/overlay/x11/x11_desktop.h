@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "linux/overlay/x11/x11_compositor_watch.h"
@@ -11,6 +12,7 @@
 #include "linux/overlay/x11/x11_monitors.h"
 #include "linux/overlay/x11/x11_window_stack.h"
 #include "support/main_loop.h"
+#include "support/signal.h"
 
 namespace sentrel {
 
@@ -21,31 +23,40 @@ class X11Desktop {
   struct Handlers {
     std::function<void()> changed;  ///< monitors or blending
     std::function<void()> lost;     ///< the connection broke; called in a turn of its own
-    std::function<void(const xcb_generic_event_t&)> event;  ///< every event, for the windows
   };
 
-  X11Desktop(std::unique_ptr<X11Connection> connection, MainLoop& loop, Handlers handlers);
+  /// Null when the server cannot be reached or lacks what a cover needs.
+  [[nodiscard]] static std::unique_ptr<X11Desktop> open(const std::string& display, MainLoop& loop,
+                                                        Handlers handlers);
 
   [[nodiscard]] const X11Connection& connection() const { return *connection_; }
   [[nodiscard]] X11WindowStack& stack() { return stack_; }
-  [[nodiscard]] MainLoop& loop() { return loop_; }
   [[nodiscard]] const std::vector<X11Monitor>& monitors() const { return monitors_; }
   [[nodiscard]] bool blendsWindows() const {
     return compositor_.isRunning() && connection_->translucentVisual();
   }
+  [[nodiscard]] std::vector<Screen> screens() const;
+  /// As that of OverlayBackend.
+  [[nodiscard]] std::string limitation() const { return blendsWindows() ? "" : "error_no_compositing"; }
+  /// Tells the window of ours that has to be drawn again.
+  [[nodiscard]] Signal<xcb_window_t>& exposed() { return exposed_; }
+  void flush() const { xcb_flush(connection_->get()); }
+
+ private:
+  X11Desktop(std::unique_ptr<X11Connection> connection, MainLoop& loop, Handlers handlers);
 
   /// Whether to be told of everything that happens to other programs' windows, which wakes us often.
   void setWatchful(bool watchful);
-
- private:
   void handle(const xcb_generic_event_t& event);
   [[nodiscard]] bool concernsMonitors(const xcb_generic_event_t& event) const;
+  void reloadSoon();
   void reloadMonitors();
 
   std::unique_ptr<X11Connection> connection_;
   MainLoop& loop_;
   Handlers handlers_;
   std::vector<X11Monitor> monitors_;
+  Signal<xcb_window_t> exposed_;
   X11WindowStack stack_;
   X11CompositorWatch compositor_;
   Registration reload_;

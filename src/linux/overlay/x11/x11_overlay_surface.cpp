@@ -18,27 +18,23 @@ using Look = X11OverlayWindow::Look;
 
 X11OverlaySurface::Windows::Windows(X11Desktop& desktop, bool translucentWindows)
     : translucent(translucentWindows),
-      banner(desktop.connection(), desktop.stack(), translucent ? Look::translucent : Look::opaque,
-             "sentrel banner") {
+      banner(desktop, translucent ? Look::translucent : Look::opaque, "sentrel banner") {
   // An unblended window would hide the screen: without blending there is only what may be opaque.
   if (!translucent) return;
-  scene.emplace(desktop.connection(), desktop.stack());
-  tint.emplace(desktop.connection(), desktop.stack(), OverlayLayer::tint, Look::translucent, "sentrel tint");
-  hint.emplace(desktop.connection(), desktop.stack(), Look::translucent, "sentrel hint");
+  scene.emplace(desktop);
+  tint.emplace(desktop, OverlayLayer::tint, Look::translucent, "sentrel tint");
+  hint.emplace(desktop, Look::translucent, "sentrel hint");
 }
 
 X11OverlaySurface::X11OverlaySurface(std::shared_ptr<X11SurfaceList> list, std::uint64_t screenId)
     : list_(std::move(list)), screenId_(screenId) {
   list_->surfaces.push_back(this);
-  if (list_->desktop != nullptr && list_->surfaces.size() == 1) list_->desktop->setWatchful(true);
 }
 
 X11OverlaySurface::~X11OverlaySurface() {
   std::erase(list_->surfaces, this);
-  if (list_->desktop == nullptr) return;
-  if (list_->surfaces.empty()) list_->desktop->setWatchful(false);
-  windows_.reset();
-  xcb_flush(list_->desktop->connection().get());
+  release();
+  flush();
 }
 
 void X11OverlaySurface::present(const OverlayScene& scene) {
@@ -51,14 +47,14 @@ void X11OverlaySurface::setTint(TintLevel level) {
   tint_ = level;
   if (!windows_) return;
   applyTint(painted_.pixels);
-  xcb_flush(list_->desktop->connection().get());
+  flush();
 }
 
 void X11OverlaySurface::refresh() {
   const X11Monitor* on = monitor();
   if (on == nullptr || !scene_) {
     release();
-    if (list_->desktop != nullptr) xcb_flush(list_->desktop->connection().get());
+    flush();
     return;
   }
   X11Desktop& desktop = *list_->desktop;
@@ -71,7 +67,7 @@ void X11OverlaySurface::refresh() {
   applyTint(on->pixels);
   if (windows_->hint) windows_->hint->setShown(true);
   windows_->banner.setShown(scene_->banner);
-  xcb_flush(desktop.connection().get());
+  flush();
 }
 
 void X11OverlaySurface::release() {
@@ -80,8 +76,8 @@ void X11OverlaySurface::release() {
   shownTint_ = 0;
 }
 
-void X11OverlaySurface::handle(const xcb_generic_event_t& event) {
-  if (windows_ && windows_->scene) windows_->scene->handle(event);
+void X11OverlaySurface::flush() const {
+  if (list_->desktop != nullptr) list_->desktop->flush();
 }
 
 const X11Monitor* X11OverlaySurface::monitor() const {

@@ -4,41 +4,25 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <vector>
 
-#include "linux/overlay/x11/x11_desktop.h"
 #include "linux/overlay/x11/x11_picture_window.h"
 #include "linux/overlay/x11/x11_scene_window.h"
+#include "linux/overlay/x11/x11_surface_list.h"
 #include "platform/overlay_surface.h"
 
 namespace sentrel {
 
-class X11OverlaySurface;
-class X11RetroSurface;
-
-/// The surfaces that exist and the desktop that they are on; none while there is no server.
-struct X11SurfaceList {
-  X11Desktop* desktop = nullptr;
-  std::vector<X11OverlaySurface*> surfaces;
-  std::vector<X11RetroSurface*> pictures;
-};
-
 /// What one screen shows, kept as values and brought to the screen of the moment: it follows its monitor,
 /// the compositing manager and the server as they change, go and come back. Main thread.
-class X11OverlaySurface final : public OverlaySurface {
+class X11OverlaySurface final : public OverlaySurface, public DesktopSurface {
  public:
   X11OverlaySurface(std::shared_ptr<X11SurfaceList> list, std::uint64_t screenId);
   ~X11OverlaySurface() override;
+  X11OverlaySurface(const X11OverlaySurface&) = delete;
+  X11OverlaySurface& operator=(const X11OverlaySurface&) = delete;
 
   void present(const OverlayScene& scene) override;
   void setTint(TintLevel level) override;
-
-  /// The desktop has changed, or come.
-  void refresh();
-  /// The desktop is going: lets go of everything on it.
-  void release();
-  /// Any event of the connection.
-  void handle(const xcb_generic_event_t& event);
 
  private:
   /// Everything on the server; rebuilt when the way of showing changes.
@@ -59,9 +43,12 @@ class X11OverlaySurface final : public OverlaySurface {
     bool operator==(const Painted&) const = default;
   };
 
+  void refresh() override;
+  void release() override;
   [[nodiscard]] const X11Monitor* monitor() const;
   void paintPictures(const X11Monitor& monitor);
   void applyTint(const Rect& pixels);
+  void flush() const;
 
   std::shared_ptr<X11SurfaceList> list_;
   std::uint64_t screenId_;

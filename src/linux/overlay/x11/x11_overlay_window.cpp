@@ -9,12 +9,11 @@
 
 namespace sentrel {
 
-X11OverlayWindow::X11OverlayWindow(const X11Connection& connection, X11WindowStack& stack, OverlayLayer layer,
-                                   Look look, std::string_view name)
-    : connection_(connection),
-      stack_(stack),
-      visual_(look == Look::translucent ? connection.translucentVisual() : connection.opaqueVisual()),
-      id_(xcb_generate_id(connection.get())),
+X11OverlayWindow::X11OverlayWindow(X11Desktop& desktop, OverlayLayer layer, Look look, std::string_view name)
+    : connection_(desktop.connection()),
+      stack_(desktop.stack()),
+      visual_(look == Look::translucent ? connection_.translucentVisual() : connection_.opaqueVisual()),
+      id_(xcb_generate_id(connection_.get())),
       pixels_{0, 0, 1, 1} {
   const std::uint32_t mask = XCB_CW_BACK_PIXEL | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT |
                              XCB_CW_EVENT_MASK | XCB_CW_COLORMAP;

@@ -6,20 +6,18 @@
 
 #include <xcb/xcb.h>
 
-#include "linux/overlay/x11/x11_connection.h"
-#include "linux/overlay/x11/x11_window_stack.h"
+#include "linux/overlay/x11/x11_desktop.h"
 #include "support/geometry.h"
 
 namespace sentrel {
 
 /// One window of the overlay: not managed by any window manager, without input, above everything. Created
-/// unmapped, transparent or black. Must not outlive its connection and stack. Main thread.
+/// unmapped, transparent or black. Must not outlive its desktop. Main thread.
 class X11OverlayWindow {
  public:
   enum class Look { translucent, opaque };
 
-  X11OverlayWindow(const X11Connection& connection, X11WindowStack& stack, OverlayLayer layer, Look look,
-                   std::string_view name);
+  X11OverlayWindow(X11Desktop& desktop, OverlayLayer layer, Look look, std::string_view name);
   ~X11OverlayWindow();
   X11OverlayWindow(const X11OverlayWindow&) = delete;
   X11OverlayWindow& operator=(const X11OverlayWindow&) = delete;

@@ -30,9 +30,8 @@ std::vector<xcb_rectangle_t> opaqueRows(const QImage& picture) {
 
 }  // namespace
 
-X11PictureWindow::X11PictureWindow(const X11Connection& connection, X11WindowStack& stack,
-                                   X11OverlayWindow::Look look, std::string_view name)
-    : window_(connection, stack, OverlayLayer::notice, look, name), look_(look) {}
+X11PictureWindow::X11PictureWindow(X11Desktop& desktop, X11OverlayWindow::Look look, std::string_view name)
+    : window_(desktop, OverlayLayer::notice, look, name), look_(look) {}
 
 void X11PictureWindow::setPicture(const QImage& picture, int x, int y) {
   const X11Connection& connection = window_.connection();

@@ -11,8 +11,7 @@ namespace sentrel {
 /// that nothing has to be drawn again and no copy is kept here. Main thread.
 class X11PictureWindow {
  public:
-  X11PictureWindow(const X11Connection& connection, X11WindowStack& stack, X11OverlayWindow::Look look,
-                   std::string_view name);
+  X11PictureWindow(X11Desktop& desktop, X11OverlayWindow::Look look, std::string_view name);
 
   /// Takes a premultiplied ARGB32 picture and its place on the root window. An opaque window takes the shape
   /// of the picture's opaque part.

@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "linux/overlay/x11/x11_overlay_surface.h"
-
 namespace sentrel {
 
 namespace {
@@ -20,12 +18,12 @@ std::optional<X11Monitor> mainMonitor(const X11Desktop* desktop) {
 }  // namespace
 
 X11RetroSurface::X11RetroSurface(std::shared_ptr<X11SurfaceList> list) : list_(std::move(list)) {
-  list_->pictures.push_back(this);
+  list_->surfaces.push_back(this);
   refresh();
 }
 
 X11RetroSurface::~X11RetroSurface() {
-  std::erase(list_->pictures, this);
+  std::erase(list_->surfaces, this);
   release();
   flush();
 }
@@ -60,7 +58,7 @@ void X11RetroSurface::release() {
 }
 
 void X11RetroSurface::flush() const {
-  if (list_->desktop != nullptr) xcb_flush(list_->desktop->connection().get());
+  if (list_->desktop != nullptr) list_->desktop->flush();
 }
 
 }  // namespace sentrel

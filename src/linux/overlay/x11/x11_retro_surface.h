@@ -6,15 +6,14 @@
 
 #include "linux/overlay/x11/x11_monitors.h"
 #include "linux/overlay/x11/x11_retro_window.h"
+#include "linux/overlay/x11/x11_surface_list.h"
 #include "platform/retro_surface.h"
 
 namespace sentrel {
 
-struct X11SurfaceList;
-
 /// What the picture-in-picture shows, kept as values and brought to the main monitor of the moment. Main
 /// thread.
-class X11RetroSurface final : public RetroSurface {
+class X11RetroSurface final : public RetroSurface, public DesktopSurface {
  public:
   explicit X11RetroSurface(std::shared_ptr<X11SurfaceList> list);
   ~X11RetroSurface() override;
@@ -24,12 +23,9 @@ class X11RetroSurface final : public RetroSurface {
   void present(std::shared_ptr<const GreyPicture> picture) override;
   void setBlink(BlinkLevel level) override;
 
-  /// The desktop has changed, or come.
-  void refresh();
-  /// The desktop is going: lets go of everything on it.
-  void release();
-
  private:
+  void refresh() override;
+  void release() override;
   void flush() const;
 
   std::shared_ptr<X11SurfaceList> list_;

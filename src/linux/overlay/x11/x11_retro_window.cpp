@@ -3,13 +3,13 @@
 
 #include <QPainter>
 #include <cstddef>
+#include <cstring>
 
 namespace sentrel {
 
 X11RetroWindow::X11RetroWindow(X11Desktop& desktop, const X11Monitor& monitor)
     : connection_(desktop.connection()),
-      window_(desktop.connection(), desktop.stack(), OverlayLayer::picture, X11OverlayWindow::Look::opaque,
-              "sentrel picture"),
+      window_(desktop, OverlayLayer::picture, X11OverlayWindow::Look::opaque, "sentrel picture"),
       painter_(monitor.scale),
       pixels_(static_cast<std::size_t>(painter_.width()) * static_cast<std::size_t>(painter_.height())),
       pixmap_(xcb_generate_id(connection_.get())) {
@@ -20,6 +20,7 @@ X11RetroWindow::X11RetroWindow(X11Desktop& desktop, const X11Monitor& monitor)
 }
 
 X11RetroWindow::~X11RetroWindow() {
+  explicit_bzero(pixels_.data(), pixels_.size() * sizeof(std::uint32_t));
   xcb_free_pixmap(connection_.get(), pixmap_);
 }
 

@@ -15,13 +15,17 @@ namespace {
 constexpr int mostStripRows = 32;
 }  // namespace
 
-X11SceneWindow::X11SceneWindow(const X11Connection& connection, X11WindowStack& stack)
-    : connection_(connection),
-      window_(connection, stack, OverlayLayer::scene, X11OverlayWindow::Look::translucent, "sentrel scene"),
-      graphics_(xcb_generate_id(connection.get())) {
+X11SceneWindow::X11SceneWindow(X11Desktop& desktop)
+    : connection_(desktop.connection()),
+      window_(desktop, OverlayLayer::scene, X11OverlayWindow::Look::translucent, "sentrel scene"),
+      graphics_(xcb_generate_id(connection_.get())) {
   const std::uint32_t exposures = 0;  // no event for every copy
   xcb_create_gc(connection_.get(), graphics_, window_.id(), XCB_GC_GRAPHICS_EXPOSURES, &exposures);
   window_.selectExposures();
+  // The server asks for content whenever it has thrown it away. The whole window is drawn at once.
+  exposures_ = desktop.exposed().connect([this](xcb_window_t window) {
+    if (window == window_.id() && window_.isMapped()) copyStrip();
+  });
 }
 
 X11SceneWindow::~X11SceneWindow() {
@@ -47,14 +51,6 @@ void X11SceneWindow::present(const OverlayScene& scene, const Rect& pixels, doub
     window_.setMapped(true);
     copyStrip();
   }
-}
-
-// The server asks for content whenever it has thrown it away.
-void X11SceneWindow::handle(const xcb_generic_event_t& event) {
-  if ((event.response_type & 0x7FU) != XCB_EXPOSE) return;
-  const auto& expose = reinterpret_cast<const xcb_expose_event_t&>(event);
-  // Of a series of exposed rectangles the last one counts: the whole window is drawn at once.
-  if (expose.window == window_.id() && expose.count == 0 && window_.isMapped()) copyStrip();
 }
 
 void X11SceneWindow::hide() {

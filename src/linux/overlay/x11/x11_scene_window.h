@@ -3,6 +3,7 @@
 
 #include "linux/overlay/x11/x11_overlay_window.h"
 #include "platform/overlay_surface.h"
+#include "support/registration.h"
 
 namespace sentrel {
 
@@ -13,16 +14,13 @@ namespace sentrel {
 /// hundred kilobytes, and what has to be drawn again costs nothing here. Main thread.
 class X11SceneWindow {
  public:
-  X11SceneWindow(const X11Connection& connection, X11WindowStack& stack);
+  explicit X11SceneWindow(X11Desktop& desktop);
   ~X11SceneWindow();
   X11SceneWindow(const X11SceneWindow&) = delete;
   X11SceneWindow& operator=(const X11SceneWindow&) = delete;
 
   /// Shows what covers the screen of this rectangle, or hides the window when nothing does.
   void present(const OverlayScene& scene, const Rect& pixels, double scale);
-
-  /// Any event of the connection.
-  void handle(const xcb_generic_event_t& event);
 
  private:
   /// All that the strip depends on.
@@ -45,6 +43,7 @@ class X11SceneWindow {
   Content content_;
   xcb_pixmap_t strip_ = XCB_NONE;
   int stripRows_ = 0;
+  Registration exposures_;
 };
 
 }  // namespace sentrel

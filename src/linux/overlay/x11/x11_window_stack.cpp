@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <utility>
 
 namespace sentrel {
 
@@ -31,18 +32,22 @@ xcb_window_t restackedWindow(const xcb_generic_event_t& event) {
 
 }  // namespace
 
-X11WindowStack::X11WindowStack(const X11Connection& connection, MainLoop& loop)
-    : connection_(connection), loop_(loop) {}
+X11WindowStack::X11WindowStack(const X11Connection& connection, MainLoop& loop,
+                               std::function<void(bool)> onUse)
+    : connection_(connection), loop_(loop), onUse_(std::move(onUse)) {}
 
 void X11WindowStack::add(xcb_window_t window, OverlayLayer layer) {
   const auto above =
       std::ranges::find_if(entries_, [layer](const Entry& entry) { return entry.layer > layer; });
   entries_.insert(above, {window, layer});
+  if (entries_.size() == 1) onUse_(true);
 }
 
 void X11WindowStack::remove(xcb_window_t window) {
   std::erase_if(entries_, [window](const Entry& entry) { return entry.window == window; });
-  if (entries_.empty()) timer_.reset();
+  if (!entries_.empty()) return;
+  timer_.reset();
+  onUse_(false);
 }
 
 // From the top down, each below the one before: in this order no window of ours ever covers another that

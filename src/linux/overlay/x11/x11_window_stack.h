@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <vector>
 
 #include <xcb/xcb.h>
@@ -21,7 +22,8 @@ enum class OverlayLayer { scene, tint, notice, picture };
 /// so that a program which does the same cannot make the two of us spin. Main thread.
 class X11WindowStack {
  public:
-  X11WindowStack(const X11Connection& connection, MainLoop& loop);
+  /// `onUse` is called when the first window comes and, with false, when the last has gone.
+  X11WindowStack(const X11Connection& connection, MainLoop& loop, std::function<void(bool)> onUse);
 
   void add(xcb_window_t window, OverlayLayer layer);
   void remove(xcb_window_t window);
@@ -44,6 +46,7 @@ class X11WindowStack {
 
   const X11Connection& connection_;
   MainLoop& loop_;
+  std::function<void(bool)> onUse_;
   std::vector<Entry> entries_;  // bottom to top
   SteadyClock::time_point lastRaise_;
   Registration timer_;
