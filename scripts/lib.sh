@@ -28,8 +28,10 @@ test_packages=(
   xvfb openbox picom x11-utils x11-xserver-utils xdotool imagemagick
   sway swaybg grim wev
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-pipewire
+  desktop-file-utils appstream groff-base libxml2-utils
 )
-check_packages=(clang-tidy clang-format reuse shellcheck qemu-user)
+package_packages=(dpkg-dev debhelper)
+check_packages=(clang-tidy clang-format reuse shellcheck qemu-user lintian debootstrap)
 
 say() { printf '\n\033[1m%s\033[0m\n' "$*"; }
 if [[ ! -t 1 ]]; then say() { printf '\n== %s\n' "$*"; }; fi
@@ -83,7 +85,7 @@ install_packages() {
 # The npm that is there may be newer than Debian's; it is needed only until the models are in place.
 npm_package() { if [[ ! -d build/models ]] && ! command -v npm >/dev/null; then echo npm; fi; }
 
-# setup GROUP...: packages of the groups (build, run, test, check), then models and, for tests, pictures.
+# setup GROUP...: packages of the groups (build, run, test, package, check), then models and, for tests, pictures.
 setup() {
   local group names=()
   for group in "$@"; do
@@ -91,8 +93,9 @@ setup() {
       build) names+=("${build_packages[@]}") ;;
       run) mapfile -t -O "${#names[@]}" names < <(printf '%s\n' "${run_packages[@]}" && npm_package) ;;
       test) names+=("${test_packages[@]}") ;;
+      package) names+=("${package_packages[@]}") ;;
       check) names+=("${check_packages[@]}") ;;
-      *) fail "unknown group $group; groups are build, run, test and check" ;;
+      *) fail "unknown group $group; groups are build, run, test, package and check" ;;
     esac
   done
   install_packages "${names[@]}"
