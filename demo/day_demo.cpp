@@ -36,9 +36,10 @@ std::int64_t msBetween(SteadyClock::time_point from, SteadyClock::time_point to)
 
 }  // namespace
 
-DayDemo::DayDemo(HeadlessDesktop& desktop, fs::path folder)
+DayDemo::DayDemo(HeadlessDesktop& desktop, fs::path folder, std::string program)
     : desktop_(desktop),
       folder_(std::move(folder)),
+      binary_(std::move(program)),
       session_(desktop),
       camera_({.name = "demo_camera", .description = "Caméra de démonstration"}),
       watcher_([this](const StateWatcher::Entry& entry) { note("state: " + entry.state); }) {
@@ -78,7 +79,7 @@ void DayDemo::prepare() {
   picture("00-uncovered");
 
   began_ = SteadyClock::now();
-  happens("the program starts", [this] { program_ = desktop_.spawn(SENTREL_PROGRAM); });
+  happens("the program starts", [this] { program_ = desktop_.spawn(binary_); });
   followsState("nominal");
   followsCamera(true);
   follows("the program delays the sleep of the machine", [this] { return session_.sleepDelays() == 1; });

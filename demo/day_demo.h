@@ -24,7 +24,7 @@ namespace sentrel::test {
 class DayDemo {
  public:
   /// The folder is emptied. Needs a desktop with both buses, PipeWire and X11.
-  DayDemo(HeadlessDesktop& desktop, std::filesystem::path folder);
+  DayDemo(HeadlessDesktop& desktop, std::filesystem::path folder, std::string program);
 
   /// Plays the day; the exit code of the demonstration.
   int run();
@@ -55,6 +55,7 @@ class DayDemo {
 
   HeadlessDesktop& desktop_;
   std::filesystem::path folder_;
+  std::string binary_;
   PlayedSession session_;
   DocumentDesktop document_;
   QImage alone_;

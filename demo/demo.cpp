@@ -64,9 +64,10 @@ bool showsOnlooker(const QImage& picture) {
 
 }  // namespace
 
-Demo::Demo(HeadlessDesktop& desktop, fs::path folder)
+Demo::Demo(HeadlessDesktop& desktop, fs::path folder, std::string program)
     : desktop_(desktop),
       folder_(std::move(folder)),
+      binary_(std::move(program)),
       scene_(portrait_),
       camera_({.name = "demo_camera", .description = "Caméra de démonstration", .fps = OnlookerScene::fps}),
       watcher_([this](const StateWatcher::Entry& entry) { stateChanged(entry); }) {
@@ -89,7 +90,7 @@ void Demo::begin() {
 void Demo::startProgram() {
   desktop_.screenshot(folder_ / "00-uncovered.png");
   say("the program starts");
-  program_ = desktop_.spawn(SENTREL_PROGRAM);
+  program_ = desktop_.spawn(binary_);
   started_ = SteadyClock::now();
 }
 

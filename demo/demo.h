@@ -25,7 +25,7 @@ class Demo final : public QObject {
 
  public:
   /// The folder is emptied.
-  Demo(HeadlessDesktop& desktop, std::filesystem::path folder);
+  Demo(HeadlessDesktop& desktop, std::filesystem::path folder, std::string program);
 
   void begin();
 
@@ -51,6 +51,7 @@ class Demo final : public QObject {
 
   HeadlessDesktop& desktop_;
   std::filesystem::path folder_;
+  std::string binary_;
   DocumentDesktop document_;
   PortraitScene portrait_;
   OnlookerScene scene_;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// sentrel-demo SCENE FOLDER: runs the program on a private desktop with a virtual camera, plays a scene, and
-// leaves in the folder what happened over time and pictures of the screen. Fails when something else follows
-// than the scene asks for. Scenes: "x11" and "wayland", an onlooker; "day", what happens to a session in a
-// day.
+// sentrel-demo SCENE FOLDER [PROGRAM]: runs the program, the one of this build unless another is named, on a
+// private desktop with a virtual camera, plays a scene, and leaves in the folder what happened over time and
+// pictures of the screen. Fails when something else follows than the scene asks for. Scenes: "x11" and
+// "wayland", an onlooker; "day", what happens to a session in a day.
 #include <QGuiApplication>
 #include <QLoggingCategory>
 #include <QTimer>
@@ -12,6 +12,7 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <string>
 #include <string_view>
 
 #include "day_demo.h"
@@ -29,12 +30,13 @@ void completeOnboarding(const std::filesystem::path& configFolder) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::string_view scene = argc == 3 ? argv[1] : "";
+  const std::string_view scene = argc == 3 || argc == 4 ? argv[1] : "";
   if (scene != "x11" && scene != "wayland" && scene != "day") {
-    std::fputs("usage: sentrel-demo x11|wayland|day FOLDER\n", stderr);
+    std::fputs("usage: sentrel-demo x11|wayland|day FOLDER [PROGRAM]\n", stderr);
     return 2;
   }
   const auto folder = std::filesystem::absolute(argv[2]);
+  const std::string program = argc == 4 ? argv[3] : SENTREL_PROGRAM;
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   try {
     const bool wayland = scene == "wayland";
@@ -46,8 +48,8 @@ int main(int argc, char** argv) {
     QLoggingCategory::setFilterRules(QStringLiteral("qt.gui.imageio.warning=false"));
     completeOnboarding(desktop.configFolder());
     QGuiApplication application(argc, argv);
-    if (scene == "day") return sentrel::test::DayDemo(desktop, folder).run();
-    sentrel::test::Demo demo(desktop, folder);
+    if (scene == "day") return sentrel::test::DayDemo(desktop, folder, program).run();
+    sentrel::test::Demo demo(desktop, folder, program);
     QTimer::singleShot(0, &demo, &sentrel::test::Demo::begin);
     return QGuiApplication::exec();
   } catch (const std::exception& error) {
