@@ -21,11 +21,12 @@ run_packages=(
   qt6-wayland
   fonts-inter fonts-jetbrains-mono fonts-dejavu-core fonts-quicksand
 )
-# The demonstration and the tests run on a private desktop with a virtual camera.
+# A private desktop on X11, on which the demonstration and the tests run; also put into the bare system that tries the package.
+desktop_packages=(dbus-daemon dbus-bin libglib2.0-bin xvfb openbox picom imagemagick fonts-dejavu-core)
+# What the tests need besides.
 test_packages=(
   libgtest-dev libgmock-dev libbenchmark-dev libopencv-dnn-dev
-  dbus-daemon dbus-bin python3-dbusmock dunst feedbackd
-  xvfb openbox picom x11-utils x11-xserver-utils xdotool imagemagick
+  python3-dbusmock dunst feedbackd x11-utils x11-xserver-utils xdotool
   sway swaybg grim wev
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-pipewire
   desktop-file-utils appstream groff-base libxml2-utils
@@ -92,7 +93,7 @@ setup() {
     case $group in
       build) names+=("${build_packages[@]}") ;;
       run) mapfile -t -O "${#names[@]}" names < <(printf '%s\n' "${run_packages[@]}" && npm_package) ;;
-      test) names+=("${test_packages[@]}") ;;
+      test) names+=("${desktop_packages[@]}" "${test_packages[@]}") ;;
       package) names+=("${package_packages[@]}") ;;
       check) names+=("${check_packages[@]}") ;;
       *) fail "unknown group $group; groups are build, run, test, package and check" ;;
