@@ -4,7 +4,6 @@
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
-#include <QFileInfo>
 #include <QVariantMap>
 #include <algorithm>
 #include <thread>
@@ -26,14 +25,6 @@ constexpr std::int64_t answerDeadlineMs = 2000;
 constexpr std::int64_t firstRetryMs = 1000;
 constexpr std::int64_t longestRetryMs = 64'000;
 
-/// The session bus is where the session says it is. Without this check the bus library would start a bus of
-/// its own, in which nobody could find us.
-bool sessionBusExists() {
-  if (qEnvironmentVariableIsSet("DBUS_SESSION_BUS_ADDRESS")) return true;
-  const QString runtimeFolder = qEnvironmentVariable("XDG_RUNTIME_DIR");
-  return !runtimeFolder.isEmpty() && QFileInfo::exists(runtimeFolder + QStringLiteral("/bus"));
-}
-
 }  // namespace
 
 ProgramBus::ProgramBus(std::shared_ptr<MainLoop> mainLoop)
@@ -49,6 +40,7 @@ ProgramBus::~ProgramBus() {
 
 void ProgramBus::close() {
   retry_.reset();
+  probe_.reset();
   if (connection_.name() == noConnection) return;
   if (connection_.isConnected()) connection_.unregisterObject(objectPath);
   connection_ = QDBusConnection(noConnection);
@@ -57,17 +49,22 @@ void ProgramBus::close() {
 
 void ProgramBus::claimName(std::function<void(InstanceRole)> outcome) {
   outcome_ = std::move(outcome);
-  deadline_ = mainLoop_->after(sessionBusExists() ? answerDeadlineMs : 0,
-                               [this] { finish(InstanceRole::unreachable); });
+  deadline_ = mainLoop_->after(answerDeadlineMs, [this] { finish(InstanceRole::unreachable); });
   attempt();
 }
 
 void ProgramBus::attempt() {
-  if (!sessionBusExists()) {
+  probe_.emplace(BusKind::session, *mainLoop_, [this](bool answers) { probed(answers); });
+}
+
+void ProgramBus::probed(bool answers) {
+  probe_.reset();
+  if (!answers) {
+    finish(InstanceRole::unreachable);
     attemptLater();
     return;
   }
-  // Connecting waits for the bus to say hello, so it happens on a thread that may be left waiting for ever.
+  // Connecting waits for the bus to say hello: on a thread of its own, should it break off just now.
   std::thread([this, alive = std::weak_ptr(alive_), loop = mainLoop_] {
     const QDBusConnection connection =
         QDBusConnection::connectToBus(QDBusConnection::SessionBus, connectionName);

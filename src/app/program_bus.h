@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 
+#include "linux/desktop/bus_probe.h"
 #include "support/main_loop.h"
 #include "support/registration.h"
 #include "support/signal.h"
@@ -72,6 +73,7 @@ class ProgramBus final : public QObject {
 
  private:
   void attempt();
+  void probed(bool answers);
   void attemptLater();
   void connected(const QDBusConnection& connection);
   void nameAnswered(bool reached, unsigned answer);
@@ -82,6 +84,7 @@ class ProgramBus final : public QObject {
   std::function<void(InstanceRole)> outcome_;
   Registration deadline_;
   Registration retry_;
+  std::optional<BusProbe> probe_;
   std::int64_t retryMs_;
   QDBusConnection connection_;
   QString state_ = QStringLiteral("inactive");

@@ -20,6 +20,7 @@ namespace sentrel {
 namespace {
 
 const auto watcherName = QStringLiteral("org.kde.StatusNotifierWatcher");
+const auto busName = QStringLiteral("org.freedesktop.DBus");
 constexpr int lookMs = 2000;
 
 /// Whether an X11 tray of the older kind is there. Asking Qt would make it decide for good.
@@ -62,28 +63,32 @@ StatusItem::StatusItem(Actions actions) : actions_(std::move(actions)) {
 }
 
 void StatusItem::setBus(const std::optional<QDBusConnection>& bus) {
-  watcher_.reset();
-  if (bus) {
-    watchHosts(*bus);
-  } else if (icon_) {
+  hosts_.reset();
+  // The icon of a lost bus goes only now: taking it from a bus that is just breaking would end the process.
+  if (!bus) return;
+  if (icon_) {
     icon_.reset();
     look_.start(lookMs);
   }
+  watchHosts(*bus);
 }
 
-void StatusItem::watchHosts(const QDBusConnection& bus) {
-  watcher_ = std::make_unique<QDBusServiceWatcher>(watcherName, bus);
-  QObject::connect(watcher_.get(), &QDBusServiceWatcher::serviceOwnerChanged, watcher_.get(),
-                   [this](const QString&, const QString&, const QString& owner) {
-                     icon_.reset();
-                     if (!owner.isEmpty()) hostChanged();
-                   });
-  QDBusMessage question = QDBusMessage::createMethodCall(
-      QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
-      QStringLiteral("org.freedesktop.DBus"), QStringLiteral("NameHasOwner"));
+void StatusItem::watchHosts(QDBusConnection bus) {
+  hosts_ = std::make_unique<BusListener>(
+      [this](const QDBusMessage& message) {
+        if (message.service() != busName || message.signature() != QLatin1String("sss")) return;
+        icon_.reset();
+        if (!message.arguments().at(2).toString().isEmpty()) hostChanged();
+      },
+      nullptr);
+  // No sender is named, because the bus library would wait for the bus to say who that is.
+  bus.connect(QString(), QStringLiteral("/org/freedesktop/DBus"), busName, QStringLiteral("NameOwnerChanged"),
+              {watcherName}, QString(), hosts_.get(), SLOT(received(QDBusMessage)));
+  QDBusMessage question = QDBusMessage::createMethodCall(busName, QStringLiteral("/org/freedesktop/DBus"),
+                                                         busName, QStringLiteral("NameHasOwner"));
   question << watcherName;
-  auto* asked = new QDBusPendingCallWatcher(bus.asyncCall(question), watcher_.get());
-  QObject::connect(asked, &QDBusPendingCallWatcher::finished, watcher_.get(),
+  auto* asked = new QDBusPendingCallWatcher(bus.asyncCall(question), hosts_.get());
+  QObject::connect(asked, &QDBusPendingCallWatcher::finished, hosts_.get(),
                    [this](QDBusPendingCallWatcher* call) {
                      const QDBusPendingReply<bool> reply = *call;
                      if (!reply.isError() && reply.value()) hostChanged();

@@ -3,7 +3,6 @@
 
 #include <QAbstractNativeEventFilter>
 #include <QDBusConnection>
-#include <QDBusServiceWatcher>
 #include <QMenu>
 #include <QSystemTrayIcon>
 #include <QTimer>
@@ -11,6 +10,7 @@
 #include <memory>
 #include <optional>
 
+#include "linux/desktop/bus_listener.h"
 #include "look/status_bar_icon.h"
 
 namespace sentrel {
@@ -42,7 +42,7 @@ class StatusItem final : private QAbstractNativeEventFilter {
   [[nodiscard]] QRect anchor() const;
 
  private:
-  void watchHosts(const QDBusConnection& bus);
+  void watchHosts(QDBusConnection bus);
   void lookForX11Tray();
   bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
   void hostChanged();
@@ -56,7 +56,7 @@ class StatusItem final : private QAbstractNativeEventFilter {
   QMenu menu_;
   QAction* toggle_;
   std::unique_ptr<QSystemTrayIcon> icon_;
-  std::unique_ptr<QDBusServiceWatcher> watcher_;
+  std::unique_ptr<BusListener> hosts_;  // who comes and goes on the bus
   QTimer look_;  // for a tray of the older kind, a moment after the newer kind had its chance
 };
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/desktop/bus_connection.h"
 
-#include <QFileInfo>
 #include <algorithm>
 #include <atomic>
 #include <utility>
@@ -14,13 +13,6 @@ namespace {
 
 constexpr std::int64_t firstRetryMs = 1'000;
 constexpr std::int64_t longestRetryMs = 64'000;
-
-/// Without this check the bus library would start a session bus of its own, with nobody on it.
-bool exists(BusKind kind) {
-  if (kind == BusKind::system || qEnvironmentVariableIsSet("DBUS_SESSION_BUS_ADDRESS")) return true;
-  const QString runtimeFolder = qEnvironmentVariable("XDG_RUNTIME_DIR");
-  return !runtimeFolder.isEmpty() && QFileInfo::exists(runtimeFolder + QStringLiteral("/bus"));
-}
 
 QString uniqueName() {
   static std::atomic<int> count{0};
@@ -40,7 +32,7 @@ Registration BusConnection::follow(const std::function<void(bool connected)>& fo
   Registration registration = changed_.connect(follower);
   if (connected_) {
     follower(true);
-  } else if (!retry_) {
+  } else if (!retry_ && !probe_) {
     retry_ = loop_.after(0, [this] { attempt(); });
   }
   return registration;
@@ -49,7 +41,12 @@ Registration BusConnection::follow(const std::function<void(bool connected)>& fo
 void BusConnection::attempt() {
   retry_.reset();
   if (connected_ || changed_.observerCount() == 0) return;
-  if (exists(kind_)) {
+  probe_.emplace(kind_, loop_, [this](bool answers) { probed(answers); });
+}
+
+void BusConnection::probed(bool answers) {
+  probe_.reset();
+  if (answers) {
     const auto type = kind_ == BusKind::session ? QDBusConnection::SessionBus : QDBusConnection::SystemBus;
     handle_ = QDBusConnection::connectToBus(type, name_);
     connected_ = handle_.isConnected();

@@ -6,17 +6,17 @@
 #include <QString>
 #include <cstdint>
 #include <functional>
+#include <optional>
 
+#include "linux/desktop/bus_probe.h"
 #include "support/main_loop.h"
 #include "support/registration.h"
 #include "support/signal.h"
 
 namespace sentrel {
 
-enum class BusKind { session, system };
-
 /// Our own connection to a bus, made when somebody first wants it and again after the bus was lost. Lives on
-/// an event thread, because connecting waits for the bus to answer.
+/// an event thread, because connecting waits for the bus, though only for one that was seen to answer.
 class BusConnection final : public QObject {
   Q_OBJECT
 
@@ -35,6 +35,7 @@ class BusConnection final : public QObject {
 
  private:
   void attempt();
+  void probed(bool answers);
   void attemptLater();
 
   const BusKind kind_;
@@ -44,6 +45,7 @@ class BusConnection final : public QObject {
   bool connected_ = false;
   std::int64_t retryMs_;
   Registration retry_;
+  std::optional<BusProbe> probe_;
   Signal<bool> changed_;
 };
 

@@ -84,10 +84,15 @@ Registration BusPeer::listenToProperties(const QString& path, const QString& int
 Registration BusPeer::subscribe(const QString& sender, const Place& place, const QStringList& match,
                                 Handler handler) {
   if (sender.isEmpty()) return {};
-  auto* listener = new BusListener(std::move(handler), this);
+  // The bus library must not be told the sender: it would ask the bus who owns that name and let everything
+  // of every bus wait for the answer, and end the process where the bus breaks meanwhile.
+  auto* listener = new BusListener(
+      [sender, handler = std::move(handler)](const QDBusMessage& message) {
+        if (message.service() == sender) handler(message);
+      },
+      this);
   if (sender == owner_) listener->setObjectName(ownerListener);
-  // By the owner's unique name: a well-known one would make the bus library wait for the bus here.
-  bus_.handle().connect(sender, place.path, place.interface, place.member, match, QString(), listener,
+  bus_.handle().connect(QString(), place.path, place.interface, place.member, match, QString(), listener,
                         SLOT(received(QDBusMessage)));
   return Registration([listener = QPointer(listener)] {
     if (listener) listener->end();

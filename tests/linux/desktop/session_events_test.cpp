@@ -3,6 +3,8 @@
 
 #include <QDBusArgument>
 #include <QDBusVariant>
+#include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -250,6 +252,44 @@ TEST_F(SessionEventsTest, SurvivesTheEndOfTheBus) {
                {QStringLiteral("c2"), QStringLiteral("seat0"), 1000U, QStringLiteral("user"), false});
   ASSERT_TRUE(runUntilDelivered(3)) << "the bus is found again";
   EXPECT_EQ(delivered.back(), sessionDidResignActive);
+}
+
+TEST_F(SessionEventsTest, ABusThatHangsHoldsUpNothingOfTheOther) {
+  startLogind();
+  startGnome();
+  const struct {
+    const char* name;
+    const ChildProcess& hangs;
+    std::function<void(bool)> lock;  // by a witness on the other bus
+  } cases[] = {
+      {"session bus", desktop.sessionBus(), [&](bool on) { lockedHint(on); }},
+      {"system bus", desktop.systemBus(), [&](bool on) { saverActive(on); }},
+  };
+  for (const auto& one : cases) {
+    SCOPED_TRACE(one.name);
+    // Buses that are new to the class: it also has to connect while one of them hangs.
+    DesktopSessionEvents fresh(loop, clock, std::make_shared<BusThread>(), displays);
+    std::vector<SessionEvent> heard;
+    one.hangs.signal(SIGSTOP);
+    one.lock(true);
+    const Registration observing = fresh.install([&](SessionEvent event) { heard.push_back(event); });
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_TRUE(runUntil([&] { return heard.size() == 1; }));
+    one.lock(false);
+    EXPECT_TRUE(runUntil([&] { return heard.size() == 2; }));
+    const std::chrono::duration<double> lasted = std::chrono::steady_clock::now() - begin;
+    one.hangs.signal(SIGCONT);
+    std::cout << one.name << " hangs: lock and unlock heard within " << lasted.count() << " s\n";
+    EXPECT_LT(lasted.count(), 5) << "the bus library gives up after 25 s";
+    // The bus that has come to itself is heard again.
+    if (one.hangs.pid() == desktop.sessionBus().pid()) {
+      EXPECT_TRUE(runUntil([&] {
+        saverActive(true);
+        return heard.size() >= 3;
+      }));
+      saverActive(false);
+    }
+  }
 }
 
 std::size_t openDescriptors() {
