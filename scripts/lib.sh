@@ -32,7 +32,7 @@ test_packages=(
   desktop-file-utils appstream groff-base libxml2-utils
 )
 package_packages=(dpkg-dev debhelper)
-check_packages=(clang-tidy clang-format reuse shellcheck qemu-user lintian debootstrap)
+check_packages=(clang-tidy clang-format reuse shellcheck qemu-user lintian debootstrap systemd)
 
 say() { printf '\n\033[1m%s\033[0m\n' "$*"; }
 if [[ ! -t 1 ]]; then say() { printf '\n== %s\n' "$*"; }; fi
