@@ -14,7 +14,7 @@ build_packages=(
   libpipewire-0.3-dev libyuv-dev libjpeg62-turbo-dev
   libxnnpack-dev libpthreadpool-dev libcpuinfo-dev libeigen3-dev
   libxcb1-dev libxcb-shape0-dev libxcb-randr0-dev libxcb-xfixes0-dev libxcb-composite0-dev libxcb-render0-dev
-  libxcb-dpms0-dev libxcb-xinput-dev libxcb-xkb-dev libwayland-dev libwayland-bin wayland-protocols
+  libseccomp-dev libxcb-dpms0-dev libxcb-xinput-dev libxcb-xkb-dev libwayland-dev libwayland-bin wayland-protocols
 )
 run_packages=(
   pipewire wireplumber

@@ -1,7 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstdio>
+
 #include "app/sentrel_mac_app.h"
+#include "linux/hardening/core_dump_privacy.h"
+#include "linux/hardening/system_call_filter.h"
 
 int main(int /*argc*/, char** argv) {
+  // Before anything else could open, start or copy something.
+  if (!sentrel::installSystemCallFilter())
+    std::fputs("sentrel: the kernel cannot be told to refuse network sockets\n", stderr);
+  if (!sentrel::keepMemoryOutOfCoreDumps())
+    std::fputs("sentrel: memory cannot be left out of core dumps\n", stderr);
   // Static, so that it outlives the shared instances, which are made later and need the Qt application to
   // end.
   static sentrel::SentrelMacApp app(argv);
