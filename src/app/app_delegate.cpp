@@ -28,7 +28,10 @@ void AppDelegate::applicationDidFinishLaunching() {
   service_ = PrivacyFilterService::shared();
   tellTheBus();
   tellThePerson();
-  activated_ = parts_.bus.activated.connect([this] { show(&ProgramWindows::showPopover); });
+  activated_ = parts_.bus.activated.connect([this](Activation kind) {
+    show(kind == Activation::ofStarted ? &ProgramWindows::showPopoverWithoutTray
+                                       : &ProgramWindows::showPopover);
+  });
   actions_ = parts_.bus.actionActivated.connect([this](const QString& action) { performAction(action); });
   chosen_ = Platform::current().notifications->chosen.connect(
       [this](const std::string&) { show(&ProgramWindows::showPopover); });

@@ -4,6 +4,7 @@
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QGuiApplication>
+#include <QTimer>
 #include <QVariantMap>
 #include <utility>
 
@@ -18,6 +19,7 @@ namespace {
 
 /// Within this time of its closing, a click on the icon was the one that closed the popover.
 constexpr qint64 sameClickMs = 250;
+constexpr int trayPatienceMs = 2000;
 
 StatusBarIcon::IconState iconOf(const FilterState& state) {
   switch (state.kind()) {
@@ -150,6 +152,12 @@ void MenuBarController::presentPopover() {
   } else {
     openPopover(statusItem.anchor());
   }
+}
+
+void MenuBarController::showPopoverWithoutTray() {
+  QTimer::singleShot(trayPatienceMs, &trayPatience_, [this] {
+    if (!statusItem.isShown()) showPopover();
+  });
 }
 
 void MenuBarController::showPage(MenuBarPopoverView::Page page) {

@@ -3,6 +3,7 @@
 
 #include <QDBusConnection>
 #include <QElapsedTimer>
+#include <QObject>
 #include <QPointer>
 #include <QUrl>
 #include <functional>
@@ -42,6 +43,7 @@ class MenuBarController final : public ProgramWindows {
 
   // Of ProgramWindows.
   void showPopover() override;
+  void showPopoverWithoutTray() override;
   void showPreferences() override { openPreferences(); }
   void showStatistics() override;
   void showAbout() override;
@@ -66,6 +68,7 @@ class MenuBarController final : public ProgramWindows {
   bool asked_ = false;         // by that activation
   QElapsedTimer sinceClosed_;  // a click on the icon takes the focus first, which closes the popover
   QPointer<PreferencesView> prefsWindow;
+  QObject trayPatience_;  // what waits for a tray, waits no longer than this lives
   Registration stateRegistration_;
   Registration activeRegistration_;
   Registration failureRegistration_;

@@ -4,7 +4,6 @@
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
-#include <QVariantMap>
 #include <algorithm>
 #include <thread>
 #include <utility>
@@ -21,9 +20,12 @@ const auto noConnection = QStringLiteral("none");
 const auto busName = QStringLiteral("expert.mardeck.sentrel");
 const auto objectPath = QStringLiteral("/expert/mardeck/sentrel");
 const auto stateInterface = QStringLiteral("expert.mardeck.sentrel1");
+const auto applicationInterface = QStringLiteral("org.freedesktop.Application");
 constexpr std::int64_t answerDeadlineMs = 2000;
 constexpr std::int64_t firstRetryMs = 1000;
 constexpr std::int64_t longestRetryMs = 64'000;
+constexpr int activationTimeoutMs = 3000;
+constexpr int mostAttempts = 3;
 
 }  // namespace
 
@@ -99,6 +101,11 @@ void ProgramBus::connected(const QDBusConnection& connection) {
                       SLOT(lost()));
   // The object stands before the name does: whoever sees the name can call it.
   connection_.registerObject(objectPath, this, QDBusConnection::ExportAdaptors);
+  requestName();
+  connectionChanged.emit();
+}
+
+void ProgramBus::requestName() {
   QDBusMessage request = QDBusMessage::createMethodCall(
       QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
       QStringLiteral("org.freedesktop.DBus"), QStringLiteral("RequestName"));
@@ -112,7 +119,6 @@ void ProgramBus::connected(const QDBusConnection& connection) {
     nameAnswered(!reply.isError(), reply.isError() ? 0 : reply.value());
     finished->deleteLater();
   });
-  connectionChanged.emit();
 }
 
 void ProgramBus::nameAnswered(bool reached, unsigned answer) {
@@ -124,17 +130,61 @@ void ProgramBus::nameAnswered(bool reached, unsigned answer) {
   } else if (answer == primaryOwner || answer == alreadyOwner) {
     finish(InstanceRole::first);
   } else {
-    QDBusMessage activate = QDBusMessage::createMethodCall(
-        busName, objectPath, QStringLiteral("org.freedesktop.Application"), QStringLiteral("Activate"));
-    activate << ownActivationToken();
-    connection_.asyncCall(activate);
-    finish(InstanceRole::later);
+    activateOther();
   }
+}
+
+/// The other one may be ending: then it does not answer, and its name comes free.
+void ProgramBus::activateOther() {
+  deadline_.reset();  // the bus has answered
+  QDBusMessage activate =
+      QDBusMessage::createMethodCall(busName, objectPath, applicationInterface, QStringLiteral("Activate"));
+  activate << ownActivationToken();
+  activate.setAutoStartService(false);
+  auto* watcher = new QDBusPendingCallWatcher(connection_.asyncCall(activate, activationTimeoutMs), this);
+  connect(watcher, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* finished) {
+    if (finished->isError() && ++attempts_ < mostAttempts) {
+      requestName();
+    } else {
+      finish(InstanceRole::later);
+    }
+    finished->deleteLater();
+  });
 }
 
 void ProgramBus::finish(InstanceRole role) {
   deadline_.reset();
   if (auto outcome = std::exchange(outcome_, nullptr)) outcome(role);
+  const auto early = std::exchange(early_, {});
+  if (role != InstanceRole::first) return;
+  for (const QString& action : early) deliver(action, Activation::ofStarted);
+}
+
+void ProgramBus::take(const QString& action, const QVariantMap& platformData, const QDBusMessage& call) {
+  if (leaving_) {
+    call.setDelayedReply(true);
+    return;
+  }
+  if (!action.isEmpty() && !actions().contains(action)) {
+    call.setDelayedReply(true);
+    connection_.send(
+        call.createErrorReply(QDBusError::InvalidArgs, QStringLiteral("There is no such action.")));
+    return;
+  }
+  adoptActivationToken(platformData);
+  if (outcome_) {
+    early_.push_back(action);
+  } else {
+    deliver(action, Activation::ofRunning);
+  }
+}
+
+void ProgramBus::deliver(const QString& action, Activation kind) {
+  if (action.isEmpty()) {
+    activated.emit(kind);
+  } else {
+    actionActivated.emit(action);
+  }
 }
 
 void ProgramBus::setState(const QString& state) {
@@ -160,12 +210,6 @@ const QStringList& ProgramBus::actions() {
                                  QStringLiteral("statistics"), QStringLiteral("about"),
                                  QStringLiteral("quit")};
   return names;
-}
-
-void ProgramBus::refuse(const QDBusMessage& call) {
-  call.setDelayedReply(true);
-  connection_.send(
-      call.createErrorReply(QDBusError::InvalidArgs, QStringLiteral("There is no such action.")));
 }
 
 void ProgramBus::announce(const QString& property, const QVariant& value) {

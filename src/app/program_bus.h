@@ -6,10 +6,12 @@
 #include <QObject>
 #include <QString>
 #include <QStringList>
+#include <QVariantMap>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "linux/desktop/bus_probe.h"
 #include "support/main_loop.h"
@@ -25,6 +27,12 @@ enum class InstanceRole {
   unreachable  ///< there is no session bus: nobody can tell
 };
 
+/// What an activation came upon.
+enum class Activation {
+  ofRunning,  ///< the program ran
+  ofStarted   ///< the bus started the program to activate it
+};
+
 /// What other programs see of us on the session bus: the name expert.mardeck.sentrel,
 /// `org.freedesktop.Application`, and the read-only properties of `expert.mardeck.sentrel1` with their change
 /// signals. Main thread; no call here waits for the bus.
@@ -36,9 +44,13 @@ class ProgramBus final : public QObject {
   ~ProgramBus() override;
 
   /// Connects, asks for the name, and tells the outcome once on the main thread. A bus that does not answer
-  /// within 2 s counts as unreachable. From then on a bus that comes late, or back, is joined, and the name
-  /// asked for again.
+  /// within 2 s counts as unreachable; from then on a bus that comes late, or back, is joined, and the name
+  /// asked for again. An instance that is about to end does not count as one: its name is waited for.
+  /// Activations that arrive before the outcome are told right after it.
   void claimName(std::function<void(InstanceRole)> outcome);
+
+  /// From now on activations are left unanswered: the end is near, and whoever sent them takes our place.
+  void leave() { leaving_ = true; }
 
   /// Leaves the bus, and the name to others.
   void close();
@@ -57,12 +69,12 @@ class ProgramBus final : public QObject {
   [[nodiscard]] bool isActive() const { return active_; }
   [[nodiscard]] qlonglong alertCount() const { return alertCount_; }
 
-  /// Answers a call that asks for something we do not have.
-  void refuse(const QDBusMessage& call);
+  /// What others ask for by `call`; an empty action is the activation itself.
+  void take(const QString& action, const QVariantMap& platformData, const QDBusMessage& call);
 
   /// `connection` gives something else from now on.
   Signal<> connectionChanged;
-  Signal<> activated;
+  Signal<Activation> activated;
   /// One of `actions`.
   Signal<QString> actionActivated;
 
@@ -76,12 +88,18 @@ class ProgramBus final : public QObject {
   void probed(bool answers);
   void attemptLater();
   void connected(const QDBusConnection& connection);
+  void requestName();
   void nameAnswered(bool reached, unsigned answer);
+  void activateOther();
   void finish(InstanceRole role);
+  void deliver(const QString& action, Activation kind);
   void announce(const QString& property, const QVariant& value);
 
   std::shared_ptr<MainLoop> mainLoop_;
   std::function<void(InstanceRole)> outcome_;
+  std::vector<QString> early_;  // actions that arrived before the outcome
+  int attempts_ = 0;            // to activate the other instance
+  bool leaving_ = false;
   Registration deadline_;
   Registration retry_;
   std::optional<BusProbe> probe_;

@@ -20,8 +20,8 @@ class ApplicationAdaptor final : public QDBusAbstractAdaptor {
   explicit ApplicationAdaptor(ProgramBus* bus) : QDBusAbstractAdaptor(bus), bus_(*bus) {}
 
  public Q_SLOTS:
-  void Activate(const QVariantMap& platformData);
-  void Open(const QStringList& uris, const QVariantMap& platformData);
+  void Activate(const QVariantMap& platformData, const QDBusMessage& call);
+  void Open(const QStringList& uris, const QVariantMap& platformData, const QDBusMessage& call);
   void ActivateAction(const QString& name, const QVariantList& parameter, const QVariantMap& platformData,
                       const QDBusMessage& call);
 

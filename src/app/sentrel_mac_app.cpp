@@ -5,6 +5,7 @@
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QPalette>
+#include <QSessionManager>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -95,6 +96,13 @@ SentrelMacApp::SentrelMacApp(char** argv)
   QApplication::setStyle(QStringLiteral("fusion"));  // under our own paint, the same everywhere
   QGuiApplication::setWindowIcon(appIcon());
   signals_.watch([this] { quit(); });
+  // The next session starts us by the autostart entry, or not at all.
+  for (const auto request : {&QGuiApplication::commitDataRequest, &QGuiApplication::saveStateRequest}) {
+    QObject::connect(
+        &application_, request, &application_,
+        [](QSessionManager& session) { session.setRestartHint(QSessionManager::RestartNever); },
+        Qt::DirectConnection);
+  }
 }
 
 SentrelMacApp::~SentrelMacApp() = default;
@@ -149,7 +157,10 @@ void SentrelMacApp::begin(InstanceRole role) {
       .bus = bus_, .windows = std::move(windows), .consent = consent_, .quit = [this] { quit(); }});
   appDelegate->applicationDidFinishLaunching();
   // The last thing that is registered for the end: everything else is there by now.
-  orderlyExit_ = std::make_unique<OrderlyExit>([defaults = defaults_] { defaults->flush(storePatience); });
+  orderlyExit_ = std::make_unique<OrderlyExit>([defaults = defaults_] {
+    PrivacyFilterService::shared()->countSession();
+    defaults->flush(storePatience);
+  });
 }
 
 void SentrelMacApp::installPlatform() {
@@ -194,6 +205,7 @@ void SentrelMacApp::installPlatform() {
 
 void SentrelMacApp::end() {
   orderlyExit_.reset();
+  bus_.leave();
   appDelegate->applicationWillTerminate();
   // What stopping has posted still runs: the covers go, the camera closes, the session is counted.
   QElapsedTimer elapsed;

@@ -121,10 +121,9 @@ void PrivacyFilterService::startFinished(std::uint64_t attempt, const StartResul
 
 void PrivacyFilterService::stop() {
   abandonStart();
-  if (const auto began = std::exchange(sessionStartDate, std::nullopt)) {
-    const std::int64_t seconds = checkedSubtract(environment_.clock->nowMs(), *began) / 1000;
-    environment_.mainLoop->post([stats = statsRepo, seconds] { stats->addActiveSeconds(seconds); });
-  }
+  if (const auto seconds = takeSessionSeconds())
+    environment_.mainLoop->post(
+        [stats = statsRepo, seconds = *seconds] { stats->addActiveSeconds(seconds); });
   assignIfChanged(fsmState_, FilterState::inactive());
   assignIfChanged(isActive_, false);
   assignIfChanged(isAlert_, false);
@@ -141,6 +140,17 @@ void PrivacyFilterService::stop() {
   powerRegistration_.reset();
   unregisterGlobalShortcut();
   removeSystemEventObservers();
+}
+
+void PrivacyFilterService::countSession() {
+  if (const auto seconds = takeSessionSeconds()) statsRepo->addActiveSeconds(*seconds);
+}
+
+/// Of the session that runs; it counts as ended from now on.
+std::optional<std::int64_t> PrivacyFilterService::takeSessionSeconds() {
+  const auto began = std::exchange(sessionStartDate, std::nullopt);
+  if (!began) return std::nullopt;
+  return checkedSubtract(environment_.clock->nowMs(), *began) / 1000;
 }
 
 void PrivacyFilterService::releaseCamera() {

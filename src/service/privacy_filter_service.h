@@ -69,6 +69,8 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   /// Switches protection off, also when a start is under way. The session's seconds are counted in the next
   /// turn. Harmless when off.
   void stop();
+  /// Counts the session's seconds at once, for an end of the process that leaves no turn for a stop.
+  void countSession();
   /// Closes the camera that a calibration has opened, unless protection uses it or is about to. Otherwise its
   /// light would stay on and a start would take it for protection's own.
   void releaseCamera();
@@ -78,6 +80,7 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   void startCamera(std::uint64_t attempt);
   void startFinished(std::uint64_t attempt, const StartResult& result);
   void abandonStart();
+  std::optional<std::int64_t> takeSessionSeconds();
   void closeCamera(std::function<void()> closed);
 
   // The road of a frame, and what follows from a state.

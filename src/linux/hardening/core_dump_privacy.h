@@ -8,8 +8,8 @@ namespace sentrel {
 /// crash can still be found.
 ///
 /// Pictures pass through libraries that copy them where they please; to leave out our own buffers alone would
-/// not be enough. To deny others every look into the process (PR_SET_DUMPABLE) would be too much: the desktop's
-/// portals and compositors look there to find out who is calling.
+/// not be enough. To deny others every look into the process (PR_SET_DUMPABLE) would be too much: the
+/// desktop's portals and compositors look there to find out who is calling.
 ///
 /// Where the kernel has no such setting the process is made undumpable all the same. False where neither can
 /// be had. Children would inherit it.

@@ -4,9 +4,9 @@
 namespace sentrel {
 
 /// Takes from this process, for good, what it never needs: sockets of any family but the local one
-/// (AF_UNIX), the asynchronous system-call rings, through which sockets could be had as well, and the start of
-/// other programs. Each is answered with EPERM. Holds for all threads, whenever they were started, and, as the
-/// kernel demands it, privileges can no longer be gained.
+/// (AF_UNIX), the asynchronous system-call rings, through which sockets could be had as well, and the start
+/// of other programs. Each is answered with EPERM. Holds for all threads, whenever they were started, and, as
+/// the kernel demands it, privileges can no longer be gained.
 ///
 /// Against: a fault in this program or in one of the many libraries that it loads which would send pictures
 /// away, or have another program send them. Not against: a local service that is asked to do so.
