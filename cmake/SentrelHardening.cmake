@@ -19,4 +19,5 @@ add_compile_definitions($<$<COMPILE_LANGUAGE:CXX>:_GLIBCXX_ASSERTIONS>)
 add_link_options(LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack)
 
 # No folder of the machine that builds, and no time of day, gets into the binary.
-add_compile_options(-ffile-prefix-map=${CMAKE_BINARY_DIR}=build -ffile-prefix-map=${CMAKE_SOURCE_DIR}=.)
+# The last map that matches counts.
+add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
