@@ -94,7 +94,7 @@ TEST_F(Entry, AStartWhileTheFirstOneEndsTakesItsPlace) {
     process.signal(SIGTERM);
     std::this_thread::sleep_for(milliseconds(delayMs));
     ChildProcess next = spawn();
-    EXPECT_EQ(process.waitForExit(seconds(10)), 0);
+    EXPECT_EQ(process.waitForExit(seconds(10)), 0) << process.output();
     EXPECT_TRUE(waitUntil([&] { return owner(bus) == next.pid(); })) << delayMs << ": " << next.output();
     process = std::move(next);
   }
