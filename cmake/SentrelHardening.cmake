@@ -6,7 +6,7 @@ include(CheckCXXCompilerFlag)
 include(CheckPIESupported)
 check_pie_supported()
 
-add_compile_options(-fstack-protector-strong -fstack-clash-protection -ftrivial-auto-var-init=zero)
+add_compile_options(-fstack-protector-strong -fstack-clash-protection)
 check_cxx_compiler_flag(-fcf-protection=full SENTREL_HAS_CF_PROTECTION)  # x86 alone
 if(SENTREL_HAS_CF_PROTECTION)
   add_compile_options(-fcf-protection=full)
