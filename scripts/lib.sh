@@ -26,7 +26,7 @@ desktop_packages=(dbus-daemon dbus-bin libglib2.0-bin xvfb openbox picom imagema
 # What the tests need besides.
 test_packages=(
   libgtest-dev libgmock-dev libbenchmark-dev libopencv-dnn-dev
-  python3-dbusmock dunst feedbackd x11-utils x11-xserver-utils xdotool
+  python3-dbusmock dunst feedbackd x11-utils x11-xserver-utils xdotool at-spi2-core
   sway swaybg grim wev
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-pipewire
   desktop-file-utils appstream groff-base libxml2-utils

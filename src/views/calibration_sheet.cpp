@@ -4,6 +4,7 @@
 #include <QVBoxLayout>
 #include <utility>
 
+#include "look/texts.h"
 #include "views/controls/push_button.h"
 #include "views/controls/scroll_page.h"
 #include "views/theme.h"
@@ -28,7 +29,7 @@ Sheet* openCalibrationSheet(QWidget& window, CalibrationView::Parts parts, const
   const bool large = Theme::shared().textScale() > 1;
   column->setContentsMargins(1, large ? leave->sizeHint().height() + toolbarPlace.y() : 0, 1, 0);
   column->addWidget(page);
-  sheet->setAccessibleName(leaveWords);
+  sheet->setAccessibleName(text(QStringLiteral("Calibration de distance")));
   leave->resize(leave->sizeHint());
   leave->move(toolbarPlace);
   leave->raise();

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "views/controls/accessible_role.h"
 #include "views/controls/focus_ring.h"
 #include "views/controls/painting.h"
 #include "views/theme.h"
@@ -44,6 +45,7 @@ PopoverWindow::PopoverWindow(MenuBarPopoverView::Parts parts, Ground ground)
   setAttribute(Qt::WA_DeleteOnClose);
   setAttribute(Qt::WA_TranslucentBackground, ground == Ground::translucent);
   setWindowTitle(QStringLiteral("Sentrel"));
+  setAccessibleRole(*this, QAccessible::Dialog);
   new FocusRing(*this);  // it is the window's
   content_->onSizeChanged = [this] { place(); };
   connect(&Theme::shared(), &Theme::changed, this, [this] { place(); });

@@ -5,6 +5,7 @@
 #include <QPainter>
 #include <QScreen>
 
+#include "views/controls/accessible_role.h"
 #include "views/controls/focus_ring.h"
 #include "views/theme.h"
 
@@ -17,6 +18,7 @@ constexpr double mostOfWorkArea = 0.9;
 FixedWindow::FixedWindow(const QString& title, QSize size, double addedForText)
     : size_(size), addedForText_(addedForText) {
   setWindowTitle(title);
+  setAccessibleRole(*this, QAccessible::Window);
   new FocusRing(*this);  // it is the window's
   connect(&Theme::shared(), &Theme::changed, this, [this] { resizeToText(); });
   resizeToText();

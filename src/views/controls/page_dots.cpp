@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "look/texts.h"
+#include "views/controls/accessible_role.h"
 #include "views/controls/painting.h"
 #include "views/theme.h"
 
@@ -22,6 +23,7 @@ PageDots::PageDots(int pages, QWidget* parent)
     : QWidget(parent), pages_(pages), page_(*this, changeMs, QEasingCurve::InOutCubic) {
   setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
   connect(&Theme::shared(), &Theme::changed, this, [this] { update(); });
+  setAccessibleRole(*this, QAccessible::StaticText);
   setPage(0);
 }
 

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "views/controls/accessible_role.h"
 #include "views/controls/focus_ring.h"
 #include "views/controls/painting.h"
 #include "views/theme.h"
@@ -55,6 +56,7 @@ class Segment final : public QRadioButton, public FocusShape {
 SegmentedPicker::SegmentedPicker(const QString& name, const std::vector<Choice>& choices, QWidget* parent)
     : QWidget(parent), choices_(choices), pill_(*this, pillMs, QEasingCurve::OutCubic) {
   setAccessibleName(name);
+  setAccessibleRole(*this, QAccessible::Grouping);
   setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
   for (std::size_t i = 0; i < choices_.size(); ++i) {
     auto* segment = new Segment(choices_[i].words, this);

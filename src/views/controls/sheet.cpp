@@ -8,6 +8,7 @@
 #include <QPainter>
 #include <utility>
 
+#include "views/controls/accessible_role.h"
 #include "views/controls/painting.h"
 #include "views/theme.h"
 
@@ -28,6 +29,7 @@ Sheet::Sheet(QWidget& window, QSize size)
       panel_(new QWidget(this)),
       presence_(*this, openMs, QEasingCurve::OutCubic) {
   setFocusPolicy(Qt::NoFocus);
+  setAccessibleRole(*this, QAccessible::Dialog);
   setGeometry(window.rect());
   window.installEventFilter(this);
   connect(&Theme::shared(), &Theme::changed, this, [this] {

@@ -4,6 +4,7 @@
 #include <QPainter>
 
 #include "look/icons.h"
+#include "views/controls/accessible_role.h"
 #include "views/controls/painting.h"
 #include "views/theme.h"
 
@@ -19,6 +20,7 @@ constexpr int smallestNumber = 16;
 StatCard::StatCard(const QString& symbol, const QString& labelText, Highlight emphasis, QWidget* parent)
     : QWidget(parent), symbol_(symbol), label(labelText), highlight(emphasis == Highlight::yes) {
   setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+  setAccessibleRole(*this, QAccessible::StaticText);
   connect(&Theme::shared(), &Theme::changed, this, [this] {
     updateGeometry();
     update();
