@@ -7,6 +7,7 @@
 
 #include "app/failure_report.h"
 #include "app/state_name.h"
+#include "app/window_memory.h"
 #include "detection/av_capture_manager.h"
 #include "platform/platform.h"
 
@@ -59,6 +60,7 @@ void AppDelegate::showOnboarding() {
                                                  if (!shown && onboardingWindow) onboardingWindow->close();
                                                }});
     onboardingWindow->setAttribute(Qt::WA_DeleteOnClose);
+    giveMemoryBackAfter(*onboardingWindow);
     onboardingWindow->setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
                                      Qt::WindowCloseButtonHint | Qt::WindowStaysOnTopHint);
     const QRect screen = onboardingWindow->screen()->availableGeometry();

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "app/build_options.h"
+#include "app/window_memory.h"
 #include "look/texts.h"
 #include "platform/platform.h"
 #include "views/status_words.h"
@@ -127,6 +128,7 @@ void MenuBarController::openPopover(const QRect& anchor) {
        .openLink = [this](const QUrl& address,
                           std::function<void()> failed) { openLink(address, std::move(failed)); }},
       groundOfPopover());
+  giveMemoryBackAfter(*popover);
   popover->onClosed = [this] { sinceClosed_.start(); };
   popover->openAt(anchor);
 }
@@ -184,6 +186,7 @@ void MenuBarController::openPreferences() {
                                        .mainLoop = platform.mainLoop,
                                        .newCalibration = [] { return CalibrationSession::create(); }});
     prefsWindow->setAttribute(Qt::WA_DeleteOnClose);
+    giveMemoryBackAfter(*prefsWindow);
     prefsWindow->show();
   }
   prefsWindow->raise();

@@ -11,6 +11,7 @@
 #include <QPalette>
 #include <cstdlib>
 #include <memory>
+#include <string_view>
 #include <utility>
 
 #include "look/texts.h"
@@ -23,22 +24,33 @@ const auto watcherName = QStringLiteral("org.kde.StatusNotifierWatcher");
 const auto busName = QStringLiteral("org.freedesktop.DBus");
 constexpr int lookMs = 2000;
 
+void freeReply(void* memory) {
+  std::free(memory);  // NOLINT: xcb allocates so
+}
+
+xcb_connection_t* x11Connection() {
+  const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+  return x11 != nullptr ? x11->connection() : nullptr;
+}
+
+xcb_atom_t atomOf(xcb_connection_t* connection, std::string_view name) {
+  const std::unique_ptr<xcb_intern_atom_reply_t, decltype(&freeReply)> reply(
+      xcb_intern_atom_reply(
+          connection, xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.data()),
+          nullptr),
+      freeReply);
+  return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
+}
+
 /// Whether an X11 tray of the older kind is there. Asking Qt would make it decide for good.
 bool hasX11Tray() {
-  const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-  if (x11 == nullptr) return false;
-  xcb_connection_t* connection = x11->connection();
-  const QByteArray name("_NET_SYSTEM_TRAY_S0");
-  const auto free = [](void* memory) { std::free(memory); };  // NOLINT: xcb allocates so
-  const std::unique_ptr<xcb_intern_atom_reply_t, decltype(free)> atom(
-      xcb_intern_atom_reply(
-          connection,
-          xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.constData()), nullptr),
-      free);
-  if (!atom) return false;
-  const std::unique_ptr<xcb_get_selection_owner_reply_t, decltype(free)> owner(
-      xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, atom->atom), nullptr),
-      free);
+  xcb_connection_t* connection = x11Connection();
+  if (connection == nullptr) return false;
+  const std::unique_ptr<xcb_get_selection_owner_reply_t, decltype(&freeReply)> owner(
+      xcb_get_selection_owner_reply(
+          connection, xcb_get_selection_owner(connection, atomOf(connection, "_NET_SYSTEM_TRAY_S0")),
+          nullptr),
+      freeReply);
   return owner && owner->owner != XCB_NONE;
 }
 
@@ -59,6 +71,7 @@ StatusItem::StatusItem(Actions actions) : actions_(std::move(actions)) {
   look_.setSingleShot(true);
   QObject::connect(&look_, &QTimer::timeout, &look_, [this] { lookForX11Tray(); });
   look_.start(lookMs);
+  if (xcb_connection_t* connection = x11Connection()) manager_ = atomOf(connection, "MANAGER");
   qApp->installNativeEventFilter(this);
 }
 
@@ -112,8 +125,8 @@ void StatusItem::decide() {
 /// A tray of the older kind that takes its place says so to everybody, as other managers do.
 bool StatusItem::nativeEventFilter(const QByteArray& type, void* message, qintptr* /*result*/) {
   if (icon_ || type != "xcb_generic_event_t") return false;
-  const auto* event = static_cast<const xcb_generic_event_t*>(message);
-  if ((event->response_type & 0x7FU) == XCB_CLIENT_MESSAGE) look_.start(lookMs);
+  const auto* event = static_cast<const xcb_client_message_event_t*>(message);
+  if ((event->response_type & 0x7FU) == XCB_CLIENT_MESSAGE && event->type == manager_) look_.start(lookMs);
   return false;
 }
 
