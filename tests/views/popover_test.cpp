@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gmock/gmock.h>
 
+#include <QClipboard>
 #include <limits>
 
 #include "look/texts.h"
@@ -88,6 +89,20 @@ TEST_F(PopoverTest, CountersAreResetOnlyAfterTheQuestion) {
   click(buttonNamed(*window, "Remettre à zéro"));
   EXPECT_FALSE(window->content().asks());
   EXPECT_EQ(room.stats->stats.get(), FilterStats{});
+}
+
+TEST_F(PopoverTest, AnAddressThatNothingOpensCanBeCopied) {
+  window->content().showPage(MenuBarPopoverView::Page::about);
+  click(buttonNamed(*window, "Nos autres projets"));
+  room.linkFailed();
+  EXPECT_TRUE(window->content().asks());
+  EXPECT_TRUE(shows(*window, "https://example.org"));
+  click(buttonNamed(*window, "Copier l'adresse"));
+  EXPECT_EQ(QGuiApplication::clipboard()->text(), "https://example.org");
+  click(buttonNamed(*window, "Nos autres projets"));
+  const auto late = room.linkFailed;
+  delete window;
+  late();
 }
 
 TEST(StatusWords, AreAsGivenForEveryState) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gmock/gmock.h>
 
+#include <QAccessible>
 #include <functional>
 
 #include "views/drive.h"
@@ -64,6 +65,11 @@ TEST_F(PreferencesTest, EveryControlSavesItsSettingAtOnce) {
     EXPECT_EQ(SettingsRepository(room.defaults, room.loginItem).settings.get(), expected) << "as stored";
   }
   EXPECT_FALSE(control<ValueSlider>("Opacité des bandes")->isEnabled()) << "without the matrix";
+  room.loginItem->failure = "no";
+  testing::internal::CaptureStdout();
+  flip("Lancer au démarrage");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "SMAppService error: no\n");
+  EXPECT_TRUE(control<ToggleSwitch>("Lancer au démarrage")->isChecked()) << "as it still is";
 }
 
 TEST_F(PreferencesTest, APickerIsOneStopOfTheTabKeyAndArrowsPick) {
@@ -90,6 +96,12 @@ TEST_F(PreferencesTest, WhatIsOutOfRangeStaysUntilItIsTouched) {
   EXPECT_EQ(settings(), odd);
   key("Force du filtre", Qt::Key_Left);
   EXPECT_EQ(settings().filterStrength, 4);
+  // A screen reader reads and sets what the words show.
+  auto* opacity = QAccessible::queryAccessibleInterface(control<ValueSlider>("Opacité des bandes"));
+  EXPECT_EQ(opacity->valueInterface()->currentValue().toDouble(), 2);
+  opacity->valueInterface()->setCurrentValue(55);
+  EXPECT_EQ(opacity->text(QAccessible::Value), "55%");
+  EXPECT_EQ(settings().matrixStripeAlpha, 0.55F);
 }
 
 TEST_F(PreferencesTest, ACameraIsChosenByItsIdWhateverItsName) {
@@ -109,16 +121,6 @@ TEST_F(PreferencesTest, ACameraIsChosenByItsIdWhateverItsName) {
   EXPECT_EQ(picker->currentData().toString(), "rtl");
   QTest::keyClick(picker, Qt::Key_Home);
   EXPECT_EQ(settings().selectedCameraID, std::nullopt);
-}
-
-TEST_F(PreferencesTest, ALoginItemThatFailsIsShownAsItIs) {
-  open();
-  room.loginItem->failure = "no";
-  testing::internal::CaptureStdout();
-  flip("Lancer au démarrage");
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "SMAppService error: no\n");
-  EXPECT_FALSE(control<ToggleSwitch>("Lancer au démarrage")->isChecked());
-  EXPECT_FALSE(settings().launchAtLogin);
 }
 
 TEST_F(PreferencesTest, ThePreviewTakesFramesOnlyWhileItIsSeen) {
