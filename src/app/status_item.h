@@ -58,8 +58,8 @@ class StatusItem final : private QAbstractNativeEventFilter {
   QAction* toggle_;
   std::unique_ptr<QSystemTrayIcon> icon_;
   std::unique_ptr<BusListener> hosts_;  // who comes and goes on the bus
-  std::uint32_t manager_ = 0;  // the atom of the message by which X11 trays say that they are there
-  QTimer look_;                // for a tray of the older kind, a moment after the newer kind had its chance
+  std::uint32_t manager_ = 0;           // the atom of the message by which X11 trays say that they are there
+  QTimer look_;  // for a tray of the older kind, a moment after the newer kind had its chance
 };
 
 }  // namespace sentrel
