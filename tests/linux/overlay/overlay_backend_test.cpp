@@ -1,0 +1,322 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What a person sees of the overlay, and clicks through it, on both display servers.
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <chrono>
+
+#include "linux/overlay/create_overlay_backend.h"
+#include "linux/overlay/overlay_desktop.h"
+#include "linux/overlay/wayland/wayland_output.h"
+#include "linux/overlay/x11/x11_overlay_backend.h"
+
+namespace sentrel {
+namespace {
+
+using test::alertScene;
+using test::darkStripes;
+using test::nominalScene;
+using test::Server;
+
+constexpr int width = 1024;
+constexpr int height = 640;
+constexpr QPoint probe{100, 100};
+/// On the banner, left of its symbol.
+constexpr QPoint onBanner{width / 2 - 165, height - 80 - 49};
+constexpr QPoint onHint{width - 40, 16};
+/// Between two scan lines of the picture-in-picture, and on its dot.
+constexpr QPoint onRetro{width - 20 - 128, height - 80 - 192 + 98};
+constexpr QPoint onDot{width - 20 - 256 + 10, height - 80 - 192 + 11};
+
+class OverlayTest : public testing::Test, protected test::OverlayDesktop {
+ protected:
+  explicit OverlayTest(const Options& options) : OverlayDesktop(options) {}
+
+  void cover(const OverlayScene& scene, const std::string& limitation = "") {
+    ASSERT_TRUE(eventually([&] { return backend->limitation() == limitation; }));
+    surface = backend->createSurface(backend->screens().at(0));
+    surface->present(scene);
+  }
+  [[nodiscard]] bool eventuallyScreens(std::size_t number) {
+    return eventually([&] { return backend->screens().size() == number; });
+  }
+  std::unique_ptr<OverlaySurface> surface;
+};
+
+class EveryOverlayTest : public OverlayTest, public testing::WithParamInterface<Server> {
+ protected:
+  EveryOverlayTest() : OverlayTest({.server = GetParam()}) {}
+};
+INSTANTIATE_TEST_SUITE_P(Servers, EveryOverlayTest, testing::Values(Server::x11, Server::wayland),
+                         testing::PrintToStringParamName());
+
+TEST_P(EveryOverlayTest, CoversAlertsAndGoes) {
+  cover(nominalScene);
+  ASSERT_TRUE(eventuallyStriped(width, height, 1));
+  surface->present(alertScene);
+  ASSERT_TRUE(eventuallyStriped(width, height, 1, 0.7));
+  const QImage alert = screenshot();
+  EXPECT_NEAR(qRed(alert.pixel(onBanner)), 0.88 * 0xC8 + 0.12 * 50, 6);
+  EXPECT_NEAR(qGreen(alert.pixel(onBanner)), 0.88 * 0x10 + 0.12 * 30, 6);
+  EXPECT_LT(qRed(alert.pixel(width / 2, height - 74)), 0.75 * qRed(alert.pixel(width / 2, height - 10)))
+      << "the shadow below the banner";
+  int brightest = 0;
+  for (int i = 0; i < 100 * 32; ++i) {
+    brightest = std::max(brightest, qRed(alert.pixel(width - 100 + i % 100, i / 100)));
+  }
+  EXPECT_NEAR(brightest, 0.3 * 255 + 0.7 * 0.3 * 255, 20) << "the hint";
+  EXPECT_LT(qRed(alert.pixel(width - 4, 4)), 80) << "its padding";
+  for (const TintLevel level : {5, 26, 13}) {
+    surface->setTint(level);
+    const double part = level / 255.0;
+    EXPECT_TRUE(eventuallyGrey(probe, qRed(alert.pixel(probe)) * (1 - part) + 0xFF * part)) << level;
+    EXPECT_NEAR(qGreen(screenshot().pixel(probe)), qGreen(alert.pixel(probe)) * (1 - part) + 0x2D * part, 2);
+  }
+  surface->setTint(0);
+  surface->present(nominalScene);
+  ASSERT_TRUE(eventuallyStriped(width, height, 1));
+  surface->present({});
+  ASSERT_TRUE(eventuallyGrey(probe, 255));
+  surface->present(alertScene);
+  ASSERT_TRUE(eventuallyStriped(width, height, 1, 0.7));
+  surface.reset();
+  ASSERT_TRUE(eventuallyGrey(probe, 255));
+}
+
+TEST_P(EveryOverlayTest, ClicksReachWhatLiesBelow) {
+  cover(alertScene);
+  surface->setTint(20);
+  const auto retro = showRetro();
+  ASSERT_TRUE(eventuallyColor(onRetro, retroColor));
+  for (const QPoint at : {probe, onBanner, onHint, onRetro, onDot}) {
+    EXPECT_TRUE(clickArrivesBelow(at)) << at.x() << "," << at.y();
+  }
+}
+
+TEST_P(EveryOverlayTest, PictureLiesAboveAllAndGoes) {
+  auto retro = showRetro();
+  cover(alertScene);
+  surface->setTint(26);
+  EXPECT_TRUE(eventuallyColor(onRetro, retroColor)) << "neither striped nor tinted, though first there";
+  retro->setBlink(brightestBlink);
+  EXPECT_TRUE(eventuallyColor(onDot, 0xFF2EFF47));
+  retro->setBlink(0);
+  EXPECT_TRUE(eventually([&] { return qRed(screenshot().pixel(onDot)) < 40; }));
+  retro->present(nullptr);
+  EXPECT_TRUE(eventuallyColor(onRetro, 0xFF000000));
+  retro = showRetro();
+  EXPECT_TRUE(eventuallyColor(onRetro, retroColor));
+  surface->setTint(0);
+  retro.reset();
+  EXPECT_TRUE(eventuallyStriped(width, height, 1, 0.7));
+}
+
+TEST_P(EveryOverlayTest, ServerThatDiesInAnAlertIsWaitedFor) {
+  cover(alertScene);
+  surface->setTint(9);
+  const auto retro = showRetro();
+  ASSERT_TRUE(eventuallyColor(onRetro, retroColor));
+  int limitations = 0;
+  const Registration changes = backend->limitationChanged.connect([&] { ++limitations; });
+  kill();
+  ASSERT_TRUE(eventually([&] { return backend->limitation() == "error_no_overlay"; }));
+  EXPECT_TRUE(backend->screens().empty());
+  surface->setTint(0);
+  if (!restart()) GTEST_SKIP() << "another server has taken the display meanwhile";
+  ASSERT_TRUE(eventually([&] { return backend->limitation().empty() && !backend->screens().empty(); }));
+  EXPECT_GE(limitations, 2);
+  EXPECT_TRUE(eventuallyStriped(width, height, 1, 0.7)) << "the surface that was kept shows again";
+  EXPECT_TRUE(eventuallyColor(onRetro, retroColor));
+  surface.reset();
+  EXPECT_TRUE(eventuallyGrey(probe, 255));
+}
+
+TEST_P(EveryOverlayTest, ScreensComeAndGo) {
+  cover({.stripes = {}, .veilAlpha = 0.2});
+  addScreen();
+  ASSERT_TRUE(eventuallyScreens(2));
+  const Screen second = backend->screens().at(1);
+  EXPECT_EQ(second.frame, (Rect{width, 0, width, height}));
+  EXPECT_FALSE(second.isMain);
+  const auto other = backend->createSurface(second);
+  other->present({.stripes = {}, .veilAlpha = 0.6});
+  EXPECT_TRUE(eventuallyGrey({width + 100, 100}, 0.4 * 255));
+  removeScreen(1);
+  ASSERT_TRUE(eventuallyScreens(1));
+  other->present(alertScene);
+  other->setTint(9);
+  EXPECT_TRUE(eventuallyGrey(probe, 0.8 * 255)) << "its surface shows nothing, and nowhere else";
+  EXPECT_TRUE(GetParam() == Server::wayland || eventuallyGrey({width + 100, 100}, 255));
+}
+
+class X11OverlayTest : public OverlayTest {
+ protected:
+  explicit X11OverlayTest(Compositing compositing = Compositing::there)
+      : OverlayTest({.server = Server::x11, .compositing = compositing}) {}
+};
+
+TEST_F(X11OverlayTest, StaysAboveOthersWithoutFightingForIt) {
+  cover(nominalScene);
+  ASSERT_TRUE(eventuallyStriped(width, height, 1));
+  const auto rival = desktop.spawn("xev", {"-geometry", "2048x640+0+0", "-name", "rival"});
+  desktop.run("xdotool", {"search", "--sync", "--onlyvisible", "--name", "rival", "windowraise"});
+  EXPECT_TRUE(eventuallyStriped(width, height, 1));
+  const auto witness = desktop.spawn("stdbuf", {"-oL", "xev", "-root", "-event", "substructure"});
+  std::vector<std::string> raises{"search", "--name", "rival"};
+  for (int i = 0; i < 200; ++i) raises.insert(raises.end(), {"windowraise", "sleep", "0.005"});
+  const auto begin = std::chrono::steady_clock::now();
+  auto raising = desktop.spawn("xdotool", raises);
+  ASSERT_TRUE(eventually([&] { return !raising.isRunning(); }));
+  const auto tenths = (std::chrono::steady_clock::now() - begin) / std::chrono::milliseconds(100);
+  EXPECT_TRUE(eventuallyStriped(width, height, 1));
+  const std::size_t restacks = test::count(witness.output(), "ConfigureNotify");
+  constexpr std::size_t windows = 5;  // the rival's, too
+  EXPECT_GT(restacks, windows);
+  EXPECT_LE(restacks, (static_cast<std::size_t>(tenths) + 2) * windows);
+}
+
+TEST_F(X11OverlayTest, CompositorThatEndsTakesTheStripesAndReturnsThem) {
+  cover(alertScene);
+  surface->setTint(20);
+  ASSERT_TRUE(eventually([&] { return qRed(screenshot().pixel(onBanner)) > 170; }));
+  desktop.stopPicom();
+  ASSERT_TRUE(eventually([&] { return backend->limitation() == "error_no_compositing"; }));
+  ASSERT_TRUE(eventuallyGrey(probe, 255));
+  const QImage image = screenshot();
+  EXPECT_EQ(image.pixel(onHint), 0xFFFFFFFF);
+  EXPECT_EQ(image.pixel(onBanner), 0xFFC8102E) << "the opaque banner";
+  EXPECT_EQ(image.pixel(width / 2, height - 76), 0xFFFFFFFF) << "without a shadow";
+  EXPECT_TRUE(clickArrivesBelow(onBanner));
+  desktop.startPicom();
+  ASSERT_TRUE(eventually([&] { return backend->limitation().empty(); }));
+  surface->setTint(0);
+  EXPECT_TRUE(eventuallyStriped(width, height, 1, 0.7));
+}
+
+TEST_F(X11OverlayTest, ScaleOfTheDesktopIsFollowed) {
+  cover(nominalScene);
+  ASSERT_TRUE(eventuallyStriped(width, height, 1));
+  desktop.run("sh", {"-c", "echo 'Xft.dpi: 192' | xrdb -merge"});
+  ASSERT_TRUE(eventually([&] { return backend->screens().at(0).frame.width == width / 2; }));
+  EXPECT_TRUE(eventuallyStriped(width, height, 2));
+}
+
+class X11OverlayWithoutCompositorTest : public X11OverlayTest {
+ protected:
+  X11OverlayWithoutCompositorTest() : X11OverlayTest(Compositing::missing) {}
+};
+
+TEST_F(X11OverlayWithoutCompositorTest, NothingTurnsBlack) {
+  cover(nominalScene, "error_no_compositing");
+  surface->setTint(20);
+  const auto retro = showRetro();
+  EXPECT_TRUE(eventuallyColor(onRetro, retroColor));
+  for (const QPoint at : {probe, onBanner, onHint}) EXPECT_EQ(screenshot().pixel(at), 0xFFFFFFFF);
+  surface->present(alertScene);
+  EXPECT_TRUE(eventuallyColor(onBanner, 0xFFC8102E));
+  EXPECT_EQ(screenshot().pixel(probe), 0xFFFFFFFF);
+  EXPECT_TRUE(clickArrivesBelow(onRetro));
+}
+
+TEST_F(X11OverlayWithoutCompositorTest, WhereNothingCanBeCoveredItIsSaid) {
+  unsetenv("DISPLAY");
+  const auto none = createOverlayBackend(*loop);
+  EXPECT_EQ(none->limitation(), "error_no_overlay");
+  EXPECT_TRUE(none->screens().empty());
+  none->createSurface({})->present(alertScene);
+  const X11OverlayBackend unserved(*loop, ":987654");
+  EXPECT_EQ(unserved.limitation(), "error_no_overlay");
+}
+
+class WaylandOverlayTest : public OverlayTest {
+ protected:
+  WaylandOverlayTest() : OverlayTest({.server = Server::wayland}) {}
+};
+
+TEST_F(WaylandOverlayTest, FollowsModeScaleAndTurn) {
+  cover(nominalScene);
+  ASSERT_TRUE(eventuallyStriped(width, height, 1));
+  const Screen screen = backend->screens().at(0);
+  sway("output * scale 2");
+  EXPECT_TRUE(eventuallyStriped(width, height, 2));
+  sway("output * mode --custom 1280x720 scale 1.25");
+  EXPECT_TRUE(eventuallyStriped(1280, 720, 1.25));
+  for (const char* turn : {"90", "270"}) {
+    sway(std::string("output * transform ") + turn);
+    EXPECT_TRUE(eventuallyStriped(720, 1280, 1.25)) << turn;
+  }
+  EXPECT_EQ(backend->screens().at(0), (Screen{screen.id, screen.name, {0, 0, 576, 1024}, true}));
+  // So large that the memory of one picture serves the next.
+  sway("output * mode --custom 2560x1600 scale 1 transform normal");
+  for (const double veil : {0.0, 0.7, 0.2, 0.5}) {
+    surface->present({.stripes = darkStripes, .veilAlpha = veil});
+    EXPECT_TRUE(eventuallyStriped(2560, 1600, 1, veil)) << veil;
+  }
+}
+
+TEST_F(WaylandOverlayTest, MainScreenGoesThenAllOfThem) {
+  cover(alertScene);
+  const auto retro = showRetro();
+  addScreen();
+  ASSERT_TRUE(eventuallyScreens(2));
+  const auto other = backend->createSurface(backend->screens().at(1));
+  other->present({.stripes = {}, .veilAlpha = 0.6});
+  removeScreen(0);
+  ASSERT_TRUE(eventuallyScreens(1));
+  EXPECT_TRUE(eventuallyGrey(probe, 0.4 * 255)) << "the other, which has moved to the origin";
+  EXPECT_TRUE(eventuallyColor(onRetro, retroColor)) << "the picture follows the main screen";
+  removeScreen(0);
+  ASSERT_TRUE(eventuallyScreens(0));
+  other->present(alertScene);
+  surface->setTint(20);
+  addScreen();
+  ASSERT_TRUE(eventuallyScreens(1));
+  EXPECT_TRUE(eventuallyGrey(probe, 255)) << "neither surface belongs to it";
+}
+
+TEST_F(WaylandOverlayTest, ExhaustedMemoryDelaysTheCoverAndNeverKeepsIt) {
+  cover(nominalScene);
+  ASSERT_TRUE(eventuallyStriped(width, height, 1));
+  const auto presentWithin = [&](auto resource, rlim_t limit, const OverlayScene& scene) {
+    rlimit former{};
+    getrlimit(resource, &former);
+    const rlimit exhausted{limit, former.rlim_max};
+    setrlimit(resource, &exhausted);
+    surface->present(scene);
+    setrlimit(resource, &former);
+  };
+  presentWithin(RLIMIT_NOFILE, 3, {.stripes = darkStripes, .veilAlpha = 0.7});
+  EXPECT_TRUE(eventuallyStriped(width, height, 1, 0.7)) << "once there is memory again";
+  presentWithin(RLIMIT_FSIZE, 100'000, {.stripes = darkStripes, .veilAlpha = 0.2});
+  EXPECT_TRUE(eventuallyStriped(width, height, 1, 0.2)) << "once there is memory again";
+  presentWithin(RLIMIT_FSIZE, 0, {});
+  EXPECT_TRUE(eventuallyGrey(probe, 255));
+}
+
+TEST(WaylandOutputState, ScaleIsFractionalAndSane) {
+  const struct {
+    const char* what;
+    WaylandOutputState state;
+    double scale;
+    Rect frame;
+  } cases[] = {
+      {"told in whole numbers", {"", {10, 0, 0, 0}, 3840, 2160, false, 2}, 2, {10, 0, 1920, 1080}},
+      {"in between", {"", {0, 0, 2560, 1440}, 3840, 2160, false, 2}, 1.5, {0, 0, 2560, 1440}},
+      {"turned", {"", {0, 0, 1440, 2560}, 3840, 2160, true, 2}, 1.5, {0, 0, 1440, 2560}},
+      {"a turn not told", {"", {0, 0, 1440, 2560}, 3840, 2160, false, 2}, 2, {0, 0, 1440, 2560}},
+      {"rounded sizes", {"", {0, 0, 911, 512}, 1366, 768, false, 2}, 1366.0 / 911, {0, 0, 911, 512}},
+      {"an absurd extent", {"", {0, 0, 2, 1}, 3840, 2160, false, 1}, 1, {0, 0, 2, 1}},
+      {"an absurd scale", {"", {}, 3840, 2160, false, 5000}, 8, {0, 0, 0, 0}},
+      {"a scale of nothing", {"", {}, 3840, 2160, false, -1}, 1, {0, 0, 3840, 2160}},
+      {"no mode", {"", {0, 0, 1920, 1080}, 0, 0, false, 1}, 1, {0, 0, 1920, 1080}},
+  };
+  for (const auto& [what, state, scale, frame] : cases) {
+    EXPECT_NEAR(deviceScale(state), scale, 1e-9) << what;
+    EXPECT_EQ(logicalFrame(state), frame) << what;
+  }
+}
+
+}  // namespace
+}  // namespace sentrel

@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "linux/overlay/overlay_desktop.h"
+
+#include <QGuiApplication>
+#include <algorithm>
+#include <cmath>
+#include <ostream>
+
+#include "linux/overlay/create_overlay_backend.h"
+#include "linux/overlay/stripe_reference.h"
+
+namespace sentrel::test {
+
+std::size_t count(const std::string& text, const std::string& word) {
+  std::size_t result = 0;
+  for (auto at = text.find(word); at != std::string::npos; at = text.find(word, at + 1)) ++result;
+  return result;
+}
+
+WithApplication::WithApplication() {
+  static int argumentCount = 1;
+  static char name[] = "test";                 // NOLINT(modernize-avoid-c-arrays)
+  static char* arguments[] = {name, nullptr};  // NOLINT(modernize-avoid-c-arrays)
+  qputenv("QT_QPA_PLATFORM", "offscreen");
+  static const QGuiApplication application(argumentCount, arguments);
+}
+
+void PrintTo(Server server, std::ostream* out) {
+  *out << (server == Server::x11 ? "x11" : "wayland");
+}
+
+OverlayDesktop::OverlayDesktop(const Options& options)
+    : desktop({.x11 = true,
+               .windowManager = false,
+               .compositor = options.server == Server::x11 && options.compositing == Compositing::there,
+               .sway = options.server == Server::wayland,
+               .width = options.width * (options.server == Server::x11 ? options.mostScreens : 1),
+               .height = options.height}),
+      options_(options),
+      places_(static_cast<std::size_t>(options.mostScreens)) {
+  desktop.exportToProcess();
+  addScreen();
+  if (options_.server == Server::x11) openWindowBelow();  // the ground itself is not white
+  backend = createOverlayBackend(*loop);
+}
+
+void OverlayDesktop::openWindowBelow() {
+  if (options_.server == Server::wayland) {
+    below_ = desktop.spawn("stdbuf", {"-oL", "wev", "-f", "wl_pointer:button"});
+    (void)waitUntil([this] { return count(desktop.run("swaymsg", {"-t", "get_tree"}), "wev") > 0; });
+    return;
+  }
+  const std::string size =
+      std::to_string(options_.width * options_.mostScreens) + "x" + std::to_string(options_.height) + "+0+0";
+  below_ = desktop.spawn("stdbuf", {"-oL", "xev", "-geometry", size, "-event", "button"});
+  (void)waitUntil([this] { return qRed(screenshot().pixel(100, 100)) == 255; });
+}
+
+void OverlayDesktop::addScreen() {
+  const bool wayland = options_.server == Server::wayland;
+  names_.push_back((wayland ? "X11-" : "monitor") + std::to_string(++screens_));
+  if (wayland) {
+    if (screens_ > 1) sway("create_output");
+    return;
+  }
+  const auto place = std::ranges::find(places_, "");
+  *place = names_.back();
+  desktop.run("xrandr", {"--setmonitor", names_.back(),
+                         std::to_string(options_.width) + "/271x" + std::to_string(options_.height) +
+                             "/169+" + std::to_string((place - places_.begin()) * options_.width) + "+0",
+                         names_.size() == 1 ? "screen" : "none"});
+}
+
+void OverlayDesktop::removeScreen(std::size_t index) {
+  const std::string name = names_.at(index);
+  std::erase(names_, name);
+  std::ranges::replace(places_, name, "");
+  if (options_.server == Server::wayland) return desktop.removeOutput(name);
+  desktop.run("xrandr", {"--delmonitor", name});
+}
+
+void OverlayDesktop::kill() {
+  options_.server == Server::wayland ? desktop.killSway() : desktop.killX();
+}
+
+bool OverlayDesktop::restart() {
+  const std::string former = desktop.environment().at("DISPLAY");
+  if (options_.server == Server::wayland) {
+    desktop.startSway();
+    return true;
+  }
+  desktop.startX();
+  names_.clear();
+  std::ranges::fill(places_, "");
+  screens_ = 0;
+  addScreen();
+  openWindowBelow();
+  return desktop.environment().at("DISPLAY") == former;
+}
+
+void OverlayDesktop::processEvents() {
+  QCoreApplication::processEvents();
+}
+
+QImage OverlayDesktop::screenshot() {
+  desktop.screenshot(desktop.home() / "screen.png");
+  return QImage(QString::fromStdString((desktop.home() / "screen.png").string()));
+}
+
+bool OverlayDesktop::clickArrivesBelow(QPoint at) {
+  if (!below_.isRunning()) openWindowBelow();
+  const char* press = options_.server == Server::wayland ? "pressed" : "ButtonPress event";
+  desktop.run("xdotool",
+              {"mousemove", "--sync", std::to_string(at.x()), std::to_string(at.y()), "click", "1"});
+  ++clicks_;
+  return eventually([&] { return count(below_.output(), press) == clicks_; });
+}
+
+bool OverlayDesktop::eventuallyGrey(QPoint at, double grey) {
+  return eventually([&] { return std::abs(qRed(screenshot().pixel(at)) - grey) <= 2; });
+}
+
+bool OverlayDesktop::eventuallyColor(QPoint at, QRgb color) {
+  return eventually([&] { return screenshot().pixel(at) == color; });
+}
+
+bool OverlayDesktop::eventuallyStriped(int columns, int rows, double scale, double veil) {
+  return eventually([&] {
+    const QImage image = screenshot();
+    if (image.width() < columns || image.height() != rows) return false;
+    for (int i = 0; i < 200; ++i) {
+      // Between the hint, what the window below everything draws, and the picture-in-picture.
+      const QPoint at(4 + (i * 131) % (columns - 8), 72 + (i * 37) % (rows / 2 - 40));
+      const double stripe =
+          0.42 * sampledStripeCoverage(columns, rows, scale, darkStripes.period, at.x(), at.y());
+      if (std::abs(qRed(image.pixel(at)) - 255 * (1 - stripe) * (1 - veil)) > 3) return false;
+    }
+    return true;
+  });
+}
+
+std::unique_ptr<RetroSurface> OverlayDesktop::showRetro() const {
+  auto retro = backend->createRetroSurface();
+  retro->present(std::make_shared<GreyPicture>(GreyPicture{4, 3, std::vector<std::uint8_t>(12, 200)}));
+  return retro;
+}
+
+}  // namespace sentrel::test
