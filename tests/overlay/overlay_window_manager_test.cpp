@@ -44,14 +44,10 @@ class OverlayWindowManagerTest : public testing::Test {
 TEST_F(OverlayWindowManagerTest, CoversEveryScreenAndFollowsThemOnlyWhileShowing) {
   backend->screenList = {first, second};
   manager.hide();
-  EXPECT_FALSE(manager.isShowing());
   manager.show();
   manager.show();
-  EXPECT_TRUE(manager.isShowing());
   EXPECT_THAT(covered(), ElementsAre(1, 2));
   EXPECT_EQ(backend->created, 2);
-  EXPECT_EQ(backend->screensChanged.observerCount(), 1U);
-
   Screen resized = first;
   resized.frame.width = 800;
   backend->setScreens({resized, third});
@@ -61,13 +57,10 @@ TEST_F(OverlayWindowManagerTest, CoversEveryScreenAndFollowsThemOnlyWhileShowing
   EXPECT_THAT(covered(), IsEmpty());
   backend->setScreens({second});
   EXPECT_THAT(covered(), ElementsAre(2));
-
   manager.hide();
   EXPECT_FALSE(manager.isShowing());
   EXPECT_THAT(covered(), IsEmpty());
   EXPECT_EQ(backend->screensChanged.observerCount(), 0U);
-  manager.show();
-  EXPECT_THAT(covered(), ElementsAre(2));
 }
 
 TEST_F(OverlayWindowManagerTest, ComposesTheScene) {
@@ -130,12 +123,18 @@ TEST_F(OverlayWindowManagerTest, FlashesInStepsWhileTheAlertLasts) {
   EXPECT_EQ(std::ranges::adjacent_find(tints), tints.end()) << "no level is set twice in a row";
   EXPECT_EQ(backend->shown[1].scenes.size(), 2U) << "the flash repaints nothing";
 
-  // A window made during the alert is not part of it until the next one.
   backend->setScreens({first, second});
   loop->advance(500);
-  EXPECT_THAT(backend->shown[2].tints, IsEmpty());
+  EXPECT_THAT(backend->shown[2].tints, IsEmpty()) << "a window made in an alert flashes from the next one on";
   EXPECT_TRUE(lastScene(2).banner);
 
+  manager.reducedMotion = true;
+  loop->advance(900);
+  EXPECT_EQ(backend->shown[1].tints.back(), 13);
+  EXPECT_EQ(loop->timerCount(), idleTimers) << "nothing is left to move";
+  manager.reducedMotion = false;
+  loop->advance(400);
+  EXPECT_EQ(backend->shown[1].tints.back(), 26);
   manager.isAlertMode = false;
   EXPECT_EQ(backend->shown[1].tints.back(), 0);
   EXPECT_EQ(loop->timerCount(), idleTimers);
@@ -146,41 +145,17 @@ TEST_F(OverlayWindowManagerTest, FlashesInStepsWhileTheAlertLasts) {
   EXPECT_EQ(loop->timerCount(), idleTimers) << "closing the windows ends their flash";
 }
 
-TEST_F(OverlayWindowManagerTest, ReducedMotionHoldsTheTint) {
-  manager.show();
-  loop->runPosted();
-  const std::size_t idleTimers = loop->timerCount();
-  manager.isAlertMode = true;
-  loop->advance(400);
-  manager.reducedMotion = true;
-  loop->advance(500);
-  EXPECT_EQ(backend->shown[1].tints.back(), 13);
-  EXPECT_EQ(loop->timerCount(), idleTimers) << "nothing is left to move";
-  manager.reducedMotion = false;
-  loop->advance(400);
-  EXPECT_EQ(backend->shown[1].tints.back(), 26);
-  manager.isAlertMode = false;
-  EXPECT_EQ(backend->shown[1].tints.back(), 0);
-  EXPECT_EQ(loop->timerCount(), idleTimers);
-}
-
-TEST(MatrixStripeLayer, PeriodFollowsTheDistance) {
+TEST(MatrixStripeLayer, PeriodFollowsTheDistanceAndOpacitiesStayInRange) {
   const struct {
     std::int64_t distanceCm;
     double period;
   } cases[] = {{std::numeric_limits<std::int64_t>::min(), 5.65685},
-               {0, 5.65685},
                {30, 5.65685},
                {31, 5.75036},
-               {60, 8},
                {80, 9.23760},
-               {120, 11.31371},
                {300, 17.88854}};
   for (const auto& [distanceCm, period] : cases)
     EXPECT_NEAR((MatrixStripeLayer{distanceCm, 0, 0, 0}.period()), period, 1e-5) << distanceCm;
-}
-
-TEST(MatrixStripeLayer, UnpacksTheColourAndKeepsOpacitiesInRange) {
   EXPECT_EQ((MatrixStripeLayer{60, 0x00FF0000, 0.5F, 0.25}.pattern()),
             (StripePattern{8, 0xFF0000, 0.5, 0.25}));
   constexpr float noNumber = std::numeric_limits<float>::quiet_NaN();
