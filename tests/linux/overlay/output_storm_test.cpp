@@ -53,7 +53,7 @@ class OutputStorm : public testing::TestWithParam<test::Server>, protected test:
     return std::ranges::all_of(screens, [&](const Screen& screen) {
       double sum = 0;
       for (int i = 0; i < 1600; ++i)
-        sum += qGray(image.pixel(screen.frame.x - left + 50 + i % 40, 50 + i / 40));
+        sum += qGray(image.pixel(screen.frame.x - left + 100 + i % 40, 100 + i / 40));
       return sum / 1600 >= least && sum / 1600 <= most;
     });
   }

@@ -31,6 +31,7 @@ class X11Desktop {
 
   [[nodiscard]] const X11Connection& connection() const { return *connection_; }
   [[nodiscard]] X11WindowStack& stack() { return stack_; }
+  [[nodiscard]] MainLoop& loop() { return loop_; }
   [[nodiscard]] const std::vector<X11Monitor>& monitors() const { return monitors_; }
   [[nodiscard]] bool blendsWindows() const {
     return compositor_.isRunning() && connection_->translucentVisual();

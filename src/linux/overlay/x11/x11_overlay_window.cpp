@@ -12,6 +12,7 @@ namespace sentrel {
 X11OverlayWindow::X11OverlayWindow(X11Desktop& desktop, OverlayLayer layer, Look look, std::string_view name)
     : connection_(desktop.connection()),
       stack_(desktop.stack()),
+      layer_(layer),
       visual_(look == Look::translucent ? connection_.translucentVisual() : connection_.opaqueVisual()),
       id_(xcb_generate_id(connection_.get())),
       pixels_{0, 0, 1, 1} {
@@ -73,6 +74,7 @@ void X11OverlayWindow::setMapped(bool mapped) {
   if (mapped) {
     stack_.raise();
     xcb_map_window(connection_.get(), id_);
+    stack_.mapped().emit(layer_);
   } else {
     xcb_unmap_window(connection_.get(), id_);
   }

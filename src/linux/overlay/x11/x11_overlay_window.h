@@ -40,6 +40,7 @@ class X11OverlayWindow {
 
   const X11Connection& connection_;
   X11WindowStack& stack_;
+  OverlayLayer layer_;
   const X11Visual& visual_;
   xcb_window_t id_;
   Rect pixels_;

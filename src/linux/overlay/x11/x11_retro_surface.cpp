@@ -43,16 +43,27 @@ void X11RetroSurface::setBlink(BlinkLevel level) {
 void X11RetroSurface::refresh() {
   auto monitor = mainMonitor(list_->desktop);
   if (monitor != monitor_) {
-    window_.reset();
+    release();
     monitor_ = std::move(monitor);
   }
-  if (window_ || !monitor_) return;
-  window_ = std::make_unique<X11RetroWindow>(*list_->desktop, *monitor_);
+  if (!window_ && monitor_) makeWindow();
+}
+
+/// Under a Wayland compositor, what is mapped last may lie above all others whatever the server says (Mutter
+/// orders such windows anew only along with ordinary ones). Then this window is made anew, as the last.
+void X11RetroSurface::makeWindow() {
+  X11Desktop& desktop = *list_->desktop;
+  window_ = std::make_unique<X11RetroWindow>(desktop, *monitor_);
   window_->show(picture_.get(), blink_);
   flush();
+  othersMapped_ = desktop.stack().mapped().connect([this, &desktop](OverlayLayer layer) {
+    if (layer != OverlayLayer::picture) renewal_ = desktop.loop().after(0, [this] { makeWindow(); });
+  });
 }
 
 void X11RetroSurface::release() {
+  othersMapped_.reset();
+  renewal_.reset();
   window_.reset();
   monitor_.reset();
 }

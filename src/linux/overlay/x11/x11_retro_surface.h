@@ -26,6 +26,7 @@ class X11RetroSurface final : public RetroSurface, public DesktopSurface {
  private:
   void refresh() override;
   void release() override;
+  void makeWindow();
   void flush() const;
 
   std::shared_ptr<X11SurfaceList> list_;
@@ -33,6 +34,8 @@ class X11RetroSurface final : public RetroSurface, public DesktopSurface {
   BlinkLevel blink_ = 0;
   std::optional<X11Monitor> monitor_;  // that the window is on
   std::unique_ptr<X11RetroWindow> window_;
+  Registration othersMapped_;
+  Registration renewal_;
 };
 
 }  // namespace sentrel

@@ -9,6 +9,7 @@
 
 #include "linux/overlay/x11/x11_connection.h"
 #include "support/main_loop.h"
+#include "support/signal.h"
 
 namespace sentrel {
 
@@ -31,6 +32,9 @@ class X11WindowStack {
   /// Puts our windows on top now. To be called before one is mapped.
   void raise();
 
+  /// Tells the layer of a window of ours that was mapped.
+  [[nodiscard]] Signal<OverlayLayer>& mapped() { return mapped_; }
+
   /// Any event of the root window's substructure.
   void handle(const xcb_generic_event_t& event);
 
@@ -50,6 +54,7 @@ class X11WindowStack {
   std::vector<Entry> entries_;  // bottom to top
   SteadyClock::time_point lastRaise_;
   Registration timer_;
+  Signal<OverlayLayer> mapped_;
 };
 
 }  // namespace sentrel
