@@ -115,7 +115,7 @@ class Measurement {
     measureEntries();
     watcher_.activateAction(QStringLiteral("toggle"));
     untilState("inactive");
-    pause(3);
+    pause(7);  // five seconds after the camera is closed its daemon suspends it, and tells everybody once
     {
       const Usage off = measured();
       print("wakeups_per_s_off", off.wakeUpsPerSecond);

@@ -179,6 +179,22 @@ TEST_F(ProgramTest, TheCameraClosesWhenThePersonGoesAndOpensWhenTheyReturn) {
   }
 }
 
+TEST_F(ProgramTest, LongACameraThatIsPulledOrStallsIsTakenUpAgain) {
+  startProtecting();
+  for (const auto& [pulled, away] :
+       {std::pair{true, seconds(12)}, {false, seconds(9)}, {true, seconds(60)}}) {
+    pulled ? camera.vanish() : camera.setPlaying(false);
+    ASSERT_TRUE(becomes("cameraBusy", seconds(5)));
+    std::this_thread::sleep_for(away);
+    const double ms = msUntil([&] { pulled ? camera.appear() : camera.setPlaying(true); },
+                              [&] { return cameraIs(true) && becomes("nominal"); });
+    std::cout << (pulled ? "pulled" : "stalled") << " for " << away.count() << " s: protected " << ms
+              << " ms after the return\n";
+    EXPECT_LE(ms, 1000);
+    EXPECT_FALSE(waitUntil([&] { return state() != "nominal"; }, seconds(3))) << "frames come, and stay";
+  }
+}
+
 TEST_F(ProgramTest, ACameraThatComesBackAfterTheWakeProtectsAtOnce) {
   startProtecting();
   session.prepareForSleep(true);
@@ -366,17 +382,18 @@ TEST_F(ProgramTest, LongItSleepsWhileOffAndAlmostWhilePaused) {
   session.setLockedHint(true);
   ASSERT_TRUE(becomes("autoPaused"));
   ASSERT_TRUE(cameraIs(false));
-  std::this_thread::sleep_for(seconds(2));
-  const double paused = wakeUpsPerSecond(seconds(90));
+  // PipeWire suspends a camera 5 s after it was closed, and tells everybody.
+  std::this_thread::sleep_for(seconds(7));
+  const double paused = wakeUpsPerSecond(seconds(60));
   session.setLockedHint(false);
   ASSERT_TRUE(becomes("nominal"));
   perform("toggle");
   ASSERT_TRUE(becomes("inactive"));
-  std::this_thread::sleep_for(seconds(2));
+  std::this_thread::sleep_for(seconds(7));
   const double off = wakeUpsPerSecond(seconds(30));
   std::cout << "wake-ups a second: " << paused << " while paused, " << off << " while off\n";
   EXPECT_LE(paused, 0.1);
-  EXPECT_LE(off, 0.05);  // no clock of ours; the display may have something to tell, once
+  EXPECT_EQ(off, 0);
 }
 
 TEST_F(ProgramTest, LongALockThatNobodyConfirmsEndsAfterAMinute) {

@@ -54,17 +54,6 @@ TEST_F(PrivacyFilterServiceTest, TurnsWhatTheCameraSeesIntoWhatIsShown) {
   EXPECT_EQ(room.session->demand, FrameDemand{});
 }
 
-TEST_F(PrivacyFilterServiceTest, OpacityComesAtOnceAndTheRestInTheNextTurn) {
-  start();
-  see(watched, 500);
-  bool alertModeAtOpacity = true;
-  const auto watch =
-      overlay->currentAlpha.onChange([&](float) { alertModeAtOpacity = overlay->isAlertMode; });
-  see(watched, 200);
-  EXPECT_TRUE(overlay->isAlertMode);
-  EXPECT_FALSE(alertModeAtOpacity);
-}
-
 TEST_F(PrivacyFilterServiceTest, OverlappingStartsAndStops) {
   service->start();
   service->start();
@@ -103,21 +92,6 @@ TEST_F(PrivacyFilterServiceTest, OverlappingStartsAndStops) {
   room.session->accessRequests.at(0)(true);
   room.settle();
   expectOff("stopped while the person was asked");
-}
-
-TEST_F(PrivacyFilterServiceTest, ACameraThatCannotStartLeavesProtectionOff) {
-  room.session->status = AuthorizationStatus::denied;
-  start();
-  expectOff("denied");
-  const std::size_t timers = room.loop->timerCount();
-  EXPECT_EQ(timers, 0U) << "no retry from here";
-  room.session->status = AuthorizationStatus::authorized;
-  start();
-  EXPECT_TRUE(service->isActive());
-  EXPECT_EQ(state(), Kind::cameraBusy) << "the machine still waits out its delay";
-  room.advance(5000);
-  EXPECT_EQ(state(), Kind::nominal);
-  EXPECT_EQ(room.session->starts, 1);
 }
 
 TEST_F(PrivacyFilterServiceTest, AnInterruptionIsWaitedOut) {
@@ -162,28 +136,6 @@ TEST_F(PrivacyFilterServiceTest, ARetryRestartsAStoppedCameraUntilItWorksAndAdds
   EXPECT_EQ(observers(), observersWhileOn);
   see(alone, 300);
   EXPECT_EQ(room.detector->restarts, 3) << "each start has its own analyser";
-}
-
-TEST_F(PrivacyFilterServiceTest, AStopEndsARetry) {
-  start();
-  room.session->wasInterrupted.emit();
-  room.advance(4950);
-  stop();
-  EXPECT_EQ(room.loop->timerCount(), 0U);
-  room.advance(6000);
-  expectOff("stopped before the retry");
-
-  start();
-  camera->stopSession();
-  room.settle();
-  room.session->wasInterrupted.emit();
-  room.settle();
-  // The very turn of the retry: the person's stop lies between it and the start that it asks for.
-  const auto watch = service->fsmState().onChange([&](const FilterState& s) {
-    if (s.is(Kind::nominal)) service->stop();
-  });
-  room.advance(6000);
-  expectOff("stopped during the retry");
 }
 
 TEST_F(PrivacyFilterServiceTest, ASteppedWallClockLosesNoFrameAndChangesNoState) {
@@ -232,25 +184,6 @@ TEST_F(PrivacyFilterServiceTest, SettingsReachMachineOverlayAndDetector) {
   stop();
   settings->save(next);
   EXPECT_NE(overlay->matrixStripeAlpha, 1.0F) << "off: the next start takes it";
-}
-
-TEST_F(PrivacyFilterServiceTest, TheStoredCameraIsPreferredAtEveryStart) {
-  room.session->cameras.push_back({"desk", "Desk", CameraPosition::unspecified});
-  const CameraChoice choice(camera, settings);
-  FilterSettings next = settings->settings;
-  const auto save = [&](std::optional<std::string> id) {
-    next.selectedCameraID = std::move(id);
-    settings->save(next);
-    room.settle();
-  };
-  save("desk");
-  start();
-  EXPECT_EQ(room.session->input->deviceID, "desk");
-  save("front");
-  EXPECT_EQ(room.session->input->deviceID, "desk") << "who edits the choice switches a running camera";
-  stop();
-  start();
-  EXPECT_EQ(room.session->input->deviceID, "front");
 }
 
 TEST_F(PrivacyFilterServiceTest, AnAlertIsFeltToldShownAndCountedOnceInHalfAMinute) {

@@ -21,15 +21,6 @@ TEST(FilterSettingsCoding, RoundTripsEveryFieldInOrder) {
   EXPECT_EQ(std::get<FilterSettings>(decoded), unusual());
 }
 
-TEST(FilterSettingsCoding, AbsentCameraIsNotAnEmptyText) {
-  FilterSettings named;
-  named.selectedCameraID = "";
-  EXPECT_NE(named, FilterSettings{});
-  EXPECT_EQ(encode(FilterSettings{}).find("selectedCameraID"), nullptr);
-  EXPECT_EQ(std::get<FilterSettings>(decodeFilterSettings(encode(FilterSettings{}))), FilterSettings{});
-  EXPECT_EQ(std::get<FilterSettings>(decodeFilterSettings(encode(named))), named);
-}
-
 TEST(FilterSettingsCoding, FailsOnTheFirstMissingOrMistypedKey) {
   const KeyedDocument whole = encode(unusual());
   for (const auto& [key, value] : whole.entries()) {

@@ -30,13 +30,6 @@ FilterSettings fresh() {
   return settings;
 }
 
-TEST_F(SettingsRepositoryTest, EmptyStoreGivesTheFallbacks) {
-  loginItem->enabled = true;
-  FilterSettings expected = fresh();
-  expected.launchAtLogin = true;
-  EXPECT_EQ(loaded(), expected);
-}
-
 TEST_F(SettingsRepositoryTest, StoredValuesDecideByTheirKeysReadingStyle) {
   const auto with = [](auto change) {
     FilterSettings settings = fresh();
@@ -89,16 +82,6 @@ TEST_F(SettingsRepositoryTest, SaveThenLoadKeepsEverything) {
   saved.save(fresh());
   EXPECT_EQ(store->value("selected_camera_id"), std::nullopt);
   EXPECT_EQ(loaded(), fresh());
-}
-
-TEST_F(SettingsRepositoryTest, PublishesBeforeItWrites) {
-  auto saved = repository();
-  std::optional<DefaultsValue> seen = DefaultsValue(true);
-  const auto watch =
-      saved.settings.onChange([&](const FilterSettings&) { seen = store->value("capture_fps"); });
-  saved.save(fresh());
-  EXPECT_EQ(seen, std::nullopt);
-  EXPECT_EQ(store->value("capture_fps"), DefaultsValue(std::int64_t{10}));
 }
 
 TEST_F(SettingsRepositoryTest, LoginItemFollowsAChangeAndReportsItsFailure) {

@@ -104,29 +104,5 @@ TEST(BufferCheck, FindsPlanesInBlocksOfTheirOwn) {
   }
 }
 
-TEST(BufferCheck, OddSizesHaveTheirLastColours) {
-  TestBuffer buffer;
-  buffer.addBlock(5 * 4 + 3 * 2 * 2, 5);  // 5 x 3: luma stored in 4 rows, colours 3 x 2 each
-  EXPECT_TRUE(buffer.accepted(PixelFormat::i420, 5, 3));
-  EXPECT_FALSE(buffer.accepted(PixelFormat::i420, 5, 5));
-}
-
-TEST(BufferCheck, TimeMustNotRunBackwards) {
-  TestBuffer buffer;
-  buffer.addBlock(yuy2Bytes, width * 2);
-  BufferCheck check;
-  const auto at = [&](std::int64_t timestamp) {
-    buffer.header.pts = timestamp;
-    return check.check(buffer.buffer, {PixelFormat::yuy2, width, height}).has_value();
-  };
-  EXPECT_TRUE(at(1000));
-  EXPECT_TRUE(at(2000));
-  EXPECT_FALSE(at(1500));
-  EXPECT_FALSE(at(1400));
-  EXPECT_TRUE(at(1600));  // a clock that was set back costs no more than it must
-  EXPECT_TRUE(at(-1));    // none given
-  EXPECT_TRUE(at(1700));
-}
-
 }  // namespace
 }  // namespace sentrel::test

@@ -51,27 +51,6 @@ TEST_F(CaptureTest, ACameraThatIsPulledIsReportedAndTakenUpAgain) {
   EXPECT_FALSE(user.session->interruptionCause());
 }
 
-TEST_F(CaptureTest, TheDefaultCameraStandsInForTheChosenOne) {
-  VirtualCamera chosen({.name = "chosen"});
-  VirtualCamera other({.name = "other"});
-  chosen.appear();
-  other.appear();
-  CaptureUser user;
-  user.start({"chosen"});
-  ASSERT_TRUE(user.getsFrames());
-  EXPECT_FALSE(other.isOpen());
-  chosen.vanish();
-  ASSERT_TRUE(user.eventually([&] { return user.count(Report::ended) == 1; }));
-  EXPECT_TRUE(other.isOpen());
-  // It comes back to the chosen one when it has to connect anew.
-  chosen.appear();
-  ASSERT_TRUE(user.getsFrames());
-  EXPECT_FALSE(chosen.isOpen());
-  other.vanish();
-  ASSERT_TRUE(user.eventually([&] { return user.count(Report::ended) == 2; }));
-  EXPECT_TRUE(chosen.isOpen());
-}
-
 TEST_F(CaptureTest, TheServiceMayComeLateDieAndComeBack) {
   desktop.stopPipeWire();
   CaptureUser user;

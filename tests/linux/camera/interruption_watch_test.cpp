@@ -29,36 +29,6 @@ TEST(InterruptionWatch, ReportsSilenceAndRepeats) {
   EXPECT_FALSE(watch.goodFrame(at(5633)));
 }
 
-TEST(InterruptionWatch, ReportsALossAtOnceAndOnlyOnce) {
-  InterruptionWatch watch;
-  watch.open(at(0));
-  EXPECT_TRUE(watch.lost(at(100)));
-  EXPECT_FALSE(watch.lost(at(200)));  // found to be lost again while looking for another one
-  EXPECT_TRUE(watch.tick(at(2100)));
-}
-
-TEST(InterruptionWatch, RestsWhileClosed) {
-  InterruptionWatch watch;
-  watch.open(at(0));
-  EXPECT_TRUE(watch.lost(at(100)));
-  watch.close();
-  EXPECT_FALSE(watch.lost(at(200)));
-  EXPECT_FALSE(watch.tick(at(9000)));
-  EXPECT_FALSE(watch.goodFrame(at(9000)));
-  watch.open(at(10'000));
-  EXPECT_FALSE(watch.goodFrame(at(10'100)));  // the interruption ended with the wish for frames
-}
-
-TEST(InterruptionWatch, AnExchangedCameraHasTheWholeTime) {
-  InterruptionWatch watch;
-  watch.open(at(0));
-  watch.restart(at(1900));
-  EXPECT_FALSE(watch.tick(at(2000)));
-  EXPECT_TRUE(watch.tick(at(3900)));
-  watch.restart(at(5000));  // no way to put off the repetition
-  EXPECT_TRUE(watch.tick(at(5900)));
-}
-
 TEST(FramePacer, CountsFromTheHandOver) {
   FramePacer pacer;
   pacer.setPace(milliseconds(101));

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <sys/mount.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -79,38 +78,6 @@ TEST_F(DefaultsFailureTest, NoRoomForTheFile) {
         return std::make_unique<Undo>([before] { ::setrlimit(RLIMIT_FSIZE, &before); });
       },
       "File too large");
-}
-
-TEST_F(DefaultsFailureTest, FullDisk) {
-  fs::create_directories(path.parent_path());
-  if (::mount("none", path.parent_path().c_str(), "tmpfs", 0, "size=16k,mode=700") != 0) {
-    GTEST_SKIP() << "a small disk can be mounted by root only";
-  }
-  const Undo unmount([&] { ::umount(path.parent_path().c_str()); });
-  const fs::path filler = path.parent_path() / "filler";
-  expectToldOnceAndMadeGood(
-      [&] {
-        write(filler, std::string(1'000'000, 'x'));
-        return std::make_unique<Undo>([&] { fs::remove(filler); });
-      },
-      "No space left on device");
-
-  // A damaged file of which no copy can be kept stays as it is, and is read as far as it goes.
-  const std::string damaged = read(path) + "}";
-  write(path, damaged);
-  write(filler, std::string(1'000'000, 'x'));
-  testing::internal::CaptureStderr();
-  const auto file = open();
-  EXPECT_TRUE(file->damaged.get());
-  EXPECT_EQ(file->value("before"), DefaultsValue(true));
-  file->set("more", true);
-  EXPECT_FALSE(settle(*file));
-  EXPECT_EQ(read(path), damaged);
-  fs::remove(filler);
-  EXPECT_TRUE(settle(*file)) << "by flush, without a further change";
-  testing::internal::GetCapturedStderr();
-  EXPECT_EQ(read(path.string() + ".damaged-1"), damaged);
-  EXPECT_EQ(open()->value("more"), DefaultsValue(true));
 }
 
 TEST_F(DefaultsFailureTest, ReadOnly) {

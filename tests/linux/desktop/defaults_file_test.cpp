@@ -3,13 +3,10 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/inotify.h>
 #include <unistd.h>
 
-#include <array>
 #include <functional>
 #include <future>
-#include <limits>
 
 #include "linux/desktop/defaults_fixture.h"
 #include "settings/settings_repository.h"
@@ -61,42 +58,6 @@ TEST_F(DefaultsFileTest, WritesWhatAPersonCanReadAndNobodyElse) {
   EXPECT_EQ(next->value("matrix_stripe_alpha"), DefaultsValue(3.0F));
   EXPECT_EQ(next->value("selected_camera_id"), std::nullopt);
   EXPECT_FALSE(next->damaged.get());
-}
-
-TEST_F(DefaultsFileTest, WritesOnceForATurnAndOnceForAllThatWaited) {
-  write(path, sample);
-  const int watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-  ASSERT_GE(::inotify_add_watch(watch, path.parent_path().c_str(), IN_MOVED_TO), 0);
-  const auto replacements = [watch] {
-    alignas(inotify_event) std::array<char, 65536> buffer{};
-    const auto size = ::read(watch, buffer.data(), buffer.size());
-    int count = 0;
-    for (ssize_t at = 0; at < size; ++count) {
-      at += static_cast<ssize_t>(sizeof(inotify_event)) +
-            reinterpret_cast<const inotify_event*>(buffer.data() + at)->len;
-    }
-    return count;
-  };
-  const auto file = open();
-  EXPECT_TRUE(settle(*file));
-  file->set("battery_threshold", std::int64_t{10});
-  EXPECT_TRUE(settle(*file));
-  EXPECT_EQ(replacements(), 0) << "nothing differs";
-  for (std::int64_t turn = 0; turn < 2; ++turn) {
-    for (std::int64_t key = 0; key < 20; ++key) file->set("key" + std::to_string(key), turn);
-    EXPECT_TRUE(settle(*file));
-    EXPECT_EQ(replacements(), 1);
-  }
-  std::promise<void> release = block();
-  for (std::int64_t turn = 0; turn < 9; ++turn) {
-    file->set("turn", turn);
-    loop->runPosted();
-  }
-  release.set_value();
-  EXPECT_TRUE(settle(*file));
-  EXPECT_EQ(replacements(), 1);
-  EXPECT_EQ(open()->value("turn"), DefaultsValue(std::int64_t{8}));
-  ::close(watch);
 }
 
 TEST_F(DefaultsFileTest, LinesOfOthersStay) {
@@ -198,17 +159,6 @@ TEST_F(DefaultsFileTest, WhateverStandsInThePlaceIsMovedAside) {
   }
 }
 
-TEST_F(DefaultsFileTest, ALinkToAFileStaysALink) {
-  write(root / "dotfiles" / "settings", sample);
-  fs::create_directories(path.parent_path());
-  fs::create_symlink(root / "dotfiles" / "settings", path);
-  const auto file = open();
-  file->remove("haptic_on_alert");
-  EXPECT_TRUE(settle(*file));
-  EXPECT_TRUE(fs::is_symlink(path));
-  EXPECT_EQ(read(root / "dotfiles" / "settings"), "{\n  \"battery_threshold\": 10\n}\n");
-}
-
 TEST_F(DefaultsFileTest, UnfinishedFilesGoUnlessSomebodyMayStillBeWritingThem) {
   write(path.string() + ".new-aBcDeF", "{");
   write(path.string() + ".backup", "a person's own");
@@ -253,36 +203,6 @@ TEST_F(DefaultsFileTest, FlushWaitsNoLongerThanItIsTold) {
   EXPECT_EQ(open()->value("key"), DefaultsValue(true));
 }
 
-TEST_F(DefaultsFileTest, ADestroyedStoreWritesWhatWasSet) {
-  auto file = open();
-  file->set("key", true);
-  file.reset();
-  loop->runPosted();  // finds nobody
-  queue->sync([] {});
-  EXPECT_EQ(open()->value("key"), DefaultsValue(true));
-}
-
-TEST_F(DefaultsFileTest, ThePlaceFollowsTheEnvironment) {
-  const auto put = [](const char* name, const char* value) {
-    value == nullptr ? ::unsetenv(name) : ::setenv(name, value, 1);
-  };
-  const struct {
-    const char* config;
-    const char* home;
-    fs::path path;
-  } cases[] = {
-      {"/c", "/h", "/c/sentrel/defaults.json"},
-      {nullptr, "/h", "/h/.config/sentrel/defaults.json"},
-      {"relative", "/h", "/h/.config/sentrel/defaults.json"},
-      {"", nullptr, ""},
-  };
-  for (const auto& [config, home, expected] : cases) {
-    put("XDG_CONFIG_HOME", config);
-    put("HOME", home);
-    EXPECT_EQ(DefaultsFile::personalPath(), expected);
-  }
-}
-
 TEST_F(DefaultsFileTest, EverySettingOutlivesTheProcess) {
   const auto loginItem = std::make_shared<test::FakeLoginItem>();
   const FilterSettings changed{5,    1,     3000,  5,     false, false,
@@ -292,38 +212,6 @@ TEST_F(DefaultsFileTest, EverySettingOutlivesTheProcess) {
   SettingsRepository(file, loginItem).save(changed);
   EXPECT_TRUE(settle(*file));
   EXPECT_EQ(SettingsRepository(open(), loginItem).settings.get(), changed);
-}
-
-TEST_F(DefaultsFileTest, WhatAPersonWritesIsReadByItsKeysStyle) {
-  // What a single setting becomes, beside the fallbacks of all others.
-  const struct {
-    std::string line;
-    std::function<void(FilterSettings&)> change = [](FilterSettings&) {};
-  } cases[] = {
-      {R"("matrix_stripe_alpha": 1)", [](auto& s) { s.matrixStripeAlpha = 1; }},
-      {R"("matrix_stripe_alpha": 1e999)"},
-      {R"("matrix_stripe_alpha": NaN)"},
-      {R"("privacy_matrix_coefficient": -3e0)", [](auto& s) { s.privacyMatrixCoefficient = -3; }},
-      {R"("filter_strength": -9223372036854775808)",
-       [](auto& s) { s.filterStrength = std::numeric_limits<std::int64_t>::min(); }},
-      {R"("filter_strength": 9223372036854775808)"},
-      {R"("battery_threshold": 0)", [](auto& s) { s.batteryThresholdPercent = 0; }},
-      {R"("battery_threshold": 5.0)"},
-      {R"("matrix_color_argb": -1)", [](auto& s) { s.matrixColorArgb = ~0ULL; }},
-      {R"("selected_camera_id": null)"},
-  };
-  for (const auto& [line, change] : cases) {
-    FilterSettings expected;
-    expected.matrixStripeAlpha = 0.42F;
-    change(expected);
-    write(path, "{\n" + line + "\n}\n");
-    testing::internal::CaptureStderr();  // NaN is damage
-    const std::shared_ptr<DefaultsFile> file = open();
-    EXPECT_EQ(SettingsRepository(file, std::make_shared<test::FakeLoginItem>()).settings.get(), expected)
-        << line;
-    EXPECT_TRUE(settle(*file));
-    testing::internal::GetCapturedStderr();
-  }
 }
 
 }  // namespace

@@ -117,12 +117,6 @@ TEST_F(NotificationsTest, AreReplacedWithdrawnAndChosen) {
   EXPECT_EQ(numbers(*server, "Notify", 1).front(), 0U) << "another server's numbers mean nothing";
 }
 
-TEST_F(NotificationsTest, AServerThatNeverAnswersIsGivenUp) {
-  BusDouble server(desktop, TestBus::session, notifications);
-  server.keep(QStringLiteral("GetServerInformation"));
-  EXPECT_EQ(ask(), false);
-}
-
 struct PowerTest : EventDesk {
   UPowerPowerSource power{loop, buses};
 };

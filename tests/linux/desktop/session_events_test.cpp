@@ -6,10 +6,8 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
 #include <iostream>
 #include <optional>
-#include <random>
 
 #include "linux/desktop/event_desk.h"
 
@@ -141,19 +139,6 @@ TEST_F(SessionEventsTest, FindsItsSessionInEachWay) {
                           QStringLiteral("o"), QStringLiteral("ret = '/org/freedesktop/login1/session/c9'")});
        }},
       {"by environment", [&] { ::setenv("XDG_SESSION_ID", "c9", 1); }},
-      {"by user",
-       [&] {
-         ::unsetenv("XDG_SESSION_ID");
-         logind->control(managerPath, QStringLiteral("AddMethod"),
-                         {manager, QStringLiteral("GetUser"), QStringLiteral("u"), QStringLiteral("o"),
-                          QStringLiteral("ret = '/org/freedesktop/login1/user/1000'")});
-         logind->control(
-             QStringLiteral("/org/freedesktop/login1/user/1000"), QStringLiteral("AddMethod"),
-             {QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"), QStringLiteral("ss"),
-              QStringLiteral("v"),
-              QStringLiteral("ret = dbus.Struct(('c9', "
-                             "dbus.ObjectPath('/org/freedesktop/login1/session/c9')), signature='so')")});
-       }},
   };
   for (const Way& way : ways) {
     SCOPED_TRACE(way.name);
@@ -236,24 +221,6 @@ TEST_F(SessionEventsTest, FollowsGnomesDisplays) {
   EXPECT_THAT(delivered, ElementsAre(screensDidSleep, screensDidWake, screensDidSleep, screensDidWake));
 }
 
-TEST_F(SessionEventsTest, SurvivesTheEndOfTheBus) {
-  startLogind();
-  installAndSettle();
-  lockedHint(true);
-  ASSERT_TRUE(runUntilDelivered(1));
-  desktop.stopSystemBus();
-  // Whoever locked cannot be asked any more; a restart within seconds would have been believed.
-  ASSERT_TRUE(runUntilDelivered(2));
-  EXPECT_THAT(delivered, ElementsAre(screenIsLocked, screenIsUnlocked));
-  desktop.startSystemBus();
-  BusClient again(desktop, TestBus::system);
-  BusMock next(desktop, again, QStringLiteral("org.freedesktop.login1"), QStringLiteral("logind"));
-  next.control(managerPath, QStringLiteral("AddSession"),
-               {QStringLiteral("c2"), QStringLiteral("seat0"), 1000U, QStringLiteral("user"), false});
-  ASSERT_TRUE(runUntilDelivered(3)) << "the bus is found again";
-  EXPECT_EQ(delivered.back(), sessionDidResignActive);
-}
-
 TEST_F(SessionEventsTest, ABusThatHangsHoldsUpNothingOfTheOther) {
   startLogind();
   startGnome();
@@ -290,65 +257,6 @@ TEST_F(SessionEventsTest, ABusThatHangsHoldsUpNothingOfTheOther) {
       saverActive(false);
     }
   }
-}
-
-std::size_t openDescriptors() {
-  const std::filesystem::directory_iterator entries("/proc/self/fd");
-  return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
-}
-
-TEST_F(SessionEventsTest, AThousandRandomEventsLeaveNothingBehind) {
-  startLogind();
-  startGnome();
-  // Once through everything, so that what is made once exists.
-  installAndSettle();
-  registration.reset();
-  ASSERT_TRUE(runUntil([&] { return delays() == 0; }));
-  const std::size_t before = openDescriptors();
-
-  std::mt19937 random(4);
-  install();
-  for (int i = 0; i < 1000; ++i) {
-    const bool on = random() % 2 == 0;
-    switch (random() % 7) {
-      case 0:
-        lockedHint(on);
-        break;
-      case 1:
-        active(on);
-        break;
-      case 2:
-        sleep(on);
-        break;
-      case 3:
-        saverActive(on);
-        break;
-      case 4:
-        logind->call(sessionPath, session, on ? QStringLiteral("Lock") : QStringLiteral("Unlock"));
-        break;
-      case 5:
-        install();
-        break;
-      default:
-        registration.reset();
-        install();
-        break;
-    }
-    QCoreApplication::processEvents();
-    if (i % 3 == 0) delivered.clear();
-  }
-  // Whatever came before, the end is known.
-  lockedHint(false);
-  sleep(false);
-  saverActive(false);
-  active(false);
-  ASSERT_TRUE(runUntil([&] { return !delivered.empty() && delivered.back() == sessionDidResignActive; }));
-  active(true);
-  ASSERT_TRUE(runUntil([&] { return delivered.back() == sessionDidBecomeActive; }));
-  registration.reset();
-  ASSERT_TRUE(runUntil([&] { return delays() == 0; }));
-  std::cout << "file descriptors before " << before << ", after " << openDescriptors() << '\n';
-  EXPECT_TRUE(runUntil([&] { return openDescriptors() <= before; }));
 }
 
 }  // namespace
