@@ -25,14 +25,14 @@ run_packages=(
 desktop_packages=(dbus-daemon dbus-bin libglib2.0-bin xvfb openbox picom imagemagick fonts-dejavu-core)
 # What the tests need besides.
 test_packages=(
-  libgtest-dev libgmock-dev libbenchmark-dev libopencv-dnn-dev
+  libgtest-dev libgmock-dev libbenchmark-dev libopencv-dnn-dev gdb
   python3-dbusmock dunst feedbackd x11-utils x11-xserver-utils xdotool at-spi2-core
   sway swaybg grim wev
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-pipewire
   desktop-file-utils appstream groff-base libxml2-utils
 )
 package_packages=(dpkg-dev debhelper)
-check_packages=(clang-tidy clang-format reuse shellcheck qemu-user lintian debootstrap systemd)
+check_packages=(strace devscripts clang-tidy clang-format reuse shellcheck qemu-user lintian debootstrap systemd)
 
 say() { printf '\n\033[1m%s\033[0m\n' "$*"; }
 if [[ ! -t 1 ]]; then say() { printf '\n== %s\n' "$*"; }; fi

@@ -24,6 +24,7 @@
 #include "program/camera_film.h"
 #include "program/process_usage.h"
 #include "program/screen_light.h"
+#include "program/tray_watcher.h"
 #include "stage/document_desktop.h"
 #include "stage/headless_desktop.h"
 #include "stage/state_watcher.h"
@@ -165,6 +166,7 @@ class Measurement {
   void start() {
     state_ = {};
     readyAt_.reset();
+    tray_.forget();
     program_ = desktop_.spawn(programPath_);
   }
 
@@ -175,17 +177,21 @@ class Measurement {
 
   void measureStarts() {
     std::vector<double> ready;
+    std::vector<double> icon;
     std::vector<double> protecting;
     for (int i = 0; i < starts; ++i) {
       if (i > 0) quit();
       const auto begin = Clock::now();
       start();
       until("the program is on the bus", [this] { return readyAt_.has_value(); });
+      until("the icon is in the panel", [this] { return tray_.iconAt().has_value(); });
       untilState("nominal");
+      icon.push_back(milli(*tray_.iconAt() - begin));
       ready.push_back(milli(*readyAt_ - begin));
       protecting.push_back(milli(state_.at - begin));
     }
     print("ms_start_to_ready", percentile(ready, 0.5));
+    print("ms_start_to_tray", percentile(icon, 0.5));
     print("ms_start_to_protected", percentile(protecting, 0.5));
   }
 
@@ -228,6 +234,7 @@ class Measurement {
   std::optional<Clock::time_point> readyAt_;
   test::StateWatcher::Entry state_;
   QDBusServiceWatcher owner_;
+  TrayWatcher tray_;
   test::VirtualCamera camera_;
   test::StateWatcher watcher_;
   test::ChildProcess program_;

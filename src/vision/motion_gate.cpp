@@ -4,7 +4,10 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <numeric>
+
+#include <string.h>
 
 namespace sentrel::vision {
 namespace {
@@ -54,6 +57,9 @@ void MotionGate::shrink(const Frame& frame) {
   known = known / cell * cell;
   now_.fill(0);
   std::array<std::uint32_t, columns> sums{};
+  // A row of the picture must not stay behind on the stack.
+  const auto forget = [](std::array<std::uint32_t, columns>* row) { explicit_bzero(row, sizeof *row); };
+  const std::unique_ptr<std::array<std::uint32_t, columns>, decltype(forget)> forgotten(&sums, forget);
   for (int row = 0; row < rows; ++row) {
     sums.fill(0);
     for (int k = 0; k < cell; ++k) {

@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What the program has taken from itself, tried from within it; and what of a picture is found in its memory.
+#include <signal.h>
+
+#include <atomic>
+#include <cstdint>
+#include <iterator>
+#include <random>
+#include <unordered_set>
+#include <vector>
+
+#include "app/program_run.h"
+#include "stage/virtual_camera.h"
+
+namespace sentrel::test {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+/// A picture of random black and white squares, whose rows are found again in whatever form they are kept.
+class SquaresPicture {
+ public:
+  static constexpr int width = 640;
+  static constexpr int height = 480;
+  static constexpr int square = 4;  // pixels
+
+  SquaresPicture() : pixels_(std::size_t{width} * height * 4, 0xFF) {
+    std::mt19937 random(42);
+    for (int y = 0; y < height; y += square) {
+      std::uint64_t word = 0;
+      for (int x = 0; x < width; x += square) {
+        const bool bright = (random() & 1U) != 0;
+        word = word << 1U | (bright ? 1U : 0U);
+        if (x / square >= 63) rows_.insert(word);
+        for (int i = 0; i < square * square; ++i) {
+          const std::ptrdiff_t at = std::ptrdiff_t{y + i / square} * width + x + i % square;
+          std::fill_n(pixels_.begin() + at * 4, 3, static_cast<std::uint8_t>(bright ? 235 : 16));
+        }
+      }
+    }
+  }
+  [[nodiscard]] const std::uint8_t* pixels() const { return pixels_.data(); }
+
+  /// How often 64 squares of a row stand in a memory, one every `stride` bytes for the strides of the common
+  /// forms: a byte, two, three or four a pixel, of the picture or of one a quarter its size.
+  [[nodiscard]] long foundIn(const std::vector<char>& memory) const {
+    long found = 0;
+    for (const std::size_t stride : {1U, 3U, 4U, 8U, 12U, 16U}) {
+      std::vector<std::uint64_t> words(stride);
+      for (std::size_t i = 0; i < memory.size(); ++i) {
+        std::uint64_t& word = words[i % stride];
+        word = word << 1U | (static_cast<std::uint8_t>(memory[i]) > 127 ? 1U : 0U);
+        found += word != 0 && rows_.contains(word) ? 1 : 0;
+      }
+    }
+    return found;
+  }
+
+ private:
+  std::vector<std::uint8_t> pixels_;
+  std::unordered_set<std::uint64_t> rows_;
+};
+
+class Hardening : public ProgramRun {
+ protected:
+  Hardening() : ProgramRun({.pipeWire = true, .x11 = true}) { desktop.exportToProcess(); }
+
+  [[nodiscard]] static std::vector<char> contentOf(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+  /// The picture in all memory of a process that can be written, also in what a core dump leaves out.
+  [[nodiscard]] long foundIn(pid_t process) {
+    where.clear();
+    const std::string folder = "/proc/" + std::to_string(process);
+    std::ifstream maps(folder + "/maps");
+    std::ifstream memory(folder + "/mem", std::ios::binary);
+    long found = 0;
+    for (std::string line; std::getline(maps, line);) {
+      std::size_t begin = 0;
+      std::size_t end = 0;
+      char rights[5] = {};
+      if (std::sscanf(line.c_str(), "%zx-%zx %4s", &begin, &end, rights) != 3 || rights[1] != 'w') continue;
+      std::vector<char> bytes(end - begin);
+      memory.clear();
+      memory.seekg(static_cast<std::streamoff>(begin));
+      memory.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+      bytes.resize(static_cast<std::size_t>(memory.gcount()));
+      const long here = picture.foundIn(bytes);
+      if (here > 0) where += std::to_string(here) + " in " + line + '\n';
+      found += here;
+    }
+    return found;
+  }
+
+  const SquaresPicture picture;
+  std::string where;  // the last search found it
+  BusClient bus{desktop, TestBus::session};
+};
+
+TEST_F(Hardening, NetworkRingsAndOtherProgramsAreRefused) {
+  Environment environment = desktop.environment();
+  environment["LD_PRELOAD"] = SENTREL_CALL_PROBE;
+  ChildProcess process = spawn(environment);
+  ASSERT_TRUE(waitUntil([&] { return process.output().find("probe: done") != std::string::npos; }))
+      << process.output();
+  const std::string told = process.output();
+  EXPECT_NE(told.find("probe: local allowed"), std::string::npos) << told;
+  for (const char* refused : {"inet", "inet6", "netlink", "packet", "vsock", "ring", "program"})
+    EXPECT_NE(told.find(std::string("probe: ") + refused + " Operation not permitted"), std::string::npos)
+        << refused << '\n'
+        << told;
+}
+
+TEST_F(Hardening, NoPictureIsInACoreDumpNorInMemoryOnceItHasStopped) {
+  VirtualCamera camera({});
+  std::atomic<int> played{0};
+  camera.setSource([&](std::int64_t) {
+    ++played;
+    return picture.pixels();
+  });
+  camera.appear();
+  ChildProcess process = spawn();
+  bus.waitForName(programName);
+  ASSERT_TRUE(waitUntil([&] { return state(bus) != "inactive" && camera.isOpen() && played > 60; }));
+  EXPECT_GT(foundIn(process.pid()), 1000) << "the search finds what is there";
+
+  const auto core = desktop.runtimeFolder() / "core";
+  desktop.run("gcore", {"-o", core.string(), std::to_string(process.pid())}, seconds(60));
+  const auto dump = contentOf(core.string() + "." + std::to_string(process.pid()));
+  EXPECT_GT(dump.size(), 1000U);
+  EXPECT_EQ(picture.foundIn(dump), 0) << dump.size() << " bytes";
+
+  perform(bus, "toggle");
+  ASSERT_TRUE(waitUntil([&] { return state(bus) == "inactive" && !camera.isOpen(); }));
+  long left = 0;
+  EXPECT_TRUE(waitUntil([&] { return (left = foundIn(process.pid())) == 0; }, seconds(15), milliseconds(200)))
+      << where;
+}
+
+}  // namespace
+}  // namespace sentrel::test
