@@ -2,6 +2,7 @@
 #include "app/app_delegate.h"
 
 #include <QScreen>
+#include <cstdio>
 #include <string>
 #include <utility>
 
@@ -36,12 +37,19 @@ void AppDelegate::applicationDidFinishLaunching() {
   actions_ = parts_.bus.actionActivated.connect([this](const QString& action) { performAction(action); });
   chosen_ = Platform::current().notifications->chosen.connect(
       [this](const std::string&) { show(&ProgramWindows::showPopover); });
-  if (parts_.windows) {
-    // Without its leave the camera stays closed, and a start waits for it.
-    asked_ = parts_.consent->asked.connect([this] { showOnboarding(); });
-    if (!parts_.consent->isGiven()) showOnboarding();
-  }
+  // Without the person's leave the camera stays closed, and a start waits for it.
+  asked_ = parts_.consent->asked.connect([this] { askForConsent(); });
+  if (parts_.windows && !parts_.consent->isGiven()) showOnboarding();
   service_->start();
+}
+
+void AppDelegate::askForConsent() {
+  if (parts_.windows) {
+    showOnboarding();
+  } else {
+    std::fputs("sentrel: nobody has agreed to the camera yet, and without a display nobody can be asked\n",
+               stderr);
+  }
 }
 
 void AppDelegate::showOnboarding() {

@@ -33,6 +33,7 @@ class AppDelegate {
   void applicationWillTerminate();
 
  private:
+  void askForConsent();
   void showOnboarding();
   void tellTheBus();
   void tellThePerson();

@@ -177,9 +177,8 @@ void SentrelMacApp::installPlatform() {
   defaults_ = std::make_shared<DefaultsFile>(DefaultsFile::personalPath(), mainLoop_,
                                              std::make_shared<SerialQueue>("com.mardeck.sentrel.store"));
   platform.userDefaults = defaults_;
-  // Nobody can be asked without windows, and nothing is covered there either.
-  const bool agreed = defaults_->value(rawValue(SettingsKey::hasCompletedOnboarding)) == DefaultsValue(true);
-  consent_ = std::make_shared<CameraConsent>(agreed || !showsWindows());
+  consent_ = std::make_shared<CameraConsent>(
+      defaults_->value(rawValue(SettingsKey::hasCompletedOnboarding)) == DefaultsValue(true));
   platform.captureSession =
       std::make_shared<PipeWireCaptureSession>(mainLoop_, platform.cameraQueue, consent_);
   platform.loginItem = std::make_shared<AutostartLoginItem>();
