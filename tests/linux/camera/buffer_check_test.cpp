@@ -35,54 +35,50 @@ struct TestBuffer {
                        .data = memory.data(),
                        .chunk = &chunks.at(index)};
   }
-  [[nodiscard]] bool accepted(PixelFormat pixels, int w = width, int h = height) {
+  [[nodiscard]] bool accepted(PixelFormat pixels) {
     BufferCheck check;
-    return check.check(buffer, {pixels, w, h}).has_value();
+    return check.check(buffer, {pixels, width, height}).has_value();
   }
 };
-
-constexpr std::uint32_t yuy2Bytes = width * height * 2;
-constexpr std::uint32_t planarBytes = width * height * 3 / 2;
 
 TEST(BufferCheck, JudgesOneBlock) {
   struct Case {
     const char* name;
-    PixelFormat pixels;
-    std::uint32_t bytes;
-    std::int32_t stride;
-    std::function<void(TestBuffer&)> spoil;
     bool good;
+    std::function<void(TestBuffer&)> spoil = [](TestBuffer&) {};
+    PixelFormat pixels = PixelFormat::yuy2;
+    std::uint32_t bytes = width * height * 2;
+    std::int32_t stride = width * 2;
   };
-  const auto nothing = [](TestBuffer&) {};
+  constexpr std::uint32_t yuy2Bytes = width * height * 2;
+  constexpr std::uint32_t planarBytes = width * height * 3 / 2;
+  const auto shaped = [](const char* name, bool good, PixelFormat pixels, std::uint32_t bytes,
+                         std::int32_t stride) {
+    return Case{.name = name, .good = good, .pixels = pixels, .bytes = bytes, .stride = stride};
+  };
   const std::vector<Case> cases{
-      {"packed", PixelFormat::yuy2, yuy2Bytes, width * 2, nothing, true},
-      {"no stride means packed", PixelFormat::yuy2, yuy2Bytes, 0, nothing, true},
-      {"the last row need not be padded", PixelFormat::yuy2, (width * 2 + 16) * height - 16, width * 2 + 16,
-       nothing, true},
-      {"padding beyond the end", PixelFormat::yuy2, yuy2Bytes, width * 2 + 4, nothing, false},
-      {"rows overlap", PixelFormat::yuy2, yuy2Bytes, width * 2 - 2, nothing, false},
-      {"upside down", PixelFormat::yuy2, yuy2Bytes, -width * 2, nothing, false},
-      {"a byte short", PixelFormat::yuy2, yuy2Bytes - 1, width * 2, nothing, false},
-      {"empty", PixelFormat::yuy2, yuy2Bytes, width * 2, [](TestBuffer& b) { b.chunks[0].size = 0; }, false},
-      {"more than there is", PixelFormat::yuy2, yuy2Bytes, width * 2,
-       [](TestBuffer& b) { b.chunks[0].size += 1; }, false},
-      {"beyond the end", PixelFormat::yuy2, yuy2Bytes, width * 2,
-       [](TestBuffer& b) { b.chunks[0].offset = 4; }, false},
-      {"offset and size overflow", PixelFormat::yuy2, yuy2Bytes, width * 2,
-       [](TestBuffer& b) { b.chunks[0].offset = 0xFFFFFFFF; }, false},
-      {"chunk marked", PixelFormat::yuy2, yuy2Bytes, width * 2,
-       [](TestBuffer& b) { b.chunks[0].flags = SPA_CHUNK_FLAG_CORRUPTED; }, false},
-      {"header marked", PixelFormat::yuy2, yuy2Bytes, width * 2,
-       [](TestBuffer& b) { b.header.flags = SPA_META_HEADER_FLAG_CORRUPTED; }, false},
-      {"not mapped", PixelFormat::yuy2, yuy2Bytes, width * 2,
-       [](TestBuffer& b) { b.datas[0].data = nullptr; }, false},
-      {"no header", PixelFormat::yuy2, yuy2Bytes, width * 2, [](TestBuffer& b) { b.buffer.n_metas = 0; },
-       true},
-      {"NV12", PixelFormat::nv12, planarBytes, width, nothing, true},
-      {"NV12 without the end of its colours", PixelFormat::nv12, planarBytes - 1, width, nothing, false},
-      {"I420", PixelFormat::i420, planarBytes, width, nothing, true},
-      {"I420 without the end of its colours", PixelFormat::i420, planarBytes - 1, width, nothing, false},
-      {"MJPEG of any size", PixelFormat::mjpeg, 7, 0, nothing, true},
+      {"packed", true},
+      {"empty", false, [](TestBuffer& b) { b.chunks[0].size = 0; }},
+      {"more than there is", false, [](TestBuffer& b) { b.chunks[0].size += 1; }},
+      {"beyond the end", false, [](TestBuffer& b) { b.chunks[0].offset = 4; }},
+      {"offset and size overflow", false, [](TestBuffer& b) { b.chunks[0].offset = 0xFFFFFFFF; }},
+      {"chunk marked", false, [](TestBuffer& b) { b.chunks[0].flags = SPA_CHUNK_FLAG_CORRUPTED; }},
+      {"header marked", false, [](TestBuffer& b) { b.header.flags = SPA_META_HEADER_FLAG_CORRUPTED; }},
+      {"not mapped", false, [](TestBuffer& b) { b.datas[0].data = nullptr; }},
+      {"no block at all", false, [](TestBuffer& b) { b.buffer.n_datas = 0; }},
+      {"no header", true, [](TestBuffer& b) { b.buffer.n_metas = 0; }},
+      shaped("no stride means packed", true, PixelFormat::yuy2, yuy2Bytes, 0),
+      shaped("the last row need not be padded", true, PixelFormat::yuy2, (width * 2 + 16) * height - 16,
+             width * 2 + 16),
+      shaped("padding beyond the end", false, PixelFormat::yuy2, yuy2Bytes, width * 2 + 4),
+      shaped("rows overlap", false, PixelFormat::yuy2, yuy2Bytes, width * 2 - 2),
+      shaped("upside down", false, PixelFormat::yuy2, yuy2Bytes, -width * 2),
+      shaped("a byte short", false, PixelFormat::yuy2, yuy2Bytes - 1, width * 2),
+      shaped("NV12", true, PixelFormat::nv12, planarBytes, width),
+      shaped("NV12 without the end of its colours", false, PixelFormat::nv12, planarBytes - 1, width),
+      shaped("I420", true, PixelFormat::i420, planarBytes, width),
+      shaped("I420 without the end of its colours", false, PixelFormat::i420, planarBytes - 1, width),
+      shaped("MJPEG of any size", true, PixelFormat::mjpeg, 7, 0),
   };
   for (const Case& one : cases) {
     TestBuffer buffer;
@@ -90,8 +86,6 @@ TEST(BufferCheck, JudgesOneBlock) {
     one.spoil(buffer);
     EXPECT_EQ(buffer.accepted(one.pixels), one.good) << one.name;
   }
-  TestBuffer buffer;
-  EXPECT_FALSE(buffer.accepted(PixelFormat::yuy2)) << "no block at all";
 }
 
 TEST(BufferCheck, FindsPlanesInBlocksOfTheirOwn) {

@@ -89,8 +89,8 @@ TEST_F(CaptureTest, BrokenBuffersAreDroppedAndCounted) {
       {Format::mjpeg, {Fault::zeroLength, Fault::shortChunk, Fault::offsetBeyond, Fault::garbage}}};
   for (const auto& [format, faults] : cases) {
     VirtualCamera camera({.format = format});
-    const auto bars = colourBars(640, 480);
-    camera.setSource([&](std::int64_t) { return bars.data(); });
+    const auto picture = bars(640, 480);
+    camera.setSource([&](std::int64_t) { return picture.data(); });
     camera.appear();
     CaptureUser user;
     user.start();
@@ -103,9 +103,9 @@ TEST_F(CaptureTest, BrokenBuffersAreDroppedAndCounted) {
       camera.setFault(fault);
       // The first of them may follow good ones that are still under way.
       ASSERT_TRUE(user.eventually([&] { return broken.load() >= before + 2; }));
-      const auto handed = user.handedCount();
+      const auto handed = user.handed().size();
       ASSERT_TRUE(user.eventually([&] { return broken.load() >= before + 6; }));
-      EXPECT_EQ(user.handedCount(), handed);
+      EXPECT_EQ(user.handed().size(), handed);
       camera.setFault(Fault::none);
       ASSERT_TRUE(user.getsFrames());
     }

@@ -19,24 +19,6 @@ namespace {
 using Report = CaptureUser::Report;
 using std::chrono::milliseconds;
 
-/// A picture of one colour.
-class FlatPicture {
- public:
-  FlatPicture(int width, int height, Colour colour) {
-    for (int i = 0; i < width * height; ++i) {
-      for (const int value : {colour.blue, colour.green, colour.red, 255}) {
-        pixels_.push_back(static_cast<std::uint8_t>(value));
-      }
-    }
-  }
-  [[nodiscard]] VirtualCamera::Source source() const {
-    return [this](std::int64_t) { return pixels_.data(); };
-  }
-
- private:
-  std::vector<std::uint8_t> pixels_;
-};
-
 /// How often the threads of the capture have gone to sleep so far.
 long captureWakeUps() {
   long sum = 0;
@@ -54,21 +36,17 @@ long captureWakeUps() {
 
 TEST_F(CaptureTest, EveryFormatShowsItsColours) {
   using Format = VirtualCamera::Format;
-  struct Case {
-    Format format;
-    int width;
-    int height;
-  };
-  // The wide ones are cut about their centre: a quarter of the width is lost, half a bar on each side and
-  // more.
-  const std::array cases{Case{Format::yuy2, 640, 480}, Case{Format::nv12, 640, 480},
-                         Case{Format::i420, 640, 480}, Case{Format::mjpeg, 640, 480},
-                         Case{Format::yuy2, 320, 240}, Case{Format::mjpeg, 1280, 960}};
-  for (const Case& one : cases) {
-    SCOPED_TRACE(testing::Message() << static_cast<int>(one.format) << " at " << one.width);
-    const auto bars = colourBars(one.width, one.height);
-    VirtualCamera camera({.width = one.width, .height = one.height, .format = one.format});
-    camera.setSource([&](std::int64_t) { return bars.data(); });
+  for (const auto& [format, width] : {std::pair{Format::yuy2, 640},
+                                      {Format::nv12, 640},
+                                      {Format::i420, 640},
+                                      {Format::mjpeg, 640},
+                                      {Format::yuy2, 320},
+                                      {Format::mjpeg, 1280}}) {
+    SCOPED_TRACE(testing::Message() << static_cast<int>(format) << " at " << width);
+    const int height = width * 3 / 4;
+    const auto picture = bars(width, height);
+    VirtualCamera camera({.width = width, .height = height, .format = format});
+    camera.setSource([&](std::int64_t) { return picture.data(); });
     camera.appear();
     CaptureUser user;
     user.start();
@@ -77,10 +55,8 @@ TEST_F(CaptureTest, EveryFormatShowsItsColours) {
     EXPECT_EQ(frame.width, 640);
     EXPECT_EQ(frame.height, 480);
     for (std::size_t bar = 0; bar < barColours.size(); ++bar) {
-      SCOPED_TRACE(bar);
-      EXPECT_NEAR(frame.bars.at(bar).blue, barColours.at(bar).blue, 12);
-      EXPECT_NEAR(frame.bars.at(bar).green, barColours.at(bar).green, 12);
-      EXPECT_NEAR(frame.bars.at(bar).red, barColours.at(bar).red, 12);
+      for (const auto channel : {&Colour::blue, &Colour::green, &Colour::red})
+        EXPECT_NEAR(frame.bars.at(bar).*channel, barColours.at(bar).*channel, 12) << bar;
     }
   }
 }
@@ -137,10 +113,10 @@ TEST_F(CaptureTest, TheCameraIsOpenOnlyWhileFramesAreWanted) {
     action();
     ASSERT_TRUE(user.eventually([&] { return !camera.isOpen(); }));
     EXPECT_LT(SteadyClock::now() - begin, milliseconds(1500));
-    const std::size_t frames = user.handedCount();
+    const std::size_t frames = user.handed().size();
     const long wakeUps = captureWakeUps();
     // Longer than the watchdog's patience: it rests, and so does everything else.
-    EXPECT_FALSE(user.eventually([&] { return user.handedCount() > frames; }, milliseconds(2500)));
+    EXPECT_FALSE(user.eventually([&] { return user.handed().size() > frames; }, milliseconds(2500)));
     EXPECT_TRUE(user.reports().empty());
     EXPECT_LE(captureWakeUps() - wakeUps, 8);  // some for the graph that settles, none for a clock
   };
@@ -154,14 +130,14 @@ TEST_F(CaptureTest, TheCameraIsOpenOnlyWhileFramesAreWanted) {
 }
 
 TEST_F(CaptureTest, InputsAreSwitchedWhileItRuns) {
-  const FlatPicture blue(640, 480, {200, 60, 60});
-  const FlatPicture red(320, 240, {60, 60, 200});
+  const auto blue = bars(640, 480, {{200, 60, 60}});
+  const auto red = bars(320, 240, {{60, 60, 200}});
   VirtualCamera first({.name = "first"});
-  first.setSource(blue.source());
+  first.setSource([&](std::int64_t) { return blue.data(); });
   first.appear();
   VirtualCamera second(
       {.name = "second", .width = 320, .height = 240, .format = VirtualCamera::Format::mjpeg});
-  second.setSource(red.source());
+  second.setSource([&](std::int64_t) { return red.data(); });
   second.appear();
 
   CaptureUser user;
@@ -202,18 +178,14 @@ TEST_F(CaptureTest, CamerasAreListedAndChosen) {
   EXPECT_EQ(user.session->devices()[0], (CameraDevice{"plain", "Plain camera", CameraPosition::unspecified}));
   EXPECT_FALSE(user.session->defaultDevice(CameraPosition::front));
 
-  const auto defaultIs = [&](const std::string& id) {
-    return user.eventually([&] {
+  for (const std::string id : {"other", "plain"}) {
+    desktop.run("pw-metadata", {"0", "default.configured.video.source", R"({ "name": ")" + id + R"(" })",
+                                "Spa:String:JSON"});
+    EXPECT_TRUE(user.eventually([&] {
       const auto device = user.session->defaultDevice(CameraPosition::unspecified);
       return device && device->uniqueID == id;
-    });
-  };
-  desktop.run("pw-metadata",
-              {"0", "default.configured.video.source", R"({ "name": "other" })", "Spa:String:JSON"});
-  EXPECT_TRUE(defaultIs("other"));
-  desktop.run("pw-metadata",
-              {"0", "default.configured.video.source", R"({ "name": "plain" })", "Spa:String:JSON"});
-  EXPECT_TRUE(defaultIs("plain"));
+    }));
+  }
 
   user.deviceChanges = 0;
   VirtualCamera front({.name = "front", .location = "front"});

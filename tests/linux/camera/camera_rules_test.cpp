@@ -1,13 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <fstream>
 #include <string>
 #include <vector>
 
 #include "linux/camera/camera_directory.h"
+#include "linux/camera/frame_pacer.h"
+#include "linux/camera/video_device_access.h"
 
 namespace sentrel::test {
 namespace {
+
+namespace fs = std::filesystem;
+using std::chrono::milliseconds;
 
 TEST(CameraChoice, FollowsTheRule) {
   const CameraDevice plain{"plain", "Plain", CameraPosition::unspecified};
@@ -33,6 +40,35 @@ TEST(CameraChoice, FollowsTheRule) {
     const auto chosen = listing.choose({one.wanted});
     EXPECT_EQ(chosen ? chosen->uniqueID : "", one.chosen);
   }
+}
+
+TEST(FramePacer, CountsFromTheHandOver) {
+  const auto at = [](int ms) { return FramePacer::Time(std::chrono::milliseconds(100'000 + ms)); };
+  FramePacer pacer;
+  pacer.setPace(milliseconds(101));
+  EXPECT_LE(pacer.due(), at(0));
+  pacer.handedOn(at(7));
+  EXPECT_EQ(pacer.due(), at(108));
+  pacer.setPace(milliseconds(67));
+  EXPECT_EQ(pacer.due(), at(74));
+  pacer.reset();
+  EXPECT_LE(pacer.due(), at(8));
+}
+
+TEST(VideoDeviceAccess, IsDeniedOnlyWhereDevicesExistAndNoneOpens) {
+  std::string pattern = (fs::temp_directory_path() / "sentrel-devices-XXXXXX").string();
+  ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+  const fs::path folder = pattern;
+  EXPECT_TRUE(mayReadVideoDevices(folder));
+  EXPECT_TRUE(mayReadVideoDevices(folder / "absent"));
+  fs::create_symlink("nowhere", folder / "video-card");
+  EXPECT_TRUE(mayReadVideoDevices(folder)) << "not the name of a video device";
+  // A link to nowhere can be opened by nobody, not even by a privileged user.
+  fs::create_symlink("nowhere", folder / "video0");
+  EXPECT_FALSE(mayReadVideoDevices(folder));
+  std::ofstream(folder / "video1").flush();
+  EXPECT_TRUE(mayReadVideoDevices(folder));
+  fs::remove_all(folder);
 }
 
 }  // namespace
