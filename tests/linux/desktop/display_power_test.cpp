@@ -2,7 +2,6 @@
 //
 // The power of the displays, told by a real Wayland compositor and by an X server that is played here: no
 // server without a screen has the extension.
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -12,13 +11,10 @@
 #include <cstring>
 #include <filesystem>
 #include <future>
-#include <memory>
 #include <mutex>
 #include <thread>
 
-#include "linux/desktop/desktop_session_events.h"
 #include "linux/desktop/event_desk.h"
-#include "stage/wait_until.h"
 
 namespace sentrel::test {
 namespace {
@@ -26,7 +22,7 @@ namespace {
 using enum SessionEvent;
 using testing::ElementsAre;
 
-/// An X server that knows one extension, DPMS, and one client.
+/// An X server that knows one extension, DPMS, and one client at a time.
 class PowerOnlyServer {
  public:
   PowerOnlyServer(std::filesystem::path path, std::uint16_t minorVersion)
@@ -34,15 +30,18 @@ class PowerOnlyServer {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::strncpy(address.sun_path, path_.c_str(), sizeof address.sun_path - 1);
-    ::unlink(path_.c_str());
     EXPECT_EQ(::bind(listening_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     ::listen(listening_, 8);
     thread_ = std::thread([this] { serve(); });
   }
   ~PowerOnlyServer() {
-    over_ = true;
+    ::shutdown(listening_, SHUT_RDWR);
+    {
+      const std::lock_guard lock(mutex_);
+      over_ = true;
+      ::shutdown(client_, SHUT_RDWR);
+    }
     thread_.join();
-    if (client_ >= 0) ::close(client_);
     ::close(listening_);
     ::unlink(path_.c_str());
   }
@@ -53,79 +52,54 @@ class PowerOnlyServer {
   void setLevel(std::uint16_t level) {
     const std::lock_guard lock(mutex_);
     level_ = level;
-    if (!told_) return;
-    Packet event{};
-    event[0] = 35;  // generic event
-    event[1] = opcode;
-    put(event, 2, sequence_);
-    put(event, 16, level);
-    event[18] = 1;
-    send(event);
+    constexpr std::uint16_t genericEvent = 35;
+    if (isListenedTo) send({genericEvent | opcode << 8, sequence_, 0, 0, 0, 0, 0, 0, level, 1});
   }
-  [[nodiscard]] bool isListenedTo() {
-    const std::lock_guard lock(mutex_);
-    return told_;
-  }
-  [[nodiscard]] int questions() {
-    const std::lock_guard lock(mutex_);
-    return questions_;
-  }
+
+  std::atomic<bool> isListenedTo = false;
+  std::atomic<int> questions = 0;
 
  private:
-  using Packet = std::array<std::uint8_t, 32>;
+  using Packet = std::array<std::uint16_t, 16>;
   static constexpr std::uint8_t opcode = 140;
 
-  template <class Bytes>
-  static void put(Bytes& bytes, std::size_t at, std::uint16_t value) {
-    std::memcpy(bytes.data() + at, &value, sizeof value);
+  template <class Data>
+  void send(const Data& data) const {
+    ::send(client_, data.data(), sizeof data, MSG_NOSIGNAL);
   }
-  void send(const Packet& packet) const {
-    EXPECT_EQ(::write(client_, packet.data(), packet.size()), static_cast<ssize_t>(packet.size()));
-  }
-  bool read(void* into, std::size_t size) const {
-    auto* at = static_cast<std::uint8_t*>(into);
-    while (size > 0) {
-      pollfd readable{client_, POLLIN, 0};
-      if (over_) return false;
-      if (::poll(&readable, 1, 20) != 1) continue;
-      const ssize_t count = ::read(client_, at, size);
-      if (count <= 0) return false;
-      at += count;
-      size -= static_cast<std::size_t>(count);
-    }
-    return true;
+  void send(const Packet& packet) const { send<Packet>(packet); }
+  [[nodiscard]] bool read(void* into, std::size_t size) const {
+    return size == 0 || ::recv(client_, into, size, MSG_WAITALL) == static_cast<ssize_t>(size);
   }
   void serve() {
-    while (!over_) {
-      pollfd readable{listening_, POLLIN, 0};
-      if (::poll(&readable, 1, 20) != 1) continue;
-      if (client_ >= 0) ::close(client_);
-      client_ = ::accept(listening_, nullptr, nullptr);
+    for (;;) {
+      const int client = ::accept(listening_, nullptr, nullptr);
+      {
+        const std::lock_guard lock(mutex_);
+        client_ = client;
+        sequence_ = 0;
+        if (client < 0 || over_) break;
+      }
       welcome();
       for (std::array<std::uint8_t, 4> head{}; read(head.data(), head.size());) answer(head);
+      isListenedTo = false;
       const std::lock_guard lock(mutex_);
-      told_ = false;
+      ::close(std::exchange(client_, -1));
     }
+    if (client_ >= 0) ::close(client_);
   }
-  void welcome() {
-    std::array<std::uint8_t, 12> hello{};
-    if (!read(hello.data(), hello.size())) return;
-    std::array<std::uint16_t, 2> authorization{};
-    std::memcpy(authorization.data(), hello.data() + 6, sizeof authorization);
-    std::vector<std::uint8_t> skipped((authorization[0] + 3U) / 4 * 4 + (authorization[1] + 3U) / 4 * 4);
-    (void)read(skipped.data(), skipped.size());
+  void welcome() const {
+    std::array<std::uint16_t, 6> hello{};
+    if (!read(hello.data(), sizeof hello)) return;
+    std::vector<char> authorization((hello[3] + 3U) / 4 * 4 + (hello[4] + 3U) / 4 * 4);
+    (void)read(authorization.data(), authorization.size());
     // No formats and one screen without depths.
-    std::array<std::uint8_t, 8 + 32 + 40> setup{};
-    setup[0] = 1;
-    put(setup, 2, 11);
-    put(setup, 6, (setup.size() - 8) / 4);
-    put(setup, 8 + 18, 0xffff);
-    setup[8 + 20] = 1;
-    setup[8 + 26] = 8;
-    setup[8 + 27] = 255;
-    EXPECT_EQ(::write(client_, setup.data(), setup.size()), static_cast<ssize_t>(setup.size()));
-    const std::lock_guard lock(mutex_);
-    sequence_ = 0;
+    std::array<std::uint16_t, 40> setup{1, 11};
+    setup[3] = (sizeof setup - 8) / 4;
+    setup[13] = 0xffff;
+    setup[14] = 1;
+    setup[17] = 8 | 255 << 8;
+    send(setup);
   }
   void answer(const std::array<std::uint8_t, 4>& head) {
     std::uint16_t units = 0;
@@ -133,24 +107,21 @@ class PowerOnlyServer {
     std::vector<char> body((units - 1U) * 4U);
     (void)read(body.data(), body.size());
     const std::lock_guard lock(mutex_);
-    ++sequence_;
-    Packet reply{};
-    reply[0] = 1;
-    put(reply, 2, sequence_);
+    const int request = head[0] == opcode ? head[1] : -1;
+    Packet reply{1, ++sequence_};
     if (head[0] == 98) {  // is there this extension?
-      reply[8] = std::string_view(body.data() + 4, 4) == "DPMS" ? 1 : 0;
-      reply[9] = opcode;
-    } else if (head[0] == opcode && head[1] == 0) {
-      put(reply, 8, 1);
-      put(reply, 10, minorVersion_);
-    } else if (head[0] == opcode && head[1] == 1) {
-      reply[8] = 1;
-    } else if (head[0] == opcode && head[1] == 7) {
-      ++questions_;
-      put(reply, 8, level_);
-      reply[10] = 1;
-    } else if (head[0] == opcode && head[1] == 8) {
-      told_ = true;
+      reply[4] = (std::string_view(body.data() + 4, 4) == "DPMS" ? 1 : 0) | opcode << 8;
+    } else if (request == 0) {  // its version
+      reply[4] = 1;
+      reply[5] = minorVersion_;
+    } else if (request == 1) {  // can the displays do it?
+      reply[4] = 1;
+    } else if (request == 7) {  // how are they?
+      ++questions;
+      reply[4] = level_;
+      reply[5] = 1;
+    } else if (request == 8) {  // tell from now on
+      isListenedTo = true;
       return;
     }
     send(reply);
@@ -159,30 +130,17 @@ class PowerOnlyServer {
   const std::filesystem::path path_;
   const std::uint16_t minorVersion_;
   const int listening_;
-  int client_ = -1;
-  std::atomic<bool> over_ = false;
   std::mutex mutex_;
+  int client_ = -1;
+  bool over_ = false;
   std::uint16_t sequence_ = 0;
   std::uint16_t level_ = 0;
-  bool told_ = false;
-  int questions_ = 0;
   std::thread thread_;
 };
 
-class DisplayPowerTest : public EventDesk {
+class DisplayPowerTest : public SessionEventsDesk {
  protected:
   ~DisplayPowerTest() override { desktop.exportToProcess(); }
-
-  void install() {
-    registration = events.install([this](SessionEvent event) { delivered.push_back(event); });
-  }
-  [[nodiscard]] bool runUntilDelivered(std::size_t count) {
-    return runUntil([&] { return delivered.size() >= count; });
-  }
-
-  DesktopSessionEvents events{loop, clock, buses, displays};
-  std::vector<SessionEvent> delivered;
-  Registration registration;
 };
 
 TEST_F(DisplayPowerTest, AnXServerTellsOrIsAsked) {
@@ -194,11 +152,11 @@ TEST_F(DisplayPowerTest, AnXServerTellsOrIsAsked) {
     server.setLevel(3);
     install();
     ASSERT_TRUE(runUntilDelivered(1)) << "found off";
-    ASSERT_TRUE(server.isListenedTo());
+    ASSERT_TRUE(server.isListenedTo);
     for (const auto level : std::initializer_list<std::uint16_t>{0, 1, 2, 3, 0}) server.setLevel(level);
     ASSERT_TRUE(runUntilDelivered(4));
     EXPECT_THAT(delivered, ElementsAre(screensDidSleep, screensDidWake, screensDidSleep, screensDidWake));
-    EXPECT_EQ(server.questions(), 1) << "nothing is polled";
+    EXPECT_EQ(server.questions, 1) << "nothing is polled";
     server.setLevel(3);
     ASSERT_TRUE(runUntilDelivered(5));
   }
@@ -209,8 +167,8 @@ TEST_F(DisplayPowerTest, AnXServerTellsOrIsAsked) {
   PowerOnlyServer older(path, 1);
   delivered.clear();
   install();
-  ASSERT_TRUE(runUntil([&] { return older.questions() >= 2; }));
-  EXPECT_FALSE(older.isListenedTo());
+  ASSERT_TRUE(runUntil([&] { return older.questions >= 2; }));
+  EXPECT_FALSE(older.isListenedTo);
   older.setLevel(3);
   // Resting ends the polling, and what follows asks at once.
   events.setResting(true);

@@ -7,8 +7,10 @@
 #include <QEventLoop>
 #include <chrono>
 #include <memory>
+#include <vector>
 
 #include "linux/desktop/bus_thread.h"
+#include "linux/desktop/desktop_session_events.h"
 #include "linux/desktop/event_thread.h"
 #include "linux/desktop/qt_main_loop.h"
 #include "linux/desktop/system_clock.h"
@@ -73,6 +75,25 @@ class EventDesk : public testing::Test {
   std::shared_ptr<EventThread> displays = std::make_shared<EventThread>("displays");
   BusClient sessionBus{desktop, TestBus::session};
   BusClient systemBus{desktop, TestBus::system};
+};
+
+/// With somebody who observes the events of the session, and closes the camera for those that go away.
+class SessionEventsDesk : public EventDesk {
+ protected:
+  void install() {
+    registration = events.install([this](SessionEvent event) {
+      delivered.push_back(event);
+      if (isGoingAway(event) && closesCamera) events.cameraIsClosed();
+    });
+  }
+  [[nodiscard]] bool runUntilDelivered(std::size_t count) {
+    return runUntil([&] { return delivered.size() >= count; });
+  }
+
+  DesktopSessionEvents events{loop, clock, buses, displays};
+  std::vector<SessionEvent> delivered;
+  bool closesCamera = true;
+  Registration registration;
 };
 
 }  // namespace sentrel::test

@@ -1,7 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "linux/desktop/desktop_session_events.h"
-
-#include <QDBusArgument>
 #include <QDBusVariant>
 #include <chrono>
 #include <csignal>
@@ -9,7 +6,11 @@
 #include <iostream>
 #include <optional>
 
+#include "linux/desktop/desktop_notifications.h"
 #include "linux/desktop/event_desk.h"
+#include "linux/desktop/feedbackd_haptics.h"
+#include "linux/desktop/upower_power_source.h"
+#include "stage/played_session.h"
 
 namespace sentrel::test {
 namespace {
@@ -18,153 +19,65 @@ using enum SessionEvent;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const auto manager = QStringLiteral("org.freedesktop.login1.Manager");
-const auto managerPath = QStringLiteral("/org/freedesktop/login1");
-const auto session = QStringLiteral("org.freedesktop.login1.Session");
-const auto sessionPath = QStringLiteral("/org/freedesktop/login1/session/c2");
 const auto gnomePath = QStringLiteral("/org/gnome/ScreenSaver");
 const auto gnome = QStringLiteral("org.gnome.ScreenSaver");
 
-class SessionEventsTest : public EventDesk {
+class SessionEventsTest : public SessionEventsDesk {
  protected:
-  SessionEventsTest() { ::setenv("XDG_SESSION_ID", "c2", 1); }
-
-  void startLogind() {
-    logind.emplace(desktop, systemBus, QStringLiteral("org.freedesktop.login1"), QStringLiteral("logind"));
-    logind->control(managerPath, QStringLiteral("AddSession"),
-                    {QStringLiteral("c2"), QStringLiteral("seat0"), 1000U, QStringLiteral("user"), true});
-  }
-  void startGnome() { saver.emplace(desktop, sessionBus, gnome, QStringLiteral("gnome_screensaver")); }
-
-  void install() {
-    registration = events.install([this](SessionEvent event) {
-      delivered.push_back(event);
-      if (isGoingAway(event) && closesCamera) events.cameraIsClosed();
-    });
-  }
-  /// Observes a session whose witnesses have all answered: the sleep delay is taken after the first answers.
-  void installAndSettle() {
-    install();
-    ASSERT_TRUE(runUntil([this] { return delays() == 1; }));
-    // Repeated requests deliver nothing, so they can be made until one is heard; what the session was asked
-    // before is answered by then.
-    ASSERT_TRUE(runUntil([this] {
-      logind->call(sessionPath, session, QStringLiteral("Lock"));
-      return !delivered.empty();
-    }));
-    logind->call(sessionPath, session, QStringLiteral("Unlock"));
-    ASSERT_TRUE(runUntilDelivered(2));
-    delivered.clear();
-  }
-  [[nodiscard]] bool runUntilDelivered(std::size_t count) {
-    return runUntil([&] { return delivered.size() >= count; });
-  }
-  /// How many programs delay the sleep of the machine.
-  std::size_t delays() {
-    const QDBusMessage reply = logind->call(managerPath, manager, QStringLiteral("ListInhibitors"));
-    const auto list = reply.arguments().constFirst().value<QDBusArgument>();
-    std::size_t count = 0;
-    for (list.beginArray(); !list.atEnd(); ++count) (void)list.asVariant();
-    list.endArray();
-    return count;
-  }
-  void lockedHint(bool locked) {
-    logind->call(sessionPath, session, QStringLiteral("SetLockedHint"), {locked});
-  }
-  void active(bool now) { logind->setProperty(sessionPath, session, QStringLiteral("Active"), now); }
-  void sleep(bool begins) {
-    logind->emitSignal(managerPath, manager, QStringLiteral("PrepareForSleep"), QStringLiteral("b"),
-                       {begins});
-  }
-  void saverActive(bool covers) { saver->call(gnomePath, gnome, QStringLiteral("SetActive"), {covers}); }
-
-  std::optional<BusMock> logind;
-  std::optional<BusMock> saver;
-  DesktopSessionEvents events{loop, clock, buses, displays};
-  std::vector<SessionEvent> delivered;
-  bool closesCamera = true;
-  Registration registration;
+  // What the login manager says of this process goes before it.
+  SessionEventsTest() { ::setenv("XDG_SESSION_ID", "c9", 1); }
 };
 
-TEST_F(SessionEventsTest, FollowsTheLoginManager) {
-  startLogind();
-  installAndSettle();
-  lockedHint(true);
-  active(false);
-  lockedHint(false);  // held: another session is in front
-  active(true);
-  ASSERT_TRUE(runUntilDelivered(3));
-  EXPECT_FALSE(events.isLocked());
-  lockedHint(true);
-  lockedHint(true);
-  ASSERT_TRUE(runUntil([&] { return events.isLocked(); }));
-  lockedHint(false);
-  ASSERT_TRUE(runUntilDelivered(5));
-  EXPECT_THAT(delivered, ElementsAre(screenIsLocked, sessionDidResignActive, sessionDidBecomeActive,
-                                     screenIsLocked, screenIsUnlocked));
-}
-
 TEST_F(SessionEventsTest, ASleepWaitsUntilTheCameraIsClosed) {
-  startLogind();
+  const PlayedSession session(desktop);
+  const auto delaysAre = [&](std::size_t count) {
+    return runUntil([&] { return session.sleepDelays() == count; });
+  };
   closesCamera = false;
-  installAndSettle();
-  sleep(true);
+  install();
+  ASSERT_TRUE(delaysAre(1));
+  session.prepareForSleep(true);
   ASSERT_TRUE(runUntilDelivered(1));
-  EXPECT_EQ(delays(), 1U) << "the camera is still open";
+  EXPECT_EQ(session.sleepDelays(), 1U) << "the camera is still open";
   events.cameraIsClosed();
-  ASSERT_TRUE(runUntil([&] { return delays() == 0; }));
-  sleep(false);
-  ASSERT_TRUE(runUntil([&] { return delays() == 1; })) << "the next sleep is delayed again";
+  ASSERT_TRUE(delaysAre(0));
+  session.prepareForSleep(false);
+  ASSERT_TRUE(delaysAre(1)) << "the next sleep is delayed again";
   events.cameraIsClosed();  // of no sleep
-  lockedHint(true);
+  session.setLockedHint(true);
   ASSERT_TRUE(runUntilDelivered(3));
-  EXPECT_EQ(delays(), 1U);
+  EXPECT_TRUE(events.isLocked());
+  EXPECT_EQ(session.sleepDelays(), 1U);
   registration.reset();
-  EXPECT_TRUE(runUntil([&] { return delays() == 0; })) << "nobody observes any more";
+  EXPECT_TRUE(delaysAre(0)) << "nobody observes any more";
   EXPECT_THAT(delivered, ElementsAre(screensDidSleep, screensDidWake, screenIsLocked));
 }
 
-TEST_F(SessionEventsTest, FindsItsSessionInEachWay) {
-  const auto otherPath = QStringLiteral("/org/freedesktop/login1/session/c9");
-  struct Way {
-    const char* name;
-    std::function<void()> prepare;
+TEST_F(SessionEventsTest, FindsItsSessionByTheEnvironment) {
+  const BusMock logind(desktop, systemBus, QStringLiteral("org.freedesktop.login1"),
+                       QStringLiteral("logind"));
+  const auto lock = [&](const char* session, bool locked) {
+    logind.call(QStringLiteral("/org/freedesktop/login1/session/") + QString::fromLatin1(session),
+                QStringLiteral("org.freedesktop.login1.Session"), QStringLiteral("SetLockedHint"), {locked});
   };
-  const std::vector<Way> ways{
-      {"by process",
-       [&] {
-         ::setenv("XDG_SESSION_ID", "c2", 1);
-         logind->control(managerPath, QStringLiteral("AddMethod"),
-                         {manager, QStringLiteral("GetSessionByPID"), QStringLiteral("u"),
-                          QStringLiteral("o"), QStringLiteral("ret = '/org/freedesktop/login1/session/c9'")});
-       }},
-      {"by environment", [&] { ::setenv("XDG_SESSION_ID", "c9", 1); }},
-  };
-  for (const Way& way : ways) {
-    SCOPED_TRACE(way.name);
-    startLogind();
-    logind->control(managerPath, QStringLiteral("AddSession"),
-                    {QStringLiteral("c9"), QStringLiteral("seat0"), 1000U, QStringLiteral("user"), true});
-    way.prepare();
-    lockedHint(true);  // of a session that is not ours
-    logind->call(otherPath, session, QStringLiteral("SetLockedHint"), {true});
-    install();
-    EXPECT_TRUE(runUntilDelivered(1));
-    logind->call(otherPath, session, QStringLiteral("SetLockedHint"), {false});
-    EXPECT_TRUE(runUntilDelivered(2));
-    EXPECT_THAT(delivered, ElementsAre(screenIsLocked, screenIsUnlocked));
-    registration.reset();
-    delivered.clear();
-    logind.reset();
+  for (const char* session : {"c2", "c9"}) {
+    logind.control(
+        QStringLiteral("/org/freedesktop/login1"), QStringLiteral("AddSession"),
+        {QString::fromLatin1(session), QStringLiteral("seat0"), 1000U, QStringLiteral("user"), true});
+    lock(session, true);
   }
+  install();
+  EXPECT_TRUE(runUntilDelivered(1));
+  lock("c9", false);
+  EXPECT_TRUE(runUntilDelivered(2));
+  EXPECT_THAT(delivered, ElementsAre(screenIsLocked, screenIsUnlocked));
 }
 
 TEST_F(SessionEventsTest, FoundLockedAndInactiveIsOneEvent) {
-  startLogind();
-  startGnome();
-  lockedHint(true);
-  active(false);
-  saverActive(true);
+  const PlayedSession session(desktop);
+  session.setLockedHint(true);
+  session.setActive(false);
+  session.setLockerActive(true);
   install();
   EXPECT_THAT(delivered, IsEmpty()) << "never before install returns";
   ASSERT_TRUE(runUntilDelivered(1));
@@ -174,16 +87,17 @@ TEST_F(SessionEventsTest, FoundLockedAndInactiveIsOneEvent) {
   Registration replacing = events.install([&](SessionEvent event) { second.push_back(event); });
   registration.reset();
   ASSERT_TRUE(runUntil([&] { return !second.empty(); }));
-  active(true);
-  lockedHint(false);
-  saverActive(false);
+  session.setActive(true);
+  session.setLockedHint(false);
+  session.setLockerActive(false);
   ASSERT_TRUE(runUntil([&] { return second.size() == 2; }));
   EXPECT_THAT(second, ElementsAre(screenIsLocked, screenIsUnlocked));
   EXPECT_THAT(delivered, ElementsAre(screenIsLocked));
 }
 
 TEST_F(SessionEventsTest, FollowsBothScreenSaversThroughTheirRestarts) {
-  startGnome();
+  std::optional<BusMock> saver(std::in_place, desktop, sessionBus, gnome,
+                               QStringLiteral("gnome_screensaver"));
   BusDouble other(desktop, TestBus::session, QStringLiteral("org.freedesktop.ScreenSaver"));
   // Stands where one desktop has it, and not where the other has it.
   other.answer(QStringLiteral("GetActive"), [&](const QDBusMessage& call) -> QVariantList {
@@ -192,7 +106,7 @@ TEST_F(SessionEventsTest, FollowsBothScreenSaversThroughTheirRestarts) {
   });
   install();
   ASSERT_TRUE(runUntilDelivered(1));
-  saverActive(true);
+  saver->call(gnomePath, gnome, QStringLiteral("SetActive"), {true});
   other.emitSignal(QStringLiteral("/ScreenSaver"), QStringLiteral("org.freedesktop.ScreenSaver"),
                    QStringLiteral("ActiveChanged"), {false});
   // Garbage, and a stranger that says the same words.
@@ -201,7 +115,7 @@ TEST_F(SessionEventsTest, FollowsBothScreenSaversThroughTheirRestarts) {
   BusDouble stranger(desktop, TestBus::session, QStringLiteral("org.example.Stranger"));
   stranger.emitSignal(gnomePath, gnome, QStringLiteral("ActiveChanged"), {false});
   saver->kill();
-  startGnome();  // restarted without its cover
+  saver.emplace(desktop, sessionBus, gnome, QStringLiteral("gnome_screensaver"));  // without its cover
   ASSERT_TRUE(runUntilDelivered(2));
   EXPECT_THAT(delivered, ElementsAre(screenIsLocked, screenIsUnlocked));
 }
@@ -221,41 +135,46 @@ TEST_F(SessionEventsTest, FollowsGnomesDisplays) {
   EXPECT_THAT(delivered, ElementsAre(screensDidSleep, screensDidWake, screensDidSleep, screensDidWake));
 }
 
-TEST_F(SessionEventsTest, ABusThatHangsHoldsUpNothingOfTheOther) {
-  startLogind();
-  startGnome();
+/// Everything that speaks with a bus is in use while one hangs: whatever waited for an answer would wait
+/// until the bus library gives up, 25 s.
+TEST_F(SessionEventsTest, ABusThatHangsHoldsUpNeitherTheMainLoopNorTheOther) {
+  const PlayedSession session(desktop);
   const struct {
-    const char* name;
     const ChildProcess& hangs;
     std::function<void(bool)> lock;  // by a witness on the other bus
   } cases[] = {
-      {"session bus", desktop.sessionBus(), [&](bool on) { lockedHint(on); }},
-      {"system bus", desktop.systemBus(), [&](bool on) { saverActive(on); }},
+      {desktop.sessionBus(), [&](bool on) { session.setLockedHint(on); }},
+      {desktop.systemBus(), [&](bool on) { session.setLockerActive(on); }},
   };
-  for (const auto& one : cases) {
-    SCOPED_TRACE(one.name);
-    // Buses that are new to the class: it also has to connect while one of them hangs.
-    DesktopSessionEvents fresh(loop, clock, std::make_shared<BusThread>(), displays);
+  for (const auto& [hangs, lock] : cases) {
+    // Buses that are new to all: they also have to connect while one of them hangs.
+    const auto fresh = std::make_shared<BusThread>();
+    DesktopSessionEvents freshEvents(loop, clock, fresh, displays);
+    DesktopNotifications centre(loop, fresh);
+    FeedbackdHaptics haptics(fresh);
+    UPowerPowerSource power(loop, fresh);
     std::vector<SessionEvent> heard;
-    one.hangs.signal(SIGSTOP);
-    one.lock(true);
-    const Registration observing = fresh.install([&](SessionEvent event) { heard.push_back(event); });
+    hangs.signal(SIGSTOP);
+    lock(true);
     const auto begin = std::chrono::steady_clock::now();
-    EXPECT_TRUE(runUntil([&] { return heard.size() == 1; }));
-    one.lock(false);
-    EXPECT_TRUE(runUntil([&] { return heard.size() == 2; }));
+    const Registration observing = freshEvents.install([&](SessionEvent event) { heard.push_back(event); });
+    const Registration battery = power.observe();
+    const auto use = [&] {
+      centre.requestAuthorization([](bool) {});
+      centre.add("a", {"Titre", "Texte"});
+      centre.remove("a");
+      haptics.perform();
+      freshEvents.cameraIsClosed();
+    };
+    EXPECT_TRUE(runUntil([&] { return use(), heard.size() == 1; }));
+    lock(false);
+    EXPECT_TRUE(runUntil([&] { return use(), heard.size() == 2; }));
     const std::chrono::duration<double> lasted = std::chrono::steady_clock::now() - begin;
-    one.hangs.signal(SIGCONT);
-    std::cout << one.name << " hangs: lock and unlock heard within " << lasted.count() << " s\n";
-    EXPECT_LT(lasted.count(), 5) << "the bus library gives up after 25 s";
-    // The bus that has come to itself is heard again.
-    if (one.hangs.pid() == desktop.sessionBus().pid()) {
-      EXPECT_TRUE(runUntil([&] {
-        saverActive(true);
-        return heard.size() >= 3;
-      }));
-      saverActive(false);
-    }
+    std::cout << "lock and unlock heard within " << lasted.count() << " s\n";
+    EXPECT_LT(lasted.count(), 5);
+    hangs.signal(SIGCONT);
+    EXPECT_TRUE(runUntil([&] { return power.first().has_value() && session.sleepDelays() == 1; }))
+        << "the bus that has come to itself is heard again";
   }
 }
 
