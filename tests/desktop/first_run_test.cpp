@@ -1,37 +1,105 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The program itself as a new user meets it, by keyboard alone and as a screen reader tells it.
-#include <gmock/gmock.h>
-
-#include <QCoreApplication>
+#include <QDBusArgument>
+#include <QDBusVariant>
 #include <algorithm>
-#include <fstream>
 #include <iostream>
-#include <sstream>
-#include <string>
 
-#include "desktop/accessible_tree.h"
-#include "stage/headless_desktop.h"
-#include "stage/played_session.h"
-#include "stage/portrait_scene.h"
-#include "stage/virtual_camera.h"
-#include "stage/wait_until.h"
+#include "desktop/program_desk.h"
 
 namespace sentrel::test {
 namespace {
 
-const auto program = QStringLiteral("expert.mardeck.sentrel");
+/// What a screen reader is told of the programs on a private desktop, over the bus of assistive technology.
+class AccessibleTree {
+ public:
+  struct Node {
+    std::string name;
+    std::string role;
+    std::string description;
+    bool focusable = false;
+  };
 
-class FirstRunTest : public testing::Test {
- protected:
-  FirstRunTest() {
-    desktop.exportToProcess();  // the camera is played here
-    camera.appear();
-    desktop.waitForNode("virtual_camera");
-    camera.setSource([this](std::int64_t) { return user.constBits(); });
-    process = desktop.spawn(SENTREL_PROGRAM);
-    session.sessionBus().waitForName(program);
+  /// Starts that bus and says that somebody listens; programs that start later speak on it.
+  AccessibleTree(HeadlessDesktop& desktop, const BusClient& sessionBus)
+      // What it is told stays in memory; a private desktop has nothing that would write it down.
+      : launcher_(desktop.spawn(
+            "env", {"GSETTINGS_BACKEND=memory", "/usr/libexec/at-spi-bus-launcher", "--launch-immediately"})),
+        bus_(QString()) {
+    const auto name = QStringLiteral("org.a11y.Bus");
+    const auto path = QStringLiteral("/org/a11y/bus");
+    sessionBus.waitForName(name);
+    sessionBus.call(name, path, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Set"),
+                    {QStringLiteral("org.a11y.Status"), QStringLiteral("IsEnabled"),
+                     QVariant::fromValue(QDBusVariant(true))});
+    const QDBusMessage address = sessionBus.call(name, path, name, QStringLiteral("GetAddress"));
+    bus_ = QDBusConnection::connectToBus(address.arguments().constFirst().toString(),
+                                         QStringLiteral("accessible"));
   }
+  ~AccessibleTree() { QDBusConnection::disconnectFromBus(QStringLiteral("accessible")); }
+  AccessibleTree(const AccessibleTree&) = delete;
+  AccessibleTree& operator=(const AccessibleTree&) = delete;
+
+  /// Everything that is on the screen just now.
+  [[nodiscard]] std::vector<Node> nodes() const {
+    std::vector<Node> nodes;
+    visit({QStringLiteral("org.a11y.atspi.Registry"), QStringLiteral("/org/a11y/atspi/accessible/root")},
+          nodes);
+    return nodes;
+  }
+
+ private:
+  struct Place {
+    QString service;
+    QString path;
+  };
+  [[nodiscard]] QVariant ask(const Place& place, const char* member) const {
+    return bus_
+        .call(QDBusMessage::createMethodCall(place.service, place.path, accessible_,
+                                             QString::fromLatin1(member)))
+        .arguments()
+        .value(0);
+  }
+  [[nodiscard]] std::string property(const Place& place, const char* name) const {
+    QDBusMessage get = QDBusMessage::createMethodCall(
+        place.service, place.path, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
+    const QDBusMessage reply = bus_.call(get << accessible_ << QString::fromLatin1(name));
+    return reply.arguments().value(0).value<QDBusVariant>().variant().toString().toStdString();
+  }
+  /// What goes while it is asked answers with errors, and is left out.
+  void visit(const Place& place, std::vector<Node>& nodes) const {
+    const auto states = qdbus_cast<QList<unsigned>>(ask(place, "GetState"));
+    const auto has = [&](unsigned state) { return !states.isEmpty() && (states[0] >> state & 1U) != 0; };
+    constexpr unsigned focusable = 11;
+    constexpr unsigned showing = 25;
+    const std::string role = ask(place, "GetRoleName").toString().toStdString();
+    if (role != "application" && role != "desktop frame" && !has(showing)) return;
+    nodes.push_back({property(place, "Name"), role, property(place, "Description"), has(focusable)});
+    const QVariant children = ask(place, "GetChildren");
+    if (!children.canConvert<QDBusArgument>()) return;
+    const auto list = children.value<QDBusArgument>();
+    list.beginArray();
+    while (!list.atEnd()) {
+      Place child;
+      QDBusObjectPath path;
+      list.beginStructure();
+      list >> child.service >> path;
+      list.endStructure();
+      child.path = path.path();
+      visit(child, nodes);
+    }
+    list.endArray();
+  }
+
+  const QString accessible_ = QStringLiteral("org.a11y.atspi.Accessible");
+  ChildProcess launcher_;
+  QDBusConnection bus_;
+};
+
+class FirstRunTest : public ProgramDesk {
+ protected:
+  FirstRunTest() { start(); }
 
   void press(const std::string& key) { desktop.run("xdotool", {"key", "--clearmodifiers", key}); }
   /// Waits until something on the screen has a name that begins so.
@@ -56,31 +124,7 @@ class FirstRunTest : public testing::Test {
       ++controls;
     }
   }
-  void perform(const char* action) const {
-    session.sessionBus().call(program, QStringLiteral("/expert/mardeck/sentrel"),
-                              QStringLiteral("org.freedesktop.Application"), QStringLiteral("ActivateAction"),
-                              {QString::fromLatin1(action), QVariantList(), QVariantMap()});
-  }
-  [[nodiscard]] std::string settingsFile() const {
-    std::ifstream file(desktop.configFolder() / "sentrel" / "defaults.json");
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-  }
-  [[nodiscard]] bool isCovered() {
-    return desktop.run("xwininfo", {"-root", "-children"}).find("1920x1080+0+0") != std::string::npos;
-  }
-
-  int argumentCount = 1;
-  char name_[5] = "test";
-  char* arguments[2] = {name_, nullptr};
-  QCoreApplication application{argumentCount, arguments};
-  HeadlessDesktop desktop{{.systemBus = true, .pipeWire = true, .x11 = true}};
-  PlayedSession session{desktop};
   AccessibleTree tree{desktop, session.sessionBus()};
-  const QImage user = PortraitScene().frame({}).convertToFormat(QImage::Format_RGB32);
-  VirtualCamera camera{{}};
-  ChildProcess process;
   int controls = 0;  // that were looked at
 };
 
@@ -97,9 +141,9 @@ TEST_F(FirstRunTest, TheKeyboardAloneLeadsToACoveredScreenAndEveryControlHasANam
   press("Tab");
   pressAt("Plus tard", "space");
   pressAt("Activer", "Return");
-  ASSERT_TRUE(waitUntil(
-      [&] { return settingsFile().find("\"has_completed_onboarding\": true") != std::string::npos; }));
-  EXPECT_THAT(settingsFile(), testing::HasSubstr("\"is_calibrated\": true"));
+  ASSERT_TRUE(
+      waitUntil([&] { return settings().find("\"has_completed_onboarding\": true") != std::string::npos; }));
+  EXPECT_THAT(settings(), testing::HasSubstr("\"is_calibrated\": true"));
   EXPECT_TRUE(
       std::filesystem::exists(desktop.configFolder() / "autostart" / "expert.mardeck.sentrel.desktop"));
   EXPECT_TRUE(waitUntil([&] { return camera.isOpen() && isCovered(); }));

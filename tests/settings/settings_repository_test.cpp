@@ -71,19 +71,6 @@ TEST_F(SettingsRepositoryTest, StoredValuesDecideByTheirKeysReadingStyle) {
   }
 }
 
-TEST_F(SettingsRepositoryTest, SaveThenLoadKeepsEverything) {
-  const FilterSettings changed{5,    1,     3000,  5,     false, false,
-                               0,    false, true,  false, 4.0F,  0x8000000000ABCDEF,
-                               1.0F, false, false, 20,    true,  "camera"};
-  auto saved = repository();
-  saved.save(changed);
-  EXPECT_EQ(loaded(), changed);
-  EXPECT_EQ(std::get<std::int64_t>(*store->value("matrix_color_argb")), std::int64_t(0x8000000000ABCDEF));
-  saved.save(fresh());
-  EXPECT_EQ(store->value("selected_camera_id"), std::nullopt);
-  EXPECT_EQ(loaded(), fresh());
-}
-
 TEST_F(SettingsRepositoryTest, LoginItemFollowsAChangeAndReportsItsFailure) {
   auto saved = repository();
   FilterSettings next = fresh();

@@ -1,10 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <fcntl.h>
+#include <poll.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <functional>
-#include <utility>
+#include <iostream>
+#include <random>
+#include <thread>
 
 #include "linux/desktop/defaults_fixture.h"
 
@@ -14,26 +20,11 @@ namespace {
 namespace fs = std::filesystem;
 using testing::HasSubstr;
 
-/// Takes back what a test did to the process or to the machine.
-class Undo {
- public:
-  explicit Undo(std::function<void()> action) : action_(std::move(action)) {}
-  ~Undo() { now(); }
-  Undo(const Undo&) = delete;
-  Undo& operator=(const Undo&) = delete;
-  void now() {
-    if (const auto action = std::exchange(action_, nullptr)) action();
-  }
-
- private:
-  std::function<void()> action_;
-};
-
 class DefaultsFailureTest : public test::DefaultsFixture {
  protected:
-  /// The folder refuses while `obstacle` lasts: nothing is lost, the person is told once for the whole time,
-  /// and the first change afterwards writes everything.
-  void expectToldOnceAndMadeGood(const std::function<std::unique_ptr<Undo>()>& obstacle,
+  /// The folder refuses between `obstruct` and `clear`: nothing is lost, the person is told once for the
+  /// whole time, and the first change afterwards writes everything.
+  void expectToldOnceAndMadeGood(const std::function<void()>& obstruct, const std::function<void()>& clear,
                                  const std::string& reason) {
     const auto file = open();
     file->set("before", true);
@@ -42,19 +33,17 @@ class DefaultsFailureTest : public test::DefaultsFixture {
     for (std::int64_t time = 0; time < 2; ++time) {
       const std::string old = read(path);
       testing::internal::CaptureStderr();
-      {
-        const auto lasting = obstacle();
-        for (std::int64_t change = 0; change < 3; ++change) {
-          file->set("change", change + 10 * time);
-          EXPECT_FALSE(settle(*file));
-        }
+      obstruct();
+      for (std::int64_t change = 0; change < 3; ++change) {
+        file->set("change", change + 10 * time);
+        EXPECT_FALSE(settle(*file));
       }
+      clear();
       const std::string told = testing::internal::GetCapturedStderr();
       EXPECT_THAT(told, HasSubstr("sentrel: the settings cannot be saved: "));
       EXPECT_THAT(told, HasSubstr(reason));
       EXPECT_EQ(std::ranges::count(told, '\n'), 1) << told;
       EXPECT_EQ(read(path), old);
-      EXPECT_EQ(file->value("change"), DefaultsValue(2 + 10 * time));
       file->set("after", time);
       EXPECT_TRUE(settle(*file));
       const auto next = open();
@@ -69,31 +58,18 @@ class DefaultsFailureTest : public test::DefaultsFixture {
 TEST_F(DefaultsFailureTest, NoRoomForTheFile) {
   // No file of this process may grow beyond 2 KiB, as if the disk were full.
   std::signal(SIGXFSZ, SIG_IGN);  // NOLINT(cert-err33-c)
-  expectToldOnceAndMadeGood(
-      [] {
-        rlimit before{};
-        ::getrlimit(RLIMIT_FSIZE, &before);
-        const rlimit tiny{.rlim_cur = 2048, .rlim_max = before.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &tiny);
-        return std::make_unique<Undo>([before] { ::setrlimit(RLIMIT_FSIZE, &before); });
-      },
-      "File too large");
+  rlimit before{};
+  ::getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit tiny{.rlim_cur = 2048, .rlim_max = before.rlim_max};
+  expectToldOnceAndMadeGood([&] { ::setrlimit(RLIMIT_FSIZE, &tiny); },
+                            [&] { ::setrlimit(RLIMIT_FSIZE, &before); }, "File too large");
 }
 
 TEST_F(DefaultsFailureTest, ReadOnly) {
   fs::permissions(root, fs::perms(0755));
-  const struct {
-    std::string name;
-    std::function<fs::path()> target;
-    fs::perms allowed;
-    fs::perms refused;
-  } cases[] = {
-      {"the folder", [&] { return path.parent_path(); }, fs::perms(0700), fs::perms(0555)},
-      {"the file", [&] { return path; }, fs::perms(0600), fs::perms(0444)},
-  };
   constexpr uid_t nobody = 65534;
-  for (const auto& [name, target, allowed, refused] : cases) {
-    SCOPED_TRACE(name);
+  for (const bool wholeFolder : {true, false}) {
+    SCOPED_TRACE(wholeFolder ? "the folder" : "the file");
     fs::remove_all(path.parent_path());
     // Nothing is read-only to root.
     const bool isRoot = ::geteuid() == 0;
@@ -102,13 +78,11 @@ TEST_F(DefaultsFailureTest, ReadOnly) {
       ASSERT_EQ(::chown(path.parent_path().c_str(), nobody, nobody), 0);
       ASSERT_EQ(::seteuid(nobody), 0);
     }
-    Undo becomeRoot([isRoot] { EXPECT_TRUE(!isRoot || ::seteuid(0) == 0); });
-    expectToldOnceAndMadeGood(
-        [target = target(), allowed = allowed, refused = refused] {
-          fs::permissions(target, refused);
-          return std::make_unique<Undo>([target, allowed] { fs::permissions(target, allowed); });
-        },
-        "Permission denied");
+    const fs::path target = wholeFolder ? path.parent_path() : path;
+    const auto allow = [&](unsigned mode) { fs::permissions(target, fs::perms(mode)); };
+    expectToldOnceAndMadeGood([&] { allow(wholeFolder ? 0555 : 0444); },
+                              [&] { allow(wholeFolder ? 0700 : 0600); }, "Permission denied");
+    EXPECT_TRUE(!isRoot || ::seteuid(0) == 0);
   }
 }
 
@@ -128,6 +102,77 @@ TEST_F(DefaultsFailureTest, NoPlaceAtAll) {
     EXPECT_THAT(told, HasSubstr(place.empty() ? "there is no home folder" : "Not a directory"));
     EXPECT_EQ(std::ranges::count(told, '\n'), 1) << told;
   }
+}
+
+/// Writes settings without end and tells each step: a number before it sets it, and the negative number once
+/// it is in the file.
+[[noreturn]] void writeForEver(const std::filesystem::path& path, int pipe) {
+  const auto tell = [pipe](std::int64_t step) {
+    if (::write(pipe, &step, sizeof step) != sizeof step) std::_Exit(3);
+  };
+  const auto loop = std::make_shared<test::ManualMainLoop>();
+  DefaultsFile file(path, loop, std::make_shared<SerialQueue>("com.mardeck.sentrel.store"));
+  const auto stored = file.value("first");
+  for (std::int64_t number = stored ? std::get<std::int64_t>(*stored) + 1 : 1;; ++number) {
+    tell(number);
+    file.set("first", number);
+    file.set("middle", std::string(static_cast<std::size_t>(number * 977 % 100'000), 'x'));
+    file.set("last", number);
+    loop->runPosted();
+    if (!file.flush(std::chrono::seconds(30))) std::_Exit(4);
+    tell(-number);
+  }
+}
+
+TEST_F(DefaultsFailureTest, AKillAtAnyMomentLeavesTheOldOrTheNewState) {
+  constexpr int kills = 200;
+  std::mt19937 random(20261121);  // NOLINT(cert-msc51-cpp): the same moments in every run
+  std::int64_t last = 0;
+  int isNew = 0;
+  for (int round = 0; round < kills; ++round) {
+    std::array<int, 2> pipe{};
+    ASSERT_EQ(::pipe2(pipe.data(), O_CLOEXEC), 0);
+    const pid_t writer = ::fork();
+    if (writer == 0) {
+      ::close(pipe[0]);
+      writeForEver(path, pipe[1]);
+    }
+    ::close(pipe[1]);
+    pollfd begun{.fd = pipe[0], .events = POLLIN, .revents = 0};
+    ASSERT_EQ(::poll(&begun, 1, 30'000), 1);
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 6000));
+    ::kill(writer, SIGKILL);
+    ASSERT_EQ(::waitpid(writer, nullptr, 0), writer);
+
+    std::int64_t begunNumber = last;
+    std::int64_t writtenNumber = last;
+    for (std::int64_t step = 0; ::read(pipe[0], &step, sizeof step) == sizeof step;) {
+      (step < 0 ? writtenNumber : begunNumber) = std::abs(step);
+    }
+    ::close(pipe[0]);
+    ASSERT_GT(begunNumber, last);
+
+    const DefaultsFileContent content = readDefaultsFile(path);
+    ASSERT_FALSE(content.damaged) << read(path);
+    last = 0;
+    if (!content.values.empty()) {
+      last = std::get<std::int64_t>(content.values.at("first").value.value());
+      EXPECT_EQ(content.values.at("last").value, DefaultsValue(last)) << "half a change";
+      const auto middle = std::get<std::string>(content.values.at("middle").value.value());
+      EXPECT_EQ(static_cast<std::int64_t>(middle.size()), last * 977 % 100'000);
+    }
+    ASSERT_GE(last, writtenNumber) << "a state that was in the file is gone";
+    ASSERT_LE(last, begunNumber);
+    if (last == begunNumber) ++isNew;
+  }
+  std::cout << kills << " kills; the state being written was found " << isNew << " times, the one before it "
+            << kills - isNew << " times\n";
+
+  // What the killed left behind goes with the next write.
+  const auto file = open();
+  file->set("first", last + 1);
+  EXPECT_TRUE(settle(*file));
+  for (const std::string& name : names()) EXPECT_FALSE(name.starts_with("defaults.json.new")) << name;
 }
 
 }  // namespace

@@ -212,6 +212,9 @@ TEST_F(DefaultsFileTest, EverySettingOutlivesTheProcess) {
   SettingsRepository(file, loginItem).save(changed);
   EXPECT_TRUE(settle(*file));
   EXPECT_EQ(SettingsRepository(open(), loginItem).settings.get(), changed);
+  SettingsRepository(file, loginItem).save(FilterSettings());
+  EXPECT_TRUE(settle(*file));
+  EXPECT_EQ(SettingsRepository(open(), loginItem).settings.get(), FilterSettings());
 }
 
 }  // namespace

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <QCoreApplication>
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "stage/headless_desktop.h"
+#include "stage/played_session.h"
+#include "stage/portrait_scene.h"
+#include "stage/virtual_camera.h"
+#include "stage/wait_until.h"
+
+namespace sentrel::test {
+
+inline const auto program = QStringLiteral("expert.mardeck.sentrel");
+inline const auto objectPath = QStringLiteral("/expert/mardeck/sentrel");
+
+/// The program itself on a private desktop, before a played camera that sees its user, alone or watched.
+class ProgramDesk : public testing::Test {
+ protected:
+  ProgramDesk() {
+    desktop.exportToProcess();  // the camera is played here
+    camera.appear();
+    desktop.waitForNode("virtual_camera");
+    camera.setSource([this](std::int64_t) { return (isWatched ? watched : alone).constBits(); });
+  }
+  void start() {
+    process = desktop.spawn(SENTREL_PROGRAM);
+    session.sessionBus().waitForName(program);
+  }
+  void perform(const char* action) const {
+    session.sessionBus().call(program, objectPath, QStringLiteral("org.freedesktop.Application"),
+                              QStringLiteral("ActivateAction"),
+                              {QString::fromLatin1(action), QVariantList(), QVariantMap()});
+  }
+  [[nodiscard]] std::filesystem::path settingsPath() const {
+    return desktop.configFolder() / "sentrel" / "defaults.json";
+  }
+  void writeSettings(const std::string& text) const {
+    std::filesystem::create_directories(settingsPath().parent_path());
+    std::ofstream(settingsPath()) << text;
+  }
+  [[nodiscard]] std::string settings() const {
+    std::ifstream file(settingsPath());
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+  [[nodiscard]] bool isCovered() {
+    return desktop.run("xwininfo", {"-root", "-children"}).find("1920x1080+0+0") != std::string::npos;
+  }
+
+  int argumentCount = 1;
+  char name_[5] = "test";
+  char* arguments[2] = {name_, nullptr};
+  QCoreApplication application{argumentCount, arguments};
+  HeadlessDesktop desktop{{.systemBus = true, .pipeWire = true, .x11 = true}};
+  PlayedSession session{desktop};
+  const PortraitScene portrait;
+  const QImage alone = portrait.frame({}).convertToFormat(QImage::Format_RGB32);
+  const QImage watched = portrait.frame({.secondFace = SecondFace{}}).convertToFormat(QImage::Format_RGB32);
+  std::atomic<bool> isWatched = false;
+  VirtualCamera camera{{}};
+  ChildProcess process;
+};
+
+}  // namespace sentrel::test
