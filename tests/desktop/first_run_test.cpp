@@ -27,25 +27,22 @@ class AccessibleTree {
       : launcher_(desktop.spawn(
             "env", {"GSETTINGS_BACKEND=memory", "/usr/libexec/at-spi-bus-launcher", "--launch-immediately"})),
         bus_(QString()) {
-    const auto name = QStringLiteral("org.a11y.Bus");
-    const auto path = QStringLiteral("/org/a11y/bus");
+    const auto name = u"org.a11y.Bus"_s;
+    const auto path = u"/org/a11y/bus"_s;
     sessionBus.waitForName(name);
-    sessionBus.call(name, path, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Set"),
-                    {QStringLiteral("org.a11y.Status"), QStringLiteral("IsEnabled"),
-                     QVariant::fromValue(QDBusVariant(true))});
-    const QDBusMessage address = sessionBus.call(name, path, name, QStringLiteral("GetAddress"));
-    bus_ = QDBusConnection::connectToBus(address.arguments().constFirst().toString(),
-                                         QStringLiteral("accessible"));
+    sessionBus.call(name, path, u"org.freedesktop.DBus.Properties"_s, u"Set"_s,
+                    {u"org.a11y.Status"_s, u"IsEnabled"_s, QVariant::fromValue(QDBusVariant(true))});
+    const QDBusMessage address = sessionBus.call(name, path, name, u"GetAddress"_s);
+    bus_ = QDBusConnection::connectToBus(address.arguments().constFirst().toString(), u"accessible"_s);
   }
-  ~AccessibleTree() { QDBusConnection::disconnectFromBus(QStringLiteral("accessible")); }
+  ~AccessibleTree() { QDBusConnection::disconnectFromBus(u"accessible"_s); }
   AccessibleTree(const AccessibleTree&) = delete;
   AccessibleTree& operator=(const AccessibleTree&) = delete;
 
   /// Everything that is on the screen just now.
   [[nodiscard]] std::vector<Node> nodes() const {
     std::vector<Node> nodes;
-    visit({QStringLiteral("org.a11y.atspi.Registry"), QStringLiteral("/org/a11y/atspi/accessible/root")},
-          nodes);
+    visit({u"org.a11y.atspi.Registry"_s, u"/org/a11y/atspi/accessible/root"_s}, nodes);
     return nodes;
   }
 
@@ -62,8 +59,8 @@ class AccessibleTree {
         .value(0);
   }
   [[nodiscard]] std::string property(const Place& place, const char* name) const {
-    QDBusMessage get = QDBusMessage::createMethodCall(
-        place.service, place.path, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
+    QDBusMessage get = QDBusMessage::createMethodCall(place.service, place.path,
+                                                      u"org.freedesktop.DBus.Properties"_s, u"Get"_s);
     const QDBusMessage reply = bus_.call(get << accessible_ << QString::fromLatin1(name));
     return reply.arguments().value(0).value<QDBusVariant>().variant().toString().toStdString();
   }
@@ -92,7 +89,7 @@ class AccessibleTree {
     list.endArray();
   }
 
-  const QString accessible_ = QStringLiteral("org.a11y.atspi.Accessible");
+  const QString accessible_ = u"org.a11y.atspi.Accessible"_s;
   ChildProcess launcher_;
   QDBusConnection bus_;
 };

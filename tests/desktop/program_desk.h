@@ -18,8 +18,10 @@
 
 namespace sentrel::test {
 
-inline const auto program = QStringLiteral("expert.mardeck.sentrel");
-inline const auto objectPath = QStringLiteral("/expert/mardeck/sentrel");
+using namespace Qt::StringLiterals;
+
+inline const auto program = u"expert.mardeck.sentrel"_s;
+inline const auto objectPath = u"/expert/mardeck/sentrel"_s;
 
 /// The program itself on a private desktop, before a played camera that sees its user, alone or watched.
 class ProgramDesk : public testing::Test {
@@ -35,8 +37,7 @@ class ProgramDesk : public testing::Test {
     session.sessionBus().waitForName(program);
   }
   void perform(const char* action) const {
-    session.sessionBus().call(program, objectPath, QStringLiteral("org.freedesktop.Application"),
-                              QStringLiteral("ActivateAction"),
+    session.sessionBus().call(program, objectPath, u"org.freedesktop.Application"_s, u"ActivateAction"_s,
                               {QString::fromLatin1(action), QVariantList(), QVariantMap()});
   }
   [[nodiscard]] std::filesystem::path settingsPath() const {

@@ -36,9 +36,8 @@ class ProgramTest : public ProgramDesk {
   }
   [[nodiscard]] QVariant property(const char* name) const { return property(name, session.sessionBus()); }
   [[nodiscard]] static QVariant property(const char* name, const BusClient& bus) {
-    const QDBusMessage reply = bus.call(
-        program, objectPath, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"),
-        {QStringLiteral("expert.mardeck.sentrel1"), QString::fromLatin1(name)});
+    const QDBusMessage reply = bus.call(program, objectPath, u"org.freedesktop.DBus.Properties"_s, u"Get"_s,
+                                        {u"expert.mardeck.sentrel1"_s, QString::fromLatin1(name)});
     return reply.arguments().constFirst().value<QDBusVariant>().variant();
   }
   [[nodiscard]] std::string state() const { return property("State").toString().toStdString(); }
@@ -246,18 +245,16 @@ TEST_F(ProgramTest, StrangeNumbersAndAbsentServicesHarmNothing) {
 }
 
 TEST_F(ProgramTest, TheEndOfTheSessionBusDoesNotEndProtection) {
-  const auto trayName = QStringLiteral("org.kde.StatusNotifierWatcher");
-  const auto trayPath = QStringLiteral("/StatusNotifierWatcher");
-  const auto registers = QStringLiteral("RegisterStatusNotifierItem");
+  const auto trayName = u"org.kde.StatusNotifierWatcher"_s;
+  const auto trayPath = u"/StatusNotifierWatcher"_s;
+  const auto registers = u"RegisterStatusNotifierItem"_s;
   const BusMock firstTray = BusMock::empty(desktop, session.sessionBus(), trayName, trayPath);
-  firstTray.control(trayPath, QStringLiteral("AddMethod"),
-                    {trayName, registers, QStringLiteral("s"), QString(), QString()});
-  firstTray.control(
-      trayPath, QStringLiteral("AddProperty"),
-      {trayName, QStringLiteral("IsStatusNotifierHostRegistered"), QVariant::fromValue(QDBusVariant(true))});
+  firstTray.control(trayPath, u"AddMethod"_s, {trayName, registers, u"s"_s, QString(), QString()});
+  firstTray.control(trayPath, u"AddProperty"_s,
+                    {trayName, u"IsStatusNotifierHostRegistered"_s, QVariant::fromValue(QDBusVariant(true))});
   startProtecting();
   ASSERT_TRUE(waitUntil([&] {
-    const QDBusMessage reply = firstTray.control(trayPath, QStringLiteral("GetMethodCalls"), {registers});
+    const QDBusMessage reply = firstTray.control(trayPath, u"GetMethodCalls"_s, {registers});
     const auto calls = reply.arguments().constFirst().value<QDBusArgument>();
     calls.beginArray();
     return !calls.atEnd();
@@ -276,14 +273,14 @@ TEST_F(ProgramTest, TheEndOfTheSessionBusDoesNotEndProtection) {
   const BusClient next(desktop, TestBus::session);
   next.waitForName(program);
   EXPECT_EQ(property("State", next), "nominal");
-  BusDouble server(desktop, TestBus::session, QStringLiteral("org.freedesktop.Notifications"));
-  server.answer(QStringLiteral("Notify"), [](const QDBusMessage&) -> QVariantList { return {1U}; });
+  BusDouble server(desktop, TestBus::session, u"org.freedesktop.Notifications"_s);
+  server.answer(u"Notify"_s, [](const QDBusMessage&) -> QVariantList { return {1U}; });
   BusDouble tray(desktop, TestBus::session, trayName);
   tray.answer(registers, [](const QDBusMessage&) { return QVariantList(); });
   isWatched = true;
   EXPECT_TRUE(waitUntil([&] {
     QCoreApplication::processEvents();
-    return !server.calls(QStringLiteral("Notify")).empty() && tray.calls(registers).size() == 1;
+    return !server.calls(u"Notify"_s).empty() && tray.calls(registers).size() == 1;
   }));
   process.signal(SIGTERM);
   EXPECT_EQ(process.waitForExit(seconds(10)), 0);

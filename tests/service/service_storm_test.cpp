@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Whatever happens to the service and in whatever order, what it holds and shows fits what it is.
+#include <functional>
+#include <iterator>
 #include <random>
+#include <utility>
 
 #include "service/service_test_base.h"
 
@@ -14,65 +17,52 @@ class ServiceStormTest : public test::ServiceTestBase {
  protected:
   void happen(std::mt19937& random) {
     const auto pick = [&](unsigned n) { return static_cast<std::int64_t>(random() % n); };
-    FilterSettings next = settings->settings;
-    switch (pick(21)) {
-      case 0:
-      case 1:
-      case 19:
-        service->start();
-        break;
-      case 2:
-        service->stop();
-        break;
-      case 3:
-        room.session->wasInterrupted.emit();
-        break;
-      case 4:
-        room.session->interruptionEnded.emit();
-        break;
-      case 5:
-        room.session->status = static_cast<AuthorizationStatus>(pick(2) * 3);
-        break;
-      case 6:
-        for (auto& answer : std::exchange(room.session->accessRequests, {})) answer(pick(2) == 0);
-        break;
-      case 7:
-        room.detector->prepareError = pick(3) == 0 ? std::optional(FaceDetectorError{"x"}) : std::nullopt;
-        break;
-      case 8:
-        next.filterStrength = 1 + pick(5);
-        next.inattentionDelayMs = 500;
-        settings->save(next);
-        break;
-      case 9:
-        backend->setScreens(pick(2) == 0 ? std::vector<Screen>{{1, "", {}, true}, {2, "", {}, false}}
-                                         : std::vector<Screen>{{1, "", {}, true}});
-        break;
-      case 10:
-        see(watched, 600 + 100 * pick(4));
-        break;
-      case 11:
-        see(lookingAway, 100 * pick(9));
-        break;
-      case 12:
-        see(alone, 100 * pick(9));
-        break;
-      case 13:
-      case 14:
-        lastSessionEvent = static_cast<SessionEvent>(pick(6));
-        desktop.session->observer.tell(lastSessionEvent);
-        break;
-      case 15:
-        desktop.power->source = PowerSourceDescription{static_cast<int>(pick(20)), pick(2) == 0};
-        room.advance(30'000, 5000);
-        break;
-      case 16:
-        desktop.keys->observer.tell();
-        break;
-      default:
-        room.advance(pick(2) == 0 ? 5000 : 100);
-        break;
-    }
+    const Screen first{1, "", {}, true};
+    const Screen second{2, "", {}, false};
+    const auto begin = [&] { service->start(); };
+    const auto wait = [&] { room.advance(pick(2) == 0 ? 5000 : 100); };
+    const auto tell = [&] {
+      lastSessionEvent = static_cast<SessionEvent>(pick(6));
+      desktop.session->observer.tell(lastSessionEvent);
+    };
+    const std::function<void()> happenings[] = {
+        begin,
+        begin,
+        begin,
+        [&] { service->stop(); },
+        [&] { room.session->wasInterrupted.emit(); },
+        [&] { room.session->interruptionEnded.emit(); },
+        [&] { room.session->status = static_cast<AuthorizationStatus>(pick(2) * 3); },
+        [&] {
+          for (auto& answer : std::exchange(room.session->accessRequests, {})) answer(pick(2) == 0);
+        },
+        [&] {
+          room.detector->prepareError = pick(3) == 0 ? std::optional(FaceDetectorError{"x"}) : std::nullopt;
+        },
+        [&] {
+          FilterSettings next = settings->settings;
+          next.filterStrength = 1 + pick(5);
+          next.inattentionDelayMs = 500;
+          settings->save(next);
+        },
+        [&] {
+          backend->setScreens(pick(2) == 0 ? std::vector{first, second} : std::vector{first});
+        },
+        [&] { see(watched, 600 + 100 * pick(4)); },
+        [&] { see(lookingAway, 100 * pick(9)); },
+        [&] { see(alone, 100 * pick(9)); },
+        tell,
+        tell,
+        [&] {
+          desktop.power->source = PowerSourceDescription{static_cast<int>(pick(20)), pick(2) == 0};
+          room.advance(30'000, 5000);
+        },
+        [&] { desktop.keys->observer.tell(); },
+        wait,
+        wait,
+        wait,
+    };
+    happenings[random() % std::size(happenings)]();
     if (pick(3) != 0) room.settle();
   }
 

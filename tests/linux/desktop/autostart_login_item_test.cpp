@@ -10,16 +10,17 @@
 namespace sentrel {
 namespace {
 
+using namespace Qt::StringLiterals;
 using testing::HasSubstr;
 using testing::Optional;
 
 class AutostartLoginItemTest : public testing::Test {
  protected:
   [[nodiscard]] QString path() const {
-    return config.filePath(QStringLiteral("autostart/expert.mardeck.sentrel.desktop"));
+    return config.filePath(u"autostart/expert.mardeck.sentrel.desktop"_s);
   }
   void write(const char* text) const {
-    QDir().mkpath(config.filePath(QStringLiteral("autostart")));
+    QDir().mkpath(config.filePath(u"autostart"_s));
     QFile file(path());
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     file.write(text);
@@ -30,7 +31,7 @@ class AutostartLoginItemTest : public testing::Test {
   }
 
   QTemporaryDir config;
-  AutostartLoginItem item{config.path(), QStringLiteral("/opt/a \"b\" $c\\d%/sentrel")};
+  AutostartLoginItem item{config.path(), u"/opt/a \"b\" $c\\d%/sentrel"_s};
 };
 
 TEST_F(AutostartLoginItemTest, ReadsWhatDesktopsRead) {
@@ -63,7 +64,7 @@ TEST_F(AutostartLoginItemTest, EnablesOverAHiddenEntryAndDisables) {
 }
 
 TEST_F(AutostartLoginItemTest, TellsWhyItCannotBeWritten) {
-  QFile blocked(config.filePath(QStringLiteral("autostart")));
+  QFile blocked(config.filePath(u"autostart"_s));
   ASSERT_TRUE(blocked.open(QIODevice::WriteOnly));
   EXPECT_THAT(item.setEnabled(true), Optional(HasSubstr("autostart")));
 }

@@ -16,10 +16,11 @@
 namespace sentrel::test {
 namespace {
 
+using namespace Qt::StringLiterals;
 using testing::ElementsAre;
 
-const auto notifications = QStringLiteral("org.freedesktop.Notifications");
-const auto notificationsPath = QStringLiteral("/org/freedesktop/Notifications");
+const auto notifications = u"org.freedesktop.Notifications"_s;
+const auto notificationsPath = u"/org/freedesktop/Notifications"_s;
 const NotificationContent content{"Titre", "Texte"};
 
 class NotificationsTest : public EventDesk {
@@ -27,15 +28,14 @@ class NotificationsTest : public EventDesk {
   /// A server that numbers what it shows from `first` on.
   std::unique_ptr<BusDouble> serve(uint first) {
     auto server = std::make_unique<BusDouble>(desktop, TestBus::session, notifications);
-    server->answer(QStringLiteral("GetServerInformation"), [](const QDBusMessage&) {
-      return QVariantList{QStringLiteral("x"), QStringLiteral("x"), QStringLiteral("1"),
-                          QStringLiteral("1.2")};
+    server->answer(u"GetServerInformation"_s, [](const QDBusMessage&) {
+      return QVariantList{u"x"_s, u"x"_s, u"1"_s, u"1.2"_s};
     });
-    server->answer(QStringLiteral("Notify"), [next = first](const QDBusMessage& call) mutable {
+    server->answer(u"Notify"_s, [next = first](const QDBusMessage& call) mutable {
       const uint replaced = call.arguments().at(1).toUInt();
       return QVariantList{replaced != 0 ? replaced : next++};
     });
-    server->answer(QStringLiteral("CloseNotification"), [](const QDBusMessage&) { return QVariantList(); });
+    server->answer(u"CloseNotification"_s, [](const QDBusMessage&) { return QVariantList(); });
     return server;
   }
   [[nodiscard]] bool runUntilCalls(const BusDouble& server, const char* member, std::size_t count) {
@@ -63,9 +63,9 @@ TEST_F(NotificationsTest, AreReplacedWithdrawnAndChosen) {
   };
   centre.add("a", content);
   ASSERT_TRUE(runUntilCalls(*server, "Notify", 1));
-  const auto hints = qdbus_cast<QVariantMap>(server->calls(QStringLiteral("Notify"))[0].arguments().at(6));
-  EXPECT_EQ(hints.value(QStringLiteral("urgency")).toInt(), 2);
-  EXPECT_TRUE(hints.contains(QStringLiteral("sound-name")));
+  const auto hints = qdbus_cast<QVariantMap>(server->calls(u"Notify"_s)[0].arguments().at(6));
+  EXPECT_EQ(hints.value(u"urgency"_s).toInt(), 2);
+  EXPECT_TRUE(hints.contains(u"sound-name"_s));
   centre.add("a", content);
   centre.remove("a");
   centre.add("a", content);
@@ -74,8 +74,7 @@ TEST_F(NotificationsTest, AreReplacedWithdrawnAndChosen) {
   std::vector<std::string> chosen;
   const auto watch = centre.chosen.connect([&](const std::string& id) { chosen.push_back(id); });
   for (const uint number : {99U, 0U, 7U, 8U}) {
-    server->emitSignal(notificationsPath, notifications, QStringLiteral("ActionInvoked"),
-                       {number, QStringLiteral("default")});
+    server->emitSignal(notificationsPath, notifications, u"ActionInvoked"_s, {number, u"default"_s});
   }
   ASSERT_TRUE(runUntil([&] { return !chosen.empty(); }));
   EXPECT_THAT(chosen, ElementsAre("a"));
@@ -85,16 +84,16 @@ TEST_F(NotificationsTest, AreReplacedWithdrawnAndChosen) {
   // Withdrawn while the server still thinks about its number; then another server.
   server.reset();
   auto slow = std::make_unique<BusDouble>(desktop, TestBus::session, notifications);
-  slow->keep(QStringLiteral("Notify"));
+  slow->keep(u"Notify"_s);
   centre.add("a", content);
   ASSERT_TRUE(runUntilCalls(*slow, "Notify", 1));
   centre.remove("a");
-  slow->reply(slow->calls(QStringLiteral("Notify"))[0], {40U});
+  slow->reply(slow->calls(u"Notify"_s)[0], {40U});
   ASSERT_TRUE(runUntilCalls(*slow, "CloseNotification", 1));
   EXPECT_EQ(numberOf(*slow, "CloseNotification", 0), 40U);
   centre.add("a", content);
   ASSERT_TRUE(runUntilCalls(*slow, "Notify", 2));
-  slow->reply(slow->calls(QStringLiteral("Notify"))[1], {QStringLiteral("garbage")});
+  slow->reply(slow->calls(u"Notify"_s)[1], {u"garbage"_s});
   slow.reset();
   server = serve(1);
   centre.add("a", content);
@@ -109,21 +108,21 @@ struct PowerTest : EventDesk {
 TEST_F(PowerTest, TheFirstBatteryIsTheOneThatSuppliesThisMachine) {
   Registration observing = power.observe();
   EXPECT_EQ(power.first(), std::nullopt);
-  const auto upower = QStringLiteral("org.freedesktop.UPower");
-  const auto upowerPath = QStringLiteral("/org/freedesktop/UPower");
-  const auto device = upower + QStringLiteral(".Device");
-  const auto display = upowerPath + QStringLiteral("/devices/DisplayDevice");
-  const auto mouse = upowerPath + QStringLiteral("/devices/mouse");
-  const auto battery = upowerPath + QStringLiteral("/devices/BAT0");
+  const auto upower = u"org.freedesktop.UPower"_s;
+  const auto upowerPath = u"/org/freedesktop/UPower"_s;
+  const auto device = upower + u".Device"_s;
+  const auto display = upowerPath + u"/devices/DisplayDevice"_s;
+  const auto mouse = upowerPath + u"/devices/mouse"_s;
+  const auto battery = upowerPath + u"/devices/BAT0"_s;
   using Source = std::optional<PowerSourceDescription>;
   const auto becomes = [&](const Source& expected) {
     return runUntil([&] { return power.first() == expected; });
   };
-  std::optional<BusMock> mock(std::in_place, desktop, systemBus, upower, QStringLiteral("upower"));
+  std::optional<BusMock> mock(std::in_place, desktop, systemBus, upower, u"upower"_s);
   for (const char* unit : {"mouse", "BAT0"}) {
-    mock->control(upowerPath, QStringLiteral("AddDischargingBattery"),
-                  {QString::fromLatin1(unit), QStringLiteral("B"), 80.5, qlonglong{60}});
-    mock->setProperty(mouse, device, QStringLiteral("PowerSupply"), false);
+    mock->control(upowerPath, u"AddDischargingBattery"_s,
+                  {QString::fromLatin1(unit), u"B"_s, 80.5, qlonglong{60}});
+    mock->setProperty(mouse, device, u"PowerSupply"_s, false);
   }
   EXPECT_TRUE(becomes(PowerSourceDescription{80, false}));
   const struct {
@@ -135,22 +134,21 @@ TEST_F(PowerTest, TheFirstBatteryIsTheOneThatSuppliesThisMachine) {
                  {"State", 4U, {{80, true}}},
                  {"Percentage", 9.99, {{9, true}}},
                  {"Percentage", -1.0, {{std::nullopt, true}}},
-                 {"Percentage", QStringLiteral("full"), {{std::nullopt, true}}},
-                 {"State", QStringLiteral("?"), {{std::nullopt, std::nullopt}}},
+                 {"Percentage", u"full"_s, {{std::nullopt, true}}},
+                 {"State", u"?"_s, {{std::nullopt, std::nullopt}}},
                  {"IsPresent", false, std::nullopt}};
   for (const auto& [property, value, expected] : changes) {
     mock->setProperty(battery, device, QString::fromLatin1(property), value);
     EXPECT_TRUE(becomes(expected)) << property << " " << value.toString().toStdString();
   }
-  mock->setProperty(display, device, QStringLiteral("Type"), 2U);
-  mock->setProperty(display, device, QStringLiteral("IsPresent"), true);
-  mock->setProperty(display, device, QStringLiteral("Percentage"), 55.0);
+  mock->setProperty(display, device, u"Type"_s, 2U);
+  mock->setProperty(display, device, u"IsPresent"_s, true);
+  mock->setProperty(display, device, u"Percentage"_s, 55.0);
   EXPECT_TRUE(becomes(PowerSourceDescription{55, true})) << "all batteries as one";
   mock->kill();
   EXPECT_TRUE(becomes(std::nullopt));
-  mock.emplace(desktop, systemBus, upower, QStringLiteral("upower"));
-  mock->control(upowerPath, QStringLiteral("AddDischargingBattery"),
-                {QStringLiteral("BAT1"), QStringLiteral("B"), 20.0, qlonglong{60}});
+  mock.emplace(desktop, systemBus, upower, u"upower"_s);
+  mock->control(upowerPath, u"AddDischargingBattery"_s, {u"BAT1"_s, u"B"_s, 20.0, qlonglong{60}});
   EXPECT_TRUE(becomes(PowerSourceDescription{20, false})) << "served again";
   observing.reset();
   EXPECT_EQ(power.first(), std::nullopt);
@@ -161,12 +159,12 @@ using HapticsTest = EventDesk;
 TEST_F(HapticsTest, AreAskedOfWhoeverServesThem) {
   FeedbackdHaptics haptics(buses);
   haptics.perform();  // nobody there
-  const auto feedback = QStringLiteral("org.sigxcpu.Feedback");
+  const auto feedback = u"org.sigxcpu.Feedback"_s;
   // The real one tells the end of each feedback that it took.
   int ended = 0;
   BusListener listener([&](const QDBusMessage&) { ++ended; }, nullptr);
-  sessionBus.handle().connect(QString(), QStringLiteral("/org/sigxcpu/Feedback"), feedback,
-                              QStringLiteral("FeedbackEnded"), &listener, SLOT(received(QDBusMessage)));
+  sessionBus.handle().connect(QString(), u"/org/sigxcpu/Feedback"_s, feedback, u"FeedbackEnded"_s, &listener,
+                              SLOT(received(QDBusMessage)));
   const ChildProcess feedbackd = desktop.spawn("/usr/libexec/feedbackd");
   sessionBus.waitForName(feedback);
   EXPECT_TRUE(runUntil([&] {
@@ -178,19 +176,19 @@ TEST_F(HapticsTest, AreAskedOfWhoeverServesThem) {
 using AppearanceTest = EventDesk;
 
 TEST_F(AppearanceTest, FollowsWhatThePersonAskedOfTheDesktop) {
-  BusDouble portal(desktop, TestBus::session, QStringLiteral("org.freedesktop.portal.Desktop"));
+  BusDouble portal(desktop, TestBus::session, u"org.freedesktop.portal.Desktop"_s);
   const auto boxed = [](const QVariant& value) { return QVariant::fromValue(QDBusVariant(value)); };
-  portal.answer(QStringLiteral("Read"), [boxed](const QDBusMessage& call) {
-    const bool kde = call.arguments().at(0) == QStringLiteral("org.kde.kdeglobals.KDE");
-    return QVariantList{boxed(boxed(kde ? QVariant(QStringLiteral("0")) : QVariant(QStringLiteral("lie"))))};
+  portal.answer(u"Read"_s, [boxed](const QDBusMessage& call) {
+    const bool kde = call.arguments().at(0) == u"org.kde.kdeglobals.KDE"_s;
+    return QVariantList{boxed(boxed(kde ? QVariant(u"0"_s) : QVariant(u"lie"_s)))};
   });
   const DesktopAppearance desktopAppearance(loop, buses);
   const auto looks = [&] { return desktopAppearance.appearance().get(); };
   EXPECT_EQ(looks(), Appearance{});
   ASSERT_TRUE(runUntil([&] { return looks().reducedMotion; }));
   const auto change = [&](const char* space, const char* key, const QVariant& value) {
-    portal.emitSignal(QStringLiteral("/org/freedesktop/portal/desktop"),
-                      QStringLiteral("org.freedesktop.portal.Settings"), QStringLiteral("SettingChanged"),
+    portal.emitSignal(u"/org/freedesktop/portal/desktop"_s, u"org.freedesktop.portal.Settings"_s,
+                      u"SettingChanged"_s,
                       {QString::fromLatin1(space), QString::fromLatin1(key), boxed(value)});
   };
   change("org.gnome.desktop.interface", "AnimationDurationFactor", 3);
@@ -269,40 +267,38 @@ TEST_F(KeyMonitorTest, ObservesTheShortcutOnX11) {
 
 TEST_F(KeyMonitorTest, BindsAtThePortalOnceAndHearsItsActivations) {
   ::setenv("WAYLAND_DISPLAY", "wayland-none", 1);
-  const auto portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
-  const auto shortcuts = QStringLiteral("org.freedesktop.portal.GlobalShortcuts");
-  const QDBusObjectPath sessionHandle(portalPath + QStringLiteral("/session/1_1/sentrel"));
-  BusDouble portal(desktop, TestBus::session, QStringLiteral("org.freedesktop.portal.Desktop"));
+  const auto portalPath = u"/org/freedesktop/portal/desktop"_s;
+  const auto shortcuts = u"org.freedesktop.portal.GlobalShortcuts"_s;
+  const QDBusObjectPath sessionHandle(portalPath + u"/session/1_1/sentrel"_s);
+  BusDouble portal(desktop, TestBus::session, u"org.freedesktop.portal.Desktop"_s);
   // Each request is answered by a signal of its own object, as the portal does.
   const auto answerRequest = [&](const QDBusMessage& call, uint response, const QVariantMap& results) {
     QString sender = call.service().mid(1);
     sender.replace(QLatin1Char('.'), QLatin1Char('_'));
     const auto options = qdbus_cast<QVariantMap>(call.arguments().constLast());
     const QString path =
-        QStringLiteral("%1/request/%2/%3")
-            .arg(portalPath, sender, options.value(QStringLiteral("handle_token")).toString());
+        u"%1/request/%2/%3"_s.arg(portalPath, sender, options.value(u"handle_token"_s).toString());
     portal.reply(call, {QVariant::fromValue(QDBusObjectPath(path))});
-    portal.emitSignal(path, QStringLiteral("org.freedesktop.portal.Request"), QStringLiteral("Response"),
-                      {response, results});
+    portal.emitSignal(path, u"org.freedesktop.portal.Request"_s, u"Response"_s, {response, results});
   };
   const auto calls = [&](const char* member) { return portal.calls(QString::fromLatin1(member)); };
-  portal.keep(QStringLiteral("CreateSession"));
-  portal.keep(QStringLiteral("BindShortcuts"));
+  portal.keep(u"CreateSession"_s);
+  portal.keep(u"BindShortcuts"_s);
   const auto keys = monitor();
   Registration observing = keys->observe([&] { ++presses; });
   ASSERT_TRUE(runUntil([&] { return calls("CreateSession").size() == 1; }));
-  answerRequest(calls("CreateSession")[0], 0, {{QStringLiteral("session_handle"), sessionHandle.path()}});
+  answerRequest(calls("CreateSession")[0], 0, {{u"session_handle"_s, sessionHandle.path()}});
   ASSERT_TRUE(runUntil([&] { return calls("BindShortcuts").size() == 1; }));
-  EXPECT_EQ(calls("BindShortcuts")[0].signature(), QStringLiteral("oa(sa{sv})sa{sv}"));
+  EXPECT_EQ(calls("BindShortcuts")[0].signature(), u"oa(sa{sv})sa{sv}"_s);
   EXPECT_FALSE(keys->canObserve()) << "the person is still being asked";
   answerRequest(calls("BindShortcuts")[0], 0, {});
   ASSERT_TRUE(runUntil([&] { return keys->canObserve(); }));
 
   const auto activate = [&](const QDBusObjectPath& handle, const char* id) {
-    portal.emitSignal(portalPath, shortcuts, QStringLiteral("Activated"),
+    portal.emitSignal(portalPath, shortcuts, u"Activated"_s,
                       {QVariant::fromValue(handle), QString::fromLatin1(id), qulonglong{1}, QVariantMap()});
   };
-  activate(QDBusObjectPath(QStringLiteral("/somebody/else")), "toggle");
+  activate(QDBusObjectPath(u"/somebody/else"_s), "toggle");
   activate(sessionHandle, "other");
   activate(sessionHandle, "toggle");
   ASSERT_TRUE(runUntil([&] { return presses > 0; }));

@@ -15,12 +15,13 @@
 namespace sentrel::test {
 namespace {
 
+using namespace Qt::StringLiterals;
 using enum SessionEvent;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const auto gnomePath = QStringLiteral("/org/gnome/ScreenSaver");
-const auto gnome = QStringLiteral("org.gnome.ScreenSaver");
+const auto gnomePath = u"/org/gnome/ScreenSaver"_s;
+const auto gnome = u"org.gnome.ScreenSaver"_s;
 
 class SessionEventsTest : public SessionEventsDesk {
  protected:
@@ -54,16 +55,14 @@ TEST_F(SessionEventsTest, ASleepWaitsUntilTheCameraIsClosed) {
 }
 
 TEST_F(SessionEventsTest, FindsItsSessionByTheEnvironment) {
-  const BusMock logind(desktop, systemBus, QStringLiteral("org.freedesktop.login1"),
-                       QStringLiteral("logind"));
+  const BusMock logind(desktop, systemBus, u"org.freedesktop.login1"_s, u"logind"_s);
   const auto lock = [&](const char* session, bool locked) {
-    logind.call(QStringLiteral("/org/freedesktop/login1/session/") + QString::fromLatin1(session),
-                QStringLiteral("org.freedesktop.login1.Session"), QStringLiteral("SetLockedHint"), {locked});
+    logind.call(u"/org/freedesktop/login1/session/"_s + QString::fromLatin1(session),
+                u"org.freedesktop.login1.Session"_s, u"SetLockedHint"_s, {locked});
   };
   for (const char* session : {"c2", "c9"}) {
-    logind.control(
-        QStringLiteral("/org/freedesktop/login1"), QStringLiteral("AddSession"),
-        {QString::fromLatin1(session), QStringLiteral("seat0"), 1000U, QStringLiteral("user"), true});
+    logind.control(u"/org/freedesktop/login1"_s, u"AddSession"_s,
+                   {QString::fromLatin1(session), u"seat0"_s, 1000U, u"user"_s, true});
     lock(session, true);
   }
   install();
@@ -96,40 +95,36 @@ TEST_F(SessionEventsTest, FoundLockedAndInactiveIsOneEvent) {
 }
 
 TEST_F(SessionEventsTest, FollowsBothScreenSaversThroughTheirRestarts) {
-  std::optional<BusMock> saver(std::in_place, desktop, sessionBus, gnome,
-                               QStringLiteral("gnome_screensaver"));
-  BusDouble other(desktop, TestBus::session, QStringLiteral("org.freedesktop.ScreenSaver"));
+  std::optional<BusMock> saver(std::in_place, desktop, sessionBus, gnome, u"gnome_screensaver"_s);
+  BusDouble other(desktop, TestBus::session, u"org.freedesktop.ScreenSaver"_s);
   // Stands where one desktop has it, and not where the other has it.
-  other.answer(QStringLiteral("GetActive"), [&](const QDBusMessage& call) -> QVariantList {
-    return call.path() == QStringLiteral("/ScreenSaver") ? QVariantList{true}
-                                                         : QVariantList{QStringLiteral("what?")};
+  other.answer(u"GetActive"_s, [&](const QDBusMessage& call) -> QVariantList {
+    return call.path() == u"/ScreenSaver"_s ? QVariantList{true} : QVariantList{u"what?"_s};
   });
   install();
   ASSERT_TRUE(runUntilDelivered(1));
-  saver->call(gnomePath, gnome, QStringLiteral("SetActive"), {true});
-  other.emitSignal(QStringLiteral("/ScreenSaver"), QStringLiteral("org.freedesktop.ScreenSaver"),
-                   QStringLiteral("ActiveChanged"), {false});
+  saver->call(gnomePath, gnome, u"SetActive"_s, {true});
+  other.emitSignal(u"/ScreenSaver"_s, u"org.freedesktop.ScreenSaver"_s, u"ActiveChanged"_s, {false});
   // Garbage, and a stranger that says the same words.
-  other.emitSignal(QStringLiteral("/ScreenSaver"), QStringLiteral("org.freedesktop.ScreenSaver"),
-                   QStringLiteral("ActiveChanged"), {7, QStringLiteral("true")});
-  BusDouble stranger(desktop, TestBus::session, QStringLiteral("org.example.Stranger"));
-  stranger.emitSignal(gnomePath, gnome, QStringLiteral("ActiveChanged"), {false});
+  other.emitSignal(u"/ScreenSaver"_s, u"org.freedesktop.ScreenSaver"_s, u"ActiveChanged"_s, {7, u"true"_s});
+  BusDouble stranger(desktop, TestBus::session, u"org.example.Stranger"_s);
+  stranger.emitSignal(gnomePath, gnome, u"ActiveChanged"_s, {false});
   saver->kill();
-  saver.emplace(desktop, sessionBus, gnome, QStringLiteral("gnome_screensaver"));  // without its cover
+  saver.emplace(desktop, sessionBus, gnome, u"gnome_screensaver"_s);  // without its cover
   ASSERT_TRUE(runUntilDelivered(2));
   EXPECT_THAT(delivered, ElementsAre(screenIsLocked, screenIsUnlocked));
 }
 
 TEST_F(SessionEventsTest, FollowsGnomesDisplays) {
-  const auto display = QStringLiteral("org.gnome.Mutter.DisplayConfig");
-  const auto displayPath = QStringLiteral("/org/gnome/Mutter/DisplayConfig");
+  const auto display = u"org.gnome.Mutter.DisplayConfig"_s;
+  const auto displayPath = u"/org/gnome/Mutter/DisplayConfig"_s;
   BusMock mutter = BusMock::empty(desktop, sessionBus, display, displayPath);
-  mutter.control(displayPath, QStringLiteral("AddProperty"),
-                 {display, QStringLiteral("PowerSaveMode"), QVariant::fromValue(QDBusVariant(3))});
+  mutter.control(displayPath, u"AddProperty"_s,
+                 {display, u"PowerSaveMode"_s, QVariant::fromValue(QDBusVariant(3))});
   install();
   ASSERT_TRUE(runUntilDelivered(1));
   for (const int mode : {0, 1, 3, 99, 0}) {
-    mutter.setProperty(displayPath, display, QStringLiteral("PowerSaveMode"), mode);
+    mutter.setProperty(displayPath, display, u"PowerSaveMode"_s, mode);
   }
   ASSERT_TRUE(runUntilDelivered(4));
   EXPECT_THAT(delivered, ElementsAre(screensDidSleep, screensDidWake, screensDidSleep, screensDidWake));
