@@ -72,6 +72,7 @@ class ServiceStormTest : public test::ServiceTestBase {
     const Kind kind = state();
     const bool watching = kind == Kind::nominal || kind == Kind::inattention || kind == Kind::alert;
     EXPECT_EQ(room.session->running, camera->isRunning().get());
+    EXPECT_TRUE(active || !room.session->running);
     EXPECT_EQ(observers(), active ? observersWhileOn : 0U);
     if (kind != Kind::cameraBusy) {
       EXPECT_EQ(overlay->isShowing(), watching);

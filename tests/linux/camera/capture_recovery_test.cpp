@@ -29,13 +29,11 @@ TEST_F(CaptureTest, ACameraThatIsPulledIsReportedAndTakenUpAgain) {
 
   const auto pulled = SteadyClock::now();
   camera.vanish();
-  ASSERT_TRUE(user.eventually([&] { return user.count(Report::interrupted) == 3; }));
+  ASSERT_TRUE(user.eventually([&] { return user.count(Report::interrupted) == 2; }));
   const auto reports = user.reports();
   EXPECT_LT(reports[0].at - pulled, lateness);
-  for (std::size_t i = 1; i < reports.size(); ++i) {
-    EXPECT_GT(reports[i].at - reports[i - 1].at, milliseconds(1900));
-    EXPECT_LT(reports[i].at - reports[i - 1].at, milliseconds(2000) + lateness);
-  }
+  EXPECT_GT(reports[1].at - reports[0].at, milliseconds(1900));
+  EXPECT_LT(reports[1].at - reports[0].at, milliseconds(2000) + lateness);
   EXPECT_TRUE(user.session->hasSeenDevice());
   EXPECT_TRUE(user.session->devices().empty());
   ASSERT_TRUE(user.session->interruptionCause());

@@ -51,10 +51,6 @@ TEST_F(CaptureTest, TheBestModeIsAgreedOn) {
   using Format = VirtualCamera::Format;
   using Mode = VirtualCamera::Mode;
   // Each camera's own first choice is another one than the best.
-  struct Case {
-    std::vector<Mode> modes;
-    Mode best;
-  };
   const Mode usual{Format::yuy2, 640, 480, 30};
   const Mode usualMjpeg{Format::mjpeg, 640, 480, 30};
   const Mode slow{Format::yuy2, 640, 480, 5};
@@ -62,25 +58,24 @@ TEST_F(CaptureTest, TheBestModeIsAgreedOn) {
   const Mode largeMjpeg{Format::mjpeg, 1280, 720, 30};
   const Mode huge{Format::nv12, 1920, 1080, 30};
   const Mode odd{Format::i420, 720, 576, 25};
-  const std::vector<Case> cases{
+  const std::vector<std::pair<std::vector<Mode>, Mode>> cases{
       {{large, usualMjpeg, usual}, usual},     // the right size, uncompressed
       {{huge, slow, usualMjpeg}, usualMjpeg},  // a fluent picture before an uncompressed one
       {{huge, largeMjpeg, slow}, slow},        // the right size before a fluent picture
       {{huge, large, largeMjpeg}, largeMjpeg}, {{odd}, odd},
   };
-  for (const Case& one : cases) {
-    SCOPED_TRACE(&one - cases.data());
-    const Mode first = one.modes.front();
+  for (const auto& [modes, best] : cases) {
+    const Mode first = modes.front();
     VirtualCamera camera({.width = first.width,
                           .height = first.height,
                           .fps = first.fps,
                           .format = first.format,
-                          .otherModes = {one.modes.begin() + 1, one.modes.end()}});
+                          .otherModes = {modes.begin() + 1, modes.end()}});
     camera.appear();
     CaptureUser user;
     user.start();
     ASSERT_TRUE(user.getsFrames(1));
-    EXPECT_TRUE(camera.agreedMode() == one.best)
+    EXPECT_TRUE(camera.agreedMode() == best)
         << camera.agreedMode()->width << " at " << camera.agreedMode()->fps;
     EXPECT_EQ(user.handed().back().width, 640);
   }
@@ -162,22 +157,20 @@ TEST_F(CaptureTest, CamerasAreListedAndChosen) {
   EXPECT_EQ(user.session->devices()[0], (CameraDevice{"plain", "Plain camera", CameraPosition::unspecified}));
   EXPECT_FALSE(user.session->defaultDevice(CameraPosition::front));
 
+  const auto byDefault = [&](CameraPosition position) {
+    const auto device = user.session->defaultDevice(position);
+    return device ? device->uniqueID : "";
+  };
   for (const std::string id : {"other", "plain"}) {
     desktop.run("pw-metadata", {"0", "default.configured.video.source", R"({ "name": ")" + id + R"(" })",
                                 "Spa:String:JSON"});
-    EXPECT_TRUE(user.eventually([&] {
-      const auto device = user.session->defaultDevice(CameraPosition::unspecified);
-      return device && device->uniqueID == id;
-    }));
+    EXPECT_TRUE(user.eventually([&] { return byDefault(CameraPosition::unspecified) == id; }));
   }
-
   user.deviceChanges = 0;
   VirtualCamera front({.name = "front", .location = "front"});
   front.appear();
   ASSERT_TRUE(user.eventually([&] { return user.deviceChanges > 0 && user.session->devices().size() == 3; }));
-  const auto found = user.session->defaultDevice(CameraPosition::front);
-  ASSERT_TRUE(found);
-  EXPECT_EQ(found->uniqueID, "front");
+  EXPECT_EQ(byDefault(CameraPosition::front), "front");
 }
 
 TEST_F(CaptureTest, ACameraIsSharedWithAnotherProgram) {

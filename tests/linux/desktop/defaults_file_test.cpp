@@ -19,15 +19,7 @@ namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 
-class DefaultsFileTest : public test::DefaultsFixture {
- protected:
-  /// Keeps the store queue busy until the promise is kept.
-  std::promise<void> block() const {
-    std::promise<void> release;
-    queue->async([wait = std::make_shared<std::future<void>>(release.get_future())] { wait->wait(); });
-    return release;
-  }
-};
+using DefaultsFileTest = test::DefaultsFixture;
 
 constexpr auto sample = R"({
   "battery_threshold": 10,
@@ -195,7 +187,8 @@ TEST_F(DefaultsFileTest, TwoProcessesLoseNothingOfEachOther) {
 
 TEST_F(DefaultsFileTest, FlushWaitsNoLongerThanItIsTold) {
   const auto file = open();
-  std::promise<void> release = block();
+  std::promise<void> release;
+  queue->async([wait = std::make_shared<std::future<void>>(release.get_future())] { wait->wait(); });
   file->set("key", true);
   EXPECT_FALSE(file->flush(10ms));
   release.set_value();

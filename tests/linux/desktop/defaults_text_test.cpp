@@ -3,9 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <QByteArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <cfloat>
 #include <limits>
 #include <random>
@@ -38,17 +35,6 @@ std::string sampleText() {
   return defaultsFileText(values);
 }
 
-/// The value under "key" as another reader of JSON understands it, taken as the kind of `like`.
-DefaultsValue readByQt(const std::string& text, const DefaultsValue& like) {
-  const QJsonValue json = QJsonDocument::fromJson(QByteArray::fromStdString(text)).object()["key"];
-  if (json.isBool()) return json.toBool();
-  if (json.isDouble() && std::holds_alternative<float>(like)) return static_cast<float>(json.toDouble());
-  if (json.isDouble()) return std::int64_t{json.toInteger()};
-  if (!json.isString()) return std::string("unreadable");
-  // Half a surrogate pair, which stands for a byte that is no UTF-8, is beyond it.
-  return json.toString().isValidUtf16() ? json.toString().toStdString() : like;
-}
-
 TEST(DefaultsText, ValuesComeBackExactlyAndOfTheirKind) {
   const DefaultsValue values[] = {
       true,
@@ -77,9 +63,6 @@ TEST(DefaultsText, ValuesComeBackExactlyAndOfTheirKind) {
     EXPECT_EQ(parsed.values.at("key").value, value) << text;
     EXPECT_EQ(parsed.values.at("key").text, storedValue(value).text);
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 3) << text;
-
-    // Another reader of JSON understands the same.
-    EXPECT_EQ(readByQt(text, value), value) << text;
   }
   EXPECT_EQ(storedValue(std::numeric_limits<float>::infinity()).value, std::nullopt);
   EXPECT_EQ(storedValue(std::numeric_limits<float>::quiet_NaN()).text, "null");

@@ -1,0 +1,199 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What is kept of the settings and the counters, and what is made of it.
+#include <gmock/gmock.h>
+
+#include <limits>
+#include <vector>
+
+#include "settings/filter_settings_coding.h"
+#include "settings/settings_key.h"
+#include "settings/settings_repository.h"
+#include "settings/stats_repository.h"
+#include "support/fake_login_item.h"
+
+namespace sentrel {
+namespace {
+
+FilterSettings unusual() {
+  return {1,    5,     500,   15, false, true,    15, false, true, false, 0.5F, 0xFFFFFFFF01020304,
+          0.3F, false, false, 42, true,  "node/7"};
+}
+
+TEST(FilterSettingsCoding, RoundTripsEveryFieldInOrder) {
+  const KeyedDocument document = encode(unusual());
+  ASSERT_EQ(document.entries().size(), 18U);
+  EXPECT_EQ(document.entries()[6].first, "batteryThresholdPercent");
+  EXPECT_EQ(document.entries()[11].second, KeyedDocument::Value(std::uint64_t{0xFFFFFFFF01020304}));
+  const auto decoded = decodeFilterSettings(document);
+  ASSERT_TRUE(std::holds_alternative<FilterSettings>(decoded));
+  EXPECT_EQ(std::get<FilterSettings>(decoded), unusual());
+}
+
+TEST(FilterSettingsCoding, FailsOnTheFirstMissingOrMistypedKey) {
+  const KeyedDocument whole = encode(unusual());
+  for (const auto& [key, value] : whole.entries()) {
+    KeyedDocument without = whole;
+    without.remove(key);
+    if (key != "selectedCameraID") {
+      EXPECT_EQ(std::get<DecodingError>(decodeFilterSettings(without)),
+                (DecodingError{DecodingError::Kind::missing, key}));
+    }
+    KeyedDocument mistyped = whole;
+    mistyped.set(key, std::holds_alternative<std::int64_t>(value) ? KeyedDocument::Value(3.0F)
+                                                                  : KeyedDocument::Value(std::int64_t{3}));
+    mistyped.remove("isCalibrated");  // a later fault, except where it is the key itself
+    EXPECT_EQ(std::get<DecodingError>(decodeFilterSettings(mistyped)).key,
+              key == "selectedCameraID" ? "isCalibrated" : key);
+  }
+  KeyedDocument numberedCamera = whole;
+  numberedCamera.set("selectedCameraID", std::int64_t{7});
+  EXPECT_EQ(std::get<DecodingError>(decodeFilterSettings(numberedCamera)),
+            (DecodingError{DecodingError::Kind::mistyped, "selectedCameraID"}));
+}
+
+class SettingsRepositoryTest : public testing::Test {
+ protected:
+  [[nodiscard]] SettingsRepository repository() const { return SettingsRepository(store, loginItem); }
+
+  FilterSettings loaded() const {
+    const SettingsRepository fresh(store, loginItem);
+    return fresh.settings.get();
+  }
+
+  std::shared_ptr<MemoryUserDefaults> store = std::make_shared<MemoryUserDefaults>();
+  std::shared_ptr<test::FakeLoginItem> loginItem = std::make_shared<test::FakeLoginItem>();
+};
+
+FilterSettings fresh() {
+  FilterSettings settings;
+  settings.matrixStripeAlpha = 0.42F;
+  return settings;
+}
+
+TEST_F(SettingsRepositoryTest, StoredValuesDecideByTheirKeysReadingStyle) {
+  const auto with = [](auto change) {
+    FilterSettings settings = fresh();
+    change(settings);
+    return settings;
+  };
+  constexpr auto infinity = std::numeric_limits<float>::infinity();
+  const struct {
+    SettingsKey key;
+    DefaultsValue value;
+    FilterSettings expected;
+  } cases[] = {
+      // A zero that means "no value", and zeros that are kept.
+      {SettingsKey::filterStrength, std::int64_t{0}, fresh()},
+      {SettingsKey::calibrationDistanceCm, std::int64_t{0}, fresh()},
+      {SettingsKey::matrixColorArgb, std::int64_t{0}, fresh()},
+      {SettingsKey::batteryThreshold, std::int64_t{0}, with([](auto& s) { s.batteryThresholdPercent = 0; })},
+      {SettingsKey::hapticOnAlert, false, with([](auto& s) { s.hapticOnAlert = false; })},
+      {SettingsKey::privacyMatrixCoefficient, 0.0F, with([](auto& s) { s.privacyMatrixCoefficient = 0; })},
+      // Nothing is clamped.
+      {SettingsKey::filterStrength, std::int64_t{-9}, with([](auto& s) { s.filterStrength = -9; })},
+      {SettingsKey::matrixColorArgb, std::int64_t{-1}, with([](auto& s) { s.matrixColorArgb = ~0ULL; })},
+      // Another kind.
+      {SettingsKey::filterStrength, 4.0F, fresh()},
+      {SettingsKey::batteryThreshold, std::string("5"), fresh()},
+      {SettingsKey::glassesCompat, std::int64_t{0}, fresh()},
+      {SettingsKey::isCalibrated, std::int64_t{1}, fresh()},
+      {SettingsKey::selectedCameraID, std::int64_t{1}, fresh()},
+      {SettingsKey::matrixStripeAlpha, std::int64_t{1}, with([](auto& s) { s.matrixStripeAlpha = 1; })},
+      {SettingsKey::matrixStripeAlpha, infinity, fresh()},
+      {SettingsKey::matrixStripeAlpha, true, fresh()},
+      // The system tells, not the store.
+      {SettingsKey::launchAtLogin, true, fresh()},
+  };
+  for (const auto& [key, value, expected] : cases) {
+    store->set(rawValue(key), value);
+    EXPECT_EQ(loaded(), expected) << rawValue(key) << ", kind " << value.index();
+    store->remove(rawValue(key));
+  }
+}
+
+TEST_F(SettingsRepositoryTest, LoginItemFollowsAChangeAndReportsItsFailure) {
+  auto saved = repository();
+  FilterSettings next = fresh();
+  saved.save(next);
+  EXPECT_TRUE(loginItem->requests.empty());
+  next.launchAtLogin = true;
+  saved.save(next);
+  EXPECT_EQ(loginItem->requests, std::vector{true});
+  EXPECT_EQ(store->value("launch_at_login"), std::nullopt);
+  loginItem->failure = "no room";
+  next.launchAtLogin = false;
+  testing::internal::CaptureStdout();
+  saved.save(next);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "SMAppService error: no room\n");
+  EXPECT_FALSE(saved.settings.get().launchAtLogin);
+  saved.load();
+  EXPECT_TRUE(saved.settings.get().launchAtLogin) << "the system's truth";
+}
+
+class StatsRepositoryTest : public testing::Test {
+ protected:
+  [[nodiscard]] FilterStats loaded() const { return StatsRepository(store).stats.get(); }
+
+  std::shared_ptr<MemoryUserDefaults> store = std::make_shared<MemoryUserDefaults>();
+};
+
+TEST_F(StatsRepositoryTest, CountersAreStoredWithEveryChangeUnderTheirKeys) {
+  EXPECT_EQ(loaded(), FilterStats{});
+  StatsRepository repository(store);
+  std::vector<FilterStats> seen;
+  const auto watch = repository.stats.onChange([&](const FilterStats& stats) { seen.push_back(stats); });
+  repository.incrementAlerts();
+  repository.incrementAlerts();
+  repository.incrementSessions();
+  repository.addActiveSeconds(90);
+  repository.addActiveSeconds(-30);
+  repository.addActiveSeconds(0);
+  EXPECT_THAT(seen,
+              testing::ElementsAre(FilterStats{1, 0, 0}, FilterStats{2, 0, 0}, FilterStats{2, 1, 0},
+                                   FilterStats{2, 1, 90}, FilterStats{2, 1, 60}, FilterStats{2, 1, 60}));
+  EXPECT_EQ(store->value("stats_alert_count"), DefaultsValue(std::int64_t{2}));
+  EXPECT_EQ(store->value("stats_session_count"), DefaultsValue(std::int64_t{1}));
+  EXPECT_EQ(store->value("stats_total_active_seconds"), DefaultsValue(std::int64_t{60}));
+  EXPECT_EQ(loaded(), (FilterStats{2, 1, 60}));
+  repository.reset();
+  EXPECT_EQ(seen.back(), FilterStats{});
+  EXPECT_EQ(store->value("stats_session_count"), DefaultsValue(std::int64_t{0}));
+  EXPECT_EQ(loaded(), FilterStats{});
+}
+
+TEST_F(StatsRepositoryTest, AnObserversResetIsWhatIsStored) {
+  StatsRepository repository(store);
+  const auto watch = repository.stats.onChange([&](const FilterStats& stats) {
+    if (stats.alertCount == 1) repository.reset();
+  });
+  repository.incrementAlerts();
+  EXPECT_EQ(loaded(), FilterStats{});
+}
+
+TEST_F(StatsRepositoryTest, OddStoredValuesPassOrCountAsNone) {
+  constexpr auto largest = std::numeric_limits<std::int64_t>::max();
+  store->set("stats_alert_count", largest);
+  store->set("stats_session_count", 3.0F);
+  store->set("stats_total_active_seconds", std::int64_t{-5});
+  StatsRepository repository(store);
+  EXPECT_EQ(repository.stats.get(), (FilterStats{largest, 0, -5}));
+  EXPECT_DEATH(repository.incrementAlerts(), "overflow");
+}
+
+TEST(FilterStatsCoding, EveryKeyIsNeededAndOfItsKind) {
+  const FilterStats stats{1, -2, 3};
+  EXPECT_EQ(std::get<FilterStats>(decodeFilterStats(encode(stats))), stats);
+  for (const std::string key : {"alertCount", "sessionCount", "totalActiveSeconds"}) {
+    KeyedDocument document = encode(stats);
+    document.set(key, 1.0F);
+    EXPECT_EQ(std::get<DecodingError>(decodeFilterStats(document)),
+              (DecodingError{DecodingError::Kind::mistyped, key}));
+    document.remove(key);
+    EXPECT_EQ(std::get<DecodingError>(decodeFilterStats(document)),
+              (DecodingError{DecodingError::Kind::missing, key}));
+  }
+}
+
+}  // namespace
+}  // namespace sentrel
