@@ -128,22 +128,6 @@ TEST_F(ProgramTest, TheCameraClosesWhenThePersonGoesAndOpensWhenTheyReturn) {
   }
 }
 
-TEST_F(ProgramTest, LongACameraThatIsPulledOrStallsIsTakenUpAgain) {
-  startProtecting();
-  for (const auto& [pulled, away] :
-       {std::pair{true, seconds(12)}, {false, seconds(9)}, {true, seconds(60)}}) {
-    pulled ? camera.vanish() : camera.setPlaying(false);
-    ASSERT_TRUE(becomes("cameraBusy", seconds(5)));
-    std::this_thread::sleep_for(away);
-    const double ms = msUntil([&] { pulled ? camera.appear() : camera.setPlaying(true); },
-                              [&] { return cameraIs(true) && becomes("nominal"); });
-    std::cout << (pulled ? "pulled" : "stalled") << " for " << away.count() << " s: protected " << ms
-              << " ms after the return\n";
-    EXPECT_LE(ms, 1000);
-    EXPECT_FALSE(waitUntil([&] { return state() != "nominal"; }, seconds(3))) << "frames come, and stay";
-  }
-}
-
 TEST_F(ProgramTest, ACameraThatComesBackAfterTheWakeProtectsAtOnce) {
   startProtecting();
   session.prepareForSleep(true);

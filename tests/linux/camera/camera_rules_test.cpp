@@ -7,14 +7,12 @@
 #include <vector>
 
 #include "linux/camera/camera_directory.h"
-#include "linux/camera/frame_pacer.h"
 #include "linux/camera/video_device_access.h"
 
 namespace sentrel::test {
 namespace {
 
 namespace fs = std::filesystem;
-using std::chrono::milliseconds;
 
 TEST(CameraChoice, FollowsTheRule) {
   const CameraDevice plain{"plain", "Plain", CameraPosition::unspecified};
@@ -40,19 +38,6 @@ TEST(CameraChoice, FollowsTheRule) {
     const auto chosen = listing.choose({one.wanted});
     EXPECT_EQ(chosen ? chosen->uniqueID : "", one.chosen);
   }
-}
-
-TEST(FramePacer, CountsFromTheHandOver) {
-  const auto at = [](int ms) { return FramePacer::Time(std::chrono::milliseconds(100'000 + ms)); };
-  FramePacer pacer;
-  pacer.setPace(milliseconds(101));
-  EXPECT_LE(pacer.due(), at(0));
-  pacer.handedOn(at(7));
-  EXPECT_EQ(pacer.due(), at(108));
-  pacer.setPace(milliseconds(67));
-  EXPECT_EQ(pacer.due(), at(74));
-  pacer.reset();
-  EXPECT_LE(pacer.due(), at(8));
 }
 
 TEST(VideoDeviceAccess, IsDeniedOnlyWhereDevicesExistAndNoneOpens) {
