@@ -66,9 +66,7 @@ MenuBarController::MenuBarController(Actions actions, ProgramBus& bus)
                           actions_.start();
                         }
                       },
-                  .quit = actions_.quit,
-                  .decided = [this](bool shown) { trayDecided(shown); }}),
-      starting_(qEnvironmentVariableIsSet("DBUS_STARTER_BUS_TYPE")) {
+                  .quit = actions_.quit}) {
   const auto useBus = [this, &bus] {
     bus_ = bus.connection();
     statusItem.setBus(bus_);
@@ -133,21 +131,7 @@ void MenuBarController::openPopover(const QRect& anchor) {
   popover->openAt(anchor);
 }
 
-/// The activation that starts the program asks for it to be there. Where there is a panel, the icon in it
-/// says so.
 void MenuBarController::showPopover() {
-  if (starting_) {
-    asked_ = true;
-  } else {
-    presentPopover();
-  }
-}
-
-void MenuBarController::trayDecided(bool shown) {
-  if (std::exchange(starting_, false) && asked_ && !shown) presentPopover();
-}
-
-void MenuBarController::presentPopover() {
   if (popover && popover->isVisible()) {
     popover->raise();
     popover->activateWindow();
@@ -156,6 +140,8 @@ void MenuBarController::presentPopover() {
   }
 }
 
+/// The activation that starts the program asks for it to be there. Where there is a panel, the icon in it
+/// says so.
 void MenuBarController::showPopoverWithoutTray() {
   QTimer::singleShot(trayPatienceMs, &trayPatience_, [this] {
     if (!statusItem.isShown()) showPopover();
@@ -163,7 +149,7 @@ void MenuBarController::showPopoverWithoutTray() {
 }
 
 void MenuBarController::showPage(MenuBarPopoverView::Page page) {
-  presentPopover();
+  showPopover();
   popover->content().showPage(page);
 }
 

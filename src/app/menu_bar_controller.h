@@ -49,9 +49,7 @@ class MenuBarController final : public ProgramWindows {
   void showAbout() override;
 
  private:
-  void presentPopover();
   void openPopover(const QRect& anchor);
-  void trayDecided(bool shown);
   [[nodiscard]] QString notice();
   void showPage(MenuBarPopoverView::Page page);
   void updateStatusIcon(const FilterState& state);
@@ -64,8 +62,6 @@ class MenuBarController final : public ProgramWindows {
   const std::shared_ptr<AVCaptureManager> camera_;
   StatusItem statusItem;
   QPointer<PopoverWindow> popover;
-  bool starting_;              // an activation has started the program, and no tray has been found yet
-  bool asked_ = false;         // by that activation
   QElapsedTimer sinceClosed_;  // a click on the icon takes the focus first, which closes the popover
   QPointer<PreferencesView> prefsWindow;
   QObject trayPatience_;  // what waits for a tray, waits no longer than this lives

@@ -115,11 +115,6 @@ StatusItem::~StatusItem() {
 
 void StatusItem::lookForX11Tray() {
   if (!icon_ && hasX11Tray()) create();
-  decide();
-}
-
-void StatusItem::decide() {
-  if (const auto tell = std::exchange(actions_.decided, nullptr)) tell(isShown());
 }
 
 /// A tray of the older kind that takes its place says so to everybody, as other managers do.
@@ -133,7 +128,6 @@ bool StatusItem::nativeEventFilter(const QByteArray& type, void* message, qintpt
 void StatusItem::hostChanged() {
   look_.stop();
   if (!icon_) create();
-  decide();
 }
 
 void StatusItem::create() {

@@ -25,7 +25,6 @@ class StatusItem final : private QAbstractNativeEventFilter {
         activated;  ///< a plain click; where the icon, or the pointer, is
     std::function<void()> toggleProtection;
     std::function<void()> quit;
-    std::function<void(bool shown)> decided;  ///< once, soon after the start: whether some tray took the icon
   };
 
   explicit StatusItem(Actions actions);
@@ -47,11 +46,10 @@ class StatusItem final : private QAbstractNativeEventFilter {
   void lookForX11Tray();
   bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
   void hostChanged();
-  void decide();
   void create();
   void update();
 
-  Actions actions_;
+  const Actions actions_;
   StatusBarIcon::IconState state_ = StatusBarIcon::IconState::inactive;
   QString toolTip_;
   QMenu menu_;
