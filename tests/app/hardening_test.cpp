@@ -66,6 +66,11 @@ class SquaresPicture {
 class Hardening : public ProgramRun {
  protected:
   Hardening() : ProgramRun({.pipeWire = true, .x11 = true}) { desktop.exportToProcess(); }
+#ifdef __SANITIZE_ADDRESS__
+  void SetUp() override {
+    GTEST_SKIP() << "a sanitizer keeps freed memory and wants to be the first library";
+  }
+#endif
 
   [[nodiscard]] static std::vector<char> contentOf(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);

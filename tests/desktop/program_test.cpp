@@ -34,6 +34,11 @@ class ProgramTest : public ProgramDesk {
     ASSERT_TRUE(becomes("nominal"));
     ASSERT_TRUE(cameraIs(true));
   }
+  /// And until it hears what the login manager says.
+  void startListening() {
+    startProtecting();
+    ASSERT_TRUE(waitUntil([&] { return session.sleepDelays() == 1; }));
+  }
   [[nodiscard]] QVariant property(const char* name) const { return property(name, session.sessionBus()); }
   [[nodiscard]] static QVariant property(const char* name, const BusClient& bus) {
     const QDBusMessage reply = bus.call(program, objectPath, u"org.freedesktop.DBus.Properties"_s, u"Get"_s,
@@ -97,7 +102,7 @@ class ProgramTest : public ProgramDesk {
 };
 
 TEST_F(ProgramTest, TheCameraClosesWhenThePersonGoesAndOpensWhenTheyReturn) {
-  startProtecting();
+  startListening();
   const struct {
     const char* name;
     std::function<void()> goes;
@@ -129,7 +134,7 @@ TEST_F(ProgramTest, TheCameraClosesWhenThePersonGoesAndOpensWhenTheyReturn) {
 }
 
 TEST_F(ProgramTest, ACameraThatComesBackAfterTheWakeProtectsAtOnce) {
-  startProtecting();
+  startListening();
   session.prepareForSleep(true);
   ASSERT_TRUE(cameraIs(false));
   camera.vanish();
@@ -142,7 +147,7 @@ TEST_F(ProgramTest, ACameraThatComesBackAfterTheWakeProtectsAtOnce) {
 }
 
 TEST_F(ProgramTest, AThousandEventsEndInTheLastStateAndLeaveNothing) {
-  startProtecting();
+  startListening();
   // Once through everything, so that what is made once exists.
   session.setLockedHint(true);
   ASSERT_TRUE(cameraIs(false));
