@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
+#include <span>
+
+#include "support/wipe.h"
 
 namespace sentrel {
 
@@ -15,8 +17,8 @@ constexpr std::size_t index(int value) {
 }  // namespace
 
 GreyScaler::~GreyScaler() {
-  explicit_bzero(narrowed_.data(), narrowed_.size());
-  explicit_bzero(result_.data(), result_.size());
+  wipe(std::span(narrowed_));
+  wipe(std::span(result_));
 }
 
 void GreyScaler::measure(Axis& axis, int from, int to) {

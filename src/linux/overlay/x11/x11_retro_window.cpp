@@ -3,7 +3,9 @@
 
 #include <QPainter>
 #include <cstddef>
-#include <cstring>
+#include <span>
+
+#include "support/wipe.h"
 
 namespace sentrel {
 
@@ -20,7 +22,7 @@ X11RetroWindow::X11RetroWindow(X11Desktop& desktop, const X11Monitor& monitor)
 }
 
 X11RetroWindow::~X11RetroWindow() {
-  explicit_bzero(pixels_.data(), pixels_.size() * sizeof(std::uint32_t));
+  wipe(std::span(pixels_));
   xcb_free_pixmap(connection_.get(), pixmap_);
 }
 
