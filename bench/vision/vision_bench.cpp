@@ -7,6 +7,7 @@
 #include <memory>
 #include <memory_resource>
 #include <random>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -48,8 +49,14 @@ void network(benchmark::State& state, MakeEngine make) {
     if (!runner->run()) state.SkipWithError("the engine failed");
   }
 }
-BENCHMARK_CAPTURE(network, xnnpack, makeXnnpackEngine)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(network, opencv, makeOpencvEngine)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
+[[maybe_unused]] const bool networksRegistered = [] {
+  for (const NamedEngine& engine : builtEngines()) {
+    benchmark::RegisterBenchmark((std::string("network/") + engine.name).c_str(), network, engine.make)
+        ->DenseRange(0, 2)
+        ->Unit(benchmark::kMillisecond);
+  }
+  return true;
+}();
 
 /// The mesh of the user's face with its sampling.
 void mesh(benchmark::State& state) {

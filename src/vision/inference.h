@@ -57,4 +57,13 @@ using MakeEngine = std::unique_ptr<InferenceEngine> (*)();
 /// The one of them that this build was configured with.
 [[nodiscard]] std::unique_ptr<InferenceEngine> makeInferenceEngine();
 
+struct NamedEngine {
+  const char* name;
+  MakeEngine make;
+};
+
+/// All that were built, for what compares them. Linked with the target `sentrel_engines`, never into the
+/// program, which loads the library of its one engine only.
+[[nodiscard]] std::span<const NamedEngine> builtEngines();
+
 }  // namespace sentrel::vision
