@@ -7,7 +7,8 @@ set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
 
-# Names of Debian 12 packages. Each command installs only the groups that it needs.
+# Names of packages of Debian 12 and 13. Each group names all that it itself uses, even what another group or a dependency
+# brings as well, and each command installs only the groups that it needs.
 build_packages=(
   g++ cmake ninja-build pkg-config
   qt6-base-dev qt6-l10n-tools
@@ -21,18 +22,18 @@ run_packages=(
   qt6-wayland
   fonts-inter fonts-jetbrains-mono fonts-dejavu-core fonts-quicksand
 )
-# A private desktop on X11, on which the demonstration and the tests run; also put into the bare system that tries the package.
-desktop_packages=(dbus-daemon dbus-bin libglib2.0-bin xvfb openbox picom imagemagick fonts-dejavu-core)
-# What the tests need besides.
+# The private desktop on X11 of the demonstration and the tests, what the other scenes need besides, and what the tests do.
+demo_packages=(dbus-daemon xvfb openbox picom imagemagick pipewire-bin fonts-dejavu-core)
+demo_wayland_packages=(sway swaybg grim)
+demo_day_packages=(python3-dbusmock dunst)
 test_packages=(
-  libgtest-dev libgmock-dev libbenchmark-dev libopencv-dnn-dev gdb
-  python3-dbusmock dunst feedbackd x11-utils x11-xserver-utils xdotool at-spi2-core
-  sway swaybg grim wev
+  libgtest-dev libgmock-dev libbenchmark-dev libopencv-core-dev libopencv-dnn-dev gdb
+  feedbackd x11-utils x11-xserver-utils x11-xkb-utils xdotool at-spi2-core wev
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-pipewire
   desktop-file-utils appstream groff-base libxml2-utils
 )
-package_packages=(dpkg-dev debhelper)
-check_packages=(strace devscripts clang-tidy clang-format reuse shellcheck qemu-user lintian debootstrap systemd)
+package_packages=(git dpkg-dev debhelper)
+check_packages=(git strace devscripts clang-tidy clang-format reuse shellcheck qemu-user lintian debootstrap systemd)
 
 say() { printf '\n\033[1m%s\033[0m\n' "$*"; }
 if [[ ! -t 1 ]]; then say() { printf '\n== %s\n' "$*"; }; fi
@@ -54,22 +55,25 @@ missing_packages() {
 
 # install_packages NAME...: installs those that are missing. Only this goes through sudo.
 install_packages() {
-  local missing as_root=() log=$root/build/install.log
+  local missing as_root=() log=$root/build/install.log status=0
   command -v dpkg-query >/dev/null || fail "packages can only be installed on Debian; needed here: $*"
   mapfile -t missing < <(missing_packages "$@")
   if ((${#missing[@]} == 0)); then return; fi
+  say "Installing packages (${#missing[@]}): ${missing[*]}"
   if ((EUID != 0)); then
-    command -v sudo >/dev/null ||
-      fail "these packages are missing and sudo is not there to install them: ${missing[*]}"
+    command -v sudo >/dev/null || fail "sudo is not there to install them; as root: apt-get install ${missing[*]}"
+    sudo true || fail "sudo does not let you install them; as root: apt-get install ${missing[*]}"
     as_root=(sudo)
   fi
-  say "Installing packages (${#missing[@]}): ${missing[*]}"
   mkdir -p build
   as_root+=(env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8)
-  "${as_root[@]}" apt-get update -q >"$log" 2>&1 || {
+  # A mirror that is silent is given up by apt itself; one that trickles, here.
+  "${as_root[@]}" timeout --kill-after=10 300 apt-get update -q -o Acquire::Retries=1 >"$log" 2>&1 </dev/null || status=$?
+  if ((status != 0)); then
     tail -n 20 "$log" >&2
+    if ((status == 124)); then fail "apt-get update has not ended within 5 minutes; does the mirror answer?"; fi
     fail "apt-get update failed; all it printed is in build/install.log"
-  }
+  fi
   # Its status comes over a descriptor of its own, because it makes that one non-blocking, which the packages' own
   # scripts do not expect of their output. The words behind $0 and $@ are for the inner shell.
   # shellcheck disable=SC2016
@@ -86,26 +90,34 @@ install_packages() {
 # The npm that is there may be newer than Debian's; it is needed only until the models are in place.
 npm_package() { if [[ ! -d build/models ]] && ! command -v npm >/dev/null; then echo npm; fi; }
 
-# setup GROUP...: packages of the groups (build, run, test, package, check), then models and, for tests, pictures.
+# setup GROUP...: the packages of the groups, then the models for run, and the pictures for demo and test.
 setup() {
-  local group names=()
+  local group names=() models=no pictures=no
   for group in "$@"; do
     case $group in
       build) names+=("${build_packages[@]}") ;;
-      run) mapfile -t -O "${#names[@]}" names < <(printf '%s\n' "${run_packages[@]}" && npm_package) ;;
-      test) names+=("${desktop_packages[@]}" "${test_packages[@]}") ;;
+      run)
+        mapfile -t -O "${#names[@]}" names < <(printf '%s\n' "${run_packages[@]}" && npm_package)
+        models=yes
+        ;;
+      demo)
+        names+=("${demo_packages[@]}")
+        pictures=yes
+        ;;
+      demo-wayland) names+=("${demo_wayland_packages[@]}") ;;
+      demo-day) names+=("${demo_day_packages[@]}") ;;
+      test)
+        names+=("${demo_packages[@]}" "${demo_wayland_packages[@]}" "${demo_day_packages[@]}" "${test_packages[@]}")
+        pictures=yes
+        ;;
       package) names+=("${package_packages[@]}") ;;
       check) names+=("${check_packages[@]}") ;;
-      *) fail "unknown group $group; groups are build, run, test, package and check" ;;
+      *) fail "unknown group $group; groups are build, run, demo, demo-wayland, demo-day, test, package and check" ;;
     esac
   done
   install_packages "${names[@]}"
-  for group in "$@"; do
-    case $group in
-      run) scripts/fetch-models ;;
-      test) scripts/fetch-test-pictures ;;
-    esac
-  done
+  if [[ $models == yes ]]; then scripts/fetch-models; fi
+  if [[ $pictures == yes ]]; then scripts/fetch-test-pictures; fi
 }
 
 # build PRESET [TARGET...]: configures and builds; everything without targets.
