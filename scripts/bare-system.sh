@@ -2,16 +2,17 @@
 # shellcheck shell=bash
 #
 # A bare Debian for what must be tried where nobody has worked before. It is made by debootstrap from the mirror that this
-# machine's apt is set up for, kept for a week as an archive, and unpacked anew for each run. Sourced after lib.sh.
+# machine's apt is set up for, kept for a week as an archive, and unpacked anew for each run. Sourced, never run.
 #
 # The command that sources this runs in three roles, each of which starts the next:
-#   as the caller: collects what is handed into the system (bare_start);
+#   as the caller: collects what is handed into the system (bare_prepare, bare_start);
 #   as root: locks, looks for space, makes the namespaces, and at the end removes all but the archives (bare_guard);
 #   in the namespaces: makes the system and calls the command's function on_bare_system (bare_enter). Whatever is mounted and
 #   started there ends with it. The network is the machine's.
 # The last one has: $release, $place (the folder that is kept), $system (the root), and the functions from `in_system` on.
 
-releases="bookworm trixie"
+. "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
+
 release=
 place=
 system=
@@ -29,6 +30,8 @@ cannot() {
   exit "$no_system"
 }
 
+knows_release() { [[ " bookworm trixie " == *" $1 "* ]]; }
+
 bare_release() {
   release=$1
   place=$root/build/bare-system/$release
@@ -36,21 +39,25 @@ bare_release() {
   log=$place/${0##*/}.log
 }
 
-# bare_start RELEASE MEBIBYTES ARGUMENT...: on_bare_system ARGUMENT... on a bare RELEASE, with so much space at least.
-bare_start() {
-  local as_root=()
+# bare_prepare RELEASE: what root is needed for can be done, and there is a folder $given for what is handed in.
+bare_prepare() {
   bare_release "$1"
   if ((EUID != 0)); then
     command -v sudo >/dev/null || cannot "needs root for mounts and namespaces of its own, and there is no sudo: run it as root"
     sudo true || cannot "needs root for mounts and namespaces of its own, and sudo refuses: run it as root"
-    as_root=(sudo)
   fi
-  (PATH=$PATH:/usr/sbin && install_packages debootstrap) || cannot "debootstrap cannot be installed here"
+  [[ -x /usr/sbin/debootstrap ]] || (install_packages debootstrap) || cannot "debootstrap cannot be installed here"
   mkdir -p build/bare-system # the caller's, not root's
   given=$(mktemp -d "${TMPDIR:-/tmp}/sentrel-given.XXXXXX")
-  collect_clone
+  trap 'rm -rf "$given"' EXIT
+}
+
+# bare_start MEBIBYTES ARGUMENT...: on_bare_system ARGUMENT... on the bare release, where there is so much space at least.
+bare_start() {
+  local as_root=()
   collect_settings
-  exec "${as_root[@]}" "$root/scripts/${0##*/}" --bare-guard "$given" "$@"
+  if ((EUID != 0)); then as_root=(sudo); fi
+  exec "${as_root[@]}" "$root/scripts/${0##*/}" --bare-guard "$given" "$release" "$@"
 }
 
 # bare_role ARGUMENT...: does nothing for the arguments of a person; for those of the other roles, plays the role and ends.
@@ -112,7 +119,7 @@ bare_guard() {
     cannot "another run uses the bare $release of this folder; start this one when that has ended"
   }
   # Only out here, where nothing is mounted in it. It is there when an earlier run was killed.
-  rm -rf --one-file-system "$system"
+  rm -rf --one-file-system "$system"*
   free=$(df --output=avail --block-size=1M "$place" | tail -n 1)
   ((free >= needed)) || cannot "needs $needed MiB on the disk of build/, where $free MiB are free"
   unshare --mount --pid --ipc --uts --fork --kill-child --mount-proc true ||
@@ -141,7 +148,7 @@ bare_clear() {
     wait "$shown" || true # it ends when nothing in the namespaces is left
   fi
   rm -rf "$given"
-  if [[ -n $place ]]; then rm -rf --one-file-system "$system" "$place/base.tar.part"; fi
+  if [[ -n $place ]]; then rm -rf --one-file-system "$system"* "$place/base.tar.part"; fi
   exit "$status"
 }
 
