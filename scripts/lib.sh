@@ -12,9 +12,9 @@ cd "$root"
 build_packages=(
   g++ cmake ninja-build pkg-config
   qt6-base-dev qt6-l10n-tools
-  libpipewire-0.3-dev libyuv-dev libjpeg62-turbo-dev
-  libxnnpack-dev libpthreadpool-dev libcpuinfo-dev libeigen3-dev
-  libxcb1-dev libxcb-shape0-dev libxcb-randr0-dev libxcb-xfixes0-dev libxcb-composite0-dev libxcb-render0-dev
+  libpipewire-0.3-dev libyuv-dev libjpeg-dev
+  libxnnpack-dev libpthreadpool-dev libeigen3-dev
+  libxcb1-dev libxcb-shape0-dev libxcb-randr0-dev libxcb-xfixes0-dev libxcb-composite0-dev
   libseccomp-dev libxcb-dpms0-dev libxcb-xinput-dev libxcb-xkb-dev libwayland-dev libwayland-bin wayland-protocols
 )
 run_packages=(
@@ -53,10 +53,30 @@ missing_packages() {
   done
 }
 
+# What configuring requires: need, use, Debian package and Fedora package, with tabs between; several rows may name the same.
+requirements() {
+  sed -nE 's/^sentrel_require\(([a-z]+) +"([^"]+)" +([^ ]+) +([^ ]+) .*/\1\t\2\t\3\t\4/p' cmake/SentrelRequirements.cmake
+}
+
+# tell_packages NAME...: for systems whose packages cannot be installed from here.
+tell_packages() {
+  say "These packages are needed; without dpkg they have to be installed by hand"
+  requirements | awk -F '\t' -v names="$*" '
+    BEGIN { count = split(names, order, " "); for (i in order) wanted[order[i]] }
+    $3 in wanted && !told[$3]++ { printf "  %-22s %-33s for %s\n", $3, "(Fedora: " $4 ")", $2 }
+    $3 in wanted && !listed[$4]++ { line = line " " $4 }
+    END {
+      print "\nOn Fedora:\n  sudo dnf install" line
+      print "\nBesides, by the names that Debian gives them:"
+      for (i = 1; i <= count; i++) if (!(order[i] in told)) printf "  %s\n", order[i]
+    }'
+  fail "nothing was installed"
+}
+
 # install_packages NAME...: installs those that are missing. Only this goes through sudo.
 install_packages() {
   local missing as_root=() log=$root/build/install.log status=0
-  command -v dpkg-query >/dev/null || fail "packages can only be installed on Debian; needed here: $*"
+  command -v dpkg-query >/dev/null || tell_packages "$@"
   mapfile -t missing < <(missing_packages "$@")
   if ((${#missing[@]} == 0)); then return; fi
   say "Installing packages (${#missing[@]}): ${missing[*]}"
