@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstdio>
+#include <span>
 
+#include "app/command_line.h"
 #include "app/sentrel_mac_app.h"
 #include "linux/hardening/core_dump_privacy.h"
 #include "linux/hardening/system_call_filter.h"
 
-int main(int /*argc*/, char** argv) {
+int main(int argc, char** argv) {
+  // First of all: who only asks for words has no use for what follows.
+  const std::span given(argv, static_cast<std::size_t>(argc));
+  if (const auto status = sentrel::answerCommandLine(given.subspan(given.empty() ? 0 : 1))) return *status;
   // Before anything else could open, start or copy something.
   if (!sentrel::installSystemCallFilter())
     std::fputs("sentrel: the kernel cannot be told to refuse network sockets\n", stderr);

@@ -1,9 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // How the program begins and ends: once, wherever it is started, and whole whenever it is killed.
+#include <poll.h>
 #include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <array>
+#include <list>
 #include <set>
 #include <vector>
 
@@ -15,6 +20,34 @@ namespace {
 namespace fs = std::filesystem;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
+
+/// Where nobody answers, and whoever comes is noticed.
+class SilentSocket {
+ public:
+  explicit SilentSocket(const fs::path& path) : fd_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+    path.string().copy(address.sun_path, sizeof address.sun_path - 1);
+    if (bind(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 || listen(fd_, 8) != 0)
+      throw std::runtime_error("no socket at " + path.string());
+  }
+  ~SilentSocket() { close(fd_); }
+  SilentSocket(const SilentSocket&) = delete;
+  SilentSocket& operator=(const SilentSocket&) = delete;
+
+  [[nodiscard]] bool wasAsked() const {
+    pollfd entry{.fd = fd_, .events = POLLIN, .revents = 0};
+    return poll(&entry, 1, 0) != 0;
+  }
+
+ private:
+  int fd_;
+};
+
+std::string contentOf(const fs::path& path) {
+  std::ostringstream text;
+  text << std::ifstream(path).rdbuf();
+  return text.str();
+}
 
 /// Without a display and without a camera: quick to start.
 class Entry : public ProgramRun {
@@ -147,6 +180,66 @@ TEST_F(Entry, ItDoesWithoutWhatOthersTakeForGranted) {
   }
 }
 
+TEST_F(Entry, ArgumentsAreAnsweredInWordsAndAskNobody) {
+  const fs::path folder = desktop.runtimeFolder();
+  std::list<SilentSocket> sockets;
+  Environment session = desktop.environment();
+  for (const auto& [name, prefix] : {std::pair("DBUS_SESSION_BUS_ADDRESS", "unix:path="),
+                                     std::pair("DBUS_SYSTEM_BUS_ADDRESS", "unix:path="),
+                                     std::pair("WAYLAND_DISPLAY", ""), std::pair("PIPEWIRE_REMOTE", "")}) {
+    const fs::path path = folder / ("silent." + std::to_string(sockets.size()));
+    sockets.emplace_back(path);
+    session[name] = prefix + path.string();
+  }
+  session["DISPLAY"] = ":4711";
+  const Environment nothing;
+  Environment english = session;
+  english["LANG"] = "C.UTF-8";
+  english["LANGUAGE"] = "de:en:fr";
+  const struct {
+    std::vector<std::string> arguments;
+    const Environment& environment;
+    const char* redirection;
+    int status;
+    std::string out;  // part of it; nothing at all where it is empty
+    std::string err;
+  } cases[] = {
+      {{"--help"}, session, "", 0, "Utilisation\u00A0: sentrel [OPTION]\n", ""},
+      {{"--help"}, session, "", 0, "\n  --version  affiche la version", ""},
+      {{"--help"}, english, "", 0, "\n  --version  print the version", ""},
+      {{"--help"}, nothing, "", 0, "\n  --help     affiche cette aide", ""},
+      {{"--version"}, session, "", 0, "sentrel " SENTREL_VERSION "\n", ""},
+      {{"--version", "--help"}, session, "", 0, "sentrel " SENTREL_VERSION "\n", ""},
+      {{"--nonsense"}, session, "", 2, "", "sentrel: argument inconnu\u00A0: «\u00A0--nonsense\u00A0»"},
+      {{"--nonsense"}, english, "", 2, "", "“sentrel --help”"},
+      {{"--help", "nonsense"}, english, "", 2, "", "“nonsense”"},
+      {{""}, english, "", 2, "", "“”"},
+      {{"-platform", "xcb"}, english, "", 2, "", "“-platform”"},
+      {{"\x1b]0;%2\a\xff"}, english, "", 2, "", "“?]0;%2?\uFFFD”"},
+      {{"--nonsense"}, english, "2>&-", 2, "", ""},
+      {{"--help"}, session, ">/dev/full", 1, "", "sentrel: No space left on device\n"},
+      {{"--version"}, session, ">&-", 1, "", "sentrel: Bad file descriptor\n"},
+  };
+  for (const auto& given : cases) {
+    SCOPED_TRACE(testing::PrintToString(given.arguments) + given.redirection);
+    const std::string out = (folder / "program.out").string();
+    const std::string err = (folder / "program.err").string();
+    std::vector<std::string> command{
+        "-c", R"(exec "$0" "$@" >)" + out + " 2>" + err + " " + given.redirection, SENTREL_PROGRAM};
+    command.insert(command.end(), given.arguments.begin(), given.arguments.end());
+    ChildProcess process(
+        {.program = "sh", .arguments = command, .environment = given.environment, .log = {}});
+    ASSERT_EQ(process.waitForExit(seconds(10)), given.status);
+    const auto expectPart = [](const std::string& text, const std::string& part) {
+      EXPECT_NE(text.find(part), std::string::npos) << text;
+      EXPECT_EQ(text.empty(), part.empty()) << text;
+    };
+    expectPart(contentOf(out), given.out);
+    expectPart(contentOf(err), given.err);
+    for (const SilentSocket& socket : sockets) EXPECT_FALSE(socket.wasAsked());
+  }
+}
+
 /// With a display and windows, and without a panel.
 class EntryOnScreen : public ProgramRun {
  protected:
@@ -164,6 +257,9 @@ class EntryOnScreen : public ProgramRun {
 TEST_F(EntryOnScreen, ASecondStartOpensThePopoverOfTheFirst) {
   ChildProcess first = spawn();
   bus.waitForName(programName);
+  ChildProcess words = desktop.spawn(SENTREL_PROGRAM, {"--help"});
+  EXPECT_EQ(words.waitForExit(seconds(10)), 0);
+  EXPECT_NE(state(bus), "") << "the first has had its turn";
   EXPECT_EQ(windows(), "");
   ChildProcess second = spawn();
   EXPECT_EQ(second.waitForExit(seconds(10)), 0);

@@ -208,6 +208,30 @@
     <source></source>
     <translation>The camera is not allowed yet.</translation>
   </message>
+  <message id="command_usage">
+    <source></source>
+    <translation>Usage: sentrel [OPTION]</translation>
+  </message>
+  <message id="command_none">
+    <source></source>
+    <translation>Without an option, sentrel protects the screen; where it does so already, its window opens.</translation>
+  </message>
+  <message id="command_help">
+    <source></source>
+    <translation>print this help and exit</translation>
+  </message>
+  <message id="command_version">
+    <source></source>
+    <translation>print the version and exit</translation>
+  </message>
+  <message id="command_manual">
+    <source></source>
+    <translation>“man sentrel” explains the settings and what scripts can ask for.</translation>
+  </message>
+  <message id="command_unknown">
+    <source></source>
+    <translation>unknown argument “%1”; “sentrel --help” tells which there are.</translation>
+  </message>
   <message id="Sentrel · Nos autres projets">
     <source></source>
     <translation>Sentrel · Our other projects</translation>

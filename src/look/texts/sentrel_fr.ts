@@ -208,6 +208,30 @@
     <source></source>
     <translation>La caméra n'est pas encore autorisée.</translation>
   </message>
+  <message id="command_usage">
+    <source></source>
+    <translation>Utilisation : sentrel [OPTION]</translation>
+  </message>
+  <message id="command_none">
+    <source></source>
+    <translation>Sans option, sentrel protège l'écran ; s'il le fait déjà, sa fenêtre s'ouvre.</translation>
+  </message>
+  <message id="command_help">
+    <source></source>
+    <translation>affiche cette aide et se termine</translation>
+  </message>
+  <message id="command_version">
+    <source></source>
+    <translation>affiche la version et se termine</translation>
+  </message>
+  <message id="command_manual">
+    <source></source>
+    <translation>« man sentrel » explique les réglages et ce que des scripts peuvent demander.</translation>
+  </message>
+  <message id="command_unknown">
+    <source></source>
+    <translation>argument inconnu : « %1 » ; « sentrel --help » dit ce qui existe.</translation>
+  </message>
   <message id="Sur macOS, le filtre Sentrel peut couvrir toutes les applications simultanément, y compris les apps en plein écran — une capacité unique que iOS ne permet pas.">
     <source></source>
     <translation>Le filtre Sentrel couvre toutes les applications simultanément, y compris celles en plein écran.</translation>

@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "app/command_line.h"
+
+#include <QString>
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "app/build_options.h"
+#include "look/texts.h"
+
+namespace sentrel {
+
+namespace {
+
+constexpr int usageError = 2;
+
+/// An argument that is answered instead of starting the program.
+struct Command {
+  std::string_view name;
+  const char* description;  ///< key of its text
+  int (*run)();             ///< gives the exit status
+};
+
+int help();
+int version();
+
+constexpr std::array commands{
+    Command{"--help", "command_help", help},
+    Command{"--version", "command_version", version},
+};
+
+/// A disk that is full or an output that is closed must not look like an answer.
+int print(const QString& words) {
+  const QByteArray bytes = words.toUtf8();
+  std::fwrite(bytes.constData(), 1, static_cast<std::size_t>(bytes.size()), stdout);
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return EXIT_SUCCESS;
+  std::fprintf(stderr, "sentrel: %s\n", std::strerror(errno));
+  return EXIT_FAILURE;
+}
+
+int help() {
+  QString words = text(QStringLiteral("command_usage")) + QStringLiteral("\n\n") +
+                  text(QStringLiteral("command_none")) + QStringLiteral("\n\n");
+  std::size_t width = 0;
+  for (const Command& command : commands) width = std::max(width, command.name.size());
+  for (const Command& command : commands) {
+    words += QStringLiteral("  ") +
+             QString::fromLatin1(command.name).leftJustified(static_cast<qsizetype>(width) + 2) +
+             text(QLatin1String(command.description)) + u'\n';
+  }
+  return print(words + u'\n' + text(QStringLiteral("command_manual")) + u'\n');
+}
+
+int version() {
+  return print(QStringLiteral("sentrel " SENTREL_VERSION "\n"));
+}
+
+/// Without what would command the terminal instead of being read.
+QString readable(const char* argument) {
+  QString words = QString::fromLocal8Bit(argument);
+  for (QChar& character : words) {
+    const auto category = character.category();
+    if (category == QChar::Other_Control || category == QChar::Other_Format) character = u'?';
+  }
+  return words;
+}
+
+const Command* find(std::string_view name) {
+  const auto* found = std::ranges::find(commands, name, &Command::name);
+  return found == commands.end() ? nullptr : found;
+}
+
+}  // namespace
+
+std::optional<int> answerCommandLine(std::span<const char* const> arguments) {
+  if (arguments.empty()) return std::nullopt;
+  const auto unknown =
+      std::ranges::find_if(arguments, [](const char* argument) { return find(argument) == nullptr; });
+  if (unknown == arguments.end()) return find(arguments.front())->run();
+  const QString words = text(QStringLiteral("command_unknown")).arg(readable(*unknown));
+  std::fprintf(stderr, "sentrel: %s\n", words.toUtf8().constData());
+  return usageError;
+}
+
+}  // namespace sentrel
