@@ -107,8 +107,8 @@ install_packages() {
   }
 }
 
-# The npm that is there may be newer than Debian's; it is needed only until the models are in place.
-npm_package() { if [[ ! -d build/models ]] && ! command -v npm >/dev/null; then echo npm; fi; }
+# Only until the models are in place. The npm that is there is good; without one, fetch-models unpacks Debian's.
+npm_package() { if [[ ! -d build/models ]] && ! command -v npm >/dev/null; then echo nodejs; fi; }
 
 # setup GROUP...: the packages of the groups, then the models for run, and the pictures for demo and test.
 setup() {
