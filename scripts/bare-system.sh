@@ -120,7 +120,7 @@ bare_guard() {
   }
   # Only out here, where nothing is mounted in it. It is there when an earlier run was killed.
   rm -rf --one-file-system "$system"*
-  free=$(df --output=avail --block-size=1M "$place" | tail -n 1)
+  free=$((10#$(df --output=avail --block-size=1M "$place" | tail -n 1 | tr -d ' ')))
   ((free >= needed)) || cannot "needs $needed MiB on the disk of build/, where $free MiB are free"
   unshare --mount --pid --ipc --uts --fork --kill-child --mount-proc true ||
     cannot "namespaces or mounts are not permitted here"
