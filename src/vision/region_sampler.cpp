@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "vision/vector_clones.h"
+
 namespace sentrel::vision {
 namespace {
 
@@ -14,13 +16,6 @@ constexpr std::size_t bytesPerPixel = 4;
 
 // One pixel of a row of sums.
 using FourFloats = float __attribute__((vector_size(16)));
-
-// The widest instructions that the machine has, without asking for them in the whole build.
-#if defined(__x86_64__) && defined(__gnu_linux__) && !defined(__SANITIZE_ADDRESS__)
-#define SENTREL_CLONES __attribute__((target_clones("avx2", "default")))
-#else
-#define SENTREL_CLONES
-#endif
 
 SENTREL_CLONES void accumulate(const std::uint8_t* bytes, std::size_t count, float weight, float* sums) {
   for (std::size_t i = 0; i < count; ++i) sums[i] += weight * static_cast<float>(bytes[i]);
