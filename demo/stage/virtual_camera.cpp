@@ -181,14 +181,15 @@ void VirtualCamera::Machine::appear() {
 }
 
 void VirtualCamera::Machine::vanish() {
-  const PipeWireLoop::Lock lock(loop_);
-  timer_.disarm();
-  open = listed_ = false;
-  if (stream_ != nullptr) {
-    spa_hook_remove(&hook_);
-    pw_stream_destroy(std::exchange(stream_, nullptr));
-  }
-  if (core_ != nullptr) pw_core_disconnect(std::exchange(core_, nullptr));
+  loop_.call([this] {
+    timer_.disarm();
+    open = listed_ = false;
+    if (stream_ != nullptr) {
+      spa_hook_remove(&hook_);
+      pw_stream_destroy(std::exchange(stream_, nullptr));
+    }
+    if (core_ != nullptr) pw_core_disconnect(std::exchange(core_, nullptr));
+  });
 }
 
 void VirtualCamera::Machine::connectStream() {

@@ -84,12 +84,11 @@ void CaptureEngine::start() {
 }
 
 void CaptureEngine::shutDown() {
-  {
-    const PipeWireLoop::Lock lock(loop_);
+  loop_.call([this] {
     ended_ = true;
     closeCamera();
     connection_.close();
-  }
+  });
   loop_.stop();
 }
 
@@ -136,8 +135,7 @@ void CaptureEngine::setPreviewTap(std::function<void(const FrameRef&)> onFrame) 
 
 void CaptureEngine::applyOrders(Retarget retarget) {
   if (!preview_ || !demand_.wanted || !running_) held_.reset();
-  {
-    const PipeWireLoop::Lock lock(loop_);
+  loop_.call([this, retarget] {
     orders_ = {setup_.width, setup_.height,       setup_.input, setup_.output.has_value(),
                running_,     preview_ != nullptr, demand_};
     holdsFrame_ = held_ != nullptr;
@@ -145,7 +143,7 @@ void CaptureEngine::applyOrders(Retarget retarget) {
     pacer_.setPace(std::chrono::milliseconds(demand_.paceMs));
     reconcile();
     pump();
-  }
+  });
   if (open_) return;
   // Nothing reads the camera any more. A frame that somebody still holds goes when it is let go.
   held_.reset();

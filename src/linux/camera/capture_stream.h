@@ -20,7 +20,8 @@ struct pw_stream;
 namespace sentrel {
 
 /// The stream from one camera node, from its connection to its end. It keeps the newest good picture and
-/// recycles every other one. PipeWire loop, under its lock.
+/// recycles every other one. PipeWire loop, under its lock; it is made and destroyed on the loop's own
+/// thread.
 class CaptureStream {
  public:
   struct Events {

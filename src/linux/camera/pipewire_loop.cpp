@@ -35,11 +35,24 @@ void PipeWireLoop::start() {
 }
 
 void PipeWireLoop::stop() {
+  const std::lock_guard nobodyWaits(callMutex_);
   pw_thread_loop_stop(loop_);
 }
 
 pw_loop* PipeWireLoop::get() const {
   return pw_thread_loop_get_loop(loop_);
+}
+
+void PipeWireLoop::call(const std::function<void()>& task) {
+  const auto run = [](spa_loop*, bool, std::uint32_t, const void*, std::size_t, void* called) {
+    (*static_cast<const std::function<void()>*>(called))();
+    return 0;
+  };
+  // One at a time: the library tells all who wait by the same event, whosever task is done.
+  const std::lock_guard one(callMutex_);
+  // The library lets go of this lock while it waits.
+  const Lock lock(*this);
+  pw_loop_invoke(get(), run, 0, nullptr, 0, true, const_cast<std::function<void()>*>(&task));
 }
 
 PipeWireLoop::Lock::Lock(const PipeWireLoop& loop) : loop_(loop.loop_) {

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <functional>
+#include <mutex>
 #include <optional>
 
 struct pw_loop;
@@ -14,7 +15,9 @@ namespace sentrel {
 using SteadyTime = std::chrono::steady_clock::time_point;
 
 /// The process's PipeWire thread. Everything that belongs to it is used on that thread, where its callbacks
-/// run, or elsewhere under its `Lock`, which stops the thread meanwhile.
+/// run, or elsewhere under its `Lock`, which stops the thread meanwhile. Connections and streams are made and
+/// destroyed on the thread itself, through `call`: elsewhere the library waits for its thread in the midst of
+/// that, and lets go of the lock for as long, so that callbacks meet half of a stream.
 class PipeWireLoop {
  public:
   explicit PipeWireLoop(const char* threadName);
@@ -27,6 +30,11 @@ class PipeWireLoop {
   void stop();
 
   [[nodiscard]] pw_loop* get() const;
+
+  /// Runs `task` on the PipeWire thread, under its lock, and returns at its end. Where the thread was
+  /// stopped, or has not started, the task runs at once. Any thread but the loop's own; no `Lock` may be
+  /// held. `task` must not throw.
+  void call(const std::function<void()>& task);
 
   class [[nodiscard]] Lock {
    public:
@@ -41,6 +49,7 @@ class PipeWireLoop {
 
  private:
   pw_thread_loop* loop_;
+  std::mutex callMutex_;
 };
 
 /// Something that wakes the PipeWire thread and runs a callback there. It is made and destroyed under the

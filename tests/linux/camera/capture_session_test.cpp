@@ -108,6 +108,28 @@ TEST_F(CaptureTest, TheCameraIsOpenOnlyWhileFramesAreWanted) {
   EXPECT_TRUE(user.getsFrames());
 }
 
+// Pictures arrive all the time, so that some do in the midst of a closing or of a change of cameras. Here the
+// session's own end is one of the closings.
+TEST_F(CaptureTest, ItIsClosedAgainAndAgainWhilePicturesArrive) {
+  VirtualCamera one({.name = "one", .width = 64, .height = 48, .fps = 500});
+  VirtualCamera other({.name = "other", .width = 64, .height = 48, .fps = 500});
+  one.appear();
+  other.appear();
+  for (int round = 0; round < 15; ++round) {
+    SCOPED_TRACE(round);
+    CaptureUser user;
+    for (const char* name : {"one", "other", "one"}) {
+      user.start({name});
+      ASSERT_TRUE(user.getsFrames(10));
+    }
+    user.stop();
+    ASSERT_TRUE(user.eventually([&] { return !one.isOpen() && !other.isOpen(); }));
+    user.start({"other"});
+    ASSERT_TRUE(user.getsFrames(10));
+    EXPECT_TRUE(user.reports().empty());
+  }
+}
+
 TEST_F(CaptureTest, InputsAreSwitchedWhileItRuns) {
   const auto blue = bars(640, 480, {{200, 60, 60}});
   const auto red = bars(320, 240, {{60, 60, 200}});
