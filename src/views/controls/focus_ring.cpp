@@ -48,10 +48,29 @@ QWidget* groundOf(QWidget* control) {
 
 }  // namespace
 
-FocusRing::FocusRing(QWidget& window) : QWidget(&window), window_(window) {
-  setAttribute(Qt::WA_TransparentForMouseEvents);
-  setFocusPolicy(Qt::NoFocus);
-  hide();
+/// The ring itself, on whatever ground its control lies.
+class FocusRing::Drawing final : public QWidget {
+ public:
+  Drawing(QWidget* ground, const QPointer<QWidget>& control) : QWidget(ground), control_(control) {
+    setAttribute(Qt::WA_TransparentForMouseEvents);
+    setFocusPolicy(Qt::NoFocus);
+  }
+
+ protected:
+  void paintEvent(QPaintEvent* /*event*/) override {
+    const auto* shape = dynamic_cast<FocusShape*>(control_.data());
+    if (shape == nullptr) return;
+    QPainter painter(this);
+    const auto outline = shape->focusOutline();
+    paintBox(painter, QRectF(rect()), outline.radius + outline.gap + ringWidth, {}, colors().focus,
+             ringWidth);
+  }
+
+ private:
+  const QPointer<QWidget>& control_;
+};
+
+FocusRing::FocusRing(QWidget& window) : QObject(&window), window_(window) {
   connect(qApp, &QApplication::focusChanged, this, [this](QWidget* /*old*/, QWidget* now) {
     follow(now != nullptr && window_.isAncestorOf(now) ? now : nullptr);
   });
@@ -74,18 +93,20 @@ void FocusRing::follow(QWidget* control) {
 void FocusRing::place() {
   const auto* shape = dynamic_cast<FocusShape*>(control_.data());
   if (!shown_ || shape == nullptr || !control_->isVisible()) {
-    hide();
+    if (drawing_) drawing_->hide();
     return;
   }
   QWidget* ground = groundOf(control_);
-  if (parentWidget() != ground) setParent(ground);
+  if (!drawing_) drawing_ = new Drawing(ground, control_);
+  if (drawing_->parentWidget() != ground) drawing_->setParent(ground);
   const auto [rect, radius, gap] = shape->focusOutline();
   const double reach = gap + ringWidth;
   const QRectF outer = rect.adjusted(-reach, -reach, reach, reach);
-  setGeometry(QRectF(control_->mapTo(ground, QPoint()) + outer.topLeft(), outer.size()).toAlignedRect());
-  raise();
-  show();
-  update();
+  drawing_->setGeometry(
+      QRectF(control_->mapTo(ground, QPoint()) + outer.topLeft(), outer.size()).toAlignedRect());
+  drawing_->raise();
+  drawing_->show();
+  drawing_->update();
 }
 
 bool FocusRing::eventFilter(QObject* watched, QEvent* event) {
@@ -104,21 +125,12 @@ bool FocusRing::eventFilter(QObject* watched, QEvent* event) {
     case QEvent::Show:
     case QEvent::Hide:
       // A layout moves what contains the control, too.
-      if (control_ && widget != this && (widget == control_ || widget->isAncestorOf(control_))) place();
+      if (control_ && widget != drawing_ && (widget == control_ || widget->isAncestorOf(control_))) place();
       break;
     default:
       break;
   }
   return false;
-}
-
-void FocusRing::paintEvent(QPaintEvent* /*event*/) {
-  const auto* shape = dynamic_cast<FocusShape*>(control_.data());
-  if (shape == nullptr) return;
-  QPainter painter(this);
-  const auto outline = shape->focusOutline();
-  const double reach = outline.gap + ringWidth;
-  paintBox(painter, QRectF(rect()), outline.radius + reach, {}, colors().focus, ringWidth);
 }
 
 }  // namespace sentrel

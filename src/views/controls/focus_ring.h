@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <QObject>
 #include <QPointer>
 #include <QRectF>
 #include <QWidget>
@@ -22,24 +23,24 @@ class FocusShape {
 /// The ring around the control that has the keyboard's focus, once a key has been used in the window; a press
 /// of the mouse hides it again. One for each window; it lies over the controls and lets the mouse through.
 /// Main thread.
-class FocusRing final : public QWidget {
+class FocusRing final : public QObject {
  public:
   /// Belongs to `window` and serves the controls in it.
   explicit FocusRing(QWidget& window);
 
-  /// As if a key had been used, or not.
-  void setShown(bool shown);
-
  protected:
   bool eventFilter(QObject* watched, QEvent* event) override;
-  void paintEvent(QPaintEvent* event) override;
 
  private:
+  class Drawing;
+
+  void setShown(bool shown);
   void follow(QWidget* control);
   void place();
 
   QWidget& window_;
   QPointer<QWidget> control_;
+  QPointer<Drawing> drawing_;  // goes with what it lies on, and is then made anew
   bool shown_ = false;
 };
 
