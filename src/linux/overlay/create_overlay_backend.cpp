@@ -22,8 +22,11 @@ std::unique_ptr<OverlayBackend> createOverlayBackend(MainLoop& loop) {
   const std::string x11 = variable("DISPLAY");
   if (!wayland.empty()) {
     const auto reach = WaylandOverlayBackend::probe(wayland);
-    // A compositor that is not there yet is waited for where there is nothing else.
-    const bool waits = reach == WaylandOverlayBackend::Reach::absent && x11.empty();
+    // A compositor that is not there yet is waited for where there is nothing else. One that hangs will most
+    // likely let itself be covered once it answers, except that of GNOME.
+    const bool waits = (reach == WaylandOverlayBackend::Reach::absent && x11.empty()) ||
+                       (reach == WaylandOverlayBackend::Reach::silent &&
+                        (x11.empty() || variable("XDG_CURRENT_DESKTOP").find("GNOME") == std::string::npos));
     if (reach == WaylandOverlayBackend::Reach::covers || waits) {
       return std::make_unique<WaylandOverlayBackend>(loop, wayland);
     }

@@ -20,7 +20,7 @@ namespace sentrel {
 /// a QGuiApplication of any platform.
 ///
 /// A `List` is a SurfaceList. Its desktop has `open(display, loop, {changed, lost})`, null where the server
-/// cannot be used, `screens()`, and `limitation()` as that of OverlayBackend.
+/// cannot be used, `isUsable()`, `screens()`, and `limitation()` as that of OverlayBackend.
 template <class List>
 class DesktopOverlayBackend : public OverlayBackend {
  public:
@@ -64,8 +64,10 @@ class DesktopOverlayBackend : public OverlayBackend {
     desktop_.reset();
   }
   void desktopLost() {
+    // One that never could be used is asked ever more rarely.
+    const bool was = desktop_ && desktop_->isUsable();
     disconnect();
-    reconnect_.begin();
+    was ? reconnect_.begin() : reconnect_.goOn();
     announce();
   }
   void desktopChanged() {

@@ -12,16 +12,16 @@ constexpr std::int64_t longestDelayMs = 30'000;
 }  // namespace
 
 Reconnect::Reconnect(MainLoop& loop, std::function<bool()> attempt)
-    : loop_(loop), attempt_(std::move(attempt)) {}
+    : loop_(loop), attempt_(std::move(attempt)), delayMs_(firstDelayMs) {}
 
 void Reconnect::begin() {
   delayMs_ = firstDelayMs;
-  retryLater();
+  goOn();
 }
 
-void Reconnect::retryLater() {
+void Reconnect::goOn() {
   retry_ = loop_.after(delayMs_, [this] {
-    if (!attempt_()) retryLater();
+    if (!attempt_()) goOn();
   });
   delayMs_ = std::min(delayMs_ * 2, longestDelayMs);
 }

@@ -18,13 +18,13 @@ class Reconnect {
 
   /// The first attempt comes half a second from now.
   void begin();
+  /// As after another attempt that has failed.
+  void goOn();
 
  private:
-  void retryLater();
-
   MainLoop& loop_;
   std::function<bool()> attempt_;
-  std::int64_t delayMs_ = 0;
+  std::int64_t delayMs_;
   Registration retry_;
 };
 

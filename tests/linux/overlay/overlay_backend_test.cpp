@@ -2,15 +2,19 @@
 //
 // What a person sees of the overlay, and clicks through it, on both display servers.
 #include <gmock/gmock.h>
+#include <signal.h>
 #include <sys/resource.h>
 
+#include <QCoreApplication>
 #include <algorithm>
 #include <chrono>
+#include <thread>
 
 #include "linux/overlay/create_overlay_backend.h"
 #include "linux/overlay/overlay_desktop.h"
 #include "linux/overlay/wayland/wayland_output.h"
 #include "linux/overlay/x11/x11_overlay_backend.h"
+#include "support/manual_main_loop.h"
 
 namespace sentrel {
 namespace {
@@ -274,6 +278,56 @@ TEST_F(WaylandOverlayTest, MainScreenGoesThenAllOfThem) {
   addScreen();
   ASSERT_TRUE(eventuallyScreens(1));
   EXPECT_TRUE(eventuallyGrey(probe, 255)) << "neither surface belongs to it";
+}
+
+TEST_F(WaylandOverlayTest, WhatIsPresentedBeforeTheFirstSizeIsShown) {
+  ASSERT_TRUE(eventually([&] { return backend->limitation().empty(); }));
+  surface = backend->createSurface(backend->screens().at(0));
+  surface->present({});
+  surface->present(alertScene);  // in the same turn
+  EXPECT_TRUE(eventuallyStriped(width, height, 1, 0.7));
+}
+
+TEST_F(WaylandOverlayTest, ACoverIsPaintedAlsoOnAnOutputThatHasJustGone) {
+  // A loop that stands still: nobody hears that the output has gone.
+  test::ManualMainLoop still;
+  const auto unaware = createOverlayBackend(still);
+  addScreen();
+  ASSERT_TRUE(eventually([&] {
+    still.advance(1);
+    return unaware->screens().size() == 2;
+  }));
+  const auto other = unaware->createSurface(unaware->screens().at(1));
+  other->present({.stripes = {}, .veilAlpha = 0.6});
+  ASSERT_TRUE(eventuallyGrey({width + 100, 100}, 0.4 * 255));
+  removeScreen(1);
+  ASSERT_TRUE(eventually([&] { return unaware->screens().size() == 1; }));
+  other->present(alertScene);  // reads its output
+  still.advance(1);
+}
+
+TEST_F(WaylandOverlayTest, ACompositorThatHangsHoldsNothingUp) {
+  using std::chrono::steady_clock;
+  cover(nominalScene);
+  ASSERT_TRUE(eventuallyStriped(width, height, 1));
+  ::kill(desktop.swayPid(), SIGSTOP);
+  // Should something wait for it after all, the test ends all the same.
+  std::jthread rescue([this](const std::stop_token& stop) {
+    for (int i = 0; i < 300 && !stop.stop_requested(); ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    ::kill(desktop.swayPid(), SIGCONT);
+  });
+  const auto begin = steady_clock::now();
+  surface->present(alertScene);
+  QCoreApplication::processEvents();
+  const auto late = createOverlayBackend(*loop);  // a program that starts just now
+  QCoreApplication::processEvents();
+  EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds(10));
+  EXPECT_EQ(late->limitation(), "error_no_overlay");
+  EXPECT_TRUE(late->screens().empty());
+  rescue.request_stop();
+  EXPECT_TRUE(eventually([&] { return late->limitation().empty() && late->screens().size() == 1; }));
+  EXPECT_TRUE(eventuallyStriped(width, height, 1, 0.7)) << "what was shown meanwhile";
 }
 
 TEST_F(WaylandOverlayTest, ExhaustedMemoryDelaysTheCoverAndNeverKeepsIt) {

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/overlay/wayland/wayland_connection.h"
 
+#include <poll.h>
+
 #include <algorithm>
-#include <string_view>
+#include <utility>
 
 namespace sentrel {
 
@@ -17,9 +19,7 @@ constexpr std::uint32_t newestOutputManager = 3;
 std::unique_ptr<WaylandConnection> WaylandConnection::open(const std::string& display) {
   wl_display* raw = wl_display_connect(display.c_str());
   if (raw == nullptr) return nullptr;
-  std::unique_ptr<WaylandConnection> connection(new WaylandConnection(raw));
-  if (wl_display_roundtrip(raw) < 0) return nullptr;
-  return connection;
+  return std::unique_ptr<WaylandConnection>(new WaylandConnection(raw));
 }
 
 WaylandConnection::WaylandConnection(wl_display* display)
@@ -37,6 +37,39 @@ WaylandConnection::WaylandConnection(wl_display* display)
 }
 
 WaylandConnection::~WaylandConnection() = default;
+
+void WaylandConnection::whenAnswered(std::function<void()> answered) {
+  static constexpr wl_callback_listener listener{.done = [](void* self, wl_callback*, std::uint32_t) {
+    auto& connection = *static_cast<WaylandConnection*>(self);
+    connection.answer_.reset();
+    // It may ask for the next answer.
+    std::exchange(connection.answered_, nullptr)();
+  }};
+  answered_ = std::move(answered);
+  answer_.reset(wl_display_sync(display_.get()));
+  wl_callback_add_listener(answer_.get(), &listener, this);
+}
+
+bool WaylandConnection::await(std::chrono::milliseconds limit, const std::function<bool()>& done) const {
+  using std::chrono::steady_clock;
+  const auto end = steady_clock::now() + limit;
+  while (!done()) {
+    if (wl_display_prepare_read(get()) != 0) {
+      if (wl_display_dispatch_pending(get()) < 0) break;
+      continue;
+    }
+    wl_display_flush(get());
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - steady_clock::now());
+    pollfd socket{wl_display_get_fd(get()), POLLIN, 0};
+    if (left.count() <= 0 || poll(&socket, 1, static_cast<int>(left.count())) <= 0) {
+      wl_display_cancel_read(get());
+      if (left.count() <= 0) break;
+      continue;
+    }
+    if (wl_display_read_events(get()) < 0 || wl_display_dispatch_pending(get()) < 0) break;
+  }
+  return done();
+}
 
 bool WaylandConnection::canCover() const {
   return compositor_ && subcompositor_ && sharedMemory_ && viewporter_ && layerShell_;

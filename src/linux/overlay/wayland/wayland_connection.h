@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -21,11 +22,19 @@ class WaylandConnection {
     std::uint32_t version;
   };
 
-  /// `display` as in WAYLAND_DISPLAY. Waits for the compositor's answers.
+  /// `display` as in WAYLAND_DISPLAY; null when nothing listens there. What the compositor offers is known
+  /// once it has answered.
   [[nodiscard]] static std::unique_ptr<WaylandConnection> open(const std::string& display);
   ~WaylandConnection();
   WaylandConnection(const WaylandConnection&) = delete;
   WaylandConnection& operator=(const WaylandConnection&) = delete;
+
+  /// Calls `answered` once, when the compositor has answered everything that was asked before; in place of
+  /// what was to be called so far.
+  void whenAnswered(std::function<void()> answered);
+  /// Handles what the compositor says until `done()`, for at most `limit`: one that hangs must not hang us.
+  /// Returns `done()`. Not while an event pump runs.
+  bool await(std::chrono::milliseconds limit, const std::function<bool()>& done) const;
 
   /// Whether the compositor offers all that a cover needs; the layer shell above all.
   [[nodiscard]] bool canCover() const;
@@ -65,6 +74,8 @@ class WaylandConnection {
   WaylandObject<wp_fractional_scale_manager_v1> fractionalScales_;
   std::vector<OutputGlobal> outputs_;
   std::function<void()> outputsChanged_ = [] {};
+  WaylandObject<wl_callback> answer_;
+  std::function<void()> answered_;
 };
 
 }  // namespace sentrel

@@ -50,14 +50,14 @@ zwlr_layer_surface_v1* enterLayer(const WaylandConnection& connection, const Way
 
 }  // namespace
 
-WaylandLayerWindows::WaylandLayerWindows(WaylandDesktop& desktop, const WaylandOutput& output,
+WaylandLayerWindows::WaylandLayerWindows(WaylandDesktop& desktop, std::shared_ptr<const WaylandOutput> output,
                                          std::function<void()> onClosed)
     : desktop_(desktop),
-      output_(output),
+      output_(std::move(output)),
       onClosed_(std::move(onClosed)),
       base_(desktop.connection()),
       scenePictures_(leastKeptPixels),
-      layer_(enterLayer(desktop.connection(), output, base_)),
+      layer_(enterLayer(desktop.connection(), *output_, base_)),
       tint_(desktop.connection(), base_.get()),
       hint_(desktop.connection(), base_.get()),
       banner_(desktop.connection(), base_.get()) {
@@ -137,7 +137,7 @@ void WaylandLayerWindows::paintRetro() {
 }
 
 double WaylandLayerWindows::scale() const {
-  const double wanted = preferredScale_ > 0 ? preferredScale_ : deviceScale(output_.state());
+  const double wanted = preferredScale_ > 0 ? preferredScale_ : deviceScale(output_->state());
   const double pixels = static_cast<double>(width_) * height_ * wanted * wanted;
   return pixels > mostPixels ? wanted * std::sqrt(mostPixels / pixels) : wanted;
 }

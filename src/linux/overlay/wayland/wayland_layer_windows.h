@@ -18,11 +18,12 @@ namespace sentrel {
 
 /// Everything that covers one output: a surface in the overlay layer for stripes and veil, and as parts of
 /// it, bottom to top, the tint, the hint and the banner. Nothing is shown before the compositor has told the
-/// size. Must not outlive its desktop and output. Main thread.
+/// size. Must not outlive its desktop. Main thread.
 class WaylandLayerWindows {
  public:
   /// `onClosed` is called when the compositor will not show them any more; it may destroy them.
-  WaylandLayerWindows(WaylandDesktop& desktop, const WaylandOutput& output, std::function<void()> onClosed);
+  WaylandLayerWindows(WaylandDesktop& desktop, std::shared_ptr<const WaylandOutput> output,
+                      std::function<void()> onClosed);
   ~WaylandLayerWindows();
   WaylandLayerWindows(const WaylandLayerWindows&) = delete;
   WaylandLayerWindows& operator=(const WaylandLayerWindows&) = delete;
@@ -65,7 +66,7 @@ class WaylandLayerWindows {
   [[nodiscard]] double scale() const;
 
   WaylandDesktop& desktop_;
-  const WaylandOutput& output_;
+  const std::shared_ptr<const WaylandOutput> output_;
   std::function<void()> onClosed_;
   WaylandSurface base_;
   WaylandPictures scenePictures_;

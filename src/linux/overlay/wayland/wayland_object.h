@@ -15,6 +15,7 @@ namespace sentrel {
 struct WaylandDeleter {
   void operator()(wl_display* object) const { wl_display_disconnect(object); }
   void operator()(wl_registry* object) const { wl_registry_destroy(object); }
+  void operator()(wl_callback* object) const { wl_callback_destroy(object); }
   void operator()(wl_compositor* object) const { wl_compositor_destroy(object); }
   void operator()(wl_subcompositor* object) const { wl_subcompositor_destroy(object); }
   void operator()(wl_shm* object) const { wl_shm_destroy(object); }

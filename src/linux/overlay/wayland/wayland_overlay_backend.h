@@ -12,8 +12,8 @@ namespace sentrel {
 /// The overlay on a Wayland compositor with a layer shell; `display` as in WAYLAND_DISPLAY.
 class WaylandOverlayBackend final : public DesktopOverlayBackend<WaylandSurfaceList> {
  public:
-  /// Whether the compositor is there, and whether it can be covered.
-  enum class Reach { covers, refuses, absent };
+  /// Whether the compositor is there, and whether it can be covered. A silent one does not answer in time.
+  enum class Reach { covers, refuses, absent, silent };
   [[nodiscard]] static Reach probe(const std::string& display);
 
   using DesktopOverlayBackend::DesktopOverlayBackend;

@@ -26,7 +26,8 @@ WaylandOverlaySurface::~WaylandOverlaySurface() {
 
 void WaylandOverlaySurface::present(const OverlayScene& scene) {
   scene_ = scene;
-  if (windows_ && windows_->isShown()) {
+  if (windows_) {
+    // Also where the compositor has not told their size yet: they show it once it has.
     windows_->show(scene, tint_);
   } else {
     refresh();
@@ -40,7 +41,7 @@ void WaylandOverlaySurface::setTint(TintLevel level) {
 }
 
 void WaylandOverlaySurface::refresh() {
-  const WaylandOutput* output = list_->desktop == nullptr ? nullptr : list_->desktop->output(screenId_);
+  const auto output = list_->desktop == nullptr ? nullptr : list_->desktop->output(screenId_);
   if (output == nullptr || !scene_) {
     release();
     return;
@@ -54,7 +55,7 @@ void WaylandOverlaySurface::refresh() {
   }
   if (retry_) return;
   outputGlobal_ = output->globalName();
-  windows_ = std::make_unique<WaylandLayerWindows>(*list_->desktop, *output, [this] { closed(); });
+  windows_ = std::make_unique<WaylandLayerWindows>(*list_->desktop, output, [this] { closed(); });
   windows_->show(*scene_, tint_);
   bearPicture();
   list_->desktop->flush();

@@ -36,6 +36,8 @@ class X11Desktop {
   [[nodiscard]] bool blendsWindows() const {
     return compositor_.isRunning() && connection_->translucentVisual();
   }
+  /// From the beginning: its server has answered when it opens.
+  [[nodiscard]] static constexpr bool isUsable() { return true; }
   [[nodiscard]] std::vector<Screen> screens() const;
   /// As that of OverlayBackend.
   [[nodiscard]] std::string limitation() const { return blendsWindows() ? "" : "error_no_compositing"; }
