@@ -4,7 +4,6 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFileInfo>
-#include <QPalette>
 #include <QSessionManager>
 #include <chrono>
 #include <cstdio>
@@ -65,18 +64,6 @@ void boundTheEnd(int code) {
     std::this_thread::sleep_for(lastPatience);
     std::_Exit(code);
   }).detach();
-}
-
-/// Where the desktop tells nothing of colours, its palette does. On X11 the size of text is in the scale of
-/// the whole display.
-Theme::Look lookOf(const Appearance& appearance) {
-  const bool darkPalette = QGuiApplication::palette().color(QPalette::Window).lightnessF() < 0.5F;
-  const bool x11 = QGuiApplication::platformName() == QLatin1String("xcb");
-  return {
-      .scheme = appearance.dark.value_or(darkPalette) ? AppColors::Scheme::dark : AppColors::Scheme::light,
-      .contrast = appearance.highContrast ? AppColors::Contrast::high : AppColors::Contrast::normal,
-      .reducedMotion = appearance.reducedMotion,
-      .textScale = x11 ? 1 : appearance.textScale.value_or(1)};
 }
 
 bool showsWindows() {
@@ -198,7 +185,7 @@ void SentrelMacApp::installPlatform() {
   looks_ = appearance_->appearance().subscribe([](const Appearance& appearance) {
     OverlayWindowManager::shared()->reducedMotion = appearance.reducedMotion;
     RetroPiPManager::shared()->reducedMotion = appearance.reducedMotion;
-    Theme::shared().setLook(lookOf(appearance));
+    Theme::shared().follow(appearance);
   });
 }
 

@@ -3,9 +3,11 @@
 
 #include <QFont>
 #include <QObject>
+#include <optional>
 
 #include "look/fonts.h"
 #include "look/palette.h"
+#include "platform/appearance.h"
 
 namespace sentrel {
 
@@ -27,6 +29,10 @@ class Theme final : public QObject {
   static Theme& shared();
 
   [[nodiscard]] const Look& look() const { return look_; }
+  /// The look that follows from what the person asked of the desktop, from now on. Where the desktop tells
+  /// nothing of colours, the application's palette does, also as it changes. On X11 the size of text is in
+  /// the scale of the whole display.
+  void follow(const Appearance& appearance);
   /// A text scale out of range is clamped.
   void setLook(Look look);
 
@@ -45,9 +51,15 @@ class Theme final : public QObject {
  Q_SIGNALS:
   void changed();
 
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
  private:
   Theme();
+  void adopt(const Appearance& appearance);
+
   Look look_;
+  std::optional<Appearance> followed_;
 };
 
 /// `Theme::shared().colors()`.

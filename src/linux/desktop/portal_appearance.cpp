@@ -22,13 +22,16 @@ struct Setting {
 };
 const auto freedesktop = QStringLiteral("org.freedesktop.appearance");
 const auto gnome = QStringLiteral("org.gnome.desktop.interface");
-const std::array<Setting, 6> settings{
+const auto highContrastTheme = QStringLiteral("HighContrast");
+const std::array<Setting, 8> settings{
     Setting{freedesktop, QStringLiteral("reduced-motion")},
     Setting{gnome, QStringLiteral("enable-animations")},
     Setting{QStringLiteral("org.kde.kdeglobals.KDE"), QStringLiteral("AnimationDurationFactor")},
     Setting{freedesktop, QStringLiteral("color-scheme")},
     Setting{freedesktop, QStringLiteral("contrast")},
-    Setting{gnome, QStringLiteral("text-scaling-factor")}};
+    Setting{gnome, QStringLiteral("text-scaling-factor")},
+    Setting{gnome, QStringLiteral("gtk-theme")},
+    Setting{QStringLiteral("org.gnome.desktop.a11y.interface"), QStringLiteral("high-contrast")}};
 
 /// A setting comes in one envelope or two, by the age of the portal.
 QVariant opened(QVariant value) {
@@ -86,15 +89,24 @@ void PortalAppearance::learn(const QString& space, const QString& key, const QVa
   } else if (key == settings[3].key) {
     // 1 is dark, 2 light, and 0 leaves it to the program.
     const auto scheme = valueOf<uint>(content);
-    appearance_.dark = scheme == 1U   ? std::optional(true)
-                       : scheme == 2U ? std::optional(false)
-                                      : std::nullopt;
+    wishedDark_ = scheme == 1U ? std::optional(true) : scheme == 2U ? std::optional(false) : std::nullopt;
   } else if (key == settings[4].key) {
-    appearance_.highContrast = valueOf<uint>(content) == 1U;
+    moreContrast_[key] = valueOf<uint>(content) == 1U;
+  } else if (key == settings[6].key) {
+    // Desktops before the common setting have a theme for it, in two colours.
+    const QString theme = valueOf<QString>(content).value_or(QString());
+    moreContrast_[key] = theme.startsWith(highContrastTheme);
+    inverseTheme_ = theme == highContrastTheme + QStringLiteral("Inverse");
+  } else if (key == settings[7].key) {
+    moreContrast_[key] = valueOf<bool>(content).value_or(false);
   } else if (key == settings[5].key) {
     const auto scale = valueOf<double>(content);
     if (scale && *scale > 0) appearance_.textScale = *scale;
   }
+  appearance_.highContrast =
+      std::ranges::any_of(moreContrast_, [](const auto& entry) { return entry.second; });
+  appearance_.dark = wishedDark_;
+  if (!wishedDark_ && inverseTheme_) appearance_.dark = true;
   tell_(appearance_);
 }
 

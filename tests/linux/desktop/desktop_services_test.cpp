@@ -203,7 +203,12 @@ TEST_F(AppearanceTest, FollowsWhatThePersonAskedOfTheDesktop) {
                  {gnome, "text-scaling-factor", 1.5, {}},
                  {free, "color-scheme", 1U, {{true, true, true, 1.5}}},
                  {gnome, "text-scaling-factor", -1.0, {}},
-                 {free, "color-scheme", 7U, {{none, true, true, 1.5}}}};
+                 {free, "color-scheme", 7U, {{none, true, true, 1.5}}},
+                 {free, "contrast", 0U, {{none, false, true, 1.5}}},
+                 {gnome, "gtk-theme", u"HighContrast"_s, {{none, true, true, 1.5}}},
+                 {gnome, "gtk-theme", u"HighContrastInverse"_s, {{true, true, true, 1.5}}},
+                 {gnome, "gtk-theme", u"Adwaita"_s, {{none, false, true, 1.5}}},
+                 {"org.gnome.desktop.a11y.interface", "high-contrast", true, {{none, true, true, 1.5}}}};
   for (const auto& [space, key, value, expected] : changes) {
     portal.emitSignal(u"/org/freedesktop/portal/desktop"_s, u"org.freedesktop.portal.Settings"_s,
                       u"SettingChanged"_s,
