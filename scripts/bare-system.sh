@@ -252,7 +252,7 @@ hand_in_machine() {
 
 mount_bare_system() {
   local name
-  echo "bare-$release" >/proc/sys/kernel/hostname
+  hostname "bare-$release"
   mount --bind "$place/archives" "$system/var/cache/apt/archives"
   mount -t proc proc "$system/proc"
   mount --bind "$system/proc/sys" "$system/proc/sys"
