@@ -52,7 +52,7 @@ void StatsRepository::addActiveSeconds(std::int64_t seconds) {
 
 void StatsRepository::add(std::int64_t FilterStats::*counter, std::int64_t amount, std::string_view key) {
   FilterStats next = stats.get();
-  next.*counter = checkedAdd(next.*counter, amount);
+  next.*counter = saturatingAdd(next.*counter, amount);
   stats = next;
   // Read back: an observer may have published something newer.
   defaults->set(key, stats.get().*counter);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 
 #include "support/fatal.h"
 
@@ -13,6 +14,13 @@ inline std::int64_t checkedAdd(std::int64_t a, std::int64_t b) {
   std::int64_t result = 0;
   if (__builtin_add_overflow(a, b, &result)) fatal("arithmetic overflow in an addition");
   return result;
+}
+
+/// For what is only shown: a sum out of range is the nearest number in it.
+inline std::int64_t saturatingAdd(std::int64_t a, std::int64_t b) {
+  std::int64_t result = 0;
+  if (!__builtin_add_overflow(a, b, &result)) return result;
+  return b > 0 ? std::numeric_limits<std::int64_t>::max() : std::numeric_limits<std::int64_t>::min();
 }
 
 inline std::int64_t checkedSubtract(std::int64_t a, std::int64_t b) {

@@ -44,6 +44,7 @@ SerialQueue::SerialQueue(std::string label) : label_(std::move(label)), state_(s
 }
 
 SerialQueue::~SerialQueue() {
+  if (!state_) return;
   {
     const std::lock_guard lock(state_->mutex);
     state_->ending = true;
@@ -79,7 +80,7 @@ void SerialQueue::sync(Task task) {
 }
 
 bool SerialQueue::isCurrent() const {
-  return std::this_thread::get_id() == state_->thread.get_id();
+  return state_ && std::this_thread::get_id() == state_->thread.get_id();
 }
 
 }  // namespace sentrel

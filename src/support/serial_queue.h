@@ -14,18 +14,22 @@ class SerialQueue {
  public:
   /// `label` names the queue; its last 15 characters name the thread.
   explicit SerialQueue(std::string label);
-  ~SerialQueue();
+  virtual ~SerialQueue();
   SerialQueue(const SerialQueue&) = delete;
   SerialQueue& operator=(const SerialQueue&) = delete;
 
   /// Any thread. Allocates only when more tasks wait than ever before.
-  void async(Task task);
+  virtual void async(Task task);
 
   /// Runs `task` on the queue and waits for it. Any thread but the queue's own.
-  void sync(Task task);
+  virtual void sync(Task task);
 
   [[nodiscard]] bool isCurrent() const;
   [[nodiscard]] const std::string& label() const { return label_; }
+
+ protected:
+  /// A queue without a thread, for one that runs its tasks in its own way.
+  SerialQueue() = default;
 
  private:
   struct State;
