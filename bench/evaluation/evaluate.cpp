@@ -48,7 +48,8 @@ struct Seen {
 
 class Eye {
  public:
-  Eye(const vision::Models& models, Degradation degradation) : scheme_(models), degradation_(degradation) {}
+  Eye(const vision::Models& models, Degradation degradation)
+      : scheme_(models, vision::makeInferenceEngine), degradation_(degradation) {}
 
   Seen look(const Frame& picture) {
     scheme_.restart();

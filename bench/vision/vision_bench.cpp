@@ -117,7 +117,7 @@ BENCHMARK(noiseFilter)->ArgName("noise")->Arg(0)->Arg(2)->Unit(benchmark::kMilli
 
 /// All that is done with one frame of a scene in which nothing moves.
 void stillFrame(benchmark::State& state) {
-  FaceScheme scheme(models());
+  FaceScheme scheme(models(), makeInferenceEngine);
   std::int64_t now = 0;
   for (auto _ : state) scheme.analyse(picture(), now += 100);
   state.counters["faces"] = static_cast<double>(scheme.faces().size());

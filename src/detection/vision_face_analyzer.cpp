@@ -82,14 +82,19 @@ void VisionFaceAnalyzer::analyze(const FrameRef& frame) {
 void VisionFaceAnalyzer::analyzeWaiting() {
   auto job = waiting_.take();
   if (!job) return;
-  // A frame that could not be read is a frame without faces: the machine must hear of every frame.
   const auto found = environment_.faceDetector->detect(*job->frame, job->timestampMs);
   if (!job->wantsRetro) job->frame.reset();
   if (found) {
     processResults(found->rectangles, found->landmarks, job->timestampMs, std::move(job->frame));
   } else {
-    processResults({}, {}, job->timestampMs, std::move(job->frame));
+    reportFailure();
   }
+}
+
+void VisionFaceAnalyzer::reportFailure() {
+  environment_.mainLoop->post([weak = weak_from_this()] {
+    if (const auto self = weak.lock()) self->onFailure();
+  });
 }
 
 void VisionFaceAnalyzer::processResults(const FaceList& rectangles, const FaceList& landmarks,

@@ -29,6 +29,8 @@ class VisionFaceAnalyzer : public std::enable_shared_from_this<VisionFaceAnalyze
 
   /// Every analysed frame, also one without faces.
   CallbackSlot<DetectionInput> onResult;
+  /// A frame on which the detection failed: nobody knows what it shows.
+  CallbackSlot<> onFailure;
   /// The main face's width as a fraction of the image's width, where there is a face.
   CallbackSlot<double> onCalibrationSample;
   /// The analysed frame and the second widest face's box, where there is one. A frame outlives its analysis
@@ -52,6 +54,7 @@ class VisionFaceAnalyzer : public std::enable_shared_from_this<VisionFaceAnalyze
   };
 
   void analyzeWaiting();
+  void reportFailure();
   void processResults(const FaceList& rectangles, const FaceList& landmarks, std::int64_t timestampMs,
                       FrameRef pixelBuffer);
 

@@ -79,7 +79,8 @@ class FaceDetector {
   /// failure.
   [[nodiscard]] virtual std::optional<FaceDetectorError> prepare() = 0;
 
-  /// Faces of one frame, or none when the frame could not be read. `timestampMs` grows from frame to frame.
+  /// Faces of one frame, or nothing when the detection failed, which is not the same as an empty room.
+  /// `timestampMs` grows from frame to frame.
   [[nodiscard]] virtual std::optional<FaceDetections> detect(const Frame& frame,
                                                              std::int64_t timestampMs) = 0;
 

@@ -37,7 +37,8 @@ MeshFinder::MeshFinder(std::unique_ptr<NetworkRunner> runner, std::size_t pointC
 bool MeshFinder::find(const Frame& frame, const TurnedSquare& square, FaceMesh& mesh) {
   if (!(square.side >= 1) || frame.empty()) return false;
   RegionSampler::sample(frame, square, meshSide, inputRange, runner_->input());
-  if (!runner_->run() || !(runner_->output(score_)[0] > acceptedScore)) return false;
+  if (!runner_->run()) throw InferenceFailure();
+  if (!(runner_->output(score_)[0] > acceptedScore)) return false;
   const auto values = runner_->output(points_);
   const double scale = square.side / meshSide;
   const double cosine = std::cos(square.angle) * scale;

@@ -37,7 +37,7 @@ class MeshFinder {
   MeshFinder(std::unique_ptr<NetworkRunner> runner, std::size_t pointCount);
 
   /// Fills `mesh` with the face inside the square; false when there is none. Allocates nothing once `mesh`
-  /// has its room.
+  /// has its room. Throws InferenceFailure.
   [[nodiscard]] bool find(const Frame& frame, const TurnedSquare& square, FaceMesh& mesh);
 
  private:

@@ -43,8 +43,8 @@ Region tileRegion(const Frame& frame, const Tile& tile) {
 
 }  // namespace
 
-FaceScheme::FaceScheme(const Models& models)
-    : engine_(makeInferenceEngine()),
+FaceScheme::FaceScheme(const Models& models, MakeEngine makeEngine)
+    : engine_(makeEngine()),
       runners_(prepare(*engine_, models)),
       coarse_(std::move(runners_[0]), coarseSize, sampler_),
       fine_(std::move(runners_[1]), fineSize, sampler_),

@@ -31,9 +31,9 @@ namespace sentrel::vision {
 class FaceScheme {
  public:
   /// Throws ModelError.
-  explicit FaceScheme(const Models& models);
+  FaceScheme(const Models& models, MakeEngine makeEngine);
 
-  /// `taken` is not empty.
+  /// `taken` is not empty. Throws InferenceFailure; the next frame then begins anew.
   void analyse(const Frame& taken, std::int64_t timestampMs);
 
   /// The confirmed faces of the last frame, widest first, with the network's wide boxes.

@@ -32,7 +32,7 @@ FaceSearch::FaceSearch(std::unique_ptr<NetworkRunner> runner, InputSize size, Re
 void FaceSearch::find(const Frame& frame, const Region& region, double threshold,
                       std::vector<Candidate>& found) {
   sampler_->sample(frame, region, size_.width, size_.height, inputRange, runner_->input());
-  if (!runner_->run()) return;
+  if (!runner_->run()) throw InferenceFailure();
   const auto boxes = runner_->output(boxes_);
   const auto scores = runner_->output(scores_);
   const auto lowest = static_cast<float>(std::log(threshold / (1 - threshold)));

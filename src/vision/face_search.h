@@ -18,7 +18,7 @@ class FaceSearch {
   FaceSearch(std::unique_ptr<NetworkRunner> runner, InputSize size, RegionSampler& sampler);
 
   /// Appends everything that scores at least `threshold`, in the frame's pixels; several candidates may stand
-  /// for one face. Nothing is appended when the back end fails or `found` is as long as its capacity.
+  /// for one face. Nothing is appended when `found` is as long as its capacity. Throws InferenceFailure.
   void find(const Frame& frame, const Region& region, double threshold, std::vector<Candidate>& found);
 
   [[nodiscard]] InputSize size() const { return size_; }

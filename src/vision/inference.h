@@ -15,6 +15,10 @@ struct InputSize {
   int width = 0;
 };
 
+/// A network's back end failed on one frame. Thrown by who runs it, and caught where the frame was given: it
+/// never leaves the analysis queue.
+struct InferenceFailure {};
+
 /// A network ready to run at one input size. One thread.
 class NetworkRunner {
  public:

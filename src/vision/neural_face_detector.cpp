@@ -40,7 +40,7 @@ NormalizedRect normalized(const Region& box, const Frame& frame) {
 /// The scheme, and what makes its readings into observations.
 class NeuralFaceDetector::State {
  public:
-  explicit State(const Models& models) : scheme_(models) {}
+  State(const Models& models, MakeEngine makeEngine) : scheme_(models, makeEngine) {}
 
   FaceDetections detect(const Frame& frame, std::int64_t timestampMs, const FaceTuning& tuning) {
     scheme_.analyse(frame, timestampMs);
@@ -122,14 +122,14 @@ class NeuralFaceDetector::State {
   std::uint64_t primaryId_ = 0;
 };
 
-NeuralFaceDetector::NeuralFaceDetector(std::filesystem::path modelFolder)
-    : modelFolder_(std::move(modelFolder)) {}
+NeuralFaceDetector::NeuralFaceDetector(std::filesystem::path modelFolder, MakeEngine makeEngine)
+    : modelFolder_(std::move(modelFolder)), makeEngine_(makeEngine) {}
 NeuralFaceDetector::~NeuralFaceDetector() = default;
 
 std::optional<FaceDetectorError> NeuralFaceDetector::prepare() {
   if (state_) return std::nullopt;
   try {
-    state_ = std::make_unique<State>(readModels(modelFolder_));
+    state_ = std::make_unique<State>(readModels(modelFolder_), makeEngine_);
     return std::nullopt;
   } catch (const ModelError& error) {
     return FaceDetectorError{error.what()};
@@ -140,7 +140,12 @@ std::optional<FaceDetectorError> NeuralFaceDetector::prepare() {
 
 std::optional<FaceDetections> NeuralFaceDetector::detect(const Frame& frame, std::int64_t timestampMs) {
   if (!state_ || frame.empty()) return std::nullopt;
-  return state_->detect(frame, timestampMs, tuning_);
+  try {
+    return state_->detect(frame, timestampMs, tuning_);
+  } catch (const InferenceFailure&) {
+    state_->restart();  // what this frame has left half done
+    return std::nullopt;
+  }
 }
 
 void NeuralFaceDetector::restartTracking() {

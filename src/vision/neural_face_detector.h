@@ -8,6 +8,7 @@
 
 #include "platform/face_detector.h"
 #include "support/frame.h"
+#include "vision/inference.h"
 
 namespace sentrel::vision {
 
@@ -28,7 +29,7 @@ namespace sentrel::vision {
 class NeuralFaceDetector final : public FaceDetector {
  public:
   /// `modelFolder` holds the files of models/SHA256SUMS; it is read by `prepare`.
-  explicit NeuralFaceDetector(std::filesystem::path modelFolder);
+  explicit NeuralFaceDetector(std::filesystem::path modelFolder, MakeEngine makeEngine = makeInferenceEngine);
   ~NeuralFaceDetector() override;
 
   [[nodiscard]] std::optional<FaceDetectorError> prepare() override;
@@ -40,6 +41,7 @@ class NeuralFaceDetector final : public FaceDetector {
  private:
   class State;
   std::filesystem::path modelFolder_;
+  MakeEngine makeEngine_;
   FaceTuning tuning_;
   std::unique_ptr<State> state_;
 };

@@ -125,7 +125,6 @@ TEST_F(VisionFaceAnalyzerTest, MeasuresTheMainFace) {
     Sample sample;
   } cases[] = {
       {"nobody", FaceDetections{}, 0, {}, {}},
-      {"an unreadable frame", std::nullopt, 0, {}, {}},
       {"the least width",
        detectionsOf({faceOf(least), faceOf(0.0199)}, {faceOf(0.0199)}),
        1,
@@ -159,6 +158,16 @@ TEST_F(VisionFaceAnalyzerTest, MeasuresTheMainFace) {
     EXPECT_NEAR(results[0].primaryFace->eulerX, primary->eulerX, 1e-4) << what;
     EXPECT_EQ(results[0].primaryFace->boundingBoxRatio, primary->boundingBoxRatio) << what;
   }
+}
+
+TEST_F(VisionFaceAnalyzerTest, AFailedDetectionIsNoEmptyRoom) {
+  const auto analyzer = make(10);
+  int failures = 0;
+  analyzer->onFailure = [&] { ++failures; };
+  room.detector->next = std::nullopt;
+  offer(*analyzer, {0, 100});
+  EXPECT_EQ(failures, 2);
+  EXPECT_TRUE(results.empty());
 }
 
 TEST_F(VisionFaceAnalyzerTest, GivesTheSecondWidestFaceToTheRetroConsumer) {

@@ -41,6 +41,36 @@ class NeuralFaceDetectorTest : public ::testing::Test {
   std::int64_t now_ = 1000;
 };
 
+/// The real back end, which fails on demand.
+class FailingRunner final : public NetworkRunner {
+ public:
+  static inline bool fails = false;
+
+  explicit FailingRunner(std::unique_ptr<NetworkRunner> real) : real_(std::move(real)) {}
+  std::span<float> input() override { return real_->input(); }
+  bool run() override { return !fails && real_->run(); }
+  [[nodiscard]] std::size_t outputCount() const override { return real_->outputCount(); }
+  [[nodiscard]] std::span<const float> output(std::size_t index) const override {
+    return real_->output(index);
+  }
+
+ private:
+  std::unique_ptr<NetworkRunner> real_;
+};
+
+class FailingEngine final : public InferenceEngine {
+ public:
+  std::vector<std::unique_ptr<NetworkRunner>> prepare(const Network& network,
+                                                      std::span<const InputSize> sizes) override {
+    auto runners = real_->prepare(network, sizes);
+    for (auto& runner : runners) runner = std::make_unique<FailingRunner>(std::move(runner));
+    return runners;
+  }
+
+ private:
+  std::unique_ptr<InferenceEngine> real_ = makeInferenceEngine();
+};
+
 const PortraitScene& scene() {
   static const PortraitScene scene;
   return scene;
@@ -50,6 +80,24 @@ const PortraitScene& scene() {
 double pitchEstimate(const FaceObservation& face) {
   if (!face.landmarks) return 0;
   return (face.landmarks->nose->y - (face.landmarks->leftEye->y + face.landmarks->rightEye->y) / 2) * 180;
+}
+
+TEST(FailingInference, isNoEmptyRoom) {
+  NeuralFaceDetector detector(
+      test::modelFolderPath().toStdString(),
+      []() -> std::unique_ptr<InferenceEngine> { return std::make_unique<FailingEngine>(); });
+  ASSERT_FALSE(detector.prepare());
+  const auto frame = toFrame(scene().frame({}));
+  for (const bool fails : {false, true, false}) {
+    FailingRunner::fails = fails;
+    for (std::int64_t now = 1000; now < 1100; now += 33) {
+      const auto found = detector.detect(*frame, now);
+      ASSERT_EQ(found.has_value(), !fails);
+      if (found) {
+        EXPECT_EQ(found->rectangles.size(), 1U);
+      }
+    }
+  }
 }
 
 TEST_F(NeuralFaceDetectorTest, readsTheUserWhoLooksAhead) {
