@@ -3,7 +3,9 @@
 
 #include <QScreen>
 #include <cstdio>
+#include <filesystem>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "app/failure_report.h"
@@ -11,6 +13,7 @@
 #include "app/window_memory.h"
 #include "detection/av_capture_manager.h"
 #include "platform/platform.h"
+#include "vision/model_folder.h"
 
 namespace sentrel {
 
@@ -57,7 +60,6 @@ void AppDelegate::showOnboarding() {
     const Platform& platform = Platform::current();
     onboardingWindow = new OnboardingView({.consent = parts_.consent,
                                            .camera = AVCaptureManager::shared(),
-                                           .service = service_,
                                            .notifications = platform.notifications,
                                            .settingsRepo = SettingsRepository::shared(),
                                            .loginItem = platform.loginItem,
@@ -88,21 +90,40 @@ void AppDelegate::tellTheBus() {
 }
 
 void AppDelegate::tellThePerson() {
-  failure_ = AVCaptureManager::shared()->failure().subscribe([](const std::optional<CameraFailure>& failure) {
-    if (failure) reportFailure(*failure);
-  });
+  failure_ =
+      CameraControl::shared()->failure().subscribe([this](const std::optional<CameraFailure>& failure) {
+        if (failure) reportFailure(*failure);
+        watchForModels(failure);
+      });
   const auto backend = Platform::current().overlayBackend;
   limitation_ = backend->limitationChanged.connect([backend] { reportLimitation(*backend); });
   reportLimitation(*backend);
 }
 
+/// A model that is put where one was missing is taken at once.
+void AppDelegate::watchForModels(const std::optional<CameraFailure>& failure) {
+  if (!failure || failure->kind != CameraFailure::Kind::modelMissing) {
+    modelWatch_.reset();
+    return;
+  }
+  std::filesystem::path folder = vision::modelFolder();
+  std::error_code error;
+  while (!std::filesystem::is_directory(folder, error) && folder.has_relative_path()) {
+    folder = folder.parent_path();
+  }
+  modelWatch_ = std::make_unique<QFileSystemWatcher>(QStringList(QString::fromStdString(folder.string())));
+  QObject::connect(modelWatch_.get(), &QFileSystemWatcher::directoryChanged, modelWatch_.get(),
+                   [] { CameraControl::shared()->retryNow(); });
+}
+
 void AppDelegate::applicationWillTerminate() {
   if (service_) service_->stop();
+  CameraControl::shared()->setRest(CameraControl::Rest::quitting, true);
 }
 
 void AppDelegate::performAction(const QString& action) {
   if (action == QLatin1String("toggle")) {
-    toggle();
+    service_->toggle();
   } else if (action == QLatin1String("preferences")) {
     show(&ProgramWindows::showPreferences);
   } else if (action == QLatin1String("statistics")) {
@@ -111,14 +132,6 @@ void AppDelegate::performAction(const QString& action) {
     show(&ProgramWindows::showAbout);
   } else if (action == QLatin1String("quit")) {
     parts_.quit();
-  }
-}
-
-void AppDelegate::toggle() {
-  if (service_->isActive()) {
-    service_->stop();
-  } else {
-    service_->start();
   }
 }
 

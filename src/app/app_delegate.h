@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <QFileSystemWatcher>
 #include <QPointer>
 #include <QString>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "app/program_bus.h"
 #include "app/program_windows.h"
@@ -37,8 +39,8 @@ class AppDelegate {
   void showOnboarding();
   void tellTheBus();
   void tellThePerson();
+  void watchForModels(const std::optional<CameraFailure>& failure);
   void performAction(const QString& action);
-  void toggle();
   void show(void (ProgramWindows::*window)());
 
   const Parts parts_;
@@ -54,6 +56,7 @@ class AppDelegate {
   Registration stats_;
   Registration failure_;
   Registration limitation_;
+  std::unique_ptr<QFileSystemWatcher> modelWatch_;  // while a model is missing
 };
 
 }  // namespace sentrel

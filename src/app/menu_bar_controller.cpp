@@ -57,15 +57,9 @@ MenuBarController::MenuBarController(Actions actions, ProgramBus& bus)
     : actions_(std::move(actions)),
       service_(PrivacyFilterService::shared()),
       camera_(AVCaptureManager::shared()),
+      cameraControl_(CameraControl::shared()),
       statusItem({.activated = [this](const QRect& anchor) { togglePopover(anchor); },
-                  .toggleProtection =
-                      [this] {
-                        if (service_->isActive()) {
-                          service_->stop();
-                        } else {
-                          actions_.start();
-                        }
-                      },
+                  .toggleProtection = [this] { service_->toggle(); },
                   .quit = actions_.quit}) {
   const auto useBus = [this, &bus] {
     bus_ = bus.connection();
@@ -73,22 +67,22 @@ MenuBarController::MenuBarController(Actions actions, ProgramBus& bus)
   };
   busRegistration_ = bus.connectionChanged.connect(useBus);
   useBus();
-  stateRegistration_ =
-      service_->fsmState().subscribe([this](const FilterState& state) { updateStatusIcon(state); });
-  activeRegistration_ = service_->isActive().subscribe([this](bool active) { statusItem.setActive(active); });
+  stateRegistration_ = service_->fsmState().onChange([this](const FilterState&) { updateStatusItem(); });
+  activeRegistration_ = service_->isActive().onChange([this](bool) { updateStatusItem(); });
+  startingRegistration_ = service_->isStarting().onChange([this](bool) { updateStatusItem(); });
   failureRegistration_ =
-      camera_->failure().subscribe([this](const std::optional<CameraFailure>&) { updateToolTip(); });
+      cameraControl_->failure().onChange([this](const std::optional<CameraFailure>&) { updateStatusItem(); });
+  updateStatusItem();
   preferencesRegistration_ = sentrelOpenPreferences().connect([this] { openPreferences(); });
 }
 
-void MenuBarController::updateStatusIcon(const FilterState& state) {
-  statusItem.setState(iconOf(state));
-  updateToolTip();
-}
-
-void MenuBarController::updateToolTip() {
+void MenuBarController::updateStatusItem() {
+  const QString cause = failureWords(cameraControl_->failure().get());
+  // A start that waits for its camera protects as little as a pause.
+  const bool waits = service_->isStarting() && !cause.isEmpty();
+  statusItem.setState(waits ? StatusBarIcon::IconState::paused : iconOf(service_->fsmState()));
+  statusItem.setActive(service_->isActive() || service_->isStarting());
   QString words = QStringLiteral("Sentrel\n") + statusWords(service_->fsmState()).words;
-  const QString cause = failureWords(camera_->failure().get());
   if (!cause.isEmpty()) words += QStringLiteral("\n") + cause;
   statusItem.setToolTip(words);
 }
@@ -112,7 +106,7 @@ void MenuBarController::openPopover(const QRect& anchor) {
   if (popover) popover->close();
   popover = new PopoverWindow(
       {.service = service_,
-       .failure = {camera_, &camera_->failure()},
+       .failure = {cameraControl_, &cameraControl_->failure()},
        .statsRepo = StatsRepository::shared(),
        .notice = notice(),
        .version = QGuiApplication::applicationVersion(),

@@ -30,7 +30,6 @@ Signal<>& sentrelOpenPreferences();
 class MenuBarController final : public ProgramWindows {
  public:
   struct Actions {
-    std::function<void()> start;  ///< switches protection on
     std::function<void()> quit;
     /// What the person must be told once, as the key of a text; empty where there is nothing.
     std::function<std::string()> news;
@@ -52,14 +51,14 @@ class MenuBarController final : public ProgramWindows {
   void openPopover(const QRect& anchor);
   [[nodiscard]] QString notice();
   void showPage(MenuBarPopoverView::Page page);
-  void updateStatusIcon(const FilterState& state);
-  void updateToolTip();
+  void updateStatusItem();
   void openLink(const QUrl& address, std::function<void()> failed);
 
   const Actions actions_;
   std::optional<QDBusConnection> bus_;
   const std::shared_ptr<PrivacyFilterService> service_;
   const std::shared_ptr<AVCaptureManager> camera_;
+  const std::shared_ptr<CameraControl> cameraControl_;
   StatusItem statusItem;
   QPointer<PopoverWindow> popover;
   QElapsedTimer sinceClosed_;  // a click on the icon takes the focus first, which closes the popover
@@ -67,6 +66,7 @@ class MenuBarController final : public ProgramWindows {
   QObject trayPatience_;  // what waits for a tray, waits no longer than this lives
   Registration stateRegistration_;
   Registration activeRegistration_;
+  Registration startingRegistration_;
   Registration failureRegistration_;
   Registration preferencesRegistration_;
   Registration busRegistration_;

@@ -131,8 +131,7 @@ void SentrelMacApp::begin(InstanceRole role) {
   std::unique_ptr<ProgramWindows> windows;
   if (showsWindows()) {
     windows = std::make_unique<MenuBarController>(
-        MenuBarController::Actions{.start = [] { PrivacyFilterService::shared()->start(); },
-                                   .quit = [this] { quit(); },
+        MenuBarController::Actions{.quit = [this] { quit(); },
                                    .news =
                                        [this] {
                                          const bool told = !std::exchange(damageUntold_, false);

@@ -37,10 +37,8 @@ std::shared_ptr<AVCaptureManager> AVCaptureManager::create(std::shared_ptr<Captu
                                                            std::shared_ptr<SerialQueue> cameraQueue,
                                                            AnalysisEnvironment environment) {
   // The constructor is private, which make_shared cannot reach.
-  std::shared_ptr<AVCaptureManager> manager(
+  return std::shared_ptr<AVCaptureManager>(
       new AVCaptureManager(std::move(captureSession), std::move(cameraQueue), std::move(environment)));
-  manager->observeInterruptions();
-  return manager;
 }
 
 const std::shared_ptr<AVCaptureManager>& AVCaptureManager::shared() {
@@ -54,8 +52,12 @@ const std::shared_ptr<AVCaptureManager>& AVCaptureManager::shared() {
 // Frames.
 
 void AVCaptureManager::setAnalyzer(std::shared_ptr<VisionFaceAnalyzer> analyzer) {
+  if (!analyzer && sampler_) {
+    analyzer = std::make_shared<VisionFaceAnalyzer>(calibrationFps, environment_);
+  }
   if (analyzer == analyzer_) return;
   analyzer_ = std::move(analyzer);
+  if (analyzer_ && sampler_) analyzer_->onCalibrationSample = sampler_;
   sessionQueue->async([route = route_, next = std::weak_ptr(analyzer_)] { route->analyzer = next; });
   suspensionRegistration_.reset();
   if (analyzer_) {
@@ -151,7 +153,6 @@ void AVCaptureManager::startOnSessionQueue(const std::shared_ptr<Start>& start) 
         self->finish(start, {StartResult::Outcome::failed, std::move(error)});
       } else {
         self->isRunning_ = true;
-        self->setFailure(std::nullopt);
         self->finish(start, {});
       }
     });
@@ -161,7 +162,6 @@ void AVCaptureManager::startOnSessionQueue(const std::shared_ptr<Start>& start) 
 void AVCaptureManager::finish(const std::shared_ptr<Start>& start, StartResult result) {
   auto waiters = std::move(start->waiters);
   if (start_ == start) start_.reset();  // `start` may be this very field: not to be used from here on
-  if (result.error) setFailure(describe(*result.error));
   environment_.mainLoop->post([waiters = std::move(waiters), result = std::move(result)] {
     for (const auto& waiter : waiters) waiter(result);
   });
@@ -172,7 +172,6 @@ void AVCaptureManager::stopSession(std::function<void()> closed) {
     start_->abandoned = true;
     finish(start_, {StartResult::Outcome::stoppedMeanwhile, std::nullopt});
   }
-  setFailure(std::nullopt);
   ++pendingStops_;
   sessionQueue->async([weak = weak_from_this(), session = session_, mainLoop = environment_.mainLoop,
                        closed = std::move(closed)]() mutable {
@@ -201,30 +200,15 @@ void AVCaptureManager::switchCamera(std::optional<std::string> id) {
 }
 
 void AVCaptureManager::startCalibrationSampling(std::function<void(double faceWidth)> handler) {
-  if (!analyzer_) setAnalyzer(std::make_shared<VisionFaceAnalyzer>(calibrationFps, environment_));
+  sampler_ = std::move(handler);
+  if (!analyzer_) setAnalyzer(nullptr);  // it gets one of its own
   analyzer_->isSuspended = false;
-  analyzer_->onCalibrationSample = std::move(handler);
-  if (runs()) return;
-  environment_.mainLoop->post([weak = weak_from_this()] {
-    if (const auto self = weak.lock()) self->startSession([](const StartResult&) {});
-  });
+  analyzer_->onCalibrationSample = sampler_;
 }
 
-// What the session reports.
-
-void AVCaptureManager::observeInterruptions() {
-  interruptedRegistration_ = session_->wasInterrupted.connect([weak = weak_from_this()] {
-    const auto self = weak.lock();
-    if (!self || !self->runs()) return;
-    if (auto cause = self->session_->interruptionCause()) self->setFailure(describe(*std::move(cause)));
-  });
-  interruptionEndedRegistration_ = session_->interruptionEnded.connect([weak = weak_from_this()] {
-    if (const auto self = weak.lock()) self->setFailure(std::nullopt);
-  });
-}
-
-void AVCaptureManager::setFailure(std::optional<CameraFailure> failure) {
-  if (failure != failure_.get()) failure_ = std::move(failure);
+void AVCaptureManager::stopCalibrationSampling() {
+  sampler_ = nullptr;
+  if (analyzer_) analyzer_->onCalibrationSample = nullptr;
 }
 
 }  // namespace sentrel

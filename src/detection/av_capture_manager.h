@@ -15,7 +15,8 @@ namespace sentrel {
 
 /// Owns the use of the machine's one capture session: asks for the camera, configures, starts, stops and
 /// switches it on the camera queue, and feeds an analyser. The device is open only while the session runs and
-/// an analyser takes frames. Main thread, to be owned by a shared pointer.
+/// an analyser takes frames. When it is started and stopped is for `CameraControl` to decide. Main thread, to
+/// be owned by a shared pointer.
 class AVCaptureManager final : public CameraFeedProviding,
                                public std::enable_shared_from_this<AVCaptureManager> {
  public:
@@ -31,14 +32,11 @@ class AVCaptureManager final : public CameraFeedProviding,
   [[nodiscard]] const std::shared_ptr<CaptureSession>& session() const { return session_; }
 
   [[nodiscard]] std::shared_ptr<VisionFaceAnalyzer> analyzer() const override { return analyzer_; }
-  /// The detector forgets what it followed when another analyser takes over.
+  /// The detector forgets what it followed when another analyser takes over. A calibration that samples goes
+  /// on with the next one, or with one of its own.
   void setAnalyzer(std::shared_ptr<VisionFaceAnalyzer> analyzer) override;
 
   [[nodiscard]] const Published<bool>& isRunning() const override { return isRunning_; }
-
-  /// What keeps the camera from giving frames: why the last start failed, or why a running session is
-  /// interrupted; none while all is well or stopped.
-  [[nodiscard]] const Published<std::optional<CameraFailure>>& failure() const { return failure_; }
 
   /// The person's camera, used while it is listed; none means the default one. `switchCamera` sets it.
   [[nodiscard]] const std::optional<std::string>& preferredCameraID() const { return preferredCameraID_; }
@@ -57,9 +55,10 @@ class AVCaptureManager final : public CameraFeedProviding,
   /// Chooses a camera, at once when the session runs. Reports no errors.
   void switchCamera(std::optional<std::string> id);
 
-  /// Sends face widths to `handler`, replacing an earlier one, and starts the camera where it is stopped. A
-  /// start that fails is silent.
+  /// Sends face widths to `handler`, replacing an earlier one. The wish of whoever calibrates opens the
+  /// camera.
   void startCalibrationSampling(std::function<void(double faceWidth)> handler);
+  void stopCalibrationSampling();
 
  private:
   struct Start;
@@ -72,13 +71,11 @@ class AVCaptureManager final : public CameraFeedProviding,
   AVCaptureManager(std::shared_ptr<CaptureSession> captureSession, std::shared_ptr<SerialQueue> cameraQueue,
                    AnalysisEnvironment environment);
 
-  void observeInterruptions();
   void updateFrameDemand();
   void prepareDetector(const std::shared_ptr<Start>& start);
   void startOnSessionQueue(const std::shared_ptr<Start>& start);
   void finish(const std::shared_ptr<Start>& start, StartResult result);
   void sessionStopped();
-  void setFailure(std::optional<CameraFailure> failure);
   [[nodiscard]] bool runs() const { return isRunning_ && pendingStops_ == 0; }
 
   const std::shared_ptr<CaptureSession> session_;
@@ -88,14 +85,12 @@ class AVCaptureManager final : public CameraFeedProviding,
 
   std::shared_ptr<VisionFaceAnalyzer> analyzer_;
   std::optional<std::string> preferredCameraID_;
+  std::function<void(double faceWidth)> sampler_;  // of a calibration, or none
   Published<bool> isRunning_{false};
-  Published<std::optional<CameraFailure>> failure_;
   std::shared_ptr<Start> start_;  // the one under way, or none
   int pendingStops_ = 0;          // asked for, not yet in effect
   FrameDemand demand_;
   Registration suspensionRegistration_;
-  Registration interruptedRegistration_;
-  Registration interruptionEndedRegistration_;
 };
 
 }  // namespace sentrel

@@ -16,6 +16,8 @@ constexpr std::int64_t countdownSeconds = 3;
 constexpr std::int64_t secondMs = 1000;
 constexpr std::int64_t measuringMs = 3000;
 constexpr std::size_t fewestSamples = 3;
+constexpr const char* restingCamera =
+    "La caméra reste fermée tant que la session est verrouillée, en veille ou en pause.";
 constexpr const char* noFace = "Aucun visage détecté. Assurez-vous d'être bien en face de la caméra.";
 
 /// A pinhole camera: a face of usual width, seen in a picture 1280 pixels wide.
@@ -36,9 +38,13 @@ std::int64_t distanceFor(double faceWidth) {
 
 CalibrationSession::CalibrationSession(Parts parts) : parts_(std::move(parts)) {}
 
+CalibrationSession::~CalibrationSession() {
+  end();
+}
+
 std::shared_ptr<CalibrationSession> CalibrationSession::create() {
   return std::make_shared<CalibrationSession>(Parts{Platform::current().mainLoop, Platform::current().clock,
-                                                    AVCaptureManager::shared(),
+                                                    AVCaptureManager::shared(), CameraControl::shared(),
                                                     SettingsRepository::shared()});
 }
 
@@ -46,10 +52,25 @@ void CalibrationSession::start() {
   if (phase_.get().kind() != Phase::Kind::idle) return;
   samples.clear();
   measureStart.reset();
-  if (!parts_.camera->isRunning()) {
-    parts_.mainLoop->post([camera = parts_.camera] { camera->startSession([](const StartResult&) {}); });
+  cameraWish_ = parts_.cameraControl->wish(CameraControl::Wish::calibration);
+  if (cameraRests()) {
+    fail();
+    return;
   }
+  cameraStatus_ = parts_.cameraControl->status().onChange([this](const CameraControl::Status&) {
+    if (cameraRests()) fail();
+  });
   startCountdown(countdownSeconds);
+}
+
+bool CalibrationSession::cameraRests() const {
+  const auto rest = parts_.cameraControl->rest();
+  return rest && *rest != CameraControl::Rest::sessionUnknown;
+}
+
+void CalibrationSession::fail() {
+  end();
+  phase_ = Phase::failed(restingCamera);
 }
 
 void CalibrationSession::startCountdown(std::int64_t remaining) {
@@ -80,8 +101,7 @@ void CalibrationSession::beginMeasuring() {
 }
 
 void CalibrationSession::finalizeMeasurement() {
-  pollTask.reset();
-  detachSampler();
+  end();
   if (samples.size() < fewestSamples) {
     phase_ = Phase::failed(noFace);
     return;
@@ -90,14 +110,16 @@ void CalibrationSession::finalizeMeasurement() {
   phase_ = Phase::done(distanceFor(samples[samples.size() / 2]));
 }
 
-void CalibrationSession::detachSampler() {
-  if (const auto analyzer = parts_.camera->analyzer()) analyzer->onCalibrationSample = nullptr;
+void CalibrationSession::end() {
+  countdownTask.reset();
+  pollTask.reset();
+  cameraStatus_.reset();
+  if (cameraWish_) parts_.camera->stopCalibrationSampling();
+  cameraWish_.reset();
 }
 
 void CalibrationSession::cancel() {
-  countdownTask.reset();
-  pollTask.reset();
-  detachSampler();
+  end();
   phase_ = Phase::idle();
 }
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "detection/av_capture_manager.h"
+#include "detection/camera_control.h"
 #include "settings/settings_repository.h"
 #include "support/clock.h"
 #include "support/main_loop.h"
@@ -20,7 +21,8 @@ namespace sentrel {
 
 /// Measures how far the person sits from the screen: counts down for three seconds, looks for three seconds
 /// at how wide the face is in the camera's picture, and offers the distance. A view owns one and shows its
-/// phase. The camera is left running. Main thread, to be owned by a shared pointer.
+/// phase. It wishes the camera open from its start to the end of the measurement, and fails when something
+/// speaks against that. Main thread, to be owned by a shared pointer.
 class CalibrationSession : public std::enable_shared_from_this<CalibrationSession> {
  public:
   class Phase {
@@ -61,10 +63,12 @@ class CalibrationSession : public std::enable_shared_from_this<CalibrationSessio
     std::shared_ptr<MainLoop> mainLoop;
     std::shared_ptr<Clock> clock;
     std::shared_ptr<AVCaptureManager> camera;
+    std::shared_ptr<CameraControl> cameraControl;
     std::shared_ptr<SettingsRepository> settingsRepo;
   };
 
   explicit CalibrationSession(Parts parts);
+  ~CalibrationSession();
   CalibrationSession(const CalibrationSession&) = delete;
   CalibrationSession& operator=(const CalibrationSession&) = delete;
 
@@ -73,7 +77,7 @@ class CalibrationSession : public std::enable_shared_from_this<CalibrationSessio
 
   [[nodiscard]] const Published<Phase>& phase() const { return phase_; }
 
-  /// From `idle`: starts the camera where it is stopped and begins to count.
+  /// From `idle`: wishes the camera and begins to count.
   void start();
   /// Back to `idle`, whatever runs.
   void cancel();
@@ -84,12 +88,18 @@ class CalibrationSession : public std::enable_shared_from_this<CalibrationSessio
   void startCountdown(std::int64_t remaining);
   void beginMeasuring();
   void finalizeMeasurement();
-  void detachSampler();
+  /// What speaks against an open camera speaks against a calibration.
+  [[nodiscard]] bool cameraRests() const;
+  void fail();
+  /// Whatever runs ends, and the camera is let go.
+  void end();
 
   const Parts parts_;
   Published<Phase> phase_{Phase::idle()};
   std::vector<double> samples;  // face widths, as fractions of the image's width
   std::optional<std::int64_t> measureStart;
+  Registration cameraWish_;
+  Registration cameraStatus_;
   Registration countdownTask;
   Registration pollTask;
 };

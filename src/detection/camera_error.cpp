@@ -50,6 +50,8 @@ std::string_view textKey(CameraFailure::Kind kind) {
       return "error_model_missing";
     case Kind::noPipeWire:
       return "error_no_pipewire";
+    case Kind::analysisFailed:
+      return "error_analysis_failed";
     case Kind::cameraBusy:
       break;
   }
@@ -66,6 +68,8 @@ std::string_view adviceKey(CameraFailure::Kind kind) {
       return "advice_model_missing";
     case Kind::noPipeWire:
       return "advice_no_pipewire";
+    case Kind::analysisFailed:
+      return "advice_analysis_failed";
     case Kind::cameraBusy:
       break;
   }

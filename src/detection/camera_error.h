@@ -32,7 +32,7 @@ using StartCompletion = std::function<void(const StartResult&)>;
 
 /// What keeps the camera from giving frames, for the person.
 struct CameraFailure {
-  enum class Kind { noCamera, cameraDenied, cameraBusy, modelMissing, noPipeWire };
+  enum class Kind { noCamera, cameraDenied, cameraBusy, modelMissing, noPipeWire, analysisFailed };
   Kind kind = Kind::noCamera;
   std::string detail;  ///< for a log line; may be empty
   bool operator==(const CameraFailure&) const = default;

@@ -64,7 +64,8 @@ void switchInput(CaptureSession& session, const std::optional<std::string>& pref
   session.beginConfiguration();
   session.removeInputs();
   const DeviceInput input = chooseInput(session, preferredID);
-  if (anyDevice(session) && !session.checkInput(input) && session.canAddInput(input)) session.addInput(input);
+  // Where nothing is listed the default input waits for the camera that comes.
+  if (!session.checkInput(input) && session.canAddInput(input)) session.addInput(input);
   session.commitConfiguration();
 }
 

@@ -99,6 +99,16 @@ void SessionEventOrder::found(Witness witness, bool absent) {
   settled.emit();
 }
 
+void SessionEventOrder::silent(Witness witness) {
+  heard_[indexOf(witness)] = true;
+  settled.emit();
+}
+
+bool SessionEventOrder::isKnown() const {
+  return heard_[indexOf(Witness::lockedHint)] && heard_[indexOf(Witness::freedesktopScreenSaver)] &&
+         heard_[indexOf(Witness::gnomeScreenSaver)];
+}
+
 void SessionEventOrder::lost(Witness witness) {
   if (!says_[indexOf(witness)]) return;
   forgetting_[indexOf(witness)] =
@@ -107,6 +117,7 @@ void SessionEventOrder::lost(Witness witness) {
 
 void SessionEventOrder::update(Witness witness, bool absent, Seen seen) {
   forgetting_[indexOf(witness)].reset();
+  heard_[indexOf(witness)] = true;
   const Absence absence = absenceOf(witness);
   const bool before = isAbsent(absence);
   says_[indexOf(witness)] = absent;

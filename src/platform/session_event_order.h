@@ -56,6 +56,9 @@ class SessionEventOrder {
   /// The witness can no longer tell.
   void lost(Witness witness);
 
+  /// There is nobody who could tell, or the witness has no answer.
+  void silent(Witness witness);
+
   void lockRequested();
   void unlockRequested();
 
@@ -65,6 +68,8 @@ class SessionEventOrder {
   /// Emitted after each word and each time that ran out, once everything about it is done.
   Signal<> settled;
 
+  /// Whether everybody who knows of a lock has been heard.
+  [[nodiscard]] bool isKnown() const;
   [[nodiscard]] bool isLocked() const { return isAbsent(Absence::locked); }
   /// Whether anything but `witness` keeps the person away.
   [[nodiscard]] bool isAwayWithout(Witness witness) const;
@@ -91,6 +96,7 @@ class SessionEventOrder {
   SessionEvents::Observer deliver_;
   std::function<void(std::string_view)> warn_;
   std::array<bool, witnessCount> says_{};
+  std::array<bool, witnessCount> heard_{};  // has answered, or never will
   std::array<Registration, witnessCount> forgetting_;
   std::optional<std::int64_t> requestedAtMs_;
   Registration requestEnd_;

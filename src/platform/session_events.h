@@ -36,6 +36,10 @@ class SessionEvents {
   /// is one observer: a new one replaces the former, whose registration then ends nothing.
   [[nodiscard]] virtual Registration install(Observer observer) = 0;
 
+  /// Calls back once, in a later turn, when those who were asked by `install` have answered, so that a
+  /// session that is away has delivered its event; without an answer after half a second.
+  virtual void whenKnown(std::function<void()> known) = 0;
+
   /// Whether the screen is known to be locked; false while nobody observes. While it is, nothing may be
   /// mapped or raised, and the shortcut is not for us.
   [[nodiscard]] virtual bool isLocked() const = 0;

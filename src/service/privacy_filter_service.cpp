@@ -8,15 +8,16 @@
 #include "platform/platform.h"
 #include "service/viewing_distance.h"
 #include "support/checked.h"
-#include "support/fatal.h"
 
 namespace sentrel {
 
 namespace {
 
-constexpr std::int64_t cameraRetryMs = 5000;
 // Even the strongest filter leaves the screen readable for its user.
 constexpr float greatestOpacity = 0.8F;
+// What the preferences can choose and more; a stored number outside is not believed.
+constexpr std::int64_t leastFps = 1;
+constexpr std::int64_t greatestFps = 30;
 
 template <class T>
 void assignIfChanged(Published<T>& published, T value) {
@@ -28,118 +29,105 @@ void assignIfChanged(Published<T>& published, T value) {
 PrivacyFilterService::PrivacyFilterService(Parts parts)
     : environment_(std::move(parts.environment)),
       cameraManager(std::move(parts.cameraManager)),
-      captureSession_(std::move(parts.captureSession)),
+      cameraControl_(std::move(parts.cameraControl)),
       overlayManager(std::move(parts.overlayManager)),
       settingsRepo(std::move(parts.settingsRepo)),
       statsRepo(std::move(parts.statsRepo)),
-      sessionEvents_(std::move(parts.sessionEvents)),
-      powerSource_(std::move(parts.powerSource)),
-      keyMonitor_(std::move(parts.keyMonitor)),
       notifications_(std::move(parts.notifications)),
-      haptics_(std::move(parts.haptics)),
-      localizedText_(std::move(parts.localizedText)),
-      retroPiP_(std::move(parts.retroPiP)) {
-  cameraRunningRegistration_ = cameraManager->isRunning().onChange([this](bool running) {
-    if (!running) cameraClosing_ = false;
-  });
-}
+      feedback_({environment_.clock, settingsRepo, statsRepo, notifications_, std::move(parts.haptics),
+                 parts.localizedText, std::move(parts.retroPiP)}),
+      blindness_(environment_.mainLoop, cameraControl_, notifications_, parts.localizedText),
+      systemEvents_({environment_.mainLoop, cameraControl_, overlayManager, settingsRepo,
+                     std::move(parts.powerSource), std::move(parts.keyMonitor)}) {}
 
 const std::shared_ptr<PrivacyFilterService>& PrivacyFilterService::shared() {
   static const auto instance = [] {
     const Platform& platform = Platform::current();
-    return std::make_shared<PrivacyFilterService>(
-        Parts{.environment = AnalysisEnvironment::of(platform),
-              .cameraManager = AVCaptureManager::shared(),
-              .captureSession = AVCaptureManager::shared()->session(),
-              .overlayManager = OverlayWindowManager::shared(),
-              .settingsRepo = SettingsRepository::shared(),
-              .statsRepo = StatsRepository::shared(),
-              .sessionEvents = platform.sessionEvents,
-              .powerSource = platform.powerSource,
-              .keyMonitor = platform.keyMonitor,
-              .notifications = platform.notifications,
-              .haptics = platform.haptics,
-              .localizedText = platform.localizedText,
-              .retroPiP = RetroPiPManager::shared()});
+    return std::make_shared<PrivacyFilterService>(Parts{.environment = AnalysisEnvironment::of(platform),
+                                                        .cameraManager = AVCaptureManager::shared(),
+                                                        .cameraControl = CameraControl::shared(),
+                                                        .overlayManager = OverlayWindowManager::shared(),
+                                                        .settingsRepo = SettingsRepository::shared(),
+                                                        .statsRepo = StatsRepository::shared(),
+                                                        .powerSource = platform.powerSource,
+                                                        .keyMonitor = platform.keyMonitor,
+                                                        .notifications = platform.notifications,
+                                                        .haptics = platform.haptics,
+                                                        .localizedText = platform.localizedText,
+                                                        .retroPiP = RetroPiPManager::shared()});
   }();
   return instance;
 }
 
 // Switching on and off.
 
+void PrivacyFilterService::toggle() {
+  if (isActive_ || isStarting_) {
+    stop();
+  } else {
+    start();
+  }
+}
+
 void PrivacyFilterService::start() {
-  // A camera that is about to stop does not count as running: switching off and on again must end on.
-  if (cameraManager->isRunning() && !cameraClosing_) return;
-  // On already; the camera opens again when the person comes back.
-  if (away_ || std::exchange(starting_, true)) return;
-  const std::uint64_t attempt = ++startAttempt_;
+  if (isActive_ || isStarting_) return;
+  isStarting_ = true;
   // Whatever the answer is: notifications that nobody may show are dropped by the desktop.
-  notifications_->requestAuthorization([weak = weak_from_this(), attempt](bool /*granted*/) {
-    if (const auto self = weak.lock()) self->startCamera(attempt);
+  notifications_->requestAuthorization([weak = weak_from_this()](bool /*granted*/) {
+    if (const auto self = weak.lock()) self->startCamera();
   });
 }
 
-void PrivacyFilterService::startCamera(std::uint64_t attempt) {
-  if (attempt != startAttempt_ || !starting_) return;  // a stop came meanwhile, and wins
+void PrivacyFilterService::startCamera() {
+  // A stop came meanwhile, or the answer to an earlier start.
+  if (!isStarting_ || cameraWish_) return;
   sessionStartDate = environment_.clock->nowMs();
   statsRepo->incrementSessions();
-  analyzer = std::make_shared<VisionFaceAnalyzer>(settingsRepo->settings.get().captureFps, environment_);
-  analyzer->onResult = [weak = weak_from_this(),
-                        mainLoop = environment_.mainLoop](const DetectionInput& input) {
-    mainLoop->post([weak, input] {
-      if (const auto self = weak.lock()) self->handleDetectionInput(input);
-    });
-  };
+  if (!cameraControl_->isPermitted()) sessionStartDate.reset();  // the person may take hours to answer
+  makeAnalyzer();
   cameraManager->setAnalyzer(analyzer);
-
-  cameraManager->startSession([weak = weak_from_this(), attempt](const StartResult& result) {
-    if (const auto self = weak.lock()) self->startFinished(attempt, result);
-  });
+  cameraWish_ = cameraControl_->wish(CameraControl::Wish::protection);
+  cameraStatus_ = cameraControl_->status().onChange(
+      [this](const CameraControl::Status& status) { cameraChanged(status); });
+  cameraChanged(cameraControl_->status());
 }
 
-void PrivacyFilterService::startFinished(std::uint64_t attempt, const StartResult& result) {
-  if (attempt != startAttempt_ || !starting_) return;
-  starting_ = false;
-  switch (result.outcome) {
-    case StartResult::Outcome::stoppedMeanwhile:
-      return;
-    case StartResult::Outcome::failed:
-      fsm.setState(FilterState::cameraBusy(cameraRetryMs));
-      return;
-    case StartResult::Outcome::started:
-      break;
-  }
+void PrivacyFilterService::startFinished() {
+  if (!sessionStartDate) sessionStartDate = environment_.clock->nowMs();
   fsm.activate();
   ensureOverlay();
   observeSettings();
   observeFsm();
-  observeSystemEvents();
-  startBatteryMonitor();
-  if (settingsRepo->settings.get().globalShortcutEnabled) registerGlobalShortcut();
+  if (!cameraWish_) return;  // who heard of the state switched protection off
+  systemEvents_.startBatteryMonitor();
+  if (settingsRepo->settings.get().globalShortcutEnabled) {
+    systemEvents_.registerGlobalShortcut([weak = weak_from_this()] {
+      if (const auto self = weak.lock()) self->toggle();
+    });
+  }
   assignIfChanged(isActive_, true);
+  assignIfChanged(isStarting_, false);
 }
 
 void PrivacyFilterService::stop() {
-  abandonStart();
   if (const auto seconds = takeSessionSeconds())
     environment_.mainLoop->post(
         [stats = statsRepo, seconds = *seconds] { stats->addActiveSeconds(seconds); });
   assignIfChanged(fsmState_, FilterState::inactive());
   assignIfChanged(isActive_, false);
+  assignIfChanged(isStarting_, false);
   assignIfChanged(isAlert_, false);
   fsm.setState(FilterState::inactive());
   ++stopCount_;  // what an earlier state has still to bring about must not follow a stop
   handleFsmSideEffects(FilterState::inactive());
+  blindness_.end();
   analyzer.reset();
   cameraManager->setAnalyzer(nullptr);
-  closeCamera([] {});
+  cameraStatus_.reset();
+  cameraWish_.reset();
   settingsCancellable.reset();
   fsmCancellable.reset();
-  busyRetry_.reset();
-  batteryTimer.reset();
-  powerRegistration_.reset();
-  unregisterGlobalShortcut();
-  removeSystemEventObservers();
+  systemEvents_.end();
 }
 
 void PrivacyFilterService::countSession() {
@@ -153,24 +141,55 @@ std::optional<std::int64_t> PrivacyFilterService::takeSessionSeconds() {
   return checkedSubtract(environment_.clock->nowMs(), *began) / 1000;
 }
 
-void PrivacyFilterService::releaseCamera() {
-  if (isActive_ || starting_) return;
-  cameraManager->setAnalyzer(nullptr);
-  closeCamera([] {});
-}
-
-/// Makes the answer to a start that is under way come too late.
-void PrivacyFilterService::abandonStart() {
-  ++startAttempt_;
-  starting_ = false;
-}
-
-void PrivacyFilterService::closeCamera(std::function<void()> closed) {
-  cameraClosing_ = cameraManager->isRunning();
-  cameraManager->stopSession(std::move(closed));
+void PrivacyFilterService::cameraChanged(const CameraControl::Status& status) {
+  using Kind = CameraControl::Status::Kind;
+  using Event = FilterFsm::SystemEvent;
+  if (status == CameraControl::Status{Kind::resting, CameraControl::Rest::noConsent}) {
+    stop();
+    return;
+  }
+  blindness_.follow(status);
+  if (!isActive_) {
+    if (status.kind == Kind::seeing) startFinished();
+    // The hours of waiting are not hours of protection.
+    if (status.kind == Kind::blind || status.kind == Kind::resting) sessionStartDate.reset();
+    return;
+  }
+  switch (status.kind) {
+    case Kind::seeing:
+      fsm.onSystemEvent(Event::screenOn);
+      fsm.onSystemEvent(Event::cameraAvailable);
+      break;
+    case Kind::blind:
+      fsm.onSystemEvent(Event::cameraBusy);
+      break;
+    case Kind::resting:
+      fsm.onSystemEvent(status.rest == CameraControl::Rest::lowBattery ? Event::batteryLow
+                                                                       : Event::screenOff);
+      break;
+    case Kind::opening:
+    case Kind::closed:
+      break;
+  }
 }
 
 // The road of a frame.
+
+void PrivacyFilterService::makeAnalyzer() {
+  const std::int64_t fps = std::clamp(settingsRepo->settings.get().captureFps, leastFps, greatestFps);
+  analyzer = std::make_shared<VisionFaceAnalyzer>(fps, environment_);
+  analyzer->onResult = [weak = weak_from_this(), source = std::weak_ptr(analyzer),
+                        mainLoop = environment_.mainLoop](const DetectionInput& input) {
+    mainLoop->post([weak, source, input] {
+      const auto self = weak.lock();
+      const auto from = source.lock();
+      if (!self || !from || from != self->analyzer) return;  // of a session that has ended
+      self->cameraControl_->frameAnalysed(input.timestampMs);
+      self->handleDetectionInput(input);
+    });
+  };
+  analyzer->onFailure = [control = cameraControl_] { control->analysisFailed(); };
+}
 
 void PrivacyFilterService::handleDetectionInput(const DetectionInput& input) {
   switch (fsm.state().get().kind()) {
@@ -211,6 +230,42 @@ void PrivacyFilterService::observeFsm() {
       if (self && session == self->stopCount_) self->handleFsmSideEffects(state);
     });
   });
+}
+
+void PrivacyFilterService::handleFsmSideEffects(const FilterState& state) {
+  assignIfChanged(isAlert_, state.is(FilterState::Kind::alert));
+  if (!state.is(FilterState::Kind::alert)) feedback_.forget(analyzer.get());
+  switch (state.kind()) {
+    case FilterState::Kind::nominal:
+    case FilterState::Kind::inattention:
+      assignIfChanged(overlayManager->isAlertMode, false);
+      ensureOverlay();
+      feedback_.withdrawNotification();
+      break;
+    case FilterState::Kind::alert:
+      ensureOverlay();
+      assignIfChanged(overlayManager->isAlertMode, true);
+      feedback_.follow(analyzer.get());
+      feedback_.alertStarted();
+      break;
+    case FilterState::Kind::autoPaused:
+      assignIfChanged(overlayManager->isAlertMode, false);
+      overlayManager->hide();
+      break;
+    case FilterState::Kind::cameraBusy:
+      assignIfChanged(overlayManager->isAlertMode, false);
+      break;
+    case FilterState::Kind::inactive:
+      assignIfChanged(overlayManager->isAlertMode, false);
+      overlayManager->hide();
+      feedback_.withdrawNotification();
+      break;
+  }
+}
+
+/// Nothing is mapped while the person is away: it would lie above a screen locker.
+void PrivacyFilterService::ensureOverlay() {
+  if (!cameraControl_->rest() && !overlayManager->isShowing()) overlayManager->show();
 }
 
 // The person's settings.

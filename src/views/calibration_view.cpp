@@ -109,8 +109,6 @@ CalibrationView::~CalibrationView() {
 void CalibrationView::abandon() {
   phaseRegistration_.reset();
   parts_.session->cancel();
-  // A calibration that does not run has no camera open.
-  if (isMeasuring()) parts_.service->releaseCamera();
 }
 
 void CalibrationView::hideEvent(QHideEvent* event) {
@@ -145,15 +143,6 @@ void CalibrationView::show(const Phase& phase) {
     QAccessibleEvent spoken(count_, QAccessible::Alert);
     QAccessible::updateAccessibility(&spoken);
   }
-  leave(before, phase);
-}
-
-/// The measurement is over, one way or the other.
-void CalibrationView::leave(const Phase& before, const Phase& now) {
-  const auto runs = [](const Phase& phase) {
-    return phase.kind() == Phase::Kind::counting || phase.kind() == Phase::Kind::measuring;
-  };
-  if (runs(before) && !runs(now)) parts_.service->releaseCamera();
 }
 
 void CalibrationView::buildPhase(const Phase& phase) {

@@ -8,7 +8,6 @@
 #include <memory>
 
 #include "detection/calibration_session.h"
-#include "service/privacy_filter_service.h"
 #include "support/registration.h"
 #include "views/controls/push_button.h"
 #include "views/controls/round_button.h"
@@ -18,12 +17,11 @@
 namespace sentrel {
 
 /// Leads a person through a calibration: says what to do, counts down, shows the measured distance to accept,
-/// adjust or measure again. However it ends, the camera is closed again while protection is off. Main thread.
+/// adjust or measure again. When it goes, so does what runs. Main thread.
 class CalibrationView : public QWidget {
  public:
   struct Parts {
     std::shared_ptr<CalibrationSession> session;  ///< its own, idle
-    std::shared_ptr<PrivacyFilterService> service;
   };
 
   /// `done` is called after a distance was accepted.
@@ -45,7 +43,6 @@ class CalibrationView : public QWidget {
 
   void show(const Phase& phase);
   void abandon();
-  void leave(const Phase& before, const Phase& now);
   void buildPhase(const Phase& phase);
   void buildDone(QVBoxLayout& column);
   void buildButtons(const Phase& phase);

@@ -37,10 +37,7 @@ CameraPreviewView::CameraPreviewView(Parts parts, QWidget* parent)
   runningRegistration_ = parts_.camera->isRunning().onChange([this](bool running) {
     if (!running) goBlack();
   });
-  failureRegistration_ =
-      parts_.camera->failure().onChange([this](const std::optional<CameraFailure>& failure) {
-        if (failure) goBlack();
-      });
+  interruptedRegistration_ = parts_.camera->session()->wasInterrupted.connect([this] { goBlack(); });
 }
 
 CameraPreviewView::~CameraPreviewView() {

@@ -47,7 +47,7 @@ class CameraPreviewView : public QWidget {
   bool resting_ = false;
   bool tapped_ = false;
   Registration runningRegistration_;
-  Registration failureRegistration_;
+  Registration interruptedRegistration_;
 };
 
 }  // namespace sentrel

@@ -57,14 +57,12 @@ MenuBarPopoverView::MenuBarPopoverView(Parts parts, QWidget* parent)
   switch_->setFocus(Qt::OtherFocusReason);
   stateRegistration_ =
       parts_.service->fsmState().subscribe([this](const FilterState& state) { showState(state); });
-  activeRegistration_ = parts_.service->isActive().subscribe([this](bool active) {
-    switch_->setWaiting(false);
-    switch_->setChecked(active);
-  });
-  failureRegistration_ = parts_.failure->subscribe([this](const std::optional<CameraFailure>& failure) {
-    if (failure) switch_->setWaiting(false);
-    showFailure();
-  });
+  activeRegistration_ =
+      parts_.service->isActive().subscribe([this](bool active) { switch_->setChecked(active); });
+  startingRegistration_ =
+      parts_.service->isStarting().subscribe([this](bool starting) { switch_->setWaiting(starting); });
+  failureRegistration_ =
+      parts_.failure->subscribe([this](const std::optional<CameraFailure>&) { showFailure(); });
 }
 
 QWidget* MenuBarPopoverView::buildHome() {
@@ -110,8 +108,8 @@ QLayout* MenuBarPopoverView::buildHeader() {
   header->addLayout(words, 1);
 
   switch_ = new ToggleSwitch(text(QStringLiteral("Protection")), ToggleSwitch::Click::asks);
-  connect(switch_, &ToggleSwitch::clicked, this,
-          [this] { askFor(!switch_->isChecked() && !switch_->waiting()); });
+  // The switch itself follows what the service publishes.
+  connect(switch_, &ToggleSwitch::clicked, this, [this] { parts_.service->toggle(); });
   header->addWidget(switch_);
   return header;
 }
@@ -121,16 +119,6 @@ void MenuBarPopoverView::addRow(QVBoxLayout& column, const QString& icon, const 
   auto* row = new MenuBarButton(icon, label);
   connect(row, &MenuBarButton::clicked, this, [call = std::move(action)] { call(); });
   column.addWidget(row);
-}
-
-/// The switch itself follows what the service publishes.
-void MenuBarPopoverView::askFor(bool on) {
-  switch_->setWaiting(on);
-  if (on) {
-    parts_.service->start();
-  } else {
-    parts_.service->stop();
-  }
 }
 
 void MenuBarPopoverView::showState(const FilterState& state) {

@@ -59,7 +59,6 @@ class MenuBarPopoverView : public QWidget {
   void addRow(QVBoxLayout& column, const QString& icon, const QString& label, std::function<void()> action);
   void showState(const FilterState& state);
   void showFailure();
-  void askFor(bool on);
   void openLink(const QUrl& address);
   void showAddress(const QString& address);
 
@@ -76,6 +75,7 @@ class MenuBarPopoverView : public QWidget {
   ToggleSwitch* switch_ = nullptr;
   Registration stateRegistration_;
   Registration activeRegistration_;
+  Registration startingRegistration_;
   Registration failureRegistration_;
 };
 

@@ -87,7 +87,7 @@ OnboardingCalibrationPage::OnboardingCalibrationPage(Parts parts, std::function<
 
 void OnboardingCalibrationPage::calibrate() {
   if (std::exchange(showCalibration, true)) return;
-  openCalibrationSheet(*window(), {parts_.newCalibration(), parts_.service}, text(QStringLiteral("Passer")),
+  openCalibrationSheet(*window(), {parts_.newCalibration()}, text(QStringLiteral("Passer")),
                        [page = QPointer<QWidget>(this), this] {
                          if (page) showCalibration = false;
                        });

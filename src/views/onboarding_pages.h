@@ -48,7 +48,6 @@ class OnboardingCalibrationPage : public OnboardingPageLayout {
  public:
   struct Parts {
     std::shared_ptr<SettingsRepository> settingsRepo;
-    std::shared_ptr<PrivacyFilterService> service;
     std::function<std::shared_ptr<CalibrationSession>()> newCalibration;
   };
   OnboardingCalibrationPage(Parts parts, std::function<void()> onNext);

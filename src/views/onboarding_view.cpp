@@ -50,8 +50,7 @@ OnboardingPageLayout* OnboardingView::buildPage(int index) {
     case 2:
       return new OnboardingNotificationsPage(parts_.notifications, go(3));
     case 3:
-      return new OnboardingCalibrationPage({parts_.settingsRepo, parts_.service, parts_.newCalibration},
-                                           go(4));
+      return new OnboardingCalibrationPage({parts_.settingsRepo, parts_.newCalibration}, go(4));
     default:
       return new OnboardingLoginPage(parts_.loginItem, parts_.settingsRepo, [this] { finish(); });
   }

@@ -19,7 +19,6 @@ class OnboardingView : public FixedWindow {
   struct Parts {
     std::shared_ptr<CameraConsent> consent;
     std::shared_ptr<AVCaptureManager> camera;
-    std::shared_ptr<PrivacyFilterService> service;
     std::shared_ptr<Notifications> notifications;
     std::shared_ptr<SettingsRepository> settingsRepo;
     std::shared_ptr<LoginItem> loginItem;

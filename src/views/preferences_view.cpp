@@ -330,12 +330,11 @@ void PreferencesView::chooseCamera(int index) {
 
 void PreferencesView::openCalibration() {
   if (std::exchange(showCalibration, true)) return;
-  openCalibrationSheet(*this, {parts_.newCalibration(), parts_.service}, text(QStringLiteral("Fermer")),
-                       [this] {
-                         showCalibration = false;
-                         draft = parts_.settingsRepo->settings;
-                         showDraft();
-                       });
+  openCalibrationSheet(*this, {parts_.newCalibration()}, text(QStringLiteral("Fermer")), [this] {
+    showCalibration = false;
+    draft = parts_.settingsRepo->settings;
+    showDraft();
+  });
 }
 
 // The window.

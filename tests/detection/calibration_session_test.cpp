@@ -3,15 +3,14 @@
 
 #include <gmock/gmock.h>
 
-#include "support/fake_login_item.h"
-#include "support/machine_room.h"
+#include "support/core_room.h"
 
 namespace sentrel {
 namespace {
 
 using Phase = CalibrationSession::Phase;
 
-struct CalibrationTest : testing::Test {
+struct CalibrationTest : testing::Test, test::CoreRoom {
   /// From the start into the measuring.
   void measure(const std::vector<double>& widths) {
     session->start();
@@ -20,13 +19,7 @@ struct CalibrationTest : testing::Test {
     room.settle();
   }
 
-  test::MachineRoom room;
-  std::shared_ptr<AVCaptureManager> camera =
-      AVCaptureManager::create(room.session, room.cameraQueue, room.environment());
-  std::shared_ptr<SettingsRepository> settings = std::make_shared<SettingsRepository>(
-      std::make_shared<MemoryUserDefaults>(), std::make_shared<test::FakeLoginItem>());
-  std::shared_ptr<CalibrationSession> session =
-      std::make_shared<CalibrationSession>(CalibrationSession::Parts{room.loop, room.loop, camera, settings});
+  std::shared_ptr<CalibrationSession> session = newCalibration();
 };
 
 TEST_F(CalibrationTest, MeasuresTheMedianFace) {
@@ -44,12 +37,12 @@ TEST_F(CalibrationTest, MeasuresTheMedianFace) {
     EXPECT_EQ(session->phase().get(), Phase::measuring());
     room.advance(3000, 500);
     EXPECT_EQ(session->phase().get(), expected) << widths[0];
-    EXPECT_FALSE(camera->analyzer()->onCalibrationSample) << "detached";
+    EXPECT_EQ(camera->analyzer(), nullptr) << "detached, and nobody else wants frames";
     session->start();
     EXPECT_EQ(session->phase().get(), expected) << "only from idle";
     session->cancel();
   }
-  EXPECT_TRUE(room.session->running) << "left to who owns the session";
+  EXPECT_FALSE(room.session->running) << "the light is out";
 }
 
 TEST_F(CalibrationTest, CountsIsCancelledAndAccepted) {

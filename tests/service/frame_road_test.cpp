@@ -33,8 +33,8 @@ TEST(FrameRoad, AllocatesNothingWhenWarm) {
   const auto settings = std::make_shared<SettingsRepository>(std::make_shared<MemoryUserDefaults>(),
                                                              std::make_shared<test::FakeLoginItem>());
   const test::FakeDesktop desktop(loop, room.loop);
-  const auto service =
-      std::make_shared<PrivacyFilterService>(desktop.parts(environment, camera, overlay, settings));
+  const auto service = std::make_shared<PrivacyFilterService>(
+      desktop.parts(environment, camera, desktop.control(environment, camera), overlay, settings));
   const auto settle = [&] {
     for (int i = 0; i < 4; ++i) {
       room.analysisQueue->sync([] {});

@@ -1,9 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Whatever happens to the service and in whatever order, what it holds and shows fits what it is.
+// Whatever happens to the camera, to the service and to calibrations, in whatever order and however their
+// threads take turns: the camera is open when it should be and only then, what is said of it is true, and
+// what is held and shown fits what is said.
+#include <deque>
 #include <functional>
+#include <iostream>
 #include <iterator>
 #include <random>
+#include <string>
 #include <utility>
 
 #include "service/service_test_base.h"
@@ -12,119 +17,390 @@ namespace sentrel {
 namespace {
 
 using Kind = FilterState::Kind;
+using Phase = CalibrationSession::Phase;
+
+constexpr std::int64_t tickMs = 100;
+constexpr std::int64_t blindLimitMs = 2500;
+constexpr std::int64_t closingLimitMs = 500;
+/// A chain that broke without a word is noticed after 2.3 s, and begun anew 5 s later.
+constexpr std::int64_t healingLimitMs = 8000;
+constexpr std::int64_t reportMs = 2000;
 
 class ServiceStormTest : public test::ServiceTestBase {
  protected:
-  void happen(std::mt19937& random) {
-    const auto pick = [&](unsigned n) { return static_cast<std::int64_t>(random() % n); };
+  ServiceStormTest() : ServiceTestBase(test::MachineRoom::withoutThreads()) {
+    // Also what lasts for less than a tick.
+    stateRegistration = service->fsmState().onChange([this](const FilterState&) {
+      if (!isWatching()) watchingSinceMs = now();
+    });
+  }
+
+  // The world.
+
+  void happen() {
     const Screen first{1, "", {}, true};
     const Screen second{2, "", {}, false};
-    const auto begin = [&] { service->start(); };
-    const auto wait = [&] { room.advance(pick(2) == 0 ? 5000 : 100); };
-    const auto tell = [&] {
-      lastSessionEvent = static_cast<SessionEvent>(pick(6));
-      desktop.session->observer.tell(lastSessionEvent);
+    const std::pair<const char*, std::function<void()>> happenings[] = {
+        {"start", [&] { service->start(); }},
+        {"start", [&] { service->start(); }},
+        {"toggle", [&] { service->toggle(); }},
+        {"stop",
+         [&] {
+           if (pick(2) == 0) service->stop();
+         }},
+        {"shortcut", [&] { desktop.keys->observer.tell(); }},
+        {"the camera is pulled", [&] { plug(false); }},
+        {"a camera is plugged", [&] { plug(true); }},
+        {"a camera is plugged", [&] { plug(true); }},
+        {"another program takes the camera", [&] { taken = pick(2) == 0; }},
+        {"the camera gives nothing and says nothing", [&] { silent = pick(3) == 0; }},
+        {"permission", [&] { permit(static_cast<AuthorizationStatus>(pick(8) == 0 ? 2 : 3)); }},
+        {"consent is asked for",
+         [&] {
+           if (pick(4) == 0) permit(AuthorizationStatus::notDetermined);
+         }},
+        {"the person answers", [&] { answerConsent(pick(3) != 0); }},
+        {"the person answers", [&] { answerConsent(true); }},
+        {"a model file", [&] { damageModels(pick(3) == 0); }},
+        {"inference", [&] { inferenceFails = pick(4) == 0; }},
+        {"the session refuses an output", [&] { room.session->takesOutput = pick(8) != 0; }},
+        {"slow models", [&] { analysisHeldMs = 100 * pick(40); }},
+        {"slow listing",
+         [&] {
+           if (!room.session->running) cameraHeldMs = 100 * pick(30);
+         }},
+        {"slow camera queue", [&] { cameraHeldMs = std::max(cameraHeldMs, 100 * pick(4)); }},
+        {"notifications",
+         [&] {
+           desktop.notifications->answering = pick(4) != 0;
+           answerNotifications();
+         }},
+        {"a choice of cameras", [&] { chooseCamera(); }},
+        {"settings", [&] { changeSettings(); }},
+        {"screens",
+         [&] {
+           backend->setScreens(pick(2) == 0 ? std::vector{first, second} : std::vector{first});
+         }},
+        {"everything is well for a while", [&] { heal(); }},
+        {"watched", [&] { room.detector->next = watched; }},
+        {"looking away", [&] { room.detector->next = lookingAway; }},
+        {"alone", [&] { room.detector->next = alone; }},
+        {"going away", [&] { tellSession(static_cast<SessionEvent>(2 * pick(3))); }},
+        {"coming back", [&] { tellSession(static_cast<SessionEvent>(2 * pick(3) + 1)); }},
+        {"coming back", [&] { tellSession(static_cast<SessionEvent>(2 * pick(3) + 1)); }},
+        {"the session answers",
+         [&] {
+           desktop.session->answering = pick(4) != 0;
+           desktop.session->answer();
+         }},
+        {"battery",
+         [&] {
+           desktop.power->source = PowerSourceDescription{static_cast<int>(pick(20)), pick(2) == 0};
+         }},
+        {"a calibration begins",
+         [&] {
+           if (!calibration) calibration = newCalibration();
+           calibration->start();
+         }},
+        {"a calibration is given up",
+         [&] {
+           if (calibration) calibration->cancel();
+         }},
+        {"a calibration is accepted",
+         [&] {
+           if (calibration) calibration->accept(60);
+         }},
+        {"a calibration's window goes", [&] { calibration.reset(); }},
     };
-    const std::function<void()> happenings[] = {
-        begin,
-        begin,
-        begin,
-        [&] { service->stop(); },
-        [&] { room.session->wasInterrupted.emit(); },
-        [&] { room.session->interruptionEnded.emit(); },
-        [&] { room.session->status = static_cast<AuthorizationStatus>(pick(2) * 3); },
-        [&] {
-          for (auto& answer : std::exchange(room.session->accessRequests, {})) answer(pick(2) == 0);
-        },
-        [&] {
-          room.detector->prepareError = pick(3) == 0 ? std::optional(FaceDetectorError{"x"}) : std::nullopt;
-        },
-        [&] {
-          FilterSettings next = settings->settings;
-          next.filterStrength = 1 + pick(5);
-          next.inattentionDelayMs = 500;
-          settings->save(next);
-        },
-        [&] {
-          backend->setScreens(pick(2) == 0 ? std::vector{first, second} : std::vector{first});
-        },
-        [&] { see(watched, 600 + 100 * pick(4)); },
-        [&] { see(lookingAway, 100 * pick(9)); },
-        [&] { see(alone, 100 * pick(9)); },
-        tell,
-        tell,
-        [&] {
-          desktop.power->source = PowerSourceDescription{static_cast<int>(pick(20)), pick(2) == 0};
-          room.advance(30'000, 5000);
-        },
-        [&] { desktop.keys->observer.tell(); },
-        wait,
-        wait,
-        wait,
-    };
-    happenings[random() % std::size(happenings)]();
-    if (pick(3) != 0) room.settle();
+    const auto& [name, run] = happenings[static_cast<std::size_t>(pick(std::size(happenings)))];
+    remember(name);
+    run();
+  }
+
+  void heal() {
+    taken = silent = inferenceFails = false;
+    room.session->takesOutput = true;
+    permit(AuthorizationStatus::authorized);
+    answerConsent(true);
+    answerNotifications();
+    damageModels(false);
+    plug(true);
+    desktop.session->answer();
+    tellSession(SessionEvent::screensDidWake);
+    for (int i = 0; i < 150 && !HasFailure(); ++i) tick();
+  }
+  void plug(bool plugged) {
+    room.session->cameras.clear();
+    if (plugged) room.session->cameras = {{"front", "", CameraPosition::front}};
+    if (plugged) room.session->seen = true;
+    room.session->devicesChanged.emit();
+  }
+  void permit(AuthorizationStatus status) {
+    room.session->status = status;
+    // Permissions come with a device that is new.
+    if (status == AuthorizationStatus::authorized) room.session->devicesChanged.emit();
+  }
+  void answerConsent(bool yes) {
+    if (room.session->accessRequests.empty()) return;
+    if (yes) room.session->status = AuthorizationStatus::authorized;
+    for (auto& answer : std::exchange(room.session->accessRequests, {})) answer(yes);
+  }
+  void damageModels(bool damaged) {
+    room.detector->prepareError = damaged ? std::optional(FaceDetectorError{"gone"}) : std::nullopt;
+    if (!damaged) control->retryNow();
+  }
+  void answerNotifications() {
+    for (auto& answer : std::exchange(desktop.notifications->questions, {})) answer(true);
+  }
+  void chooseCamera() {
+    const std::optional<std::string> choices[] = {std::nullopt, "front", "unplugged"};
+    camera->switchCamera(choices[static_cast<std::size_t>(pick(3))]);
+  }
+  void changeSettings() {
+    FilterSettings next = settings->settings;
+    next.filterStrength = pick(7);
+    next.inattentionDelayMs = 500;
+    next.captureFps = pick(4) == 0 ? 100'000 : 10;
+    settings->save(next);
+  }
+  void tellSession(SessionEvent event) { desktop.session->tell(event); }
+
+  /// The capture session's own part: frames while it can, reports while it cannot.
+  void playCamera() {
+    auto& session = *room.session;
+    const bool wanted = session.running && session.demand.wanted && session.input;
+    const bool lost = taken || session.cameras.empty();
+    if (!wanted || !lost) {
+      reportDueMs = now();
+      if (std::exchange(session.cause, std::nullopt) && wanted && !silent) session.interruptionEnded.emit();
+    } else if (now() >= reportDueMs) {
+      reportDueMs = now() + reportMs;
+      session.interrupt(taken ? CaptureError::Kind::busy : CaptureError::Kind::deviceUnavailable);
+    }
+    if (session.delivers() && !silent) session.output.onFrame(room.frame());
+  }
+
+  void runQueue(SerialQueue& queue, std::int64_t& heldMs) {
+    if (heldMs <= 0) static_cast<test::ManualQueue&>(queue).runOne();
+  }
+  /// Lets the threads take turns at random until nothing moves any more.
+  void takeTurns() {
+    for (int i = 0; i < 12; ++i) {
+      const auto turn = pick(3);
+      if (turn == 0) room.loop->runPosted();
+      if (turn == 1) runQueue(*room.cameraQueue, cameraHeldMs);
+      if (turn == 2) runQueue(*room.analysisQueue, analysisHeldMs);
+    }
+  }
+  void settleTurns() {
+    for (int i = 0; i < 6; ++i) {
+      room.loop->runPosted();
+      if (cameraHeldMs <= 0) static_cast<test::ManualQueue&>(*room.cameraQueue).drain();
+      if (analysisHeldMs <= 0) static_cast<test::ManualQueue&>(*room.analysisQueue).drain();
+    }
+    room.loop->runPosted();
+  }
+
+  void tick() {
+    auto& detector = *room.detector;
+    const auto sight = std::exchange(detector.next, inferenceFails ? std::nullopt : detector.next);
+    playCamera();
+    takeTurns();
+    settleTurns();
+    // A moment later: whoever was due at the same moment has had its turn.
+    room.loop->advance(tickMs);
+    cameraHeldMs -= tickMs;
+    analysisHeldMs -= tickMs;
+    settleTurns();
+    detector.next = sight;
+    if (!detector.timestamps.empty() && !inferenceFails) lastAnalysedMs = detector.timestamps.back();
+    detector.timestamps.clear();
+    expectRules();
+    if (cameraHeldMs <= 0 && analysisHeldMs <= 0) expectFitting();
+  }
+
+  // What must be true of it.
+
+  [[nodiscard]] bool isCalibrating() const {
+    const auto kind = calibration ? calibration->phase().get().kind() : Phase::Kind::idle;
+    return kind == Phase::Kind::counting || kind == Phase::Kind::measuring;
+  }
+  [[nodiscard]] bool isSwitchedOn() const { return service->isActive() || service->isStarting(); }
+
+  void expectRules() {
+    const bool isAway = desktop.session->isAway;
+    // 1. It says that it watches only while it sees, and says why when it does not.
+    if (!isWatching()) watchingSinceMs = now();
+    EXPECT_LE(now() - std::max(watchingSinceMs, lastAnalysedMs), blindLimitMs) << "blind, and says nothing";
+    if (state() == Kind::cameraBusy) {
+      EXPECT_TRUE(control->failure().get()) << "no reason";
+    }
+    // 2. It tries until it sees.
+    const auto& session = *room.session;
+    const bool healthy = isSwitchedOn() && desktop.notifications->questions.empty() && !control->rest() &&
+                         !session.cameras.empty() && session.status == AuthorizationStatus::authorized &&
+                         session.accessRequests.empty() && session.takesOutput && !taken && !silent &&
+                         !inferenceFails && !room.detector->prepareError && cameraHeldMs <= 0 &&
+                         analysisHeldMs <= 0;
+    if (!healthy) healthySinceMs = now();
+    if (now() - healthySinceMs > healingLimitMs) {
+      EXPECT_TRUE(service->isActive() && isWatching()) << "gave up";
+      EXPECT_EQ(control->failure().get(), std::nullopt) << "a reason that is none any more";
+    }
+    // 3. It is closed while anything speaks against it, whoever wishes it.
+    const bool mayBeOpen = (isSwitchedOn() || isCalibrating()) && !isAway && !control->rest();
+    if (mayBeOpen) closedSinceMs = now();
+    if (now() - closedSinceMs >= closingLimitMs) {
+      EXPECT_FALSE(session.isOpen()) << "open behind the person's back";
+    }
+    if (isAway && isCalibrating() && !desktop.session->known) {
+      ADD_FAILURE() << "a calibration without a camera says nothing";
+    }
+    // 4. A start that waits or failed leaves nothing behind.
+    if (!service->isActive()) {
+      EXPECT_EQ(state(), Kind::inactive);
+    }
+    if (isSwitchedOn() &&
+        (service->isActive() || (!control->failure().get() && session.accessRequests.empty())))
+      protectedMs += tickMs;
+    EXPECT_LE(1000 * desktop.stats->stats.get().totalActiveSeconds, protectedMs) << "hours that were none";
   }
 
   void expectFitting() {
     const bool active = service->isActive();
-    if (!active) lastSessionEvent = SessionEvent::screensDidWake;  // nobody listens any more
     const Kind kind = state();
-    const bool watching = kind == Kind::nominal || kind == Kind::inattention || kind == Kind::alert;
-    EXPECT_EQ(room.session->running, camera->isRunning().get());
-    EXPECT_TRUE(active || !room.session->running);
-    EXPECT_EQ(observers(), active ? observersWhileOn : 0U);
+    EXPECT_EQ(desktop.session->observer.count(),
+              control->status().get().kind == CameraControl::Status::Kind::closed ? 0U : 1U);
+    EXPECT_EQ(static_cast<std::size_t>(desktop.power->observers) + desktop.keys->observer.count(),
+              active ? 2U : 0U);
     if (kind != Kind::cameraBusy) {
-      EXPECT_EQ(overlay->isShowing(), watching);
+      EXPECT_EQ(overlay->isShowing(), isWatching());
     }
     EXPECT_EQ(backend->shown.size(), overlay->isShowing() ? backend->screenList.size() : 0U);
-    EXPECT_EQ(backend->screensChanged.observerCount(), overlay->isShowing() ? 1U : 0U);
     EXPECT_EQ(camera->analyzer() && camera->analyzer()->onRetroFrame, kind == Kind::alert);
-    EXPECT_EQ(desktop.session->resting,
-              service->fsmState().get() == FilterState::autoPaused(PauseReason::lowBattery()));
-    if (isGoingAway(lastSessionEvent)) {
+    if (active && desktop.session->isAway) {
       EXPECT_EQ(service->fsmState().get(), FilterState::autoPaused(PauseReason::screenOff()));
-      EXPECT_FALSE(room.session->running) << "nothing opens the camera of a person who is away";
     }
+    if (active) {
+      EXPECT_EQ(desktop.session->resting,
+                service->fsmState().get() == FilterState::autoPaused(PauseReason::lowBattery()) &&
+                    control->rest() == CameraControl::Rest::lowBattery);
+      EXPECT_NE(kind, Kind::inactive);
+      EXPECT_EQ(overlay->currentAlpha,
+                std::min(0.8F, filterAlpha(service->fsmState(), settings->settings.get().filterStrength)));
+    }
+    EXPECT_FALSE(active && service->isStarting());
     EXPECT_EQ(service->isAlert(), kind == Kind::alert);
     EXPECT_EQ(overlay->isAlertMode, kind == Kind::alert);
     const std::size_t flashes = kind == Kind::alert ? backend->shown.size() : 0;
-    EXPECT_LE(room.loop->timerCount(), flashes + (active ? 2 : 0));
-    if (active) {
-      EXPECT_EQ(overlay->currentAlpha,
-                std::min(0.8F, filterAlpha(service->fsmState(), settings->settings.get().filterStrength)));
-      EXPECT_NE(kind, Kind::inactive);
-    } else {
-      EXPECT_EQ(kind, Kind::inactive);
-    }
+    // Of the camera, the battery, the notice, and a calibration.
+    EXPECT_LE(room.loop->timerCount(), flashes + 4);
   }
 
-  SessionEvent lastSessionEvent = SessionEvent::screensDidWake;
-};
+  // The test's own business.
 
-TEST_F(ServiceStormTest, RegistrationsAndWhatIsShownFitTheState) {
-  int actives = 0;
-  int alerts = 0;
-  for (unsigned seed = 0; seed < 25; ++seed) {
-    std::mt19937 random(seed);
-    for (int i = 0; i < 60; ++i) {
-      happen(random);
-      room.settle();
-      expectFitting();
-      ASSERT_FALSE(HasFailure()) << "seed " << seed << ", step " << i;
-      actives += service->isActive() ? 1 : 0;
-      alerts += service->isAlert() ? 1 : 0;
-    }
+  template <class Count>
+  std::int64_t pick(Count n) {
+    return static_cast<std::int64_t>(random() % static_cast<unsigned>(n));
+  }
+  [[nodiscard]] std::int64_t now() const { return room.loop->nowMs(); }
+  void remember(const char* what) {
+    steps.push_back(std::to_string(now() - test::ManualMainLoop::startMs) + " ms: " + what);
+    if (steps.size() > 40) steps.pop_front();
+  }
+  void begin(unsigned seed) {
+    random.seed(seed);
+    steps.clear();
+    taken = silent = inferenceFails = desktop.session->isAway = false;
+    room.detector->prepareError.reset();
+    room.session->takesOutput = true;
+    room.session->status = AuthorizationStatus::authorized;
+    desktop.session->answering = desktop.notifications->answering = true;
+    watchingSinceMs = healthySinceMs = closedSinceMs = now();
+    // Every other life begins without a camera.
+    room.session->cameras.clear();
+    room.session->seen = false;
+    if (seed % 2 == 0) plug(true);
+  }
+  void end() {
+    calibration.reset();
     service->stop();
-    room.settle();
-    expectFitting();
+    cameraHeldMs = analysisHeldMs = 0;
+    answerConsent(false);
+    answerNotifications();
+    settleTurns();
     EXPECT_FALSE(room.session->running);
     EXPECT_EQ(room.loop->timerCount(), 0U);
+    EXPECT_EQ(observers(), 0U);
+    EXPECT_EQ(camera->analyzer(), nullptr);
     EXPECT_EQ(room.pool.clearUnused(), 0U) << "no frame is held";
-    ASSERT_FALSE(HasFailure()) << "seed " << seed;
   }
-  EXPECT_GT(actives, 200);
-  EXPECT_GT(alerts, 10);
+  void tellSteps(unsigned seed) {
+    std::cout << "seed " << seed << ", the last steps:\n";
+    for (const std::string& step : steps) std::cout << "  " << step << '\n';
+    std::cout << "  state " << static_cast<int>(state()) << ", camera "
+              << static_cast<int>(control->status().get().kind) << ", rest "
+              << (control->rest() ? static_cast<int>(*control->rest()) : -1) << "; now "
+              << now() - test::ManualMainLoop::startMs << ", analysed "
+              << lastAnalysedMs - test::ManualMainLoop::startMs << ", watching since "
+              << watchingSinceMs - test::ManualMainLoop::startMs << '\n';
+  }
+
+  Registration stateRegistration;
+  std::mt19937 random;
+  std::deque<std::string> steps;
+  std::shared_ptr<CalibrationSession> calibration;
+  bool taken = false;
+  bool silent = false;
+  bool inferenceFails = false;
+  std::int64_t cameraHeldMs = 0;
+  std::int64_t analysisHeldMs = 0;
+  std::int64_t reportDueMs = 0;
+  std::int64_t lastAnalysedMs = 0;
+  std::int64_t watchingSinceMs = 0;
+  std::int64_t healthySinceMs = 0;
+  std::int64_t closedSinceMs = 0;
+  std::int64_t protectedMs = 0;
+};
+
+TEST_F(ServiceStormTest, AHundredThousandRandomStepsBreakNoRule) {
+  constexpr int lives = 500;
+  constexpr int stepsInALife = 200;
+  int actives = 0;
+  int alerts = 0;
+  int busy = 0;
+  int measured = 0;
+  int healed = 0;
+  for (unsigned seed = 0; seed < lives; ++seed) {
+    begin(seed);
+    for (int i = 0; i < stepsInALife; ++i) {
+      happen();
+      const std::int64_t ticks = pick(8) == 0 ? pick(100) : pick(6);
+      for (std::int64_t t = 0; t < ticks && !HasFailure(); ++t) tick();
+      if (HasFailure()) {
+        tellSteps(seed);
+        return;
+      }
+      actives += service->isActive() ? 1 : 0;
+      alerts += service->isAlert() ? 1 : 0;
+      busy += state() == Kind::cameraBusy ? 1 : 0;
+      measured += isCalibrating() ? 1 : 0;
+      healed += now() - healthySinceMs > healingLimitMs ? 1 : 0;
+    }
+    end();
+    if (HasFailure()) {
+      tellSteps(seed);
+      return;
+    }
+  }
+  std::cout << lives * stepsInALife << " steps: protected after " << actives << ", alert " << alerts
+            << ", blind and said so " << busy << ", calibrating " << measured << ", held to see " << healed
+            << '\n';
+  EXPECT_GT(actives, 10'000);
+  EXPECT_GT(alerts, 500);
+  EXPECT_GT(busy, 2000);
+  EXPECT_GT(measured, 1000);
+  EXPECT_GT(healed, 1000);
 }
 
 }  // namespace

@@ -10,15 +10,17 @@ namespace sentrel::test {
 /// Tests of the service within the whole core.
 class ServiceTestBase : public testing::Test, protected CoreRoom {
  protected:
-  [[nodiscard]] FilterState::Kind state() const { return service->fsmState().get().kind(); }
-  [[nodiscard]] std::size_t observers() const {
-    return room.session->wasInterrupted.observerCount() + room.session->interruptionEnded.observerCount() -
-           observersOfManager + desktop.observers();
-  }
+  using CoreRoom::CoreRoom;
 
-  static constexpr std::size_t observersOfManager = 2;
-  /// While on: of the camera's two signals, the session, the battery and the keys.
-  static constexpr std::size_t observersWhileOn = 5;
+  [[nodiscard]] bool isWatching() const {
+    return state() == FilterState::Kind::nominal || state() == FilterState::Kind::inattention ||
+           state() == FilterState::Kind::alert;
+  }
+  [[nodiscard]] FilterState::Kind state() const { return service->fsmState().get().kind(); }
+  [[nodiscard]] std::size_t observers() const { return desktop.observers(); }
+
+  /// While on: of the session, the battery and the keys.
+  static constexpr std::size_t observersWhileOn = 3;
 };
 
 }  // namespace sentrel::test

@@ -2,8 +2,11 @@
 #pragma once
 
 #include <memory>
+#include <utility>
 
 #include "detection/av_capture_manager.h"
+#include "detection/calibration_session.h"
+#include "detection/camera_control.h"
 #include "service/privacy_filter_service.h"
 #include "support/fake_desktop.h"
 #include "support/fake_login_item.h"
@@ -14,6 +17,9 @@ namespace sentrel::test {
 
 /// The whole core over fakes at its edges.
 struct CoreRoom {
+  CoreRoom() = default;
+  explicit CoreRoom(MachineRoom machine) : room(std::move(machine)) {}
+
   MachineRoom room;
   std::shared_ptr<FakeOverlayBackend> backend = std::make_shared<FakeOverlayBackend>();
   std::shared_ptr<AVCaptureManager> camera =
@@ -24,8 +30,9 @@ struct CoreRoom {
   std::shared_ptr<FakeLoginItem> loginItem = std::make_shared<FakeLoginItem>();
   std::shared_ptr<SettingsRepository> settings = std::make_shared<SettingsRepository>(defaults, loginItem);
   FakeDesktop desktop{room.loop, room.loop};
-  std::shared_ptr<PrivacyFilterService> service =
-      std::make_shared<PrivacyFilterService>(desktop.parts(room.environment(), camera, overlay, settings));
+  std::shared_ptr<CameraControl> control = desktop.control(room.environment(), camera);
+  std::shared_ptr<PrivacyFilterService> service = std::make_shared<PrivacyFilterService>(
+      desktop.parts(room.environment(), camera, control, overlay, settings));
 
   const FaceDetections alone = detectionsOf({faceOf(0.2)}, {faceOf(0.2)});
   const FaceDetections lookingAway = detectionsOf({faceOf(0.2)}, {faceOf(0.2, 0.1, 0.8)});
@@ -39,11 +46,15 @@ struct CoreRoom {
     service->stop();
     room.settle();
   }
+  std::shared_ptr<CalibrationSession> newCalibration() {
+    return std::make_shared<CalibrationSession>(
+        CalibrationSession::Parts{room.loop, room.loop, camera, control, settings});
+  }
   /// Lets the camera see `faces` for `ms`, ten frames a second.
   void see(const FaceDetections& faces, std::int64_t ms) {
     room.detector->next = faces;
     for (; ms > 0; ms -= 100) {
-      if (room.session->running && room.session->demand.wanted) room.session->output.onFrame(room.frame());
+      if (room.session->delivers()) room.session->output.onFrame(room.frame());
       room.settle();
       room.loop->advance(100);
     }

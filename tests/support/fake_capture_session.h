@@ -40,6 +40,21 @@ class FakeCaptureSession final : public CaptureSession {
   FrameDemand demand;
   std::function<void(const FrameRef&)> previewTap;
 
+  /// Whether the device is open: its light is on.
+  [[nodiscard]] bool isOpen() const {
+    return running && !configuring && (demand.wanted || previewTap) && input && !cameras.empty();
+  }
+  /// Whether frames come to the output.
+  [[nodiscard]] bool delivers() const { return isOpen() && demand.wanted && !cause; }
+  void interrupt(CaptureError::Kind kind) {
+    cause = CaptureError{kind, "lost"};
+    wasInterrupted.emit();
+  }
+  void endInterruption() {
+    cause.reset();
+    interruptionEnded.emit();
+  }
+
   [[nodiscard]] AuthorizationStatus authorizationStatus() const override { return status; }
   void requestAccess(std::function<void(bool)> answer) override {
     accessRequests.push_back(std::move(answer));

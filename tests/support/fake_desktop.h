@@ -38,15 +38,37 @@ class OneObserver {
 /// A session whose person comes and goes when a test says so.
 class FakeSessionEvents final : public SessionEvents {
  public:
+  explicit FakeSessionEvents(std::shared_ptr<MainLoop> mainLoop) : mainLoop_(std::move(mainLoop)) {}
+
   OneObserver<SessionEvent> observer;
-  bool locked = false;
   bool resting = false;
-  int closings = 0;  ///< how often the camera was said to be closed
+  bool answering = true;  ///< those who know of a lock answer at once
+  int closings = 0;       ///< how often the camera was said to be closed
+  bool isAway = false;
+  std::function<void()> known;  ///< who waits for an answer
 
   [[nodiscard]] Registration install(Observer told) override { return observer.install(std::move(told)); }
-  [[nodiscard]] bool isLocked() const override { return locked; }
+  void whenKnown(std::function<void()> told) override {
+    known = std::move(told);
+    if (answering) mainLoop_->post([this] { answer(); });
+  }
+  /// Also what was known before anybody observed.
+  void answer() {
+    const auto told = std::exchange(known, nullptr);
+    if (!told || observer.count() == 0) return;
+    if (isAway) observer.tell(SessionEvent::screenIsLocked);
+    told();
+  }
+  void tell(SessionEvent event) {
+    isAway = isGoingAway(event);
+    observer.tell(event);
+  }
+  [[nodiscard]] bool isLocked() const override { return false; }
   void cameraIsClosed() override { ++closings; }
   void setResting(bool now) override { resting = now; }
+
+ private:
+  std::shared_ptr<MainLoop> mainLoop_;
 };
 
 class FakePowerSource final : public PowerSource {
@@ -110,10 +132,11 @@ class FakeHaptics final : public Haptics {
 /// The desktop around the service.
 struct FakeDesktop {
   FakeDesktop(const std::shared_ptr<MainLoop>& mainLoop, const std::shared_ptr<Clock>& clock)
-      : notifications(std::make_shared<FakeNotifications>(mainLoop)),
+      : session(std::make_shared<FakeSessionEvents>(mainLoop)),
+        notifications(std::make_shared<FakeNotifications>(mainLoop)),
         retroPiP(std::make_shared<RetroPiPManager>(retroBackend, mainLoop, clock)) {}
 
-  std::shared_ptr<FakeSessionEvents> session = std::make_shared<FakeSessionEvents>();
+  std::shared_ptr<FakeSessionEvents> session;
   std::shared_ptr<FakePowerSource> power = std::make_shared<FakePowerSource>();
   std::shared_ptr<FakeKeyMonitor> keys = std::make_shared<FakeKeyMonitor>();
   std::shared_ptr<FakeNotifications> notifications;
@@ -127,17 +150,22 @@ struct FakeDesktop {
     return session->observer.count() + keys->observer.count() + static_cast<std::size_t>(power->observers);
   }
 
+  [[nodiscard]] std::shared_ptr<CameraControl> control(
+      const AnalysisEnvironment& environment, const std::shared_ptr<AVCaptureManager>& camera) const {
+    return CameraControl::create(
+        {environment.mainLoop, environment.clock, camera, camera->session(), session});
+  }
   [[nodiscard]] PrivacyFilterService::Parts parts(AnalysisEnvironment environment,
                                                   const std::shared_ptr<AVCaptureManager>& camera,
+                                                  std::shared_ptr<CameraControl> control,
                                                   std::shared_ptr<OverlayWindowManager> overlay,
                                                   std::shared_ptr<SettingsRepository> settings) const {
     return {.environment = std::move(environment),
             .cameraManager = camera,
-            .captureSession = camera->session(),
+            .cameraControl = std::move(control),
             .overlayManager = std::move(overlay),
             .settingsRepo = std::move(settings),
             .statsRepo = stats,
-            .sessionEvents = session,
             .powerSource = power,
             .keyMonitor = keys,
             .notifications = notifications,

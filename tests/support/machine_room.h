@@ -7,6 +7,7 @@
 #include "support/fake_capture_session.h"
 #include "support/frame.h"
 #include "support/manual_main_loop.h"
+#include "support/manual_queue.h"
 #include "support/scripted_detector.h"
 
 namespace sentrel::test {
@@ -20,6 +21,14 @@ struct MachineRoom {
   std::shared_ptr<FakeCaptureSession> session = std::make_shared<FakeCaptureSession>();
   std::shared_ptr<ScriptedDetector> detector = std::make_shared<ScriptedDetector>();
   FramePool pool{8};
+
+  /// One whose queues run on the test's own thread, when it says so.
+  static MachineRoom withoutThreads() {
+    MachineRoom room;
+    room.cameraQueue = std::make_shared<ManualQueue>();
+    room.analysisQueue = std::make_shared<ManualQueue>();
+    return room;
+  }
 
   [[nodiscard]] AnalysisEnvironment environment() const { return {loop, loop, analysisQueue, detector}; }
 

@@ -46,13 +46,34 @@ TEST_F(PopoverTest, TheSwitchFollowsTheServiceAndNotTheClick) {
   EXPECT_TRUE(shows(*window, "Protection désactivée"));
 }
 
-TEST_F(PopoverTest, AStartThatFailsSaysWhyAndIsOver) {
-  room.room.detector->prepareError = FaceDetectorError{"gone"};
+TEST_F(PopoverTest, AStartWithoutACameraSaysWhyAndWaitsUntilAClickGivesUp) {
+  for (const char* time : {"the first time", "and again, for the same reason"}) {
+    SCOPED_TRACE(time);
+    room.room.session->cameras.clear();
+    room.room.session->seen = false;
+    click(protection());
+    room.room.advance(7000);
+    EXPECT_FALSE(protection()->isChecked());
+    EXPECT_TRUE(protection()->waiting());
+    EXPECT_TRUE(shows(*window, "Caméra introuvable"));
+    delete window;  // opened later, it shows the same
+    window = new PopoverWindow(room.popoverParts(), PopoverWindow::Ground::translucent);
+    show(*window);
+    EXPECT_TRUE(protection()->waiting());
+    click(protection());
+    room.room.advance(7000);
+    EXPECT_FALSE(protection()->waiting());
+    EXPECT_FALSE(shows(*window, "Caméra introuvable"));
+    EXPECT_FALSE(room.service->isActive());
+  }
   click(protection());
   room.room.settle();
-  EXPECT_FALSE(protection()->isChecked());
+  room.room.session->cameras = {{"front", "Front", CameraPosition::front}};
+  room.room.session->devicesChanged.emit();
+  room.room.settle();
+  EXPECT_TRUE(protection()->isChecked());
   EXPECT_FALSE(protection()->waiting());
-  EXPECT_TRUE(shows(*window, "Modèle de détection absent"));
+  EXPECT_FALSE(shows(*window, "Caméra introuvable"));
 }
 
 TEST_F(PopoverTest, TheKeyboardReachesEverything) {

@@ -30,7 +30,7 @@ struct ViewRoom : CoreRoom {
 
   MenuBarPopoverView::Parts popoverParts() {
     return {.service = service,
-            .failure = {camera, &camera->failure()},
+            .failure = {control, &control->failure()},
             .statsRepo = stats,
             .notice = {},
             .version = QStringLiteral("1.0.0"),
@@ -52,7 +52,6 @@ struct ViewRoom : CoreRoom {
   OnboardingView::Parts onboardingParts() {
     return {.consent = consent,
             .camera = camera,
-            .service = service,
             .notifications = desktop.notifications,
             .settingsRepo = settings,
             .loginItem = loginItem,
@@ -61,8 +60,7 @@ struct ViewRoom : CoreRoom {
             .isPresented = [this](bool shown) { onboardingShown = shown; }};
   }
   std::shared_ptr<CalibrationSession> newCalibration() {
-    calibration = std::make_shared<CalibrationSession>(
-        CalibrationSession::Parts{room.loop, room.loop, camera, settings});
+    calibration = CoreRoom::newCalibration();
     return calibration;
   }
 };

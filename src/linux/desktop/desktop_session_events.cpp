@@ -12,6 +12,11 @@
 
 namespace sentrel {
 
+namespace {
+/// A bus that does not answer must not hold up protection.
+constexpr std::int64_t knownLimitMs = 500;
+}  // namespace
+
 struct DesktopSessionEvents::State : std::enable_shared_from_this<State> {
   std::shared_ptr<MainLoop> mainLoop;
   std::shared_ptr<Clock> clock;
@@ -26,6 +31,8 @@ struct DesktopSessionEvents::State : std::enable_shared_from_this<State> {
   // All of these exist while somebody observes.
   std::shared_ptr<SessionEventOrder> order;
   Registration settled;
+  std::function<void()> known;  // who waits for the first answers, or nobody
+  Registration knownLimit;
   Resident<SessionWitnesses> witnesses;
   Resident<X11DisplayPower> x11;
   Resident<WaylandDisplays> wayland;
@@ -34,6 +41,7 @@ struct DesktopSessionEvents::State : std::enable_shared_from_this<State> {
   void end();
   void deliver(SessionEvent event) const;
   void updatePolling();
+  void tellKnown();
 };
 
 void DesktopSessionEvents::State::begin() {
@@ -45,7 +53,10 @@ void DesktopSessionEvents::State::begin() {
       },
       [](std::string_view warning) { std::cerr << "sentrel: " << warning << '\n'; });
   settled = order->settled.connect([weak] {
-    if (const auto self = weak.lock()) self->updatePolling();
+    const auto self = weak.lock();
+    if (!self) return;
+    self->updatePolling();
+    if (self->order && self->order->isKnown()) self->tellKnown();
   });
   const WitnessReports reports(mainLoop, order);
   witnesses = buses->reside<SessionWitnesses>([reports](Buses& both) {
@@ -64,6 +75,8 @@ void DesktopSessionEvents::State::end() {
   x11 = {};
   wayland = {};
   settled.reset();
+  known = nullptr;
+  knownLimit.reset();
   // An observer may end its own registration while it is being told: the order is left to finish this turn.
   if (order) mainLoop->post([ended = std::move(order)] {});
   order.reset();
@@ -78,6 +91,15 @@ void DesktopSessionEvents::State::updatePolling() {
   const bool wanted = !resting && !order->isAwayWithout(SessionEventOrder::Witness::x11Displays);
   if (std::exchange(polling, wanted) == wanted) return;
   x11.call([wanted](X11DisplayPower& power) { power.setPolling(wanted); });
+}
+
+void DesktopSessionEvents::State::tellKnown() {
+  knownLimit.reset();
+  if (!known) return;
+  mainLoop->post([weak = weak_from_this(), number = observerNumber, told = std::exchange(known, nullptr)] {
+    const auto self = weak.lock();
+    if (self && self->observer && self->observerNumber == number) told();
+  });
 }
 
 DesktopSessionEvents::DesktopSessionEvents(std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<Clock> clock,
@@ -110,6 +132,14 @@ Registration DesktopSessionEvents::install(Observer observer) {
     const auto state = weak.lock();
     if (state && state->observerNumber == number) state->end();
   });
+}
+
+void DesktopSessionEvents::whenKnown(std::function<void()> known) {
+  state_->known = std::move(known);
+  state_->knownLimit = state_->mainLoop->after(knownLimitMs, [weak = std::weak_ptr(state_)] {
+    if (const auto state = weak.lock()) state->tellKnown();
+  });
+  if (state_->order && state_->order->isKnown()) state_->tellKnown();
 }
 
 bool DesktopSessionEvents::isLocked() const {

@@ -23,6 +23,7 @@ class DesktopSessionEvents final : public SessionEvents {
   DesktopSessionEvents& operator=(const DesktopSessionEvents&) = delete;
 
   [[nodiscard]] Registration install(Observer observer) override;
+  void whenKnown(std::function<void()> known) override;
   [[nodiscard]] bool isLocked() const override;
   void cameraIsClosed() override;
   void setResting(bool resting) override;

@@ -44,7 +44,9 @@ std::optional<QString> sessionOfUser(const QDBusMessage& reply) {
 LogindSession::LogindSession(BusConnection& systemBus, WitnessReports reports)
     : reports_(std::move(reports)),
       manager_(systemBus, QStringLiteral("org.freedesktop.login1"),
-               {.appeared = [this] { appeared(); }, .gone = [this] { gone(); }}) {}
+               {.appeared = [this] { appeared(); },
+                .gone = [this] { gone(); },
+                .absent = [this] { reports_.silent(Witness::lockedHint); }}) {}
 
 void LogindSession::appeared() {
   listening_.push_back(manager_.listen(ofManager("PrepareForSleep"), [this](const QDBusMessage& signal) {
@@ -97,11 +99,18 @@ void LogindSession::askByEnvironment() {
 void LogindSession::askByUser() {
   manager_.call(ofManager("GetUser"), {static_cast<uint>(getuid())}, [this](const QDBusMessage& reply) {
     const auto user = objectPath(reply);
-    if (!user) return;
+    if (!user) {
+      reports_.silent(Witness::lockedHint);
+      return;
+    }
     manager_.call({*user, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get")},
                   {QStringLiteral("org.freedesktop.login1.User"), QStringLiteral("Display")},
                   [this](const QDBusMessage& answer) {
-                    if (const auto path = sessionOfUser(answer)) sessionFound(*path);
+                    if (const auto path = sessionOfUser(answer)) {
+                      sessionFound(*path);
+                    } else {
+                      reports_.silent(Witness::lockedHint);
+                    }
                   });
   });
 }
@@ -129,14 +138,14 @@ void LogindSession::sessionFound(const QString& path) {
 
 void LogindSession::readSession() {
   manager_.readProperties(session_, sessionInterface, [this](const QDBusMessage& reply) {
-    const auto properties = allProperties(reply);
-    if (!properties) return;
-    if (const auto locked = valueOf<bool>(properties->value(QStringLiteral("LockedHint")))) {
+    const auto properties = allProperties(reply).value_or(QVariantMap());
+    if (const auto locked = valueOf<bool>(properties.value(QStringLiteral("LockedHint")))) {
       reports_.found(Witness::lockedHint, *locked);
     }
-    if (const auto active = valueOf<bool>(properties->value(QStringLiteral("Active")))) {
+    if (const auto active = valueOf<bool>(properties.value(QStringLiteral("Active")))) {
       reports_.found(Witness::sessionInactive, !*active);
     }
+    reports_.silent(Witness::lockedHint);  // that was all
   });
 }
 

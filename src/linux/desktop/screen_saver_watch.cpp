@@ -14,7 +14,9 @@ ScreenSaverWatch::ScreenSaverWatch(BusConnection& sessionBus, QString name, QStr
       witness_(witness),
       reports_(std::move(reports)),
       locker_(sessionBus, name_,
-              {.appeared = [this] { appeared(); }, .gone = [this] { reports_.lost(witness_); }}) {}
+              {.appeared = [this] { appeared(); },
+               .gone = [this] { reports_.lost(witness_); },
+               .absent = [this] { reports_.silent(witness_); }}) {}
 
 void ScreenSaverWatch::appeared() {
   listening_ =
@@ -25,7 +27,10 @@ void ScreenSaverWatch::appeared() {
 }
 
 void ScreenSaverWatch::ask(qsizetype path) {
-  if (path == paths_.size()) return;
+  if (path == paths_.size()) {
+    reports_.silent(witness_);
+    return;
+  }
   locker_.call({paths_.at(path), name_, QStringLiteral("GetActive")}, {},
                [this, path](const QDBusMessage& reply) {
                  if (const auto active = onlyArgument<bool>(reply)) {

@@ -26,6 +26,9 @@ class WitnessReports {
   void lost(Witness witness) const {
     tell([=](SessionEventOrder& order) { order.lost(witness); });
   }
+  void silent(Witness witness) const {
+    tell([=](SessionEventOrder& order) { order.silent(witness); });
+  }
   void lockRequested() const {
     tell([](SessionEventOrder& order) { order.lockRequested(); });
   }

@@ -188,6 +188,18 @@
     <source></source>
     <translation>then log in again</translation>
   </message>
+  <message id="error_analysis_failed">
+    <source></source>
+    <translation>Face detection fails</translation>
+  </message>
+  <message id="advice_analysis_failed">
+    <source></source>
+    <translation>Sentrel tries again by itself; restart it if this lasts</translation>
+  </message>
+  <message id="notif_camera_text">
+    <source></source>
+    <translation>Your screen is not protected for now. Sentrel keeps trying and will protect it as soon as the camera answers.</translation>
+  </message>
   <message id="error_no_overlay">
     <source></source>
     <translation>This desktop does not allow covering the screen. Alerts stay on.</translation>
@@ -491,6 +503,10 @@
   <message id="Calibration échouée">
     <source></source>
     <translation>Calibration failed</translation>
+  </message>
+  <message id="La caméra reste fermée tant que la session est verrouillée, en veille ou en pause.">
+    <source></source>
+    <translation>The camera stays closed while the session is locked, asleep or paused.</translation>
   </message>
   <message id="Aucun visage détecté. Assurez-vous d'être bien en face de la caméra.">
     <source></source>

@@ -188,6 +188,18 @@
     <source></source>
     <translation>puis rouvrez votre session</translation>
   </message>
+  <message id="error_analysis_failed">
+    <source></source>
+    <translation>Détection de visages en échec</translation>
+  </message>
+  <message id="advice_analysis_failed">
+    <source></source>
+    <translation>Sentrel réessaie de lui-même ; redémarrez-le si cela dure</translation>
+  </message>
+  <message id="notif_camera_text">
+    <source></source>
+    <translation>Votre écran n'est pas protégé pour l'instant. Sentrel réessaie et vous protégera dès que la caméra répondra.</translation>
+  </message>
   <message id="error_no_overlay">
     <source></source>
     <translation>Ce bureau ne permet pas de couvrir l'écran. Les alertes restent actives.</translation>

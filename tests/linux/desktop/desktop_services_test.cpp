@@ -223,6 +223,7 @@ class KeyMonitorTest : public EventDesk {
     bool locked = false;
     [[nodiscard]] Registration install(Observer) override { return {}; }
     [[nodiscard]] bool isLocked() const override { return locked; }
+    void whenKnown(std::function<void()>) override {}
     void cameraIsClosed() override {}
     void setResting(bool) override {}
   };

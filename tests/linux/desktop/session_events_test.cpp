@@ -54,6 +54,22 @@ TEST_F(SessionEventsTest, ASleepWaitsUntilTheCameraIsClosed) {
   EXPECT_THAT(delivered, ElementsAre(screensDidSleep, screensDidWake, screenIsLocked));
 }
 
+TEST_F(SessionEventsTest, WhereNobodyAnswersNothingWaits) {
+  install();
+  bool known = false;
+  events.whenKnown([&] { known = true; });
+  EXPECT_FALSE(known) << "in a later turn";
+  EXPECT_TRUE(runUntil([&] { return known; }));
+  registration.reset();
+  events.whenKnown([&] { FAIL() << "nobody observes any more"; });
+  desktop.sessionBus().signal(SIGSTOP);
+  install();
+  known = false;
+  events.whenKnown([&] { known = true; });
+  EXPECT_TRUE(runUntil([&] { return known; })) << "a bus that hangs holds up nothing";
+  desktop.sessionBus().signal(SIGCONT);
+}
+
 TEST_F(SessionEventsTest, FindsItsSessionByTheEnvironment) {
   const BusMock logind(desktop, systemBus, u"org.freedesktop.login1"_s, u"logind"_s);
   const auto lock = [&](const char* session, bool locked) {
@@ -78,8 +94,11 @@ TEST_F(SessionEventsTest, FoundLockedAndInactiveIsOneEvent) {
   session.setActive(false);
   session.setLockerActive(true);
   install();
+  std::optional<std::size_t> deliveredWhenKnown;
+  events.whenKnown([&] { deliveredWhenKnown = delivered.size(); });
   EXPECT_THAT(delivered, IsEmpty()) << "never before install returns";
-  ASSERT_TRUE(runUntilDelivered(1));
+  ASSERT_TRUE(runUntil([&] { return deliveredWhenKnown.has_value(); }));
+  EXPECT_EQ(deliveredWhenKnown, 1U) << "who waited for the answers has heard it";
   // A second observer, as a second start has it, hears it too; the first one's registration is worth nothing
   // then.
   std::vector<SessionEvent> second;

@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "detection/camera_error.h"
+#include "detection/camera_feed_providing.h"
+#include "platform/capture_session.h"
+#include "platform/session_events.h"
+#include "support/clock.h"
+#include "support/main_loop.h"
+#include "support/published.h"
+#include "support/registration.h"
+
+namespace sentrel {
+
+/// Decides whether the camera is open, and alone opens and closes it. It knows who wishes it open, what
+/// speaks against that, and what the camera said last; everything else follows from these three:
+///
+///  - It is open while somebody wishes it and nothing speaks against it.
+///  - A camera that does not open is tried again every 5 s, and at once when something that was missing may
+///    be there; one whose use was denied is tried again only then.
+///  - While protection wishes it, it counts as seen through only while analysed frames come. A chain that
+///    gives none, though the capture session knows of no interruption, is closed and opened again.
+///
+/// While somebody wishes the camera, the session's events are observed, so that nobody's wish outlives the
+/// person's presence. Main thread, to be owned by a shared pointer.
+class CameraControl : public std::enable_shared_from_this<CameraControl> {
+ public:
+  enum class Wish { protection, calibration };
+  static constexpr std::size_t wishCount = 2;
+
+  /// What speaks against an open camera; the first that holds is the one that is told.
+  enum class Rest {
+    quitting,
+    noConsent,       ///< the person said no; the next wish asks again
+    away,            ///< locked, asleep, another session, or the displays are off
+    lowBattery,      ///< ends with `away` too
+    sessionUnknown,  ///< nobody has said yet whether the session is locked
+  };
+  static constexpr std::size_t restCount = 5;
+
+  struct Status {
+    enum class Kind {
+      closed,   ///< nobody wishes it
+      resting,  ///< wished, but `rest` speaks against it
+      opening,  ///< for the first time since it was closed
+      seeing,   ///< open, and frames are analysed or may still come
+      blind,    ///< wished, but nothing is seen, for the reason in `failure()`
+    };
+    Kind kind = Kind::closed;
+    Rest rest = Rest::quitting;  ///< of `resting`
+    bool operator==(const Status&) const = default;
+  };
+
+  /// Without an analysed frame for this long nothing is seen: below the 2.5 s that a person may be told so.
+  static constexpr std::int64_t patienceMs = 2300;
+  static constexpr std::int64_t retryMs = 5000;
+  static constexpr int mostFailedFrames = 10;
+
+  struct Parts {
+    std::shared_ptr<MainLoop> mainLoop;
+    std::shared_ptr<Clock> clock;
+    std::shared_ptr<CameraFeedProviding> camera;
+    std::shared_ptr<CaptureSession> captureSession;
+    std::shared_ptr<SessionEvents> sessionEvents;
+  };
+
+  static std::shared_ptr<CameraControl> create(Parts parts);
+  /// The process's control, over the shared instances of its parts.
+  static const std::shared_ptr<CameraControl>& shared();
+
+  /// Wishes the camera open until the registration ends. Several may be held.
+  [[nodiscard]] Registration wish(Wish wish);
+  void setRest(Rest rest, bool holds);
+  /// What speaks against the camera at this moment.
+  [[nodiscard]] std::optional<Rest> rest() const;
+
+  /// Whether the camera may be used, so that nobody has to be asked.
+  [[nodiscard]] bool isPermitted() const;
+
+  /// An analysed frame, by the time at which it was accepted.
+  void frameAnalysed(std::int64_t timestampMs);
+  /// A frame on which the detection failed.
+  void analysisFailed();
+  /// Something that was missing may be there now.
+  void retryNow();
+
+  [[nodiscard]] const Published<Status>& status() const { return status_; }
+  /// Why nothing is seen though it is wished; none while all is well.
+  [[nodiscard]] const Published<std::optional<CameraFailure>>& failure() const { return failure_; }
+
+ private:
+  enum class Camera {
+    closed,
+    opening,
+    open,
+    failed,   ///< to be tried again
+    closing,  ///< to be opened again once it is closed
+  };
+  struct Opening {};
+
+  explicit CameraControl(Parts parts);
+  void observe();
+
+  void update();
+  void publish();
+  void open();
+  void opened(const StartResult& result);
+  void close();
+  void reopen();
+  void lose(CameraFailure failure);
+  void beginToSee(std::int64_t sinceMs);
+  void watch();
+  void retryLater();
+  void retryDue();
+  void observeSession();
+  void sessionChanged(SessionEvent event);
+  void endWish(Wish wish);
+  [[nodiscard]] bool isWished() const;
+  [[nodiscard]] bool isWished(Wish wish) const { return wishes_[static_cast<std::size_t>(wish)] > 0; }
+  bool& holds(Rest rest) { return rests_[static_cast<std::size_t>(rest)]; }
+  [[nodiscard]] Status derivedStatus() const;
+
+  const Parts parts_;
+  std::array<int, wishCount> wishes_{};
+  std::array<bool, restCount> rests_{};
+  Camera camera_ = Camera::closed;
+  std::shared_ptr<Opening> opening_;    // of `opening`; the answer to an earlier one comes too late
+  std::optional<CameraFailure> cause_;  // why nothing is seen; kept while it is tried again
+  std::int64_t sinceMs_ = 0;  // the newest analysed frame or the opening; while blind, its beginning
+  int failedFrames_ = 0;      // in a row
+  bool news_ = false;         // something appeared while it was opening
+
+  Published<Status> status_;
+  Published<std::optional<CameraFailure>> failure_;
+  Registration timer_;  // of the watch while something is seen, of the retry otherwise
+  Registration sessionRegistration_;
+  Registration interrupted_;
+  Registration interruptionEnded_;
+  Registration devicesChanged_;
+};
+
+}  // namespace sentrel

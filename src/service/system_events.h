@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "detection/camera_control.h"
+#include "overlay/overlay_window_manager.h"
+#include "platform/key_monitor.h"
+#include "platform/power_source.h"
+#include "settings/settings_repository.h"
+#include "support/main_loop.h"
+#include "support/registration.h"
+
+namespace sentrel {
+
+/// What is watched while protection is on, besides the session and the camera: the battery, which may speak
+/// against an open camera, and the shortcut. Main thread.
+class SystemEvents {
+ public:
+  struct Parts {
+    std::shared_ptr<MainLoop> mainLoop;
+    std::shared_ptr<CameraControl> cameraControl;
+    std::shared_ptr<OverlayWindowManager> overlayManager;
+    std::shared_ptr<SettingsRepository> settingsRepo;
+    std::shared_ptr<PowerSource> powerSource;
+    std::shared_ptr<KeyMonitor> keyMonitor;
+  };
+
+  explicit SystemEvents(Parts parts) : parts_(std::move(parts)) {}
+
+  void startBatteryMonitor();
+  /// `pressed` is called in a turn of its own.
+  void registerGlobalShortcut(std::function<void()> pressed);
+  /// Ends both.
+  void end();
+
+ private:
+  void checkBattery();
+  void updateShortcutHint();
+
+  const Parts parts_;
+  Registration batteryTimer;
+  Registration powerRegistration_;
+  Registration globalMonitor;
+  Registration canObserveRegistration_;
+};
+
+}  // namespace sentrel
