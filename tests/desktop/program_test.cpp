@@ -92,6 +92,23 @@ class ProgramTest : public ProgramDesk {
     }
     return counts;
   }
+  /// A start without PipeWire, and then without a camera.
+  void protectsOnceTheCameraAppears(seconds after) {
+    camera.vanish();
+    desktop.stopPipeWire();
+    start();
+    std::this_thread::sleep_for(after / 2);
+    EXPECT_EQ(state(), "inactive");
+    desktop.startPipeWire();
+    std::this_thread::sleep_for(after / 2);
+    EXPECT_EQ(state(), "inactive");
+    EXPECT_FALSE(isCovered());
+    const double ms = msUntil([&] { camera.appear(); }, [&] { return becomes("nominal"); });
+    std::cout << "protected " << ms << " ms after the first camera appeared\n";
+    EXPECT_TRUE(cameraIs(true));
+    EXPECT_LE(ms, 1000);
+    EXPECT_THAT(process.output(), HasSubstr("Caméra introuvable"));
+  }
   double wakeUpsPerSecond(seconds duration) const {
     auto before = sleeps();
     std::this_thread::sleep_for(duration);
@@ -144,6 +161,14 @@ TEST_F(ProgramTest, ACameraThatComesBackAfterTheWakeProtectsAtOnce) {
   const double ms = msUntil([&] { camera.appear(); }, [&] { return cameraIs(true) && becomes("nominal"); });
   std::cout << "protected " << ms << " ms after the camera came back, 5 s after the wake\n";
   EXPECT_LE(ms, 1000);
+}
+
+TEST_F(ProgramTest, ALoginBeforeItsCameraEndsProtected) {
+  protectsOnceTheCameraAppears(seconds(8));
+}
+
+TEST_F(ProgramTest, LongALoginAMinuteBeforeItsCameraEndsProtected) {
+  protectsOnceTheCameraAppears(seconds(60));
 }
 
 TEST_F(ProgramTest, AThousandEventsEndInTheLastStateAndLeaveNothing) {
