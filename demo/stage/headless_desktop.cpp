@@ -65,6 +65,15 @@ constexpr const char* withoutDevicesConf = R"(wireplumber.profiles = {
 }
 )";
 
+// A picture of one white pixel, which the compositor repeats. A colour would be one pixel that is stretched,
+// and at a broken scale some compositors blend its edges with what is behind.
+constexpr std::string_view whitePng{
+    "\x89PNG\r\n\x1a\n"
+    "\0\0\0\x0dIHDR\0\0\0\x01\0\0\0\x01\x08\0\0\0\0\x3a\x7e\x9b\x55"
+    "\0\0\0\x0aIDAT\x78\xda\x63\xf8\x0f\0\x01\x01\x01\0\x1c\xb0\x8c\x99"
+    "\0\0\0\0IEND\xae\x42\x60\x82",
+    67};
+
 void write(const fs::path& path, const std::string& text) {
   fs::create_directories(path.parent_path());
   std::ofstream file(path);
@@ -414,9 +423,11 @@ void HeadlessDesktop::stopPicom() {
 void HeadlessDesktop::startSway() {
   if (sway_.isRunning()) return;
   const std::string size = std::to_string(options_.width) + "x" + std::to_string(options_.height);
+  const fs::path background = root_ / "white.png";
+  write(background, std::string(whitePng));
   const fs::path configuration = root_ / "sway.conf";
-  write(configuration, "output * mode --custom " + size +
-                           "\noutput * bg #ffffff solid_color\ndefault_border none\nxwayland disable\n");
+  write(configuration, "output * mode --custom " + size + "\noutput * bg " + background.string() +
+                           " tile\ndefault_border none\nxwayland disable\n");
   environment_["WLR_BACKENDS"] = options_.x11 ? "x11" : "headless";
   environment_["WLR_RENDERER"] = "pixman";
   environment_["WLR_LIBINPUT_NO_DEVICES"] = "1";
