@@ -69,14 +69,18 @@ int DayDemo::run() {
 
 void DayDemo::prepare() {
   document_.showFullScreen();
-  if (!runUntil([this] { return document_.isPainted(); }, patience))
-    throw std::runtime_error("the document was not painted");
+  const auto isShown = [this] {
+    if (!document_.isPainted()) return false;
+    const fs::path picture = folder_ / "00-uncovered.png";
+    desktop_.screenshot(picture);
+    return DocumentDesktop::isShownIn(QImage(QString::fromStdString(picture.string())));
+  };
+  if (!runUntil(isShown, patience)) throw std::runtime_error("the document is not shown");
   notificationServer_ = desktop_.spawn("dunst", {"-conf", "/dev/null"});
   session_.sessionBus().waitForName(notificationService);
   camera_.appear();
   desktop_.waitForNode("demo_camera");
   camera_.setSource([this](std::int64_t) { return (isWatched_ ? watched_ : alone_).constBits(); });
-  picture("00-uncovered");
 
   began_ = SteadyClock::now();
   happens("the program starts", [this] { program_ = desktop_.spawn(binary_); });

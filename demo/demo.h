@@ -35,6 +35,8 @@ class Demo final : public QObject {
     ChildProcess process;
   };
 
+  /// Takes the picture of the uncovered screen.
+  [[nodiscard]] bool documentIsShown();
   void startProgram();
   void sceneBegan();
   void stateChanged(const StateWatcher::Entry& entry);

@@ -3,8 +3,10 @@
 
 #include <QLinearGradient>
 #include <QPainter>
+#include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdlib>
 
 namespace sentrel::test {
 
@@ -12,6 +14,9 @@ namespace {
 
 // Drawn for this size and scaled to the screen.
 constexpr QSizeF designSize(1920, 1080);
+constexpr QColor paper(0xff, 0xff, 0xff);
+constexpr QColor ink(0x19, 0x1b, 0x25);
+constexpr QColor panel(0x0c, 0x0c, 0x0f);
 
 QFont font(int pixels, QFont::Weight weight) {
   QFont result(QStringLiteral("Inter"));
@@ -24,7 +29,7 @@ void drawDocument(QPainter& painter) {
   constexpr QRectF page(210, 110, 1080, 820);
   constexpr double titleHeight = 44;
   painter.setPen(Qt::NoPen);
-  painter.setBrush(Qt::white);
+  painter.setBrush(paper);
   painter.drawRoundedRect(page, 12, 12);
   painter.save();
   painter.setClipRect(QRectF(page.x(), page.y(), page.width(), titleHeight));
@@ -32,7 +37,7 @@ void drawDocument(QPainter& painter) {
   painter.drawRoundedRect(page, 12, 12);
   painter.restore();
 
-  painter.setPen(QColor(0x19, 0x1b, 0x25));
+  painter.setPen(ink);
   painter.setFont(font(15, QFont::DemiBold));
   painter.drawText(QRectF(page.x(), page.y(), page.width(), titleHeight), Qt::AlignCenter,
                    QStringLiteral("Compte rendu — confidentiel"));
@@ -68,7 +73,7 @@ void drawDocument(QPainter& painter) {
 }
 
 void drawTerminal(QPainter& painter) {
-  painter.setBrush(QColor(0x19, 0x1b, 0x25));
+  painter.setBrush(ink);
   painter.drawRoundedRect(QRectF(1330, 250, 430, 480), 12, 12);
   const std::array<QColor, 3> colours{QColor(0x84, 0x8c, 0xe0), QColor(0x93, 0x96, 0xa3),
                                       QColor(0x4f, 0xb0, 0x7c)};
@@ -87,6 +92,22 @@ DocumentDesktop::DocumentDesktop() {
   setTitle(QStringLiteral("Compte rendu"));
 }
 
+bool DocumentDesktop::isShownIn(const QImage& screen) {
+  const struct {
+    QPointF place;
+    QColor colour;
+  } spots[]{{{100, 16}, panel}, {{1200, 700}, paper}, {{1700, 280}, ink}};
+  if (screen.isNull()) return false;
+  return std::ranges::all_of(spots, [&](const auto& spot) {
+    const QColor found =
+        screen.pixelColor(static_cast<int>(spot.place.x() / designSize.width() * screen.width()),
+                          static_cast<int>(spot.place.y() / designSize.height() * screen.height()));
+    return std::abs(found.red() - spot.colour.red()) < 4 &&
+           std::abs(found.green() - spot.colour.green()) < 4 &&
+           std::abs(found.blue() - spot.colour.blue()) < 4;
+  });
+}
+
 void DocumentDesktop::paintEvent(QPaintEvent* /*event*/) {
   QPainter painter(this);
   painter.setRenderHint(QPainter::Antialiasing);
@@ -95,7 +116,7 @@ void DocumentDesktop::paintEvent(QPaintEvent* /*event*/) {
   sky.setColorAt(0, QColor(0x5f, 0x7f, 0xb4));
   sky.setColorAt(1, QColor(0xb4, 0xc6, 0xd8));
   painter.fillRect(QRectF(QPointF(), designSize), sky);
-  painter.fillRect(QRectF(0, 0, designSize.width(), 32), QColor(0x0c, 0x0c, 0x0f));
+  painter.fillRect(QRectF(0, 0, designSize.width(), 32), panel);
   painter.setPen(Qt::white);
   painter.setFont(font(15, QFont::DemiBold));
   painter.drawText(QRectF(0, 0, designSize.width(), 32), Qt::AlignCenter,

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <QImage>
 #include <QRasterWindow>
 
 namespace sentrel::test {
@@ -10,8 +11,10 @@ namespace sentrel::test {
 class DocumentDesktop final : public QRasterWindow {
  public:
   DocumentDesktop();
-  /// Whether it has been painted at least once.
+  /// Whether it has been painted at least once. The display server shows it some time later.
   [[nodiscard]] bool isPainted() const { return painted_; }
+  /// Whether a picture of the whole screen shows it, uncovered.
+  [[nodiscard]] static bool isShownIn(const QImage& screen);
 
  protected:
   void paintEvent(QPaintEvent* event) override;
