@@ -6,12 +6,17 @@
 
 set(sentrel_needs program ${SENTREL_INFERENCE})
 set(sentrel_wishes)  # looked for, and done without
+if(SENTREL_DEMO OR SENTREL_TESTS OR SENTREL_BENCH)
+  list(APPEND sentrel_needs demo)
+endif()
+if(SENTREL_TESTS OR SENTREL_BENCH)
+  list(APPEND sentrel_wishes xnnpack opencv)  # to hold them against each other
+endif()
 if(SENTREL_TESTS)
   list(APPEND sentrel_needs tests)
-  list(APPEND sentrel_wishes xnnpack opencv)  # to hold them against each other
-  if(SENTREL_BENCH)
-    list(APPEND sentrel_needs bench)
-  endif()
+endif()
+if(SENTREL_BENCH)
+  list(APPEND sentrel_needs bench)
 endif()
 set(sentrel_missing_lines)
 set(sentrel_missing_debian)
@@ -159,7 +164,7 @@ sentrel_require(xnnpack "the face networks"   libpthreadpool-dev  pthreadpool-de
 sentrel_require(opencv  "the face networks"   libopencv-dnn-dev   opencv-devel           HEADER OPENCV_INCLUDE_DIR opencv2/dnn.hpp opencv4)
 sentrel_require(opencv  "the face networks"   libopencv-dnn-dev   opencv-devel           LIBRARY OPENCV_DNN_LIBRARY opencv_dnn)
 sentrel_require(opencv  "the face networks"   libopencv-core-dev  opencv-devel           LIBRARY OPENCV_CORE_LIBRARY opencv_core)
-sentrel_require(tests   "the tests"           qt6-base-dev        qt6-qtbase-devel       PACKAGE Qt6>=6.4 Test)
+sentrel_require(demo    "the demonstration"   qt6-base-dev        qt6-qtbase-devel       PACKAGE Qt6>=6.4 Test)
 sentrel_require(tests   "the tests"           libgtest-dev        gtest-devel            PACKAGE GTest)
 sentrel_require(tests   "the tests"           libgmock-dev        gmock-devel            HEADER GMOCK_INCLUDE_DIR gmock/gmock.h)
 sentrel_require(bench   "the benchmarks"      libbenchmark-dev    google-benchmark-devel PACKAGE benchmark)

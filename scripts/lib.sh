@@ -140,12 +140,22 @@ setup() {
   if [[ $pictures == yes ]]; then scripts/fetch-test-pictures; fi
 }
 
-# build PRESET [TARGET...]: configures and builds; everything without targets.
+# configure PRESET: anew where a folder that an earlier version, another place or another tool has left cannot be used.
+configure() {
+  if cmake --preset "$1" --log-level=WARNING >build/configure.log 2>&1; then
+    cat build/configure.log >&2
+  else
+    cmake --fresh --preset "$1" --log-level=WARNING >/dev/null
+  fi
+}
+
+# build PRESET [TARGET...]: configures and builds; everything without targets. The presets demo, test and dev share one
+# folder, and each only adds to what is there.
 build() {
   local preset=$1
   shift
   say "Building ($preset)"
-  cmake --preset "$preset" --log-level=WARNING >/dev/null
+  configure "$preset"
   local arguments=(--build --preset "$preset")
   if (($# > 0)); then arguments+=(--target "$@"); fi
   if [[ -t 1 ]]; then

@@ -18,7 +18,7 @@ void appendEscape(std::string& json, unsigned unit) {
   for (int shift = 12; shift >= 0; shift -= 4) json += digits[(unit >> shift) & 0xFU];
 }
 
-std::string quoted(std::string_view text) {
+std::string quotedText(std::string_view text) {
   std::string json = "\"";
   while (!text.empty()) {
     const auto byte = static_cast<unsigned char>(text.front());
@@ -55,7 +55,7 @@ struct Writer {
   std::string operator()(bool value) const { return value ? "true" : "false"; }
   std::string operator()(std::int64_t value) const { return digitsOf(value); }
   std::string operator()(float value) const { return floatText(value); }
-  std::string operator()(const std::string& value) const { return quoted(value); }
+  std::string operator()(const std::string& value) const { return quotedText(value); }
 };
 
 }  // namespace
@@ -71,7 +71,7 @@ std::string defaultsFileText(const StoredValues& values) {
   std::string text = "{";
   for (const char* separator = "\n"; const auto& [key, stored] : values) {
     text += separator;
-    text += "  " + quoted(key) + ": " + stored.text;
+    text += "  " + quotedText(key) + ": " + stored.text;
     separator = ",\n";
   }
   return text + "\n}\n";
