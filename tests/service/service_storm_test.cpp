@@ -120,11 +120,18 @@ class ServiceStormTest : public test::ServiceTestBase {
   void heal() {
     taken = silent = inferenceFails = false;
     room.session->takesOutput = true;
-    permit(AuthorizationStatus::authorized);
+    // Half of the time nothing is told of it. Who was denied the camera has to be told.
+    const auto failure = control->failure().get();
+    const bool isDenied = failure && failure->kind == CameraFailure::Kind::cameraDenied;
+    const bool wasDenied = room.session->status != AuthorizationStatus::authorized;
+    const bool isTold = isDenied || wasDenied || pick(2) == 0;
+    room.session->status = AuthorizationStatus::authorized;
     answerConsent(true);
     answerNotifications();
-    damageModels(false);
-    plug(true);
+    room.detector->prepareError.reset();
+    settleTurns();
+    if (isTold) control->retryNow();
+    if (isTold || room.session->cameras.empty()) plug(true);
     desktop.session->answer();
     tellSession(SessionEvent::screensDidWake);
     for (int i = 0; i < 150 && !HasFailure(); ++i) tick();
@@ -154,7 +161,12 @@ class ServiceStormTest : public test::ServiceTestBase {
   }
   void chooseCamera() {
     const std::optional<std::string> choices[] = {std::nullopt, "front", "unplugged"};
+    room.session->inputError.reset();
+    if (pick(2) == 0) room.session->inputError = CaptureError{CaptureError::Kind::busy, "just now"};
     camera->switchCamera(choices[static_cast<std::size_t>(pick(3))]);
+    settleTurns();
+    room.session->inputError.reset();
+    healthySinceMs = now();
   }
   void changeSettings() {
     FilterSettings next = settings->settings;
