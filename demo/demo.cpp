@@ -11,6 +11,7 @@
 #include <string_view>
 #include <utility>
 
+#include "cover_in_picture.h"
 #include "stage/wait_until.h"
 
 namespace sentrel::test {
@@ -36,31 +37,6 @@ constexpr milliseconds pictureDelay{700};
 constexpr milliseconds alertPictureDelay{2700};
 constexpr milliseconds dimAlertPictureDelay{3100};
 constexpr milliseconds calmBeforeEnd{2000};
-
-double meanBrightness(const QImage& picture) {
-  double sum = 0;
-  int count = 0;
-  for (int y = 0; y < picture.height(); y += 8) {
-    for (int x = 0; x < picture.width(); x += 8, ++count) sum += qGray(picture.pixel(x, y));
-  }
-  return count == 0 ? 0 : sum / count;
-}
-
-/// Whether the onlooker's picture is where it belongs: something green, framed in green.
-bool showsOnlooker(const QImage& picture) {
-  const QRect place(picture.width() - 276, picture.height() - 272, 256, 192);
-  const auto isGreen = [&](int x, int y) {
-    const QRgb pixel = picture.pixel(x, y);
-    return qGreen(pixel) > 40 && qGreen(pixel) > 2 * qRed(pixel) && qGreen(pixel) > 2 * qBlue(pixel);
-  };
-  int inside = 0;
-  for (int y = place.top() + 20; y < place.bottom() - 20; y += 4) {
-    for (int x = place.left() + 20; x < place.right() - 20; x += 4) inside += isGreen(x, y) ? 1 : 0;
-  }
-  const QPoint middle = place.center();
-  return inside > 200 && isGreen(middle.x(), place.top()) && isGreen(middle.x(), place.bottom()) &&
-         isGreen(place.left(), middle.y()) && isGreen(place.right(), middle.y());
-}
 
 }  // namespace
 

@@ -32,6 +32,8 @@ test_packages=(
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-pipewire
   desktop-file-utils appstream groff-base libxml2-utils
 )
+# A real desktop, without a screen.
+gnome_packages=(gnome-shell xwayland dbus-daemon pipewire-bin x11-utils)
 package_packages=(git dpkg-dev debhelper)
 check_packages=(git strace devscripts clang-tidy clang-format reuse shellcheck qemu-user lintian debootstrap systemd)
 
@@ -130,9 +132,10 @@ setup() {
         names+=("${demo_packages[@]}" "${demo_wayland_packages[@]}" "${demo_day_packages[@]}" "${test_packages[@]}")
         pictures=yes
         ;;
+      gnome) names+=("${gnome_packages[@]}") ;;
       package) names+=("${package_packages[@]}") ;;
       check) names+=("${check_packages[@]}") ;;
-      *) fail "unknown group $group; groups are build, run, demo, demo-wayland, demo-day, test, package and check" ;;
+      *) fail "unknown group $group; groups are build, run, demo, demo-wayland, demo-day, test, gnome, package and check" ;;
     esac
   done
   install_packages "${names[@]}"

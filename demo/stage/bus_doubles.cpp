@@ -38,10 +38,11 @@ BusClient::~BusClient() {
 }
 
 QDBusMessage BusClient::call(const QString& service, const QString& path, const QString& interface,
-                             const QString& member, const QVariantList& arguments) const {
+                             const QString& member, const QVariantList& arguments,
+                             std::chrono::milliseconds limit) const {
   QDBusMessage message = QDBusMessage::createMethodCall(service, path, interface, member);
   message.setArguments(arguments);
-  QDBusMessage reply = connection_.call(message);
+  QDBusMessage reply = connection_.call(message, QDBus::Block, static_cast<int>(limit.count()));
   if (reply.type() != QDBusMessage::ReplyMessage) {
     throw std::runtime_error((member + QStringLiteral(": ") + reply.errorMessage()).toStdString());
   }

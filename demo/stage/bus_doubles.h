@@ -6,6 +6,7 @@
 #include <QDBusVirtualObject>
 #include <QString>
 #include <QVariantList>
+#include <chrono>
 #include <functional>
 #include <map>
 #include <string>
@@ -27,7 +28,8 @@ class BusClient {
 
   /// Calls and waits; throws std::runtime_error with the error's text.
   QDBusMessage call(const QString& service, const QString& path, const QString& interface,
-                    const QString& member, const QVariantList& arguments = {}) const;
+                    const QString& member, const QVariantList& arguments = {},
+                    std::chrono::milliseconds limit = std::chrono::seconds(25)) const;
   [[nodiscard]] bool hasName(const QString& name) const;
   void waitForName(const QString& name) const;
   [[nodiscard]] QDBusConnection& handle() { return connection_; }

@@ -126,4 +126,8 @@ void DocumentDesktop::paintEvent(QPaintEvent* /*event*/) {
   painted_ = true;
 }
 
+void DocumentDesktop::mousePressEvent(QMouseEvent* /*event*/) {
+  ++clicks_;
+}
+
 }  // namespace sentrel::test

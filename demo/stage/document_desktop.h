@@ -15,12 +15,16 @@ class DocumentDesktop final : public QRasterWindow {
   [[nodiscard]] bool isPainted() const { return painted_; }
   /// Whether a picture of the whole screen shows it, uncovered.
   [[nodiscard]] static bool isShownIn(const QImage& screen);
+  /// How many times a mouse button was pressed on it.
+  [[nodiscard]] int clicks() const { return clicks_; }
 
  protected:
   void paintEvent(QPaintEvent* event) override;
+  void mousePressEvent(QMouseEvent* event) override;
 
  private:
   bool painted_ = false;
+  int clicks_ = 0;
 };
 
 }  // namespace sentrel::test

@@ -30,8 +30,8 @@ namespace {
 
 constexpr seconds readyLimit{30};
 
-/// A bus on which anybody of this user may own any name and nothing is started on demand, so that an
-/// installed service never stands in for the one that a test registers.
+/// A bus on which anybody of this user may own any name. Unless services are named nothing is started on
+/// demand, so that an installed one never stands in for the one that a test registers.
 constexpr const char* busConfiguration = R"(<!DOCTYPE busconfig PUBLIC
  "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
@@ -39,6 +39,7 @@ constexpr const char* busConfiguration = R"(<!DOCTYPE busconfig PUBLIC
   <type>session</type>
   <listen>unix:path=@SOCKET@</listen>
   <auth>EXTERNAL</auth>
+  @SERVICES@
   <policy context="default">
     <allow send_destination="*" eavesdrop="true"/>
     <allow eavesdrop="true"/>
@@ -205,7 +206,7 @@ class HeadlessDesktop::XProbe {
 HeadlessDesktop::HeadlessDesktop(const Options& options) : options_(options) {
   prepareFolders();
   try {
-    if (options_.sessionBus) sessionBus_ = startBus("bus");
+    if (options_.sessionBus) sessionBus_ = startSessionBus();
     if (options_.systemBus) startSystemBus();
     if (options_.pipeWire) startPipeWire();
     if (options_.x11) startX();
@@ -303,12 +304,15 @@ std::string HeadlessDesktop::run(const std::string& program, const std::vector<s
   return child.output();
 }
 
-ChildProcess HeadlessDesktop::startBus(const std::string& name) {
+ChildProcess HeadlessDesktop::startBus(const std::string& name, const std::string& services) {
   const fs::path socket = runtimeFolder() / name;
   const fs::path configuration = root_ / (name + ".conf");
   std::string text = busConfiguration;
-  const std::string mark = "@SOCKET@";
-  text.replace(text.find(mark), mark.size(), socket.string());
+  const auto fill = [&text](const std::string& mark, const std::string& value) {
+    text.replace(text.find(mark), mark.size(), value);
+  };
+  fill("@SOCKET@", socket.string());
+  fill("@SERVICES@", services);
   write(configuration, text);
   fs::remove(socket);
   ChildProcess bus =
@@ -317,9 +321,13 @@ ChildProcess HeadlessDesktop::startBus(const std::string& name) {
   return bus;
 }
 
+ChildProcess HeadlessDesktop::startSessionBus() {
+  return startBus("bus", options_.activation ? "<standard_session_servicedirs/>" : "");
+}
+
 void HeadlessDesktop::replaceSessionBus() {
   sessionBus_.kill();
-  sessionBus_ = startBus("bus");
+  sessionBus_ = startSessionBus();
 }
 
 void HeadlessDesktop::startSystemBus() {

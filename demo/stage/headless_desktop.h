@@ -20,7 +20,8 @@ namespace sentrel::test {
 class HeadlessDesktop {
  public:
   struct Options {
-    bool sessionBus = true;     ///< nothing is activatable on it
+    bool sessionBus = true;     ///< nothing is activatable on it, unless chosen below
+    bool activation = false;    ///< what is installed for sessions can be started through the session bus
     bool systemBus = false;     ///< a bus that plays the system bus, where a test may own any name
     bool pipeWire = false;      ///< with its session manager; no real device is ever listed
     bool x11 = false;           ///< X server with RandR and Composite, 24 bits deep
@@ -38,6 +39,8 @@ class HeadlessDesktop {
 
   /// What a program needs to live on this desktop.
   [[nodiscard]] const Environment& environment() const { return environment_; }
+  /// For everything that is started from now on.
+  void setVariable(const std::string& name, const std::string& value) { environment_[name] = value; }
   /// Puts this process on the desktop, for tests that link the code they test. Call before other threads read
   /// the environment; the former one comes back with the end of the desktop.
   void exportToProcess();
@@ -93,7 +96,8 @@ class HeadlessDesktop {
 
   ChildProcess start(const std::string& program, const std::vector<std::string>& arguments,
                      std::optional<int> inheritedFd = {});
-  ChildProcess startBus(const std::string& name);
+  ChildProcess startBus(const std::string& name, const std::string& services = "");
+  ChildProcess startSessionBus();
   void prepareFolders();
   void startSessionManager();
   void removeFolders() const;
