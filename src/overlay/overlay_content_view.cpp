@@ -15,7 +15,6 @@ namespace {
 
 constexpr double veilAlpha = 0.7;
 constexpr double tintAlpha = 0.35;  // of the red layer at a flash level of 1
-constexpr TintLevel strongestTint = 26;
 // About 30 a second: the 27 levels leave no room for more.
 constexpr std::int64_t flashStepMs = 33;
 

@@ -44,6 +44,7 @@ struct OverlayScene {
 /// The red tint's opacity in steps of 1/255. Steps, because the flash must repaint nothing when a step
 /// repeats.
 using TintLevel = int;
+inline constexpr TintLevel strongestTint = 26;  // of the alert: 0.105 of full opacity
 
 /// A click-through surface above everything on one screen. It fills its screen by itself, whatever happens to
 /// the screen's scale, rotation or size. Destroying it takes it off the screen. Main thread.

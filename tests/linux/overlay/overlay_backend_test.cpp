@@ -8,7 +8,11 @@
 #include <QCoreApplication>
 #include <algorithm>
 #include <chrono>
+#include <map>
+#include <regex>
+#include <sstream>
 #include <thread>
+#include <utility>
 
 #include "linux/overlay/create_overlay_backend.h"
 #include "linux/overlay/overlay_desktop.h"
@@ -53,7 +57,8 @@ class EveryOverlayTest : public OverlayTest, public testing::WithParamInterface<
  protected:
   EveryOverlayTest() : OverlayTest({.server = GetParam()}) {}
 };
-INSTANTIATE_TEST_SUITE_P(Servers, EveryOverlayTest, testing::Values(Server::x11, Server::wayland),
+INSTANTIATE_TEST_SUITE_P(Servers, EveryOverlayTest,
+                         testing::Values(Server::x11, Server::xwayland, Server::wayland),
                          testing::PrintToStringParamName());
 
 TEST_P(EveryOverlayTest, CoversAlertsAndGoes) {
@@ -232,6 +237,71 @@ TEST_F(X11OverlayWithoutCompositorTest, WhereNothingCanBeCoveredItIsSaid) {
   none->createSurface({})->present(alertScene);
   const X11OverlayBackend unserved(*loop, ":987654");
   EXPECT_EQ(unserved.limitation(), "error_no_overlay");
+}
+
+class XwaylandOverlayTest : public OverlayTest {
+ protected:
+  XwaylandOverlayTest() : OverlayTest({.server = Server::xwayland}) {}
+};
+
+TEST_F(XwaylandOverlayTest, EveryPictureHasANewSize) {
+  cover(alertScene);
+  const auto retro = showRetro();
+  ASSERT_TRUE(eventuallyColor(onRetro, retroColor));
+  const auto witness = desktop.spawn("stdbuf", {"-oL", "xev", "-root", "-event", "substructure"});
+  constexpr int pictures = 40;
+  ASSERT_TRUE(eventually([&] {
+    retro->setBlink(1);  // until the witness looks
+    return test::count(witness.output(), "ConfigureNotify") > 0;
+  }));
+  for (int i = 0; i < pictures; ++i) {
+    retro->present(std::make_shared<GreyPicture>(GreyPicture{1, 1, {200}}));
+    surface->setTint(i % 2 == 0 ? 26 : 3);
+    surface->present({.stripes = darkStripes, .veilAlpha = i % 2 == 0 ? 0.1 : 0.7, .banner = true});
+    std::size_t before = 0;  // what the server has done so far, and the witness seen
+    ASSERT_TRUE(eventually([&] {
+      return std::exchange(before, test::count(witness.output(), "ConfigureNotify")) >=
+             static_cast<std::size_t>(i);
+    }));
+  }
+  EXPECT_TRUE(eventuallyStriped(width, height, 1, 0.7)) << "and nothing is seen of what they are larger by";
+  // Each of a window's events has another size than the one before.
+  std::map<std::string, std::string> sizes;
+  std::istringstream lines(witness.output());
+  const std::regex size("window (0x[0-9a-f]+), \\([^)]*\\), (width [0-9]+, height [0-9]+)");
+  for (std::string line; std::getline(lines, line);) {
+    std::smatch found;
+    if (!std::regex_search(line, found, size)) continue;
+    EXPECT_NE(std::exchange(sizes[found[1]], found[2]), found[2]) << line;
+  }
+  EXPECT_GE(sizes.size(), 2U);
+
+  // A compositor that does not get to it is not sent more and more.
+  setMutterBusy(true);
+  const auto configured = [&] { return test::count(witness.output(), "ConfigureNotify"); };
+  const std::size_t before = configured();
+  for (int i = 0; i < 200; ++i) retro->setBlink(i % brightestBlink);
+  surface->present(alertScene);
+  (void)screenshot();
+  EXPECT_LE(configured(), before + 4);
+  setMutterBusy(false);
+  surface->present({.stripes = darkStripes, .veilAlpha = 0.2});
+  EXPECT_TRUE(eventuallyStriped(width, height, 1, 0.2)) << "and the newest is shown when it does";
+}
+
+TEST_F(XwaylandOverlayTest, NothingIsCoveredWhereClicksWouldBeLost) {
+  cover(alertScene);
+  ASSERT_TRUE(eventuallyStriped(width, height, 1, 0.7));
+  setMutter(false);
+  ASSERT_TRUE(eventually([&] { return backend->limitation() == "error_no_overlay"; }));
+  EXPECT_TRUE(backend->screens().empty());
+  EXPECT_TRUE(eventuallyGrey(probe, 255));
+  const X11OverlayBackend other(*loop, "");
+  EXPECT_EQ(other.limitation(), "error_no_overlay");
+  setMutter(true);
+  EXPECT_TRUE(eventually([&] { return backend->limitation().empty(); }));
+  EXPECT_TRUE(eventually([&] { return other.limitation().empty(); })) << other.limitation();
+  EXPECT_TRUE(eventuallyStriped(width, height, 1, 0.7));
 }
 
 class WaylandOverlayTest : public OverlayTest {

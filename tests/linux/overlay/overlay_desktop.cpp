@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/overlay/overlay_desktop.h"
 
+#include <QEventLoop>
 #include <QGuiApplication>
+#include <QTimer>
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <cstdlib>
 #include <ostream>
 
 #include "linux/overlay/create_overlay_backend.h"
@@ -26,21 +30,22 @@ WithApplication::WithApplication() {
 }
 
 void PrintTo(Server server, std::ostream* out) {
-  *out << (server == Server::x11 ? "x11" : "wayland");
+  *out << (server == Server::x11 ? "x11" : server == Server::xwayland ? "xwayland" : "wayland");
 }
 
 OverlayDesktop::OverlayDesktop(const Options& options)
     : desktop({.x11 = true,
                .windowManager = false,
-               .compositor = options.server == Server::x11 && options.compositing == Compositing::there,
+               .compositor = options.server != Server::wayland && options.compositing == Compositing::there,
                .sway = options.server == Server::wayland,
-               .width = options.width * (options.server == Server::x11 ? options.mostScreens : 1),
+               .width = options.width * (options.server == Server::wayland ? 1 : options.mostScreens),
                .height = options.height}),
       options_(options),
       places_(static_cast<std::size_t>(options.mostScreens)) {
   desktop.exportToProcess();
   addScreen();
-  if (options_.server == Server::x11) openWindowBelow();  // the ground itself is not white
+  if (options_.server == Server::xwayland) setMutter(true);
+  if (options_.server != Server::wayland) openWindowBelow();  // the ground itself is not white
   backend = createOverlayBackend(*loop);
 }
 
@@ -58,7 +63,8 @@ void OverlayDesktop::openWindowBelow() {
 
 void OverlayDesktop::addScreen() {
   const bool wayland = options_.server == Server::wayland;
-  names_.push_back((wayland ? "X11-" : "monitor") + std::to_string(++screens_));
+  const char* prefix = wayland ? "X11-" : options_.server == Server::xwayland ? "XWAYLAND" : "monitor";
+  names_.push_back(prefix + std::to_string(++screens_));
   if (wayland) {
     if (screens_ > 1) sway("create_output");
     return;
@@ -79,6 +85,22 @@ void OverlayDesktop::removeScreen(std::size_t index) {
   desktop.run("xrandr", {"--delmonitor", name});
 }
 
+void OverlayDesktop::setMutter(bool isMutter) {
+  if (!isMutter) {
+    desktop.run("xprop", {"-root", "-remove", "_NET_SUPPORTING_WM_CHECK"});
+    return;
+  }
+  mutter_.reset(xcb_connect(nullptr, nullptr));
+  const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(mutter_.get())).data->root;
+  const std::uint32_t events = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+  xcb_change_window_attributes(mutter_.get(), root, XCB_CW_EVENT_MASK, &events);
+  xcb_flush(mutter_.get());
+  // The root window serves as the one on which a window manager describes itself.
+  desktop.run("xprop", {"-root", "-f", "_MUTTER_VERSION", "8u", "-set", "_MUTTER_VERSION", "43.8"});
+  desktop.run("xprop", {"-root", "-f", "_NET_SUPPORTING_WM_CHECK", "32c", "-set", "_NET_SUPPORTING_WM_CHECK",
+                        std::to_string(root)});
+}
+
 void OverlayDesktop::kill() {
   options_.server == Server::wayland ? desktop.killSway() : desktop.killX();
 }
@@ -94,12 +116,31 @@ bool OverlayDesktop::restart() {
   std::ranges::fill(places_, "");
   screens_ = 0;
   addScreen();
+  if (options_.server == Server::xwayland) setMutter(true);
   openWindowBelow();
   return desktop.environment().at("DISPLAY") == former;
 }
 
 void OverlayDesktop::processEvents() {
-  QCoreApplication::processEvents();
+  // With a wait, as in the program: before it the back end looks at what has come with something else.
+  QEventLoop events;
+  QTimer::singleShot(1, &events, &QEventLoop::quit);
+  events.exec();
+  if (mutter_ && !mutterBusy_) answerAsMutter();
+}
+
+/// How wide a window's frame is, as a property of that window.
+void OverlayDesktop::answerAsMutter() {
+  while (xcb_generic_event_t* event = xcb_poll_for_event(mutter_.get())) {
+    const auto& message = reinterpret_cast<const xcb_client_message_event_t&>(*event);
+    if ((event->response_type & 0x7FU) == XCB_CLIENT_MESSAGE) {
+      const std::uint32_t none = 0;
+      xcb_change_property(mutter_.get(), XCB_PROP_MODE_REPLACE, message.window, message.type,
+                          XCB_ATOM_CARDINAL, 32, 1, &none);
+    }
+    std::free(event);
+  }
+  xcb_flush(mutter_.get());
 }
 
 QImage OverlayDesktop::screenshot() {

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <xcb/xcb.h>
 #include <QImage>
 #include <QPoint>
+
 #include <iosfwd>
 #include <memory>
 #include <string>
@@ -15,7 +17,8 @@
 
 namespace sentrel::test {
 
-enum class Server { x11, wayland };
+/// The second is an X server that looks as one behind Mutter does.
+enum class Server { x11, xwayland, wayland };
 void PrintTo(Server server, std::ostream* out);
 /// How often a word stands in a text.
 [[nodiscard]] std::size_t count(const std::string& text, const std::string& word);
@@ -48,6 +51,10 @@ class OverlayDesktop : private WithApplication {
   /// In the order of their coming. An X server cannot do without the first.
   void removeScreen(std::size_t index);
   [[nodiscard]] std::size_t screenCount() const { return names_.size(); }
+  /// Makes the window manager known as Mutter, or as another one.
+  void setMutter(bool isMutter);
+  /// Whether it answers what it is asked, which it does from `eventually`.
+  void setMutterBusy(bool busy) { mutterBusy_ = busy; }
   void kill();  ///< the display server, as a crash
   /// False when it has another display now, where nobody looks for it.
   [[nodiscard]] bool restart();
@@ -78,8 +85,9 @@ class OverlayDesktop : private WithApplication {
   std::shared_ptr<OverlayBackend> backend;
 
  private:
-  static void processEvents();
+  void processEvents();
   void openWindowBelow();
+  void answerAsMutter();
 
   Options options_;
   int screens_ = 0;  // that were ever there
@@ -87,6 +95,8 @@ class OverlayDesktop : private WithApplication {
   std::vector<std::string> places_;  // by name, side by side; those of X only
   ChildProcess below_;
   std::size_t clicks_ = 0;
+  std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> mutter_{nullptr, &xcb_disconnect};
+  bool mutterBusy_ = false;
 };
 
 }  // namespace sentrel::test

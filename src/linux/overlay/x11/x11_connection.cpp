@@ -94,12 +94,16 @@ bool X11Connection::prepare() {
 
 void X11Connection::internAtoms() {
   const std::string selection = "_NET_WM_CM_S" + std::to_string(screenNumber_);
-  const std::array<std::pair<std::string_view, xcb_atom_t*>, 7> names{{
+  const std::array<std::pair<std::string_view, xcb_atom_t*>, 11> names{{
       {"UTF8_STRING", &atoms_.utf8String},
       {"_NET_WM_NAME", &atoms_.netWmName},
       {"_NET_WM_WINDOW_TYPE", &atoms_.netWmWindowType},
       {"_NET_WM_WINDOW_TYPE_DOCK", &atoms_.netWmWindowTypeDock},
       {"_NET_WM_BYPASS_COMPOSITOR", &atoms_.netWmBypassCompositor},
+      {"_NET_WM_WINDOW_OPACITY", &atoms_.netWmWindowOpacity},
+      {"_NET_SUPPORTING_WM_CHECK", &atoms_.netSupportingWmCheck},
+      {"_NET_REQUEST_FRAME_EXTENTS", &atoms_.netRequestFrameExtents},
+      {"_MUTTER_VERSION", &atoms_.mutterVersion},
       {"_COMPTON_SHADOW", &atoms_.comptonShadow},
       {selection, &atoms_.compositorSelection},
   }};
@@ -155,6 +159,10 @@ void X11Connection::queryExtensions() {
         xcb_xfixes_query_version_reply(connection_, xcb_xfixes_query_version(connection_, 2, 0), nullptr));
     if (version) xfixesEvents_ = xfixes->first_event;
   }
+  constexpr std::string_view xwayland = "XWAYLAND";
+  const auto found = adopt(xcb_query_extension_reply(
+      connection_, xcb_query_extension(connection_, xwayland.size(), xwayland.data()), nullptr));
+  xwayland_ = found && found->present != 0;
 }
 
 }  // namespace sentrel

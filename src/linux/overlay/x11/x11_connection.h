@@ -18,6 +18,10 @@ struct X11Atoms {
   xcb_atom_t netWmWindowType = XCB_ATOM_NONE;
   xcb_atom_t netWmWindowTypeDock = XCB_ATOM_NONE;
   xcb_atom_t netWmBypassCompositor = XCB_ATOM_NONE;
+  xcb_atom_t netWmWindowOpacity = XCB_ATOM_NONE;
+  xcb_atom_t netSupportingWmCheck = XCB_ATOM_NONE;
+  xcb_atom_t netRequestFrameExtents = XCB_ATOM_NONE;
+  xcb_atom_t mutterVersion = XCB_ATOM_NONE;  ///< _MUTTER_VERSION
   xcb_atom_t comptonShadow = XCB_ATOM_NONE;
   xcb_atom_t compositorSelection = XCB_ATOM_NONE;  ///< _NET_WM_CM_S<screen>
 };
@@ -55,6 +59,7 @@ class X11Connection {
   [[nodiscard]] std::uint8_t randrEvents() const { return randrEvents_; }
   [[nodiscard]] std::uint8_t xfixesEvents() const { return xfixesEvents_; }
   [[nodiscard]] bool hasRandrMonitors() const { return randrMonitors_; }
+  [[nodiscard]] bool hasXwaylandExtension() const { return xwayland_; }
 
   /// Sends a picture of 32-bit pixels without gaps to this place of a drawable of this depth, in as many
   /// requests as it takes.
@@ -79,6 +84,7 @@ class X11Connection {
   std::uint8_t randrEvents_ = 0;
   std::uint8_t xfixesEvents_ = 0;
   bool randrMonitors_ = false;
+  bool xwayland_ = false;
 };
 
 }  // namespace sentrel

@@ -6,10 +6,12 @@
 #include <string>
 #include <vector>
 
+#include "linux/overlay/x11/x11_click_through.h"
 #include "linux/overlay/x11/x11_compositor_watch.h"
 #include "linux/overlay/x11/x11_connection.h"
 #include "linux/overlay/x11/x11_event_pump.h"
 #include "linux/overlay/x11/x11_monitors.h"
+#include "linux/overlay/x11/x11_paint_pace.h"
 #include "linux/overlay/x11/x11_window_stack.h"
 #include "support/main_loop.h"
 #include "support/signal.h"
@@ -31,8 +33,11 @@ class X11Desktop {
 
   [[nodiscard]] const X11Connection& connection() const { return *connection_; }
   [[nodiscard]] X11WindowStack& stack() { return stack_; }
+  [[nodiscard]] X11PaintPace& paintPace() { return paintPace_; }
   [[nodiscard]] MainLoop& loop() { return loop_; }
+  /// None while clicks would not get through what lies on them.
   [[nodiscard]] const std::vector<X11Monitor>& monitors() const { return monitors_; }
+  [[nodiscard]] ClickThrough clickThrough() const { return clickThrough_; }
   [[nodiscard]] bool blendsWindows() const {
     return compositor_.isRunning() && connection_->translucentVisual();
   }
@@ -40,7 +45,7 @@ class X11Desktop {
   [[nodiscard]] static constexpr bool isUsable() { return true; }
   [[nodiscard]] std::vector<Screen> screens() const;
   /// As that of OverlayBackend.
-  [[nodiscard]] std::string limitation() const { return blendsWindows() ? "" : "error_no_compositing"; }
+  [[nodiscard]] std::string limitation() const;
   /// Tells the window of ours that has to be drawn again.
   [[nodiscard]] Signal<xcb_window_t>& exposed() { return exposed_; }
   void flush() const { xcb_flush(connection_->get()); }
@@ -50,17 +55,22 @@ class X11Desktop {
 
   /// Whether to be told of everything that happens to other programs' windows, which wakes us often.
   void setWatchful(bool watchful);
+  void selectRootEvents();
   void handle(const xcb_generic_event_t& event);
   [[nodiscard]] bool concernsMonitors(const xcb_generic_event_t& event) const;
   void reloadSoon();
-  void reloadMonitors();
+  /// False when nothing has changed.
+  bool readMonitors();
 
   std::unique_ptr<X11Connection> connection_;
   MainLoop& loop_;
   Handlers handlers_;
   std::vector<X11Monitor> monitors_;
+  ClickThrough clickThrough_ = ClickThrough::nothing;
+  bool watchful_ = false;
   Signal<xcb_window_t> exposed_;
   X11WindowStack stack_;
+  X11PaintPace paintPace_;
   X11CompositorWatch compositor_;
   Registration reload_;
   Registration loss_;

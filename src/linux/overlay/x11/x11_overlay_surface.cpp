@@ -6,7 +6,6 @@
 
 #include "linux/overlay/painter/banner_painter.h"
 #include "linux/overlay/painter/hint_painter.h"
-#include "linux/overlay/painter/tint_color.h"
 
 namespace sentrel {
 
@@ -22,7 +21,7 @@ X11OverlaySurface::Windows::Windows(X11Desktop& desktop, bool translucentWindows
   // An unblended window would hide the screen: without blending there is only what may be opaque.
   if (!translucent) return;
   scene.emplace(desktop);
-  tint.emplace(desktop, OverlayLayer::tint, Look::translucent, "sentrel tint");
+  tint.emplace(desktop);
   hint.emplace(desktop, Look::translucent, "sentrel hint");
 }
 
@@ -73,7 +72,6 @@ void X11OverlaySurface::refresh() {
 void X11OverlaySurface::release() {
   windows_.reset();
   painted_ = {};
-  shownTint_ = 0;
 }
 
 void X11OverlaySurface::flush() const {
@@ -105,7 +103,7 @@ void X11OverlaySurface::paintPictures(const X11Monitor& monitor) {
 void X11OverlaySurface::applyTint(const Rect& pixels) {
   if (!windows_->tint) return;
   windows_->tint->place(pixels);
-  if (std::exchange(shownTint_, tint_) != tint_) windows_->tint->setBackground(premultipliedTint(tint_));
+  windows_->tint->setLevel(tint_);
   // During an alert it stays through the dark moments of the flash: mapping costs more than clearing.
   windows_->tint->setMapped(tint_ > 0 || scene_->banner);
 }

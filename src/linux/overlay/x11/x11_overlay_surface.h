@@ -8,6 +8,7 @@
 #include "linux/overlay/x11/x11_picture_window.h"
 #include "linux/overlay/x11/x11_scene_window.h"
 #include "linux/overlay/x11/x11_surface_list.h"
+#include "linux/overlay/x11/x11_tint_window.h"
 #include "platform/overlay_surface.h"
 
 namespace sentrel {
@@ -30,7 +31,7 @@ class X11OverlaySurface final : public OverlaySurface, public DesktopSurface {
     Windows(X11Desktop& desktop, bool translucent);
     bool translucent;
     std::optional<X11SceneWindow> scene;
-    std::optional<X11OverlayWindow> tint;
+    std::optional<X11TintWindow> tint;
     std::optional<X11PictureWindow> hint;
     X11PictureWindow banner;
   };
@@ -54,7 +55,6 @@ class X11OverlaySurface final : public OverlaySurface, public DesktopSurface {
   std::uint64_t screenId_;
   std::optional<OverlayScene> scene_;  // none before the first one came
   TintLevel tint_ = 0;
-  TintLevel shownTint_ = 0;
   Painted painted_;
   std::unique_ptr<Windows> windows_;
 };

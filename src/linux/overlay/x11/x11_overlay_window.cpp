@@ -6,13 +6,23 @@
 #include <algorithm>
 #include <array>
 #include <string>
+#include <utility>
 
 namespace sentrel {
+
+namespace {
+// By so many columns and rows less one a window may be larger than its place. Pictures that come faster than
+// the compositor takes them are left out: with only two sizes the next that it takes could have the size of
+// the one before again.
+constexpr unsigned sizeSteps = 16;
+}  // namespace
 
 X11OverlayWindow::X11OverlayWindow(X11Desktop& desktop, OverlayLayer layer, Look look, std::string_view name)
     : connection_(desktop.connection()),
       stack_(desktop.stack()),
+      pace_(desktop.paintPace()),
       layer_(layer),
+      takesNewSizes_(desktop.clickThrough() == ClickThrough::newSizes),
       visual_(look == Look::translucent ? connection_.translucentVisual() : connection_.opaqueVisual()),
       id_(xcb_generate_id(connection_.get())),
       pixels_{0, 0, 1, 1} {
@@ -29,6 +39,7 @@ X11OverlayWindow::X11OverlayWindow(X11Desktop& desktop, OverlayLayer layer, Look
 }
 
 X11OverlayWindow::~X11OverlayWindow() {
+  pace_.forget(id_);
   stack_.remove(id_);
   xcb_destroy_window(connection_.get(), id_);
 }
@@ -58,10 +69,24 @@ void X11OverlayWindow::describe(std::string_view name) const {
 void X11OverlayWindow::place(const Rect& pixels) {
   if (pixels == pixels_) return;
   pixels_ = pixels;
-  const std::array<std::uint32_t, 4> values{static_cast<std::uint32_t>(pixels.x),
-                                            static_cast<std::uint32_t>(pixels.y),
-                                            static_cast<std::uint32_t>(std::max(pixels.width, 1)),
-                                            static_cast<std::uint32_t>(std::max(pixels.height, 1))};
+  mapped_&& takesNewSizes_ ? takeNewSize() : configure();
+}
+
+/// With one request, which the server never cuts into two pictures: it fills a window that changes its size
+/// with its background, all of it.
+void X11OverlayWindow::takeNewSize() {
+  pace_.request(id_, [this] {
+    if (!mapped_) return;
+    ++size_;
+    configure();
+  });
+}
+
+void X11OverlayWindow::configure() const {
+  const std::array<std::uint32_t, 4> values{
+      static_cast<std::uint32_t>(pixels_.x), static_cast<std::uint32_t>(pixels_.y),
+      static_cast<std::uint32_t>(std::max(pixels_.width, 1)) + size_ % sizeSteps,
+      static_cast<std::uint32_t>(std::max(pixels_.height, 1)) + size_ / sizeSteps % sizeSteps};
   xcb_configure_window(
       connection_.get(), id_,
       XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
@@ -72,6 +97,8 @@ void X11OverlayWindow::setMapped(bool mapped) {
   if (mapped == mapped_) return;
   mapped_ = mapped;
   if (mapped) {
+    size_ = 0;
+    if (takesNewSizes_) configure();
     stack_.raise();
     xcb_map_window(connection_.get(), id_);
     stack_.mapped().emit(layer_);
@@ -82,7 +109,43 @@ void X11OverlayWindow::setMapped(bool mapped) {
 
 void X11OverlayWindow::setBackground(std::uint32_t argb) {
   xcb_change_window_attributes(connection_.get(), id_, XCB_CW_BACK_PIXEL, &argb);
-  if (mapped_) xcb_clear_area(connection_.get(), 0, id_, 0, 0, 0, 0);
+  repaint({0, 0, pixels_.width, pixels_.height});
+}
+
+xcb_pixmap_t X11OverlayWindow::createBackground(int width, int height) const {
+  const auto spare = static_cast<int>(takesNewSizes_ ? sizeSteps - 1 : 0);
+  const xcb_rectangle_t whole{0, 0, static_cast<std::uint16_t>(width + spare),
+                              static_cast<std::uint16_t>(height + spare)};
+  const xcb_pixmap_t picture = xcb_generate_id(connection_.get());
+  xcb_create_pixmap(connection_.get(), visual_.depth, picture, id_, whole.width, whole.height);
+  if (spare == 0) return picture;
+  const xcb_gcontext_t transparent = xcb_generate_id(connection_.get());
+  const std::uint32_t pixel = 0;
+  xcb_create_gc(connection_.get(), transparent, picture, XCB_GC_FOREGROUND, &pixel);
+  xcb_poly_fill_rectangle(connection_.get(), picture, transparent, 1, &whole);
+  xcb_free_gc(connection_.get(), transparent);
+  return picture;
+}
+
+void X11OverlayWindow::setBackgroundPicture(xcb_pixmap_t picture) {
+  xcb_change_window_attributes(connection_.get(), id_, XCB_CW_BACK_PIXMAP, &picture);
+}
+
+void X11OverlayWindow::repaint(const Rect& part) {
+  if (!mapped_) return;
+  if (takesNewSizes_) {
+    takeNewSize();
+    return;
+  }
+  xcb_clear_area(connection_.get(), 0, id_, static_cast<std::int16_t>(part.x),
+                 static_cast<std::int16_t>(part.y), static_cast<std::uint16_t>(part.width),
+                 static_cast<std::uint16_t>(part.height));
+}
+
+void X11OverlayWindow::setOpacity(double opacity) const {
+  const auto value = static_cast<std::uint32_t>(opacity * 0xFFFFFFFFU);
+  xcb_change_property(connection_.get(), XCB_PROP_MODE_REPLACE, id_, connection_.atoms().netWmWindowOpacity,
+                      XCB_ATOM_CARDINAL, 32, 1, &value);
 }
 
 void X11OverlayWindow::selectExposures() {

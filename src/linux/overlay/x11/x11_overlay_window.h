@@ -32,19 +32,35 @@ class X11OverlayWindow {
   void setMapped(bool mapped);
   /// Fills the window with one premultiplied colour, also whatever becomes visible later.
   void setBackground(std::uint32_t argb);
+  /// A picture of this size to be the background: as large as the window may become, and transparent where it
+  /// reaches beyond its place. To be freed by the caller.
+  [[nodiscard]] xcb_pixmap_t createBackground(int width, int height) const;
+  /// Takes a picture as the background, which must be set anew after every change. It is seen once this part
+  /// of the window is repainted, or the window mapped.
+  void setBackgroundPicture(xcb_pixmap_t picture);
+  /// Shows the background again in this part of a mapped window, or more of it, in one piece; at once, or as
+  /// soon as the compositor has taken what came before.
+  void repaint(const Rect& part);
+  /// Of the whole window as it is blended, 0..1, where the compositor heeds it.
+  void setOpacity(double opacity) const;
   /// Asks the server to tell when content has to be drawn again.
   void selectExposures();
 
  private:
   void describe(std::string_view name) const;
+  void configure() const;
+  void takeNewSize();
 
   const X11Connection& connection_;
   X11WindowStack& stack_;
+  X11PaintPace& pace_;
   OverlayLayer layer_;
+  bool takesNewSizes_;
   const X11Visual& visual_;
   xcb_window_t id_;
   Rect pixels_;
   bool mapped_ = false;
+  unsigned size_ = 0;  // which of its sizes it has
 };
 
 }  // namespace sentrel

@@ -35,18 +35,15 @@ X11PictureWindow::X11PictureWindow(X11Desktop& desktop, X11OverlayWindow::Look l
 
 void X11PictureWindow::setPicture(const QImage& picture, int x, int y) {
   const X11Connection& connection = window_.connection();
-  const xcb_pixmap_t pixmap = xcb_generate_id(connection.get());
-  xcb_create_pixmap(connection.get(), window_.visual().depth, pixmap, window_.id(),
-                    static_cast<std::uint16_t>(picture.width()),
-                    static_cast<std::uint16_t>(picture.height()));
+  const xcb_pixmap_t pixmap = window_.createBackground(picture.width(), picture.height());
   // 32-bit rows of a QImage have no gaps.
   connection.putImage(pixmap, window_.visual().depth, {0, 0, picture.width(), picture.height()},
                       reinterpret_cast<const std::uint32_t*>(picture.constBits()));
-  xcb_change_window_attributes(connection.get(), window_.id(), XCB_CW_BACK_PIXMAP, &pixmap);
+  window_.setBackgroundPicture(pixmap);
   xcb_free_pixmap(connection.get(), pixmap);  // the window keeps it
   if (look_ == X11OverlayWindow::Look::opaque) shape(picture);
   window_.place({x, y, picture.width(), picture.height()});
-  if (window_.isMapped()) xcb_clear_area(connection.get(), 0, window_.id(), 0, 0, 0, 0);
+  window_.repaint({0, 0, picture.width(), picture.height()});
 }
 
 void X11PictureWindow::shape(const QImage& picture) {

@@ -9,15 +9,20 @@
 
 namespace sentrel {
 
+namespace {
+// A window that takes new sizes is larger than its picture, and nothing may be seen there.
+X11OverlayWindow::Look lookOn(const X11Desktop& desktop) {
+  const bool translucent = desktop.clickThrough() == ClickThrough::newSizes && desktop.blendsWindows();
+  return translucent ? X11OverlayWindow::Look::translucent : X11OverlayWindow::Look::opaque;
+}
+}  // namespace
+
 X11RetroWindow::X11RetroWindow(X11Desktop& desktop, const X11Monitor& monitor)
     : connection_(desktop.connection()),
-      window_(desktop, OverlayLayer::picture, X11OverlayWindow::Look::opaque, "sentrel picture"),
+      window_(desktop, OverlayLayer::picture, lookOn(desktop), "sentrel picture"),
       painter_(monitor.scale),
       pixels_(static_cast<std::size_t>(painter_.width()) * static_cast<std::size_t>(painter_.height())),
-      pixmap_(xcb_generate_id(connection_.get())) {
-  xcb_create_pixmap(connection_.get(), window_.visual().depth, pixmap_, window_.id(),
-                    static_cast<std::uint16_t>(painter_.width()),
-                    static_cast<std::uint16_t>(painter_.height()));
+      pixmap_(window_.createBackground(painter_.width(), painter_.height())) {
   window_.place(placeRetro(monitor.pixels, monitor.scale));
 }
 
@@ -54,10 +59,8 @@ void X11RetroWindow::paintDot(BlinkLevel level) {
 
 /// Set anew after every change: a server may have taken a copy.
 void X11RetroWindow::useAsBackground(const Rect& changed) {
-  xcb_change_window_attributes(connection_.get(), window_.id(), XCB_CW_BACK_PIXMAP, &pixmap_);
-  xcb_clear_area(connection_.get(), 0, window_.id(), static_cast<std::int16_t>(changed.x),
-                 static_cast<std::int16_t>(changed.y), static_cast<std::uint16_t>(changed.width),
-                 static_cast<std::uint16_t>(changed.height));
+  window_.setBackgroundPicture(pixmap_);
+  window_.repaint(changed);
 }
 
 }  // namespace sentrel

@@ -11,8 +11,8 @@
 
 namespace sentrel {
 
-/// The window of the picture-in-picture on one monitor: opaque, so that it needs no compositing manager, and
-/// above all other windows of ours. Must not outlive its desktop. Main thread.
+/// The window of the picture-in-picture on one monitor: opaque where it can, so that it needs no compositing
+/// manager, and above all other windows of ours. Must not outlive its desktop. Main thread.
 class X11RetroWindow {
  public:
   X11RetroWindow(X11Desktop& desktop, const X11Monitor& monitor);

@@ -18,13 +18,15 @@ constexpr int mostStripRows = 32;
 X11SceneWindow::X11SceneWindow(X11Desktop& desktop)
     : connection_(desktop.connection()),
       window_(desktop, OverlayLayer::scene, X11OverlayWindow::Look::translucent, "sentrel scene"),
+      inOnePiece_(desktop.clickThrough() == ClickThrough::newSizes),
       graphics_(xcb_generate_id(connection_.get())) {
   const std::uint32_t exposures = 0;  // no event for every copy
   xcb_create_gc(connection_.get(), graphics_, window_.id(), XCB_GC_GRAPHICS_EXPOSURES, &exposures);
+  if (inOnePiece_) return;  // such a server never throws anything away
   window_.selectExposures();
   // The server asks for content whenever it has thrown it away. The whole window is drawn at once.
   exposures_ = desktop.exposed().connect([this](xcb_window_t window) {
-    if (window == window_.id() && window_.isMapped()) copyStrip();
+    if (window == window_.id() && window_.isMapped()) copyStrip(window_.id());
   });
 }
 
@@ -46,11 +48,25 @@ void X11SceneWindow::present(const OverlayScene& scene, const Rect& pixels, doub
     content_ = content;
     uploadStrip();
   }
+  if (inOnePiece_) {
+    if (changed || pixels != window_.pixels()) showInOnePiece(pixels);
+    return;
+  }
   window_.place(pixels);
   if (changed || !window_.isMapped()) {
     window_.setMapped(true);
-    copyStrip();
+    copyStrip(window_.id());
   }
+}
+
+void X11SceneWindow::showInOnePiece(const Rect& pixels) {
+  const xcb_pixmap_t picture = window_.createBackground(pixels.width, pixels.height);
+  copyStrip(picture);
+  window_.setBackgroundPicture(picture);
+  window_.place(pixels);
+  window_.repaint({0, 0, pixels.width, pixels.height});
+  window_.setMapped(true);
+  xcb_free_pixmap(connection_.get(), picture);  // the window keeps it
 }
 
 void X11SceneWindow::hide() {
@@ -77,11 +93,11 @@ void X11SceneWindow::dropStrip() {
   strip_ = XCB_NONE;
 }
 
-void X11SceneWindow::copyStrip() const {
+void X11SceneWindow::copyStrip(xcb_drawable_t target) const {
   for (int y = 0; y < content_.height; y += stripRows_) {
     // The last copy overlaps the one before rather than reach below the window.
     const auto row = static_cast<std::int16_t>(std::min(y, content_.height - stripRows_));
-    xcb_copy_area(connection_.get(), strip_, window_.id(), graphics_, row, 0, 0, row,
+    xcb_copy_area(connection_.get(), strip_, target, graphics_, row, 0, 0, row,
                   static_cast<std::uint16_t>(content_.width), static_cast<std::uint16_t>(stripRows_));
   }
 }

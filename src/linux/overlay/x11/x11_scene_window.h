@@ -11,7 +11,8 @@ namespace sentrel {
 ///
 /// Each row of the pattern is the one above, moved by one pixel. So the server gets a strip of it, a few rows
 /// high and wide enough for every row, and copies that down the window by itself: a full screen costs a few
-/// hundred kilobytes, and what has to be drawn again costs nothing here. Main thread.
+/// hundred kilobytes, and what has to be drawn again costs nothing here. Where pictures must come in one
+/// piece, the strip is first copied down a picture off the screen. Main thread.
 class X11SceneWindow {
  public:
   explicit X11SceneWindow(X11Desktop& desktop);
@@ -35,10 +36,12 @@ class X11SceneWindow {
   void hide();
   void uploadStrip();
   void dropStrip();
-  void copyStrip() const;
+  void copyStrip(xcb_drawable_t target) const;
+  void showInOnePiece(const Rect& pixels);
 
   const X11Connection& connection_;
   X11OverlayWindow window_;
+  bool inOnePiece_;
   xcb_gcontext_t graphics_;
   Content content_;
   xcb_pixmap_t strip_ = XCB_NONE;
