@@ -145,7 +145,8 @@ setup() {
 
 # configure PRESET: anew where a folder that an earlier version, another place or another tool has left cannot be used.
 configure() {
-  if cmake --preset "$1" --log-level=WARNING >build/configure.log 2>&1; then
+  mkdir -p build
+  if cmake --preset "$1" --log-level=WARNING >/dev/null 2>build/configure.log; then
     cat build/configure.log >&2
   else
     cmake --fresh --preset "$1" --log-level=WARNING >/dev/null
