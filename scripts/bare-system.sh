@@ -47,6 +47,7 @@ bare_prepare() {
     sudo true || cannot "needs root for mounts and namespaces of its own, and sudo refuses: run it as root"
   fi
   [[ -x /usr/sbin/debootstrap ]] || (install_packages debootstrap) || cannot "debootstrap cannot be installed here"
+  umask 022 # also of what is handed in: a newcomer's
   mkdir -p build/bare-system # the caller's, not root's
   given=$(mktemp -d "${TMPDIR:-/tmp}/sentrel-given.XXXXXX")
   trap 'rm -rf "$given"' EXIT
@@ -104,6 +105,7 @@ collect_settings() {
 
 # bare_guard GIVEN RELEASE MEBIBYTES ARGUMENT...
 bare_guard() {
+  umask 022
   given=$1
   bare_release "$2"
   local needed=$3 free status=0
@@ -203,7 +205,10 @@ make_bare_system() {
   if [[ -n $proxy && $proxy != DIRECT ]]; then export http_proxy=$proxy; fi
   PATH=$PATH:/usr/sbin:/sbin
 
-  mkdir -p "$place/archives"
+  mkdir -p "$place/archives" "$system"
+  # A mount of its own: the disk of build/ may be mounted without devices, or without set-user-id programs, which sudo is.
+  mount --bind "$system" "$system"
+  mount -o remount,bind,suid,dev,exec "$system"
   if [[ -z $(find "$base" -mtime -7 2>/dev/null) ]]; then
     say "Making a bare Debian ($release)"
     script=/usr/share/debootstrap/scripts/$release
@@ -214,12 +219,8 @@ make_bare_system() {
     mv "$base.part" "$base"
   else
     say "Unpacking the bare Debian ($release) of $(date --reference="$base" +%F)"
-    mkdir -p "$system"
     tar --directory="$system" --extract --file="$base"
   fi
-  # A mount of its own, so that a build folder on a disk without set-user-id programs has a working sudo.
-  mount --bind "$system" "$system"
-  mount -o remount,bind,suid,dev,exec "$system"
   mount_bare_system
   hand_in_machine "$sources"
 }
