@@ -160,12 +160,11 @@ const pw_stream_events* VirtualCamera::Machine::events() {
 }
 
 void VirtualCamera::Machine::appear() {
-  {
-    const PipeWireLoop::Lock lock(loop_);
+  loop_.call([this] {
     if (stream_ != nullptr) return;
     error_.clear();
     connectStream();
-  }
+  });
   // The loop is left to run between the looks.
   for (const auto end = Clock::now() + std::chrono::seconds(10);;) {
     {
@@ -195,7 +194,10 @@ void VirtualCamera::Machine::vanish() {
 void VirtualCamera::Machine::connectStream() {
   if (context_ == nullptr) context_ = pw_context_new(loop_.get(), nullptr, 0);
   if (context_ != nullptr) core_ = pw_context_connect(context_, nullptr, 0);
-  if (core_ == nullptr) throw std::runtime_error("the virtual camera finds no PipeWire daemon");
+  if (core_ == nullptr) {
+    error_ = "there is no PipeWire daemon";
+    return;
+  }
 
   pw_properties* properties = pw_properties_new(
       PW_KEY_MEDIA_CLASS, "Video/Source", PW_KEY_MEDIA_ROLE, "Camera", PW_KEY_NODE_NAME,
@@ -215,7 +217,7 @@ void VirtualCamera::Machine::connectStream() {
   const auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_DRIVER | PW_STREAM_FLAG_MAP_BUFFERS);
   if (pw_stream_connect(stream_, PW_DIRECTION_OUTPUT, PW_ID_ANY, flags, parameters.data(),
                         static_cast<std::uint32_t>(parameters.size())) < 0) {
-    throw std::runtime_error("the virtual camera cannot connect");
+    error_ = "it cannot connect";
   }
 }
 

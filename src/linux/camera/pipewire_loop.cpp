@@ -24,19 +24,35 @@ void initializeLibraryOnce() {
 PipeWireLoop::PipeWireLoop(const char* threadName)
     : loop_((initializeLibraryOnce(), pw_thread_loop_new(threadName, nullptr))) {
   if (loop_ == nullptr) fatal("the PipeWire thread cannot be made");
+  callEvent_ = pw_loop_add_event(
+      get(),
+      [](void* self, std::uint64_t) {
+        auto* const loop = static_cast<PipeWireLoop*>(self);
+        if (loop->called_ == nullptr) return;
+        (*loop->called_)();
+        loop->called_ = nullptr;
+        pw_thread_loop_signal(loop->loop_, false);
+      },
+      this);
+  if (callEvent_ == nullptr) fatal("no event can be made");
 }
 
 PipeWireLoop::~PipeWireLoop() {
+  stop();
+  pw_loop_destroy_source(get(), callEvent_);
   pw_thread_loop_destroy(loop_);
 }
 
 void PipeWireLoop::start() {
+  const std::lock_guard guard(callMutex_);
   if (pw_thread_loop_start(loop_) != 0) fatal("the PipeWire thread cannot be started");
+  running_ = true;
 }
 
 void PipeWireLoop::stop() {
-  const std::lock_guard nobodyWaits(callMutex_);
+  const std::lock_guard guard(callMutex_);
   pw_thread_loop_stop(loop_);
+  running_ = false;
 }
 
 pw_loop* PipeWireLoop::get() const {
@@ -44,15 +60,17 @@ pw_loop* PipeWireLoop::get() const {
 }
 
 void PipeWireLoop::call(const std::function<void()>& task) {
-  const auto run = [](spa_loop*, bool, std::uint32_t, const void*, std::size_t, void* called) {
-    (*static_cast<const std::function<void()>*>(called))();
-    return 0;
-  };
-  // One at a time: the library tells all who wait by the same event, whosever task is done.
-  const std::lock_guard one(callMutex_);
-  // The library lets go of this lock while it waits.
+  const std::lock_guard guard(callMutex_);
   const Lock lock(*this);
-  pw_loop_invoke(get(), run, 0, nullptr, 0, true, const_cast<std::function<void()>*>(&task));
+  if (!running_) {
+    task();
+    return;
+  }
+  // Not by the library's own invocation: it also carries out what waits whenever it invokes something on its
+  // thread itself, which is in the midst of its callbacks.
+  called_ = &task;
+  pw_loop_signal_event(get(), callEvent_);
+  while (called_ != nullptr) pw_thread_loop_wait(loop_);
 }
 
 PipeWireLoop::Lock::Lock(const PipeWireLoop& loop) : loop_(loop.loop_) {

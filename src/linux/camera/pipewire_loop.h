@@ -31,9 +31,9 @@ class PipeWireLoop {
 
   [[nodiscard]] pw_loop* get() const;
 
-  /// Runs `task` on the PipeWire thread, under its lock, and returns at its end. Where the thread was
-  /// stopped, or has not started, the task runs at once. Any thread but the loop's own; no `Lock` may be
-  /// held. `task` must not throw.
+  /// Runs `task` on the PipeWire thread, under its lock and outside every other callback, and returns at its
+  /// end. Where the thread does not run, the task runs at once. Any thread but the loop's own; no `Lock` may
+  /// be held. `task` must not throw.
   void call(const std::function<void()>& task);
 
   class [[nodiscard]] Lock {
@@ -49,7 +49,10 @@ class PipeWireLoop {
 
  private:
   pw_thread_loop* loop_;
-  std::mutex callMutex_;
+  spa_source* callEvent_ = nullptr;
+  const std::function<void()>* called_ = nullptr;  // under the loop's lock
+  std::mutex callMutex_;                           // one call at a time, and none while the thread ends
+  bool running_ = false;                           // under `callMutex_`
 };
 
 /// Something that wakes the PipeWire thread and runs a callback there. It is made and destroyed under the
