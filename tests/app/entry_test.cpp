@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "app/program_run.h"
+#include "stage/virtual_camera.h"
 
 namespace sentrel::test {
 namespace {
@@ -315,7 +316,19 @@ TEST_F(EntryOnScreen, TheFirstStartOfAllAsksForTheCamera) {
   EXPECT_EQ(settings().find("\"has_completed_onboarding\": true"), std::string::npos);
 }
 
-TEST_F(EntryOnScreen, EveryEndCountsTheSessionsSeconds) {
+/// The same with a camera: without one nothing is protected, and nothing counted.
+class EntryWithCamera : public ProgramRun {
+ protected:
+  EntryWithCamera() : ProgramRun({.pipeWire = true, .x11 = true}) {
+    desktop.exportToProcess();
+    camera.appear();
+  }
+
+  VirtualCamera camera{{}};
+  BusClient bus{desktop, TestBus::session};
+};
+
+TEST_F(EntryWithCamera, EveryEndCountsTheSessionsSeconds) {
   long counted = 0;
   long sessions = 1;
   for (const int end : {SIGTERM, SIGINT, SIGHUP, 0, SIGKILL, -1}) {
@@ -323,6 +336,7 @@ TEST_F(EntryOnScreen, EveryEndCountsTheSessionsSeconds) {
     ChildProcess process = spawn();
     bus.waitForName(programName);
     ASSERT_TRUE(waitUntil([&] { return number("stats_session_count") == sessions; })) << settings();
+    ASSERT_TRUE(waitUntil([&] { return state(bus) == "nominal"; })) << process.output();
     ++sessions;
     std::this_thread::sleep_for(milliseconds(1100));
     if (end > 0) {
