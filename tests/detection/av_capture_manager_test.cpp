@@ -252,6 +252,7 @@ TEST_F(AVCaptureManagerTest, ACalibrationKeepsItsSamplesWhoeverAnalyses) {
   manager->startCalibrationSampling([&](double width) { widths.push_back(width); });
   startAndSettle();
   const auto sampled = [&] {
+    room.settle();  // the frames have found their new way
     room.loop->advance(200);
     room.session->output.onFrame(room.frame());
     room.settle();
