@@ -74,7 +74,8 @@ std::unique_ptr<Frame> PictureSet::load(const std::string& path) const {
   reader.setDecideFormatFromContent(true);
   const QSize size = reader.size();
   if (size.width() > largestSide || size.height() > largestSide) {
-    skip(path, "it is larger than " + std::to_string(largestSide) + " pixels a side");
+    const QString reason = QString::asprintf("it is larger than %d pixels a side", largestSide);
+    skip(path, reason.toStdString());
     return nullptr;
   }
   const QImage picture = reader.read().convertToFormat(QImage::Format_RGB32);
