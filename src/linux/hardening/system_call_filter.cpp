@@ -4,6 +4,8 @@
 #include <seccomp.h>
 #include <sys/socket.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <memory>
 #include <type_traits>
@@ -11,6 +13,19 @@
 namespace sentrel {
 
 namespace {
+
+/// What no part of the program asks for, whatever its arguments.
+constexpr std::array refusedCalls{
+    // Sockets and programs by other ways.
+    SCMP_SYS(io_uring_setup), SCMP_SYS(execve), SCMP_SYS(execveat),
+    // Other processes' memory and descriptors.
+    SCMP_SYS(process_vm_readv), SCMP_SYS(process_vm_writev), SCMP_SYS(pidfd_getfd),
+#ifndef __SANITIZE_ADDRESS__  // the search for leaks stops the process with it
+    SCMP_SYS(ptrace),
+#endif
+    // Parts of the kernel that faults of programs are turned into faults of the kernel with.
+    SCMP_SYS(bpf), SCMP_SYS(userfaultfd), SCMP_SYS(perf_event_open), SCMP_SYS(keyctl), SCMP_SYS(add_key),
+    SCMP_SYS(request_key), SCMP_SYS(init_module), SCMP_SYS(finit_module), SCMP_SYS(delete_module)};
 
 struct Release {
   void operator()(void* filter) const { seccomp_release(filter); }
@@ -28,8 +43,7 @@ bool installSystemCallFilter() {
   const bool complete = seccomp_attr_set(filter.get(), SCMP_FLTATR_CTL_TSYNC, 1) == 0 &&
                         seccomp_rule_add(filter.get(), SCMP_ACT_ERRNO(EPERM), SCMP_SYS(socket), 1,
                                          SCMP_A0(SCMP_CMP_NE, AF_UNIX)) == 0 &&
-                        refuse(SCMP_SYS(io_uring_setup)) && refuse(SCMP_SYS(execve)) &&
-                        refuse(SCMP_SYS(execveat));
+                        std::ranges::all_of(refusedCalls, refuse);
   return complete && seccomp_load(filter.get()) == 0;
 }
 
