@@ -12,6 +12,7 @@
 #include <thread>
 #include <utility>
 
+#include "app/activation_token.h"
 #include "app/build_options.h"
 #include "app/failure_report.h"
 #include "app/menu_bar_controller.h"
@@ -51,9 +52,13 @@ void refuseOwnBus() {
   if (!found) qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
 }
 
+/// What Qt is made of. Both change the environment, which is safe only now: no other thread runs yet.
 QtArguments& qtArguments(char* program) {
-  refuseOwnBus();
-  static QtArguments arguments(program);
+  static QtArguments arguments = [program] {
+    refuseOwnBus();
+    reserveActivationToken();
+    return QtArguments(program);
+  }();
   return arguments;
 }
 
