@@ -155,6 +155,7 @@ void PrivacyFilterService::cameraChanged(const CameraControl::Status& status) {
     if (status.kind == Kind::blind || status.kind == Kind::resting) sessionStartDate.reset();
     return;
   }
+  systemEvents_.setAway(status == CameraControl::Status{Kind::resting, CameraControl::Rest::away});
   switch (status.kind) {
     case Kind::seeing:
       fsm.onSystemEvent(Event::screenOn);

@@ -14,6 +14,7 @@ constexpr std::int64_t batteryIntervalMs = 30'000;
 void SystemEvents::end() {
   batteryTimer.reset();
   powerRegistration_.reset();
+  pressed_ = nullptr;
   globalMonitor.reset();
   canObserveRegistration_.reset();
   updateShortcutHint();
@@ -35,10 +36,24 @@ void SystemEvents::checkBattery() {
 }
 
 void SystemEvents::registerGlobalShortcut(std::function<void()> pressed) {
-  globalMonitor = parts_.keyMonitor->observe(
-      [mainLoop = parts_.mainLoop, pressed = std::move(pressed)] { mainLoop->post(pressed); });
+  pressed_ = [mainLoop = parts_.mainLoop, pressed = std::move(pressed)] { mainLoop->post(pressed); };
   canObserveRegistration_ = parts_.keyMonitor->canObserveChanged.connect([this] { updateShortcutHint(); });
+  observeShortcut();
+}
+
+void SystemEvents::observeShortcut() {
+  globalMonitor = parts_.keyMonitor->observe(pressed_);
   updateShortcutHint();
+}
+
+void SystemEvents::setAway(bool away) {
+  if (!pressed_ || away != static_cast<bool>(globalMonitor)) return;
+  if (away) {
+    globalMonitor.reset();
+    updateShortcutHint();
+  } else {
+    observeShortcut();
+  }
 }
 
 /// The overlay names the keys only where they do something.

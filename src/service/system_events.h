@@ -32,16 +32,21 @@ class SystemEvents {
   void startBatteryMonitor();
   /// `pressed` is called in a turn of its own.
   void registerGlobalShortcut(std::function<void()> pressed);
+  /// What is typed while the person is away is a password, and passes nobody who observes keys: the shortcut
+  /// is let go until they are back.
+  void setAway(bool away);
   /// Ends both.
   void end();
 
  private:
   void checkBattery();
+  void observeShortcut();
   void updateShortcutHint();
 
   const Parts parts_;
   Registration batteryTimer;
   Registration powerRegistration_;
+  std::function<void()> pressed_;  // while the shortcut is registered
   Registration globalMonitor;
   Registration canObserveRegistration_;
 };

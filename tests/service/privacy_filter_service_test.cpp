@@ -294,6 +294,16 @@ TEST_F(PrivacyFilterServiceTest, TheShortcutSwitchesOffAndIsNamedWhereItWorks) {
   desktop.keys->possible = true;
   desktop.keys->canObserveChanged.emit();
   EXPECT_TRUE(overlay->shortcutAvailable);
+  for (const auto& [away, back] : {std::pair(SessionEvent::screenIsLocked, SessionEvent::screenIsUnlocked),
+                                   std::pair(SessionEvent::screensDidSleep, SessionEvent::screensDidWake)}) {
+    desktop.session->tell(away);
+    EXPECT_EQ(desktop.keys->observer.count(), 0U) << "a password is being typed";
+    desktop.keys->canObserveChanged.emit();
+    EXPECT_FALSE(overlay->shortcutAvailable);
+    desktop.session->tell(back);
+    EXPECT_EQ(desktop.keys->observer.count(), 1U);
+    EXPECT_TRUE(overlay->shortcutAvailable);
+  }
   desktop.keys->observer.tell();
   room.settle();
   expectOff("by the keys");
@@ -302,6 +312,8 @@ TEST_F(PrivacyFilterServiceTest, TheShortcutSwitchesOffAndIsNamedWhereItWorks) {
   next.globalShortcutEnabled = false;
   settings->save(next);
   start();
+  desktop.session->tell(SessionEvent::screenIsLocked);
+  desktop.session->tell(SessionEvent::screenIsUnlocked);
   EXPECT_EQ(desktop.keys->observer.count(), 0U);
 }
 
