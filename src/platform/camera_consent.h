@@ -2,9 +2,10 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
+#include <deque>
 #include <functional>
 #include <utility>
-#include <vector>
 
 #include "support/signal.h"
 
@@ -14,18 +15,26 @@ namespace sentrel {
 /// process; after a no the next request asks again. Main thread, except for `isGiven`.
 class CameraConsent {
  public:
+  static constexpr std::size_t mostWaiting = 8;
+
   explicit CameraConsent(bool given) : given_(given) {}
 
   /// Any thread.
   [[nodiscard]] bool isGiven() const { return given_.load(); }
 
-  /// Somebody wants the camera: `answer` comes with the person's own, at once where that is known.
+  /// Somebody wants the camera: `answer` comes with the person's own, at once where that is known. Of more
+  /// than `mostWaiting` who wait the first has long given up, and gets a no.
   void request(std::function<void(bool given)> answer) {
     if (isGiven()) {
       answer(true);
       return;
     }
     waiting_.push_back(std::move(answer));
+    if (waiting_.size() > mostWaiting) {
+      const auto first = std::move(waiting_.front());
+      waiting_.pop_front();
+      first(false);
+    }
     asked.emit();
   }
 
@@ -40,7 +49,7 @@ class CameraConsent {
 
  private:
   std::atomic<bool> given_;
-  std::vector<std::function<void(bool)>> waiting_;
+  std::deque<std::function<void(bool)>> waiting_;
 };
 
 }  // namespace sentrel

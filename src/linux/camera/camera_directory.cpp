@@ -12,6 +12,8 @@ namespace sentrel {
 
 namespace {
 
+constexpr std::size_t mostSeen = 64;
+
 std::string property(const spa_dict* properties, const char* key) {
   const char* value = properties == nullptr ? nullptr : spa_dict_lookup(properties, key);
   return value == nullptr ? std::string() : std::string(value);
@@ -284,8 +286,11 @@ void CameraDirectory::publish() {
     differs = listing != listing_;
     listing_ = std::move(listing);
     for (const auto& device : listing_.devices) {
-      if (std::ranges::find(seen_, device.uniqueID) == seen_.end()) seen_.push_back(device.uniqueID);
+      std::erase(seen_, device.uniqueID);
+      seen_.push_back(device.uniqueID);
     }
+    // Whoever may make nodes could fill the memory with names.
+    while (seen_.size() > mostSeen) seen_.pop_front();
     if (complete_ && !listing_.devices.empty()) firstOver_ = true;
   }
   arrived_.notify_all();

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -60,6 +61,7 @@ class CameraDirectory {
   // Any thread.
 
   [[nodiscard]] Listing listing() const;
+  /// Among the last 64 that appeared.
   [[nodiscard]] bool hasSeen(const std::string& uniqueID) const;
   [[nodiscard]] bool hasSeenAny() const;
   /// Waits until the first complete listing that holds a camera, at most `timeout`. Once that has happened,
@@ -85,7 +87,7 @@ class CameraDirectory {
   mutable std::mutex mutex_;  // guards what follows, read from any thread
   std::condition_variable arrived_;
   Listing listing_;
-  std::vector<std::string> seen_;
+  std::deque<std::string> seen_;  // the newest at the end
   bool firstOver_ = false;
 };
 
