@@ -20,7 +20,8 @@ class Notifications {
  public:
   virtual ~Notifications() = default;
 
-  /// `answer` comes exactly once on the main thread, within 2 s, in a later turn.
+  /// Asks for leave to show notifications: a yes lasts as long as the process, after a no the next request
+  /// asks again. `answer` comes exactly once on the main thread, within 2 s, in a later turn.
   virtual void requestAuthorization(std::function<void(bool granted)> answer) = 0;
 
   /// Shows the notification; one of the same identifier that is still shown is replaced.

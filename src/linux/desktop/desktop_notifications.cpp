@@ -9,17 +9,6 @@ namespace {
 constexpr std::int64_t answerDeadlineMs = 2'000;
 }  // namespace
 
-/// Answered once: by the server or by the deadline. Main thread, but for its creation.
-struct DesktopNotifications::Question {
-  std::function<void(bool granted)> answer;
-  Registration deadline;
-
-  void settle(bool granted) {
-    deadline.reset();
-    if (const auto told = std::exchange(answer, nullptr)) told(granted);
-  }
-};
-
 DesktopNotifications::DesktopNotifications(std::shared_ptr<MainLoop> mainLoop,
                                            std::shared_ptr<BusThread> buses)
     : mainLoop_(std::move(mainLoop)),
@@ -37,13 +26,29 @@ DesktopNotifications::DesktopNotifications(std::shared_ptr<MainLoop> mainLoop,
 DesktopNotifications::~DesktopNotifications() = default;
 
 void DesktopNotifications::requestAuthorization(std::function<void(bool granted)> answer) {
-  const auto question = std::make_shared<Question>();
-  question->answer = std::move(answer);
-  question->deadline = mainLoop_->after(answerDeadlineMs, [question] { question->settle(false); });
-  server_.call([loop = mainLoop_, question](NotificationServer& server) {
-    server.ask(
-        [loop, question](bool answers) { loop->post([question, answers] { question->settle(answers); }); });
-  });
+  if (granted_) {
+    mainLoop_->post([answer = std::move(answer)] { answer(true); });
+    return;
+  }
+  waiting_.push_back(std::move(answer));
+  if (deadline_) return;
+  deadline_ = mainLoop_->after(answerDeadlineMs, [this] { settle(false); });
+  server_.call(
+      [loop = mainLoop_, weak = std::weak_ptr(self_), number = ++question_](NotificationServer& server) {
+        server.ask([loop, weak, number](bool answers) {
+          loop->post([weak, number, answers] {
+            const auto self = weak.lock();
+            if (self && (*self)->deadline_ && (*self)->question_ == number) (*self)->settle(answers);
+          });
+        });
+      });
+}
+
+/// By the server or by the deadline.
+void DesktopNotifications::settle(bool granted) {
+  granted_ = granted;
+  deadline_.reset();
+  for (const auto& told : std::exchange(waiting_, {})) told(granted);
 }
 
 void DesktopNotifications::add(const std::string& identifier, const NotificationContent& content) {

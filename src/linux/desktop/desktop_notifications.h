@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <memory>
+#include <vector>
 
 #include "linux/desktop/bus_thread.h"
 #include "linux/desktop/notification_server.h"
@@ -21,11 +24,15 @@ class DesktopNotifications final : public Notifications {
   void remove(const std::string& identifier) override;
 
  private:
-  struct Question;
+  void settle(bool granted);
 
   std::shared_ptr<MainLoop> mainLoop_;
   std::shared_ptr<BusThread> buses_;
   std::shared_ptr<DesktopNotifications*> self_;  // null once this is gone
+  bool granted_ = false;
+  std::vector<std::function<void(bool granted)>> waiting_;  // for the answer to the question under way
+  Registration deadline_;                                   // of that question
+  std::uint64_t question_ = 0;                              // its number
   Resident<NotificationServer> server_;
 };
 

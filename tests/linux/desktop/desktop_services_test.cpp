@@ -56,6 +56,13 @@ TEST_F(NotificationsTest, AreReplacedWithdrawnAndChosen) {
     ask();
     return answers.back();
   }));
+  // The answer is known from now on, to all who ask at once, too.
+  const std::size_t questions = server->calls(u"GetServerInformation"_s).size();
+  answers.clear();
+  for (int i = 0; i < 20; ++i) ask();
+  ASSERT_TRUE(runUntil([&] { return answers.size() >= 20; }));
+  EXPECT_THAT(answers, testing::Each(true));
+  EXPECT_EQ(server->calls(u"GetServerInformation"_s).size(), questions);
   // The number that a call names, of what it replaces or closes.
   const auto numberOf = [](const BusDouble& asked, const char* member, std::size_t call) {
     const bool notify = member == std::string_view("Notify");
