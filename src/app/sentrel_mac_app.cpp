@@ -128,20 +128,21 @@ void SentrelMacApp::begin(InstanceRole role) {
     std::fputs("sentrel: no session bus: nothing can show or switch the protection from outside\n", stderr);
   }
   installPlatform();
+  if (const auto& error = defaults_->readError()) {
+    untold_ = "error_settings_unreadable";
+    reportFailure(untold_, *error);
+  }
   damaged_ = defaults_->damaged.subscribe([this](bool damaged) {
-    damageUntold_ = damaged;
-    if (damaged) reportFailure("error_settings_damaged");
+    if (!damaged) return;
+    untold_ = "error_settings_damaged";
+    reportFailure(untold_);
   });
   screens_->follow(SettingsRepository::shared());
   std::unique_ptr<ProgramWindows> windows;
   if (showsWindows()) {
     windows = std::make_unique<MenuBarController>(
         MenuBarController::Actions{.quit = [this] { quit(); },
-                                   .news =
-                                       [this] {
-                                         const bool told = !std::exchange(damageUntold_, false);
-                                         return std::string(told ? "" : "error_settings_damaged");
-                                       }},
+                                   .news = [this] { return std::exchange(untold_, {}); }},
         bus_);
   }
   appDelegate = std::make_unique<AppDelegate>(AppDelegate::Parts{

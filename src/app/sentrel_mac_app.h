@@ -3,6 +3,7 @@
 
 #include <QApplication>
 #include <memory>
+#include <string>
 
 #include "app/app_delegate.h"
 #include "app/orderly_exit.h"
@@ -40,7 +41,7 @@ class SentrelMacApp {
   std::shared_ptr<CoveredScreens> screens_;
   std::shared_ptr<CameraConsent> consent_;
   Registration damaged_;
-  bool damageUntold_ = false;  // to the person
+  std::string untold_;  // the key of what the person is to be told once
   std::unique_ptr<DesktopAppearance> appearance_;
   Registration looks_;
   std::unique_ptr<AppDelegate> appDelegate;

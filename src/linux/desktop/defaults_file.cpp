@@ -14,8 +14,13 @@ namespace sentrel {
 /// Lives on the store queue; only `put` belongs to the main thread.
 class DefaultsFile::Writer {
  public:
-  Writer(std::filesystem::path path, StoredValues loaded, std::function<void()> onDamaged)
+  Writer(std::filesystem::path path, DefaultsFileContent loaded, std::function<void()> onDamaged)
       : store_(std::move(path), std::move(loaded)), onDamaged_(std::move(onDamaged)) {}
+
+  void tighten() const {
+    if (const auto error = store_.tighten())
+      std::fprintf(stderr, "sentrel: the settings cannot be closed to others: %s\n", error->c_str());
+  }
 
   /// True when `write` has to be called.
   bool put(DefaultsChanges changes) { return newest_.put(std::move(changes)); }
@@ -62,8 +67,12 @@ DefaultsFile::DefaultsFile(std::filesystem::path path, std::shared_ptr<MainLoop>
       self_(std::make_shared<DefaultsFile*>(this)) {
   DefaultsFileContent content;
   if (!path.empty()) content = readDefaultsFile(path);
-  values_ = std::move(content.values);
-  writer_ = std::make_shared<Writer>(std::move(path), values_,
+  values_ = content.values;
+  const bool isDamaged = content.damaged;
+  if (content.error) readError_ = described(path, content.error);
+  content.bytes.reset();
+  const bool hasPlace = !path.empty();
+  writer_ = std::make_shared<Writer>(std::move(path), std::move(content),
                                      [loop = std::weak_ptr(mainLoop_), self = std::weak_ptr(self_)] {
                                        if (const auto live = loop.lock()) {
                                          live->post([self] {
@@ -71,7 +80,8 @@ DefaultsFile::DefaultsFile(std::filesystem::path path, std::shared_ptr<MainLoop>
                                          });
                                        }
                                      });
-  if (content.damaged) {
+  if (hasPlace) storeQueue_->async([writer = writer_] { writer->tighten(); });
+  if (isDamaged) {
     damaged = true;
     scheduleWrite();  // sets it aside and writes what was readable
   }

@@ -42,6 +42,10 @@ class DefaultsFile final : public UserDefaults {
   /// Waits until the file is up to date; false when it is not within `timeout`.
   bool flush(std::chrono::milliseconds timeout);
 
+  /// Why the file could not be read, though something may stand there; none where it was, or there is none.
+  /// Everything has its standard value then, and the file is left alone. The person is to be told.
+  [[nodiscard]] const std::optional<std::string>& readError() const { return readError_; }
+
   /// Turns true, once, when a damaged file was found: its readable values were taken over and it is set
   /// aside. The person is to be told.
   Published<bool> damaged{false};
@@ -55,6 +59,7 @@ class DefaultsFile final : public UserDefaults {
   void noteDamage();
 
   StoredValues values_;
+  std::optional<std::string> readError_;
   DefaultsChanges changes_;
   bool isScheduled_ = false;
   std::shared_ptr<MainLoop> mainLoop_;

@@ -74,10 +74,6 @@ std::error_code lastError() {
   return {errno, std::generic_category()};
 }
 
-std::string described(const fs::path& path, const std::error_code& error) {
-  return path.string() + ": " + error.message();
-}
-
 /// Reads to the end, or to one byte more than a defaults file may have.
 std::error_code readAll(int descriptor, std::string& bytes) {
   std::array<char, 16384> buffer{};
@@ -156,7 +152,22 @@ std::error_code makeFolder(const fs::path& folder) {
   return ::mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST ? std::error_code() : lastError();
 }
 
+/// Takes from others what they may do with a folder or file of the person's; leaves alone what is anything
+/// else, or is not there.
+std::error_code closeToOthers(const fs::path& path) {
+  constexpr mode_t others = S_IRWXG | S_IRWXO;
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) return {};
+  const bool isTheirs = (S_ISDIR(status.st_mode) || S_ISREG(status.st_mode)) && status.st_uid == ::geteuid();
+  if (!isTheirs || (status.st_mode & others) == 0) return {};
+  return ::chmod(path.c_str(), status.st_mode & 07777U & ~others) == 0 ? std::error_code() : lastError();
+}
+
 }  // namespace
+
+std::string described(const fs::path& path, const std::error_code& error) {
+  return path.string() + ": " + error.message();
+}
 
 DefaultsFileContent readDefaultsFile(const fs::path& path) {
   DefaultsFileContent content;
@@ -193,11 +204,19 @@ DefaultsFileContent readDefaultsFile(const fs::path& path) {
   return content;
 }
 
-DefaultsFileStore::DefaultsFileStore(fs::path path, StoredValues loaded)
+DefaultsFileStore::DefaultsFileStore(fs::path path, DefaultsFileContent loaded)
     : path_(std::move(path)), loaded_(std::move(loaded)) {}
+
+std::optional<std::string> DefaultsFileStore::tighten() const {
+  for (const fs::path& place : {path_.parent_path(), path_}) {
+    if (const auto error = closeToOthers(place)) return described(place, error);
+  }
+  return {};
+}
 
 DefaultsFileStore::Outcome DefaultsFileStore::update(const DefaultsChanges& changes) {
   if (path_.empty()) return {.error = "there is no home folder"};
+  if (loaded_.error) return {.error = described(path_, loaded_.error)};
   if (const auto error = makeFolder(path_.parent_path())) {
     return {.error = described(path_.parent_path(), error)};
   }
@@ -221,7 +240,7 @@ DefaultsFileStore::Outcome DefaultsFileStore::updateLocked(const DefaultsChanges
     if (auto error = setAside(content)) return {.error = std::move(error)};
   }
   StoredValues values = std::move(content.values);
-  if (!content.bytes || content.damaged) values.insert(loaded_.begin(), loaded_.end());
+  if (!content.bytes || content.damaged) values.insert(loaded_.values.begin(), loaded_.values.end());
   for (const auto& [key, text] : changes) {
     if (text) {
       values[key].text = *text;

@@ -22,11 +22,14 @@ struct DefaultsFileContent {
 /// Never waits for anything but the disk, whatever stands there. Any thread.
 DefaultsFileContent readDefaultsFile(const std::filesystem::path& path);
 
+/// In words, for standard error.
+[[nodiscard]] std::string described(const std::filesystem::path& path, const std::error_code& error);
+
 /// What the program set since its start, by key: the JSON text, or none for a removed key.
 using DefaultsChanges = std::map<std::string, std::optional<std::string>, std::less<>>;
 
 /// The defaults file on the disk. Every file it writes is complete before it gets its name, so that a kill or
-/// a full disk leaves the old one. Files are 0600, the folder it makes 0700. Store queue.
+/// a full disk leaves the old one. Files are 0600, their folder 0700. Store queue.
 class DefaultsFileStore {
  public:
   struct Outcome {
@@ -34,8 +37,13 @@ class DefaultsFileStore {
     std::optional<std::string> error;  ///< why the file is not up to date
   };
 
-  /// `loaded` is what the program knows from its start. An empty `path` means that there is no place for it.
-  DefaultsFileStore(std::filesystem::path path, StoredValues loaded);
+  /// `loaded` is what was read at the program's start; where nothing could be, nothing is ever written: the
+  /// program knows none of the person's values, and would replace them all. An empty `path` means that there
+  /// is no place for the file.
+  DefaultsFileStore(std::filesystem::path path, DefaultsFileContent loaded);
+
+  /// Closes folder and file to others, where they are open to them; gives why they stay open.
+  [[nodiscard]] std::optional<std::string> tighten() const;
 
   /// Brings the file up to date: `changes` over what the file holds now, so that the other lines stay as a
   /// person or another process left them, or over `loaded` where the file is gone or damaged. What is damaged
@@ -47,7 +55,7 @@ class DefaultsFileStore {
   [[nodiscard]] std::optional<std::string> setAside(const DefaultsFileContent& content) const;
 
   std::filesystem::path path_;
-  StoredValues loaded_;
+  DefaultsFileContent loaded_;
   bool swept_ = false;
 };
 

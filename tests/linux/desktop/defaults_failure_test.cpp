@@ -86,6 +86,40 @@ TEST_F(DefaultsFailureTest, ReadOnly) {
   }
 }
 
+TEST_F(DefaultsFailureTest, WhatCannotBeReadIsToldAndNeverReplaced) {
+  constexpr auto theirs = "{\n  \"filter_strength\": 5\n}\n";
+  const fs::path other = root / "other.json";
+  rlimit before{};
+  ::getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
+  const struct {
+    const char* reason;
+    std::function<void()> obstruct;
+    std::function<void()> clear;
+  } cases[] = {
+      {"Too many open files", [&] { ::setrlimit(RLIMIT_NOFILE, &none); },
+       [&] { ::setrlimit(RLIMIT_NOFILE, &before); }},
+      {"Input/output error",  // of the first page of this process, where nothing is
+       [&] { fs::rename(path, other), fs::create_symlink("/proc/self/mem", path); },
+       [&] { fs::rename(other, path); }},
+  };
+  for (const auto& [reason, obstruct, clear] : cases) {
+    write(path, theirs);
+    testing::internal::CaptureStderr();
+    obstruct();
+    const auto file = open();
+    clear();
+    ASSERT_TRUE(file->readError()) << reason;
+    EXPECT_THAT(*file->readError(), HasSubstr(reason));
+    EXPECT_FALSE(file->damaged.get());
+    file->set("filter_strength", std::int64_t{3});  // the standard value, as all others that are saved
+    EXPECT_FALSE(settle(*file));
+    EXPECT_EQ(read(path), theirs);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("sentrel: the settings cannot be saved: "));
+    EXPECT_FALSE(open()->readError()) << "the next start reads it";
+  }
+}
+
 TEST_F(DefaultsFailureTest, NoPlaceAtAll) {
   write(root / "a file", "x");
   for (const fs::path& place : {fs::path(), root / "a file" / "sentrel" / "defaults.json"}) {

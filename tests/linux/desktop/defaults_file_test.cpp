@@ -46,7 +46,12 @@ TEST_F(DefaultsFileTest, WritesWhatAPersonCanReadAndNobodyElse) {
   EXPECT_EQ(mode(path), 0600);
   EXPECT_EQ(mode(path.parent_path()), 0700);
   EXPECT_THAT(names(), ElementsAre("defaults.json"));
+  fs::permissions(path.parent_path(), fs::perms(0755));
+  fs::permissions(path, fs::perms(0644));
   const auto next = open();
+  EXPECT_TRUE(settle(*next));
+  EXPECT_EQ(mode(path.parent_path()), 0700) << "somebody has opened it";
+  EXPECT_EQ(mode(path), 0600);
   EXPECT_EQ(next->value("matrix_stripe_alpha"), DefaultsValue(3.0F));
   EXPECT_EQ(next->value("selected_camera_id"), std::nullopt);
   EXPECT_FALSE(next->damaged.get());
