@@ -265,20 +265,22 @@ void PreferencesView::addChoices(Card& card, const QString& label, const QString
   card.addRow(new PrefRow(label, hint, picker));
 }
 
-/// Its switch shows what the desktop says, also when registering has failed.
+/// Its switch shows what the desktop says, also when registering has failed; its words say that it has.
 void PreferencesView::addLaunchAtLogin(Card& card) {
   const QString label = text(QStringLiteral("Lancer au démarrage"));
+  const QString hint = text(QStringLiteral("Sentrel se lance automatiquement à l'ouverture de session"));
   auto* toggle = new ToggleSwitch(label);
-  connect(toggle, &ToggleSwitch::toggled, this, [this](bool on) {
+  auto* row = new PrefRow(label, hint, toggle);
+  connect(toggle, &ToggleSwitch::toggled, this, [this, row, hint](bool on) {
     if (showing_) return;
     parts_.settingsRepo->setLaunchAtLogin(on);
     draft.launchAtLogin = parts_.loginItem->isEnabled();
+    row->setHint(draft.launchAtLogin == on ? hint : text(QStringLiteral("error_login_item")));
     // Published, not saved: the login item itself is where this is kept.
     parts_.settingsRepo->settings = draft;
   });
   refreshers_.emplace_back([this, toggle] { toggle->setChecked(draft.launchAtLogin); });
-  card.addRow(new PrefRow(
-      label, text(QStringLiteral("Sentrel se lance automatiquement à l'ouverture de session")), toggle));
+  card.addRow(row);
 }
 
 // The draft.

@@ -69,7 +69,13 @@ TEST_F(PreferencesTest, EveryControlSavesItsSettingAtOnce) {
   testing::internal::CaptureStdout();
   flip("Lancer au démarrage");
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "SMAppService error: no\n");
-  EXPECT_TRUE(control<ToggleSwitch>("Lancer au démarrage")->isChecked()) << "as it still is";
+  auto* login = control<ToggleSwitch>("Lancer au démarrage");
+  EXPECT_TRUE(login->isChecked()) << "as it still is";
+  EXPECT_EQ(login->accessibleDescription(), text(QStringLiteral("error_login_item")));
+  room.loginItem->failure.reset();
+  flip("Lancer au démarrage");
+  EXPECT_FALSE(login->isChecked());
+  EXPECT_NE(login->accessibleDescription(), text(QStringLiteral("error_login_item")));
 }
 
 TEST_F(PreferencesTest, APickerIsOneStopOfTheTabKeyAndArrowsPick) {

@@ -212,6 +212,10 @@
     <source></source>
     <translation>Settings were damaged: readable values were kept, the old file was set aside.</translation>
   </message>
+  <message id="error_login_item">
+    <source></source>
+    <translation>Start at login could not be changed.</translation>
+  </message>
   <message id="error_settings_unreadable">
     <source></source>
     <translation>Settings cannot be read: Sentrel uses standard values and leaves the file as it is.</translation>

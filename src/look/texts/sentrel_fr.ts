@@ -212,6 +212,10 @@
     <source></source>
     <translation>Réglages endommagés : les valeurs lisibles ont été reprises, l'ancien fichier est conservé.</translation>
   </message>
+  <message id="error_login_item">
+    <source></source>
+    <translation>Le lancement au démarrage n'a pas pu être modifié.</translation>
+  </message>
   <message id="error_settings_unreadable">
     <source></source>
     <translation>Réglages illisibles : Sentrel utilise les valeurs standard, et le fichier reste tel quel.</translation>
