@@ -159,10 +159,12 @@ void MenuBarPopoverView::showAddress(const QString& address) {
                                 .confirm = text(QStringLiteral("link_copy")),
                                 .kind = PushButton::Kind::primary,
                                 .confirmed = [address] { QGuiApplication::clipboard()->setText(address); }});
+  address_->onClosed = [this] { address_.clear(); };
 }
 
 void MenuBarPopoverView::showPage(Page page) {
   if (page == this->page()) return;
+  if (address_) address_->dismiss();
   showStats = page == Page::stats;
   showAbout = page == Page::about;
   if (page_ != nullptr) {

@@ -103,14 +103,14 @@ void StatsView::focusInEvent(QFocusEvent* event) {
 
 void StatsView::askForReset() {
   if (confirm_ != nullptr) return;
-  confirm_ = openDialog(parentWidget() != nullptr ? *parentWidget() : *this,
-                        {.symbol = QStringLiteral("exclamationmark.triangle.fill"),
-                         .color = &AppColors::warningGraphic,
-                         .words = text(QStringLiteral("stats_reset_confirm")),
-                         .cancel = text(QStringLiteral("stats_reset_cancel")),
-                         .confirm = text(QStringLiteral("stats_reset_yes")),
-                         .kind = PushButton::Kind::destructive,
-                         .confirmed = [this] { statsRepo->reset(); }});
+  // Over this view, to go with it: another page may be opened from outside.
+  confirm_ = openDialog(*this, {.symbol = QStringLiteral("exclamationmark.triangle.fill"),
+                                .color = &AppColors::warningGraphic,
+                                .words = text(QStringLiteral("stats_reset_confirm")),
+                                .cancel = text(QStringLiteral("stats_reset_cancel")),
+                                .confirm = text(QStringLiteral("stats_reset_yes")),
+                                .kind = PushButton::Kind::destructive,
+                                .confirmed = [this] { statsRepo->reset(); }});
   confirm_->onClosed = [this] { confirm_.clear(); };
 }
 

@@ -112,6 +112,24 @@ TEST_F(PopoverTest, CountersAreResetOnlyAfterTheQuestion) {
   EXPECT_EQ(room.stats->stats.get(), FilterStats{});
 }
 
+TEST_F(PopoverTest, AQuestionGoesWithThePageThatAskedIt) {
+  room.stats->incrementAlerts();
+  window->content().showPage(MenuBarPopoverView::Page::stats);
+  click(buttonNamed(*window, "Remettre à zéro…"));
+  const QPointer<QWidget> question = buttonNamed(*window, "Remettre à zéro")->parentWidget();
+  window->content().showPage(MenuBarPopoverView::Page::about);  // as other programs can ask for it
+  EXPECT_FALSE(window->content().asks());
+  EXPECT_EQ(window->focusWidget(), buttonNamed(*window, "Fermer"));
+  QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+  EXPECT_FALSE(question) << "nobody can answer it any more";
+  click(buttonNamed(*window, "Nos autres projets"));
+  room.linkFailed();
+  window->content().showPage(MenuBarPopoverView::Page::stats);
+  EXPECT_FALSE(window->content().asks());
+  EXPECT_EQ(window->focusWidget(), buttonNamed(*window, "Retour"));
+  EXPECT_EQ(room.stats->stats.get().alertCount, 1);
+}
+
 TEST_F(PopoverTest, AnAddressThatNothingOpensCanBeCopied) {
   window->content().showPage(MenuBarPopoverView::Page::about);
   click(buttonNamed(*window, "Nos autres projets"));

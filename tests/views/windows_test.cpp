@@ -164,6 +164,8 @@ TEST_F(WindowsTest, LongStormOfAThousandClicksAndKeys) {
       if (QWidget* hit = window->childAt(at)) target = hit;
       QTest::mouseClick(target, Qt::LeftButton, {}, target->mapFrom(window, at));
     }
+    if (auto* popover = dynamic_cast<PopoverWindow*>(window.data()); popover && random.bounded(20) == 0)
+      popover->content().showPage(static_cast<MenuBarPopoverView::Page>(random.bounded(3)));
     if (QWidget* popup = QApplication::activePopupWidget()) popup->close();
     if (room.linkFailed && random.bounded(2) == 0) std::exchange(room.linkFailed, nullptr)();
     if (random.bounded(10) == 0) random.bounded(2) == 0 ? room.start() : room.stop();
