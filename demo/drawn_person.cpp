@@ -38,7 +38,7 @@ void draw(QPainter& painter) {
 }  // namespace
 
 FrameRef drawnPerson() {
-  auto frame = std::make_shared<Frame>(std::pmr::new_delete_resource());
+  auto frame = std::make_shared<Frame>();
   frame->resize(640, 480);
   QImage image(frame->data(), 640, 480, frame->stride(), QImage::Format_RGB32);
   QPainter painter(&image);

@@ -5,7 +5,6 @@
 
 #include <vector>
 
-#include "linux/camera/frame_memory.h"
 #include "stage/picture_encoder.h"
 
 namespace sentrel {
@@ -37,7 +36,7 @@ void convert(benchmark::State& state, Format format, PixelFormat pixels, int wid
   }
 
   FrameConverter converter;
-  Frame frame(frameMemory());
+  Frame frame;
   frame.resize(640, 480);
   for (auto _ : state) {
     if (!converter.convert(picture, frame)) state.SkipWithError("the picture was refused");

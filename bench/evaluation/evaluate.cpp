@@ -69,7 +69,7 @@ class Eye {
  private:
   FaceScheme scheme_;
   Degradation degradation_;
-  Frame shown_{std::pmr::new_delete_resource()};
+  Frame shown_;
   std::mt19937 random_{1};
   std::int64_t now_ = 0;
 };
@@ -201,7 +201,7 @@ void evaluateCost(const PictureSet& set, const std::filesystem::path& models) {
   constexpr int warmUp = 20;
   constexpr int block = 80;  // two rounds of what a still scene does over and over
   constexpr int blocks = 7;
-  Frame shown{std::pmr::new_delete_resource()};
+  Frame shown;
   shift(*picture, shown, 0);
   const double before = residentMib();
   vision::NeuralFaceDetector detector(models);

@@ -10,7 +10,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <memory_resource>
 
 namespace sentrel::bench {
 namespace {
@@ -83,7 +82,7 @@ std::unique_ptr<Frame> PictureSet::load(const std::string& path) const {
     skip(path, reader.errorString().toStdString());
     return nullptr;
   }
-  auto frame = std::make_unique<Frame>(std::pmr::new_delete_resource());
+  auto frame = std::make_unique<Frame>();
   frame->resize(picture.width(), picture.height());
   for (int y = 0; y < frame->height(); ++y) {
     std::memcpy(frame->data() + static_cast<std::ptrdiff_t>(y) * frame->stride(), picture.constScanLine(y),

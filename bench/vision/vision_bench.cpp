@@ -5,7 +5,6 @@
 #include <array>
 #include <cmath>
 #include <memory>
-#include <memory_resource>
 #include <random>
 #include <string>
 #include <utility>
@@ -102,7 +101,7 @@ void noiseFilter(benchmark::State& state) {
   std::mt19937 random(1);
   std::normal_distribution<double> error(0, 1);
   for (auto& frame : frames) {
-    frame = std::make_unique<Frame>(std::pmr::new_delete_resource());
+    frame = std::make_unique<Frame>();
     frame->resize(picture().width(), picture().height());
     const auto end = picture().data() + static_cast<std::ptrdiff_t>(frame->stride()) * frame->height();
     std::transform(picture().data(), end, frame->data(), [&](std::uint8_t value) {

@@ -3,7 +3,6 @@
 
 #include <QColorSpace>
 #include <cstring>
-#include <memory_resource>
 
 #include "support/fatal.h"
 
@@ -18,7 +17,7 @@ QImage loadPicture(const QString& name) {
 }
 
 std::shared_ptr<Frame> toFrame(const QImage& picture) {
-  auto frame = std::make_shared<Frame>(std::pmr::new_delete_resource());
+  auto frame = std::make_shared<Frame>();
   // 32-bit RGB in memory is BGRA byte by byte on little-endian machines, the only ones this runs on.
   const QImage source = picture.convertToFormat(QImage::Format_RGB32);
   frame->resize(source.width(), source.height());

@@ -42,8 +42,9 @@ void copyGrey(const Frame& frame, const Rect& part, GreyPicture& picture) {
   constexpr int bytesPerPixel = 4;
   picture.width = part.width;
   picture.height = part.height;
+  picture.levels.reserve(static_cast<std::size_t>(frame.width()) * static_cast<std::size_t>(frame.height()));
   picture.levels.resize(static_cast<std::size_t>(part.width) * static_cast<std::size_t>(part.height));
-  auto to = picture.levels.begin();
+  std::uint8_t* to = picture.levels.begin();
   for (int y = part.y; y < part.y + part.height; ++y) {
     const std::uint8_t* pixel = frame.row(y) + static_cast<std::ptrdiff_t>(part.x) * bytesPerPixel;
     for (int x = 0; x < part.width; ++x, pixel += bytesPerPixel) {

@@ -13,7 +13,8 @@ namespace sentrel {
 /// cut off at the frame's edges; the whole frame without a box and where nothing of it would be left.
 [[nodiscard]] Rect retroCrop(int frameWidth, int frameHeight, const std::optional<NormalizedRect>& face);
 
-/// Takes the brightness of this part of the frame. Allocates only when the picture grows.
+/// Takes the brightness of this part of the frame, into memory for all of it: allocates only for larger
+/// frames.
 void copyGrey(const Frame& frame, const Rect& part, GreyPicture& picture);
 
 }  // namespace sentrel

@@ -39,7 +39,7 @@ void RetroPiPManager::hide() {
   window.reset();
   if (!state.frame.get()) return;
   state.frame = nullptr;
-  for (const auto& picture : pictures_) std::ranges::fill(picture->levels, std::uint8_t{0});
+  for (const auto& picture : pictures_) picture->levels.wipe();
 }
 
 /// One that nobody shows: what is shown must not change.

@@ -3,7 +3,8 @@
 
 #include <cstdint>
 #include <memory>
-#include <vector>
+
+#include "support/frame_memory.h"
 
 namespace sentrel {
 
@@ -11,7 +12,7 @@ namespace sentrel {
 struct GreyPicture {
   int width = 0;
   int height = 0;
-  std::vector<std::uint8_t> levels;
+  FrameMemory<std::uint8_t> levels;
 };
 
 /// How bright the blinking dot is, in steps.

@@ -12,10 +12,6 @@ void Frame::resize(int width, int height) {
   bytes_.resize(static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_) * 4);
 }
 
-void Frame::clear() {
-  std::fill(bytes_.begin(), bytes_.end(), std::uint8_t{0});
-}
-
 namespace {
 
 /// True when only the pool holds the frame. The count cannot grow again behind our back, because only the
@@ -28,9 +24,9 @@ bool isUnused(const std::shared_ptr<Frame>& frame) {
 
 }  // namespace
 
-FramePool::FramePool(std::size_t count, std::pmr::memory_resource* memory) {
+FramePool::FramePool(std::size_t count) {
   frames_.reserve(count);
-  for (std::size_t i = 0; i < count; ++i) frames_.push_back(std::make_shared<Frame>(memory));
+  for (std::size_t i = 0; i < count; ++i) frames_.push_back(std::make_shared<Frame>());
 }
 
 std::shared_ptr<Frame> FramePool::acquire(int width, int height) {

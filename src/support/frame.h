@@ -4,15 +4,16 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <memory_resource>
 #include <vector>
+
+#include "support/frame_memory.h"
 
 namespace sentrel {
 
 /// One picture in memory: 32-bit BGRA rows from top to bottom, `stride` bytes apart.
 class Frame {
  public:
-  explicit Frame(std::pmr::memory_resource* memory) : bytes_(memory) {}
+  Frame() = default;
   Frame(const Frame&) = delete;
   Frame& operator=(const Frame&) = delete;
 
@@ -29,11 +30,11 @@ class Frame {
   /// Gives the frame a size; its content is undefined afterwards. Allocates only when it grows.
   void resize(int width, int height);
 
-  /// Overwrites every pixel with zero.
-  void clear();
+  /// Overwrites every pixel with zero, also those of a larger picture before.
+  void clear() { bytes_.wipe(); }
 
  private:
-  std::pmr::vector<std::uint8_t> bytes_;
+  FrameMemory<std::uint8_t> bytes_;
   int width_ = 0;
   int height_ = 0;
 };
@@ -46,7 +47,7 @@ using FrameRef = std::shared_ptr<const Frame>;
 /// may be let go on any thread.
 class FramePool {
  public:
-  explicit FramePool(std::size_t count, std::pmr::memory_resource* memory = std::pmr::new_delete_resource());
+  explicit FramePool(std::size_t count);
 
   /// A frame that nobody else holds, sized `width` x `height`, or none while all are in use.
   std::shared_ptr<Frame> acquire(int width, int height);

@@ -40,7 +40,8 @@ double fieldScale(const Frame& frame) {
 
 void MotionGate::restart() {
   for (Scan& scan : scans_) scan.done = false;
-  whole_.done = false;
+  now_.wipe();
+  seen_.wipe();
   beganMs_.reset();
 }
 
@@ -55,7 +56,7 @@ void MotionGate::shrink(const Frame& frame) {
     offset[static_cast<std::size_t>(known++)] = x * 4;
   }
   known = known / cell * cell;
-  now_.fill(0);
+  now_[0].fill(0);
   std::array<std::uint32_t, columns> sums{};
   // A row of the picture must not stay behind on the stack.
   const auto forget = [](std::array<std::uint32_t, columns>* row) { explicit_bzero(row, sizeof *row); };
@@ -73,7 +74,7 @@ void MotionGate::shrink(const Frame& frame) {
             static_cast<std::uint32_t>(pixel[0] + 2 * pixel[1] + pixel[2]);
       }
     }
-    std::uint8_t* to = now_.data() + static_cast<std::ptrdiff_t>(row) * columns;
+    std::uint8_t* to = now_[0].data() + static_cast<std::ptrdiff_t>(row) * columns;
     for (std::size_t column = 0; column < columns; ++column) {
       to[column] = static_cast<std::uint8_t>(sums[column] / (4 * cell * cell));
     }
@@ -92,12 +93,12 @@ void MotionGate::forEachRow(const Area& area, Visit visit) {
   }
 }
 
-bool MotionGate::changed(const Scan& scan, const Area& area) const {
+bool MotionGate::changed(std::size_t scan, const Area& area) const {
   int count = 0;
   forEachRow(area, [&](std::size_t first) {
     for (std::size_t i = first; i < first + static_cast<std::size_t>(area.width); ++i) {
-      const int now = now_[i];
-      const int seen = scan.seen[i];
+      const int now = now_[0][i];
+      const int seen = seen_[scan][i];
       const int allowed =
           dark_ ? std::min(changedLevel, changedLevelInTheDark + std::max(now, seen) / brightnessPerLevel)
                 : changedLevel;
@@ -107,11 +108,10 @@ bool MotionGate::changed(const Scan& scan, const Area& area) const {
   return count >= changedCells;
 }
 
-void MotionGate::take(Scan& scan, const Area& area) {
-  scan.done = true;
-  scan.timestampMs = nowMs_;
+void MotionGate::take(std::size_t scan, const Area& area) {
+  scans_[scan] = {true, nowMs_};
   forEachRow(area, [&](std::size_t first) {
-    std::memcpy(scan.seen.data() + first, now_.data() + first, static_cast<std::size_t>(area.width));
+    std::memcpy(seen_[scan].data() + first, now_[0].data() + first, static_cast<std::size_t>(area.width));
   });
 }
 
@@ -124,14 +124,15 @@ void MotionGate::observe(const Frame& frame, std::int64_t timestampMs) {
   shrink(frame);
   nowMs_ = timestampMs;
   if (!beganMs_ || *beganMs_ > nowMs_) beganMs_ = nowMs_;
-  dark_ = std::accumulate(now_.begin(), now_.end(), 0) < darkLevel * static_cast<int>(now_.size());
+  dark_ = std::accumulate(now_[0].begin(), now_[0].end(), 0) < darkLevel * columns * rows;
 }
 
 bool MotionGate::takeWhole(bool wanted) {
   const Area everything;
-  if (!wanted && whole_.done && !olderThan(whole_, rescanWholeMs) && !changed(whole_, everything))
+  if (!wanted && scans_[whole].done && !olderThan(scans_[whole], rescanWholeMs) &&
+      !changed(whole, everything))
     return false;
-  take(whole_, everything);
+  take(whole, everything);
   return true;
 }
 
@@ -139,7 +140,7 @@ std::int64_t MotionGate::urgency(std::size_t tile) const {
   const Scan& scan = scans_[tile];
   if (!scan.done) return unseenUrgency * (nowMs_ - *beganMs_ + 1);
   const std::int64_t age = std::abs(nowMs_ - scan.timestampMs);
-  if (changed(scan, areaOf(tiles[tile]))) return movedUrgency * age;
+  if (changed(tile, areaOf(tiles[tile]))) return movedUrgency * age;
   return olderThan(scan, rescanTileMs) ? age : 0;
 }
 
@@ -152,7 +153,7 @@ std::optional<std::size_t> MotionGate::takeTile() {
     best = tile;
     most = urgent;
   }
-  if (best) take(scans_[*best], areaOf(tiles[*best]));
+  if (best) take(*best, areaOf(tiles[*best]));
   return best;
 }
 

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "support/frame.h"
+#include "support/frame_memory.h"
 #include "vision/region_sampler.h"
 
 namespace sentrel::vision {
@@ -28,7 +29,7 @@ inline constexpr std::array<Tile, 9> tiles{
 [[nodiscard]] double fieldScale(const Frame& frame);
 
 /// Decides what of a frame is worth a scan: where something has changed since the last scan of that place.
-/// Where nothing changed a scan comes up again after a while all the same. Allocates nothing.
+/// Where nothing changed a scan comes up again after a while all the same. Allocates nothing once made.
 class MotionGate {
  public:
   /// Takes in a frame, of the size of the last one unless restarted.
@@ -42,7 +43,7 @@ class MotionGate {
   /// counts as scanned.
   [[nodiscard]] bool takeWhole(bool wanted);
 
-  /// Everything counts as never scanned.
+  /// Everything counts as never scanned, and what was seen is overwritten.
   void restart();
 
  private:
@@ -52,8 +53,8 @@ class MotionGate {
   struct Scan {
     bool done = false;
     std::int64_t timestampMs = 0;
-    Thumbnail seen{};
   };
+  static constexpr std::size_t whole = tiles.size();  // the scan behind those of the tiles
 
   /// A part of the thumbnail, in cells.
   struct Area {
@@ -65,19 +66,19 @@ class MotionGate {
 
   void shrink(const Frame& frame);
   [[nodiscard]] static Area areaOf(const Tile& tile);
-  [[nodiscard]] bool changed(const Scan& scan, const Area& area) const;
-  void take(Scan& scan, const Area& area);
+  [[nodiscard]] bool changed(std::size_t scan, const Area& area) const;
+  void take(std::size_t scan, const Area& area);
   [[nodiscard]] bool olderThan(const Scan& scan, std::int64_t ms) const;
   [[nodiscard]] std::int64_t urgency(std::size_t tile) const;
   template <class Visit>
   static void forEachRow(const Area& area, Visit visit);
 
-  Thumbnail now_{};
+  FrameMemory<Thumbnail> now_{1};
+  FrameMemory<Thumbnail> seen_{whole + 1};  // of each scan, when it was last done
   std::int64_t nowMs_ = 0;
   std::optional<std::int64_t> beganMs_;
   bool dark_ = false;
-  std::array<Scan, tiles.size()> scans_;
-  Scan whole_;
+  std::array<Scan, whole + 1> scans_;
 };
 
 }  // namespace sentrel::vision

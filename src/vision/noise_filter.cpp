@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <memory_resource>
 
 namespace sentrel::vision {
 namespace {
@@ -62,14 +61,12 @@ struct Block {
 
 }  // namespace
 
-NoiseFilter::NoiseFilter() : quiet_(std::pmr::new_delete_resource()) {}
-
 void NoiseFilter::restart() {
   measured_ = false;
   active_ = false;
   averaging_ = false;
-  std::fill(sample_.begin(), sample_.end(), std::uint8_t{0});
-  std::fill(mean_.begin(), mean_.end(), std::uint16_t{0});
+  sample_.wipe();
+  mean_.wipe();
   quiet_.clear();
 }
 

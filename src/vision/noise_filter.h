@@ -4,9 +4,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 #include "support/frame.h"
+#include "support/frame_memory.h"
 
 namespace sentrel::vision {
 
@@ -16,8 +16,7 @@ namespace sentrel::vision {
 /// One thread.
 class NoiseFilter {
  public:
-  NoiseFilter();
-  ~NoiseFilter() { restart(); }
+  NoiseFilter() = default;
   NoiseFilter(const NoiseFilter&) = delete;
   NoiseFilter& operator=(const NoiseFilter&) = delete;
 
@@ -34,8 +33,8 @@ class NoiseFilter {
   void measure(const Frame& frame);
   void average(const Frame& frame);
 
-  std::vector<std::uint8_t> sample_;  // a pixel of every block of the last frame
-  std::vector<std::uint16_t> mean_;   // of every byte of the frame, in steps of 1/128
+  FrameMemory<std::uint8_t> sample_;  // a pixel of every block of the last frame
+  FrameMemory<std::uint16_t> mean_;   // of every byte of the frame, in steps of 1/128
   Frame quiet_;
   bool measured_ = false;
   bool active_ = false;

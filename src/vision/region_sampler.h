@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "support/frame.h"
+#include "support/frame_memory.h"
 
 namespace sentrel::vision {
 
@@ -61,7 +62,7 @@ class RegionSampler {
 
   Axis horizontal_;
   Axis vertical_;
-  std::vector<float> row_;
+  FrameMemory<float> row_;
 };
 
 }  // namespace sentrel::vision

@@ -3,6 +3,7 @@
 // What the program has taken from itself, tried from within it; and what of a picture is found in its memory.
 #include <signal.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <iterator>
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include "app/program_run.h"
+#include "stage/portrait_scene.h"
 #include "stage/virtual_camera.h"
 
 namespace sentrel::test {
@@ -42,6 +44,14 @@ class SquaresPicture {
     }
   }
   [[nodiscard]] const std::uint8_t* pixels() const { return pixels_.data(); }
+
+  /// A frame of the scene with squares below the faces.
+  [[nodiscard]] QImage below(const QImage& scene) const {
+    QImage frame = scene.convertToFormat(QImage::Format_RGB32);
+    constexpr std::ptrdiff_t faces = std::ptrdiff_t{260} * width * 4;
+    std::copy(pixels_.begin() + faces, pixels_.end(), frame.bits() + faces);
+    return frame;
+  }
 
   /// How often 64 squares of a row stand in a memory, one every `stride` bytes for the strides of the common
   /// forms: a byte, two, three or four a pixel, of the picture or of one a quarter its size.
@@ -75,6 +85,19 @@ class Hardening : public ProgramRun {
   [[nodiscard]] static std::vector<char> contentOf(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
+  }
+  /// The program without the one call that would make it forget by chance.
+  [[nodiscard]] ChildProcess spawnUntrimmed() {
+    Environment environment = desktop.environment();
+    environment["LD_PRELOAD"] = SENTREL_NO_TRIM;
+    return spawn(environment);
+  }
+  /// Switches protection off and waits until nothing of the picture is left.
+  void expectForgotten(const ChildProcess& process, const VirtualCamera& camera) {
+    perform(bus, "toggle");
+    ASSERT_TRUE(waitUntil([&] { return state(bus) == "inactive" && !camera.isOpen(); }));
+    EXPECT_TRUE(waitUntil([&] { return foundIn(process.pid()) == 0; }, seconds(15), milliseconds(200)))
+        << where;
   }
   /// The picture in all memory of a process that can be written, also in what a core dump leaves out.
   [[nodiscard]] long foundIn(pid_t process) {
@@ -131,7 +154,7 @@ TEST_F(Hardening, NoPictureIsInACoreDumpNorInMemoryOnceItHasStopped) {
     return picture.pixels();
   });
   camera.appear();
-  ChildProcess process = spawn();
+  ChildProcess process = spawnUntrimmed();
   bus.waitForName(programName);
   ASSERT_TRUE(waitUntil([&] { return state(bus) != "inactive" && camera.isOpen() && played > 60; }));
   EXPECT_GT(foundIn(process.pid()), 1000) << "the search finds what is there";
@@ -142,11 +165,36 @@ TEST_F(Hardening, NoPictureIsInACoreDumpNorInMemoryOnceItHasStopped) {
   EXPECT_GT(dump.size(), 1000U);
   EXPECT_EQ(picture.foundIn(dump), 0) << dump.size() << " bytes";
 
-  perform(bus, "toggle");
-  ASSERT_TRUE(waitUntil([&] { return state(bus) == "inactive" && !camera.isOpen(); }));
-  long left = 0;
-  EXPECT_TRUE(waitUntil([&] { return (left = foundIn(process.pid())) == 0; }, seconds(15), milliseconds(200)))
-      << where;
+  expectForgotten(process, camera);
+}
+
+TEST_F(Hardening, NothingIsLeftOfAnOnlookersPictureWhateverWasShownAfterIt) {
+  const PortraitScene scene;
+  const QImage alone = picture.below(scene.frame({}));
+  const QImage watched = picture.below(scene.frame({.secondFace = SecondFace{}}));
+  VirtualCamera camera({});
+  std::atomic<bool> isWatched{true};
+  std::atomic<int> played{0};
+  camera.setSource([&](std::int64_t) {
+    ++played;
+    return (isWatched ? watched : alone).constBits();
+  });
+  camera.appear();
+  const auto play = [&](bool withOnlooker) {
+    isWatched = withOnlooker;
+    played = 0;
+    return waitUntil([&] { return played > 15 && (!withOnlooker || state(bus) == "alert"); });
+  };
+  ChildProcess process = spawnUntrimmed();
+  bus.waitForName(programName);
+  ASSERT_TRUE(play(true));
+  // For as long as the alert outlasts the onlooker, the whole frame is shown; then the part around them
+  // again.
+  ASSERT_TRUE(play(false));
+  ASSERT_TRUE(play(true));
+  ASSERT_TRUE(play(true));
+  EXPECT_GT(foundIn(process.pid()), 1000) << "the search finds what is there";
+  expectForgotten(process, camera);
 }
 
 }  // namespace

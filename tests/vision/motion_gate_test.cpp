@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <memory_resource>
 #include <random>
 #include <set>
 
@@ -43,7 +42,7 @@ class MotionGateTest : public ::testing::Test {
     ASSERT_EQ(scanned.size(), tiles.size());
   }
 
-  std::unique_ptr<Frame> frame_ = std::make_unique<Frame>(std::pmr::new_delete_resource());
+  std::unique_ptr<Frame> frame_ = std::make_unique<Frame>();
   std::unique_ptr<MotionGate> gate_ = std::make_unique<MotionGate>();
   std::int64_t now_ = 5000;
 };

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <memory_resource>
 #include <random>
 
 namespace sentrel::vision {
@@ -41,7 +40,7 @@ class NoiseFilterTest : public ::testing::Test {
     return std::sqrt(sum / ((height - 49) * width));
   }
 
-  Frame frame_{std::pmr::new_delete_resource()};
+  Frame frame_;
   std::mt19937 random_{1};
   NoiseFilter filter_;
 };

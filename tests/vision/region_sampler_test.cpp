@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
-#include <memory_resource>
 #include <numbers>
 
 namespace sentrel::vision {
@@ -16,7 +15,7 @@ constexpr ValueRange bytes{0.0F, 255.0F};
 
 /// Red counts the columns, green the rows, blue is constant.
 std::unique_ptr<Frame> ramp(int width, int height) {
-  auto frame = std::make_unique<Frame>(std::pmr::new_delete_resource());
+  auto frame = std::make_unique<Frame>();
   frame->resize(width, height);
   for (int y = 0; y < height; ++y) {
     for (int x = 0; x < width; ++x) {

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "linux/camera/error_classification.h"
-#include "linux/camera/frame_memory.h"
 
 namespace sentrel {
 
@@ -156,7 +155,7 @@ void CaptureEngine::deliver(bool due) {
   std::shared_ptr<Frame> frame;
   bool readable = true;
   const bool lent = loan_.use([&](const RawPicture& picture) {
-    if (!pool_) pool_.emplace(pooledFrames, frameMemory());
+    if (!pool_) pool_.emplace(pooledFrames);
     if (!converter_) converter_.emplace();
     frame = pool_->acquire(setup_.width, setup_.height);
     if (frame) readable = converter_->convert(picture, *frame);

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "linux/camera/frame_memory.h"
 #include "support/geometry.h"
 
 namespace sentrel {
@@ -25,7 +24,7 @@ Rect centredPart(int width, int height, const Frame& wanted) {
 
 }  // namespace
 
-FrameConverter::FrameConverter() : fullSize_(frameMemory()) {}
+FrameConverter::FrameConverter() = default;
 FrameConverter::~FrameConverter() = default;
 
 bool FrameConverter::convert(const RawPicture& picture, Frame& target) {

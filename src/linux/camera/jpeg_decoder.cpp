@@ -7,7 +7,7 @@
 #include <jerror.h>
 #include <jpeglib.h>
 
-#include "linux/camera/frame_memory.h"
+#include "support/frame_memory.h"
 
 namespace sentrel {
 
@@ -32,7 +32,7 @@ struct JpegDecoder::State {
   jpeg_error_mgr errors{};
   jpeg_memory_mgr standard{};  // the library's own functions, for what outlives a picture
   std::jmp_buf failed{};
-  std::byte* arena = nullptr;
+  FrameMemory<std::byte> arena{arenaBytes};
   std::size_t used = 0;
   bool damaged = false;
 
@@ -54,7 +54,7 @@ struct JpegDecoder::State {
   void* take(std::size_t bytes) {
     const std::size_t rounded = roundUp(bytes, rowAlignment);
     if (rounded < bytes || rounded > arenaBytes - used) fail(reinterpret_cast<j_common_ptr>(&info));
-    void* taken = arena + used;
+    void* taken = arena.data() + used;
     used += rounded;
     return taken;
   }
@@ -129,7 +129,6 @@ JpegDecoder::JpegDecoder() : state_(std::make_unique<State>()) {
   state.errors.emit_message = State::note;
   state.errors.output_message = [](j_common_ptr) {};
   state.info.client_data = &state;
-  state.arena = static_cast<std::byte*>(frameMemory()->allocate(arenaBytes));
   jpeg_create_decompress(&state.info);
   state.standard = *state.info.mem;
   state.info.mem->alloc_small = State::allocate;
@@ -141,7 +140,6 @@ JpegDecoder::JpegDecoder() : state_(std::make_unique<State>()) {
 
 JpegDecoder::~JpegDecoder() {
   jpeg_destroy_decompress(&state_->info);
-  frameMemory()->deallocate(state_->arena, arenaBytes);
 }
 
 JpegDecoder::Size JpegDecoder::reducedSize(int width, int height, int wantedWidth, int wantedHeight) {

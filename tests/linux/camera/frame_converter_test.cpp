@@ -6,7 +6,6 @@
 #include <random>
 #include <vector>
 
-#include "linux/camera/frame_memory.h"
 #include "stage/picture_encoder.h"
 
 namespace sentrel::test {
@@ -47,7 +46,7 @@ class FrameConverterTest : public testing::Test {
   }
 
   FrameConverter converter;
-  Frame frame{frameMemory()};
+  Frame frame;
 };
 
 TEST_F(FrameConverterTest, DamagedPicturesAreRefusedAndTheNextOneIsRead) {

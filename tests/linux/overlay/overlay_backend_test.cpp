@@ -255,7 +255,7 @@ TEST_F(XwaylandOverlayTest, EveryPictureHasANewSize) {
     return test::count(witness.output(), "ConfigureNotify") > 0;
   }));
   for (int i = 0; i < pictures; ++i) {
-    retro->present(std::make_shared<GreyPicture>(GreyPicture{1, 1, {200}}));
+    retro->present(test::flatPicture(1, 1, 200));
     surface->setTint(i % 2 == 0 ? 26 : 3);
     surface->present({.stripes = darkStripes, .veilAlpha = i % 2 == 0 ? 0.1 : 0.7, .banner = true});
     std::size_t before = 0;  // what the server has done so far, and the witness seen

@@ -180,9 +180,16 @@ bool OverlayDesktop::eventuallyStriped(int columns, int rows, double scale, doub
   });
 }
 
+std::shared_ptr<const GreyPicture> flatPicture(int width, int height, std::uint8_t level) {
+  auto picture = std::make_shared<GreyPicture>();
+  *picture = {width, height, FrameMemory<std::uint8_t>(static_cast<std::size_t>(width * height))};
+  std::ranges::fill(picture->levels, level);
+  return picture;
+}
+
 std::unique_ptr<RetroSurface> OverlayDesktop::showRetro() const {
   auto retro = backend->createRetroSurface();
-  retro->present(std::make_shared<GreyPicture>(GreyPicture{4, 3, std::vector<std::uint8_t>(12, 200)}));
+  retro->present(flatPicture(4, 3, 200));
   return retro;
 }
 

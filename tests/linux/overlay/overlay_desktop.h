@@ -28,6 +28,9 @@ inline const OverlayScene nominalScene{.stripes = darkStripes, .shortcutInHint =
 inline const OverlayScene alertScene{
     .stripes = darkStripes, .veilAlpha = 0.7, .banner = true, .shortcutInHint = true};
 
+/// A picture that has one brightness everywhere.
+[[nodiscard]] std::shared_ptr<const GreyPicture> flatPicture(int width, int height, std::uint8_t level);
+
 /// The one application of the process; it needs no display of its own.
 struct WithApplication {
   WithApplication();

@@ -3,9 +3,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <span>
-
-#include "support/wipe.h"
 
 namespace sentrel {
 
@@ -15,11 +12,6 @@ constexpr std::size_t index(int value) {
   return static_cast<std::size_t>(value);
 }
 }  // namespace
-
-GreyScaler::~GreyScaler() {
-  wipe(std::span(narrowed_));
-  wipe(std::span(result_));
-}
 
 void GreyScaler::measure(Axis& axis, int from, int to) {
   const double step = static_cast<double>(from) / to;
@@ -46,7 +38,7 @@ void GreyScaler::measure(Axis& axis, int from, int to) {
   }
 }
 
-const std::vector<std::uint8_t>& GreyScaler::scale(const GreyPicture& picture, int width, int height) {
+const FrameMemory<std::uint8_t>& GreyScaler::scale(const GreyPicture& picture, int width, int height) {
   measure(columns_, picture.width, width);
   measure(rows_, picture.height, height);
 

@@ -6,22 +6,18 @@
 #include <vector>
 
 #include "platform/retro_surface.h"
+#include "support/frame_memory.h"
 
 namespace sentrel {
 
 /// Brings a picture of brightness to another size: each pixel is the mean of those below it, weighted by a
 /// triangle that is as wide as the larger of the two grids, so that nothing flickers when it is made smaller.
-/// Allocates only while it grows, and overwrites what it has when it goes. One thread at a time.
+/// Allocates only while it grows. One thread at a time.
 class GreyScaler {
  public:
-  GreyScaler() = default;
-  ~GreyScaler();
-  GreyScaler(const GreyScaler&) = delete;
-  GreyScaler& operator=(const GreyScaler&) = delete;
-
   /// `width` * `height` levels without gaps, as long as the scaler lives and until the next call. The sizes
   /// of picture and result are at least 1.
-  [[nodiscard]] const std::vector<std::uint8_t>& scale(const GreyPicture& picture, int width, int height);
+  [[nodiscard]] const FrameMemory<std::uint8_t>& scale(const GreyPicture& picture, int width, int height);
 
  private:
   /// Where the pixels of one axis come from: `count` neighbours each, from `first` on, with weights of 1/256.
@@ -34,9 +30,9 @@ class GreyScaler {
 
   Axis columns_;
   Axis rows_;
-  std::vector<std::uint8_t> narrowed_;  // scaled across, not yet down
-  std::vector<std::uint32_t> sums_;
-  std::vector<std::uint8_t> result_;
+  FrameMemory<std::uint8_t> narrowed_;  // scaled across, not yet down
+  FrameMemory<std::uint32_t> sums_;
+  FrameMemory<std::uint8_t> result_;
 };
 
 }  // namespace sentrel

@@ -174,7 +174,7 @@ void RetroPainter::paintPicture(const GreyPicture& picture, std::span<std::uint3
   const int rows = std::clamp(qRound(picture.height * fit), 1, height());
   const int left = (width() - columns) / 2;
   const int top = (height() - rows) / 2;
-  auto from = scaler_.scale(picture, columns, rows).begin();
+  const std::uint8_t* from = scaler_.scale(picture, columns, rows).begin();
   for (int y = top; y < top + rows; ++y) {
     const std::uint32_t light = lineLight_[static_cast<std::size_t>(y)];
     auto to = out.begin() + static_cast<std::ptrdiff_t>(y) * width() + left;

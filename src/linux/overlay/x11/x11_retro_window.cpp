@@ -5,8 +5,6 @@
 #include <cstddef>
 #include <span>
 
-#include "support/wipe.h"
-
 namespace sentrel {
 
 namespace {
@@ -27,7 +25,6 @@ X11RetroWindow::X11RetroWindow(X11Desktop& desktop, const X11Monitor& monitor)
 }
 
 X11RetroWindow::~X11RetroWindow() {
-  wipe(std::span(pixels_));
   xcb_free_pixmap(connection_.get(), pixmap_);
 }
 

@@ -2,12 +2,12 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
 
 #include "linux/overlay/painter/retro_painter.h"
 #include "linux/overlay/x11/x11_desktop.h"
 #include "linux/overlay/x11/x11_overlay_window.h"
 #include "platform/retro_surface.h"
+#include "support/frame_memory.h"
 
 namespace sentrel {
 
@@ -31,7 +31,7 @@ class X11RetroWindow {
   const X11Connection& connection_;
   X11OverlayWindow window_;
   RetroPainter painter_;
-  std::vector<std::uint32_t> pixels_;  // without the dot
+  FrameMemory<std::uint32_t> pixels_;  // without the dot
   xcb_pixmap_t pixmap_;                // the window's background
 };
 
