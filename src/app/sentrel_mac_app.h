@@ -7,6 +7,7 @@
 
 #include "app/app_delegate.h"
 #include "app/orderly_exit.h"
+#include "app/paint_pace.h"
 #include "app/program_bus.h"
 #include "app/signal_watcher.h"
 #include "linux/desktop/defaults_file.h"
@@ -35,6 +36,7 @@ class SentrelMacApp {
   bool quitAsked_ = false;
   SignalWatcher signals_;
   QApplication application_;
+  PaintPace paintPace_;
   std::shared_ptr<QtMainLoop> mainLoop_;
   ProgramBus bus_;
   std::shared_ptr<DefaultsFile> defaults_;

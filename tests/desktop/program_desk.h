@@ -26,7 +26,8 @@ inline const auto objectPath = u"/expert/mardeck/sentrel"_s;
 /// The program itself on a private desktop, before a played camera that sees its user, alone or watched.
 class ProgramDesk : public testing::Test {
  protected:
-  ProgramDesk() {
+  ProgramDesk() : ProgramDesk({.systemBus = true, .pipeWire = true, .x11 = true}) {}
+  explicit ProgramDesk(const HeadlessDesktop::Options& options) : desktop(options) {
     desktop.exportToProcess();  // the camera is played here
     camera.appear();
     desktop.waitForNode("virtual_camera");
@@ -59,7 +60,7 @@ class ProgramDesk : public testing::Test {
   char name_[5] = "test";
   char* arguments[2] = {name_, nullptr};
   QCoreApplication application{argumentCount, arguments};
-  HeadlessDesktop desktop{{.systemBus = true, .pipeWire = true, .x11 = true}};
+  HeadlessDesktop desktop;
   PlayedSession session{desktop};
   const PortraitScene portrait;
   const QImage alone = portrait.frame({}).convertToFormat(QImage::Format_RGB32);

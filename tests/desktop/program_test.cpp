@@ -27,7 +27,9 @@ using testing::HasSubstr;
 
 class ProgramTest : public ProgramDesk {
  protected:
-  ProgramTest() { writeSettings("{\n  \"has_completed_onboarding\": true\n}\n"); }
+  ProgramTest() { agree(); }
+  explicit ProgramTest(const HeadlessDesktop::Options& options) : ProgramDesk(options) { agree(); }
+  void agree() { writeSettings("{\n  \"has_completed_onboarding\": true\n}\n"); }
 
   void startProtecting() {
     start();
@@ -317,6 +319,59 @@ TEST_F(ProgramTest, ItBeginsAndEndsInGoodOrderAlsoWhenNoBusAnswers) {
   EXPECT_EQ(process.waitForExit(seconds(10)), 0) << process.output();
   desktop.sessionBus().signal(SIGCONT);
   desktop.systemBus().signal(SIGCONT);
+}
+
+/// On a Wayland desktop.
+class ProgramOnWaylandTest : public ProgramTest {
+ protected:
+  ProgramOnWaylandTest() : ProgramTest({.systemBus = true, .pipeWire = true, .sway = true}) {}
+
+  /// Whether there is anything on the empty desktop's corner.
+  [[nodiscard]] bool isCornerCovered() {
+    const fs::path path = desktop.runtimeFolder() / "screen.png";
+    desktop.screenshot(path);
+    const QImage corner = QImage(QString::fromStdString(path.string())).copy(0, 0, 100, 100);
+    QImage plain(corner.size(), corner.format());
+    plain.fill(corner.pixel(0, 0));
+    return corner != plain;
+  }
+  /// The compositor hangs for so long, with a window of the program on it. All else goes on, and the covers
+  /// are there when it answers again.
+  void hang(seconds duration) {
+    startProtecting();
+    perform("preferences");
+    EXPECT_TRUE(waitUntil([&] { return isCornerCovered(); }));
+    ::kill(desktop.swayPid(), SIGSTOP);
+    const auto end = steady_clock::now() + duration;
+    isWatched = true;
+    EXPECT_TRUE(becomes("alert"));
+    perform("statistics");
+    double longest = 0;
+    while (steady_clock::now() < end) {
+      longest = std::max(longest, msUntil([] {}, [&] { return state() == "alert"; }));
+      std::this_thread::sleep_for(milliseconds(20));
+    }
+    isWatched = false;
+    EXPECT_TRUE(becomes("nominal"));
+    perform("toggle");
+    EXPECT_TRUE(cameraIs(false));
+    perform("toggle");
+    EXPECT_TRUE(cameraIs(true));
+    std::cout << "the slowest answer on the bus took " << longest << " ms\n";
+    EXPECT_LT(longest, 5000);
+    ::kill(desktop.swayPid(), SIGCONT);
+    EXPECT_TRUE(waitUntil([&] { return isCornerCovered(); }));
+    process.signal(SIGTERM);
+    EXPECT_EQ(process.waitForExit(seconds(10)), 0) << process.output();
+  }
+};
+
+TEST_F(ProgramOnWaylandTest, ACompositorThatHangsFreezesNothing) {
+  hang(seconds(2));
+}
+
+TEST_F(ProgramOnWaylandTest, LongACompositorThatHangsForHalfAMinuteFreezesNothing) {
+  hang(seconds(30));
 }
 
 TEST_F(ProgramTest, LongItSleepsWhileOffAndAlmostWhilePaused) {
