@@ -19,6 +19,8 @@ namespace sentrel {
 
 namespace {
 
+constexpr const char* offNotification = "sentrel.off";
+
 void reportLimitation(const OverlayBackend& backend) {
   const std::string key = backend.limitation();
   if (!key.empty()) reportFailure(key);
@@ -33,17 +35,40 @@ void AppDelegate::applicationDidFinishLaunching() {
   service_ = PrivacyFilterService::shared();
   tellTheBus();
   tellThePerson();
-  activated_ = parts_.bus.activated.connect([this](Activation kind) {
-    show(kind == Activation::ofStarted ? &ProgramWindows::showPopoverWithoutTray
-                                       : &ProgramWindows::showPopover);
-  });
+  activated_ = parts_.bus.activated.connect(
+      [this] { show(begin() ? &ProgramWindows::showPopoverWithoutTray : &ProgramWindows::showPopover); });
   actions_ = parts_.bus.actionActivated.connect([this](const QString& action) { performAction(action); });
   chosen_ = Platform::current().notifications->chosen.connect(
       [this](const std::string&) { show(&ProgramWindows::showPopover); });
   // Without the person's leave the camera stays closed, and a start waits for it.
   asked_ = parts_.consent->asked.connect([this] { askForConsent(); });
+  starting_ = service_->isStarting().onChange([this](bool starting) {
+    if (!starting) return;
+    begun_ = true;
+    Platform::current().notifications->remove(offNotification);
+  });
+  // Whoever only reads a property has the bus start the program, but does not switch protection on: the
+  // person may just have ended it. The first message that asks for something does.
+  if (parts_.launch == Launch::person) begin();
+}
+
+/// Protection begins with the program, once; gives whether it did now.
+bool AppDelegate::begin() {
+  if (begun_) return false;
   if (parts_.windows && !parts_.consent->isGiven()) showOnboarding();
   service_->start();
+  return true;
+}
+
+bool AppDelegate::isSwitchedOn() const {
+  return service_->isActive() || service_->isStarting();
+}
+
+/// Any program of the person's can do it. One that should not have is noticed.
+void AppDelegate::tellSwitchedOff() const {
+  const Platform& platform = Platform::current();
+  platform.notifications->add(offNotification, {.title = platform.localizedText("notif_off_title"),
+                                                .body = platform.localizedText("notif_off_text")});
 }
 
 void AppDelegate::askForConsent() {
@@ -122,8 +147,11 @@ void AppDelegate::applicationWillTerminate() {
 }
 
 void AppDelegate::performAction(const QString& action) {
+  const bool endsIt = action == QLatin1String("quit") || action == QLatin1String("toggle");
+  if (endsIt && isSwitchedOn()) tellSwitchedOff();
+  const bool begins = action != QLatin1String("quit") && begin();
   if (action == QLatin1String("toggle")) {
-    service_->toggle();
+    if (!begins) service_->toggle();
   } else if (action == QLatin1String("preferences")) {
     show(&ProgramWindows::showPreferences);
   } else if (action == QLatin1String("statistics")) {

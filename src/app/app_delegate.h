@@ -27,6 +27,7 @@ class AppDelegate {
     std::unique_ptr<ProgramWindows> windows;  ///< null where there are none
     std::shared_ptr<CameraConsent> consent;
     std::function<void()> quit;  ///< ends the event loop
+    Launch launch = Launch::person;
   };
 
   explicit AppDelegate(Parts parts);
@@ -35,6 +36,9 @@ class AppDelegate {
   void applicationWillTerminate();
 
  private:
+  bool begin();
+  [[nodiscard]] bool isSwitchedOn() const;
+  void tellSwitchedOff() const;
   void askForConsent();
   void showOnboarding();
   void tellTheBus();
@@ -47,12 +51,14 @@ class AppDelegate {
   QPointer<OnboardingView> onboardingWindow;
   std::unique_ptr<CameraChoice> cameraChoice_;
   std::shared_ptr<PrivacyFilterService> service_;
+  bool begun_ = false;  // protection was switched on, whether or not it still is
   Registration asked_;
   Registration activated_;
   Registration actions_;
   Registration chosen_;
   Registration state_;
   Registration active_;
+  Registration starting_;
   Registration stats_;
   Registration failure_;
   Registration limitation_;

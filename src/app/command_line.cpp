@@ -19,11 +19,10 @@ namespace {
 
 constexpr int usageError = 2;
 
-/// An argument that is answered instead of starting the program.
 struct Command {
   std::string_view name;
   const char* description;  ///< key of its text
-  int (*run)();             ///< gives the exit status
+  int (*run)();             ///< gives the exit status; null starts the program
 };
 
 int help();
@@ -32,6 +31,7 @@ int version();
 constexpr std::array commands{
     Command{"--help", "command_help", help},
     Command{"--version", "command_version", version},
+    Command{"--service", "command_service", nullptr},
 };
 
 /// A disk that is full or an output that is closed must not look like an answer.
@@ -81,7 +81,10 @@ std::optional<int> answerCommandLine(std::span<const char* const> arguments) {
   if (arguments.empty()) return std::nullopt;
   const auto unknown =
       std::ranges::find_if(arguments, [](const char* argument) { return find(argument) == nullptr; });
-  if (unknown == arguments.end()) return find(arguments.front())->run();
+  if (unknown == arguments.end()) {
+    const Command& first = *find(arguments.front());
+    return first.run == nullptr ? std::nullopt : std::optional(first.run());
+  }
   const QString words = text(QStringLiteral("command_unknown")).arg(readable(*unknown));
   std::fprintf(stderr, "sentrel: %s\n", words.toUtf8().constData());
   return usageError;

@@ -18,6 +18,6 @@ int main(int argc, char** argv) {
     std::fputs("sentrel: memory cannot be left out of core dumps\n", stderr);
   // Static, so that it outlives the shared instances, which are made later and need the Qt application to
   // end.
-  static sentrel::SentrelMacApp app(argv);
+  static sentrel::SentrelMacApp app(argv, given.size() > 1 ? sentrel::Launch::bus : sentrel::Launch::person);
   return app.run();
 }

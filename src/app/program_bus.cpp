@@ -29,8 +29,8 @@ constexpr int mostAttempts = 3;
 
 }  // namespace
 
-ProgramBus::ProgramBus(std::shared_ptr<MainLoop> mainLoop)
-    : mainLoop_(std::move(mainLoop)), retryMs_(firstRetryMs), connection_(noConnection) {
+ProgramBus::ProgramBus(std::shared_ptr<MainLoop> mainLoop, Launch launch)
+    : mainLoop_(std::move(mainLoop)), launch_(launch), retryMs_(firstRetryMs), connection_(noConnection) {
   // Adaptors belong to the object that they describe.
   new ApplicationAdaptor(this);
   new StateAdaptor(this);
@@ -129,6 +129,8 @@ void ProgramBus::nameAnswered(bool reached, unsigned answer) {
     finish(InstanceRole::unreachable);
   } else if (answer == primaryOwner || answer == alreadyOwner) {
     finish(InstanceRole::first);
+  } else if (launch_ == Launch::bus) {
+    finish(InstanceRole::later);  // the message that we were started for goes to the other one
   } else {
     activateOther();
   }
@@ -157,7 +159,7 @@ void ProgramBus::finish(InstanceRole role) {
   if (auto outcome = std::exchange(outcome_, nullptr)) outcome(role);
   const auto early = std::exchange(early_, {});
   if (role != InstanceRole::first) return;
-  for (const QString& action : early) deliver(action, Activation::ofStarted);
+  for (const QString& action : early) deliver(action);
 }
 
 void ProgramBus::take(const QString& action, const QVariantMap& platformData, const QDBusMessage& call) {
@@ -175,13 +177,13 @@ void ProgramBus::take(const QString& action, const QVariantMap& platformData, co
   if (outcome_) {
     early_.push_back(action);
   } else {
-    deliver(action, Activation::ofRunning);
+    deliver(action);
   }
 }
 
-void ProgramBus::deliver(const QString& action, Activation kind) {
+void ProgramBus::deliver(const QString& action) {
   if (action.isEmpty()) {
-    activated.emit(kind);
+    activated.emit();
   } else {
     actionActivated.emit(action);
   }

@@ -23,14 +23,14 @@ namespace sentrel {
 /// How the attempt to become the one running instance ended.
 enum class InstanceRole {
   first,       ///< the bus name is ours
-  later,       ///< another instance has it; that one was activated
+  later,       ///< another instance has it; that one was activated, had a person started this one
   unreachable  ///< there is no session bus: nobody can tell
 };
 
-/// What an activation came upon.
-enum class Activation {
-  ofRunning,  ///< the program ran
-  ofStarted   ///< the bus started the program to activate it
+/// Who started the program.
+enum class Launch {
+  person,  ///< somebody, or the login
+  bus      ///< the session bus, for a message to it
 };
 
 /// What other programs see of us on the session bus: the name expert.mardeck.sentrel,
@@ -40,7 +40,7 @@ class ProgramBus final : public QObject {
   Q_OBJECT
 
  public:
-  explicit ProgramBus(std::shared_ptr<MainLoop> mainLoop);
+  ProgramBus(std::shared_ptr<MainLoop> mainLoop, Launch launch);
   ~ProgramBus() override;
 
   /// Connects, asks for the name, and tells the outcome once on the main thread. A bus that does not answer
@@ -74,7 +74,7 @@ class ProgramBus final : public QObject {
 
   /// `connection` gives something else from now on.
   Signal<> connectionChanged;
-  Signal<Activation> activated;
+  Signal<> activated;
   /// One of `actions`.
   Signal<QString> actionActivated;
 
@@ -92,10 +92,11 @@ class ProgramBus final : public QObject {
   void nameAnswered(bool reached, unsigned answer);
   void activateOther();
   void finish(InstanceRole role);
-  void deliver(const QString& action, Activation kind);
+  void deliver(const QString& action);
   void announce(const QString& property, const QVariant& value);
 
   std::shared_ptr<MainLoop> mainLoop_;
+  const Launch launch_;
   std::function<void(InstanceRole)> outcome_;
   std::vector<QString> early_;  // actions that arrived before the outcome
   int attempts_ = 0;            // to activate the other instance

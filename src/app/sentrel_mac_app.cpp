@@ -77,10 +77,11 @@ bool showsWindows() {
 
 }  // namespace
 
-SentrelMacApp::SentrelMacApp(char** argv)
-    : application_(qtArguments(argv[0]).count(), qtArguments(argv[0]).values()),
+SentrelMacApp::SentrelMacApp(char** argv, Launch launch)
+    : launch_(launch),
+      application_(qtArguments(argv[0]).count(), qtArguments(argv[0]).values()),
       mainLoop_(std::make_shared<QtMainLoop>()),
-      bus_(mainLoop_) {
+      bus_(mainLoop_, launch) {
   QGuiApplication::setApplicationName(QStringLiteral("sentrel"));
   QGuiApplication::setDesktopFileName(QStringLiteral("expert.mardeck.sentrel"));
   QGuiApplication::setApplicationVersion(QStringLiteral(SENTREL_VERSION));
@@ -145,8 +146,11 @@ void SentrelMacApp::begin(InstanceRole role) {
                                    .news = [this] { return std::exchange(untold_, {}); }},
         bus_);
   }
-  appDelegate = std::make_unique<AppDelegate>(AppDelegate::Parts{
-      .bus = bus_, .windows = std::move(windows), .consent = consent_, .quit = [this] { quit(); }});
+  appDelegate = std::make_unique<AppDelegate>(AppDelegate::Parts{.bus = bus_,
+                                                                 .windows = std::move(windows),
+                                                                 .consent = consent_,
+                                                                 .quit = [this] { quit(); },
+                                                                 .launch = launch_});
   appDelegate->applicationDidFinishLaunching();
   // The last thing that is registered for the end: everything else is there by now.
   orderlyExit_ = std::make_unique<OrderlyExit>([defaults = defaults_] {

@@ -21,7 +21,7 @@ namespace sentrel {
 /// the delegate and runs the event loop until somebody ends it. Main thread.
 class SentrelMacApp {
  public:
-  explicit SentrelMacApp(char** argv);
+  SentrelMacApp(char** argv, Launch launch);
   ~SentrelMacApp();
 
   /// The process's exit code.
@@ -33,6 +33,7 @@ class SentrelMacApp {
   void end();
   void quit();
 
+  const Launch launch_;
   bool quitAsked_ = false;
   SignalWatcher signals_;
   QApplication application_;

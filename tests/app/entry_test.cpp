@@ -144,6 +144,32 @@ TEST_F(Entry, AnInstanceThatHangsHoldsUpNoOther) {
   EXPECT_EQ(owner(bus), first.pid());
 }
 
+TEST_F(Entry, WhatSwitchesProtectionOffFromOutsideIsTold) {
+  BusDouble server(desktop, TestBus::session, QStringLiteral("org.freedesktop.Notifications"));
+  server.answer(QStringLiteral("GetServerInformation"), [](const QDBusMessage&) {
+    return QVariantList{QStringLiteral("x"), QStringLiteral("x"), QStringLiteral("1"), QStringLiteral("1.2")};
+  });
+  server.answer(QStringLiteral("Notify"), [](const QDBusMessage&) { return QVariantList{7U}; });
+  server.answer(QStringLiteral("CloseNotification"), [](const QDBusMessage&) { return QVariantList(); });
+  const auto wasAsked = [&](const char* member, std::size_t times) {
+    return waitUntil([&] {
+      QCoreApplication::processEvents();
+      return server.calls(QLatin1String(member)).size() >= times;
+    });
+  };
+  ChildProcess process = spawn();
+  bus.waitForName(programName);
+  perform(bus, "toggle");
+  ASSERT_TRUE(wasAsked("Notify", 1)) << process.output();
+  EXPECT_EQ(server.calls(QStringLiteral("Notify"))[0].arguments().at(3),
+            QStringLiteral("Protection désactivée"));
+  perform(bus, "toggle");
+  EXPECT_TRUE(wasAsked("CloseNotification", 1)) << "it is on again";
+  perform(bus, "quit");
+  EXPECT_EQ(process.waitForExit(seconds(10)), 0);
+  EXPECT_TRUE(wasAsked("Notify", 2)) << "nobody else will ever tell";
+}
+
 TEST_F(Entry, ItDoesWithoutWhatOthersTakeForGranted) {
   struct Case {
     const char* what;
@@ -214,6 +240,7 @@ TEST_F(Entry, ArgumentsAreAnsweredInWordsAndAskNobody) {
       {{"--version", "--help"}, session, "", 0, "sentrel " SENTREL_VERSION "\n", ""},
       {{"--nonsense"}, session, "", 2, "", "sentrel: argument inconnu\u00A0: «\u00A0--nonsense\u00A0»"},
       {{"--nonsense"}, english, "", 2, "", "“sentrel --help”"},
+      {{"--service", "--nonsense"}, english, "", 2, "", "“--nonsense”"},
       {{"--help", "nonsense"}, english, "", 2, "", "“nonsense”"},
       {{""}, english, "", 2, "", "“”"},
       {{"-platform", "xcb"}, english, "", 2, "", "“-platform”"},
@@ -245,7 +272,8 @@ TEST_F(Entry, ArgumentsAreAnsweredInWordsAndAskNobody) {
 /// With a display and windows, and without a panel.
 class EntryOnScreen : public ProgramRun {
  protected:
-  EntryOnScreen() : ProgramRun({.x11 = true}) {}
+  EntryOnScreen() : EntryOnScreen({.x11 = true}) {}
+  explicit EntryOnScreen(const HeadlessDesktop::Options& options) : ProgramRun(options) {}
 
   [[nodiscard]] std::string windows() {
     ChildProcess search = desktop.spawn("xdotool", {"search", "--onlyvisible", "--class", "sentrel"});
@@ -269,11 +297,32 @@ TEST_F(EntryOnScreen, ASecondStartOpensThePopoverOfTheFirst) {
   EXPECT_EQ(owner(bus), first.pid());
 }
 
-TEST_F(EntryOnScreen, TheBusStartsItAndWhatWasAskedIsDone) {
+TEST_F(EntryOnScreen, TheFirstStartOfAllAsksForTheCamera) {
+  fs::remove(settingsFolder() / "defaults.json");
+  ChildProcess process = spawn();
+  EXPECT_TRUE(waitUntil([&] { return !windows().empty(); })) << process.output();
+  EXPECT_EQ(state(bus), "inactive");
+  process.signal(SIGTERM);
+  EXPECT_EQ(process.waitForExit(seconds(10)), 0);
+  EXPECT_EQ(settings().find("\"has_completed_onboarding\": true"), std::string::npos);
+}
+
+/// The same with a camera: without one nothing is protected, and nothing counted.
+class EntryWithCamera : public EntryOnScreen {
+ protected:
+  EntryWithCamera() : EntryOnScreen({.pipeWire = true, .x11 = true}) {
+    desktop.exportToProcess();
+    camera.appear();
+  }
+
+  VirtualCamera camera{{}};
+};
+
+TEST_F(EntryWithCamera, TheBusStartsItAndOnlyWhatIsAskedIsDone) {
   const fs::path services = desktop.runtimeFolder() / "services";
   fs::create_directory(services);
   std::ofstream(services / "expert.mardeck.sentrel.service")
-      << "[D-BUS Service]\nName=expert.mardeck.sentrel\nExec=" << SENTREL_PROGRAM << "\n";
+      << "[D-BUS Service]\nName=expert.mardeck.sentrel\nExec=" << SENTREL_PROGRAM << " --service\n";
   const fs::path socket = desktop.runtimeFolder() / "activating_bus";
   const fs::path configuration = desktop.runtimeFolder() / "activating_bus.conf";
   std::ofstream(configuration)
@@ -289,44 +338,52 @@ TEST_F(EntryOnScreen, TheBusStartsItAndWhatWasAskedIsDone) {
   ASSERT_TRUE(waitUntil([&] { return fs::exists(socket); })) << daemon.output();
   QDBusConnection connection = QDBusConnection::connectToBus(
       QString::fromStdString(environment["DBUS_SESSION_BUS_ADDRESS"]), QStringLiteral("asker"));
-  const auto ask = [&](const char* member, const QVariantList& words) {
-    QDBusMessage call =
-        QDBusMessage::createMethodCall(programName, QStringLiteral("/expert/mardeck/sentrel"),
-                                       QStringLiteral("org.freedesktop.Application"), QLatin1String(member));
+  const auto ask = [&](const char* interface, const char* member, const QVariantList& words) {
+    QDBusMessage call = QDBusMessage::createMethodCall(programName, QStringLiteral("/expert/mardeck/sentrel"),
+                                                       QLatin1String(interface), QLatin1String(member));
     call.setArguments(words);
     const QDBusMessage answer = connection.call(call);
     EXPECT_EQ(answer.type(), QDBusMessage::ReplyMessage) << answer.errorMessage().toStdString();
   };
-  ask("Activate", {QVariantMap()});
+  constexpr auto ofApplications = "org.freedesktop.Application";
+  const auto readState = [&] {
+    ask("org.freedesktop.DBus.Properties", "Get",
+        {QStringLiteral("expert.mardeck.sentrel1"), QStringLiteral("State")});
+  };
+  const auto act = [&](const char* action) {
+    ask(ofApplications, "ActivateAction", {QLatin1String(action), QVariantList(), QVariantMap()});
+  };
+  const auto quit = [&] {
+    act("quit");
+    EXPECT_TRUE(waitUntil([&] { return !connection.interface()->isServiceRegistered(programName); }));
+  };
+  const auto opensCamera = [&] { return waitUntil([&] { return camera.isOpen(); }); };
+  const auto staysClosed = [&] {
+    return !waitUntil([&] { return camera.isOpen() || !windows().empty(); }, seconds(1));
+  };
+
+  readState();
+  EXPECT_TRUE(staysClosed()) << "nobody has asked for protection";
+  ask(ofApplications, "Activate", {QVariantMap()});  // what a login or the desktop's menu ends in
+  EXPECT_TRUE(opensCamera());
   EXPECT_TRUE(waitUntil([&] { return !windows().empty(); })) << "there is no panel to show that it runs";
-  const QVariantList quit{QStringLiteral("quit"), QVariantList(), QVariantMap()};
-  ask("ActivateAction", quit);
-  EXPECT_TRUE(waitUntil([&] { return windows().empty(); }));
-  ask("ActivateAction", quit);  // it is started again, only to do what it is asked
+  quit();
+  readState();
+  EXPECT_TRUE(staysClosed()) << "the person has quit";
+  act("toggle");
+  EXPECT_TRUE(opensCamera());
+  act("toggle");
+  EXPECT_TRUE(waitUntil([&] { return !camera.isOpen(); }));
+  ask(ofApplications, "Activate", {QVariantMap()});
+  EXPECT_TRUE(waitUntil([&] { return !windows().empty(); }));
+  EXPECT_FALSE(waitUntil([&] { return camera.isOpen(); }, seconds(1))) << "it was switched off";
+  quit();
+  act("toggle");
+  EXPECT_TRUE(opensCamera()) << "started in order to be switched on";
+  quit();
+  act("quit");  // it is started again, only to do what it is asked
   QDBusConnection::disconnectFromBus(QStringLiteral("asker"));
 }
-
-TEST_F(EntryOnScreen, TheFirstStartOfAllAsksForTheCamera) {
-  fs::remove(settingsFolder() / "defaults.json");
-  ChildProcess process = spawn();
-  EXPECT_TRUE(waitUntil([&] { return !windows().empty(); })) << process.output();
-  EXPECT_EQ(state(bus), "inactive");
-  process.signal(SIGTERM);
-  EXPECT_EQ(process.waitForExit(seconds(10)), 0);
-  EXPECT_EQ(settings().find("\"has_completed_onboarding\": true"), std::string::npos);
-}
-
-/// The same with a camera: without one nothing is protected, and nothing counted.
-class EntryWithCamera : public ProgramRun {
- protected:
-  EntryWithCamera() : ProgramRun({.pipeWire = true, .x11 = true}) {
-    desktop.exportToProcess();
-    camera.appear();
-  }
-
-  VirtualCamera camera{{}};
-  BusClient bus{desktop, TestBus::session};
-};
 
 TEST_F(EntryWithCamera, EveryEndCountsTheSessionsSeconds) {
   long counted = 0;

@@ -220,6 +220,14 @@
     <source></source>
     <translation>Settings cannot be read: Sentrel uses standard values and leaves the file as it is.</translation>
   </message>
+  <message id="notif_off_title">
+    <source></source>
+    <translation>Protection is off</translation>
+  </message>
+  <message id="notif_off_text">
+    <source></source>
+    <translation>A shortcut of the desktop, a script or another program asked for it.</translation>
+  </message>
   <message id="link_copy">
     <source></source>
     <translation>Copy the address</translation>
@@ -243,6 +251,10 @@
   <message id="command_version">
     <source></source>
     <translation>print the version and exit</translation>
+  </message>
+  <message id="command_service">
+    <source></source>
+    <translation>wait for what the session bus asks, which starts the program so</translation>
   </message>
   <message id="command_manual">
     <source></source>

@@ -220,6 +220,14 @@
     <source></source>
     <translation>Réglages illisibles : Sentrel utilise les valeurs standard, et le fichier reste tel quel.</translation>
   </message>
+  <message id="notif_off_title">
+    <source></source>
+    <translation>Protection désactivée</translation>
+  </message>
+  <message id="notif_off_text">
+    <source></source>
+    <translation>Un raccourci du bureau, un script ou un autre programme l'a demandé.</translation>
+  </message>
   <message id="link_copy">
     <source></source>
     <translation>Copier l'adresse</translation>
@@ -243,6 +251,10 @@
   <message id="command_version">
     <source></source>
     <translation>affiche la version et se termine</translation>
+  </message>
+  <message id="command_service">
+    <source></source>
+    <translation>attend ce que demande le bus de session, qui démarre ainsi le programme</translation>
   </message>
   <message id="command_manual">
     <source></source>
