@@ -22,7 +22,7 @@
 #include <vector>
 
 #include "program/camera_film.h"
-#include "program/process_usage.h"
+#include "stage/process_usage.h"
 #include "program/screen_light.h"
 #include "program/tray_watcher.h"
 #include "stage/document_desktop.h"
@@ -107,7 +107,7 @@ class Measurement {
       const Usage still = measured();
       print("cpu_percent_10fps_still", still.cpuPercent);
       print("wakeups_per_s_nominal", still.wakeUpsPerSecond);
-      print("pss_mib_protecting", ProcessUsage::of(program_.pid()).proportionalMib);
+      print("pss_mib_protecting", test::ProcessUsage::of(program_.pid()).proportionalMib);
     }
     film_.show(CameraFilm::Scene::moving);
     pause(2);
@@ -121,7 +121,7 @@ class Measurement {
       const Usage off = measured();
       print("wakeups_per_s_off", off.wakeUpsPerSecond);
       print("cpu_percent_off", off.cpuPercent);
-      print("pss_mib_off", ProcessUsage::of(program_.pid()).proportionalMib);
+      print("pss_mib_off", test::ProcessUsage::of(program_.pid()).proportionalMib);
     }
     quit();
   }
@@ -153,10 +153,10 @@ class Measurement {
 
   Usage measured() {
     const auto begin = Clock::now();
-    const ProcessUsage before = ProcessUsage::of(program_.pid());
+    const test::ProcessUsage before = test::ProcessUsage::of(program_.pid());
     // Asleep for all of it: this process must not be what disturbs the program.
     std::this_thread::sleep_for(std::chrono::duration<double>(runSeconds_));
-    const ProcessUsage after = ProcessUsage::of(program_.pid());
+    const test::ProcessUsage after = test::ProcessUsage::of(program_.pid());
     const double passed = milli(Clock::now() - begin) / 1000;
     if (!program_.isRunning()) throw std::runtime_error("the program ended:\n" + program_.output());
     return {100 * (after.cpuSeconds - before.cpuSeconds) / passed,
