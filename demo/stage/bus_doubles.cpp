@@ -2,6 +2,7 @@
 #include "stage/bus_doubles.h"
 
 #include <algorithm>
+#include <atomic>
 #include <stdexcept>
 
 #include "stage/wait_until.h"
@@ -19,7 +20,7 @@ QString address(const HeadlessDesktop& desktop, TestBus bus) {
 }
 
 QString nextName() {
-  static int count = 0;
+  static std::atomic<int> count = 0;
   return QStringLiteral("test-%1").arg(count++);
 }
 

@@ -45,6 +45,7 @@ std::vector<char*> pointers(std::vector<std::string>& strings) {
                               int output, int inheritedFd, pid_t parent) {
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (::getppid() != parent) ::_exit(127);  // the parent died before the kernel knew what to do
+  ::setpgid(0, 0);  // the keys that end the parent leave it to the parent to end this one
   sigset_t none;
   ::sigemptyset(&none);
   ::sigprocmask(SIG_SETMASK, &none, nullptr);

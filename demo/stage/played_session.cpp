@@ -3,6 +3,7 @@
 
 #include <QDBusArgument>
 #include <QDBusVariant>
+#include <fstream>
 
 namespace sentrel::test {
 
@@ -17,19 +18,29 @@ const auto locker = QStringLiteral("org.gnome.ScreenSaver");
 const auto batteryPath = QStringLiteral("/org/freedesktop/UPower/devices/BAT0");
 const auto device = QStringLiteral("org.freedesktop.UPower.Device");
 
+/// The template of a login manager that knows the session before it can be asked, as the real one does.
+QString loginManager(const HeadlessDesktop& desktop) {
+  const auto path = desktop.home() / "login_manager.py";
+  std::ofstream(path) << R"(import dbus
+from dbusmock.templates import logind
+from dbusmock.templates.logind import *
+
+def load(mock, parameters):
+    logind.load(mock, parameters)
+    session = mock.AddSession('c2', 'seat0', dbus.UInt32(1000), 'user', True)
+    mock.AddMethod(MAIN_IFACE, 'GetSessionByPID', 'u', 'o', 'ret = "%s"' % session)
+)";
+  return QString::fromStdString(path.string());
+}
+
 }  // namespace
 
 PlayedSession::PlayedSession(HeadlessDesktop& desktop)
     : sessionBus_(desktop, TestBus::session),
       systemBus_(desktop, TestBus::system),
-      logind_(desktop, systemBus_, QStringLiteral("org.freedesktop.login1"), QStringLiteral("logind")),
+      logind_(desktop, systemBus_, QStringLiteral("org.freedesktop.login1"), loginManager(desktop)),
       locker_(desktop, sessionBus_, locker, QStringLiteral("gnome_screensaver")),
       upower_(desktop, systemBus_, QStringLiteral("org.freedesktop.UPower"), QStringLiteral("upower")) {
-  logind_.control(managerPath, QStringLiteral("AddSession"),
-                  {QStringLiteral("c2"), QStringLiteral("seat0"), 1000U, QStringLiteral("user"), true});
-  logind_.control(managerPath, QStringLiteral("AddMethod"),
-                  {manager, QStringLiteral("GetSessionByPID"), QStringLiteral("u"), QStringLiteral("o"),
-                   QStringLiteral("ret = '%1'").arg(sessionPath)});
   constexpr qlonglong secondsLeft = 7200;
   upower_.control(QStringLiteral("/org/freedesktop/UPower"), QStringLiteral("AddDischargingBattery"),
                   {QStringLiteral("BAT0"), QStringLiteral("Battery"), 80.0, secondsLeft});
