@@ -26,6 +26,7 @@ run_packages=(
 demo_packages=(dbus-daemon xvfb openbox picom imagemagick pipewire-bin fonts-dejavu-core)
 demo_wayland_packages=(sway swaybg grim)
 demo_day_packages=(python3-dbusmock dunst)
+soak_packages=(xdotool x11-xserver-utils)
 test_packages=(
   libgtest-dev libgmock-dev libbenchmark-dev libopencv-core-dev libopencv-dnn-dev gdb
   feedbackd x11-utils x11-xserver-utils x11-xkb-utils xdotool at-spi2-core wev
@@ -128,6 +129,7 @@ setup() {
         ;;
       demo-wayland) names+=("${demo_wayland_packages[@]}") ;;
       demo-day) names+=("${demo_day_packages[@]}") ;;
+      soak) names+=("${soak_packages[@]}") ;;
       test)
         names+=("${demo_packages[@]}" "${demo_wayland_packages[@]}" "${demo_day_packages[@]}" "${test_packages[@]}")
         pictures=yes
@@ -135,7 +137,7 @@ setup() {
       gnome) names+=("${gnome_packages[@]}") ;;
       package) names+=("${package_packages[@]}") ;;
       check) names+=("${check_packages[@]}") ;;
-      *) fail "unknown group $group; groups are build, run, demo, demo-wayland, demo-day, test, gnome, package and check" ;;
+      *) fail "unknown group $group; groups are build, run, demo, demo-wayland, demo-day, soak, test, gnome, package and check" ;;
     esac
   done
   install_packages "${names[@]}"
