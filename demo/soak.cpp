@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -87,9 +88,6 @@ int Soak::run() {
 }
 
 void Soak::begin() {
-  fs::create_directories(desktop_.configFolder() / "sentrel");
-  std::ofstream(desktop_.configFolder() / "sentrel" / "defaults.json")
-      << "{\n  \"has_completed_onboarding\": true\n}\n";
   setMonitors(1);
   session_.emplace(desktop_);
   notificationServer_ = desktop_.spawn("dunst", {"-conf", "/dev/null"});
@@ -105,8 +103,25 @@ void Soak::begin() {
   session_->sessionBus().waitForName(busName);
   change(
       "the program starts", [](SoakWorld& world) { world.started = world.wished = true; }, [] {});
+  passOnboarding();
   if (!wait([this] { return watch_->state() == "nominal" && session_->sleepDelays() == 1; }))
     throw std::runtime_error("the program does not protect");
+}
+
+/// Nothing may open the camera before its first page was answered.
+void Soak::passOnboarding() {
+  if (!wait([this] { return watch_->windows() > 0; })) throw std::runtime_error("no onboarding is shown");
+  pause(some(1000, 3000));
+  change(
+      "the person agrees to the camera", [](SoakWorld& world) { world.agreed = true; },
+      [&] { press("Return"); });
+  constexpr int mostPresses = 20;
+  for (int i = 0; i < mostPresses && watch_->windows() > 0; ++i) {
+    pause(some(600, 1500));
+    press("Tab");  // to what leaves a page that has something to do
+    press("space");
+  }
+  if (watch_->windows() > 0) throw std::runtime_error("the onboarding does not end");
 }
 
 bool Soak::goesOn() const {
@@ -514,6 +529,22 @@ void Soak::end() {
       [&] { activate("quit"); });
   if (!waitUntil([&] { return !program_.isRunning(); })) breach("the program does not quit");
   if (!waitUntil([&] { return !watch_->cameraIsOpen(); })) breach("it has quit, and a camera is open");
+  compareHours();
+}
+
+/// A start that failed counts no time of protection.
+void Soak::compareHours() {
+  std::ifstream file(desktop_.configFolder() / "sentrel" / "defaults.json");
+  const std::string kept{std::istreambuf_iterator<char>(file), {}};
+  const std::string key = "\"stats_total_active_seconds\": ";
+  const auto at = kept.find(key);
+  const double counted = at == std::string::npos ? 0 : std::atof(kept.c_str() + at + key.size());
+  const double seen = watch_->activeFor().count();
+  const std::string words = "it has counted " + std::to_string(static_cast<int>(counted)) +
+                            " s of protection, and " + std::to_string(static_cast<int>(seen)) + " s in " +
+                            std::to_string(watch_->sessions()) + " sessions were seen";
+  // Each session counts in whole seconds, and is seen with a delay.
+  std::abs(counted - seen) > 5 + 1.5 * watch_->sessions() ? breach(words) : say(words);
 }
 
 void Soak::summarize() {

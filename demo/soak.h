@@ -52,6 +52,7 @@ class Soak {
   enum class Scene { alone, watched, away, count };
 
   void begin();
+  void passOnboarding();
   void live();
   void happen();
   void end();
@@ -79,6 +80,7 @@ class Soak {
   void rest();
   void restIn(const std::string& state);
   [[nodiscard]] ProcessUsage settledUsage() const;
+  void compareHours();
 
   void change(const std::string& words, const Edit& edit, const std::function<void()>& action);
   void activate(const char* action) const;

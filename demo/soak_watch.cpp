@@ -3,8 +3,9 @@
 
 #include <xcb/xcb.h>
 
-#include <QDBusVariant>
+#include <QDBusArgument>
 #include <QString>
+#include <QVariantMap>
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -29,6 +30,7 @@ constexpr milliseconds protectingLimit{5000 + 3000};
 constexpr milliseconds stateLimit{1000};
 constexpr milliseconds coverLimit{2000};
 constexpr milliseconds answerLimit{5000};
+constexpr milliseconds callTimeout{2000};
 constexpr milliseconds lookInterval{10};
 constexpr milliseconds askInterval{100};
 
@@ -102,14 +104,14 @@ SoakWatch::~SoakWatch() = default;
 
 SoakWatch::Expected SoakWatch::expectedIn(const SoakWorld& world) {
   if (!world.started || world.unclear) return Expected::anything;
-  if (world.isAway()) return Expected::closed;
+  if (world.isAway() || !world.agreed) return Expected::closed;
   if (!world.wished) return world.calibrating ? Expected::anything : Expected::closed;
   const auto there = [](const SoakWorld::Camera& camera) { return camera.there; };
   const auto gives = [](const SoakWorld::Camera& camera) { return camera.there && camera.gives; };
   const auto cameras = std::ranges::count_if(world.cameras, there);
   const auto giving = std::ranges::count_if(world.cameras, gives);
-  if (!world.pipeWire || giving == 0) return Expected::blind;
-  return giving == cameras ? Expected::protecting : Expected::anything;
+  // Of two, the one that is used may be the one that gives nothing.
+  return world.pipeWire && giving > 0 && giving == cameras ? Expected::protecting : Expected::anything;
 }
 
 void SoakWatch::change(const std::function<void(SoakWorld&)>& edit, const std::function<void()>& action) {
@@ -153,6 +155,16 @@ bool SoakWatch::cameraIsOpen() const {
   return std::ranges::any_of(parts_.cameras, [](const VirtualCamera* camera) { return camera->isOpen(); });
 }
 
+std::chrono::duration<double> SoakWatch::activeFor() const {
+  const std::scoped_lock lock(mutex_);
+  return activeFor_;
+}
+
+int SoakWatch::sessions() const {
+  const std::scoped_lock lock(mutex_);
+  return sessions_;
+}
+
 SoakWatch::Longest SoakWatch::longest() const {
   const std::scoped_lock lock(mutex_);
   return longest_;
@@ -163,15 +175,16 @@ void SoakWatch::ask(const std::stop_token& stop) {
   const Screen screen(parts_.desktop.environment().at("DISPLAY"));
   std::unique_ptr<BusClient> bus;
   while (!stop.stop_requested()) {
-    std::string answer;
     const Duration asked = now_;
     try {
       if (!bus) bus = std::make_unique<BusClient>(parts_.desktop, TestBus::session);
       const QDBusMessage reply =
           bus->call(QStringLiteral("expert.mardeck.sentrel"), QStringLiteral("/expert/mardeck/sentrel"),
-                    QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"),
-                    {QStringLiteral("expert.mardeck.sentrel1"), QStringLiteral("State")}, seconds(2));
-      answer = reply.arguments().constFirst().value<QDBusVariant>().variant().toString().toStdString();
+                    QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("GetAll"),
+                    {QStringLiteral("expert.mardeck.sentrel1")}, callTimeout);
+      const auto properties = qdbus_cast<QVariantMap>(reply.arguments().constFirst());
+      answered(asked, properties.value(QStringLiteral("State")).toString().toStdString(),
+               properties.value(QStringLiteral("IsActive")).toBool());
     } catch (const std::exception&) {
       bus.reset();  // it may be another one by now
     }
@@ -179,22 +192,29 @@ void SoakWatch::ask(const std::stop_token& stop) {
     const int covers = screen.covers(parts_.monitorWidth, parts_.monitorHeight);
     {
       const std::scoped_lock lock(mutex_);
-      const Duration now = now_;
-      if (covers != covers_) coversSince_ = now;
-      covers_ = covers;
-      coversAt_ = now;
-      if (!answer.empty()) {
-        longest_.answerMs = std::max(longest_.answerMs, milli(now - asked));
-        answeredAt_ = now;
-        if (answer != state_) {
-          if (seesIn(answer) != seesIn(state_) || !seesIn(answer)) stateSince_ = now;
-          if (answer == "alert") ++alerts_;
-          state_ = answer;
-        }
-      }
+      coversAt_ = now_;
+      if (std::exchange(covers_, covers) != covers) coversSince_ = coversAt_;
     }
     std::this_thread::sleep_for(askInterval);
   }
+}
+
+void SoakWatch::answered(Duration asked, const std::string& state, bool active) {
+  const std::scoped_lock lock(mutex_);
+  const auto time = SteadyClock::now();
+  answeredAt_ = now_;
+  longest_.answerMs = std::max(longest_.answerMs, milli(answeredAt_ - asked));
+  if (active) {
+    if (activeAt_) activeFor_ += time - *activeAt_;
+    if (!activeAt_) ++sessions_;
+    activeAt_ = time;
+  } else {
+    activeAt_.reset();
+  }
+  if (state == state_) return;
+  if (!seesIn(state) || !seesIn(state_)) stateSince_ = answeredAt_;
+  if (state == "alert") ++alerts_;
+  state_ = state;
 }
 
 void SoakWatch::look(const std::stop_token& stop) {
@@ -212,6 +232,8 @@ void SoakWatch::judge() {
   const std::scoped_lock lock(mutex_);
   const Duration now = now_;
   if (!started_) return;
+  if (!open) openSince_.reset();
+  if (open && !openSince_) openSince_ = now;
   if (!sessionBus_) {
     // Only what is seen without it can be judged.
     answeredAt_ = now;
@@ -246,8 +268,11 @@ void SoakWatch::judge() {
   const bool off = state_ == "inactive" && !wished_ && !calibrating_;
   if (sessionBus_) {
     require(Rule::answers, now - answeredAt_ <= answerLimit, "it does not answer on the bus");
-    if (fresh && settled && !calibrating_ && (off || state_ == "autoPaused"))
-      require(Rule::rests, !open, "it says " + state_ + ", and the camera is open");
+    if (fresh && settled && !calibrating_ && (off || state_ == "autoPaused")) {
+      // It opens before it says so.
+      require(Rule::rests, !open || now - *openSince_ <= stateLimit,
+              "it says " + state_ + ", and the camera is open");
+    }
     if (fresh && settled && !wished_)
       require(Rule::stops, state_ == "inactive", "it was switched off, and says " + state_);
   }

@@ -20,6 +20,7 @@ namespace sentrel::test {
 
 /// What the life has made of the machine, as far as the program must answer for it.
 struct SoakWorld {
+  bool agreed = false;  ///< to the camera
   bool wished = false;  ///< protection is switched on
   bool calibrating = false;
   bool locked = false;
@@ -27,7 +28,7 @@ struct SoakWorld {
   bool asleep = false;
   bool switchedAway = false;
   bool lockAsked = false;  ///< and nobody has confirmed it
-  bool unclear = false;  ///< it need not have heard of everything yet
+  bool unclear = false;    ///< it need not have heard of everything yet
   bool pipeWire = true;
   bool sessionBus = true;
   bool started = false;  ///< the program
@@ -53,7 +54,7 @@ class SoakWatch {
     std::array<const VirtualCamera*, 2> cameras;
     int monitorWidth;
     int monitorHeight;
-    std::function<void(const std::string&)> breach;  ///< called on the watch's thread
+    std::function<void(const std::string&)> breach;  ///< on a thread of the watch, which it must not ask then
   };
   struct Longest {
     double closingMs = 0;     ///< from a reason to rest, or the end of every wish, to closed cameras
@@ -79,16 +80,20 @@ class SoakWatch {
   [[nodiscard]] int windows() const { return windows_; }
   [[nodiscard]] bool cameraIsOpen() const;
   [[nodiscard]] int alerts() const { return alerts_; }
+  /// For how long, and how often, the program has said that protection is active.
+  [[nodiscard]] std::chrono::duration<double> activeFor() const;
+  [[nodiscard]] int sessions() const;
   [[nodiscard]] Longest longest() const;
 
  private:
   class Screen;
   /// What the world asks of the program.
-  enum class Expected { anything, closed, protecting, blind };
+  enum class Expected { anything, closed, protecting };
   enum class Rule { saysThatItSees, protects, closes, rests, stops, answers, covers, uncovers, count };
 
   [[nodiscard]] static Expected expectedIn(const SoakWorld& world);
   void ask(const std::stop_token& stop);
+  void answered(Duration asked, const std::string& state, bool active);
   void look(const std::stop_token& stop);
   void judge();
   void judgeScreen(Duration now);
@@ -120,6 +125,10 @@ class SoakWatch {
   std::string state_ = "inactive";
   Duration stateSince_{};
   Duration answeredAt_{};
+  std::optional<std::chrono::steady_clock::time_point> activeAt_;  // the last time that it said so
+  std::chrono::steady_clock::duration activeFor_{};
+  int sessions_ = 0;
+  std::optional<Duration> openSince_;
   int covers_ = 0;
   Duration coversSince_{};
   Duration coversAt_{};
