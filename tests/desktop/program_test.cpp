@@ -154,6 +154,27 @@ TEST_F(ProgramTest, TheCameraClosesWhenThePersonGoesAndOpensWhenTheyReturn) {
   }
 }
 
+TEST_F(ProgramTest, KeysAreNotListenedToWhileTheScreenIsLocked) {
+  // The X server has a socket for each of its clients, and the observer of the keys is one.
+  const auto clients = [&] {
+    std::ifstream sockets("/proc/net/unix");
+    long count = 0;
+    for (std::string line; std::getline(sockets, line);)
+      count += line.ends_with("/tmp/.X11-unix/X" + desktop.environment().at("DISPLAY").substr(1)) ? 1 : 0;
+    return count;
+  };
+  startListening();
+  (void)settledDescriptors();
+  const long open = clients();
+  for (int i = 0; i < 3; ++i) {
+    session.setLockedHint(true);
+    EXPECT_TRUE(waitUntil([&] { return clients() == open - 1; })) << clients() << " of " << open;
+    EXPECT_TRUE(becomes("autoPaused"));
+    session.setLockedHint(false);
+    EXPECT_TRUE(waitUntil([&] { return clients() == open; })) << clients() << " of " << open;
+  }
+}
+
 TEST_F(ProgramTest, ACameraThatComesBackAfterTheWakeProtectsAtOnce) {
   startListening();
   session.prepareForSleep(true);
