@@ -96,6 +96,8 @@ CalibrationView::CalibrationView(Parts parts, std::function<void()> done, QWidge
   column->addSpacing(16);
   (new QHBoxLayout(bar_))->setContentsMargins(0, 0, 0, 0);
   column->addWidget(bar_);
+  setAccessibleName(
+      text(QStringLiteral("Calibration de distance")));  // it has the focus while something runs
   logo_->setMood(EyeLogo::Mood::idleOpen);
   buildPhase(shown_);
   buildButtons(shown_);
@@ -240,7 +242,8 @@ void CalibrationView::buildButtons(const Phase& phase) {
       break;
     case Phase::Kind::counting:
     case Phase::Kind::measuring:
-      primary_ = addButton(PushButton::Kind::secondary, text(QStringLiteral("Annuler")), 125, cancel);
+      // Not by the Enter key: who pressed it twice to start would end it.
+      addButton(PushButton::Kind::secondary, text(QStringLiteral("Annuler")), 125, cancel);
       break;
     case Phase::Kind::done:
       addButton(PushButton::Kind::secondary, text(QStringLiteral("Recommencer")), 134, cancel);
@@ -257,7 +260,8 @@ void CalibrationView::buildButtons(const Phase& phase) {
   bar_->layout()->addWidget(buttons_);
   buttons_->QWidget::show();
   // Who pressed the last button by key goes on from the next one.
-  if (isVisible()) primary_->setFocus(Qt::OtherFocusReason);
+  if (isVisible())
+    (primary_ != nullptr ? static_cast<QWidget*>(primary_) : this)->setFocus(Qt::OtherFocusReason);
 }
 
 PushButton* CalibrationView::addButton(PushButton::Kind kind, const QString& words, int width,

@@ -30,7 +30,7 @@ class CalibrationView : public QWidget {
 
   /// What the Escape key means: cancels while something runs; false where there is nothing to cancel.
   bool cancelRunning();
-  /// The button that is pressed by the Enter key.
+  /// The button that is pressed by the Enter key; none while something runs.
   [[nodiscard]] QWidget* defaultButton() const { return primary_; }
 
  protected:
@@ -61,7 +61,7 @@ class CalibrationView : public QWidget {
   QWidget* content_ = nullptr;
   QWidget* bar_;
   QWidget* buttons_ = nullptr;
-  PushButton* primary_ = nullptr;
+  PushButton* primary_ = nullptr;  // pressed by the Enter key
   TextLabel* count_ = nullptr;
   TextLabel* value_ = nullptr;
   RoundButton* minus_ = nullptr;

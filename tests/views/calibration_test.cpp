@@ -56,6 +56,31 @@ TEST_F(CalibrationTest, AFailureIsSaidAndCanBeTriedAgain) {
   EXPECT_NE(buttonNamed(*window, "Démarrer"), nullptr);
 }
 
+TEST_F(CalibrationTest, WhatStartsItTwiceDoesNotEndIt) {
+  for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Space}) {
+    open();
+    for (int i = 0; i < 2; ++i) {
+      QTest::keyClick(window->focusWidget(), key);
+      room.room.settle();
+      QCoreApplication::processEvents();
+    }
+    EXPECT_EQ(phase(), Phase::Kind::counting) << key;
+    QTest::keyClick(window->focusWidget(), Qt::Key_Tab);
+    EXPECT_EQ(window->focusWidget(), buttonNamed(*window, "Annuler"));
+    QTest::keyClick(window->focusWidget(), key);  // now it is meant
+    QCoreApplication::processEvents();
+    EXPECT_EQ(phase(), Phase::Kind::idle) << key;
+    window.reset();
+  }
+  open();
+  press("Démarrer");
+  auto* cancel = buttonNamed(*window, "Annuler");
+  QTest::mouseEvent(QTest::MouseDClick, cancel, Qt::LeftButton, {}, cancel->rect().center());
+  QTest::mouseRelease(cancel, Qt::LeftButton);
+  QCoreApplication::processEvents();
+  EXPECT_EQ(phase(), Phase::Kind::counting);
+}
+
 TEST_F(CalibrationTest, ClosedAtAnyMomentItLeavesTheCameraToProtection) {
   enum class Way { escape, button, close };
   for (const Way way : {Way::escape, Way::button, Way::close}) {

@@ -42,6 +42,17 @@ void DrawnButton::leaveEvent(QEvent* event) {
   QPushButton::leaveEvent(event);
 }
 
+void DrawnButton::mousePressEvent(QMouseEvent* event) {
+  pressed_ = true;
+  QPushButton::mousePressEvent(event);
+}
+
+/// The second half of a double click whose first went to the button that stood here before is not meant for
+/// this one.
+void DrawnButton::mouseDoubleClickEvent(QMouseEvent* event) {
+  if (pressed_) QPushButton::mouseDoubleClickEvent(event);
+}
+
 void DrawnButton::keyPressEvent(QKeyEvent* event) {
   if (!pressByEnter(*this, *event)) QPushButton::keyPressEvent(event);
 }

@@ -25,8 +25,11 @@ class DrawnButton : public QPushButton, public FocusShape {
   void enterEvent(QEnterEvent* event) override;
   void leaveEvent(QEvent* event) override;
   void keyPressEvent(QKeyEvent* event) override;
+  void mousePressEvent(QMouseEvent* event) override;
+  void mouseDoubleClickEvent(QMouseEvent* event) override;
 
  private:
+  bool pressed_ = false;  // ever
   AnimatedValue isHovered;
 };
 
