@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "app/app_delegate.h"
 
-#include <QScreen>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -98,12 +97,8 @@ void AppDelegate::showOnboarding() {
     giveMemoryBackAfter(*onboardingWindow);
     onboardingWindow->setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
                                      Qt::WindowCloseButtonHint | Qt::WindowStaysOnTopHint);
-    const QRect screen = onboardingWindow->screen()->availableGeometry();
-    onboardingWindow->move(screen.center() - onboardingWindow->rect().center());
-    onboardingWindow->show();
   }
-  onboardingWindow->raise();
-  onboardingWindow->activateWindow();
+  onboardingWindow->present();
 }
 
 void AppDelegate::tellTheBus() {

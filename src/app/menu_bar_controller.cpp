@@ -59,6 +59,7 @@ MenuBarController::MenuBarController(Actions actions, ProgramBus& bus)
       camera_(AVCaptureManager::shared()),
       cameraControl_(CameraControl::shared()),
       statusItem({.activated = [this](const QRect& anchor) { togglePopover(anchor); },
+                  .open = [this] { showPopover(); },
                   .toggleProtection = [this] { service_->toggle(); },
                   .quit = actions_.quit}) {
   const auto useBus = [this, &bus] {
@@ -89,6 +90,7 @@ void MenuBarController::updateStatusItem() {
 
 void MenuBarController::togglePopover(const QRect& anchor) {
   if (popover && popover->isVisible()) {
+    if (popover->content().asks()) return showPopover();
     popover->close();
   } else if (!sinceClosed_.isValid() || sinceClosed_.elapsed() > sameClickMs) {
     openPopover(anchor);
@@ -167,10 +169,8 @@ void MenuBarController::openPreferences() {
                                        .newCalibration = [] { return CalibrationSession::create(); }});
     prefsWindow->setAttribute(Qt::WA_DeleteOnClose);
     giveMemoryBackAfter(*prefsWindow);
-    prefsWindow->show();
   }
-  prefsWindow->raise();
-  prefsWindow->activateWindow();
+  prefsWindow->present();
 }
 
 /// We start no program of our own: the desktop opens the address.

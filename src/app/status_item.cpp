@@ -8,13 +8,13 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QGuiApplication>
-#include <QPalette>
 #include <cstdlib>
 #include <memory>
 #include <string_view>
 #include <utility>
 
 #include "look/texts.h"
+#include "views/theme.h"
 
 namespace sentrel {
 
@@ -54,20 +54,21 @@ bool hasX11Tray() {
   return owner && owner->owner != XCB_NONE;
 }
 
-/// Panels do not tell their colour: GNOME's is dark, others follow the desktop's palette.
+/// Panels do not tell their colour: GNOME's is dark, others are light or dark as windows are.
 QColor labelColor() {
   if (qEnvironmentVariable("XDG_CURRENT_DESKTOP").contains(QLatin1String("GNOME"))) return Qt::white;
-  return StatusBarIcon::labelOn(QGuiApplication::palette().color(QPalette::Window));
+  return StatusBarIcon::labelOn(colors().window);
 }
 
 }  // namespace
 
 StatusItem::StatusItem(Actions actions) : actions_(std::move(actions)) {
-  menu_.addAction(text(QStringLiteral("tray_open")), [this] { actions_.activated(anchor()); });
+  menu_.addAction(text(QStringLiteral("tray_open")), [this] { actions_.open(); });
   toggle_ = menu_.addAction({}, [this] { actions_.toggleProtection(); });
   menu_.addSeparator();
   menu_.addAction(QStringLiteral("Quitter"), [this] { actions_.quit(); });
   setActive(false);
+  QObject::connect(&Theme::shared(), &Theme::changed, &look_, [this] { update(); });
   look_.setSingleShot(true);
   QObject::connect(&look_, &QTimer::timeout, &look_, [this] { lookForX11Tray(); });
   look_.start(lookMs);

@@ -23,6 +23,7 @@ class StatusItem final : private QAbstractNativeEventFilter {
   struct Actions {
     std::function<void(const QRect& anchor)>
         activated;  ///< a plain click; where the icon, or the pointer, is
+    std::function<void()> open;
     std::function<void()> toggleProtection;
     std::function<void()> quit;
   };

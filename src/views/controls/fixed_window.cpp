@@ -31,6 +31,17 @@ void FixedWindow::resizeToText() {
   update();
 }
 
+void FixedWindow::present() {
+  if (!isVisible()) {
+    const QScreen* where = screen();
+    if (where != nullptr) move(where->availableGeometry().center() - rect().center());
+    show();
+  }
+  setWindowState(windowState() & ~Qt::WindowMinimized);
+  raise();
+  activateWindow();
+}
+
 void FixedWindow::keyPressEvent(QKeyEvent* event) {
   if (event->matches(QKeySequence::Close)) {
     close();

@@ -13,6 +13,9 @@ class FixedWindow : public QWidget {
   /// `size` at 100 % text; with text twice as large, the share `addedForText` of it is added.
   FixedWindow(const QString& title, QSize size, double addedForText);
 
+  /// Opens it in the middle of the work area; brings it back and to the front where it is open.
+  void present();
+
  protected:
   void paintEvent(QPaintEvent* event) override;
   void keyPressEvent(QKeyEvent* event) override;
