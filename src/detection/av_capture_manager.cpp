@@ -2,10 +2,10 @@
 #include "detection/av_capture_manager.h"
 
 #include <atomic>
+#include <chrono>
 #include <utility>
 #include <vector>
 
-#include "detection/session_configuration.h"
 #include "platform/platform.h"
 
 namespace sentrel {
@@ -13,6 +13,24 @@ namespace sentrel {
 namespace {
 
 constexpr std::int64_t calibrationFps = 10;
+constexpr int frameWidth = 640;  // pixels
+constexpr int frameHeight = 480;
+// A camera service that was just started lists its devices within a second or two.
+constexpr std::chrono::milliseconds firstListingTimeout{3000};
+
+/// Prepares `session` for its start. Only what a person must mend is reported as the device's own error.
+/// Camera queue.
+std::optional<StartError> configure(CaptureSession& session, CaptureRequest request) {
+  session.awaitDevices(firstListingTimeout);
+  if (session.devices().empty() && !session.hasSeenDevice()) {
+    if (auto error = session.serviceError()) return *std::move(error);
+    return CameraError::noCameraAvailable;
+  }
+  auto error = session.configure(std::move(request));
+  if (!error) return std::nullopt;
+  if (error->kind == CaptureError::Kind::accessDenied) return *std::move(error);
+  return CameraError::configurationFailed;
+}
 
 }  // namespace
 
@@ -84,6 +102,11 @@ void AVCaptureManager::updateFrameDemand() {
 
 // Start and stop.
 
+CaptureRequest AVCaptureManager::captureRequest() const {
+  return {frameWidth, frameHeight, preferredCameraID_,
+          [route = route_](const FrameRef& frame) { route->captureOutput(frame); }};
+}
+
 void AVCaptureManager::requestAccess(std::function<void(bool granted)> answer) {
   switch (session_->authorizationStatus()) {
     case AuthorizationStatus::authorized:
@@ -138,11 +161,10 @@ void AVCaptureManager::prepareDetector(const std::shared_ptr<Start>& start) {
 
 void AVCaptureManager::startOnSessionQueue(const std::shared_ptr<Start>& start) {
   start->onSessionQueue = true;
-  sessionQueue->async([weak = weak_from_this(), start, session = session_, route = route_,
-                       preferredID = preferredCameraID_, mainLoop = environment_.mainLoop] {
+  sessionQueue->async([weak = weak_from_this(), start, session = session_, request = captureRequest(),
+                       mainLoop = environment_.mainLoop]() mutable {
     if (start->abandoned) return;
-    auto error = configureSession(*session, preferredID,
-                                  [route](const FrameRef& frame) { route->captureOutput(frame); });
+    auto error = configure(*session, std::move(request));
     // Waiting for devices takes time: the camera must not open for a start that a stop has overtaken.
     if (start->abandoned) return;
     if (!error) session->startRunning();
@@ -195,8 +217,9 @@ void AVCaptureManager::switchCamera(std::optional<std::string> id) {
   preferredCameraID_ = std::move(id);
   // A start that is already on the camera queue took the earlier choice with it.
   if (!isRunning_ && !(start_ && start_->onSessionQueue)) return;
-  sessionQueue->async(
-      [session = session_, preferredID = preferredCameraID_] { switchInput(*session, preferredID); });
+  sessionQueue->async([session = session_, request = captureRequest()]() mutable {
+    (void)session->configure(std::move(request));  // without a camera no frame comes, which is noticed
+  });
 }
 
 void AVCaptureManager::startCalibrationSampling(std::function<void(double faceWidth)> handler) {

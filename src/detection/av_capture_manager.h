@@ -71,6 +71,8 @@ class AVCaptureManager final : public CameraFeedProviding,
   AVCaptureManager(std::shared_ptr<CaptureSession> captureSession, std::shared_ptr<SerialQueue> cameraQueue,
                    AnalysisEnvironment environment);
 
+  /// What the session is asked for, with the camera of the person's choice.
+  [[nodiscard]] CaptureRequest captureRequest() const;
   void updateFrameDemand();
   void prepareDetector(const std::shared_ptr<Start>& start);
   void startOnSessionQueue(const std::shared_ptr<Start>& start);

@@ -24,15 +24,14 @@ struct CameraDevice {
   bool operator==(const CameraDevice&) const = default;
 };
 
-/// The camera that a configuration streams: the device `deviceID`, and, while that is absent or not listed,
-/// whatever the default rule (front, else the session manager's default, else the first) finds. The session
-/// applies this anew whenever it connects.
-struct DeviceInput {
+/// What a capture session is to stream: one camera's frames, of one size, to one consumer.
+struct CaptureRequest {
+  int width = 640;  ///< pixels of every delivered frame, whatever the camera gives
+  int height = 480;
+  /// The camera to stream. While it is absent or not listed, the default one is used: the first at the front,
+  /// else the session manager's default, else the first. The choice is made anew at every connection.
   std::optional<std::string> deviceID;
-};
-
-/// Where frames go. `onFrame` is called on the camera queue with 32-bit BGRA frames, newest only.
-struct VideoDataOutput {
+  /// Called on the camera queue with 32-bit BGRA frames; a frame that is overtaken by a newer one is dropped.
   std::function<void(const FrameRef&)> onFrame;
 };
 
@@ -53,10 +52,9 @@ struct CaptureError {
 
 /// The machine's one capture session.
 ///
-/// It streams one device: an accepted input replaces the earlier one, an accepted output likewise, and inputs
-/// kept while it is stopped hold no stream. It owns recovery: when its device goes, errs, or gives no frame
-/// for 2 s while frames are wanted, it emits `wasInterrupted`, repeats that every 2 s while it stays so,
-/// reconnects by itself and then emits `interruptionEnded`.
+/// It streams one device, and holds a stream only while it runs and somebody wants frames. It owns recovery:
+/// when its device goes, errs, or gives no frame for 2 s while frames are wanted, it emits `wasInterrupted`,
+/// repeats that every 2 s while it stays so, reconnects by itself and then emits `interruptionEnded`.
 class CaptureSession {
  public:
   virtual ~CaptureSession() = default;
@@ -70,8 +68,6 @@ class CaptureSession {
   virtual void awaitDevices(std::chrono::milliseconds timeout) = 0;
   /// Every camera on offer. Any thread.
   [[nodiscard]] virtual std::vector<CameraDevice> devices() const = 0;
-  /// The default camera at `position`, or of any kind for `unspecified`. Any thread.
-  [[nodiscard]] virtual std::optional<CameraDevice> defaultDevice(CameraPosition position) const = 0;
   /// True once any camera was ever listed in this process. Any thread.
   [[nodiscard]] virtual bool hasSeenDevice() const = 0;
   /// Why there can be no listing at all (the service is not running), or none. Any thread.
@@ -80,23 +76,14 @@ class CaptureSession {
   /// Why the session is interrupted, while it is. Any thread.
   [[nodiscard]] virtual std::optional<CaptureError> interruptionCause() const = 0;
 
-  // Configuration, start and stop. Camera queue.
+  /// Replaces the request as a whole; a session that runs goes on with the new one at once. A camera that is
+  /// away or busy is no error: the session takes it as soon as it can. One that this process has never seen
+  /// is treated as no choice. On an error the session has no camera until the next call. Camera queue.
+  [[nodiscard]] virtual std::optional<CaptureError> configure(CaptureRequest request) = 0;
 
-  /// Opens a configuration; while one is open this is the same one. Nothing takes effect before the commit.
-  virtual void beginConfiguration() = 0;
-  virtual void commitConfiguration() = 0;
-  /// The wanted frame size in pixels.
-  virtual void setPreset(int width, int height) = 0;
-  /// Checks that the input's device can be used now; gives the cause when it cannot.
-  [[nodiscard]] virtual std::optional<CaptureError> checkInput(const DeviceInput& input) = 0;
-  /// True also for a camera that is away or busy just now: the session takes it as soon as it can.
-  [[nodiscard]] virtual bool canAddInput(const DeviceInput& input) = 0;
-  virtual void addInput(const DeviceInput& input) = 0;
-  virtual void removeInputs() = 0;
-  [[nodiscard]] virtual bool canAddOutput() = 0;
-  virtual void addOutput(VideoDataOutput output) = 0;
+  /// Camera queue.
   virtual void startRunning() = 0;
-  /// Closes the device and lets go of every frame.
+  /// Closes the device and lets go of every frame. Camera queue.
   virtual void stopRunning() = 0;
 
   /// Any thread; takes effect on the camera queue.

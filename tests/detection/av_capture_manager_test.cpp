@@ -50,9 +50,9 @@ TEST_F(AVCaptureManagerTest, StartsConfiguresAndFeedsTheAnalyser) {
   EXPECT_THAT(outcomes, ElementsAre(Outcome::started));
   EXPECT_TRUE(manager->isRunning());
   EXPECT_TRUE(room.session->running);
-  EXPECT_FALSE(room.session->configuring);
-  EXPECT_EQ(room.session->preset, std::pair(640, 480));
-  room.session->output.onFrame(room.frame());
+  EXPECT_EQ(room.session->request->width, 640);
+  EXPECT_EQ(room.session->request->height, 480);
+  room.session->request->onFrame(room.frame());
   room.settle();
   EXPECT_EQ(results, 1);
 
@@ -63,7 +63,7 @@ TEST_F(AVCaptureManagerTest, StartsConfiguresAndFeedsTheAnalyser) {
   manager->setAnalyzer(nullptr);
   room.settle();
   room.loop->advance(200);
-  room.session->output.onFrame(room.frame());
+  room.session->request->onFrame(room.frame());
   room.settle();
   EXPECT_EQ(results, 1) << "no analyser, no result";
 }
@@ -85,7 +85,7 @@ TEST_F(AVCaptureManagerTest, AStopWinsOverAStartThatIsUnderWay) {
   startAndSettle();
   room.detector->whilePreparing = nullptr;
   EXPECT_EQ(outcomes.back(), Outcome::stoppedMeanwhile) << "while the model is loaded";
-  EXPECT_EQ(room.session->commits, 0);
+  EXPECT_EQ(room.session->configurations, 0);
 
   room.session->whileListing = stop;
   startAndSettle();
@@ -113,8 +113,9 @@ TEST_F(AVCaptureManagerTest, StartsThatOverlapAreOneAndAStartAfterAStopIsAnother
   EXPECT_THAT(seen, ElementsAre(false, true));
 }
 
-TEST_F(AVCaptureManagerTest, FailuresTellTheirCauseAndLeaveTheConfigurationOpen) {
+TEST_F(AVCaptureManagerTest, FailuresTellTheirCauseAndTheNextStartIsFree) {
   const CaptureError denied{CaptureError::Kind::accessDenied, "no permission for the node"};
+  const CaptureError taken{CaptureError::Kind::busy, "taken"};
   const CaptureError noService{CaptureError::Kind::noService, "not running"};
   const FaceDetectorError noModel{"models/face.tflite is damaged"};
   auto& session = *room.session;
@@ -126,20 +127,18 @@ TEST_F(AVCaptureManagerTest, FailuresTellTheirCauseAndLeaveTheConfigurationOpen)
     std::string key;
     std::function<void()> fault;
     StartError expected;
-    bool configuring;
   } cases[] = {
       {"error_camera_denied", [&] { session.status = AuthorizationStatus::denied; },
-       CameraError::permissionDenied, false},
+       CameraError::permissionDenied},
       {"error_camera_denied", [&] { session.status = AuthorizationStatus::restricted; },
-       CameraError::permissionDenied, false},
-      {"error_model_missing", [&] { room.detector->prepareError = noModel; }, noModel, false},
-      {"error_no_camera", unseen, CameraError::noCameraAvailable, true},
-      {"error_no_pipewire", [&] { unseen(), session.service = noService; }, noService, true},
-      {"error_camera_denied", [&] { session.inputError = denied; }, denied, true},
-      {"error_camera_busy", [&] { session.takesInput = false; }, CameraError::configurationFailed, true},
-      {"error_camera_busy", [&] { session.takesOutput = false; }, CameraError::configurationFailed, true},
+       CameraError::permissionDenied},
+      {"error_model_missing", [&] { room.detector->prepareError = noModel; }, noModel},
+      {"error_no_camera", unseen, CameraError::noCameraAvailable},
+      {"error_no_pipewire", [&] { unseen(), session.service = noService; }, noService},
+      {"error_camera_denied", [&] { session.configureError = denied; }, denied},
+      {"error_camera_busy", [&] { session.configureError = taken; }, CameraError::configurationFailed},
   };
-  for (const auto& [key, fault, expected, configuring] : cases) {
+  for (const auto& [key, fault, expected] : cases) {
     fault();
     startAndSettle();
     EXPECT_EQ(outcomes.back(), Outcome::failed) << key;
@@ -147,35 +146,25 @@ TEST_F(AVCaptureManagerTest, FailuresTellTheirCauseAndLeaveTheConfigurationOpen)
     EXPECT_EQ(error->index(), expected.index()) << key;
     EXPECT_EQ(describe(*error), describe(expected)) << key;
     EXPECT_EQ(textKey(describe(*error).kind), key);
-    EXPECT_EQ(session.configuring, configuring) << key;
     EXPECT_EQ(session.starts, 0) << key;
     EXPECT_FALSE(manager->isRunning()) << key;
 
     session.status = AuthorizationStatus::authorized;
     session.cameras = {{"front", "", CameraPosition::front}};
-    session.seen = session.takesInput = session.takesOutput = true;
+    session.seen = true;
     session.service.reset();
-    session.inputError.reset();
+    session.configureError.reset();
     room.detector->prepareError.reset();
     startAndSettle();
     EXPECT_EQ(outcomes.back(), Outcome::started) << "after " << key;
-    EXPECT_FALSE(session.configuring) << "after " << key;
     manager->stopSession();
     room.settle();
     session.starts = 0;
   }
 }
 
-TEST_F(AVCaptureManagerTest, ACameraThatIsAwayOrBusyCountsAsStarted) {
-  room.session->inputError = CaptureError{CaptureError::Kind::busy, "taken"};
-  startAndSettle();
-  EXPECT_EQ(outcomes.back(), Outcome::started);
-  ASSERT_TRUE(room.session->input);
-  manager->stopSession();
-  room.settle();
-
+TEST_F(AVCaptureManagerTest, ACameraThatIsAwayCountsAsStarted) {
   room.session->cameras.clear();
-  room.session->inputError = CaptureError{CaptureError::Kind::deviceUnavailable, "gone"};
   startAndSettle();
   EXPECT_EQ(outcomes.back(), Outcome::started) << "this process has seen a camera";
   bool closed = false;
@@ -191,27 +180,27 @@ TEST_F(AVCaptureManagerTest, ThePreferredCameraIsUsedAndSwitched) {
   room.session->cameras.push_back({"desk", "Desk", CameraPosition::unspecified});
   manager->switchCamera("desk");
   room.settle();
-  EXPECT_FALSE(room.session->input) << "stopped: only the choice changes";
+  EXPECT_FALSE(room.session->request) << "stopped: only the choice changes";
   startAndSettle();
-  EXPECT_EQ(room.session->input->deviceID, "desk");
+  EXPECT_EQ(room.session->request->deviceID, "desk");
   manager->switchCamera(std::nullopt);
   room.settle();
-  ASSERT_TRUE(room.session->input);
-  EXPECT_EQ(room.session->input->deviceID, std::nullopt);
+  ASSERT_TRUE(room.session->request);
+  EXPECT_EQ(room.session->request->deviceID, std::nullopt);
 
-  room.session->inputError = CaptureError{CaptureError::Kind::busy, "taken"};
+  room.session->configureError = CaptureError{CaptureError::Kind::busy, "taken"};
   manager->switchCamera("desk");
   room.settle();
-  EXPECT_FALSE(room.session->input) << "cannot be opened: left without one";
-  EXPECT_FALSE(room.session->configuring);
+  EXPECT_EQ(room.session->configurations, 3) << "refused, and nobody is told";
+  EXPECT_TRUE(manager->isRunning());
 
-  room.session->inputError.reset();
+  room.session->configureError.reset();
   manager->stopSession();
   manager->switchCamera("unplugged");
   startAndSettle();
   EXPECT_EQ(outcomes.back(), Outcome::started);
-  ASSERT_TRUE(room.session->input);
-  EXPECT_EQ(room.session->input->deviceID, std::nullopt) << "the default camera stands in";
+  ASSERT_TRUE(room.session->request);
+  EXPECT_EQ(room.session->request->deviceID, std::nullopt) << "the default camera stands in";
   start();
   manager->stopSession();
   start();
@@ -220,7 +209,7 @@ TEST_F(AVCaptureManagerTest, ThePreferredCameraIsUsedAndSwitched) {
   room.loop->runPosted();
   manager->switchCamera("desk");  // while the start is on the camera queue
   room.settle();
-  EXPECT_EQ(room.session->input->deviceID, "desk");
+  EXPECT_EQ(room.session->request->deviceID, "desk");
 }
 
 TEST_F(AVCaptureManagerTest, TheDeviceIsWantedOnlyWhileAnAnalyserTakesFrames) {
@@ -254,7 +243,7 @@ TEST_F(AVCaptureManagerTest, ACalibrationKeepsItsSamplesWhoeverAnalyses) {
   const auto sampled = [&] {
     room.settle();  // the frames have found their new way
     room.loop->advance(200);
-    room.session->output.onFrame(room.frame());
+    room.session->request->onFrame(room.frame());
     room.settle();
     return widths.size();
   };

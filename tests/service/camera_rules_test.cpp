@@ -134,13 +134,13 @@ TEST_F(CameraRulesTest, TheDefaultCameraChosenWhileNoneIsListedIsWaitedFor) {
   EXPECT_TRUE(room.session->delivers());
 
   // One that cannot be opened leaves the session without a camera, and the session then tells nothing.
-  room.session->inputError = CaptureError{CaptureError::Kind::accessDenied, "no"};
+  room.session->configureError = CaptureError{CaptureError::Kind::accessDenied, "no"};
   camera->switchCamera("front");
   room.settle();
-  EXPECT_FALSE(room.session->input);
+  EXPECT_FALSE(room.session->request);
   room.advance(2500);
   EXPECT_EQ(state(), Kind::cameraBusy) << "it does not say that it sees";
-  room.session->inputError.reset();
+  room.session->configureError.reset();
   see(alone, 5500);
   EXPECT_EQ(state(), Kind::nominal);
 }
@@ -292,7 +292,7 @@ TEST_F(CameraRulesTest, TenFailedDetectionsAreAFailureAndNotAnEmptyRoom) {
   const auto failing = [&](std::int64_t ms) {
     room.detector->next = std::nullopt;
     for (; ms > 0; ms -= 100) {
-      if (room.session->delivers()) room.session->output.onFrame(room.frame());
+      if (room.session->delivers()) room.session->request->onFrame(room.frame());
       room.advance(100);
     }
   };

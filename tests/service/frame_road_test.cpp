@@ -52,7 +52,7 @@ TEST(FrameRoad, AllocatesNothingWhenWarm) {
   const auto frames = [&](int count) {
     for (int i = 0; i < count; ++i) {
       room.loop->advance(101);
-      room.cameraQueue->async([&] { room.session->output.onFrame(room.frame()); });
+      room.cameraQueue->async([&] { room.session->request->onFrame(room.frame()); });
       room.cameraQueue->sync([] {});
       settle();
     }

@@ -99,7 +99,7 @@ TEST_F(PrivacyFilterServiceTest, AnInterruptionIsWaitedOut) {
   EXPECT_EQ(desktop.stats->stats.get().sessionCount, 1);
 
   // A frame that was under way when the camera was lost does not bring it back, a later one does.
-  room.session->output.onFrame(room.frame());
+  room.session->request->onFrame(room.frame());
   room.analysisQueue->sync([] {});
   room.loop->advance(1);
   room.session->interrupt(CaptureError::Kind::deviceUnavailable);

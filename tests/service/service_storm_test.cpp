@@ -63,7 +63,7 @@ class ServiceStormTest : public test::ServiceTestBase {
         {"the person answers", [&] { answerConsent(true); }},
         {"a model file", [&] { damageModels(pick(3) == 0); }},
         {"inference", [&] { inferenceFails = pick(4) == 0; }},
-        {"the session refuses an output", [&] { room.session->takesOutput = pick(8) != 0; }},
+        {"the session cannot be configured", [&] { refuseConfiguration(pick(8) == 0); }},
         {"slow models", [&] { analysisHeldMs = 100 * pick(40); }},
         {"slow listing",
          [&] {
@@ -119,7 +119,7 @@ class ServiceStormTest : public test::ServiceTestBase {
 
   void heal() {
     taken = silent = inferenceFails = false;
-    room.session->takesOutput = true;
+    refuseConfiguration(false);
     // Half of the time nothing is told of it. Who was denied the camera has to be told.
     const auto failure = control->failure().get();
     const bool isDenied = failure && failure->kind == CameraFailure::Kind::cameraDenied;
@@ -159,13 +159,17 @@ class ServiceStormTest : public test::ServiceTestBase {
   void answerNotifications() {
     for (auto& answer : std::exchange(desktop.notifications->questions, {})) answer(true);
   }
+  void refuseConfiguration(bool refused) {
+    room.session->configureError.reset();
+    if (refused) room.session->configureError = CaptureError{CaptureError::Kind::busy, "just now"};
+  }
   void chooseCamera() {
     const std::optional<std::string> choices[] = {std::nullopt, "front", "unplugged"};
-    room.session->inputError.reset();
-    if (pick(2) == 0) room.session->inputError = CaptureError{CaptureError::Kind::busy, "just now"};
+    const auto before = room.session->configureError;
+    if (pick(2) == 0) refuseConfiguration(true);
     camera->switchCamera(choices[static_cast<std::size_t>(pick(3))]);
     settleTurns();
-    room.session->inputError.reset();
+    room.session->configureError = before;
     healthySinceMs = now();
   }
   void changeSettings() {
@@ -180,7 +184,7 @@ class ServiceStormTest : public test::ServiceTestBase {
   /// The capture session's own part: frames while it can, reports while it cannot.
   void playCamera() {
     auto& session = *room.session;
-    const bool wanted = session.running && session.demand.wanted && session.input;
+    const bool wanted = session.running && session.demand.wanted && session.request;
     const bool lost = taken || session.cameras.empty();
     if (!wanted || !lost) {
       reportDueMs = now();
@@ -189,7 +193,7 @@ class ServiceStormTest : public test::ServiceTestBase {
       reportDueMs = now() + reportMs;
       session.interrupt(taken ? CaptureError::Kind::busy : CaptureError::Kind::deviceUnavailable);
     }
-    if (session.delivers() && !silent) session.output.onFrame(room.frame());
+    if (session.delivers() && !silent) session.request->onFrame(room.frame());
   }
 
   void runQueue(SerialQueue& queue, std::int64_t& heldMs) {
@@ -251,7 +255,7 @@ class ServiceStormTest : public test::ServiceTestBase {
     const auto& session = *room.session;
     const bool healthy = isSwitchedOn() && desktop.notifications->questions.empty() && !control->rest() &&
                          !session.cameras.empty() && session.status == AuthorizationStatus::authorized &&
-                         session.accessRequests.empty() && session.takesOutput && !taken && !silent &&
+                         session.accessRequests.empty() && !session.configureError && !taken && !silent &&
                          !inferenceFails && !room.detector->prepareError && cameraHeldMs <= 0 &&
                          analysisHeldMs <= 0;
     if (!healthy) healthySinceMs = now();
@@ -326,7 +330,7 @@ class ServiceStormTest : public test::ServiceTestBase {
     steps.clear();
     taken = silent = inferenceFails = desktop.session->isAway = false;
     room.detector->prepareError.reset();
-    room.session->takesOutput = true;
+    refuseConfiguration(false);
     room.session->status = AuthorizationStatus::authorized;
     desktop.session->answering = desktop.notifications->answering = true;
     watchingSinceMs = healthySinceMs = closedSinceMs = now();

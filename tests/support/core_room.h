@@ -54,7 +54,7 @@ struct CoreRoom {
   void see(const FaceDetections& faces, std::int64_t ms) {
     room.detector->next = faces;
     for (; ms > 0; ms -= 100) {
-      if (room.session->delivers()) room.session->output.onFrame(room.frame());
+      if (room.session->delivers()) room.session->request->onFrame(room.frame());
       room.settle();
       room.loop->advance(100);
     }

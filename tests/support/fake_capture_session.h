@@ -22,29 +22,24 @@ class FakeCaptureSession final : public CaptureSession {
   std::vector<CameraDevice> cameras{{"front", "Front", CameraPosition::front}};
   bool seen = true;
   std::optional<CaptureError> service;
-  std::optional<CaptureError> inputError;
+  std::optional<CaptureError> configureError;
   std::optional<CaptureError> cause;
-  bool takesInput = true;
-  bool takesOutput = true;
   std::function<void()> whileListing;  ///< runs on the camera queue when devices are awaited
 
   // What it was told.
   std::vector<std::function<void(bool)>> accessRequests;
-  bool configuring = false;
   bool running = false;
   int starts = 0;
-  int commits = 0;
-  std::pair<int, int> preset;
-  std::optional<DeviceInput> input;
-  VideoDataOutput output;
+  int configurations = 0;
+  std::optional<CaptureRequest> request;  ///< the last one, unless that failed
   FrameDemand demand;
   std::function<void(const FrameRef&)> previewTap;
 
   /// Whether the device is open: its light is on.
   [[nodiscard]] bool isOpen() const {
-    return running && !configuring && (demand.wanted || previewTap) && input && !cameras.empty();
+    return running && (demand.wanted || previewTap) && request && !cameras.empty();
   }
-  /// Whether frames come to the output.
+  /// Whether frames come to whoever asked for them.
   [[nodiscard]] bool delivers() const { return isOpen() && demand.wanted && !cause; }
   void interrupt(CaptureError::Kind kind) {
     cause = CaptureError{kind, "lost"};
@@ -64,34 +59,21 @@ class FakeCaptureSession final : public CaptureSession {
     if (whileListing) whileListing();
   }
   [[nodiscard]] std::vector<CameraDevice> devices() const override { return cameras; }
-  [[nodiscard]] std::optional<CameraDevice> defaultDevice(CameraPosition position) const override {
-    const auto fits = [position](const CameraDevice& camera) {
-      return position == CameraPosition::unspecified || camera.position == position;
-    };
-    const auto found = std::ranges::find_if(cameras, fits);
-    return found == cameras.end() ? std::nullopt : std::optional(*found);
-  }
   [[nodiscard]] bool hasSeenDevice() const override { return seen; }
   [[nodiscard]] std::optional<CaptureError> serviceError() const override { return service; }
   [[nodiscard]] std::optional<CaptureError> interruptionCause() const override { return cause; }
 
-  void beginConfiguration() override { configuring = true; }
-  void commitConfiguration() override {
-    configuring = false;
-    ++commits;
+  [[nodiscard]] std::optional<CaptureError> configure(CaptureRequest asked) override {
+    ++configurations;
+    request.reset();
+    if (configureError) return configureError;
+    const auto isListed = [&] {
+      return std::ranges::count(cameras, *asked.deviceID, &CameraDevice::uniqueID);
+    };
+    if (asked.deviceID && !isListed()) asked.deviceID.reset();
+    request = std::move(asked);
+    return std::nullopt;
   }
-  void setPreset(int width, int height) override { preset = {width, height}; }
-  [[nodiscard]] std::optional<CaptureError> checkInput(const DeviceInput& checked) override {
-    const bool known =
-        !checked.deviceID || std::ranges::count(cameras, *checked.deviceID, &CameraDevice::uniqueID);
-    if (!known) return CaptureError{CaptureError::Kind::deviceUnavailable, "never seen"};
-    return inputError;
-  }
-  [[nodiscard]] bool canAddInput(const DeviceInput&) override { return takesInput; }
-  void addInput(const DeviceInput& added) override { input = added; }
-  void removeInputs() override { input.reset(); }
-  [[nodiscard]] bool canAddOutput() override { return takesOutput; }
-  void addOutput(VideoDataOutput added) override { output = std::move(added); }
   void startRunning() override {
     running = true;
     ++starts;

@@ -120,7 +120,7 @@ TEST_F(PreferencesTest, ACameraIsChosenByItsIdWhateverItsName) {
   QTest::keyClick(picker, Qt::Key_End);
   EXPECT_EQ(settings().selectedCameraID, "rtl");
   room.room.settle();
-  EXPECT_EQ(room.room.session->input->deviceID, "rtl");
+  EXPECT_EQ(room.room.session->request->deviceID, "rtl");
   room.room.session->cameras.pop_back();
   room.room.session->devicesChanged.emit();
   EXPECT_EQ(settings().selectedCameraID, "rtl") << "while it is unplugged";

@@ -51,21 +51,15 @@ std::optional<CameraDevice> CameraDirectory::Listing::device(const std::string& 
   return found == devices.end() ? std::nullopt : std::optional(*found);
 }
 
-std::optional<CameraDevice> CameraDirectory::Listing::defaultDevice(CameraPosition position) const {
-  if (position != CameraPosition::unspecified) {
-    const auto found = std::ranges::find(devices, position, &CameraDevice::position);
-    return found == devices.end() ? std::nullopt : std::optional(*found);
+std::optional<CameraDevice> CameraDirectory::Listing::choose(
+    const std::optional<std::string>& uniqueID) const {
+  if (uniqueID) {
+    if (auto chosen = device(*uniqueID)) return chosen;
   }
+  const auto front = std::ranges::find(devices, CameraPosition::front, &CameraDevice::position);
+  if (front != devices.end()) return *front;
   if (auto preferred = device(sessionDefault)) return preferred;
   return devices.empty() ? std::nullopt : std::optional(devices.front());
-}
-
-std::optional<CameraDevice> CameraDirectory::Listing::choose(const DeviceInput& input) const {
-  if (input.deviceID) {
-    if (auto chosen = device(*input.deviceID)) return chosen;
-  }
-  if (auto front = defaultDevice(CameraPosition::front)) return front;
-  return defaultDevice(CameraPosition::unspecified);
 }
 
 /// One bound Video/Source node; a camera once its properties have arrived and say so.

@@ -29,9 +29,9 @@ class CameraDirectory {
     bool operator==(const Listing&) const = default;
 
     [[nodiscard]] std::optional<CameraDevice> device(const std::string& uniqueID) const;
-    [[nodiscard]] std::optional<CameraDevice> defaultDevice(CameraPosition position) const;
-    /// The device of `input`, else the one at the front, else the default of any kind.
-    [[nodiscard]] std::optional<CameraDevice> choose(const DeviceInput& input) const;
+    /// The device `uniqueID`, else the first at the front, else the session manager's default, else the
+    /// first.
+    [[nodiscard]] std::optional<CameraDevice> choose(const std::optional<std::string>& uniqueID) const;
   };
 
   /// Called on the PipeWire loop, also within PipeWire's own callbacks.

@@ -112,8 +112,8 @@ void CaptureEngine::setCause(std::optional<CaptureError> cause) {
 
 // Camera queue.
 
-void CaptureEngine::setSetup(CaptureSetup setup) {
-  setup_ = std::move(setup);
+void CaptureEngine::setRequest(std::optional<CaptureRequest> request) {
+  request_ = std::move(request);
   applyOrders(Retarget::yes);
 }
 
@@ -135,8 +135,15 @@ void CaptureEngine::setPreviewTap(std::function<void(const FrameRef&)> onFrame) 
 void CaptureEngine::applyOrders(Retarget retarget) {
   if (!preview_ || !demand_.wanted || !running_) held_.reset();
   loop_.call([this, retarget] {
-    orders_ = {setup_.width, setup_.height,       setup_.input, setup_.output.has_value(),
-               running_,     preview_ != nullptr, demand_};
+    orders_.isConfigured = request_.has_value();
+    if (request_) {
+      orders_.width = request_->width;
+      orders_.height = request_->height;
+      orders_.deviceID = request_->deviceID;
+    }
+    orders_.running = running_;
+    orders_.preview = preview_ != nullptr;
+    orders_.demand = demand_;
     holdsFrame_ = held_ != nullptr;
     retarget_ = retarget_ || retarget == Retarget::yes;
     pacer_.setPace(std::chrono::milliseconds(demand_.paceMs));
@@ -157,7 +164,7 @@ void CaptureEngine::deliver(bool due) {
   const bool lent = loan_.use([&](const RawPicture& picture) {
     if (!pool_) pool_.emplace(pooledFrames);
     if (!converter_) converter_.emplace();
-    frame = pool_->acquire(setup_.width, setup_.height);
+    if (request_) frame = pool_->acquire(request_->width, request_->height);
     if (frame) readable = converter_->convert(picture, *frame);
   });
   if (!lent) {
@@ -197,17 +204,16 @@ void CaptureEngine::deliverHeld() {
 }
 
 bool CaptureEngine::handOn(const FrameRef& frame) {
-  if (!setup_.output || !setup_.output->onFrame) return false;
+  if (!request_ || !request_->onFrame) return false;
   counters_.handedOn.fetch_add(1, std::memory_order_relaxed);
-  setup_.output->onFrame(frame);
+  request_->onFrame(frame);
   return true;
 }
 
 // PipeWire loop.
 
 bool CaptureEngine::shouldBeOpen() const {
-  return !ended_ && orders_.running && (orders_.demand.wanted || orders_.preview) && orders_.input &&
-         orders_.hasOutput;
+  return !ended_ && orders_.isConfigured && orders_.running && (orders_.demand.wanted || orders_.preview);
 }
 
 void CaptureEngine::reconcile() {
@@ -264,7 +270,7 @@ void CaptureEngine::streamFailed(SteadyTime now, const CaptureError& error) {
 
 void CaptureEngine::retargetStream(SteadyTime now) {
   if (!std::exchange(retarget_, false) || !stream_) return;
-  const auto device = directory_.listing().choose(*orders_.input);
+  const auto device = directory_.listing().choose(orders_.deviceID);
   const bool sameDevice = device && directory_.serialOf(device->uniqueID) == stream_->nodeSerial();
   const bool sameSize = stream_->wantedWidth() == orders_.width && stream_->wantedHeight() == orders_.height;
   if (sameDevice && sameSize) return;
@@ -279,7 +285,7 @@ void CaptureEngine::connectStream(SteadyTime now) {
     return;
   }
   if (!directory_.isComplete()) return;  // its completion calls again
-  const auto device = directory_.listing().choose(*orders_.input);
+  const auto device = directory_.listing().choose(orders_.deviceID);
   if (!device) {
     reportLost(now, unavailable("no camera is connected"));
     return;

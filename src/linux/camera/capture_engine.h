@@ -23,16 +23,8 @@
 
 namespace sentrel {
 
-/// What a capture session shall stream.
-struct CaptureSetup {
-  int width = 640;  ///< pixels of a delivered frame
-  int height = 480;
-  std::optional<DeviceInput> input;
-  std::optional<VideoDataOutput> output;
-};
-
 /// The machine behind a capture session: it holds one stream exactly while the session runs, frames are
-/// wanted and there is an input and an output; it paces, converts and recovers. The PipeWire loop decides,
+/// wanted and there is a request; it paces, converts and recovers. The PipeWire loop decides,
 /// the camera queue converts and delivers.
 class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
  public:
@@ -54,7 +46,8 @@ class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
   void shutDown();
 
   // Camera queue.
-  void setSetup(CaptureSetup setup);
+  /// Without a request the camera is closed.
+  void setRequest(std::optional<CaptureRequest> request);
   void setRunning(bool running);
   void setDemand(FrameDemand demand);
   /// Who looks at every frame, or nobody.
@@ -74,10 +67,10 @@ class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
  private:
   /// What the PipeWire loop is told to do.
   struct Orders {
-    int width = 640;
-    int height = 480;
-    std::optional<DeviceInput> input;
-    bool hasOutput = false;
+    bool isConfigured = false;
+    int width = 0;
+    int height = 0;
+    std::optional<std::string> deviceID;
     bool running = false;
     bool preview = false;
     FrameDemand demand;
@@ -131,7 +124,7 @@ class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
   std::optional<CameraDevice> currentDevice_;
 
   // Camera queue.
-  CaptureSetup setup_;
+  std::optional<CaptureRequest> request_;
   bool running_ = false;
   FrameDemand demand_;
   std::function<void(const FrameRef&)> preview_;

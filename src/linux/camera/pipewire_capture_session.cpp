@@ -62,10 +62,6 @@ std::vector<CameraDevice> PipeWireCaptureSession::devices() const {
   return engine_->directory().listing().devices;
 }
 
-std::optional<CameraDevice> PipeWireCaptureSession::defaultDevice(CameraPosition position) const {
-  return engine_->directory().listing().defaultDevice(position);
-}
-
 bool PipeWireCaptureSession::hasSeenDevice() const {
   return engine_->directory().hasSeenAny();
 }
@@ -78,56 +74,15 @@ std::optional<CaptureError> PipeWireCaptureSession::interruptionCause() const {
   return engine_->interruptionCause();
 }
 
-void PipeWireCaptureSession::beginConfiguration() {
-  configuring_ = true;
-}
-
-void PipeWireCaptureSession::commitConfiguration() {
-  configuring_ = false;
-  engine_->setSetup(setup_);
-}
-
-void PipeWireCaptureSession::changed() {
-  if (!configuring_) engine_->setSetup(setup_);
-}
-
-void PipeWireCaptureSession::setPreset(int width, int height) {
-  setup_.width = width;
-  setup_.height = height;
-  changed();
-}
-
-std::optional<CaptureError> PipeWireCaptureSession::checkInput(const DeviceInput& input) {
+std::optional<CaptureError> PipeWireCaptureSession::configure(CaptureRequest request) {
   if (authorizationStatus() == AuthorizationStatus::denied) {
+    engine_->setRequest(std::nullopt);
     return CaptureError{CaptureError::Kind::accessDenied, "no video device may be opened by this user"};
   }
-  // A camera that is away for now, or busy, is waited for; one that never was has no name to wait for.
-  if (!input.deviceID || engine_->directory().hasSeen(*input.deviceID)) return {};
-  if (auto error = serviceError()) return error;
-  return CaptureError{CaptureError::Kind::deviceUnavailable, "there is no camera " + *input.deviceID};
-}
-
-bool PipeWireCaptureSession::canAddInput(const DeviceInput& input) {
-  return !checkInput(input).has_value();
-}
-
-void PipeWireCaptureSession::addInput(const DeviceInput& input) {
-  setup_.input = input;
-  changed();
-}
-
-void PipeWireCaptureSession::removeInputs() {
-  setup_.input.reset();
-  changed();
-}
-
-bool PipeWireCaptureSession::canAddOutput() {
-  return true;
-}
-
-void PipeWireCaptureSession::addOutput(VideoDataOutput output) {
-  setup_.output = std::move(output);
-  changed();
+  // A camera that is away for now is waited for; one that never was may be a leftover of the settings.
+  if (request.deviceID && !engine_->directory().hasSeen(*request.deviceID)) request.deviceID.reset();
+  engine_->setRequest(std::move(request));
+  return std::nullopt;
 }
 
 void PipeWireCaptureSession::startRunning() {

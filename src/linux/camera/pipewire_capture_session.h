@@ -12,8 +12,8 @@
 
 namespace sentrel {
 
-/// The capture session on PipeWire. A frame has the size of the preset whatever the camera delivers: another
-/// picture is cut to its shape about the centre and scaled. Made and destroyed on the main thread.
+/// The capture session on PipeWire. A picture of another size than the one asked for is cut to its shape
+/// about the centre and scaled. Made and destroyed on the main thread.
 class PipeWireCaptureSession final : public CaptureSession {
  public:
   /// Without `consent` the person is not asked.
@@ -29,20 +29,11 @@ class PipeWireCaptureSession final : public CaptureSession {
 
   void awaitDevices(std::chrono::milliseconds timeout) override;
   [[nodiscard]] std::vector<CameraDevice> devices() const override;
-  [[nodiscard]] std::optional<CameraDevice> defaultDevice(CameraPosition position) const override;
   [[nodiscard]] bool hasSeenDevice() const override;
   [[nodiscard]] std::optional<CaptureError> serviceError() const override;
   [[nodiscard]] std::optional<CaptureError> interruptionCause() const override;
 
-  void beginConfiguration() override;
-  void commitConfiguration() override;
-  void setPreset(int width, int height) override;
-  [[nodiscard]] std::optional<CaptureError> checkInput(const DeviceInput& input) override;
-  [[nodiscard]] bool canAddInput(const DeviceInput& input) override;
-  void addInput(const DeviceInput& input) override;
-  void removeInputs() override;
-  [[nodiscard]] bool canAddOutput() override;
-  void addOutput(VideoDataOutput output) override;
+  [[nodiscard]] std::optional<CaptureError> configure(CaptureRequest request) override;
   void startRunning() override;
   void stopRunning() override;
 
@@ -56,17 +47,12 @@ class PipeWireCaptureSession final : public CaptureSession {
  private:
   /// What the engine calls on its thread: emits `signal` in a later turn of the main loop.
   [[nodiscard]] std::function<void()> emitter(Signal<> CaptureSession::*signal, bool onlyWhileOpen);
-  void changed();
 
   std::shared_ptr<MainLoop> mainLoop_;
   std::shared_ptr<SerialQueue> cameraQueue_;
   std::shared_ptr<CameraConsent> consent_;
   std::shared_ptr<PipeWireCaptureSession*> self_;  // what posted tasks hold weakly
   std::shared_ptr<CaptureEngine> engine_;
-
-  // Camera queue.
-  CaptureSetup setup_;
-  bool configuring_ = false;
 };
 
 }  // namespace sentrel

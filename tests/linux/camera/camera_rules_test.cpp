@@ -35,7 +35,7 @@ TEST(CameraChoice, FollowsTheRule) {
   };
   for (const Case& one : cases) {
     const CameraDirectory::Listing listing{one.devices, one.sessionDefault};
-    const auto chosen = listing.choose({one.wanted});
+    const auto chosen = listing.choose(one.wanted);
     EXPECT_EQ(chosen ? chosen->uniqueID : "", one.chosen);
   }
 }

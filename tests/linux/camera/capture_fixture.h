@@ -72,26 +72,24 @@ class CaptureUser {
   }
 
   /// Configures and starts as the camera manager does, and asks for frames.
-  void start(DeviceInput input = {}, std::int64_t paceMs = 0) {
+  void start(const std::optional<std::string>& deviceID = {}, std::int64_t paceMs = 0) {
     demand(true, paceMs);
-    onQueue([this, &input] {
-      session->awaitDevices(std::chrono::seconds(10));
-      session->beginConfiguration();
-      session->setPreset(640, 480);
-      session->addInput(input);
-      session->addOutput({[this](const FrameRef& frame) {
-        Handed handed{SteadyClock::now(), frame->width(), frame->height(), {}};
-        for (std::size_t bar = 0; bar < handed.bars.size(); ++bar) {
-          const std::uint8_t* pixel = frame->row(frame->height() / 2) +
-                                      static_cast<std::ptrdiff_t>(2 * bar + 1) * frame->width() / 16 * 4;
-          handed.bars.at(bar) = {pixel[0], pixel[1], pixel[2]};
-        }
-        const std::lock_guard lock(mutex_);
-        handed_.push_back(handed);
-      }});
-      session->commitConfiguration();
-      session->startRunning();
-    });
+    onQueue([this] { session->awaitDevices(std::chrono::seconds(10)); });
+    configure(deviceID);
+    onQueue([this] { session->startRunning(); });
+  }
+  void configure(const std::optional<std::string>& deviceID) {
+    const auto log = [this](const FrameRef& frame) {
+      Handed handed{SteadyClock::now(), frame->width(), frame->height(), {}};
+      for (std::size_t bar = 0; bar < handed.bars.size(); ++bar) {
+        const std::uint8_t* pixel = frame->row(frame->height() / 2) +
+                                    static_cast<std::ptrdiff_t>(2 * bar + 1) * frame->width() / 16 * 4;
+        handed.bars.at(bar) = {pixel[0], pixel[1], pixel[2]};
+      }
+      const std::lock_guard lock(mutex_);
+      handed_.push_back(handed);
+    };
+    onQueue([&] { EXPECT_FALSE(session->configure({640, 480, deviceID, log})); });
   }
   void stop() {
     onQueue([this] { session->stopRunning(); });

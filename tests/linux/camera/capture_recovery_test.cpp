@@ -24,7 +24,7 @@ TEST_F(CaptureTest, ACameraThatIsPulledIsReportedAndTakenUpAgain) {
   VirtualCamera camera({});
   camera.appear();
   CaptureUser user;
-  user.start({"virtual_camera"});
+  user.start("virtual_camera");
   ASSERT_TRUE(user.getsFrames());
 
   const auto pulled = SteadyClock::now();
@@ -123,7 +123,7 @@ TEST_F(CaptureTest, ACameraWithoutAGoodFrameIsInterrupted) {
   for (Case& one : cases) one.camera.appear();
   const std::array names{"silent", "empty", "garbage"};
   for (std::size_t i = 0; i < cases.size(); ++i) {
-    cases.at(i).user.start({names.at(i)}, 101);
+    cases.at(i).user.start(names.at(i), 101);
     ASSERT_TRUE(cases.at(i).user.getsFrames());
   }
   const auto stopped = SteadyClock::now();
