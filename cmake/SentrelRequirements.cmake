@@ -4,13 +4,9 @@
 # that is missing is told at once. Included twice: before project(), which fails without the tools and where nothing but the
 # tools can be looked for, and after it.
 
-set(sentrel_needs program ${SENTREL_INFERENCE})
-set(sentrel_wishes)  # looked for, and done without
+set(sentrel_needs program)
 if(SENTREL_DEMO OR SENTREL_TESTS OR SENTREL_BENCH)
   list(APPEND sentrel_needs demo)
-endif()
-if(SENTREL_TESTS OR SENTREL_BENCH)
-  list(APPEND sentrel_wishes xnnpack opencv)  # to hold them against each other
 endif()
 if(SENTREL_TESTS)
   list(APPEND sentrel_needs tests)
@@ -26,11 +22,11 @@ set(sentrel_missing_tool FALSE)
 # sentrel_require(<need> <use> <Debian package> <Fedora package> <kind> <arguments of the kind...>): one row of the table.
 # Macros, because what CMake finds are variables of whoever looks for it.
 macro(sentrel_require need use debian fedora kind)
-  if("${need}" IN_LIST sentrel_needs OR "${need}" IN_LIST sentrel_wishes)
+  if("${need}" IN_LIST sentrel_needs)
     set(sentrel_found FALSE)
     set(sentrel_remark "")
     cmake_language(CALL sentrel_find_${kind} ${ARGN})
-    if(NOT sentrel_found AND "${need}" IN_LIST sentrel_needs)
+    if(NOT sentrel_found)
       string(APPEND sentrel_missing_lines "   ${sentrel_label}${sentrel_remark}, for ${use}: ${debian} (Fedora: ${fedora})\n")
       list(APPEND sentrel_missing_debian ${debian})
       list(APPEND sentrel_missing_fedora ${fedora})
@@ -157,13 +153,9 @@ sentrel_require(program "X11"                 libxcb-xkb-dev      libxcb-devel  
 sentrel_require(program "Wayland"             libwayland-dev      wayland-devel          MODULE WAYLAND wayland-client)
 sentrel_require(program "Wayland"             libwayland-bin      wayland-devel          PROGRAM WAYLAND_SCANNER wayland-scanner)
 sentrel_require(program "Wayland"             wayland-protocols   wayland-protocols-devel MODULE WAYLAND_PROTOCOLS wayland-protocols>=1.31)
-sentrel_require(xnnpack "the face networks"   libxnnpack-dev      xnnpack-devel          HEADER XNNPACK_INCLUDE_DIR xnnpack.h)
-sentrel_require(xnnpack "the face networks"   libxnnpack-dev      xnnpack-devel          LIBRARY XNNPACK_LIBRARY XNNPACK)
-sentrel_require(xnnpack "the face networks"   libpthreadpool-dev  pthreadpool-devel      HEADER PTHREADPOOL_INCLUDE_DIR pthreadpool.h)
-# By what is used of it: its CMake package comes only with all of its modules.
-sentrel_require(opencv  "the face networks"   libopencv-dnn-dev   opencv-devel           HEADER OPENCV_INCLUDE_DIR opencv2/dnn.hpp opencv4)
-sentrel_require(opencv  "the face networks"   libopencv-dnn-dev   opencv-devel           LIBRARY OPENCV_DNN_LIBRARY opencv_dnn)
-sentrel_require(opencv  "the face networks"   libopencv-core-dev  opencv-devel           LIBRARY OPENCV_CORE_LIBRARY opencv_core)
+sentrel_require(program "the face networks"   libxnnpack-dev      xnnpack-devel          HEADER XNNPACK_INCLUDE_DIR xnnpack.h)
+sentrel_require(program "the face networks"   libxnnpack-dev      xnnpack-devel          LIBRARY XNNPACK_LIBRARY XNNPACK)
+sentrel_require(program "the face networks"   libpthreadpool-dev  pthreadpool-devel      HEADER PTHREADPOOL_INCLUDE_DIR pthreadpool.h)
 sentrel_require(demo    "the demonstration"   qt6-base-dev        qt6-qtbase-devel       PACKAGE Qt6>=6.4 Test)
 sentrel_require(tests   "the tests"           libgtest-dev        gtest-devel            PACKAGE GTest)
 sentrel_require(tests   "the tests"           libgmock-dev        gmock-devel            HEADER GMOCK_INCLUDE_DIR gmock/gmock.h)

@@ -28,7 +28,7 @@ demo_wayland_packages=(sway swaybg grim)
 demo_day_packages=(python3-dbusmock dunst)
 soak_packages=(xdotool x11-xserver-utils)
 test_packages=(
-  libgtest-dev libgmock-dev libbenchmark-dev libopencv-core-dev libopencv-dnn-dev gdb
+  libgtest-dev libgmock-dev libbenchmark-dev gdb
   feedbackd x11-utils x11-xserver-utils x11-xkb-utils xdotool at-spi2-core wev
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-pipewire
   desktop-file-utils appstream groff-base libxml2-utils

@@ -6,7 +6,6 @@
 #include <cmath>
 #include <memory>
 #include <random>
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -39,8 +38,8 @@ const Frame& picture() {
 }
 
 /// The detection network alone, at each size that it is used with.
-void network(benchmark::State& state, MakeEngine make) {
-  const auto engine = make();
+void network(benchmark::State& state) {
+  const auto engine = makeInferenceEngine();
   const auto runners = engine->prepare(models().detection, sizes);
   const auto& runner = runners[static_cast<std::size_t>(state.range(0))];
   state.SetLabel(sizeNames[state.range(0)]);
@@ -48,14 +47,7 @@ void network(benchmark::State& state, MakeEngine make) {
     if (!runner->run()) state.SkipWithError("the engine failed");
   }
 }
-[[maybe_unused]] const bool networksRegistered = [] {
-  for (const NamedEngine& engine : builtEngines()) {
-    benchmark::RegisterBenchmark((std::string("network/") + engine.name).c_str(), network, engine.make)
-        ->DenseRange(0, 2)
-        ->Unit(benchmark::kMillisecond);
-  }
-  return true;
-}();
+BENCHMARK(network)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
 
 /// The mesh of the user's face with its sampling.
 void mesh(benchmark::State& state) {

@@ -15,8 +15,8 @@ struct InputSize {
   int width = 0;
 };
 
-/// A network's back end failed on one frame. Thrown by who runs it, and caught where the frame was given: it
-/// never leaves the analysis queue.
+/// A network could not be run on one frame. Thrown by whoever runs it, and caught where the frame was given:
+/// it never leaves the analysis queue.
 struct InferenceFailure {};
 
 /// A network ready to run at one input size. One thread.
@@ -28,8 +28,7 @@ class NetworkRunner {
   /// all runners of an engine: a run of another one overwrites this and every output.
   [[nodiscard]] virtual std::span<float> input() = 0;
 
-  /// Executes the network on what `input` holds. False when the back end failed; then the outputs are
-  /// undefined.
+  /// Executes the network on what `input` holds. False when it failed; then the outputs are undefined.
   [[nodiscard]] virtual bool run() = 0;
 
   [[nodiscard]] virtual std::size_t outputCount() const = 0;
@@ -51,23 +50,7 @@ class InferenceEngine {
 
 using MakeEngine = std::unique_ptr<InferenceEngine> (*)();
 
-/// On XNNPACK: the quick one, which allocates nothing per run.
-[[nodiscard]] std::unique_ptr<InferenceEngine> makeXnnpackEngine();
-
-/// On OpenCV's dnn module, whose interface is promised to stay: two to three times slower, with memory of its
-/// own for every size.
-[[nodiscard]] std::unique_ptr<InferenceEngine> makeOpencvEngine();
-
-/// The one of them that this build was configured with.
+/// On XNNPACK, on one core of the processor; it allocates nothing per run. Throws ModelError.
 [[nodiscard]] std::unique_ptr<InferenceEngine> makeInferenceEngine();
-
-struct NamedEngine {
-  const char* name;
-  MakeEngine make;
-};
-
-/// All that were built, for what compares them. Linked with the target `sentrel_engines`, never into the
-/// program, which loads the library of its one engine only.
-[[nodiscard]] std::span<const NamedEngine> builtEngines();
 
 }  // namespace sentrel::vision

@@ -156,7 +156,7 @@ class XnnpackEngine final : public InferenceEngine {
 
 }  // namespace
 
-std::unique_ptr<InferenceEngine> makeXnnpackEngine() {
+std::unique_ptr<InferenceEngine> makeInferenceEngine() {
   return std::make_unique<XnnpackEngine>();
 }
 

@@ -11,71 +11,145 @@
 #include "stage/pictures.h"
 #include "vision/model_error.h"
 #include "vision/model_files.h"
+#include "vision/network_shapes.h"
 
 namespace sentrel::vision {
 namespace {
 
-std::vector<float> noise(std::size_t count, unsigned seed) {
-  std::mt19937 random(seed);
-  std::uniform_real_distribution<float> values(-1, 1);
-  std::vector<float> result(count);
-  std::generate(result.begin(), result.end(), [&] { return values(random); });
-  return result;
-}
+struct Tensor {
+  Shape shape;
+  std::vector<float> values = std::vector<float>(shape.count());
 
-void expectAlike(const NetworkRunner& one, const NetworkRunner& other, std::size_t outputs) {
-  for (std::size_t i = 0; i < outputs; ++i) {
-    const auto expected = other.output(i);
-    const auto output = one.output(i);
-    ASSERT_EQ(output.size(), expected.size());
-    float largest = 0;
-    float scale = 1;
-    for (std::size_t k = 0; k < output.size(); ++k) {
-      largest = std::max(largest, std::abs(output[k] - expected[k]));
-      scale = std::max(scale, std::abs(expected[k]));
-    }
-    EXPECT_GT(scale, 1);
-    EXPECT_LT(largest, 1e-4F * scale) << "output " << i;
+  [[nodiscard]] bool has(int y, int x) const {
+    return y >= 0 && y < shape.height && x >= 0 && x < shape.width;
   }
-}
-
-class EngineTest : public ::testing::TestWithParam<NamedEngine> {
- protected:
-  Models models_ = readModels(test::modelFolderPath().toStdString());
-  std::unique_ptr<InferenceEngine> engine_ = GetParam().make();
+  float& at(int y, int x, int channel) {
+    return values.at(static_cast<std::size_t>((y * shape.width + x) * shape.channels + channel));
+  }
 };
-INSTANTIATE_TEST_SUITE_P(Inference, EngineTest,
-                         ::testing::ValuesIn(builtEngines().begin(), builtEngines().end()),
-                         [](const auto& engine) { return engine.param.name; });
 
-// Two libraries that know nothing of each other. Runners share weights and work space, so they are run in
-// turns, each size after another one.
-TEST(Inference, theEnginesAgreeAtEverySizeAndInAnyOrder) {
-  if (builtEngines().size() < 2) GTEST_SKIP() << "only one engine was built: OpenCV or XNNPACK is not here";
-  const Models models = readModels(test::modelFolderPath().toStdString());
-  const auto engine = builtEngines()[0].make();
-  const auto otherEngine = builtEngines()[1].make();
-  const auto agree = [](NetworkRunner& one, NetworkRunner& other, std::size_t outputs, unsigned seed) {
-    const auto input = noise(one.input().size(), seed);
-    for (NetworkRunner* runner : {&one, &other}) {
-      std::copy(input.begin(), input.end(), runner->input().begin());
-      ASSERT_TRUE(runner->run());
-    }
-    expectAlike(one, other, outputs);
+/// One value of an operator's output by its definition.
+float valueOf(const Operator& op, Tensor& in, Tensor& second, const Shape& out, int y, int x, int channel) {
+  const int channels = in.shape.channels;
+  const auto weight = [&](int index) { return op.weights.at(static_cast<std::size_t>(index)); };
+  const auto edge = [&](int side, int outSide, int kernel) {
+    return op.padding == Padding::same ? std::max(0, (outSide - 1) * op.stride + kernel - side) / 2 : 0;
   };
-  const std::array sizes{InputSize{64, 96}, InputSize{32, 32}, InputSize{96, 64}};
-  const auto runners = engine->prepare(models.detection, sizes);
-  const auto others = otherEngine->prepare(models.detection, sizes);
-  const std::array meshSize{InputSize{models.mesh.nativeHeight, models.mesh.nativeWidth}};
-  const auto mesh = engine->prepare(models.mesh, meshSize);
-  const auto otherMesh = otherEngine->prepare(models.mesh, meshSize);
-  for (const std::size_t i : {0U, 1U, 2U, 0U, 2U, 1U}) {
-    agree(*runners[i], *others[i], models.detection.outputs.size(), static_cast<unsigned>(i));
-    agree(*mesh[0], *otherMesh[0], models.mesh.outputs.size(), 9);
+  const auto overWindow = [&](auto visit) {
+    for (int ky = 0; ky < op.kernelHeight; ++ky) {
+      for (int kx = 0; kx < op.kernelWidth; ++kx) {
+        const int fromY = y * op.stride - edge(in.shape.height, out.height, op.kernelHeight) + ky;
+        const int fromX = x * op.stride - edge(in.shape.width, out.width, op.kernelWidth) + kx;
+        if (in.has(fromY, fromX)) visit(fromY, fromX, ky * op.kernelWidth + kx);
+      }
+    }
+  };
+  float value = 0;
+  switch (op.kind) {
+    case OperatorKind::convolution:
+      value = op.bias.at(static_cast<std::size_t>(channel));
+      overWindow([&](int fromY, int fromX, int tap) {
+        const int row = (channel * op.kernelHeight * op.kernelWidth + tap) * channels;
+        for (int c = 0; c < channels; ++c) value += weight(row + c) * in.at(fromY, fromX, c);
+      });
+      break;
+    case OperatorKind::depthwise:
+      value = op.bias.at(static_cast<std::size_t>(channel));
+      overWindow([&](int fromY, int fromX, int tap) {
+        value += weight(tap * channels + channel) * in.at(fromY, fromX, channel);
+      });
+      break;
+    case OperatorKind::add:
+      value = in.at(y, x, channel) + second.at(y, x, channel);
+      break;
+    case OperatorKind::maxPool:
+      value = std::numeric_limits<float>::lowest();
+      overWindow([&](int fromY, int fromX, int) { value = std::max(value, in.at(fromY, fromX, channel)); });
+      break;
+    case OperatorKind::padChannels:
+      value = channel < channels ? in.at(y, x, channel) : 0;
+      break;
+    case OperatorKind::prelu:
+      value = in.at(y, x, channel);
+      if (value < 0) value *= weight(channel);
+      break;
+    case OperatorKind::upsampleBilinear:
+      // The nearer neighbour on each axis counts three times as much as the farther one.
+      for (const int dy : {0, y % 2 == 0 ? -1 : 1}) {
+        for (const int dx : {0, x % 2 == 0 ? -1 : 1}) {
+          value += in.at(std::clamp(y / 2 + dy, 0, in.shape.height - 1),
+                         std::clamp(x / 2 + dx, 0, in.shape.width - 1), channel) *
+                   (dy == 0 ? 0.75F : 0.25F) * (dx == 0 ? 0.75F : 0.25F);
+        }
+      }
+      break;
   }
+  return op.relu ? std::max(value, 0.0F) : value;
 }
 
-TEST_P(EngineTest, refusesANetworkThatDoesNotFitTogether) {
+/// What the network's outputs are for an input, computed slowly.
+std::vector<std::vector<float>> reference(const Network& network, InputSize size,
+                                          const std::vector<float>& input) {
+  const auto shapes = inferShapes(network, size.height, size.width);
+  std::vector<Tensor> tensors(shapes.size());
+  tensors[network.input] = {shapes[network.input], input};
+  for (const Operator& op : network.operators) {
+    Tensor result{shapes[op.output]};
+    std::size_t i = 0;
+    for (int y = 0; y < result.shape.height; ++y) {
+      for (int x = 0; x < result.shape.width; ++x) {
+        for (int c = 0; c < result.shape.channels; ++c)
+          result.values[i++] = valueOf(op, tensors[op.input], tensors[op.secondInput], result.shape, y, x, c);
+      }
+    }
+    tensors[op.output] = std::move(result);
+  }
+  std::vector<std::vector<float>> outputs;
+  for (const std::size_t output : network.outputs) outputs.push_back(tensors[output].values);
+  return outputs;
+}
+
+class InferenceTest : public ::testing::Test {
+ protected:
+  void expectRight(NetworkRunner& runner, const Network& network, InputSize size) {
+    std::uniform_real_distribution<float> values(-1, 1);
+    std::vector<float> input(runner.input().size());
+    std::generate(input.begin(), input.end(), [&] { return values(random_); });
+    std::copy(input.begin(), input.end(), runner.input().begin());
+    ASSERT_TRUE(runner.run());
+    const auto expected = reference(network, size, input);
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+      const auto output = runner.output(i);
+      ASSERT_EQ(output.size(), expected[i].size());
+      float largest = 0;
+      float scale = 1;
+      for (std::size_t k = 0; k < output.size(); ++k) {
+        largest = std::max(largest, std::abs(output[k] - expected[i][k]));
+        scale = std::max(scale, std::abs(expected[i][k]));
+      }
+      EXPECT_GT(scale, 1);
+      EXPECT_LT(largest, 1e-4F * scale) << "output " << i;
+    }
+  }
+
+  Models models_ = readModels(test::modelFolderPath().toStdString());
+  std::unique_ptr<InferenceEngine> engine_ = makeInferenceEngine();
+  std::mt19937 random_{1};
+};
+
+// Runners share weights and work space, so they are run in turns, each size after another one.
+TEST_F(InferenceTest, givesTheNetworksOutputsAtEverySizeAndInAnyOrder) {
+  const std::array sizes{InputSize{64, 96}, InputSize{32, 32}, InputSize{96, 64}};
+  const auto runners = engine_->prepare(models_.detection, sizes);
+  const InputSize meshSize{models_.mesh.nativeHeight, models_.mesh.nativeWidth};
+  const auto mesh = engine_->prepare(models_.mesh, std::array{meshSize});
+  for (const std::size_t i : {0U, 1U, 2U, 0U, 2U, 1U})
+    expectRight(*runners[i], models_.detection, sizes.at(i));
+  expectRight(*mesh[0], models_.mesh, meshSize);
+  expectRight(*runners[1], models_.detection, sizes[1]);
+}
+
+TEST_F(InferenceTest, refusesANetworkThatDoesNotFitTogether) {
   const std::array size{InputSize{64, 64}};
   const auto broken = [&](auto damage) {
     Network network = models_.detection;
