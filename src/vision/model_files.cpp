@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "vision/model_files.h"
 
+#include <QCryptographicHash>
+#include <algorithm>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -9,7 +12,6 @@
 
 #include "model_constants.h"
 #include "vision/model_error.h"
-#include "vision/sha256.h"
 #include "vision/tflite_reader.h"
 
 namespace sentrel::vision {
@@ -39,11 +41,12 @@ template <class Parse>
 auto readModel(const std::filesystem::path& folder, std::string_view name, Parse parse) {
   const std::filesystem::path file = folder / name;
   const std::vector<std::byte> bytes = readFile(file);
-  bool intact = false;
-  for (const ModelDigest& known : modelDigests) {
-    intact = intact || (known.file == name && known.sha256 == sha256(bytes));
-  }
-  if (!intact) fail(file, "is damaged (its checksum is wrong)");
+  const QByteArrayView content(bytes.data(), std::ssize(bytes));
+  const QByteArray digest = QCryptographicHash::hash(content, QCryptographicHash::Sha256).toHex();
+  const auto isOfThisBuild = [&](const ModelDigest& known) {
+    return known.file == name && known.sha256 == digest;
+  };
+  if (std::ranges::none_of(modelDigests, isOfThisBuild)) fail(file, "is damaged (its checksum is wrong)");
   try {
     return parse(std::span<const std::byte>(bytes));
   } catch (const ModelError& error) {
