@@ -20,16 +20,15 @@
 #include "evaluation/degradation.h"
 #include "evaluation/picture_set.h"
 #include "evaluation/share.h"
-#include "vision/face_scheme.h"
-#include "vision/model_error.h"
-#include "vision/model_files.h"
-#include "vision/model_folder.h"
+#include "vision/detector_pipeline.h"
+#include "vision/models.h"
+#include "vision/network.h"
 #include "vision/neural_face_detector.h"
 
 namespace sentrel::bench {
 namespace {
 
-using vision::FaceScheme;
+using vision::DetectorPipeline;
 using vision::Region;
 
 // A face counts from this share of the frame's width.
@@ -49,25 +48,25 @@ struct Seen {
 class Eye {
  public:
   Eye(const vision::Models& models, Degradation degradation)
-      : scheme_(models, vision::makeInferenceEngine), degradation_(degradation) {}
+      : pipeline_(models, vision::makeInferenceEngine), degradation_(degradation) {}
 
   Seen look(const Frame& picture) {
-    scheme_.restart();
-    for (int i = 0; i < leastFrames || (scheme_.behind() && i < mostFrames); ++i) {
+    pipeline_.restart();
+    for (int i = 0; i < leastFrames || (pipeline_.hasBacklog() && i < mostFrames); ++i) {
       degradation_.apply(picture, shown_, random_);
-      scheme_.analyse(shown_, now_ += frameMs);
+      pipeline_.analyse(shown_, now_ += frameMs);
     }
     Seen seen;
-    for (const auto& tracked : scheme_.faces()) {
-      const Region box = FaceScheme::tightBox(tracked.face);
+    for (const auto& tracked : pipeline_.faces()) {
+      const Region box = DetectorPipeline::tightBox(tracked.face);
       if (box.width / picture.width() >= smallestWidth) seen.faces.push_back(box);
     }
-    if (!seen.faces.empty()) seen.primary = scheme_.primary();
+    if (!seen.faces.empty()) seen.primary = pipeline_.primary();
     return seen;
   }
 
  private:
-  FaceScheme scheme_;
+  DetectorPipeline pipeline_;
   Degradation degradation_;
   Frame shown_;
   std::mt19937 random_{1};

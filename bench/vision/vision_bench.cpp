@@ -11,7 +11,7 @@
 
 #include "stage/pictures.h"
 #include "stage/portrait_scene.h"
-#include "vision/face_scheme.h"
+#include "vision/detector_pipeline.h"
 #include "vision/head_pose.h"
 #include "vision/motion_gate.h"
 #include "vision/noise_filter.h"
@@ -108,10 +108,10 @@ BENCHMARK(noiseFilter)->ArgName("noise")->Arg(0)->Arg(2)->Unit(benchmark::kMilli
 
 /// All that is done with one frame of a scene in which nothing moves.
 void stillFrame(benchmark::State& state) {
-  FaceScheme scheme(models(), makeInferenceEngine);
+  DetectorPipeline pipeline(models(), makeInferenceEngine);
   std::int64_t now = 0;
-  for (auto _ : state) scheme.analyse(picture(), now += 100);
-  state.counters["faces"] = static_cast<double>(scheme.faces().size());
+  for (auto _ : state) pipeline.analyse(picture(), now += 100);
+  state.counters["faces"] = static_cast<double>(pipeline.faces().size());
 }
 BENCHMARK(stillFrame)->Unit(benchmark::kMillisecond);
 

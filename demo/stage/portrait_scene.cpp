@@ -14,8 +14,8 @@
 #include "vision/face_mesh.h"
 #include "vision/face_search.h"
 #include "vision/inference.h"
-#include "vision/model_error.h"
-#include "vision/model_files.h"
+#include "vision/models.h"
+#include "vision/network.h"
 
 namespace sentrel::test {
 namespace {

@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-#include "vision/canonical_face.h"
+#include "vision/models.h"
 
 namespace sentrel::test {
 

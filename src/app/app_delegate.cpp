@@ -12,7 +12,7 @@
 #include "app/window_memory.h"
 #include "detection/av_capture_manager.h"
 #include "platform/platform.h"
-#include "vision/model_folder.h"
+#include "vision/models.h"
 
 namespace sentrel {
 

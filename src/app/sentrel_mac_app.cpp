@@ -33,7 +33,7 @@
 #include "platform/platform.h"
 #include "settings/settings_key.h"
 #include "views/theme.h"
-#include "vision/model_folder.h"
+#include "vision/models.h"
 #include "vision/neural_face_detector.h"
 
 namespace sentrel {

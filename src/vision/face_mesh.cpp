@@ -7,7 +7,7 @@
 #include <limits>
 #include <utility>
 
-#include "vision/model_error.h"
+#include "vision/network.h"
 
 namespace sentrel::vision {
 namespace {

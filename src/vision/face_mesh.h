@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "support/frame.h"
-#include "vision/candidate.h"
-#include "vision/canonical_face.h"
+#include "vision/face_search.h"
 #include "vision/inference.h"
+#include "vision/models.h"
 #include "vision/region_sampler.h"
 
 namespace sentrel::vision {

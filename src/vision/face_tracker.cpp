@@ -8,6 +8,12 @@
 namespace sentrel::vision {
 namespace {
 
+constexpr double cropPerFace = 2.0;
+// Below this nothing can pass any threshold.
+constexpr double lowestScore = 0.1;
+constexpr double seenPlaceOverlap = 0.25;
+constexpr std::size_t maxFound = 64;
+
 constexpr double enterScoreInLight = 0.50;
 constexpr double enterScoreInTheDark = 0.55;
 constexpr double stayScore = 0.40;
@@ -28,6 +34,23 @@ bool samePlace(const Region& a, const Region& b) {
 }
 
 }  // namespace
+
+FaceVerifier::FaceVerifier(FaceSearch search) : search_(std::move(search)) {
+  found_.reserve(maxFound);
+}
+
+std::optional<Candidate> FaceVerifier::look(const Frame& frame, const Region& box) {
+  const double side = box.width * cropPerFace;
+  const Region crop{box.x + (box.width - side) / 2, box.y + (box.height - side) / 2, side, side};
+  found_.clear();
+  search_.find(frame, crop, lowestScore, found_);
+  std::optional<Candidate> best;
+  for (const Candidate& candidate : found_) {
+    if (best && candidate.score <= best->score) continue;
+    if (intersectionOverUnion(candidate.box, box) >= seenPlaceOverlap) best = candidate;
+  }
+  return best;
+}
 
 FaceTracker::FaceTracker(FaceVerifier verifier) : verifier_(std::move(verifier)) {
   faces_.reserve(maxFaces);

@@ -5,6 +5,7 @@
 #include <Eigen/LU>
 #include <Eigen/SVD>
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <numbers>
 
@@ -18,6 +19,14 @@ Eigen::Vector3d upright(const Vector3& point) {
 Eigen::Vector3d vector(const Vector3& point) {
   return {point.x, point.y, point.z};
 }
+
+constexpr double degree = std::numbers::pi / 180;
+constexpr double aheadYaw = 15;
+constexpr double aheadPitch = 20;
+constexpr double mostNeutral = 12;
+constexpr double binWidth = 0.5;
+// A minute of samples.
+constexpr std::int64_t sampleMs = 100;
 
 }  // namespace
 
@@ -66,6 +75,55 @@ double yawFromKeypoints(const Candidate& face) {
   const double offset =
       ((nose.x - (left.x + right.x) / 2) * acrossX + (nose.y - (left.y + right.y) / 2) * acrossY) / across;
   return std::atan2(offset / depthOverHalfWidth, across / 2);
+}
+
+void NeutralPitch::restart() {
+  *this = NeutralPitch();
+}
+
+double NeutralPitch::update(const HeadPose& pose, std::int64_t timestampMs) {
+  const double pitch = pose.pitch / degree;
+  const bool ahead = std::abs(pose.yaw / degree) < aheadYaw && std::abs(pitch) < aheadPitch;
+  const std::int64_t age = timestampMs - lastMs_;
+  if (!ahead || (filled_ > 0 && age >= 0 && age < sampleMs)) return neutral_ * degree;
+  lastMs_ = timestampMs;
+  if (filled_ == samples) {
+    --count_[bin_[next_]];
+  } else {
+    ++filled_;
+  }
+  const double place = std::clamp((pitch + aheadPitch) / binWidth, 0.0, bins - 1.0);
+  bin_[next_] = static_cast<std::uint8_t>(place);
+  ++count_[bin_[next_]];
+  next_ = (next_ + 1) % samples;
+
+  // The median; the samples that are still missing stand in the bin of 0.
+  std::size_t below = 0;
+  std::size_t median = 0;
+  constexpr std::size_t zeroBin = bins / 2;
+  for (; median < bins; ++median) {
+    below += count_[median] + (median == zeroBin ? samples - filled_ : 0);
+    if (2 * below >= samples) break;
+  }
+  const double centre = median == zeroBin ? 0 : (static_cast<double>(median) + 0.5) * binWidth - aheadPitch;
+  neutral_ = std::clamp(centre, -mostNeutral, mostNeutral);
+  return neutral_ * degree;
+}
+
+double TimeSmoother::update(double value, std::int64_t timestampMs, double constantMs) {
+  const std::int64_t elapsed = timestampMs - lastMs_;
+  lastMs_ = timestampMs;
+  if (!value_ || constantMs <= 0 || elapsed < 0) {
+    value_ = value;
+  } else {
+    *value_ += (value - *value_) * (1 - std::exp(-static_cast<double>(elapsed) / constantMs));
+  }
+  return *value_;
+}
+
+double smoothingConstantMs(int sensitivity) {
+  constexpr std::array<double, 5> constants{600, 350, 150, 60, 0};
+  return constants[static_cast<std::size_t>(std::clamp(sensitivity, 1, 5) - 1)];
 }
 
 }  // namespace sentrel::vision

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <array>
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 
-#include "vision/candidate.h"
-#include "vision/canonical_face.h"
 #include "vision/face_mesh.h"
 
 namespace sentrel::vision {
@@ -22,5 +23,43 @@ struct HeadPose {
 
 /// A rough yaw in radians from where the nose stands between the ears: for faces whose mesh cannot be read.
 [[nodiscard]] double yawFromKeypoints(const Candidate& face);
+
+/// The pitch at which a person looks at the screen. A camera on the screen's upper edge sees someone who
+/// reads its lower half looking down by 10 to 20 degrees all the time; that is not looking away. It is the
+/// median over the last minute of frames with a face that looks roughly ahead, where a minute not yet lived
+/// counts as 0. Allocates nothing.
+class NeutralPitch {
+ public:
+  /// Takes in a reading; returns the neutral pitch in radians, within +-12 degrees.
+  double update(const HeadPose& pose, std::int64_t timestampMs);
+
+  void restart();
+
+ private:
+  static constexpr std::size_t samples = 600;
+  static constexpr std::size_t bins = 80;  // of half a degree, from -20 to 20
+
+  std::array<std::uint8_t, samples> bin_{};
+  std::array<std::uint16_t, bins> count_{};
+  std::size_t next_ = 0;
+  std::size_t filled_ = 0;
+  std::int64_t lastMs_ = 0;
+  double neutral_ = 0;
+};
+
+/// Exponential smoothing in time, not in frames, of a value that may be missing for a while.
+class TimeSmoother {
+ public:
+  /// `constantMs` is the time in which a step is followed to 63 %; 0 follows at once.
+  double update(double value, std::int64_t timestampMs, double constantMs);
+  void restart() { value_.reset(); }
+
+ private:
+  std::optional<double> value_;
+  std::int64_t lastMs_ = 0;
+};
+
+/// The time constant of a sensitivity level, 1 (slow, smooth) to 5 (none), in ms.
+[[nodiscard]] double smoothingConstantMs(int sensitivity);
 
 }  // namespace sentrel::vision

@@ -3,9 +3,18 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
+#include <stdexcept>
 #include <vector>
 
 namespace sentrel::vision {
+
+/// Why a model cannot be used. Thrown while models are loaded, and caught by whoever loads them: it never
+/// leaves the analysis queue.
+class ModelError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 
 /// How far a window may reach over the edge of its input: not at all, or so far that the output has the
 /// input's size divided by the stride, rounded up.
@@ -49,5 +58,44 @@ struct Network {
   std::size_t tensorCount = 0;
   std::vector<Operator> operators;
 };
+
+/// Reads a .tflite file: float and half-float weights, and the operators of convolutional networks. Any other
+/// content, and any damage that shows, throws ModelError.
+[[nodiscard]] Network readTflite(std::span<const std::byte> file);
+
+/// The size of one tensor: rows of pixels of channels, channels innermost.
+struct Shape {
+  int height = 0;
+  int width = 0;
+  int channels = 0;
+  [[nodiscard]] std::size_t pixels() const {
+    return static_cast<std::size_t>(height) * static_cast<std::size_t>(width);
+  }
+  [[nodiscard]] std::size_t count() const { return pixels() * static_cast<std::size_t>(channels); }
+  bool operator==(const Shape&) const = default;
+};
+
+/// The shape of every tensor for an input of the given size. Throws ModelError where an operator's inputs,
+/// weights and parameters do not fit each other, so that whoever executes the list can rely on them.
+[[nodiscard]] std::vector<Shape> inferShapes(const Network& network, int height, int width);
+
+/// Input rows and columns that a window needs beyond the edges, as the padding rule distributes them: the odd
+/// one goes to the bottom and the right.
+struct EdgePadding {
+  int top = 0;
+  int right = 0;
+  int bottom = 0;
+  int left = 0;
+};
+[[nodiscard]] EdgePadding edgePadding(const Operator& op, const Shape& input);
+
+/// Where each tensor of one execution lies in a common work space, in bytes. Tensors that are never alive at
+/// the same time share room; outputs stay alive to the end. Every offset is a multiple of 64, and every
+/// tensor is followed by room that kernels may read beyond its end.
+struct ArenaPlan {
+  std::vector<std::size_t> offsets;
+  std::size_t bytes = 0;
+};
+[[nodiscard]] ArenaPlan planArena(const Network& network, const std::vector<Shape>& shapes);
 
 }  // namespace sentrel::vision

@@ -8,12 +8,11 @@
 #include <new>
 #include <utility>
 
-#include "vision/candidate.h"
-#include "vision/face_scheme.h"
-#include "vision/model_error.h"
-#include "vision/model_files.h"
-#include "vision/neutral_pitch.h"
-#include "vision/time_smoother.h"
+#include "vision/detector_pipeline.h"
+#include "vision/face_search.h"
+#include "vision/head_pose.h"
+#include "vision/models.h"
+#include "vision/network.h"
 
 namespace sentrel::vision {
 namespace {
@@ -37,30 +36,30 @@ NormalizedRect normalized(const Region& box, const Frame& frame) {
 
 }  // namespace
 
-/// The scheme, and what makes its readings into observations.
+/// The pipeline, and what makes its readings into observations.
 class NeuralFaceDetector::State {
  public:
-  State(const Models& models, MakeEngine makeEngine) : scheme_(models, makeEngine) {}
+  State(const Models& models, MakeEngine makeEngine) : pipeline_(models, makeEngine) {}
 
   FaceDetections detect(const Frame& frame, std::int64_t timestampMs, const FaceTuning& tuning) {
-    scheme_.analyse(frame, timestampMs);
+    pipeline_.analyse(frame, timestampMs);
     FaceDetections detections;
-    const auto faces = scheme_.faces();
+    const auto faces = pipeline_.faces();
     if (faces.empty()) return detections;
-    const Region primaryBox = FaceScheme::tightBox(faces.front().face);
+    const Region primaryBox = DetectorPipeline::tightBox(faces.front().face);
     for (const TrackedFace& tracked : faces) {
-      const Region box = FaceScheme::tightBox(tracked.face);
+      const Region box = DetectorPipeline::tightBox(tracked.face);
       const bool first = tracked.id == faces.front().id;
       if (tuning.glasses && !first && containedShare(box, primaryBox) > reflectionShare) continue;
       FaceObservation observation;
       observation.boundingBox = normalized(box, frame);
       detections.rectangles.push(observation);
     }
-    if (!scheme_.primary()) return detections;
+    if (!pipeline_.primary()) return detections;
     if (faces.front().id != primaryId_) restartReadings();
     primaryId_ = faces.front().id;
     FaceObservation observation = detections.rectangles[0];
-    const FaceReading& reading = *scheme_.primary();
+    const FaceReading& reading = *pipeline_.primary();
     const double constantMs = smoothingConstantMs(tuning.sensitivity);
     observation.yaw = yaw_.update(reading.yaw, timestampMs, constantMs);
     if (reading.detail) {
@@ -73,7 +72,7 @@ class NeuralFaceDetector::State {
   }
 
   void restart() {
-    scheme_.restart();
+    pipeline_.restart();
     neutral_.restart();
     restartReadings();
   }
@@ -114,7 +113,7 @@ class NeuralFaceDetector::State {
     Point right;
   };
 
-  FaceScheme scheme_;
+  DetectorPipeline pipeline_;
   NeutralPitch neutral_;
   TimeSmoother yaw_;
   TimeSmoother pitch_;

@@ -2,11 +2,9 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <memory>
 
 #include "vision/network.h"
-#include "vision/network_shapes.h"
 
 struct xnn_operator;
 
@@ -23,11 +21,7 @@ class XnnpackLibrary {
 };
 
 /// What XNNPACK is asked for: convolutions, pooling and upsampling, one operator at a time, not its graphs.
-/// An operator that is created once, its weights packed, can be set up again and again.
-///
-/// The library's interface is not promised to stay, and two of them are known: either an operator is created
-/// and set up, or it is created, reshaped and set up. Each has a source file of its own; the build takes the
-/// one that fits the library.
+/// An operator that is created once, its weights packed, can be set up again and again. One thread.
 class XnnpackOperator {
  public:
   /// Throws ModelError. The operator's other data is not needed afterwards.

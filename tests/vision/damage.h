@@ -9,7 +9,7 @@
 #include <span>
 #include <vector>
 
-#include "vision/model_error.h"
+#include "vision/network.h"
 
 namespace sentrel::test {
 

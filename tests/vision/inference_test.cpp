@@ -9,9 +9,7 @@
 #include <random>
 
 #include "stage/pictures.h"
-#include "vision/model_error.h"
-#include "vision/model_files.h"
-#include "vision/network_shapes.h"
+#include "vision/models.h"
 
 namespace sentrel::vision {
 namespace {

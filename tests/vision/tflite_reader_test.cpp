@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "vision/tflite_reader.h"
+#include "vision/network.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,6 @@
 
 #include "stage/pictures.h"
 #include "vision/damage.h"
-#include "vision/network_shapes.h"
 
 namespace sentrel::vision {
 namespace {

@@ -1,16 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "vision/model_files.h"
+#include "vision/models.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <fstream>
 #include <functional>
 #include <string>
 
 #include "stage/pictures.h"
-#include "vision/model_folder.h"
+#include "vision/damage.h"
+#include "vision/face_mesh.h"
 #include "vision/neural_face_detector.h"
 
 namespace sentrel::vision {
@@ -82,6 +84,29 @@ TEST_F(ModelFiles, preparingAgainAfterAFailureTriesAnew) {
 
 TEST(ModelFolder, isFoundFromTheBuildTree) {
   EXPECT_FALSE(NeuralFaceDetector(modelFolder()).prepare());
+}
+
+std::vector<std::byte> geometry() {
+  return test::readBytes(test::modelFolderPath().toStdString() + "/canonical_face.binarypb");
+}
+
+TEST(CanonicalFace, isASymmetricFaceInCentimetres) {
+  const CanonicalFace face = readCanonicalFace(geometry());
+  ASSERT_EQ(face.points.size(), 468U);
+  EXPECT_EQ(face.triangles.size(), 898U);
+  EXPECT_EQ(std::count_if(face.weights.begin(), face.weights.end(), [](double weight) { return weight > 0; }),
+            33);
+  const Vector3& right = face.points[rightEyeOuter];
+  const Vector3& left = face.points[leftEyeOuter];
+  EXPECT_NEAR(right.x, -left.x, 0.01);  // the person's right is on the image's left
+  EXPECT_LT(right.x, -3);
+  EXPECT_GT(face.points[noseTipPoint].z, left.z + 2);
+  EXPECT_LT(face.points[noseTipPoint].y, left.y);
+}
+
+TEST(CanonicalFace, survivesDamage) {
+  const auto intact = geometry();
+  EXPECT_GT(test::readDamaged(intact, intact.size(), readCanonicalFace), 50);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "vision/candidate.h"
+#include "vision/face_search.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

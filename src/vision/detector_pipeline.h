@@ -8,16 +8,51 @@
 #include <vector>
 
 #include "support/frame.h"
-#include "vision/candidate.h"
+#include "vision/face_mesh.h"
 #include "vision/face_search.h"
 #include "vision/face_tracker.h"
 #include "vision/inference.h"
-#include "vision/model_files.h"
+#include "vision/models.h"
 #include "vision/motion_gate.h"
 #include "vision/noise_filter.h"
-#include "vision/primary_face_reader.h"
+#include "vision/region_sampler.h"
 
 namespace sentrel::vision {
+
+/// What was read off the primary face. Angles in radians as in HeadPose; points in the frame's pixels.
+struct FaceReading {
+  double yaw = 0;
+  /// The rest is absent when the mesh could not be read.
+  struct Detail {
+    double pitch = 0;
+    Point leftEye;  ///< centre between the corners, the person's own left
+    Point rightEye;
+    Region meshBox;
+  };
+  std::optional<Detail> detail;
+};
+
+/// Reads head pose and eyes of one face from frame to frame. While the same face stays, its mesh is looked
+/// for where the last one was, which is steadier than the detector's box. A face whose mesh cannot be read
+/// keeps a yaw from its keypoints: one that had turned away stays turned away. One thread.
+class PrimaryFaceReader {
+ public:
+  PrimaryFaceReader(MeshFinder finder, CanonicalFace canonical);
+
+  [[nodiscard]] FaceReading read(const Frame& frame, const Candidate& face);
+
+  void restart();
+
+ private:
+  [[nodiscard]] bool findMesh(const Frame& frame, const Candidate& face, bool sameFace);
+
+  MeshFinder finder_;
+  CanonicalFace canonical_;
+  FaceMesh mesh_;
+  bool hasMesh_ = false;
+  std::optional<Region> lastBox_;
+  double lastYaw_ = 0;
+};
 
 /// What is done with one frame, so that faces down to two hundredths of its width are found at a steady
 /// price, in a picture freed of the dark's noise:
@@ -28,10 +63,10 @@ namespace sentrel::vision {
 ///  4. the mesh of the widest face.
 ///
 /// One thread. Allocates nothing after the first frames.
-class FaceScheme {
+class DetectorPipeline {
  public:
   /// Throws ModelError.
-  FaceScheme(const Models& models, MakeEngine makeEngine);
+  DetectorPipeline(const Models& models, MakeEngine makeEngine);
 
   /// `taken` is not empty. Throws InferenceFailure; the next frame then begins anew.
   void analyse(const Frame& taken, std::int64_t timestampMs);
@@ -42,7 +77,7 @@ class FaceScheme {
   [[nodiscard]] const std::optional<FaceReading>& primary() const { return primary_; }
 
   /// Whether something of the frames so far is still to be looked at.
-  [[nodiscard]] bool behind() const { return tracker_.behind(); }
+  [[nodiscard]] bool hasBacklog() const { return tracker_.hasBacklog(); }
 
   void restart();
 

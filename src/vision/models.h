@@ -4,8 +4,11 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <span>
 #include <vector>
+
+#include "vision/network.h"
 
 namespace sentrel::vision {
 
@@ -27,5 +30,20 @@ struct CanonicalFace {
 
 /// Reads the packaged geometry. Throws ModelError.
 [[nodiscard]] CanonicalFace readCanonicalFace(std::span<const std::byte> file);
+
+/// What the detector needs from disk.
+struct Models {
+  Network detection;
+  Network mesh;
+  CanonicalFace face;
+};
+
+/// Reads the three files and checks them against the digests that this build was made with. Throws ModelError
+/// with a message for people: it names the file, what is wrong with it, and what to do.
+[[nodiscard]] Models readModels(const std::filesystem::path& folder);
+
+/// Where this program's models are: in the data folder beside the running binary's, be it installed or in its
+/// build tree. The folder need not exist.
+[[nodiscard]] std::filesystem::path modelFolder();
 
 }  // namespace sentrel::vision

@@ -1,12 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "vision/face_scheme.h"
+#include "vision/detector_pipeline.h"
 
 #include <algorithm>
 #include <array>
+#include <cmath>
+#include <numbers>
 #include <utility>
+
+#include "vision/head_pose.h"
 
 namespace sentrel::vision {
 namespace {
+
+// Boxes of one face in frames a tenth of a second apart overlap at least so much.
+constexpr double sameFaceOverlap = 0.2;
+// Beyond this yaw the mesh is often lost, and a head that went there has not come back by being lost.
+constexpr double turnedAway = std::numbers::pi / 6;
+
+Point middle(const Vector3& a, const Vector3& b) {
+  return {(a.x + b.x) / 2, (a.y + b.y) / 2};
+}
 
 constexpr InputSize coarseSize{160, 192};
 constexpr InputSize fineSize{Tile::height, Tile::width};
@@ -43,7 +56,46 @@ Region tileRegion(const Frame& frame, const Tile& tile) {
 
 }  // namespace
 
-FaceScheme::FaceScheme(const Models& models, MakeEngine makeEngine)
+PrimaryFaceReader::PrimaryFaceReader(MeshFinder finder, CanonicalFace canonical)
+    : finder_(std::move(finder)), canonical_(std::move(canonical)) {
+  mesh_.points.reserve(canonical_.points.size());
+}
+
+void PrimaryFaceReader::restart() {
+  hasMesh_ = false;
+  lastBox_.reset();
+  lastYaw_ = 0;
+}
+
+bool PrimaryFaceReader::findMesh(const Frame& frame, const Candidate& face, bool sameFace) {
+  // A mesh that slid off the face onto something else must not be believed.
+  const auto onFace = [&] { return intersectionOverUnion(boundingBox(mesh_), face.box) > sameFaceOverlap; };
+  if (sameFace && hasMesh_ && finder_.find(frame, meshRegion(mesh_), mesh_) && onFace()) return true;
+  return finder_.find(frame, meshRegion(face), mesh_) && onFace();
+}
+
+FaceReading PrimaryFaceReader::read(const Frame& frame, const Candidate& face) {
+  const bool sameFace = lastBox_ && intersectionOverUnion(*lastBox_, face.box) > sameFaceOverlap;
+  lastBox_ = face.box;
+  hasMesh_ = findMesh(frame, face, sameFace);
+  const std::optional<HeadPose> pose = hasMesh_ ? fitHeadPose(mesh_, canonical_) : std::nullopt;
+  FaceReading reading;
+  if (pose) {
+    reading.yaw = pose->yaw;
+    reading.detail = {pose->pitch, middle(mesh_.points[leftEyeOuter], mesh_.points[leftEyeInner]),
+                      middle(mesh_.points[rightEyeOuter], mesh_.points[rightEyeInner]), boundingBox(mesh_)};
+  } else {
+    hasMesh_ = false;
+    reading.yaw = yawFromKeypoints(face);
+    if (sameFace && std::abs(lastYaw_) >= turnedAway) {
+      reading.yaw = std::copysign(std::max(std::abs(reading.yaw), std::abs(lastYaw_)), lastYaw_);
+    }
+  }
+  lastYaw_ = reading.yaw;
+  return reading;
+}
+
+DetectorPipeline::DetectorPipeline(const Models& models, MakeEngine makeEngine)
     : engine_(makeEngine()),
       runners_(prepare(*engine_, models)),
       coarse_(std::move(runners_[0]), coarseSize, sampler_),
@@ -53,7 +105,7 @@ FaceScheme::FaceScheme(const Models& models, MakeEngine makeEngine)
   candidates_.reserve(maxCandidates);
 }
 
-void FaceScheme::analyse(const Frame& taken, std::int64_t timestampMs) {
+void DetectorPipeline::analyse(const Frame& taken, std::int64_t timestampMs) {
   if (taken.width() != frameWidth_ || taken.height() != frameHeight_) restart();  // nothing is where it was
   frameWidth_ = taken.width();
   frameHeight_ = taken.height();
@@ -74,7 +126,7 @@ void FaceScheme::analyse(const Frame& taken, std::int64_t timestampMs) {
   if (!tracker_.faces().empty()) primary_ = reader_.read(frame, tracker_.faces().front().face);
 }
 
-void FaceScheme::restart() {
+void DetectorPipeline::restart() {
   tracker_.restart();
   reader_.restart();
   gate_.restart();
@@ -82,7 +134,7 @@ void FaceScheme::restart() {
   primary_.reset();
 }
 
-Region FaceScheme::tightBox(const Candidate& face) {
+Region DetectorPipeline::tightBox(const Candidate& face) {
   return scaledAboutCentre(face.box, tightness);
 }
 
