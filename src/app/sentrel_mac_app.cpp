@@ -52,10 +52,17 @@ void refuseOwnBus() {
   if (!found) qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
 }
 
-/// What Qt is made of. Both change the environment, which is safe only now: no other thread runs yet.
+/// Newer versions of Qt ask the portal while the application is made, for what is not used here, and wait for
+/// a bus that does not answer.
+void refuseQtsPortal() {
+  qputenv("QT_NO_XDG_DESKTOP_PORTAL", "1");
+}
+
+/// What Qt is made of. All change the environment, which is safe only now: no other thread runs yet.
 QtArguments& qtArguments(char* program) {
   static QtArguments arguments = [program] {
     refuseOwnBus();
+    refuseQtsPortal();
     reserveActivationToken();
     return QtArguments(program);
   }();

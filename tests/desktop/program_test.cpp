@@ -317,9 +317,11 @@ TEST_F(ProgramTest, TheEndOfTheSessionBusDoesNotEndProtection) {
   BusDouble tray(desktop, TestBus::session, trayName);
   tray.answer(registers, [](const QDBusMessage&) { return QVariantList(); });
   isWatched = true;
+  // Newer versions of Qt look for a tray on the connection that they had first, which has ended with its bus.
+  const std::size_t trays = QT_VERSION < QT_VERSION_CHECK(6, 8, 0) ? 1 : 0;
   EXPECT_TRUE(waitUntil([&] {
     QCoreApplication::processEvents();
-    return !server.calls(u"Notify"_s).empty() && tray.calls(registers).size() == 1;
+    return !server.calls(u"Notify"_s).empty() && tray.calls(registers).size() == trays;
   }));
   process.signal(SIGTERM);
   EXPECT_EQ(process.waitForExit(seconds(10)), 0);

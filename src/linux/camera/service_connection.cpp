@@ -123,7 +123,10 @@ void ServiceConnection::setNeeded(bool needed) {
 
 void ServiceConnection::attempt() {
   if (core_ != nullptr) return;
-  if (context_ == nullptr) context_ = pw_context_new(loop_.get(), nullptr, 0);
+  if (context_ == nullptr) {
+    // No realtime threads: to have them, newer versions of the library wait for the session bus.
+    context_ = pw_context_new(loop_.get(), pw_properties_new("module.rt", "false", nullptr), 0);
+  }
   if (context_ != nullptr) core_ = pw_context_connect(context_, nullptr, 0);
   if (core_ == nullptr) {
     events_.absent();
