@@ -59,6 +59,7 @@ void PlayedSession::setActive(bool active) const {
 }
 
 void PlayedSession::prepareForSleep(bool begins) const {
+  logind_.setProperty(managerPath, manager, QStringLiteral("PreparingForSleep"), begins);
   logind_.emitSignal(managerPath, manager, QStringLiteral("PrepareForSleep"), QStringLiteral("b"), {begins});
 }
 
