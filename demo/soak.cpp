@@ -487,6 +487,7 @@ void Soak::rest() {
   }
   if (watch_->world().monitors != 1) setMonitors(1);
   if (!watch_->world().wished) toggle();
+  reach("nominal");
   // In this order, so that the camera is newly open for the second.
   goAway(&SoakWorld::locked);
   restIn("autoPaused");
@@ -507,9 +508,13 @@ ProcessUsage Soak::settledUsage() const {
   return last;
 }
 
-void Soak::restIn(const std::string& state) {
+void Soak::reach(const std::string& state) {
   if (!wait([&] { return watch_->state() == state; }) && goesOn())
     breach("it does not come to rest in " + state + ", and says " + watch_->state());
+}
+
+void Soak::restIn(const std::string& state) {
+  reach(state);
   const ProcessUsage usage = settledUsage();
   if (!goesOn()) return;
   say("at rest, " + state + ": PSS " + asMib(usage.proportionalMib) + " (its own " + asMib(usage.ownMib) +

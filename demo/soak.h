@@ -78,6 +78,7 @@ class Soak {
 
   /// Brings everything into the state of rest, waits for it, and compares with the rests before.
   void rest();
+  void reach(const std::string& state);
   void restIn(const std::string& state);
   [[nodiscard]] ProcessUsage settledUsage() const;
   void compareHours();
