@@ -202,6 +202,7 @@ void PreferencesView::buildAdvanced(QVBoxLayout& column) {
   connect(calibrate, &PushButton::clicked, this, [this] { openCalibration(); });
   line->addWidget(distance);
   line->addWidget(calibrate);
+  measured->setFocusProxy(calibrate);
   auto* row = new PrefRow(text(QStringLiteral("Distance de calibration")), {}, measured);
   card.addRow(row);
   refreshers_.emplace_back([this, row, distance] {

@@ -43,6 +43,8 @@ TEST_F(CalibrationTest, TheAdjustedDistanceIsTheOneThatIsKept) {
   EXPECT_EQ(room.settings->settings.get().calibrationDistanceCm, 75);
   EXPECT_TRUE(room.settings->settings.get().isCalibrated);
   EXPECT_TRUE(shows(*window, "75 cm")) << "in the preferences";
+  EXPECT_EQ(buttonNamed(*window, "Calibrer…")->accessibleDescription(),
+            "Distance mesurée lors de la calibration");
   EXPECT_EQ(buttonNamed(*window, "Démarrer"), nullptr) << "the sheet has gone";
 }
 

@@ -40,7 +40,8 @@ PrefRow::PrefRow(const QString& labelText, const QString& hint, QWidget* rowCont
 
 void PrefRow::setHint(const QString& hint) {
   hint_->setWords(hint);
-  control->setAccessibleDescription(hint);
+  QWidget* const used = control->focusProxy();
+  (used != nullptr ? used : control)->setAccessibleDescription(hint);
 }
 
 void PrefRow::arrange() {

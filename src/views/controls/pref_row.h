@@ -10,7 +10,7 @@ namespace sentrel {
 
 /// A label above a smaller hint, with a control beside them; below them where little width is left for words.
 /// A click anywhere in the row turns its switch. The hint becomes the control's description for assistive
-/// technology. Main thread.
+/// technology; that of its focus proxy, where it is made of several. Main thread.
 class PrefRow : public QWidget {
  public:
   /// Takes the control; `label` may be empty.
