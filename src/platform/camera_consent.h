@@ -22,6 +22,9 @@ class CameraConsent {
   /// Any thread.
   [[nodiscard]] bool isGiven() const { return given_.load(); }
 
+  /// Whether the person's last answer was a no.
+  [[nodiscard]] bool wasRefused() const { return refused_; }
+
   /// Somebody wants the camera: `answer` comes with the person's own, at once where that is known. Of more
   /// than `mostWaiting` who wait the first has long given up, and gets a no.
   void request(std::function<void(bool given)> answer) {
@@ -41,6 +44,7 @@ class CameraConsent {
   /// The person answers; whoever waits is told.
   void answer(bool yes) {
     given_ = yes;
+    refused_ = !yes;
     for (const auto& told : std::exchange(waiting_, {})) told(yes);
   }
 
@@ -49,6 +53,7 @@ class CameraConsent {
 
  private:
   std::atomic<bool> given_;
+  bool refused_ = false;
   std::deque<std::function<void(bool)>> waiting_;
 };
 

@@ -2,7 +2,6 @@
 #include "views/onboarding_page_layout.h"
 
 #include <QVBoxLayout>
-#include <algorithm>
 #include <utility>
 
 #include "views/controls/symbol_view.h"
@@ -16,6 +15,7 @@ constexpr int discPixels = 96;
 constexpr int symbolPixels = 48;
 constexpr int textSide = 44;  // of 440
 constexpr double textLine = 21.5;
+constexpr int textToButton = 12;
 constexpr int textHeight = 110;  // up to the first button, which never moves
 constexpr int primaryWidth = 264;
 constexpr int primaryHeight = 40;
@@ -40,17 +40,24 @@ OnboardingPageLayout::OnboardingPageLayout(Content content, QWidget* parent)
   auto* words = centredLabel(TextRole::body, content.text, &AppColors::textSecondary);
   words->setBalanced(true);
   words->setLineHeight(textLine);
-  words->setContentsMargins(textSide, 0, textSide, 0);
+  words->setContentsMargins(textSide, 0, textSide, textToButton);
   words->setMinimumHeight(textHeight);
   column->addWidget(words);
 
   primary_->setButtonHeight(primaryHeight);
-  primary_->setMinimumWidth(std::max(primaryWidth, primary_->sizeHint().width()));
+  primary_->setMinimumWidth(primaryWidth);
   connect(primary_, &PushButton::clicked, this, [act = std::move(content.primaryAction)] { act(); });
   column->addWidget(primary_, 0, Qt::AlignHCenter);
   column->addSpacing(betweenButtons);
-  if (content.secondaryLabel.isEmpty()) {
+  if (content.secondaryLabel.isEmpty() && content.notice.isEmpty()) {
     column->addSpacing(secondaryHeight);
+  } else if (content.secondaryLabel.isEmpty()) {
+    auto* notice = centredLabel(TextRole::subheadline, content.notice, &AppColors::warning);
+    notice->setContentsMargins(textSide, 0, textSide, 0);
+    notice->setAlignment(Qt::AlignCenter);
+    notice->setMinimumHeight(secondaryHeight);
+    column->addWidget(notice);
+    primary_->setAccessibleDescription(content.notice);
   } else {
     auto* secondary = new PushButton(PushButton::Kind::plain, content.secondaryLabel);
     secondary->setButtonHeight(secondaryHeight);
@@ -62,7 +69,6 @@ OnboardingPageLayout::OnboardingPageLayout(Content content, QWidget* parent)
 
 void OnboardingPageLayout::setPrimaryLabel(const QString& words) {
   primary_->setText(words);
-  primary_->setMinimumWidth(std::max(primaryWidth, primary_->sizeHint().width()));
 }
 
 }  // namespace sentrel

@@ -22,6 +22,7 @@ class OnboardingPageLayout : public QWidget {
     std::function<void()> primaryAction;
     QString secondaryLabel;  ///< empty where there is no second button
     std::function<void()> secondaryAction;
+    QString notice = {};  ///< in the second button's place, where there is none
   };
 
   explicit OnboardingPageLayout(Content content, QWidget* parent = nullptr);

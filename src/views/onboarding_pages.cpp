@@ -18,7 +18,7 @@ QString calibrationLabel(const FilterSettings& settings) {
 
 }  // namespace
 
-OnboardingCameraPage::OnboardingCameraPage(std::shared_ptr<CameraConsent> consent,
+OnboardingCameraPage::OnboardingCameraPage(const std::shared_ptr<CameraConsent>& consent,
                                            std::shared_ptr<AVCaptureManager> camera,
                                            std::function<void()> onNext)
     : OnboardingPageLayout(
@@ -27,14 +27,15 @@ OnboardingCameraPage::OnboardingCameraPage(std::shared_ptr<CameraConsent> consen
            .text = text(QStringLiteral("onboarding_camera_body")),
            .primaryLabel = text(QStringLiteral("onboarding_continue")),
            .primaryAction =
-               [this, consent = std::move(consent), camera = std::move(camera), next = std::move(onNext)] {
+               [this, consent, camera = std::move(camera), next = std::move(onNext)] {
                  consent->answer(true);
                  camera->requestAccess([page = QPointer<QWidget>(this), next](bool /*granted*/) {
                    if (page) next();
                  });
                },
            .secondaryLabel = {},
-           .secondaryAction = {}}) {}
+           .secondaryAction = {},
+           .notice = consent->wasRefused() ? text(QStringLiteral("onboarding_camera_again")) : QString()}) {}
 
 OnboardingOverlayPage::OnboardingOverlayPage(std::function<void()> onNext)
     : OnboardingPageLayout(

@@ -22,8 +22,8 @@ namespace sentrel {
 /// Asks the person whether the camera may be used.
 class OnboardingCameraPage : public OnboardingPageLayout {
  public:
-  OnboardingCameraPage(std::shared_ptr<CameraConsent> consent, std::shared_ptr<AVCaptureManager> camera,
-                       std::function<void()> onNext);
+  OnboardingCameraPage(const std::shared_ptr<CameraConsent>& consent,
+                       std::shared_ptr<AVCaptureManager> camera, std::function<void()> onNext);
 };
 
 /// Says what the overlay does.

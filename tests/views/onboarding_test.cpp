@@ -31,7 +31,9 @@ TEST_F(OnboardingTest, ClosingItUnansweredIsANoThatCanBeAskedAgain) {
   int asked = 0;
   const Registration asking = room.consent->asked.connect([&] { ++asked; });
   room.consent->request([&](bool yes) { answer = yes; });
+  const QString refused = QStringLiteral("La caméra n'est pas encore autorisée.");
   open();
+  EXPECT_FALSE(shows(*window, refused)) << "nobody has said no yet";
   window->close();
   EXPECT_EQ(answer, false);
   EXPECT_FALSE(completed());
@@ -39,6 +41,7 @@ TEST_F(OnboardingTest, ClosingItUnansweredIsANoThatCanBeAskedAgain) {
   EXPECT_EQ(asked, 2);
   window.reset();
   open();
+  EXPECT_TRUE(shows(*window, refused));
   click(buttonNamed(*window, "Continuer"));
   settle();
   window->close();
