@@ -136,6 +136,9 @@ void onboarding(PictureBook& book) {
     window.setPage(page);
     book.add(QStringLiteral("08-onboarding-") + QLatin1String(names[page]), window);
   }
+  room.consent->answer(false);
+  OnboardingView again(room.onboardingParts());
+  book.add("08-onboarding-1-camera-again", again);
   window.setPage(3);
   room.newCalibration()->accept(55);
   book.add("08-onboarding-4-calibrated", window);
@@ -153,12 +156,19 @@ void extremes(PictureBook& book) {
   };
   book.setLook({.textScale = 2});
   popover(book, "03-popover-text200", watched);
+  popover(book, "09-statistics-confirm-text200", watched, [](PopoverWindow& window) {
+    window.content().showPage(MenuBarPopoverView::Page::stats);
+    press(window, "Remettre à zéro…");
+  });
+  popover(book, "10-about-text200", watched,
+          [](PopoverWindow& window) { window.content().showPage(MenuBarPopoverView::Page::about); });
   {
     ViewRoom room;
     PreferencesView window(room.preferencesParts());
     book.add("04-preferences-text200", window);
     press(window, "Calibrer…");
     book.add("07-calibration-text200", window);
+    room.consent->answer(false);
     OnboardingView first(room.onboardingParts());
     book.add("08-onboarding-text200", first);
   }

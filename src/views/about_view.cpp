@@ -10,7 +10,6 @@
 #include "look/app_icon.h"
 #include "look/texts.h"
 #include "views/controls/divider.h"
-#include "views/controls/push_button.h"
 #include "views/controls/text_label.h"
 #include "views/theme.h"
 
@@ -21,6 +20,7 @@ namespace {
 constexpr int side = 16;
 constexpr int textSide = 20;
 constexpr int iconPixels = 64;
+constexpr QMargins aroundClose(10, 5, 0, 0);
 
 class Icon final : public QWidget {
  public:
@@ -57,17 +57,14 @@ class AboutSection final : public QWidget {
 
 AboutView::AboutView(const QString& version, const Footer& footer, std::function<void()> dismissed,
                      QWidget* parent)
-    : QWidget(parent),
-      dismiss(std::move(dismissed)),
-      close_(new PushButton(PushButton::Kind::plain, text(QStringLiteral("Fermer")), this)) {
-  connect(static_cast<PushButton*>(close_), &PushButton::clicked, this, [this] { dismiss(); });
-  auto* column = new QVBoxLayout(this);
+    : ToolbarPage(text(QStringLiteral("Fermer")), aroundClose, parent), dismiss(std::move(dismissed)) {
+  connect(leaveButton(), &PushButton::clicked, this, [this] { dismiss(); });
+  auto* page = new QWidget;
+  auto* column = new QVBoxLayout(page);
   column->setContentsMargins(0, 0, 0, 0);
   column->setSpacing(0);
-  close_->move(10, 5);
-  close_->resize(close_->sizeHint());
   column->addSpacing(26);
-  column->addWidget(new Icon(this), 0, Qt::AlignHCenter);
+  column->addWidget(new Icon(page), 0, Qt::AlignHCenter);
   column->addSpacing(5);
   column->addWidget(centredLabel(TextRole::title2, QStringLiteral("Sentrel")));
   column->addWidget(centredLabel(TextRole::caption,
@@ -82,11 +79,11 @@ AboutView::AboutView(const QString& version, const Footer& footer, std::function
   for (const char* topic : {"developer", "project", "privacy"}) {
     const QString key = QStringLiteral("about_%1_").arg(QLatin1String(topic));
     sections->addWidget(
-        new AboutSection(text(key + QLatin1String("title")), text(key + QLatin1String("body")), this));
+        new AboutSection(text(key + QLatin1String("title")), text(key + QLatin1String("body")), page));
   }
   column->addLayout(sections);
   column->addStretch(1);
-  if (QWidget* link = footer.build(this)) {
+  if (QWidget* link = footer.build(page)) {
     column->addSpacing(12);
     column->addLayout(insetDivider(side, side));
     column->addSpacing(8);
@@ -95,11 +92,12 @@ AboutView::AboutView(const QString& version, const Footer& footer, std::function
   } else {
     column->addSpacing(16);
   }
+  setPage(page);
 }
 
 void AboutView::focusInEvent(QFocusEvent* event) {
   QWidget::focusInEvent(event);
-  close_->setFocus(event->reason());
+  leaveButton()->setFocus(event->reason());
 }
 
 }  // namespace sentrel

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <QWidget>
 #include <functional>
 
+#include "views/controls/scroll_page.h"
 #include "views/footer.h"
 
 namespace sentrel {
 
 /// What the program is, who makes it and what becomes of pictures. Main thread.
-class AboutView : public QWidget {
+class AboutView : public ToolbarPage {
  public:
   /// `dismissed` is called when the person closes it.
   AboutView(const QString& version, const Footer& footer, std::function<void()> dismissed,
@@ -20,7 +20,6 @@ class AboutView : public QWidget {
 
  private:
   const std::function<void()> dismiss;
-  QWidget* close_;
 };
 
 }  // namespace sentrel

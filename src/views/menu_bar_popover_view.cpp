@@ -50,9 +50,9 @@ EyeLogo::Mood moodOf(const FilterState& state) {
 }  // namespace
 
 MenuBarPopoverView::MenuBarPopoverView(Parts parts, QWidget* parent)
-    : QWidget(parent), parts_(std::move(parts)), stack_(new QVBoxLayout(this)) {
+    : QWidget(parent), parts_(std::move(parts)), stack_(new QVBoxLayout(this)), home_(new ScrollPage(this)) {
   stack_->setContentsMargins(0, 0, 0, 0);
-  home_ = buildHome();  // NOLINT(cppcoreguidelines-prefer-member-initializer): it needs the other members
+  home_->setPage(buildHome());
   stack_->addWidget(home_);
   switch_->setFocus(Qt::OtherFocusReason);
   stateRegistration_ =
@@ -66,7 +66,7 @@ MenuBarPopoverView::MenuBarPopoverView(Parts parts, QWidget* parent)
 }
 
 QWidget* MenuBarPopoverView::buildHome() {
-  auto* home = new QWidget(this);
+  auto* home = new QWidget;
   auto* column = new QVBoxLayout(home);
   column->setContentsMargins(0, 0, 0, side);
   column->setSpacing(0);

@@ -14,6 +14,7 @@
 #include "settings/stats_repository.h"
 #include "support/published.h"
 #include "support/registration.h"
+#include "views/controls/scroll_page.h"
 #include "views/controls/sheet.h"
 #include "views/controls/text_label.h"
 #include "views/controls/toggle_switch.h"
@@ -66,7 +67,7 @@ class MenuBarPopoverView : public QWidget {
   bool showStats = false;
   bool showAbout = false;
   QVBoxLayout* stack_;
-  QWidget* home_ = nullptr;
+  ScrollPage* home_;
   QWidget* page_ = nullptr;  // over home, or none
   QPointer<Sheet> address_;  // that the person may copy
   EyeLogo* logo_ = nullptr;

@@ -64,13 +64,15 @@ QPoint PopoverWindow::contentPlace() const {
 
 void PopoverWindow::place() {
   const int around = margin();
-  const QSize size = content_->sizeHint();
+  const QScreen* where = anchor_.isValid() ? QGuiApplication::screenAt(anchor_.center()) : nullptr;
+  if (where == nullptr) where = screen();
+  const QRect workArea = where->availableGeometry();
+  // What does not fit scrolls.
+  const QSize size = content_->sizeHint().boundedTo(workArea.size() - QSize(2 * away, 2 * away));
   content_->setGeometry(QRect(contentPlace(), size));
   const QSize whole = size + QSize(2 * around, 2 * around);
   if (anchor_.isValid()) {
-    const QScreen* screen = QGuiApplication::screenAt(anchor_.center());
-    if (screen == nullptr) screen = QGuiApplication::primaryScreen();
-    const QRect place = placePopover(anchor_, screen->availableGeometry(), size);
+    const QRect place = placePopover(anchor_, workArea, size);
     setGeometry(place.adjusted(-around, -around, around, around));
   } else {
     resize(whole);

@@ -10,6 +10,7 @@
 #include "views/controls/dialog.h"
 #include "views/controls/divider.h"
 #include "views/controls/push_button.h"
+#include "views/controls/scroll_page.h"
 #include "views/controls/stat_card.h"
 #include "views/controls/text_label.h"
 
@@ -37,7 +38,8 @@ StatsView::StatsView(std::shared_ptr<StatsRepository> repository, const Footer& 
   column->addWidget(buildToolbar());
   column->addWidget(new Divider(this));
 
-  auto* body = new QVBoxLayout;
+  auto* page = new QWidget;
+  auto* body = new QVBoxLayout(page);
   body->setContentsMargins(side, 12, side, 12);
   body->setSpacing(0);
   auto* header = new TextLabel(TextRole::subheadline, &AppColors::textSecondary);
@@ -63,8 +65,10 @@ StatsView::StatsView(std::shared_ptr<StatsRepository> repository, const Footer& 
   connect(reset, &PushButton::clicked, this, [this] { askForReset(); });
   body->addWidget(reset);
   body->addStretch(1);
-  if (QWidget* link = footer.build(this)) body->addWidget(link, 0, Qt::AlignHCenter);
-  column->addLayout(body, 1);
+  if (QWidget* link = footer.build(page)) body->addWidget(link, 0, Qt::AlignHCenter);
+  auto* scroll = new ScrollPage(this);
+  scroll->setPage(page);
+  column->addWidget(scroll, 1);
 
   statsRegistration_ = statsRepo->stats.subscribe([alerts, sessions, time](const FilterStats& stats) {
     alerts->setValue(QString::number(stats.alertCount));
@@ -86,6 +90,7 @@ QWidget* StatsView::buildToolbar() {
   auto* title = new TextLabel(TextRole::headline);
   title->setWords(text(QStringLiteral("stats_title")));
   title->setAlignment(Qt::AlignVCenter);
+  title->setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Preferred);
   // As wide as the button on the other side, so that the title stands in the middle where there is room.
   auto* balance = new QSpacerItem(back->sizeHint().width(), 0, QSizePolicy::Maximum);
   line->addWidget(back);

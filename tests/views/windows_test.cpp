@@ -4,6 +4,8 @@
 #include <QHash>
 #include <QImage>
 #include <QRandomGenerator>
+#include <QScreen>
+#include <QScrollArea>
 #include <algorithm>
 #include <cmath>
 #include <iostream>
@@ -122,18 +124,52 @@ TEST_F(WindowsTest, WordsStandOutOnEveryGround) {
   EXPECT_GT(measured, 300);
 }
 
-TEST_F(WindowsTest, NothingFallsOutOfTheWindowWithLargeText) {
-  Theme::shared().setLook({.reducedMotion = true, .textScale = 2});
-  auto* popover = new PopoverWindow(room.popoverParts(), PopoverWindow::Ground::opaque);
-  show(*popover);
+/// Everything that is not cut off: as wide and high as it wants to be, on what scrolls or else in the window.
+void expectWhole(const QWidget& window) {
+  for (const auto* widget : window.findChildren<QWidget*>()) {
+    const auto* label = dynamic_cast<const TextLabel*>(widget);
+    const auto* button = dynamic_cast<const PushButton*>(widget);
+    if (!widget->isVisible() || (label == nullptr && button == nullptr)) continue;
+    const QWidget* ground = widget->parentWidget();
+    while (ground != &window && dynamic_cast<QScrollArea*>(ground->parentWidget()->parentWidget()) == nullptr)
+      ground = ground->parentWidget();
+    const QRect place(widget->mapTo(ground, QPoint()), widget->size());
+    const QString words = label != nullptr ? label->words() : button->text();
+    EXPECT_TRUE(ground->rect().contains(place)) << qPrintable(words);
+    EXPECT_TRUE(button == nullptr || button->width() >= button->sizeHint().width()) << qPrintable(words);
+    EXPECT_TRUE(label == nullptr || label->height() >= label->heightForWidth(label->width()))
+        << qPrintable(words) << " " << label->width() << "x" << label->height() << " wants "
+        << label->heightForWidth(label->width());
+  }
+}
+
+TEST_F(WindowsTest, NothingIsCutOffWithLargeTextNorLeavesTheScreen) {
+  const QSize workArea = QGuiApplication::primaryScreen()->availableSize();
   room.start();
   room.see(room.watched, 1500);
-  for (auto* control : popover->content().findChildren<QPushButton*>()) {
-    const QRect place(control->mapTo(popover, QPoint()), control->size());
-    EXPECT_TRUE(popover->rect().contains(place)) << qPrintable(control->text());
-    EXPECT_GE(control->width(), control->sizeHint().width()) << qPrintable(control->text());
+  for (const double textWhenOpened : {1.0, 2.0}) {
+    SCOPED_TRACE(textWhenOpened);
+    const auto setText = [](double scale) {
+      Theme::shared().setLook({.reducedMotion = true, .textScale = scale});
+      for (int i = 0; i < 20; ++i) QCoreApplication::processEvents();  // layouts within layouts
+    };
+    setText(textWhenOpened);
+    forEachWindow([&](QWidget& window) {
+      setText(2);
+      expectWhole(window);
+      const auto* popover = dynamic_cast<PopoverWindow*>(&window);
+      const QSize size = popover != nullptr ? popover->content().size() : window.size();
+      if (dynamic_cast<PreferencesView*>(&window) == nullptr) {  // its height is the test's own
+        EXPECT_EQ(size.boundedTo(workArea * 0.98), size) << qPrintable(window.windowTitle());
+      }
+      if (popover != nullptr && popover->content().page() == MenuBarPopoverView::Page::stats) {
+        click(buttonNamed(window, "Remettre à zéro…"));
+        setText(2);
+        expectWhole(window);
+      }
+      setText(textWhenOpened);
+    });
   }
-  delete popover;
 }
 
 TEST_F(WindowsTest, LongStormOfAThousandClicksAndKeys) {

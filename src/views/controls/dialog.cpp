@@ -5,15 +5,20 @@
 #include <QVBoxLayout>
 
 #include "views/controls/painting.h"
+#include "views/controls/scroll_page.h"
 #include "views/controls/symbol_view.h"
 #include "views/controls/text_label.h"
+#include "views/theme.h"
 
 namespace sentrel {
 
 namespace {
 constexpr QSize dialogSize(280, 182);
 constexpr int symbolPixels = 30;
-constexpr int padding = 20;
+constexpr int padding = 12;
+constexpr int above = 20;
+constexpr int aroundWords = 8;
+constexpr int betweenButtons = 14;
 }  // namespace
 
 Sheet* openDialog(QWidget& popover, const Dialog& dialog) {
@@ -21,22 +26,28 @@ Sheet* openDialog(QWidget& popover, const Dialog& dialog) {
   sheet->setCornerRadius(popoverRadius);
   sheet->setAccessibleName(dialog.words);
   auto* column = new QVBoxLayout(sheet->panel());
-  column->setContentsMargins(padding, padding, padding, 16);
+  column->setContentsMargins(padding, above, padding, 16);
   column->setSpacing(0);
-  column->addWidget(new SymbolView(dialog.symbol, symbolPixels, dialog.color), 0, Qt::AlignHCenter);
-  column->addSpacing(6);
+  auto* page = new QWidget;
+  auto* said = new QVBoxLayout(page);
+  said->setContentsMargins(aroundWords, 0, aroundWords, 0);
+  said->setSpacing(6);
+  said->addWidget(new SymbolView(dialog.symbol, symbolPixels, dialog.color), 0, Qt::AlignHCenter);
   auto* words = centredLabel(TextRole::bodyLabel, dialog.words);
   words->setBalanced(true);
-  column->addWidget(words);
-  column->addStretch(1);
+  said->addWidget(words);
+  said->addStretch(1);
+  auto* scroll = new ScrollPage;
+  scroll->setPage(page);
+  column->addWidget(scroll, 1);
   column->addSpacing(12);
   auto* cancel = new PushButton(PushButton::Kind::secondary, dialog.cancel);
   auto* confirm = new PushButton(dialog.kind, dialog.confirm);
   auto* buttons = new QHBoxLayout;
-  buttons->setSpacing(14);
+  buttons->setSpacing(betweenButtons);
   buttons->addStretch();
-  buttons->addWidget(cancel);
-  buttons->addWidget(confirm);
+  buttons->addWidget(cancel, 0, Qt::AlignHCenter);
+  buttons->addWidget(confirm, 0, Qt::AlignHCenter);
   buttons->addStretch();
   column->addLayout(buttons);
   const auto dismiss = [sheet] { sheet->dismiss(); };
@@ -47,6 +58,14 @@ Sheet* openDialog(QWidget& popover, const Dialog& dialog) {
     sheet->dismiss();
   });
   sheet->open(cancel);
+  const auto arrange = [=] {
+    const int wanted = cancel->sizeHint().width() + betweenButtons + confirm->sizeHint().width();
+    const bool beside = wanted <= sheet->panel()->width() - 2 * padding;
+    buttons->setDirection(beside ? QBoxLayout::LeftToRight : QBoxLayout::TopToBottom);
+    sheet->placePanel();
+  };
+  QObject::connect(&Theme::shared(), &Theme::changed, sheet, arrange);
+  arrange();
   return sheet;
 }
 

@@ -2,6 +2,7 @@
 #include "views/controls/scroll_page.h"
 
 #include <QApplication>
+#include <QGridLayout>
 #include <QKeyEvent>
 #include <QPainter>
 #include <algorithm>
@@ -81,6 +82,11 @@ void ScrollPage::setPage(QWidget* content) {
   content->setAutoFillBackground(false);
 }
 
+int ScrollPage::heightForWidth(int width) const {
+  if (widget() == nullptr) return 0;
+  return widget()->hasHeightForWidth() ? widget()->heightForWidth(width) : widget()->sizeHint().height();
+}
+
 void ScrollPage::resizeEvent(QResizeEvent* event) {
   QScrollArea::resizeEvent(event);
   bar_->setPageStep(viewport()->height());
@@ -104,6 +110,30 @@ void ScrollPage::keyPressEvent(QKeyEvent* event) {
   } else {
     event->ignore();
   }
+}
+
+// The button is made first: it stands first, also in the order of the Tab key.
+ToolbarPage::ToolbarPage(const QString& leaveWords, QMargins aroundButton, QWidget* parent)
+    : QWidget(parent),
+      leave_(new PushButton(PushButton::Kind::plain, leaveWords, this)),
+      page_(new ScrollPage(this)),
+      grid_(new QGridLayout(this)) {
+  grid_->setContentsMargins(0, 0, 0, 0);
+  grid_->setSpacing(0);
+  auto* toolbar = new QVBoxLayout;
+  toolbar->setContentsMargins(aroundButton);
+  toolbar->addWidget(leave_);
+  grid_->addLayout(toolbar, 0, 0, Qt::AlignLeft | Qt::AlignTop);
+  grid_->setRowStretch(1, 1);
+  connect(&Theme::shared(), &Theme::changed, this, [this] { arrange(); });
+  arrange();
+}
+
+void ToolbarPage::arrange() {
+  const bool large = Theme::shared().textScale() > 1;
+  grid_->removeWidget(page_);
+  grid_->addWidget(page_, large ? 1 : 0, 0, large ? 1 : 2, 1);
+  leave_->raise();
 }
 
 }  // namespace sentrel

@@ -4,6 +4,10 @@
 #include <QScrollArea>
 #include <QScrollBar>
 
+#include "views/controls/push_button.h"
+
+class QGridLayout;
+
 namespace sentrel {
 
 /// A page that scrolls up and down under a thin bar, which takes no room, and shows whatever control gets the
@@ -17,6 +21,10 @@ class ScrollPage : public QScrollArea {
   /// How far the page is scrolled, in pixels.
   void scrollTo(int y) { verticalScrollBar()->setValue(y); }
 
+  // It wants to be as high as what it shows.
+  [[nodiscard]] bool hasHeightForWidth() const override { return true; }
+  [[nodiscard]] int heightForWidth(int width) const override;
+
  protected:
   void resizeEvent(QResizeEvent* event) override;
   bool focusNextPrevChild(bool next) override;
@@ -26,6 +34,23 @@ class ScrollPage : public QScrollArea {
   void placeBar();
 
   QScrollBar* bar_;  // mirrors the area's own, which is hidden
+};
+
+/// A page that scrolls beside the button that leaves it, which stands at the top left; below that button
+/// where large words leave no room beside it. Main thread.
+class ToolbarPage : public QWidget {
+ public:
+  ToolbarPage(const QString& leaveWords, QMargins aroundButton, QWidget* parent = nullptr);
+
+  [[nodiscard]] PushButton* leaveButton() const { return leave_; }
+  void setPage(QWidget* content) { page_->setPage(content); }
+
+ private:
+  void arrange();
+
+  PushButton* leave_;
+  ScrollPage* page_;
+  QGridLayout* grid_;
 };
 
 }  // namespace sentrel

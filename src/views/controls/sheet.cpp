@@ -6,6 +6,7 @@
 #include <QKeyEvent>
 #include <QLayout>
 #include <QPainter>
+#include <algorithm>
 #include <utility>
 
 #include "views/controls/accessible_role.h"
@@ -58,10 +59,13 @@ void Sheet::dismiss() {
 }
 
 void Sheet::placePanel() {
-  const QSize wanted = panel_->layout() != nullptr ? panel_->layout()->totalSizeHint() : QSize();
   const QSize room = rect().marginsRemoved({leastMargin, leastMargin, leastMargin, leastMargin}).size();
-  const QSize least = size_ * (1 + addedForText * (Theme::shared().textScale() - 1));
-  const QSize size = least.expandedTo({0, wanted.height()}).boundedTo(room);
+  QSize size = (size_ * (1 + addedForText * (Theme::shared().textScale() - 1))).boundedTo(room);
+  if (QLayout* content = panel_->layout(); content != nullptr) {
+    const int wanted = content->hasHeightForWidth() ? content->totalHeightForWidth(size.width())
+                                                    : content->totalSizeHint().height();
+    size.setHeight(std::clamp(wanted, size.height(), room.height()));
+  }
   panel_->setGeometry(QRect(QPoint((width() - size.width()) / 2, (height() - size.height()) / 2), size));
 }
 
