@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "look/texts.h"
+#include "views/controls/accessible_role.h"
 #include "views/controls/fade_over.h"
 #include "views/controls/painting.h"
 #include "views/controls/spinner.h"
@@ -137,13 +138,12 @@ void CalibrationView::show(const Phase& phase) {
       before.kind() == Phase::Kind::counting) {
     fadeOver(*count_, numberFadeMs);
     count_->setWords(QString::number(phase.remaining()));
+    // Screen readers read a notification as it appears.
+    QAccessibleEvent appears(count_, QAccessible::ObjectShow);
+    QAccessible::updateAccessibility(&appears);
   } else {
     buildPhase(phase);
     buildButtons(phase);
-  }
-  if (count_ != nullptr) {
-    QAccessibleEvent spoken(count_, QAccessible::Alert);
-    QAccessible::updateAccessibility(&spoken);
   }
 }
 
@@ -167,6 +167,7 @@ void CalibrationView::buildPhase(const Phase& phase) {
           centredLabel(TextRole::body, text(QStringLiteral("Restez immobile…")), &AppColors::textSecondary));
       column->addSpacing(6);
       count_ = centredLabel(TextRole::count, QString::number(phase.remaining()));
+      setAccessibleRole(*count_, QAccessible::Notification);
       column->addWidget(count_);
       break;
     case Phase::Kind::measuring:
