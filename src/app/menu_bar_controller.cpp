@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "app/menu_bar_controller.h"
 
+#include <QAccessible>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QGuiApplication>
@@ -12,6 +13,7 @@
 #include "app/window_memory.h"
 #include "look/texts.h"
 #include "platform/platform.h"
+#include "views/controls/accessible_role.h"
 #include "views/status_words.h"
 
 namespace sentrel {
@@ -74,6 +76,12 @@ MenuBarController::MenuBarController(Actions actions, ProgramBus& bus)
   failureRegistration_ =
       cameraControl_->failure().onChange([this](const std::optional<CameraFailure>&) { updateStatusItem(); });
   updateStatusItem();
+  banner_.setAttribute(Qt::WA_DontShowOnScreen);
+  banner_.setAttribute(Qt::WA_ShowWithoutActivating);
+  setAccessibleRole(banner_, QAccessible::Notification);
+  banner_.setAccessibleName(text(QStringLiteral("REGARD INDISCRET")) + QStringLiteral(". ") +
+                            text(QStringLiteral("Quelqu'un observe votre écran")));
+  bannerRegistration_ = service_->fsmState().subscribe([this](const FilterState&) { tellScreenReaders(); });
   preferencesRegistration_ = sentrelOpenPreferences().connect([this] { openPreferences(); });
 }
 
@@ -86,6 +94,13 @@ void MenuBarController::updateStatusItem() {
   QString words = QStringLiteral("Sentrel\n") + statusWords(service_->fsmState()).words;
   if (!cause.isEmpty()) words += QStringLiteral("\n") + cause;
   statusItem.setToolTip(words);
+}
+
+/// What covers the screens is no window of the toolkit's. Screen readers read a notification that appears.
+void MenuBarController::tellScreenReaders() {
+  const bool shown = service_->fsmState().get().is(FilterState::Kind::alert) && QAccessible::isActive();
+  if (shown) banner_.winId();  // or it is nobody's child
+  banner_.setVisible(shown);
 }
 
 void MenuBarController::togglePopover(const QRect& anchor) {

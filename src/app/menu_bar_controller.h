@@ -52,6 +52,7 @@ class MenuBarController final : public ProgramWindows {
   [[nodiscard]] QString notice();
   void showPage(MenuBarPopoverView::Page page);
   void updateStatusItem();
+  void tellScreenReaders();
   void openLink(const QUrl& address, std::function<void()> failed);
 
   const Actions actions_;
@@ -60,11 +61,13 @@ class MenuBarController final : public ProgramWindows {
   const std::shared_ptr<AVCaptureManager> camera_;
   const std::shared_ptr<CameraControl> cameraControl_;
   StatusItem statusItem;
+  QWidget banner_;  // its words for screen readers
   QPointer<PopoverWindow> popover;
   QElapsedTimer sinceClosed_;  // a click on the icon takes the focus first, which closes the popover
   QPointer<PreferencesView> prefsWindow;
   QObject trayPatience_;  // what waits for a tray, waits no longer than this lives
   Registration stateRegistration_;
+  Registration bannerRegistration_;
   Registration activeRegistration_;
   Registration startingRegistration_;
   Registration failureRegistration_;

@@ -19,6 +19,7 @@ class AccessibleTree {
     std::string role;
     std::string description;
     bool focusable = false;
+    std::string path = {};
   };
 
   /// Starts that bus and says that somebody listens; programs that start later speak on it.
@@ -33,12 +34,28 @@ class AccessibleTree {
     sessionBus.call(name, path, u"org.freedesktop.DBus.Properties"_s, u"Set"_s,
                     {u"org.a11y.Status"_s, u"IsEnabled"_s, QVariant::fromValue(QDBusVariant(true))});
     const QDBusMessage address = sessionBus.call(name, path, name, u"GetAddress"_s);
-    bus_ = QDBusConnection::connectToBus(address.arguments().constFirst().toString(), u"accessible"_s);
+    const QString place = address.arguments().constFirst().toString();
+    bus_ = QDBusConnection::connectToBus(place, u"accessible"_s);
+    // What appears and goes is told to whoever asks for it.
+    bus_.call(QDBusMessage::createMethodCall(u"org.a11y.atspi.Registry"_s, u"/org/a11y/atspi/registry"_s,
+                                             u"org.a11y.atspi.Registry"_s, u"RegisterEvent"_s)
+              << u"object:state-changed:showing"_s);
+    events_ = desktop.spawn("dbus-monitor", {"--address", place.toStdString(), "member='StateChanged'"});
   }
   ~AccessibleTree() { QDBusConnection::disconnectFromBus(u"accessible"_s); }
   AccessibleTree(const AccessibleTree&) = delete;
   AccessibleTree& operator=(const AccessibleTree&) = delete;
 
+  /// How often something was said to appear. Screen readers read a notification then.
+  [[nodiscard]] std::size_t appearances(const Node& node) const {
+    const std::string told = events_.output();
+    const std::string event = "path=" + node.path +
+                              "; interface=org.a11y.atspi.Event.Object; member=StateChanged\n"
+                              "   string \"showing\"\n   int32 1\n";
+    std::size_t count = 0;
+    for (auto at = told.find(event); at != std::string::npos; at = told.find(event, at + 1)) ++count;
+    return count;
+  }
   /// Everything that is on the screen just now.
   [[nodiscard]] std::vector<Node> nodes() const {
     std::vector<Node> nodes;
@@ -72,7 +89,8 @@ class AccessibleTree {
     constexpr unsigned showing = 25;
     const std::string role = ask(place, "GetRoleName").toString().toStdString();
     if (role != "application" && role != "desktop frame" && !has(showing)) return;
-    nodes.push_back({property(place, "Name"), role, property(place, "Description"), has(focusable)});
+    nodes.push_back({property(place, "Name"), role, property(place, "Description"), has(focusable),
+                     place.path.toStdString()});
     const QVariant children = ask(place, "GetChildren");
     if (!children.canConvert<QDBusArgument>()) return;
     const auto list = children.value<QDBusArgument>();
@@ -91,6 +109,7 @@ class AccessibleTree {
 
   const QString accessible_ = u"org.a11y.atspi.Accessible"_s;
   ChildProcess launcher_;
+  ChildProcess events_;
   QDBusConnection bus_;
 };
 
@@ -101,12 +120,10 @@ class FirstRunTest : public ProgramDesk {
   void press(const std::string& key) { desktop.run("xdotool", {"key", "--clearmodifiers", key}); }
   /// Waits until something on the screen has a name that begins so.
   [[nodiscard]] bool shows(const std::string& words) const {
-    return waitUntil(
-        [&] {
-          return std::ranges::any_of(tree.nodes(),
-                                     [&](const auto& node) { return node.name.starts_with(words); });
-        },
-        std::chrono::seconds(20), std::chrono::milliseconds(100));
+    return waitUntil([&] { return isNow(words); }, std::chrono::seconds(20), std::chrono::milliseconds(100));
+  }
+  [[nodiscard]] bool isNow(const std::string& words) const {
+    return std::ranges::any_of(tree.nodes(), [&](const auto& node) { return node.name.starts_with(words); });
   }
   /// Presses a key once `words` are on the screen, and looks at every control there is then.
   void pressAt(const std::string& words, const std::string& key) {
@@ -144,6 +161,15 @@ TEST_F(FirstRunTest, TheKeyboardAloneLeadsToACoveredScreenAndEveryControlHasANam
   EXPECT_TRUE(
       std::filesystem::exists(desktop.configFolder() / "autostart" / "expert.mardeck.sentrel.desktop"));
   EXPECT_TRUE(waitUntil([&] { return camera.isOpen() && isCovered(); }));
+
+  isWatched = true;
+  ASSERT_TRUE(shows("REGARD INDISCRET. Quelqu'un observe votre écran"));
+  const auto nodes = tree.nodes();
+  const auto banner = std::ranges::find(nodes, "notification", &AccessibleTree::Node::role);
+  ASSERT_NE(banner, nodes.end());
+  EXPECT_TRUE(waitUntil([&] { return tree.appearances(*banner) == 1; }));
+  isWatched = false;
+  EXPECT_TRUE(waitUntil([&] { return !isNow("REGARD"); }));
 
   perform("preferences");
   pressAt("Calibrer…", "Escape");
