@@ -36,16 +36,4 @@ std::shared_ptr<Frame> FramePool::acquire(int width, int height) {
   return *found;
 }
 
-std::size_t FramePool::clearUnused() {
-  std::size_t held = 0;
-  for (const auto& frame : frames_) {
-    if (isUnused(frame)) {
-      frame->clear();
-    } else {
-      ++held;
-    }
-  }
-  return held;
-}
-
 }  // namespace sentrel

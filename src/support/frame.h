@@ -52,9 +52,6 @@ class FramePool {
   /// A frame that nobody else holds, sized `width` x `height`, or none while all are in use.
   std::shared_ptr<Frame> acquire(int width, int height);
 
-  /// Overwrites every frame that nobody holds; returns how many are still held.
-  std::size_t clearUnused();
-
  private:
   std::vector<std::shared_ptr<Frame>> frames_;
 };

@@ -31,7 +31,6 @@ class OnboardingView : public FixedWindow {
   explicit OnboardingView(Parts parts);
 
   void setPage(int index);
-  [[nodiscard]] int currentPage() const { return page; }
 
  protected:
   void closeEvent(QCloseEvent* event) override;

@@ -83,7 +83,7 @@ FaceReading PrimaryFaceReader::read(const Frame& frame, const Candidate& face) {
   if (pose) {
     reading.yaw = pose->yaw;
     reading.detail = {pose->pitch, middle(mesh_.points[leftEyeOuter], mesh_.points[leftEyeInner]),
-                      middle(mesh_.points[rightEyeOuter], mesh_.points[rightEyeInner]), boundingBox(mesh_)};
+                      middle(mesh_.points[rightEyeOuter], mesh_.points[rightEyeInner])};
   } else {
     hasMesh_ = false;
     reading.yaw = yawFromKeypoints(face);

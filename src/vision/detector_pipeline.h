@@ -27,7 +27,6 @@ struct FaceReading {
     double pitch = 0;
     Point leftEye;  ///< centre between the corners, the person's own left
     Point rightEye;
-    Region meshBox;
   };
   std::optional<Detail> detail;
 };

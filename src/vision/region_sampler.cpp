@@ -36,12 +36,11 @@ void RegionSampler::Axis::plan(double start, double extent, int outputs, int sou
     const int first = static_cast<int>(std::clamp(std::floor(from), 0.0, static_cast<double>(sourceSize)));
     const int end = static_cast<int>(std::clamp(std::ceil(to), 0.0, static_cast<double>(sourceSize)));
     Taps& tap = taps[static_cast<std::size_t>(i)];
-    tap = {first, 0, weights.size(), 0};
+    tap = {first, 0, weights.size()};
     for (int source = first; source < end; ++source) {
       const double covered = std::min(to, source + 1.0) - std::max(from, static_cast<double>(source));
       const auto weight = static_cast<float>(std::max(0.0, covered) / (to - from));
       weights.push_back(weight);
-      tap.inside += weight;
       ++tap.count;
     }
     if (tap.count == 0) continue;

@@ -51,7 +51,6 @@ class RegionSampler {
       int first = 0;
       int count = 0;
       std::size_t weights = 0;
-      float inside = 0;  // sum of the weights of pixels that the frame has
     };
     std::vector<Taps> taps;
     std::vector<float> weights;

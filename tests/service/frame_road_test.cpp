@@ -9,8 +9,8 @@
 #include "linux/desktop/qt_main_loop.h"
 #include "service/privacy_filter_service.h"
 #include "support/fake_desktop.h"
-#include "support/fake_login_item.h"
 #include "support/fake_overlay_backend.h"
+#include "support/fake_settings.h"
 #include "support/machine_room.h"
 #include "vision/allocation_counter.h"
 
@@ -30,7 +30,7 @@ TEST(FrameRoad, AllocatesNothingWhenWarm) {
   const auto camera = AVCaptureManager::create(room.session, room.cameraQueue, environment);
   const auto overlay =
       std::make_shared<OverlayWindowManager>(std::make_shared<test::FakeOverlayBackend>(), loop, room.loop);
-  const auto settings = std::make_shared<SettingsRepository>(std::make_shared<MemoryUserDefaults>(),
+  const auto settings = std::make_shared<SettingsRepository>(std::make_shared<test::MemoryUserDefaults>(),
                                                              std::make_shared<test::FakeLoginItem>());
   const test::FakeDesktop desktop(loop, room.loop);
   const auto service = std::make_shared<PrivacyFilterService>(

@@ -322,7 +322,7 @@ TEST(CoveredScreens, AreAllOrTheMainOne) {
   const Screen left{1, "left", {0, 0, 800, 600}, false};
   const Screen main{2, "main", {800, 0, 800, 600}, true};
   backend->screenList = {left, main};
-  const auto settings = std::make_shared<SettingsRepository>(std::make_shared<MemoryUserDefaults>(),
+  const auto settings = std::make_shared<SettingsRepository>(std::make_shared<test::MemoryUserDefaults>(),
                                                              std::make_shared<test::FakeLoginItem>());
   CoveredScreens covered(backend);
   covered.follow(settings);

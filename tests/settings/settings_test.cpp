@@ -10,7 +10,7 @@
 #include "settings/settings_key.h"
 #include "settings/settings_repository.h"
 #include "settings/stats_repository.h"
-#include "support/fake_login_item.h"
+#include "support/fake_settings.h"
 
 namespace sentrel {
 namespace {
@@ -61,7 +61,7 @@ class SettingsRepositoryTest : public testing::Test {
     return fresh.settings.get();
   }
 
-  std::shared_ptr<MemoryUserDefaults> store = std::make_shared<MemoryUserDefaults>();
+  std::shared_ptr<test::MemoryUserDefaults> store = std::make_shared<test::MemoryUserDefaults>();
   std::shared_ptr<test::FakeLoginItem> loginItem = std::make_shared<test::FakeLoginItem>();
 };
 
@@ -135,7 +135,7 @@ class StatsRepositoryTest : public testing::Test {
  protected:
   [[nodiscard]] FilterStats loaded() const { return StatsRepository(store).stats.get(); }
 
-  std::shared_ptr<MemoryUserDefaults> store = std::make_shared<MemoryUserDefaults>();
+  std::shared_ptr<test::MemoryUserDefaults> store = std::make_shared<test::MemoryUserDefaults>();
 };
 
 TEST_F(StatsRepositoryTest, CountersAreStoredWithEveryChangeUnderTheirKeys) {

@@ -9,8 +9,8 @@
 #include "detection/camera_control.h"
 #include "service/privacy_filter_service.h"
 #include "support/fake_desktop.h"
-#include "support/fake_login_item.h"
 #include "support/fake_overlay_backend.h"
+#include "support/fake_settings.h"
 #include "support/machine_room.h"
 
 namespace sentrel::test {

@@ -12,6 +12,7 @@
 #include "detection/av_capture_manager.h"
 #include "service/privacy_filter_service.h"
 #include "support/fake_overlay_backend.h"
+#include "support/fake_settings.h"
 
 namespace sentrel::test {
 

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "detection/analysis_environment.h"
 #include "support/fake_capture_session.h"
@@ -33,6 +35,13 @@ struct MachineRoom {
   [[nodiscard]] AnalysisEnvironment environment() const { return {loop, loop, analysisQueue, detector}; }
 
   [[nodiscard]] FrameRef frame() { return pool.acquire(4, 4); }
+
+  /// How many of them nobody holds.
+  [[nodiscard]] std::size_t freeFrames() {
+    std::vector<FrameRef> taken;
+    while (auto free = frame()) taken.push_back(std::move(free));
+    return taken.size();
+  }
 
   /// Until every queue and the main loop have nothing left to do but wait for time.
   void settle() {

@@ -16,7 +16,6 @@ class InterruptionWatch {
   void open(Time now);
   void close();
   [[nodiscard]] bool isOpen() const { return open_; }
-  [[nodiscard]] bool isInterrupted() const { return interrupted_; }
 
   /// The camera was exchanged on purpose: the new one has the whole time.
   void restart(Time now);

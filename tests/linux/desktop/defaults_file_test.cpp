@@ -10,7 +10,7 @@
 
 #include "linux/desktop/defaults_fixture.h"
 #include "settings/settings_repository.h"
-#include "support/fake_login_item.h"
+#include "support/fake_settings.h"
 
 namespace sentrel {
 namespace {
