@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <string>
-#include <type_traits>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -14,102 +14,88 @@
 namespace sentrel::vision {
 namespace {
 
-/// Checked reading of a FlatBuffers file: every offset is followed only inside the bytes, and a field that is
-/// absent reads as its default. Throws ModelError. The layout is that of the FlatBuffers internals document.
-class FlatBytes {
+using Bytes = std::span<const std::byte>;
+
+// The layout of a FlatBuffers file is that of its internals document. Every offset is followed only inside
+// the bytes.
+
+Bytes slice(Bytes file, std::size_t at, std::size_t count) {
+  if (at > file.size() || count > file.size() - at) throw ModelError("the file ends too early");
+  return file.subspan(at, count);
+}
+
+template <class T>
+T scalar(Bytes file, std::size_t at) {
+  T value{};
+  std::memcpy(&value, slice(file, at, sizeof(T)).data(), sizeof(T));
+  return value;
+}
+
+/// The position that the unsigned offset stored at `at` leads to.
+std::size_t follow(Bytes file, std::size_t at) {
+  return at + scalar<std::uint32_t>(file, at);
+}
+
+template <class T>
+std::vector<T> numbers(Bytes bytes) {
+  if (bytes.size() % sizeof(T) != 0) throw ModelError("a list ends within a number");
+  std::vector<T> values(bytes.size() / sizeof(T));
+  if (!values.empty()) std::memcpy(values.data(), bytes.data(), bytes.size());
+  return values;
+}
+
+/// A table of the file. A field that is absent reads as its default.
+class Table {
  public:
-  explicit FlatBytes(std::span<const std::byte> bytes) : bytes_(bytes) {}
-
-  template <class T>
-  [[nodiscard]] T scalar(std::size_t at) const {
-    static_assert(std::is_trivially_copyable_v<T>);
-    check(at, sizeof(T));
-    T value{};
-    std::memcpy(&value, bytes_.data() + at, sizeof(T));
-    return value;
-  }
-
-  /// The position that the unsigned offset stored at `at` leads to.
-  [[nodiscard]] std::size_t follow(std::size_t at) const {
-    const std::size_t target = at + scalar<std::uint32_t>(at);
-    check(target, 4);
-    return target;
-  }
-
-  [[nodiscard]] std::span<const std::byte> slice(std::size_t at, std::size_t count) const {
-    check(at, count);
-    return bytes_.subspan(at, count);
-  }
-
- private:
-  void check(std::size_t at, std::size_t count) const {
-    if (at > bytes_.size() || count > bytes_.size() - at) throw ModelError("the file ends too early");
-  }
-
-  std::span<const std::byte> bytes_;
-};
-
-/// A vector inside the file, its length checked against the file's.
-class FlatVector {
- public:
-  FlatVector() = default;
-  FlatVector(const FlatBytes& bytes, std::size_t at, std::size_t elementSize)
-      : first_(at + 4), size_(bytes.scalar<std::uint32_t>(at)) {
-    (void)bytes.slice(first_, size_ * elementSize);
-  }
-  [[nodiscard]] std::size_t size() const { return size_; }
-  [[nodiscard]] std::size_t first() const { return first_; }
-
- private:
-  std::size_t first_ = 0;
-  std::size_t size_ = 0;
-};
-
-/// A table inside the file.
-class FlatTable {
- public:
-  FlatTable(const FlatBytes& bytes, std::size_t at) : bytes_(&bytes), at_(at) {
-    const std::int64_t back = bytes.scalar<std::int32_t>(at);
-    const std::int64_t layout = static_cast<std::int64_t>(at) - back;
+  Table(Bytes file, std::size_t at) : file_(file), at_(at) {
+    const std::int64_t layout = static_cast<std::int64_t>(at) - scalar<std::int32_t>(file, at);
     if (layout < 0) throw ModelError("a table's layout lies outside the file");
     layout_ = static_cast<std::size_t>(layout);
-    layoutSize_ = bytes.scalar<std::uint16_t>(layout_);
-  }
-
-  template <class T>
-  [[nodiscard]] T get(std::size_t field, T absent) const {
-    const std::size_t at = position(field);
-    return at == 0 ? absent : bytes_->scalar<T>(at);
+    layoutSize_ = scalar<std::uint16_t>(file, layout_);
   }
 
   [[nodiscard]] bool has(std::size_t field) const { return position(field) != 0; }
 
-  [[nodiscard]] FlatTable table(std::size_t field) const {
-    const std::size_t at = position(field);
-    if (at == 0) throw ModelError("a table is missing");
-    return {*bytes_, bytes_->follow(at)};
+  template <class T>
+  [[nodiscard]] T get(std::size_t field, T absent) const {
+    return has(field) ? scalar<T>(file_, position(field)) : absent;
   }
 
-  [[nodiscard]] FlatVector vector(std::size_t field, std::size_t elementSize) const {
-    const std::size_t at = position(field);
-    return at == 0 ? FlatVector() : FlatVector(*bytes_, bytes_->follow(at), elementSize);
+  [[nodiscard]] Table table(std::size_t field) const {
+    if (!has(field)) throw ModelError("a table is missing");
+    return {file_, follow(file_, position(field))};
   }
 
-  [[nodiscard]] FlatTable element(const FlatVector& tables, std::size_t index) const {
-    if (index >= tables.size()) throw ModelError("a number points beyond its list");
-    return {*bytes_, bytes_->follow(tables.first() + index * 4)};
+  /// The bytes of a vector.
+  [[nodiscard]] Bytes vector(std::size_t field, std::size_t elementSize) const {
+    if (!has(field)) return {};
+    const std::size_t at = follow(file_, position(field));
+    return slice(file_, at + 4, scalar<std::uint32_t>(file_, at) * elementSize);
+  }
+
+  /// How many tables a vector of tables holds.
+  [[nodiscard]] std::size_t count(std::size_t field) const {
+    return vector(field, offsetSize).size() / offsetSize;
+  }
+
+  [[nodiscard]] Table element(std::size_t field, std::size_t index) const {
+    if (index >= count(field)) throw ModelError("a number points beyond its list");
+    const auto first = static_cast<std::size_t>(vector(field, offsetSize).data() - file_.data());
+    return {file_, follow(file_, first + index * offsetSize)};
   }
 
  private:
+  static constexpr std::size_t offsetSize = 4;
+
   /// Where the field's value is stored, or 0 when the table does not hold it.
   [[nodiscard]] std::size_t position(std::size_t field) const {
     const std::size_t entry = 4 + 2 * field;
     if (entry + 2 > layoutSize_) return 0;
-    const std::size_t offset = bytes_->scalar<std::uint16_t>(layout_ + entry);
+    const std::size_t offset = scalar<std::uint16_t>(file_, layout_ + entry);
     return offset == 0 ? 0 : at_ + offset;
   }
 
-  const FlatBytes* bytes_;
+  Bytes file_;
   std::size_t at_;
   std::size_t layout_ = 0;
   std::size_t layoutSize_ = 0;
@@ -150,6 +136,7 @@ constexpr std::int8_t activationNone = 0, activationRelu = 1;
 // More of either than any model that is run here has; keeps a damaged count from asking for all memory.
 constexpr std::size_t maxTensors = 1 << 16;
 constexpr std::size_t maxOperators = 1 << 14;
+constexpr std::int32_t maxChannels = 4096;
 
 float fromHalf(std::uint16_t half) {
   const std::uint32_t sign = (half & 0x8000U) << 16U;
@@ -165,94 +152,40 @@ float fromHalf(std::uint16_t half) {
 
 class Reader {
  public:
-  explicit Reader(std::span<const std::byte> file) : bytes_(file), model_(root()), graph_(firstGraph()) {}
+  explicit Reader(Bytes file) : model_(root(file)), graph_(model_.element(model_field::subgraphs, 0)) {}
 
   Network read() {
-    const FlatVector tensors = graph_.vector(graph_field::tensors, 4);
-    const FlatVector operators = graph_.vector(graph_field::operators, 4);
-    if (tensors.size() > maxTensors || operators.size() > maxOperators) throw ModelError("a count is absurd");
-    network_.tensorCount = tensors.size();
+    const std::size_t operators = graph_.count(graph_field::operators);
+    network_.tensorCount = graph_.count(graph_field::tensors);
+    if (network_.tensorCount > maxTensors || operators > maxOperators) throw ModelError("a count is absurd");
     readInput();
-    for (std::size_t i = 0; i < operators.size(); ++i) readOperator(graph_.element(operators, i));
-    const FlatVector outputs = graph_.vector(graph_field::outputs, 4);
-    if (outputs.size() == 0 || outputs.size() > maxOperators) throw ModelError("the network has no outputs");
-    for (std::size_t i = 0; i < outputs.size(); ++i) {
-      network_.outputs.push_back(resolve(tensorNumber(outputs, i)));
+    for (std::size_t i = 0; i < operators; ++i) readOperator(graph_.element(graph_field::operators, i));
+    const std::size_t outputs = graph_.vector(graph_field::outputs, 4).size() / 4;
+    if (outputs == 0 || outputs > maxOperators) throw ModelError("the network has no outputs");
+    for (std::size_t i = 0; i < outputs; ++i) {
+      network_.outputs.push_back(resolve(tensorNumber(graph_, graph_field::outputs, i)));
     }
     return std::move(network_);
   }
 
  private:
-  FlatTable root() const {
+  static Table root(Bytes file) {
     constexpr std::size_t identifierAt = 4;
-    if (bytes_.scalar<std::uint32_t>(identifierAt) != 0x334c4654U) throw ModelError("not a .tflite file");
-    return {bytes_, bytes_.follow(0)};
+    if (scalar<std::uint32_t>(file, identifierAt) != 0x334c4654U) throw ModelError("not a .tflite file");
+    return {file, follow(file, 0)};
   }
 
-  FlatTable firstGraph() const { return model_.element(model_.vector(model_field::subgraphs, 4), 0); }
-
-  std::size_t tensorNumber(const FlatVector& numbers, std::size_t index) const {
-    if (index >= numbers.size()) throw ModelError("an operator lacks a tensor");
-    const auto number = bytes_.scalar<std::int32_t>(numbers.first() + index * 4);
-    if (number < 0 || static_cast<std::size_t>(number) >= network_.tensorCount) {
+  /// The number at `index` of a list of tensors.
+  std::size_t tensorNumber(const Table& owner, std::size_t field, std::size_t index) const {
+    const auto list = numbers<std::int32_t>(owner.vector(field, 4));
+    if (index >= list.size()) throw ModelError("an operator lacks a tensor");
+    if (list[index] < 0 || static_cast<std::size_t>(list[index]) >= network_.tensorCount) {
       throw ModelError("an operator names a tensor that does not exist");
     }
-    return static_cast<std::size_t>(number);
+    return static_cast<std::size_t>(list[index]);
   }
-
-  FlatTable tensor(std::size_t number) const {
-    return graph_.element(graph_.vector(graph_field::tensors, 4), number);
-  }
-
-  std::vector<std::int32_t> shape(std::size_t number) const {
-    const FlatVector dimensions = tensor(number).vector(tensor_field::shape, 4);
-    if (dimensions.size() > 8) throw ModelError("a tensor has too many dimensions");
-    std::vector<std::int32_t> result;
-    for (std::size_t i = 0; i < dimensions.size(); ++i) {
-      result.push_back(bytes_.scalar<std::int32_t>(dimensions.first() + i * 4));
-    }
-    return result;
-  }
-
-  std::int32_t dimension(std::size_t number, std::size_t index) const {
-    const auto dimensions = shape(number);
-    if (index >= dimensions.size()) throw ModelError("a tensor has too few dimensions");
-    return dimensions[index];
-  }
-
-  FlatVector content(const FlatTable& tensor, std::size_t elementSize) const {
-    const FlatVector buffers = model_.vector(model_field::buffers, 4);
-    const FlatTable buffer = model_.element(buffers, tensor.get<std::uint32_t>(tensor_field::buffer, 0));
-    const FlatVector data = buffer.vector(0, 1);
-    if (data.size() % elementSize != 0) throw ModelError("a constant's size is no whole number of elements");
-    return data;
-  }
-
-  std::vector<float> constant(std::size_t number) const {
-    const auto widened = widened_.find(number);
-    const FlatTable source = tensor(widened == widened_.end() ? number : widened->second);
-    const auto type = source.get<std::int8_t>(tensor_field::type, typeFloat32);
-    if (type != typeFloat32 && type != typeFloat16) throw ModelError("a constant is of an unexpected type");
-    const std::size_t size = type == typeFloat32 ? 4 : 2;
-    const FlatVector data = content(source, size);
-    std::vector<float> values(data.size() / size);
-    if (values.empty()) throw ModelError("a constant is empty");
-    for (std::size_t i = 0; i < values.size(); ++i) {
-      const std::size_t at = data.first() + i * size;
-      values[i] = size == 4 ? bytes_.scalar<float>(at) : fromHalf(bytes_.scalar<std::uint16_t>(at));
-      if (!std::isfinite(values[i])) throw ModelError("a constant is not finite");
-    }
-    return values;
-  }
-
-  void readInput() {
-    const FlatVector inputs = graph_.vector(graph_field::inputs, 4);
-    if (inputs.size() != 1) throw ModelError("the network does not have one input");
-    network_.input = tensorNumber(inputs, 0);
-    if (dimension(network_.input, 0) != 1) throw ModelError("the network's input is not one picture");
-    network_.nativeHeight = dimension(network_.input, 1);
-    network_.nativeWidth = dimension(network_.input, 2);
-    network_.inputChannels = dimension(network_.input, 3);
+  std::size_t input(const Table& op, std::size_t index) const {
+    return tensorNumber(op, operator_field::inputs, index);
   }
 
   /// The tensor that holds the values of `number`: a reshaped tensor is its source.
@@ -261,66 +194,104 @@ class Reader {
     return alias == aliases_.end() ? number : alias->second;
   }
 
-  Code codeOf(const FlatTable& op) const {
-    const FlatVector codes = model_.vector(model_field::operatorCodes, 4);
-    const FlatTable entry = model_.element(codes, op.get<std::uint32_t>(operator_field::code, 0));
+  Table tensor(std::size_t number) const { return graph_.element(graph_field::tensors, number); }
+
+  std::int32_t dimension(std::size_t number, std::size_t index) const {
+    const auto shape = numbers<std::int32_t>(tensor(number).vector(tensor_field::shape, 4));
+    if (index >= shape.size()) throw ModelError("a tensor has too few dimensions");
+    return shape[index];
+  }
+
+  Bytes content(const Table& tensor) const {
+    const auto number = tensor.get<std::uint32_t>(tensor_field::buffer, 0);
+    return model_.element(model_field::buffers, number).vector(0, 1);
+  }
+
+  std::vector<float> constant(std::size_t number) const {
+    const auto widened = widened_.find(number);
+    const Table source = tensor(widened == widened_.end() ? number : widened->second);
+    std::vector<float> values;
+    switch (source.get<std::int8_t>(tensor_field::type, typeFloat32)) {
+      case typeFloat32:
+        values = numbers<float>(content(source));
+        break;
+      case typeFloat16:
+        for (const std::uint16_t half : numbers<std::uint16_t>(content(source)))
+          values.push_back(fromHalf(half));
+        break;
+      default:
+        throw ModelError("a constant is of an unexpected type");
+    }
+    if (values.empty()) throw ModelError("a constant is empty");
+    const auto isFinite = [](float value) { return std::isfinite(value); };
+    if (!std::all_of(values.begin(), values.end(), isFinite)) throw ModelError("a constant is not finite");
+    return values;
+  }
+
+  void readInput() {
+    if (graph_.vector(graph_field::inputs, 4).size() != 4) {
+      throw ModelError("the network does not have one input");
+    }
+    network_.input = tensorNumber(graph_, graph_field::inputs, 0);
+    if (dimension(network_.input, 0) != 1) throw ModelError("the network's input is not one picture");
+    network_.nativeHeight = dimension(network_.input, 1);
+    network_.nativeWidth = dimension(network_.input, 2);
+    network_.inputChannels = dimension(network_.input, 3);
+  }
+
+  Code codeOf(const Table& op) const {
+    const Table entry =
+        model_.element(model_field::operatorCodes, op.get<std::uint32_t>(operator_field::code, 0));
     // Files of before 2020 hold the code in the narrow field alone.
     // NOLINTNEXTLINE(bugprone-signed-char-misuse): a small number, not a character
     const std::int32_t narrow = entry.get<std::int8_t>(code_field::narrow, 0);
     return static_cast<Code>(std::max(narrow, entry.get<std::int32_t>(code_field::wide, 0)));
   }
 
-  void readOperator(const FlatTable& op) {
-    const FlatVector inputs = op.vector(operator_field::inputs, 4);
+  void readOperator(const Table& op) {
     const Code code = codeOf(op);
-    const std::size_t input = resolve(tensorNumber(inputs, 0));
-    const std::size_t output = tensorNumber(op.vector(operator_field::outputs, 4), 0);
-    if (code == codeDequantize) {
-      widened_[output] = input;
-      return;
-    }
-    if (code == codeReshape) {
-      aliases_[output] = input;
-      return;
-    }
     Operator result;
-    result.input = input;
-    result.output = output;
+    result.input = resolve(input(op, 0));
+    result.output = tensorNumber(op, operator_field::outputs, 0);
     switch (code) {
+      case codeDequantize:
+        widened_[result.output] = result.input;
+        return;
+      case codeReshape:
+        aliases_[result.output] = result.input;
+        return;
+      case codeRelu:
+        if (!fuseRelu(result)) throw ModelError("an activation follows nothing that could carry it");
+        return;
       case codeConvolution:
-        readConvolution(op, inputs, result);
-        break;
       case codeDepthwise:
-        readDepthwise(op, inputs, result);
+        readConvolution(op, code == codeDepthwise, result);
         break;
       case codeAdd:
         result.kind = OperatorKind::add;
-        result.secondInput = resolve(tensorNumber(inputs, 1));
+        result.secondInput = resolve(input(op, 1));
         if (op.has(operator_field::options)) setActivation(op.table(operator_field::options), 0, result);
         break;
       case codeMaxPool:
         readMaxPool(op, result);
         break;
       case codePad:
-        readPad(tensorNumber(inputs, 1), result);
+        readPad(tensor(input(op, 1)), result);
         break;
       case codePrelu:
         result.kind = OperatorKind::prelu;
-        result.weights = constant(tensorNumber(inputs, 1));
+        result.weights = constant(input(op, 1));
         break;
       case codeResizeBilinear:
         readResize(op, result);
         break;
-      case codeRelu:
-        if (!fuseRelu(input, output)) throw ModelError("an activation follows nothing that could carry it");
-        return;
       default:
         throw ModelError("the network holds an operator of an unknown kind, number " + std::to_string(code));
     }
     network_.operators.push_back(std::move(result));
   }
 
-  static void setActivation(const FlatTable& options, std::size_t field, Operator& op) {
+  static void setActivation(const Table& options, std::size_t field, Operator& op) {
     const auto activation = options.get<std::int8_t>(field, activationNone);
     if (activation != activationNone && activation != activationRelu) {
       throw ModelError("an operator has an unexpected activation");
@@ -328,48 +299,35 @@ class Reader {
     op.relu = activation == activationRelu;
   }
 
-  static void setWindow(const FlatTable& options, Operator& op) {
+  static void setWindow(const Table& options, Operator& op) {
     op.padding = options.get<std::int8_t>(0, paddingSame) == paddingSame ? Padding::same : Padding::valid;
     op.stride = options.get<std::int32_t>(1, 0);
     if (options.get<std::int32_t>(2, 0) != op.stride) throw ModelError("a window's strides differ");
   }
 
-  static void requireNoDilation(const FlatTable& options, std::size_t field) {
-    if (options.get<std::int32_t>(field, 1) != 1 || options.get<std::int32_t>(field + 1, 1) != 1) {
-      throw ModelError("a convolution is dilated");
+  void readConvolution(const Table& op, bool depthwise, Operator& result) const {
+    const Table options = op.table(operator_field::options);
+    // A depthwise one has the channels' multiplier before its activation.
+    const std::size_t activation = depthwise ? 4 : 3;
+    const std::size_t kernel = input(op, 1);
+    result.kind = depthwise ? OperatorKind::depthwise : OperatorKind::convolution;
+    setWindow(options, result);
+    setActivation(options, activation, result);
+    if (depthwise && options.get<std::int32_t>(3, 0) != 1) {
+      throw ModelError("a depthwise convolution multiplies channels");
     }
-  }
-
-  void readConvolution(const FlatTable& op, const FlatVector& inputs, Operator& result) const {
-    const FlatTable options = op.table(operator_field::options);
-    result.kind = OperatorKind::convolution;
-    setWindow(options, result);
-    setActivation(options, 3, result);
-    requireNoDilation(options, 4);
-    const std::size_t kernel = tensorNumber(inputs, 1);
-    result.outputChannels = dimension(kernel, 0);
+    for (const std::size_t dilation : {activation + 1, activation + 2}) {
+      if (options.get<std::int32_t>(dilation, 1) != 1) throw ModelError("a convolution is dilated");
+    }
+    if (!depthwise) result.outputChannels = dimension(kernel, 0);
     result.kernelHeight = dimension(kernel, 1);
     result.kernelWidth = dimension(kernel, 2);
     result.weights = constant(kernel);
-    result.bias = constant(tensorNumber(inputs, 2));
+    result.bias = constant(input(op, 2));
   }
 
-  void readDepthwise(const FlatTable& op, const FlatVector& inputs, Operator& result) const {
-    const FlatTable options = op.table(operator_field::options);
-    result.kind = OperatorKind::depthwise;
-    setWindow(options, result);
-    if (options.get<std::int32_t>(3, 0) != 1) throw ModelError("a depthwise convolution multiplies channels");
-    setActivation(options, 4, result);
-    requireNoDilation(options, 5);
-    const std::size_t kernel = tensorNumber(inputs, 1);
-    result.kernelHeight = dimension(kernel, 1);
-    result.kernelWidth = dimension(kernel, 2);
-    result.weights = constant(kernel);
-    result.bias = constant(tensorNumber(inputs, 2));
-  }
-
-  static void readMaxPool(const FlatTable& op, Operator& result) {
-    const FlatTable options = op.table(operator_field::options);
+  static void readMaxPool(const Table& op, Operator& result) {
+    const Table options = op.table(operator_field::options);
     result.kind = OperatorKind::maxPool;
     setWindow(options, result);
     result.kernelWidth = options.get<std::int32_t>(3, 0);
@@ -377,27 +335,23 @@ class Reader {
     setActivation(options, 5, result);
   }
 
-  void readPad(std::size_t amounts, Operator& result) const {
-    const FlatTable table = tensor(amounts);
-    const FlatVector data = content(table, 4);
-    if (table.get<std::int8_t>(tensor_field::type, typeFloat32) != typeInt32 || data.size() != 32) {
+  void readPad(const Table& amounts, Operator& result) const {
+    const auto added = numbers<std::int32_t>(content(amounts));
+    if (amounts.get<std::int8_t>(tensor_field::type, typeFloat32) != typeInt32 || added.size() != 8) {
       throw ModelError("a padding does not name four dimensions");
-    }
-    std::int32_t added = 0;
-    for (std::size_t i = 0; i < 8; ++i) {
-      const auto amount = bytes_.scalar<std::int32_t>(data.first() + i * 4);
-      if (i == 7) added = amount;
-      if (amount < 0 || amount > 4096 || (i != 7 && amount != 0))
-        throw ModelError("a padding of other than channels");
     }
     result.kind = OperatorKind::padChannels;
     result.outputChannels = dimension(result.input, 3);
-    if (result.outputChannels < 1 || result.outputChannels > 4096) throw ModelError("a padding's input");
-    result.outputChannels += added;
+    for (const std::int32_t channels : {added.back(), result.outputChannels}) {
+      if (channels < 0 || channels > maxChannels) throw ModelError("a padding to too many channels");
+    }
+    result.outputChannels += added.back();
+    if (std::count(added.begin(), added.end() - 1, 0) != 7)
+      throw ModelError("a padding of other than channels");
   }
 
-  void readResize(const FlatTable& op, Operator& result) const {
-    const FlatTable options = op.table(operator_field::options);
+  void readResize(const Table& op, Operator& result) const {
+    const Table options = op.table(operator_field::options);
     constexpr std::size_t alignCorners = 2, halfPixelCentres = 3;
     if (options.get<std::uint8_t>(alignCorners, 0) != 0 ||
         options.get<std::uint8_t>(halfPixelCentres, 0) == 0) {
@@ -410,27 +364,26 @@ class Reader {
     result.kind = OperatorKind::upsampleBilinear;
   }
 
-  /// Lets the operator that wrote `input` clamp its own results; the value before the clamp must have no
+  /// Lets the operator that wrote `relu.input` clamp its own results; the value before the clamp must have no
   /// other reader, which holds because the operators come in order and each was read already.
-  bool fuseRelu(std::size_t input, std::size_t output) {
-    if (network_.operators.empty()) return false;
+  bool fuseRelu(const Operator& relu) {
     for (const Operator& op : network_.operators) {
-      if (op.input == input || (op.kind == OperatorKind::add && op.secondInput == input)) return false;
+      if (op.input == relu.input || (op.kind == OperatorKind::add && op.secondInput == relu.input))
+        return false;
     }
     for (Operator& op : network_.operators) {
       const bool clamps = op.kind == OperatorKind::convolution || op.kind == OperatorKind::depthwise ||
                           op.kind == OperatorKind::add;
-      if (op.output != input || !clamps) continue;
+      if (op.output != relu.input || !clamps) continue;
       op.relu = true;
-      op.output = output;
+      op.output = relu.output;
       return true;
     }
     return false;
   }
 
-  FlatBytes bytes_;
-  FlatTable model_;
-  FlatTable graph_;
+  Table model_;
+  Table graph_;
   Network network_;
   std::unordered_map<std::size_t, std::size_t> widened_;  // float tensor -> its half-float source
   std::unordered_map<std::size_t, std::size_t> aliases_;  // reshaped tensor -> its source
