@@ -24,7 +24,7 @@ void convert(benchmark::State& state, Format format, PixelFormat pixels, int wid
   std::vector<std::uint8_t> bytes(test::encodedCapacity(format, width, height));
   bytes.resize(test::encodePicture(format, scene.data(), width, height, bytes));
 
-  RawPicture picture;
+  RawFrame picture;
   picture.format = {pixels, width, height};
   const int stride = test::encodedStride(format, width);
   const std::size_t luma = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);

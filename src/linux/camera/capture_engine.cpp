@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "linux/camera/error_classification.h"
-
 namespace sentrel {
 
 namespace {
@@ -157,17 +155,17 @@ void CaptureEngine::applyOrders(Retarget retarget) {
   converter_.reset();
 }
 
-/// Converts the picture on loan: for the output when the pace says so, and for whoever looks at every one.
+/// Converts the leased frame: for the consumer when the pace says so, and for whoever looks at every one.
 void CaptureEngine::deliver(bool due) {
   std::shared_ptr<Frame> frame;
   bool readable = true;
-  const bool lent = loan_.use([&](const RawPicture& picture) {
+  const bool leased = lease_.use([&](const RawFrame& raw) {
     if (!pool_) pool_.emplace(pooledFrames);
     if (!converter_) converter_.emplace();
     if (request_) frame = pool_->acquire(request_->width, request_->height);
-    if (frame) readable = converter_->convert(picture, *frame);
+    if (frame) readable = converter_->convert(raw, *frame);
   });
-  if (!lent) {
+  if (!leased) {
     const PipeWireLoop::Lock lock(loop_);
     if (due) handOnIsDue_ = false;
     return;
@@ -190,7 +188,7 @@ void CaptureEngine::deliver(bool due) {
   const PipeWireLoop::Lock lock(loop_);
   holdsFrame_ = held_ != nullptr;
   if (due) handOnIsDue_ = false;
-  pictureRead(readable, handedOn ? std::optional(steadyNow()) : std::nullopt);
+  frameRead(readable, handedOn ? std::optional(steadyNow()) : std::nullopt);
 }
 
 /// The pace allows a frame, and none is newer than the one that was only looked at.
@@ -296,8 +294,8 @@ void CaptureEngine::connectStream(SteadyTime now) {
     const std::lock_guard lock(causeMutex_);
     currentDevice_ = device;
   }
-  stream_.emplace(connection_.context(), serial, orders_.width, orders_.height, loan_, counters_,
-                  CaptureStream::Events{.pictureArrived = [this] { pictureArrived(); },
+  stream_.emplace(connection_.context(), serial, orders_.width, orders_.height, lease_, counters_,
+                  CaptureStream::Events{.frameArrived = [this] { frameArrived(); },
                                         .failed = [this] { reconcileSoon_.signal(); }});
   streamBegun_ = now;
   streamHasDelivered_ = false;
@@ -327,8 +325,8 @@ void CaptureEngine::endSilentStream(SteadyTime now) {
   if (hasHadItsTime || !nodeError.empty()) stream_.reset();
 }
 
-void CaptureEngine::pictureArrived() {
-  // Whether a compressed picture is one is known only once it is read.
+void CaptureEngine::frameArrived() {
+  // Whether a compressed frame is good is known only once it is read.
   if (stream_->pixels() != PixelFormat::mjpeg) goodFrame(steadyNow());
   pump();
 }
@@ -338,10 +336,10 @@ bool CaptureEngine::wantsNow(SteadyTime now) const {
 }
 
 void CaptureEngine::pump() {
-  if (!stream_ || stream_->isLent()) return;
+  if (!stream_ || stream_->isLeased()) return;
   const bool due = wantsNow(steadyNow());
-  if (stream_->hasPicture() && (due || orders_.preview)) {
-    stream_->lend();
+  if (stream_->hasFrame() && (due || orders_.preview)) {
+    stream_->startLease();
     handOnIsDue_ = handOnIsDue_ || due;
     cameraQueue_->async([engine = weak_from_this(), due] {
       if (const auto self = engine.lock()) self->deliver(due);
@@ -352,15 +350,15 @@ void CaptureEngine::pump() {
     cameraQueue_->async([engine = weak_from_this()] {
       if (const auto self = engine.lock()) self->deliverHeld();
     });
-  } else if (orders_.demand.wanted && (stream_->hasPicture() || holdsFrame_)) {
+  } else if (orders_.demand.wanted && (stream_->hasFrame() || holdsFrame_)) {
     paceTimer_.arm(pacer_.due());
   }
 }
 
-void CaptureEngine::pictureRead(bool readable, std::optional<SteadyTime> handedOnAt) {
+void CaptureEngine::frameRead(bool readable, std::optional<SteadyTime> handedOnAt) {
   if (handedOnAt) pacer_.handedOn(*handedOnAt);
   if (!stream_) return;
-  stream_->giveBack();
+  stream_->endLease();
   if (readable) goodFrame(steadyNow());
   pump();
 }

@@ -9,14 +9,10 @@
 #include <string>
 
 #include "linux/camera/camera_directory.h"
-#include "linux/camera/capture_counters.h"
 #include "linux/camera/capture_stream.h"
+#include "linux/camera/capture_timing.h"
 #include "linux/camera/frame_converter.h"
-#include "linux/camera/frame_pacer.h"
-#include "linux/camera/interruption_watch.h"
-#include "linux/camera/picture_loan.h"
 #include "linux/camera/pipewire_loop.h"
-#include "linux/camera/service_connection.h"
 #include "platform/capture_session.h"
 #include "support/frame.h"
 #include "support/serial_queue.h"
@@ -105,8 +101,8 @@ class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
   void watchTick();
   void endSilentStream(SteadyTime now);
   void pump();
-  void pictureArrived();
-  void pictureRead(bool readable, std::optional<SteadyTime> handedOnAt);
+  void frameArrived();
+  void frameRead(bool readable, std::optional<SteadyTime> handedOnAt);
   [[nodiscard]] bool wantsNow(SteadyTime now) const;
   void goodFrame(SteadyTime now);
   void reportLost(SteadyTime now, CaptureError cause);
@@ -115,7 +111,7 @@ class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
   std::shared_ptr<SerialQueue> cameraQueue_;
   Events events_;
   CaptureCounters counters_;
-  PictureLoan loan_;
+  BufferLease lease_;
   std::atomic<bool> open_{false};
 
   std::atomic<bool> serviceMissing_{false};
@@ -149,7 +145,7 @@ class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
   Retry retry_;
   InterruptionWatch watch_;
   FramePacer pacer_;
-  ServiceConnection connection_;
+  PipeWireConnection connection_;
 };
 
 }  // namespace sentrel

@@ -4,13 +4,14 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
+#include <string_view>
 #include <utility>
 
-#include "linux/camera/error_classification.h"
 #include "linux/camera/pipewire_headers.h"
-#include "linux/camera/stream_format.h"
 
 namespace sentrel {
 
@@ -28,6 +29,20 @@ void leaveOutOfCoreDumps(const spa_buffer& buffer) {
 }
 
 }  // namespace
+
+CaptureError captureErrorFrom(std::string message) {
+  std::string lower = message;
+  std::ranges::transform(lower, lower.begin(),
+                         [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  const auto says = [&](std::string_view words) { return lower.find(words) != std::string::npos; };
+  auto kind = CaptureError::Kind::deviceUnavailable;
+  if (says("busy")) {
+    kind = CaptureError::Kind::busy;
+  } else if (says("permission denied") || says("access denied") || says("not permitted")) {
+    kind = CaptureError::Kind::accessDenied;
+  }
+  return {kind, std::move(message)};
+}
 
 struct CaptureStream::Callbacks {
   spa_hook hook{};
@@ -55,11 +70,11 @@ struct CaptureStream::Callbacks {
 };
 
 CaptureStream::CaptureStream(pw_context* context, std::string nodeSerial, int width, int height,
-                             PictureLoan& loan, CaptureCounters& counters, Events events)
+                             BufferLease& lease, CaptureCounters& counters, Events events)
     : nodeSerial_(std::move(nodeSerial)),
       wantedWidth_(width),
       wantedHeight_(height),
-      loan_(loan),
+      lease_(lease),
       counters_(counters),
       events_(std::move(events)),
       callbacks_(std::make_unique<Callbacks>()) {
@@ -67,7 +82,7 @@ CaptureStream::CaptureStream(pw_context* context, std::string nodeSerial, int wi
 }
 
 CaptureStream::~CaptureStream() {
-  loan_.revoke();  // its buffers go with it
+  lease_.revoke();  // its buffers go with it
   if (stream_ != nullptr) {
     spa_hook_remove(&callbacks_->hook);
     pw_stream_destroy(stream_);
@@ -120,8 +135,8 @@ void CaptureStream::readBuffers() {
   bool newer = false;
   while (pw_buffer* buffer = pw_stream_dequeue_buffer(stream_)) {
     counters_.arrived.fetch_add(1, std::memory_order_relaxed);
-    const auto picture = format_ ? check_.check(*buffer->buffer, *format_) : std::nullopt;
-    if (!picture) {
+    const auto frame = format_ ? check_.check(*buffer->buffer, *format_) : std::nullopt;
+    if (!frame) {
       counters_.broken.fetch_add(1, std::memory_order_relaxed);
       recycle(buffer);
       continue;
@@ -131,26 +146,26 @@ void CaptureStream::readBuffers() {
       recycle(newest_);
     }
     newest_ = buffer;
-    newestPicture_ = *picture;
+    newestFrame_ = *frame;
     newer = true;
   }
-  if (newer) events_.pictureArrived();
+  if (newer) events_.frameArrived();
 }
 
 void CaptureStream::bufferRemoved(pw_buffer* buffer) {
   if (buffer == newest_) newest_ = nullptr;
-  if (buffer != lent_) return;
-  loan_.revoke();
-  lent_ = nullptr;
+  if (buffer != leased_) return;
+  lease_.revoke();
+  leased_ = nullptr;
 }
 
-void CaptureStream::lend() {
-  lent_ = std::exchange(newest_, nullptr);
-  loan_.lend(newestPicture_);
+void CaptureStream::startLease() {
+  leased_ = std::exchange(newest_, nullptr);
+  lease_.grant(newestFrame_);
 }
 
-void CaptureStream::giveBack() {
-  if (lent_ != nullptr) recycle(std::exchange(lent_, nullptr));
+void CaptureStream::endLease() {
+  if (leased_ != nullptr) recycle(std::exchange(leased_, nullptr));
 }
 
 void CaptureStream::recycle(pw_buffer* buffer) {

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 
-#include "linux/camera/buffer_check.h"
-#include "linux/camera/capture_counters.h"
-#include "linux/camera/picture_loan.h"
-#include "linux/camera/raw_picture.h"
+#include "linux/camera/stream_format.h"
 #include "platform/capture_session.h"
 
 struct pw_buffer;
@@ -19,19 +19,63 @@ struct pw_stream;
 
 namespace sentrel {
 
-/// The stream from one camera node, from its connection to its end. It keeps the newest good picture and
+/// What became of the camera's frames since the start of the process. Any thread.
+struct CaptureCounters {
+  std::atomic<std::int64_t> arrived{0};     ///< buffers of any kind
+  std::atomic<std::int64_t> broken{0};      ///< dropped because they could not be trusted or read
+  std::atomic<std::int64_t> superseded{0};  ///< dropped for a newer one, never converted
+  std::atomic<std::int64_t> noRoom{0};      ///< dropped because every pooled frame was in use
+  std::atomic<std::int64_t> handedOn{0};
+};
+
+/// One of the camera's buffers, leased to the camera queue. The camera may take its memory away at any time;
+/// then the PipeWire loop waits for a reader that is just at it.
+class BufferLease {
+ public:
+  /// PipeWire loop.
+  void grant(const RawFrame& frame) {
+    const std::lock_guard lock(mutex_);
+    frame_ = frame;
+  }
+
+  /// Nobody reads the buffer any more once this returns. PipeWire loop.
+  void revoke() {
+    const std::lock_guard lock(mutex_);
+    frame_.reset();
+  }
+
+  /// Calls `read` with the frame and ends the lease; false when there is none. Camera queue; `read` must not
+  /// wait for the PipeWire loop.
+  template <class Read>
+  bool use(Read&& read) {
+    const std::lock_guard lock(mutex_);
+    if (!frame_) return false;
+    read(*frame_);
+    frame_.reset();
+    return true;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::optional<RawFrame> frame_;
+};
+
+/// The kind of a failure of which PipeWire gives the text alone: strerror's, where a device is at fault.
+[[nodiscard]] CaptureError captureErrorFrom(std::string message);
+
+/// The stream from one camera node, from its connection to its end. It keeps the newest good buffer and
 /// recycles every other one. PipeWire loop, under its lock; it is made and destroyed on the loop's own
 /// thread.
 class CaptureStream {
  public:
   struct Events {
-    std::function<void()> pictureArrived;  ///< a newer picture waits
-    std::function<void()> failed;          ///< `error()` says why; destroy the stream later, not in here
+    std::function<void()> frameArrived;  ///< a newer frame waits
+    std::function<void()> failed;        ///< `error()` says why; destroy the stream later, not in here
   };
 
-  /// Asks the camera for `width` x `height` pixels or what comes near. `loan` and `counters` outlive the
+  /// Asks the camera for `width` x `height` pixels or what comes near. `lease` and `counters` outlive the
   /// stream.
-  CaptureStream(pw_context* context, std::string nodeSerial, int width, int height, PictureLoan& loan,
+  CaptureStream(pw_context* context, std::string nodeSerial, int width, int height, BufferLease& lease,
                 CaptureCounters& counters, Events events);
   /// Disconnects; the camera is free when the daemon has read that.
   ~CaptureStream();
@@ -43,14 +87,14 @@ class CaptureStream {
   [[nodiscard]] int wantedHeight() const { return wantedHeight_; }
   [[nodiscard]] const std::optional<CaptureError>& error() const { return error_; }
 
-  [[nodiscard]] bool hasPicture() const { return newest_ != nullptr; }
-  [[nodiscard]] bool isLent() const { return lent_ != nullptr; }
-  /// The encoding of the picture that waits.
-  [[nodiscard]] PixelFormat pixels() const { return newestPicture_.format.pixels; }
-  /// Puts the picture that waits on loan; requires `hasPicture` and not `isLent`.
-  void lend();
-  /// The loan is over: its buffer goes back to the camera.
-  void giveBack();
+  [[nodiscard]] bool hasFrame() const { return newest_ != nullptr; }
+  /// The encoding of the frame that waits.
+  [[nodiscard]] PixelFormat pixels() const { return newestFrame_.format.pixels; }
+  [[nodiscard]] bool isLeased() const { return leased_ != nullptr; }
+  /// Leases the buffer of the frame that waits; requires `hasFrame` and not `isLeased`.
+  void startLease();
+  /// The lease is over: its buffer goes back to the camera.
+  void endLease();
 
  private:
   struct Callbacks;
@@ -65,7 +109,7 @@ class CaptureStream {
   std::string nodeSerial_;
   int wantedWidth_;
   int wantedHeight_;
-  PictureLoan& loan_;
+  BufferLease& lease_;
   CaptureCounters& counters_;
   Events events_;
   std::unique_ptr<Callbacks> callbacks_;
@@ -74,8 +118,8 @@ class CaptureStream {
   std::optional<VideoFormat> format_;
   BufferCheck check_;
   pw_buffer* newest_ = nullptr;
-  RawPicture newestPicture_;
-  pw_buffer* lent_ = nullptr;
+  RawFrame newestFrame_;
+  pw_buffer* leased_ = nullptr;
   std::optional<CaptureError> error_;
 };
 

@@ -4,51 +4,210 @@
 #include <libyuv.h>
 
 #include <algorithm>
+#include <csetjmp>
 #include <cstdint>
+#include <cstdio>  // before jpeglib.h, which needs its types
 
+#include <jerror.h>
+#include <jpeglib.h>
+
+#include "support/frame_memory.h"
 #include "support/geometry.h"
 
 namespace sentrel {
 
 namespace {
 
-/// The largest part of `width` x `height` about its centre that has the shape of `wanted`.
-Rect centredPart(int width, int height, const Frame& wanted) {
-  const std::int64_t partWidth =
-      std::min<std::int64_t>(width, std::int64_t{height} * wanted.width() / wanted.height());
-  const std::int64_t partHeight =
-      std::min<std::int64_t>(height, std::int64_t{width} * wanted.height() / wanted.width());
-  const Rect part{0, 0, std::max(1, static_cast<int>(partWidth)), std::max(1, static_cast<int>(partHeight))};
-  return {(width - part.width) / 2, (height - part.height) / 2, part.width, part.height};
+/// Room for the decoder's rows and coefficients of one picture: some 0.5 MB at 1280 pixels, growing with the
+/// width. Pages that are never touched cost nothing.
+constexpr std::size_t arenaBytes = std::size_t{8} << 20;
+
+/// The vector code of the JPEG library wants rows on such borders, padded to twice as much.
+constexpr std::size_t rowAlignment = 32;
+constexpr std::size_t rowPadding = 2 * rowAlignment;
+
+constexpr std::size_t roundUp(std::size_t value, std::size_t step) {
+  return (value + step - 1) / step * step;
+}
+
+struct Size {
+  int width = 0;
+  int height = 0;
+};
+
+/// The size at which a JPEG picture is decoded: its own, or a half, a quarter or an eighth of it while that
+/// still covers `wanted`.
+Size reducedSize(Size size, const Frame& wanted) {
+  const Size whole = size;
+  for (int divisor = 2; divisor <= 8; divisor *= 2) {
+    const Size smaller{(whole.width + divisor - 1) / divisor, (whole.height + divisor - 1) / divisor};
+    if (smaller.width < wanted.width() || smaller.height < wanted.height()) break;
+    size = smaller;
+  }
+  return size;
+}
+
+/// The largest part of `size` about its centre that has the shape of `wanted`.
+Rect centredPart(Size size, const Frame& wanted) {
+  const std::int64_t width =
+      std::min<std::int64_t>(size.width, std::int64_t{size.height} * wanted.width() / wanted.height());
+  const std::int64_t height =
+      std::min<std::int64_t>(size.height, std::int64_t{size.width} * wanted.height() / wanted.width());
+  const Rect part{0, 0, std::max(1, static_cast<int>(width)), std::max(1, static_cast<int>(height))};
+  return {(size.width - part.width) / 2, (size.height - part.height) / 2, part.width, part.height};
 }
 
 }  // namespace
 
+/// Decodes the single pictures of a motion-JPEG stream. What it needs for a picture it takes from an arena of
+/// frame memory: no allocation per picture, and nothing of a picture in other memory.
+class FrameConverter::JpegDecoder {
+ public:
+  JpegDecoder() {
+    info_.err = jpeg_std_error(&errors_);
+    errors_.error_exit = fail;
+    errors_.emit_message = note;
+    errors_.output_message = [](j_common_ptr) {};
+    info_.client_data = this;
+    jpeg_create_decompress(&info_);
+    standard_ = *info_.mem;
+    info_.mem->alloc_small = allocate;
+    info_.mem->alloc_large = allocate;
+    info_.mem->alloc_sarray = allocateSamples;
+    info_.mem->alloc_barray = allocateBlocks;
+    info_.mem->free_pool = freePool;
+  }
+  ~JpegDecoder() { jpeg_destroy_decompress(&info_); }
+  JpegDecoder(const JpegDecoder&) = delete;
+  JpegDecoder& operator=(const JpegDecoder&) = delete;
+
+  /// Decodes a picture of `format` into `target`, whose size is a `reducedSize` of it. False when the bytes
+  /// are anything else; the content of `target` is then undefined.
+  bool decode(const RawFrame::Plane& bytes, const VideoFormat& format, Frame& target) {
+    if (bytes.size == 0 || format.width <= 0 || format.height <= 0) return false;
+    damaged_ = false;
+    const bool decoded = decodeWithin(bytes, format, target);
+    jpeg_abort_decompress(&info_);
+    return decoded;
+  }
+
+ private:
+  static JpegDecoder& of(j_common_ptr common) { return *static_cast<JpegDecoder*>(common->client_data); }
+
+  /// Leaves the library from anywhere inside it; no object with a destructor lives in the frames between.
+  [[noreturn]] static void fail(j_common_ptr common) { std::longjmp(of(common).failed_, 1); }
+
+  static void note(j_common_ptr common, int level) {
+    if (level >= 0) return;
+    // Cameras do put spare bytes between segments and forget the end mark; a picture with other warnings has
+    // holes. One that ends too early gives another warning besides.
+    const int code = common->err->msg_code;
+    if (code != JWRN_EXTRANEOUS_DATA && code != JWRN_JPEG_EOF) of(common).damaged_ = true;
+  }
+
+  void* take(std::size_t bytes) {
+    const std::size_t rounded = roundUp(bytes, rowAlignment);
+    if (rounded < bytes || rounded > arenaBytes - used_) fail(reinterpret_cast<j_common_ptr>(&info_));
+    void* taken = arena_.data() + used_;
+    used_ += rounded;
+    return taken;
+  }
+
+  static void* allocate(j_common_ptr common, int pool, std::size_t bytes) {
+    JpegDecoder& self = of(common);
+    if (pool != JPOOL_IMAGE) return self.standard_.alloc_small(common, pool, bytes);
+    return self.take(bytes);
+  }
+
+  static JSAMPARRAY allocateSamples(j_common_ptr common, int pool, JDIMENSION width, JDIMENSION rows) {
+    JpegDecoder& self = of(common);
+    if (pool != JPOOL_IMAGE) return self.standard_.alloc_sarray(common, pool, width, rows);
+    auto* const array = static_cast<JSAMPARRAY>(self.take(rows * sizeof(JSAMPROW)));
+    const std::size_t rowBytes = roundUp(width * sizeof(JSAMPLE), rowPadding);
+    auto* row = static_cast<JSAMPROW>(self.take(rowBytes * rows));
+    for (JDIMENSION i = 0; i < rows; ++i, row += rowBytes) array[i] = row;
+    return array;
+  }
+
+  static JBLOCKARRAY allocateBlocks(j_common_ptr common, int pool, JDIMENSION blocks, JDIMENSION rows) {
+    JpegDecoder& self = of(common);
+    if (pool != JPOOL_IMAGE) return self.standard_.alloc_barray(common, pool, blocks, rows);
+    auto* const array = static_cast<JBLOCKARRAY>(self.take(rows * sizeof(JBLOCKROW)));
+    auto* row = static_cast<JBLOCKROW>(self.take(sizeof(JBLOCK) * blocks * rows));
+    for (JDIMENSION i = 0; i < rows; ++i, row += blocks) array[i] = row;
+    return array;
+  }
+
+  static void freePool(j_common_ptr common, int pool) {
+    JpegDecoder& self = of(common);
+    if (pool == JPOOL_IMAGE) self.used_ = 0;
+    self.standard_.free_pool(common, pool);
+  }
+
+  /// Runs inside the jump's reach, hence without objects that need destroying.
+  bool decodeWithin(const RawFrame::Plane& bytes, const VideoFormat& format, Frame& target) {
+    if (setjmp(failed_) != 0) return false;  // NOLINT(cert-err52-cpp): the library knows no other way out
+    jpeg_mem_src(&info_, bytes.data, bytes.size);
+    if (jpeg_read_header(&info_, TRUE) != JPEG_HEADER_OK) return false;
+    if (info_.image_width != static_cast<JDIMENSION>(format.width) ||
+        info_.image_height != static_cast<JDIMENSION>(format.height)) {
+      return false;
+    }
+    // Cameras send baseline pictures; the other kinds would need the whole picture in memory.
+    if (info_.progressive_mode || info_.arith_code || jpeg_has_multiple_scans(&info_)) return false;
+    if (info_.num_components != 3) return false;
+
+    info_.out_color_space = JCS_EXT_BGRA;
+    info_.dct_method = JDCT_ISLOW;
+    info_.do_fancy_upsampling = FALSE;
+    info_.scale_num =
+        static_cast<unsigned>(target.width() * 8 + format.width / 2) / static_cast<unsigned>(format.width);
+    info_.scale_denom = 8;
+    if (!jpeg_start_decompress(&info_)) return false;
+    if (info_.output_width != static_cast<JDIMENSION>(target.width()) ||
+        info_.output_height != static_cast<JDIMENSION>(target.height())) {
+      return false;
+    }
+    while (info_.output_scanline < info_.output_height) {
+      JSAMPROW row = target.data() + static_cast<std::size_t>(info_.output_scanline) *
+                                         static_cast<std::size_t>(target.stride());
+      if (jpeg_read_scanlines(&info_, &row, 1) != 1) return false;
+    }
+    return !damaged_;
+  }
+
+  jpeg_decompress_struct info_{};
+  jpeg_error_mgr errors_{};
+  jpeg_memory_mgr standard_{};  // the library's own functions, for what outlives a picture
+  std::jmp_buf failed_{};
+  FrameMemory<std::byte> arena_{arenaBytes};
+  std::size_t used_ = 0;
+  bool damaged_ = false;
+};
+
 FrameConverter::FrameConverter() = default;
 FrameConverter::~FrameConverter() = default;
 
-bool FrameConverter::convert(const RawPicture& picture, Frame& target) {
+bool FrameConverter::convert(const RawFrame& raw, Frame& target) {
   if (target.empty()) return false;
-  JpegDecoder::Size source{picture.format.width, picture.format.height};
-  if (picture.format.pixels == PixelFormat::mjpeg) {
-    source = JpegDecoder::reducedSize(source.width, source.height, target.width(), target.height());
-  }
-  if (source.width == target.width() && source.height == target.height()) return decode(picture, target);
+  Size source{raw.format.width, raw.format.height};
+  if (raw.format.pixels == PixelFormat::mjpeg) source = reducedSize(source, target);
+  if (source.width == target.width() && source.height == target.height()) return decode(raw, target);
 
   fullSize_.resize(source.width, source.height);
-  if (!decode(picture, fullSize_)) return false;
-  const Rect part = centredPart(source.width, source.height, target);
+  if (!decode(raw, fullSize_)) return false;
+  const Rect part = centredPart(source, target);
   return libyuv::ARGBScale(fullSize_.row(part.y) + std::ptrdiff_t{part.x} * 4, fullSize_.stride(), part.width,
                            part.height, target.data(), target.stride(), target.width(), target.height(),
                            libyuv::kFilterBox) == 0;
 }
 
-bool FrameConverter::decode(const RawPicture& picture, Frame& target) {
-  const auto& [first, second, third] = picture.planes;
-  const int width = picture.format.width;
-  const int height = picture.format.height;
+bool FrameConverter::decode(const RawFrame& raw, Frame& target) {
+  const auto& [first, second, third] = raw.planes;
+  const int width = raw.format.width;
+  const int height = raw.format.height;
   // What libyuv calls ARGB is a 32-bit number; in memory its bytes are B, G, R, A.
-  switch (picture.format.pixels) {
+  switch (raw.format.pixels) {
     case PixelFormat::yuy2:
       return libyuv::YUY2ToARGB(first.data, first.stride, target.data(), target.stride(), width, height) == 0;
     case PixelFormat::nv12:
@@ -59,7 +218,7 @@ bool FrameConverter::decode(const RawPicture& picture, Frame& target) {
                                 third.stride, target.data(), target.stride(), width, height) == 0;
     case PixelFormat::mjpeg:
       if (!jpeg_) jpeg_ = std::make_unique<JpegDecoder>();
-      return jpeg_->decode(first.data, first.size, width, height, target);
+      return jpeg_->decode(first, raw.format, target);
   }
   return false;
 }

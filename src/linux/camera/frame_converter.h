@@ -3,27 +3,28 @@
 
 #include <memory>
 
-#include "linux/camera/jpeg_decoder.h"
-#include "linux/camera/raw_picture.h"
+#include "linux/camera/stream_format.h"
 #include "support/frame.h"
 
 namespace sentrel {
 
-/// Turns a camera's picture into BGRA of the size that was asked for. A source of another size is cut to the
+/// Turns a camera's frame into BGRA of the size that was asked for. A source of another size is cut to the
 /// wanted shape about its centre and scaled: whoever measures in the frame sees one size, and nothing is
-/// stretched. Camera queue.
+/// stretched. It allocates for the first frame of a size only. Camera queue.
 class FrameConverter {
  public:
   FrameConverter();
   ~FrameConverter();
 
-  /// Fills `target` at its own size. False when the picture cannot be read; `target` is then undefined.
-  [[nodiscard]] bool convert(const RawPicture& picture, Frame& target);
+  /// Fills `target` at its own size. False when the frame cannot be read; `target` is then undefined.
+  [[nodiscard]] bool convert(const RawFrame& raw, Frame& target);
 
  private:
-  [[nodiscard]] bool decode(const RawPicture& picture, Frame& target);
+  class JpegDecoder;
 
-  std::unique_ptr<JpegDecoder> jpeg_;  // made by the first picture that needs it
+  [[nodiscard]] bool decode(const RawFrame& raw, Frame& target);
+
+  std::unique_ptr<JpegDecoder> jpeg_;  // made by the first frame that needs it
   Frame fullSize_;                     // only for sources of another size
 };
 

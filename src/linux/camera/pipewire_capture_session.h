@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <filesystem>
 #include <memory>
 
-#include "linux/camera/capture_counters.h"
 #include "linux/camera/capture_engine.h"
 #include "platform/camera_consent.h"
 #include "platform/capture_session.h"
@@ -11,6 +11,10 @@
 #include "support/serial_queue.h"
 
 namespace sentrel {
+
+/// False when `folder` holds video device files and this process may read none of them. Opens nothing: that
+/// would wake a camera. Any thread.
+[[nodiscard]] bool mayReadVideoDevices(const std::filesystem::path& folder = "/dev");
 
 /// The capture session on PipeWire. A picture of another size than the one asked for is cut to its shape
 /// about the centre and scaled. Made and destroyed on the main thread.

@@ -2,25 +2,50 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <vector>
 
-#include "linux/camera/raw_picture.h"
-
+struct spa_buffer;
 struct spa_pod;
 
 namespace sentrel {
 
+/// The encodings that are accepted from a camera.
+enum class PixelFormat { yuy2, nv12, i420, mjpeg };
+
+/// What a stream has agreed to deliver; sizes in pixels.
+struct VideoFormat {
+  PixelFormat pixels = PixelFormat::yuy2;
+  int width = 0;
+  int height = 0;
+  bool operator==(const VideoFormat&) const = default;
+};
+
+/// A frame as the camera gave it, in memory that belongs to the camera. The planes lie within their buffers
+/// for `format`; an MJPEG frame has one plane that holds `size` bytes of anything.
+struct RawFrame {
+  struct Plane {
+    const std::uint8_t* data = nullptr;
+    int stride = 0;        ///< bytes from row to row
+    std::size_t size = 0;  ///< bytes
+  };
+  VideoFormat format;
+  std::array<Plane, 3> planes;
+};
+
 /// The formats that are offered to a camera, best first: the wanted size before others near it before any,
-/// about 30 pictures a second before any rate, uncompressed before MJPEG. A choice of one parameter each,
-/// because PipeWire tries them in their order and takes the first that the camera knows.
+/// about 30 frames a second before any rate, uncompressed before MJPEG. One parameter for each, because
+/// PipeWire tries them in order and takes the first that the camera knows.
 class FormatOffer {
  public:
+  /// The wanted size in pixels.
   FormatOffer(int width, int height);
   FormatOffer(const FormatOffer&) = delete;
   FormatOffer& operator=(const FormatOffer&) = delete;
 
+  /// Valid while this object lives.
   [[nodiscard]] std::vector<const spa_pod*>& parameters() { return parameters_; }
 
  private:
@@ -28,22 +53,37 @@ class FormatOffer {
   std::vector<const spa_pod*> parameters_;
 };
 
-/// Reads the format that was agreed on; nothing where it is none of those offered.
-std::optional<VideoFormat> parseFormat(const spa_pod* parameter);
+/// The format that was agreed on; nothing where it is none of those offered.
+[[nodiscard]] std::optional<VideoFormat> parseFormat(const spa_pod* parameter);
 
-/// What the buffers of a stream must be: mappable memory, enough of them to hold the newest and one that is
-/// being converted while the camera fills others, with a header.
+/// What the buffers of a stream must be: mappable memory with a header, and enough of them to hold the newest
+/// and one that is being converted while the camera fills others.
 class BufferRequest {
  public:
   BufferRequest();
   BufferRequest(const BufferRequest&) = delete;
   BufferRequest& operator=(const BufferRequest&) = delete;
 
+  /// Valid while this object lives.
   [[nodiscard]] std::array<const spa_pod*, 2>& parameters() { return parameters_; }
 
  private:
   std::array<std::uint8_t, 512> storage_{};
   std::array<const spa_pod*, 2> parameters_{};
+};
+
+/// Validates every buffer of one stream before anything reads its pixels: another process wrote it, and it
+/// may hold anything. One thread.
+class BufferCheck {
+ public:
+  /// The frame in `buffer`, or nothing when the buffer is empty, short, out of its bounds, wrongly strided,
+  /// marked as corrupted, or older than the one before it.
+  [[nodiscard]] std::optional<RawFrame> check(const spa_buffer& buffer, const VideoFormat& format);
+
+ private:
+  [[nodiscard]] bool timestampAdvances(const spa_buffer& buffer);
+
+  std::int64_t lastTimestampNs_ = 0;
 };
 
 }  // namespace sentrel

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "linux/camera/buffer_check.h"
+#include "linux/camera/stream_format.h"
 
 #include <gtest/gtest.h>
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "linux/camera/camera_directory.h"
-#include "linux/camera/video_device_access.h"
+#include "linux/camera/pipewire_capture_session.h"
 
 namespace sentrel::test {
 namespace {

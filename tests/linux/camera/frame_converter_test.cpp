@@ -31,7 +31,7 @@ class FrameConverterTest : public testing::Test {
   FrameConverterTest() { frame.resize(640, 480); }
 
   bool reads(const std::vector<std::uint8_t>& bytes) {
-    RawPicture picture;
+    RawFrame picture;
     picture.format = {PixelFormat::mjpeg, 640, 480};
     picture.planes[0] = {bytes.data(), 0, bytes.size()};
     return converter.convert(picture, frame);
