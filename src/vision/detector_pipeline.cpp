@@ -14,7 +14,7 @@ namespace {
 
 // Boxes of one face in frames a tenth of a second apart overlap at least so much.
 constexpr double sameFaceOverlap = 0.2;
-// Beyond this yaw the mesh is often lost, and a head that went there has not come back by being lost.
+// Beyond this yaw the mesh is often lost. A head that turned so far counts as turned until a mesh is found.
 constexpr double turnedAway = std::numbers::pi / 6;
 
 Point middle(const Vector3& a, const Vector3& b) {
@@ -33,7 +33,7 @@ constexpr double coarseToFine = 1.15 / 1.24;
 constexpr double tightness = 0.87;
 
 std::vector<std::unique_ptr<NetworkRunner>> prepare(InferenceEngine& engine, const Models& models) {
-  auto runners = engine.prepare(models.detection, std::array{coarseSize, fineSize, FaceVerifier::inputSize});
+  auto runners = engine.prepare(models.detection, std::array{coarseSize, fineSize, FaceTracker::inputSize});
   for (auto& runner : engine.prepare(models.mesh, std::array{InputSize{meshSide, meshSide}})) {
     runners.push_back(std::move(runner));
   }
@@ -100,13 +100,14 @@ DetectorPipeline::DetectorPipeline(const Models& models, MakeEngine makeEngine)
       runners_(prepare(*engine_, models)),
       coarse_(std::move(runners_[0]), coarseSize, sampler_),
       fine_(std::move(runners_[1]), fineSize, sampler_),
-      tracker_(FaceVerifier(FaceSearch(std::move(runners_[2]), FaceVerifier::inputSize, sampler_))),
+      tracker_(FaceSearch(std::move(runners_[2]), FaceTracker::inputSize, sampler_)),
       reader_(MeshFinder(std::move(runners_[3]), models.face.points.size()), models.face) {
   candidates_.reserve(maxCandidates);
 }
 
 void DetectorPipeline::analyse(const Frame& taken, std::int64_t timestampMs) {
-  if (taken.width() != frameWidth_ || taken.height() != frameHeight_) restart();  // nothing is where it was
+  if (taken.width() != frameWidth_ || taken.height() != frameHeight_)
+    restart();  // every position was in the old size
   frameWidth_ = taken.width();
   frameHeight_ = taken.height();
   const Frame& frame = noise_.steady(taken);

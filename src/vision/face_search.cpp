@@ -40,17 +40,17 @@ double containedShare(const Region& inner, const Region& outer) {
   return common > 0 ? common / area(inner) : 0;
 }
 
+bool samePlace(const Region& a, const Region& b) {
+  return intersectionOverUnion(a, b) > sameFaceOverlap || containedShare(a, b) > sameFaceContained ||
+         containedShare(b, a) > sameFaceContained;
+}
+
 void suppressOverlaps(std::vector<Candidate>& candidates) {
   std::sort(candidates.begin(), candidates.end(),
             [](const Candidate& a, const Candidate& b) { return a.score > b.score; });
   std::size_t kept = 0;
   for (std::size_t i = 0; i < candidates.size(); ++i) {
-    const Region& box = candidates[i].box;
-    const auto covers = [&](const Candidate& better) {
-      return intersectionOverUnion(box, better.box) > sameFaceOverlap ||
-             containedShare(box, better.box) > sameFaceContained ||
-             containedShare(better.box, box) > sameFaceContained;
-    };
+    const auto covers = [&](const Candidate& better) { return samePlace(candidates[i].box, better.box); };
     const auto end = candidates.begin() + static_cast<std::ptrdiff_t>(kept);
     if (std::any_of(candidates.begin(), end, covers)) continue;
     if (kept != i) candidates[kept] = candidates[i];

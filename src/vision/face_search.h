@@ -29,7 +29,10 @@ struct Candidate {
 /// The part of `inner` that lies in `outer`, as a fraction of the area of `inner`.
 [[nodiscard]] double containedShare(const Region& inner, const Region& outer);
 
-/// Sorts by score and drops every candidate that lies on a better one. Allocates nothing.
+/// Whether two boxes are of one face.
+[[nodiscard]] bool samePlace(const Region& a, const Region& b);
+
+/// Sorts by score and drops every candidate in the same place as a better one. Allocates nothing.
 void suppressOverlaps(std::vector<Candidate>& candidates);
 
 /// The box about the same centre with its sides multiplied by `factor`.

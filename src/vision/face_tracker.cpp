@@ -8,11 +8,12 @@
 namespace sentrel::vision {
 namespace {
 
+// A close look: the side of its square over the box's width, the lowest score of interest (below it nothing
+// can pass any threshold), and how far the box it sees must overlap the one it looks for.
 constexpr double cropPerFace = 2.0;
-// Below this nothing can pass any threshold.
 constexpr double lowestScore = 0.1;
 constexpr double seenPlaceOverlap = 0.25;
-constexpr std::size_t maxFound = 64;
+constexpr std::size_t maxSeen = 64;
 
 constexpr double enterScoreInLight = 0.50;
 constexpr double enterScoreInTheDark = 0.55;
@@ -20,39 +21,16 @@ constexpr double stayScore = 0.40;
 // A face is given up at this many misses in a row: an alert needs it in every frame for half a second.
 constexpr int dropAfter = 3;
 constexpr std::size_t maxFaces = 64;
-// Looks in one frame, 1 ms each: at the widest faces, at the others in turns, and at candidates.
+// Close looks in one frame, 1 ms each: at the widest faces, at the others in turns, and at candidates.
 constexpr std::size_t alwaysLooked = 4;
 constexpr std::size_t lookedInTurns = 4;
 constexpr std::size_t newLooks = 5;
 constexpr std::size_t maxWaiting = 128;
-constexpr double samePlaceOverlap = 0.3;
-constexpr double samePlaceContained = 0.7;
-
-bool samePlace(const Region& a, const Region& b) {
-  return intersectionOverUnion(a, b) > samePlaceOverlap || containedShare(a, b) > samePlaceContained ||
-         containedShare(b, a) > samePlaceContained;
-}
 
 }  // namespace
 
-FaceVerifier::FaceVerifier(FaceSearch search) : search_(std::move(search)) {
-  found_.reserve(maxFound);
-}
-
-std::optional<Candidate> FaceVerifier::look(const Frame& frame, const Region& box) {
-  const double side = box.width * cropPerFace;
-  const Region crop{box.x + (box.width - side) / 2, box.y + (box.height - side) / 2, side, side};
-  found_.clear();
-  search_.find(frame, crop, lowestScore, found_);
-  std::optional<Candidate> best;
-  for (const Candidate& candidate : found_) {
-    if (best && candidate.score <= best->score) continue;
-    if (intersectionOverUnion(candidate.box, box) >= seenPlaceOverlap) best = candidate;
-  }
-  return best;
-}
-
-FaceTracker::FaceTracker(FaceVerifier verifier) : verifier_(std::move(verifier)) {
+FaceTracker::FaceTracker(FaceSearch search) : search_(std::move(search)) {
+  seen_.reserve(maxSeen);
   faces_.reserve(maxFaces);
   waiting_.reserve(maxWaiting);
 }
@@ -62,23 +40,35 @@ void FaceTracker::restart() {
   waiting_.clear();
 }
 
-bool FaceTracker::look(const Frame& frame, TrackedFace& tracked) {
-  const auto seen = verifier_.look(frame, tracked.face.box);
+std::optional<Candidate> FaceTracker::lookClosely(const Frame& frame, const Region& box) {
+  const double side = box.width * cropPerFace;
+  const Region crop{box.x + (box.width - side) / 2, box.y + (box.height - side) / 2, side, side};
+  seen_.clear();
+  search_.find(frame, crop, lowestScore, seen_);
+  std::optional<Candidate> best;
+  for (const Candidate& candidate : seen_) {
+    if (best && candidate.score <= best->score) continue;
+    if (intersectionOverUnion(candidate.box, box) >= seenPlaceOverlap) best = candidate;
+  }
+  return best;
+}
+
+void FaceTracker::lookAgain(const Frame& frame, TrackedFace& tracked) {
+  const auto seen = lookClosely(frame, tracked.face.box);
   if (!seen || seen->score < stayScore) {
     ++tracked.misses;
-    return false;
+    return;
   }
   tracked.face = *seen;
   tracked.misses = 0;
-  return true;
 }
 
 void FaceTracker::follow(const Frame& frame) {
   std::size_t looked = 0;
-  for (; looked < std::min(alwaysLooked, faces_.size()); ++looked) (void)look(frame, faces_[looked]);
+  for (; looked < std::min(alwaysLooked, faces_.size()); ++looked) lookAgain(frame, faces_[looked]);
   const std::size_t others = faces_.size() - looked;
   for (std::size_t i = 0; i < std::min(lookedInTurns, others); ++i) {
-    (void)look(frame, faces_[looked + (turn_ + i) % others]);
+    lookAgain(frame, faces_[looked + (turn_ + i) % others]);
   }
   turn_ += lookedInTurns;
   tidy();
@@ -108,7 +98,7 @@ bool FaceTracker::isKnown(const Candidate& candidate) const {
 }
 
 void FaceTracker::confirmOne(const Frame& frame, const Candidate& candidate, double enterScore) {
-  const auto seen = verifier_.look(frame, candidate.box);
+  const auto seen = lookClosely(frame, candidate.box);
   if (!seen || (seen->score + candidate.score) / 2 < enterScore) return;
   if (TrackedFace* moved = movedFrom(*seen)) {
     // A face that moved faster than its look could follow.

@@ -11,37 +11,27 @@
 
 namespace sentrel::vision {
 
-/// Looks at one place closely: the square about a box, twice as wide, at the size at which the network sees
-/// faces best. It scores a real face of any size higher than a single pass over a larger region does, and
-/// what only looked like one lower. One thread.
-class FaceVerifier {
- public:
-  static constexpr InputSize inputSize{96, 96};
-
-  explicit FaceVerifier(FaceSearch search);
-
-  /// The best face that stands where `box` is, with its score here, or none.
-  [[nodiscard]] std::optional<Candidate> look(const Frame& frame, const Region& box);
-
- private:
-  FaceSearch search_;
-  std::vector<Candidate> found_;
-};
-
-/// A confirmed face. `face.box` is as the verifying look saw it, wider than the face's tight box.
+/// A confirmed face. `face.box` is as the last close look saw it, wider than the face's tight box.
 struct TrackedFace {
   std::uint64_t id = 0;  ///< the same as long as the face is followed
   Candidate face;
   int misses = 0;  ///< looks in a row that did not see it
 };
 
-/// Keeps the list of confirmed faces. A candidate is confirmed when the mean of its own score and that of a
-/// closer look is high enough; from then on the face is looked at again every frame and stays with a lower
-/// score, so that it does not flicker at the threshold. Work in one frame is bounded: the widest faces are
-/// looked at every time, the others in turns. Allocates nothing per frame. One thread.
+/// Keeps the list of confirmed faces. It looks closely at single places: at the square about a box, twice as
+/// wide, at the size at which the network sees faces best. That scores a real face of any size higher than a
+/// pass over a larger region does, and what only looked like one lower.
+///
+/// A candidate is confirmed when the mean of its own score and that of a close look is high enough; from then
+/// on the face is looked at again every frame and stays with a lower score, so that it does not flicker at
+/// the threshold. Work in one frame is bounded: the widest faces are looked at every time, the others in
+/// turns. Allocates nothing per frame. One thread.
 class FaceTracker {
  public:
-  explicit FaceTracker(FaceVerifier verifier);
+  static constexpr InputSize inputSize{96, 96};
+
+  /// `search` has the input size above.
+  explicit FaceTracker(FaceSearch search);
 
   /// Follows the faces into a new frame.
   void follow(const Frame& frame);
@@ -62,13 +52,16 @@ class FaceTracker {
   void restart();
 
  private:
-  [[nodiscard]] bool look(const Frame& frame, TrackedFace& tracked);
+  /// The best face that stands where `box` is, with its score in a close look, or none.
+  [[nodiscard]] std::optional<Candidate> lookClosely(const Frame& frame, const Region& box);
+  void lookAgain(const Frame& frame, TrackedFace& tracked);
   [[nodiscard]] bool isKnown(const Candidate& candidate) const;
   void confirmOne(const Frame& frame, const Candidate& candidate, double enterScore);
   [[nodiscard]] TrackedFace* movedFrom(const Candidate& candidate);
   void tidy();
 
-  FaceVerifier verifier_;
+  FaceSearch search_;
+  std::vector<Candidate> seen_;
   std::vector<TrackedFace> faces_;
   std::vector<Candidate> waiting_;
   std::uint64_t lastId_ = 0;

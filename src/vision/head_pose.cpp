@@ -12,7 +12,8 @@
 namespace sentrel::vision {
 namespace {
 
-/// The mesh counts down and away from the viewer, the canonical face up and towards the viewer.
+/// A point of the mesh, whose y and z point down and away from the viewer, in the axes of the canonical face,
+/// whose y and z point up and towards the viewer.
 Eigen::Vector3d upright(const Vector3& point) {
   return {point.x, -point.y, -point.z};
 }

@@ -15,8 +15,8 @@ namespace {
 constexpr int fieldWidth = 640;
 constexpr int fieldHeight = 480;
 constexpr int cell = 4;
-// Well above what a camera's noise leaves of a mean over 16 pixels. In a dark picture, steps are as much
-// smaller as everything is.
+// Well above what a camera's noise leaves of a mean over 16 pixels. In a dark picture every change is
+// smaller, as everything is.
 constexpr int darkLevel = 48;
 constexpr int changedLevel = 10;
 constexpr int changedLevelInTheDark = 2;
@@ -26,8 +26,8 @@ constexpr int changedCells = 6;
 // What stands still is scanned again after this time, for whatever the first look missed.
 constexpr std::int64_t rescanTileMs = 2000;
 constexpr std::int64_t rescanWholeMs = 1000;
-// How much sooner than a tile that only waits for its turn comes one where something moves, or one that was
-// never scanned.
+// How much sooner a tile is scanned in which something moves, or which was never scanned, than one that only
+// waits for its turn.
 constexpr std::int64_t movedUrgency = 8;
 constexpr std::int64_t unseenUrgency = 4;
 

@@ -142,7 +142,7 @@ std::optional<FaceDetections> NeuralFaceDetector::detect(const Frame& frame, std
   try {
     return state_->detect(frame, timestampMs, tuning_);
   } catch (const InferenceFailure&) {
-    state_->restart();  // what this frame has left half done
+    state_->restart();  // this frame has left its tracking half done
     return std::nullopt;
   }
 }

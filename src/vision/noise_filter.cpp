@@ -44,7 +44,7 @@ struct Block {
         step += (now[i] << meanBits) - mean[i];
       }
     }
-    // A quarter of the bytes are no colours: they neither step nor tell about light.
+    // Every fourth byte is no colour: it never changes, and says nothing about the light.
     const int pixels = std::max(1, static_cast<int>(lines * width) / 4);
     const int brightness = std::max(0, light - 255 * pixels) / (3 * pixels);
     const int allowed = std::min(movedLevel, movedLevelInTheDark + brightness / brightnessPerLevel);
