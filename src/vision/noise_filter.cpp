@@ -24,8 +24,8 @@ constexpr int newShare = fullShare / 3;
 constexpr std::size_t darkLevel = 48;
 // Noise is strong when half of the pixels differ by more than a sixteenth of the picture's brightness from
 // the frame before, and counts as gone below a twenty-fourth.
-constexpr int strongNoise = 16;
-constexpr int weakNoise = 24;
+constexpr std::size_t strongNoise = 16;
+constexpr std::size_t weakNoise = 24;
 
 /// Some rows of a few pixels, in the new frame, in the mean of the last ones, and in the quiet picture.
 struct Block {
