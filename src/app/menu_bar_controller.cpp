@@ -76,11 +76,6 @@ MenuBarController::MenuBarController(Actions actions, ProgramBus& bus)
   failureRegistration_ =
       cameraControl_->failure().onChange([this](const std::optional<CameraFailure>&) { updateStatusItem(); });
   updateStatusItem();
-  banner_.setAttribute(Qt::WA_DontShowOnScreen);
-  banner_.setAttribute(Qt::WA_ShowWithoutActivating);
-  setAccessibleRole(banner_, QAccessible::Notification);
-  banner_.setAccessibleName(text(QStringLiteral("REGARD INDISCRET")) + QStringLiteral(". ") +
-                            text(QStringLiteral("Quelqu'un observe votre écran")));
   bannerRegistration_ = service_->fsmState().subscribe([this](const FilterState&) { tellScreenReaders(); });
   preferencesRegistration_ = sentrelOpenPreferences().connect([this] { openPreferences(); });
 }
@@ -98,9 +93,19 @@ void MenuBarController::updateStatusItem() {
 
 /// What covers the screens is no window of the toolkit's. Screen readers read a notification that appears.
 void MenuBarController::tellScreenReaders() {
-  const bool shown = service_->fsmState().get().is(FilterState::Kind::alert) && QAccessible::isActive();
-  if (shown) banner_.winId();  // or it is nobody's child
-  banner_.setVisible(shown);
+  // Without a bus nobody listens, and one that does not answer must not be asked: Qt would wait for it.
+  const bool shown =
+      bus_ && service_->fsmState().get().is(FilterState::Kind::alert) && QAccessible::isActive();
+  if (shown && !banner_) {
+    banner_ = std::make_unique<QWidget>();
+    banner_->setAttribute(Qt::WA_DontShowOnScreen);
+    banner_->setAttribute(Qt::WA_ShowWithoutActivating);
+    setAccessibleRole(*banner_, QAccessible::Notification);
+    banner_->setAccessibleName(text(QStringLiteral("REGARD INDISCRET")) + QStringLiteral(". ") +
+                               text(QStringLiteral("Quelqu'un observe votre écran")));
+    banner_->winId();  // or it is nobody's child
+  }
+  if (banner_) banner_->setVisible(shown);
 }
 
 void MenuBarController::togglePopover(const QRect& anchor) {

@@ -61,7 +61,7 @@ class MenuBarController final : public ProgramWindows {
   const std::shared_ptr<AVCaptureManager> camera_;
   const std::shared_ptr<CameraControl> cameraControl_;
   StatusItem statusItem;
-  QWidget banner_;  // its words for screen readers
+  std::unique_ptr<QWidget> banner_;  // its words for screen readers
   QPointer<PopoverWindow> popover;
   QElapsedTimer sinceClosed_;  // a click on the icon takes the focus first, which closes the popover
   QPointer<PreferencesView> prefsWindow;
