@@ -29,6 +29,10 @@ void reportLimitation(const OverlayBackend& backend) {
 
 AppDelegate::AppDelegate(Parts parts) : parts_(std::move(parts)) {}
 
+AppDelegate::~AppDelegate() {
+  delete onboardingWindow;  // as other windows, before the Qt application ends
+}
+
 void AppDelegate::applicationDidFinishLaunching() {
   cameraChoice_ = std::make_unique<CameraChoice>(AVCaptureManager::shared(), SettingsRepository::shared());
   service_ = PrivacyFilterService::shared();

@@ -31,6 +31,9 @@ class AppDelegate {
   };
 
   explicit AppDelegate(Parts parts);
+  AppDelegate(const AppDelegate&) = delete;
+  AppDelegate& operator=(const AppDelegate&) = delete;
+  ~AppDelegate();
 
   void applicationDidFinishLaunching();
   void applicationWillTerminate();

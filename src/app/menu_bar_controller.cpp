@@ -91,6 +91,12 @@ void MenuBarController::updateStatusItem() {
   statusItem.setToolTip(words);
 }
 
+/// Before the Qt application ends: a window that is left to it then meets parts of Qt that have already gone.
+MenuBarController::~MenuBarController() {
+  delete popover;
+  delete prefsWindow;
+}
+
 /// What covers the screens is no window of the toolkit's. Screen readers read a notification that appears.
 void MenuBarController::tellScreenReaders() {
   // Without a bus nobody listens, and one that does not answer must not be asked: Qt would wait for it.

@@ -36,6 +36,9 @@ class MenuBarController final : public ProgramWindows {
   };
 
   MenuBarController(Actions actions, ProgramBus& bus);
+  MenuBarController(const MenuBarController&) = delete;
+  MenuBarController& operator=(const MenuBarController&) = delete;
+  ~MenuBarController() override;
 
   void togglePopover(const QRect& anchor);
   void openPreferences();

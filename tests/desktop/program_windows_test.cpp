@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The program's windows and its icon as the panel and other programs bring them forward.
+#include <signal.h>
+
 #include <QDBusArgument>
 #include <QDBusVariant>
 #include <numeric>
@@ -134,6 +136,16 @@ TEST_F(ProgramWindowsTest, PreferencesOpenInTheMiddleAndComeBackWhenMinimised) {
   ASSERT_TRUE(eventually([&] { return window(title).empty(); }));
   perform("preferences");
   EXPECT_TRUE(opens(title));
+}
+
+TEST_F(ProgramWindowsTest, ItEndsInGoodOrderWithWindowsOpenAfterOthersWereClosed) {
+  perform("about");
+  ASSERT_TRUE(opens("Sentrel"));
+  perform("preferences");
+  ASSERT_TRUE(opens("Préférences Sentrel"));
+  EXPECT_TRUE(eventually([&] { return window("Sentrel").empty(); }));
+  process.signal(SIGTERM);
+  EXPECT_EQ(process.waitForExit(std::chrono::seconds(10)), 0) << process.output();
 }
 
 TEST_F(ProgramWindowsTest, TheIconFollowsLightAndDarkAtOnce) {
