@@ -133,7 +133,6 @@ void MenuBarPopoverView::showFailure() {
   const QString words = failureWords(parts_.failure->get());
   cause_->setWords(words.isEmpty() ? parts_.notice : words);
   cause_->setVisible(!cause_->words().isEmpty());
-  if (onSizeChanged) onSizeChanged();
 }
 
 MenuBarPopoverView::Page MenuBarPopoverView::page() const {
@@ -192,6 +191,12 @@ QSize MenuBarPopoverView::sizeHint() const {
   const int wanted =
       stack_->hasHeightForWidth() ? stack_->totalHeightForWidth(width) : stack_->totalSizeHint().height();
   return {width, std::max(least, wanted)};
+}
+
+bool MenuBarPopoverView::event(QEvent* event) {
+  const bool handled = QWidget::event(event);
+  if (event->type() == QEvent::LayoutRequest && onSizeChanged) onSizeChanged();
+  return handled;
 }
 
 void MenuBarPopoverView::keyPressEvent(QKeyEvent* event) {

@@ -46,12 +46,13 @@ class MenuBarPopoverView : public QWidget {
   [[nodiscard]] Page page() const;
   /// True while a question waits for its answer, so that the popover must stay.
   [[nodiscard]] bool asks() const;
-  /// Another page wants another size.
+  /// Another page, or other words, want another size.
   std::function<void()> onSizeChanged;
 
   [[nodiscard]] QSize sizeHint() const override;
 
  protected:
+  bool event(QEvent* event) override;
   void keyPressEvent(QKeyEvent* event) override;
 
  private:

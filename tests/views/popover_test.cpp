@@ -76,6 +76,20 @@ TEST_F(PopoverTest, AStartWithoutACameraSaysWhyAndWaitsUntilAClickGivesUp) {
   EXPECT_FALSE(shows(*window, "Caméra introuvable"));
 }
 
+TEST_F(PopoverTest, ItGrowsWithWhatItHasToSay) {
+  delete window;
+  auto parts = room.popoverParts();
+  parts.notice = text(QStringLiteral("error_no_pipewire"));  // three lines
+  window = new PopoverWindow(std::move(parts), PopoverWindow::Ground::translucent);
+  window->content().showPage(MenuBarPopoverView::Page::about);
+  show(*window);
+  window->content().showPage(MenuBarPopoverView::Page::home);
+  const auto* page = window->findChild<ScrollPage*>();
+  for (int i = 0; i < 20; ++i) QCoreApplication::processEvents();
+  EXPECT_EQ(page->verticalScrollBar()->maximum(), 0);
+  EXPECT_GT(window->content().height(), 280);
+}
+
 TEST_F(PopoverTest, TheKeyboardReachesEverything) {
   EXPECT_EQ(window->focusWidget(), protection());
   QTest::keyClick(window->focusWidget(), Qt::Key_Down);

@@ -62,7 +62,6 @@ Sheet* openDialog(QWidget& popover, const Dialog& dialog) {
     const int wanted = cancel->sizeHint().width() + betweenButtons + confirm->sizeHint().width();
     const bool beside = wanted <= sheet->panel()->width() - 2 * padding;
     buttons->setDirection(beside ? QBoxLayout::LeftToRight : QBoxLayout::TopToBottom);
-    sheet->placePanel();
   };
   QObject::connect(&Theme::shared(), &Theme::changed, sheet, arrange);
   arrange();

@@ -87,6 +87,12 @@ int ScrollPage::heightForWidth(int width) const {
   return widget()->hasHeightForWidth() ? widget()->heightForWidth(width) : widget()->sizeHint().height();
 }
 
+bool ScrollPage::eventFilter(QObject* watched, QEvent* event) {
+  // What surrounds it is laid out by its height.
+  if (watched == widget() && event->type() == QEvent::LayoutRequest) updateGeometry();
+  return QScrollArea::eventFilter(watched, event);
+}
+
 void ScrollPage::resizeEvent(QResizeEvent* event) {
   QScrollArea::resizeEvent(event);
   bar_->setPageStep(viewport()->height());

@@ -26,6 +26,7 @@ class ScrollPage : public QScrollArea {
   [[nodiscard]] int heightForWidth(int width) const override;
 
  protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
   bool focusNextPrevChild(bool next) override;
   void keyPressEvent(QKeyEvent* event) override;

@@ -33,6 +33,7 @@ Sheet::Sheet(QWidget& window, QSize size)
   setAccessibleRole(*this, QAccessible::Dialog);
   setGeometry(window.rect());
   window.installEventFilter(this);
+  panel_->installEventFilter(this);
   connect(&Theme::shared(), &Theme::changed, this, [this] {
     placePanel();
     update();
@@ -71,6 +72,7 @@ void Sheet::placePanel() {
 
 bool Sheet::eventFilter(QObject* watched, QEvent* event) {
   if (watched == parentWidget() && event->type() == QEvent::Resize) setGeometry(parentWidget()->rect());
+  if (watched == panel_ && event->type() == QEvent::LayoutRequest) placePanel();
   return false;
 }
 

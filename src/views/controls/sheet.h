@@ -25,8 +25,6 @@ class Sheet : public QWidget {
 
   /// Shows the sheet and gives the focus to `focus`.
   void open(QWidget* focus);
-  /// Gives the panel the size that its content wants now.
-  void placePanel();
   /// Hides it, calls `onClosed` and deletes it in a later turn. Again is harmless.
   void dismiss();
 
@@ -43,6 +41,8 @@ class Sheet : public QWidget {
   bool focusNextPrevChild(bool next) override;
 
  private:
+  void placePanel();
+
   const QSize size_;
   QWidget* panel_;
   QPointer<QWidget> before_;  // who had the focus
