@@ -167,6 +167,11 @@ TEST_F(WindowsTest, NothingIsCutOffWithLargeTextNorLeavesTheScreen) {
         setText(2);
         expectWhole(window);
       }
+      if (popover != nullptr && popover->content().page() == MenuBarPopoverView::Page::about) {
+        QTest::keyClick(popover->focusWidget(), Qt::Key_PageDown);
+        const auto* page = buttonNamed(window, "Fermer")->parentWidget()->findChild<QScrollArea*>();
+        EXPECT_GT(page->verticalScrollBar()->value(), 0) << "by key, too";
+      }
       setText(textWhenOpened);
     });
   }

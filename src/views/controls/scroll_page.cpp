@@ -135,6 +135,17 @@ ToolbarPage::ToolbarPage(const QString& leaveWords, QMargins aroundButton, QWidg
   arrange();
 }
 
+void ToolbarPage::keyPressEvent(QKeyEvent* event) {
+  // There may be nothing on the page that takes the focus, and so the keys.
+  if (event->key() == Qt::Key_PageUp || event->key() == Qt::Key_PageDown) {
+    page_->verticalScrollBar()->triggerAction(event->key() == Qt::Key_PageUp
+                                                  ? QAbstractSlider::SliderPageStepSub
+                                                  : QAbstractSlider::SliderPageStepAdd);
+  } else {
+    QWidget::keyPressEvent(event);
+  }
+}
+
 void ToolbarPage::arrange() {
   const bool large = Theme::shared().textScale() > 1;
   grid_->removeWidget(page_);

@@ -46,6 +46,9 @@ class ToolbarPage : public QWidget {
   [[nodiscard]] PushButton* leaveButton() const { return leave_; }
   void setPage(QWidget* content) { page_->setPage(content); }
 
+ protected:
+  void keyPressEvent(QKeyEvent* event) override;
+
  private:
   void arrange();
 
