@@ -157,7 +157,7 @@ void CaptureEngine::applyOrders(Retarget retarget) {
 
 /// Converts the leased frame: for the consumer when the pace says so, and for whoever looks at every one.
 void CaptureEngine::deliver(bool due) {
-  std::shared_ptr<Frame> frame;
+  std::shared_ptr<Frame> frame;  // none while all pooled ones are in use
   bool readable = true;
   const bool leased = lease_.use([&](const RawFrame& raw) {
     if (!pool_) pool_.emplace(pooledFrames);
@@ -172,11 +172,9 @@ void CaptureEngine::deliver(bool due) {
   }
 
   bool handedOn = false;
-  if (!frame) {
-    counters_.noRoom.fetch_add(1, std::memory_order_relaxed);
-  } else if (!readable) {
-    counters_.broken.fetch_add(1, std::memory_order_relaxed);
-  } else {
+  if (!readable) {
+    brokenFrames_.fetch_add(1, std::memory_order_relaxed);
+  } else if (frame) {
     if (preview_) preview_(frame);
     held_.reset();
     if (due) {
@@ -203,7 +201,6 @@ void CaptureEngine::deliverHeld() {
 
 bool CaptureEngine::handOn(const FrameRef& frame) {
   if (!request_ || !request_->onFrame) return false;
-  counters_.handedOn.fetch_add(1, std::memory_order_relaxed);
   request_->onFrame(frame);
   return true;
 }
@@ -294,7 +291,7 @@ void CaptureEngine::connectStream(SteadyTime now) {
     const std::lock_guard lock(causeMutex_);
     currentDevice_ = device;
   }
-  stream_.emplace(connection_.context(), serial, orders_.width, orders_.height, lease_, counters_,
+  stream_.emplace(connection_.context(), serial, orders_.width, orders_.height, lease_, brokenFrames_,
                   CaptureStream::Events{.frameArrived = [this] { frameArrived(); },
                                         .failed = [this] { reconcileSoon_.signal(); }});
   streamBegun_ = now;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -51,7 +52,8 @@ class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
 
   // Any thread.
   [[nodiscard]] CameraDirectory& directory() { return directory_; }
-  [[nodiscard]] const CaptureCounters& counters() const { return counters_; }
+  /// Frames dropped so far because they could not be trusted or read.
+  [[nodiscard]] std::int64_t brokenFrames() const { return brokenFrames_.load(); }
   [[nodiscard]] std::optional<CaptureError> serviceError() const;
   /// Why the camera is interrupted, while it is.
   [[nodiscard]] std::optional<CaptureError> interruptionCause() const;
@@ -110,7 +112,7 @@ class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
 
   std::shared_ptr<SerialQueue> cameraQueue_;
   Events events_;
-  CaptureCounters counters_;
+  std::atomic<std::int64_t> brokenFrames_{0};
   BufferLease lease_;
   std::atomic<bool> open_{false};
 

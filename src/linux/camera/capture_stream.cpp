@@ -70,12 +70,12 @@ struct CaptureStream::Callbacks {
 };
 
 CaptureStream::CaptureStream(pw_context* context, std::string nodeSerial, int width, int height,
-                             BufferLease& lease, CaptureCounters& counters, Events events)
+                             BufferLease& lease, std::atomic<std::int64_t>& broken, Events events)
     : nodeSerial_(std::move(nodeSerial)),
       wantedWidth_(width),
       wantedHeight_(height),
       lease_(lease),
-      counters_(counters),
+      broken_(broken),
       events_(std::move(events)),
       callbacks_(std::make_unique<Callbacks>()) {
   connect(context);
@@ -134,17 +134,13 @@ void CaptureStream::formatAgreed(const void* parameter) {
 void CaptureStream::readBuffers() {
   bool newer = false;
   while (pw_buffer* buffer = pw_stream_dequeue_buffer(stream_)) {
-    counters_.arrived.fetch_add(1, std::memory_order_relaxed);
     const auto frame = format_ ? check_.check(*buffer->buffer, *format_) : std::nullopt;
     if (!frame) {
-      counters_.broken.fetch_add(1, std::memory_order_relaxed);
+      broken_.fetch_add(1, std::memory_order_relaxed);
       recycle(buffer);
       continue;
     }
-    if (newest_ != nullptr) {
-      counters_.superseded.fetch_add(1, std::memory_order_relaxed);
-      recycle(newest_);
-    }
+    if (newest_ != nullptr) recycle(newest_);
     newest_ = buffer;
     newestFrame_ = *frame;
     newer = true;

@@ -19,15 +19,6 @@ struct pw_stream;
 
 namespace sentrel {
 
-/// What became of the camera's frames since the start of the process. Any thread.
-struct CaptureCounters {
-  std::atomic<std::int64_t> arrived{0};     ///< buffers of any kind
-  std::atomic<std::int64_t> broken{0};      ///< dropped because they could not be trusted or read
-  std::atomic<std::int64_t> superseded{0};  ///< dropped for a newer one, never converted
-  std::atomic<std::int64_t> noRoom{0};      ///< dropped because every pooled frame was in use
-  std::atomic<std::int64_t> handedOn{0};
-};
-
 /// One of the camera's buffers, leased to the camera queue. The camera may take its memory away at any time;
 /// then the PipeWire loop waits for a reader that is just at it.
 class BufferLease {
@@ -73,10 +64,10 @@ class CaptureStream {
     std::function<void()> failed;        ///< `error()` says why; destroy the stream later, not in here
   };
 
-  /// Asks the camera for `width` x `height` pixels or what comes near. `lease` and `counters` outlive the
-  /// stream.
+  /// Asks the camera for `width` x `height` pixels or what comes near. `lease` and `broken`, which
+  /// counts the buffers that could not be trusted, outlive the stream.
   CaptureStream(pw_context* context, std::string nodeSerial, int width, int height, BufferLease& lease,
-                CaptureCounters& counters, Events events);
+                std::atomic<std::int64_t>& broken, Events events);
   /// Disconnects; the camera is free when the daemon has read that.
   ~CaptureStream();
   CaptureStream(const CaptureStream&) = delete;
@@ -110,7 +101,7 @@ class CaptureStream {
   int wantedWidth_;
   int wantedHeight_;
   BufferLease& lease_;
-  CaptureCounters& counters_;
+  std::atomic<std::int64_t>& broken_;
   Events events_;
   std::unique_ptr<Callbacks> callbacks_;
   pw_core* core_ = nullptr;

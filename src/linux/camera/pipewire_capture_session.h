@@ -45,8 +45,8 @@ class PipeWireCaptureSession final : public CaptureSession {
   void setPreviewTap(std::function<void(const FrameRef&)> onFrame) override;
   [[nodiscard]] std::optional<CameraDevice> currentDevice() const override;
 
-  /// Any thread.
-  [[nodiscard]] const CaptureCounters& counters() const { return engine_->counters(); }
+  /// Frames dropped so far because they could not be trusted or read. Any thread.
+  [[nodiscard]] std::int64_t brokenFrames() const { return engine_->brokenFrames(); }
 
  private:
   /// What the engine calls on its thread: emits `signal` in a later turn of the main loop.

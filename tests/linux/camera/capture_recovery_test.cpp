@@ -93,16 +93,15 @@ TEST_F(CaptureTest, BrokenBuffersAreDroppedAndCounted) {
     CaptureUser user;
     user.start();
     ASSERT_TRUE(user.getsFrames());
-    const auto& broken = user.session->counters().broken;
     for (const Fault fault : faults) {
       SCOPED_TRACE(testing::Message()
                    << "format " << static_cast<int>(format) << " fault " << static_cast<int>(fault));
-      const auto before = broken.load();
+      const auto before = user.session->brokenFrames();
       camera.setFault(fault);
       // The first of them may follow good ones that are still under way.
-      ASSERT_TRUE(user.eventually([&] { return broken.load() >= before + 2; }));
+      ASSERT_TRUE(user.eventually([&] { return user.session->brokenFrames() >= before + 2; }));
       const auto handed = user.handed().size();
-      ASSERT_TRUE(user.eventually([&] { return broken.load() >= before + 6; }));
+      ASSERT_TRUE(user.eventually([&] { return user.session->brokenFrames() >= before + 6; }));
       EXPECT_EQ(user.handed().size(), handed);
       camera.setFault(Fault::none);
       ASSERT_TRUE(user.getsFrames());

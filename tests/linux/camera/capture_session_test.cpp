@@ -95,7 +95,7 @@ TEST_F(CaptureTest, TheCameraIsOpenOnlyWhileFramesAreWanted) {
     ASSERT_TRUE(user.eventually([&] { return !camera.isOpen(); }));
     EXPECT_LT(SteadyClock::now() - begin, milliseconds(1500));
     const std::size_t frames = user.handed().size();
-    // Longer than the watchdog's patience: it rests.
+    // Longer than the timeout of the watch: it rests.
     EXPECT_FALSE(user.eventually([&] { return user.handed().size() > frames; }, milliseconds(2500)));
     EXPECT_TRUE(user.reports().empty());
   };
