@@ -70,6 +70,7 @@ class FrameConverter::JpegDecoder {
     errors_.output_message = [](j_common_ptr) {};
     info_.client_data = this;
     jpeg_create_decompress(&info_);
+    // NOLINTNEXTLINE(cppcoreguidelines-prefer-member-initializer): the library has just made it
     standard_ = *info_.mem;
     info_.mem->alloc_small = allocate;
     info_.mem->alloc_large = allocate;
