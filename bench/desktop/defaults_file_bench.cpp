@@ -88,7 +88,7 @@ void measureStore(const fs::path& folder) {
     watch.wait();
     complete.push_back(msSince(begin));
     const auto loadBegin = Clock::now();
-    const DefaultsFileContent content = readDefaultsFile(path);
+    const DefaultsFile::Content content = DefaultsFile::read(path);
     load.push_back(msSince(loadBegin));
     if (content.damaged || content.values.size() < 16) std::abort();
   }

@@ -31,7 +31,7 @@
 #include "overlay/overlay_window_manager.h"
 #include "overlay/retro_pip_manager.h"
 #include "platform/platform.h"
-#include "settings/settings_key.h"
+#include "settings/filter_settings.h"
 #include "views/theme.h"
 #include "vision/models.h"
 #include "vision/neural_face_detector.h"

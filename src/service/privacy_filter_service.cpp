@@ -15,9 +15,6 @@ namespace {
 
 // Even the strongest filter leaves the screen readable for its user.
 constexpr float greatestOpacity = 0.8F;
-// What the preferences can choose and more; a stored number outside is not believed.
-constexpr std::int64_t leastFps = 1;
-constexpr std::int64_t greatestFps = 30;
 
 template <class T>
 void assignIfChanged(Published<T>& published, T value) {
@@ -177,7 +174,7 @@ void PrivacyFilterService::cameraChanged(const CameraControl::Status& status) {
 // The road of a frame.
 
 void PrivacyFilterService::makeAnalyzer() {
-  const std::int64_t fps = std::clamp(settingsRepo->settings.get().captureFps, leastFps, greatestFps);
+  const std::int64_t fps = inUse(settingsRepo->settings.get(), &FilterSettings::captureFps);
   analyzer = std::make_shared<VisionFaceAnalyzer>(fps, environment_);
   analyzer->onResult = [weak = weak_from_this(), source = std::weak_ptr(analyzer),
                         mainLoop = environment_.mainLoop](const DetectionInput& input) {
@@ -300,7 +297,7 @@ void PrivacyFilterService::applyMatrix(const FilterSettings& settings, std::int6
 }
 
 void PrivacyFilterService::tuneDetector(const FilterSettings& settings) {
-  const FaceTuning tuning{static_cast<int>(std::clamp<std::int64_t>(settings.sensitivity, 1, 5)),
+  const FaceTuning tuning{static_cast<int>(inUse(settings, &FilterSettings::sensitivity)),
                           settings.glassesCompat};
   if (tuning_ == tuning) return;
   tuning_ = tuning;

@@ -1,15 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <type_traits>
+#include <variant>
+
+#include "settings/keyed_document.h"
 
 namespace sentrel {
 
 /// Every option that the person can adjust: a plain value, copied and never shared. It enforces no range; the
-/// controls that edit it do. The order of the fields is part of the type: construction, comparison and
-/// serialisation follow it.
+/// controls that edit it do. The order of the fields is part of the type: construction, comparison, storage
+/// and serialisation follow it. A new option is a field here, a key below and a row of forEachSetting().
 struct FilterSettings {
   std::int64_t filterStrength = 3;              ///< overlay strength, 1 (lightest) to 5 (darkest)
   std::int64_t sensitivity = 3;                 ///< reaction to head movement, 1 to 5
@@ -33,27 +39,125 @@ struct FilterSettings {
   bool operator==(const FilterSettings&) const = default;
 };
 
-/// Calls `visit(name, field)` for every field in order; `settings` may be const.
-template <class Settings, class Visitor>
-void forEachField(Settings& settings, Visitor&& visit) {
-  visit("filterStrength", settings.filterStrength);
-  visit("sensitivity", settings.sensitivity);
-  visit("inattentionDelayMs", settings.inattentionDelayMs);
-  visit("captureFps", settings.captureFps);
-  visit("hapticOnAlert", settings.hapticOnAlert);
-  visit("launchAtLogin", settings.launchAtLogin);
-  visit("batteryThresholdPercent", settings.batteryThresholdPercent);
-  visit("glassesCompat", settings.glassesCompat);
-  visit("overlayOnCameraBusy", settings.overlayOnCameraBusy);
-  visit("privacyMatrixEnabled", settings.privacyMatrixEnabled);
-  visit("privacyMatrixCoefficient", settings.privacyMatrixCoefficient);
-  visit("matrixColorArgb", settings.matrixColorArgb);
-  visit("matrixStripeAlpha", settings.matrixStripeAlpha);
-  visit("globalShortcutEnabled", settings.globalShortcutEnabled);
-  visit("coverAllScreens", settings.coverAllScreens);
-  visit("calibrationDistanceCm", settings.calibrationDistanceCm);
-  visit("isCalibrated", settings.isCalibrated);
-  visit("selectedCameraID", settings.selectedCameraID);
+/// The keys of the person's store.
+enum class SettingsKey {
+  filterStrength,
+  sensitivity,
+  inattentionDelayMs,
+  captureFps,
+  hapticOnAlert,
+  launchAtLogin,
+  batteryThreshold,
+  glassesCompat,
+  overlayOnCameraBusy,
+  privacyMatrixEnabled,
+  privacyMatrixCoefficient,
+  matrixColorArgb,
+  matrixStripeAlpha,
+  globalShortcutEnabled,
+  coverAllScreens,
+  hasCompletedOnboarding,  ///< of the first run, not of FilterSettings
+  calibrationDistanceCm,
+  isCalibrated,
+  selectedCameraID,
+};
+
+/// When a stored value counts.
+enum class Stored {
+  always,
+  unlessZero,  ///< there is no meaningful zero: 0 stands for no value
+  never,       ///< neither read nor written, because the system knows better
+};
+
+/// What there is to know of one field of FilterSettings.
+template <class T>
+struct Setting {
+  /// What a number is held within where it is used: what the controls offer, and somewhat more. What is
+  /// stored stays as it is. 0 to 0 is no bound.
+  struct Range {
+    T least{};
+    T most{};
+  };
+
+  constexpr Setting(SettingsKey itsKey, std::string_view text, std::string_view fieldName,
+                    T FilterSettings::*itsField, Stored when = Stored::always, Range itsRange = {})
+      : key(itsKey), storedAs(text), name(fieldName), field(itsField), stored(when), range(itsRange) {}
+
+  SettingsKey key;
+  std::string_view storedAs;  ///< the key's text, on which stored preferences depend
+  std::string_view name;      ///< the field's name in the keyed coding
+  T FilterSettings::*field;
+  Stored stored;
+  Range range;
+};
+
+/// Calls `visit(setting)` with the Setting of every field, in the order of the fields.
+template <class Visitor>
+constexpr void forEachSetting(Visitor&& visit) {
+  using F = FilterSettings;
+  using K = SettingsKey;
+  using enum Stored;
+  visit(Setting(K::filterStrength, "filter_strength", "filterStrength", &F::filterStrength, unlessZero));
+  visit(Setting(K::sensitivity, "sensitivity", "sensitivity", &F::sensitivity, unlessZero, {1, 5}));
+  visit(Setting(K::inattentionDelayMs, "inattention_delay_ms", "inattentionDelayMs", &F::inattentionDelayMs,
+                unlessZero));
+  visit(Setting(K::captureFps, "capture_fps", "captureFps", &F::captureFps, unlessZero, {1, 30}));
+  visit(Setting(K::hapticOnAlert, "haptic_on_alert", "hapticOnAlert", &F::hapticOnAlert));
+  visit(Setting(K::launchAtLogin, "launch_at_login", "launchAtLogin", &F::launchAtLogin, never));
+  visit(Setting(K::batteryThreshold, "battery_threshold", "batteryThresholdPercent",
+                &F::batteryThresholdPercent));
+  visit(Setting(K::glassesCompat, "glasses_compat", "glassesCompat", &F::glassesCompat));
+  visit(Setting(K::overlayOnCameraBusy, "overlay_on_camera_busy", "overlayOnCameraBusy",
+                &F::overlayOnCameraBusy));
+  visit(Setting(K::privacyMatrixEnabled, "privacy_matrix_enabled", "privacyMatrixEnabled",
+                &F::privacyMatrixEnabled));
+  visit(Setting(K::privacyMatrixCoefficient, "privacy_matrix_coefficient", "privacyMatrixCoefficient",
+                &F::privacyMatrixCoefficient));
+  visit(Setting(K::matrixColorArgb, "matrix_color_argb", "matrixColorArgb", &F::matrixColorArgb, unlessZero));
+  visit(Setting(K::matrixStripeAlpha, "matrix_stripe_alpha", "matrixStripeAlpha", &F::matrixStripeAlpha));
+  visit(Setting(K::globalShortcutEnabled, "global_shortcut_enabled", "globalShortcutEnabled",
+                &F::globalShortcutEnabled));
+  visit(Setting(K::coverAllScreens, "cover_all_screens", "coverAllScreens", &F::coverAllScreens));
+  visit(Setting(K::calibrationDistanceCm, "calibration_distance_cm", "calibrationDistanceCm",
+                &F::calibrationDistanceCm, unlessZero));
+  visit(Setting(K::isCalibrated, "is_calibrated", "isCalibrated", &F::isCalibrated));
+  visit(Setting(K::selectedCameraID, "selected_camera_id", "selectedCameraID", &F::selectedCameraID));
 }
+
+/// What counts where nothing usable is stored: the record's initial values, but fainter stripes.
+inline FilterSettings freshSettings() {
+  FilterSettings settings;
+  settings.matrixStripeAlpha = 0.42F;
+  return settings;
+}
+
+/// A number as it is used, within the range that its setting has.
+template <class T>
+constexpr T inUse(const FilterSettings& settings, T FilterSettings::*field) {
+  T value = settings.*field;
+  forEachSetting([&](const auto& setting) {
+    if constexpr (std::is_same_v<decltype(setting.field), T FilterSettings::*>) {
+      const auto [least, most] = setting.range;
+      if (setting.field == field && least < most) value = std::clamp(value, least, most);
+    }
+  });
+  return value;
+}
+
+/// The text under which `key` is stored.
+constexpr std::string_view rawValue(SettingsKey key) {
+  std::string_view text = "has_completed_onboarding";
+  forEachSetting([&](const auto& setting) {
+    if (setting.key == key) text = setting.storedAs;
+  });
+  return text;
+}
+
+/// One entry per field, named after it and in field order; an absent camera writes none.
+KeyedDocument encode(const FilterSettings& settings);
+
+/// The record that `document` describes. Every key but "selectedCameraID" is required and every value must be
+/// of its field's very kind: a number is never taken for another kind of number.
+std::variant<FilterSettings, DecodingError> decodeFilterSettings(const KeyedDocument& document);
 
 }  // namespace sentrel

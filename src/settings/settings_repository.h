@@ -35,8 +35,6 @@ class SettingsRepository {
   void setLaunchAtLogin(bool enabled);
 
  private:
-  void store(const FilterSettings& record);
-
   std::shared_ptr<UserDefaults> defaults;
   std::shared_ptr<LoginItem> loginItem_;
 };

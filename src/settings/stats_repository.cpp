@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "settings/stats_repository.h"
 
+#include <string>
+#include <string_view>
 #include <utility>
-#include <variant>
 
 #include "platform/platform.h"
 #include "support/checked.h"
@@ -11,11 +12,37 @@ namespace sentrel {
 
 namespace {
 
-constexpr std::string_view alertCountKey = "stats_alert_count";
-constexpr std::string_view sessionCountKey = "stats_session_count";
-constexpr std::string_view totalActiveSecondsKey = "stats_total_active_seconds";
+struct Counter {
+  std::string_view name;      ///< in the keyed coding
+  std::string_view storedAs;  ///< the key's text, on which stored counters depend
+  std::int64_t FilterStats::*field;
+};
+
+constexpr Counter counters[] = {
+    {"alertCount", "stats_alert_count", &FilterStats::alertCount},
+    {"sessionCount", "stats_session_count", &FilterStats::sessionCount},
+    {"totalActiveSeconds", "stats_total_active_seconds", &FilterStats::totalActiveSeconds},
+};
 
 }  // namespace
+
+KeyedDocument encode(const FilterStats& stats) {
+  KeyedDocument document;
+  for (const Counter& counter : counters) document.set(counter.name, stats.*counter.field);
+  return document;
+}
+
+std::variant<FilterStats, DecodingError> decodeFilterStats(const KeyedDocument& document) {
+  FilterStats stats;
+  for (const Counter& counter : counters) {
+    const KeyedDocument::Value* value = document.find(counter.name);
+    if (value == nullptr) return DecodingError{DecodingError::Kind::missing, std::string(counter.name)};
+    const auto* count = std::get_if<std::int64_t>(value);
+    if (count == nullptr) return DecodingError{DecodingError::Kind::mistyped, std::string(counter.name)};
+    stats.*counter.field = *count;
+  }
+  return stats;
+}
 
 StatsRepository::StatsRepository(std::shared_ptr<UserDefaults> userDefaults)
     : defaults(std::move(userDefaults)) {
@@ -28,41 +55,40 @@ const std::shared_ptr<StatsRepository>& StatsRepository::shared() {
 }
 
 void StatsRepository::load() {
-  const auto stored = [this](std::string_view key) {
-    const auto value = defaults->value(key);
+  FilterStats loaded;
+  for (const Counter& counter : counters) {
+    const auto value = defaults->value(counter.storedAs);
     const auto* count = value ? std::get_if<std::int64_t>(&*value) : nullptr;
-    return count == nullptr ? 0 : *count;
-  };
-  stats = FilterStats{.alertCount = stored(alertCountKey),
-                      .sessionCount = stored(sessionCountKey),
-                      .totalActiveSeconds = stored(totalActiveSecondsKey)};
+    if (count != nullptr) loaded.*counter.field = *count;
+  }
+  stats = loaded;
 }
 
 void StatsRepository::incrementAlerts() {
-  add(&FilterStats::alertCount, 1, alertCountKey);
+  add(&FilterStats::alertCount, 1);
 }
 
 void StatsRepository::incrementSessions() {
-  add(&FilterStats::sessionCount, 1, sessionCountKey);
+  add(&FilterStats::sessionCount, 1);
 }
 
 void StatsRepository::addActiveSeconds(std::int64_t seconds) {
-  add(&FilterStats::totalActiveSeconds, seconds, totalActiveSecondsKey);
+  add(&FilterStats::totalActiveSeconds, seconds);
 }
 
-void StatsRepository::add(std::int64_t FilterStats::*counter, std::int64_t amount, std::string_view key) {
+void StatsRepository::add(std::int64_t FilterStats::*field, std::int64_t amount) {
   FilterStats next = stats.get();
-  next.*counter = saturatingAdd(next.*counter, amount);
+  next.*field = saturatingAdd(next.*field, amount);
   stats = next;
-  // Read back: an observer may have published something newer.
-  defaults->set(key, stats.get().*counter);
+  for (const Counter& counter : counters) {
+    // Read back: an observer may have published something newer.
+    if (counter.field == field) defaults->set(counter.storedAs, stats.get().*field);
+  }
 }
 
 void StatsRepository::reset() {
   stats = FilterStats{};
-  for (const auto key : {alertCountKey, sessionCountKey, totalActiveSecondsKey}) {
-    defaults->set(key, std::int64_t{0});
-  }
+  for (const Counter& counter : counters) defaults->set(counter.storedAs, std::int64_t{0});
 }
 
 }  // namespace sentrel

@@ -3,16 +3,31 @@
 
 #include <cstdint>
 #include <memory>
-#include <string_view>
+#include <variant>
 
 #include "platform/user_defaults.h"
-#include "settings/filter_stats.h"
+#include "settings/keyed_document.h"
 #include "support/published.h"
 
 namespace sentrel {
 
+/// What protection has done since the program was first used: a plain value.
+struct FilterStats {
+  std::int64_t alertCount = 0;          ///< onlooker alerts that began
+  std::int64_t sessionCount = 0;        ///< times that protection was started
+  std::int64_t totalActiveSeconds = 0;  ///< seconds of protection
+
+  bool operator==(const FilterStats&) const = default;
+};
+
+/// One entry per field, named after it and in field order.
+KeyedDocument encode(const FilterStats& stats);
+
+/// The record that `document` describes; every key is required.
+std::variant<FilterStats, DecodingError> decodeFilterStats(const KeyedDocument& document);
+
 /// The one owner of the lifetime counters: loads them from the person's store when it is created and stores
-/// every change at once. A sum beyond 64 bits is fatal. Main thread.
+/// every change at once. A counter that is full stays so. Main thread.
 class StatsRepository {
  public:
   /// Loads at once.
@@ -36,7 +51,7 @@ class StatsRepository {
   void reset();
 
  private:
-  void add(std::int64_t FilterStats::*counter, std::int64_t amount, std::string_view key);
+  void add(std::int64_t FilterStats::*counter, std::int64_t amount);
 
   std::shared_ptr<UserDefaults> defaults;
 };

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "look/texts.h"
-#include "settings/settings_key.h"
+#include "settings/filter_settings.h"
 #include "views/controls/fade_over.h"
 
 namespace sentrel {

@@ -6,8 +6,7 @@
 #include <limits>
 #include <vector>
 
-#include "settings/filter_settings_coding.h"
-#include "settings/settings_key.h"
+#include "settings/filter_settings.h"
 #include "settings/settings_repository.h"
 #include "settings/stats_repository.h"
 #include "support/fake_settings.h"

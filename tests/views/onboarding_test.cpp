@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gmock/gmock.h>
 
-#include "settings/settings_key.h"
+#include "settings/filter_settings.h"
 #include "views/drive.h"
 #include "views/view_room.h"
 

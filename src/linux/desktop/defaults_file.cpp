@@ -1,85 +1,280 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/desktop/defaults_file.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QLockFile>
+#include <QSaveFile>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <future>
+#include <system_error>
 #include <utility>
 
 #include "support/latest.h"
 
 namespace sentrel {
 
+namespace fs = std::filesystem;
+
+namespace {
+
+using Changes = std::map<QString, QJsonValue>;
+
+/// A thousand times what the program writes; more than that is somebody else's file.
+constexpr qint64 largestFile = 1'000'000;
+constexpr qsizetype keptDamagedFiles = 5;
+/// Whoever holds the lock longer hangs. Without the lock one of two changes could be lost, never a file.
+constexpr int lockTimeoutMs = 250;
+/// What the file's own keys are indented by; lines farther in belong to a value.
+constexpr qsizetype keyIndent = 4;
+
+QString nameOf(const fs::path& path) {
+  return QFile::decodeName(path.c_str());
+}
+
+std::string failure(const fs::path& path, const QString& reason) {
+  return path.string() + ": " + reason.toStdString();
+}
+std::string failure(const fs::path& path, const std::error_code& error) {
+  return path.string() + ": " + error.message();
+}
+
+QString textOf(std::string_view text) {
+  return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+/// What can be saved of a damaged file: each line that is a whole entry, and visibly ended.
+QJsonObject rescued(const QByteArray& bytes) {
+  QJsonObject values;
+  QList<QByteArray> lines = bytes.split('\n');
+  lines.removeLast();  // has no end: `1` may be what is left of `10`
+  for (const QByteArray& line : lines) {
+    QByteArray entry = line.trimmed();
+    if (line.indexOf(entry.left(1)) > keyIndent) continue;
+    if (entry.endsWith(',')) entry.chop(1);
+    const QJsonObject read = QJsonDocument::fromJson("{" + entry + "}").object();
+    for (auto at = read.begin(); at != read.end(); ++at) values[at.key()] = at.value();
+  }
+  return values;
+}
+
+/// The number with the fewest digits that is read as the same float: 0.42, and not 0.41999998688697815.
+double shortest(float number) {
+  std::array<char, 32> digits{};
+  const char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+  double value = number;
+  std::from_chars(digits.data(), end, value);
+  return value;
+}
+
+struct ToJson {
+  QJsonValue operator()(bool value) const { return value; }
+  QJsonValue operator()(std::int64_t value) const { return static_cast<qint64>(value); }
+  QJsonValue operator()(float value) const { return shortest(value); }
+  QJsonValue operator()(const std::string& value) const { return textOf(value); }
+};
+
+/// Puts a complete file in the place of `path`, or changes nothing.
+std::optional<std::string> replaceFile(const fs::path& path, QByteArrayView bytes) {
+  QSaveFile file(nameOf(path));
+  // Unbuffered, because a commit does not tell when the disk took only a part of the last buffer.
+  bool isWritten = file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) &&
+                   file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
+  while (isWritten && !bytes.empty()) {
+    const qint64 count = file.write(bytes.data(), bytes.size());
+    isWritten = count > 0;
+    bytes = bytes.sliced(isWritten ? count : 0);
+  }
+  return isWritten && file.commit() ? std::nullopt : std::optional(failure(path, file.errorString()));
+}
+
+/// Makes what is missing of the folder, closed to others (XDG Base Directory).
+std::error_code makeFolder(const fs::path& folder) {
+  std::error_code ignored;
+  if (fs::is_directory(folder, ignored)) return {};
+  if (folder.has_relative_path()) {
+    if (const auto error = makeFolder(folder.parent_path())) return error;
+  }
+  const bool isMade = ::mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST;
+  return isMade ? std::error_code() : std::error_code(errno, std::generic_category());
+}
+
+/// Takes from others what they may do with a folder or file of the person's; leaves alone what is anything
+/// else, or is not there.
+std::error_code closeToOthers(const fs::path& path) {
+  constexpr mode_t others = S_IRWXG | S_IRWXO;
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) return {};
+  const bool isTheirs = (S_ISDIR(status.st_mode) || S_ISREG(status.st_mode)) && status.st_uid == ::geteuid();
+  if (!isTheirs || (status.st_mode & others) == 0) return {};
+  const bool isClosed = ::chmod(path.c_str(), status.st_mode & 07777U & ~others) == 0;
+  return isClosed ? std::error_code() : std::error_code(errno, std::generic_category());
+}
+
+/// Keeps what is damaged as "<name>.damaged-N": the newest five. Gives why it could not.
+std::optional<std::string> setAside(const fs::path& path, const DefaultsFile::Content& content) {
+  const QString mark = nameOf(path.filename()) + QStringLiteral(".damaged-");
+  const QDir folder(nameOf(path.parent_path()));
+  std::map<unsigned, fs::path> kept;
+  for (const QString& name :
+       folder.entryList({mark + u'*'}, QDir::AllEntries | QDir::Hidden | QDir::System)) {
+    bool isNumber = false;
+    const unsigned number = name.mid(mark.size()).toUInt(&isNumber);
+    if (isNumber) kept[number] = path.parent_path() / QFile::encodeName(name).constData();
+  }
+  // The same damage again: the last attempt to mend the file failed.
+  const bool isKept =
+      content.bytes && !kept.empty() && DefaultsFile::read(kept.rbegin()->second).bytes == content.bytes;
+  if (isKept) return {};
+  const unsigned number = kept.empty() ? 1 : kept.rbegin()->first + 1;
+  fs::path aside = path;
+  aside += ".damaged-" + std::to_string(number);
+  std::error_code error;
+  if (content.bytes) {
+    if (auto reason = replaceFile(aside, *content.bytes)) return reason;
+  } else if (fs::rename(path, aside, error); error) {
+    return failure(path, error);
+  }
+  std::fprintf(stderr, "sentrel: the settings file was damaged; it is kept as %s\n", aside.c_str());
+  kept[number] = std::move(aside);
+  // A folder that somebody put there stays.
+  for (; kept.size() > keptDamagedFiles; kept.erase(kept.begin())) fs::remove(kept.begin()->second, error);
+  return {};
+}
+
+}  // namespace
+
+DefaultsFile::Content DefaultsFile::read(const fs::path& path) {
+  Content content;
+  const QFileInfo info(nameOf(path));
+  if (!info.exists() && !info.isSymLink()) return content;
+  // Not to be opened: a pipe waits for its other end.
+  content.damaged = !info.isFile() || !info.isReadable();
+  if (content.damaged) return content;
+  QFile file(info.filePath());
+  QByteArray bytes;
+  if (file.open(QIODevice::ReadOnly)) bytes = file.read(largestFile + 1);
+  if (file.error() != QFileDevice::NoError) {
+    content.error = failure(path, file.errorString());
+    return content;
+  }
+  const QJsonDocument document = QJsonDocument::fromJson(bytes);
+  const bool isOurs = bytes.size() <= largestFile;
+  content.damaged = !isOurs || !document.isObject();
+  if (isOurs) content.values = content.damaged ? rescued(bytes) : document.object();
+  if (isOurs) content.bytes = std::move(bytes);
+  return content;
+}
+
 /// Lives on the store queue; only `put` belongs to the main thread.
 class DefaultsFile::Writer {
  public:
-  Writer(std::filesystem::path path, DefaultsFileContent loaded, std::function<void()> onDamaged)
-      : store_(std::move(path), std::move(loaded)), onDamaged_(std::move(onDamaged)) {}
+  /// `loaded` is what was read at the program's start; where nothing could be, nothing is ever written: the
+  /// program knows none of the person's values, and would replace them all.
+  Writer(fs::path path, Content loaded, std::function<void()> onDamaged)
+      : path_(std::move(path)), loaded_(std::move(loaded)), onDamaged_(std::move(onDamaged)) {}
 
+  /// Closes folder and file to others, where they are open to them.
   void tighten() const {
-    if (const auto error = store_.tighten())
-      std::fprintf(stderr, "sentrel: the settings cannot be closed to others: %s\n", error->c_str());
+    for (const fs::path& place : {path_.parent_path(), path_}) {
+      if (const auto error = closeToOthers(place))
+        std::fprintf(stderr, "sentrel: the settings cannot be closed to others: %s\n",
+                     failure(place, error).c_str());
+    }
   }
 
   /// True when `write` has to be called.
-  bool put(DefaultsChanges changes) { return newest_.put(std::move(changes)); }
+  bool put(Changes changes) { return newest_.put(std::move(changes)); }
 
   /// Writes the newest state, else the one that could not be written; gives whether the file is up to date.
   bool write() {
     if (auto newest = newest_.take()) unwritten_ = std::move(newest);
     if (!unwritten_) return true;
-    const auto outcome = store_.update(*unwritten_);
-    if (outcome.damaged) onDamaged_();
-    if (!outcome.error) {
+    const auto error = update(*unwritten_);
+    if (!error) {
       unwritten_.reset();
     } else if (!isTold_) {
-      std::fprintf(stderr, "sentrel: the settings cannot be saved: %s\n", outcome.error->c_str());
+      std::fprintf(stderr, "sentrel: the settings cannot be saved: %s\n", error->c_str());
     }
-    isTold_ = outcome.error.has_value();
-    return !outcome.error;
+    isTold_ = error.has_value();
+    return !error;
   }
 
  private:
-  Latest<DefaultsChanges> newest_;
-  std::optional<DefaultsChanges> unwritten_;
-  DefaultsFileStore store_;
-  std::function<void()> onDamaged_;
+  /// `changes` over what the file holds now, or over what was loaded where the file is gone or damaged.
+  std::optional<std::string> update(const Changes& changes) const {
+    if (path_.empty()) return "there is no home folder";
+    if (loaded_.error) return loaded_.error;
+    if (const auto error = makeFolder(path_.parent_path())) return failure(path_.parent_path(), error);
+    QLockFile lock(nameOf(path_) + QStringLiteral(".lock"));
+    lock.tryLock(lockTimeoutMs);
+    Content content = DefaultsFile::read(path_);
+    if (content.error) return content.error;
+    if (content.damaged) {
+      if (auto error = setAside(path_, content)) return error;
+      onDamaged_();
+    }
+    QJsonObject values = content.values;
+    const bool isWhole = content.bytes && !content.damaged;
+    for (auto at = loaded_.values.begin(); !isWhole && at != loaded_.values.end(); ++at) {
+      if (!values.contains(at.key())) values[at.key()] = at.value();
+    }
+    for (const auto& [key, value] : changes) values[key] = value;  // undefined removes
+    const QByteArray text = QJsonDocument(values).toJson();
+    return content.bytes == text ? std::nullopt : replaceFile(path_, text);
+  }
+
+  const fs::path path_;
+  const Content loaded_;
+  const std::function<void()> onDamaged_;
+  Latest<Changes> newest_;
+  std::optional<Changes> unwritten_;
   bool isTold_ = false;
 };
 
-std::filesystem::path DefaultsFile::personalPath() {
+fs::path DefaultsFile::personalPath() {
   const auto folder = [](const char* variable) {
     const char* text = std::getenv(variable);
-    const std::filesystem::path path = text == nullptr ? "" : text;
+    const fs::path path = text == nullptr ? "" : text;
     // A relative path is to be ignored (XDG Base Directory).
-    return path.is_absolute() ? path : std::filesystem::path();
+    return path.is_absolute() ? path : fs::path();
   };
-  std::filesystem::path config = folder("XDG_CONFIG_HOME");
+  fs::path config = folder("XDG_CONFIG_HOME");
   if (config.empty() && !folder("HOME").empty()) config = folder("HOME") / ".config";
   return config.empty() ? config : config / "sentrel" / "defaults.json";
 }
 
-DefaultsFile::DefaultsFile(std::filesystem::path path, std::shared_ptr<MainLoop> mainLoop,
+DefaultsFile::DefaultsFile(fs::path path, std::shared_ptr<MainLoop> mainLoop,
                            std::shared_ptr<SerialQueue> storeQueue)
     : mainLoop_(std::move(mainLoop)),
       storeQueue_(std::move(storeQueue)),
       self_(std::make_shared<DefaultsFile*>(this)) {
-  DefaultsFileContent content;
-  if (!path.empty()) content = readDefaultsFile(path);
+  Content content = path.empty() ? Content() : read(path);
   values_ = content.values;
+  readError_ = content.error;
   const bool isDamaged = content.damaged;
-  if (content.error) readError_ = described(path, content.error);
-  content.bytes.reset();
   const bool hasPlace = !path.empty();
-  writer_ = std::make_shared<Writer>(std::move(path), std::move(content),
-                                     [loop = std::weak_ptr(mainLoop_), self = std::weak_ptr(self_)] {
-                                       if (const auto live = loop.lock()) {
-                                         live->post([self] {
-                                           if (const auto owner = self.lock()) (*owner)->noteDamage();
-                                         });
-                                       }
-                                     });
+  content.bytes.reset();
+  const auto tellDamage = [loop = std::weak_ptr(mainLoop_), self = std::weak_ptr(self_)] {
+    const auto live = loop.lock();
+    if (!live) return;
+    live->post([self] {
+      const auto owner = self.lock();
+      if (owner && !(*owner)->damaged.get()) (*owner)->damaged = true;
+    });
+  };
+  writer_ = std::make_shared<Writer>(std::move(path), std::move(content), tellDamage);
   if (hasPlace) storeQueue_->async([writer = writer_] { writer->tighten(); });
   if (isDamaged) {
     damaged = true;
@@ -92,26 +287,29 @@ DefaultsFile::~DefaultsFile() {
 }
 
 std::optional<DefaultsValue> DefaultsFile::value(std::string_view key) const {
-  const auto found = values_.find(key);
-  return found == values_.end() ? std::nullopt : found->second.value;
+  const QJsonValue stored = values_[textOf(key)];
+  if (stored.isBool()) return stored.toBool();
+  if (stored.isString()) return stored.toString().toStdString();
+  if (!stored.isDouble()) return {};
+  if (stored.toVariant().typeId() == QMetaType::LongLong) return std::int64_t{stored.toInteger()};
+  const auto number = static_cast<float>(stored.toDouble());
+  return std::isfinite(number) ? std::optional<DefaultsValue>(number) : std::nullopt;
 }
 
 void DefaultsFile::set(std::string_view key, DefaultsValue value) {
-  StoredValue stored = storedValue(std::move(value));
-  change(key, stored.text);
-  values_.insert_or_assign(std::string(key), std::move(stored));
+  change(key, std::visit(ToJson(), value));
 }
 
 void DefaultsFile::remove(std::string_view key) {
-  change(key, std::nullopt);
-  const auto found = values_.find(key);
-  if (found != values_.end()) values_.erase(found);
+  change(key, QJsonValue(QJsonValue::Undefined));
 }
 
-void DefaultsFile::change(std::string_view key, std::optional<std::string> text) {
-  const auto [entry, isNew] = changes_.try_emplace(std::string(key), text);
-  if (!isNew && entry->second == text) return;
-  entry->second = std::move(text);
+void DefaultsFile::change(std::string_view key, const QJsonValue& value) {
+  const QString name = textOf(key);
+  values_[name] = value;
+  const auto [entry, isNew] = changes_.try_emplace(name, value);
+  if (!isNew && entry->second == value) return;
+  entry->second = value;
   scheduleWrite();
 }
 
@@ -126,10 +324,6 @@ void DefaultsFile::scheduleWrite() {
 void DefaultsFile::handOver() {
   isScheduled_ = false;
   if (writer_->put(changes_)) storeQueue_->async([writer = writer_] { writer->write(); });
-}
-
-void DefaultsFile::noteDamage() {
-  if (!damaged.get()) damaged = true;
 }
 
 bool DefaultsFile::flush(std::chrono::milliseconds timeout) {

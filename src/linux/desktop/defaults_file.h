@@ -1,15 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <QByteArray>
+#include <QJsonObject>
+#include <QString>
 #include <chrono>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include "linux/desktop/defaults_file_store.h"
-#include "linux/desktop/defaults_file_text.h"
 #include "platform/user_defaults.h"
 #include "support/main_loop.h"
 #include "support/published.h"
@@ -17,12 +19,26 @@
 
 namespace sentrel {
 
-/// The person's settings in a file that they can read. What is set counts at once; the file follows on the
-/// store queue: everything that one turn of the main loop sets is written as one file, and while a write is
-/// under way only the newest state waits. A write that fails is told once on standard error and done with the
-/// next change, or at the latest by `flush`. Main thread.
+/// The person's settings in a JSON file that they can read and edit, one key a line. What is set counts at
+/// once; the file follows on the store queue: everything that one turn of the main loop sets is written as
+/// one file, and while a write is under way only the newest state waits. A write that fails is told once on
+/// standard error and done with the next change, or at the latest by `flush`.
+///
+/// A write changes the keys that were set since the start, and leaves the others as a person or another
+/// process left them. Every file is complete before it gets its name, so that a kill or a full disk leaves
+/// the old one. The file is 0600, its folder 0700. Main thread.
 class DefaultsFile final : public UserDefaults {
  public:
+  /// What stands in the place of the file.
+  struct Content {
+    std::optional<QByteArray> bytes;  ///< the file as it is, when it could be read whole
+    QJsonObject values;               ///< what can be understood of it
+    bool damaged = false;             ///< something stands there that is no settings file, or not a whole one
+    std::optional<std::string> error;  ///< why nothing is known of it; says nothing about what stands there
+  };
+  /// Never waits for anything but the disk, whatever stands there. Any thread.
+  static Content read(const std::filesystem::path& path);
+
   /// "$XDG_CONFIG_HOME/sentrel/defaults.json", by default in "~/.config"; empty when there is no home.
   static std::filesystem::path personalPath();
 
@@ -35,6 +51,7 @@ class DefaultsFile final : public UserDefaults {
   DefaultsFile(const DefaultsFile&) = delete;
   DefaultsFile& operator=(const DefaultsFile&) = delete;
 
+  /// A float that is whole comes back as an integer, and one that is not finite not at all.
   [[nodiscard]] std::optional<DefaultsValue> value(std::string_view key) const override;
   void set(std::string_view key, DefaultsValue value) override;
   void remove(std::string_view key) override;
@@ -53,14 +70,13 @@ class DefaultsFile final : public UserDefaults {
  private:
   class Writer;
 
-  void change(std::string_view key, std::optional<std::string> text);
+  void change(std::string_view key, const QJsonValue& value);
   void scheduleWrite();
   void handOver();
-  void noteDamage();
 
-  StoredValues values_;
+  QJsonObject values_;
   std::optional<std::string> readError_;
-  DefaultsChanges changes_;
+  std::map<QString, QJsonValue> changes_;  // since the start; undefined for a removed key
   bool isScheduled_ = false;
   std::shared_ptr<MainLoop> mainLoop_;
   std::shared_ptr<SerialQueue> storeQueue_;
