@@ -72,6 +72,8 @@ void measureStore(const fs::path& folder) {
   const auto queue = std::make_shared<SerialQueue>("com.mardeck.sentrel.store");
   const auto file = std::make_shared<DefaultsFile>(path, loop, queue);
   SettingsRepository repository(file, std::make_shared<NoLoginItem>());
+  repository.save(repository.settings.get());
+  if (!file->flush(std::chrono::seconds(10))) std::abort();  // from now on one file replaces another
   const RenameWatch watch(folder);
   std::vector<double> mainThread;
   std::vector<double> complete;
