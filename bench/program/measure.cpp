@@ -22,11 +22,11 @@
 #include <vector>
 
 #include "program/camera_film.h"
-#include "stage/process_usage.h"
 #include "program/screen_light.h"
 #include "program/tray_watcher.h"
 #include "stage/document_desktop.h"
 #include "stage/headless_desktop.h"
+#include "stage/process_usage.h"
 #include "stage/state_watcher.h"
 #include "stage/virtual_camera.h"
 
