@@ -171,6 +171,9 @@ void extremes(PictureBook& book) {
     room.consent->answer(false);
     OnboardingView first(room.onboardingParts());
     book.add("08-onboarding-text200", first);
+    first.setPage(3);
+    press(first, "Calibrer maintenant");
+    book.add("08-onboarding-4-sheet-text200", first);
   }
   for (const auto scheme : {AppColors::Scheme::light, AppColors::Scheme::dark}) {
     book.setLook({.scheme = scheme, .contrast = AppColors::Contrast::high});
