@@ -21,12 +21,12 @@ constexpr std::chrono::milliseconds firstListingTimeout{3000};
 /// Prepares `session` for its start. Only what a person must mend is reported as the device's own error.
 /// Camera queue.
 std::optional<StartError> configure(CaptureSession& session, CaptureRequest request) {
-  session.awaitDevices(firstListingTimeout);
-  if (session.devices().empty() && !session.hasSeenDevice()) {
-    if (auto error = session.serviceError()) return *std::move(error);
+  auto error = session.awaitDevices(firstListingTimeout);
+  if (error) {
+    if (error->kind == CaptureError::Kind::noService) return *std::move(error);
     return CameraError::noCameraAvailable;
   }
-  auto error = session.configure(std::move(request));
+  error = session.configure(std::move(request));
   if (!error) return std::nullopt;
   if (error->kind == CaptureError::Kind::accessDenied) return *std::move(error);
   return CameraError::configurationFailed;

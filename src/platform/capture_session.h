@@ -64,15 +64,11 @@ class CaptureSession {
   /// Asks the person where the status is not determined; the answer comes on the main thread. Main thread.
   virtual void requestAccess(std::function<void(bool granted)> answer) = 0;
 
-  /// Waits for the first listing of devices, at most `timeout`; then answers at once for ever. Camera queue.
-  virtual void awaitDevices(std::chrono::milliseconds timeout) = 0;
+  /// Waits for the first listing of devices, at most `timeout`; from then on it answers at once. Where this
+  /// process has never seen a camera it says why: `noService`, or none is connected. Camera queue.
+  [[nodiscard]] virtual std::optional<CaptureError> awaitDevices(std::chrono::milliseconds timeout) = 0;
   /// Every camera on offer. Any thread.
   [[nodiscard]] virtual std::vector<CameraDevice> devices() const = 0;
-  /// True once any camera was ever listed in this process. Any thread.
-  [[nodiscard]] virtual bool hasSeenDevice() const = 0;
-  /// Why there can be no listing at all (the service is not running), or none. Any thread.
-  [[nodiscard]] virtual std::optional<CaptureError> serviceError() const = 0;
-
   /// Why the session is interrupted, while it is. Any thread.
   [[nodiscard]] virtual std::optional<CaptureError> interruptionCause() const = 0;
 
@@ -91,7 +87,8 @@ class CaptureSession {
 
   /// Hands every frame, at the camera's own rate, to somebody who looks at it: `onFrame` is called on the
   /// camera queue and replaces an earlier one; an empty function ends it. It keeps the device open as a
-  /// demand does, and leaves the pace of the output as it is. Any thread; takes effect on the camera queue.
+  /// demand does, and leaves the pace of the request's frames as it is. Any thread; takes effect on the
+  /// camera queue.
   virtual void setPreviewTap(std::function<void(const FrameRef&)> onFrame) = 0;
 
   /// The camera that streams, or did last. Any thread.

@@ -55,12 +55,12 @@ class FakeCaptureSession final : public CaptureSession {
     accessRequests.push_back(std::move(answer));
   }
 
-  void awaitDevices(std::chrono::milliseconds) override {
+  [[nodiscard]] std::optional<CaptureError> awaitDevices(std::chrono::milliseconds) override {
     if (whileListing) whileListing();
+    if (seen || !cameras.empty()) return std::nullopt;
+    return service ? service : CaptureError{CaptureError::Kind::deviceUnavailable, "never seen"};
   }
   [[nodiscard]] std::vector<CameraDevice> devices() const override { return cameras; }
-  [[nodiscard]] bool hasSeenDevice() const override { return seen; }
-  [[nodiscard]] std::optional<CaptureError> serviceError() const override { return service; }
   [[nodiscard]] std::optional<CaptureError> interruptionCause() const override { return cause; }
 
   [[nodiscard]] std::optional<CaptureError> configure(CaptureRequest asked) override {

@@ -301,15 +301,11 @@ bool CameraDirectory::hasSeen(const std::string& uniqueID) const {
   return std::ranges::find(seen_, uniqueID) != seen_.end();
 }
 
-bool CameraDirectory::hasSeenAny() const {
-  const std::lock_guard lock(mutex_);
-  return !seen_.empty();
-}
-
-void CameraDirectory::awaitFirst(std::chrono::milliseconds timeout) {
+bool CameraDirectory::awaitFirst(std::chrono::milliseconds timeout) {
   std::unique_lock lock(mutex_);
   arrived_.wait_for(lock, timeout, [this] { return firstOver_; });
   firstOver_ = true;
+  return !seen_.empty();
 }
 
 }  // namespace sentrel

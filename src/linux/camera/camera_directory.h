@@ -63,10 +63,9 @@ class CameraDirectory {
   [[nodiscard]] Listing listing() const;
   /// Among the last 64 that appeared.
   [[nodiscard]] bool hasSeen(const std::string& uniqueID) const;
-  [[nodiscard]] bool hasSeenAny() const;
-  /// Waits until the first complete listing that holds a camera, at most `timeout`. Once that has happened,
-  /// or a wait has run out, it returns at once for ever. Not the PipeWire loop.
-  void awaitFirst(std::chrono::milliseconds timeout);
+  /// Waits until the first complete listing that holds a camera, at most `timeout`; once that has happened,
+  /// or a wait has run out, it never waits again. Whether a camera was ever listed. Not the PipeWire loop.
+  [[nodiscard]] bool awaitFirst(std::chrono::milliseconds timeout);
 
  private:
   struct Node;

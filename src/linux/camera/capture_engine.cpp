@@ -89,8 +89,8 @@ void CaptureEngine::shutDown() {
   loop_.stop();
 }
 
-std::optional<CaptureError> CaptureEngine::serviceError() const {
-  return serviceMissing_ ? std::optional(noService()) : std::nullopt;
+CaptureError CaptureEngine::missingCamera() const {
+  return serviceMissing_ ? noService() : unavailable("no camera is connected");
 }
 
 std::optional<CaptureError> CaptureEngine::interruptionCause() const {

@@ -54,7 +54,8 @@ class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
   [[nodiscard]] CameraDirectory& directory() { return directory_; }
   /// Frames dropped so far because they could not be trusted or read.
   [[nodiscard]] std::int64_t brokenFrames() const { return brokenFrames_.load(); }
-  [[nodiscard]] std::optional<CaptureError> serviceError() const;
+  /// Why no camera is listed, where none is.
+  [[nodiscard]] CaptureError missingCamera() const;
   /// Why the camera is interrupted, while it is.
   [[nodiscard]] std::optional<CaptureError> interruptionCause() const;
   /// The camera that streams, or did last.
@@ -139,7 +140,7 @@ class CaptureEngine : public std::enable_shared_from_this<CaptureEngine> {
   Orders orders_;
   bool ended_ = false;
   bool holdsFrame_ = false;   // the camera queue has one that was only looked at
-  bool handOnIsDue_ = false;  // a frame is on its way to the output
+  bool handOnIsDue_ = false;  // a frame is on its way to the consumer
   bool retarget_ = false;
   std::optional<CaptureStream> stream_;
   SteadyTime streamBegun_{};

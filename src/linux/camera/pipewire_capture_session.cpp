@@ -70,20 +70,13 @@ void PipeWireCaptureSession::requestAccess(std::function<void(bool granted)> ans
   }
 }
 
-void PipeWireCaptureSession::awaitDevices(std::chrono::milliseconds timeout) {
-  engine_->directory().awaitFirst(timeout);
+std::optional<CaptureError> PipeWireCaptureSession::awaitDevices(std::chrono::milliseconds timeout) {
+  if (engine_->directory().awaitFirst(timeout)) return std::nullopt;
+  return engine_->missingCamera();
 }
 
 std::vector<CameraDevice> PipeWireCaptureSession::devices() const {
   return engine_->directory().listing().devices;
-}
-
-bool PipeWireCaptureSession::hasSeenDevice() const {
-  return engine_->directory().hasSeenAny();
-}
-
-std::optional<CaptureError> PipeWireCaptureSession::serviceError() const {
-  return engine_->serviceError();
 }
 
 std::optional<CaptureError> PipeWireCaptureSession::interruptionCause() const {

@@ -31,10 +31,8 @@ class PipeWireCaptureSession final : public CaptureSession {
   [[nodiscard]] AuthorizationStatus authorizationStatus() const override;
   void requestAccess(std::function<void(bool granted)> answer) override;
 
-  void awaitDevices(std::chrono::milliseconds timeout) override;
+  [[nodiscard]] std::optional<CaptureError> awaitDevices(std::chrono::milliseconds timeout) override;
   [[nodiscard]] std::vector<CameraDevice> devices() const override;
-  [[nodiscard]] bool hasSeenDevice() const override;
-  [[nodiscard]] std::optional<CaptureError> serviceError() const override;
   [[nodiscard]] std::optional<CaptureError> interruptionCause() const override;
 
   [[nodiscard]] std::optional<CaptureError> configure(CaptureRequest request) override;

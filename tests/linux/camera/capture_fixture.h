@@ -74,7 +74,7 @@ class CaptureUser {
   /// Configures and starts as the camera manager does, and asks for frames.
   void start(const std::optional<std::string>& deviceID = {}, std::int64_t paceMs = 0) {
     demand(true, paceMs);
-    onQueue([this] { session->awaitDevices(std::chrono::seconds(10)); });
+    onQueue([this] { (void)session->awaitDevices(std::chrono::seconds(10)); });
     configure(deviceID);
     onQueue([this] { session->startRunning(); });
   }
