@@ -3,22 +3,15 @@
 
 namespace sentrel {
 
-namespace {
-// The first language of the person's list that we speak decides.
-bool speaksEnglish(const QLocale& locale) {
-  const auto languages = locale.uiLanguages();
-  for (const QString& name : languages) {
-    const QLocale::Language language = QLocale(name).language();
-    if (language == QLocale::English) return true;
-    if (language == QLocale::French) return false;
-  }
-  return false;
-}
-}  // namespace
-
 TextCatalogue::TextCatalogue(const QLocale& locale) {
-  Q_UNUSED(french_.load(QStringLiteral(":/sentrel/texts/sentrel_fr.qm")));
-  if (speaksEnglish(locale)) Q_UNUSED(language_.load(QStringLiteral(":/sentrel/texts/sentrel_en.qm")));
+  const QString folder = QStringLiteral(":/sentrel/texts");
+  Q_UNUSED(french_.load(QStringLiteral("sentrel_fr"), folder));
+  // The first language of the person's list that has a file decides.
+  const QStringList languages = locale.uiLanguages();
+  for (const QString& name : languages) {
+    const QString code = QLocale::languageToCode(QLocale(name).language());
+    if (language_.load(QStringLiteral("sentrel_") + code, folder)) break;
+  }
 }
 
 QString TextCatalogue::text(const QString& key) const {
