@@ -7,8 +7,8 @@
 
 namespace sentrel {
 
-/// What the program says, by key, in the person's language; French where there is no file of it in `texts/`. A
-/// key that has no entry is its own text, which is how French wordings serve as keys. Main thread.
+/// What the program says, by key, in the person's language; French where there is no file of it in `texts/`.
+/// A key that has no entry is its own text, which is how French wordings serve as keys. Main thread.
 class TextCatalogue {
  public:
   explicit TextCatalogue(const QLocale& locale);
