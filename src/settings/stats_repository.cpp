@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "settings/stats_repository.h"
 
+#include <array>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -18,11 +19,11 @@ struct Counter {
   std::int64_t FilterStats::*field;
 };
 
-constexpr Counter counters[] = {
+constexpr std::array<Counter, 3> counters{{
     {"alertCount", "stats_alert_count", &FilterStats::alertCount},
     {"sessionCount", "stats_session_count", &FilterStats::sessionCount},
     {"totalActiveSeconds", "stats_total_active_seconds", &FilterStats::totalActiveSeconds},
-};
+}};
 
 }  // namespace
 
