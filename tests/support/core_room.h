@@ -19,6 +19,13 @@ namespace sentrel::test {
 struct CoreRoom {
   CoreRoom() = default;
   explicit CoreRoom(MachineRoom machine) : room(std::move(machine)) {}
+  /// What the end of protection leaves to the loop would keep the loop.
+  ~CoreRoom() {
+    service.reset();
+    room.loop->runPosted();
+  }
+  CoreRoom(const CoreRoom&) = delete;
+  CoreRoom& operator=(const CoreRoom&) = delete;
 
   MachineRoom room;
   std::shared_ptr<FakeOverlayBackend> backend = std::make_shared<FakeOverlayBackend>();
