@@ -43,15 +43,18 @@ int main(int argc, char** argv) {
     HeadlessDesktop desktop({.systemBus = true,
                              .pipeWire = true,
                              .x11 = true,
-                             .width = Soak::screenWidth * Soak::mostScreens,
-                             .height = Soak::screenHeight});
+                             .width = SoakLife::screenWidth * SoakLife::mostScreens,
+                             .height = SoakLife::screenHeight});
     desktop.exportToProcess();
     const QCoreApplication application(argc, argv);
+    const auto folder = std::filesystem::absolute(argv[2]);
+    std::filesystem::remove_all(folder);
+    std::filesystem::create_directories(folder);
     return Soak(desktop, {.length = std::chrono::minutes(minutes),
                           .seed = seed,
-                          .folder = std::filesystem::absolute(argv[2]),
+                          .folder = folder,
                           .program = argc > 4 ? argv[4] : SENTREL_PROGRAM,
-                          .interrupted = &interrupted})
+                          .interrupted = interrupted})
         .run();
   } catch (const std::exception& error) {
     std::fprintf(stderr, "sentrel-soak: %s\n", error.what());

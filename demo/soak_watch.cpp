@@ -231,6 +231,8 @@ void SoakWatch::judge() {
   const bool open = cameraIsOpen();
   const std::scoped_lock lock(mutex_);
   const Duration now = now_;
+  const int frames = parts_.frames;
+  if (frames != std::exchange(frames_, frames)) lastFrame_ = now;
   if (!started_) return;
   if (!open) openSince_.reset();
   if (open && !openSince_) openSince_ = now;
@@ -241,7 +243,7 @@ void SoakWatch::judge() {
   const bool fresh = now - answeredAt_ < 2 * askInterval;
   const bool sees = fresh && sessionBus_ && seesIn(state_);
   if (sees) {
-    const Duration blind = now - std::max(lastFrame_.load(), stateSince_);
+    const Duration blind = now - std::max(lastFrame_, stateSince_);
     longest_.blindMs = std::max(longest_.blindMs, milli(blind));
     require(Rule::saysThatItSees, blind <= blindLimit, "it says " + state_ + ", and no frame came for 2.5 s");
   }

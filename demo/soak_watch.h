@@ -52,6 +52,7 @@ class SoakWatch {
   struct Parts {
     const HeadlessDesktop& desktop;
     std::array<const VirtualCamera*, 2> cameras;
+    const std::atomic<int>& frames;  ///< given so far that can be analysed
     int monitorWidth;
     int monitorHeight;
     std::function<void(const std::string&)> breach;  ///< on a thread of the watch, which it must not ask then
@@ -72,9 +73,6 @@ class SoakWatch {
   /// The world becomes another one by what `action` does. Until it is done, nothing is expected that is not
   /// expected of both. The life's thread.
   void change(const std::function<void(SoakWorld&)>& edit, const std::function<void()>& action);
-  /// A camera gives a picture that can be analysed. Any thread.
-  void frameGiven() { lastFrame_ = now_.load(); }
-
   [[nodiscard]] std::string state() const;
   /// The program's windows that a window manager knows.
   [[nodiscard]] int windows() const { return windows_; }
@@ -106,11 +104,12 @@ class SoakWatch {
   SoakWorld world_;  // the life's thread
 
   std::atomic<Duration> now_{Duration{}};
-  std::atomic<Duration> lastFrame_{Duration{}};
   std::atomic<int> windows_ = 0;
   std::atomic<int> alerts_ = 0;
 
   mutable std::mutex mutex_;  // for all that follows
+  int frames_ = 0;            // that were given at `lastFrame_`
+  Duration lastFrame_{};
   Expected expected_ = Expected::anything;
   Duration expectedSince_{};
   Duration protectedAt_{};  // or expected to be from then on
