@@ -35,7 +35,7 @@ test_packages=(
 )
 # A real desktop, without a screen.
 gnome_packages=(gnome-shell xwayland dbus-daemon pipewire-bin x11-utils)
-package_packages=(git dpkg-dev debhelper)
+package_packages=(build-essential git dpkg-dev debhelper)
 check_packages=(git strace devscripts clang-tidy clang-format reuse shellcheck qemu-user lintian debootstrap systemd)
 
 say() { printf '\n\033[1m%s\033[0m\n' "$*"; }
