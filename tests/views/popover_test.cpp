@@ -84,7 +84,7 @@ TEST_F(PopoverTest, ItGrowsWithWhatItHasToSay) {
   window->content().showPage(MenuBarPopoverView::Page::about);
   show(*window);
   window->content().showPage(MenuBarPopoverView::Page::home);
-  const auto* page = window->findChild<ScrollPage*>();
+  const auto* page = window->findChild<QScrollArea*>();
   for (int i = 0; i < 20; ++i) QCoreApplication::processEvents();
   EXPECT_EQ(page->verticalScrollBar()->maximum(), 0);
   EXPECT_GT(window->content().height(), 280);
