@@ -476,7 +476,7 @@ void SoakLife::calmDown() {
 }
 
 void SoakLife::glance() {
-  openWindow(Window::preferences, "preferences");
+  openWindow(Window::popover, "about");
   pause(milliseconds(500));
   closeWindow();
 }

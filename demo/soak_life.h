@@ -77,7 +77,7 @@ class SoakLife {
   void happen();
   /// A person alone before one camera and one screen, without windows, with protection switched on.
   void calmDown();
-  /// Opens a window and closes it.
+  /// Opens a window that takes no pictures, and closes it.
   void glance();
   /// An onlooker, who must be noticed.
   void lookOn();
