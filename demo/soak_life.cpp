@@ -141,7 +141,8 @@ void SoakLife::happen() {
     throw std::runtime_error("the program has ended with " +
                              std::to_string(program_.waitForExit(milliseconds(0)).value_or(-1)));
   }
-  pause(some(50, 2500));
+  // Now and then for long enough that every limit runs out.
+  pause(chance(15) == 0 ? some(9000, 11000) : some(50, 2000));
 }
 
 void SoakLife::happenOnce() {
