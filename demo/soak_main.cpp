@@ -4,7 +4,6 @@
 // with a random life on a private desktop. Fails when the program breaks one of its promises or leaves
 // something behind. Leaves a log in the folder.
 #include <QCoreApplication>
-#include <QLoggingCategory>
 #include <atomic>
 #include <charconv>
 #include <csignal>
@@ -48,8 +47,6 @@ int main(int argc, char** argv) {
                              .height = SoakLife::screenHeight});
     desktop.exportToProcess();
     const QCoreApplication application(argc, argv);
-    // The portrait's colour profile is known to be odd.
-    QLoggingCategory::setFilterRules(QStringLiteral("qt.gui.imageio.warning=false"));
     const auto folder = std::filesystem::absolute(argv[2]);
     std::filesystem::remove_all(folder);
     std::filesystem::create_directories(folder);
