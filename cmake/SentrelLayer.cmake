@@ -15,14 +15,17 @@ if(SENTREL_WARNINGS_AS_ERRORS)
   target_compile_options(sentrel_options INTERFACE -Werror)
 endif()
 
-# sentrel_include_root(<layer>): an INTERFACE target that makes "layer/name.h" visible.
+# sentrel_include_root(<layer> [<folder>]): an INTERFACE target that makes "layer/name.h" visible, from the folder src/<layer>
+# unless another one is named.
 function(sentrel_include_root layer)
+  set(folder src/${layer} ${ARGN})
+  list(GET folder -1 folder)
   string(REPLACE "/" "_" name ${layer})
   get_filename_component(leaf ${layer} NAME)
   set(root ${CMAKE_BINARY_DIR}/include/${name})
   get_filename_component(parent ${root}/${layer} DIRECTORY)
   file(MAKE_DIRECTORY ${parent})
-  file(CREATE_LINK ${CMAKE_SOURCE_DIR}/src/${layer} ${parent}/${leaf} SYMBOLIC)
+  file(CREATE_LINK ${CMAKE_SOURCE_DIR}/${folder} ${parent}/${leaf} SYMBOLIC)
   add_library(sentrel_${name}_headers INTERFACE)
   target_include_directories(sentrel_${name}_headers INTERFACE ${root})
 endfunction()
