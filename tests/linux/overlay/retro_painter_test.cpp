@@ -7,8 +7,6 @@
 #include <QImage>
 #include <algorithm>
 
-#include "linux/overlay/painter/grey_scaler.h"
-
 namespace sentrel {
 namespace {
 
@@ -16,27 +14,6 @@ GreyPicture flat(int width, int height, std::uint8_t level) {
   GreyPicture picture{width, height, FrameMemory<std::uint8_t>(static_cast<std::size_t>(width * height))};
   std::ranges::fill(picture.levels, level);
   return picture;
-}
-
-TEST(GreyScaler, KeepsBrightnessAndPlace) {
-  GreyScaler scaler;
-  const auto scaled = [&scaler](const GreyPicture& picture, int width, int height) {
-    const auto& levels = scaler.scale(picture, width, height);
-    return std::vector<int>(levels.begin(), levels.end());
-  };
-  for (const int size : {1, 2, 7, 250}) {
-    EXPECT_THAT(scaled(flat(size, size, 255), 96, 40), testing::Each(255)) << size;
-  }
-  // A fine chessboard made smaller is grey all over, not black or white.
-  GreyPicture board = flat(200, 200, 0);
-  for (std::size_t i = 0; i < board.levels.size(); ++i)
-    board.levels[i] = (i % 200 + i / 200) % 2 == 0 ? 255 : 0;
-  EXPECT_THAT(scaled(board, 50, 50), testing::Each(testing::AllOf(testing::Ge(120), testing::Le(135))));
-  GreyPicture edge = flat(40, 1, 0);
-  std::fill(edge.levels.begin() + 30, edge.levels.end(), std::uint8_t{200});
-  const auto wide = scaled(edge, 80, 1);
-  EXPECT_EQ(wide[57], 0);
-  EXPECT_EQ(wide[62], 200);
 }
 
 TEST(RetroPainter, ShowsAGreenPictureUnderScanLinesWithinItsDecorations) {

@@ -9,16 +9,17 @@
 #include <span>
 #include <vector>
 
-#include "linux/overlay/painter/grey_scaler.h"
 #include "platform/retro_surface.h"
+#include "support/frame_memory.h"
 #include "support/geometry.h"
 
 namespace sentrel {
 
-/// Where the picture-in-picture lies on a screen; both in logical or both, with `scale`, in device pixels.
+/// Where the onlooker's picture lies on a screen, 256 by 192 logical pixels: all in logical pixels or, with
+/// their `scale`, in device pixels.
 [[nodiscard]] Rect placeRetro(const Rect& screen, double scale);
 
-/// Paints the picture-in-picture: grey, green, scan lines, and over them brackets, caption, tag and border.
+/// Paints the onlooker's picture: grey, green, scan lines, and over them brackets, caption, tag and border.
 /// What does not change is drawn once; a frame is plain arithmetic on pixels. Needs a QGuiApplication. Main
 /// thread.
 class RetroPainter {
@@ -56,7 +57,7 @@ class RetroPainter {
   std::vector<Run> runs_;
   std::vector<std::uint32_t> lineLight_;  // of each row, in 256ths
   std::array<std::uint32_t, 256> green_{};
-  GreyScaler scaler_;
+  FrameMemory<std::uint8_t> scaled_;  // the picture in its size on the screen
 };
 
 }  // namespace sentrel

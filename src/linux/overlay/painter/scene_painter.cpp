@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/overlay/painter/scene_painter.h"
 
+#include <QColor>
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <numbers>
 
-#include "linux/overlay/painter/stripe_coverage.h"
+#include "look/palette.h"
 
 namespace sentrel {
 
@@ -15,19 +17,57 @@ namespace {
 // zero.
 constexpr double leastPeriod = 0.1;
 
+/// How much of a pixel lies under diagonal stripes that start at one diagonal of distance from the centre of
+/// a width by height picture and are as wide as the gaps between them.
+///
+/// Stripes lie across the line x + y, so a pixel is known by the sum of its column and row. Over the pixel's
+/// square, x + y is distributed as a triangle two pixels wide: two boxes folded. The covered share is thus
+/// the second difference of the twofold integral of the stripes' indicator function: exact, without sampling.
+class StripeCoverage {
+ public:
+  /// All lengths in device pixels, `period` across the stripes and above 0.
+  StripeCoverage(double width, double height, double period)
+      // A step of one pixel along x + y is 1/sqrt(2) pixels across the stripes. The pattern turns around the
+      // centre, (width + height) / 2 along x + y, and its first stripe begins one diagonal before it. Any
+      // whole number of periods away is the same pattern; near zero the integral loses no digits.
+      : period_(period * std::numbers::sqrt2),
+        start_(std::fmod((width + height) / 2 - std::hypot(width, height) * std::numbers::sqrt2, period_)) {}
+
+  /// 0..1, for the pixel of column + row = `sum`.
+  [[nodiscard]] double at(int sum) const {
+    const double t = sum - start_;
+    // Whole periods taken off likewise: the difference must not drown in large numbers.
+    const double base = t - std::floor(t / period_) * period_;
+    return std::clamp(integral(base + 2) - 2 * integral(base + 1) + integral(base), 0.0, 1.0);
+  }
+
+ private:
+  /// The twofold integral, from 0 to t, of a function that is 1 in the first half of each period and 0 in the
+  /// second half.
+  [[nodiscard]] double integral(double t) const {
+    const double half = period_ / 2;
+    const double whole = std::floor(t / period_);
+    const double rest = t - whole * period_;
+    // Each whole period leaves `half` behind in the first integral and, inside itself, 3/8 of its square.
+    const double full = whole * (0.375 * period_ * period_) + half * period_ * whole * (whole - 1) / 2;
+    const double begun = rest < half ? rest * rest / 2 : half * half / 2 + half * (rest - half);
+    return full + whole * half * rest + begun;
+  }
+
+  double period_;  // along x + y
+  double start_;   // where, along x + y, a stripe begins
+};
+
 double unit(double value) {
   return std::isfinite(value) ? std::clamp(value, 0.0, 1.0) : 0.0;
 }
 
-std::uint32_t channel(double value) {
-  return static_cast<std::uint32_t>(std::lround(value * 255));
-}
-
-// `rgb` at `alpha` under black at `veil`, premultiplied.
+/// `rgb` at `alpha` under black at `veil`, premultiplied.
 std::uint32_t pixel(std::uint32_t rgb, double alpha, double veil) {
+  const auto byte = [](double value) { return static_cast<std::uint32_t>(std::lround(value * 255)); };
   const double light = alpha * (1 - veil);
-  const auto part = [&](unsigned shift) { return channel((rgb >> shift & 0xFFU) / 255.0 * light); };
-  return channel(veil + light) << 24 | part(16) << 16 | part(8) << 8 | part(0);
+  const auto channel = [&](unsigned shift) { return byte((rgb >> shift & 0xFFU) / 255.0 * light) << shift; };
+  return byte(veil + light) << 24 | channel(16) | channel(8) | channel(0);
 }
 
 double layerAlpha(const std::optional<StripePattern>& stripes) {
@@ -60,6 +100,11 @@ std::span<const std::uint32_t> ScenePainter::row(int y, int columns) const {
 void ScenePainter::paint(int columns, int rows, std::span<std::uint32_t> out) const {
   auto to = out.begin();
   for (int y = 0; y < rows; ++y) to = std::ranges::copy(row(y, columns), to).out;
+}
+
+std::uint32_t premultipliedTint(TintLevel level) {
+  const QColor& color = fixed_colors::alertTint;
+  return qPremultiply(qRgba(color.red(), color.green(), color.blue(), std::clamp(level, 0, 255)));
 }
 
 }  // namespace sentrel

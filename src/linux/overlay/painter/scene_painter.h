@@ -9,7 +9,7 @@
 
 namespace sentrel {
 
-/// Paints stripes and veil, the part of a scene that covers its whole screen, as premultiplied ARGB32.
+/// Paints stripes and veil, the layers of a scene that cover its whole screen, as premultiplied ARGB32.
 ///
 /// At 45 degrees a stripe lies along x + y = constant: every row of the picture is the row above it, moved by
 /// one pixel. So the painter computes one line of width + height - 1 pixels by exact coverage and copies it
@@ -33,5 +33,8 @@ class ScenePainter {
  private:
   std::vector<std::uint32_t> diagonal_;
 };
+
+/// The alert's tint as a premultiplied ARGB32 pixel.
+[[nodiscard]] std::uint32_t premultipliedTint(TintLevel level);
 
 }  // namespace sentrel

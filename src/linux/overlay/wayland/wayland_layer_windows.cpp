@@ -9,10 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "linux/overlay/painter/banner_painter.h"
-#include "linux/overlay/painter/hint_painter.h"
+#include "linux/overlay/painter/notice_painter.h"
 #include "linux/overlay/painter/scene_painter.h"
-#include "linux/overlay/painter/tint_color.h"
 
 namespace sentrel {
 
@@ -198,15 +196,13 @@ void WaylandLayerWindows::paintNotices(const Content& content) {
   const bool moved = width != painted_.width || height != painted_.height || scale != painted_.scale;
   const Rect screen{0, 0, device(width, scale), device(height, scale)};
   if (moved || !bannerPicture_.buffer) {
-    const OverlayPicture banner = paintBanner(scale, BannerStyle::translucent);
     bannerShown_ = false;
-    if (!allocate(banner_, bannerPicture_, banner, placeBanner(banner, screen, scale), scale)) {
+    if (!allocate(banner_, bannerPicture_, paintBanner(screen, scale, BannerStyle::translucent), scale)) {
       bannerPicture_.buffer.reset();
     }
   }
   if (moved || !hintPicture_.buffer || scene.shortcutInHint != painted_.scene.shortcutInHint) {
-    const OverlayPicture hint = paintHint(scale, scene.shortcutInHint);
-    if (allocate(hint_, hintPicture_, hint, placeHint(hint, screen), scale)) {
+    if (allocate(hint_, hintPicture_, paintHint(screen, scale, scene.shortcutInHint), scale)) {
       hint_.show(hintPicture_.buffer.get(), hintPicture_.width, hintPicture_.height);
       hint_.commit();
     }
@@ -223,8 +219,8 @@ void WaylandLayerWindows::paintNotices(const Content& content) {
 }
 
 /// Gives a picture to the compositor and its part a place. False when there is no memory.
-bool WaylandLayerWindows::allocate(WaylandSurface& part, Notice& notice, const OverlayPicture& picture,
-                                   const Rect& place, double scale) {
+bool WaylandLayerWindows::allocate(WaylandSurface& part, NoticeBuffer& notice, const Notice& picture,
+                                   double scale) {
   // Whole logical pixels, so that one pixel of the picture is one of the screen.
   const int width = static_cast<int>(std::ceil(picture.image.width() / scale));
   const int height = static_cast<int>(std::ceil(picture.image.height() / scale));
@@ -237,7 +233,8 @@ bool WaylandLayerWindows::allocate(WaylandSurface& part, Notice& notice, const O
                 QImage::Format_ARGB32_Premultiplied);
   QPainter(&padded).drawImage(0, 0, picture.image);
   notice = {memory->makeBuffer(0, columns, rows), width, height};
-  part.place(static_cast<int>(std::lround(place.x / scale)), static_cast<int>(std::lround(place.y / scale)));
+  part.place(static_cast<int>(std::lround(picture.at.x() / scale)),
+             static_cast<int>(std::lround(picture.at.y() / scale)));
   return true;
 }
 

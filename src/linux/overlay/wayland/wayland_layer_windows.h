@@ -6,7 +6,7 @@
 #include <memory>
 #include <optional>
 
-#include "linux/overlay/painter/overlay_picture.h"
+#include "linux/overlay/painter/notice_painter.h"
 #include "linux/overlay/wayland/wayland_desktop.h"
 #include "linux/overlay/wayland/wayland_memory.h"
 #include "linux/overlay/wayland/wayland_pictures.h"
@@ -40,7 +40,7 @@ class WaylandLayerWindows {
 
  private:
   /// A finished picture, its memory with the compositor.
-  struct Notice {
+  struct NoticeBuffer {
     WaylandObject<wl_buffer> buffer;
     int width = 0;  // logical pixels
     int height = 0;
@@ -61,8 +61,8 @@ class WaylandLayerWindows {
   [[nodiscard]] bool paintScene(const Content& content);
   void paintNotices(const Content& content);
   void applyTint();
-  [[nodiscard]] bool allocate(WaylandSurface& part, Notice& notice, const OverlayPicture& picture,
-                              const Rect& place, double scale);
+  [[nodiscard]] bool allocate(WaylandSurface& part, NoticeBuffer& notice, const Notice& picture,
+                              double scale);
   [[nodiscard]] double scale() const;
 
   WaylandDesktop& desktop_;
@@ -75,8 +75,8 @@ class WaylandLayerWindows {
   WaylandSurface tint_;
   WaylandSurface hint_;
   WaylandSurface banner_;
-  Notice hintPicture_;
-  Notice bannerPicture_;
+  NoticeBuffer hintPicture_;
+  NoticeBuffer bannerPicture_;
   const WaylandRetroContent* retroContent_ = nullptr;
   std::unique_ptr<WaylandRetroPart> retro_;
 

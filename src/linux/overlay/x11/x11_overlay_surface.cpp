@@ -4,8 +4,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "linux/overlay/painter/banner_painter.h"
-#include "linux/overlay/painter/hint_painter.h"
+#include "linux/overlay/painter/notice_painter.h"
 
 namespace sentrel {
 
@@ -90,14 +89,12 @@ void X11OverlaySurface::paintPictures(const X11Monitor& monitor) {
   const Painted wanted{monitor.pixels, monitor.scale, scene_->shortcutInHint};
   if (wanted == painted_) return;
   painted_ = wanted;
-  const OverlayPicture banner =
-      paintBanner(monitor.scale, windows_->translucent ? BannerStyle::translucent : BannerStyle::opaque);
-  const Rect bannerPlace = placeBanner(banner, monitor.pixels, monitor.scale);
-  windows_->banner.setPicture(banner.image, bannerPlace.x, bannerPlace.y);
+  const Notice banner = paintBanner(monitor.pixels, monitor.scale,
+                                    windows_->translucent ? BannerStyle::translucent : BannerStyle::opaque);
+  windows_->banner.setPicture(banner.image, banner.at.x(), banner.at.y());
   if (!windows_->hint) return;
-  const OverlayPicture hint = paintHint(monitor.scale, wanted.keys);
-  const Rect hintPlace = placeHint(hint, monitor.pixels);
-  windows_->hint->setPicture(hint.image, hintPlace.x, hintPlace.y);
+  const Notice hint = paintHint(monitor.pixels, monitor.scale, wanted.keys);
+  windows_->hint->setPicture(hint.image, hint.at.x(), hint.at.y());
 }
 
 void X11OverlaySurface::applyTint(const Rect& pixels) {

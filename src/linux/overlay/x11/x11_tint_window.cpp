@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "linux/overlay/painter/tint_color.h"
+#include "linux/overlay/painter/scene_painter.h"
 
 namespace sentrel {
 
