@@ -22,7 +22,7 @@ constexpr const char* offNotification = "sentrel.off";
 
 void reportLimitation(const OverlayBackend& backend) {
   const std::string key = backend.limitation();
-  if (!key.empty()) reportFailure(key);
+  if (!key.empty()) reportFailure(key.c_str());
 }
 
 }  // namespace
@@ -70,8 +70,8 @@ bool AppDelegate::isSwitchedOn() const {
 /// Any program of the person's can do it. One that should not have is noticed.
 void AppDelegate::tellSwitchedOff() const {
   const Platform& platform = Platform::current();
-  platform.notifications->add(offNotification, {.title = platform.localizedText("notif_off_title"),
-                                                .body = platform.localizedText("notif_off_text")});
+  platform.notifications->add(offNotification, {.title = platform.localizedText(textId("notif_off_title")),
+                                                .body = platform.localizedText(textId("notif_off_text"))});
 }
 
 void AppDelegate::askForConsent() {

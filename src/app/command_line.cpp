@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "app/command_line.h"
 
-#include <QString>
+#include <QCoreApplication>
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -11,7 +11,6 @@
 #include <string_view>
 
 #include "app/build_options.h"
-#include "look/texts.h"
 
 namespace sentrel {
 
@@ -29,9 +28,9 @@ int help();
 int version();
 
 constexpr std::array commands{
-    Command{"--help", "command_help", help},
-    Command{"--version", "command_version", version},
-    Command{"--service", "command_service", nullptr},
+    Command{"--help", QT_TRID_NOOP("command_help"), help},
+    Command{"--version", QT_TRID_NOOP("command_version"), version},
+    Command{"--service", QT_TRID_NOOP("command_service"), nullptr},
 };
 
 /// A disk that is full or an output that is closed must not look like an answer.
@@ -43,17 +42,27 @@ int print(const QString& words) {
   return EXIT_FAILURE;
 }
 
+/// Qt finds texts for an application object only.
+class Texts {
+ private:
+  int count_ = 1;
+  std::array<char, 8> name_{"sentrel"};
+  std::array<char*, 2> arguments_{name_.data(), nullptr};
+  QCoreApplication application_{count_, arguments_.data()};
+};
+
 int help() {
-  QString words = text(QStringLiteral("command_usage")) + QStringLiteral("\n\n") +
-                  text(QStringLiteral("command_none")) + QStringLiteral("\n\n");
+  const Texts texts;
+  QString words =
+      qtTrId("command_usage") + QStringLiteral("\n\n") + qtTrId("command_none") + QStringLiteral("\n\n");
   std::size_t width = 0;
   for (const Command& command : commands) width = std::max(width, command.name.size());
   for (const Command& command : commands) {
     words += QStringLiteral("  ") +
              QString::fromLatin1(command.name).leftJustified(static_cast<qsizetype>(width) + 2) +
-             text(QLatin1String(command.description)) + u'\n';
+             qtTrId(command.description) + u'\n';
   }
-  return print(words + u'\n' + text(QStringLiteral("command_manual")) + u'\n');
+  return print(words + u'\n' + qtTrId("command_manual") + u'\n');
 }
 
 int version() {
@@ -85,7 +94,8 @@ std::optional<int> answerCommandLine(std::span<const char* const> arguments) {
     const Command& first = *find(arguments.front());
     return first.run == nullptr ? std::nullopt : std::optional(first.run());
   }
-  const QString words = text(QStringLiteral("command_unknown")).arg(readable(*unknown));
+  const Texts texts;
+  const QString words = qtTrId("command_unknown").arg(readable(*unknown));
   std::fprintf(stderr, "sentrel: %s\n", words.toUtf8().constData());
   return usageError;
 }

@@ -4,15 +4,9 @@
 #include <QString>
 #include <cstdio>
 
-#include "look/texts.h"
-
 namespace sentrel {
 
 namespace {
-
-QString textOf(std::string_view key) {
-  return text(QString::fromUtf8(key));
-}
 
 void print(const QString& words, const std::string& detail) {
   const QByteArray line = words.toUtf8();
@@ -25,12 +19,12 @@ void print(const QString& words, const std::string& detail) {
 
 }  // namespace
 
-void reportFailure(std::string_view key, const std::string& detail) {
-  print(textOf(key), detail);
+void reportFailure(const char* key, const std::string& detail) {
+  print(qtTrId(key), detail);
 }
 
 void reportFailure(const CameraFailure& failure) {
-  print(textOf(textKey(failure.kind)) + QStringLiteral(" — ") + textOf(adviceKey(failure.kind)),
+  print(qtTrId(textKey(failure.kind)) + QStringLiteral(" — ") + qtTrId(adviceKey(failure.kind)),
         failure.detail);
 }
 

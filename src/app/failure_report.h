@@ -2,14 +2,13 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 #include "detection/camera_error.h"
 
 namespace sentrel {
 
 /// One line on standard error: the text of `key` and, in brackets, what a technician wants to know.
-void reportFailure(std::string_view key, const std::string& detail = {});
+void reportFailure(const char* key, const std::string& detail = {});
 
 /// The same of a camera that gives no frames, with what the person can do.
 void reportFailure(const CameraFailure& failure);

@@ -11,7 +11,6 @@
 
 #include "app/build_options.h"
 #include "app/window_memory.h"
-#include "look/texts.h"
 #include "platform/platform.h"
 #include "views/controls/accessible_role.h"
 #include "views/status_words.h"
@@ -107,8 +106,8 @@ void MenuBarController::tellScreenReaders() {
     banner_->setAttribute(Qt::WA_DontShowOnScreen);
     banner_->setAttribute(Qt::WA_ShowWithoutActivating);
     setAccessibleRole(*banner_, QAccessible::Notification);
-    banner_->setAccessibleName(text(QStringLiteral("REGARD INDISCRET")) + QStringLiteral(". ") +
-                               text(QStringLiteral("Quelqu'un observe votre écran")));
+    banner_->setAccessibleName(qtTrId("REGARD INDISCRET") + QStringLiteral(". ") +
+                               qtTrId("Quelqu'un observe votre écran"));
     banner_->winId();  // or it is nobody's child
   }
   if (banner_) banner_->setVisible(shown);
@@ -127,7 +126,7 @@ void MenuBarController::togglePopover(const QRect& anchor) {
 QString MenuBarController::notice() {
   std::string key = actions_.news();
   if (key.empty()) key = Platform::current().overlayBackend->limitation();
-  return key.empty() ? QString() : text(QString::fromStdString(key));
+  return key.empty() ? QString() : qtTrId(key.c_str());
 }
 
 void MenuBarController::openPopover(const QRect& anchor) {

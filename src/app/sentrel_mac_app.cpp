@@ -27,7 +27,6 @@
 #include "linux/desktop/upower_power_source.h"
 #include "linux/overlay/create_overlay_backend.h"
 #include "look/app_icon.h"
-#include "look/texts.h"
 #include "overlay/overlay_window_manager.h"
 #include "overlay/retro_pip_manager.h"
 #include "platform/platform.h"
@@ -137,13 +136,13 @@ void SentrelMacApp::begin(InstanceRole role) {
   }
   installPlatform();
   if (const auto& error = defaults_->readError()) {
-    untold_ = "error_settings_unreadable";
-    reportFailure(untold_, *error);
+    untold_ = QT_TRID_NOOP("error_settings_unreadable");
+    reportFailure(untold_.c_str(), *error);
   }
   damaged_ = defaults_->damaged.subscribe([this](bool damaged) {
     if (!damaged) return;
-    untold_ = "error_settings_damaged";
-    reportFailure(untold_);
+    untold_ = QT_TRID_NOOP("error_settings_damaged");
+    reportFailure(untold_.c_str());
   });
   screens_->follow(SettingsRepository::shared());
   std::unique_ptr<ProgramWindows> windows;
@@ -194,8 +193,8 @@ void SentrelMacApp::installPlatform() {
                                .buses = buses,
                                .displays = displays,
                                .sessionEvents = platform.sessionEvents,
-                               .description = text(QStringLiteral("tray_disable")).toStdString()});
-  platform.localizedText = [](std::string_view key) { return text(QString::fromUtf8(key)).toStdString(); };
+                               .description = qtTrId("tray_disable").toStdString()});
+  platform.localizedText = [](const char* key) { return qtTrId(key).toStdString(); };
   Platform::install(std::move(platform));
   appearance_ = std::make_unique<DesktopAppearance>(mainLoop_, buses);
   looks_ = appearance_->appearance().subscribe([](const Appearance& appearance) {

@@ -13,7 +13,6 @@
 #include <string_view>
 #include <utility>
 
-#include "look/texts.h"
 #include "views/theme.h"
 
 namespace sentrel {
@@ -63,7 +62,7 @@ QColor labelColor() {
 }  // namespace
 
 StatusItem::StatusItem(Actions actions) : actions_(std::move(actions)) {
-  menu_.addAction(text(QStringLiteral("tray_open")), [this] { actions_.open(); });
+  menu_.addAction(qtTrId("tray_open"), [this] { actions_.open(); });
   toggle_ = menu_.addAction({}, [this] { actions_.toggleProtection(); });
   menu_.addSeparator();
   menu_.addAction(QStringLiteral("Quitter"), [this] { actions_.quit(); });
@@ -160,7 +159,7 @@ void StatusItem::setToolTip(const QString& words) {
 }
 
 void StatusItem::setActive(bool active) {
-  toggle_->setText(text(active ? QStringLiteral("tray_disable") : QStringLiteral("tray_enable")));
+  toggle_->setText(active ? qtTrId("tray_disable") : qtTrId("tray_enable"));
 }
 
 QRect StatusItem::anchor() const {

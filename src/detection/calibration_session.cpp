@@ -17,8 +17,8 @@ constexpr std::int64_t secondMs = 1000;
 constexpr std::int64_t measuringMs = 3000;
 constexpr std::size_t fewestSamples = 3;
 constexpr const char* restingCamera =
-    "La caméra reste fermée tant que la session est verrouillée, en veille ou en pause.";
-constexpr const char* noFace = "Aucun visage détecté. Assurez-vous d'être bien en face de la caméra.";
+    textId("La caméra reste fermée tant que la session est verrouillée, en veille ou en pause.");
+constexpr const char* noFace = textId("Aucun visage détecté. Assurez-vous d'être bien en face de la caméra.");
 
 /// A pinhole camera: a face of usual width, seen in a picture 1280 pixels wide.
 constexpr double widthTimesDistance = 12600;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "detection/camera_error.h"
 
+#include "platform/localized_text.h"
+
 namespace sentrel {
 
 namespace {
@@ -40,40 +42,40 @@ struct Describer {
 
 }  // namespace
 
-std::string_view textKey(CameraFailure::Kind kind) {
+const char* textKey(CameraFailure::Kind kind) {
   switch (kind) {
     case Kind::noCamera:
-      return "error_no_camera";
+      return textId("error_no_camera");
     case Kind::cameraDenied:
-      return "error_camera_denied";
+      return textId("error_camera_denied");
     case Kind::modelMissing:
-      return "error_model_missing";
+      return textId("error_model_missing");
     case Kind::noPipeWire:
-      return "error_no_pipewire";
+      return textId("error_no_pipewire");
     case Kind::analysisFailed:
-      return "error_analysis_failed";
+      return textId("error_analysis_failed");
     case Kind::cameraBusy:
       break;
   }
-  return "error_camera_busy";
+  return textId("error_camera_busy");
 }
 
-std::string_view adviceKey(CameraFailure::Kind kind) {
+const char* adviceKey(CameraFailure::Kind kind) {
   switch (kind) {
     case Kind::noCamera:
-      return "advice_no_camera";
+      return textId("advice_no_camera");
     case Kind::cameraDenied:
-      return "advice_camera_denied";
+      return textId("advice_camera_denied");
     case Kind::modelMissing:
-      return "advice_model_missing";
+      return textId("advice_model_missing");
     case Kind::noPipeWire:
-      return "advice_no_pipewire";
+      return textId("advice_no_pipewire");
     case Kind::analysisFailed:
-      return "advice_analysis_failed";
+      return textId("advice_analysis_failed");
     case Kind::cameraBusy:
       break;
   }
-  return "advice_camera_busy";
+  return textId("advice_camera_busy");
 }
 
 CameraFailure describe(const StartError& error) {

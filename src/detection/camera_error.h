@@ -4,7 +4,6 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <variant>
 
 #include "platform/capture_session.h"
@@ -39,10 +38,10 @@ struct CameraFailure {
 };
 
 /// The key of the text that tells a person of `kind`.
-std::string_view textKey(CameraFailure::Kind kind);
+const char* textKey(CameraFailure::Kind kind);
 
 /// The key of what the person can do about `kind`.
-std::string_view adviceKey(CameraFailure::Kind kind);
+const char* adviceKey(CameraFailure::Kind kind);
 
 CameraFailure describe(const StartError& error);
 

@@ -1,35 +1,33 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "look/texts.h"
+//
+// What `qtTrId` says: the text of a key in the person's language, and in French where that has none.
+#include <QCoreApplication>
+#include <QLocale>
+#include <QTranslator>
 
 namespace sentrel {
 
-TextCatalogue::TextCatalogue(const QLocale& locale) {
-  const QString folder = QStringLiteral(":/sentrel/texts");
-  Q_UNUSED(french_.load(QStringLiteral("sentrel_fr"), folder));
-  // The first language of the person's list that has a file decides.
-  const QStringList languages = locale.uiLanguages();
+namespace {
+
+/// Asked before those that were installed earlier.
+bool install(const QString& language) {
+  auto* translator = new QTranslator(qApp);
+  return translator->load(QStringLiteral("sentrel_") + language, QStringLiteral(":/sentrel/texts")) &&
+         QCoreApplication::installTranslator(translator);
+}
+
+void installTexts() {
+  install(QStringLiteral("fr"));
+  // The first language of the person's list that has a file decides. QTranslator's own search would prefer a
+  // later one that is named without its country.
+  const QStringList languages = QLocale::system().uiLanguages();
   for (const QString& name : languages) {
-    const QString code = QLocale::languageToCode(QLocale(name).language());
-    if (language_.load(QStringLiteral("sentrel_") + code, folder)) break;
+    if (install(QLocale::languageToCode(QLocale(name).language()))) break;
   }
 }
 
-QString TextCatalogue::text(const QString& key) const {
-  const QByteArray id = key.toUtf8();
-  for (const QTranslator* translator : {&language_, &french_}) {
-    QString found = translator->translate("", id.constData());
-    if (!found.isEmpty()) return found;
-  }
-  return key;
-}
+}  // namespace
 
-const TextCatalogue& TextCatalogue::shared() {
-  static const TextCatalogue catalogue{QLocale::system()};
-  return catalogue;
-}
-
-QString text(const QString& key) {
-  return TextCatalogue::shared().text(key);
-}
+Q_COREAPP_STARTUP_FUNCTION(installTexts)
 
 }  // namespace sentrel

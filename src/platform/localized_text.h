@@ -3,11 +3,15 @@
 
 #include <functional>
 #include <string>
-#include <string_view>
 
 namespace sentrel {
 
 /// The text of a key in the person's language. Main thread.
-using LocalizedText = std::function<std::string(std::string_view key)>;
+using LocalizedText = std::function<std::string(const char* key)>;
+
+/// The key of a text, as it is: lupdate, which looks for the texts of the program, finds it here.
+constexpr const char* textId(const char* key) {
+  return key;
+}
 
 }  // namespace sentrel

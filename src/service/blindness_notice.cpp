@@ -34,7 +34,7 @@ void BlindnessNotice::tell() {
   if (!failure) return;
   told_ = true;
   notifications_->add(cameraNotification, {.title = localizedText_(textKey(failure->kind)),
-                                           .body = localizedText_("notif_camera_text")});
+                                           .body = localizedText_(textId("notif_camera_text"))});
 }
 
 void BlindnessNotice::end() {

@@ -39,8 +39,8 @@ void OnlookerFeedback::alertStarted() {
 }
 
 void OnlookerFeedback::postAlertNotification() {
-  parts_.notifications->add(alertNotification, {.title = parts_.localizedText("notif_alert_title"),
-                                                .body = parts_.localizedText("notif_alert_text")});
+  parts_.notifications->add(alertNotification, {.title = parts_.localizedText(textId("notif_alert_title")),
+                                                .body = parts_.localizedText(textId("notif_alert_text"))});
 }
 
 void OnlookerFeedback::withdrawNotification() {

@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "look/app_icon.h"
-#include "look/texts.h"
 #include "views/controls/divider.h"
 #include "views/controls/text_label.h"
 #include "views/theme.h"
@@ -57,7 +56,7 @@ class AboutSection final : public QWidget {
 
 AboutView::AboutView(const QString& version, const Footer& footer, std::function<void()> dismissed,
                      QWidget* parent)
-    : ToolbarPage(text(QStringLiteral("Fermer")), aroundClose, parent), dismiss(std::move(dismissed)) {
+    : ToolbarPage(qtTrId("Fermer"), aroundClose, parent), dismiss(std::move(dismissed)) {
   connect(leaveButton(), &PushButton::clicked, this, [this] { dismiss(); });
   auto* page = new QWidget;
   auto* column = new QVBoxLayout(page);
@@ -67,8 +66,7 @@ AboutView::AboutView(const QString& version, const Footer& footer, std::function
   column->addWidget(new Icon(page), 0, Qt::AlignHCenter);
   column->addSpacing(5);
   column->addWidget(centredLabel(TextRole::title2, QStringLiteral("Sentrel")));
-  column->addWidget(centredLabel(TextRole::caption,
-                                 text(QStringLiteral("about_version")) + QLatin1Char(' ') + version,
+  column->addWidget(centredLabel(TextRole::caption, qtTrId("about_version") + QLatin1Char(' ') + version,
                                  &AppColors::textSecondary));
   column->addSpacing(12);
   column->addLayout(insetDivider(side, side));
@@ -76,11 +74,10 @@ AboutView::AboutView(const QString& version, const Footer& footer, std::function
   auto* sections = new QVBoxLayout;
   sections->setContentsMargins(textSide, 0, textSide, 0);
   sections->setSpacing(14);
-  for (const char* topic : {"developer", "project", "privacy"}) {
-    const QString key = QStringLiteral("about_%1_").arg(QLatin1String(topic));
-    sections->addWidget(
-        new AboutSection(text(key + QLatin1String("title")), text(key + QLatin1String("body")), page));
-  }
+  sections->addWidget(
+      new AboutSection(qtTrId("about_developer_title"), qtTrId("about_developer_body"), page));
+  sections->addWidget(new AboutSection(qtTrId("about_project_title"), qtTrId("about_project_body"), page));
+  sections->addWidget(new AboutSection(qtTrId("about_privacy_title"), qtTrId("about_privacy_body"), page));
   column->addLayout(sections);
   column->addStretch(1);
   if (QWidget* link = footer.build(page)) {

@@ -4,7 +4,6 @@
 #include <QVBoxLayout>
 #include <utility>
 
-#include "look/texts.h"
 #include "views/controls/scroll_page.h"
 
 namespace sentrel {
@@ -23,7 +22,7 @@ Sheet* openCalibrationSheet(QWidget& window, CalibrationView::Parts parts, const
   auto* column = new QVBoxLayout(sheet->panel());
   column->setContentsMargins(1, 0, 1, 0);
   column->addWidget(whole);
-  sheet->setAccessibleName(text(QStringLiteral("Calibration de distance")));
+  sheet->setAccessibleName(qtTrId("Calibration de distance"));
   QObject::connect(whole->leaveButton(), &PushButton::clicked, sheet, [sheet] { sheet->dismiss(); });
   sheet->onEscape = [sheet, view] {
     if (!view->cancelRunning()) sheet->dismiss();

@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "look/texts.h"
 #include "views/controls/accessible_role.h"
 #include "views/controls/fade_over.h"
 #include "views/controls/painting.h"
@@ -56,8 +55,8 @@ class InstructionCard final : public QWidget {
     line->addWidget(person, 0, Qt::AlignTop);
     auto* words = new TextLabel(TextRole::body, &AppColors::text, this);
     words->setWords(
-        text(QStringLiteral("Installez-vous à votre distance de travail habituelle, regardez droit vers la "
-                            "caméra et appuyez sur Démarrer.")));
+        qtTrId("Installez-vous à votre distance de travail habituelle, regardez droit vers la "
+               "caméra et appuyez sur Démarrer."));
     line->addWidget(words, 1);
   }
 
@@ -84,12 +83,11 @@ CalibrationView::CalibrationView(Parts parts, std::function<void()> done, QWidge
   column->setSpacing(0);
   column->addWidget(logo_, 0, Qt::AlignHCenter);
   column->addSpacing(6);
-  column->addWidget(centredLabel(TextRole::title2Small, text(QStringLiteral("Calibration de distance"))));
+  column->addWidget(centredLabel(TextRole::title2Small, qtTrId("Calibration de distance")));
   column->addSpacing(1);
-  column->addWidget(
-      paragraph(text(QStringLiteral("Sentrel va mesurer votre distance habituelle à l'écran pour "
-                                    "adapter ses alertes.")),
-                subtitleSide));
+  column->addWidget(paragraph(qtTrId("Sentrel va mesurer votre distance habituelle à l'écran pour "
+                                     "adapter ses alertes."),
+                              subtitleSide));
   column->addSpacing(11);
   area_->setMinimumHeight(areaHeight);
   (new QVBoxLayout(area_))->setContentsMargins(0, 0, 0, 0);
@@ -97,8 +95,7 @@ CalibrationView::CalibrationView(Parts parts, std::function<void()> done, QWidge
   column->addSpacing(16);
   (new QHBoxLayout(bar_))->setContentsMargins(0, 0, 0, 0);
   column->addWidget(bar_);
-  setAccessibleName(
-      text(QStringLiteral("Calibration de distance")));  // it has the focus while something runs
+  setAccessibleName(qtTrId("Calibration de distance"));  // it has the focus while something runs
   logo_->setMood(EyeLogo::Mood::idleOpen);
   buildPhase(shown_);
   buildButtons(shown_);
@@ -163,8 +160,7 @@ void CalibrationView::buildPhase(const Phase& phase) {
       column->addWidget(new InstructionCard(content_));
       break;
     case Phase::Kind::counting:
-      column->addWidget(
-          centredLabel(TextRole::body, text(QStringLiteral("Restez immobile…")), &AppColors::textSecondary));
+      column->addWidget(centredLabel(TextRole::body, qtTrId("Restez immobile…"), &AppColors::textSecondary));
       column->addSpacing(6);
       count_ = centredLabel(TextRole::count, QString::number(phase.remaining()));
       setAccessibleRole(*count_, QAccessible::Notification);
@@ -173,10 +169,9 @@ void CalibrationView::buildPhase(const Phase& phase) {
     case Phase::Kind::measuring:
       column->addWidget(new Spinner(content_), 0, Qt::AlignHCenter);
       column->addSpacing(14);
-      column->addWidget(centredLabel(TextRole::headline, text(QStringLiteral("Mesure en cours…"))));
+      column->addWidget(centredLabel(TextRole::headline, qtTrId("Mesure en cours…")));
       column->addSpacing(8);
-      column->addWidget(
-          centredLabel(TextRole::caption, text(QStringLiteral("3 secondes")), &AppColors::textSecondary));
+      column->addWidget(centredLabel(TextRole::caption, qtTrId("3 secondes"), &AppColors::textSecondary));
       break;
     case Phase::Kind::done:
       buildDone(*column);
@@ -186,9 +181,9 @@ void CalibrationView::buildPhase(const Phase& phase) {
           new SymbolView(QStringLiteral("exclamationmark.triangle.fill"), 40, &AppColors::warningGraphic), 0,
           Qt::AlignHCenter);
       column->addSpacing(10);
-      column->addWidget(centredLabel(TextRole::headline, text(QStringLiteral("Calibration échouée"))));
+      column->addWidget(centredLabel(TextRole::headline, qtTrId("Calibration échouée")));
       column->addSpacing(6);
-      column->addWidget(paragraph(text(QString::fromStdString(phase.message())), 30));
+      column->addWidget(paragraph(qtTrId(phase.message().c_str()), 30));
       break;
   }
   column->addStretch();
@@ -200,15 +195,15 @@ void CalibrationView::buildDone(QVBoxLayout& column) {
   column.addWidget(new SymbolView(QStringLiteral("checkmark.circle.fill"), 48, &AppColors::success), 0,
                    Qt::AlignHCenter);
   column.addSpacing(7);
-  QString words = text(QStringLiteral("Distance estimée : %lld cm"));
+  QString words = qtTrId("Distance estimée : %lld cm");
   words.replace(QStringLiteral(" : "), QStringLiteral("\u00A0: "));
   words.replace(QLatin1String("%lld cm"), QStringLiteral("**%1**").arg(withCentimetres(shown_.distanceCm())));
   column.addWidget(centredLabel(TextRole::title3, words));
   column.addSpacing(6);
   auto* adjuster = new QHBoxLayout;
   adjuster->setSpacing(8);
-  minus_ = new RoundButton(QStringLiteral("minus.circle"), text(QStringLiteral("Réduire la distance")));
-  plus_ = new RoundButton(QStringLiteral("plus.circle"), text(QStringLiteral("Augmenter la distance")));
+  minus_ = new RoundButton(QStringLiteral("minus.circle"), qtTrId("Réduire la distance"));
+  plus_ = new RoundButton(QStringLiteral("plus.circle"), qtTrId("Augmenter la distance"));
   connect(minus_, &RoundButton::clicked, this, [this] { adjust(-stepCm); });
   connect(plus_, &RoundButton::clicked, this, [this] { adjust(stepCm); });
   value_ = centredLabel(TextRole::title3, {});
@@ -221,8 +216,7 @@ void CalibrationView::buildDone(QVBoxLayout& column) {
   adjuster->addStretch();
   column.addLayout(adjuster);
   column.addSpacing(6);
-  column.addWidget(paragraph(
-      text(QStringLiteral("Vous pouvez ajuster cette valeur si elle vous semble incorrecte.")), 40));
+  column.addWidget(paragraph(qtTrId("Vous pouvez ajuster cette valeur si elle vous semble incorrecte."), 40));
   showDistance();
 }
 
@@ -238,23 +232,23 @@ void CalibrationView::buildButtons(const Phase& phase) {
   const auto cancel = [session] { session->cancel(); };
   switch (phase.kind()) {
     case Phase::Kind::idle:
-      primary_ = addButton(PushButton::Kind::primary, text(QStringLiteral("Démarrer")), 144,
-                           [session] { session->start(); });
+      primary_ =
+          addButton(PushButton::Kind::primary, qtTrId("Démarrer"), 144, [session] { session->start(); });
       break;
     case Phase::Kind::counting:
     case Phase::Kind::measuring:
       // Not by the Enter key: who pressed it twice to start would end it.
-      addButton(PushButton::Kind::secondary, text(QStringLiteral("Annuler")), 125, cancel);
+      addButton(PushButton::Kind::secondary, qtTrId("Annuler"), 125, cancel);
       break;
     case Phase::Kind::done:
-      addButton(PushButton::Kind::secondary, text(QStringLiteral("Recommencer")), 134, cancel);
-      primary_ = addButton(PushButton::Kind::primary, text(QStringLiteral("Valider")), 116, [this] {
+      addButton(PushButton::Kind::secondary, qtTrId("Recommencer"), 134, cancel);
+      primary_ = addButton(PushButton::Kind::primary, qtTrId("Valider"), 116, [this] {
         parts_.session->accept(distance());
         if (onDone) onDone();
       });
       break;
     case Phase::Kind::failed:
-      primary_ = addButton(PushButton::Kind::primary, text(QStringLiteral("Réessayer")), 144, cancel);
+      primary_ = addButton(PushButton::Kind::primary, qtTrId("Réessayer"), 144, cancel);
       break;
   }
   line->addStretch();

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "look/texts.h"
 #include "views/about_view.h"
 #include "views/controls/dialog.h"
 #include "views/controls/divider.h"
@@ -73,11 +72,11 @@ QWidget* MenuBarPopoverView::buildHome() {
   column->addLayout(buildHeader(), 1);
   column->addLayout(insetDivider(side, side));
   column->addSpacing(between);
-  addRow(*column, QStringLiteral("chart.bar.fill"), text(QStringLiteral("home_open_stats")),
+  addRow(*column, QStringLiteral("chart.bar.fill"), qtTrId("home_open_stats"),
          [this] { showPage(Page::stats); });
-  addRow(*column, QStringLiteral("gearshape.fill"), text(QStringLiteral("home_open_settings")),
+  addRow(*column, QStringLiteral("gearshape.fill"), qtTrId("home_open_settings"),
          [this] { parts_.openPreferences(); });
-  addRow(*column, QStringLiteral("info.circle.fill"), text(QStringLiteral("about_title")),
+  addRow(*column, QStringLiteral("info.circle.fill"), qtTrId("about_title"),
          [this] { showPage(Page::about); });
   column->addSpacing(between);
   column->addLayout(insetDivider(side, side));
@@ -107,7 +106,7 @@ QLayout* MenuBarPopoverView::buildHeader() {
   words->addStretch();
   header->addLayout(words, 1);
 
-  switch_ = new ToggleSwitch(text(QStringLiteral("Protection")), ToggleSwitch::Click::asks);
+  switch_ = new ToggleSwitch(qtTrId("Protection"), ToggleSwitch::Click::asks);
   // The switch itself follows what the service publishes.
   connect(switch_, &ToggleSwitch::clicked, this, [this] { parts_.service->toggle(); });
   header->addWidget(switch_);
@@ -154,8 +153,8 @@ void MenuBarPopoverView::showAddress(const QString& address) {
   address_ = openDialog(*this, {.symbol = QStringLiteral("arrow.up.right.square"),
                                 .color = &AppColors::primary,
                                 .words = address,
-                                .cancel = text(QStringLiteral("Fermer")),
-                                .confirm = text(QStringLiteral("link_copy")),
+                                .cancel = qtTrId("Fermer"),
+                                .confirm = qtTrId("link_copy"),
                                 .kind = PushButton::Kind::primary,
                                 .confirmed = [address] { QGuiApplication::clipboard()->setText(address); }});
   address_->onClosed = [this] { address_.clear(); };

@@ -4,7 +4,6 @@
 #include <QPointer>
 #include <utility>
 
-#include "look/texts.h"
 #include "views/calibration_sheet.h"
 
 namespace sentrel {
@@ -12,8 +11,8 @@ namespace sentrel {
 namespace {
 
 QString calibrationLabel(const FilterSettings& settings) {
-  if (!settings.isCalibrated) return text(QStringLiteral("Calibrer maintenant"));
-  return text(QStringLiteral("✓ Calibré (%1 cm)")).arg(settings.calibrationDistanceCm);
+  if (!settings.isCalibrated) return qtTrId("Calibrer maintenant");
+  return qtTrId("✓ Calibré (%1 cm)").arg(settings.calibrationDistanceCm);
 }
 
 }  // namespace
@@ -23,9 +22,9 @@ OnboardingCameraPage::OnboardingCameraPage(const std::shared_ptr<CameraConsent>&
                                            std::function<void()> onNext)
     : OnboardingPageLayout(
           {.header = QStringLiteral("camera.fill"),
-           .title = text(QStringLiteral("onboarding_camera_title")),
-           .text = text(QStringLiteral("onboarding_camera_body")),
-           .primaryLabel = text(QStringLiteral("onboarding_continue")),
+           .title = qtTrId("onboarding_camera_title"),
+           .text = qtTrId("onboarding_camera_body"),
+           .primaryLabel = qtTrId("onboarding_continue"),
            .primaryAction =
                [this, consent, camera = std::move(camera), next = std::move(onNext)] {
                  consent->answer(true);
@@ -35,16 +34,16 @@ OnboardingCameraPage::OnboardingCameraPage(const std::shared_ptr<CameraConsent>&
                },
            .secondaryLabel = {},
            .secondaryAction = {},
-           .notice = consent->wasRefused() ? text(QStringLiteral("onboarding_camera_again")) : QString()}) {}
+           .notice = consent->wasRefused() ? qtTrId("onboarding_camera_again") : QString()}) {}
 
 OnboardingOverlayPage::OnboardingOverlayPage(std::function<void()> onNext)
     : OnboardingPageLayout(
           {.header = QStringLiteral("rectangle.stack.fill"),
-           .title = text(QStringLiteral("onboarding_overlay_title")),
-           .text = text(QStringLiteral(
-               "Sur macOS, le filtre Sentrel peut couvrir toutes les applications simultanément, y "
-               "compris les apps en plein écran — une capacité unique que iOS ne permet pas.")),
-           .primaryLabel = text(QStringLiteral("Compris")),
+           .title = qtTrId("onboarding_overlay_title"),
+           .text =
+               qtTrId("Sur macOS, le filtre Sentrel peut couvrir toutes les applications simultanément, y "
+                      "compris les apps en plein écran — une capacité unique que iOS ne permet pas."),
+           .primaryLabel = qtTrId("Compris"),
            .primaryAction = std::move(onNext),
            .secondaryLabel = {},
            .secondaryAction = {}}) {}
@@ -52,9 +51,9 @@ OnboardingOverlayPage::OnboardingOverlayPage(std::function<void()> onNext)
 OnboardingNotificationsPage::OnboardingNotificationsPage(std::shared_ptr<Notifications> notifications,
                                                          const std::function<void()>& onNext)
     : OnboardingPageLayout({.header = QStringLiteral("bell.fill"),
-                            .title = text(QStringLiteral("onboarding_notif_title")),
-                            .text = text(QStringLiteral("onboarding_notif_body")),
-                            .primaryLabel = text(QStringLiteral("onboarding_grant")),
+                            .title = qtTrId("onboarding_notif_title"),
+                            .text = qtTrId("onboarding_notif_body"),
+                            .primaryLabel = qtTrId("onboarding_grant"),
                             .primaryAction =
                                 [this, notifications = std::move(notifications), onNext] {
                                   notifications->requestAuthorization(
@@ -62,25 +61,25 @@ OnboardingNotificationsPage::OnboardingNotificationsPage(std::shared_ptr<Notific
                                         if (page) answered(yes, onNext);
                                       });
                                 },
-                            .secondaryLabel = text(QStringLiteral("onboarding_skip")),
+                            .secondaryLabel = qtTrId("onboarding_skip"),
                             .secondaryAction = onNext}) {}
 
 void OnboardingNotificationsPage::answered(bool yes, const std::function<void()>& onNext) {
   granted = yes;
-  if (granted) setPrimaryLabel(text(QStringLiteral("✓ Autorisé")));
+  if (granted) setPrimaryLabel(qtTrId("✓ Autorisé"));
   onNext();
 }
 
 OnboardingCalibrationPage::OnboardingCalibrationPage(Parts parts, std::function<void()> onNext)
-    : OnboardingPageLayout({.header = QStringLiteral("camera.metering.center.weighted"),
-                            .title = text(QStringLiteral("Calibration de distance")),
-                            .text = text(QStringLiteral(
-                                "Pour des alertes précises, calibrez Sentrel à votre distance de travail "
-                                "habituelle. Cette étape prend 5 secondes.")),
-                            .primaryLabel = calibrationLabel(parts.settingsRepo->settings),
-                            .primaryAction = [this] { calibrate(); },
-                            .secondaryLabel = text(QStringLiteral("onboarding_skip")),
-                            .secondaryAction = std::move(onNext)}),
+    : OnboardingPageLayout(
+          {.header = QStringLiteral("camera.metering.center.weighted"),
+           .title = qtTrId("Calibration de distance"),
+           .text = qtTrId("Pour des alertes précises, calibrez Sentrel à votre distance de travail "
+                          "habituelle. Cette étape prend 5 secondes."),
+           .primaryLabel = calibrationLabel(parts.settingsRepo->settings),
+           .primaryAction = [this] { calibrate(); },
+           .secondaryLabel = qtTrId("onboarding_skip"),
+           .secondaryAction = std::move(onNext)}),
       parts_(std::move(parts)) {
   settingsRegistration_ = parts_.settingsRepo->settings.onChange(
       [this](const FilterSettings& settings) { setPrimaryLabel(calibrationLabel(settings)); });
@@ -88,7 +87,7 @@ OnboardingCalibrationPage::OnboardingCalibrationPage(Parts parts, std::function<
 
 void OnboardingCalibrationPage::calibrate() {
   if (std::exchange(showCalibration, true)) return;
-  openCalibrationSheet(*window(), {parts_.newCalibration()}, text(QStringLiteral("Passer")),
+  openCalibrationSheet(*window(), {parts_.newCalibration()}, qtTrId("Passer"),
                        [page = QPointer<QWidget>(this), this] {
                          if (page) showCalibration = false;
                        });
@@ -99,23 +98,23 @@ OnboardingLoginPage::OnboardingLoginPage(std::shared_ptr<LoginItem> loginItem,
                                          const std::function<void()>& onDone)
     : OnboardingPageLayout(
           {.header = QStringLiteral("power"),
-           .title = text(QStringLiteral("Lancer au démarrage")),
-           .text = text(QStringLiteral("Sentrel peut se lancer automatiquement à l'ouverture de session pour "
-                                       "vous protéger dès le début.")),
-           .primaryLabel = text(QStringLiteral("Activer")),
+           .title = qtTrId("Lancer au démarrage"),
+           .text = qtTrId("Sentrel peut se lancer automatiquement à l'ouverture de session pour "
+                          "vous protéger dès le début."),
+           .primaryLabel = qtTrId("Activer"),
            .primaryAction =
                [this, loginItem = std::move(loginItem), settingsRepo = std::move(settingsRepo), onDone] {
                  settingsRepo->setLaunchAtLogin(true);
                  enabled = loginItem->isEnabled();
                  if (enabled) {
-                   setPrimaryLabel(text(QStringLiteral("✓ Activé")));
+                   setPrimaryLabel(qtTrId("✓ Activé"));
                    FilterSettings settings = settingsRepo->settings;
                    settings.launchAtLogin = true;
                    settingsRepo->settings = settings;  // the login item itself is where this is kept
                  }
                  onDone();
                },
-           .secondaryLabel = text(QStringLiteral("onboarding_skip")),
+           .secondaryLabel = qtTrId("onboarding_skip"),
            .secondaryAction = onDone}) {}
 
 }  // namespace sentrel

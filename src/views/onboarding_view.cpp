@@ -6,7 +6,6 @@
 #include <QVBoxLayout>
 #include <utility>
 
-#include "look/texts.h"
 #include "settings/filter_settings.h"
 #include "views/controls/fade_over.h"
 
@@ -21,7 +20,7 @@ constexpr int pageFadeMs = 200;
 }  // namespace
 
 OnboardingView::OnboardingView(Parts parts)
-    : FixedWindow(text(QStringLiteral("Bienvenue dans Sentrel")), windowSize, addedForText),
+    : FixedWindow(qtTrId("Bienvenue dans Sentrel"), windowSize, addedForText),
       parts_(std::move(parts)),
       scroll_(new ScrollPage(this)),
       dots_(new PageDots(pages)) {

@@ -9,7 +9,6 @@
 #include <type_traits>
 #include <utility>
 
-#include "look/texts.h"
 #include "views/calibration_sheet.h"
 #include "views/controls/divider.h"
 #include "views/controls/section_header.h"
@@ -55,7 +54,7 @@ QString asWhole(double number) {
 }  // namespace
 
 PreferencesView::PreferencesView(Parts parts)
-    : FixedWindow(text(QStringLiteral("Préférences Sentrel")), windowSize, addedForText),
+    : FixedWindow(qtTrId("Préférences Sentrel"), windowSize, addedForText),
       parts_(std::move(parts)),
       page_(new ScrollPage(this)) {
   // It is declared before what it comes from.
@@ -97,79 +96,71 @@ PreferencesView::PreferencesView(Parts parts)
 // The sections.
 
 void PreferencesView::buildCamera(QVBoxLayout& column) {
-  column.addWidget(new SectionHeader(QStringLiteral("camera.fill"), text(QStringLiteral("Caméra"))));
+  column.addWidget(new SectionHeader(QStringLiteral("camera.fill"), qtTrId("Caméra")));
   column.addSpacing(headerToCard);
   preview_ = new CameraPreviewView({parts_.camera, parts_.mainLoop});
   preview_->setFixedHeight(previewHeight);
   column.addWidget(preview_);
   column.addSpacing(previewToCard);
   auto* card = new Card;
-  cameraPicker_ = new MenuPicker(text(QStringLiteral("Caméra")));
+  cameraPicker_ = new MenuPicker(qtTrId("Caméra"));
   connect(cameraPicker_, &MenuPicker::currentIndexChanged, this, [this](int index) {
     if (!showing_) chooseCamera(index);
   });
-  card->addRow(new PrefRow({}, text(QStringLiteral("Sélectionnez la caméra utilisée pour la détection")),
-                           cameraPicker_));
+  card->addRow(new PrefRow({}, qtTrId("Sélectionnez la caméra utilisée pour la détection"), cameraPicker_));
   column.addWidget(card);
 }
 
 void PreferencesView::buildDetection(QVBoxLayout& column) {
-  Card& card = *addSection(column, QStringLiteral("eye.fill"), text(QStringLiteral("Détection")));
-  addSlider(card, text(QStringLiteral("Force du filtre")),
-            text(QStringLiteral("Opacité de l'overlay de confidentialité")), {1, 5, 1}, asWhole,
-            &FilterSettings::filterStrength);
-  addSlider(card, text(QStringLiteral("Sensibilité")),
-            text(QStringLiteral("Réactivité aux mouvements de tête")), {1, 5, 1}, asWhole,
+  Card& card = *addSection(column, QStringLiteral("eye.fill"), qtTrId("Détection"));
+  addSlider(card, qtTrId("Force du filtre"), qtTrId("Opacité de l'overlay de confidentialité"), {1, 5, 1},
+            asWhole, &FilterSettings::filterStrength);
+  addSlider(card, qtTrId("Sensibilité"), qtTrId("Réactivité aux mouvements de tête"), {1, 5, 1}, asWhole,
             &FilterSettings::sensitivity);
-  addChoices(card, text(QStringLiteral("Délai d'inattention")),
-             text(QStringLiteral("Temps avant de considérer que vous ne regardez plus")),
+  addChoices(card, qtTrId("Délai d'inattention"),
+             qtTrId("Temps avant de considérer que vous ne regardez plus"),
              {{QStringLiteral("0,5 s"), 500},
               {QStringLiteral("1 s"), 1000},
               {QStringLiteral("1,5 s"), 1500},
               {QStringLiteral("2 s"), 2000},
               {QStringLiteral("3 s"), 3000}},
              50, 50, &FilterSettings::inattentionDelayMs);
-  addSwitch(card, text(QStringLiteral("Mode lunettes")),
-            text(QStringLiteral("Réduit les faux positifs si vous portez des lunettes")),
+  addSwitch(card, qtTrId("Mode lunettes"), qtTrId("Réduit les faux positifs si vous portez des lunettes"),
             &FilterSettings::glassesCompat);
 }
 
 void PreferencesView::buildBehaviour(QVBoxLayout& column) {
-  Card& card =
-      *addSection(column, QStringLiteral("slider.horizontal.3"), text(QStringLiteral("Comportement")));
+  Card& card = *addSection(column, QStringLiteral("slider.horizontal.3"), qtTrId("Comportement"));
   addLaunchAtLogin(card);
-  PrefRow* shortcut = addSwitch(card, text(QStringLiteral("Raccourci global ⌘⇧C")), {},
-                                &FilterSettings::globalShortcutEnabled);
+  PrefRow* shortcut =
+      addSwitch(card, qtTrId("Raccourci global ⌘⇧C"), {}, &FilterSettings::globalShortcutEnabled);
   const auto tellShortcut = [this, shortcut] {
-    shortcut->setHint(text(parts_.keyMonitor->canObserve()
-                               ? QStringLiteral("Activer / désactiver le filtre sans ouvrir le menu")
-                               : QStringLiteral("shortcut_unavailable_hint")));
+    shortcut->setHint(parts_.keyMonitor->canObserve()
+                          ? qtTrId("Activer / désactiver le filtre sans ouvrir le menu")
+                          : qtTrId("shortcut_unavailable_hint"));
   };
   keysRegistration_ = parts_.keyMonitor->canObserveChanged.connect(tellShortcut);
   tellShortcut();
-  addSwitch(card, text(QStringLiteral("Couvrir tous les écrans")),
-            text(QStringLiteral("Étend l'overlay à chaque moniteur connecté")),
+  addSwitch(card, qtTrId("Couvrir tous les écrans"), qtTrId("Étend l'overlay à chaque moniteur connecté"),
             &FilterSettings::coverAllScreens);
-  addSwitch(card, text(QStringLiteral("Vibration lors d'une alerte")),
-            text(QStringLiteral("Retour haptique quand un regard indiscret est détecté")),
-            &FilterSettings::hapticOnAlert);
+  addSwitch(card, qtTrId("Vibration lors d'une alerte"),
+            qtTrId("Retour haptique quand un regard indiscret est détecté"), &FilterSettings::hapticOnAlert);
 }
 
 void PreferencesView::buildMatrix(QVBoxLayout& column) {
-  Card& card = *addSection(column, QStringLiteral("dot.squareshape.split.2x2"),
-                           text(QStringLiteral("Matrice de confidentialité")));
-  addSwitch(card, text(QStringLiteral("Activer la matrice")),
-            text(QStringLiteral("Affiche un motif de bandes qui rend l'écran illisible de côté")),
+  Card& card =
+      *addSection(column, QStringLiteral("dot.squareshape.split.2x2"), qtTrId("Matrice de confidentialité"));
+  addSwitch(card, qtTrId("Activer la matrice"),
+            qtTrId("Affiche un motif de bandes qui rend l'écran illisible de côté"),
             &FilterSettings::privacyMatrixEnabled);
   PrefRow* coefficient = addSlider(
-      card, text(QStringLiteral("Coefficient de distance")),
-      text(QStringLiteral("Amplifie la distance estimée pour une protection plus large")), {0.5, 4, 0.5},
+      card, qtTrId("Coefficient de distance"),
+      qtTrId("Amplifie la distance estimée pour une protection plus large"), {0.5, 4, 0.5},
       [](double number) { return QStringLiteral("×%1").arg(number, 0, 'f', 1); },
       &FilterSettings::privacyMatrixCoefficient);
   PrefRow* opacity = addSlider(
-      card, text(QStringLiteral("Opacité des bandes")),
-      text(QStringLiteral("Plus élevée = moins lisible de côté mais plus visible de face")),
-      {0.3, 1, 0.05, 100},
+      card, qtTrId("Opacité des bandes"),
+      qtTrId("Plus élevée = moins lisible de côté mais plus visible de face"), {0.3, 1, 0.05, 100},
       [](double number) { return QStringLiteral("%1%").arg(std::llround(number * 100)); },
       &FilterSettings::matrixStripeAlpha);
   refreshers_.emplace_back([this, coefficient, opacity] {
@@ -180,14 +171,14 @@ void PreferencesView::buildMatrix(QVBoxLayout& column) {
 }
 
 void PreferencesView::buildAdvanced(QVBoxLayout& column) {
-  Card& card = *addSection(column, QStringLiteral("wrench.and.screwdriver"), text(QStringLiteral("Avancé")));
-  addChoices(card, text(QStringLiteral("Fréquence de capture")),
-             text(QStringLiteral("Fréquence d'analyse de la caméra — réduire pour économiser la batterie")),
+  Card& card = *addSection(column, QStringLiteral("wrench.and.screwdriver"), qtTrId("Avancé"));
+  addChoices(card, qtTrId("Fréquence de capture"),
+             qtTrId("Fréquence d'analyse de la caméra — réduire pour économiser la batterie"),
              {{QStringLiteral("5 fps"), 5}, {QStringLiteral("10 fps"), 10}, {QStringLiteral("15 fps"), 15}},
              60, 60, &FilterSettings::captureFps);
-  addChoices(card, text(QStringLiteral("Pause batterie")),
-             text(QStringLiteral("Désactive automatiquement le filtre en dessous de ce seuil")),
-             {{text(QStringLiteral("Désactivé")), 0},
+  addChoices(card, qtTrId("Pause batterie"),
+             qtTrId("Désactive automatiquement le filtre en dessous de ce seuil"),
+             {{qtTrId("Désactivé"), 0},
               {QStringLiteral("5 %"), 5},
               {QStringLiteral("10 %"), 10},
               {QStringLiteral("15 %"), 15}},
@@ -198,20 +189,19 @@ void PreferencesView::buildAdvanced(QVBoxLayout& column) {
   line->setContentsMargins(0, 0, 0, 0);
   line->setSpacing(14);
   auto* distance = new TextLabel(TextRole::subheadline, &AppColors::textSecondary);
-  auto* calibrate = new PushButton(PushButton::Kind::secondary, text(QStringLiteral("Calibrer…")));
+  auto* calibrate = new PushButton(PushButton::Kind::secondary, qtTrId("Calibrer…"));
   connect(calibrate, &PushButton::clicked, this, [this] { openCalibration(); });
   line->addWidget(distance);
   line->addWidget(calibrate);
   measured->setFocusProxy(calibrate);
-  auto* row = new PrefRow(text(QStringLiteral("Distance de calibration")), {}, measured);
+  auto* row = new PrefRow(qtTrId("Distance de calibration"), {}, measured);
   card.addRow(row);
   refreshers_.emplace_back([this, row, distance] {
     distance->setWords(draft.isCalibrated ? QStringLiteral("%1 cm").arg(draft.calibrationDistanceCm)
-                                          : text(QStringLiteral("Non calibré")));
-    row->setHint(
-        text(draft.isCalibrated
-                 ? QStringLiteral("Distance mesurée lors de la calibration")
-                 : QStringLiteral("Non calibré — les alertes utilisent la distance par défaut (60 cm)")));
+                                          : qtTrId("Non calibré"));
+    row->setHint(draft.isCalibrated
+                     ? qtTrId("Distance mesurée lors de la calibration")
+                     : qtTrId("Non calibré — les alertes utilisent la distance par défaut (60 cm)"));
   });
 }
 
@@ -268,15 +258,15 @@ void PreferencesView::addChoices(Card& card, const QString& label, const QString
 
 /// Its switch shows what the desktop says, also when registering has failed; its words say that it has.
 void PreferencesView::addLaunchAtLogin(Card& card) {
-  const QString label = text(QStringLiteral("Lancer au démarrage"));
-  const QString hint = text(QStringLiteral("Sentrel se lance automatiquement à l'ouverture de session"));
+  const QString label = qtTrId("Lancer au démarrage");
+  const QString hint = qtTrId("Sentrel se lance automatiquement à l'ouverture de session");
   auto* toggle = new ToggleSwitch(label);
   auto* row = new PrefRow(label, hint, toggle);
   connect(toggle, &ToggleSwitch::toggled, this, [this, row, hint](bool on) {
     if (showing_) return;
     parts_.settingsRepo->setLaunchAtLogin(on);
     draft.launchAtLogin = parts_.loginItem->isEnabled();
-    row->setHint(draft.launchAtLogin == on ? hint : text(QStringLiteral("error_login_item")));
+    row->setHint(draft.launchAtLogin == on ? hint : qtTrId("error_login_item"));
     // Published, not saved: the login item itself is where this is kept.
     parts_.settingsRepo->settings = draft;
   });
@@ -306,7 +296,7 @@ void PreferencesView::discoverCameras() {
   availableCameras = parts_.camera->session()->devices();
   showing_ = true;
   cameraPicker_->clear();
-  cameraPicker_->addItem(text(QStringLiteral("Par défaut (frontale)")));
+  cameraPicker_->addItem(qtTrId("Par défaut (frontale)"));
   for (const CameraDevice& camera : availableCameras) {
     const std::string& name = camera.localizedName.empty() ? camera.uniqueID : camera.localizedName;
     cameraPicker_->addItem(QString::fromStdString(name), QString::fromStdString(camera.uniqueID));
@@ -333,7 +323,7 @@ void PreferencesView::chooseCamera(int index) {
 
 void PreferencesView::openCalibration() {
   if (std::exchange(showCalibration, true)) return;
-  openCalibrationSheet(*this, {parts_.newCalibration()}, text(QStringLiteral("Fermer")), [this] {
+  openCalibrationSheet(*this, {parts_.newCalibration()}, qtTrId("Fermer"), [this] {
     showCalibration = false;
     draft = parts_.settingsRepo->settings;
     showDraft();

@@ -6,7 +6,6 @@
 #include <QVBoxLayout>
 #include <utility>
 
-#include "look/texts.h"
 #include "views/controls/dialog.h"
 #include "views/controls/divider.h"
 #include "views/controls/push_button.h"
@@ -43,15 +42,15 @@ StatsView::StatsView(std::shared_ptr<StatsRepository> repository, const Footer& 
   body->setContentsMargins(side, 12, side, 12);
   body->setSpacing(0);
   auto* header = new TextLabel(TextRole::subheadline, &AppColors::textSecondary);
-  header->setWords(text(QStringLiteral("stats_header")));
+  header->setWords(qtTrId("stats_header"));
   body->addWidget(header);
   body->addSpacing(9);
   auto* alerts = new StatCard(QStringLiteral("eye.trianglebadge.exclamationmark.fill"),
-                              text(QStringLiteral("stats_alerts_label")), StatCard::Highlight::yes);
-  auto* sessions = new StatCard(QStringLiteral("eye.fill"), text(QStringLiteral("stats_sessions_label")),
-                                StatCard::Highlight::no);
-  auto* time = new StatCard(QStringLiteral("clock.fill"), text(QStringLiteral("stats_time_label")),
-                            StatCard::Highlight::no);
+                              qtTrId("stats_alerts_label"), StatCard::Highlight::yes);
+  auto* sessions =
+      new StatCard(QStringLiteral("eye.fill"), qtTrId("stats_sessions_label"), StatCard::Highlight::no);
+  auto* time =
+      new StatCard(QStringLiteral("clock.fill"), qtTrId("stats_time_label"), StatCard::Highlight::no);
   body->addWidget(alerts);
   body->addSpacing(8);
   auto* pair = new QHBoxLayout;
@@ -60,7 +59,7 @@ StatsView::StatsView(std::shared_ptr<StatsRepository> repository, const Footer& 
   pair->addWidget(time, 1);
   body->addLayout(pair);
   body->addSpacing(12);
-  auto* reset = new PushButton(PushButton::Kind::secondary, text(QStringLiteral("stats_reset")));
+  auto* reset = new PushButton(PushButton::Kind::secondary, qtTrId("stats_reset"));
   reset->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
   connect(reset, &PushButton::clicked, this, [this] { askForReset(); });
   body->addWidget(reset);
@@ -83,12 +82,12 @@ QWidget* StatsView::buildToolbar() {
   auto* line = new QHBoxLayout(toolbar);
   line->setContentsMargins(12, 0, 12, 0);
   line->setSpacing(8);
-  auto* back = new PushButton(PushButton::Kind::plain, text(QStringLiteral("stats_back")));
+  auto* back = new PushButton(PushButton::Kind::plain, qtTrId("stats_back"));
   back->setSymbol(QStringLiteral("chevron.left"));
   connect(back, &PushButton::clicked, this, [this] { dismiss(); });
   back_ = back;
   auto* title = new TextLabel(TextRole::headline);
-  title->setWords(text(QStringLiteral("stats_title")));
+  title->setWords(qtTrId("stats_title"));
   title->setAlignment(Qt::AlignVCenter);
   title->setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Preferred);
   // As wide as the button on the other side, so that the title stands in the middle where there is room.
@@ -111,9 +110,9 @@ void StatsView::askForReset() {
   // Over this view, to go with it: another page may be opened from outside.
   confirm_ = openDialog(*this, {.symbol = QStringLiteral("exclamationmark.triangle.fill"),
                                 .color = &AppColors::warningGraphic,
-                                .words = text(QStringLiteral("stats_reset_confirm")),
-                                .cancel = text(QStringLiteral("stats_reset_cancel")),
-                                .confirm = text(QStringLiteral("stats_reset_yes")),
+                                .words = qtTrId("stats_reset_confirm"),
+                                .cancel = qtTrId("stats_reset_cancel"),
+                                .confirm = qtTrId("stats_reset_yes"),
                                 .kind = PushButton::Kind::destructive,
                                 .confirmed = [this] { statsRepo->reset(); }});
   confirm_->onClosed = [this] { confirm_.clear(); };

@@ -171,7 +171,7 @@ struct FakeDesktop {
             .keyMonitor = keys,
             .notifications = notifications,
             .haptics = haptics,
-            .localizedText = [](std::string_view key) { return std::string(key); },
+            .localizedText = [](const char* key) { return std::string(key); },
             .retroPiP = retroPiP};
   }
 };

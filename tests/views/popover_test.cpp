@@ -4,7 +4,6 @@
 #include <QClipboard>
 #include <limits>
 
-#include "look/texts.h"
 #include "views/drive.h"
 #include "views/popover_window.h"
 #include "views/stats_view.h"
@@ -79,7 +78,7 @@ TEST_F(PopoverTest, AStartWithoutACameraSaysWhyAndWaitsUntilAClickGivesUp) {
 TEST_F(PopoverTest, ItGrowsWithWhatItHasToSay) {
   delete window;
   auto parts = room.popoverParts();
-  parts.notice = text(QStringLiteral("error_no_pipewire"));  // three lines
+  parts.notice = qtTrId("error_no_pipewire");  // three lines
   window = new PopoverWindow(std::move(parts), PopoverWindow::Ground::translucent);
   window->content().showPage(MenuBarPopoverView::Page::about);
   show(*window);

@@ -71,11 +71,11 @@ TEST_F(PreferencesTest, EveryControlSavesItsSettingAtOnce) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "SMAppService error: no\n");
   auto* login = control<ToggleSwitch>("Lancer au démarrage");
   EXPECT_TRUE(login->isChecked()) << "as it still is";
-  EXPECT_EQ(login->accessibleDescription(), text(QStringLiteral("error_login_item")));
+  EXPECT_EQ(login->accessibleDescription(), qtTrId("error_login_item"));
   room.loginItem->failure.reset();
   flip("Lancer au démarrage");
   EXPECT_FALSE(login->isChecked());
-  EXPECT_NE(login->accessibleDescription(), text(QStringLiteral("error_login_item")));
+  EXPECT_NE(login->accessibleDescription(), qtTrId("error_login_item"));
 }
 
 TEST_F(PreferencesTest, APickerIsOneStopOfTheTabKeyAndArrowsPick) {

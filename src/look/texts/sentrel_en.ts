@@ -1,576 +1,575 @@
 <?xml version="1.0" encoding="utf-8"?>
-<!-- SPDX-License-Identifier: Apache-2.0 -->
 <!DOCTYPE TS>
 <TS version="2.1" language="en">
 <context>
-  <name></name>
-  <message id="home_status_active">
-    <source></source>
-    <translation>Protection on</translation>
-  </message>
-  <message id="home_status_inactive">
-    <source></source>
-    <translation>Protection off</translation>
-  </message>
-  <message id="home_open_stats">
-    <source></source>
-    <translation>Statistics</translation>
-  </message>
-  <message id="home_open_settings">
-    <source></source>
-    <translation>Preferences…</translation>
-  </message>
-  <message id="about_title">
-    <source></source>
-    <translation>About Sentrel</translation>
-  </message>
-  <message id="notif_alert_title">
-    <source></source>
-    <translation>Onlooker detected</translation>
-  </message>
-  <message id="notif_alert_text">
-    <source></source>
-    <translation>Someone seems to be watching your screen. The display has been darkened.</translation>
-  </message>
-  <message id="onboarding_camera_title">
-    <source></source>
-    <translation>Allow the camera</translation>
-  </message>
-  <message id="onboarding_camera_body">
-    <source></source>
-    <translation>Sentrel uses the camera to notice people looking over your shoulder. Images are analysed on this computer: nothing is recorded, nothing is sent.</translation>
-  </message>
-  <message id="onboarding_continue">
-    <source></source>
-    <translation>Continue</translation>
-  </message>
-  <message id="onboarding_overlay_title">
-    <source></source>
-    <translation>A filter over the whole screen</translation>
-  </message>
-  <message id="onboarding_notif_title">
-    <source></source>
-    <translation>Get alerts</translation>
-  </message>
-  <message id="onboarding_notif_body">
-    <source></source>
-    <translation>As soon as an onlooker is detected, Sentrel tells you with a notification and a sound.</translation>
-  </message>
-  <message id="onboarding_grant">
-    <source></source>
-    <translation>Allow notifications</translation>
-  </message>
-  <message id="onboarding_skip">
-    <source></source>
-    <translation>Later</translation>
-  </message>
-  <message id="stats_title">
-    <source></source>
-    <translation>Statistics</translation>
-  </message>
-  <message id="stats_header">
-    <source></source>
-    <translation>Your protection in figures</translation>
-  </message>
-  <message id="stats_alerts_label">
-    <source></source>
-    <translation>Alerts</translation>
-  </message>
-  <message id="stats_sessions_label">
-    <source></source>
-    <translation>Sessions</translation>
-  </message>
-  <message id="stats_time_label">
-    <source></source>
-    <translation>Time protected</translation>
-  </message>
-  <message id="stats_reset">
-    <source></source>
-    <translation>Reset…</translation>
-  </message>
-  <message id="stats_reset_confirm">
-    <source></source>
-    <translation>Reset all counters to zero? This cannot be undone.</translation>
-  </message>
-  <message id="stats_reset_yes">
-    <source></source>
-    <translation>Reset</translation>
-  </message>
-  <message id="stats_reset_cancel">
-    <source></source>
-    <translation>Cancel</translation>
-  </message>
-  <message id="stats_back">
-    <source></source>
-    <translation>Back</translation>
-  </message>
-  <message id="about_version">
-    <source></source>
-    <translation>Version</translation>
-  </message>
-  <message id="about_developer_title">
-    <source></source>
-    <translation>Development</translation>
-  </message>
-  <message id="about_developer_body">
-    <source></source>
-    <translation>Sentrel is free software, written and maintained by the people who contribute to its code.</translation>
-  </message>
-  <message id="about_project_title">
-    <source></source>
-    <translation>The project</translation>
-  </message>
-  <message id="about_project_body">
-    <source></source>
-    <translation>Keeping eyes off your shoulder, without a physical filter or extra hardware.</translation>
-  </message>
-  <message id="about_privacy_title">
-    <source></source>
-    <translation>Your privacy</translation>
-  </message>
-  <message id="about_privacy_body">
-    <source></source>
-    <translation>The camera image is analysed on this computer, then forgotten. Nothing is recorded or sent over the Internet.</translation>
-  </message>
-  <message id="shortcut_unavailable_hint">
-    <source></source>
-    <translation>This desktop offers no global shortcuts: bind a key to the command given in the manual.</translation>
-  </message>
-  <message id="tray_open">
-    <source></source>
-    <translation>Open Sentrel</translation>
-  </message>
-  <message id="tray_enable">
-    <source></source>
-    <translation>Turn protection on</translation>
-  </message>
-  <message id="tray_disable">
-    <source></source>
-    <translation>Turn protection off</translation>
-  </message>
-  <message id="error_no_camera">
-    <source></source>
-    <translation>Camera not found</translation>
-  </message>
-  <message id="error_camera_denied">
-    <source></source>
-    <translation>Camera access refused</translation>
-  </message>
-  <message id="error_camera_busy">
-    <source></source>
-    <translation>Camera in use</translation>
-  </message>
-  <message id="error_model_missing">
-    <source></source>
-    <translation>Detection model missing</translation>
-  </message>
-  <message id="error_no_pipewire">
-    <source></source>
-    <translation>PipeWire is not running: install pipewire and wireplumber.</translation>
-  </message>
-  <message id="advice_no_camera">
-    <source></source>
-    <translation>plug one in; "wpctl status" lists those that PipeWire knows</translation>
-  </message>
-  <message id="advice_camera_denied">
-    <source></source>
-    <translation>add your account to the group "video" and log in again</translation>
-  </message>
-  <message id="advice_camera_busy">
-    <source></source>
-    <translation>close the program that uses it; Sentrel takes it up again by itself</translation>
-  </message>
-  <message id="advice_model_missing">
-    <source></source>
-    <translation>reinstall Sentrel or run scripts/fetch-models</translation>
-  </message>
-  <message id="advice_no_pipewire">
-    <source></source>
-    <translation>then log in again</translation>
-  </message>
-  <message id="error_analysis_failed">
-    <source></source>
-    <translation>Face detection fails</translation>
-  </message>
-  <message id="advice_analysis_failed">
-    <source></source>
-    <translation>Sentrel tries again by itself; restart it if this lasts</translation>
-  </message>
-  <message id="notif_camera_text">
-    <source></source>
-    <translation>Your screen is not protected for now. Sentrel keeps trying and will protect it as soon as the camera answers.</translation>
-  </message>
-  <message id="error_no_overlay">
-    <source></source>
-    <translation>This desktop does not allow covering the screen. Alerts stay on.</translation>
-  </message>
-  <message id="error_no_compositing">
-    <source></source>
-    <translation>Without a compositing manager only alerts are shown.</translation>
-  </message>
-  <message id="error_settings_damaged">
-    <source></source>
-    <translation>Settings were damaged: readable values were kept, the old file was set aside.</translation>
-  </message>
-  <message id="error_login_item">
-    <source></source>
-    <translation>Start at login could not be changed.</translation>
-  </message>
-  <message id="error_settings_unreadable">
-    <source></source>
-    <translation>Settings cannot be read: Sentrel uses standard values and leaves the file as it is.</translation>
-  </message>
-  <message id="notif_off_title">
-    <source></source>
-    <translation>Protection is off</translation>
-  </message>
-  <message id="notif_off_text">
-    <source></source>
-    <translation>A shortcut of the desktop, a script or another program asked for it.</translation>
-  </message>
-  <message id="link_copy">
-    <source></source>
-    <translation>Copy the address</translation>
-  </message>
-  <message id="onboarding_camera_again">
-    <source></source>
-    <translation>The camera is not allowed yet.</translation>
-  </message>
-  <message id="command_usage">
-    <source></source>
-    <translation>Usage: sentrel [OPTION]</translation>
-  </message>
-  <message id="command_none">
-    <source></source>
-    <translation>Without an option, sentrel protects the screen; where it does so already, its window opens.</translation>
-  </message>
-  <message id="command_help">
-    <source></source>
-    <translation>print this help and exit</translation>
-  </message>
-  <message id="command_version">
-    <source></source>
-    <translation>print the version and exit</translation>
-  </message>
-  <message id="command_service">
-    <source></source>
-    <translation>wait for what the session bus asks, which starts the program so</translation>
-  </message>
-  <message id="command_manual">
-    <source></source>
-    <translation>“man sentrel” explains the settings and what scripts can ask for.</translation>
-  </message>
-  <message id="command_unknown">
-    <source></source>
-    <translation>unknown argument “%1”; “sentrel --help” tells which there are.</translation>
-  </message>
-  <message id="Sentrel · Nos autres projets">
-    <source></source>
-    <translation>Sentrel · Our other projects</translation>
-  </message>
-  <message id="Étape %1 sur %2">
-    <source></source>
-    <translation>Step %1 of %2</translation>
-  </message>
-  <message id="Protection">
-    <source></source>
-    <translation>Protection</translation>
-  </message>
-  <message id="Réduire la distance">
-    <source></source>
-    <translation>Decrease distance</translation>
-  </message>
-  <message id="Augmenter la distance">
-    <source></source>
-    <translation>Increase distance</translation>
-  </message>
-  <message id="REGARD INDISCRET">
-    <source></source>
-    <translation>ONLOOKER</translation>
-  </message>
-  <message id="Quelqu'un observe votre écran">
-    <source></source>
-    <translation>Someone is watching your screen</translation>
-  </message>
-  <message id="INTRUS DÉTECTÉ">
-    <source></source>
-    <translation>INTRUDER DETECTED</translation>
-  </message>
-  <message id="Préférences Sentrel">
-    <source></source>
-    <translation>Sentrel Preferences</translation>
-  </message>
-  <message id="Bienvenue dans Sentrel">
-    <source></source>
-    <translation>Welcome to Sentrel</translation>
-  </message>
-  <message id="Caméra">
-    <source></source>
-    <translation>Camera</translation>
-  </message>
-  <message id="Sélectionnez la caméra utilisée pour la détection">
-    <source></source>
-    <translation>Choose the camera used for detection</translation>
-  </message>
-  <message id="Par défaut (frontale)">
-    <source></source>
-    <translation>Default (front)</translation>
-  </message>
-  <message id="Détection">
-    <source></source>
-    <translation>Detection</translation>
-  </message>
-  <message id="Force du filtre">
-    <source></source>
-    <translation>Filter strength</translation>
-  </message>
-  <message id="Opacité de l'overlay de confidentialité">
-    <source></source>
-    <translation>Opacity of the privacy overlay</translation>
-  </message>
-  <message id="Sensibilité">
-    <source></source>
-    <translation>Sensitivity</translation>
-  </message>
-  <message id="Réactivité aux mouvements de tête">
-    <source></source>
-    <translation>Reaction to head movements</translation>
-  </message>
-  <message id="Délai d'inattention">
-    <source></source>
-    <translation>Inattention delay</translation>
-  </message>
-  <message id="Temps avant de considérer que vous ne regardez plus">
-    <source></source>
-    <translation>Time before you count as looking away</translation>
-  </message>
-  <message id="Mode lunettes">
-    <source></source>
-    <translation>Glasses mode</translation>
-  </message>
-  <message id="Réduit les faux positifs si vous portez des lunettes">
-    <source></source>
-    <translation>Fewer false alerts if you wear glasses</translation>
-  </message>
-  <message id="Comportement">
-    <source></source>
-    <translation>Behaviour</translation>
-  </message>
-  <message id="Lancer au démarrage">
-    <source></source>
-    <translation>Start at login</translation>
-  </message>
-  <message id="Sentrel se lance automatiquement à l'ouverture de session">
-    <source></source>
-    <translation>Sentrel starts by itself when you log in</translation>
-  </message>
-  <message id="Raccourci global ⌘⇧C">
-    <source></source>
-    <translation>Global shortcut Super+Shift+C</translation>
-  </message>
-  <message id="Activer / désactiver le filtre sans ouvrir le menu">
-    <source></source>
-    <translation>Turn the filter on or off without opening the menu</translation>
-  </message>
-  <message id="Couvrir tous les écrans">
-    <source></source>
-    <translation>Cover all screens</translation>
-  </message>
-  <message id="Étend l'overlay à chaque moniteur connecté">
-    <source></source>
-    <translation>Extends the overlay to every connected monitor</translation>
-  </message>
-  <message id="Vibration lors d'une alerte">
-    <source></source>
-    <translation>Vibrate on alert</translation>
-  </message>
-  <message id="Retour haptique quand un regard indiscret est détecté">
-    <source></source>
-    <translation>Haptic feedback when an onlooker is detected</translation>
-  </message>
-  <message id="Matrice de confidentialité">
-    <source></source>
-    <translation>Privacy matrix</translation>
-  </message>
-  <message id="Activer la matrice">
-    <source></source>
-    <translation>Turn on the matrix</translation>
-  </message>
-  <message id="Affiche un motif de bandes qui rend l'écran illisible de côté">
-    <source></source>
-    <translation>Shows stripes that make the screen unreadable from the side</translation>
-  </message>
-  <message id="Coefficient de distance">
-    <source></source>
-    <translation>Distance factor</translation>
-  </message>
-  <message id="Amplifie la distance estimée pour une protection plus large">
-    <source></source>
-    <translation>Raises the estimated distance for wider protection</translation>
-  </message>
-  <message id="Opacité des bandes">
-    <source></source>
-    <translation>Stripe opacity</translation>
-  </message>
-  <message id="Plus élevée = moins lisible de côté mais plus visible de face">
-    <source></source>
-    <translation>Higher = harder to read from the side, more visible from the front</translation>
-  </message>
-  <message id="Avancé">
-    <source></source>
-    <translation>Advanced</translation>
-  </message>
-  <message id="Fréquence de capture">
-    <source></source>
-    <translation>Capture rate</translation>
-  </message>
-  <message id="Fréquence d'analyse de la caméra — réduire pour économiser la batterie">
-    <source></source>
-    <translation>How often the camera is analysed — lower it to save battery</translation>
-  </message>
-  <message id="Pause batterie">
-    <source></source>
-    <translation>Battery pause</translation>
-  </message>
-  <message id="Désactive automatiquement le filtre en dessous de ce seuil">
-    <source></source>
-    <translation>Turns the filter off below this level</translation>
-  </message>
-  <message id="Désactivé">
-    <source></source>
-    <translation>Off</translation>
-  </message>
-  <message id="Distance de calibration">
-    <source></source>
-    <translation>Calibration distance</translation>
-  </message>
-  <message id="Distance mesurée lors de la calibration">
-    <source></source>
-    <translation>Distance measured during calibration</translation>
-  </message>
-  <message id="Non calibré">
-    <source></source>
-    <translation>Not calibrated</translation>
-  </message>
-  <message id="Calibrer…">
-    <source></source>
-    <translation>Calibrate…</translation>
-  </message>
-  <message id="Non calibré — les alertes utilisent la distance par défaut (60 cm)">
-    <source></source>
-    <translation>Not calibrated — alerts use the default distance (60 cm)</translation>
-  </message>
-  <message id="Calibration de distance">
-    <source></source>
-    <translation>Distance calibration</translation>
-  </message>
-  <message id="Sentrel va mesurer votre distance habituelle à l'écran pour adapter ses alertes.">
-    <source></source>
-    <translation>Sentrel will measure your usual distance from the screen to adapt its alerts.</translation>
-  </message>
-  <message id="Installez-vous à votre distance de travail habituelle, regardez droit vers la caméra et appuyez sur Démarrer.">
-    <source></source>
-    <translation>Sit at your usual working distance, look straight at the camera and press Start.</translation>
-  </message>
-  <message id="Démarrer">
-    <source></source>
-    <translation>Start</translation>
-  </message>
-  <message id="Annuler">
-    <source></source>
-    <translation>Cancel</translation>
-  </message>
-  <message id="Recommencer">
-    <source></source>
-    <translation>Start over</translation>
-  </message>
-  <message id="Valider">
-    <source></source>
-    <translation>Accept</translation>
-  </message>
-  <message id="Réessayer">
-    <source></source>
-    <translation>Try again</translation>
-  </message>
-  <message id="Fermer">
-    <source></source>
-    <translation>Close</translation>
-  </message>
-  <message id="Passer">
-    <source></source>
-    <translation>Skip</translation>
-  </message>
-  <message id="Restez immobile…">
-    <source></source>
-    <translation>Keep still…</translation>
-  </message>
-  <message id="Mesure en cours…">
-    <source></source>
-    <translation>Measuring…</translation>
-  </message>
-  <message id="3 secondes">
-    <source></source>
-    <translation>3 seconds</translation>
-  </message>
-  <message id="Distance estimée : %lld cm">
-    <source></source>
-    <translation>Estimated distance: %lld cm</translation>
-  </message>
-  <message id="Vous pouvez ajuster cette valeur si elle vous semble incorrecte.">
-    <source></source>
-    <translation>You can adjust this value if it looks wrong.</translation>
-  </message>
-  <message id="Calibration échouée">
-    <source></source>
-    <translation>Calibration failed</translation>
-  </message>
-  <message id="La caméra reste fermée tant que la session est verrouillée, en veille ou en pause.">
-    <source></source>
-    <translation>The camera stays closed while the session is locked, asleep or paused.</translation>
-  </message>
-  <message id="Aucun visage détecté. Assurez-vous d'être bien en face de la caméra.">
-    <source></source>
-    <translation>No face found. Make sure you are facing the camera.</translation>
-  </message>
-  <message id="Compris">
-    <source></source>
-    <translation>Got it</translation>
-  </message>
-  <message id="✓ Autorisé">
-    <source></source>
-    <translation>✓ Allowed</translation>
-  </message>
-  <message id="Calibrer maintenant">
-    <source></source>
-    <translation>Calibrate now</translation>
-  </message>
-  <message id="✓ Calibré (%1 cm)">
-    <source></source>
-    <translation>✓ Calibrated (%1 cm)</translation>
-  </message>
-  <message id="Activer">
-    <source></source>
-    <translation>Turn on</translation>
-  </message>
-  <message id="✓ Activé">
-    <source></source>
-    <translation>✓ On</translation>
-  </message>
-  <message id="Pour des alertes précises, calibrez Sentrel à votre distance de travail habituelle. Cette étape prend 5 secondes.">
-    <source></source>
-    <translation>For accurate alerts, calibrate Sentrel at your usual working distance. This step takes 5 seconds.</translation>
-  </message>
-  <message id="Sentrel peut se lancer automatiquement à l'ouverture de session pour vous protéger dès le début.">
-    <source></source>
-    <translation>Sentrel can start by itself at login, to protect you from the start.</translation>
-  </message>
-  <message id="Sur macOS, le filtre Sentrel peut couvrir toutes les applications simultanément, y compris les apps en plein écran — une capacité unique que iOS ne permet pas.">
-    <source></source>
-    <translation>The Sentrel filter covers all applications at once, full-screen ones included.</translation>
-  </message>
-  <message id="⌘⇧C">
-    <source></source>
-    <translation>Super+Shift+C</translation>
-  </message>
+    <name></name>
+    <message id="home_status_active">
+        <source></source>
+        <translation>Protection on</translation>
+    </message>
+    <message id="home_status_inactive">
+        <source></source>
+        <translation>Protection off</translation>
+    </message>
+    <message id="home_open_stats">
+        <source></source>
+        <translation>Statistics</translation>
+    </message>
+    <message id="home_open_settings">
+        <source></source>
+        <translation>Preferences…</translation>
+    </message>
+    <message id="about_title">
+        <source></source>
+        <translation>About Sentrel</translation>
+    </message>
+    <message id="notif_alert_title">
+        <source></source>
+        <translation>Onlooker detected</translation>
+    </message>
+    <message id="notif_alert_text">
+        <source></source>
+        <translation>Someone seems to be watching your screen. The display has been darkened.</translation>
+    </message>
+    <message id="onboarding_camera_title">
+        <source></source>
+        <translation>Allow the camera</translation>
+    </message>
+    <message id="onboarding_camera_body">
+        <source></source>
+        <translation>Sentrel uses the camera to notice people looking over your shoulder. Images are analysed on this computer: nothing is recorded, nothing is sent.</translation>
+    </message>
+    <message id="onboarding_continue">
+        <source></source>
+        <translation>Continue</translation>
+    </message>
+    <message id="onboarding_overlay_title">
+        <source></source>
+        <translation>A filter over the whole screen</translation>
+    </message>
+    <message id="onboarding_notif_title">
+        <source></source>
+        <translation>Get alerts</translation>
+    </message>
+    <message id="onboarding_notif_body">
+        <source></source>
+        <translation>As soon as an onlooker is detected, Sentrel tells you with a notification and a sound.</translation>
+    </message>
+    <message id="onboarding_grant">
+        <source></source>
+        <translation>Allow notifications</translation>
+    </message>
+    <message id="onboarding_skip">
+        <source></source>
+        <translation>Later</translation>
+    </message>
+    <message id="stats_title">
+        <source></source>
+        <translation>Statistics</translation>
+    </message>
+    <message id="stats_header">
+        <source></source>
+        <translation>Your protection in figures</translation>
+    </message>
+    <message id="stats_alerts_label">
+        <source></source>
+        <translation>Alerts</translation>
+    </message>
+    <message id="stats_sessions_label">
+        <source></source>
+        <translation>Sessions</translation>
+    </message>
+    <message id="stats_time_label">
+        <source></source>
+        <translation>Time protected</translation>
+    </message>
+    <message id="stats_reset">
+        <source></source>
+        <translation>Reset…</translation>
+    </message>
+    <message id="stats_reset_confirm">
+        <source></source>
+        <translation>Reset all counters to zero? This cannot be undone.</translation>
+    </message>
+    <message id="stats_reset_yes">
+        <source></source>
+        <translation>Reset</translation>
+    </message>
+    <message id="stats_reset_cancel">
+        <source></source>
+        <translation>Cancel</translation>
+    </message>
+    <message id="stats_back">
+        <source></source>
+        <translation>Back</translation>
+    </message>
+    <message id="about_version">
+        <source></source>
+        <translation>Version</translation>
+    </message>
+    <message id="about_developer_title">
+        <source></source>
+        <translation>Development</translation>
+    </message>
+    <message id="about_developer_body">
+        <source></source>
+        <translation>Sentrel is free software, written and maintained by the people who contribute to its code.</translation>
+    </message>
+    <message id="about_project_title">
+        <source></source>
+        <translation>The project</translation>
+    </message>
+    <message id="about_project_body">
+        <source></source>
+        <translation>Keeping eyes off your shoulder, without a physical filter or extra hardware.</translation>
+    </message>
+    <message id="about_privacy_title">
+        <source></source>
+        <translation>Your privacy</translation>
+    </message>
+    <message id="about_privacy_body">
+        <source></source>
+        <translation>The camera image is analysed on this computer, then forgotten. Nothing is recorded or sent over the Internet.</translation>
+    </message>
+    <message id="shortcut_unavailable_hint">
+        <source></source>
+        <translation>This desktop offers no global shortcuts: bind a key to the command given in the manual.</translation>
+    </message>
+    <message id="tray_open">
+        <source></source>
+        <translation>Open Sentrel</translation>
+    </message>
+    <message id="tray_enable">
+        <source></source>
+        <translation>Turn protection on</translation>
+    </message>
+    <message id="tray_disable">
+        <source></source>
+        <translation>Turn protection off</translation>
+    </message>
+    <message id="error_no_camera">
+        <source></source>
+        <translation>Camera not found</translation>
+    </message>
+    <message id="error_camera_denied">
+        <source></source>
+        <translation>Camera access refused</translation>
+    </message>
+    <message id="error_camera_busy">
+        <source></source>
+        <translation>Camera in use</translation>
+    </message>
+    <message id="error_model_missing">
+        <source></source>
+        <translation>Detection model missing</translation>
+    </message>
+    <message id="error_no_pipewire">
+        <source></source>
+        <translation>PipeWire is not running: install pipewire and wireplumber.</translation>
+    </message>
+    <message id="advice_no_camera">
+        <source></source>
+        <translation>plug one in; &quot;wpctl status&quot; lists those that PipeWire knows</translation>
+    </message>
+    <message id="advice_camera_denied">
+        <source></source>
+        <translation>add your account to the group &quot;video&quot; and log in again</translation>
+    </message>
+    <message id="advice_camera_busy">
+        <source></source>
+        <translation>close the program that uses it; Sentrel takes it up again by itself</translation>
+    </message>
+    <message id="advice_model_missing">
+        <source></source>
+        <translation>reinstall Sentrel or run scripts/fetch-models</translation>
+    </message>
+    <message id="advice_no_pipewire">
+        <source></source>
+        <translation>then log in again</translation>
+    </message>
+    <message id="error_analysis_failed">
+        <source></source>
+        <translation>Face detection fails</translation>
+    </message>
+    <message id="advice_analysis_failed">
+        <source></source>
+        <translation>Sentrel tries again by itself; restart it if this lasts</translation>
+    </message>
+    <message id="notif_camera_text">
+        <source></source>
+        <translation>Your screen is not protected for now. Sentrel keeps trying and will protect it as soon as the camera answers.</translation>
+    </message>
+    <message id="error_no_overlay">
+        <source></source>
+        <translation>This desktop does not allow covering the screen. Alerts stay on.</translation>
+    </message>
+    <message id="error_no_compositing">
+        <source></source>
+        <translation>Without a compositing manager only alerts are shown.</translation>
+    </message>
+    <message id="error_settings_damaged">
+        <source></source>
+        <translation>Settings were damaged: readable values were kept, the old file was set aside.</translation>
+    </message>
+    <message id="error_login_item">
+        <source></source>
+        <translation>Start at login could not be changed.</translation>
+    </message>
+    <message id="error_settings_unreadable">
+        <source></source>
+        <translation>Settings cannot be read: Sentrel uses standard values and leaves the file as it is.</translation>
+    </message>
+    <message id="notif_off_title">
+        <source></source>
+        <translation>Protection is off</translation>
+    </message>
+    <message id="notif_off_text">
+        <source></source>
+        <translation>A shortcut of the desktop, a script or another program asked for it.</translation>
+    </message>
+    <message id="link_copy">
+        <source></source>
+        <translation>Copy the address</translation>
+    </message>
+    <message id="onboarding_camera_again">
+        <source></source>
+        <translation>The camera is not allowed yet.</translation>
+    </message>
+    <message id="command_usage">
+        <source></source>
+        <translation>Usage: sentrel [OPTION]</translation>
+    </message>
+    <message id="command_none">
+        <source></source>
+        <translation>Without an option, sentrel protects the screen; where it does so already, its window opens.</translation>
+    </message>
+    <message id="command_help">
+        <source></source>
+        <translation>print this help and exit</translation>
+    </message>
+    <message id="command_version">
+        <source></source>
+        <translation>print the version and exit</translation>
+    </message>
+    <message id="command_service">
+        <source></source>
+        <translation>wait for what the session bus asks, which starts the program so</translation>
+    </message>
+    <message id="command_manual">
+        <source></source>
+        <translation>“man sentrel” explains the settings and what scripts can ask for.</translation>
+    </message>
+    <message id="command_unknown">
+        <source></source>
+        <translation>unknown argument “%1”; “sentrel --help” tells which there are.</translation>
+    </message>
+    <message id="Sentrel · Nos autres projets">
+        <source></source>
+        <translation>Sentrel · Our other projects</translation>
+    </message>
+    <message id="Étape %1 sur %2">
+        <source></source>
+        <translation>Step %1 of %2</translation>
+    </message>
+    <message id="Protection">
+        <source></source>
+        <translation>Protection</translation>
+    </message>
+    <message id="Réduire la distance">
+        <source></source>
+        <translation>Decrease distance</translation>
+    </message>
+    <message id="Augmenter la distance">
+        <source></source>
+        <translation>Increase distance</translation>
+    </message>
+    <message id="REGARD INDISCRET">
+        <source></source>
+        <translation>ONLOOKER</translation>
+    </message>
+    <message id="Quelqu'un observe votre écran">
+        <source></source>
+        <translation>Someone is watching your screen</translation>
+    </message>
+    <message id="INTRUS DÉTECTÉ">
+        <source></source>
+        <translation>INTRUDER DETECTED</translation>
+    </message>
+    <message id="Préférences Sentrel">
+        <source></source>
+        <translation>Sentrel Preferences</translation>
+    </message>
+    <message id="Bienvenue dans Sentrel">
+        <source></source>
+        <translation>Welcome to Sentrel</translation>
+    </message>
+    <message id="Caméra">
+        <source></source>
+        <translation>Camera</translation>
+    </message>
+    <message id="Sélectionnez la caméra utilisée pour la détection">
+        <source></source>
+        <translation>Choose the camera used for detection</translation>
+    </message>
+    <message id="Par défaut (frontale)">
+        <source></source>
+        <translation>Default (front)</translation>
+    </message>
+    <message id="Détection">
+        <source></source>
+        <translation>Detection</translation>
+    </message>
+    <message id="Force du filtre">
+        <source></source>
+        <translation>Filter strength</translation>
+    </message>
+    <message id="Opacité de l'overlay de confidentialité">
+        <source></source>
+        <translation>Opacity of the privacy overlay</translation>
+    </message>
+    <message id="Sensibilité">
+        <source></source>
+        <translation>Sensitivity</translation>
+    </message>
+    <message id="Réactivité aux mouvements de tête">
+        <source></source>
+        <translation>Reaction to head movements</translation>
+    </message>
+    <message id="Délai d'inattention">
+        <source></source>
+        <translation>Inattention delay</translation>
+    </message>
+    <message id="Temps avant de considérer que vous ne regardez plus">
+        <source></source>
+        <translation>Time before you count as looking away</translation>
+    </message>
+    <message id="Mode lunettes">
+        <source></source>
+        <translation>Glasses mode</translation>
+    </message>
+    <message id="Réduit les faux positifs si vous portez des lunettes">
+        <source></source>
+        <translation>Fewer false alerts if you wear glasses</translation>
+    </message>
+    <message id="Comportement">
+        <source></source>
+        <translation>Behaviour</translation>
+    </message>
+    <message id="Lancer au démarrage">
+        <source></source>
+        <translation>Start at login</translation>
+    </message>
+    <message id="Sentrel se lance automatiquement à l'ouverture de session">
+        <source></source>
+        <translation>Sentrel starts by itself when you log in</translation>
+    </message>
+    <message id="Raccourci global ⌘⇧C">
+        <source></source>
+        <translation>Global shortcut Super+Shift+C</translation>
+    </message>
+    <message id="Activer / désactiver le filtre sans ouvrir le menu">
+        <source></source>
+        <translation>Turn the filter on or off without opening the menu</translation>
+    </message>
+    <message id="Couvrir tous les écrans">
+        <source></source>
+        <translation>Cover all screens</translation>
+    </message>
+    <message id="Étend l'overlay à chaque moniteur connecté">
+        <source></source>
+        <translation>Extends the overlay to every connected monitor</translation>
+    </message>
+    <message id="Vibration lors d'une alerte">
+        <source></source>
+        <translation>Vibrate on alert</translation>
+    </message>
+    <message id="Retour haptique quand un regard indiscret est détecté">
+        <source></source>
+        <translation>Haptic feedback when an onlooker is detected</translation>
+    </message>
+    <message id="Matrice de confidentialité">
+        <source></source>
+        <translation>Privacy matrix</translation>
+    </message>
+    <message id="Activer la matrice">
+        <source></source>
+        <translation>Turn on the matrix</translation>
+    </message>
+    <message id="Affiche un motif de bandes qui rend l'écran illisible de côté">
+        <source></source>
+        <translation>Shows stripes that make the screen unreadable from the side</translation>
+    </message>
+    <message id="Coefficient de distance">
+        <source></source>
+        <translation>Distance factor</translation>
+    </message>
+    <message id="Amplifie la distance estimée pour une protection plus large">
+        <source></source>
+        <translation>Raises the estimated distance for wider protection</translation>
+    </message>
+    <message id="Opacité des bandes">
+        <source></source>
+        <translation>Stripe opacity</translation>
+    </message>
+    <message id="Plus élevée = moins lisible de côté mais plus visible de face">
+        <source></source>
+        <translation>Higher = harder to read from the side, more visible from the front</translation>
+    </message>
+    <message id="Avancé">
+        <source></source>
+        <translation>Advanced</translation>
+    </message>
+    <message id="Fréquence de capture">
+        <source></source>
+        <translation>Capture rate</translation>
+    </message>
+    <message id="Fréquence d'analyse de la caméra — réduire pour économiser la batterie">
+        <source></source>
+        <translation>How often the camera is analysed — lower it to save battery</translation>
+    </message>
+    <message id="Pause batterie">
+        <source></source>
+        <translation>Battery pause</translation>
+    </message>
+    <message id="Désactive automatiquement le filtre en dessous de ce seuil">
+        <source></source>
+        <translation>Turns the filter off below this level</translation>
+    </message>
+    <message id="Désactivé">
+        <source></source>
+        <translation>Off</translation>
+    </message>
+    <message id="Distance de calibration">
+        <source></source>
+        <translation>Calibration distance</translation>
+    </message>
+    <message id="Distance mesurée lors de la calibration">
+        <source></source>
+        <translation>Distance measured during calibration</translation>
+    </message>
+    <message id="Non calibré">
+        <source></source>
+        <translation>Not calibrated</translation>
+    </message>
+    <message id="Calibrer…">
+        <source></source>
+        <translation>Calibrate…</translation>
+    </message>
+    <message id="Non calibré — les alertes utilisent la distance par défaut (60 cm)">
+        <source></source>
+        <translation>Not calibrated — alerts use the default distance (60 cm)</translation>
+    </message>
+    <message id="Calibration de distance">
+        <source></source>
+        <translation>Distance calibration</translation>
+    </message>
+    <message id="Sentrel va mesurer votre distance habituelle à l'écran pour adapter ses alertes.">
+        <source></source>
+        <translation>Sentrel will measure your usual distance from the screen to adapt its alerts.</translation>
+    </message>
+    <message id="Installez-vous à votre distance de travail habituelle, regardez droit vers la caméra et appuyez sur Démarrer.">
+        <source></source>
+        <translation>Sit at your usual working distance, look straight at the camera and press Start.</translation>
+    </message>
+    <message id="Démarrer">
+        <source></source>
+        <translation>Start</translation>
+    </message>
+    <message id="Annuler">
+        <source></source>
+        <translation>Cancel</translation>
+    </message>
+    <message id="Recommencer">
+        <source></source>
+        <translation>Start over</translation>
+    </message>
+    <message id="Valider">
+        <source></source>
+        <translation>Accept</translation>
+    </message>
+    <message id="Réessayer">
+        <source></source>
+        <translation>Try again</translation>
+    </message>
+    <message id="Fermer">
+        <source></source>
+        <translation>Close</translation>
+    </message>
+    <message id="Passer">
+        <source></source>
+        <translation>Skip</translation>
+    </message>
+    <message id="Restez immobile…">
+        <source></source>
+        <translation>Keep still…</translation>
+    </message>
+    <message id="Mesure en cours…">
+        <source></source>
+        <translation>Measuring…</translation>
+    </message>
+    <message id="3 secondes">
+        <source></source>
+        <translation>3 seconds</translation>
+    </message>
+    <message id="Distance estimée : %lld cm">
+        <source></source>
+        <translation>Estimated distance: %lld cm</translation>
+    </message>
+    <message id="Vous pouvez ajuster cette valeur si elle vous semble incorrecte.">
+        <source></source>
+        <translation>You can adjust this value if it looks wrong.</translation>
+    </message>
+    <message id="Calibration échouée">
+        <source></source>
+        <translation>Calibration failed</translation>
+    </message>
+    <message id="La caméra reste fermée tant que la session est verrouillée, en veille ou en pause.">
+        <source></source>
+        <translation>The camera stays closed while the session is locked, asleep or paused.</translation>
+    </message>
+    <message id="Aucun visage détecté. Assurez-vous d'être bien en face de la caméra.">
+        <source></source>
+        <translation>No face found. Make sure you are facing the camera.</translation>
+    </message>
+    <message id="Compris">
+        <source></source>
+        <translation>Got it</translation>
+    </message>
+    <message id="✓ Autorisé">
+        <source></source>
+        <translation>✓ Allowed</translation>
+    </message>
+    <message id="Calibrer maintenant">
+        <source></source>
+        <translation>Calibrate now</translation>
+    </message>
+    <message id="✓ Calibré (%1 cm)">
+        <source></source>
+        <translation>✓ Calibrated (%1 cm)</translation>
+    </message>
+    <message id="Activer">
+        <source></source>
+        <translation>Turn on</translation>
+    </message>
+    <message id="✓ Activé">
+        <source></source>
+        <translation>✓ On</translation>
+    </message>
+    <message id="Pour des alertes précises, calibrez Sentrel à votre distance de travail habituelle. Cette étape prend 5 secondes.">
+        <source></source>
+        <translation>For accurate alerts, calibrate Sentrel at your usual working distance. This step takes 5 seconds.</translation>
+    </message>
+    <message id="Sentrel peut se lancer automatiquement à l'ouverture de session pour vous protéger dès le début.">
+        <source></source>
+        <translation>Sentrel can start by itself at login, to protect you from the start.</translation>
+    </message>
+    <message id="Sur macOS, le filtre Sentrel peut couvrir toutes les applications simultanément, y compris les apps en plein écran — une capacité unique que iOS ne permet pas.">
+        <source></source>
+        <translation>The Sentrel filter covers all applications at once, full-screen ones included.</translation>
+    </message>
+    <message id="⌘⇧C">
+        <source></source>
+        <translation>Super+Shift+C</translation>
+    </message>
 </context>
 </TS>

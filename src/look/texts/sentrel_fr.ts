@@ -1,280 +1,575 @@
 <?xml version="1.0" encoding="utf-8"?>
-<!-- SPDX-License-Identifier: Apache-2.0 -->
 <!DOCTYPE TS>
 <TS version="2.1" language="fr">
 <context>
-  <name></name>
-  <message id="home_status_active">
-    <source></source>
-    <translation>Protection active</translation>
-  </message>
-  <message id="home_status_inactive">
-    <source></source>
-    <translation>Protection désactivée</translation>
-  </message>
-  <message id="home_open_stats">
-    <source></source>
-    <translation>Statistiques</translation>
-  </message>
-  <message id="home_open_settings">
-    <source></source>
-    <translation>Préférences…</translation>
-  </message>
-  <message id="about_title">
-    <source></source>
-    <translation>À propos de Sentrel</translation>
-  </message>
-  <message id="notif_alert_title">
-    <source></source>
-    <translation>Regard indiscret détecté</translation>
-  </message>
-  <message id="notif_alert_text">
-    <source></source>
-    <translation>Quelqu'un semble observer votre écran. L'affichage a été assombri.</translation>
-  </message>
-  <message id="onboarding_camera_title">
-    <source></source>
-    <translation>Autoriser la caméra</translation>
-  </message>
-  <message id="onboarding_camera_body">
-    <source></source>
-    <translation>Sentrel utilise la caméra pour repérer les regards par-dessus votre épaule. Les images sont analysées sur cet ordinateur : rien n'est enregistré, rien n'est envoyé.</translation>
-  </message>
-  <message id="onboarding_continue">
-    <source></source>
-    <translation>Continuer</translation>
-  </message>
-  <message id="onboarding_overlay_title">
-    <source></source>
-    <translation>Un filtre sur tout l'écran</translation>
-  </message>
-  <message id="onboarding_notif_title">
-    <source></source>
-    <translation>Recevoir les alertes</translation>
-  </message>
-  <message id="onboarding_notif_body">
-    <source></source>
-    <translation>Dès qu'un regard indiscret est détecté, Sentrel vous prévient par une notification sonore.</translation>
-  </message>
-  <message id="onboarding_grant">
-    <source></source>
-    <translation>Autoriser les notifications</translation>
-  </message>
-  <message id="onboarding_skip">
-    <source></source>
-    <translation>Plus tard</translation>
-  </message>
-  <message id="stats_title">
-    <source></source>
-    <translation>Statistiques</translation>
-  </message>
-  <message id="stats_header">
-    <source></source>
-    <translation>Votre protection en chiffres</translation>
-  </message>
-  <message id="stats_alerts_label">
-    <source></source>
-    <translation>Alertes</translation>
-  </message>
-  <message id="stats_sessions_label">
-    <source></source>
-    <translation>Sessions</translation>
-  </message>
-  <message id="stats_time_label">
-    <source></source>
-    <translation>Temps protégé</translation>
-  </message>
-  <message id="stats_reset">
-    <source></source>
-    <translation>Remettre à zéro…</translation>
-  </message>
-  <message id="stats_reset_confirm">
-    <source></source>
-    <translation>Remettre tous les compteurs à zéro ? Cette action est définitive.</translation>
-  </message>
-  <message id="stats_reset_yes">
-    <source></source>
-    <translation>Remettre à zéro</translation>
-  </message>
-  <message id="stats_reset_cancel">
-    <source></source>
-    <translation>Annuler</translation>
-  </message>
-  <message id="stats_back">
-    <source></source>
-    <translation>Retour</translation>
-  </message>
-  <message id="about_version">
-    <source></source>
-    <translation>Version</translation>
-  </message>
-  <message id="about_developer_title">
-    <source></source>
-    <translation>Le développement</translation>
-  </message>
-  <message id="about_developer_body">
-    <source></source>
-    <translation>Sentrel est un logiciel libre, écrit et entretenu par celles et ceux qui contribuent à son code.</translation>
-  </message>
-  <message id="about_project_title">
-    <source></source>
-    <translation>Le projet</translation>
-  </message>
-  <message id="about_project_body">
-    <source></source>
-    <translation>Écarter les regards par-dessus l'épaule, sans filtre physique ni matériel supplémentaire.</translation>
-  </message>
-  <message id="about_privacy_title">
-    <source></source>
-    <translation>Votre vie privée</translation>
-  </message>
-  <message id="about_privacy_body">
-    <source></source>
-    <translation>L'image de la caméra est analysée sur cet ordinateur, puis oubliée. Rien n'est enregistré ni envoyé sur Internet.</translation>
-  </message>
-  <message id="shortcut_unavailable_hint">
-    <source></source>
-    <translation>Ce bureau ne permet pas de raccourci global : associez une touche à la commande indiquée dans le manuel.</translation>
-  </message>
-  <message id="tray_open">
-    <source></source>
-    <translation>Ouvrir Sentrel</translation>
-  </message>
-  <message id="tray_enable">
-    <source></source>
-    <translation>Activer la protection</translation>
-  </message>
-  <message id="tray_disable">
-    <source></source>
-    <translation>Désactiver la protection</translation>
-  </message>
-  <message id="error_no_camera">
-    <source></source>
-    <translation>Caméra introuvable</translation>
-  </message>
-  <message id="error_camera_denied">
-    <source></source>
-    <translation>Accès à la caméra refusé</translation>
-  </message>
-  <message id="error_camera_busy">
-    <source></source>
-    <translation>Caméra occupée</translation>
-  </message>
-  <message id="error_model_missing">
-    <source></source>
-    <translation>Modèle de détection absent</translation>
-  </message>
-  <message id="error_no_pipewire">
-    <source></source>
-    <translation>Service PipeWire introuvable : installez pipewire et wireplumber.</translation>
-  </message>
-  <message id="advice_no_camera">
-    <source></source>
-    <translation>branchez une caméra ; « wpctl status » liste celles que PipeWire connaît</translation>
-  </message>
-  <message id="advice_camera_denied">
-    <source></source>
-    <translation>ajoutez votre compte au groupe « video », puis rouvrez votre session</translation>
-  </message>
-  <message id="advice_camera_busy">
-    <source></source>
-    <translation>fermez le programme qui l'utilise ; Sentrel la reprendra de lui-même</translation>
-  </message>
-  <message id="advice_model_missing">
-    <source></source>
-    <translation>réinstallez Sentrel ou lancez scripts/fetch-models</translation>
-  </message>
-  <message id="advice_no_pipewire">
-    <source></source>
-    <translation>puis rouvrez votre session</translation>
-  </message>
-  <message id="error_analysis_failed">
-    <source></source>
-    <translation>Détection de visages en échec</translation>
-  </message>
-  <message id="advice_analysis_failed">
-    <source></source>
-    <translation>Sentrel réessaie de lui-même ; redémarrez-le si cela dure</translation>
-  </message>
-  <message id="notif_camera_text">
-    <source></source>
-    <translation>Votre écran n'est pas protégé pour l'instant. Sentrel réessaie et vous protégera dès que la caméra répondra.</translation>
-  </message>
-  <message id="error_no_overlay">
-    <source></source>
-    <translation>Ce bureau ne permet pas de couvrir l'écran. Les alertes restent actives.</translation>
-  </message>
-  <message id="error_no_compositing">
-    <source></source>
-    <translation>Sans gestionnaire de composition, seules les alertes sont affichées.</translation>
-  </message>
-  <message id="error_settings_damaged">
-    <source></source>
-    <translation>Réglages endommagés : les valeurs lisibles ont été reprises, l'ancien fichier est conservé.</translation>
-  </message>
-  <message id="error_login_item">
-    <source></source>
-    <translation>Le lancement au démarrage n'a pas pu être modifié.</translation>
-  </message>
-  <message id="error_settings_unreadable">
-    <source></source>
-    <translation>Réglages illisibles : Sentrel utilise les valeurs standard, et le fichier reste tel quel.</translation>
-  </message>
-  <message id="notif_off_title">
-    <source></source>
-    <translation>Protection désactivée</translation>
-  </message>
-  <message id="notif_off_text">
-    <source></source>
-    <translation>Un raccourci du bureau, un script ou un autre programme l'a demandé.</translation>
-  </message>
-  <message id="link_copy">
-    <source></source>
-    <translation>Copier l'adresse</translation>
-  </message>
-  <message id="onboarding_camera_again">
-    <source></source>
-    <translation>La caméra n'est pas encore autorisée.</translation>
-  </message>
-  <message id="command_usage">
-    <source></source>
-    <translation>Utilisation : sentrel [OPTION]</translation>
-  </message>
-  <message id="command_none">
-    <source></source>
-    <translation>Sans option, sentrel protège l'écran ; s'il le fait déjà, sa fenêtre s'ouvre.</translation>
-  </message>
-  <message id="command_help">
-    <source></source>
-    <translation>affiche cette aide et se termine</translation>
-  </message>
-  <message id="command_version">
-    <source></source>
-    <translation>affiche la version et se termine</translation>
-  </message>
-  <message id="command_service">
-    <source></source>
-    <translation>attend ce que demande le bus de session, qui démarre ainsi le programme</translation>
-  </message>
-  <message id="command_manual">
-    <source></source>
-    <translation>« man sentrel » explique les réglages et ce que des scripts peuvent demander.</translation>
-  </message>
-  <message id="command_unknown">
-    <source></source>
-    <translation>argument inconnu : « %1 » ; « sentrel --help » dit ce qui existe.</translation>
-  </message>
-  <message id="Sur macOS, le filtre Sentrel peut couvrir toutes les applications simultanément, y compris les apps en plein écran — une capacité unique que iOS ne permet pas.">
-    <source></source>
-    <translation>Le filtre Sentrel couvre toutes les applications simultanément, y compris celles en plein écran.</translation>
-  </message>
-  <message id="⌘⇧C">
-    <source></source>
-    <translation>Super+Maj+C</translation>
-  </message>
-  <message id="Raccourci global ⌘⇧C">
-    <source></source>
-    <translation>Raccourci global Super+Maj+C</translation>
-  </message>
+    <name></name>
+    <message id="home_status_active">
+        <source></source>
+        <translation>Protection active</translation>
+    </message>
+    <message id="home_status_inactive">
+        <source></source>
+        <translation>Protection désactivée</translation>
+    </message>
+    <message id="home_open_stats">
+        <source></source>
+        <translation>Statistiques</translation>
+    </message>
+    <message id="home_open_settings">
+        <source></source>
+        <translation>Préférences…</translation>
+    </message>
+    <message id="about_title">
+        <source></source>
+        <translation>À propos de Sentrel</translation>
+    </message>
+    <message id="notif_alert_title">
+        <source></source>
+        <translation>Regard indiscret détecté</translation>
+    </message>
+    <message id="notif_alert_text">
+        <source></source>
+        <translation>Quelqu&apos;un semble observer votre écran. L&apos;affichage a été assombri.</translation>
+    </message>
+    <message id="onboarding_camera_title">
+        <source></source>
+        <translation>Autoriser la caméra</translation>
+    </message>
+    <message id="onboarding_camera_body">
+        <source></source>
+        <translation>Sentrel utilise la caméra pour repérer les regards par-dessus votre épaule. Les images sont analysées sur cet ordinateur&#xa0;: rien n&apos;est enregistré, rien n&apos;est envoyé.</translation>
+    </message>
+    <message id="onboarding_continue">
+        <source></source>
+        <translation>Continuer</translation>
+    </message>
+    <message id="onboarding_overlay_title">
+        <source></source>
+        <translation>Un filtre sur tout l&apos;écran</translation>
+    </message>
+    <message id="onboarding_notif_title">
+        <source></source>
+        <translation>Recevoir les alertes</translation>
+    </message>
+    <message id="onboarding_notif_body">
+        <source></source>
+        <translation>Dès qu&apos;un regard indiscret est détecté, Sentrel vous prévient par une notification sonore.</translation>
+    </message>
+    <message id="onboarding_grant">
+        <source></source>
+        <translation>Autoriser les notifications</translation>
+    </message>
+    <message id="onboarding_skip">
+        <source></source>
+        <translation>Plus tard</translation>
+    </message>
+    <message id="stats_title">
+        <source></source>
+        <translation>Statistiques</translation>
+    </message>
+    <message id="stats_header">
+        <source></source>
+        <translation>Votre protection en chiffres</translation>
+    </message>
+    <message id="stats_alerts_label">
+        <source></source>
+        <translation>Alertes</translation>
+    </message>
+    <message id="stats_sessions_label">
+        <source></source>
+        <translation>Sessions</translation>
+    </message>
+    <message id="stats_time_label">
+        <source></source>
+        <translation>Temps protégé</translation>
+    </message>
+    <message id="stats_reset">
+        <source></source>
+        <translation>Remettre à zéro…</translation>
+    </message>
+    <message id="stats_reset_confirm">
+        <source></source>
+        <translation>Remettre tous les compteurs à zéro&#x202f;? Cette action est définitive.</translation>
+    </message>
+    <message id="stats_reset_yes">
+        <source></source>
+        <translation>Remettre à zéro</translation>
+    </message>
+    <message id="stats_reset_cancel">
+        <source></source>
+        <translation>Annuler</translation>
+    </message>
+    <message id="stats_back">
+        <source></source>
+        <translation>Retour</translation>
+    </message>
+    <message id="about_version">
+        <source></source>
+        <translation>Version</translation>
+    </message>
+    <message id="about_developer_title">
+        <source></source>
+        <translation>Le développement</translation>
+    </message>
+    <message id="about_developer_body">
+        <source></source>
+        <translation>Sentrel est un logiciel libre, écrit et entretenu par celles et ceux qui contribuent à son code.</translation>
+    </message>
+    <message id="about_project_title">
+        <source></source>
+        <translation>Le projet</translation>
+    </message>
+    <message id="about_project_body">
+        <source></source>
+        <translation>Écarter les regards par-dessus l&apos;épaule, sans filtre physique ni matériel supplémentaire.</translation>
+    </message>
+    <message id="about_privacy_title">
+        <source></source>
+        <translation>Votre vie privée</translation>
+    </message>
+    <message id="about_privacy_body">
+        <source></source>
+        <translation>L&apos;image de la caméra est analysée sur cet ordinateur, puis oubliée. Rien n&apos;est enregistré ni envoyé sur Internet.</translation>
+    </message>
+    <message id="shortcut_unavailable_hint">
+        <source></source>
+        <translation>Ce bureau ne permet pas de raccourci global&#xa0;: associez une touche à la commande indiquée dans le manuel.</translation>
+    </message>
+    <message id="tray_open">
+        <source></source>
+        <translation>Ouvrir Sentrel</translation>
+    </message>
+    <message id="tray_enable">
+        <source></source>
+        <translation>Activer la protection</translation>
+    </message>
+    <message id="tray_disable">
+        <source></source>
+        <translation>Désactiver la protection</translation>
+    </message>
+    <message id="error_no_camera">
+        <source></source>
+        <translation>Caméra introuvable</translation>
+    </message>
+    <message id="error_camera_denied">
+        <source></source>
+        <translation>Accès à la caméra refusé</translation>
+    </message>
+    <message id="error_camera_busy">
+        <source></source>
+        <translation>Caméra occupée</translation>
+    </message>
+    <message id="error_model_missing">
+        <source></source>
+        <translation>Modèle de détection absent</translation>
+    </message>
+    <message id="error_no_pipewire">
+        <source></source>
+        <translation>Service PipeWire introuvable&#xa0;: installez pipewire et wireplumber.</translation>
+    </message>
+    <message id="advice_no_camera">
+        <source></source>
+        <translation>branchez une caméra ; « wpctl status » liste celles que PipeWire connaît</translation>
+    </message>
+    <message id="advice_camera_denied">
+        <source></source>
+        <translation>ajoutez votre compte au groupe « video », puis rouvrez votre session</translation>
+    </message>
+    <message id="advice_camera_busy">
+        <source></source>
+        <translation>fermez le programme qui l&apos;utilise ; Sentrel la reprendra de lui-même</translation>
+    </message>
+    <message id="advice_model_missing">
+        <source></source>
+        <translation>réinstallez Sentrel ou lancez scripts/fetch-models</translation>
+    </message>
+    <message id="advice_no_pipewire">
+        <source></source>
+        <translation>puis rouvrez votre session</translation>
+    </message>
+    <message id="error_analysis_failed">
+        <source></source>
+        <translation>Détection de visages en échec</translation>
+    </message>
+    <message id="advice_analysis_failed">
+        <source></source>
+        <translation>Sentrel réessaie de lui-même ; redémarrez-le si cela dure</translation>
+    </message>
+    <message id="notif_camera_text">
+        <source></source>
+        <translation>Votre écran n&apos;est pas protégé pour l&apos;instant. Sentrel réessaie et vous protégera dès que la caméra répondra.</translation>
+    </message>
+    <message id="error_no_overlay">
+        <source></source>
+        <translation>Ce bureau ne permet pas de couvrir l&apos;écran. Les alertes restent actives.</translation>
+    </message>
+    <message id="error_no_compositing">
+        <source></source>
+        <translation>Sans gestionnaire de composition, seules les alertes sont affichées.</translation>
+    </message>
+    <message id="error_settings_damaged">
+        <source></source>
+        <translation>Réglages endommagés&#xa0;: les valeurs lisibles ont été reprises, l&apos;ancien fichier est conservé.</translation>
+    </message>
+    <message id="error_login_item">
+        <source></source>
+        <translation>Le lancement au démarrage n&apos;a pas pu être modifié.</translation>
+    </message>
+    <message id="error_settings_unreadable">
+        <source></source>
+        <translation>Réglages illisibles : Sentrel utilise les valeurs standard, et le fichier reste tel quel.</translation>
+    </message>
+    <message id="notif_off_title">
+        <source></source>
+        <translation>Protection désactivée</translation>
+    </message>
+    <message id="notif_off_text">
+        <source></source>
+        <translation>Un raccourci du bureau, un script ou un autre programme l&apos;a demandé.</translation>
+    </message>
+    <message id="link_copy">
+        <source></source>
+        <translation>Copier l&apos;adresse</translation>
+    </message>
+    <message id="onboarding_camera_again">
+        <source></source>
+        <translation>La caméra n&apos;est pas encore autorisée.</translation>
+    </message>
+    <message id="command_usage">
+        <source></source>
+        <translation>Utilisation&#xa0;: sentrel [OPTION]</translation>
+    </message>
+    <message id="command_none">
+        <source></source>
+        <translation>Sans option, sentrel protège l&apos;écran&#xa0;; s&apos;il le fait déjà, sa fenêtre s&apos;ouvre.</translation>
+    </message>
+    <message id="command_help">
+        <source></source>
+        <translation>affiche cette aide et se termine</translation>
+    </message>
+    <message id="command_version">
+        <source></source>
+        <translation>affiche la version et se termine</translation>
+    </message>
+    <message id="command_service">
+        <source></source>
+        <translation>attend ce que demande le bus de session, qui démarre ainsi le programme</translation>
+    </message>
+    <message id="command_manual">
+        <source></source>
+        <translation>«&#xa0;man sentrel&#xa0;» explique les réglages et ce que des scripts peuvent demander.</translation>
+    </message>
+    <message id="command_unknown">
+        <source></source>
+        <translation>argument inconnu&#xa0;: «&#xa0;%1&#xa0;»&#xa0;; «&#xa0;sentrel --help&#xa0;» dit ce qui existe.</translation>
+    </message>
+    <message id="Sur macOS, le filtre Sentrel peut couvrir toutes les applications simultanément, y compris les apps en plein écran — une capacité unique que iOS ne permet pas.">
+        <source></source>
+        <translation>Le filtre Sentrel couvre toutes les applications simultanément, y compris celles en plein écran.</translation>
+    </message>
+    <message id="⌘⇧C">
+        <source></source>
+        <translation>Super+Maj+C</translation>
+    </message>
+    <message id="Raccourci global ⌘⇧C">
+        <source></source>
+        <translation>Raccourci global Super+Maj+C</translation>
+    </message>
+    <message id="REGARD INDISCRET">
+        <source></source>
+        <translation>REGARD INDISCRET</translation>
+    </message>
+    <message id="Quelqu'un observe votre écran">
+        <source></source>
+        <translation>Quelqu&apos;un observe votre écran</translation>
+    </message>
+    <message id="La caméra reste fermée tant que la session est verrouillée, en veille ou en pause.">
+        <source></source>
+        <translation>La caméra reste fermée tant que la session est verrouillée, en veille ou en pause.</translation>
+    </message>
+    <message id="Aucun visage détecté. Assurez-vous d'être bien en face de la caméra.">
+        <source></source>
+        <translation>Aucun visage détecté. Assurez-vous d&apos;être bien en face de la caméra.</translation>
+    </message>
+    <message id="INTRUS DÉTECTÉ">
+        <source></source>
+        <translation>INTRUS DÉTECTÉ</translation>
+    </message>
+    <message id="Fermer">
+        <source></source>
+        <translation>Fermer</translation>
+    </message>
+    <message id="Calibration de distance">
+        <source></source>
+        <translation>Calibration de distance</translation>
+    </message>
+    <message id="Installez-vous à votre distance de travail habituelle, regardez droit vers la caméra et appuyez sur Démarrer.">
+        <source></source>
+        <translation>Installez-vous à votre distance de travail habituelle, regardez droit vers la caméra et appuyez sur Démarrer.</translation>
+    </message>
+    <message id="Sentrel va mesurer votre distance habituelle à l'écran pour adapter ses alertes.">
+        <source></source>
+        <translation>Sentrel va mesurer votre distance habituelle à l&apos;écran pour adapter ses alertes.</translation>
+    </message>
+    <message id="Restez immobile…">
+        <source></source>
+        <translation>Restez immobile…</translation>
+    </message>
+    <message id="Mesure en cours…">
+        <source></source>
+        <translation>Mesure en cours…</translation>
+    </message>
+    <message id="3 secondes">
+        <source></source>
+        <translation>3 secondes</translation>
+    </message>
+    <message id="Calibration échouée">
+        <source></source>
+        <translation>Calibration échouée</translation>
+    </message>
+    <message id="Distance estimée : %lld cm">
+        <source></source>
+        <translation>Distance estimée : %lld cm</translation>
+    </message>
+    <message id="Réduire la distance">
+        <source></source>
+        <translation>Réduire la distance</translation>
+    </message>
+    <message id="Augmenter la distance">
+        <source></source>
+        <translation>Augmenter la distance</translation>
+    </message>
+    <message id="Vous pouvez ajuster cette valeur si elle vous semble incorrecte.">
+        <source></source>
+        <translation>Vous pouvez ajuster cette valeur si elle vous semble incorrecte.</translation>
+    </message>
+    <message id="Démarrer">
+        <source></source>
+        <translation>Démarrer</translation>
+    </message>
+    <message id="Annuler">
+        <source></source>
+        <translation>Annuler</translation>
+    </message>
+    <message id="Recommencer">
+        <source></source>
+        <translation>Recommencer</translation>
+    </message>
+    <message id="Valider">
+        <source></source>
+        <translation>Valider</translation>
+    </message>
+    <message id="Réessayer">
+        <source></source>
+        <translation>Réessayer</translation>
+    </message>
+    <message id="Étape %1 sur %2">
+        <source></source>
+        <translation>Étape %1 sur %2</translation>
+    </message>
+    <message id="Sentrel · Nos autres projets">
+        <source></source>
+        <translation>Sentrel · Nos autres projets</translation>
+    </message>
+    <message id="Protection">
+        <source></source>
+        <translation>Protection</translation>
+    </message>
+    <message id="Calibrer maintenant">
+        <source></source>
+        <translation>Calibrer maintenant</translation>
+    </message>
+    <message id="✓ Calibré (%1 cm)">
+        <source></source>
+        <translation>✓ Calibré (%1 cm)</translation>
+    </message>
+    <message id="Compris">
+        <source></source>
+        <translation>Compris</translation>
+    </message>
+    <message id="✓ Autorisé">
+        <source></source>
+        <translation>✓ Autorisé</translation>
+    </message>
+    <message id="Pour des alertes précises, calibrez Sentrel à votre distance de travail habituelle. Cette étape prend 5 secondes.">
+        <source></source>
+        <translation>Pour des alertes précises, calibrez Sentrel à votre distance de travail habituelle. Cette étape prend 5 secondes.</translation>
+    </message>
+    <message id="Passer">
+        <source></source>
+        <translation>Passer</translation>
+    </message>
+    <message id="Lancer au démarrage">
+        <source></source>
+        <translation>Lancer au démarrage</translation>
+    </message>
+    <message id="Sentrel peut se lancer automatiquement à l'ouverture de session pour vous protéger dès le début.">
+        <source></source>
+        <translation>Sentrel peut se lancer automatiquement à l&apos;ouverture de session pour vous protéger dès le début.</translation>
+    </message>
+    <message id="Activer">
+        <source></source>
+        <translation>Activer</translation>
+    </message>
+    <message id="✓ Activé">
+        <source></source>
+        <translation>✓ Activé</translation>
+    </message>
+    <message id="Bienvenue dans Sentrel">
+        <source></source>
+        <translation>Bienvenue dans Sentrel</translation>
+    </message>
+    <message id="Préférences Sentrel">
+        <source></source>
+        <translation>Préférences Sentrel</translation>
+    </message>
+    <message id="Caméra">
+        <source></source>
+        <translation>Caméra</translation>
+    </message>
+    <message id="Sélectionnez la caméra utilisée pour la détection">
+        <source></source>
+        <translation>Sélectionnez la caméra utilisée pour la détection</translation>
+    </message>
+    <message id="Détection">
+        <source></source>
+        <translation>Détection</translation>
+    </message>
+    <message id="Force du filtre">
+        <source></source>
+        <translation>Force du filtre</translation>
+    </message>
+    <message id="Opacité de l'overlay de confidentialité">
+        <source></source>
+        <translation>Opacité de l&apos;overlay de confidentialité</translation>
+    </message>
+    <message id="Sensibilité">
+        <source></source>
+        <translation>Sensibilité</translation>
+    </message>
+    <message id="Réactivité aux mouvements de tête">
+        <source></source>
+        <translation>Réactivité aux mouvements de tête</translation>
+    </message>
+    <message id="Délai d'inattention">
+        <source></source>
+        <translation>Délai d&apos;inattention</translation>
+    </message>
+    <message id="Temps avant de considérer que vous ne regardez plus">
+        <source></source>
+        <translation>Temps avant de considérer que vous ne regardez plus</translation>
+    </message>
+    <message id="Mode lunettes">
+        <source></source>
+        <translation>Mode lunettes</translation>
+    </message>
+    <message id="Réduit les faux positifs si vous portez des lunettes">
+        <source></source>
+        <translation>Réduit les faux positifs si vous portez des lunettes</translation>
+    </message>
+    <message id="Comportement">
+        <source></source>
+        <translation>Comportement</translation>
+    </message>
+    <message id="Activer / désactiver le filtre sans ouvrir le menu">
+        <source></source>
+        <translation>Activer / désactiver le filtre sans ouvrir le menu</translation>
+    </message>
+    <message id="Couvrir tous les écrans">
+        <source></source>
+        <translation>Couvrir tous les écrans</translation>
+    </message>
+    <message id="Étend l'overlay à chaque moniteur connecté">
+        <source></source>
+        <translation>Étend l&apos;overlay à chaque moniteur connecté</translation>
+    </message>
+    <message id="Vibration lors d'une alerte">
+        <source></source>
+        <translation>Vibration lors d&apos;une alerte</translation>
+    </message>
+    <message id="Retour haptique quand un regard indiscret est détecté">
+        <source></source>
+        <translation>Retour haptique quand un regard indiscret est détecté</translation>
+    </message>
+    <message id="Matrice de confidentialité">
+        <source></source>
+        <translation>Matrice de confidentialité</translation>
+    </message>
+    <message id="Activer la matrice">
+        <source></source>
+        <translation>Activer la matrice</translation>
+    </message>
+    <message id="Affiche un motif de bandes qui rend l'écran illisible de côté">
+        <source></source>
+        <translation>Affiche un motif de bandes qui rend l&apos;écran illisible de côté</translation>
+    </message>
+    <message id="Coefficient de distance">
+        <source></source>
+        <translation>Coefficient de distance</translation>
+    </message>
+    <message id="Amplifie la distance estimée pour une protection plus large">
+        <source></source>
+        <translation>Amplifie la distance estimée pour une protection plus large</translation>
+    </message>
+    <message id="Opacité des bandes">
+        <source></source>
+        <translation>Opacité des bandes</translation>
+    </message>
+    <message id="Plus élevée = moins lisible de côté mais plus visible de face">
+        <source></source>
+        <translation>Plus élevée = moins lisible de côté mais plus visible de face</translation>
+    </message>
+    <message id="Avancé">
+        <source></source>
+        <translation>Avancé</translation>
+    </message>
+    <message id="Fréquence de capture">
+        <source></source>
+        <translation>Fréquence de capture</translation>
+    </message>
+    <message id="Fréquence d'analyse de la caméra — réduire pour économiser la batterie">
+        <source></source>
+        <translation>Fréquence d&apos;analyse de la caméra — réduire pour économiser la batterie</translation>
+    </message>
+    <message id="Pause batterie">
+        <source></source>
+        <translation>Pause batterie</translation>
+    </message>
+    <message id="Désactive automatiquement le filtre en dessous de ce seuil">
+        <source></source>
+        <translation>Désactive automatiquement le filtre en dessous de ce seuil</translation>
+    </message>
+    <message id="Désactivé">
+        <source></source>
+        <translation>Désactivé</translation>
+    </message>
+    <message id="Calibrer…">
+        <source></source>
+        <translation>Calibrer…</translation>
+    </message>
+    <message id="Distance de calibration">
+        <source></source>
+        <translation>Distance de calibration</translation>
+    </message>
+    <message id="Non calibré">
+        <source></source>
+        <translation>Non calibré</translation>
+    </message>
+    <message id="Distance mesurée lors de la calibration">
+        <source></source>
+        <translation>Distance mesurée lors de la calibration</translation>
+    </message>
+    <message id="Non calibré — les alertes utilisent la distance par défaut (60 cm)">
+        <source></source>
+        <translation>Non calibré — les alertes utilisent la distance par défaut (60 cm)</translation>
+    </message>
+    <message id="Sentrel se lance automatiquement à l'ouverture de session">
+        <source></source>
+        <translation>Sentrel se lance automatiquement à l&apos;ouverture de session</translation>
+    </message>
+    <message id="Par défaut (frontale)">
+        <source></source>
+        <translation>Par défaut (frontale)</translation>
+    </message>
 </context>
 </TS>

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "look/texts.h"
 #include "views/controls/accessible_role.h"
 #include "views/controls/painting.h"
 #include "views/theme.h"
@@ -29,7 +28,7 @@ PageDots::PageDots(int pages, QWidget* parent)
 
 void PageDots::setPage(int page) {
   page_.glideTo(page);
-  setAccessibleName(text(QStringLiteral("Étape %1 sur %2")).arg(page + 1).arg(pages_));
+  setAccessibleName(qtTrId("Étape %1 sur %2").arg(page + 1).arg(pages_));
 }
 
 QSize PageDots::sizeHint() const {

@@ -12,7 +12,6 @@
 #include "look/fonts.h"
 #include "look/icons.h"
 #include "look/palette.h"
-#include "look/texts.h"
 
 namespace sentrel {
 
@@ -58,10 +57,9 @@ struct Line {
   QSizeF size;
 };
 
-Line line(const QString& key, const QFont& font, double opacity) {
+Line line(const QString& text, const QFont& font, double opacity) {
   const QFontMetricsF metrics(font);
-  return {text(key), font, white(opacity),
-          QSizeF(metrics.horizontalAdvance(text(key)), std::ceil(metrics.height()))};
+  return {text, font, white(opacity), QSizeF(metrics.horizontalAdvance(text), std::ceil(metrics.height()))};
 }
 
 void drawLine(QPainter& painter, const Line& line, QPointF topLeft) {
@@ -135,9 +133,9 @@ Notice paintBanner(const Rect& screen, double scale, BannerStyle style) {
   using namespace banner;
   QFont titleFont = uiFont(24, QFont::Black);
   titleFont.setLetterSpacing(QFont::AbsoluteSpacing, titleTracking);
-  const Line title = line(QStringLiteral("REGARD INDISCRET"), titleFont, 1);
+  const Line title = line(qtTrId("REGARD INDISCRET"), titleFont, 1);
   const Line second =
-      line(QStringLiteral("Quelqu'un observe votre écran"), uiFont(15, QFont::Medium), secondLineOpacity);
+      line(qtTrId("Quelqu'un observe votre écran"), uiFont(15, QFont::Medium), secondLineOpacity);
   const double textWidth = std::max(title.size.width(), second.size.width());
   const double textHeight = title.size.height() + lineGap + second.size.height();
   const QSizeF size(2 * horizontalPadding + symbolBox + symbolGap + textWidth,
@@ -176,7 +174,7 @@ Notice paintHint(const Rect& screen, double scale, bool keys) {
   using namespace hint;
   const QFont font = monoFont(11, QFont::Medium);
   const QFontMetricsF metrics(font);
-  const QString shortcut = keys ? text(QStringLiteral("⌘⇧C")) : QString();
+  const QString shortcut = keys ? qtTrId("⌘⇧C") : QString();
   const double textWidth = keys ? spacing + metrics.horizontalAdvance(shortcut) : 0;
   const double rowHeight = std::max(eyeBox, keys ? metrics.height() : 0);
   const QSizeF size(2 * padding + eyeBox + textWidth, 2 * padding + rowHeight);

@@ -11,7 +11,6 @@
 
 #include "look/fonts.h"
 #include "look/palette.h"
-#include "look/texts.h"
 
 namespace sentrel {
 
@@ -137,7 +136,7 @@ void RetroPainter::drawDecorations() {
   painter.setPen(green(1));
   painter.drawText(QPointF(headerSide + dotSize + headerSpacing,
                            headerTop + (rowHeight - metrics.height()) / 2 + metrics.ascent()),
-                   text(QStringLiteral("INTRUS DÉTECTÉ")));
+                   qtTrId("INTRUS DÉTECTÉ"));
   const QRectF circle(headerSide * scale_, (headerTop + (rowHeight - dotSize) / 2) * scale_, dotSize * scale_,
                       dotSize * scale_);
   dotPlace_ = circle.toAlignedRect();

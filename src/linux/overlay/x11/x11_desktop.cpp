@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <utility>
 
+#include "platform/localized_text.h"
+
 namespace sentrel {
 
 namespace {
@@ -49,8 +51,8 @@ std::vector<Screen> X11Desktop::screens() const {
 }
 
 std::string X11Desktop::limitation() const {
-  if (clickThrough_ == ClickThrough::nothing) return "error_no_overlay";
-  return blendsWindows() ? "" : "error_no_compositing";
+  if (clickThrough_ == ClickThrough::nothing) return textId("error_no_overlay");
+  return blendsWindows() ? "" : textId("error_no_compositing");
 }
 
 void X11Desktop::setWatchful(bool watchful) {
