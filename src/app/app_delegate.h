@@ -10,7 +10,7 @@
 
 #include "app/program_bus.h"
 #include "app/program_windows.h"
-#include "platform/camera_consent.h"
+#include "platform/capture_session.h"
 #include "platform/overlay_surface.h"
 #include "service/camera_choice.h"
 #include "service/privacy_filter_service.h"

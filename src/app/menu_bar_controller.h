@@ -16,8 +16,8 @@
 #include "app/status_item.h"
 #include "detection/av_capture_manager.h"
 #include "service/privacy_filter_service.h"
+#include "support/published.h"
 #include "support/registration.h"
-#include "support/signal.h"
 #include "views/popover_window.h"
 #include "views/preferences_view.h"
 

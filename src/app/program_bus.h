@@ -15,8 +15,8 @@
 
 #include "linux/desktop/bus_probe.h"
 #include "support/main_loop.h"
+#include "support/published.h"
 #include "support/registration.h"
-#include "support/signal.h"
 
 namespace sentrel {
 

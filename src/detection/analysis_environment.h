@@ -4,7 +4,6 @@
 #include <memory>
 
 #include "platform/face_detector.h"
-#include "support/clock.h"
 #include "support/main_loop.h"
 #include "support/serial_queue.h"
 

@@ -12,7 +12,6 @@
 #include "detection/av_capture_manager.h"
 #include "detection/camera_control.h"
 #include "settings/settings_repository.h"
-#include "support/clock.h"
 #include "support/main_loop.h"
 #include "support/published.h"
 #include "support/registration.h"

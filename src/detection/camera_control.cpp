@@ -6,7 +6,7 @@
 
 #include "detection/av_capture_manager.h"
 #include "platform/platform.h"
-#include "support/checked.h"
+#include "support/fatal.h"
 
 namespace sentrel {
 

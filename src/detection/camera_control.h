@@ -11,7 +11,6 @@
 #include "detection/camera_feed_providing.h"
 #include "platform/capture_session.h"
 #include "platform/session_events.h"
-#include "support/clock.h"
 #include "support/main_loop.h"
 #include "support/published.h"
 #include "support/registration.h"

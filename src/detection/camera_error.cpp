@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "detection/camera_error.h"
 
-#include "platform/localized_text.h"
+#include "platform/desktop_services.h"
 
 namespace sentrel {
 

@@ -5,8 +5,8 @@
 #include <functional>
 #include <utility>
 
+#include "support/published.h"
 #include "support/registration.h"
-#include "support/signal.h"
 
 namespace sentrel {
 

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "platform/platform.h"
-#include "support/checked.h"
 #include "support/fatal.h"
 
 namespace sentrel {

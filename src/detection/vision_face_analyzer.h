@@ -12,7 +12,7 @@
 #include "platform/face_detector.h"
 #include "support/frame.h"
 #include "support/geometry.h"
-#include "support/latest.h"
+#include "support/serial_queue.h"
 
 namespace sentrel {
 

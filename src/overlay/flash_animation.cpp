@@ -2,7 +2,7 @@
 #include "overlay/flash_animation.h"
 
 #include "overlay/easing.h"
-#include "support/checked.h"
+#include "support/fatal.h"
 
 namespace sentrel {
 

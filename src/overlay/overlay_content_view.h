@@ -7,7 +7,6 @@
 
 #include "overlay/flash_animation.h"
 #include "platform/overlay_surface.h"
-#include "support/clock.h"
 #include "support/main_loop.h"
 #include "support/registration.h"
 

@@ -6,7 +6,6 @@
 #include <memory>
 
 #include "platform/overlay_surface.h"
-#include "support/clock.h"
 #include "support/main_loop.h"
 #include "support/published.h"
 #include "support/registration.h"

@@ -8,7 +8,6 @@
 #include "overlay/retro_pip_state.h"
 #include "overlay/retro_pip_view.h"
 #include "platform/overlay_surface.h"
-#include "support/clock.h"
 #include "support/frame.h"
 #include "support/geometry.h"
 #include "support/main_loop.h"

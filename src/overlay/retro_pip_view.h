@@ -6,7 +6,6 @@
 
 #include "overlay/retro_pip_state.h"
 #include "platform/retro_surface.h"
-#include "support/clock.h"
 #include "support/main_loop.h"
 #include "support/registration.h"
 

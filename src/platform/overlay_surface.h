@@ -9,7 +9,7 @@
 
 #include "platform/retro_surface.h"
 #include "support/geometry.h"
-#include "support/signal.h"
+#include "support/published.h"
 
 namespace sentrel {
 

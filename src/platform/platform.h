@@ -4,17 +4,11 @@
 #include <memory>
 
 #include "platform/capture_session.h"
+#include "platform/desktop_services.h"
 #include "platform/face_detector.h"
-#include "platform/haptics.h"
-#include "platform/key_monitor.h"
-#include "platform/localized_text.h"
-#include "platform/login_item.h"
-#include "platform/notifications.h"
 #include "platform/overlay_surface.h"
-#include "platform/power_source.h"
 #include "platform/session_events.h"
 #include "platform/user_defaults.h"
-#include "support/clock.h"
 #include "support/main_loop.h"
 #include "support/serial_queue.h"
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "support/frame_memory.h"
+#include "support/frame.h"
 
 namespace sentrel {
 

@@ -1,126 +1,79 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/session_event_order.h"
 
+#include <algorithm>
 #include <utility>
 
-#include "support/checked.h"
+#include "support/fatal.h"
 
 namespace sentrel {
-
-namespace {
-
-constexpr std::array absenceOrder{
-    SessionEventOrder::Witness::lockedHint, SessionEventOrder::Witness::sessionInactive,
-    SessionEventOrder::Witness::systemSleep, SessionEventOrder::Witness::x11Displays};
-
-std::size_t indexOf(SessionEventOrder::Witness witness) {
-  return static_cast<std::size_t>(witness);
-}
-
-}  // namespace
 
 SessionEventOrder::SessionEventOrder(MainLoop& mainLoop, const Clock& clock, SessionEvents::Observer deliver,
                                      std::function<void(std::string_view)> warn)
     : mainLoop_(mainLoop), clock_(clock), deliver_(std::move(deliver)), warn_(std::move(warn)) {}
 
-SessionEventOrder::Absence SessionEventOrder::absenceOf(Witness witness) {
-  switch (witness) {
-    case Witness::lockedHint:
-    case Witness::freedesktopScreenSaver:
-    case Witness::gnomeScreenSaver:
-      return Absence::locked;
-    case Witness::sessionInactive:
-      return Absence::inactive;
-    case Witness::systemSleep:
-      return Absence::asleep;
-    case Witness::x11Displays:
-    case Witness::wlrDisplays:
-    case Witness::gnomeDisplays:
-      break;
-  }
-  return Absence::displaysOff;
+SessionEventOrder::Absence SessionEventOrder::absenceOf(std::size_t source) {
+  // In the order of the sources.
+  static constexpr std::array<Absence, sourceCount> absences{
+      Absence::locked, Absence::locked,      Absence::locked,      Absence::inactive,
+      Absence::asleep, Absence::displaysOff, Absence::displaysOff, Absence::displaysOff};
+  return absences[source];
 }
 
 SessionEvent SessionEventOrder::goingAway(Absence absence) {
-  switch (absence) {
-    case Absence::locked:
-      return SessionEvent::screenIsLocked;
-    case Absence::inactive:
-      return SessionEvent::sessionDidResignActive;
-    case Absence::asleep:
-    case Absence::displaysOff:
-      break;
-  }
-  return SessionEvent::screensDidSleep;
+  if (absence == Absence::locked) return SessionEvent::screenIsLocked;
+  return absence == Absence::inactive ? SessionEvent::sessionDidResignActive : SessionEvent::screensDidSleep;
 }
 
 SessionEvent SessionEventOrder::comingBack(Absence absence) {
-  switch (absence) {
-    case Absence::locked:
-      return SessionEvent::screenIsUnlocked;
-    case Absence::inactive:
-      return SessionEvent::sessionDidBecomeActive;
-    case Absence::asleep:
-    case Absence::displaysOff:
-      break;
-  }
-  return SessionEvent::screensDidWake;
+  if (absence == Absence::locked) return SessionEvent::screenIsUnlocked;
+  return absence == Absence::inactive ? SessionEvent::sessionDidBecomeActive : SessionEvent::screensDidWake;
 }
 
 bool SessionEventOrder::isAbsent(Absence absence) const {
-  for (std::size_t i = 0; i < witnessCount; ++i) {
-    if (says_[i] && absenceOf(static_cast<Witness>(i)) == absence) return true;
+  for (std::size_t i = 0; i < sourceCount; ++i) {
+    if (says_[i] && absenceOf(i) == absence) return true;
   }
   return false;
 }
 
-bool SessionEventOrder::isAnyAbsent() const {
-  for (const bool absent : says_) {
-    if (absent) return true;
-  }
-  return false;
+bool SessionEventOrder::isAwayWithout(Source source) const {
+  auto others = says_;
+  others[indexOf(source)] = false;
+  return requestedAtMs_ || std::ranges::count(others, true) > 0;
 }
 
-bool SessionEventOrder::isAwayWithout(Witness witness) const {
-  if (requestedAtMs_) return true;
-  for (std::size_t i = 0; i < witnessCount; ++i) {
-    if (says_[i] && i != indexOf(witness)) return true;
-  }
-  return false;
-}
-
-void SessionEventOrder::changed(Witness witness, bool absent) {
-  update(witness, absent, Seen::beginning);
+void SessionEventOrder::changed(Source source, bool absent) {
+  update(source, absent, Seen::beginning);
   settled.emit();
 }
 
-void SessionEventOrder::found(Witness witness, bool absent) {
-  update(witness, absent, Seen::found);
+void SessionEventOrder::found(Source source, bool absent) {
+  update(source, absent, Seen::found);
   settled.emit();
 }
 
-void SessionEventOrder::silent(Witness witness) {
-  heard_[indexOf(witness)] = true;
+void SessionEventOrder::silent(Source source) {
+  heard_[indexOf(source)] = true;
   settled.emit();
 }
 
 bool SessionEventOrder::isKnown() const {
-  return heard_[indexOf(Witness::lockedHint)] && heard_[indexOf(Witness::freedesktopScreenSaver)] &&
-         heard_[indexOf(Witness::gnomeScreenSaver)];
+  return heard_[indexOf(Source::lockedHint)] && heard_[indexOf(Source::freedesktopScreenSaver)] &&
+         heard_[indexOf(Source::gnomeScreenSaver)];
 }
 
-void SessionEventOrder::lost(Witness witness) {
-  if (!says_[indexOf(witness)]) return;
-  forgetting_[indexOf(witness)] =
-      mainLoop_.after(lostWitnessMs, [this, witness] { changed(witness, false); });
+void SessionEventOrder::lost(Source source) {
+  if (!says_[indexOf(source)]) return;
+  forgetting_[indexOf(source)] = mainLoop_.after(lostSourceMs, [this, source] { changed(source, false); });
 }
 
-void SessionEventOrder::update(Witness witness, bool absent, Seen seen) {
-  forgetting_[indexOf(witness)].reset();
-  heard_[indexOf(witness)] = true;
-  const Absence absence = absenceOf(witness);
+void SessionEventOrder::update(Source source, bool absent, Seen seen) {
+  forgetting_[indexOf(source)].reset();
+  heard_[indexOf(source)] = true;
+  const Absence absence = absenceOf(indexOf(source));
   const bool before = isAbsent(absence);
-  says_[indexOf(witness)] = absent;
+  says_[indexOf(source)] = absent;
   const bool after = isAbsent(absence);
   if (after) {
     if (!before) began(absence, seen);
@@ -159,7 +112,7 @@ void SessionEventOrder::requestRanOut() {
 }
 
 void SessionEventOrder::unlockRequested() {
-  if (!requestedAtMs_) return;  // a confirmed lock ends when its witnesses say so
+  if (!requestedAtMs_) return;  // a confirmed lock ends when its sources say so
   endRequest();
   comeBack(SessionEvent::screenIsUnlocked);
   settled.emit();
@@ -176,16 +129,14 @@ void SessionEventOrder::goAway(SessionEvent event) {
 }
 
 void SessionEventOrder::comeBack(SessionEvent event) {
-  if (!away_ || isAnyAbsent()) return;
+  if (!away_ || std::ranges::count(says_, true) > 0) return;
   away_ = false;
   deliver_(event);
 }
 
 void SessionEventOrder::repeatForNewObserver() {
-  for (const Witness witness : absenceOrder) {
-    if (!isAbsent(absenceOf(witness))) continue;
-    goAway(goingAway(absenceOf(witness)));
-    return;
+  for (const Absence absence : {Absence::locked, Absence::inactive, Absence::asleep, Absence::displaysOff}) {
+    if (isAbsent(absence)) return goAway(goingAway(absence));
   }
 }
 

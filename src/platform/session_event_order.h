@@ -9,24 +9,23 @@
 #include <string_view>
 
 #include "platform/session_events.h"
-#include "support/clock.h"
 #include "support/main_loop.h"
-#include "support/signal.h"
+#include "support/published.h"
 
 namespace sentrel {
 
-/// Turns what single witnesses of the desktop say into ordered session events. Main thread.
+/// Turns what single sources of the desktop say into ordered session events. Main thread.
 ///
 /// Four *absences* exist: locked, session inactive, system asleep, displays off. Each is true while any of
-/// its witnesses says so. One that begins delivers its going-away event; one that ends delivers its
-/// coming-back event only when no other absence is left and the person was away at all. Witnesses repeat
+/// its sources says so. One that begins delivers its going-away event; one that ends delivers its
+/// coming-back event only when no other absence is left and the person was away at all. Sources repeat
 /// themselves and lose words; saying what is known already delivers nothing.
 ///
-/// A request to lock that no witness has confirmed counts as going away too, but holds nothing back: the end
+/// A request to lock that no source has confirmed counts as going away too, but holds nothing back: the end
 /// of any absence ends it, and nobody's answer ends it after `requestLifeMs`.
 class SessionEventOrder {
  public:
-  enum class Witness {
+  enum class Source {
     lockedHint,
     freedesktopScreenSaver,
     gnomeScreenSaver,
@@ -36,28 +35,29 @@ class SessionEventOrder {
     wlrDisplays,
     gnomeDisplays,
   };
-  static constexpr std::size_t witnessCount = 8;
+  static constexpr std::size_t sourceCount = 8;
+  using Witness = Source;
 
   /// A lock that shows within this time after its request is the requested one.
   static constexpr std::int64_t confirmationMs = 10'000;
   static constexpr std::int64_t requestLifeMs = 60'000;
-  /// How long the last word of a witness that has gone is believed: long enough for a service to restart.
-  static constexpr std::int64_t lostWitnessMs = 5'000;
+  /// How long the last word of a source that has gone is believed: long enough for a service to restart.
+  static constexpr std::int64_t lostSourceMs = 5'000;
 
   /// `warn` gets lines for standard error. The references outlive this object.
   SessionEventOrder(MainLoop& mainLoop, const Clock& clock, SessionEvents::Observer deliver,
                     std::function<void(std::string_view)> warn);
 
-  /// The witness saw its absence begin or end.
-  void changed(Witness witness, bool absent);
-  /// The witness was asked and tells how things are. An absence that is found, not seen to begin, delivers
+  /// The source saw its absence begin or end.
+  void changed(Source source, bool absent);
+  /// The source was asked and tells how things are. An absence that is found, not seen to begin, delivers
   /// nothing when the person is known to be away already: several answers to one question make one event.
-  void found(Witness witness, bool absent);
-  /// The witness can no longer tell.
-  void lost(Witness witness);
+  void found(Source source, bool absent);
+  /// The source can no longer tell.
+  void lost(Source source);
 
-  /// There is nobody who could tell, or the witness has no answer.
-  void silent(Witness witness);
+  /// There is nobody who could tell, or the source has no answer.
+  void silent(Source source);
 
   void lockRequested();
   void unlockRequested();
@@ -71,20 +71,20 @@ class SessionEventOrder {
   /// Whether everybody who knows of a lock has been heard.
   [[nodiscard]] bool isKnown() const;
   [[nodiscard]] bool isLocked() const { return isAbsent(Absence::locked); }
-  /// Whether anything but `witness` keeps the person away.
-  [[nodiscard]] bool isAwayWithout(Witness witness) const;
+  /// Whether anything but `source` keeps the person away.
+  [[nodiscard]] bool isAwayWithout(Source source) const;
 
  private:
   enum class Absence { locked, inactive, asleep, displaysOff };
   enum class Seen { beginning, found };
 
-  static Absence absenceOf(Witness witness);
+  static constexpr std::size_t indexOf(Source source) { return static_cast<std::size_t>(source); }
+  static Absence absenceOf(std::size_t source);
   static SessionEvent goingAway(Absence absence);
   static SessionEvent comingBack(Absence absence);
 
   [[nodiscard]] bool isAbsent(Absence absence) const;
-  [[nodiscard]] bool isAnyAbsent() const;
-  void update(Witness witness, bool absent, Seen seen);
+  void update(Source source, bool absent, Seen seen);
   void requestRanOut();
   void began(Absence absence, Seen seen);
   void comeBack(SessionEvent event);
@@ -95,9 +95,9 @@ class SessionEventOrder {
   const Clock& clock_;
   SessionEvents::Observer deliver_;
   std::function<void(std::string_view)> warn_;
-  std::array<bool, witnessCount> says_{};
-  std::array<bool, witnessCount> heard_{};  // has answered, or never will
-  std::array<Registration, witnessCount> forgetting_;
+  std::array<bool, sourceCount> says_{};
+  std::array<bool, sourceCount> heard_{};  // has answered, or never will
+  std::array<Registration, sourceCount> forgetting_;
   std::optional<std::int64_t> requestedAtMs_;
   Registration requestEnd_;
   bool away_ = false;  // the last delivered event

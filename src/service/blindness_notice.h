@@ -5,8 +5,7 @@
 #include <memory>
 
 #include "detection/camera_control.h"
-#include "platform/localized_text.h"
-#include "platform/notifications.h"
+#include "platform/desktop_services.h"
 #include "support/main_loop.h"
 #include "support/registration.h"
 

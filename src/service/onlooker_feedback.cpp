@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/onlooker_feedback.h"
 
-#include "support/checked.h"
+#include "support/fatal.h"
 
 namespace sentrel {
 

@@ -7,12 +7,10 @@
 
 #include "detection/vision_face_analyzer.h"
 #include "overlay/retro_pip_manager.h"
-#include "platform/haptics.h"
-#include "platform/localized_text.h"
-#include "platform/notifications.h"
+#include "platform/desktop_services.h"
 #include "settings/settings_repository.h"
 #include "settings/stats_repository.h"
-#include "support/clock.h"
+#include "support/main_loop.h"
 
 namespace sentrel {
 

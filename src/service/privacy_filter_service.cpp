@@ -7,7 +7,7 @@
 #include "detection/av_capture_manager.h"
 #include "platform/platform.h"
 #include "service/viewing_distance.h"
-#include "support/checked.h"
+#include "support/fatal.h"
 
 namespace sentrel {
 

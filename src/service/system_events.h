@@ -6,8 +6,7 @@
 
 #include "detection/camera_control.h"
 #include "overlay/overlay_window_manager.h"
-#include "platform/key_monitor.h"
-#include "platform/power_source.h"
+#include "platform/desktop_services.h"
 #include "settings/settings_repository.h"
 #include "support/main_loop.h"
 #include "support/registration.h"

@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-#include "support/checked.h"
+#include "support/fatal.h"
 
 namespace sentrel {
 

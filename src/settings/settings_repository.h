@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "platform/login_item.h"
+#include "platform/desktop_services.h"
 #include "platform/user_defaults.h"
 #include "settings/filter_settings.h"
 #include "support/published.h"

@@ -2,12 +2,12 @@
 #include "settings/stats_repository.h"
 
 #include <array>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "platform/platform.h"
-#include "support/checked.h"
 
 namespace sentrel {
 
@@ -24,6 +24,14 @@ constexpr std::array<Counter, 3> counters{{
     {"sessionCount", "stats_session_count", &FilterStats::sessionCount},
     {"totalActiveSeconds", "stats_total_active_seconds", &FilterStats::totalActiveSeconds},
 }};
+
+/// Counters are only shown: a sum out of range is the nearest number in it.
+std::int64_t saturatingAdd(std::int64_t a, std::int64_t b) {
+  std::int64_t result = 0;
+  if (!__builtin_add_overflow(a, b, &result)) return result;
+  using Limits = std::numeric_limits<std::int64_t>;
+  return b > 0 ? Limits::max() : Limits::min();
+}
 
 }  // namespace
 

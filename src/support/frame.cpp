@@ -1,10 +1,30 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "support/frame.h"
 
+#include <string.h>
+#include <sys/mman.h>
+
 #include <algorithm>
 #include <atomic>
+#include <new>
 
 namespace sentrel {
+
+void FramePagesDeleter::operator()(void* pages) const {
+  munmap(pages, size);
+}
+
+FramePages allocateFramePages(std::size_t bytes) {
+  void* pages = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (pages == MAP_FAILED) throw std::bad_alloc();
+  madvise(pages, bytes, MADV_DONTDUMP);
+  madvise(pages, bytes, MADV_DONTFORK);
+  return FramePages(pages, {bytes});
+}
+
+void wipe(const FramePages& pages) {
+  if (pages) explicit_bzero(pages.get(), pages.get_deleter().size);
+}
 
 void Frame::resize(int width, int height) {
   width_ = width > 0 && height > 0 ? width : 0;
@@ -12,26 +32,17 @@ void Frame::resize(int width, int height) {
   bytes_.resize(static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_) * 4);
 }
 
-namespace {
-
-/// True when only the pool holds the frame. The count cannot grow again behind our back, because only the
-/// pool makes new references; the fence orders what the last holder did before what the next one does.
-bool isUnused(const std::shared_ptr<Frame>& frame) {
-  if (frame.use_count() != 1) return false;
-  std::atomic_thread_fence(std::memory_order_acquire);
-  return true;
-}
-
-}  // namespace
-
 FramePool::FramePool(std::size_t count) {
   frames_.reserve(count);
   for (std::size_t i = 0; i < count; ++i) frames_.push_back(std::make_shared<Frame>());
 }
 
 std::shared_ptr<Frame> FramePool::acquire(int width, int height) {
-  const auto found = std::find_if(frames_.begin(), frames_.end(), isUnused);
+  // A frame that only the pool holds. The count cannot grow again behind our back, because only the pool
+  // makes new references; the fence orders what the last holder did before what the next one does.
+  const auto found = std::ranges::find(frames_, 1, &std::shared_ptr<Frame>::use_count);
   if (found == frames_.end()) return nullptr;
+  std::atomic_thread_fence(std::memory_order_acquire);
   (*found)->resize(width, height);
   return *found;
 }

@@ -4,11 +4,64 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <type_traits>
 #include <vector>
 
-#include "support/frame_memory.h"
-
 namespace sentrel {
+
+/// Whole pages, left out of core dumps and of child processes. They go back to the kernel, which wipes them.
+struct FramePagesDeleter {
+  void operator()(void* pages) const;
+  std::size_t size = 0;  ///< in bytes
+};
+using FramePages = std::unique_ptr<void, FramePagesDeleter>;
+
+/// At least so many bytes (> 0), all of them zero. Throws std::bad_alloc.
+FramePages allocateFramePages(std::size_t bytes);
+
+/// Overwrites all of it, in a way that the compiler keeps.
+void wipe(const FramePages& pages);
+
+/// A row of numbers that hold a camera picture, or what was computed of its pixels. It owns all memory that
+/// they were ever in: what a larger picture left behind a smaller one is wiped with it. One thread at a time.
+template <class T>
+class FrameMemory {
+  static_assert(std::is_trivially_copyable_v<T>);
+
+ public:
+  FrameMemory() = default;
+  explicit FrameMemory(std::size_t count) { resize(count); }
+
+  /// Room for so many, without taking new pages later. What they held is lost where it has to grow.
+  void reserve(std::size_t count) {
+    const std::size_t bytes = count * sizeof(T);
+    if (bytes <= (pages_ ? pages_.get_deleter().size : 0)) return;
+    size_ = 0;
+    pages_.reset();  // first, so that there is never room for both
+    pages_ = allocateFramePages(bytes);
+  }
+  /// Those beyond the former size are undefined; where it has to grow, all are.
+  void resize(std::size_t count) {
+    reserve(count);
+    size_ = count;
+  }
+  /// Overwrites everything, also what is not in use any more.
+  void wipe() { sentrel::wipe(pages_); }
+
+  [[nodiscard]] std::size_t size() const { return size_; }
+  [[nodiscard]] T* data() { return static_cast<T*>(pages_.get()); }
+  [[nodiscard]] const T* data() const { return static_cast<const T*>(pages_.get()); }
+  [[nodiscard]] T* begin() { return data(); }
+  [[nodiscard]] const T* begin() const { return data(); }
+  [[nodiscard]] T* end() { return data() + size_; }
+  [[nodiscard]] const T* end() const { return data() + size_; }
+  [[nodiscard]] T& operator[](std::size_t index) { return data()[index]; }
+  [[nodiscard]] const T& operator[](std::size_t index) const { return data()[index]; }
+
+ private:
+  FramePages pages_;
+  std::size_t size_ = 0;
+};
 
 /// One picture in memory: 32-bit BGRA rows from top to bottom, `stride` bytes apart.
 class Frame {

@@ -4,13 +4,27 @@
 #include <pthread.h>
 
 #include <condition_variable>
-#include <mutex>
 #include <thread>
-#include <utility>
-
-#include "support/task_ring.h"
 
 namespace sentrel {
+
+void TaskRing::push(Task task) {
+  if (count_ == slots_.size()) {
+    std::vector<Task> larger(slots_.empty() ? 16 : slots_.size() * 2);
+    for (std::size_t i = 0; i < count_; ++i) larger[i] = std::move(slots_[(first_ + i) % slots_.size()]);
+    slots_ = std::move(larger);
+    first_ = 0;
+  }
+  slots_[(first_ + count_) % slots_.size()] = std::move(task);
+  ++count_;
+}
+
+Task TaskRing::pop() {
+  Task task = std::move(slots_[first_]);
+  first_ = (first_ + 1) % slots_.size();
+  --count_;
+  return task;
+}
 
 struct SerialQueue::State {
   std::mutex mutex;
@@ -33,10 +47,10 @@ struct SerialQueue::State {
   }
 };
 
-SerialQueue::SerialQueue(std::string label) : label_(std::move(label)), state_(std::make_shared<State>()) {
+SerialQueue::SerialQueue(const std::string& label) : state_(std::make_shared<State>()) {
   constexpr std::size_t threadNameLength = 15;
   const std::string name =
-      label_.size() > threadNameLength ? label_.substr(label_.size() - threadNameLength) : label_;
+      label.size() > threadNameLength ? label.substr(label.size() - threadNameLength) : label;
   state_->thread = std::thread([state = state_, name] {
     pthread_setname_np(pthread_self(), name.c_str());
     state->run();
@@ -50,7 +64,7 @@ SerialQueue::~SerialQueue() {
     state_->ending = true;
   }
   state_->wake.notify_one();
-  if (isCurrent()) {
+  if (std::this_thread::get_id() == state_->thread.get_id()) {
     state_->thread.detach();
   } else {
     state_->thread.join();
@@ -77,10 +91,6 @@ void SerialQueue::sync(Task task) {
   });
   std::unique_lock lock(mutex);
   finished.wait(lock, [&] { return done; });
-}
-
-bool SerialQueue::isCurrent() const {
-  return state_ && std::this_thread::get_id() == state_->thread.get_id();
 }
 
 }  // namespace sentrel

@@ -1,19 +1,63 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "support/task.h"
 
 namespace sentrel {
 
+/// Room for one value between two threads: putting a value replaces the one that waits, so the newest wins
+/// and nothing piles up in front of a slow reader. Any thread.
+template <class T>
+class Latest {
+ public:
+  /// Returns true when the room was empty, that is when the reader has to be woken.
+  bool put(T value) {
+    std::optional<T> replaced;  // released after the lock
+    const std::lock_guard lock(mutex_);
+    replaced = std::exchange(value_, std::optional<T>(std::move(value)));
+    return !replaced.has_value();
+  }
+
+  std::optional<T> take() {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(value_, std::nullopt);
+  }
+
+ private:
+  std::mutex mutex_;
+  std::optional<T> value_;
+};
+
+/// A first-in first-out store of tasks that keeps its room: it allocates only when it holds more than ever
+/// before. Not synchronised.
+class TaskRing {
+ public:
+  [[nodiscard]] bool empty() const { return count_ == 0; }
+  [[nodiscard]] std::size_t size() const { return count_; }
+  void push(Task task);
+  /// Not when it is empty.
+  Task pop();
+
+ private:
+  std::vector<Task> slots_;
+  std::size_t first_ = 0;
+  std::size_t count_ = 0;
+};
+
 /// One thread that runs tasks in the order of their arrival. Destroying the queue runs what is already queued
 /// and waits for it; when the last owner lets go on the queue's own thread it is left to finish by itself.
 class SerialQueue {
  public:
-  /// `label` names the queue; its last 15 characters name the thread.
-  explicit SerialQueue(std::string label);
+  /// The last 15 characters of `label` name the thread.
+  explicit SerialQueue(const std::string& label);
   virtual ~SerialQueue();
   SerialQueue(const SerialQueue&) = delete;
   SerialQueue& operator=(const SerialQueue&) = delete;
@@ -24,16 +68,12 @@ class SerialQueue {
   /// Runs `task` on the queue and waits for it. Any thread but the queue's own.
   virtual void sync(Task task);
 
-  [[nodiscard]] bool isCurrent() const;
-  [[nodiscard]] const std::string& label() const { return label_; }
-
  protected:
   /// A queue without a thread, for one that runs its tasks in its own way.
   SerialQueue() = default;
 
  private:
   struct State;
-  std::string label_;
   std::shared_ptr<State> state_;
 };
 

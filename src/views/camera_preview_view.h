@@ -6,9 +6,9 @@
 
 #include "detection/av_capture_manager.h"
 #include "support/frame.h"
-#include "support/latest.h"
 #include "support/main_loop.h"
 #include "support/registration.h"
+#include "support/serial_queue.h"
 
 namespace sentrel {
 

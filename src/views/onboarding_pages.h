@@ -6,9 +6,8 @@
 #include <memory>
 
 #include "detection/av_capture_manager.h"
-#include "platform/camera_consent.h"
-#include "platform/login_item.h"
-#include "platform/notifications.h"
+#include "platform/capture_session.h"
+#include "platform/desktop_services.h"
 #include "settings/settings_repository.h"
 #include "support/registration.h"
 #include "views/calibration_view.h"

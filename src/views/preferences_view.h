@@ -9,8 +9,7 @@
 #include <vector>
 
 #include "detection/av_capture_manager.h"
-#include "platform/key_monitor.h"
-#include "platform/login_item.h"
+#include "platform/desktop_services.h"
 #include "service/privacy_filter_service.h"
 #include "settings/settings_repository.h"
 #include "support/main_loop.h"

@@ -7,7 +7,7 @@
 
 #include "look/fonts.h"
 #include "look/palette.h"
-#include "platform/appearance.h"
+#include "platform/desktop_services.h"
 
 namespace sentrel {
 

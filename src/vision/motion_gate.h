@@ -7,7 +7,6 @@
 #include <optional>
 
 #include "support/frame.h"
-#include "support/frame_memory.h"
 #include "vision/region_sampler.h"
 
 namespace sentrel::vision {

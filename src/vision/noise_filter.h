@@ -6,7 +6,6 @@
 #include <cstdint>
 
 #include "support/frame.h"
-#include "support/frame_memory.h"
 
 namespace sentrel::vision {
 

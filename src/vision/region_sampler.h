@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "support/frame.h"
-#include "support/frame_memory.h"
 
 namespace sentrel::vision {
 

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "support/frame_memory.h"
+#include "support/frame.h"
 #include "vision/inference.h"
 #include "vision/vector_clones.h"
 #include "vision/xnnpack_operator.h"

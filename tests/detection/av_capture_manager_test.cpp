@@ -145,7 +145,7 @@ TEST_F(AVCaptureManagerTest, FailuresTellTheirCauseAndTheNextStartIsFree) {
     ASSERT_TRUE(error) << key;
     EXPECT_EQ(error->index(), expected.index()) << key;
     EXPECT_EQ(describe(*error), describe(expected)) << key;
-    EXPECT_STREQ(textKey(describe(*error).kind), key);
+    EXPECT_EQ(textKey(describe(*error).kind), key);
     EXPECT_EQ(session.starts, 0) << key;
     EXPECT_FALSE(manager->isRunning()) << key;
 

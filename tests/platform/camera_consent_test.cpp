@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/camera_consent.h"
+#include "platform/capture_session.h"
 
 #include <gtest/gtest.h>
 

@@ -15,7 +15,7 @@
 namespace sentrel {
 namespace {
 
-using Witness = SessionEventOrder::Witness;
+using Source = SessionEventOrder::Source;
 using enum SessionEvent;
 using test::ManualMainLoop;
 
@@ -30,25 +30,25 @@ struct Desk {
 /// One thing that a desktop says or does.
 struct Step {
   enum Kind { changed, found, lost, lock, unlock, newObserver, wait } kind;
-  Witness witness = Witness::lockedHint;
+  Source source = Source::lockedHint;
   bool absent = false;
   std::int64_t ms = 0;
 };
 
-Step begins(Witness witness) {
-  return {Step::changed, witness, true};
+Step begins(Source source) {
+  return {Step::changed, source, true};
 }
-Step ends(Witness witness) {
-  return {Step::changed, witness, false};
+Step ends(Source source) {
+  return {Step::changed, source, false};
 }
-Step isFound(Witness witness, bool absent = true) {
-  return {Step::found, witness, absent};
+Step isFound(Source source, bool absent = true) {
+  return {Step::found, source, absent};
 }
-Step goes(Witness witness) {
-  return {Step::lost, witness};
+Step goes(Source source) {
+  return {Step::lost, source};
 }
 Step waits(std::int64_t ms) {
-  return {Step::wait, Witness::lockedHint, false, ms};
+  return {Step::wait, Source::lockedHint, false, ms};
 }
 const Step lock{Step::lock};
 const Step unlock{Step::unlock};
@@ -56,11 +56,11 @@ const Step unlock{Step::unlock};
 void perform(Desk& desk, const Step& step) {
   switch (step.kind) {
     case Step::changed:
-      return desk.order.changed(step.witness, step.absent);
+      return desk.order.changed(step.source, step.absent);
     case Step::found:
-      return desk.order.found(step.witness, step.absent);
+      return desk.order.found(step.source, step.absent);
     case Step::lost:
-      return desk.order.lost(step.witness);
+      return desk.order.lost(step.source);
     case Step::lock:
       return desk.order.lockRequested();
     case Step::unlock:
@@ -72,11 +72,11 @@ void perform(Desk& desk, const Step& step) {
   }
 }
 
-constexpr Witness hint = Witness::lockedHint;
-constexpr Witness saver = Witness::gnomeScreenSaver;
-constexpr Witness inactive = Witness::sessionInactive;
-constexpr Witness sleeping = Witness::systemSleep;
-constexpr Witness display = Witness::x11Displays;
+constexpr Source hint = Source::lockedHint;
+constexpr Source saver = Source::gnomeScreenSaver;
+constexpr Source inactive = Source::sessionInactive;
+constexpr Source sleeping = Source::systemSleep;
+constexpr Source display = Source::x11Displays;
 
 TEST(SessionEventOrder, DeliversWhatADayBrings) {
   struct Day {
@@ -137,7 +137,7 @@ TEST(SessionEventOrder, HoldsItsRuleOnRandomDays) {
     std::mt19937 random(seed);
     const auto pick = [&](int count) { return static_cast<int>(random() % static_cast<unsigned>(count)); };
     Desk desk;
-    std::map<Witness, std::int64_t> absentUntil;
+    std::map<Source, std::int64_t> absentUntil;
     std::int64_t requestedUntil = 0;
     for (int i = 0; i < 1000; ++i) {
       // Beginnings and ends are drawn independently: duplicates and lost counterparts come by themselves.
@@ -145,17 +145,17 @@ TEST(SessionEventOrder, HoldsItsRuleOnRandomDays) {
                                         Step::found,   Step::lock,    Step::unlock,  Step::newObserver,
                                         Step::lost,    Step::wait};
       Step step{kinds[static_cast<std::size_t>(pick(static_cast<int>(kinds.size())))]};
-      step.witness = static_cast<Witness>(pick(static_cast<int>(SessionEventOrder::witnessCount)));
+      step.source = static_cast<Source>(pick(static_cast<int>(SessionEventOrder::sourceCount)));
       step.absent = pick(3) == 0;
       if (step.kind == Step::wait) step.ms = pick(23) * 1'009;
       perform(desk, step);
       const std::int64_t now = desk.loop.nowMs();
       const bool told = step.kind == Step::changed || step.kind == Step::found;
       if (step.kind == Step::lock) requestedUntil = now + 60'000;
-      if (told && step.absent) absentUntil[step.witness] = never;
-      if (told && !step.absent) absentUntil.erase(step.witness);
-      if (step.kind == Step::lost && absentUntil.contains(step.witness))
-        absentUntil[step.witness] = now + 5'000;
+      if (told && step.absent) absentUntil[step.source] = never;
+      if (told && !step.absent) absentUntil.erase(step.source);
+      if (step.kind == Step::lost && absentUntil.contains(step.source))
+        absentUntil[step.source] = now + 5'000;
       std::erase_if(absentUntil, [&](const auto& entry) { return entry.second <= now; });
       const bool away = !desk.delivered.empty() && isGoingAway(desk.delivered.back());
       if (!absentUntil.empty() || step.kind == Step::lock) {

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/login_item.h"
+#include "platform/desktop_services.h"
 #include "platform/user_defaults.h"
 
 namespace sentrel::test {

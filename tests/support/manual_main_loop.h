@@ -8,7 +8,6 @@
 #include <utility>
 #include <vector>
 
-#include "support/clock.h"
 #include "support/main_loop.h"
 
 namespace sentrel::test {

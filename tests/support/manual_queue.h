@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "support/serial_queue.h"
-#include "support/task_ring.h"
 
 namespace sentrel::test {
 

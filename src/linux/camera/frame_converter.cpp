@@ -11,7 +11,7 @@
 #include <jerror.h>
 #include <jpeglib.h>
 
-#include "support/frame_memory.h"
+#include "support/frame.h"
 #include "support/geometry.h"
 
 namespace sentrel {

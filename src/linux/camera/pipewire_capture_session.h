@@ -5,7 +5,6 @@
 #include <memory>
 
 #include "linux/camera/capture_engine.h"
-#include "platform/camera_consent.h"
 #include "platform/capture_session.h"
 #include "support/main_loop.h"
 #include "support/serial_queue.h"

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/login_item.h"
+#include "platform/desktop_services.h"
 
 namespace sentrel {
 

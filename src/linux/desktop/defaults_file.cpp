@@ -21,7 +21,7 @@
 #include <system_error>
 #include <utility>
 
-#include "support/latest.h"
+#include "support/serial_queue.h"
 
 namespace sentrel {
 

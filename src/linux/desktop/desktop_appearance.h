@@ -5,7 +5,7 @@
 
 #include "linux/desktop/bus_thread.h"
 #include "linux/desktop/portal_appearance.h"
-#include "platform/appearance.h"
+#include "platform/desktop_services.h"
 #include "support/main_loop.h"
 #include "support/published.h"
 

@@ -6,7 +6,7 @@
 
 #include "linux/desktop/bus_thread.h"
 #include "linux/desktop/event_thread.h"
-#include "platform/key_monitor.h"
+#include "platform/desktop_services.h"
 #include "platform/session_events.h"
 #include "support/main_loop.h"
 

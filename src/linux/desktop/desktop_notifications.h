@@ -8,7 +8,7 @@
 
 #include "linux/desktop/bus_thread.h"
 #include "linux/desktop/notification_server.h"
-#include "platform/notifications.h"
+#include "platform/desktop_services.h"
 #include "support/main_loop.h"
 
 namespace sentrel {

@@ -6,7 +6,6 @@
 #include "linux/desktop/bus_thread.h"
 #include "linux/desktop/event_thread.h"
 #include "platform/session_events.h"
-#include "support/clock.h"
 #include "support/main_loop.h"
 
 namespace sentrel {

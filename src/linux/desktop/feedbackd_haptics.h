@@ -5,7 +5,7 @@
 
 #include "linux/desktop/bus_peer.h"
 #include "linux/desktop/bus_thread.h"
-#include "platform/haptics.h"
+#include "platform/desktop_services.h"
 
 namespace sentrel {
 

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "linux/desktop/bus_peer.h"
-#include "platform/notifications.h"
+#include "platform/desktop_services.h"
 
 namespace sentrel {
 

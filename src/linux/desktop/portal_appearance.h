@@ -8,7 +8,7 @@
 #include <optional>
 
 #include "linux/desktop/bus_peer.h"
-#include "platform/appearance.h"
+#include "platform/desktop_services.h"
 #include "support/registration.h"
 
 namespace sentrel {

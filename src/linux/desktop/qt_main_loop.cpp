@@ -13,7 +13,7 @@
 #include <utility>
 
 #include "support/fatal.h"
-#include "support/task_ring.h"
+#include "support/serial_queue.h"
 
 namespace sentrel {
 

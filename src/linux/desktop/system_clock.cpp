@@ -4,7 +4,6 @@
 #include <ctime>
 #include <utility>
 
-#include "support/checked.h"
 #include "support/fatal.h"
 
 namespace sentrel {

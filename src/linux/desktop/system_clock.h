@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <functional>
 
-#include "support/clock.h"
+#include "support/main_loop.h"
 
 namespace sentrel {
 

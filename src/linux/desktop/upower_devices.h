@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "linux/desktop/bus_peer.h"
-#include "platform/power_source.h"
+#include "platform/desktop_services.h"
 
 namespace sentrel {
 

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "linux/desktop/bus_thread.h"
-#include "platform/power_source.h"
+#include "platform/desktop_services.h"
 #include "support/main_loop.h"
 
 namespace sentrel {

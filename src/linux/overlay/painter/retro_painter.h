@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "platform/retro_surface.h"
-#include "support/frame_memory.h"
+#include "support/frame.h"
 #include "support/geometry.h"
 
 namespace sentrel {

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "platform/localized_text.h"
+#include "platform/desktop_services.h"
 
 namespace sentrel {
 

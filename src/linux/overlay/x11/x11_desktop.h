@@ -14,7 +14,7 @@
 #include "linux/overlay/x11/x11_paint_pace.h"
 #include "linux/overlay/x11/x11_window_stack.h"
 #include "support/main_loop.h"
-#include "support/signal.h"
+#include "support/published.h"
 
 namespace sentrel {
 

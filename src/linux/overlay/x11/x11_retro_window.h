@@ -7,7 +7,7 @@
 #include "linux/overlay/x11/x11_desktop.h"
 #include "linux/overlay/x11/x11_overlay_window.h"
 #include "platform/retro_surface.h"
-#include "support/frame_memory.h"
+#include "support/frame.h"
 
 namespace sentrel {
 

@@ -9,7 +9,7 @@
 
 #include "linux/overlay/x11/x11_connection.h"
 #include "support/main_loop.h"
-#include "support/signal.h"
+#include "support/published.h"
 
 namespace sentrel {
 

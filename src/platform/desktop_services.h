@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "support/published.h"
+#include "support/registration.h"
+
+namespace sentrel {
+
+// What the desktop does for a program of its session. Main thread, all of it; nothing here waits for anybody.
+
+/// The text of a key in the person's language.
+using LocalizedText = std::function<std::string(const char* key)>;
+
+/// The key of a text, as it is: lupdate, which looks for the texts of the program, finds it here.
+constexpr const char* textId(const char* key) {
+  return key;
+}
+
+/// What the person asked of the desktop's looks; what it does not tell is absent or not so.
+struct Appearance {
+  std::optional<bool> dark;  ///< the colour scheme
+  bool highContrast = false;
+  bool reducedMotion = false;       ///< less movement
+  std::optional<double> textScale;  ///< size of text, 1 is the usual one
+  bool operator==(const Appearance&) const = default;
+};
+
+/// A notification with the default sound, shown at once.
+struct NotificationContent {
+  std::string title;
+  std::string body;
+};
+
+/// The notification centre. What the desktop does not answer is lost without a word.
+class Notifications {
+ public:
+  virtual ~Notifications() = default;
+
+  /// Asks for leave to show notifications: a yes lasts as long as the process, after a no the next request
+  /// asks again. `answer` comes exactly once, within 2 s, in a later turn.
+  virtual void requestAuthorization(std::function<void(bool granted)> answer) = 0;
+
+  /// Shows the notification; one of the same identifier that is still shown is replaced.
+  virtual void add(const std::string& identifier, const NotificationContent& content) = 0;
+
+  /// Takes the notification away, also one whose showing is still under way.
+  virtual void remove(const std::string& identifier) = 0;
+
+  /// The person chose the notification of this identifier.
+  Signal<std::string> chosen;
+};
+
+/// Feedback to be felt; nothing where there is no such thing.
+class Haptics {
+ public:
+  virtual ~Haptics() = default;
+  /// The generic pattern, now.
+  virtual void perform() = 0;
+};
+
+/// The first power source of the machine; what it does not tell, or tells as nonsense, is absent.
+struct PowerSourceDescription {
+  std::optional<int> currentCapacity;  ///< percent, 0..100, rounded down
+  std::optional<bool> isCharging;      ///< true also when it is full or waits for its charge on the mains
+  bool operator==(const PowerSourceDescription&) const = default;
+};
+
+/// The battery.
+class PowerSource {
+ public:
+  virtual ~PowerSource() = default;
+
+  /// Keeps `first()` up to date until the registration ends; it begins with nothing known. Several may be
+  /// held.
+  [[nodiscard]] virtual Registration observe() = 0;
+
+  /// The newest that is known, or none: no battery, nobody who tells, or no observer.
+  [[nodiscard]] virtual std::optional<PowerSourceDescription> first() const = 0;
+};
+
+/// The global shortcut: Super+Shift and the key that carries C. Keys are only observed, never taken away from
+/// the program that has the focus.
+class KeyMonitor {
+ public:
+  virtual ~KeyMonitor() = default;
+
+  /// Whether the shortcut can be observed on this desktop. It may take a moment after the start, and a
+  /// decision of the person, until this becomes true.
+  [[nodiscard]] virtual bool canObserve() const = 0;
+  Signal<> canObserveChanged;
+
+  /// Calls `pressed` for each press until the registration ends, except while the screen is locked or a
+  /// window of ours has the focus. There is one observer: a new one replaces the former, whose registration
+  /// then ends nothing.
+  [[nodiscard]] virtual Registration observe(std::function<void()> pressed) = 0;
+};
+
+/// Whether the program starts when the person logs in.
+class LoginItem {
+ public:
+  virtual ~LoginItem() = default;
+  [[nodiscard]] virtual bool isEnabled() const = 0;
+  /// Gives the failure's description, or none.
+  [[nodiscard]] virtual std::optional<std::string> setEnabled(bool enabled) = 0;
+};
+
+}  // namespace sentrel
