@@ -34,7 +34,7 @@ DetectionLine::DetectionLine(const Wrap& wrap)
       analysisQueue(std::make_shared<SerialQueue>("com.mardeck.sentrel.vision")),
       captureSession(std::make_shared<PipeWireCaptureSession>(mainLoop, cameraQueue)),
       environment{mainLoop, clock, analysisQueue, makeDetector(wrap)},
-      camera(AVCaptureManager::create(captureSession, cameraQueue, environment)) {}
+      camera(std::make_shared<AVCaptureManager>(captureSession, cameraQueue, environment)) {}
 
 DetectionLine::~DetectionLine() {
   camera->setAnalyzer(nullptr);

@@ -34,7 +34,7 @@ AppDelegate::~AppDelegate() {
 }
 
 void AppDelegate::applicationDidFinishLaunching() {
-  cameraChoice_ = std::make_unique<CameraChoice>(AVCaptureManager::shared(), SettingsRepository::shared());
+  AVCaptureManager::shared()->followSelection(SettingsRepository::shared());
   service_ = PrivacyFilterService::shared();
   tellTheBus();
   tellThePerson();

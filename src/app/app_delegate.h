@@ -12,7 +12,6 @@
 #include "app/program_windows.h"
 #include "platform/capture_session.h"
 #include "platform/overlay_surface.h"
-#include "service/camera_choice.h"
 #include "service/privacy_filter_service.h"
 #include "support/registration.h"
 #include "views/onboarding_view.h"
@@ -52,7 +51,6 @@ class AppDelegate {
 
   const Parts parts_;
   QPointer<OnboardingView> onboardingWindow;
-  std::unique_ptr<CameraChoice> cameraChoice_;
   std::shared_ptr<PrivacyFilterService> service_;
   bool begun_ = false;  // protection was switched on, whether or not it still is
   Registration asked_;

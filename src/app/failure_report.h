@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "detection/camera_error.h"
+#include "detection/camera_control.h"
 
 namespace sentrel {
 

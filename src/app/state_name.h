@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "detection/filter_state.h"
+#include "detection/filter_fsm.h"
 
 namespace sentrel {
 

@@ -51,18 +51,11 @@ AVCaptureManager::AVCaptureManager(std::shared_ptr<CaptureSession> captureSessio
       sessionQueue(std::move(cameraQueue)),
       environment_(std::move(environment)) {}
 
-std::shared_ptr<AVCaptureManager> AVCaptureManager::create(std::shared_ptr<CaptureSession> captureSession,
-                                                           std::shared_ptr<SerialQueue> cameraQueue,
-                                                           AnalysisEnvironment environment) {
-  // The constructor is private, which make_shared cannot reach.
-  return std::shared_ptr<AVCaptureManager>(
-      new AVCaptureManager(std::move(captureSession), std::move(cameraQueue), std::move(environment)));
-}
-
 const std::shared_ptr<AVCaptureManager>& AVCaptureManager::shared() {
   static const auto instance = [] {
     const Platform& platform = Platform::current();
-    return create(platform.captureSession, platform.cameraQueue, AnalysisEnvironment::of(platform));
+    return std::make_shared<AVCaptureManager>(platform.captureSession, platform.cameraQueue,
+                                              AnalysisEnvironment::of(platform));
   }();
   return instance;
 }
@@ -134,9 +127,9 @@ void AVCaptureManager::startSession(StartCompletion completion) {
     const auto self = weak.lock();
     if (!self || start->abandoned) return;
     if (!granted) {
-      self->finish(start, {StartResult::Outcome::failed, CameraError::permissionDenied});
+      self->finish(start, CameraError::permissionDenied);
     } else if (self->runs()) {
-      self->finish(start, {});
+      self->finish(start, std::nullopt);
     } else {
       self->prepareDetector(start);
     }
@@ -151,7 +144,7 @@ void AVCaptureManager::prepareDetector(const std::shared_ptr<Start>& start) {
       const auto self = weak.lock();
       if (!self || start->abandoned) return;
       if (error) {
-        self->finish(start, {StartResult::Outcome::failed, *std::move(error)});
+        self->finish(start, *std::move(error));
       } else {
         self->startOnSessionQueue(start);
       }
@@ -171,29 +164,22 @@ void AVCaptureManager::startOnSessionQueue(const std::shared_ptr<Start>& start) 
     mainLoop->post([weak, start, error = std::move(error)]() mutable {
       const auto self = weak.lock();
       if (!self || start->abandoned) return;
-      if (error) {
-        self->finish(start, {StartResult::Outcome::failed, std::move(error)});
-      } else {
-        self->isRunning_ = true;
-        self->finish(start, {});
-      }
+      if (!error) self->isRunning_ = true;
+      self->finish(start, std::move(error));
     });
   });
 }
 
-void AVCaptureManager::finish(const std::shared_ptr<Start>& start, StartResult result) {
+void AVCaptureManager::finish(const std::shared_ptr<Start>& start, std::optional<StartError> error) {
   auto waiters = std::move(start->waiters);
-  if (start_ == start) start_.reset();  // `start` may be this very field: not to be used from here on
-  environment_.mainLoop->post([waiters = std::move(waiters), result = std::move(result)] {
-    for (const auto& waiter : waiters) waiter(result);
+  if (start_ == start) start_.reset();
+  environment_.mainLoop->post([waiters = std::move(waiters), error = std::move(error)] {
+    for (const auto& waiter : waiters) waiter(error);
   });
 }
 
 void AVCaptureManager::stopSession(std::function<void()> closed) {
-  if (start_) {
-    start_->abandoned = true;
-    finish(start_, {StartResult::Outcome::stoppedMeanwhile, std::nullopt});
-  }
+  if (start_) std::exchange(start_, nullptr)->abandoned = true;
   ++pendingStops_;
   sessionQueue->async([weak = weak_from_this(), session = session_, mainLoop = environment_.mainLoop,
                        closed = std::move(closed)]() mutable {
@@ -210,7 +196,9 @@ void AVCaptureManager::sessionStopped() {
   if (pendingStops_ == 0 && !start_) {
     environment_.analysisQueue->async([detector = environment_.faceDetector] { detector->release(); });
   }
-  if (isRunning_) isRunning_ = false;
+  if (!isRunning_) return;
+  isRunning_ = false;
+  useSelection();
 }
 
 void AVCaptureManager::switchCamera(std::optional<std::string> id) {
@@ -220,6 +208,18 @@ void AVCaptureManager::switchCamera(std::optional<std::string> id) {
   sessionQueue->async([session = session_, request = captureRequest()]() mutable {
     (void)session->configure(std::move(request));  // without a camera no frame comes, which is noticed
   });
+}
+
+void AVCaptureManager::followSelection(std::shared_ptr<SettingsRepository> settingsRepo) {
+  settingsRepo_ = std::move(settingsRepo);
+  settingsRegistration_ =
+      settingsRepo_->settings.subscribe([this](const FilterSettings&) { useSelection(); });
+}
+
+void AVCaptureManager::useSelection() {
+  if (!settingsRepo_ || isRunning_) return;
+  const auto& selected = settingsRepo_->settings.get().selectedCameraID;
+  if (preferredCameraID_ != selected) switchCamera(selected);
 }
 
 void AVCaptureManager::startCalibrationSampling(std::function<void(double faceWidth)> handler) {

@@ -5,13 +5,48 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <variant>
 
-#include "detection/camera_feed_providing.h"
+#include "detection/vision_face_analyzer.h"
 #include "platform/capture_session.h"
+#include "platform/face_detector.h"
+#include "settings/settings_repository.h"
+#include "support/published.h"
 #include "support/registration.h"
 #include "support/serial_queue.h"
 
 namespace sentrel {
+
+/// The camera's failures; they carry no text.
+enum class CameraError { permissionDenied, noCameraAvailable, configurationFailed, interrupted };
+
+/// Why a session did not start: the camera's own failure, the device's as it was given, or the detector's.
+using StartError = std::variant<CameraError, CaptureError, FaceDetectorError>;
+
+/// How a request to start ended: none where the session runs, perhaps still without frames.
+using StartCompletion = std::function<void(const std::optional<StartError>& error)>;
+
+/// The camera as the service sees it. Main thread.
+class CameraFeedProviding {
+ public:
+  virtual ~CameraFeedProviding() = default;
+
+  /// Who gets the frames, or none.
+  [[nodiscard]] virtual std::shared_ptr<VisionFaceAnalyzer> analyzer() const = 0;
+  virtual void setAnalyzer(std::shared_ptr<VisionFaceAnalyzer> analyzer) = 0;
+
+  /// Turns true and false when a start and a stop have taken effect, a while after they were asked for.
+  [[nodiscard]] virtual const Published<bool>& isRunning() const = 0;
+
+  /// Starts the session; `completion` is called once, in a later turn, unless a stop comes before.
+  virtual void startSession(StartCompletion completion) = 0;
+  /// Stops the session, and wins over a start that is under way. Returns at once; `closed` is called in a
+  /// later turn, when the device is closed.
+  virtual void stopSession(std::function<void()> closed) = 0;
+  void stopSession() {
+    stopSession([] {});
+  }
+};
 
 /// Owns the use of the machine's one capture session: asks for the camera, configures, starts, stops and
 /// switches it on the camera queue, and feeds an analyser. The device is open only while the session runs and
@@ -22,9 +57,8 @@ class AVCaptureManager final : public CameraFeedProviding,
  public:
   using CameraError = sentrel::CameraError;
 
-  static std::shared_ptr<AVCaptureManager> create(std::shared_ptr<CaptureSession> captureSession,
-                                                  std::shared_ptr<SerialQueue> cameraQueue,
-                                                  AnalysisEnvironment environment);
+  AVCaptureManager(std::shared_ptr<CaptureSession> captureSession, std::shared_ptr<SerialQueue> cameraQueue,
+                   AnalysisEnvironment environment);
   /// The process's manager, over the installed platform.
   static const std::shared_ptr<AVCaptureManager>& shared();
 
@@ -55,6 +89,11 @@ class AVCaptureManager final : public CameraFeedProviding,
   /// Chooses a camera, at once when the session runs. Reports no errors.
   void switchCamera(std::optional<std::string> id);
 
+  /// While the session is stopped, keeps the preferred camera equal to the stored one, so that every start
+  /// uses the person's choice. Whoever edits the choice switches a running camera. To be called once, before
+  /// the first start.
+  void followSelection(std::shared_ptr<SettingsRepository> settingsRepo);
+
   /// Sends face widths to `handler`, replacing an earlier one. The wish of whoever calibrates opens the
   /// camera.
   void startCalibrationSampling(std::function<void(double faceWidth)> handler);
@@ -68,16 +107,14 @@ class AVCaptureManager final : public CameraFeedProviding,
     void captureOutput(const FrameRef& frame) const;
   };
 
-  AVCaptureManager(std::shared_ptr<CaptureSession> captureSession, std::shared_ptr<SerialQueue> cameraQueue,
-                   AnalysisEnvironment environment);
-
   /// What the session is asked for, with the camera of the person's choice.
   [[nodiscard]] CaptureRequest captureRequest() const;
   void updateFrameDemand();
   void prepareDetector(const std::shared_ptr<Start>& start);
   void startOnSessionQueue(const std::shared_ptr<Start>& start);
-  void finish(const std::shared_ptr<Start>& start, StartResult result);
+  void finish(const std::shared_ptr<Start>& start, std::optional<StartError> error);
   void sessionStopped();
+  void useSelection();
   [[nodiscard]] bool runs() const { return isRunning_ && pendingStops_ == 0; }
 
   const std::shared_ptr<CaptureSession> session_;
@@ -93,6 +130,8 @@ class AVCaptureManager final : public CameraFeedProviding,
   int pendingStops_ = 0;          // asked for, not yet in effect
   FrameDemand demand_;
   Registration suspensionRegistration_;
+  std::shared_ptr<SettingsRepository> settingsRepo_;  // whose selection is followed, or none
+  Registration settingsRegistration_;
 };
 
 }  // namespace sentrel

@@ -36,35 +36,35 @@ std::int64_t distanceFor(double faceWidth) {
 
 }  // namespace
 
-CalibrationSession::CalibrationSession(Parts parts) : parts_(std::move(parts)) {}
+CalibrationSession::CalibrationSession(Dependencies dependencies) : uses_(std::move(dependencies)) {}
 
 CalibrationSession::~CalibrationSession() {
   end();
 }
 
 std::shared_ptr<CalibrationSession> CalibrationSession::create() {
-  return std::make_shared<CalibrationSession>(Parts{Platform::current().mainLoop, Platform::current().clock,
-                                                    AVCaptureManager::shared(), CameraControl::shared(),
-                                                    SettingsRepository::shared()});
+  return std::make_shared<CalibrationSession>(
+      Dependencies{Platform::current().mainLoop, Platform::current().clock, AVCaptureManager::shared(),
+                   CameraControl::shared(), SettingsRepository::shared()});
 }
 
 void CalibrationSession::start() {
   if (phase_.get().kind() != Phase::Kind::idle) return;
   samples.clear();
   measureStart.reset();
-  cameraWish_ = parts_.cameraControl->wish(CameraControl::Wish::calibration);
+  cameraWish_ = uses_.cameraControl->wish(CameraControl::Wish::calibration);
   if (cameraRests()) {
     fail();
     return;
   }
-  cameraStatus_ = parts_.cameraControl->status().onChange([this](const CameraControl::Status&) {
+  cameraStatus_ = uses_.cameraControl->status().onChange([this](const CameraControl::Status&) {
     if (cameraRests()) fail();
   });
   startCountdown(countdownSeconds);
 }
 
 bool CalibrationSession::cameraRests() const {
-  const auto rest = parts_.cameraControl->rest();
+  const auto rest = uses_.cameraControl->rest();
   return rest && *rest != CameraControl::Rest::sessionUnknown;
 }
 
@@ -74,7 +74,7 @@ void CalibrationSession::fail() {
 }
 
 void CalibrationSession::startCountdown(std::int64_t remaining) {
-  countdownTask = parts_.mainLoop->after(secondMs, [weak = weak_from_this(), remaining] {
+  countdownTask = uses_.mainLoop->after(secondMs, [weak = weak_from_this(), remaining] {
     const auto self = weak.lock();
     if (!self) return;
     if (remaining > 1) {
@@ -88,13 +88,13 @@ void CalibrationSession::startCountdown(std::int64_t remaining) {
 
 void CalibrationSession::beginMeasuring() {
   countdownTask.reset();
-  measureStart = parts_.clock->nowMs();
-  parts_.camera->startCalibrationSampling([weak = weak_from_this(), loop = parts_.mainLoop](double width) {
+  measureStart = uses_.clock->nowMs();
+  uses_.camera->startCalibrationSampling([weak = weak_from_this(), loop = uses_.mainLoop](double width) {
     loop->post([weak, width] {
       if (const auto self = weak.lock()) self->samples.push_back(width);
     });
   });
-  pollTask = parts_.mainLoop->after(measuringMs, [weak = weak_from_this()] {
+  pollTask = uses_.mainLoop->after(measuringMs, [weak = weak_from_this()] {
     if (const auto self = weak.lock()) self->finalizeMeasurement();
   });
   phase_ = Phase::measuring();
@@ -114,7 +114,7 @@ void CalibrationSession::end() {
   countdownTask.reset();
   pollTask.reset();
   cameraStatus_.reset();
-  if (cameraWish_) parts_.camera->stopCalibrationSampling();
+  if (cameraWish_) uses_.camera->stopCalibrationSampling();
   cameraWish_.reset();
 }
 
@@ -124,10 +124,10 @@ void CalibrationSession::cancel() {
 }
 
 void CalibrationSession::accept(std::int64_t distanceCm) {
-  FilterSettings next = parts_.settingsRepo->settings;
+  FilterSettings next = uses_.settingsRepo->settings;
   next.calibrationDistanceCm = distanceCm;
   next.isCalibrated = true;
-  parts_.settingsRepo->save(next);
+  uses_.settingsRepo->save(next);
   cancel();
 }
 

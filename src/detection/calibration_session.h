@@ -9,7 +9,6 @@
 #include <utility>
 #include <vector>
 
-#include "detection/av_capture_manager.h"
 #include "detection/camera_control.h"
 #include "settings/settings_repository.h"
 #include "support/main_loop.h"
@@ -58,7 +57,7 @@ class CalibrationSession : public std::enable_shared_from_this<CalibrationSessio
     std::string message_;
   };
 
-  struct Parts {
+  struct Dependencies {
     std::shared_ptr<MainLoop> mainLoop;
     std::shared_ptr<Clock> clock;
     std::shared_ptr<AVCaptureManager> camera;
@@ -66,12 +65,12 @@ class CalibrationSession : public std::enable_shared_from_this<CalibrationSessio
     std::shared_ptr<SettingsRepository> settingsRepo;
   };
 
-  explicit CalibrationSession(Parts parts);
+  explicit CalibrationSession(Dependencies dependencies);
   ~CalibrationSession();
   CalibrationSession(const CalibrationSession&) = delete;
   CalibrationSession& operator=(const CalibrationSession&) = delete;
 
-  /// Over the shared instances of its parts.
+  /// Over the shared instances.
   static std::shared_ptr<CalibrationSession> create();
 
   [[nodiscard]] const Published<Phase>& phase() const { return phase_; }
@@ -93,7 +92,7 @@ class CalibrationSession : public std::enable_shared_from_this<CalibrationSessio
   /// Whatever runs ends, and the camera is let go.
   void end();
 
-  const Parts parts_;
+  const Dependencies uses_;
   Published<Phase> phase_{Phase::idle()};
   std::vector<double> samples;  // face widths, as fractions of the image's width
   std::optional<std::int64_t> measureStart;

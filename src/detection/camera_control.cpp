@@ -12,27 +12,88 @@ namespace sentrel {
 
 namespace {
 
-template <class T>
-void assignIfChanged(Published<T>& published, T value) {
-  if (published.get() != value) published = std::move(value);
+using Kind = CameraFailure::Kind;
+
+struct FailureTexts {
+  const char* failure;
+  const char* advice;
+};
+
+FailureTexts textsOf(Kind kind) {
+  switch (kind) {
+    case Kind::noCamera:
+      return {textId("error_no_camera"), textId("advice_no_camera")};
+    case Kind::cameraDenied:
+      return {textId("error_camera_denied"), textId("advice_camera_denied")};
+    case Kind::modelMissing:
+      return {textId("error_model_missing"), textId("advice_model_missing")};
+    case Kind::noPipeWire:
+      return {textId("error_no_pipewire"), textId("advice_no_pipewire")};
+    case Kind::analysisFailed:
+      return {textId("error_analysis_failed"), textId("advice_analysis_failed")};
+    case Kind::cameraBusy:
+      break;
+  }
+  return {textId("error_camera_busy"), textId("advice_camera_busy")};
+}
+
+Kind kindOf(CameraError error) {
+  if (error == CameraError::permissionDenied) return Kind::cameraDenied;
+  return error == CameraError::noCameraAvailable ? Kind::noCamera : Kind::cameraBusy;
+}
+
+Kind kindOf(CaptureError::Kind error) {
+  switch (error) {
+    case CaptureError::Kind::deviceUnavailable:
+      return Kind::noCamera;
+    case CaptureError::Kind::accessDenied:
+      return Kind::cameraDenied;
+    case CaptureError::Kind::noService:
+      return Kind::noPipeWire;
+    case CaptureError::Kind::busy:
+      break;
+  }
+  return Kind::cameraBusy;
 }
 
 }  // namespace
 
-CameraControl::CameraControl(Parts parts) : parts_(std::move(parts)) {}
+const char* textKey(CameraFailure::Kind kind) {
+  return textsOf(kind).failure;
+}
 
-std::shared_ptr<CameraControl> CameraControl::create(Parts parts) {
-  // The constructor is private, which make_shared cannot reach.
-  std::shared_ptr<CameraControl> control(new CameraControl(std::move(parts)));
-  control->observe();
-  return control;
+const char* adviceKey(CameraFailure::Kind kind) {
+  return textsOf(kind).advice;
+}
+
+CameraFailure describe(const StartError& error) {
+  if (const auto* camera = std::get_if<CameraError>(&error)) return {kindOf(*camera), {}};
+  if (const auto* capture = std::get_if<CaptureError>(&error))
+    return {kindOf(capture->kind), capture->message};
+  return {Kind::modelMissing, std::get<FaceDetectorError>(error).message};
+}
+
+CameraControl::CameraControl(Dependencies dependencies) : uses_(std::move(dependencies)) {
+  interrupted_ = uses_.captureSession->wasInterrupted.connect([this] {
+    if (camera_ != Camera::open) return;
+    const auto cause = uses_.captureSession->interruptionCause();
+    lose(cause ? describe(*cause) : CameraFailure{Kind::cameraBusy, {}});
+  });
+  interruptionEnded_ = uses_.captureSession->interruptionEnded.connect([this] {
+    // Frames that the detection fails on are no use.
+    if (camera_ != Camera::open || !cause_ || failedFrames_ >= mostFailedFrames) return;
+    beginToSee(uses_.clock->nowMs());
+    publish();
+  });
+  devicesChanged_ = uses_.captureSession->devicesChanged.connect([this] { retryNow(); });
 }
 
 const std::shared_ptr<CameraControl>& CameraControl::shared() {
   static const auto instance = [] {
     const Platform& platform = Platform::current();
-    return create({platform.mainLoop, platform.clock, AVCaptureManager::shared(),
-                   AVCaptureManager::shared()->session(), platform.sessionEvents});
+    return std::make_shared<CameraControl>(
+        Dependencies{platform.mainLoop, platform.clock, AVCaptureManager::shared(),
+                     AVCaptureManager::shared()->session(), platform.sessionEvents});
   }();
   return instance;
 }
@@ -45,7 +106,7 @@ Registration CameraControl::wish(Wish wish) {
   ++wishes_[static_cast<std::size_t>(wish)];
   if (first) observeSession();
   // Nobody has looked at the frames so far.
-  if (wish == Wish::protection && camera_ == Camera::open) beginToSee(parts_.clock->nowMs());
+  if (wish == Wish::protection && camera_ == Camera::open) beginToSee(uses_.clock->nowMs());
   update();
   return Registration([weak = weak_from_this(), wish] {
     if (const auto self = weak.lock()) self->endWish(wish);
@@ -55,14 +116,14 @@ Registration CameraControl::wish(Wish wish) {
 void CameraControl::endWish(Wish wish) {
   --wishes_[static_cast<std::size_t>(wish)];
   if (!isWished()) {
-    parts_.camera->setAnalyzer(nullptr);
+    uses_.camera->setAnalyzer(nullptr);
     sessionRegistration_.reset();
     for (const Rest rest : {Rest::away, Rest::lowBattery, Rest::sessionUnknown}) {
       holds(rest) = false;
     }
   } else if (wish == Wish::protection) {
     holds(Rest::lowBattery) = false;  // nobody watches it any more
-    if (camera_ == Camera::open) beginToSee(parts_.clock->nowMs());
+    if (camera_ == Camera::open) beginToSee(uses_.clock->nowMs());
   }
   update();
 }
@@ -79,7 +140,7 @@ std::optional<CameraControl::Rest> CameraControl::rest() const {
 }
 
 bool CameraControl::isPermitted() const {
-  return parts_.captureSession->authorizationStatus() == AuthorizationStatus::authorized;
+  return uses_.captureSession->authorizationStatus() == AuthorizationStatus::authorized;
 }
 
 bool CameraControl::isWished() const {
@@ -88,10 +149,8 @@ bool CameraControl::isWished() const {
 
 void CameraControl::observeSession() {
   holds(Rest::sessionUnknown) = true;
-  sessionRegistration_ = parts_.sessionEvents->install([weak = weak_from_this()](SessionEvent event) {
-    if (const auto self = weak.lock()) self->sessionChanged(event);
-  });
-  parts_.sessionEvents->whenKnown([weak = weak_from_this()] {
+  sessionRegistration_ = uses_.sessionEvents->install([this](SessionEvent event) { sessionChanged(event); });
+  uses_.sessionEvents->whenKnown([weak = weak_from_this()] {
     if (const auto self = weak.lock()) self->setRest(Rest::sessionUnknown, false);
   });
 }
@@ -101,7 +160,7 @@ void CameraControl::sessionChanged(SessionEvent event) {
   if (isGoingAway(event)) {
     close();
     // Also where it was closed before: a sleep waits for the word.
-    parts_.camera->stopSession([events = parts_.sessionEvents] { events->cameraIsClosed(); });
+    uses_.camera->stopSession([events = uses_.sessionEvents] { events->cameraIsClosed(); });
   } else {
     // Who comes back resumes from every pause; the next check of the battery may begin another.
     holds(Rest::lowBattery) = false;
@@ -115,7 +174,7 @@ void CameraControl::update() {
   const bool wanted = isWished() && !rest();
   if (wanted && camera_ == Camera::closed) open();
   if (!wanted) close();
-  parts_.sessionEvents->setResting(rest() == Rest::lowBattery);
+  uses_.sessionEvents->setResting(rest() == Rest::lowBattery);
   publish();
 }
 
@@ -123,33 +182,31 @@ void CameraControl::open() {
   camera_ = Camera::opening;
   news_ = false;
   timer_.reset();
-  opening_ = std::make_shared<Opening>();
-  parts_.camera->startSession(
-      [weak = weak_from_this(), opening = std::weak_ptr(opening_)](const StartResult& result) {
+  uses_.camera->startSession(
+      [weak = weak_from_this(), attempt = ++attempt_](const std::optional<StartError>& error) {
         const auto self = weak.lock();
-        if (self && opening.lock()) self->opened(result);
+        if (self && attempt == self->attempt_) self->opened(error);
       });
 }
 
-void CameraControl::opened(const StartResult& result) {
-  opening_.reset();
-  if (!result.error) {
+void CameraControl::opened(const std::optional<StartError>& error) {
+  if (!error) {
     camera_ = Camera::open;
-    if (const auto analyzer = parts_.camera->analyzer()) analyzer->isSuspended = false;
-    beginToSee(parts_.clock->nowMs());
+    if (const auto analyzer = uses_.camera->analyzer()) analyzer->isSuspended = false;
+    beginToSee(uses_.clock->nowMs());
     publish();
     return;
   }
   camera_ = Camera::failed;
-  cause_ = describe(*result.error);
-  const bool refused = parts_.captureSession->authorizationStatus() == AuthorizationStatus::notDetermined;
-  if (cause_->kind == CameraFailure::Kind::cameraDenied && refused) {
+  cause_ = describe(*error);
+  const bool refused = uses_.captureSession->authorizationStatus() == AuthorizationStatus::notDetermined;
+  if (cause_->kind == Kind::cameraDenied && refused) {
     setRest(Rest::noConsent, true);
     return;
   }
   if (news_) {
     open();
-  } else if (cause_->kind != CameraFailure::Kind::cameraDenied) {
+  } else if (cause_->kind != Kind::cameraDenied) {
     retryLater();
   }
   publish();
@@ -158,36 +215,33 @@ void CameraControl::opened(const StartResult& result) {
 void CameraControl::close() {
   if (camera_ == Camera::closed) return;
   camera_ = Camera::closed;
-  opening_.reset();
+  ++attempt_;
   timer_.reset();
   cause_.reset();
-  if (const auto analyzer = parts_.camera->analyzer()) analyzer->isSuspended = true;
-  parts_.camera->stopSession();
+  if (const auto analyzer = uses_.camera->analyzer()) analyzer->isSuspended = true;
+  uses_.camera->stopSession();
 }
 
 /// What is broken in the chain goes with its closing: it is opened again only once that has happened.
 void CameraControl::reopen() {
   camera_ = Camera::closing;
   timer_.reset();
-  opening_ = std::make_shared<Opening>();
-  parts_.camera->stopSession([weak = weak_from_this(), opening = std::weak_ptr(opening_)] {
+  uses_.camera->stopSession([weak = weak_from_this(), attempt = ++attempt_] {
     const auto self = weak.lock();
-    if (self && opening.lock()) self->open();
+    if (self && attempt == self->attempt_) self->open();
   });
 }
 
 // Retries.
 
 void CameraControl::retryLater() {
-  timer_ = parts_.mainLoop->after(retryMs, [weak = weak_from_this()] {
-    if (const auto self = weak.lock()) self->retryDue();
-  });
+  timer_ = uses_.mainLoop->after(retryMs, [this] { retryDue(); });
 }
 
 void CameraControl::retryDue() {
   if (camera_ == Camera::failed) {
     open();
-  } else if (parts_.captureSession->interruptionCause()) {
+  } else if (uses_.captureSession->interruptionCause()) {
     retryLater();  // the session itself waits for its camera
   } else {
     reopen();
@@ -196,32 +250,17 @@ void CameraControl::retryDue() {
 
 void CameraControl::retryNow() {
   news_ = true;
-  const bool isDenied = cause_ && cause_->kind == CameraFailure::Kind::cameraDenied && !isPermitted();
+  const bool isDenied = cause_ && cause_->kind == Kind::cameraDenied && !isPermitted();
   const bool isBlind = camera_ == Camera::failed || (camera_ == Camera::open && cause_);
   if (isBlind && !isDenied) retryDue();
 }
 
 // What is seen.
 
-void CameraControl::observe() {
-  interrupted_ = parts_.captureSession->wasInterrupted.connect([this] {
-    if (camera_ != Camera::open) return;
-    const auto cause = parts_.captureSession->interruptionCause();
-    lose(cause ? describe(*cause) : CameraFailure{CameraFailure::Kind::cameraBusy, {}});
-  });
-  interruptionEnded_ = parts_.captureSession->interruptionEnded.connect([this] {
-    // Frames that the detection fails on are no use.
-    if (camera_ != Camera::open || !cause_ || failedFrames_ >= mostFailedFrames) return;
-    beginToSee(parts_.clock->nowMs());
-    publish();
-  });
-  devicesChanged_ = parts_.captureSession->devicesChanged.connect([this] { retryNow(); });
-}
-
 void CameraControl::frameAnalysed(std::int64_t timestampMs) {
   if (camera_ != Camera::open) return;
   failedFrames_ = 0;
-  const bool isOld = checkedSubtract(parts_.clock->nowMs(), timestampMs) >= patienceMs;
+  const bool isOld = checkedSubtract(uses_.clock->nowMs(), timestampMs) >= frameTimeoutMs;
   // One that was under way when the camera was lost does not bring it back.
   if (isOld || timestampMs < sinceMs_) return;
   if (cause_) {
@@ -234,12 +273,12 @@ void CameraControl::frameAnalysed(std::int64_t timestampMs) {
 
 void CameraControl::analysisFailed() {
   if (camera_ != Camera::open || ++failedFrames_ < mostFailedFrames) return;
-  lose({CameraFailure::Kind::analysisFailed, "the detection failed on every frame"});
+  lose({Kind::analysisFailed, "the detection failed on every frame"});
 }
 
 void CameraControl::lose(CameraFailure failure) {
   if (!std::exchange(cause_, std::move(failure))) {
-    sinceMs_ = parts_.clock->nowMs();
+    sinceMs_ = uses_.clock->nowMs();
     retryLater();
   }
   publish();
@@ -255,14 +294,12 @@ void CameraControl::beginToSee(std::int64_t sinceMs) {
 }
 
 void CameraControl::watch() {
-  const std::int64_t left = patienceMs - checkedSubtract(parts_.clock->nowMs(), sinceMs_);
+  const std::int64_t left = frameTimeoutMs - checkedSubtract(uses_.clock->nowMs(), sinceMs_);
   if (left <= 0) {
-    lose({CameraFailure::Kind::cameraBusy, "no frame was analysed"});
+    lose({Kind::cameraBusy, "no frame was analysed"});
     return;
   }
-  timer_ = parts_.mainLoop->after(left, [weak = weak_from_this()] {
-    if (const auto self = weak.lock()) self->watch();
-  });
+  timer_ = uses_.mainLoop->after(left, [this] { watch(); });
 }
 
 CameraControl::Status CameraControl::derivedStatus() const {
@@ -276,9 +313,8 @@ CameraControl::Status CameraControl::derivedStatus() const {
 void CameraControl::publish() {
   // Each is derived at its own turn: who hears of the first may have changed everything.
   const bool isRefused = rest() == Rest::noConsent;
-  assignIfChanged(failure_,
-                  isRefused ? std::optional(CameraFailure{CameraFailure::Kind::cameraDenied, {}}) : cause_);
-  assignIfChanged(status_, derivedStatus());
+  failure_.assignIfChanged(isRefused ? CameraFailure{Kind::cameraDenied, {}} : cause_);
+  status_.assignIfChanged(derivedStatus());
 }
 
 }  // namespace sentrel

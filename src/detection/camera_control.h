@@ -6,16 +6,33 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 
-#include "detection/camera_error.h"
-#include "detection/camera_feed_providing.h"
+#include "detection/av_capture_manager.h"
 #include "platform/capture_session.h"
+#include "platform/desktop_services.h"
 #include "platform/session_events.h"
 #include "support/main_loop.h"
 #include "support/published.h"
 #include "support/registration.h"
 
 namespace sentrel {
+
+/// What keeps the camera from giving frames, for the person.
+struct CameraFailure {
+  enum class Kind { noCamera, cameraDenied, cameraBusy, modelMissing, noPipeWire, analysisFailed };
+  Kind kind = Kind::noCamera;
+  std::string detail;  ///< for a log line; may be empty
+  bool operator==(const CameraFailure&) const = default;
+};
+
+/// The key of the text that tells a person of `kind`.
+const char* textKey(CameraFailure::Kind kind);
+
+/// The key of what the person can do about `kind`.
+const char* adviceKey(CameraFailure::Kind kind);
+
+CameraFailure describe(const StartError& error);
 
 /// Decides whether the camera is open, and alone opens and closes it. It knows who wishes it open, what
 /// speaks against that, and what the camera said last; everything else follows from these three:
@@ -57,11 +74,11 @@ class CameraControl : public std::enable_shared_from_this<CameraControl> {
   };
 
   /// Without an analysed frame for this long nothing is seen: below the 2.5 s that a person may be told so.
-  static constexpr std::int64_t patienceMs = 2300;
+  static constexpr std::int64_t frameTimeoutMs = 2300;
   static constexpr std::int64_t retryMs = 5000;
   static constexpr int mostFailedFrames = 10;
 
-  struct Parts {
+  struct Dependencies {
     std::shared_ptr<MainLoop> mainLoop;
     std::shared_ptr<Clock> clock;
     std::shared_ptr<CameraFeedProviding> camera;
@@ -69,8 +86,8 @@ class CameraControl : public std::enable_shared_from_this<CameraControl> {
     std::shared_ptr<SessionEvents> sessionEvents;
   };
 
-  static std::shared_ptr<CameraControl> create(Parts parts);
-  /// The process's control, over the shared instances of its parts.
+  explicit CameraControl(Dependencies dependencies);
+  /// The process's control, over the shared instances.
   static const std::shared_ptr<CameraControl>& shared();
 
   /// Wishes the camera open until the registration ends. Several may be held.
@@ -101,15 +118,11 @@ class CameraControl : public std::enable_shared_from_this<CameraControl> {
     failed,   ///< to be tried again
     closing,  ///< to be opened again once it is closed
   };
-  struct Opening {};
-
-  explicit CameraControl(Parts parts);
-  void observe();
 
   void update();
   void publish();
   void open();
-  void opened(const StartResult& result);
+  void opened(const std::optional<StartError>& error);
   void close();
   void reopen();
   void lose(CameraFailure failure);
@@ -125,11 +138,11 @@ class CameraControl : public std::enable_shared_from_this<CameraControl> {
   bool& holds(Rest rest) { return rests_[static_cast<std::size_t>(rest)]; }
   [[nodiscard]] Status derivedStatus() const;
 
-  const Parts parts_;
+  const Dependencies uses_;
   std::array<int, wishCount> wishes_{};
   std::array<bool, restCount> rests_{};
   Camera camera_ = Camera::closed;
-  std::shared_ptr<Opening> opening_;    // of `opening`; the answer to an earlier one comes too late
+  int attempt_ = 0;                     // to open it; the answer to an earlier one comes too late
   std::optional<CameraFailure> cause_;  // why nothing is seen; kept while it is tried again
   std::int64_t sinceMs_ = 0;  // the newest analysed frame or the opening; while blind, its beginning
   int failedFrames_ = 0;      // in a row

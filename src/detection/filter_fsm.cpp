@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "detection/filter_fsm.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "support/fatal.h"
@@ -25,7 +27,30 @@ bool isLooking(const FaceData& face) {
   return std::abs(face.eulerY) < lookingYawDegrees && std::abs(face.eulerX) < lookingPitchDegrees;
 }
 
+float baseOpacity(std::int64_t strength) {
+  constexpr std::array byStrength{0.55F, 0.65F, 0.75F, 0.85F, 0.95F};
+  const bool isKnown = strength >= 1 && strength <= 5;
+  return byStrength[isKnown ? static_cast<std::size_t>(strength - 1) : 2];
+}
+
 }  // namespace
+
+float filterAlpha(const FilterState& state, std::int64_t strength) {
+  const float base = baseOpacity(strength);
+  switch (state.kind()) {
+    case FilterState::Kind::nominal:
+      return base * 0.55F;
+    case FilterState::Kind::inattention:
+      return base * 0.8F;
+    case FilterState::Kind::alert:
+      return std::min(base, 0.8F);
+    case FilterState::Kind::autoPaused:
+    case FilterState::Kind::cameraBusy:
+    case FilterState::Kind::inactive:
+      break;
+  }
+  return 0;
+}
 
 bool FilterFsm::enter(FilterState next) {
   if (next == state_.get()) return false;

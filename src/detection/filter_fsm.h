@@ -4,12 +4,92 @@
 #include <cstdint>
 #include <optional>
 
-#include "detection/detection_input.h"
-#include "detection/filter_state.h"
 #include "settings/filter_settings.h"
 #include "support/published.h"
 
 namespace sentrel {
+
+/// The main face of one frame.
+struct FaceData {
+  float eulerY = 0;            ///< yaw in degrees; 0 when it could not be read
+  float eulerX = 0;            ///< pitch estimate, scaled like degrees; 0 when it could not be read
+  float boundingBoxRatio = 0;  ///< width of the face as a fraction of the image's width
+  bool operator==(const FaceData&) const = default;
+};
+
+/// What one analysed frame says.
+struct DetectionInput {
+  std::int64_t timestampMs = 0;         ///< when the frame was accepted, on the program's time base
+  std::int64_t faceCount = 0;           ///< faces at least as wide as the least width that counts
+  std::optional<FaceData> primaryFace;  ///< the widest face whose pose was read
+  bool operator==(const DetectionInput&) const = default;
+};
+
+/// Why protection is suspended.
+class PauseReason {
+ public:
+  enum class Kind {
+    userPaused,  ///< by the person, for a time
+    screenOff,   ///< display asleep, screen locked or session switched away
+    lowBattery,  ///< charge below the person's threshold
+  };
+
+  static constexpr PauseReason userPaused(std::int64_t durationMs) { return {Kind::userPaused, durationMs}; }
+  static constexpr PauseReason screenOff() { return {Kind::screenOff, 0}; }
+  static constexpr PauseReason lowBattery() { return {Kind::lowBattery, 0}; }
+
+  [[nodiscard]] constexpr Kind kind() const { return kind_; }
+  /// Of `userPaused`; 0 otherwise.
+  [[nodiscard]] constexpr std::int64_t durationMs() const { return durationMs_; }
+  bool operator==(const PauseReason&) const = default;
+
+ private:
+  constexpr PauseReason(Kind kind, std::int64_t durationMs) : kind_(kind), durationMs_(durationMs) {}
+
+  Kind kind_;
+  std::int64_t durationMs_;
+};
+
+/// What the filter is doing. Two states are equal when they are of one kind and carry the same values.
+class FilterState {
+ public:
+  enum class Kind {
+    nominal,      ///< the person is alone and looks at the screen
+    inattention,  ///< the person has looked away for longer than the delay
+    autoPaused,   ///< protection is suspended
+    cameraBusy,   ///< the camera gives nothing; protection tries again
+    inactive,     ///< protection is off
+    alert,        ///< a second face looks at the screen
+  };
+
+  static constexpr FilterState nominal(std::int64_t intensity) { return {Kind::nominal, intensity}; }
+  static constexpr FilterState inattention(std::int64_t intensity) { return {Kind::inattention, intensity}; }
+  static constexpr FilterState autoPaused(PauseReason reason) { return {Kind::autoPaused, 0, reason}; }
+  static constexpr FilterState cameraBusy(std::int64_t retryInMs) { return {Kind::cameraBusy, retryInMs}; }
+  static constexpr FilterState inactive() { return {Kind::inactive}; }
+  static constexpr FilterState alert() { return {Kind::alert}; }
+
+  [[nodiscard]] constexpr Kind kind() const { return kind_; }
+  [[nodiscard]] constexpr bool is(Kind kind) const { return kind_ == kind; }
+  /// The filter strength at the moment of the transition, of `nominal` and `inattention`; 0 otherwise.
+  [[nodiscard]] constexpr std::int64_t intensity() const { return is(Kind::cameraBusy) ? 0 : number_; }
+  /// Of `cameraBusy`; 0 otherwise.
+  [[nodiscard]] constexpr std::int64_t retryInMs() const { return is(Kind::cameraBusy) ? number_ : 0; }
+  /// Only of `autoPaused`.
+  [[nodiscard]] constexpr PauseReason reason() const { return reason_; }
+  bool operator==(const FilterState&) const = default;
+
+ private:
+  constexpr FilterState(Kind kind, std::int64_t number = 0, PauseReason reason = PauseReason::screenOff())
+      : kind_(kind), number_(number), reason_(reason) {}
+
+  Kind kind_;
+  std::int64_t number_;
+  PauseReason reason_;
+};
+
+/// The overlay's opacity, 0..1, in `state` at `strength` (1..5; any other level counts as 3).
+float filterAlpha(const FilterState& state, std::int64_t strength);
 
 /// Decides, frame by frame, whether the screen is watched by its user alone. Pure: it has neither timers nor
 /// a clock; all time comes from the frames, all suspensions from system events. Main thread.

@@ -1,20 +1,76 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <utility>
 
-#include "detection/analysis_environment.h"
-#include "detection/callback_slot.h"
-#include "detection/detection_input.h"
-#include "detection/suspension.h"
+#include "detection/filter_fsm.h"
 #include "platform/face_detector.h"
 #include "support/frame.h"
 #include "support/geometry.h"
+#include "support/main_loop.h"
+#include "support/published.h"
 #include "support/serial_queue.h"
 
 namespace sentrel {
+
+struct Platform;
+
+/// What every analyser of the process shares: one detector, which lives on one queue.
+struct AnalysisEnvironment {
+  std::shared_ptr<MainLoop> mainLoop;
+  std::shared_ptr<Clock> clock;
+  std::shared_ptr<SerialQueue> analysisQueue;
+  std::shared_ptr<FaceDetector> faceDetector;
+
+  static AnalysisEnvironment of(const Platform& platform);
+};
+
+/// An optional callback that its user replaces as a whole. Assigned and called on the main thread; whether it
+/// is set may be asked on any thread.
+template <class... Args>
+class CallbackSlot {
+ public:
+  using Callback = std::function<void(Args...)>;
+
+  CallbackSlot& operator=(Callback callback) {
+    callback_ = callback ? std::make_shared<const Callback>(std::move(callback)) : nullptr;
+    isSet_ = callback_ != nullptr;
+    return *this;
+  }
+
+  explicit operator bool() const { return isSet_; }
+
+  /// Nothing when no callback is set. The callback may replace itself.
+  void operator()(Args... args) const {
+    if (const auto current = callback_) (*current)(std::move(args)...);
+  }
+
+ private:
+  std::shared_ptr<const Callback> callback_;
+  std::atomic<bool> isSet_ = false;
+};
+
+/// Whether frames are ignored. Assigned and watched on the main thread, read on any thread.
+class Suspension {
+ public:
+  Suspension& operator=(bool suspended) {
+    if (suspended_.exchange(suspended) != suspended) changed_.emit();
+    return *this;
+  }
+  operator bool() const { return suspended_; }  // NOLINT(google-explicit-constructor): reads like the value
+
+  /// `observer` is called after every change.
+  Registration onChange(std::function<void()> observer) { return changed_.connect(std::move(observer)); }
+
+ private:
+  std::atomic<bool> suspended_ = false;
+  Signal<> changed_;
+};
 
 /// Turns camera frames into measurements: drops those that come too soon, has the faces of the others found
 /// on the analysis queue, and reports them on the main thread. At most one frame waits, the newest; nothing

@@ -1,58 +1,29 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/privacy_filter_service.h"
 
-#include <algorithm>
 #include <utility>
 
-#include "detection/av_capture_manager.h"
-#include "platform/platform.h"
-#include "service/viewing_distance.h"
 #include "support/fatal.h"
 
 namespace sentrel {
 
-namespace {
-
-// Even the strongest filter leaves the screen readable for its user.
-constexpr float greatestOpacity = 0.8F;
-
-template <class T>
-void assignIfChanged(Published<T>& published, T value) {
-  if (published.get() != value) published = std::move(value);
-}
-
-}  // namespace
-
-PrivacyFilterService::PrivacyFilterService(Parts parts)
-    : environment_(std::move(parts.environment)),
-      cameraManager(std::move(parts.cameraManager)),
-      cameraControl_(std::move(parts.cameraControl)),
-      overlayManager(std::move(parts.overlayManager)),
-      settingsRepo(std::move(parts.settingsRepo)),
-      statsRepo(std::move(parts.statsRepo)),
-      notifications_(std::move(parts.notifications)),
-      feedback_({environment_.clock, settingsRepo, statsRepo, notifications_, std::move(parts.haptics),
-                 parts.localizedText, std::move(parts.retroPiP)}),
-      blindness_(environment_.mainLoop, cameraControl_, notifications_, parts.localizedText),
-      systemEvents_({environment_.mainLoop, cameraControl_, overlayManager, settingsRepo,
-                     std::move(parts.powerSource), std::move(parts.keyMonitor)}) {}
+PrivacyFilterService::PrivacyFilterService(const Dependencies& given)
+    : environment_(AnalysisEnvironment::of(given.platform)),
+      cameraManager(given.cameraManager),
+      cameraControl_(given.cameraControl),
+      settingsRepo(given.settingsRepo),
+      statsRepo(given.statsRepo),
+      notifications_(given.platform.notifications),
+      overlay_(given.overlayManager, settingsRepo, cameraControl_),
+      feedback_(given.platform, settingsRepo, statsRepo, given.retroPiP),
+      blindness_(given.platform, cameraControl_),
+      systemEvents_(given.platform, cameraControl_, given.overlayManager, settingsRepo) {}
 
 const std::shared_ptr<PrivacyFilterService>& PrivacyFilterService::shared() {
-  static const auto instance = [] {
-    const Platform& platform = Platform::current();
-    return std::make_shared<PrivacyFilterService>(Parts{.environment = AnalysisEnvironment::of(platform),
-                                                        .cameraManager = AVCaptureManager::shared(),
-                                                        .cameraControl = CameraControl::shared(),
-                                                        .overlayManager = OverlayWindowManager::shared(),
-                                                        .settingsRepo = SettingsRepository::shared(),
-                                                        .statsRepo = StatsRepository::shared(),
-                                                        .powerSource = platform.powerSource,
-                                                        .keyMonitor = platform.keyMonitor,
-                                                        .notifications = platform.notifications,
-                                                        .haptics = platform.haptics,
-                                                        .localizedText = platform.localizedText,
-                                                        .retroPiP = RetroPiPManager::shared()});
-  }();
+  static const auto instance = std::make_shared<PrivacyFilterService>(
+      Dependencies{Platform::current(), AVCaptureManager::shared(), CameraControl::shared(),
+                   OverlayWindowManager::shared(), RetroPiPManager::shared(), SettingsRepository::shared(),
+                   StatsRepository::shared()});
   return instance;
 }
 
@@ -92,7 +63,7 @@ void PrivacyFilterService::startCamera() {
 void PrivacyFilterService::startFinished() {
   if (!sessionStartDate) sessionStartDate = environment_.clock->nowMs();
   fsm.activate();
-  ensureOverlay();
+  overlay_.show();
   observeSettings();
   observeFsm();
   if (!cameraWish_) return;  // who heard of the state switched protection off
@@ -102,18 +73,18 @@ void PrivacyFilterService::startFinished() {
       if (const auto self = weak.lock()) self->toggle();
     });
   }
-  assignIfChanged(isActive_, true);
-  assignIfChanged(isStarting_, false);
+  isActive_.assignIfChanged(true);
+  isStarting_.assignIfChanged(false);
 }
 
 void PrivacyFilterService::stop() {
   if (const auto seconds = takeSessionSeconds())
     environment_.mainLoop->post(
         [stats = statsRepo, seconds = *seconds] { stats->addActiveSeconds(seconds); });
-  assignIfChanged(fsmState_, FilterState::inactive());
-  assignIfChanged(isActive_, false);
-  assignIfChanged(isStarting_, false);
-  assignIfChanged(isAlert_, false);
+  fsmState_.assignIfChanged(FilterState::inactive());
+  isActive_.assignIfChanged(false);
+  isStarting_.assignIfChanged(false);
+  isAlert_.assignIfChanged(false);
   fsm.setState(FilterState::inactive());
   ++stopCount_;  // what an earlier state has still to bring about must not follow a stop
   handleFsmSideEffects(FilterState::inactive());
@@ -171,7 +142,7 @@ void PrivacyFilterService::cameraChanged(const CameraControl::Status& status) {
   }
 }
 
-// The road of a frame.
+// What the machine hears, and what follows from its states.
 
 void PrivacyFilterService::makeAnalyzer() {
   const std::int64_t fps = inUse(settingsRepo->settings.get(), &FilterSettings::captureFps);
@@ -205,95 +176,18 @@ void PrivacyFilterService::handleDetectionInput(const DetectionInput& input) {
     case FilterState::Kind::inactive:
       break;
   }
-  if (input.primaryFace && input.primaryFace->boundingBoxRatio > 0) updateViewingDistance(*input.primaryFace);
+  if (input.primaryFace) overlay_.updateDistance(*input.primaryFace);
 }
-
-void PrivacyFilterService::updateViewingDistance(const FaceData& face) {
-  const FilterSettings& settings = settingsRepo->settings.get();
-  const std::int64_t cm = matrixDistanceFor(face.boundingBoxRatio, settings.privacyMatrixCoefficient);
-  if (isNewMatrixDistance(cm, overlayManager->lastDistanceCm)) applyMatrix(settings, cm);
-}
-
-// What follows from a state.
-
-void PrivacyFilterService::observeFsm() {
-  fsmCancellable = fsm.state().subscribe([this](const FilterState& state) {
-    const std::uint64_t session = stopCount_;
-    assignIfChanged(fsmState_, state);
-    if (session != stopCount_) return;  // who heard of the state switched protection off
-    applyOpacity(state, settingsRepo->settings.get());
-    // The opacity is there at once; the rest of what is seen comes in the next turn, in the order of states.
-    environment_.mainLoop->post([weak = weak_from_this(), session, state] {
-      const auto self = weak.lock();
-      if (self && session == self->stopCount_) self->handleFsmSideEffects(state);
-    });
-  });
-}
-
-void PrivacyFilterService::handleFsmSideEffects(const FilterState& state) {
-  assignIfChanged(isAlert_, state.is(FilterState::Kind::alert));
-  if (!state.is(FilterState::Kind::alert)) feedback_.forget(analyzer.get());
-  switch (state.kind()) {
-    case FilterState::Kind::nominal:
-    case FilterState::Kind::inattention:
-      assignIfChanged(overlayManager->isAlertMode, false);
-      ensureOverlay();
-      feedback_.withdrawNotification();
-      break;
-    case FilterState::Kind::alert:
-      ensureOverlay();
-      assignIfChanged(overlayManager->isAlertMode, true);
-      feedback_.follow(analyzer.get());
-      feedback_.alertStarted();
-      break;
-    case FilterState::Kind::autoPaused:
-      assignIfChanged(overlayManager->isAlertMode, false);
-      overlayManager->hide();
-      break;
-    case FilterState::Kind::cameraBusy:
-      assignIfChanged(overlayManager->isAlertMode, false);
-      break;
-    case FilterState::Kind::inactive:
-      assignIfChanged(overlayManager->isAlertMode, false);
-      overlayManager->hide();
-      feedback_.withdrawNotification();
-      break;
-  }
-}
-
-/// Nothing is mapped while the person is away: it would lie above a screen locker.
-void PrivacyFilterService::ensureOverlay() {
-  if (!cameraControl_->rest() && !overlayManager->isShowing()) overlayManager->show();
-}
-
-// The person's settings.
 
 void PrivacyFilterService::observeSettings() {
   appliedSettings_.reset();
-  settingsCancellable =
-      settingsRepo->settings.subscribe([this](const FilterSettings& settings) { applySettings(settings); });
-}
-
-void PrivacyFilterService::applySettings(const FilterSettings& settings) {
-  if (appliedSettings_ == settings) return;
-  appliedSettings_ = settings;
-  fsm.settings = settings;
-  applyOpacity(fsm.state().get(), settings);
-  applyMatrix(settings, overlayManager->lastDistanceCm);
-  tuneDetector(settings);
-}
-
-void PrivacyFilterService::applyOpacity(const FilterState& state, const FilterSettings& settings) {
-  assignIfChanged(overlayManager->currentAlpha,
-                  std::min(filterAlpha(state, settings.filterStrength), greatestOpacity));
-}
-
-void PrivacyFilterService::applyMatrix(const FilterSettings& settings, std::int64_t distanceCm) {
-  overlayManager->matrixEnabled = settings.privacyMatrixEnabled;
-  overlayManager->matrixDistanceCm = distanceCm;
-  overlayManager->matrixColorArgb = settings.matrixColorArgb;
-  overlayManager->matrixStripeAlpha = settings.matrixStripeAlpha;
-  overlayManager->lastDistanceCm = distanceCm;
+  settingsCancellable = settingsRepo->settings.subscribe([this](const FilterSettings& settings) {
+    if (appliedSettings_ == settings) return;
+    appliedSettings_ = settings;
+    fsm.settings = settings;
+    overlay_.applySettings(fsm.state());
+    tuneDetector(settings);
+  });
 }
 
 void PrivacyFilterService::tuneDetector(const FilterSettings& settings) {
@@ -303,6 +197,32 @@ void PrivacyFilterService::tuneDetector(const FilterSettings& settings) {
   tuning_ = tuning;
   environment_.analysisQueue->async(
       [detector = environment_.faceDetector, tuning] { detector->tune(tuning); });
+}
+
+void PrivacyFilterService::observeFsm() {
+  fsmCancellable = fsm.state().subscribe([this](const FilterState& state) {
+    const std::uint64_t session = stopCount_;
+    fsmState_.assignIfChanged(state);
+    if (session != stopCount_) return;  // who heard of the state switched protection off
+    overlay_.applyOpacity(state);
+    // The opacity is there at once; the rest of what is seen comes in the next turn, in the order of states.
+    environment_.mainLoop->post([weak = weak_from_this(), session, state] {
+      const auto self = weak.lock();
+      if (self && session == self->stopCount_) self->handleFsmSideEffects(state);
+    });
+  });
+}
+
+void PrivacyFilterService::handleFsmSideEffects(const FilterState& state) {
+  const bool isAlert = state.is(FilterState::Kind::alert);
+  isAlert_.assignIfChanged(isAlert);
+  if (!isAlert) feedback_.alertEnded(analyzer.get());
+  overlay_.showState(state);
+  if (isAlert) {
+    feedback_.alertStarted(analyzer.get());
+  } else if (!state.is(FilterState::Kind::autoPaused) && !state.is(FilterState::Kind::cameraBusy)) {
+    feedback_.withdrawNotification();
+  }
 }
 
 }  // namespace sentrel

@@ -5,18 +5,13 @@
 #include <memory>
 #include <optional>
 
-#include "detection/analysis_environment.h"
 #include "detection/camera_control.h"
-#include "detection/camera_feed_providing.h"
 #include "detection/filter_fsm.h"
 #include "detection/vision_face_analyzer.h"
-#include "overlay/overlay_window_manager.h"
-#include "overlay/retro_pip_manager.h"
-#include "platform/desktop_services.h"
-#include "platform/face_detector.h"
-#include "service/blindness_notice.h"
-#include "service/onlooker_feedback.h"
+#include "platform/platform.h"
+#include "service/filter_overlay.h"
 #include "service/system_events.h"
+#include "service/user_feedback.h"
 #include "settings/settings_repository.h"
 #include "settings/stats_repository.h"
 #include "support/published.h"
@@ -24,32 +19,27 @@
 
 namespace sentrel {
 
-/// Starts and stops protection, and joins its parts: the camera feeds an analyser, the analyser the state
-/// machine, and every state of the machine becomes something to see. Whether the camera is open is decided by
-/// `CameraControl`, which this service tells its wish; what becomes of it are events of the machine. Main
-/// thread, to be owned by a shared pointer.
+/// Switches protection on and off. While it is on, the camera feeds an analyser, the analyser the state
+/// machine, and the machine's states go to the overlay and to the feedback for the person. `CameraControl`
+/// decides whether the camera is open: this service tells it its wish, and tells the machine what becomes of
+/// the camera. Main thread, to be owned by a shared pointer.
 class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterService> {
  public:
-  struct Parts {
-    AnalysisEnvironment environment;
+  struct Dependencies {
+    const Platform& platform;  ///< not kept
     std::shared_ptr<CameraFeedProviding> cameraManager;
     std::shared_ptr<CameraControl> cameraControl;
     std::shared_ptr<OverlayWindowManager> overlayManager;
+    std::shared_ptr<RetroPiPManager> retroPiP;
     std::shared_ptr<SettingsRepository> settingsRepo;
     std::shared_ptr<StatsRepository> statsRepo;
-    std::shared_ptr<PowerSource> powerSource;
-    std::shared_ptr<KeyMonitor> keyMonitor;
-    std::shared_ptr<Notifications> notifications;
-    std::shared_ptr<Haptics> haptics;
-    LocalizedText localizedText;
-    std::shared_ptr<RetroPiPManager> retroPiP;
   };
 
-  explicit PrivacyFilterService(Parts parts);
+  explicit PrivacyFilterService(const Dependencies& dependencies);
   PrivacyFilterService(const PrivacyFilterService&) = delete;
   PrivacyFilterService& operator=(const PrivacyFilterService&) = delete;
 
-  /// The process's service, over the shared instances of its parts.
+  /// The process's service, over the shared instances.
   static const std::shared_ptr<PrivacyFilterService>& shared();
 
   /// The machine's state, for the interface.
@@ -77,30 +67,23 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   void startCamera();
   void startFinished();
   std::optional<std::int64_t> takeSessionSeconds();
-  void cameraChanged(const CameraControl::Status& status);
 
-  // The road of a frame, and what follows from a state.
+  // What the machine hears, and what follows from its states.
   void makeAnalyzer();
+  void cameraChanged(const CameraControl::Status& status);
   void handleDetectionInput(const DetectionInput& input);
-  void updateViewingDistance(const FaceData& face);
+  void observeSettings();
+  void tuneDetector(const FilterSettings& settings);
   void observeFsm();
   void handleFsmSideEffects(const FilterState& state);
-  void ensureOverlay();
-
-  // The person's settings.
-  void observeSettings();
-  void applySettings(const FilterSettings& settings);
-  void applyMatrix(const FilterSettings& settings, std::int64_t distanceCm);
-  void applyOpacity(const FilterState& state, const FilterSettings& settings);
-  void tuneDetector(const FilterSettings& settings);
 
   const AnalysisEnvironment environment_;
   const std::shared_ptr<CameraFeedProviding> cameraManager;
   const std::shared_ptr<CameraControl> cameraControl_;
-  const std::shared_ptr<OverlayWindowManager> overlayManager;
   const std::shared_ptr<SettingsRepository> settingsRepo;
   const std::shared_ptr<StatsRepository> statsRepo;
   const std::shared_ptr<Notifications> notifications_;
+  FilterOverlay overlay_;
   OnlookerFeedback feedback_;
   BlindnessNotice blindness_;
   SystemEvents systemEvents_;
@@ -112,7 +95,6 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   Published<bool> isStarting_{false};
   Published<bool> isAlert_{false};
   std::optional<std::int64_t> sessionStartDate;  // milliseconds
-
   std::uint64_t stopCount_ = 0;
   std::optional<FilterSettings> appliedSettings_;
   std::optional<FaceTuning> tuning_;

@@ -6,10 +6,18 @@
 namespace sentrel {
 
 namespace {
-
 constexpr std::int64_t batteryIntervalMs = 30'000;
-
 }  // namespace
+
+SystemEvents::SystemEvents(const Platform& platform, std::shared_ptr<CameraControl> cameraControl,
+                           std::shared_ptr<OverlayWindowManager> overlay,
+                           std::shared_ptr<SettingsRepository> settings)
+    : mainLoop_(platform.mainLoop),
+      powerSource_(platform.powerSource),
+      keyMonitor_(platform.keyMonitor),
+      cameraControl_(std::move(cameraControl)),
+      overlayManager(std::move(overlay)),
+      settingsRepo(std::move(settings)) {}
 
 void SystemEvents::end() {
   batteryTimer.reset();
@@ -21,28 +29,28 @@ void SystemEvents::end() {
 }
 
 void SystemEvents::startBatteryMonitor() {
-  powerRegistration_ = parts_.powerSource->observe();
-  batteryTimer = parts_.mainLoop->every(batteryIntervalMs, [this] { checkBattery(); });
+  powerRegistration_ = powerSource_->observe();
+  batteryTimer = mainLoop_->every(batteryIntervalMs, [this] { checkBattery(); });
 }
 
 void SystemEvents::checkBattery() {
-  const auto source = parts_.powerSource->first();
+  const auto source = powerSource_->first();
   if (!source) return;
   const int capacity = source->currentCapacity.value_or(100);
   const bool onBattery = !source->isCharging.value_or(false);
-  const std::int64_t threshold = parts_.settingsRepo->settings.get().batteryThresholdPercent;
-  parts_.cameraControl->setRest(CameraControl::Rest::lowBattery,
-                                onBattery && threshold >= 1 && capacity < threshold);
+  const std::int64_t threshold = settingsRepo->settings.get().batteryThresholdPercent;
+  cameraControl_->setRest(CameraControl::Rest::lowBattery,
+                          onBattery && threshold >= 1 && capacity < threshold);
 }
 
 void SystemEvents::registerGlobalShortcut(std::function<void()> pressed) {
-  pressed_ = [mainLoop = parts_.mainLoop, pressed = std::move(pressed)] { mainLoop->post(pressed); };
-  canObserveRegistration_ = parts_.keyMonitor->canObserveChanged.connect([this] { updateShortcutHint(); });
+  pressed_ = [mainLoop = mainLoop_, pressed = std::move(pressed)] { mainLoop->post(pressed); };
+  canObserveRegistration_ = keyMonitor_->canObserveChanged.connect([this] { updateShortcutHint(); });
   observeShortcut();
 }
 
 void SystemEvents::observeShortcut() {
-  globalMonitor = parts_.keyMonitor->observe(pressed_);
+  globalMonitor = keyMonitor_->observe(pressed_);
   updateShortcutHint();
 }
 
@@ -58,9 +66,8 @@ void SystemEvents::setAway(bool away) {
 
 /// The overlay names the keys only where they do something.
 void SystemEvents::updateShortcutHint() {
-  const bool available = static_cast<bool>(globalMonitor) && parts_.keyMonitor->canObserve();
-  auto& shown = parts_.overlayManager->shortcutAvailable;
-  if (shown.get() != available) shown = available;
+  const bool available = static_cast<bool>(globalMonitor) && keyMonitor_->canObserve();
+  overlayManager->shortcutAvailable.assignIfChanged(available);
 }
 
 }  // namespace sentrel

@@ -6,9 +6,8 @@
 
 #include "detection/camera_control.h"
 #include "overlay/overlay_window_manager.h"
-#include "platform/desktop_services.h"
+#include "platform/platform.h"
 #include "settings/settings_repository.h"
-#include "support/main_loop.h"
 #include "support/registration.h"
 
 namespace sentrel {
@@ -17,16 +16,8 @@ namespace sentrel {
 /// against an open camera, and the shortcut. Main thread.
 class SystemEvents {
  public:
-  struct Parts {
-    std::shared_ptr<MainLoop> mainLoop;
-    std::shared_ptr<CameraControl> cameraControl;
-    std::shared_ptr<OverlayWindowManager> overlayManager;
-    std::shared_ptr<SettingsRepository> settingsRepo;
-    std::shared_ptr<PowerSource> powerSource;
-    std::shared_ptr<KeyMonitor> keyMonitor;
-  };
-
-  explicit SystemEvents(Parts parts) : parts_(std::move(parts)) {}
+  SystemEvents(const Platform& platform, std::shared_ptr<CameraControl> cameraControl,
+               std::shared_ptr<OverlayWindowManager> overlay, std::shared_ptr<SettingsRepository> settings);
 
   void startBatteryMonitor();
   /// `pressed` is called in a turn of its own.
@@ -42,7 +33,12 @@ class SystemEvents {
   void observeShortcut();
   void updateShortcutHint();
 
-  const Parts parts_;
+  const std::shared_ptr<MainLoop> mainLoop_;
+  const std::shared_ptr<PowerSource> powerSource_;
+  const std::shared_ptr<KeyMonitor> keyMonitor_;
+  const std::shared_ptr<CameraControl> cameraControl_;
+  const std::shared_ptr<OverlayWindowManager> overlayManager;
+  const std::shared_ptr<SettingsRepository> settingsRepo;
   Registration batteryTimer;
   Registration powerRegistration_;
   std::function<void()> pressed_;  // while the shortcut is registered

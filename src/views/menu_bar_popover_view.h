@@ -9,7 +9,7 @@
 #include <memory>
 #include <optional>
 
-#include "detection/camera_error.h"
+#include "detection/camera_control.h"
 #include "service/privacy_filter_service.h"
 #include "settings/stats_repository.h"
 #include "support/published.h"

@@ -4,8 +4,8 @@
 #include <QString>
 #include <optional>
 
-#include "detection/camera_error.h"
-#include "detection/filter_state.h"
+#include "detection/camera_control.h"
+#include "detection/filter_fsm.h"
 #include "look/palette.h"
 
 namespace sentrel {

@@ -27,14 +27,14 @@ TEST(FrameRoad, AllocatesNothingWhenWarm) {
   test::MachineRoom room;  // its manual loop serves as the clock alone
   const auto loop = std::make_shared<QtMainLoop>();
   const AnalysisEnvironment environment{loop, room.loop, room.analysisQueue, room.detector};
-  const auto camera = AVCaptureManager::create(room.session, room.cameraQueue, environment);
+  const auto camera = std::make_shared<AVCaptureManager>(room.session, room.cameraQueue, environment);
   const auto overlay =
       std::make_shared<OverlayWindowManager>(std::make_shared<test::FakeOverlayBackend>(), loop, room.loop);
   const auto settings = std::make_shared<SettingsRepository>(std::make_shared<test::MemoryUserDefaults>(),
                                                              std::make_shared<test::FakeLoginItem>());
   const test::FakeDesktop desktop(loop, room.loop);
-  const auto service = std::make_shared<PrivacyFilterService>(
-      desktop.parts(environment, camera, desktop.control(environment, camera), overlay, settings));
+  const auto service =
+      desktop.service(environment, camera, desktop.control(environment, camera), overlay, settings);
   const auto settle = [&] {
     for (int i = 0; i < 4; ++i) {
       room.analysisQueue->sync([] {});

@@ -4,10 +4,9 @@
 #include <limits>
 
 #include "linux/desktop/system_clock.h"
-#include "service/camera_choice.h"
 #include "service/covered_screens.h"
+#include "service/filter_overlay.h"
 #include "service/service_test_base.h"
-#include "service/viewing_distance.h"
 
 namespace sentrel {
 namespace {
@@ -116,8 +115,7 @@ TEST_F(PrivacyFilterServiceTest, ASteppedWallClockLosesNoFrameAndChangesNoState)
   AnalysisEnvironment environment = room.environment();
   environment.clock =
       std::make_shared<SystemClock>([&] { return wall; }, [loop = room.loop] { return loop->nowMs(); });
-  service = std::make_shared<PrivacyFilterService>(
-      desktop.parts(environment, camera, desktop.control(environment, camera), overlay, settings));
+  service = desktop.service(environment, camera, desktop.control(environment, camera), overlay, settings);
   start();
   see(alone, 1000);
   for (const std::int64_t step : {-3'600'000, 7'200'000}) {

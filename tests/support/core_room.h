@@ -30,7 +30,7 @@ struct CoreRoom {
   MachineRoom room;
   std::shared_ptr<FakeOverlayBackend> backend = std::make_shared<FakeOverlayBackend>();
   std::shared_ptr<AVCaptureManager> camera =
-      AVCaptureManager::create(room.session, room.cameraQueue, room.environment());
+      std::make_shared<AVCaptureManager>(room.session, room.cameraQueue, room.environment());
   std::shared_ptr<OverlayWindowManager> overlay =
       std::make_shared<OverlayWindowManager>(backend, room.loop, room.loop);
   std::shared_ptr<MemoryUserDefaults> defaults = std::make_shared<MemoryUserDefaults>();
@@ -38,8 +38,8 @@ struct CoreRoom {
   std::shared_ptr<SettingsRepository> settings = std::make_shared<SettingsRepository>(defaults, loginItem);
   FakeDesktop desktop{room.loop, room.loop};
   std::shared_ptr<CameraControl> control = desktop.control(room.environment(), camera);
-  std::shared_ptr<PrivacyFilterService> service = std::make_shared<PrivacyFilterService>(
-      desktop.parts(room.environment(), camera, control, overlay, settings));
+  std::shared_ptr<PrivacyFilterService> service =
+      desktop.service(room.environment(), camera, control, overlay, settings);
 
   const FaceDetections alone = detectionsOf({faceOf(0.2)}, {faceOf(0.2)});
   const FaceDetections lookingAway = detectionsOf({faceOf(0.2)}, {faceOf(0.2, 0.1, 0.8)});
@@ -55,7 +55,7 @@ struct CoreRoom {
   }
   std::shared_ptr<CalibrationSession> newCalibration() {
     return std::make_shared<CalibrationSession>(
-        CalibrationSession::Parts{room.loop, room.loop, camera, control, settings});
+        CalibrationSession::Dependencies{room.loop, room.loop, camera, control, settings});
   }
   /// Lets the camera see `faces` for `ms`, ten frames a second.
   void see(const FaceDetections& faces, std::int64_t ms) {

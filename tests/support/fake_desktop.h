@@ -153,26 +153,25 @@ struct FakeDesktop {
 
   [[nodiscard]] std::shared_ptr<CameraControl> control(
       const AnalysisEnvironment& environment, const std::shared_ptr<AVCaptureManager>& camera) const {
-    return CameraControl::create(
-        {environment.mainLoop, environment.clock, camera, camera->session(), session});
+    return std::make_shared<CameraControl>(CameraControl::Dependencies{
+        environment.mainLoop, environment.clock, camera, camera->session(), session});
   }
-  [[nodiscard]] PrivacyFilterService::Parts parts(AnalysisEnvironment environment,
-                                                  const std::shared_ptr<AVCaptureManager>& camera,
-                                                  std::shared_ptr<CameraControl> control,
-                                                  std::shared_ptr<OverlayWindowManager> overlay,
-                                                  std::shared_ptr<SettingsRepository> settings) const {
-    return {.environment = std::move(environment),
-            .cameraManager = camera,
-            .cameraControl = std::move(control),
-            .overlayManager = std::move(overlay),
-            .settingsRepo = std::move(settings),
-            .statsRepo = stats,
-            .powerSource = power,
-            .keyMonitor = keys,
-            .notifications = notifications,
-            .haptics = haptics,
-            .localizedText = [](const char* key) { return std::string(key); },
-            .retroPiP = retroPiP};
+  [[nodiscard]] std::shared_ptr<PrivacyFilterService> service(
+      const AnalysisEnvironment& environment, const std::shared_ptr<AVCaptureManager>& camera,
+      const std::shared_ptr<CameraControl>& control, const std::shared_ptr<OverlayWindowManager>& overlay,
+      const std::shared_ptr<SettingsRepository>& settings) const {
+    Platform platform;
+    platform.mainLoop = environment.mainLoop;
+    platform.clock = environment.clock;
+    platform.analysisQueue = environment.analysisQueue;
+    platform.faceDetector = environment.faceDetector;
+    platform.notifications = notifications;
+    platform.haptics = haptics;
+    platform.powerSource = power;
+    platform.keyMonitor = keys;
+    platform.localizedText = [](const char* key) { return std::string(key); };
+    return std::make_shared<PrivacyFilterService>(
+        PrivacyFilterService::Dependencies{platform, camera, control, overlay, retroPiP, settings, stats});
   }
 };
 

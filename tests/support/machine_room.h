@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "detection/analysis_environment.h"
+#include "detection/vision_face_analyzer.h"
 #include "support/fake_capture_session.h"
 #include "support/frame.h"
 #include "support/manual_main_loop.h"

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "detection/camera_control.h"
+#include "detection/filter_fsm.h"
+#include "overlay/overlay_window_manager.h"
+#include "settings/settings_repository.h"
+
+namespace sentrel {
+
+/// The distance, in whole centimetres from 20 to 300, for which the stripes are made: an estimate from the
+/// width of the person's face (a fraction of the image's width, > 0), times the person's coefficient.
+std::int64_t matrixDistanceFor(float boundingBoxRatio, float coefficient);
+
+/// Whether `cm` differs enough from the distance in use to redraw the stripes: a head is never quite still.
+bool isNewMatrixDistance(std::int64_t cm, std::int64_t currentCm);
+
+/// Makes the overlay show the machine's state, the person's settings and the viewing distance. Main thread.
+class FilterOverlay {
+ public:
+  FilterOverlay(std::shared_ptr<OverlayWindowManager> overlay, std::shared_ptr<SettingsRepository> settings,
+                std::shared_ptr<CameraControl> cameraControl);
+
+  /// Covers the screens, unless the person is away: the overlay would lie above a screen locker.
+  void show();
+  /// Covers or uncovers the screens, and switches the alert's looks on or off, as `state` asks for.
+  void showState(const FilterState& state);
+  void applyOpacity(const FilterState& state);
+  /// The opacity of `state`, and the stripes for the last distance.
+  void applySettings(const FilterState& state);
+  /// Makes the stripes for the distance of the person's face, where that has changed enough.
+  void updateDistance(const FaceData& face);
+
+ private:
+  void applyMatrix(std::int64_t distanceCm);
+
+  const std::shared_ptr<OverlayWindowManager> overlayManager;
+  const std::shared_ptr<SettingsRepository> settingsRepo;
+  const std::shared_ptr<CameraControl> cameraControl_;
+};
+
+}  // namespace sentrel
