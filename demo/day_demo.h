@@ -10,10 +10,10 @@
 #include <utility>
 #include <vector>
 
+#include "stage/bus_doubles.h"
 #include "stage/document_desktop.h"
 #include "stage/headless_desktop.h"
-#include "stage/played_session.h"
-#include "stage/portrait_scene.h"
+#include "stage/pictures.h"
 #include "stage/state_watcher.h"
 #include "stage/virtual_camera.h"
 
@@ -56,7 +56,7 @@ class DayDemo {
   HeadlessDesktop& desktop_;
   std::filesystem::path folder_;
   std::string binary_;
-  PlayedSession session_;
+  MockSession session_;
   DocumentDesktop document_;
   QImage alone_;
   QImage watched_;

@@ -12,7 +12,6 @@
 #include <utility>
 
 #include "cover_in_picture.h"
-#include "stage/wait_until.h"
 
 namespace sentrel::test {
 
@@ -45,7 +44,9 @@ Demo::Demo(HeadlessDesktop& desktop, fs::path folder, std::string program)
       folder_(std::move(folder)),
       binary_(std::move(program)),
       scene_(portrait_),
-      camera_({.name = "demo_camera", .description = "Caméra de démonstration", .fps = OnlookerScene::fps}),
+      camera_({.name = "demo_camera",
+               .description = "Caméra de démonstration",
+               .modes = {{.fps = OnlookerScene::fps}}}),
       watcher_([this](const StateWatcher::Entry& entry) { stateChanged(entry); }) {
   fs::remove_all(folder_);
   fs::create_directories(folder_);

@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
+#include "onlooker_scene.h"
 #include "stage/document_desktop.h"
 #include "stage/headless_desktop.h"
-#include "stage/onlooker_scene.h"
-#include "stage/portrait_scene.h"
+#include "stage/pictures.h"
 #include "stage/state_watcher.h"
 #include "stage/virtual_camera.h"
 

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "gnome_shell.h"
 #include "stage/document_desktop.h"
-#include "stage/gnome_shell.h"
-#include "stage/portrait_scene.h"
+#include "stage/pictures.h"
 #include "stage/state_watcher.h"
 #include "stage/virtual_camera.h"
 

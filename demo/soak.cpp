@@ -34,6 +34,12 @@ std::string kinds(const ProcessUsage& before, const ProcessUsage& after) {
   return words;
 }
 
+int count(const ProcessUsage& usage) {
+  int count = 0;
+  for (const auto& [kind, number] : usage.descriptors) count += number;
+  return count;
+}
+
 std::string asMib(double mib) {
   std::array<char, 32> text{};
   std::snprintf(text.data(), text.size(), "%.2f MiB", mib);
@@ -105,7 +111,7 @@ void Soak::restIn(const std::string& state) {
   const ProcessUsage usage = settledUsage();
   if (!goesOn()) return;
   journal_.say("at rest, " + state + ": PSS " + asMib(usage.proportionalMib) + " (its own " +
-               asMib(usage.ownMib) + "), " + std::to_string(usage.descriptorCount()) + " descriptors, " +
+               asMib(usage.ownMib) + "), " + std::to_string(count(usage)) + " descriptors, " +
                std::to_string(usage.threads) + " threads; " + std::to_string(journal_.happenings()) +
                " happenings, " + std::to_string(life_.watch().alerts()) + " alerts, " +
                std::to_string(journal_.breaches()) + " breaches");

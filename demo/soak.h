@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "soak_life.h"
+#include "stage/child_process.h"
 #include "stage/headless_desktop.h"
-#include "stage/process_usage.h"
 
 namespace sentrel::test {
 

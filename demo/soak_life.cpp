@@ -7,8 +7,7 @@
 #include <thread>
 #include <utility>
 
-#include "stage/portrait_scene.h"
-#include "stage/wait_until.h"
+#include "stage/pictures.h"
 
 namespace sentrel::test {
 
@@ -82,8 +81,8 @@ SoakLife::SoakLife(Parts parts) : parts_(std::move(parts)), desktop_(parts_.desk
   for (const SceneState& state : {SceneState{}, SceneState{.secondFace = SecondFace{}}, SceneState{50, {}}})
     scenes_.push_back(portrait.frame(state).convertToFormat(QImage::Format_RGB32));
   for (std::size_t i = 0; i < cameras_.size(); ++i) {
-    cameras_[i] = std::make_unique<VirtualCamera>(
-        VirtualCamera::Options{.name = cameraNames[i], .description = cameraNames[i], .fps = 15});
+    cameras_[i] = std::make_unique<VirtualCamera>(VirtualCamera::Options{
+        .name = cameraNames[i], .description = cameraNames[i], .modes = {{.fps = 15}}});
     cameras_[i]->setSource([this, i](std::int64_t) {
       if (gives_[i]) ++frames_;
       return scenes_[static_cast<std::size_t>(scene_.load())].constBits();
@@ -221,7 +220,7 @@ void SoakLife::changeScene(Scene scene) {
 
 namespace {
 
-void setReason(const PlayedSession& session, bool SoakWorld::*reason, bool holds) {
+void setReason(const MockSession& session, bool SoakWorld::*reason, bool holds) {
   if (reason == &SoakWorld::locked) session.setLockedHint(holds);
   if (reason == &SoakWorld::lockerCovers) session.setLockerActive(holds);
   if (reason == &SoakWorld::asleep) session.prepareForSleep(holds);

@@ -17,8 +17,8 @@
 #include <vector>
 
 #include "soak_watch.h"
+#include "stage/bus_doubles.h"
 #include "stage/headless_desktop.h"
-#include "stage/played_session.h"
 #include "stage/virtual_camera.h"
 
 namespace sentrel::test {
@@ -137,7 +137,7 @@ class SoakLife {
   std::array<std::atomic<bool>, 2> gives_{true, true};
   std::atomic<int> frames_ = 0;  // that can be analysed
   std::array<std::unique_ptr<VirtualCamera>, 2> cameras_;
-  std::optional<PlayedSession> session_;
+  std::optional<MockSession> session_;
   ChildProcess notificationServer_;
   ChildProcess program_;
   std::unique_ptr<SoakWatch> watch_;

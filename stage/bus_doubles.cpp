@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "stage/bus_doubles.h"
 
+#include <QDBusArgument>
+#include <QDBusConnectionInterface>
+#include <QDBusVariant>
 #include <algorithm>
-#include <atomic>
+#include <fstream>
 #include <stdexcept>
-
-#include "stage/wait_until.h"
 
 namespace sentrel::test {
 
 namespace {
 
-const auto busService = QStringLiteral("org.freedesktop.DBus");
 const auto mockInterface = QStringLiteral("org.freedesktop.DBus.Mock");
 
 QString address(const HeadlessDesktop& desktop, TestBus bus) {
@@ -19,9 +19,27 @@ QString address(const HeadlessDesktop& desktop, TestBus bus) {
   return QString::fromStdString(desktop.environment().at(variable));
 }
 
-QString nextName() {
-  static std::atomic<int> count = 0;
-  return QStringLiteral("test-%1").arg(count++);
+const auto managerPath = QStringLiteral("/org/freedesktop/login1");
+const auto manager = QStringLiteral("org.freedesktop.login1.Manager");
+const auto sessionPath = QStringLiteral("/org/freedesktop/login1/session/c2");
+const auto session = QStringLiteral("org.freedesktop.login1.Session");
+const auto locker = QStringLiteral("org.gnome.ScreenSaver");
+const auto batteryPath = QStringLiteral("/org/freedesktop/UPower/devices/BAT0");
+const auto device = QStringLiteral("org.freedesktop.UPower.Device");
+
+/// The template of a login manager that knows the session before it can be asked, as the real one does.
+QString loginManager(const HeadlessDesktop& desktop) {
+  const auto path = desktop.home() / "login_manager.py";
+  std::ofstream(path) << R"(import dbus
+from dbusmock.templates import logind
+from dbusmock.templates.logind import *
+
+def load(mock, parameters):
+    logind.load(mock, parameters)
+    session = mock.AddSession('c2', 'seat0', dbus.UInt32(1000), 'user', True)
+    mock.AddMethod(MAIN_IFACE, 'GetSessionByPID', 'u', 'o', 'ret = "%s"' % session)
+)";
+  return QString::fromStdString(path.string());
 }
 
 }  // namespace
@@ -29,13 +47,9 @@ QString nextName() {
 BusClient::BusClient(const HeadlessDesktop& desktop, TestBus bus)
     : desktop_(desktop),
       bus_(bus),
-      name_(nextName()),
+      name_(QStringLiteral("test-%1").arg(reinterpret_cast<quintptr>(this))),
       connection_(QDBusConnection::connectToBus(address(desktop, bus), name_)) {
   if (!connection_.isConnected()) throw std::runtime_error("the test's bus is not there");
-}
-
-BusClient::~BusClient() {
-  QDBusConnection::disconnectFromBus(name_);
 }
 
 QDBusMessage BusClient::call(const QString& service, const QString& path, const QString& interface,
@@ -51,10 +65,7 @@ QDBusMessage BusClient::call(const QString& service, const QString& path, const 
 }
 
 bool BusClient::hasName(const QString& name) const {
-  return call(busService, QStringLiteral("/"), busService, QStringLiteral("NameHasOwner"), {name})
-      .arguments()
-      .constFirst()
-      .toBool();
+  return connection_.interface()->isServiceRegistered(name);
 }
 
 void BusClient::waitForName(const QString& name) const {
@@ -63,27 +74,19 @@ void BusClient::waitForName(const QString& name) const {
 }
 
 BusMock::BusMock(HeadlessDesktop& desktop, const BusClient& client, const QString& name,
-                 const std::vector<std::string>& arguments)
+                 const std::vector<std::string>& content)
     : client_(client), name_(name) {
-  std::vector<std::string> all{"-m", "dbusmock", client.bus() == TestBus::session ? "--session" : "--system"};
-  all.insert(all.end(), arguments.begin(), arguments.end());
-  process_ = desktop.spawn("/usr/bin/python3", all);
+  std::vector<std::string> arguments{"-m", "dbusmock",
+                                     client.bus() == TestBus::session ? "--session" : "--system"};
+  arguments.insert(arguments.end(), content.begin(), content.end());
+  process_ = desktop.spawn("/usr/bin/python3", arguments);
   client_.waitForName(name_);
 }
-
-BusMock::BusMock(HeadlessDesktop& desktop, const BusClient& client, const QString& name,
-                 const QString& templateName)
-    : BusMock(desktop, client, name, std::vector<std::string>{"--template", templateName.toStdString()}) {}
 
 BusMock BusMock::empty(HeadlessDesktop& desktop, const BusClient& client, const QString& name,
                        const QString& path) {
   return {desktop, client, name,
           std::vector<std::string>{name.toStdString(), path.toStdString(), name.toStdString()}};
-}
-
-QDBusMessage BusMock::call(const QString& path, const QString& interface, const QString& member,
-                           const QVariantList& arguments) const {
-  return client_.call(name_, path, interface, member, arguments);
 }
 
 QDBusMessage BusMock::control(const QString& path, const QString& member,
@@ -107,14 +110,6 @@ BusDouble::BusDouble(const HeadlessDesktop& desktop, TestBus bus, QString name)
   if (!client_.handle().registerService(service_)) throw std::runtime_error("the name is taken");
 }
 
-BusDouble::~BusDouble() {
-  client_.handle().unregisterService(service_);
-}
-
-void BusDouble::reply(const QDBusMessage& call, const QVariantList& arguments) {
-  client_.handle().send(call.createReply(arguments));
-}
-
 void BusDouble::emitSignal(const QString& path, const QString& interface, const QString& member,
                            const QVariantList& arguments) {
   QDBusMessage signal = QDBusMessage::createSignal(path, interface, member);
@@ -129,19 +124,61 @@ std::vector<QDBusMessage> BusDouble::calls(const QString& member) const {
   return found;
 }
 
-QString BusDouble::introspect(const QString&) const {
-  return {};
-}
-
 bool BusDouble::handleMessage(const QDBusMessage& message, const QDBusConnection& connection) {
   calls_.push_back(message);
-  if (std::find(kept_.begin(), kept_.end(), message.member()) != kept_.end()) {
+  const auto found = answers_.find(message.member());
+  if (found == answers_.end()) return false;
+  if (!found->second) {
     message.setDelayedReply(true);
     return true;
   }
-  const auto found = answers_.find(message.member());
-  if (found == answers_.end()) return false;
   return connection.send(message.createReply(found->second(message)));
+}
+
+MockSession::MockSession(HeadlessDesktop& desktop)
+    : sessionBus_(desktop, TestBus::session),
+      systemBus_(desktop, TestBus::system),
+      logind_(desktop, systemBus_, QStringLiteral("org.freedesktop.login1"), loginManager(desktop)),
+      locker_(desktop, sessionBus_, locker, QStringLiteral("gnome_screensaver")),
+      upower_(desktop, systemBus_, QStringLiteral("org.freedesktop.UPower"), QStringLiteral("upower")) {
+  constexpr qlonglong secondsLeft = 7200;
+  upower_.control(QStringLiteral("/org/freedesktop/UPower"), QStringLiteral("AddDischargingBattery"),
+                  {QStringLiteral("BAT0"), QStringLiteral("Battery"), 80.0, secondsLeft});
+}
+
+void MockSession::setLockedHint(bool locked) const {
+  logind_.call(sessionPath, session, QStringLiteral("SetLockedHint"), {locked});
+}
+
+void MockSession::requestLock(bool lock) const {
+  logind_.call(sessionPath, session, lock ? QStringLiteral("Lock") : QStringLiteral("Unlock"));
+}
+
+void MockSession::setActive(bool active) const {
+  logind_.setProperty(sessionPath, session, QStringLiteral("Active"), active);
+}
+
+void MockSession::prepareForSleep(bool begins) const {
+  logind_.setProperty(managerPath, manager, QStringLiteral("PreparingForSleep"), begins);
+  logind_.emitSignal(managerPath, manager, QStringLiteral("PrepareForSleep"), QStringLiteral("b"), {begins});
+}
+
+void MockSession::setLockerActive(bool covers) const {
+  locker_.call(QStringLiteral("/org/gnome/ScreenSaver"), locker, QStringLiteral("SetActive"), {covers});
+}
+
+void MockSession::setBattery(double percent, bool charging) const {
+  upower_.setProperty(batteryPath, device, QStringLiteral("State"), QVariant::fromValue(charging ? 1U : 2U));
+  upower_.setProperty(batteryPath, device, QStringLiteral("Percentage"), percent);
+}
+
+std::size_t MockSession::sleepDelays() const {
+  const QDBusMessage reply = logind_.call(managerPath, manager, QStringLiteral("ListInhibitors"));
+  const auto list = reply.arguments().constFirst().value<QDBusArgument>();
+  std::size_t count = 0;
+  for (list.beginArray(); !list.atEnd(); ++count) (void)list.asVariant();
+  list.endArray();
+  return count;
 }
 
 }  // namespace sentrel::test

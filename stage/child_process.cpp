@@ -2,10 +2,8 @@
 #include "stage/child_process.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,24 +11,15 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
-#include <sstream>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 namespace sentrel::test {
 
-namespace {
+namespace fs = std::filesystem;
 
-std::string findInPath(const std::string& program) {
-  if (program.find('/') != std::string::npos) return program;
-  const char* path = ::getenv("PATH");
-  std::istringstream folders(path != nullptr ? path : "/usr/local/bin:/usr/bin:/bin");
-  for (std::string folder; std::getline(folders, folder, ':');) {
-    std::string candidate = folder + "/" + program;
-    if (::access(candidate.c_str(), X_OK) == 0) return candidate;
-  }
-  throw std::runtime_error(program + " is not installed");
-}
+namespace {
 
 /// Pointers into the given strings, as exec wants them.
 std::vector<char*> pointers(std::vector<std::string>& strings) {
@@ -41,8 +30,7 @@ std::vector<char*> pointers(std::vector<std::string>& strings) {
 }
 
 /// Runs between fork and exec, where only calls that a signal handler may make are allowed.
-[[noreturn]] void becomeChild(const char* program, char* const* arguments, char* const* environment,
-                              int output, int inheritedFd, pid_t parent) {
+[[noreturn]] void becomeChild(char* const* arguments, char* const* environment, int output, pid_t parent) {
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (::getppid() != parent) ::_exit(127);  // the parent died before the kernel knew what to do
   ::setpgid(0, 0);  // the keys that end the parent leave it to the parent to end this one
@@ -54,8 +42,9 @@ std::vector<char*> pointers(std::vector<std::string>& strings) {
   ::dup2(output, STDERR_FILENO);
   const int null = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
   ::dup2(null, STDIN_FILENO);
-  if (inheritedFd >= 0) ::fcntl(inheritedFd, F_SETFD, 0);
-  ::execve(program, arguments, environment);
+  ::execvpe(arguments[0], arguments, environment);
+  constexpr std::string_view words = "the program cannot be started\n";
+  if (::write(STDERR_FILENO, words.data(), words.size()) < 0) ::_exit(126);
   ::_exit(127);
 }
 
@@ -72,48 +61,31 @@ Environment currentEnvironment() {
 }
 
 ChildProcess::ChildProcess(const Command& command) : log_(command.log) {
-  const std::string program = findInPath(command.program);
-  std::vector<std::string> arguments{command.program};
-  arguments.insert(arguments.end(), command.arguments.begin(), command.arguments.end());
-  std::vector<std::string> environment;
-  for (const auto& [name, value] : command.environment) environment.push_back(name + "=" + value);
-  const auto argv = pointers(arguments);
-  const auto envp = pointers(environment);
-
+  std::vector<std::string> words{command.program};
+  words.insert(words.end(), command.arguments.begin(), command.arguments.end());
+  std::vector<std::string> variables;
+  for (const auto& [name, value] : command.environment) variables.push_back(name + "=" + value);
+  const auto argv = pointers(words);
+  const auto envp = pointers(variables);
   const std::string log = log_.empty() ? "/dev/null" : log_.string();
   const int output = ::open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
   if (output < 0) throw std::runtime_error("cannot write " + log + ": " + std::strerror(errno));
 
   const pid_t parent = ::getpid();
-  pid_ = ::fork();
-  if (pid_ == 0) {
-    becomeChild(program.c_str(), argv.data(), envp.data(), output, command.inheritedFd.value_or(-1), parent);
-  }
+  const pid_t child = ::fork();
+  if (child == 0) becomeChild(argv.data(), envp.data(), output, parent);
   const int error = errno;
   ::close(output);
-  if (pid_ < 0) throw std::runtime_error("cannot start " + program + ": " + std::strerror(error));
-  // Not through <sys/pidfd.h>, whose declaration lacks C linkage in glibc 2.36.
-  pidFd_ = static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0));
+  if (child < 0) throw std::runtime_error("cannot start " + command.program + ": " + std::strerror(error));
+  pid_ = child;
 }
-
-ChildProcess::~ChildProcess() {
-  terminate();
-}
-
-ChildProcess::ChildProcess(ChildProcess&& other) noexcept
-    : pid_(std::exchange(other.pid_, 0)),
-      pidFd_(std::exchange(other.pidFd_, -1)),
-      status_(std::exchange(other.status_, std::nullopt)),
-      log_(std::move(other.log_)) {}
 
 ChildProcess& ChildProcess::operator=(ChildProcess&& other) noexcept {
-  if (this != &other) {
-    terminate();
-    pid_ = std::exchange(other.pid_, 0);
-    pidFd_ = std::exchange(other.pidFd_, -1);
-    status_ = std::exchange(other.status_, std::nullopt);
-    log_ = std::move(other.log_);
-  }
+  if (this == &other) return *this;
+  terminate();
+  pid_ = std::exchange(other.pid_, 0);
+  status_ = std::exchange(other.status_, std::nullopt);
+  log_ = std::move(other.log_);
   return *this;
 }
 
@@ -122,22 +94,15 @@ bool ChildProcess::isRunning() {
 }
 
 std::optional<int> ChildProcess::waitForExit(std::chrono::milliseconds timeout) {
-  using Clock = std::chrono::steady_clock;
-  const auto end = Clock::now() + timeout;
-  while (pid_ > 0) {
+  const auto hasEnded = [this] {
+    if (pid_ == 0) return true;
     int status = 0;
-    const pid_t reaped = ::waitpid(pid_, &status, WNOHANG);
-    if (reaped == pid_ || (reaped < 0 && errno == ECHILD)) {
-      status_ = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
-      pid_ = 0;
-      if (pidFd_ >= 0) ::close(std::exchange(pidFd_, -1));
-      break;
-    }
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
-    if (left.count() <= 0) return std::nullopt;
-    pollfd ended{.fd = pidFd_, .events = POLLIN, .revents = 0};
-    ::poll(&ended, 1, static_cast<int>(left.count()));
-  }
+    if (::waitpid(pid_, &status, WNOHANG) == 0) return false;
+    status_ = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    pid_ = 0;
+    return true;
+  };
+  (void)waitUntil(hasEnded, timeout, std::chrono::milliseconds(1));
   return status_;
 }
 
@@ -159,6 +124,36 @@ void ChildProcess::terminate(std::chrono::milliseconds grace) {
 std::string ChildProcess::output() const {
   std::ifstream file(log_);
   return {std::istreambuf_iterator<char>(file), {}};
+}
+
+ProcessUsage ProcessUsage::of(pid_t pid) {
+  const fs::path process = fs::path("/proc") / std::to_string(pid);
+  ProcessUsage usage;
+  std::error_code error;
+  for (const auto& task : fs::directory_iterator(process / "task", error)) {
+    ++usage.threads;
+    // The scheduler's own count; the ticks of "stat" miss what is shorter than a tick.
+    double nanoseconds = 0;
+    std::ifstream(task.path() / "schedstat") >> nanoseconds;
+    usage.cpuSeconds += nanoseconds / 1e9;
+    std::ifstream status(task.path() / "status");
+    for (std::string name; status >> name; status.ignore(256, '\n')) {
+      std::int64_t switches = 0;
+      if (name == "voluntary_ctxt_switches:" && status >> switches) usage.wakeUps += switches;
+    }
+  }
+  for (const auto& entry : fs::directory_iterator(process / "fd", error)) {
+    const std::string kind = fs::read_symlink(entry.path(), error).string();
+    ++usage.descriptors[kind.substr(0, kind.find_first_of("0123456789"))];
+  }
+  std::ifstream memory(process / "smaps_rollup");
+  memory.ignore(256, '\n');
+  for (std::string name; memory >> name; memory.ignore(256, '\n')) {
+    double kib = 0;
+    if (name == "Pss:" && memory >> kib) usage.proportionalMib = kib / 1024;
+    if ((name == "Pss_Anon:" || name == "Pss_Shmem:") && memory >> kib) usage.ownMib += kib / 1024;
+  }
+  return usage;
 }
 
 }  // namespace sentrel::test

@@ -2,15 +2,31 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <sys/types.h>
 
 namespace sentrel::test {
+
+/// Looks at a condition of another process every few milliseconds until it holds; false when the time is
+/// over. The time is a limit for a broken machine, never a measure: make it generous.
+template <typename Condition>
+[[nodiscard]] bool waitUntil(Condition&& condition,
+                             std::chrono::milliseconds timeout = std::chrono::seconds(20),
+                             std::chrono::milliseconds interval = std::chrono::milliseconds(4)) {
+  const auto end = std::chrono::steady_clock::now() + timeout;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() >= end) return false;
+    std::this_thread::sleep_for(interval);
+  }
+  return true;
+}
 
 /// Names and values of the environment that a child gets; nothing is inherited beside it.
 using Environment = std::map<std::string, std::string>;
@@ -27,15 +43,16 @@ class ChildProcess {
     std::string program;  ///< a path, or a name looked up in the PATH of this process
     std::vector<std::string> arguments;
     Environment environment;
-    std::filesystem::path log;            ///< standard output and error; /dev/null when empty
-    std::optional<int> inheritedFd = {};  ///< stays open in the child under the same number
+    std::filesystem::path log;  ///< standard output and error; /dev/null when empty
   };
 
   ChildProcess() = default;
-  /// Throws std::runtime_error when the program cannot be found or started.
+  /// Throws std::runtime_error when nothing can be started. A program that is not there says so in its
+  /// output.
   explicit ChildProcess(const Command& command);
-  ~ChildProcess();
-  ChildProcess(ChildProcess&& other) noexcept;
+  ~ChildProcess() { terminate(); }
+  ChildProcess(ChildProcess&& other) noexcept { *this = std::move(other); }
+  /// The former program is ended first.
   ChildProcess& operator=(ChildProcess&& other) noexcept;
 
   /// The process id; 0 before the start and after the end was noticed.
@@ -55,9 +72,22 @@ class ChildProcess {
 
  private:
   pid_t pid_ = 0;
-  int pidFd_ = -1;
   std::optional<int> status_;
   std::filesystem::path log_;
+};
+
+/// What a running process has used so far and holds now, all its threads together.
+struct ProcessUsage {
+  double cpuSeconds = 0;       ///< processor time, user and system
+  std::int64_t wakeUps = 0;    ///< how often a thread went on after waiting
+  double proportionalMib = 0;  ///< memory: its own, and its share of what it has in common with others
+  /// That without the pages of files, of which its share changes with whoever else runs.
+  double ownMib = 0;
+  int threads = 0;
+  std::map<std::string, int> descriptors;  ///< how many of each kind, by the name without its numbers
+
+  /// Zeros for a process that does not run.
+  [[nodiscard]] static ProcessUsage of(pid_t pid);
 };
 
 }  // namespace sentrel::test

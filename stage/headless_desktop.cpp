@@ -2,23 +2,21 @@
 #include "stage/headless_desktop.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <stdlib.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 #include <xcb/xcb.h>
 
-#include <array>
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <span>
+#include <sstream>
 #include <stdexcept>
 #include <string_view>
-
-#include "stage/wait_until.h"
 
 namespace sentrel::test {
 
@@ -32,39 +30,20 @@ constexpr seconds readyLimit{30};
 
 /// A bus on which anybody of this user may own any name. Unless services are named nothing is started on
 /// demand, so that an installed one never stands in for the one that a test registers.
-constexpr const char* busConfiguration = R"(<!DOCTYPE busconfig PUBLIC
- "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
- "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
-<busconfig>
-  <type>session</type>
-  <listen>unix:path=@SOCKET@</listen>
-  <auth>EXTERNAL</auth>
-  @SERVICES@
-  <policy context="default">
-    <allow send_destination="*" eavesdrop="true"/>
-    <allow eavesdrop="true"/>
-    <allow own="*"/>
-  </policy>
-</busconfig>
-)";
+std::string busConfiguration(const std::string& socket, const std::string& services) {
+  return "<busconfig><type>session</type><listen>unix:path=" + socket + "</listen>" + services +
+         R"(<policy context="default"><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/>)"
+         R"(<allow own="*"/></policy></busconfig>)";
+}
 
 // Real devices stay out of tests, and nothing is remembered from one run to the next. One form for each
 // generation of the session manager; each ignores the other's.
-constexpr const char* withoutMainDevicesLua = R"(
-alsa_monitor.enabled = false
-v4l2_monitor.enabled = false
-libcamera_monitor.enabled = false
-)";
+constexpr const char* withoutMainDevicesLua =
+    "alsa_monitor.enabled = false\nv4l2_monitor.enabled = false\nlibcamera_monitor.enabled = false\n";
 constexpr const char* withoutBluetoothLua = "bluez_monitor.enabled = false\n";
-constexpr const char* withoutDevicesConf = R"(wireplumber.profiles = {
-  main = {
-    hardware.audio = disabled
-    hardware.bluetooth = disabled
-    hardware.video-capture = disabled
-    support.reserve-device = disabled
-  }
-}
-)";
+constexpr const char* withoutDevicesConf =
+    "wireplumber.profiles = { main = { hardware.audio = disabled, hardware.bluetooth = disabled, "
+    "hardware.video-capture = disabled, support.reserve-device = disabled } }\n";
 
 // A picture of one white pixel, which the compositor repeats. A colour would be one pixel that is stretched,
 // and at a broken scale some compositors blend its edges with what is behind.
@@ -94,20 +73,25 @@ bool accepts(const fs::path& socketPath) {
   return connected;
 }
 
-/// Waits for a part; throws with what it printed when it ends first or does not get ready.
+/// Of this process.
+void setEnvironment(const Environment& environment) {
+  ::clearenv();
+  for (const auto& [name, value] : environment) ::setenv(name.c_str(), value.c_str(), 1);
+}
+
+/// Waits for a service; throws with what it printed when it ends first or does not get ready.
 template <typename Condition>
-void waitForPart(ChildProcess& part, const std::string& name, Condition&& ready) {
-  bool ended = false;
-  const bool done = waitUntil(
+void waitForService(ChildProcess& service, const std::string& name, Condition&& ready) {
+  bool isReady = false;
+  (void)waitUntil(
       [&] {
-        if (ready()) return true;
-        ended = !part.isRunning();
-        return ended;
+        isReady = ready();
+        return isReady || !service.isRunning();
       },
       readyLimit);
-  if (done && !ended) return;
-  throw std::runtime_error(name + (ended ? " ended" : " did not get ready") + "; it printed:\n" +
-                           part.output());
+  if (isReady) return;
+  throw std::runtime_error(name + (service.isRunning() ? " did not get ready" : " ended") +
+                           "; it printed:\n" + service.output());
 }
 
 }  // namespace
@@ -121,32 +105,42 @@ class HeadlessDesktop::XProbe {
       throw std::runtime_error("cannot connect to the X server " + display);
     }
     root_ = xcb_setup_roots_iterator(xcb_get_setup(connection_.get())).data->root;
-    supportingCheck_ = atom("_NET_SUPPORTING_WM_CHECK");
-    compositorSelection_ = atom("_NET_WM_CM_S0");
     // Programs that only use names which somebody else has brought in find them.
     for (const char* name : {"WM_PROTOCOLS", "WM_DELETE_WINDOW", "_NET_WM_NAME", "UTF8_STRING"}) atom(name);
   }
 
   [[nodiscard]] bool hasCompositor() const {
     const Reply<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
-        connection_.get(), xcb_get_selection_owner(connection_.get(), compositorSelection_), nullptr));
+        connection_.get(), xcb_get_selection_owner(connection_.get(), atom("_NET_WM_CM_S0")), nullptr));
     return reply && reply->owner != XCB_NONE;
   }
 
   /// The check window must exist: the property alone survives a window manager that was killed.
   [[nodiscard]] bool hasWindowManager() const {
-    const auto window = checkWindow(root_);
-    return window != XCB_NONE && checkWindow(window) == window;
+    xcb_window_t window = root_;
+    for (int i = 0; i < 2; ++i) {
+      const std::string value = property(window, "_NET_SUPPORTING_WM_CHECK");
+      if (value.size() != sizeof window) return false;
+      std::memcpy(&window, value.data(), sizeof window);
+    }
+    return true;
   }
 
   /// Asks the owner of a window whose name ends so to close it, as the button of its frame would. False when
   /// there is none.
   [[nodiscard]] bool askToClose(const std::string& name) const {
+    const Reply<xcb_query_tree_reply_t> tree(
+        xcb_query_tree_reply(connection_.get(), xcb_query_tree(connection_.get(), root_), nullptr));
+    if (!tree) return false;
+    const std::span windows(xcb_query_tree_children(tree.get()),
+                            static_cast<std::size_t>(tree->children_len));
+    const auto found = std::ranges::find_if(
+        windows, [&](xcb_window_t window) { return property(window, "_NET_WM_NAME").ends_with(name); });
+    if (found == windows.end()) return false;
     xcb_client_message_event_t message{};
     message.response_type = XCB_CLIENT_MESSAGE;
     message.format = 32;
-    message.window = windowNamed(name);
-    if (message.window == XCB_NONE) return false;
+    message.window = *found;
     message.type = atom("WM_PROTOCOLS");
     message.data.data32[0] = atom("WM_DELETE_WINDOW");
     xcb_send_event(connection_.get(), 0, message.window, XCB_EVENT_MASK_NO_EVENT,
@@ -169,68 +163,37 @@ class HeadlessDesktop::XProbe {
     return reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
   }
 
-  [[nodiscard]] xcb_window_t windowNamed(const std::string& name) const {
-    const xcb_atom_t property = atom("_NET_WM_NAME");
-    const Reply<xcb_query_tree_reply_t> tree(
-        xcb_query_tree_reply(connection_.get(), xcb_query_tree(connection_.get(), root_), nullptr));
-    if (!tree) return XCB_NONE;
-    for (const xcb_window_t window :
-         std::span(xcb_query_tree_children(tree.get()), static_cast<std::size_t>(tree->children_len))) {
-      const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
-          connection_.get(), xcb_get_property(connection_.get(), 0, window, property, XCB_ATOM_ANY, 0, 64),
-          nullptr));
-      if (!reply) continue;
-      const std::string_view found(static_cast<const char*>(xcb_get_property_value(reply.get())),
-                                   static_cast<std::size_t>(xcb_get_property_value_length(reply.get())));
-      if (found.ends_with(name)) return window;
-    }
-    return XCB_NONE;
-  }
-
-  [[nodiscard]] xcb_window_t checkWindow(xcb_window_t window) const {
+  /// The first 256 bytes; none of a window that does not exist.
+  [[nodiscard]] std::string property(xcb_window_t window, const char* name) const {
     const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
-        connection_.get(),
-        xcb_get_property(connection_.get(), 0, window, supportingCheck_, XCB_ATOM_WINDOW, 0, 1), nullptr));
-    if (!reply || xcb_get_property_value_length(reply.get()) != sizeof(xcb_window_t)) return XCB_NONE;
-    xcb_window_t result = XCB_NONE;
-    std::memcpy(&result, xcb_get_property_value(reply.get()), sizeof result);
-    return result;
+        connection_.get(), xcb_get_property(connection_.get(), 0, window, atom(name), XCB_ATOM_ANY, 0, 64),
+        nullptr));
+    if (!reply) return {};
+    return {static_cast<const char*>(xcb_get_property_value(reply.get())),
+            static_cast<std::size_t>(xcb_get_property_value_length(reply.get()))};
   }
 
   std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection_;
   xcb_window_t root_ = XCB_NONE;
-  xcb_atom_t supportingCheck_ = XCB_ATOM_NONE;
-  xcb_atom_t compositorSelection_ = XCB_ATOM_NONE;
 };
+
+HeadlessDesktop::Folder::~Folder() {
+  std::error_code ignored;  // a left-over folder of a test is no reason to fail it
+  fs::remove_all(path, ignored);
+}
 
 HeadlessDesktop::HeadlessDesktop(const Options& options) : options_(options) {
   prepareFolders();
-  try {
-    if (options_.sessionBus) sessionBus_ = startSessionBus();
-    if (options_.systemBus) startSystemBus();
-    if (options_.pipeWire) startPipeWire();
-    if (options_.x11) startX();
-    if (options_.sway) startSway();
-  } catch (...) {
-    removeFolders();
-    throw;
-  }
+  prepareEnvironment();
+  if (options_.sessionBus) replaceSessionBus();
+  if (options_.systemBus) startSystemBus();
+  if (options_.pipeWire) startPipeWire();
+  if (options_.x11) startX();
+  if (options_.sway) startSway();
 }
 
 HeadlessDesktop::~HeadlessDesktop() {
-  sway_.terminate();
-  stopPicom();
-  stopWindowManager();
-  probe_.reset();
-  xServer_.terminate();
-  stopPipeWire();
-  systemBus_.terminate();
-  sessionBus_.terminate();
-  if (replaced_) {
-    ::clearenv();
-    for (const auto& [name, value] : *replaced_) ::setenv(name.c_str(), value.c_str(), 1);
-  }
-  removeFolders();
+  if (replaced_) setEnvironment(*replaced_);
 }
 
 void HeadlessDesktop::prepareFolders() {
@@ -239,21 +202,34 @@ void HeadlessDesktop::prepareFolders() {
   if (::mkdtemp(name.data()) == nullptr) {
     throw std::runtime_error("cannot make " + name + ": " + std::strerror(errno));
   }
-  root_ = name;
-  for (const auto& folder : {runtimeFolder(), configFolder(), root_ / "log"}) fs::create_directories(folder);
-  for (const auto& folder : {root_, runtimeFolder(), home()}) {
+  root_.path = name;
+  for (const auto& folder : {runtimeFolder(), configFolder(), root_.path / "log"})
+    fs::create_directories(folder);
+  for (const auto& folder : {root_.path, runtimeFolder(), home()}) {
     fs::permissions(folder, fs::perms::owner_all, fs::perm_options::replace);
   }
+}
 
+void HeadlessDesktop::prepareEnvironment() {
   environment_ = currentEnvironment();
   // Whatever leads to the session of the person who runs the test, or changes how programs look and speak.
   std::erase_if(environment_, [](const auto& entry) {
     const auto& variable = entry.first;
-    for (const char* prefix : {"XDG_", "DBUS_", "PIPEWIRE_", "WIREPLUMBER_", "QT_", "GTK_", "LC_", "GST_"}) {
-      if (variable.starts_with(prefix)) return true;
-    }
-    return variable == "WAYLAND_DISPLAY" || variable == "DISPLAY" || variable == "XAUTHORITY" ||
-           variable == "LANGUAGE" || variable == "DESKTOP_SESSION" || variable == "SESSION_MANAGER";
+    constexpr const char* prefixes[] = {"XDG_",
+                                        "DBUS_",
+                                        "PIPEWIRE_",
+                                        "WIREPLUMBER_",
+                                        "QT_",
+                                        "GTK_",
+                                        "LC_",
+                                        "GST_",
+                                        "WAYLAND_DISPLAY",
+                                        "DISPLAY",
+                                        "XAUTHORITY",
+                                        "LANGUAGE",
+                                        "DESKTOP_SESSION",
+                                        "SESSION_MANAGER"};
+    return std::ranges::any_of(prefixes, [&](const char* prefix) { return variable.starts_with(prefix); });
   });
   environment_["LANG"] = "C.UTF-8";
   environment_["HOME"] = home().string();
@@ -268,34 +244,20 @@ void HeadlessDesktop::prepareFolders() {
   environment_["LIBGL_ALWAYS_SOFTWARE"] = "1";
 }
 
-void HeadlessDesktop::removeFolders() const {
-  std::error_code ignored;  // a left-over folder of a test is no reason to fail it
-  fs::remove_all(root_, ignored);
-}
-
 void HeadlessDesktop::exportToProcess() {
   if (!replaced_) replaced_ = currentEnvironment();
-  ::clearenv();
-  for (const auto& [name, value] : environment_) ::setenv(name.c_str(), value.c_str(), 1);
-}
-
-ChildProcess HeadlessDesktop::start(const std::string& program, const std::vector<std::string>& arguments,
-                                    std::optional<int> inheritedFd) {
-  const std::string leaf = fs::path(program).filename().string();
-  return ChildProcess({.program = program,
-                       .arguments = arguments,
-                       .environment = environment_,
-                       .log = root_ / "log" / (leaf + "." + std::to_string(spawned_++)),
-                       .inheritedFd = inheritedFd});
+  setEnvironment(environment_);
 }
 
 ChildProcess HeadlessDesktop::spawn(const std::string& program, const std::vector<std::string>& arguments) {
-  return start(program, arguments);
+  const std::string leaf = fs::path(program).filename().string();
+  const fs::path log = root_.path / "log" / (leaf + "." + std::to_string(spawned_++));
+  return ChildProcess({program, arguments, environment_, log});
 }
 
 std::string HeadlessDesktop::run(const std::string& program, const std::vector<std::string>& arguments,
                                  milliseconds timeout) {
-  ChildProcess child = start(program, arguments);
+  ChildProcess child = spawn(program, arguments);
   const auto status = child.waitForExit(timeout);
   if (status != 0) {
     throw std::runtime_error(program + (status ? " failed" : " took too long") + "; it printed:\n" +
@@ -306,36 +268,22 @@ std::string HeadlessDesktop::run(const std::string& program, const std::vector<s
 
 ChildProcess HeadlessDesktop::startBus(const std::string& name, const std::string& services) {
   const fs::path socket = runtimeFolder() / name;
-  const fs::path configuration = root_ / (name + ".conf");
-  std::string text = busConfiguration;
-  const auto fill = [&text](const std::string& mark, const std::string& value) {
-    text.replace(text.find(mark), mark.size(), value);
-  };
-  fill("@SOCKET@", socket.string());
-  fill("@SERVICES@", services);
-  write(configuration, text);
+  const fs::path configuration = root_.path / (name + ".conf");
+  write(configuration, busConfiguration(socket, services));
   fs::remove(socket);
   ChildProcess bus =
-      start("dbus-daemon", {"--nofork", "--nopidfile", "--config-file=" + configuration.string()});
-  waitForPart(bus, "dbus-daemon", [&] { return accepts(socket); });
+      spawn("dbus-daemon", {"--nofork", "--nopidfile", "--config-file=" + configuration.string()});
+  waitForService(bus, "dbus-daemon", [&] { return accepts(socket); });
   return bus;
-}
-
-ChildProcess HeadlessDesktop::startSessionBus() {
-  return startBus("bus", options_.activation ? "<standard_session_servicedirs/>" : "");
 }
 
 void HeadlessDesktop::replaceSessionBus() {
   sessionBus_.kill();
-  sessionBus_ = startSessionBus();
+  sessionBus_ = startBus("bus", options_.activation ? "<standard_session_servicedirs/>" : "");
 }
 
 void HeadlessDesktop::startSystemBus() {
   if (!systemBus_.isRunning()) systemBus_ = startBus("system_bus");
-}
-
-void HeadlessDesktop::stopSystemBus() {
-  systemBus_.terminate();
 }
 
 void HeadlessDesktop::startPipeWire() {
@@ -343,26 +291,17 @@ void HeadlessDesktop::startPipeWire() {
   sessionManager_.terminate();
   const fs::path socket = runtimeFolder() / "pipewire-0";
   fs::remove(socket);
-  pipeWire_ = start("pipewire", {});
-  waitForPart(pipeWire_, "pipewire", [&] { return accepts(socket); });
-  startSessionManager();
-}
-
-void HeadlessDesktop::startSessionManager() {
+  pipeWire_ = spawn("pipewire", {});
+  waitForService(pipeWire_, "pipewire", [&] { return accepts(socket); });
   const fs::path configuration = configFolder() / "wireplumber";
   write(configuration / "main.lua.d" / "80-without-devices.lua", withoutMainDevicesLua);
   write(configuration / "bluetooth.lua.d" / "80-without-devices.lua", withoutBluetoothLua);
   write(configuration / "wireplumber.conf.d" / "80-without-devices.conf", withoutDevicesConf);
-  sessionManager_ = start("wireplumber", {});
+  sessionManager_ = spawn("wireplumber", {});
   // Its settings objects are what clients look for; once they are listed, streams are linked.
-  waitForPart(sessionManager_, "wireplumber", [&] {
+  waitForService(sessionManager_, "wireplumber", [&] {
     return run("pw-cli", {"ls", "Metadata"}).find("metadata.name = \"default\"") != std::string::npos;
   });
-}
-
-void HeadlessDesktop::stopPipeWire() {
-  sessionManager_.terminate();
-  pipeWire_.terminate();
 }
 
 void HeadlessDesktop::killPipeWire() {
@@ -372,30 +311,25 @@ void HeadlessDesktop::killPipeWire() {
 
 void HeadlessDesktop::startX() {
   if (xServer_.isRunning()) return;
-  std::array<int, 2> pipe{};
-  if (::pipe2(pipe.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe left");
   const std::string size = std::to_string(options_.width) + "x" + std::to_string(options_.height) + "x24";
-  // The server chooses a free display itself and tells its number once it accepts connections.
-  xServer_ = start("Xvfb",
-                   {"-displayfd", std::to_string(pipe[1]), "-screen", "0", size, "-dpi", "96", "-nolisten",
-                    "tcp", "-noreset", "+extension", "RANDR", "+extension", "COMPOSITE"},
-                   pipe[1]);
-  ::close(pipe[1]);
-  std::string number;
-  waitForPart(xServer_, "Xvfb", [&] {
-    pollfd readable{.fd = pipe[0], .events = POLLIN, .revents = 0};
-    if (::poll(&readable, 1, 0) != 1) return false;
-    std::array<char, 16> buffer{};
-    const auto count = ::read(pipe[0], buffer.data(), buffer.size());
-    if (count > 0) number.append(buffer.data(), static_cast<std::size_t>(count));
-    return number.ends_with('\n');
+  // The server chooses a free display itself and prints its number once it accepts connections.
+  xServer_ = spawn("Xvfb", {"-displayfd", "1", "-screen", "0", size, "-dpi", "96", "-nolisten", "tcp",
+                            "-noreset", "+extension", "RANDR", "+extension", "COMPOSITE"});
+  std::string display;
+  waitForService(xServer_, "Xvfb", [&] {
+    std::istringstream printed(xServer_.output());
+    for (std::string line; std::getline(printed, line) && !printed.eof();) {
+      if (line.find_first_not_of("0123456789") == std::string::npos) display = ":" + line;
+    }
+    return !display.empty();
   });
-  ::close(pipe[0]);
-  number.pop_back();
-  environment_["DISPLAY"] = ":" + number;
+  environment_["DISPLAY"] = display;
   if (replaced_) exportToProcess();
-  probe_ = std::make_unique<XProbe>(environment_["DISPLAY"]);
-  if (options_.windowManager) startWindowManager();
+  probe_ = std::make_unique<XProbe>(display);
+  if (options_.windowManager) {
+    windowManager_ = spawn("openbox", {"--sm-disable"});
+    waitForService(windowManager_, "openbox", [&] { return probe_->hasWindowManager(); });
+  }
   if (options_.compositor) startPicom();
 }
 
@@ -407,33 +341,19 @@ void HeadlessDesktop::killX() {
   compositor_.terminate();
 }
 
-void HeadlessDesktop::startWindowManager() {
-  if (windowManager_.isRunning()) return;
-  windowManager_ = start("openbox", {"--sm-disable"});
-  waitForPart(windowManager_, "openbox", [&] { return probe_->hasWindowManager(); });
-}
-
-void HeadlessDesktop::stopWindowManager() {
-  windowManager_.terminate();
-}
-
 void HeadlessDesktop::startPicom() {
   if (compositor_.isRunning()) return;
-  compositor_ = start("picom", {"--config", "/dev/null", "--backend", "xrender", "--no-vsync"});
-  waitForPart(compositor_, "picom", [&] { return probe_->hasCompositor(); });
-}
-
-void HeadlessDesktop::stopPicom() {
-  compositor_.terminate();
+  compositor_ = spawn("picom", {"--config", "/dev/null", "--backend", "xrender", "--no-vsync"});
+  waitForService(compositor_, "picom", [&] { return probe_->hasCompositor(); });
 }
 
 // It refuses to run as root and then gets an own user, who must reach its socket's folder.
 void HeadlessDesktop::startSway() {
   if (sway_.isRunning()) return;
   const std::string size = std::to_string(options_.width) + "x" + std::to_string(options_.height);
-  const fs::path background = root_ / "white.png";
+  const fs::path background = root_.path / "white.png";
   write(background, std::string(whitePng));
-  const fs::path configuration = root_ / "sway.conf";
+  const fs::path configuration = root_.path / "sway.conf";
   write(configuration, "output * mode --custom " + size + "\noutput * bg " + background.string() +
                            " tile\ndefault_border none\nxwayland disable\n");
   environment_["WLR_BACKENDS"] = options_.x11 ? "x11" : "headless";
@@ -444,7 +364,7 @@ void HeadlessDesktop::startSway() {
   std::vector<std::string> command{"sway", "--config", configuration.string()};
   if (::geteuid() == 0) {
     constexpr uid_t nobody = 65534;
-    for (const auto& folder : {root_, runtimeFolder()}) {
+    for (const auto& folder : {root_.path, runtimeFolder()}) {
       if (::chown(folder.c_str(), nobody, nobody) != 0)
         throw std::runtime_error("cannot give " + folder.string());
     }
@@ -455,14 +375,10 @@ void HeadlessDesktop::startSway() {
   const fs::path socket = runtimeFolder() / "wayland-1";
   fs::remove(socket);
   fs::remove(environment_["SWAYSOCK"]);
-  sway_ = start(command.front(), {command.begin() + 1, command.end()});
-  waitForPart(sway_, "sway", [&] { return fs::exists(environment_["SWAYSOCK"]) && accepts(socket); });
+  sway_ = spawn(command.front(), {command.begin() + 1, command.end()});
+  waitForService(sway_, "sway", [&] { return fs::exists(environment_["SWAYSOCK"]) && accepts(socket); });
   environment_["WAYLAND_DISPLAY"] = "wayland-1";
   if (replaced_) exportToProcess();
-}
-
-void HeadlessDesktop::killSway() {
-  sway_.kill();
 }
 
 void HeadlessDesktop::removeOutput(const std::string& name) {
@@ -481,12 +397,6 @@ void HeadlessDesktop::waitForNode(const std::string& nodeName) {
   }
 }
 
-void HeadlessDesktop::waitForNoNode(const std::string& nodeName) {
-  if (!waitUntil([&] { return !hasNode(nodeName); }, readyLimit)) {
-    throw std::runtime_error("the node " + nodeName + " did not go");
-  }
-}
-
 void HeadlessDesktop::screenshot(const fs::path& path) {
   const fs::path file = fs::absolute(path);
   fs::create_directories(file.parent_path());
@@ -497,8 +407,8 @@ void HeadlessDesktop::screenshot(const fs::path& path) {
 }
 
 ChildProcess HeadlessDesktop::beginScreenshot(const fs::path& path) {
-  if (options_.sway) return start("grim", {path.string()});
-  return start("import", {"-silent", "-window", "root", "png:" + path.string()});
+  if (options_.sway) return spawn("grim", {path.string()});
+  return spawn("import", {"-silent", "-window", "root", "png:" + path.string()});
 }
 
 }  // namespace sentrel::test

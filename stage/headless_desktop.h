@@ -14,15 +14,15 @@ namespace sentrel::test {
 /// A private desktop without a screen: real services in folders of their own, out of reach of the session
 /// that runs the test. What is not chosen is absent, also for programs that would find it elsewhere.
 ///
-/// Works as root and as a user. Every part is ready for use when its start returns; a part that does not
-/// become ready throws std::runtime_error with what it printed. All parts end with the object or with the
+/// Works as root and as a user. Every service is ready for use when its start returns; one that does not
+/// become ready throws std::runtime_error with what it printed. All of them end with the object or with the
 /// thread that made it. Not thread-safe.
 class HeadlessDesktop {
  public:
   struct Options {
     bool sessionBus = true;     ///< nothing is activatable on it, unless chosen below
     bool activation = false;    ///< what is installed for sessions can be started through the session bus
-    bool systemBus = false;     ///< a bus that plays the system bus, where a test may own any name
+    bool systemBus = false;     ///< in the place of the system bus, where a test may own any name
     bool pipeWire = false;      ///< with its session manager; no real device is ever listed
     bool x11 = false;           ///< X server with RandR and Composite, 24 bits deep
     bool windowManager = true;  ///< only with `x11`
@@ -52,37 +52,36 @@ class HeadlessDesktop {
   std::string run(const std::string& program, const std::vector<std::string>& arguments = {},
                   std::chrono::milliseconds timeout = std::chrono::seconds(30));
 
-  [[nodiscard]] std::filesystem::path home() const { return root_ / "home"; }
+  [[nodiscard]] std::filesystem::path home() const { return root_.path / "home"; }
   [[nodiscard]] std::filesystem::path configFolder() const { return home() / ".config"; }
-  [[nodiscard]] std::filesystem::path runtimeFolder() const { return root_ / "run"; }
+  [[nodiscard]] std::filesystem::path runtimeFolder() const { return root_.path / "run"; }
 
-  // Single parts. Starting a part that runs and stopping one that does not are no-ops.
+  // Single services. Starting one that runs and stopping one that does not are no-ops.
   /// A new one at the same address, with nobody on it.
   void replaceSessionBus();
   void startSystemBus();
-  void stopSystemBus();
+  void stopSystemBus() { systemBus_.terminate(); }
   /// The daemons, to be signalled by a test.
   [[nodiscard]] const ChildProcess& sessionBus() const { return sessionBus_; }
   [[nodiscard]] const ChildProcess& systemBus() const { return systemBus_; }
   void startPipeWire();
-  void stopPipeWire();
+  void stopPipeWire() {
+    sessionManager_.terminate();
+    pipeWire_.terminate();
+  }
   void killPipeWire();  ///< as a crash
   void startX();  ///< with its window manager and compositor as chosen; the display may get a new number
   void killX();   ///< as a crash; takes window manager and compositor with it
-  void startWindowManager();
-  void stopWindowManager();
   void startPicom();
-  void stopPicom();
+  void stopPicom() { compositor_.terminate(); }
   void startSway();
-  void killSway();  ///< as a crash
+  void killSway() { sway_.kill(); }  ///< as a crash
   [[nodiscard]] pid_t swayPid() const { return sway_.pid(); }
   /// Pulls out one of sway's outputs; only where they are windows of X.
   void removeOutput(const std::string& name);
 
   /// Waits until a node of this name is listed.
   void waitForNode(const std::string& nodeName);
-  /// Waits until a node of this name is no longer listed.
-  void waitForNoNode(const std::string& nodeName);
   [[nodiscard]] bool hasNode(const std::string& nodeName);
 
   /// Saves the whole screen as it is composed at this moment, as PNG: of Wayland where it is there, else of
@@ -94,16 +93,18 @@ class HeadlessDesktop {
  private:
   class XProbe;
 
-  ChildProcess start(const std::string& program, const std::vector<std::string>& arguments,
-                     std::optional<int> inheritedFd = {});
-  ChildProcess startBus(const std::string& name, const std::string& services = "");
-  ChildProcess startSessionBus();
+  /// Removes itself.
+  struct Folder {
+    ~Folder();
+    std::filesystem::path path;
+  };
+
+  ChildProcess startBus(const std::string& name, const std::string& services = {});
   void prepareFolders();
-  void startSessionManager();
-  void removeFolders() const;
+  void prepareEnvironment();
 
   Options options_;
-  std::filesystem::path root_;
+  Folder root_;
   Environment environment_;
   std::optional<Environment> replaced_;
   int spawned_ = 0;

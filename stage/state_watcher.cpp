@@ -2,6 +2,7 @@
 #include "stage/state_watcher.h"
 
 #include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusVariant>
 #include <stdexcept>
@@ -18,18 +19,12 @@ const QString propertiesInterface = QStringLiteral("org.freedesktop.DBus.Propert
 
 StateWatcher::StateWatcher(std::function<void(const Entry&)> onChange)
     : onChange_(std::move(onChange)),
-      bus_(QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("state watcher"))) {
-  const bool listening =
-      bus_.connect(busName, objectPath, propertiesInterface, QStringLiteral("PropertiesChanged"), this,
-                   SLOT(propertiesChanged(QString, QVariantMap, QStringList))) &&
-      bus_.connect(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
-                   QStringLiteral("org.freedesktop.DBus"), QStringLiteral("NameOwnerChanged"), this,
-                   SLOT(ownerChanged(QString, QString, QString)));
-  if (!listening) throw std::runtime_error("cannot listen on the session bus");
-}
-
-StateWatcher::~StateWatcher() {
-  QDBusConnection::disconnectFromBus(bus_.name());
+      bus_(QDBusConnection::sessionBus()),
+      owner_(busName, bus_, QDBusServiceWatcher::WatchForRegistration) {
+  connect(&owner_, &QDBusServiceWatcher::serviceRegistered, this, &StateWatcher::askForState);
+  if (!bus_.connect(busName, objectPath, propertiesInterface, QStringLiteral("PropertiesChanged"), this,
+                    SLOT(propertiesChanged(QString, QVariantMap, QStringList))))
+    throw std::runtime_error("cannot listen on the session bus");
 }
 
 void StateWatcher::activateAction(const QString& name) {
@@ -45,8 +40,7 @@ void StateWatcher::propertiesChanged(const QString& interface, const QVariantMap
   if (interface == stateInterface && state != changed.constEnd()) note(state->toString());
 }
 
-void StateWatcher::ownerChanged(const QString& name, const QString& /*before*/, const QString& now) {
-  if (name != busName || now.isEmpty()) return;
+void StateWatcher::askForState() {
   // It may have changed before it had its name; nobody heard of that.
   QDBusMessage call =
       QDBusMessage::createMethodCall(busName, objectPath, propertiesInterface, QStringLiteral("Get"));

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <QDBusConnection>
-#include <QDBusPendingCallWatcher>
+#include <QDBusServiceWatcher>
 #include <QObject>
 #include <QVariantMap>
 #include <chrono>
@@ -24,7 +24,6 @@ class StateWatcher final : public QObject {
 
   /// Listens on the session bus of the environment from now on. Throws std::runtime_error without one.
   explicit StateWatcher(std::function<void(const Entry&)> onChange);
-  ~StateWatcher() override;
 
   /// Every change so far. A program that has not begun to protect is not a change.
   [[nodiscard]] const std::vector<Entry>& entries() const { return entries_; }
@@ -36,13 +35,14 @@ class StateWatcher final : public QObject {
  private Q_SLOTS:  // NOLINT(readability-redundant-access-specifiers)
   void propertiesChanged(const QString& interface, const QVariantMap& changed,
                          const QStringList& invalidated);
-  void ownerChanged(const QString& name, const QString& before, const QString& now);
 
  private:
+  void askForState();
   void note(const QString& state);
 
   std::function<void(const Entry&)> onChange_;
   QDBusConnection bus_;
+  QDBusServiceWatcher owner_;
   std::vector<Entry> entries_;
 };
 

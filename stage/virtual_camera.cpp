@@ -1,197 +1,162 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "stage/virtual_camera.h"
 
+#include <libyuv.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cmath>
-#include <cstring>
-#include <optional>
-#include <random>
-#include <span>
+#include <cstdio>  // before jpeglib.h, which needs its types
+#include <cstdlib>
 #include <stdexcept>
 #include <utility>
 
+#include <jpeglib.h>
+
 #include "linux/camera/pipewire_headers.h"
-#include "linux/camera/pipewire_loop.h"
-#include "stage/picture_encoder.h"
+#include "stage/child_process.h"
 
 namespace sentrel::test {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-using Format = VirtualCamera::Format;
+using Format = PixelFormat;
 using Mode = VirtualCamera::Mode;
 
-spa_rectangle sizeOf(const Mode& mode) {
-  return {static_cast<std::uint32_t>(mode.width), static_cast<std::uint32_t>(mode.height)};
-}
-
-std::uint32_t pixelsOf(const Mode& mode) {
-  switch (mode.format) {
-    case Format::yuy2:
-      return SPA_VIDEO_FORMAT_YUY2;
-    case Format::nv12:
-      return SPA_VIDEO_FORMAT_NV12;
-    case Format::i420:
-      return SPA_VIDEO_FORMAT_I420;
-    case Format::mjpeg:
-      break;
-  }
-  return SPA_VIDEO_FORMAT_ENCODED;
-}
-
 const spa_pod* formatOf(const Mode& mode, spa_pod_builder& builder) {
-  const spa_rectangle size = sizeOf(mode);
+  const spa_rectangle size{static_cast<std::uint32_t>(mode.width), static_cast<std::uint32_t>(mode.height)};
   const spa_fraction rate{static_cast<std::uint32_t>(mode.fps), 1};
-  const bool encoded = mode.format == Format::mjpeg;
-  spa_pod_frame frame{};
-  spa_pod_builder_push_object(&builder, &frame, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat);
-  spa_pod_builder_add(&builder, SPA_FORMAT_mediaType, SPA_POD_Id(SPA_MEDIA_TYPE_video),
-                      SPA_FORMAT_mediaSubtype,
-                      SPA_POD_Id(encoded ? SPA_MEDIA_SUBTYPE_mjpg : SPA_MEDIA_SUBTYPE_raw), 0);
-  if (!encoded) spa_pod_builder_add(&builder, SPA_FORMAT_VIDEO_format, SPA_POD_Id(pixelsOf(mode)), 0);
-  spa_pod_builder_add(&builder, SPA_FORMAT_VIDEO_size, SPA_POD_Rectangle(&size), SPA_FORMAT_VIDEO_framerate,
-                      SPA_POD_Fraction(&rate), 0);
-  return static_cast<const spa_pod*>(spa_pod_builder_pop(&builder, &frame));
+  if (mode.format == Format::mjpeg) {
+    spa_video_info_mjpg info{};
+    info.size = size;
+    info.framerate = rate;
+    return spa_format_video_mjpg_build(&builder, SPA_PARAM_EnumFormat, &info);
+  }
+  constexpr std::array pixels{SPA_VIDEO_FORMAT_YUY2, SPA_VIDEO_FORMAT_NV12, SPA_VIDEO_FORMAT_I420};
+  spa_video_info_raw info{};
+  info.format = pixels.at(static_cast<std::size_t>(mode.format));
+  info.size = size;
+  info.framerate = rate;
+  return spa_format_video_raw_build(&builder, SPA_PARAM_EnumFormat, &info);
 }
 
-bool describes(const spa_pod* format, const Mode& mode) {
-  std::uint32_t type = 0;
-  std::uint32_t subtype = 0;
-  if (spa_format_parse(format, &type, &subtype) < 0) return false;
-  spa_video_info_raw raw{};
-  raw.format = SPA_VIDEO_FORMAT_ENCODED;
-  if (subtype == SPA_MEDIA_SUBTYPE_mjpg) {
-    spa_video_info_mjpg encoded{};
-    if (spa_format_video_mjpg_parse(format, &encoded) < 0) return false;
-    raw.size = encoded.size;
-    raw.framerate = encoded.framerate;
-  } else if (spa_format_video_raw_parse(format, &raw) < 0) {
-    return false;
+std::size_t encodeJpeg(const std::uint8_t* bgra, int width, int height, std::span<std::uint8_t> target) {
+  jpeg_compress_struct info{};
+  jpeg_error_mgr errors{};
+  info.err = jpeg_std_error(&errors);  // ends the process on an error: only a broken test can cause one
+  jpeg_create_compress(&info);
+  unsigned char* bytes = target.data();
+  unsigned long size = target.size();
+  jpeg_mem_dest(&info, &bytes, &size);
+  info.image_width = static_cast<JDIMENSION>(width);
+  info.image_height = static_cast<JDIMENSION>(height);
+  info.input_components = 4;
+  info.in_color_space = JCS_EXT_BGRA;
+  jpeg_set_defaults(&info);
+  jpeg_set_quality(&info, 92, TRUE);
+  info.comp_info[0].h_samp_factor = 2;  // 4:2:2, as webcams do
+  info.comp_info[0].v_samp_factor = 1;
+  jpeg_start_compress(&info, TRUE);
+  while (info.next_scanline < info.image_height) {
+    auto* row = const_cast<JSAMPROW>(bgra + std::size_t{info.next_scanline} * info.image_width * 4);
+    jpeg_write_scanlines(&info, &row, 1);
   }
-  const spa_rectangle size = sizeOf(mode);
-  return raw.format == pixelsOf(mode) && raw.size.width == size.width && raw.size.height == size.height &&
-         raw.framerate.num == static_cast<std::uint32_t>(mode.fps) * raw.framerate.denom;
+  jpeg_finish_compress(&info);
+  jpeg_destroy_compress(&info);
+  if (bytes == target.data()) return size;
+  std::free(bytes);  // it outgrew the target
+  return 0;
 }
 
 }  // namespace
 
-/// Everything below the constructor runs on the camera's PipeWire thread, or under its lock.
-class VirtualCamera::Machine {
- public:
-  explicit Machine(Options options)
-      : options_(std::move(options)),
-        modes_{{options_.format, options_.width, options_.height, options_.fps}},
-        loop_("virtual-camera"),
-        timer_(loop_, [this] { present(); }) {
-    modes_.insert(modes_.end(), options_.otherModes.begin(), options_.otherModes.end());
-    loop_.start();
-  }
-  ~Machine() {
-    vanish();
-    loop_.stop();
-    if (context_ != nullptr) pw_context_destroy(context_);
-  }
-  Machine(const Machine&) = delete;
-  Machine& operator=(const Machine&) = delete;
-
-  void appear();
-  void vanish();
-
-  template <class Change>
-  auto locked(Change&& change) {
-    const PipeWireLoop::Lock lock(loop_);
-    return change(*this);
-  }
-
-  Source source;
-  std::optional<Clock::time_point> sourceBegan;
-  bool playing = true;
-  Fault fault = Fault::none;
-  bool open = false;
-  std::optional<Mode> agreed;
-  std::vector<Presented> log;
-
- private:
-  void connectStream();
-  void stateChanged(pw_stream_state state, const char* message);
-  void agree(const spa_pod* format);
-  void present();
-  void fill(spa_buffer& buffer, Clock::time_point now);
-  void spoil(spa_data& data, spa_meta_header* header);
-  void scheduleNext();
-  [[nodiscard]] std::int64_t frameIndexAt(Clock::time_point moment) const;
-
-  static const pw_stream_events* events();
-
-  const Options options_;
-  std::vector<Mode> modes_;
-  Mode mode_;  // while somebody has it open, the agreed one
-  std::vector<std::uint8_t> grey_;
-  PipeWireLoop loop_;
-  LoopTimer timer_;
-  pw_context* context_ = nullptr;
-  pw_core* core_ = nullptr;
-  pw_stream* stream_ = nullptr;
-  spa_hook hook_{};
-  bool listed_ = false;
-  std::string error_;
-  Clock::time_point streamingSince_;
-  std::int64_t nextPeriod_ = 0;
-  std::int64_t backwardsNs_ = 0;
-  std::minstd_rand random_{20};
-};
-
-const pw_stream_events* VirtualCamera::Machine::events() {
-  static const pw_stream_events table = [] {
-    pw_stream_events events{};
+struct VirtualCamera::Listener {
+  explicit Listener(VirtualCamera& camera) {
     events.version = PW_VERSION_STREAM_EVENTS;
     events.state_changed = [](void* self, pw_stream_state, pw_stream_state state, const char* message) {
-      static_cast<Machine*>(self)->stateChanged(state, message);
+      auto& changed = *static_cast<VirtualCamera*>(self);
+      changed.open_ = state == PW_STREAM_STATE_STREAMING;
+      changed.listed_ = changed.open_ || state == PW_STREAM_STATE_PAUSED;
+      if (state == PW_STREAM_STATE_ERROR) changed.error_ = message == nullptr ? "unknown error" : message;
+      changed.stateChanged();
     };
     events.param_changed = [](void* self, std::uint32_t id, const spa_pod* parameter) {
-      if (id == SPA_PARAM_Format && parameter != nullptr) static_cast<Machine*>(self)->agree(parameter);
+      if (id == SPA_PARAM_Format && parameter != nullptr) static_cast<VirtualCamera*>(self)->agree(parameter);
     };
-    return events;
-  }();
-  return &table;
+    pw_stream_add_listener(camera.stream_, &hook, &events, &camera);
+  }
+  ~Listener() { spa_hook_remove(&hook); }
+  Listener(const Listener&) = delete;
+  Listener& operator=(const Listener&) = delete;
+
+  pw_stream_events events{};
+  spa_hook hook{};
+};
+
+VirtualCamera::VirtualCamera(Options options)
+    : options_(std::move(options)), loop_("virtual-camera"), timer_(loop_, [this] { present(); }) {
+  loop_.start();
 }
 
-void VirtualCamera::Machine::appear() {
+VirtualCamera::~VirtualCamera() {
+  vanish();
+  loop_.stop();
+  if (context_ != nullptr) pw_context_destroy(context_);
+}
+
+void VirtualCamera::appear() {
   loop_.call([this] {
     if (stream_ != nullptr) return;
     error_.clear();
     connectStream();
   });
   // The loop is left to run between the looks.
-  for (const auto end = Clock::now() + std::chrono::seconds(10);;) {
-    {
-      const PipeWireLoop::Lock lock(loop_);
-      if (listed_) return;
-      if (!error_.empty() || Clock::now() >= end) {
-        throw std::runtime_error("the virtual camera cannot appear: " + error_);
-      }
-    }
-    const timespec moment{0, 2'000'000};
-    nanosleep(&moment, nullptr);
-  }
+  const auto decided = [this] {
+    const PipeWireLoop::Lock lock(loop_);
+    return listed_ || !error_.empty();
+  };
+  if (!waitUntil(decided, std::chrono::seconds(10), std::chrono::milliseconds(2)) || !error_.empty())
+    throw std::runtime_error("the virtual camera cannot appear: " + error_);
 }
 
-void VirtualCamera::Machine::vanish() {
+void VirtualCamera::vanish() {
   loop_.call([this] {
     timer_.disarm();
-    open = listed_ = false;
-    if (stream_ != nullptr) {
-      spa_hook_remove(&hook_);
-      pw_stream_destroy(std::exchange(stream_, nullptr));
-    }
+    open_ = listed_ = false;
+    listener_.reset();
+    if (stream_ != nullptr) pw_stream_destroy(std::exchange(stream_, nullptr));
     if (core_ != nullptr) pw_core_disconnect(std::exchange(core_, nullptr));
   });
 }
 
-void VirtualCamera::Machine::connectStream() {
+void VirtualCamera::setSource(Source source) {
+  const PipeWireLoop::Lock lock(loop_);
+  source_ = std::move(source);
+  sourceBegan_.reset();
+}
+
+void VirtualCamera::setPlaying(bool playing) {
+  const PipeWireLoop::Lock lock(loop_);
+  playing_ = playing;
+}
+
+void VirtualCamera::setFault(Fault fault) {
+  const PipeWireLoop::Lock lock(loop_);
+  fault_ = fault;
+}
+
+bool VirtualCamera::isOpen() const {
+  const PipeWireLoop::Lock lock(loop_);
+  return open_;
+}
+
+std::optional<Mode> VirtualCamera::agreedMode() const {
+  const PipeWireLoop::Lock lock(loop_);
+  return mode_;
+}
+
+void VirtualCamera::connectStream() {
   if (context_ == nullptr) context_ = pw_context_new(loop_.get(), nullptr, 0);
   if (context_ != nullptr) core_ = pw_context_connect(context_, nullptr, 0);
   if (core_ == nullptr) {
@@ -206,13 +171,13 @@ void VirtualCamera::Machine::connectStream() {
     pw_properties_set(properties, "api.libcamera.location", options_.location.c_str());
   }
   stream_ = pw_stream_new(core_, options_.name.c_str(), properties);
-  pw_stream_add_listener(stream_, &hook_, events(), this);
+  listener_ = std::make_unique<Listener>(*this);
 
-  std::vector<std::uint8_t> storage(512 * modes_.size());
+  std::vector<std::uint8_t> storage(512 * options_.modes.size());
   spa_pod_builder builder{};
   spa_pod_builder_init(&builder, storage.data(), static_cast<std::uint32_t>(storage.size()));
   std::vector<const spa_pod*> parameters;
-  for (const Mode& mode : modes_) parameters.push_back(formatOf(mode, builder));
+  for (const Mode& mode : options_.modes) parameters.push_back(formatOf(mode, builder));
   // A camera decides when there is a picture, so it drives those who watch it.
   const auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_DRIVER | PW_STREAM_FLAG_MAP_BUFFERS);
   if (pw_stream_connect(stream_, PW_DIRECTION_OUTPUT, PW_ID_ANY, flags, parameters.data(),
@@ -221,38 +186,35 @@ void VirtualCamera::Machine::connectStream() {
   }
 }
 
-void VirtualCamera::Machine::stateChanged(pw_stream_state state, const char* message) {
-  listed_ = state == PW_STREAM_STATE_PAUSED || state == PW_STREAM_STATE_STREAMING;
-  open = state == PW_STREAM_STATE_STREAMING;
-  if (state == PW_STREAM_STATE_ERROR) error_ = message == nullptr ? "unknown error" : message;
-  if (!open) {
-    timer_.disarm();
-    return;
-  }
+void VirtualCamera::stateChanged() {
+  if (!open_) return timer_.disarm();
   streamingSince_ = Clock::now();
   nextPeriod_ = 0;
   scheduleNext();
 }
 
-void VirtualCamera::Machine::agree(const spa_pod* format) {
-  const auto found = std::ranges::find_if(modes_, [&](const Mode& mode) { return describes(format, mode); });
-  if (found == modes_.end()) {
+void VirtualCamera::agree(const spa_pod* format) {
+  const auto agreed = parseFormat(format);
+  const auto found = std::ranges::find_if(options_.modes, [&](const Mode& mode) {
+    return agreed == VideoFormat{mode.format, mode.width, mode.height};
+  });
+  if (found == options_.modes.end()) {
     pw_stream_set_error(stream_, -EINVAL, "not one of the camera's modes");
     return;
   }
   mode_ = *found;
-  agreed = mode_;
-  grey_.assign(static_cast<std::size_t>(mode_.width) * static_cast<std::size_t>(mode_.height) * 4, 128);
+  const auto& [pixels, width, height, fps] = *found;
+  grey_.assign(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4, 128);
   std::array<std::uint8_t, 512> storage{};
   spa_pod_builder builder{};
   spa_pod_builder_init(&builder, storage.data(), static_cast<std::uint32_t>(storage.size()));
-  const auto bytes = static_cast<int>(encodedCapacity(mode_.format, mode_.width, mode_.height));
+  const auto bytes = static_cast<int>(encodedCapacity(pixels, width, height));
   const std::array<const spa_pod*, 2> parameters{
       static_cast<const spa_pod*>(spa_pod_builder_add_object(
           &builder, SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers, SPA_PARAM_BUFFERS_buffers,
           SPA_POD_CHOICE_RANGE_Int(8, 2, 16), SPA_PARAM_BUFFERS_blocks, SPA_POD_Int(1),
           SPA_PARAM_BUFFERS_size, SPA_POD_Int(bytes), SPA_PARAM_BUFFERS_stride,
-          SPA_POD_Int(encodedStride(mode_.format, mode_.width)))),
+          SPA_POD_Int(encodedStride(pixels, width)))),
       static_cast<const spa_pod*>(spa_pod_builder_add_object(
           &builder, SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta, SPA_PARAM_META_type,
           SPA_POD_Id(SPA_META_Header), SPA_PARAM_META_size, SPA_POD_Int(sizeof(spa_meta_header))))};
@@ -260,13 +222,8 @@ void VirtualCamera::Machine::agree(const spa_pod* format) {
                           static_cast<std::uint32_t>(parameters.size()));
 }
 
-std::int64_t VirtualCamera::Machine::frameIndexAt(Clock::time_point moment) const {
-  const std::chrono::duration<double> since = moment - sourceBegan.value_or(moment);
-  return std::llround(since.count() * mode_.fps);
-}
-
-void VirtualCamera::Machine::scheduleNext() {
-  const std::chrono::duration<double> period(1.0 / mode_.fps);
+void VirtualCamera::scheduleNext() {
+  const std::chrono::duration<double> period(1.0 / mode_->fps);
   auto due = streamingSince_ +
              std::chrono::duration_cast<Clock::duration>(period * static_cast<double>(nextPeriod_++));
   if (options_.jitterMs > 0) {
@@ -276,9 +233,9 @@ void VirtualCamera::Machine::scheduleNext() {
   timer_.arm(due);
 }
 
-void VirtualCamera::Machine::present() {
-  if (stream_ == nullptr || !open) return;
-  if (playing) {
+void VirtualCamera::present() {
+  if (stream_ == nullptr || !open_) return;
+  if (playing_) {
     if (pw_buffer* buffer = pw_stream_dequeue_buffer(stream_)) {
       fill(*buffer->buffer, Clock::now());
       pw_stream_queue_buffer(stream_, buffer);
@@ -289,17 +246,18 @@ void VirtualCamera::Machine::present() {
   scheduleNext();
 }
 
-void VirtualCamera::Machine::fill(spa_buffer& buffer, Clock::time_point now) {
+void VirtualCamera::fill(spa_buffer& buffer, Clock::time_point now) {
   spa_data& data = buffer.datas[0];
   if (data.data == nullptr) return;
-  if (!sourceBegan) sourceBegan = now;
-  const std::int64_t index = frameIndexAt(now);
-  const std::uint8_t* pixels = source ? source(index) : grey_.data();
-  const std::size_t size = encodePicture(mode_.format, pixels, mode_.width, mode_.height,
+  if (!sourceBegan_) sourceBegan_ = now;
+  const std::chrono::duration<double> since = now - *sourceBegan_;
+  const std::int64_t index = std::llround(since.count() * mode_->fps);
+  const std::uint8_t* pixels = source_ ? source_(index) : grey_.data();
+  const std::size_t size = encodePicture(mode_->format, pixels, mode_->width, mode_->height,
                                          std::span(static_cast<std::uint8_t*>(data.data), data.maxsize));
   *data.chunk = {.offset = 0,
                  .size = static_cast<std::uint32_t>(size),
-                 .stride = encodedStride(mode_.format, mode_.width),
+                 .stride = encodedStride(mode_->format, mode_->width),
                  .flags = SPA_CHUNK_FLAG_NONE};
   auto* const header = static_cast<spa_meta_header*>(
       spa_buffer_find_meta_data(&buffer, SPA_META_Header, sizeof(spa_meta_header)));
@@ -309,86 +267,62 @@ void VirtualCamera::Machine::fill(spa_buffer& buffer, Clock::time_point now) {
     header->seq = static_cast<std::uint64_t>(index);
   }
   spoil(data, header);
-  log.push_back({index, now});
 }
 
-void VirtualCamera::Machine::spoil(spa_data& data, spa_meta_header* header) {
+void VirtualCamera::spoil(spa_data& data, spa_meta_header* header) {
   spa_chunk& chunk = *data.chunk;
-  switch (fault) {
-    case Fault::none:
-      break;
-    case Fault::zeroLength:
-      chunk.size = 0;
-      break;
-    case Fault::shortChunk:
-      chunk.size /= 2;
-      break;
-    case Fault::wrongStride:
-      chunk.stride = chunk.stride / 2 + 1;
-      break;
-    case Fault::otherSize:
-      chunk.stride /= 2;
-      chunk.size /= 4;
-      break;
-    case Fault::offsetBeyond:
-      chunk.offset = data.maxsize - 16;
-      break;
-    case Fault::corruptedFlag:
-      chunk.flags = SPA_CHUNK_FLAG_CORRUPTED;
-      if (header != nullptr) header->flags = SPA_META_HEADER_FLAG_CORRUPTED;
-      break;
-    case Fault::garbage:
-      std::generate_n(static_cast<std::uint8_t*>(data.data), chunk.size,
-                      [this] { return static_cast<std::uint8_t>(random_()); });
-      break;
-    case Fault::backwardsTimestamps:
-      if (backwardsNs_ <= 0) backwardsNs_ = std::int64_t{1} << 60;
-      backwardsNs_ -= 33'000'000;
-      if (header != nullptr) header->pts = backwardsNs_;
-      break;
+  if (fault_ == Fault::zeroLength) chunk.size = 0;
+  if (fault_ == Fault::shortChunk || fault_ == Fault::otherSize) chunk.size /= 2;
+  if (fault_ == Fault::wrongStride) chunk.stride = chunk.stride / 2 + 1;
+  if (fault_ == Fault::otherSize) {
+    chunk.stride /= 2;
+    chunk.size /= 2;
+  }
+  if (fault_ == Fault::offsetBeyond) chunk.offset = data.maxsize - 16;
+  if (fault_ == Fault::corruptedFlag) {
+    chunk.flags = SPA_CHUNK_FLAG_CORRUPTED;
+    if (header != nullptr) header->flags = SPA_META_HEADER_FLAG_CORRUPTED;
+  }
+  if (fault_ == Fault::garbage) {
+    std::generate_n(static_cast<std::uint8_t*>(data.data), chunk.size,
+                    [this] { return static_cast<std::uint8_t>(random_()); });
+  }
+  if (fault_ == Fault::backwardsTimestamps && header != nullptr) {
+    if (backwardsNs_ <= 0) backwardsNs_ = std::int64_t{1} << 60;
+    header->pts = backwardsNs_ -= 33'000'000;
   }
 }
 
-VirtualCamera::VirtualCamera(Options options) : machine_(std::make_unique<Machine>(std::move(options))) {}
-VirtualCamera::~VirtualCamera() = default;
-
-void VirtualCamera::appear() {
-  machine_->appear();
+std::size_t encodedCapacity(PixelFormat format, int width, int height) {
+  const auto pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+  return format == PixelFormat::nv12 || format == PixelFormat::i420 ? pixels * 3 / 2 : pixels * 2;
 }
 
-void VirtualCamera::vanish() {
-  machine_->vanish();
+int encodedStride(PixelFormat format, int width) {
+  if (format == PixelFormat::mjpeg) return 0;
+  return format == PixelFormat::yuy2 ? width * 2 : width;
 }
 
-void VirtualCamera::setSource(Source source) {
-  machine_->locked([&](Machine& machine) {
-    machine.source = std::move(source);
-    machine.sourceBegan.reset();
-  });
-}
-
-void VirtualCamera::setPlaying(bool playing) {
-  machine_->locked([&](Machine& machine) { machine.playing = playing; });
-}
-
-void VirtualCamera::setFault(Fault fault) {
-  machine_->locked([&](Machine& machine) { machine.fault = fault; });
-}
-
-bool VirtualCamera::isOpen() const {
-  return machine_->locked([](const Machine& machine) { return machine.open; });
-}
-
-std::optional<VirtualCamera::Mode> VirtualCamera::agreedMode() const {
-  return machine_->locked([](const Machine& machine) { return machine.agreed; });
-}
-
-std::vector<VirtualCamera::Presented> VirtualCamera::presented() const {
-  return machine_->locked([](const Machine& machine) { return machine.log; });
-}
-
-void VirtualCamera::clearLog() {
-  machine_->locked([](Machine& machine) { machine.log.clear(); });
+std::size_t encodePicture(PixelFormat format, const std::uint8_t* bgra, int width, int height,
+                          std::span<std::uint8_t> target) {
+  const std::size_t capacity = encodedCapacity(format, width, height);
+  if (target.size() < capacity) return 0;
+  std::uint8_t* const chroma = target.data() + std::ptrdiff_t{width} * height;
+  switch (format) {
+    case PixelFormat::yuy2:
+      libyuv::ARGBToYUY2(bgra, width * 4, target.data(), width * 2, width, height);
+      return capacity;
+    case PixelFormat::nv12:
+      libyuv::ARGBToNV12(bgra, width * 4, target.data(), width, chroma, width, width, height);
+      return capacity;
+    case PixelFormat::i420:
+      libyuv::ARGBToI420(bgra, width * 4, target.data(), width, chroma, width / 2,
+                         chroma + std::ptrdiff_t{width} * height / 4, width / 2, width, height);
+      return capacity;
+    case PixelFormat::mjpeg:
+      return encodeJpeg(bgra, width, height, target);
+  }
+  return 0;
 }
 
 }  // namespace sentrel::test

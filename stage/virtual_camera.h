@@ -6,17 +6,27 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <random>
+#include <span>
 #include <string>
 #include <vector>
 
+#include "linux/camera/pipewire_loop.h"
+#include "linux/camera/stream_format.h"
+
+struct pw_stream;
+struct spa_buffer;
+struct spa_data;
+struct spa_meta_header;
+
 namespace sentrel::test {
 
-/// A camera that exists only in PipeWire: a Video/Source node that plays pictures of the caller's, keeps a
-/// log of them, and misbehaves on demand. It uses the PipeWire daemon that the environment names at the
-/// moment of `appear`. All functions may be called on any thread.
+/// A camera that exists only in PipeWire: a Video/Source node that shows pictures of the caller's and
+/// misbehaves on demand. It uses the PipeWire daemon that the environment names at the moment of `appear`.
+/// All functions may be called on any thread.
 class VirtualCamera {
  public:
-  enum class Format { yuy2, nv12, i420, mjpeg };
+  using Format = PixelFormat;
 
   /// One way in which a camera can deliver.
   struct Mode {
@@ -31,12 +41,8 @@ class VirtualCamera {
     std::string name = "virtual_camera";         ///< node.name, the camera's unique id
     std::string description = "Virtual camera";  ///< for people
     std::string location = {};                   ///< "front" or "back"; empty: unknown
-    int width = 640;                             ///< pixels, even
-    int height = 480;                            ///< pixels, even
-    int fps = 30;
-    Format format = Format::yuy2;
-    /// Offered behind the mode above, for whoever prefers them. A source needs modes of one size.
-    std::vector<Mode> otherModes = {};
+    /// As it offers them, the first one before the others. A source needs modes of one size.
+    std::vector<Mode> modes = {{}};
     int jitterMs = 0;  ///< each frame comes up to this much before or after its time
   };
 
@@ -53,15 +59,9 @@ class VirtualCamera {
   };
 
   /// Gives the picture of a frame: `width` x `height` BGRA pixels without padding, valid until the next call.
-  /// The index counts frame periods since the first frame that was played from this source, also those in
+  /// The index counts frame periods since the first frame that was taken from this source, also those in
   /// which nobody watched. Called on the camera's own thread.
   using Source = std::function<const std::uint8_t*(std::int64_t frameIndex)>;
-
-  /// A frame as it was handed to PipeWire.
-  struct Presented {
-    std::int64_t frameIndex = 0;
-    std::chrono::steady_clock::time_point at;
-  };
 
   /// Not listed before `appear`. Shows a grey picture until a source is set.
   explicit VirtualCamera(Options options);
@@ -83,13 +83,50 @@ class VirtualCamera {
   [[nodiscard]] bool isOpen() const;
   /// The mode that was agreed on last; nothing before.
   [[nodiscard]] std::optional<Mode> agreedMode() const;
-  /// Every frame since the last `clearLog`, also the faulty ones.
-  [[nodiscard]] std::vector<Presented> presented() const;
-  void clearLog();
 
  private:
-  class Machine;
-  std::unique_ptr<Machine> machine_;
+  struct Listener;
+  using Clock = std::chrono::steady_clock;
+
+  // On the camera's PipeWire thread.
+  void connectStream();
+  void agree(const spa_pod* format);
+  void stateChanged();
+  void scheduleNext();
+  void present();
+  void fill(spa_buffer& buffer, Clock::time_point now);
+  void spoil(spa_data& data, spa_meta_header* header);
+
+  const Options options_;
+  PipeWireLoop loop_;
+  // On that thread, or under the loop's lock.
+  LoopTimer timer_;
+  std::unique_ptr<Listener> listener_;
+  pw_context* context_ = nullptr;
+  pw_core* core_ = nullptr;
+  pw_stream* stream_ = nullptr;
+  bool listed_ = false;
+  bool open_ = false;
+  std::string error_;
+  std::optional<Mode> mode_;  // the agreed one
+  std::vector<std::uint8_t> grey_;
+  Source source_;
+  std::optional<Clock::time_point> sourceBegan_;
+  bool playing_ = true;
+  Fault fault_ = Fault::none;
+  Clock::time_point streamingSince_;
+  std::int64_t nextPeriod_ = 0;
+  std::int64_t backwardsNs_ = 0;
+  std::minstd_rand random_{20};
 };
+
+/// Bytes that a picture of this size takes at most.
+[[nodiscard]] std::size_t encodedCapacity(PixelFormat format, int width, int height);
+/// Bytes from row to row of the first plane; 0 for a compressed format.
+[[nodiscard]] int encodedStride(PixelFormat format, int width);
+/// Encodes BGRA pixels as a camera would, without padding, into `target`; gives the bytes written, or 0 where
+/// they do not fit.
+std::size_t encodePicture(PixelFormat format, const std::uint8_t* bgra, int width, int height,
+                          std::span<std::uint8_t> target);
 
 }  // namespace sentrel::test

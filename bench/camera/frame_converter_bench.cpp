@@ -5,7 +5,7 @@
 
 #include <vector>
 
-#include "stage/picture_encoder.h"
+#include "stage/virtual_camera.h"
 
 namespace sentrel {
 namespace {

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "detection/vision_face_analyzer.h"
-#include "stage/detection_line.h"
-#include "stage/portrait_scene.h"
+#include "detection_line.h"
+#include "stage/pictures.h"
 #include "stage/virtual_camera.h"
 
 int main(int argc, char** argv) {
@@ -18,7 +18,7 @@ int main(int argc, char** argv) {
   const double length = argc > 1 ? std::atof(argv[1]) : 20;
   test::DetectionLine line;
   const QImage user = test::PortraitScene().frame({}).convertToFormat(QImage::Format_RGB32);
-  test::VirtualCamera camera({.fps = 30, .jitterMs = 4});
+  test::VirtualCamera camera({.jitterMs = 4});
   camera.appear();
   camera.setSource([&](std::int64_t) { return user.constBits(); });
   bool started = false;

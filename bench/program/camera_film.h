@@ -8,7 +8,7 @@
 #include <optional>
 #include <vector>
 
-#include "stage/portrait_scene.h"
+#include "stage/pictures.h"
 
 namespace sentrel::bench {
 

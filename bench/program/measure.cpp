@@ -24,9 +24,9 @@
 #include "program/camera_film.h"
 #include "program/screen_light.h"
 #include "program/tray_watcher.h"
+#include "stage/child_process.h"
 #include "stage/document_desktop.h"
 #include "stage/headless_desktop.h"
-#include "stage/process_usage.h"
 #include "stage/state_watcher.h"
 #include "stage/virtual_camera.h"
 
@@ -89,7 +89,7 @@ class Measurement {
         runSeconds_(runSeconds),
         owner_(QStringLiteral("expert.mardeck.sentrel"), QDBusConnection::sessionBus(),
                QDBusServiceWatcher::WatchForRegistration),
-        camera_({.name = "measured_camera", .description = "Virtual camera", .fps = 30}),
+        camera_({.name = "measured_camera", .description = "Virtual camera"}),
         watcher_([this](const test::StateWatcher::Entry& entry) { state_ = entry; }) {
     QObject::connect(&owner_, &QDBusServiceWatcher::serviceRegistered, [this] { readyAt_ = Clock::now(); });
     camera_.appear();

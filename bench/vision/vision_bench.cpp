@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "stage/pictures.h"
-#include "stage/portrait_scene.h"
 #include "vision/detector_pipeline.h"
 #include "vision/head_pose.h"
 #include "vision/motion_gate.h"

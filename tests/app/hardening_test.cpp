@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "app/program_run.h"
-#include "stage/portrait_scene.h"
+#include "stage/pictures.h"
 #include "stage/virtual_camera.h"
 
 namespace sentrel::test {

@@ -13,7 +13,6 @@
 
 #include "stage/bus_doubles.h"
 #include "stage/headless_desktop.h"
-#include "stage/wait_until.h"
 
 namespace sentrel::test {
 

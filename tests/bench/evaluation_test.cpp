@@ -37,10 +37,7 @@ class EvaluationTest : public ::testing::Test {
 
   /// Runs to the end; what was printed.
   [[nodiscard]] std::string evaluate(int expectedExit = 0) const {
-    ChildProcess process({.program = SENTREL_EVALUATE,
-                          .arguments = {folder_.string()},
-                          .environment = currentEnvironment(),
-                          .log = folder_ / "log"});
+    ChildProcess process({SENTREL_EVALUATE, {folder_.string()}, currentEnvironment(), folder_ / "log"});
     EXPECT_EQ(process.waitForExit(std::chrono::seconds(200)), expectedExit);
     return process.output();
   }

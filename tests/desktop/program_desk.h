@@ -10,11 +10,10 @@
 #include <iterator>
 #include <string>
 
+#include "stage/bus_doubles.h"
 #include "stage/headless_desktop.h"
-#include "stage/played_session.h"
-#include "stage/portrait_scene.h"
+#include "stage/pictures.h"
 #include "stage/virtual_camera.h"
-#include "stage/wait_until.h"
 
 namespace sentrel::test {
 
@@ -61,7 +60,7 @@ class ProgramDesk : public testing::Test {
   char* arguments[2] = {name_, nullptr};
   QCoreApplication application{argumentCount, arguments};
   HeadlessDesktop desktop;
-  PlayedSession session{desktop};
+  MockSession session{desktop};
   const PortraitScene portrait;
   const QImage alone = portrait.frame({}).convertToFormat(QImage::Format_RGB32);
   const QImage watched = portrait.frame({.secondFace = SecondFace{}}).convertToFormat(QImage::Format_RGB32);

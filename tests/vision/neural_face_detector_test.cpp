@@ -10,7 +10,6 @@
 #include <random>
 
 #include "stage/pictures.h"
-#include "stage/portrait_scene.h"
 
 namespace sentrel::vision {
 namespace {

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "stage/pictures.h"
-#include "stage/portrait_scene.h"
 #include "vision/allocation_counter.h"
 #include "vision/neural_face_detector.h"
 

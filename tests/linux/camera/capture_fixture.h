@@ -14,7 +14,6 @@
 #include "linux/camera/pipewire_capture_session.h"
 #include "stage/headless_desktop.h"
 #include "stage/virtual_camera.h"
-#include "stage/wait_until.h"
 #include "support/manual_main_loop.h"
 #include "support/serial_queue.h"
 

@@ -86,7 +86,7 @@ TEST_F(CaptureTest, BrokenBuffersAreDroppedAndCounted) {
       {Format::nv12, {Fault::shortChunk, Fault::otherSize, Fault::offsetBeyond}},
       {Format::mjpeg, {Fault::zeroLength, Fault::shortChunk, Fault::offsetBeyond, Fault::garbage}}};
   for (const auto& [format, faults] : cases) {
-    VirtualCamera camera({.format = format});
+    VirtualCamera camera({.modes = {{.format = format}}});
     const auto picture = bars(640, 480);
     camera.setSource([&](std::int64_t) { return picture.data(); });
     camera.appear();
@@ -116,9 +116,10 @@ TEST_F(CaptureTest, ACameraWithoutAGoodFrameIsInterrupted) {
     Fault fault;
     CaptureUser user = {};
   };
-  std::array<Case, 3> cases{{{VirtualCamera({.name = "silent"}), Fault::none},
-                             {VirtualCamera({.name = "empty"}), Fault::zeroLength},
-                             {VirtualCamera({.name = "garbage", .format = Format::mjpeg}), Fault::garbage}}};
+  std::array<Case, 3> cases{
+      {{VirtualCamera({.name = "silent"}), Fault::none},
+       {VirtualCamera({.name = "empty"}), Fault::zeroLength},
+       {VirtualCamera({.name = "garbage", .modes = {{Format::mjpeg}}}), Fault::garbage}}};
   for (Case& one : cases) one.camera.appear();
   const std::array names{"silent", "empty", "garbage"};
   for (std::size_t i = 0; i < cases.size(); ++i) {

@@ -26,7 +26,7 @@ TEST_F(CaptureTest, EveryFormatShowsItsColours) {
   for (const auto& [format, width, height] : cases) {
     SCOPED_TRACE(testing::Message() << static_cast<int>(format) << " at " << width << "x" << height);
     const auto picture = bars(width, height);
-    VirtualCamera camera({.width = width, .height = height, .format = format});
+    VirtualCamera camera({.modes = {{format, width, height}}});
     camera.setSource([&](std::int64_t) { return picture.data(); });
     camera.appear();
     CaptureUser user;
@@ -65,12 +65,7 @@ TEST_F(CaptureTest, TheBestModeIsAgreedOn) {
       {{huge, large, largeMjpeg}, largeMjpeg}, {{odd}, odd},
   };
   for (const auto& [modes, best] : cases) {
-    const Mode first = modes.front();
-    VirtualCamera camera({.width = first.width,
-                          .height = first.height,
-                          .fps = first.fps,
-                          .format = first.format,
-                          .otherModes = {modes.begin() + 1, modes.end()}});
+    VirtualCamera camera({.modes = modes});
     camera.appear();
     CaptureUser user;
     user.start();
@@ -103,7 +98,7 @@ TEST_F(CaptureTest, TheCameraIsOpenOnlyWhileFramesAreWanted) {
   user.demand(true);
   ASSERT_TRUE(user.getsFrames());
   closesAfter([&] { user.stop(); });
-  desktop.waitForNoNode("sentrel");
+  ASSERT_TRUE(waitUntil([&] { return !desktop.hasNode("sentrel"); }));
   user.start();
   EXPECT_TRUE(user.getsFrames());
 }
@@ -111,8 +106,8 @@ TEST_F(CaptureTest, TheCameraIsOpenOnlyWhileFramesAreWanted) {
 // Pictures arrive all the time, so that some do in the midst of a closing or of a change of cameras. Here the
 // session's own end is one of the closings.
 TEST_F(CaptureTest, ItIsClosedAgainAndAgainWhilePicturesArrive) {
-  VirtualCamera one({.name = "one", .width = 64, .height = 48, .fps = 500});
-  VirtualCamera other({.name = "other", .width = 64, .height = 48, .fps = 500});
+  VirtualCamera one({.name = "one", .modes = {{.width = 64, .height = 48, .fps = 500}}});
+  VirtualCamera other({.name = "other", .modes = {{.width = 64, .height = 48, .fps = 500}}});
   one.appear();
   other.appear();
   for (int round = 0; round < 15; ++round) {
@@ -136,8 +131,7 @@ TEST_F(CaptureTest, InputsAreSwitchedWhileItRuns) {
   VirtualCamera first({.name = "first"});
   first.setSource([&](std::int64_t) { return blue.data(); });
   first.appear();
-  VirtualCamera second(
-      {.name = "second", .width = 320, .height = 240, .format = VirtualCamera::Format::mjpeg});
+  VirtualCamera second({.name = "second", .modes = {{VirtualCamera::Format::mjpeg, 320, 240}}});
   second.setSource([&](std::int64_t) { return red.data(); });
   second.appear();
 

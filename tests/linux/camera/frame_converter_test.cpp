@@ -6,7 +6,7 @@
 #include <random>
 #include <vector>
 
-#include "stage/picture_encoder.h"
+#include "stage/virtual_camera.h"
 
 namespace sentrel::test {
 namespace {

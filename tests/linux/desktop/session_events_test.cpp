@@ -10,7 +10,7 @@
 #include "linux/desktop/event_desk.h"
 #include "linux/desktop/feedbackd_haptics.h"
 #include "linux/desktop/upower_power_source.h"
-#include "stage/played_session.h"
+#include "stage/bus_doubles.h"
 
 namespace sentrel::test {
 namespace {
@@ -30,7 +30,7 @@ class SessionEventsTest : public SessionEventsDesk {
 };
 
 TEST_F(SessionEventsTest, ASleepWaitsUntilTheCameraIsClosed) {
-  const PlayedSession session(desktop);
+  const MockSession session(desktop);
   const auto delaysAre = [&](std::size_t count) {
     return runUntil([&] { return session.sleepDelays() == count; });
   };
@@ -89,7 +89,7 @@ TEST_F(SessionEventsTest, FindsItsSessionByTheEnvironment) {
 }
 
 TEST_F(SessionEventsTest, FoundLockedAndInactiveIsOneEvent) {
-  const PlayedSession session(desktop);
+  const MockSession session(desktop);
   session.setLockedHint(true);
   session.setActive(false);
   session.setLockerActive(true);
@@ -152,7 +152,7 @@ TEST_F(SessionEventsTest, FollowsGnomesDisplays) {
 /// Everything that speaks with a bus is in use while one hangs: whatever waited for an answer would wait
 /// until the bus library gives up, 25 s.
 TEST_F(SessionEventsTest, ABusThatHangsHoldsUpNeitherTheMainLoopNorTheOther) {
-  const PlayedSession session(desktop);
+  const MockSession session(desktop);
   const struct {
     const ChildProcess& hangs;
     std::function<void(bool)> lock;  // by a witness on the other bus

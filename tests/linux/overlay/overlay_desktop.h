@@ -13,7 +13,6 @@
 #include "linux/desktop/qt_main_loop.h"
 #include "platform/overlay_surface.h"
 #include "stage/headless_desktop.h"
-#include "stage/wait_until.h"
 
 namespace sentrel::test {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "stage/onlooker_scene.h"
+#include "onlooker_scene.h"
 
 #include <algorithm>
 #include <map>

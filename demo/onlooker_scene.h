@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "stage/portrait_scene.h"
+#include "stage/pictures.h"
 
 namespace sentrel::test {
 

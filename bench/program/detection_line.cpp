@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "stage/detection_line.h"
+#include "detection_line.h"
 
 #include <QEventLoop>
 #include <utility>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "stage/gnome_shell.h"
+#include "gnome_shell.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -7,7 +7,6 @@
 #include <stdexcept>
 #include <string>
 
-#include "stage/wait_until.h"
 
 namespace sentrel::test {
 
