@@ -31,17 +31,15 @@ void* realloc(void* memory, std::size_t size) {
   ++allocations;
   return __libc_realloc(memory, size);
 }
-void* aligned_alloc(std::size_t alignment, std::size_t size) {
-  ++allocations;
-  return __libc_memalign(alignment, size);
-}
 void* memalign(std::size_t alignment, std::size_t size) {
   ++allocations;
   return __libc_memalign(alignment, size);
 }
+void* aligned_alloc(std::size_t alignment, std::size_t size) {
+  return memalign(alignment, size);
+}
 int posix_memalign(void** memory, std::size_t alignment, std::size_t size) {
-  ++allocations;
-  *memory = __libc_memalign(alignment, size);
+  *memory = memalign(alignment, size);
   return *memory == nullptr ? ENOMEM : 0;
 }
 }

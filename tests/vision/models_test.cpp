@@ -6,96 +6,98 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <fstream>
 #include <functional>
+#include <iterator>
+#include <random>
+#include <span>
 #include <string>
+#include <vector>
 
 #include "stage/pictures.h"
-#include "vision/damage.h"
 #include "vision/face_mesh.h"
+#include "vision/network.h"
 #include "vision/neural_face_detector.h"
 
 namespace sentrel::vision {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::HasSubstr;
+
+constexpr const char* detection = "face_detection_full_range.tflite";
+constexpr const char* landmarks = "face_landmark.tflite";
+constexpr const char* geometry = "canonical_face.binarypb";
+
+std::vector<std::byte> bytesOf(const char* name) {
+  std::ifstream stream(test::modelFolderPath().toStdString() + "/" + name, std::ios::binary);
+  const std::string text{std::istreambuf_iterator<char>(stream), {}};
+  const auto bytes = std::as_bytes(std::span(text));
+  return {bytes.begin(), bytes.end()};
+}
 
 class ModelFiles : public ::testing::Test {
  protected:
-  void SetUp() override {
-    folder_ = fs::temp_directory_path() / ("sentrel-models-" + std::to_string(getpid()));
+  ModelFiles() { restore(); }
+  ~ModelFiles() override { fs::remove_all(folder_); }
+  void restore() const {
     fs::remove_all(folder_);
-    fs::create_directories(folder_);
-    for (const auto& file : fs::directory_iterator(test::modelFolderPath().toStdString())) {
-      fs::copy_file(file.path(), folder_ / file.path().filename());
-    }
+    fs::copy(test::modelFolderPath().toStdString(), folder_);
   }
-  void TearDown() override { fs::remove_all(folder_); }
 
-  fs::path folder_;
+  const fs::path folder_ = fs::temp_directory_path() / ("sentrel-models-" + std::to_string(getpid()));
 };
 
 TEST_F(ModelFiles, aFaultNamesTheFileAndTheCure) {
-  using ::testing::HasSubstr;
   struct Case {
     const char* file;
     const char* says;
     std::function<void(const fs::path&)> damage;
   };
   const Case cases[] = {
-      {"face_landmark.tflite", "is missing", [](const fs::path& file) { fs::remove(file); }},
-      {"canonical_face.binarypb", "is damaged", [](const fs::path& file) { fs::resize_file(file, 0); }},
-      {"face_detection_full_range.tflite", "is damaged",
-       [](const fs::path& file) { fs::resize_file(file, fs::file_size(file) / 2); }},
-      {"face_landmark.tflite", "is damaged",
+      {landmarks, "is missing", [](const fs::path& file) { fs::remove(file); }},
+      {geometry, "is damaged", [](const fs::path& file) { fs::resize_file(file, 0); }},
+      {landmarks, "is damaged",
        [](const fs::path& file) {
          std::fstream stream(file, std::ios::in | std::ios::out | std::ios::binary);
          stream.seekp(700000);
          stream.put('x');
        }},
-      {"face_detection_full_range.tflite", "cannot be read",
+      {detection, "cannot be read",
        [](const fs::path& file) {
          fs::remove(file);
          fs::create_directory(file);
        }},
   };
   for (const Case& each : cases) {
-    TearDown();
-    SetUp();
+    restore();
     each.damage(folder_ / each.file);
-    NeuralFaceDetector detector(folder_);
-    const auto error = detector.prepare();
+    const auto error = NeuralFaceDetector(folder_).prepare();
     ASSERT_TRUE(error) << each.file;
-    EXPECT_THAT(error->message, HasSubstr((folder_ / each.file).string()));
-    EXPECT_THAT(error->message, HasSubstr(each.says));
-    EXPECT_THAT(error->message, HasSubstr("scripts/fetch-models"));
+    for (const std::string& words :
+         {(folder_ / each.file).string(), std::string(each.says), std::string("scripts/fetch-models")}) {
+      EXPECT_THAT(error->message, HasSubstr(words));
+    }
   }
 }
 
 TEST_F(ModelFiles, preparingAgainAfterAFailureTriesAnew) {
   NeuralFaceDetector detector(folder_);
-  fs::rename(folder_ / "face_landmark.tflite", folder_ / "away");
+  fs::rename(folder_ / landmarks, folder_ / "away");
   EXPECT_TRUE(detector.prepare());
   EXPECT_FALSE(detector.detect(*test::toFrame(QImage(64, 48, QImage::Format_RGB32)), 0));
-  fs::rename(folder_ / "away", folder_ / "face_landmark.tflite");
+  fs::rename(folder_ / "away", folder_ / landmarks);
   EXPECT_FALSE(detector.prepare());
   EXPECT_FALSE(detector.prepare());
-}
-
-TEST(ModelFolder, isFoundFromTheBuildTree) {
-  EXPECT_FALSE(NeuralFaceDetector(modelFolder()).prepare());
-}
-
-std::vector<std::byte> geometry() {
-  return test::readBytes(test::modelFolderPath().toStdString() + "/canonical_face.binarypb");
+  EXPECT_FALSE(NeuralFaceDetector(modelFolder()).prepare()) << "found from the build tree";
 }
 
 TEST(CanonicalFace, isASymmetricFaceInCentimetres) {
-  const CanonicalFace face = readCanonicalFace(geometry());
+  const CanonicalFace face = readCanonicalFace(bytesOf(geometry));
   ASSERT_EQ(face.points.size(), 468U);
   EXPECT_EQ(face.triangles.size(), 898U);
-  EXPECT_EQ(std::count_if(face.weights.begin(), face.weights.end(), [](double weight) { return weight > 0; }),
-            33);
+  EXPECT_EQ(std::ranges::count_if(face.weights, [](double weight) { return weight > 0; }), 33);
   const Vector3& right = face.points[rightEyeOuter];
   const Vector3& left = face.points[leftEyeOuter];
   EXPECT_NEAR(right.x, -left.x, 0.01);  // the person's right is on the image's left
@@ -104,9 +106,62 @@ TEST(CanonicalFace, isASymmetricFaceInCentimetres) {
   EXPECT_LT(face.points[noseTipPoint].y, left.y);
 }
 
-TEST(CanonicalFace, survivesDamage) {
-  const auto intact = geometry();
-  EXPECT_GT(test::readDamaged(intact, intact.size(), readCanonicalFace), 50);
+TEST(TfliteReader, readsTheDetectionNetworkForAnySizeAndTheMeshNetworkForItsOwn) {
+  const Network network = readTflite(bytesOf(detection));
+  EXPECT_EQ(network.inputChannels, 3);
+  for (const auto& [height, width] : {std::pair{192, 192}, {160, 192}, {224, 256}, {32, 32}}) {
+    const auto shapes = inferShapes(network, height, width);
+    ASSERT_EQ(network.outputs.size(), 2U);
+    EXPECT_EQ(shapes[network.outputs[0]], (Shape{height / 4, width / 4, 16}));
+    EXPECT_EQ(shapes[network.outputs[1]], (Shape{height / 4, width / 4, 1}));
+  }
+  // Every activation of the file went into the operator before it.
+  EXPECT_EQ(std::ranges::count_if(network.operators, &Operator::relu), 47);
+
+  const Network mesh = readTflite(bytesOf(landmarks));
+  const auto shapes = inferShapes(mesh, mesh.nativeHeight, mesh.nativeWidth);
+  EXPECT_EQ(shapes[mesh.outputs[0]], (Shape{1, 1, 1404}));
+  EXPECT_EQ(shapes[mesh.outputs[1]], (Shape{1, 1, 1}));
+  EXPECT_THROW((void)inferShapes(mesh, 32, 32), ModelError);
+}
+
+/// Reads a file cut off or with a few bytes changed, many times over. A reader may take the damage for data
+/// or throw ModelError; anything else, a sanitizer's finding above all, fails the test. Returns how often it
+/// threw.
+template <class Read>
+int readDamaged(const std::vector<std::byte>& intact, std::size_t headerBytes, Read read) {
+  int refused = 0;
+  std::mt19937 random(1);
+  for (std::size_t round = 0; round < 400; ++round) {
+    const std::size_t length = round % 4 == 0 ? random() % intact.size() : intact.size();
+    // A copy of exactly this length, so that a sanitizer sees a read beyond the end.
+    std::vector<std::byte> damaged(intact.begin(), intact.begin() + static_cast<std::ptrdiff_t>(length));
+    // The structure takes a small part of the file, at its ends; the damage goes there.
+    for (std::size_t k = 0; round % 4 > 0 && k < 1 + round % 3; ++k) {
+      const std::size_t offset = random() % headerBytes;
+      damaged[round % 4 == 1 ? length - 1 - offset : offset] = static_cast<std::byte>(random());
+    }
+    try {
+      (void)read(std::span<const std::byte>(damaged));
+    } catch (const ModelError&) {
+      ++refused;
+    }
+  }
+  return refused;
+}
+
+TEST(ModelReaders, surviveDamage) {
+  const auto face = bytesOf(geometry);
+  EXPECT_GT(readDamaged(face, face.size(), readCanonicalFace), 50);
+  for (const char* name : {detection, landmarks}) {
+    EXPECT_GT(readDamaged(bytesOf(name), 60000,
+                          [](std::span<const std::byte> bytes) {
+                            const Network network = readTflite(bytes);
+                            return inferShapes(network, network.nativeHeight, network.nativeWidth);
+                          }),
+              50)
+        << name;
+  }
 }
 
 }  // namespace

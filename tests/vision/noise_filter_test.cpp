@@ -18,20 +18,17 @@ class NoiseFilterTest : public ::testing::Test {
   /// A flat picture of `level` with new noise; the square from (16, 16) to (48, 48) is `square`.
   const Frame& shown(int level, int square, double noise) {
     frame_.resize(width, height);
-    std::normal_distribution<double> error(0, noise > 0 ? noise : 1);
-    for (int i = 0; i < width * height; ++i) {
-      const int x = i % width;
-      const int y = i / width;
+    std::normal_distribution<double> error(0, 1);
+    for (int i = 0; i < width * height * 4; ++i) {
+      const int x = i / 4 % width;
+      const int y = i / 4 / width;
       const bool inside = x >= 16 && x < 48 && y >= 16 && y < 48;
-      for (int c = 0; c < 3; ++c) {
-        const double value = (inside ? square : level) + (noise > 0 ? error(random_) : 0);
-        frame_.data()[i * 4 + c] = static_cast<std::uint8_t>(std::lround(std::clamp(value, 0.0, 255.0)));
-      }
-      frame_.data()[i * 4 + 3] = 255;
+      const double value = (inside ? square : level) + noise * error(random_);
+      frame_.data()[i] = static_cast<std::uint8_t>(std::lround(std::clamp(value, 0.0, 255.0)));
     }
     return frame_;
   }
-
+  /// Of what is below the square.
   static double deviation(const Frame& frame, int level) {
     double sum = 0;
     for (int y = 49; y < height; ++y) {
@@ -64,19 +61,15 @@ TEST_F(NoiseFilterTest, averagesNoiseInTheDarkAndNothingElse) {
   }
 }
 
-TEST_F(NoiseFilterTest, showsWhatMovesAtOnce) {
+TEST_F(NoiseFilterTest, showsWhatMovesAtOnceAndBearsFramesOfAnySize) {
   for (int i = 0; i < 6; ++i) (void)filter_.steady(shown(14, 14, 2));
   const Frame& seen = filter_.steady(shown(14, 28, 2));
   ASSERT_NE(&seen, &frame_);
   for (int x = 16; x < 48; ++x) EXPECT_EQ(seen.row(30)[x * 4], frame_.row(30)[x * 4]);
-}
-
-TEST_F(NoiseFilterTest, bearsFramesOfAnySize) {
-  for (int i = 0; i < 4; ++i) (void)filter_.steady(shown(14, 14, 2));
-  frame_.resize(3, 1);
-  EXPECT_EQ(filter_.steady(frame_).width(), 3);
-  frame_.resize(200, 7);
-  EXPECT_EQ(filter_.steady(frame_).width(), 200);
+  for (const auto& [other, rows] : {std::pair{3, 1}, {200, 7}}) {
+    frame_.resize(other, rows);
+    EXPECT_EQ(filter_.steady(frame_).width(), other);
+  }
 }
 
 }  // namespace

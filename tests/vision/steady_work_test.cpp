@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include <array>
+#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -18,27 +18,23 @@ TEST(SteadyWork, allocatesNothingPerFrame) {
   const test::PortraitScene scene;
   std::vector<std::shared_ptr<Frame>> frames;
   for (const double yaw : {0.0, 20.0, 40.0}) {
-    for (const double x : {-1.0, 500.0, 540.0}) {
-      test::SceneState state{yaw, {}};
-      if (x > 0) state.secondFace = test::SecondFace{x, 120, 40};
-      frames.push_back(test::toFrame(scene.frame(state)));
-    }
+    frames.push_back(test::toFrame(scene.frame({yaw, {}})));
+    for (const double x : {500.0, 540.0})
+      frames.push_back(test::toFrame(scene.frame({yaw, test::SecondFace{x, 120, 40}})));
   }
   frames.push_back(test::toFrame(QImage(640, 480, QImage::Format_RGB32)));
   NeuralFaceDetector detector(test::modelFolderPath().toStdString());
   ASSERT_FALSE(detector.prepare());
   std::int64_t now = 0;
-  const auto play = [&](int count) {
-    for (int i = 0; i < count; ++i) {
-      (void)detector.detect(*frames[static_cast<std::size_t>(i * 7) % frames.size()], now += 100);
-    }
+  const auto detect = [&](std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) (void)detector.detect(*frames[i * 7 % frames.size()], now += 100);
   };
-  play(10);
+  detect(10);
   const std::size_t before = test::allocationCount();
-  play(60);
+  detect(60);
   detector.tune({5, false});
   detector.restartTracking();
-  play(20);
+  detect(20);
   EXPECT_EQ(test::allocationCount() - before, 0U);
   EXPECT_GT(before, 0U);
 }
