@@ -7,9 +7,7 @@
 #include <system_error>
 #include <utility>
 
-#include "app/failure_report.h"
 #include "app/state_name.h"
-#include "app/window_memory.h"
 #include "detection/av_capture_manager.h"
 #include "platform/platform.h"
 #include "vision/models.h"
@@ -20,6 +18,17 @@ namespace {
 
 constexpr const char* offNotification = "sentrel.off";
 
+void print(const QString& words, const std::string& detail) {
+  QByteArray line = words.toUtf8();
+  if (!detail.empty()) line += " (" + QByteArray::fromStdString(detail) + ')';
+  std::fprintf(stderr, "sentrel: %s\n", line.constData());
+}
+
+void reportCameraFailure(const CameraFailure& failure) {
+  print(qtTrId(textKey(failure.kind)) + QStringLiteral(" — ") + qtTrId(adviceKey(failure.kind)),
+        failure.detail);
+}
+
 void reportLimitation(const OverlayBackend& backend) {
   const std::string key = backend.limitation();
   if (!key.empty()) reportFailure(key.c_str());
@@ -27,7 +36,11 @@ void reportLimitation(const OverlayBackend& backend) {
 
 }  // namespace
 
-AppDelegate::AppDelegate(Parts parts) : parts_(std::move(parts)) {}
+void reportFailure(const char* key, const std::string& detail) {
+  print(qtTrId(key), detail);
+}
+
+AppDelegate::AppDelegate(Dependencies dependencies) : uses_(std::move(dependencies)) {}
 
 AppDelegate::~AppDelegate() {
   delete onboardingWindow;  // as other windows, before the Qt application ends
@@ -38,27 +51,36 @@ void AppDelegate::applicationDidFinishLaunching() {
   service_ = PrivacyFilterService::shared();
   tellTheBus();
   tellThePerson();
-  activated_ = parts_.bus.activated.connect(
-      [this] { show(begin() ? &ProgramWindows::showPopoverWithoutTray : &ProgramWindows::showPopover); });
-  actions_ = parts_.bus.actionActivated.connect([this](const QString& action) { performAction(action); });
-  chosen_ = Platform::current().notifications->chosen.connect(
-      [this](const std::string&) { show(&ProgramWindows::showPopover); });
+  const auto keep = [this](Registration registration) { registrations_.push_back(std::move(registration)); };
+  keep(uses_.bus.activated.connect([this] {
+    const bool begins = begin();
+    if (!uses_.menuBarController) return;
+    if (begins) {
+      uses_.menuBarController->showPopoverWithoutTray();
+    } else {
+      uses_.menuBarController->showPopover();
+    }
+  }));
+  keep(uses_.bus.actionActivated.connect([this](const QString& action) { performAction(action); }));
+  keep(Platform::current().notifications->chosen.connect([this](const std::string&) {
+    if (uses_.menuBarController) uses_.menuBarController->showPopover();
+  }));
   // Without the person's leave the camera stays closed, and a start waits for it.
-  asked_ = parts_.consent->asked.connect([this] { askForConsent(); });
-  starting_ = service_->isStarting().onChange([this](bool starting) {
+  keep(uses_.consent->asked.connect([this] { askForConsent(); }));
+  keep(service_->isStarting().onChange([this](bool starting) {
     if (!starting) return;
     begun_ = true;
     Platform::current().notifications->remove(offNotification);
-  });
+  }));
   // Whoever only reads a property has the bus start the program, but does not switch protection on: the
   // person may just have ended it. The first message that asks for something does.
-  if (parts_.launch == Launch::person) begin();
+  if (uses_.launch == Launch::person) begin();
 }
 
 /// Protection begins with the program, once; gives whether it did now.
 bool AppDelegate::begin() {
   if (begun_) return false;
-  if (parts_.windows && !parts_.consent->isGiven()) showOnboarding();
+  if (uses_.menuBarController && !uses_.consent->isGiven()) showOnboarding();
   service_->start();
   return true;
 }
@@ -75,7 +97,7 @@ void AppDelegate::tellSwitchedOff() const {
 }
 
 void AppDelegate::askForConsent() {
-  if (parts_.windows) {
+  if (uses_.menuBarController) {
     showOnboarding();
   } else {
     std::fputs("sentrel: nobody has agreed to the camera yet, and without a display nobody can be asked\n",
@@ -86,7 +108,7 @@ void AppDelegate::askForConsent() {
 void AppDelegate::showOnboarding() {
   if (!onboardingWindow) {
     const Platform& platform = Platform::current();
-    onboardingWindow = new OnboardingView({.consent = parts_.consent,
+    onboardingWindow = new OnboardingView({.consent = uses_.consent,
                                            .camera = AVCaptureManager::shared(),
                                            .notifications = platform.notifications,
                                            .settingsRepo = SettingsRepository::shared(),
@@ -106,21 +128,22 @@ void AppDelegate::showOnboarding() {
 }
 
 void AppDelegate::tellTheBus() {
-  state_ = service_->fsmState().subscribe(
-      [this](const FilterState& state) { parts_.bus.setState(QLatin1String(stateName(state))); });
-  active_ = service_->isActive().subscribe([this](bool active) { parts_.bus.setActive(active); });
-  stats_ = StatsRepository::shared()->stats.subscribe(
-      [this](const FilterStats& stats) { parts_.bus.setAlertCount(stats.alertCount); });
+  registrations_.push_back(service_->fsmState().subscribe(
+      [this](const FilterState& state) { uses_.bus.setState(QLatin1String(stateName(state))); }));
+  registrations_.push_back(
+      service_->isActive().subscribe([this](bool active) { uses_.bus.setActive(active); }));
+  registrations_.push_back(StatsRepository::shared()->stats.subscribe(
+      [this](const FilterStats& stats) { uses_.bus.setAlertCount(stats.alertCount); }));
 }
 
 void AppDelegate::tellThePerson() {
-  failure_ =
+  registrations_.push_back(
       CameraControl::shared()->failure().subscribe([this](const std::optional<CameraFailure>& failure) {
-        if (failure) reportFailure(*failure);
+        if (failure) reportCameraFailure(*failure);
         watchForModels(failure);
-      });
+      }));
   const auto backend = Platform::current().overlayBackend;
-  limitation_ = backend->limitationChanged.connect([backend] { reportLimitation(*backend); });
+  registrations_.push_back(backend->limitationChanged.connect([backend] { reportLimitation(*backend); }));
   reportLimitation(*backend);
 }
 
@@ -149,21 +172,16 @@ void AppDelegate::performAction(const QString& action) {
   const bool endsIt = action == QLatin1String("quit") || action == QLatin1String("toggle");
   if (endsIt && isSwitchedOn()) tellSwitchedOff();
   const bool begins = action != QLatin1String("quit") && begin();
-  if (action == QLatin1String("toggle")) {
+  if (action == QLatin1String("quit")) {
+    uses_.quit();
+  } else if (action == QLatin1String("toggle")) {
     if (!begins) service_->toggle();
-  } else if (action == QLatin1String("preferences")) {
-    show(&ProgramWindows::showPreferences);
-  } else if (action == QLatin1String("statistics")) {
-    show(&ProgramWindows::showStatistics);
-  } else if (action == QLatin1String("about")) {
-    show(&ProgramWindows::showAbout);
-  } else if (action == QLatin1String("quit")) {
-    parts_.quit();
+  } else if (uses_.menuBarController) {
+    MenuBarController& windows = *uses_.menuBarController;
+    if (action == QLatin1String("preferences")) windows.openPreferences();
+    if (action == QLatin1String("statistics")) windows.showPage(MenuBarPopoverView::Page::stats);
+    if (action == QLatin1String("about")) windows.showPage(MenuBarPopoverView::Page::about);
   }
-}
-
-void AppDelegate::show(void (ProgramWindows::*window)()) {
-  if (parts_.windows) ((*parts_.windows).*window)();
 }
 
 }  // namespace sentrel

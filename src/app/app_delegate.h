@@ -7,9 +7,11 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
+#include <vector>
 
+#include "app/menu_bar_controller.h"
 #include "app/program_bus.h"
-#include "app/program_windows.h"
 #include "platform/capture_session.h"
 #include "platform/overlay_surface.h"
 #include "service/privacy_filter_service.h"
@@ -18,18 +20,21 @@
 
 namespace sentrel {
 
+/// One line on standard error: the text of `key` and, in brackets, what a technician wants to know.
+void reportFailure(const char* key, const std::string& detail = {});
+
 /// What happens at launch and at the end, and what the session bus is told and asks in between. Main thread.
 class AppDelegate {
  public:
-  struct Parts {
+  struct Dependencies {
     ProgramBus& bus;
-    std::unique_ptr<ProgramWindows> windows;  ///< null where there are none
+    std::unique_ptr<MenuBarController> menuBarController;  ///< null where there are no windows
     std::shared_ptr<CameraConsent> consent;
     std::function<void()> quit;  ///< ends the event loop
     Launch launch = Launch::person;
   };
 
-  explicit AppDelegate(Parts parts);
+  explicit AppDelegate(Dependencies dependencies);
   AppDelegate(const AppDelegate&) = delete;
   AppDelegate& operator=(const AppDelegate&) = delete;
   ~AppDelegate();
@@ -47,22 +52,12 @@ class AppDelegate {
   void tellThePerson();
   void watchForModels(const std::optional<CameraFailure>& failure);
   void performAction(const QString& action);
-  void show(void (ProgramWindows::*window)());
 
-  const Parts parts_;
+  const Dependencies uses_;
   QPointer<OnboardingView> onboardingWindow;
   std::shared_ptr<PrivacyFilterService> service_;
   bool begun_ = false;  // protection was switched on, whether or not it still is
-  Registration asked_;
-  Registration activated_;
-  Registration actions_;
-  Registration chosen_;
-  Registration state_;
-  Registration active_;
-  Registration starting_;
-  Registration stats_;
-  Registration failure_;
-  Registration limitation_;
+  std::vector<Registration> registrations_;
   std::unique_ptr<QFileSystemWatcher> modelWatch_;  // while a model is missing
 };
 

@@ -1,16 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "app/menu_bar_controller.h"
 
+#include <malloc.h>
+
 #include <QAccessible>
+#include <QApplication>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
-#include <QGuiApplication>
+#include <QPixmapCache>
 #include <QTimer>
 #include <QVariantMap>
+#include <algorithm>
 #include <utility>
 
 #include "app/build_options.h"
-#include "app/window_memory.h"
 #include "platform/platform.h"
 #include "views/controls/accessible_role.h"
 #include "views/status_words.h"
@@ -21,7 +24,15 @@ namespace {
 
 /// Within this time of its closing, a click on the icon was the one that closed the popover.
 constexpr qint64 sameClickMs = 250;
-constexpr int trayPatienceMs = 2000;
+constexpr int trayTimeoutMs = 2000;
+
+constexpr int memoryDelayMs = 1000;  // the next window may follow at once
+
+void giveMemoryBack() {
+  if (std::ranges::any_of(QApplication::topLevelWidgets(), &QWidget::isVisible)) return;
+  QPixmapCache::clear();
+  ::malloc_trim(0);
+}
 
 StatusBarIcon::IconState iconOf(const FilterState& state) {
   switch (state.kind()) {
@@ -49,6 +60,11 @@ PopoverWindow::Ground groundOfPopover() {
 
 }  // namespace
 
+void giveMemoryBackAfter(const QWidget& window) {
+  QObject::connect(&window, &QObject::destroyed, qApp,
+                   [] { QTimer::singleShot(memoryDelayMs, qApp, giveMemoryBack); });
+}
+
 Signal<>& sentrelOpenPreferences() {
   static Signal<> signal;
   return signal;
@@ -67,16 +83,17 @@ MenuBarController::MenuBarController(Actions actions, ProgramBus& bus)
     bus_ = bus.connection();
     statusItem.setBus(bus_);
   };
-  busRegistration_ = bus.connectionChanged.connect(useBus);
+  registrations_.push_back(bus.connectionChanged.connect(useBus));
   useBus();
-  stateRegistration_ = service_->fsmState().onChange([this](const FilterState&) { updateStatusItem(); });
-  activeRegistration_ = service_->isActive().onChange([this](bool) { updateStatusItem(); });
-  startingRegistration_ = service_->isStarting().onChange([this](bool) { updateStatusItem(); });
-  failureRegistration_ =
-      cameraControl_->failure().onChange([this](const std::optional<CameraFailure>&) { updateStatusItem(); });
+  const auto update = [this](const auto&) { updateStatusItem(); };
+  registrations_.push_back(service_->fsmState().onChange(update));
+  registrations_.push_back(service_->isActive().onChange(update));
+  registrations_.push_back(service_->isStarting().onChange(update));
+  registrations_.push_back(cameraControl_->failure().onChange(update));
   updateStatusItem();
-  bannerRegistration_ = service_->fsmState().subscribe([this](const FilterState&) { tellScreenReaders(); });
-  preferencesRegistration_ = sentrelOpenPreferences().connect([this] { openPreferences(); });
+  registrations_.push_back(
+      service_->fsmState().subscribe([this](const FilterState&) { tellScreenReaders(); }));
+  registrations_.push_back(sentrelOpenPreferences().connect([this] { openPreferences(); }));
 }
 
 void MenuBarController::updateStatusItem() {
@@ -122,7 +139,7 @@ void MenuBarController::togglePopover(const QRect& anchor) {
   }
 }
 
-/// What is to be told once goes before what stays true.
+/// News come before a limitation: they are shown once, a limitation each time.
 QString MenuBarController::notice() {
   std::string key = actions_.news();
   if (key.empty()) key = Platform::current().overlayBackend->limitation();
@@ -164,7 +181,7 @@ void MenuBarController::showPopover() {
 /// The activation that starts the program asks for it to be there. Where there is a panel, the icon in it
 /// says so.
 void MenuBarController::showPopoverWithoutTray() {
-  QTimer::singleShot(trayPatienceMs, &trayPatience_, [this] {
+  QTimer::singleShot(trayTimeoutMs, &trayTimeout_, [this] {
     if (!statusItem.isShown()) showPopover();
   });
 }
@@ -172,14 +189,6 @@ void MenuBarController::showPopoverWithoutTray() {
 void MenuBarController::showPage(MenuBarPopoverView::Page page) {
   showPopover();
   popover->content().showPage(page);
-}
-
-void MenuBarController::showStatistics() {
-  showPage(MenuBarPopoverView::Page::stats);
-}
-
-void MenuBarController::showAbout() {
-  showPage(MenuBarPopoverView::Page::about);
 }
 
 void MenuBarController::openPreferences() {

@@ -10,9 +10,9 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "app/program_bus.h"
-#include "app/program_windows.h"
 #include "app/status_item.h"
 #include "detection/av_capture_manager.h"
 #include "service/privacy_filter_service.h"
@@ -26,8 +26,12 @@ namespace sentrel {
 /// Posting it opens the preferences window: "expert.mardeck.sentrel.openPreferences".
 Signal<>& sentrelOpenPreferences();
 
+/// Once `window` has gone, and no other is seen, what it needed goes back to the system: the allocator would
+/// keep some megabytes for windows that may not open again for weeks. Main thread.
+void giveMemoryBackAfter(const QWidget& window);
+
 /// The program's place in the panel: the eye, the popover, and the preferences window. Main thread.
-class MenuBarController final : public ProgramWindows {
+class MenuBarController {
  public:
   struct Actions {
     std::function<void()> quit;
@@ -38,22 +42,21 @@ class MenuBarController final : public ProgramWindows {
   MenuBarController(Actions actions, ProgramBus& bus);
   MenuBarController(const MenuBarController&) = delete;
   MenuBarController& operator=(const MenuBarController&) = delete;
-  ~MenuBarController() override;
+  ~MenuBarController();
 
   void togglePopover(const QRect& anchor);
   void openPreferences();
 
-  // Of ProgramWindows.
-  void showPopover() override;
-  void showPopoverWithoutTray() override;
-  void showPreferences() override { openPreferences(); }
-  void showStatistics() override;
-  void showAbout() override;
+  void showPopover();
+  /// The program was started to be activated: the eye in the panel is the answer, and the popover only where
+  /// no panel has taken it within 2 s.
+  void showPopoverWithoutTray();
+  /// The popover with this page.
+  void showPage(MenuBarPopoverView::Page page);
 
  private:
   void openPopover(const QRect& anchor);
   [[nodiscard]] QString notice();
-  void showPage(MenuBarPopoverView::Page page);
   void updateStatusItem();
   void tellScreenReaders();
   void openLink(const QUrl& address, std::function<void()> failed);
@@ -68,14 +71,8 @@ class MenuBarController final : public ProgramWindows {
   QPointer<PopoverWindow> popover;
   QElapsedTimer sinceClosed_;  // a click on the icon takes the focus first, which closes the popover
   QPointer<PreferencesView> prefsWindow;
-  QObject trayPatience_;  // what waits for a tray, waits no longer than this lives
-  Registration stateRegistration_;
-  Registration bannerRegistration_;
-  Registration activeRegistration_;
-  Registration startingRegistration_;
-  Registration failureRegistration_;
-  Registration preferencesRegistration_;
-  Registration busRegistration_;
+  QObject trayTimeout_;  // what waits for a tray waits no longer than this lives
+  std::vector<Registration> registrations_;
 };
 
 }  // namespace sentrel

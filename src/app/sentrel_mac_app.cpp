@@ -1,22 +1,30 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "app/sentrel_mac_app.h"
 
+#include <sys/signalfd.h>
+#include <unistd.h>
+
 #include <QElapsedTimer>
+#include <QEvent>
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QSessionManager>
+#include <QWidget>
+#include <QWindow>
+#include <algorithm>
+#include <array>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <string>
 #include <thread>
 #include <utility>
 
 #include "app/activation_token.h"
 #include "app/build_options.h"
-#include "app/failure_report.h"
 #include "app/menu_bar_controller.h"
-#include "app/qt_arguments.h"
 #include "linux/camera/pipewire_capture_session.h"
 #include "linux/desktop/autostart_login_item.h"
 #include "linux/desktop/desktop_key_monitor.h"
@@ -40,8 +48,8 @@ namespace sentrel {
 namespace {
 
 constexpr qint64 lastTurnsMs = 200;
-constexpr std::chrono::seconds storePatience{1};
-constexpr std::chrono::seconds lastPatience{2};
+constexpr std::chrono::seconds storeTimeout{1};
+constexpr std::chrono::seconds exitTimeout{2};
 
 /// Where there is no session bus, the bus library would start one of its own, in which nobody could find us.
 void refuseOwnBus() {
@@ -57,7 +65,31 @@ void refuseQtsPortal() {
   qputenv("QT_NO_XDG_DESKTOP_PORTAL", "1");
 }
 
-/// What Qt is made of. All change the environment, which is safe only now: no other thread runs yet.
+bool isSet(const char* variable) {
+  const char* value = std::getenv(variable);
+  return value != nullptr && *value != '\0';
+}
+
+/// The arguments of the Qt application, which keeps references to them: windows where the session shows them,
+/// and only painting into memory where there is no display.
+struct QtArguments {
+  explicit QtArguments(char* program) {
+    // In the order in which Qt tries them; the last one always works.
+    if (isSet("WAYLAND_DISPLAY")) platforms += "wayland;";
+    if (isSet("DISPLAY")) platforms += "xcb;";
+    platforms += "offscreen";
+    values = {program, option.data(), platforms.data(), nullptr};
+  }
+  QtArguments(const QtArguments&) = delete;
+  QtArguments& operator=(const QtArguments&) = delete;
+
+  std::string option = "-platform";
+  std::string platforms;
+  std::array<char*, 4> values{};
+  int count = 3;
+};
+
+/// What comes first changes the environment, which is safe only now: no other thread runs yet.
 QtArguments& qtArguments(char* program) {
   static QtArguments arguments = [program] {
     refuseOwnBus();
@@ -68,11 +100,63 @@ QtArguments& qtArguments(char* program) {
   return arguments;
 }
 
+/// Holds back what ends the program, for this thread and those that it starts. Gives a descriptor that
+/// delivers it, or -1.
+int holdBackSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&signals, signal);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  return signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
+/// Has windows on Wayland paint only once the compositor has shown their last picture. Qt paints whenever
+/// something changes, and waits on the main thread when the compositor keeps five pictures: one that hangs
+/// would freeze all of the program behind an open window.
+class PaintFilter final : public QObject {
+ private:
+  bool eventFilter(QObject* object, QEvent* event) override {
+    if (event->type() != QEvent::UpdateRequest || painting_) return false;
+    if (const auto* widget = qobject_cast<QWidget*>(object)) {
+      // Asked for at any time: comes again through the window, at the right one.
+      if (widget->windowHandle() == nullptr) return false;
+      widget->windowHandle()->requestUpdate();
+      return true;
+    }
+    const auto widgets = QApplication::topLevelWidgets();
+    const auto owner = std::ranges::find(widgets, object, &QWidget::windowHandle);
+    if (owner == widgets.end()) return false;
+    painting_ = true;
+    QCoreApplication::sendEvent(*owner, event);
+    painting_ = false;
+    return true;
+  }
+
+  bool painting_ = false;
+};
+
+/// Qt ends the process from within when the display that shows its windows is lost. While this is set, such
+/// an end runs it and then leaves at once: threads still work with what the runtime would tear down, and the
+/// overlays go with their connections.
+std::function<void()>& lastDuty() {
+  // Never destroyed, because it is used at the very end.
+  static auto* const duty = new std::function<void()>;
+  return *duty;
+}
+
+void leaveAtOnce() {
+  if (!lastDuty()) return;
+  std::fputs("sentrel: the display was lost\n", stderr);
+  std::exchange(lastDuty(), nullptr)();
+  std::fflush(nullptr);
+  _exit(EXIT_FAILURE);
+}
+
 /// All that matters is done by now. A bus that does not answer may still be waited for, for as long as its
 /// library pleases; that must not hold up a logout.
 void boundTheEnd(int code) {
   std::thread([code] {
-    std::this_thread::sleep_for(lastPatience);
+    std::this_thread::sleep_for(exitTimeout);
     std::_Exit(code);
   }).detach();
 }
@@ -85,7 +169,8 @@ bool showsWindows() {
 
 SentrelMacApp::SentrelMacApp(char** argv, Launch launch)
     : launch_(launch),
-      application_(qtArguments(argv[0]).count(), qtArguments(argv[0]).values()),
+      signals_(holdBackSignals()),
+      application_(qtArguments(argv[0]).count, qtArguments(argv[0]).values.data()),
       mainLoop_(std::make_shared<QtMainLoop>()),
       bus_(mainLoop_, launch) {
   QGuiApplication::setApplicationName(QStringLiteral("sentrel"));
@@ -94,7 +179,11 @@ SentrelMacApp::SentrelMacApp(char** argv, Launch launch)
   QGuiApplication::setQuitOnLastWindowClosed(false);
   QApplication::setStyle(QStringLiteral("fusion"));  // under our own paint, the same everywhere
   QGuiApplication::setWindowIcon(appIcon());
-  signals_.watch([this] { quit(); });
+  watchSignals();
+  if (QGuiApplication::platformName().startsWith(QLatin1String("wayland"))) {
+    paintFilter_ = std::make_unique<PaintFilter>();
+    application_.installEventFilter(paintFilter_.get());
+  }
   // The next session starts us by the autostart entry, or not at all.
   for (const auto request : {&QGuiApplication::commitDataRequest, &QGuiApplication::saveStateRequest}) {
     QObject::connect(
@@ -105,6 +194,16 @@ SentrelMacApp::SentrelMacApp(char** argv, Launch launch)
 }
 
 SentrelMacApp::~SentrelMacApp() = default;
+
+/// A session's end or Ctrl-C stops protection as the menu would.
+void SentrelMacApp::watchSignals() {
+  if (signals_ < 0) return;
+  signalNotifier_ = std::make_unique<QSocketNotifier>(signals_, QSocketNotifier::Read);
+  QObject::connect(signalNotifier_.get(), &QSocketNotifier::activated, signalNotifier_.get(), [this] {
+    signalfd_siginfo info{};
+    while (read(signals_, &info, sizeof info) == static_cast<ssize_t>(sizeof info)) quit();
+  });
+}
 
 int SentrelMacApp::run() {
   // As its own loop begins, Qt asks the bus for assistive technology and waits for the answer: a bus that
@@ -145,24 +244,26 @@ void SentrelMacApp::begin(InstanceRole role) {
     reportFailure(untold_.c_str());
   });
   screens_->follow(SettingsRepository::shared());
-  std::unique_ptr<ProgramWindows> windows;
+  std::unique_ptr<MenuBarController> menuBarController;
   if (showsWindows()) {
-    windows = std::make_unique<MenuBarController>(
+    menuBarController = std::make_unique<MenuBarController>(
         MenuBarController::Actions{.quit = [this] { quit(); },
                                    .news = [this] { return std::exchange(untold_, {}); }},
         bus_);
   }
-  appDelegate = std::make_unique<AppDelegate>(AppDelegate::Parts{.bus = bus_,
-                                                                 .windows = std::move(windows),
-                                                                 .consent = consent_,
-                                                                 .quit = [this] { quit(); },
-                                                                 .launch = launch_});
+  appDelegate = std::make_unique<AppDelegate>(
+      AppDelegate::Dependencies{.bus = bus_,
+                                .menuBarController = std::move(menuBarController),
+                                .consent = consent_,
+                                .quit = [this] { quit(); },
+                                .launch = launch_});
   appDelegate->applicationDidFinishLaunching();
-  // The last thing that is registered for the end: everything else is there by now.
-  orderlyExit_ = std::make_unique<OrderlyExit>([defaults = defaults_] {
+  lastDuty() = [defaults = defaults_] {
     PrivacyFilterService::shared()->countSession();
-    defaults->flush(storePatience);
-  });
+    defaults->flush(storeTimeout);
+  };
+  // Registered last, and therefore called first: everything else is there by now.
+  std::atexit(leaveAtOnce);
 }
 
 void SentrelMacApp::installPlatform() {
@@ -205,14 +306,14 @@ void SentrelMacApp::installPlatform() {
 }
 
 void SentrelMacApp::end() {
-  orderlyExit_.reset();
+  lastDuty() = nullptr;
   bus_.leave();
   appDelegate->applicationWillTerminate();
   // What stopping has posted still runs: the covers go, the camera closes, the session is counted.
   QElapsedTimer elapsed;
   elapsed.start();
   while (!mainLoop_->idle() && elapsed.elapsed() < lastTurnsMs) QGuiApplication::processEvents();
-  if (!defaults_->flush(storePatience)) std::fputs("sentrel: the settings were not saved in time\n", stderr);
+  if (!defaults_->flush(storeTimeout)) std::fputs("sentrel: the settings were not saved in time\n", stderr);
 }
 
 void SentrelMacApp::quit() {

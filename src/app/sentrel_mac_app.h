@@ -2,14 +2,12 @@
 #pragma once
 
 #include <QApplication>
+#include <QSocketNotifier>
 #include <memory>
 #include <string>
 
 #include "app/app_delegate.h"
-#include "app/orderly_exit.h"
-#include "app/paint_pace.h"
 #include "app/program_bus.h"
-#include "app/signal_watcher.h"
 #include "linux/desktop/defaults_file.h"
 #include "linux/desktop/desktop_appearance.h"
 #include "linux/desktop/qt_main_loop.h"
@@ -28,6 +26,7 @@ class SentrelMacApp {
   int run();
 
  private:
+  void watchSignals();
   void begin(InstanceRole role);
   void installPlatform();
   void end();
@@ -35,9 +34,10 @@ class SentrelMacApp {
 
   const Launch launch_;
   bool quitAsked_ = false;
-  SignalWatcher signals_;
+  const int signals_;  // a descriptor; the signals are held back before Qt starts a thread
   QApplication application_;
-  PaintPace paintPace_;
+  std::unique_ptr<QSocketNotifier> signalNotifier_;
+  std::unique_ptr<QObject> paintFilter_;
   std::shared_ptr<QtMainLoop> mainLoop_;
   ProgramBus bus_;
   std::shared_ptr<DefaultsFile> defaults_;
@@ -48,7 +48,6 @@ class SentrelMacApp {
   std::unique_ptr<DesktopAppearance> appearance_;
   Registration looks_;
   std::unique_ptr<AppDelegate> appDelegate;
-  std::unique_ptr<OrderlyExit> orderlyExit_;
 };
 
 }  // namespace sentrel
