@@ -7,7 +7,6 @@
 #include <stdexcept>
 #include <string>
 
-
 namespace sentrel::test {
 
 namespace {

@@ -9,9 +9,9 @@
 #include <functional>
 
 #include "drawn_person.h"
-#include "look/status_bar_icon.h"
+#include "look/icons.h"
 #include "picture_book.h"
-#include "views/popover_window.h"
+#include "views/popover.h"
 #include "views/view_room.h"
 
 namespace sentrel::test {

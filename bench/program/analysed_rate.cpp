@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "detection/vision_face_analyzer.h"
@@ -22,7 +23,7 @@ int main(int argc, char** argv) {
   camera.appear();
   camera.setSource([&](std::int64_t) { return user.constBits(); });
   bool started = false;
-  line.camera->startSession([&](const StartResult&) { started = true; });
+  line.camera->startSession([&](const std::optional<StartError>&) { started = true; });
   if (!line.runUntil([&] { return started; }, std::chrono::seconds(20))) return EXIT_FAILURE;
   for (const std::int64_t fps : {5, 10, 15}) {
     std::vector<std::int64_t> times;

@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-#include "views/popover_window.h"
+#include "views/popover.h"
 #include "views/view_room.h"
 
 namespace sentrel::test {

@@ -15,8 +15,7 @@
 
 #include "app/build_options.h"
 #include "platform/platform.h"
-#include "views/controls/accessible_role.h"
-#include "views/status_words.h"
+#include "views/controls/accessibility.h"
 
 namespace sentrel {
 

@@ -18,7 +18,7 @@
 #include "service/privacy_filter_service.h"
 #include "support/published.h"
 #include "support/registration.h"
-#include "views/popover_window.h"
+#include "views/popover.h"
 #include "views/preferences_view.h"
 
 namespace sentrel {

@@ -34,7 +34,7 @@
 #include "linux/desktop/system_clock.h"
 #include "linux/desktop/upower_power_source.h"
 #include "linux/overlay/create_overlay_backend.h"
-#include "look/app_icon.h"
+#include "look/icons.h"
 #include "overlay/overlay_window_manager.h"
 #include "overlay/retro_pip_manager.h"
 #include "platform/platform.h"

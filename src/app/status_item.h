@@ -12,7 +12,7 @@
 #include <optional>
 
 #include "linux/desktop/bus_listener.h"
-#include "look/status_bar_icon.h"
+#include "look/icons.h"
 
 namespace sentrel {
 

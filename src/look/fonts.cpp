@@ -36,41 +36,60 @@ QFont roundedFont(int pixelSize, QFont::Weight weight) {
   return font(QStringList{QStringLiteral("Quicksand")} + uiFamilies(), pixelSize, weight);
 }
 
-QFont roleFont(TextRole role, double textScale) {
-  const auto px = [textScale](int size) { return qRound(size * textScale); };
+namespace {
+
+struct RoleStyle {
+  int pixels;
+  QFont::Weight weight;
+  int lineHeight;
+};
+
+RoleStyle styleOf(TextRole role) {
   switch (role) {
     case TextRole::count:
-      return roundedFont(px(72), QFont::Bold);
+      return {72, QFont::Bold, 80};
     case TextRole::numberLarge:
-      return uiFont(px(34), QFont::Bold);
+      return {34, QFont::Bold, 40};
     case TextRole::numberMedium:
-      return uiFont(px(24), QFont::Bold);
+      return {24, QFont::Bold, 30};
     case TextRole::title1:
-      return uiFont(px(22), QFont::DemiBold);
+      return {22, QFont::DemiBold, 28};
     case TextRole::title2:
-      return uiFont(px(20), QFont::Bold);
+      return {20, QFont::Bold, 26};
     case TextRole::title2Small:
-      return uiFont(px(18), QFont::Bold);
+      return {18, QFont::Bold, 26};
     case TextRole::title3:
-      return uiFont(px(17));
+      return {17, QFont::Normal, 22};
     case TextRole::popoverTitle:
-      return uiFont(px(16), QFont::DemiBold);
+      return {16, QFont::DemiBold, 20};
     case TextRole::headline:
-      return uiFont(px(15), QFont::DemiBold);
-    case TextRole::body:
-      return uiFont(px(14));
+      return {15, QFont::DemiBold, 20};
     case TextRole::bodyLabel:
-      return uiFont(px(14), QFont::Medium);
+      return {14, QFont::Medium, 20};
     case TextRole::bodyButton:
-      return uiFont(px(14), QFont::DemiBold);
+      return {14, QFont::DemiBold, 20};
     case TextRole::subheadline:
-      return uiFont(px(13));
+      return {13, QFont::Normal, 18};
     case TextRole::subheadlineStrong:
-      return uiFont(px(13), QFont::DemiBold);
+      return {13, QFont::DemiBold, 18};
     case TextRole::caption:
-      return uiFont(px(12), QFont::Medium);
+      return {12, QFont::Medium, 16};
+    case TextRole::body:
+      break;
   }
-  return uiFont(px(14));
+  return {14, QFont::Normal, 20};
+}
+
+}  // namespace
+
+QFont roleFont(TextRole role, double textScale) {
+  const auto [pixels, weight, lineHeight] = styleOf(role);
+  const int scaled = qRound(pixels * textScale);
+  return role == TextRole::count ? roundedFont(scaled, weight) : uiFont(scaled, weight);
+}
+
+int roleLineHeight(TextRole role) {
+  return styleOf(role).lineHeight;
 }
 
 }  // namespace sentrel

@@ -31,5 +31,7 @@ enum class TextRole {
 [[nodiscard]] QFont monoFont(int pixelSize, QFont::Weight weight = QFont::Normal);
 [[nodiscard]] QFont roundedFont(int pixelSize, QFont::Weight weight = QFont::Bold);
 [[nodiscard]] QFont roleFont(TextRole role, double textScale = 1);
+/// The distance between two lines at 100 % text scale.
+[[nodiscard]] int roleLineHeight(TextRole role);
 
 }  // namespace sentrel

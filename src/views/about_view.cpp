@@ -1,15 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "views/about_view.h"
 
-#include <QFocusEvent>
 #include <QPainter>
-#include <QVBoxLayout>
-#include <array>
-#include <utility>
 
-#include "look/app_icon.h"
-#include "views/controls/divider.h"
-#include "views/controls/text_label.h"
+#include "look/icons.h"
+#include "views/controls/layout.h"
 #include "views/theme.h"
 
 namespace sentrel {
@@ -18,16 +13,11 @@ namespace {
 
 constexpr int side = 16;
 constexpr int textSide = 20;
-constexpr int iconPixels = 64;
-constexpr QMargins aroundClose(10, 5, 0, 0);
 
 class Icon final : public QWidget {
  public:
-  explicit Icon(QWidget* parent) : QWidget(parent) { setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed); }
-  [[nodiscard]] QSize sizeHint() const override {
-    const int size = Theme::shared().iconSize(iconPixels);
-    return {size, size};
-  }
+  Icon() { setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed); }
+  [[nodiscard]] QSize sizeHint() const override { return QSize(1, 1) * Theme::shared().iconSize(64); }
 
  protected:
   void paintEvent(QPaintEvent* /*event*/) override {
@@ -39,31 +29,23 @@ class Icon final : public QWidget {
 /// A title over a paragraph.
 class AboutSection final : public QWidget {
  public:
-  AboutSection(const QString& title, const QString& text, QWidget* parent) : QWidget(parent) {
-    auto* column = new QVBoxLayout(this);
-    column->setContentsMargins(0, 0, 0, 0);
-    column->setSpacing(1);
-    auto* head = new TextLabel(TextRole::subheadlineStrong);
-    head->setWords(title);
-    auto* body = new TextLabel(TextRole::subheadline, &AppColors::textSecondary);
-    body->setWords(text);
-    column->addWidget(head);
-    column->addWidget(body);
+  AboutSection(const QString& title, const QString& text) {
+    auto* column = boxIn<QVBoxLayout>(this, {}, 1);
+    column->addWidget(new TextLabel(TextRole::subheadlineStrong, title));
+    column->addWidget(new TextLabel(TextRole::subheadline, text, &AppColors::textSecondary));
   }
 };
 
 }  // namespace
 
-AboutView::AboutView(const QString& version, const Footer& footer, std::function<void()> dismissed,
-                     QWidget* parent)
-    : ToolbarPage(qtTrId("Fermer"), aroundClose, parent), dismiss(std::move(dismissed)) {
-  connect(leaveButton(), &PushButton::clicked, this, [this] { dismiss(); });
+AboutView::AboutView(const QString& version, QWidget* footer, const std::function<void()>& dismissed)
+    : ToolbarPage(qtTrId("Fermer"), {10, 5, 0, 0}) {
+  connect(leaveButton(), &PushButton::clicked, this, dismissed);
+  setFocusProxy(leaveButton());
   auto* page = new QWidget;
-  auto* column = new QVBoxLayout(page);
-  column->setContentsMargins(0, 0, 0, 0);
-  column->setSpacing(0);
+  auto* column = boxIn<QVBoxLayout>(page);
   column->addSpacing(26);
-  column->addWidget(new Icon(page), 0, Qt::AlignHCenter);
+  column->addWidget(new Icon, 0, Qt::AlignHCenter);
   column->addSpacing(5);
   column->addWidget(centredLabel(TextRole::title2, QStringLiteral("Sentrel")));
   column->addWidget(centredLabel(TextRole::caption, qtTrId("about_version") + QLatin1Char(' ') + version,
@@ -71,30 +53,22 @@ AboutView::AboutView(const QString& version, const Footer& footer, std::function
   column->addSpacing(12);
   column->addLayout(insetDivider(side, side));
   column->addSpacing(12);
-  auto* sections = new QVBoxLayout;
-  sections->setContentsMargins(textSide, 0, textSide, 0);
-  sections->setSpacing(14);
-  sections->addWidget(
-      new AboutSection(qtTrId("about_developer_title"), qtTrId("about_developer_body"), page));
-  sections->addWidget(new AboutSection(qtTrId("about_project_title"), qtTrId("about_project_body"), page));
-  sections->addWidget(new AboutSection(qtTrId("about_privacy_title"), qtTrId("about_privacy_body"), page));
+  auto* sections = boxIn<QVBoxLayout>(nullptr, {textSide, 0, textSide, 0}, 14);
+  sections->addWidget(new AboutSection(qtTrId("about_developer_title"), qtTrId("about_developer_body")));
+  sections->addWidget(new AboutSection(qtTrId("about_project_title"), qtTrId("about_project_body")));
+  sections->addWidget(new AboutSection(qtTrId("about_privacy_title"), qtTrId("about_privacy_body")));
   column->addLayout(sections);
   column->addStretch(1);
-  if (QWidget* link = footer.build(page)) {
+  if (footer != nullptr) {
     column->addSpacing(12);
     column->addLayout(insetDivider(side, side));
     column->addSpacing(8);
-    column->addWidget(link, 0, Qt::AlignHCenter);
+    column->addWidget(footer, 0, Qt::AlignHCenter);
     column->addSpacing(11);
   } else {
     column->addSpacing(16);
   }
   setPage(page);
-}
-
-void AboutView::focusInEvent(QFocusEvent* event) {
-  QWidget::focusInEvent(event);
-  leaveButton()->setFocus(event->reason());
 }
 
 }  // namespace sentrel

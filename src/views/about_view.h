@@ -4,22 +4,14 @@
 #include <functional>
 
 #include "views/controls/scroll_page.h"
-#include "views/footer.h"
 
 namespace sentrel {
 
 /// What the program is, who makes it and what becomes of pictures. Main thread.
 class AboutView : public ToolbarPage {
  public:
-  /// `dismissed` is called when the person closes it.
-  AboutView(const QString& version, const Footer& footer, std::function<void()> dismissed,
-            QWidget* parent = nullptr);
-
- protected:
-  void focusInEvent(QFocusEvent* event) override;
-
- private:
-  const std::function<void()> dismiss;
+  /// Takes a link to show at its foot, or none. `dismissed` is called when the person closes it.
+  AboutView(const QString& version, QWidget* footer, const std::function<void()>& dismissed);
 };
 
 }  // namespace sentrel

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <QVBoxLayout>
+#include <QBoxLayout>
 #include <QWidget>
 #include <cstdint>
 #include <functional>
@@ -9,9 +9,8 @@
 
 #include "detection/calibration_session.h"
 #include "support/registration.h"
-#include "views/controls/push_button.h"
-#include "views/controls/round_button.h"
-#include "views/controls/text_label.h"
+#include "views/controls/buttons.h"
+#include "views/controls/labels.h"
 #include "views/eye_logo.h"
 
 namespace sentrel {
@@ -20,12 +19,8 @@ namespace sentrel {
 /// adjust or measure again. When it goes, so does what runs. Main thread.
 class CalibrationView : public QWidget {
  public:
-  struct Parts {
-    std::shared_ptr<CalibrationSession> session;  ///< its own, idle
-  };
-
-  /// `done` is called after a distance was accepted.
-  CalibrationView(Parts parts, std::function<void()> done, QWidget* parent = nullptr);
+  /// Takes a session of its own, which is idle. `done` is called after a distance was accepted.
+  CalibrationView(std::shared_ptr<CalibrationSession> newSession, std::function<void()> done);
   ~CalibrationView() override;
 
   /// What the Escape key means: cancels while something runs; false where there is nothing to cancel.
@@ -43,30 +38,36 @@ class CalibrationView : public QWidget {
 
   void show(const Phase& phase);
   void abandon();
-  void buildPhase(const Phase& phase);
+  void build();
+  void buildCounting(QVBoxLayout& column);
+  void buildMeasuring(QVBoxLayout& column);
   void buildDone(QVBoxLayout& column);
-  void buildButtons(const Phase& phase);
-  PushButton* addButton(PushButton::Kind kind, const QString& words, int width, std::function<void()> action);
+  void buildFailed(QVBoxLayout& column);
+  PushButton* addButton(QBoxLayout& line, PushButton::Kind kind, const QString& words, int width,
+                        std::function<void()> action);
   void adjust(std::int64_t by);
   void showDistance();
   [[nodiscard]] std::int64_t distance() const;
   [[nodiscard]] bool isMeasuring() const;
 
-  const Parts parts_;
+  const std::shared_ptr<CalibrationSession> session;
   const std::function<void()> onDone;
   std::int64_t adjustedDistance = 0;  // 0 means not adjusted
   Phase shown_ = Phase::idle();
+  QVBoxLayout* column_;
   EyeLogo* logo_;
-  QWidget* area_;  // where the phase's content goes
-  QWidget* content_ = nullptr;
-  QWidget* bar_;
-  QWidget* buttons_ = nullptr;
-  PushButton* primary_ = nullptr;  // pressed by the Enter key
+  QWidget* content_ = nullptr;  // what the phase shows; all that follows is in it
+  PushButton* primary_ = nullptr;
   TextLabel* count_ = nullptr;
   TextLabel* value_ = nullptr;
   RoundButton* minus_ = nullptr;
   RoundButton* plus_ = nullptr;
   Registration phaseRegistration_;
 };
+
+/// Opens a calibration as a sheet over `window`, with a toolbar button of `leaveWords` that leaves it. The
+/// sheet is the window's; `closed` is called when it has gone, however it went. Main thread.
+void openCalibrationSheet(QWidget& window, std::shared_ptr<CalibrationSession> session,
+                          const QString& leaveWords, std::function<void()> closed);
 
 }  // namespace sentrel

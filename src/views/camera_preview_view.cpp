@@ -15,7 +15,6 @@ namespace sentrel {
 namespace {
 
 constexpr double radius = 10;
-constexpr double edgeOpacity = 0.2;
 
 /// The part of a picture of `size` that fills a view of `shape`.
 QRectF visiblePart(QSizeF size, QSizeF shape) {
@@ -50,13 +49,11 @@ void CameraPreviewView::setResting(bool resting) {
   updateTap();
 }
 
-void CameraPreviewView::showEvent(QShowEvent* event) {
-  QWidget::showEvent(event);
+void CameraPreviewView::showEvent(QShowEvent* /*event*/) {
   updateTap();
 }
 
-void CameraPreviewView::hideEvent(QHideEvent* event) {
-  QWidget::hideEvent(event);
+void CameraPreviewView::hideEvent(QHideEvent* /*event*/) {
   updateTap();
 }
 
@@ -115,7 +112,7 @@ void CameraPreviewView::paintEvent(QPaintEvent* /*event*/) {
     painter.setBrush(brush);
     painter.drawPath(shape);
   }
-  paintBox(painter, box, radius, {}, withAlpha(colors().textSecondary, edgeOpacity));
+  paintBox(painter, box, radius, {}, withAlpha(colors().textSecondary, 0.2));
 }
 
 }  // namespace sentrel

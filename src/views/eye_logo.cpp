@@ -31,35 +31,25 @@ constexpr double pulseMs = 2400;
 constexpr double alertPulseMs = 1200;
 const QColor pupilColor(0x15, 0x17, 0x2A);
 
-double opennessOf(Mood mood) {
-  switch (mood) {
-    case Mood::idleClosed:
-      return 0;
-    case Mood::idleOpen:
-      return 0.72;
-    case Mood::active:
-      return 0.94;
-    case Mood::alert:
-      return 1.08;
-  }
-  return 0;
+/// How a mood looks.
+struct Expression {
+  double openness;  ///< 0 to 1.08
+  QColor AppColors::*color;
+  bool pulses;
+};
+
+const Expression& expressionOf(Mood mood) {
+  static constexpr std::array expressions{
+      Expression{0, &AppColors::textSecondary, false},  // idleClosed
+      Expression{0.72, &AppColors::primary, false},     // idleOpen
+      Expression{0.94, &AppColors::primary, true},      // active
+      Expression{1.08, &AppColors::error, true},        // alert
+  };
+  return expressions.at(static_cast<std::size_t>(mood));
 }
 
 QColor colorOf(Mood mood) {
-  switch (mood) {
-    case Mood::idleClosed:
-      return colors().textSecondary;
-    case Mood::alert:
-      return colors().error;
-    case Mood::idleOpen:
-    case Mood::active:
-      break;
-  }
-  return colors().primary;
-}
-
-bool pulses(Mood mood) {
-  return mood == Mood::active || mood == Mood::alert;
+  return colors().*expressionOf(mood).color;
 }
 
 void paintClosed(QPainter& painter, const QColor& color) {
@@ -84,121 +74,7 @@ void paintRings(QPainter& painter, const QColor& color, double pulse) {
   }
 }
 
-}  // namespace
-
-EyeLogo::EyeLogo(int pixels, QWidget* parent)
-    : QWidget(parent),
-      pixels_(pixels),
-      openness_(*this, openMs, QEasingCurve::InOutCubic),
-      color_(*this, colorMs, QEasingCurve::Linear, 1) {
-  setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
-  setAttribute(Qt::WA_TransparentForMouseEvents);
-  ticks_.setInterval(frameMs);
-  nextBlink_.setSingleShot(true);
-  connect(&ticks_, &QTimer::timeout, this, [this] { tick(); });
-  connect(&nextBlink_, &QTimer::timeout, this, [this] {
-    sinceBlink_.start();
-    ticks_.start();
-    scheduleBlink();
-  });
-  connect(&Theme::shared(), &Theme::changed, this, [this] {
-    updateGeometry();
-    animate();
-  });
-}
-
-QSize EyeLogo::sizeHint() const {
-  const int size = Theme::shared().iconSize(pixels_);
-  return {size, size};
-}
-
-void EyeLogo::setMood(Mood mood) {
-  if (mood == mood_) return;
-  from_ = colorOf(mood_);
-  mood_ = mood;
-  openness_.glideTo(opennessOf(mood));
-  color_.jumpTo(0);
-  color_.glideTo(1);
-  sincePulse_.start();
-  animate();
-}
-
-void EyeLogo::animate() {
-  const bool moves = isVisible() && !Theme::shared().look().reducedMotion;
-  if (moves && pulses(mood_)) {
-    if (!sincePulse_.isValid()) sincePulse_.start();
-    ticks_.start();
-  } else {
-    ticks_.stop();
-  }
-  sinceBlink_.invalidate();
-  nextBlink_.stop();
-  if (moves) scheduleBlink();
-  update();
-}
-
-void EyeLogo::scheduleBlink() {
-  if (mood_ == Mood::idleOpen) nextBlink_.start(6000);
-  if (mood_ == Mood::active) nextBlink_.start(4200 + QRandomGenerator::global()->bounded(-1200, 1201));
-}
-
-void EyeLogo::tick() {
-  if (sinceBlink_.isValid() && sinceBlink_.elapsed() > blinkDownMs + blinkHoldMs + blinkUpMs) {
-    sinceBlink_.invalidate();
-    if (!pulses(mood_)) ticks_.stop();
-  }
-  update();
-}
-
-double EyeLogo::lid() const {
-  const double open = openness_.value();
-  if (!sinceBlink_.isValid()) return open;
-  const auto at = static_cast<double>(sinceBlink_.elapsed());
-  double share = 0;  // of the way back up
-  if (at < blinkDownMs) {
-    share = 1 - std::pow(at / blinkDownMs, 2);
-  } else if (at > blinkDownMs + blinkHoldMs) {
-    const double up = std::min(1.0, (at - blinkDownMs - blinkHoldMs) / blinkUpMs);
-    share = 1 - std::pow(1 - up, 2);
-  }
-  return blinkTo + (open - blinkTo) * share;
-}
-
-void EyeLogo::showEvent(QShowEvent* event) {
-  QWidget::showEvent(event);
-  animate();
-}
-
-void EyeLogo::hideEvent(QHideEvent* event) {
-  QWidget::hideEvent(event);
-  animate();
-}
-
-void EyeLogo::paintEvent(QPaintEvent* /*event*/) {
-  QPainter painter(this);
-  const double period = mood_ == Mood::alert ? alertPulseMs : pulseMs;
-  const double pulse = sincePulse_.isValid() ? static_cast<double>(sincePulse_.elapsed()) / period : 0;
-  paint(painter, QRectF(rect()), mood_, lid(), pulse,
-        mix(from_.isValid() ? from_ : colorOf(mood_), colorOf(mood_), color_.value()));
-}
-
-void EyeLogo::paint(QPainter& painter, const QRectF& box, Mood mood, double openness, double pulse,
-                    const QColor& color) {
-  painter.save();
-  painter.setRenderHint(QPainter::Antialiasing);
-  painter.translate(box.topLeft());
-  painter.scale(box.width() / units, box.height() / units);
-  if (openness <= closedBelow) {
-    paintClosed(painter, color);
-    painter.restore();
-    return;
-  }
-  if (mood == Mood::alert && Theme::shared().look().reducedMotion) {
-    painter.setPen(QPen(withAlpha(color, 0.42), 1.8));
-    painter.drawEllipse(QPointF(32, 32), 24, 24);
-  } else if (pulses(mood) && !Theme::shared().look().reducedMotion) {
-    paintRings(painter, color, pulse);
-  }
+void paintOpen(QPainter& painter, Mood mood, double openness, const QColor& color) {
   const double upper = 32 - 20 * openness + 14 * (1 - openness);
   const double lower = 32 + 20 * openness + 14 * (1 - openness);
   QPainterPath almond(QPointF(5, 32));
@@ -226,7 +102,109 @@ void EyeLogo::paint(QPainter& painter, const QRectF& box, Mood mood, double open
   painter.setBrush(Qt::NoBrush);
   painter.setPen(QPen(color, 3.4, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
   painter.drawPath(almond);
-  painter.restore();
+}
+
+}  // namespace
+
+EyeLogo::EyeLogo(int pixels)
+    : pixels_(pixels),
+      openness_(*this, openMs, QEasingCurve::InOutCubic),
+      color_(*this, colorMs, QEasingCurve::Linear, 1) {
+  setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+  setAttribute(Qt::WA_TransparentForMouseEvents);
+  ticks_.setInterval(frameMs);
+  nextBlink_.setSingleShot(true);
+  connect(&ticks_, &QTimer::timeout, this, [this] { tick(); });
+  connect(&nextBlink_, &QTimer::timeout, this, [this] {
+    sinceBlink_.start();
+    ticks_.start();
+    scheduleBlink();
+  });
+  connect(&Theme::shared(), &Theme::changed, this, [this] { animate(); });
+}
+
+QSize EyeLogo::sizeHint() const {
+  return QSize(1, 1) * Theme::shared().iconSize(pixels_);
+}
+
+void EyeLogo::setMood(Mood mood) {
+  if (mood == mood_) return;
+  from_ = colorOf(mood_);
+  mood_ = mood;
+  openness_.glideTo(expressionOf(mood).openness);
+  color_.jumpTo(0);
+  color_.glideTo(1);
+  sincePulse_.start();
+  animate();
+}
+
+void EyeLogo::animate() {
+  const bool moves = isVisible() && !Theme::shared().look().reducedMotion;
+  if (moves && expressionOf(mood_).pulses) {
+    if (!sincePulse_.isValid()) sincePulse_.start();
+    ticks_.start();
+  } else {
+    ticks_.stop();
+  }
+  sinceBlink_.invalidate();
+  nextBlink_.stop();
+  if (moves) scheduleBlink();
+  update();
+}
+
+void EyeLogo::scheduleBlink() {
+  if (mood_ == Mood::idleOpen) nextBlink_.start(6000);
+  if (mood_ == Mood::active) nextBlink_.start(4200 + QRandomGenerator::global()->bounded(-1200, 1201));
+}
+
+void EyeLogo::tick() {
+  if (sinceBlink_.isValid() && sinceBlink_.elapsed() > blinkDownMs + blinkHoldMs + blinkUpMs) {
+    sinceBlink_.invalidate();
+    if (!expressionOf(mood_).pulses) ticks_.stop();
+  }
+  update();
+}
+
+double EyeLogo::lid() const {
+  const double open = openness_.value();
+  if (!sinceBlink_.isValid()) return open;
+  const auto at = static_cast<double>(sinceBlink_.elapsed());
+  double share = 0;  // of the way back up
+  if (at < blinkDownMs) {
+    share = 1 - std::pow(at / blinkDownMs, 2);
+  } else if (at > blinkDownMs + blinkHoldMs) {
+    const double up = std::min(1.0, (at - blinkDownMs - blinkHoldMs) / blinkUpMs);
+    share = 1 - std::pow(1 - up, 2);
+  }
+  return blinkTo + (open - blinkTo) * share;
+}
+
+void EyeLogo::showEvent(QShowEvent* /*event*/) {
+  animate();
+}
+
+void EyeLogo::hideEvent(QHideEvent* /*event*/) {
+  animate();
+}
+
+void EyeLogo::paintEvent(QPaintEvent* /*event*/) {
+  const QColor now = colorOf(mood_);
+  const QColor color = mix(from_.isValid() ? from_ : now, now, color_.value());
+  const double open = lid();
+  QPainter painter(this);
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.scale(width() / units, height() / units);
+  if (open <= closedBelow) return paintClosed(painter, color);
+  const bool moves = !Theme::shared().look().reducedMotion;
+  if (mood_ == Mood::alert && !moves) {
+    painter.setPen(QPen(withAlpha(color, 0.42), 1.8));
+    painter.drawEllipse(QPointF(32, 32), 24, 24);
+  } else if (expressionOf(mood_).pulses && moves) {
+    const double period = mood_ == Mood::alert ? alertPulseMs : pulseMs;
+    paintRings(painter, color,
+               sincePulse_.isValid() ? static_cast<double>(sincePulse_.elapsed()) / period : 0);
+  }
+  paintOpen(painter, mood_, open, color);
 }
 
 }  // namespace sentrel

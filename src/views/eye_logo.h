@@ -5,7 +5,7 @@
 #include <QTimer>
 #include <QWidget>
 
-#include "views/controls/animated_value.h"
+#include "views/controls/animation.h"
 
 namespace sentrel {
 
@@ -17,15 +17,10 @@ class EyeLogo : public QWidget {
   enum class Mood { idleClosed, idleOpen, active, alert };
 
   /// `pixels` at 100 %.
-  explicit EyeLogo(int pixels, QWidget* parent = nullptr);
+  explicit EyeLogo(int pixels);
 
   void setMood(Mood mood);
-  [[nodiscard]] Mood mood() const { return mood_; }
   [[nodiscard]] QSize sizeHint() const override;
-
-  /// The drawing in a square of 64 units: `openness` 0 to 1.08, `pulse` in periods.
-  static void paint(QPainter& painter, const QRectF& box, Mood mood, double openness, double pulse,
-                    const QColor& color);
 
  protected:
   void paintEvent(QPaintEvent* event) override;

@@ -3,32 +3,255 @@
 
 #include <QCloseEvent>
 #include <QKeyEvent>
-#include <QVBoxLayout>
+#include <QPainter>
+#include <QPointer>
+#include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "settings/filter_settings.h"
-#include "views/controls/fade_over.h"
+#include "views/calibration_view.h"
+#include "views/controls/layout.h"
+#include "views/controls/painting.h"
+#include "views/theme.h"
 
 namespace sentrel {
 
 namespace {
 constexpr QSize windowSize(440, 420);
 constexpr double addedForText = 0.35;  // of the size, at 200 %
-constexpr int dotsAbove = 17;
-constexpr int dotsBelow = 24;
-constexpr int pageFadeMs = 200;
+constexpr int textSide = 44;
+constexpr double textLine = 21.5;
+constexpr int textHeight = 110;  // up to the first button, which never moves
+constexpr int secondaryHeight = 34;
+using Action = std::function<void()>;
+using Parts = OnboardingView::Parts;
 }  // namespace
+
+/// A row of dots, one for each page; assistive technology is told "Step 2 of 5".
+class PageDots final : public QWidget {
+ public:
+  PageDots() {
+    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    setAccessibleRole(*this, QAccessible::StaticText);
+  }
+
+  void setPage(int page) {
+    page_.glideTo(page);
+    setAccessibleName(qtTrId("Étape %1 sur %2").arg(page + 1).arg(OnboardingView::pages));
+  }
+  [[nodiscard]] QSize sizeHint() const override { return {OnboardingView::pages * (dot + gap) - gap, dot}; }
+
+ protected:
+  void paintEvent(QPaintEvent* /*event*/) override {
+    QPainter painter(this);
+    for (int i = 0; i < OnboardingView::pages; ++i) {
+      const double share = 1 - std::min(1.0, std::abs(page_.value() - i));
+      paintBox(painter, QRectF(i * (dot + gap), 0, dot, dot), dot / 2.0,
+               withAlpha(colors().primary, 0.3 + 0.7 * share));
+    }
+  }
+
+ private:
+  static constexpr int dot = 7;
+  static constexpr int gap = 9;
+  AnimatedValue page_{*this, 200, QEasingCurve::InOutCubic};
+};
+
+// The pages. Each calls the action that it was given when the person goes on.
+
+/// What every page looks like: a symbol, a title, a text, a button, and perhaps a second one. The buttons
+/// stand in the same place on every page.
+class OnboardingPageLayout : public QWidget {
+ public:
+  struct Content {
+    QString header;  ///< the symbol's name
+    QString title;
+    QString text;
+    QString primaryLabel;
+    Action primaryAction;
+    QString secondaryLabel = {};  ///< empty where there is no second button
+    Action secondaryAction = {};
+    QString notice = {};  ///< in the second button's place, where there is none
+  };
+
+  explicit OnboardingPageLayout(const Content& content)
+      : primary_(new PushButton(PushButton::Kind::primary, content.primaryLabel)) {
+    auto* column = boxIn<QVBoxLayout>(this, {0, 28, 0, 0});
+    column->addWidget(new SymbolView(content.header, 48, &AppColors::primary, 96), 0, Qt::AlignHCenter);
+    column->addSpacing(20);
+    auto* title = centredLabel(TextRole::title1, content.title);
+    title->setContentsMargins(textSide / 2, 0, textSide / 2, 0);
+    column->addWidget(title);
+    column->addSpacing(10);
+    auto* words = centredLabel(TextRole::body, content.text, &AppColors::textSecondary);
+    words->setBalanced(true);
+    words->setLineHeight(textLine);
+    words->setContentsMargins(textSide, 0, textSide, 12);
+    words->setMinimumHeight(textHeight);
+    column->addWidget(words);
+    primary_->setButtonHeight(40);
+    primary_->setMinimumWidth(264);
+    connect(primary_, &PushButton::clicked, this, content.primaryAction);
+    column->addWidget(primary_, 0, Qt::AlignHCenter);
+    column->addSpacing(6);
+    addSecond(*column, content);
+    column->addStretch(1);
+  }
+
+  [[nodiscard]] PushButton* primaryButton() const { return primary_; }
+
+ private:
+  void addSecond(QVBoxLayout& column, const Content& content) {
+    if (!content.secondaryLabel.isEmpty()) {
+      auto* secondary = new PushButton(PushButton::Kind::plain, content.secondaryLabel);
+      secondary->setButtonHeight(secondaryHeight);
+      connect(secondary, &PushButton::clicked, this, content.secondaryAction);
+      column.addWidget(secondary, 0, Qt::AlignHCenter);
+    } else if (!content.notice.isEmpty()) {
+      auto* notice = centredLabel(TextRole::subheadline, content.notice, &AppColors::warning);
+      notice->setContentsMargins(textSide, 0, textSide, 0);
+      notice->setAlignment(Qt::AlignCenter);
+      notice->setMinimumHeight(secondaryHeight);
+      column.addWidget(notice);
+      primary_->setAccessibleDescription(content.notice);
+    } else {
+      column.addSpacing(secondaryHeight);
+    }
+  }
+
+  PushButton* primary_;
+};
+
+namespace {
+
+/// Asks the person whether the camera may be used.
+class OnboardingCameraPage final : public OnboardingPageLayout {
+ public:
+  OnboardingCameraPage(const Parts& parts, const Action& onNext)
+      : OnboardingPageLayout(
+            {.header = QStringLiteral("camera.fill"),
+             .title = qtTrId("onboarding_camera_title"),
+             .text = qtTrId("onboarding_camera_body"),
+             .primaryLabel = qtTrId("onboarding_continue"),
+             .primaryAction =
+                 [this, &parts, onNext] {
+                   parts.consent->answer(true);
+                   parts.camera->requestAccess([page = QPointer(this), onNext](bool) {
+                     if (page) onNext();
+                   });
+                 },
+             .notice = parts.consent->wasRefused() ? qtTrId("onboarding_camera_again") : QString()}) {}
+};
+
+/// Says what the overlay does.
+class OnboardingOverlayPage final : public OnboardingPageLayout {
+ public:
+  explicit OnboardingOverlayPage(const Action& onNext)
+      : OnboardingPageLayout(
+            {.header = QStringLiteral("rectangle.stack.fill"),
+             .title = qtTrId("onboarding_overlay_title"),
+             .text =
+                 qtTrId("Sur macOS, le filtre Sentrel peut couvrir toutes les applications simultanément, y "
+                        "compris les apps en plein écran — une capacité unique que iOS ne permet pas."),
+             .primaryLabel = qtTrId("Compris"),
+             .primaryAction = onNext}) {}
+};
+
+/// Asks for notifications.
+class OnboardingNotificationsPage final : public OnboardingPageLayout {
+ public:
+  OnboardingNotificationsPage(const Parts& parts, const Action& onNext)
+      : OnboardingPageLayout({.header = QStringLiteral("bell.fill"),
+                              .title = qtTrId("onboarding_notif_title"),
+                              .text = qtTrId("onboarding_notif_body"),
+                              .primaryLabel = qtTrId("onboarding_grant"),
+                              .primaryAction =
+                                  [this, &parts, onNext] {
+                                    parts.notifications->requestAuthorization(
+                                        [page = QPointer(this), onNext](bool granted) {
+                                          if (!page) return;
+                                          if (granted) page->primaryButton()->setText(qtTrId("✓ Autorisé"));
+                                          onNext();
+                                        });
+                                  },
+                              .secondaryLabel = qtTrId("onboarding_skip"),
+                              .secondaryAction = onNext}) {}
+};
+
+/// Offers a calibration.
+class OnboardingCalibrationPage final : public OnboardingPageLayout {
+ public:
+  OnboardingCalibrationPage(const Parts& parts, const Action& onNext)
+      : OnboardingPageLayout(
+            {.header = QStringLiteral("camera.metering.center.weighted"),
+             .title = qtTrId("Calibration de distance"),
+             .text = qtTrId("Pour des alertes précises, calibrez Sentrel à votre distance de "
+                            "travail habituelle. Cette étape prend 5 secondes."),
+             .primaryLabel = {},
+             .primaryAction = [this, &parts] { calibrate(parts); },
+             .secondaryLabel = qtTrId("onboarding_skip"),
+             .secondaryAction = onNext}) {
+    settingsRegistration_ = parts.settingsRepo->settings.subscribe([this](const FilterSettings& settings) {
+      primaryButton()->setText(settings.isCalibrated
+                                   ? qtTrId("✓ Calibré (%1 cm)").arg(settings.calibrationDistanceCm)
+                                   : qtTrId("Calibrer maintenant"));
+    });
+  }
+
+ private:
+  void calibrate(const Parts& parts) {
+    if (std::exchange(showCalibration, true)) return;
+    openCalibrationSheet(*window(), parts.newCalibration(), qtTrId("Passer"), [page = QPointer(this)] {
+      if (page) page->showCalibration = false;
+    });
+  }
+
+  bool showCalibration = false;
+  Registration settingsRegistration_;
+};
+
+/// Offers to start with the session.
+class OnboardingLoginPage final : public OnboardingPageLayout {
+ public:
+  OnboardingLoginPage(const Parts& parts, const Action& onDone)
+      : OnboardingPageLayout(
+            {.header = QStringLiteral("power"),
+             .title = qtTrId("Lancer au démarrage"),
+             .text = qtTrId("Sentrel peut se lancer automatiquement à l'ouverture de session pour "
+                            "vous protéger dès le début."),
+             .primaryLabel = qtTrId("Activer"),
+             .primaryAction =
+                 [this, &parts, onDone] {
+                   enable(parts);
+                   onDone();
+                 },
+             .secondaryLabel = qtTrId("onboarding_skip"),
+             .secondaryAction = onDone}) {}
+
+ private:
+  void enable(const Parts& parts) {
+    parts.settingsRepo->setLaunchAtLogin(true);
+    if (!parts.loginItem->isEnabled()) return;
+    primaryButton()->setText(qtTrId("✓ Activé"));
+    FilterSettings settings = parts.settingsRepo->settings;
+    settings.launchAtLogin = true;
+    parts.settingsRepo->settings = settings;  // the login item itself is where this is kept
+  }
+};
+
+}  // namespace
+
+// The window.
 
 OnboardingView::OnboardingView(Parts parts)
     : FixedWindow(qtTrId("Bienvenue dans Sentrel"), windowSize, addedForText),
       parts_(std::move(parts)),
       scroll_(new ScrollPage(this)),
-      dots_(new PageDots(pages)) {
-  auto* column = new QVBoxLayout(this);
-  column->setContentsMargins(0, 0, 0, dotsBelow);
-  column->setSpacing(0);
+      dots_(new PageDots) {
+  auto* column = boxIn<QVBoxLayout>(this, {0, 0, 0, 24});
   column->addWidget(scroll_, 1);
-  column->addSpacing(dotsAbove);
+  column->addSpacing(17);
   column->addWidget(dots_, 0, Qt::AlignHCenter);
   setPage(0);
 }
@@ -43,21 +266,21 @@ OnboardingPageLayout* OnboardingView::buildPage(int index) {
   };
   switch (index) {
     case 0:
-      return new OnboardingCameraPage(parts_.consent, parts_.camera, go(1));
+      return new OnboardingCameraPage(parts_, go(1));
     case 1:
       return new OnboardingOverlayPage(go(2));
     case 2:
-      return new OnboardingNotificationsPage(parts_.notifications, go(3));
+      return new OnboardingNotificationsPage(parts_, go(3));
     case 3:
-      return new OnboardingCalibrationPage({parts_.settingsRepo, parts_.newCalibration}, go(4));
+      return new OnboardingCalibrationPage(parts_, go(4));
     default:
-      return new OnboardingLoginPage(parts_.loginItem, parts_.settingsRepo, [this] { finish(); });
+      return new OnboardingLoginPage(parts_, [this] { finish(); });
   }
 }
 
 void OnboardingView::setPage(int index) {
   if (index == page) return;
-  fadeOver(*scroll_, pageFadeMs);
+  fadeOver(*scroll_, 200);
   page = index;
   shown_ = buildPage(index);
   scroll_->setPage(shown_);  // the former page goes
@@ -77,12 +300,7 @@ void OnboardingView::closeEvent(QCloseEvent* event) {
 }
 
 void OnboardingView::keyPressEvent(QKeyEvent* event) {
-  const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
-  if (enter && !event->isAutoRepeat()) {
-    shown_->primaryButton()->click();
-  } else {
-    FixedWindow::keyPressEvent(event);
-  }
+  if (!pressByEnter(*shown_->primaryButton(), *event)) FixedWindow::keyPressEvent(event);
 }
 
 }  // namespace sentrel

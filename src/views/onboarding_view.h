@@ -4,13 +4,19 @@
 #include <functional>
 #include <memory>
 
+#include "detection/av_capture_manager.h"
+#include "detection/calibration_session.h"
+#include "platform/capture_session.h"
+#include "platform/desktop_services.h"
 #include "platform/user_defaults.h"
-#include "views/controls/fixed_window.h"
-#include "views/controls/page_dots.h"
+#include "settings/settings_repository.h"
 #include "views/controls/scroll_page.h"
-#include "views/onboarding_pages.h"
+#include "views/controls/windows.h"
 
 namespace sentrel {
+
+class OnboardingPageLayout;
+class PageDots;
 
 /// The first run, in five pages. The last one marks it as done; a window that is closed before comes again at
 /// the next launch, and one that is closed before its first page was answered means no. Main thread.

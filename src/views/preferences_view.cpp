@@ -1,18 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "views/preferences_view.h"
 
-#include <QEvent>
-#include <QHBoxLayout>
 #include <QKeyEvent>
 #include <algorithm>
 #include <cmath>
 #include <type_traits>
 #include <utility>
 
-#include "views/calibration_sheet.h"
-#include "views/controls/divider.h"
-#include "views/controls/section_header.h"
-#include "views/controls/segmented_picker.h"
+#include "views/calibration_view.h"
 
 namespace sentrel {
 
@@ -24,22 +19,23 @@ constexpr int sides = 24;
 constexpr int ends = 20;
 constexpr int betweenSections = 20;
 constexpr int headerToCard = 8;
-constexpr int previewHeight = 160;
-constexpr int previewToCard = 10;
 
-/// Between two sections.
-void addDivider(QVBoxLayout& column) {
+/// A section below the one before.
+Card& addSection(QVBoxLayout& column, const QString& icon, const QString& title) {
   column.addSpacing(betweenSections);
   column.addWidget(new Divider);
   column.addSpacing(betweenSections);
-}
-
-Card* addSection(QVBoxLayout& column, const QString& icon, const QString& title) {
   column.addWidget(new SectionHeader(icon, title));
   column.addSpacing(headerToCard);
   auto* card = new Card;
   column.addWidget(card);
-  return card;
+  return *card;
+}
+
+PrefRow* addRow(Card& card, const QString& label, const QString& hint, QWidget* control) {
+  auto* row = new PrefRow(label, hint, control);
+  card.addRow(row);
+  return row;
 }
 
 /// Locked, asleep or switched away: the window may still be there, but nobody looks at it.
@@ -62,23 +58,16 @@ PreferencesView::PreferencesView(Parts parts)
   draft.launchAtLogin = parts_.loginItem->isEnabled();
 
   auto* content = new QWidget;
-  auto* column = new QVBoxLayout(content);
-  column->setContentsMargins(sides, ends, sides, ends);
-  column->setSpacing(0);
+  auto* column = boxIn<QVBoxLayout>(content, {sides, ends, sides, ends});
   buildCamera(*column);
-  addDivider(*column);
-  buildDetection(*column);
-  addDivider(*column);
-  buildBehaviour(*column);
-  addDivider(*column);
-  buildMatrix(*column);
-  addDivider(*column);
-  buildAdvanced(*column);
+  buildDetection(addSection(*column, QStringLiteral("eye.fill"), qtTrId("Détection")));
+  buildBehaviour(addSection(*column, QStringLiteral("slider.horizontal.3"), qtTrId("Comportement")));
+  buildMatrix(
+      addSection(*column, QStringLiteral("dot.squareshape.split.2x2"), qtTrId("Matrice de confidentialité")));
+  buildAdvanced(addSection(*column, QStringLiteral("wrench.and.screwdriver"), qtTrId("Avancé")));
   column->addStretch(1);
   page_->setPage(content);
-  auto* whole = new QVBoxLayout(this);
-  whole->setContentsMargins(0, 0, 0, 0);
-  whole->addWidget(page_);
+  boxIn<QVBoxLayout>(this)->addWidget(page_);
 
   discoverCameras();
   showDraft();
@@ -99,20 +88,19 @@ void PreferencesView::buildCamera(QVBoxLayout& column) {
   column.addWidget(new SectionHeader(QStringLiteral("camera.fill"), qtTrId("Caméra")));
   column.addSpacing(headerToCard);
   preview_ = new CameraPreviewView({parts_.camera, parts_.mainLoop});
-  preview_->setFixedHeight(previewHeight);
+  preview_->setFixedHeight(160);
   column.addWidget(preview_);
-  column.addSpacing(previewToCard);
+  column.addSpacing(10);
   auto* card = new Card;
   cameraPicker_ = new MenuPicker(qtTrId("Caméra"));
   connect(cameraPicker_, &MenuPicker::currentIndexChanged, this, [this](int index) {
     if (!showing_) chooseCamera(index);
   });
-  card->addRow(new PrefRow({}, qtTrId("Sélectionnez la caméra utilisée pour la détection"), cameraPicker_));
+  addRow(*card, {}, qtTrId("Sélectionnez la caméra utilisée pour la détection"), cameraPicker_);
   column.addWidget(card);
 }
 
-void PreferencesView::buildDetection(QVBoxLayout& column) {
-  Card& card = *addSection(column, QStringLiteral("eye.fill"), qtTrId("Détection"));
+void PreferencesView::buildDetection(Card& card) {
   addSlider(card, qtTrId("Force du filtre"), qtTrId("Opacité de l'overlay de confidentialité"), {1, 5, 1},
             asWhole, &FilterSettings::filterStrength);
   addSlider(card, qtTrId("Sensibilité"), qtTrId("Réactivité aux mouvements de tête"), {1, 5, 1}, asWhole,
@@ -129,8 +117,7 @@ void PreferencesView::buildDetection(QVBoxLayout& column) {
             &FilterSettings::glassesCompat);
 }
 
-void PreferencesView::buildBehaviour(QVBoxLayout& column) {
-  Card& card = *addSection(column, QStringLiteral("slider.horizontal.3"), qtTrId("Comportement"));
+void PreferencesView::buildBehaviour(Card& card) {
   addLaunchAtLogin(card);
   PrefRow* shortcut =
       addSwitch(card, qtTrId("Raccourci global ⌘⇧C"), {}, &FilterSettings::globalShortcutEnabled);
@@ -147,9 +134,7 @@ void PreferencesView::buildBehaviour(QVBoxLayout& column) {
             qtTrId("Retour haptique quand un regard indiscret est détecté"), &FilterSettings::hapticOnAlert);
 }
 
-void PreferencesView::buildMatrix(QVBoxLayout& column) {
-  Card& card =
-      *addSection(column, QStringLiteral("dot.squareshape.split.2x2"), qtTrId("Matrice de confidentialité"));
+void PreferencesView::buildMatrix(Card& card) {
   addSwitch(card, qtTrId("Activer la matrice"),
             qtTrId("Affiche un motif de bandes qui rend l'écran illisible de côté"),
             &FilterSettings::privacyMatrixEnabled);
@@ -170,8 +155,7 @@ void PreferencesView::buildMatrix(QVBoxLayout& column) {
   });
 }
 
-void PreferencesView::buildAdvanced(QVBoxLayout& column) {
-  Card& card = *addSection(column, QStringLiteral("wrench.and.screwdriver"), qtTrId("Avancé"));
+void PreferencesView::buildAdvanced(Card& card) {
   addChoices(card, qtTrId("Fréquence de capture"),
              qtTrId("Fréquence d'analyse de la caméra — réduire pour économiser la batterie"),
              {{QStringLiteral("5 fps"), 5}, {QStringLiteral("10 fps"), 10}, {QStringLiteral("15 fps"), 15}},
@@ -183,26 +167,7 @@ void PreferencesView::buildAdvanced(QVBoxLayout& column) {
               {QStringLiteral("10 %"), 10},
               {QStringLiteral("15 %"), 15}},
              84, 48, &FilterSettings::batteryThresholdPercent);
-
-  auto* measured = new QWidget;
-  auto* line = new QHBoxLayout(measured);
-  line->setContentsMargins(0, 0, 0, 0);
-  line->setSpacing(14);
-  auto* distance = new TextLabel(TextRole::subheadline, &AppColors::textSecondary);
-  auto* calibrate = new PushButton(PushButton::Kind::secondary, qtTrId("Calibrer…"));
-  connect(calibrate, &PushButton::clicked, this, [this] { openCalibration(); });
-  line->addWidget(distance);
-  line->addWidget(calibrate);
-  measured->setFocusProxy(calibrate);
-  auto* row = new PrefRow(qtTrId("Distance de calibration"), {}, measured);
-  card.addRow(row);
-  refreshers_.emplace_back([this, row, distance] {
-    distance->setWords(draft.isCalibrated ? QStringLiteral("%1 cm").arg(draft.calibrationDistanceCm)
-                                          : qtTrId("Non calibré"));
-    row->setHint(draft.isCalibrated
-                     ? qtTrId("Distance mesurée lors de la calibration")
-                     : qtTrId("Non calibré — les alertes utilisent la distance par défaut (60 cm)"));
-  });
+  addCalibration(card);
 }
 
 // Rows.
@@ -216,9 +181,7 @@ PrefRow* PreferencesView::addSwitch(Card& card, const QString& label, const QStr
     draftChanged();
   });
   refreshers_.emplace_back([this, toggle, field] { toggle->setChecked(draft.*field); });
-  auto* row = new PrefRow(label, hint, toggle);
-  card.addRow(row);
-  return row;
+  return addRow(card, label, hint, toggle);
 }
 
 template <class Number>
@@ -235,9 +198,7 @@ PrefRow* PreferencesView::addSlider(Card& card, const QString& label, const QStr
     draftChanged();
   };
   refreshers_.emplace_back([this, slider, field] { slider->setNumber(static_cast<double>(draft.*field)); });
-  auto* row = new PrefRow(label, hint, slider);
-  card.addRow(row);
-  return row;
+  return addRow(card, label, hint, slider);
 }
 
 void PreferencesView::addChoices(Card& card, const QString& label, const QString& hint,
@@ -253,7 +214,7 @@ void PreferencesView::addChoices(Card& card, const QString& label, const QString
     draftChanged();
   };
   refreshers_.emplace_back([this, picker, field] { picker->setValue(draft.*field); });
-  card.addRow(new PrefRow(label, hint, picker));
+  addRow(card, label, hint, picker);
 }
 
 /// Its switch shows what the desktop says, also when registering has failed; its words say that it has.
@@ -261,7 +222,7 @@ void PreferencesView::addLaunchAtLogin(Card& card) {
   const QString label = qtTrId("Lancer au démarrage");
   const QString hint = qtTrId("Sentrel se lance automatiquement à l'ouverture de session");
   auto* toggle = new ToggleSwitch(label);
-  auto* row = new PrefRow(label, hint, toggle);
+  auto* row = addRow(card, label, hint, toggle);
   connect(toggle, &ToggleSwitch::toggled, this, [this, row, hint](bool on) {
     if (showing_) return;
     parts_.settingsRepo->setLaunchAtLogin(on);
@@ -271,7 +232,25 @@ void PreferencesView::addLaunchAtLogin(Card& card) {
     parts_.settingsRepo->settings = draft;
   });
   refreshers_.emplace_back([this, toggle] { toggle->setChecked(draft.launchAtLogin); });
-  card.addRow(row);
+}
+
+void PreferencesView::addCalibration(Card& card) {
+  auto* measured = new QWidget;
+  auto* line = boxIn<QHBoxLayout>(measured, {}, 14);
+  auto* distance = new TextLabel(TextRole::subheadline, {}, &AppColors::textSecondary);
+  auto* calibrate = new PushButton(PushButton::Kind::secondary, qtTrId("Calibrer…"));
+  connect(calibrate, &PushButton::clicked, this, &PreferencesView::openCalibration);
+  line->addWidget(distance);
+  line->addWidget(calibrate);
+  measured->setFocusProxy(calibrate);
+  auto* row = addRow(card, qtTrId("Distance de calibration"), {}, measured);
+  refreshers_.emplace_back([this, row, distance] {
+    distance->setWords(draft.isCalibrated ? QStringLiteral("%1 cm").arg(draft.calibrationDistanceCm)
+                                          : qtTrId("Non calibré"));
+    row->setHint(draft.isCalibrated
+                     ? qtTrId("Distance mesurée lors de la calibration")
+                     : qtTrId("Non calibré — les alertes utilisent la distance par défaut (60 cm)"));
+  });
 }
 
 // The draft.
@@ -323,7 +302,7 @@ void PreferencesView::chooseCamera(int index) {
 
 void PreferencesView::openCalibration() {
   if (std::exchange(showCalibration, true)) return;
-  openCalibrationSheet(*this, {parts_.newCalibration()}, qtTrId("Fermer"), [this] {
+  openCalibrationSheet(*this, parts_.newCalibration(), qtTrId("Fermer"), [this] {
     showCalibration = false;
     draft = parts_.settingsRepo->settings;
     showDraft();

@@ -1,30 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <QPointer>
-#include <QVBoxLayout>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <vector>
 
 #include "detection/av_capture_manager.h"
+#include "detection/calibration_session.h"
 #include "platform/desktop_services.h"
 #include "service/privacy_filter_service.h"
 #include "settings/settings_repository.h"
 #include "support/main_loop.h"
 #include "support/registration.h"
-#include "views/calibration_view.h"
 #include "views/camera_preview_view.h"
-#include "views/controls/card.h"
-#include "views/controls/fixed_window.h"
-#include "views/controls/menu_picker.h"
-#include "views/controls/pref_row.h"
-#include "views/controls/push_button.h"
+#include "views/controls/layout.h"
+#include "views/controls/pickers.h"
 #include "views/controls/scroll_page.h"
-#include "views/controls/sheet.h"
-#include "views/controls/toggle_switch.h"
 #include "views/controls/value_slider.h"
+#include "views/controls/windows.h"
 
 namespace sentrel {
 
@@ -54,10 +48,10 @@ class PreferencesView : public FixedWindow {
 
  private:
   void buildCamera(QVBoxLayout& column);
-  void buildDetection(QVBoxLayout& column);
-  void buildBehaviour(QVBoxLayout& column);
-  void buildMatrix(QVBoxLayout& column);
-  void buildAdvanced(QVBoxLayout& column);
+  void buildDetection(Card& card);
+  void buildBehaviour(Card& card);
+  void buildMatrix(Card& card);
+  void buildAdvanced(Card& card);
 
   PrefRow* addSwitch(Card& card, const QString& label, const QString& hint, bool FilterSettings::*field);
   template <class Number>
@@ -67,6 +61,7 @@ class PreferencesView : public FixedWindow {
                   const std::vector<std::pair<QString, std::int64_t>>& choices, int firstWidth, int width,
                   std::int64_t FilterSettings::*field);
   void addLaunchAtLogin(Card& card);
+  void addCalibration(Card& card);
 
   void discoverCameras();
   void chooseCamera(int index);

@@ -1,25 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "views/stats_view.h"
 
-#include <QFocusEvent>
-#include <QHBoxLayout>
-#include <QVBoxLayout>
+#include <QPainter>
 #include <utility>
 
-#include "views/controls/dialog.h"
-#include "views/controls/divider.h"
-#include "views/controls/push_button.h"
+#include "look/icons.h"
+#include "views/controls/layout.h"
+#include "views/controls/painting.h"
 #include "views/controls/scroll_page.h"
-#include "views/controls/stat_card.h"
-#include "views/controls/text_label.h"
+#include "views/theme.h"
 
 namespace sentrel {
 
 namespace {
-
 constexpr int side = 16;
-constexpr int toolbarHeight = 48;
-
+constexpr int tileGap = 8;
+constexpr int tilePadding = 14;
+constexpr int smallestNumber = 16;
 }  // namespace
 
 QString formatTime(std::int64_t seconds) {
@@ -28,22 +25,62 @@ QString formatTime(std::int64_t seconds) {
   return QStringLiteral("%1h %2m").arg(seconds / 3600).arg(minutes);
 }
 
-StatsView::StatsView(std::shared_ptr<StatsRepository> repository, const Footer& footer,
-                     std::function<void()> dismissed, QWidget* parent)
-    : QWidget(parent), statsRepo(std::move(repository)), dismiss(std::move(dismissed)) {
-  auto* column = new QVBoxLayout(this);
-  column->setContentsMargins(0, 0, 0, 0);
-  column->setSpacing(0);
-  column->addWidget(buildToolbar());
-  column->addWidget(new Divider(this));
+// StatCard.
+
+StatCard::StatCard(const QString& symbol, const QString& labelText, Highlight emphasis)
+    : symbol_(symbol), label(labelText), highlight(emphasis == Highlight::yes) {
+  setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+  setAccessibleRole(*this, QAccessible::StaticText);
+}
+
+void StatCard::setValue(const QString& words) {
+  value = words;
+  // One thing to read for assistive technology: "Alertes : 12".
+  setAccessibleName(label + QStringLiteral("\u00A0: ") + value);
+  update();
+}
+
+QSize StatCard::sizeHint() const {
+  const int lines = highlight ? 40 + 18 : 30 + 18;
+  return {2 * tilePadding, (highlight ? 112 : 96) + qRound(lines * (Theme::shared().textScale() - 1))};
+}
+
+void StatCard::paintEvent(QPaintEvent* /*event*/) {
+  const AppColors& c = colors();
+  const Theme& theme = Theme::shared();
+  const QColor edge = highlight ? c.primary : theme.highContrast() ? c.border : QColor();
+  QPainter painter(this);
+  paintBox(painter, QRectF(rect()), 12, highlight ? c.tonal : c.surfaceAlt, edge);
+  const double symbol = theme.iconSize(18);
+  paintSymbol(painter, symbol_, QRectF(tilePadding, tilePadding, symbol, symbol),
+              highlight ? c.primary : c.textSecondary);
+
+  const double room = width() - 2 * tilePadding;
+  QFont number = theme.font(highlight ? TextRole::numberLarge : TextRole::numberMedium);
+  while (number.pixelSize() > smallestNumber && QFontMetricsF(number).horizontalAdvance(value) > room) {
+    number.setPixelSize(number.pixelSize() - 1);
+  }
+  const double labelHeight = 18 * theme.textScale();
+  const double numberHeight = (highlight ? 40 : 30) * theme.textScale();
+  const double labelTop = height() - 11 - labelHeight;
+  paintWords(painter, QRectF(tilePadding, labelTop - numberHeight, room, numberHeight), value, number,
+             highlight ? c.primary : c.text);
+  paintWords(painter, QRectF(tilePadding, labelTop, room, labelHeight), label,
+             theme.font(TextRole::subheadline), c.textSecondary);
+}
+
+// StatsView.
+
+StatsView::StatsView(std::shared_ptr<StatsRepository> repository, QWidget* footer,
+                     std::function<void()> dismissed)
+    : statsRepo(std::move(repository)) {
+  auto* column = boxIn<QVBoxLayout>(this);
+  column->addWidget(buildToolbar(dismissed));
+  column->addWidget(new Divider);
 
   auto* page = new QWidget;
-  auto* body = new QVBoxLayout(page);
-  body->setContentsMargins(side, 12, side, 12);
-  body->setSpacing(0);
-  auto* header = new TextLabel(TextRole::subheadline, &AppColors::textSecondary);
-  header->setWords(qtTrId("stats_header"));
-  body->addWidget(header);
+  auto* body = boxIn<QVBoxLayout>(page, {side, 12, side, 12});
+  body->addWidget(new TextLabel(TextRole::subheadline, qtTrId("stats_header"), &AppColors::textSecondary));
   body->addSpacing(9);
   auto* alerts = new StatCard(QStringLiteral("eye.trianglebadge.exclamationmark.fill"),
                               qtTrId("stats_alerts_label"), StatCard::Highlight::yes);
@@ -52,20 +89,19 @@ StatsView::StatsView(std::shared_ptr<StatsRepository> repository, const Footer& 
   auto* time =
       new StatCard(QStringLiteral("clock.fill"), qtTrId("stats_time_label"), StatCard::Highlight::no);
   body->addWidget(alerts);
-  body->addSpacing(8);
-  auto* pair = new QHBoxLayout;
-  pair->setSpacing(8);
+  body->addSpacing(tileGap);
+  auto* pair = boxIn<QHBoxLayout>(nullptr, {}, tileGap);
   pair->addWidget(sessions, 1);
   pair->addWidget(time, 1);
   body->addLayout(pair);
   body->addSpacing(12);
   auto* reset = new PushButton(PushButton::Kind::secondary, qtTrId("stats_reset"));
   reset->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-  connect(reset, &PushButton::clicked, this, [this] { askForReset(); });
+  connect(reset, &PushButton::clicked, this, &StatsView::askForReset);
   body->addWidget(reset);
   body->addStretch(1);
-  if (QWidget* link = footer.build(page)) body->addWidget(link, 0, Qt::AlignHCenter);
-  auto* scroll = new ScrollPage(this);
+  if (footer != nullptr) body->addWidget(footer, 0, Qt::AlignHCenter);
+  auto* scroll = new ScrollPage;
   scroll->setPage(page);
   column->addWidget(scroll, 1);
 
@@ -76,33 +112,24 @@ StatsView::StatsView(std::shared_ptr<StatsRepository> repository, const Footer& 
   });
 }
 
-QWidget* StatsView::buildToolbar() {
-  auto* toolbar = new QWidget(this);
-  toolbar->setMinimumHeight(toolbarHeight);
-  auto* line = new QHBoxLayout(toolbar);
-  line->setContentsMargins(12, 0, 12, 0);
-  line->setSpacing(8);
+QWidget* StatsView::buildToolbar(const std::function<void()>& dismiss) {
+  auto* toolbar = new QWidget;
+  toolbar->setMinimumHeight(48);
+  auto* line = boxIn<QHBoxLayout>(toolbar, {12, 0, 12, 0}, 8);
   auto* back = new PushButton(PushButton::Kind::plain, qtTrId("stats_back"));
   back->setSymbol(QStringLiteral("chevron.left"));
-  connect(back, &PushButton::clicked, this, [this] { dismiss(); });
-  back_ = back;
-  auto* title = new TextLabel(TextRole::headline);
-  title->setWords(qtTrId("stats_title"));
+  connect(back, &PushButton::clicked, this, dismiss);
+  setFocusProxy(back);
+  auto* title = new TextLabel(TextRole::headline, qtTrId("stats_title"));
   title->setAlignment(Qt::AlignVCenter);
   title->setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Preferred);
-  // As wide as the button on the other side, so that the title stands in the middle where there is room.
-  auto* balance = new QSpacerItem(back->sizeHint().width(), 0, QSizePolicy::Maximum);
   line->addWidget(back);
   line->addStretch(1);
   line->addWidget(title);
   line->addStretch(1);
-  line->addSpacerItem(balance);
+  // As wide as the button on the other side, so that the title stands in the middle where there is room.
+  line->addSpacerItem(new QSpacerItem(back->sizeHint().width(), 0, QSizePolicy::Maximum));
   return toolbar;
-}
-
-void StatsView::focusInEvent(QFocusEvent* event) {
-  QWidget::focusInEvent(event);
-  back_->setFocus(event->reason());
 }
 
 void StatsView::askForReset() {

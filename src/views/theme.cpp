@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "views/theme.h"
 
+#include <QApplication>
 #include <QEvent>
-#include <QGuiApplication>
 #include <QPalette>
 #include <algorithm>
 
@@ -11,8 +11,6 @@ namespace sentrel {
 namespace {
 constexpr double largestTextScale = 2;
 }
-
-Theme::Theme() = default;
 
 Theme& Theme::shared() {
   static Theme theme;
@@ -23,6 +21,11 @@ void Theme::setLook(Look look) {
   look.textScale = std::clamp(look.textScale, 1.0, largestTextScale);
   if (look == look_) return;
   look_ = look;
+  const QWidgetList widgets = QApplication::allWidgets();
+  for (QWidget* widget : widgets) {
+    widget->updateGeometry();
+    widget->update();
+  }
   Q_EMIT changed();
 }
 
@@ -38,13 +41,19 @@ bool Theme::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void Theme::adopt(const Appearance& appearance) {
-  const bool darkPalette = QGuiApplication::palette().color(QPalette::Window).lightnessF() < 0.5F;
-  const bool x11 = QGuiApplication::platformName() == QLatin1String("xcb");
+  const bool darkPalette = QApplication::palette().color(QPalette::Window).lightnessF() < 0.5F;
+  const bool x11 = QApplication::platformName() == QLatin1String("xcb");
   setLook(
       {.scheme = appearance.dark.value_or(darkPalette) ? AppColors::Scheme::dark : AppColors::Scheme::light,
        .contrast = appearance.highContrast ? AppColors::Contrast::high : AppColors::Contrast::normal,
        .reducedMotion = appearance.reducedMotion,
        .textScale = x11 ? 1 : appearance.textScale.value_or(1)});
+}
+
+void useFont(QWidget& widget, TextRole role) {
+  const auto restyle = [&widget, role] { widget.setFont(Theme::shared().font(role)); };
+  QObject::connect(&Theme::shared(), &Theme::changed, &widget, restyle);
+  restyle();
 }
 
 const AppColors& colors() {

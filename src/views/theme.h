@@ -12,7 +12,8 @@
 namespace sentrel {
 
 /// How the windows look just now: the desktop's wishes about colours, motion and the size of text. Every
-/// control reads it when it paints and follows `changed`. Main thread.
+/// control reads it when it paints and when it says how large it wants to be; both are asked for anew before
+/// `changed`. Main thread.
 class Theme final : public QObject {
   Q_OBJECT
 
@@ -55,12 +56,15 @@ class Theme final : public QObject {
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
-  Theme();
+  Theme() = default;
   void adopt(const Appearance& appearance);
 
   Look look_;
   std::optional<Appearance> followed_;
 };
+
+/// Keeps the widget in the font of `role` as the theme changes.
+void useFont(QWidget& widget, TextRole role);
 
 /// `Theme::shared().colors()`.
 [[nodiscard]] const AppColors& colors();

@@ -6,9 +6,6 @@
 #include <QDir>
 #include <QImage>
 #include <QPainter>
-#include <string>
-
-#include "look/path_data.h"
 
 namespace sentrel {
 namespace {
@@ -37,30 +34,6 @@ TEST(Symbols, CutOutsStayOpen) {
   EXPECT_EQ(qAlpha(image.pixel(24 + 7, 24)), 0) << "the ring around it";
   EXPECT_EQ(qAlpha(image.pixel(24 + 13, 24)), 255) << "the eye";
   EXPECT_EQ(qAlpha(image.pixel(2, 2)), 0) << "outside";
-}
-
-TEST(PathData, ReadsItsCommandsAndRefusesTheRest) {
-  const struct {
-    const char* data;
-    bool good;
-    QRectF bounds;
-  } cases[] = {
-      {"M1 2L3 4 5 -6Z", true, {1, -6, 4, 10}},
-      {"M1,2 3,4-5,6", true, {-5, 2, 8, 4}},
-      {"M0 0C0 1 1 1 1 0Z", true, {0, 0, 1, 0.75}},
-      {"", true, {}},
-      {"L1 2", false, {}},
-      {"M1", false, {}},
-      {"M1 2C1 2 3 4", false, {}},
-      {"M1 2h5", false, {}},
-      {"M1..2 2", false, {}},
-  };
-  for (const auto& [data, good, bounds] : cases) {
-    SCOPED_TRACE(data);
-    const auto path = parsePathData(QString(data));
-    ASSERT_EQ(path.has_value(), good);
-    EXPECT_EQ(path.value_or(QPainterPath()).boundingRect(), bounds);
-  }
 }
 
 }  // namespace

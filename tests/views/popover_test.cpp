@@ -5,9 +5,8 @@
 #include <limits>
 
 #include "views/drive.h"
-#include "views/popover_window.h"
+#include "views/popover.h"
 #include "views/stats_view.h"
-#include "views/status_words.h"
 #include "views/view_room.h"
 
 namespace sentrel::test {

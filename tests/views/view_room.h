@@ -6,8 +6,8 @@
 
 #include "detection/calibration_session.h"
 #include "support/core_room.h"
-#include "views/menu_bar_popover_view.h"
 #include "views/onboarding_view.h"
+#include "views/popover.h"
 #include "views/preferences_view.h"
 
 namespace sentrel::test {

@@ -11,10 +11,10 @@
 #include <iostream>
 #include <utility>
 
-#include "views/controls/stat_card.h"
-#include "views/controls/text_label.h"
+#include "views/controls/labels.h"
 #include "views/drive.h"
-#include "views/popover_window.h"
+#include "views/popover.h"
+#include "views/stats_view.h"
 #include "views/theme.h"
 #include "views/view_room.h"
 

@@ -55,18 +55,29 @@ const QImage& shadowImage(double radius, const QColor& color, double scale) {
 void paintBox(QPainter& painter, const QRectF& rect, double radius, const QColor& fill, const QColor& edge,
               double edgeWidth) {
   painter.setRenderHint(QPainter::Antialiasing);
-  const bool edged = edge.isValid() && edgeWidth > 0;
-  painter.setPen(edged ? QPen(edge, edgeWidth) : QPen(Qt::NoPen));
+  painter.setPen(edge.isValid() ? QPen(edge, edgeWidth) : QPen(Qt::NoPen));
   painter.setBrush(fill.isValid() ? QBrush(fill) : QBrush(Qt::NoBrush));
-  const double inset = edged ? edgeWidth / 2 : 0;
+  const double inset = edge.isValid() ? edgeWidth / 2 : 0;
   const double inner = std::min(radius, std::min(rect.width(), rect.height()) / 2) - inset;
   painter.drawRoundedRect(rect.adjusted(inset, inset, -inset, -inset), inner, inner);
 }
 
+void paintWords(QPainter& painter, const QRectF& box, const QString& words, const QFont& font,
+                const QColor& color, Qt::Alignment alignment, Qt::TextElideMode cut) {
+  painter.setFont(font);
+  painter.setPen(color);
+  painter.drawText(box, static_cast<int>(alignment) | Qt::TextSingleLine,
+                   QFontMetricsF(font).elidedText(words, cut, box.width()));
+}
+
+QRectF squareIn(const QRectF& around, double size) {
+  return {around.center() - QPointF(size / 2, size / 2), QSizeF(size, size)};
+}
+
 QColor mix(const QColor& from, const QColor& to, double share) {
-  const auto part = [share](float a, float b) { return static_cast<float>(a + (b - a) * share); };
-  return QColor::fromRgbF(part(from.redF(), to.redF()), part(from.greenF(), to.greenF()),
-                          part(from.blueF(), to.blueF()), part(from.alphaF(), to.alphaF()));
+  const auto channel = [share](float a, float b) { return static_cast<float>(a + (b - a) * share); };
+  return QColor::fromRgbF(channel(from.redF(), to.redF()), channel(from.greenF(), to.greenF()),
+                          channel(from.blueF(), to.blueF()), channel(from.alphaF(), to.alphaF()));
 }
 
 QColor withAlpha(QColor color, double alpha) {

@@ -4,7 +4,7 @@
 #include <QScrollArea>
 #include <QScrollBar>
 
-#include "views/controls/push_button.h"
+#include "views/controls/buttons.h"
 
 class QGridLayout;
 

@@ -73,10 +73,6 @@ ValueSlider::ValueSlider(const QString& name, Range range, std::function<QString
     update();
     if (onNumber) onNumber(number_);
   });
-  connect(&Theme::shared(), &Theme::changed, this, [this] {
-    updateGeometry();
-    update();
-  });
 }
 
 int ValueSlider::stepOf(double number) const {
@@ -134,10 +130,8 @@ void ValueSlider::paintEvent(QPaintEvent* /*event*/) {
   const QColor face = Theme::shared().dark() && !Theme::shared().highContrast() ? c.text : c.surface;
   paintBox(painter, QRectF(knob.x() - knobSize / 2, knob.y() - knobSize / 2, knobSize, knobSize),
            knobSize / 2, face, c.primary, 2);
-  painter.setFont(Theme::shared().font(TextRole::bodyButton));
-  painter.setPen(c.text);
-  painter.drawText(QRectF(sliderWidth, 0, width() - sliderWidth, height()), Qt::AlignRight | Qt::AlignVCenter,
-                   words_(number_));
+  paintWords(painter, QRectF(rect()).adjusted(sliderWidth, 0, 0, 0), words(),
+             Theme::shared().font(TextRole::bodyButton), c.text, Qt::AlignRight | Qt::AlignVCenter);
 }
 
 void ValueSlider::followPointer(const QPointF& position) {

@@ -4,7 +4,7 @@
 #include <QSlider>
 #include <functional>
 
-#include "views/controls/focus_ring.h"
+#include "views/controls/accessibility.h"
 
 namespace sentrel {
 

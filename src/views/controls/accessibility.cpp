@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "views/controls/accessibility.h"
+
+#include <QAbstractScrollArea>
+#include <QAccessibleWidget>
+#include <QApplication>
+#include <QKeyEvent>
+#include <QPainter>
+#include <QVariant>
+#include <algorithm>
+#include <array>
+
+#include "views/controls/painting.h"
+#include "views/theme.h"
+
+namespace sentrel {
+
+namespace {
+
+constexpr const char* roleProperty = "sentrelRole";
+constexpr double ringWidth = 2;
+
+QAccessibleInterface* makeAccessible(const QString& /*className*/, QObject* object) {
+  const QVariant role = object->property(roleProperty);
+  return role.isValid() ? new QAccessibleWidget(qobject_cast<QWidget*>(object),
+                                                static_cast<QAccessible::Role>(role.toInt()))
+                        : nullptr;
+}
+
+constexpr std::array focusKeys{Qt::Key_Tab,   Qt::Key_Backtab, Qt::Key_Up,  Qt::Key_Down, Qt::Key_Left,
+                               Qt::Key_Right, Qt::Key_Home,    Qt::Key_End, Qt::Key_Space};
+
+/// What scrolls with the control, or the window: there the ring is neither cut off nor left behind.
+QWidget* groundOf(QWidget* control) {
+  QWidget* ground = control;
+  while (!ground->isWindow()) {
+    QWidget* parent = ground->parentWidget();
+    if (parent == nullptr) break;
+    if (ground != control && qobject_cast<QAbstractScrollArea*>(parent->parentWidget()) != nullptr) break;
+    ground = parent;
+  }
+  return ground;
+}
+
+}  // namespace
+
+void setAccessibleRole(QWidget& widget, QAccessible::Role role) {
+  QAccessible::installFactory(makeAccessible);  // again is harmless
+  widget.setProperty(roleProperty, static_cast<int>(role));
+}
+
+/// The ring itself, on whatever ground its control lies.
+class FocusRing::Drawing final : public QWidget {
+ public:
+  Drawing(QWidget* ground, const QPointer<QWidget>& control) : QWidget(ground), control_(control) {
+    setAttribute(Qt::WA_TransparentForMouseEvents);
+    setFocusPolicy(Qt::NoFocus);
+  }
+
+ protected:
+  void paintEvent(QPaintEvent* /*event*/) override {
+    const auto* shape = dynamic_cast<FocusShape*>(control_.data());
+    if (shape == nullptr) return;
+    QPainter painter(this);
+    const auto outline = shape->focusOutline();
+    paintBox(painter, QRectF(rect()), outline.radius + outline.gap + ringWidth, {}, colors().focus,
+             ringWidth);
+  }
+
+ private:
+  const QPointer<QWidget>& control_;
+};
+
+FocusRing::FocusRing(QWidget& window) : QObject(&window), window_(window) {
+  connect(qApp, &QApplication::focusChanged, this, [this](QWidget* /*old*/, QWidget* now) {
+    follow(now != nullptr && window_.isAncestorOf(now) ? now : nullptr);
+  });
+  connect(&Theme::shared(), &Theme::changed, this, [this] { place(); });
+  qApp->installEventFilter(this);
+  follow(window_.focusWidget());
+}
+
+void FocusRing::setShown(bool shown) {
+  if (shown == shown_) return;
+  shown_ = shown;
+  place();
+}
+
+void FocusRing::follow(QWidget* control) {
+  control_ = control;
+  place();
+}
+
+void FocusRing::place() {
+  const auto* shape = dynamic_cast<FocusShape*>(control_.data());
+  if (!shown_ || shape == nullptr || !control_->isVisible()) {
+    if (drawing_) drawing_->hide();
+    return;
+  }
+  QWidget* ground = groundOf(control_);
+  if (!drawing_) drawing_ = new Drawing(ground, control_);
+  if (drawing_->parentWidget() != ground) drawing_->setParent(ground);
+  const auto [rect, radius, gap] = shape->focusOutline();
+  const double reach = gap + ringWidth;
+  const QRectF outer = rect.adjusted(-reach, -reach, reach, reach);
+  drawing_->setGeometry(
+      QRectF(control_->mapTo(ground, QPoint()) + outer.topLeft(), outer.size()).toAlignedRect());
+  drawing_->raise();
+  drawing_->show();
+  drawing_->update();
+}
+
+bool FocusRing::eventFilter(QObject* watched, QEvent* event) {
+  if (!watched->isWidgetType()) return false;
+  auto* widget = static_cast<QWidget*>(watched);  // NOLINT: a widget, as its type says
+  switch (event->type()) {
+    case QEvent::KeyPress:
+      // NOLINTNEXTLINE: a key event, as its type says
+      if (widget->window() == &window_ &&
+          std::ranges::count(focusKeys, static_cast<QKeyEvent*>(event)->key()))
+        setShown(true);
+      break;
+    case QEvent::MouseButtonPress:
+      if (widget->window() == &window_) setShown(false);
+      break;
+    case QEvent::Move:
+    case QEvent::Resize:
+    case QEvent::Show:
+    case QEvent::Hide:
+      // A layout moves what contains the control, too.
+      if (control_ && widget != drawing_ && (widget == control_ || widget->isAncestorOf(control_))) place();
+      break;
+    default:
+      break;
+  }
+  return false;
+}
+
+}  // namespace sentrel

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QColor>
+#include <QLabel>
+#include <memory>
+
+#include "look/fonts.h"
+#include "look/palette.h"
+
+class QTextLayout;
+
+// What windows show without being used. Main thread.
+
+namespace sentrel {
+
+/// Words in one of the roles of text: wraps, keeps the role's distance between lines, follows the theme. A
+/// part of the text between two pairs of asterisks is bold.
+class TextLabel : public QLabel {
+ public:
+  using Token = QColor AppColors::*;
+
+  explicit TextLabel(TextRole role, const QString& words = {}, Token color = &AppColors::text);
+
+  void setWords(const QString& words);
+  [[nodiscard]] const QString& words() const { return words_; }
+  void setColor(Token color);
+  /// Lines of about equal length, so that no word stands alone in the last one. For centred paragraphs.
+  void setBalanced(bool balanced) { balanced_ = balanced; }
+  /// Distance between two lines at 100 %, in place of the role's own.
+  void setLineHeight(double pixels) { lineHeight_ = pixels; }
+
+  [[nodiscard]] bool hasHeightForWidth() const override { return true; }
+  [[nodiscard]] int heightForWidth(int width) const override;
+  [[nodiscard]] QSize sizeHint() const override;
+  [[nodiscard]] QSize minimumSizeHint() const override;
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+
+ private:
+  [[nodiscard]] std::unique_ptr<QTextLayout> layOut(double width) const;
+  [[nodiscard]] int lineCount(double width) const;
+  [[nodiscard]] double balancedWidth(double width) const;
+  [[nodiscard]] double lineHeight() const;
+
+  Token color_;
+  double lineHeight_;
+  QString words_;
+  qsizetype boldFrom_ = -1;
+  qsizetype boldLength_ = 0;
+  bool balanced_ = false;
+};
+
+/// Words in the middle of their line.
+[[nodiscard]] TextLabel* centredLabel(TextRole role, const QString& words,
+                                      TextLabel::Token color = &AppColors::text);
+
+/// A symbol in a colour of the theme, perhaps in the middle of a round disc. Decorative.
+class SymbolView : public QWidget {
+ public:
+  /// Symbol and disc in pixels at 100 %; no disc where that is 0.
+  SymbolView(const QString& symbol, int pixels, QColor AppColors::*color, int disc = 0);
+
+  [[nodiscard]] QSize sizeHint() const override;
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+
+ private:
+  const QString symbol_;
+  const int pixels_;
+  QColor AppColors::*const color_;
+  const int disc_;
+};
+
+}  // namespace sentrel

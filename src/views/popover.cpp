@@ -1,0 +1,340 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "views/popover.h"
+
+#include <QClipboard>
+#include <QCloseEvent>
+#include <QGraphicsOpacityEffect>
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QPainter>
+#include <QScreen>
+#include <QVariantAnimation>
+#include <algorithm>
+#include <utility>
+
+#include "views/about_view.h"
+#include "views/controls/layout.h"
+#include "views/controls/painting.h"
+#include "views/stats_view.h"
+#include "views/theme.h"
+
+namespace sentrel {
+
+// The words.
+
+StatusWords statusWords(const FilterState& state) {
+  switch (state.kind()) {
+    case FilterState::Kind::nominal:
+    case FilterState::Kind::inattention:
+      return {qtTrId("home_status_active"), &AppColors::success};
+    case FilterState::Kind::autoPaused:
+      return {QStringLiteral("En pause"), &AppColors::textSecondary};
+    case FilterState::Kind::cameraBusy:
+      return {QStringLiteral("Caméra indisponible"), &AppColors::success};
+    case FilterState::Kind::alert:
+      return {qtTrId("notif_alert_title"), &AppColors::error};
+    case FilterState::Kind::inactive:
+      break;
+  }
+  return {qtTrId("home_status_inactive"), &AppColors::textSecondary};
+}
+
+QString failureWords(const std::optional<CameraFailure>& failure) {
+  return failure ? qtTrId(textKey(failure->kind)) : QString();
+}
+
+// MenuBarPopoverView.
+
+namespace {
+
+constexpr int viewWidth = 320;
+constexpr int widthAddedForText = 120;  // at 200 %
+constexpr int side = 16;
+constexpr int between = 10;
+constexpr int headerHeight = 88;
+constexpr int homeHeight = 280;
+constexpr int statsHeight = 400;
+constexpr int aboutHeight = 440;
+
+EyeLogo::Mood moodOf(const FilterState& state) {
+  if (state.is(FilterState::Kind::alert)) return EyeLogo::Mood::alert;
+  const bool watches = state.is(FilterState::Kind::nominal) || state.is(FilterState::Kind::inattention);
+  return watches ? EyeLogo::Mood::active : EyeLogo::Mood::idleClosed;
+}
+
+}  // namespace
+
+MenuBarPopoverView::MenuBarPopoverView(Parts parts, QWidget* parent)
+    : QWidget(parent),
+      parts_(std::move(parts)),
+      stack_(boxIn<QVBoxLayout>(this)),
+      home_(new ScrollPage(this)) {
+  home_->setPage(buildHome());
+  stack_->addWidget(home_);
+  switch_->setFocus(Qt::OtherFocusReason);
+  stateRegistration_ =
+      parts_.service->fsmState().subscribe([this](const FilterState& state) { showState(state); });
+  activeRegistration_ =
+      parts_.service->isActive().subscribe([this](bool active) { switch_->setChecked(active); });
+  startingRegistration_ =
+      parts_.service->isStarting().subscribe([this](bool starting) { switch_->setWaiting(starting); });
+  failureRegistration_ =
+      parts_.failure->subscribe([this](const std::optional<CameraFailure>&) { showFailure(); });
+}
+
+QWidget* MenuBarPopoverView::buildHome() {
+  auto* home = new QWidget;
+  auto* column = boxIn<QVBoxLayout>(home, {0, 0, 0, side});
+  const auto addDivider = [column] {
+    column->addLayout(insetDivider(side, side));
+    column->addSpacing(between);
+  };
+  const auto addRow = [this, column](const QString& icon, const QString& label, auto action) {
+    auto* row = new MenuBarButton(icon, label);
+    connect(row, &MenuBarButton::clicked, this, action);
+    column->addWidget(row);
+  };
+  column->addLayout(buildHeader(), 1);
+  addDivider();
+  addRow(QStringLiteral("chart.bar.fill"), qtTrId("home_open_stats"), [this] { showPage(Page::stats); });
+  addRow(QStringLiteral("gearshape.fill"), qtTrId("home_open_settings"), parts_.openPreferences);
+  addRow(QStringLiteral("info.circle.fill"), qtTrId("about_title"), [this] { showPage(Page::about); });
+  column->addSpacing(between);
+  addDivider();
+  addRow(QStringLiteral("xmark.circle.fill"), QStringLiteral("Quitter"), parts_.quit);
+  return home;
+}
+
+QLayout* MenuBarPopoverView::buildHeader() {
+  auto* header = boxIn<QHBoxLayout>(nullptr, {side, 8, side, 8}, 12);
+  header->addStrut(qRound(headerHeight * Theme::shared().textScale()) - 16);
+  logo_ = new EyeLogo(48);
+  header->addWidget(logo_);
+
+  auto* words = boxIn<QVBoxLayout>(nullptr, {}, 2);
+  status_ = new TextLabel(TextRole::caption);
+  cause_ = new TextLabel(TextRole::caption, {}, &AppColors::textSecondary);
+  words->addStretch();
+  words->addWidget(new TextLabel(TextRole::popoverTitle, QStringLiteral("Sentrel"), &AppColors::primary));
+  words->addWidget(status_);
+  words->addWidget(cause_);
+  words->addStretch();
+  header->addLayout(words, 1);
+
+  switch_ = new ToggleSwitch(qtTrId("Protection"), ToggleSwitch::Click::asks);
+  // The switch itself follows what the service publishes.
+  connect(switch_, &ToggleSwitch::clicked, this, [this] { parts_.service->toggle(); });
+  header->addWidget(switch_);
+  return header;
+}
+
+/// The link at the foot of a page, or none.
+QWidget* MenuBarPopoverView::buildFooter() {
+  const QUrl& address = parts_.projectsPage;
+  if (address.isEmpty()) return nullptr;
+  auto* link = new LinkButton(qtTrId("Sentrel · Nos autres projets"));
+  connect(link, &LinkButton::clicked, this, [this, address] {
+    parts_.openLink(address, [view = QPointer<QWidget>(this), this, words = address.toString()] {
+      if (view && !address_) showAddress(words);
+    });
+  });
+  return link;
+}
+
+void MenuBarPopoverView::showState(const FilterState& state) {
+  const auto [words, color] = statusWords(state);
+  status_->setWords(words);
+  status_->setColor(color);
+  switch_->setAccessibleDescription(words);
+  logo_->setMood(moodOf(state));
+}
+
+void MenuBarPopoverView::showFailure() {
+  const QString words = failureWords(parts_.failure->get());
+  cause_->setWords(words.isEmpty() ? parts_.notice : words);
+  cause_->setVisible(!cause_->words().isEmpty());
+}
+
+MenuBarPopoverView::Page MenuBarPopoverView::page() const {
+  return showStats ? Page::stats : showAbout ? Page::about : Page::home;
+}
+
+bool MenuBarPopoverView::asks() const {
+  const auto* stats = dynamic_cast<const StatsView*>(page_);
+  return address_ || (stats != nullptr && stats->showResetConfirm());
+}
+
+void MenuBarPopoverView::showAddress(const QString& address) {
+  address_ = openDialog(*this, {.symbol = QStringLiteral("arrow.up.right.square"),
+                                .color = &AppColors::primary,
+                                .words = address,
+                                .cancel = qtTrId("Fermer"),
+                                .confirm = qtTrId("link_copy"),
+                                .kind = PushButton::Kind::primary,
+                                .confirmed = [address] { QGuiApplication::clipboard()->setText(address); }});
+  address_->onClosed = [this] { address_.clear(); };
+}
+
+void MenuBarPopoverView::showPage(Page page) {
+  if (page == this->page()) return;
+  if (address_) address_->dismiss();
+  showStats = page == Page::stats;
+  showAbout = page == Page::about;
+  if (page_ != nullptr) {
+    page_->hide();
+    page_->deleteLater();
+    page_ = nullptr;
+  }
+  const auto back = [this] { showPage(Page::home); };
+  if (showStats) page_ = new StatsView(parts_.statsRepo, buildFooter(), back);
+  if (showAbout) page_ = new AboutView(parts_.version, buildFooter(), back);
+  home_->setVisible(page_ == nullptr);
+  if (page_ != nullptr) {
+    stack_->addWidget(page_);
+    page_->show();
+  }
+  updateGeometry();
+  if (onSizeChanged) onSizeChanged();
+  (page_ == nullptr ? static_cast<QWidget*>(switch_) : page_)->setFocus(Qt::OtherFocusReason);
+}
+
+QSize MenuBarPopoverView::sizeHint() const {
+  const int width = viewWidth + qRound(widthAddedForText * (Theme::shared().textScale() - 1));
+  const int least = showStats ? statsHeight : showAbout ? aboutHeight : homeHeight;
+  const int wanted =
+      stack_->hasHeightForWidth() ? stack_->totalHeightForWidth(width) : stack_->totalSizeHint().height();
+  return {width, std::max(least, wanted)};
+}
+
+bool MenuBarPopoverView::event(QEvent* event) {
+  const bool handled = QWidget::event(event);
+  if (event->type() == QEvent::LayoutRequest && onSizeChanged) onSizeChanged();
+  return handled;
+}
+
+void MenuBarPopoverView::keyPressEvent(QKeyEvent* event) {
+  if (event->key() == Qt::Key_Down || event->key() == Qt::Key_Up) {
+    focusNextPrevChild(event->key() == Qt::Key_Down);
+  } else if (event->key() == Qt::Key_Escape && page_ != nullptr) {
+    showPage(Page::home);
+  } else {
+    QWidget::keyPressEvent(event);
+  }
+}
+
+// PopoverWindow.
+
+namespace {
+constexpr int away = 8;
+constexpr int openMs = 120;
+constexpr int slide = 6;
+}  // namespace
+
+QRect placePopover(const QRect& anchor, const QRect& workArea, QSize size) {
+  const QRect room = workArea.adjusted(away, away, -away, -away);
+  QRect place(QPoint(anchor.right() + 1 - size.width(), anchor.bottom() + 1 + away), size);
+  if (place.bottom() > room.bottom()) place.moveBottom(anchor.top() - 1 - away);
+  // The corner that matters most, the top left one, is kept last.
+  place.moveRight(std::min(place.right(), room.right()));
+  place.moveBottom(std::min(place.bottom(), room.bottom()));
+  place.moveLeft(std::max(place.left(), room.left()));
+  place.moveTop(std::max(place.top(), room.top()));
+  return place;
+}
+
+PopoverWindow::PopoverWindow(MenuBarPopoverView::Parts parts, Ground ground)
+    : QWidget(nullptr,
+              Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::NoDropShadowWindowHint),
+      margin_(ground == Ground::translucent ? shadowReach : 0),
+      content_(new MenuBarPopoverView(std::move(parts), this)) {
+  setAttribute(Qt::WA_DeleteOnClose);
+  setAttribute(Qt::WA_TranslucentBackground, ground == Ground::translucent);
+  setWindowTitle(QStringLiteral("Sentrel"));
+  setAccessibleRole(*this, QAccessible::Dialog);
+  new FocusRing(*this);  // it is the window's
+  content_->onSizeChanged = [this] { place(); };
+  connect(&Theme::shared(), &Theme::changed, this, [this] { place(); });
+  place();
+}
+
+/// While it opens it comes from its anchor's side.
+QPoint PopoverWindow::contentPlace() const {
+  const int way = anchor_.top() < geometry().center().y() ? -slide : slide;
+  return {margin_, margin_ + qRound(way * (1 - presence_))};
+}
+
+void PopoverWindow::place() {
+  const QScreen* where = anchor_.isValid() ? QGuiApplication::screenAt(anchor_.center()) : nullptr;
+  if (where == nullptr) where = screen();
+  const QRect workArea = where->availableGeometry();
+  // What does not fit scrolls.
+  const QSize size = content_->sizeHint().boundedTo(workArea.size() - QSize(2 * away, 2 * away));
+  content_->setGeometry(QRect(contentPlace(), size));
+  const QMargins around(margin_, margin_, margin_, margin_);
+  if (anchor_.isValid()) setGeometry(placePopover(anchor_, workArea, size) + around);
+  setFixedSize(size.grownBy(around));
+  update();
+}
+
+void PopoverWindow::openAt(const QRect& anchor) {
+  anchor_ = anchor;
+  place();
+  show();
+  raise();
+  activateWindow();
+  appear();
+}
+
+void PopoverWindow::appear() {
+  const int milliseconds = Theme::shared().duration(openMs);
+  if (milliseconds == 0 || margin_ == 0) return;
+  auto* veil = new QGraphicsOpacityEffect(content_);
+  auto* opening = new QVariantAnimation(this);
+  connect(opening, &QVariantAnimation::valueChanged, this, [this, veil](const QVariant& value) {
+    presence_ = value.toDouble();
+    veil->setOpacity(presence_);
+    content_->move(contentPlace());
+    update();
+  });
+  connect(opening, &QVariantAnimation::finished, content_, [this] { content_->setGraphicsEffect(nullptr); });
+  content_->setGraphicsEffect(veil);
+  opening->setStartValue(0.0);
+  opening->setEndValue(1.0);
+  opening->setDuration(milliseconds);
+  opening->setEasingCurve(QEasingCurve::OutCubic);
+  opening->start(QAbstractAnimation::DeleteWhenStopped);
+}
+
+bool PopoverWindow::event(QEvent* event) {
+  if (event->type() == QEvent::WindowDeactivate && isVisible() && !content_->asks()) close();
+  return QWidget::event(event);
+}
+
+void PopoverWindow::closeEvent(QCloseEvent* event) {
+  QWidget::closeEvent(event);
+  if (const auto call = std::exchange(onClosed, nullptr)) call();
+}
+
+void PopoverWindow::keyPressEvent(QKeyEvent* event) {
+  if (event->key() == Qt::Key_Escape) close();
+}
+
+void PopoverWindow::mousePressEvent(QMouseEvent* event) {
+  // The shadow is not part of what the person sees as the window.
+  if (!content_->geometry().contains(event->position().toPoint()) && !content_->asks()) close();
+}
+
+void PopoverWindow::paintEvent(QPaintEvent* /*event*/) {
+  QPainter painter(this);
+  const QRectF box(content_->geometry());
+  if (margin_ == 0) {
+    painter.fillRect(rect(), colors().surface);
+    paintBox(painter, box, 0, {}, colors().border);
+    return;
+  }
+  painter.setOpacity(presence_);
+  paintShadow(painter, box, popoverRadius, 1);
+  paintBox(painter, box, popoverRadius, colors().surface, colors().border);
+}
+
+}  // namespace sentrel

@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QPointer>
+#include <QRect>
+#include <QUrl>
+#include <QVBoxLayout>
+#include <QWidget>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "detection/camera_control.h"
+#include "service/privacy_filter_service.h"
+#include "settings/stats_repository.h"
+#include "support/published.h"
+#include "support/registration.h"
+#include "views/controls/labels.h"
+#include "views/controls/scroll_page.h"
+#include "views/controls/windows.h"
+#include "views/eye_logo.h"
+
+namespace sentrel {
+
+/// What protection is doing, in words and in the colour of those words.
+struct StatusWords {
+  QString words;
+  QColor AppColors::*color;
+};
+[[nodiscard]] StatusWords statusWords(const FilterState& state);
+
+/// What keeps the camera from giving frames, in words; empty while nothing does.
+[[nodiscard]] QString failureWords(const std::optional<CameraFailure>& failure);
+
+/// The program's home: what protection is doing, its switch, and what else there is to open. Statistics and
+/// About take its place and give it back. Made anew each time the popover opens. Main thread.
+class MenuBarPopoverView : public QWidget {
+ public:
+  struct Parts {
+    std::shared_ptr<PrivacyFilterService> service;
+    std::shared_ptr<const Published<std::optional<CameraFailure>>> failure;  ///< why the camera gives nothing
+    std::shared_ptr<StatsRepository> statsRepo;
+    QString notice;     ///< what else a person must know, or empty
+    QString version;    ///< of the program
+    QUrl projectsPage;  ///< empty where the program was built without one
+    std::function<void()> openPreferences;
+    std::function<void()> quit;
+    /// Opens an address; calls back where nothing on this desktop does.
+    std::function<void(const QUrl&, std::function<void()> failed)> openLink;
+  };
+  enum class Page { home, stats, about };
+
+  MenuBarPopoverView(Parts parts, QWidget* parent);
+
+  void showPage(Page page);
+  [[nodiscard]] Page page() const;
+  /// True while a question waits for its answer, so that the popover must stay.
+  [[nodiscard]] bool asks() const;
+  /// Another page, or other words, want another size.
+  std::function<void()> onSizeChanged;
+
+  [[nodiscard]] QSize sizeHint() const override;
+
+ protected:
+  bool event(QEvent* event) override;
+  void keyPressEvent(QKeyEvent* event) override;
+
+ private:
+  QWidget* buildHome();
+  QLayout* buildHeader();
+  QWidget* buildFooter();
+  void showState(const FilterState& state);
+  void showFailure();
+  void showAddress(const QString& address);
+
+  const Parts parts_;
+  bool showStats = false;
+  bool showAbout = false;
+  QVBoxLayout* stack_;
+  ScrollPage* home_;
+  QWidget* page_ = nullptr;  // over home, or none
+  QPointer<Sheet> address_;  // that the person may copy
+  EyeLogo* logo_ = nullptr;
+  TextLabel* status_ = nullptr;
+  TextLabel* cause_ = nullptr;
+  ToggleSwitch* switch_ = nullptr;
+  Registration stateRegistration_;
+  Registration activeRegistration_;
+  Registration startingRegistration_;
+  Registration failureRegistration_;
+};
+
+/// Where the popover stands: right-aligned with what it belongs to, 8 pixels away from it and at least 8
+/// inside the work area, below where there is room and above otherwise.
+[[nodiscard]] QRect placePopover(const QRect& anchor, const QRect& workArea, QSize size);
+
+/// The frameless window around the popover's content. It closes on Escape and when another window gets the
+/// focus, except while it asks something; then it deletes itself. Main thread.
+class PopoverWindow : public QWidget {
+ public:
+  /// Without translucency the window is a plain rectangle without a shadow.
+  enum class Ground { translucent, opaque };
+
+  PopoverWindow(MenuBarPopoverView::Parts parts, Ground ground);
+
+  /// Opens beside `anchor`, in screen coordinates; where the desktop places windows itself it decides.
+  void openAt(const QRect& anchor);
+  [[nodiscard]] MenuBarPopoverView& content() const { return *content_; }
+  std::function<void()> onClosed;
+
+ protected:
+  bool event(QEvent* event) override;
+  void paintEvent(QPaintEvent* event) override;
+  void keyPressEvent(QKeyEvent* event) override;
+  void mousePressEvent(QMouseEvent* event) override;
+  void closeEvent(QCloseEvent* event) override;
+
+ private:
+  void place();
+  void appear();
+  [[nodiscard]] QPoint contentPlace() const;
+
+  const int margin_;  // around the content, for its shadow; 0 where there is none
+  MenuBarPopoverView* content_;
+  double presence_ = 1;  // less while it opens
+  QRect anchor_;
+};
+
+}  // namespace sentrel
