@@ -272,13 +272,7 @@ void VirtualCamera::fill(spa_buffer& buffer, Clock::time_point now) {
 void VirtualCamera::spoil(spa_data& data, spa_meta_header* header) {
   spa_chunk& chunk = *data.chunk;
   if (fault_ == Fault::zeroLength) chunk.size = 0;
-  if (fault_ == Fault::shortChunk || fault_ == Fault::otherSize) chunk.size /= 2;
-  if (fault_ == Fault::wrongStride) chunk.stride = chunk.stride / 2 + 1;
-  if (fault_ == Fault::otherSize) {
-    chunk.stride /= 2;
-    chunk.size /= 2;
-  }
-  if (fault_ == Fault::offsetBeyond) chunk.offset = data.maxsize - 16;
+  if (fault_ == Fault::shortChunk) chunk.size /= 2;
   if (fault_ == Fault::corruptedFlag) {
     chunk.flags = SPA_CHUNK_FLAG_CORRUPTED;
     if (header != nullptr) header->flags = SPA_META_HEADER_FLAG_CORRUPTED;

@@ -50,9 +50,6 @@ class VirtualCamera {
     none,
     zeroLength,           ///< no bytes
     shortChunk,           ///< half of the bytes
-    wrongStride,          ///< rows said to be shorter than they are
-    otherSize,            ///< a picture of a quarter of the agreed size
-    offsetBeyond,         ///< bytes said to lie behind the end of the buffer
     corruptedFlag,        ///< marked as damaged by the producer
     garbage,              ///< random bytes, which only a compressed format can notice
     backwardsTimestamps,  ///< each frame is older than the one before
