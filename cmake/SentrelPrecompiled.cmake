@@ -30,7 +30,11 @@ function(sentrel_precompiled_group group)
   target_link_libraries(sentrel_precompiled_${group} PRIVATE sentrel_options)
   if(group MATCHES "qt")
     target_link_libraries(sentrel_precompiled_${group} PRIVATE Qt6::Core)
-    foreach(module DBus Gui Widgets)
+    set(modules Gui Widgets)
+    if(group MATCHES "test")
+      list(APPEND modules DBus)
+    endif()
+    foreach(module IN LISTS modules)
       target_include_directories(sentrel_precompiled_${group} SYSTEM PRIVATE
         $<TARGET_PROPERTY:Qt6::${module},INTERFACE_INCLUDE_DIRECTORIES>)
     endforeach()
@@ -46,13 +50,12 @@ set(core
   <fstream> <functional> <map> <memory> <mutex> <numbers> <optional> <random> <set> <span> <sstream> <stdexcept> <string>
   <string_view> <thread> <utility> <variant> <vector>)
 set(qt
-  <QAccessible> <QApplication> <QBoxLayout> <QDBusArgument> <QDBusConnection> <QDBusConnectionInterface> <QDBusMessage>
-  <QDBusPendingCallWatcher> <QDBusPendingReply> <QDBusServiceWatcher> <QDBusVariant> <QDir> <QElapsedTimer> <QEventLoop>
-  <QFile> <QHash> <QImage> <QKeyEvent> <QPainter> <QPainterPath> <QPointer> <QScreen> <QSocketNotifier> <QString>
-  <QStringList> <QTimer> <QUrl> <QVariantAnimation> <QVariantMap> <QWidget> <xcb/xcb.h>)
+  <QAccessible> <QApplication> <QBoxLayout> <QDir> <QElapsedTimer> <QEventLoop> <QFile> <QHash> <QImage> <QKeyEvent>
+  <QPainter> <QPainterPath> <QPointer> <QScreen> <QSocketNotifier> <QString> <QStringList> <QTimer> <QUrl>
+  <QVariantAnimation> <QVariantMap> <QWidget> <xcb/xcb.h>)
 sentrel_precompiled_group(core ${core})
 sentrel_precompiled_group(qt ${core} ${qt})
 if(SENTREL_TESTS)
   sentrel_precompiled_group(core_test ${core} <gmock/gmock.h>)
-  sentrel_precompiled_group(qt_test ${core} ${qt} <gmock/gmock.h>)
+  sentrel_precompiled_group(qt_test ${core} ${qt} <QDBusArgument> <QDBusConnection> <QDBusMessage> <QDBusVariant> <gmock/gmock.h>)
 endif()

@@ -15,7 +15,7 @@ build_packages=(
   libpipewire-0.3-dev libyuv-dev libjpeg-dev
   libxnnpack-dev libpthreadpool-dev libeigen3-dev
   libxcb1-dev libxcb-shape0-dev libxcb-randr0-dev libxcb-xfixes0-dev libxcb-composite0-dev
-  libseccomp-dev libxcb-dpms0-dev libxcb-xinput-dev libxcb-xkb-dev libwayland-dev libwayland-bin wayland-protocols
+  libseccomp-dev libsystemd-dev libxcb-dpms0-dev libxcb-xinput-dev libxcb-xkb-dev libwayland-dev libwayland-bin wayland-protocols
 )
 run_packages=(
   pipewire wireplumber

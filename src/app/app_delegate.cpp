@@ -7,7 +7,6 @@
 #include <system_error>
 #include <utility>
 
-#include "app/state_name.h"
 #include "detection/av_capture_manager.h"
 #include "platform/platform.h"
 #include "vision/models.h"
@@ -128,8 +127,8 @@ void AppDelegate::showOnboarding() {
 }
 
 void AppDelegate::tellTheBus() {
-  registrations_.push_back(service_->fsmState().subscribe(
-      [this](const FilterState& state) { uses_.bus.setState(QLatin1String(stateName(state))); }));
+  registrations_.push_back(
+      service_->fsmState().subscribe([this](const FilterState& state) { uses_.bus.setState(state); }));
   registrations_.push_back(
       service_->isActive().subscribe([this](bool active) { uses_.bus.setActive(active); }));
   registrations_.push_back(StatsRepository::shared()->stats.subscribe(

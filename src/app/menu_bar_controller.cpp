@@ -5,11 +5,8 @@
 
 #include <QAccessible>
 #include <QApplication>
-#include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
 #include <QPixmapCache>
 #include <QTimer>
-#include <QVariantMap>
 #include <algorithm>
 #include <utility>
 
@@ -69,21 +66,17 @@ Signal<>& sentrelOpenPreferences() {
   return signal;
 }
 
-MenuBarController::MenuBarController(Actions actions, ProgramBus& bus)
+MenuBarController::MenuBarController(Actions actions, std::shared_ptr<Bus> sessionBus)
     : actions_(std::move(actions)),
+      bus_(std::move(sessionBus)),
       service_(PrivacyFilterService::shared()),
       camera_(AVCaptureManager::shared()),
       cameraControl_(CameraControl::shared()),
       statusItem({.activated = [this](const QRect& anchor) { togglePopover(anchor); },
                   .open = [this] { showPopover(); },
                   .toggleProtection = [this] { service_->toggle(); },
-                  .quit = actions_.quit}) {
-  const auto useBus = [this, &bus] {
-    bus_ = bus.connection();
-    statusItem.setBus(bus_);
-  };
-  registrations_.push_back(bus.connectionChanged.connect(useBus));
-  useBus();
+                  .quit = actions_.quit},
+                 bus_) {
   const auto update = [this](const auto&) { updateStatusItem(); };
   registrations_.push_back(service_->fsmState().onChange(update));
   registrations_.push_back(service_->isActive().onChange(update));
@@ -115,8 +108,8 @@ MenuBarController::~MenuBarController() {
 /// What covers the screens is no window of the toolkit's. Screen readers read a notification that appears.
 void MenuBarController::tellScreenReaders() {
   // Without a bus nobody listens, and one that does not answer must not be asked: Qt would wait for it.
-  const bool shown =
-      bus_ && service_->fsmState().get().is(FilterState::Kind::alert) && QAccessible::isActive();
+  const bool shown = bus_->isConnected() && service_->fsmState().get().is(FilterState::Kind::alert) &&
+                     QAccessible::isActive();
   if (shown && !banner_) {
     banner_ = std::make_unique<QWidget>();
     banner_->setAttribute(Qt::WA_DontShowOnScreen);
@@ -208,17 +201,17 @@ void MenuBarController::openPreferences() {
 
 /// We start no program of our own: the desktop opens the address.
 void MenuBarController::openLink(const QUrl& address, std::function<void()> failed) {
-  if (!bus_) return failed();
-  QDBusMessage open = QDBusMessage::createMethodCall(
-      QStringLiteral("org.freedesktop.portal.Desktop"), QStringLiteral("/org/freedesktop/portal/desktop"),
-      QStringLiteral("org.freedesktop.portal.OpenURI"), QStringLiteral("OpenURI"));
-  open << QString() << address.toString() << QVariantMap();
-  auto* asked = new QDBusPendingCallWatcher(bus_->asyncCall(open), qGuiApp);
-  QObject::connect(asked, &QDBusPendingCallWatcher::finished, qGuiApp,
-                   [failed = std::move(failed)](QDBusPendingCallWatcher* call) {
-                     if (call->isError()) failed();
-                     call->deleteLater();
-                   });
+  if (!bus_->isConnected()) return failed();
+  constexpr std::int64_t timeoutMs = 25'000;  // the portal may have to be started
+  constexpr auto noParentWindow = "";
+  constexpr int noOptions = 0;
+  const auto answered = [failed = std::move(failed)](const BusMessage& reply) {
+    if (reply.isError) failed();
+  };
+  bus_->call("org.freedesktop.portal.Desktop",
+             {"/org/freedesktop/portal/desktop", "org.freedesktop.portal.OpenURI", "OpenURI"},
+             {answered, timeoutMs, true}, "ssa{sv}", noParentWindow, address.toString().toUtf8().constData(),
+             noOptions);
 }
 
 }  // namespace sentrel

@@ -1,20 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <QDBusConnection>
 #include <QElapsedTimer>
 #include <QObject>
 #include <QPointer>
 #include <QUrl>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "app/program_bus.h"
 #include "app/status_item.h"
 #include "detection/av_capture_manager.h"
+#include "linux/desktop/bus.h"
 #include "service/privacy_filter_service.h"
 #include "support/published.h"
 #include "support/registration.h"
@@ -39,7 +37,7 @@ class MenuBarController {
     std::function<std::string()> news;
   };
 
-  MenuBarController(Actions actions, ProgramBus& bus);
+  MenuBarController(Actions actions, std::shared_ptr<Bus> sessionBus);
   MenuBarController(const MenuBarController&) = delete;
   MenuBarController& operator=(const MenuBarController&) = delete;
   ~MenuBarController();
@@ -62,7 +60,7 @@ class MenuBarController {
   void openLink(const QUrl& address, std::function<void()> failed);
 
   const Actions actions_;
-  std::optional<QDBusConnection> bus_;
+  const std::shared_ptr<Bus> bus_;
   const std::shared_ptr<PrivacyFilterService> service_;
   const std::shared_ptr<AVCaptureManager> camera_;
   const std::shared_ptr<CameraControl> cameraControl_;

@@ -1,131 +1,104 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "app/program_bus.h"
 
-#include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
-#include <QDBusPendingReply>
 #include <algorithm>
-#include <thread>
+#include <array>
+#include <cstddef>
 #include <utility>
 
 #include "app/activation_token.h"
-#include "app/program_bus_adaptors.h"
 
 namespace sentrel {
 
 namespace {
 
-const auto connectionName = QStringLiteral("sentrel");
-const auto noConnection = QStringLiteral("none");
-const auto busName = QStringLiteral("expert.mardeck.sentrel");
-const auto objectPath = QStringLiteral("/expert/mardeck/sentrel");
-const auto stateInterface = QStringLiteral("expert.mardeck.sentrel1");
-const auto applicationInterface = QStringLiteral("org.freedesktop.Application");
+constexpr auto busName = "expert.mardeck.sentrel";
+constexpr auto objectPath = "/expert/mardeck/sentrel";
+constexpr auto stateInterface = "expert.mardeck.sentrel1";
+constexpr auto applicationInterface = "org.freedesktop.Application";
 constexpr std::int64_t answerDeadlineMs = 2000;
-constexpr std::int64_t firstRetryMs = 1000;
-constexpr std::int64_t longestRetryMs = 64'000;
-constexpr int activationTimeoutMs = 3000;
+constexpr std::int64_t activationTimeoutMs = 3000;
 constexpr int mostAttempts = 3;
+
+constexpr std::array actions{"toggle", "preferences", "statistics", "about", "quit"};
+
+/// The state as other programs read it on the bus; part of the program's interface, never translated.
+constexpr const char* stateName(const FilterState& state) {
+  switch (state.kind()) {
+    case FilterState::Kind::nominal:
+      return "nominal";
+    case FilterState::Kind::inattention:
+      return "inattention";
+    case FilterState::Kind::autoPaused:
+      return "autoPaused";
+    case FilterState::Kind::cameraBusy:
+      return "cameraBusy";
+    case FilterState::Kind::inactive:
+      return "inactive";
+    case FilterState::Kind::alert:
+      return "alert";
+  }
+  return "";
+}
+
+const std::array stateMembers{
+    sd_bus_vtable SD_BUS_VTABLE_START(0),
+    sd_bus_vtable SD_BUS_PROPERTY("State", "s", nullptr, offsetof(ProgramBus::Values, state),
+                                  SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE),
+    sd_bus_vtable SD_BUS_PROPERTY("IsActive", "b", nullptr, offsetof(ProgramBus::Values, isActive),
+                                  SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE),
+    sd_bus_vtable SD_BUS_PROPERTY("AlertCount", "x", nullptr, offsetof(ProgramBus::Values, alertCount),
+                                  SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE),
+    sd_bus_vtable SD_BUS_VTABLE_END};
 
 }  // namespace
 
-ProgramBus::ProgramBus(std::shared_ptr<MainLoop> mainLoop, Launch launch)
-    : mainLoop_(std::move(mainLoop)), launch_(launch), retryMs_(firstRetryMs), connection_(noConnection) {
-  // Adaptors belong to the object that they describe.
-  new ApplicationAdaptor(this);
-  new StateAdaptor(this);
-}
-
-ProgramBus::~ProgramBus() {
-  close();
-}
-
-void ProgramBus::close() {
-  retry_.reset();
-  probe_.reset();
-  if (connection_.name() == noConnection) return;
-  if (connection_.isConnected()) connection_.unregisterObject(objectPath);
-  connection_ = QDBusConnection(noConnection);
-  QDBusConnection::disconnectFromBus(connectionName);
-}
+ProgramBus::ProgramBus(std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<Bus> sessionBus, Launch launch)
+    : mainLoop_(std::move(mainLoop)),
+      bus_(std::move(sessionBus)),
+      launch_(launch),
+      values_{.state = stateName(FilterState::inactive())} {}
 
 void ProgramBus::claimName(std::function<void(InstanceRole)> outcome) {
   outcome_ = std::move(outcome);
   deadline_ = mainLoop_->after(answerDeadlineMs, [this] { finish(InstanceRole::unreachable); });
-  attempt();
+  connection_ = bus_->follow([this](bool connected) { connectionChanged(connected); });
 }
 
-void ProgramBus::attempt() {
-  probe_.emplace(BusKind::session, *mainLoop_, [this](bool answers) { probed(answers); });
-}
-
-void ProgramBus::probed(bool answers) {
-  probe_.reset();
-  if (!answers) {
+void ProgramBus::connectionChanged(bool connected) {
+  offers_.clear();
+  if (!connected) {
     finish(InstanceRole::unreachable);
-    attemptLater();
     return;
   }
-  // Connecting waits for the bus to say hello: on a thread of its own, should it break off just now.
-  std::thread([this, alive = std::weak_ptr(alive_), loop = mainLoop_] {
-    const QDBusConnection connection =
-        QDBusConnection::connectToBus(QDBusConnection::SessionBus, connectionName);
-    loop->post([this, alive, connection] {
-      if (alive.lock()) connected(connection);
-    });
-  }).detach();
-}
-
-void ProgramBus::attemptLater() {
-  retry_ = mainLoop_->after(retryMs_, [this] { attempt(); });
-  retryMs_ = std::min(retryMs_ * 2, longestRetryMs);
-}
-
-void ProgramBus::lost() {
-  close();
-  connectionChanged.emit();
-  attemptLater();
-}
-
-void ProgramBus::connected(const QDBusConnection& connection) {
-  if (!connection.isConnected()) {
-    QDBusConnection::disconnectFromBus(connectionName);
-    finish(InstanceRole::unreachable);
-    attemptLater();
-    return;
-  }
-  connection_ = connection;
-  retryMs_ = firstRetryMs;
-  connection_.connect(QString(), QStringLiteral("/org/freedesktop/DBus/Local"),
-                      QStringLiteral("org.freedesktop.DBus.Local"), QStringLiteral("Disconnected"), this,
-                      SLOT(lost()));
-  // The object stands before the name does: whoever sees the name can call it.
-  connection_.registerObject(objectPath, this, QDBusConnection::ExportAdaptors);
+  static const std::array applicationMembers{
+      sd_bus_vtable SD_BUS_VTABLE_START(0),
+      sd_bus_vtable SD_BUS_METHOD("Activate", "a{sv}", "", &ProgramBus::called, SD_BUS_VTABLE_UNPRIVILEGED),
+      sd_bus_vtable SD_BUS_METHOD("Open", "asa{sv}", "", &ProgramBus::called, SD_BUS_VTABLE_UNPRIVILEGED),
+      sd_bus_vtable SD_BUS_METHOD("ActivateAction", "sava{sv}", "", &ProgramBus::called,
+                                  SD_BUS_VTABLE_UNPRIVILEGED),
+      sd_bus_vtable SD_BUS_VTABLE_END};
+  // The object is there before the name is: whoever sees the name can call it.
+  offers_.push_back(bus_->offer(objectPath, applicationInterface, applicationMembers.data(), this));
+  offers_.push_back(bus_->offer(objectPath, stateInterface, stateMembers.data(), &values_));
   requestName();
-  connectionChanged.emit();
 }
 
 void ProgramBus::requestName() {
-  QDBusMessage request = QDBusMessage::createMethodCall(
-      QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
-      QStringLiteral("org.freedesktop.DBus"), QStringLiteral("RequestName"));
-  // Who protects already waits for the name, should another instance have been quicker on a bus that is new.
+  // An instance that runs already waits in the queue: another one may have been quicker on a new bus.
   constexpr unsigned queue = 0;
   constexpr unsigned doNotQueue = 4;
-  request << busName << (outcome_ ? doNotQueue : queue);
-  auto* watcher = new QDBusPendingCallWatcher(connection_.asyncCall(request), this);
-  connect(watcher, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* finished) {
-    const QDBusPendingReply<unsigned> reply = *finished;
-    nameAnswered(!reply.isError(), reply.isError() ? 0 : reply.value());
-    finished->deleteLater();
-  });
+  bus_->call("org.freedesktop.DBus", {"/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName"},
+             {[this](const BusMessage& reply) { nameAnswered(reply); }}, "su", busName,
+             outcome_ ? doNotQueue : queue);
 }
 
-void ProgramBus::nameAnswered(bool reached, unsigned answer) {
+void ProgramBus::nameAnswered(const BusMessage& reply) {
   if (!outcome_) return;
   constexpr unsigned primaryOwner = 1;
   constexpr unsigned alreadyOwner = 4;
-  if (!reached) {
+  const auto answer = reply.only<uint>();
+  if (!answer) {
     finish(InstanceRole::unreachable);
   } else if (answer == primaryOwner || answer == alreadyOwner) {
     finish(InstanceRole::first);
@@ -139,19 +112,16 @@ void ProgramBus::nameAnswered(bool reached, unsigned answer) {
 /// The other one may be ending: then it does not answer, and its name comes free.
 void ProgramBus::activateOther() {
   deadline_.reset();  // the bus has answered
-  QDBusMessage activate =
-      QDBusMessage::createMethodCall(busName, objectPath, applicationInterface, QStringLiteral("Activate"));
-  activate << ownActivationToken();
-  activate.setAutoStartService(false);
-  auto* watcher = new QDBusPendingCallWatcher(connection_.asyncCall(activate, activationTimeoutMs), this);
-  connect(watcher, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* finished) {
-    if (finished->isError() && ++attempts_ < mostAttempts) {
+  const auto answered = [this](const BusMessage& reply) {
+    if (reply.isError && ++attempts_ < mostAttempts) {
       requestName();
     } else {
       finish(InstanceRole::later);
     }
-    finished->deleteLater();
-  });
+  };
+  const QByteArray token = ownActivationToken().value(QStringLiteral("activation-token")).toByteArray();
+  bus_->call(busName, {objectPath, applicationInterface, "Activate"}, {answered, activationTimeoutMs},
+             "a{sv}", token.isEmpty() ? 0 : 1, "activation-token", "s", token.constData());
 }
 
 void ProgramBus::finish(InstanceRole role) {
@@ -162,23 +132,25 @@ void ProgramBus::finish(InstanceRole role) {
   for (const QString& action : early) deliver(action);
 }
 
-void ProgramBus::take(const QString& action, const QVariantMap& platformData, const QDBusMessage& call) {
-  if (leaving_) {
-    call.setDelayedReply(true);
-    return;
+/// The activation itself, documents to open, of which there are none, or an action.
+int ProgramBus::called(sd_bus_message* message, void* self, sd_bus_error* error) noexcept {
+  constexpr int unanswered = 1;
+  auto& bus = *static_cast<ProgramBus*>(self);
+  if (bus.leaving_) return unanswered;
+  const BusMessage call(message);
+  QString action;
+  if (call.member == "ActivateAction") {
+    action = call.arguments.constFirst().toString();
+    if (std::ranges::none_of(actions, [&](const char* known) { return action == QLatin1String(known); }))
+      return sd_bus_error_set(error, SD_BUS_ERROR_INVALID_ARGS, "There is no such action.");
   }
-  if (!action.isEmpty() && !actions().contains(action)) {
-    call.setDelayedReply(true);
-    connection_.send(
-        call.createErrorReply(QDBusError::InvalidArgs, QStringLiteral("There is no such action.")));
-    return;
-  }
-  adoptActivationToken(platformData);
-  if (outcome_) {
-    early_.push_back(action);
+  adoptActivationToken(call.arguments.constLast().toMap());
+  if (bus.outcome_) {
+    bus.early_.push_back(action);
   } else {
-    deliver(action);
+    bus.deliver(action);
   }
+  return sd_bus_reply_method_return(message, "");
 }
 
 void ProgramBus::deliver(const QString& action) {
@@ -189,37 +161,22 @@ void ProgramBus::deliver(const QString& action) {
   }
 }
 
-void ProgramBus::setState(const QString& state) {
-  if (state == state_) return;
-  state_ = state;
-  announce(QStringLiteral("State"), state);
+void ProgramBus::setState(const FilterState& state) {
+  const char* name = stateName(state);
+  if (std::exchange(values_.state, name) != name) announce("State");
 }
 
 void ProgramBus::setActive(bool active) {
-  if (active == active_) return;
-  active_ = active;
-  announce(QStringLiteral("IsActive"), active);
+  if (std::exchange(values_.isActive, static_cast<int>(active)) != static_cast<int>(active))
+    announce("IsActive");
 }
 
-void ProgramBus::setAlertCount(qlonglong count) {
-  if (count == alertCount_) return;
-  alertCount_ = count;
-  announce(QStringLiteral("AlertCount"), count);
+void ProgramBus::setAlertCount(std::int64_t count) {
+  if (std::exchange(values_.alertCount, count) != count) announce("AlertCount");
 }
 
-const QStringList& ProgramBus::actions() {
-  static const QStringList names{QStringLiteral("toggle"), QStringLiteral("preferences"),
-                                 QStringLiteral("statistics"), QStringLiteral("about"),
-                                 QStringLiteral("quit")};
-  return names;
-}
-
-void ProgramBus::announce(const QString& property, const QVariant& value) {
-  if (!connection_.isConnected()) return;
-  QDBusMessage changed = QDBusMessage::createSignal(
-      objectPath, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("PropertiesChanged"));
-  changed << stateInterface << QVariantMap{{property, value}} << QStringList();
-  connection_.send(changed);
+void ProgramBus::announce(const char* property) {
+  bus_->announceChange(objectPath, stateInterface, property);
 }
 
 }  // namespace sentrel

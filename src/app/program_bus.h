@@ -1,19 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <QDBusConnection>
-#include <QDBusMessage>
-#include <QObject>
 #include <QString>
-#include <QStringList>
 #include <QVariantMap>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
-#include "linux/desktop/bus_probe.h"
+#include "detection/filter_fsm.h"
+#include "linux/desktop/bus.h"
 #include "support/main_loop.h"
 #include "support/published.h"
 #include "support/registration.h"
@@ -34,14 +32,14 @@ enum class Launch {
 };
 
 /// What other programs see of us on the session bus: the name expert.mardeck.sentrel,
-/// `org.freedesktop.Application`, and the read-only properties of `expert.mardeck.sentrel1` with their change
-/// signals. Main thread; no call here waits for the bus.
-class ProgramBus final : public QObject {
-  Q_OBJECT
-
+/// `org.freedesktop.Application` as the desktop entry standard describes it, and, for scripts and status
+/// bars, the read-only properties of `expert.mardeck.sentrel1` with their change signals. Main thread; no
+/// call here waits for the bus.
+class ProgramBus {
  public:
-  ProgramBus(std::shared_ptr<MainLoop> mainLoop, Launch launch);
-  ~ProgramBus() override;
+  ProgramBus(std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<Bus> sessionBus, Launch launch);
+  ProgramBus(const ProgramBus&) = delete;
+  ProgramBus& operator=(const ProgramBus&) = delete;
 
   /// Connects, asks for the name, and tells the outcome once on the main thread. A bus that does not answer
   /// within 2 s counts as unreachable; from then on a bus that comes late, or back, is joined, and the name
@@ -52,64 +50,44 @@ class ProgramBus final : public QObject {
   /// From now on activations are left unanswered: the end is near, and whoever sent them takes our place.
   void leave() { leaving_ = true; }
 
-  /// Leaves the bus, and the name to others.
-  void close();
-
-  /// The session bus, while it is reached. Whoever asks the bus library for one of its own may wait for it.
-  [[nodiscard]] std::optional<QDBusConnection> connection() const {
-    return connection_.isConnected() ? std::optional(connection_) : std::nullopt;
-  }
-
-  /// `state` is the name of the machine's state.
-  void setState(const QString& state);
+  void setState(const FilterState& state);
   void setActive(bool active);
-  void setAlertCount(qlonglong count);
+  /// Onlookers since the counters were last set to zero.
+  void setAlertCount(std::int64_t count);
 
-  [[nodiscard]] const QString& state() const { return state_; }
-  [[nodiscard]] bool isActive() const { return active_; }
-  [[nodiscard]] qlonglong alertCount() const { return alertCount_; }
-
-  /// What others ask for by `call`; an empty action is the activation itself.
-  void take(const QString& action, const QVariantMap& platformData, const QDBusMessage& call);
-
-  /// `connection` gives something else from now on.
-  Signal<> connectionChanged;
   Signal<> activated;
-  /// One of `actions`.
+  /// One of "toggle", "preferences", "statistics", "about" and "quit".
   Signal<QString> actionActivated;
 
-  static const QStringList& actions();
-
- private Q_SLOTS:
-  void lost();
+  /// The properties as sd-bus reads them.
+  struct Values {
+    const char* state;
+    int isActive = 0;
+    std::int64_t alertCount = 0;
+  };
 
  private:
-  void attempt();
-  void probed(bool answers);
-  void attemptLater();
-  void connected(const QDBusConnection& connection);
+  static int called(sd_bus_message* message, void* self, sd_bus_error* error) noexcept;
+
+  void connectionChanged(bool connected);
   void requestName();
-  void nameAnswered(bool reached, unsigned answer);
+  void nameAnswered(const BusMessage& reply);
   void activateOther();
   void finish(InstanceRole role);
   void deliver(const QString& action);
-  void announce(const QString& property, const QVariant& value);
+  void announce(const char* property);
 
-  std::shared_ptr<MainLoop> mainLoop_;
+  const std::shared_ptr<MainLoop> mainLoop_;
+  const std::shared_ptr<Bus> bus_;
   const Launch launch_;
   std::function<void(InstanceRole)> outcome_;
   std::vector<QString> early_;  // actions that arrived before the outcome
   int attempts_ = 0;            // to activate the other instance
   bool leaving_ = false;
   Registration deadline_;
-  Registration retry_;
-  std::optional<BusProbe> probe_;
-  std::int64_t retryMs_;
-  QDBusConnection connection_;
-  QString state_ = QStringLiteral("inactive");
-  bool active_ = false;
-  qlonglong alertCount_ = 0;
-  std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+  Values values_;
+  std::vector<Registration> offers_;
+  Registration connection_;
 };
 
 }  // namespace sentrel

@@ -172,7 +172,8 @@ SentrelMacApp::SentrelMacApp(char** argv, Launch launch)
       signals_(holdBackSignals()),
       application_(qtArguments(argv[0]).count, qtArguments(argv[0]).values.data()),
       mainLoop_(std::make_shared<QtMainLoop>()),
-      bus_(mainLoop_, launch) {
+      sessionBus_(std::make_shared<Bus>(mainLoop_, BusKind::session)),
+      bus_(mainLoop_, sessionBus_, launch) {
   QGuiApplication::setApplicationName(QStringLiteral("sentrel"));
   QGuiApplication::setDesktopFileName(QStringLiteral("expert.mardeck.sentrel"));
   QGuiApplication::setApplicationVersion(QStringLiteral(SENTREL_VERSION));
@@ -220,7 +221,7 @@ int SentrelMacApp::run() {
   if (appDelegate) end();
   boundTheEnd(code);
   appDelegate.reset();  // with windows and tray, which speak with the bus
-  bus_.close();         // while what carries its connections still lives
+  sessionBus_->close();
   return code;
 }
 
@@ -249,7 +250,7 @@ void SentrelMacApp::begin(InstanceRole role) {
     menuBarController = std::make_unique<MenuBarController>(
         MenuBarController::Actions{.quit = [this] { quit(); },
                                    .news = [this] { return std::exchange(untold_, {}); }},
-        bus_);
+        sessionBus_);
   }
   appDelegate = std::make_unique<AppDelegate>(
       AppDelegate::Dependencies{.bus = bus_,
@@ -267,7 +268,7 @@ void SentrelMacApp::begin(InstanceRole role) {
 }
 
 void SentrelMacApp::installPlatform() {
-  const auto buses = std::make_shared<BusThread>();
+  const auto systemBus = std::make_shared<Bus>(mainLoop_, BusKind::system);
   const auto displays = std::make_shared<EventThread>("sentrel-display");
   Platform platform;
   platform.mainLoop = mainLoop_;
@@ -285,19 +286,24 @@ void SentrelMacApp::installPlatform() {
   platform.captureSession =
       std::make_shared<PipeWireCaptureSession>(mainLoop_, platform.cameraQueue, consent_);
   platform.loginItem = std::make_shared<AutostartLoginItem>();
-  platform.notifications = std::make_shared<DesktopNotifications>(mainLoop_, buses);
-  platform.haptics = std::make_shared<FeedbackdHaptics>(buses);
-  platform.powerSource = std::make_shared<UPowerPowerSource>(mainLoop_, buses);
-  platform.sessionEvents = std::make_shared<DesktopSessionEvents>(mainLoop_, platform.clock, buses, displays);
+  platform.notifications = std::make_shared<DesktopNotifications>(mainLoop_, sessionBus_);
+  platform.haptics = std::make_shared<FeedbackdHaptics>(sessionBus_);
+  platform.powerSource = std::make_shared<UPowerPowerSource>(systemBus);
+  platform.sessionEvents =
+      std::make_shared<DesktopSessionEvents>(DesktopSessionEvents::Parts{.mainLoop = mainLoop_,
+                                                                         .clock = platform.clock,
+                                                                         .sessionBus = sessionBus_,
+                                                                         .systemBus = systemBus,
+                                                                         .displays = displays});
   platform.keyMonitor = std::make_shared<DesktopKeyMonitor>(
       DesktopKeyMonitor::Parts{.mainLoop = mainLoop_,
-                               .buses = buses,
+                               .sessionBus = sessionBus_,
                                .displays = displays,
                                .sessionEvents = platform.sessionEvents,
                                .description = qtTrId("tray_disable").toStdString()});
   platform.localizedText = [](const char* key) { return qtTrId(key).toStdString(); };
   Platform::install(std::move(platform));
-  appearance_ = std::make_unique<DesktopAppearance>(mainLoop_, buses);
+  appearance_ = std::make_unique<DesktopAppearance>(sessionBus_);
   looks_ = appearance_->appearance().subscribe([](const Appearance& appearance) {
     OverlayWindowManager::shared()->reducedMotion = appearance.reducedMotion;
     RetroPiPManager::shared()->reducedMotion = appearance.reducedMotion;

@@ -39,6 +39,7 @@ class SentrelMacApp {
   std::unique_ptr<QSocketNotifier> signalNotifier_;
   std::unique_ptr<QObject> paintFilter_;
   std::shared_ptr<QtMainLoop> mainLoop_;
+  std::shared_ptr<Bus> sessionBus_;
   ProgramBus bus_;
   std::shared_ptr<DefaultsFile> defaults_;
   std::shared_ptr<CoveredScreens> screens_;

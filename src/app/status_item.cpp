@@ -4,9 +4,6 @@
 #include <xcb/xcb.h>
 
 #include <QCursor>
-#include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
-#include <QDBusPendingReply>
 #include <QGuiApplication>
 #include <cstdlib>
 #include <memory>
@@ -19,8 +16,6 @@ namespace sentrel {
 
 namespace {
 
-const auto watcherName = QStringLiteral("org.kde.StatusNotifierWatcher");
-const auto busName = QStringLiteral("org.freedesktop.DBus");
 constexpr int lookMs = 2000;
 
 void freeReply(void* memory) {
@@ -61,7 +56,16 @@ QColor labelColor() {
 
 }  // namespace
 
-StatusItem::StatusItem(Actions actions) : actions_(std::move(actions)) {
+StatusItem::StatusItem(Actions actions, const std::shared_ptr<Bus>& sessionBus)
+    : actions_(std::move(actions)),
+      host_(sessionBus, "org.kde.StatusNotifierWatcher",
+            {.appeared = [this] { hostAppeared(); },
+             .gone =
+                 [this, bus = sessionBus.get()] {
+                   // The icon of a lost bus stays until the bus is back: taking it from a bus that is just
+                   // breaking would end the process.
+                   if (bus->isConnected()) icon_.reset();
+                 }}) {
   menu_.addAction(qtTrId("tray_open"), [this] { actions_.open(); });
   toggle_ = menu_.addAction({}, [this] { actions_.toggleProtection(); });
   menu_.addSeparator();
@@ -73,40 +77,15 @@ StatusItem::StatusItem(Actions actions) : actions_(std::move(actions)) {
   look_.start(lookMs);
   if (xcb_connection_t* connection = x11Connection()) manager_ = atomOf(connection, "MANAGER");
   qApp->installNativeEventFilter(this);
+  connection_ = sessionBus->follow([this](bool connected) {
+    if (connected) busReturned();
+  });
 }
 
-void StatusItem::setBus(const std::optional<QDBusConnection>& bus) {
-  hosts_.reset();
-  // The icon of a lost bus goes only now: taking it from a bus that is just breaking would end the process.
-  if (!bus) return;
-  if (icon_) {
-    icon_.reset();
-    look_.start(lookMs);
-  }
-  watchHosts(*bus);
-}
-
-void StatusItem::watchHosts(QDBusConnection bus) {
-  hosts_ = std::make_unique<BusListener>(
-      [this](const QDBusMessage& message) {
-        if (message.service() != busName || message.signature() != QLatin1String("sss")) return;
-        icon_.reset();
-        if (!message.arguments().at(2).toString().isEmpty()) hostChanged();
-      },
-      nullptr);
-  // No sender is named, because the bus library would wait for the bus to say who that is.
-  bus.connect(QString(), QStringLiteral("/org/freedesktop/DBus"), busName, QStringLiteral("NameOwnerChanged"),
-              {watcherName}, QString(), hosts_.get(), SLOT(received(QDBusMessage)));
-  QDBusMessage question = QDBusMessage::createMethodCall(busName, QStringLiteral("/org/freedesktop/DBus"),
-                                                         busName, QStringLiteral("NameHasOwner"));
-  question << watcherName;
-  auto* asked = new QDBusPendingCallWatcher(bus.asyncCall(question), hosts_.get());
-  QObject::connect(asked, &QDBusPendingCallWatcher::finished, hosts_.get(),
-                   [this](QDBusPendingCallWatcher* call) {
-                     const QDBusPendingReply<bool> reply = *call;
-                     if (!reply.isError() && reply.value()) hostChanged();
-                     call->deleteLater();
-                   });
+void StatusItem::busReturned() {
+  if (!icon_) return;
+  icon_.reset();
+  look_.start(lookMs);
 }
 
 StatusItem::~StatusItem() {
@@ -125,7 +104,7 @@ bool StatusItem::nativeEventFilter(const QByteArray& type, void* message, qintpt
   return false;
 }
 
-void StatusItem::hostChanged() {
+void StatusItem::hostAppeared() {
   look_.stop();
   if (!icon_) create();
 }

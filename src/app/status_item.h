@@ -2,16 +2,14 @@
 #pragma once
 
 #include <QAbstractNativeEventFilter>
-#include <QDBusConnection>
 #include <QMenu>
 #include <QSystemTrayIcon>
 #include <QTimer>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <optional>
 
-#include "linux/desktop/bus_listener.h"
+#include "linux/desktop/bus.h"
 #include "look/icons.h"
 
 namespace sentrel {
@@ -28,11 +26,9 @@ class StatusItem final : private QAbstractNativeEventFilter {
     std::function<void()> quit;
   };
 
-  explicit StatusItem(Actions actions);
+  /// Trays of the newer kind are found on the session bus.
+  StatusItem(Actions actions, const std::shared_ptr<Bus>& sessionBus);
   ~StatusItem() override;
-
-  /// Trays of the newer kind are found on `bus`, from now on.
-  void setBus(const std::optional<QDBusConnection>& bus);
 
   void setState(StatusBarIcon::IconState state);
   void setToolTip(const QString& words);
@@ -43,10 +39,10 @@ class StatusItem final : private QAbstractNativeEventFilter {
   [[nodiscard]] QRect anchor() const;
 
  private:
-  void watchHosts(QDBusConnection bus);
+  void busReturned();
   void lookForX11Tray();
   bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
-  void hostChanged();
+  void hostAppeared();
   void create();
   void update();
 
@@ -56,9 +52,10 @@ class StatusItem final : private QAbstractNativeEventFilter {
   QMenu menu_;
   QAction* toggle_;
   std::unique_ptr<QSystemTrayIcon> icon_;
-  std::unique_ptr<BusListener> hosts_;  // who comes and goes on the bus
-  std::uint32_t manager_ = 0;           // the atom of the message by which X11 trays say that they are there
-  QTimer look_;  // for a tray of the older kind, a moment after the newer kind had its chance
+  std::uint32_t manager_ = 0;  // the atom of the message by which X11 trays say that they are there
+  QTimer look_;                // for a tray of the older kind, a moment after the newer kind had its chance
+  Registration connection_;
+  BusService host_;  // last: its handlers use the others
 };
 
 }  // namespace sentrel

@@ -1,28 +1,41 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <QString>
+#include <QVariant>
+#include <map>
 #include <memory>
+#include <optional>
 
-#include "linux/desktop/bus_thread.h"
-#include "linux/desktop/portal_appearance.h"
+#include "linux/desktop/bus.h"
 #include "platform/desktop_services.h"
-#include "support/main_loop.h"
 #include "support/published.h"
 
 namespace sentrel {
 
-/// What the person asked of the desktop's looks; nothing until it says otherwise. Main thread.
+/// What the person asked of the desktop's looks: colours, contrast and size of text, and less movement;
+/// nothing until the desktop's portal says otherwise. Less movement is a setting of its own on newer
+/// desktops, GNOME's switch for animations, or the speed of KDE's. High contrast, too, is a setting of its
+/// own, GNOME's switch, or a theme. Main thread.
 class DesktopAppearance {
  public:
-  DesktopAppearance(std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<BusThread> buses);
+  explicit DesktopAppearance(std::shared_ptr<Bus> sessionBus);
 
   /// Published when it changes.
-  [[nodiscard]] const Published<Appearance>& appearance() const { return *appearance_; }
+  [[nodiscard]] const Published<Appearance>& appearance() const { return appearance_; }
 
  private:
-  std::shared_ptr<Published<Appearance>> appearance_ = std::make_shared<Published<Appearance>>();
-  std::shared_ptr<BusThread> buses_;
-  Resident<PortalAppearance> portal_;
+  void appeared();
+  void learn(const QString& space, const QString& key, const QVariant& value);
+
+  Published<Appearance> appearance_;
+  // By key: any of them is enough.
+  std::map<QString, bool> lessMotion_;
+  std::map<QString, bool> moreContrast_;
+  std::optional<bool> wishedDark_;
+  bool inverseTheme_ = false;  // the theme of high contrast that is light on dark
+  Registration listening_;
+  BusService portal_;  // last: its handlers use the others
 };
 
 }  // namespace sentrel

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "linux/desktop/portal_shortcut.h"
+#include "linux/desktop/resident.h"
 #include "linux/desktop/x11_key_monitor.h"
 
 namespace sentrel {
@@ -28,8 +29,8 @@ struct DesktopKeyMonitor::State : std::enable_shared_from_this<State> {
   bool possible = false;
   std::function<void()> observer;
   std::uint64_t observerNumber = 0;
-  Resident<X11KeyMonitor> x11;      // while observed
-  Resident<PortalShortcut> portal;  // once wanted
+  Resident<X11KeyMonitor> x11;             // while observed
+  std::unique_ptr<PortalShortcut> portal;  // once wanted
 
   void setPossible(bool now);
   void pressed() const;
@@ -58,21 +59,18 @@ void DesktopKeyMonitor::State::pressed() const {
 }
 
 void DesktopKeyMonitor::State::begin() {
-  const auto tellPress = later([](State& self) { self.pressed(); });
   if (onX11) {
+    const auto tellPress = later([](State& self) { self.pressed(); });
     x11 = Resident<X11KeyMonitor>(parts.displays,
                                   [tellPress] { return std::make_unique<X11KeyMonitor>(tellPress); });
     return;
   }
   if (!portal) {
-    const auto tellBound = later([](State& self, bool bound) { self.setPossible(bound); });
-    portal = parts.buses->reside<PortalShortcut>(
-        [tellPress, tellBound, description = QString::fromStdString(parts.description)](Buses& both) {
-          return std::make_unique<PortalShortcut>(both.session, description,
-                                                  PortalShortcut::Tell{tellBound, tellPress});
-        });
+    portal = std::make_unique<PortalShortcut>(
+        parts.sessionBus, parts.description,
+        PortalShortcut::Followers{[this](bool bound) { setPossible(bound); }, [this] { pressed(); }});
   }
-  portal.call([](PortalShortcut& shortcut) { shortcut.bind(); });
+  portal->bind();
 }
 
 DesktopKeyMonitor::DesktopKeyMonitor(Parts parts) : state_(std::make_shared<State>(std::move(parts), *this)) {

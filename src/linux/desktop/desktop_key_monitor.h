@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "linux/desktop/bus_thread.h"
+#include "linux/desktop/bus.h"
 #include "linux/desktop/event_thread.h"
 #include "platform/desktop_services.h"
 #include "platform/session_events.h"
@@ -18,7 +18,7 @@ class DesktopKeyMonitor final : public KeyMonitor {
  public:
   struct Parts {
     std::shared_ptr<MainLoop> mainLoop;
-    std::shared_ptr<BusThread> buses;
+    std::shared_ptr<Bus> sessionBus;
     std::shared_ptr<EventThread> displays;               ///< the thread for the display servers
     std::shared_ptr<const SessionEvents> sessionEvents;  ///< who knows whether the screen is locked
     std::string description;                             ///< what the shortcut does, for the portal's dialog

@@ -1,29 +1,54 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/desktop/desktop_notifications.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace sentrel {
 
 namespace {
+
 constexpr std::int64_t answerDeadlineMs = 2'000;
+
+/// After a server could not be started, no start is tried for this long.
+constexpr std::chrono::minutes startRest{10};
+
+BusMember ofServer(const char* member) {
+  return {"/org/freedesktop/Notifications", "org.freedesktop.Notifications", member};
+}
+
 }  // namespace
 
 DesktopNotifications::DesktopNotifications(std::shared_ptr<MainLoop> mainLoop,
-                                           std::shared_ptr<BusThread> buses)
+                                           std::shared_ptr<Bus> sessionBus)
     : mainLoop_(std::move(mainLoop)),
-      buses_(std::move(buses)),
-      self_(std::make_shared<DesktopNotifications*>(this)) {
-  const auto tell = [loop = mainLoop_, weak = std::weak_ptr(self_)](const std::string& identifier) {
-    loop->post([weak, identifier] {
-      if (const auto self = weak.lock()) (*self)->chosen.emit(identifier);
-    });
-  };
-  server_ = buses_->reside<NotificationServer>(
-      [tell](Buses& both) { return std::make_unique<NotificationServer>(both.session, tell); });
+      server_(
+          std::move(sessionBus), "org.freedesktop.Notifications",
+          {.appeared = [this] { appeared(); }, .gone = [this] { gone(); }, .absent = [this] { absent(); }}) {}
+
+void DesktopNotifications::appeared() {
+  starting_ = false;
+  startFailedAt_.reset();
+  if (deadline_) askServer();
+  for (auto& [identifier, entry] : entries_) showNext(identifier);
 }
 
-DesktopNotifications::~DesktopNotifications() = default;
+/// Nobody serves: what was asked and added before we knew that is a reason to start a server.
+void DesktopNotifications::absent() {
+  const auto waits = [](const auto& entry) { return entry.second.next.has_value(); };
+  if (deadline_ || std::ranges::any_of(entries_, waits)) startServer();
+}
+
+void DesktopNotifications::gone() {
+  starting_ = false;
+  listening_.clear();
+  for (auto& [identifier, entry] : entries_) {
+    entry.number = 0;  // the next server counts anew
+    if (!entry.next && !entry.unwanted) entry.next = std::move(entry.underWay);
+    entry.underWay.reset();
+    entry.unwanted = false;
+  }
+}
 
 void DesktopNotifications::requestAuthorization(std::function<void(bool granted)> answer) {
   if (granted_) {
@@ -33,30 +58,120 @@ void DesktopNotifications::requestAuthorization(std::function<void(bool granted)
   waiting_.push_back(std::move(answer));
   if (deadline_) return;
   deadline_ = mainLoop_->after(answerDeadlineMs, [this] { settle(false); });
-  server_.call(
-      [loop = mainLoop_, weak = std::weak_ptr(self_), number = ++question_](NotificationServer& server) {
-        server.ask([loop, weak, number](bool answers) {
-          loop->post([weak, number, answers] {
-            const auto self = weak.lock();
-            if (self && (*self)->deadline_ && (*self)->question_ == number) (*self)->settle(answers);
-          });
-        });
-      });
+  askServer();
+}
+
+void DesktopNotifications::askServer() {
+  if (!server_.isPresent()) {
+    startServer();
+    return;
+  }
+  // An answer that comes too late is not to settle the next question.
+  server_.call(ofServer("GetServerInformation"),
+               {[this](const BusMessage& reply) { settle(!reply.isError); }, answerDeadlineMs}, "");
 }
 
 /// By the server or by the deadline.
 void DesktopNotifications::settle(bool granted) {
+  if (!deadline_) return;
   granted_ = granted;
   deadline_.reset();
   for (const auto& told : std::exchange(waiting_, {})) told(granted);
 }
 
 void DesktopNotifications::add(const std::string& identifier, const NotificationContent& content) {
-  server_.call([=](NotificationServer& server) { server.add(identifier, content); });
+  Entry& entry = entries_[identifier];
+  entry.next = content;
+  entry.unwanted = false;
+  if (server_.isPresent()) {
+    showNext(identifier);
+  } else {
+    startServer();
+  }
 }
 
 void DesktopNotifications::remove(const std::string& identifier) {
-  server_.call([=](NotificationServer& server) { server.remove(identifier); });
+  const auto found = entries_.find(identifier);
+  if (found == entries_.end()) return;
+  Entry& entry = found->second;
+  entry.next.reset();
+  entry.unwanted = entry.underWay.has_value();
+  close(entry);
+  listenWhileShown();
+}
+
+void DesktopNotifications::showNext(const std::string& identifier) {
+  Entry& entry = entries_[identifier];
+  if (entry.underWay || !entry.next) return;
+  entry.underWay = std::exchange(entry.next, std::nullopt);
+  constexpr int critical = 2;
+  constexpr int serversOwnExpiry = -1;
+  // A late answer is still an answer: without its number a notification could never be taken away. The action
+  // "default" is the notification itself; its label is not shown.
+  server_.call(
+      ofServer("Notify"),
+      {[this, identifier](const BusMessage& reply) { shown(identifier, reply); }, BusReply::noTimeout},
+      "susssasa{sv}i", "Sentrel", entry.number, "expert.mardeck.sentrel", entry.underWay->title.c_str(),
+      entry.underWay->body.c_str(), 2, "default", "Sentrel", 3, "urgency", "y", critical, "sound-name", "s",
+      "message-new-instant", "desktop-entry", "s", "expert.mardeck.sentrel", serversOwnExpiry);
+}
+
+void DesktopNotifications::shown(const std::string& identifier, const BusMessage& reply) {
+  Entry& entry = entries_[identifier];
+  entry.underWay.reset();
+  entry.number = reply.only<uint>().value_or(0);
+  if (std::exchange(entry.unwanted, false)) close(entry);
+  showNext(identifier);
+  listenWhileShown();
+}
+
+void DesktopNotifications::close(Entry& entry) {
+  if (entry.number != 0)
+    server_.call(ofServer("CloseNotification"), {}, "u", std::exchange(entry.number, 0U));
+}
+
+void DesktopNotifications::startServer() {
+  if (starting_ || server_.presence() != BusService::Presence::absent) return;
+  if (startFailedAt_ && std::chrono::steady_clock::now() - *startFailedAt_ < startRest) {
+    startFailed();
+    return;
+  }
+  starting_ = true;
+  server_.start([this] {
+    starting_ = false;
+    startFailedAt_ = std::chrono::steady_clock::now();
+    startFailed();
+  });
+}
+
+/// Nobody answers the question under way; who asked is told in a later turn.
+void DesktopNotifications::startFailed() {
+  if (deadline_) deadline_ = mainLoop_->after(0, [this] { settle(false); });
+}
+
+std::optional<std::string> DesktopNotifications::identifierOf(const BusMessage& signal) const {
+  const auto number = valueOf<uint>(signal.arguments.value(0)).value_or(0);
+  for (const auto& [identifier, entry] : entries_) {
+    if (number != 0 && entry.number == number) return identifier;
+  }
+  return std::nullopt;
+}
+
+/// Servers tell everybody about everybody's notifications, so they are listened to only while one is ours.
+void DesktopNotifications::listenWhileShown() {
+  const auto isShown = [](const auto& entry) { return entry.second.number != 0; };
+  if (!std::ranges::any_of(entries_, isShown)) {
+    listening_.clear();
+    return;
+  }
+  if (!listening_.empty()) return;
+  listening_.push_back(server_.listen(ofServer("ActionInvoked"), [this](const BusMessage& signal) {
+    if (const auto identifier = identifierOf(signal)) chosen.emit(*identifier);
+  }));
+  listening_.push_back(server_.listen(ofServer("NotificationClosed"), [this](const BusMessage& signal) {
+    if (const auto identifier = identifierOf(signal)) entries_[*identifier].number = 0;
+    listenWhileShown();
+  }));
 }
 
 }  // namespace sentrel

@@ -1,39 +1,61 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
+#include <optional>
+#include <string>
 #include <vector>
 
-#include "linux/desktop/bus_thread.h"
-#include "linux/desktop/notification_server.h"
+#include "linux/desktop/bus.h"
 #include "platform/desktop_services.h"
 #include "support/main_loop.h"
 
 namespace sentrel {
 
-/// Notifications through the session's notification server. Authorised means that a server answers.
+/// Notifications through the session's notification server, in version 1.2 of the desktops' protocol. Keeps
+/// the server's number for each of our identifiers. Authorised means that a server answers. Main thread.
 class DesktopNotifications final : public Notifications {
  public:
-  DesktopNotifications(std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<BusThread> buses);
-  ~DesktopNotifications() override;
+  DesktopNotifications(std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<Bus> sessionBus);
 
   void requestAuthorization(std::function<void(bool granted)> answer) override;
   void add(const std::string& identifier, const NotificationContent& content) override;
   void remove(const std::string& identifier) override;
 
  private:
-  void settle(bool granted);
+  struct Entry {
+    std::uint32_t number = 0;                     // the server's; 0: not shown
+    std::optional<NotificationContent> underWay;  // shown, but its number is not known yet
+    std::optional<NotificationContent> next;      // waits for a server or for the number
+    bool unwanted = false;                        // to be closed as soon as the number is known
+  };
 
-  std::shared_ptr<MainLoop> mainLoop_;
-  std::shared_ptr<BusThread> buses_;
-  std::shared_ptr<DesktopNotifications*> self_;  // null once this is gone
+  void appeared();
+  void absent();
+  void gone();
+  void askServer();
+  void settle(bool granted);
+  void showNext(const std::string& identifier);
+  void shown(const std::string& identifier, const BusMessage& reply);
+  void close(Entry& entry);
+  void startServer();
+  void startFailed();
+  void listenWhileShown();
+  [[nodiscard]] std::optional<std::string> identifierOf(const BusMessage& signal) const;
+
+  const std::shared_ptr<MainLoop> mainLoop_;
   bool granted_ = false;
   std::vector<std::function<void(bool granted)>> waiting_;  // for the answer to the question under way
   Registration deadline_;                                   // of that question
-  std::uint64_t question_ = 0;                              // its number
-  Resident<NotificationServer> server_;
+  std::map<std::string, Entry> entries_;
+  std::vector<Registration> listening_;
+  bool starting_ = false;
+  std::optional<std::chrono::steady_clock::time_point> startFailedAt_;
+  BusService server_;  // last: its handlers use the others
 };
 
 }  // namespace sentrel

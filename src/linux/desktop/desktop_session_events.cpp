@@ -1,27 +1,266 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/desktop/desktop_session_events.h"
 
+#include <unistd.h>
+
 #include <cstdint>
 #include <iostream>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
-#include "linux/desktop/session_witnesses.h"
+#include "linux/desktop/resident.h"
 #include "linux/desktop/wayland_displays.h"
 #include "linux/desktop/x11_display_power.h"
+#include "platform/session_event_order.h"
 
 namespace sentrel {
 
 namespace {
+
+using Witness = SessionEventOrder::Witness;
+
 /// A bus that does not answer must not hold up protection.
 constexpr std::int64_t knownLimitMs = 500;
+
+constexpr auto managerPath = "/org/freedesktop/login1";
+constexpr auto sessionInterface = "org.freedesktop.login1.Session";
+
+BusMember ofManager(const char* member) {
+  return {managerPath, "org.freedesktop.login1.Manager", member};
+}
+
+/// The login manager about the session of this process: locked, active, asked to lock; and about the sleep of
+/// the machine, which it delays until told to go on.
+class LogindSession {
+ public:
+  LogindSession(std::shared_ptr<Bus> systemBus, SessionEventOrder& order)
+      : order_(order),
+        manager_(std::move(systemBus), "org.freedesktop.login1",
+                 {.appeared = [this] { appeared(); },
+                  .gone = [this] { gone(); },
+                  .absent = [this] { order_.silent(Witness::lockedHint); }}) {}
+
+  /// Lets the sleep that is being prepared go on.
+  void allowSleep() {
+    if (preparing_) sleepDelay_.reset();
+  }
+
+ private:
+  void appeared();
+  void gone();
+  void askByEnvironment();
+  void askByUser();
+  void sessionFound(const std::string& path);
+  void sleepIsPrepared(bool begins);
+  void delaySleep();
+  /// Asks for the session and takes the answer, or goes on with `otherwise`.
+  template <class... Values>
+  void askForSession(const char* method, void (LogindSession::*otherwise)(), const char* types,
+                     Values... values) {
+    const auto answered = [this, otherwise](const BusMessage& reply) {
+      if (const std::string path = reply.objectPath(); !path.empty()) {
+        sessionFound(path);
+      } else {
+        (this->*otherwise)();
+      }
+    };
+    manager_.call(ofManager(method), {answered}, types, values...);
+  }
+
+  SessionEventOrder& order_;
+  BusDescriptor sleepDelay_;  // sleep waits while this is open
+  bool preparing_ = false;
+  std::vector<Registration> listening_;
+  BusService manager_;  // last: its handlers use the others
+};
+
+void LogindSession::appeared() {
+  listening_.push_back(manager_.listen(ofManager("PrepareForSleep"), [this](const BusMessage& signal) {
+    if (const auto begins = signal.only<bool>()) sleepIsPrepared(*begins);
+  }));
+  const auto preparing = [this](const BusMessage& reply) {
+    if (reply.isError) return;
+    preparing_ = reply.only<bool>().value_or(false);
+    order_.found(Witness::systemSleep, preparing_);
+  };
+  manager_.call({managerPath, "org.freedesktop.DBus.Properties", "Get"}, {preparing}, "ss",
+                "org.freedesktop.login1.Manager", "PreparingForSleep");
+  delaySleep();
+  askForSession("GetSessionByPID", &LogindSession::askByEnvironment, "u", static_cast<unsigned>(getpid()));
+}
+
+void LogindSession::gone() {
+  listening_.clear();
+  sleepDelay_.reset();
+  preparing_ = false;
+  for (const Witness witness : {Witness::lockedHint, Witness::sessionInactive, Witness::systemSleep})
+    order_.lost(witness);
+}
+
+void LogindSession::askByEnvironment() {
+  const QByteArray id = qgetenv("XDG_SESSION_ID");
+  if (id.isEmpty()) {
+    askByUser();
+  } else {
+    askForSession("GetSession", &LogindSession::askByUser, "s", id.constData());
+  }
+}
+
+/// A program that the user's service manager started belongs to no session; the person's graphical one is
+/// meant.
+void LogindSession::askByUser() {
+  const auto displayed = [this](const BusMessage& reply) {
+    // The identifier and the object path of the session.
+    const QVariantList session = reply.only<QVariantList>().value_or(QVariantList());
+    if (session.value(0).toString().isEmpty()) {
+      order_.silent(Witness::lockedHint);
+    } else {
+      sessionFound(session.value(1).toString().toStdString());
+    }
+  };
+  const auto found = [this, displayed](const BusMessage& reply) {
+    if (const std::string user = reply.objectPath(); !user.empty()) {
+      manager_.call({user, "org.freedesktop.DBus.Properties", "Get"}, {displayed}, "ss",
+                    "org.freedesktop.login1.User", "Display");
+    } else {
+      order_.silent(Witness::lockedHint);
+    }
+  };
+  manager_.call(ofManager("GetUser"), {found}, "u", static_cast<unsigned>(getuid()));
+}
+
+void LogindSession::sessionFound(const std::string& path) {
+  listening_.push_back(manager_.listen({path, sessionInterface, "Lock"},
+                                       [this](const BusMessage&) { order_.lockRequested(); }));
+  listening_.push_back(manager_.listen({path, sessionInterface, "Unlock"},
+                                       [this](const BusMessage&) { order_.unlockRequested(); }));
+  const auto told = [this](const QVariantMap& properties, bool changed) {
+    const auto tell = [&](Witness witness, bool absent) {
+      changed ? order_.changed(witness, absent) : order_.found(witness, absent);
+    };
+    if (const auto locked = valueOf<bool>(properties, "LockedHint")) tell(Witness::lockedHint, *locked);
+    if (const auto active = valueOf<bool>(properties, "Active")) tell(Witness::sessionInactive, !*active);
+    if (!changed) order_.silent(Witness::lockedHint);  // that was all
+  };
+  listening_.push_back(manager_.followProperties(path, sessionInterface, told));
+}
+
+void LogindSession::sleepIsPrepared(bool begins) {
+  preparing_ = begins;
+  order_.changed(Witness::systemSleep, begins);
+  if (!begins) delaySleep();
+}
+
+void LogindSession::delaySleep() {
+  if (sleepDelay_) return;
+  const auto delayed = [this](const BusMessage& reply) {
+    sleepDelay_ = reply.only<BusDescriptor>().value_or(nullptr);
+  };
+  manager_.call(ofManager("Inhibit"), {delayed}, "ssss", "sleep", "Sentrel", "The camera is being closed",
+                "delay");
+}
+
+/// A screen locker that tells when it covers the screen.
+class ScreenLocker {
+ public:
+  /// `name` is that of the service and of its interface; `paths` are where its object may be, likeliest
+  /// first.
+  ScreenLocker(std::shared_ptr<Bus> sessionBus, std::string name, std::vector<std::string> paths,
+               Witness witness, SessionEventOrder& order)
+      : name_(std::move(name)),
+        paths_(std::move(paths)),
+        witness_(witness),
+        order_(order),
+        locker_(std::move(sessionBus), name_,
+                {.appeared = [this] { appeared(); },
+                 .gone = [this] { order_.lost(witness_); },
+                 .absent = [this] { order_.silent(witness_); }}) {}
+
+ private:
+  void appeared() {
+    listening_ = locker_.listen({"", name_, "ActiveChanged"}, [this](const BusMessage& signal) {
+      if (const auto active = signal.only<bool>()) order_.changed(witness_, *active);
+    });
+    ask(0);
+  }
+
+  void ask(std::size_t path) {
+    if (path == paths_.size()) {
+      order_.silent(witness_);
+      return;
+    }
+    const auto answered = [this, path](const BusMessage& reply) {
+      if (const auto active = reply.only<bool>()) {
+        order_.found(witness_, *active);
+      } else {
+        ask(path + 1);
+      }
+    };
+    locker_.call({paths_[path], name_, "GetActive"}, {answered}, "");
+  }
+
+  const std::string name_;
+  const std::vector<std::string> paths_;
+  const Witness witness_;
+  SessionEventOrder& order_;
+  Registration listening_;
+  BusService locker_;  // last: its handlers use the others
+};
+
+/// GNOME's compositor about the power of its displays.
+class MutterDisplays {
+ public:
+  MutterDisplays(std::shared_ptr<Bus> sessionBus, SessionEventOrder& order)
+      : order_(order),
+        compositor_(
+            std::move(sessionBus), interface,
+            {.appeared = [this] { appeared(); }, .gone = [this] { order_.lost(Witness::gnomeDisplays); }}) {}
+
+ private:
+  static constexpr auto interface = "org.gnome.Mutter.DisplayConfig";
+
+  void appeared() {
+    const auto told = [this](const QVariantMap& properties, bool changed) {
+      // -1: not known; 0: on; 1, 2, 3: standby, suspended, off.
+      const auto mode = valueOf<int>(properties, "PowerSaveMode");
+      if (!mode || *mode < -1 || *mode > 3) return;
+      changed ? order_.changed(Witness::gnomeDisplays, *mode > 0)
+              : order_.found(Witness::gnomeDisplays, *mode > 0);
+    };
+    following_ = compositor_.followProperties("/org/gnome/Mutter/DisplayConfig", interface, told);
+  }
+
+  SessionEventOrder& order_;
+  Registration following_;
+  BusService compositor_;  // last: its handlers use the others
+};
+
+/// Everybody on the buses who knows whether the person is there.
+struct BusSources {
+  BusSources(const std::shared_ptr<Bus>& sessionBus, const std::shared_ptr<Bus>& systemBus,
+             SessionEventOrder& order)
+      : logind(systemBus, order),
+        freedesktop(sessionBus, "org.freedesktop.ScreenSaver",
+                    {"/org/freedesktop/ScreenSaver", "/ScreenSaver"}, Witness::freedesktopScreenSaver, order),
+        gnome(sessionBus, "org.gnome.ScreenSaver", {"/org/gnome/ScreenSaver"}, Witness::gnomeScreenSaver,
+              order),
+        mutter(sessionBus, order) {}
+
+  LogindSession logind;
+  ScreenLocker freedesktop;
+  ScreenLocker gnome;
+  MutterDisplays mutter;
+};
+
 }  // namespace
 
 struct DesktopSessionEvents::State : std::enable_shared_from_this<State> {
-  std::shared_ptr<MainLoop> mainLoop;
-  std::shared_ptr<Clock> clock;
-  std::shared_ptr<BusThread> buses;
-  std::shared_ptr<EventThread> displays;
+  explicit State(Parts given) : parts(std::move(given)) {}
+
+  const Parts parts;
 
   Observer observer;
   std::uint64_t observerNumber = 0;
@@ -33,7 +272,7 @@ struct DesktopSessionEvents::State : std::enable_shared_from_this<State> {
   Registration settled;
   std::function<void()> known;  // who waits for the first answers, or nobody
   Registration knownLimit;
-  Resident<SessionWitnesses> witnesses;
+  std::unique_ptr<BusSources> sources;
   Resident<X11DisplayPower> x11;
   Resident<WaylandDisplays> wayland;
 
@@ -47,7 +286,7 @@ struct DesktopSessionEvents::State : std::enable_shared_from_this<State> {
 void DesktopSessionEvents::State::begin() {
   const std::weak_ptr<State> weak = weak_from_this();
   order = std::make_shared<SessionEventOrder>(
-      *mainLoop, *clock,
+      *parts.mainLoop, *parts.clock,
       [weak](SessionEvent event) {
         if (const auto self = weak.lock()) self->deliver(event);
       },
@@ -58,27 +297,26 @@ void DesktopSessionEvents::State::begin() {
     self->updatePolling();
     if (self->order && self->order->isKnown()) self->tellKnown();
   });
-  const WitnessReports reports(mainLoop, order);
-  witnesses = buses->reside<SessionWitnesses>([reports](Buses& both) {
-    return std::make_unique<SessionWitnesses>(both.session, both.system, reports);
-  });
-  x11 = Resident<X11DisplayPower>(displays, [reports] { return std::make_unique<X11DisplayPower>(reports); });
-  wayland =
-      Resident<WaylandDisplays>(displays, [reports] { return std::make_unique<WaylandDisplays>(reports); });
+  sources = std::make_unique<BusSources>(parts.sessionBus, parts.systemBus, *order);
+  const WitnessReports reports(parts.mainLoop, order);
+  x11 = Resident<X11DisplayPower>(parts.displays,
+                                  [reports] { return std::make_unique<X11DisplayPower>(reports); });
+  wayland = Resident<WaylandDisplays>(parts.displays,
+                                      [reports] { return std::make_unique<WaylandDisplays>(reports); });
   polling = false;
   updatePolling();
 }
 
 void DesktopSessionEvents::State::end() {
   observer = nullptr;
-  witnesses = {};
   x11 = {};
   wayland = {};
   settled.reset();
   known = nullptr;
   knownLimit.reset();
-  // An observer may end its own registration while it is being told: the order is left to finish this turn.
-  if (order) mainLoop->post([ended = std::move(order)] {});
+  // An observer may end its own registration while it is being told: who tells it is left to finish this
+  // turn.
+  if (order) parts.mainLoop->post([ended = std::move(order), telling = std::move(sources)] {});
   order.reset();
 }
 
@@ -96,21 +334,14 @@ void DesktopSessionEvents::State::updatePolling() {
 void DesktopSessionEvents::State::tellKnown() {
   knownLimit.reset();
   if (!known) return;
-  mainLoop->post([weak = weak_from_this(), number = observerNumber, told = std::exchange(known, nullptr)] {
-    const auto self = weak.lock();
-    if (self && self->observer && self->observerNumber == number) told();
-  });
+  parts.mainLoop->post(
+      [weak = weak_from_this(), number = observerNumber, told = std::exchange(known, nullptr)] {
+        const auto self = weak.lock();
+        if (self && self->observer && self->observerNumber == number) told();
+      });
 }
 
-DesktopSessionEvents::DesktopSessionEvents(std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<Clock> clock,
-                                           std::shared_ptr<BusThread> buses,
-                                           std::shared_ptr<EventThread> displays)
-    : state_(std::make_shared<State>()) {
-  state_->mainLoop = std::move(mainLoop);
-  state_->clock = std::move(clock);
-  state_->buses = std::move(buses);
-  state_->displays = std::move(displays);
-}
+DesktopSessionEvents::DesktopSessionEvents(Parts parts) : state_(std::make_shared<State>(std::move(parts))) {}
 
 DesktopSessionEvents::~DesktopSessionEvents() {
   state_->end();
@@ -123,7 +354,7 @@ Registration DesktopSessionEvents::install(Observer observer) {
   if (!state_->order) {
     state_->begin();
   } else {
-    state_->mainLoop->post([weak, number] {
+    state_->parts.mainLoop->post([weak, number] {
       const auto state = weak.lock();
       if (state && state->order && state->observerNumber == number) state->order->repeatForNewObserver();
     });
@@ -136,7 +367,7 @@ Registration DesktopSessionEvents::install(Observer observer) {
 
 void DesktopSessionEvents::whenKnown(std::function<void()> known) {
   state_->known = std::move(known);
-  state_->knownLimit = state_->mainLoop->after(knownLimitMs, [weak = std::weak_ptr(state_)] {
+  state_->knownLimit = state_->parts.mainLoop->after(knownLimitMs, [weak = std::weak_ptr(state_)] {
     if (const auto state = weak.lock()) state->tellKnown();
   });
   if (state_->order && state_->order->isKnown()) state_->tellKnown();
@@ -147,7 +378,7 @@ bool DesktopSessionEvents::isLocked() const {
 }
 
 void DesktopSessionEvents::cameraIsClosed() {
-  state_->witnesses.call([](SessionWitnesses& witnesses) { witnesses.logind.allowSleep(); });
+  if (state_->sources) state_->sources->logind.allowSleep();
 }
 
 void DesktopSessionEvents::setResting(bool resting) {

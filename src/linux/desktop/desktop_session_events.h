@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "linux/desktop/bus_thread.h"
+#include "linux/desktop/bus.h"
 #include "linux/desktop/event_thread.h"
 #include "platform/session_events.h"
 #include "support/main_loop.h"
@@ -11,12 +11,18 @@
 namespace sentrel {
 
 /// Session events from the login manager, the screen lockers, and whoever powers the displays. Nothing is
-/// listened to while nobody observes.
+/// listened to while nobody observes. Main thread.
 class DesktopSessionEvents final : public SessionEvents {
  public:
-  /// `displays` is the thread for the display servers.
-  DesktopSessionEvents(std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<Clock> clock,
-                       std::shared_ptr<BusThread> buses, std::shared_ptr<EventThread> displays);
+  struct Parts {
+    std::shared_ptr<MainLoop> mainLoop;
+    std::shared_ptr<Clock> clock;
+    std::shared_ptr<Bus> sessionBus;
+    std::shared_ptr<Bus> systemBus;
+    std::shared_ptr<EventThread> displays;  ///< the thread for the display servers
+  };
+
+  explicit DesktopSessionEvents(Parts parts);
   ~DesktopSessionEvents() override;
   DesktopSessionEvents(const DesktopSessionEvents&) = delete;
   DesktopSessionEvents& operator=(const DesktopSessionEvents&) = delete;

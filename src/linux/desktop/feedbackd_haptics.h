@@ -3,21 +3,19 @@
 
 #include <memory>
 
-#include "linux/desktop/bus_peer.h"
-#include "linux/desktop/bus_thread.h"
+#include "linux/desktop/bus.h"
 #include "platform/desktop_services.h"
 
 namespace sentrel {
 
-/// Haptics through the feedback service that phones and tablets run; it is never started for us.
+/// Haptics through the feedback service that phones and tablets run; it is never started for us. Main thread.
 class FeedbackdHaptics final : public Haptics {
  public:
-  explicit FeedbackdHaptics(std::shared_ptr<BusThread> buses);
+  explicit FeedbackdHaptics(std::shared_ptr<Bus> sessionBus);
   void perform() override;
 
  private:
-  std::shared_ptr<BusThread> buses_;
-  Resident<BusPeer> service_;
+  BusService service_;
 };
 
 }  // namespace sentrel

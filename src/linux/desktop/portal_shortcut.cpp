@@ -1,69 +1,41 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/desktop/portal_shortcut.h"
 
-#include <QDBusArgument>
-#include <QDBusMetaType>
-#include <QDBusObjectPath>
+#include <algorithm>
 #include <utility>
-
-#include "linux/desktop/bus_values.h"
 
 namespace sentrel {
 
-/// A shortcut as the portal takes it: (sa{sv}).
-struct ShortcutOffer {
-  QString id;
-  QVariantMap properties;
-};
-
-QDBusArgument& operator<<(QDBusArgument& argument, const ShortcutOffer& offer) {
-  argument.beginStructure();
-  argument << offer.id << offer.properties;
-  argument.endStructure();
-  return argument;
-}
-
-const QDBusArgument& operator>>(const QDBusArgument& argument, ShortcutOffer& offer) {
-  argument.beginStructure();
-  argument >> offer.id >> offer.properties;
-  argument.endStructure();
-  return argument;
-}
-
 namespace {
 
-const auto portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
-const auto shortcutId = QStringLiteral("toggle");
+constexpr auto portalPath = "/org/freedesktop/portal/desktop";
+constexpr auto shortcutId = "toggle";
 
 /// As the portal writes shortcuts: modifiers in capitals, then the name of the key.
-const auto keys = QStringLiteral("LOGO+SHIFT+c");
+constexpr auto keys = "LOGO+SHIFT+c";
 
-BusPeer::Place ofShortcuts(const char* member) {
-  return {portalPath, QStringLiteral("org.freedesktop.portal.GlobalShortcuts"), QString::fromLatin1(member)};
+BusMember ofShortcuts(const char* member) {
+  return {portalPath, "org.freedesktop.portal.GlobalShortcuts", member};
 }
 
 }  // namespace
 
-PortalShortcut::PortalShortcut(BusConnection& sessionBus, QString description, Tell tell)
+PortalShortcut::PortalShortcut(std::shared_ptr<Bus> sessionBus, std::string description, Followers followers)
     : description_(std::move(description)),
-      tell_(std::move(tell)),
-      portal_(sessionBus, QStringLiteral("org.freedesktop.portal.Desktop"),
+      followers_(std::move(followers)),
+      portal_(std::move(sessionBus), "org.freedesktop.portal.Desktop",
               {.appeared = [this] { appeared(); },
                .gone = [this] { gone(); },
                .absent =
                    [this] {
                      if (wanted_) portal_.start();
-                   }}) {
-  qDBusRegisterMetaType<ShortcutOffer>();
-  qDBusRegisterMetaType<QList<ShortcutOffer>>();
-}
+                   }}) {}
 
 void PortalShortcut::bind() {
-  if (std::exchange(wanted_, true)) {
-    if (stage_ == Stage::idle && portal_.isPresent()) createSession();
-  } else if (portal_.isPresent()) {
-    createSession();
-  } else {
+  const bool first = !std::exchange(wanted_, true);
+  if (portal_.isPresent()) {
+    appeared();
+  } else if (first) {
     portal_.start();
   }
 }
@@ -77,98 +49,89 @@ void PortalShortcut::gone() {
   answer_ = nullptr;
   session_.clear();
   if (stage_ == Stage::declined) return;
-  if (std::exchange(stage_, Stage::idle) == Stage::bound) tell_.bound(false);
+  if (std::exchange(stage_, Stage::idle) == Stage::bound) followers_.bound(false);
 }
 
 void PortalShortcut::createSession() {
   stage_ = Stage::binding;
+  const auto registered = [this](const BusMessage&) {
+    const std::string token = expectAnswer([this](const QVariantMap& results) { sessionCreated(results); });
+    portal_.call(ofShortcuts("CreateSession"), requested(), "a{sv}", 2, "session_handle_token", "s",
+                 "sentrel", "handle_token", "s", token.c_str());
+  };
   // Portals since 2025 want to know who speaks; older ones do not know the question.
-  portal_.call(
-      {portalPath, QStringLiteral("org.freedesktop.host.portal.Registry"), QStringLiteral("Register")},
-      {QStringLiteral("expert.mardeck.sentrel"), QVariantMap()}, [this](const QDBusMessage&) {
-        request(ofShortcuts("CreateSession"), {},
-                {{QStringLiteral("session_handle_token"), QStringLiteral("sentrel")}},
-                [this](uint response, const QVariantMap& results) {
-                  if (response == 0) {
-                    sessionCreated(results);
-                  } else {
-                    failed();
-                  }
-                });
-      });
+  constexpr int noOptions = 0;
+  portal_.call({portalPath, "org.freedesktop.host.portal.Registry", "Register"}, {registered}, "sa{sv}",
+               "expert.mardeck.sentrel", noOptions);
 }
 
 void PortalShortcut::sessionCreated(const QVariantMap& results) {
   // Documented as an object path, sent as a text.
-  const QVariant handle = results.value(QStringLiteral("session_handle"));
-  const auto path = valueOf<QDBusObjectPath>(handle);
-  session_ = path ? path->path() : valueOf<QString>(handle).value_or(QString());
-  if (!session_.startsWith(QLatin1Char('/'))) {
+  session_ = valueOf<QString>(results, "session_handle").value_or(QString()).toStdString();
+  if (!session_.starts_with('/')) {
     failed();
     return;
   }
-  listening_.push_back(portal_.listen(ofShortcuts("Activated"), [this](const QDBusMessage& signal) {
-    const QVariantList arguments = signal.arguments();
-    const auto session = valueOf<QDBusObjectPath>(arguments.value(0));
-    const bool ours = session && session->path() == session_;
-    if (ours && valueOf<QString>(arguments.value(1)) == shortcutId) tell_.pressed();
+  listening_.push_back(portal_.listen(ofShortcuts("Activated"), [this](const BusMessage& signal) {
+    const bool ours = valueOf<QString>(signal.arguments.value(0)) == QString::fromStdString(session_);
+    if (ours && valueOf<QString>(signal.arguments.value(1)) == QLatin1String(shortcutId))
+      followers_.pressed();
   }));
-  listening_.push_back(
-      portal_.listen({session_, QStringLiteral("org.freedesktop.portal.Session"), QStringLiteral("Closed")},
-                     [this](const QDBusMessage&) { gone(); }));
+  listening_.push_back(portal_.listen({session_, "org.freedesktop.portal.Session", "Closed"},
+                                      [this](const BusMessage&) { gone(); }));
   bindShortcut();
 }
 
 void PortalShortcut::bindShortcut() {
-  const QList<ShortcutOffer> offers{
-      {shortcutId,
-       {{QStringLiteral("description"), description_}, {QStringLiteral("preferred_trigger"), keys}}}};
-  const auto noParentWindow = QString();
-  request(ofShortcuts("BindShortcuts"),
-          {QVariant::fromValue(QDBusObjectPath(session_)), QVariant::fromValue(offers), noParentWindow}, {},
-          [this](uint response, const QVariantMap&) {
-            if (response == 0) {
-              stage_ = Stage::bound;
-              tell_.bound(true);
-            } else {
-              failed();
-            }
-          });
+  const std::string token = expectAnswer([this](const QVariantMap&) {
+    stage_ = Stage::bound;
+    followers_.bound(true);
+  });
+  constexpr auto noParentWindow = "";
+  portal_.call(ofShortcuts("BindShortcuts"), requested(), "oa(sa{sv})sa{sv}", session_.c_str(), 1, shortcutId,
+               2, "description", "s", description_.c_str(), "preferred_trigger", "s", keys, noParentWindow, 1,
+               "handle_token", "s", token.c_str());
 }
 
 /// The portal answers a request by a signal of an object whose path is known beforehand, so that it can be
-/// listened to before the question is asked.
-void PortalShortcut::request(const BusPeer::Place& place, QVariantList arguments, QVariantMap options,
-                             std::function<void(uint response, const QVariantMap& results)> answer) {
-  const QString token = QStringLiteral("sentrel%1").arg(++requests_);
-  options.insert(QStringLiteral("handle_token"), token);
-  arguments.push_back(options);
+/// listened to before the question is asked. Gives the token that the path is made of.
+std::string PortalShortcut::expectAnswer(Answer answer) {
   answer_ = std::move(answer);
-  const QString sender = portal_.ownName().mid(1).replace(QLatin1Char('.'), QLatin1Char('_'));
-  const QString expected = QStringLiteral("%1/request/%2/%3").arg(portalPath, sender, token);
-  listenForResponse(expected);
-  portal_.call(
-      place, arguments,
-      [this, expected](const QDBusMessage& reply) {
-        const auto path = objectPath(reply);
-        if (!path) {
-          failed();
-        } else if (*path != expected) {
-          listenForResponse(*path);
-        }
-      },
-      BusPeer::endlessMs);  // a dialog may be open as long as the person likes
+  const std::string token = "sentrel" + std::to_string(++requests_);
+  std::string sender = portal_.bus().ownName().erase(0, 1);
+  std::ranges::replace(sender, '.', '_');
+  requestPath_ =
+      QStringLiteral("%1/request/%2/%3")
+          .arg(QLatin1String(portalPath), QString::fromStdString(sender), QString::fromStdString(token))
+          .toStdString();
+  listenForResponse(requestPath_);
+  return token;
 }
 
-void PortalShortcut::listenForResponse(const QString& path) {
-  response_ = portal_.listen(
-      {path, QStringLiteral("org.freedesktop.portal.Request"), QStringLiteral("Response")},
-      [this](const QDBusMessage& signal) {
-        if (signal.signature() != QLatin1String("ua{sv}")) return;
+/// The call itself is answered with where the answer will come.
+BusReply PortalShortcut::requested() {
+  return {[this, expected = requestPath_](const BusMessage& reply) {
+            const std::string path = reply.objectPath();
+            if (path.empty()) {
+              failed();
+            } else if (path != expected) {
+              listenForResponse(path);
+            }
+          },
+          BusReply::noTimeout};  // a dialog may be open as long as the person likes
+}
+
+void PortalShortcut::listenForResponse(const std::string& path) {
+  response_ =
+      portal_.listen({path, "org.freedesktop.portal.Request", "Response"}, [this](const BusMessage& signal) {
+        if (signal.signature != "ua{sv}") return;
         const auto answer = std::exchange(answer_, nullptr);
         response_.reset();
-        if (answer) {
-          answer(signal.arguments().at(0).toUInt(), qdbus_cast<QVariantMap>(signal.arguments().at(1)));
+        if (!answer) return;
+        if (signal.arguments.at(0).toUInt() == 0) {
+          answer(signal.arguments.at(1).toMap());
+        } else {
+          failed();
         }
       });
 }

@@ -1,53 +1,56 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <QString>
 #include <QVariantMap>
 #include <functional>
+#include <memory>
+#include <string>
 #include <vector>
 
-#include "linux/desktop/bus_peer.h"
+#include "linux/desktop/bus.h"
 
 namespace sentrel {
 
 /// The shortcut through the desktop portal's GlobalShortcuts (version 1): one portal session a process, bound
-/// when first wanted; the desktop asks the person. Lives on the bus thread.
+/// when first wanted; the desktop asks the person. Main thread.
 class PortalShortcut {
  public:
-  struct Tell {
+  struct Followers {
     std::function<void(bool bound)> bound;
     std::function<void()> pressed;
   };
 
-  /// `description` is shown to the person beside the keys. `tell` is called on this thread.
-  PortalShortcut(BusConnection& sessionBus, QString description, Tell tell);
+  /// `description` is shown to the person beside the keys.
+  PortalShortcut(std::shared_ptr<Bus> sessionBus, std::string description, Followers followers);
 
   /// Binds the shortcut, unless it is bound or the person declined.
   void bind();
 
  private:
   enum class Stage { idle, binding, bound, declined };
+  using Answer = std::function<void(const QVariantMap& results)>;
 
   void appeared();
   void gone();
   void createSession();
   void sessionCreated(const QVariantMap& results);
   void bindShortcut();
-  void request(const BusPeer::Place& place, QVariantList arguments, QVariantMap options,
-               std::function<void(uint response, const QVariantMap& results)> answer);
-  void listenForResponse(const QString& path);
+  [[nodiscard]] std::string expectAnswer(Answer answer);
+  void listenForResponse(const std::string& path);
+  [[nodiscard]] BusReply requested();
   void failed();
 
-  const QString description_;
-  const Tell tell_;
+  const std::string description_;
+  const Followers followers_;
   Stage stage_ = Stage::idle;
   bool wanted_ = false;
   int requests_ = 0;
-  QString session_;
-  std::function<void(uint response, const QVariantMap& results)> answer_;  // of the request under way
+  std::string session_;
+  std::string requestPath_;  // of the request under way
+  Answer answer_;            // to it
   Registration response_;
   std::vector<Registration> listening_;
-  BusPeer portal_;  // last: its handlers use the others
+  BusService portal_;  // last: its handlers use the others
 };
 
 }  // namespace sentrel

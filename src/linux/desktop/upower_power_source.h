@@ -3,27 +3,25 @@
 
 #include <memory>
 
-#include "linux/desktop/bus_thread.h"
+#include "linux/desktop/bus.h"
 #include "platform/desktop_services.h"
-#include "support/main_loop.h"
 
 namespace sentrel {
 
-/// The battery as UPower sees it.
+/// The battery as UPower tells it. UPower is started if it can be, and listened to only while somebody
+/// observes. Main thread.
 class UPowerPowerSource final : public PowerSource {
  public:
-  UPowerPowerSource(std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<BusThread> buses);
-  ~UPowerPowerSource() override;
+  explicit UPowerPowerSource(std::shared_ptr<Bus> systemBus);
 
   [[nodiscard]] Registration observe() override;
   [[nodiscard]] std::optional<PowerSourceDescription> first() const override;
 
  private:
-  struct Observation;
+  class Devices;
 
-  std::shared_ptr<MainLoop> mainLoop_;
-  std::shared_ptr<BusThread> buses_;
-  std::weak_ptr<Observation> observation_;  // owned by the registrations
+  const std::shared_ptr<Bus> bus_;
+  std::weak_ptr<Devices> devices_;  // owned by the registrations
 };
 
 }  // namespace sentrel

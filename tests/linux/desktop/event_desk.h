@@ -9,7 +9,7 @@
 #include <memory>
 #include <vector>
 
-#include "linux/desktop/bus_thread.h"
+#include "linux/desktop/bus.h"
 #include "linux/desktop/desktop_session_events.h"
 #include "linux/desktop/event_thread.h"
 #include "linux/desktop/qt_main_loop.h"
@@ -41,7 +41,8 @@ inline HeadlessDesktop& sharedDesktop() {
   return *owner->desktop;
 }
 
-/// What every test of the desktop's events needs: the application, its loop, and its two other threads.
+/// What every test of the desktop's events needs: the application, its loop and its buses, and the test's own
+/// connections to those.
 class EventDesk : public testing::Test {
  protected:
   EventDesk() : desktop(sharedDesktop()) {}
@@ -71,7 +72,8 @@ class EventDesk : public testing::Test {
   QCoreApplication application{argumentCount, arguments};
   std::shared_ptr<QtMainLoop> loop = std::make_shared<QtMainLoop>();
   std::shared_ptr<SystemClock> clock = std::make_shared<SystemClock>();
-  std::shared_ptr<BusThread> buses = std::make_shared<BusThread>();
+  std::shared_ptr<Bus> ownSessionBus = std::make_shared<Bus>(loop, BusKind::session);
+  std::shared_ptr<Bus> ownSystemBus = std::make_shared<Bus>(loop, BusKind::system);
   std::shared_ptr<EventThread> displays = std::make_shared<EventThread>("displays");
   BusClient sessionBus{desktop, TestBus::session};
   BusClient systemBus{desktop, TestBus::system};
@@ -90,7 +92,7 @@ class SessionEventsDesk : public EventDesk {
     return runUntil([&] { return delivered.size() >= count; });
   }
 
-  DesktopSessionEvents events{loop, clock, buses, displays};
+  DesktopSessionEvents events{{loop, clock, ownSessionBus, ownSystemBus, displays}};
   std::vector<SessionEvent> delivered;
   bool closesCamera = true;
   Registration registration;

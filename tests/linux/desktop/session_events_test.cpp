@@ -162,11 +162,12 @@ TEST_F(SessionEventsTest, ABusThatHangsHoldsUpNeitherTheMainLoopNorTheOther) {
   };
   for (const auto& [hangs, lock] : cases) {
     // Buses that are new to all: they also have to connect while one of them hangs.
-    const auto fresh = std::make_shared<BusThread>();
-    DesktopSessionEvents freshEvents(loop, clock, fresh, displays);
-    DesktopNotifications centre(loop, fresh);
-    FeedbackdHaptics haptics(fresh);
-    UPowerPowerSource power(loop, fresh);
+    const auto freshSession = std::make_shared<Bus>(loop, BusKind::session);
+    const auto freshSystem = std::make_shared<Bus>(loop, BusKind::system);
+    DesktopSessionEvents freshEvents({loop, clock, freshSession, freshSystem, displays});
+    DesktopNotifications centre(loop, freshSession);
+    FeedbackdHaptics haptics(freshSession);
+    UPowerPowerSource power(freshSystem);
     std::vector<SessionEvent> heard;
     hangs.signal(SIGSTOP);
     lock(true);
