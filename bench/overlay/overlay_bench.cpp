@@ -30,7 +30,6 @@
 #include "linux/overlay/painter/retro_painter.h"
 #include "linux/overlay/painter/scene_painter.h"
 #include "overlay/overlay_window_manager.h"
-#include "overlay/retro_crop.h"
 #include "overlay/retro_pip_manager.h"
 #include "overlay_bench_backend.h"
 #include "stage/headless_desktop.h"
@@ -143,8 +142,8 @@ class Bench {
     if (!wayland) setMonitor("first", 0, "screen");
     backend_ = std::make_shared<bench::OverlayBenchBackend>(createOverlayBackend(*loop_));
     runUntil([this] { return backend_->limitation().empty() && backend_->screens().size() == 1; });
-    manager_.emplace(backend_, loop_, clock_);
-    retro_.emplace(backend_, loop_, clock_);
+    manager_ = std::make_shared<OverlayWindowManager>(backend_, loop_, clock_);
+    retro_.emplace(manager_, loop_, clock_);
     manager_->currentAlpha = 0.75F;
   }
 
@@ -248,7 +247,7 @@ class Bench {
   std::shared_ptr<QtMainLoop> loop_ = std::make_shared<QtMainLoop>();
   std::shared_ptr<SystemClock> clock_ = std::make_shared<SystemClock>();
   std::shared_ptr<bench::OverlayBenchBackend> backend_;
-  std::optional<OverlayWindowManager> manager_;
+  std::shared_ptr<OverlayWindowManager> manager_;
   std::optional<RetroPiPManager> retro_;
 };
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -32,9 +33,6 @@ class OverlayBenchBackend final : public OverlayBackend {
   [[nodiscard]] std::unique_ptr<OverlaySurface> createSurface(const Screen& screen) override {
     return std::make_unique<Surface>(real_->createSurface(screen), counts_);
   }
-  [[nodiscard]] std::unique_ptr<RetroSurface> createRetroSurface() override {
-    return real_->createRetroSurface();
-  }
   [[nodiscard]] std::string limitation() const override { return real_->limitation(); }
 
  private:
@@ -59,6 +57,7 @@ class OverlayBenchBackend final : public OverlayBackend {
       ++counts_->presented;
     }
     void setTint(TintLevel level) override { real_->setTint(level); }
+    void setPicture(const std::optional<RetroPicture>& picture) override { real_->setPicture(picture); }
     [[nodiscard]] bool isShown() const {
       const auto* wayland = dynamic_cast<const WaylandOverlaySurface*>(real_.get());
       return wayland != nullptr ? wayland->isShown() : presented_;

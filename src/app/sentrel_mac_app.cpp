@@ -36,7 +36,6 @@
 #include "linux/overlay/create_overlay_backend.h"
 #include "look/icons.h"
 #include "overlay/overlay_window_manager.h"
-#include "overlay/retro_pip_manager.h"
 #include "platform/platform.h"
 #include "settings/filter_settings.h"
 #include "views/theme.h"
@@ -306,7 +305,6 @@ void SentrelMacApp::installPlatform() {
   appearance_ = std::make_unique<DesktopAppearance>(sessionBus_);
   looks_ = appearance_->appearance().subscribe([](const Appearance& appearance) {
     OverlayWindowManager::shared()->reducedMotion = appearance.reducedMotion;
-    RetroPiPManager::shared()->reducedMotion = appearance.reducedMotion;
     Theme::shared().follow(appearance);
   });
 }

@@ -5,6 +5,11 @@
 
 namespace sentrel {
 
+/// The timing curve of the interface's animations: the progress (0..1) reached after the share `t` of the
+/// duration; `t` outside 0..1 counts as its nearer end. A cubic Bezier curve from (0,0) to (1,1) with the
+/// usual control points (0.42,0) and (0.58,1).
+[[nodiscard]] double easeInOut(double t);
+
 /// The level of the alert's flash over time: while it flashes, up to 0.3 in 0.4 s and back to 0 in 0.4 s,
 /// with no end; once stopped, out to 0 within 0.3 s. Each movement begins where the one before left off.
 /// Where the person wants little movement it rises once, half as high, and stays.

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <utility>
 
-#include "overlay/matrix_stripe_layer.h"
 #include "overlay/overlay_window_manager.h"
 
 namespace sentrel {
@@ -18,7 +17,25 @@ constexpr double tintAlpha = 0.35;  // of the red layer at a flash level of 1
 // About 30 a second: the 27 levels leave no room for more.
 constexpr std::int64_t flashStepMs = 33;
 
+double opacity(double value) {
+  return value > 0 ? std::min(value, 1.0) : 0;  // also for what is not a number
+}
+
 }  // namespace
+
+StripePattern MatrixStripeLayer::pattern() const {
+  constexpr double periodAtReference = 8;
+  constexpr double referenceCm = 60;
+  constexpr double nearestCm = 30;
+  constexpr std::uint64_t rgbMask = 0xFFFFFF;
+  const double distance = std::max(static_cast<double>(distanceCm), nearestCm);
+  return {
+      .period = periodAtReference * std::sqrt(distance / referenceCm),
+      .rgb = static_cast<std::uint32_t>(colorArgb & rgbMask),
+      .stripeAlpha = opacity(stripeAlpha),
+      .layerAlpha = opacity(overlayAlpha),
+  };
+}
 
 OverlayContentView::OverlayContentView(const OverlayWindowManager& owner,
                                        std::unique_ptr<OverlaySurface> surface,
@@ -27,18 +44,8 @@ OverlayContentView::OverlayContentView(const OverlayWindowManager& owner,
       surface_(std::move(surface)),
       mainLoop_(std::move(mainLoop)),
       clock_(std::move(clock)),
-      alertMode_(owner.isAlertMode) {}
-
-std::shared_ptr<OverlayContentView> OverlayContentView::create(const OverlayWindowManager& manager,
-                                                               std::unique_ptr<OverlaySurface> surface,
-                                                               std::shared_ptr<MainLoop> mainLoop,
-                                                               std::shared_ptr<Clock> clock) {
-  // The constructor is private, which make_shared cannot reach.
-  std::shared_ptr<OverlayContentView> view(
-      new OverlayContentView(manager, std::move(surface), std::move(mainLoop), std::move(clock)));
-  view->observeManager();
-  view->schedulePresent();
-  return view;
+      alertMode_(owner.isAlertMode) {
+  observeManager();
 }
 
 void OverlayContentView::observeManager() {
@@ -55,7 +62,15 @@ void OverlayContentView::observeManager() {
         if (flash_.isFlashing()) startFlash();
       }),
       manager.isAlertMode.onChange([this](bool alertMode) { alertModeChanged(alertMode); }),
+      manager.picture.onChange([this](const std::optional<RetroPicture>& picture) {
+        if (onMainScreen_) surface_->setPicture(picture);
+      }),
   };
+}
+
+void OverlayContentView::setOnMainScreen(bool onMain) {
+  if (std::exchange(onMainScreen_, onMain) == onMain) return;
+  surface_->setPicture(onMain ? manager.picture.get() : std::nullopt);
 }
 
 // A view made during an alert does not flash: only a change makes it.

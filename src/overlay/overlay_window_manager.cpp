@@ -39,15 +39,23 @@ void OverlayWindowManager::screensChanged() {
   std::erase_if(overlayWindows, [&current](const auto& window) {
     return std::ranges::find(current, window.first, &Screen::id) == current.end();
   });
-  // The window of a screen that stays is left alone: its surface follows the screen by itself.
+  // The window of a screen that stays is kept: its surface follows the screen by itself.
   for (const Screen& screen : current) {
-    if (!overlayWindows.contains(screen.id)) createWindow(screen);
+    const auto window = overlayWindows.find(screen.id);
+    if (window == overlayWindows.end()) {
+      createWindow(screen);
+    } else {
+      window->second->setOnMainScreen(screen.isMain);
+    }
   }
 }
 
 void OverlayWindowManager::createWindow(const Screen& screen) {
-  overlayWindows[screen.id] =
-      OverlayContentView::create(*this, backend_->createSurface(screen), mainLoop_, clock_);
+  const auto view =
+      std::make_shared<OverlayContentView>(*this, backend_->createSurface(screen), mainLoop_, clock_);
+  view->setOnMainScreen(screen.isMain);
+  view->schedulePresent();
+  overlayWindows[screen.id] = view;
 }
 
 }  // namespace sentrel

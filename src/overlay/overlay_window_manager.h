@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 
 #include "platform/overlay_surface.h"
 #include "support/main_loop.h"
@@ -36,8 +37,9 @@ class OverlayWindowManager {
   Published<std::int64_t> matrixDistanceCm{80};          ///< distance that the stripes are made for
   Published<std::uint64_t> matrixColorArgb{0xFF000000};  ///< low 32 bits 0xAARRGGBB
   Published<float> matrixStripeAlpha{0.42F};             ///< 0..1, of a stripe's colour
-  Published<bool> reducedMotion{false};                  ///< the alert's tint is held instead of flashing
+  Published<bool> reducedMotion{false};                  ///< nothing flashes or blinks
   Published<bool> shortcutAvailable{false};              ///< the hint names the shortcut beside its eye
+  Published<std::optional<RetroPicture>> picture;        ///< the onlooker's, shown on the main screen
 
   /// Between `show` and the next `hide`.
   [[nodiscard]] const Published<bool>& isShowing() const { return isShowing_; }

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/retro_surface.h"
+#include "support/frame.h"
 #include "support/geometry.h"
 #include "support/published.h"
 
@@ -46,14 +46,37 @@ struct OverlayScene {
 using TintLevel = int;
 inline constexpr TintLevel strongestTint = 26;  // of the alert: 0.105 of full opacity
 
-/// A click-through surface above everything on one screen. It fills its screen by itself, whatever happens to
-/// the screen's scale, rotation or size. Destroying it takes it off the screen. Main thread.
+/// A picture of brightness: rows from top to bottom without gaps, 0 black to 255 white.
+struct GreyPicture {
+  int width = 0;
+  int height = 0;
+  FrameMemory<std::uint8_t> levels;
+};
+
+/// How bright the blinking dot of the onlooker's picture is, in steps.
+using BlinkLevel = int;
+inline constexpr BlinkLevel brightestBlink = 16;
+
+/// The onlooker's picture as an old green monitor shows it: 256 x 192 logical pixels, opaque, 20 from the
+/// right and 80 from the lower edge of the screen.
+struct RetroPicture {
+  /// Fitted in, its proportions kept; null shows black. It must not change while it is shown.
+  std::shared_ptr<const GreyPicture> picture;
+  BlinkLevel blink = 0;  ///< 0 (nothing) to `brightestBlink`
+};
+
+/// A click-through surface above everything on one screen, with layers, bottom to top: stripes and veil,
+/// tint, hint, banner, picture. It fills its screen by itself, whatever happens to the screen's scale,
+/// rotation or size. Destroying it takes it off the screen. Main thread.
 class OverlaySurface {
  public:
   virtual ~OverlaySurface() = default;
+  /// Stripes, veil, hint and banner; with the first scene the surface begins to be shown.
   virtual void present(const OverlayScene& scene) = 0;
   /// 0 shows nothing. Costs a fraction of a `present`.
   virtual void setTint(TintLevel level) = 0;
+  /// None takes it off. Where only the blinking has changed, this costs a fraction of a new picture.
+  virtual void setPicture(const std::optional<RetroPicture>& picture) = 0;
 };
 
 /// The screens of one windowing system and the surfaces above them. Main thread.
@@ -65,8 +88,6 @@ class OverlayBackend {
   [[nodiscard]] virtual std::vector<Screen> screens() const = 0;
   /// Never null; for a screen that has just gone the surface shows nothing.
   [[nodiscard]] virtual std::unique_ptr<OverlaySurface> createSurface(const Screen& screen) = 0;
-  /// Never null; shows nothing while there is no screen.
-  [[nodiscard]] virtual std::unique_ptr<RetroSurface> createRetroSurface() = 0;
   /// What this desktop cannot do, as a text key for the person, or empty. Changes are announced by
   /// `limitationChanged`.
   [[nodiscard]] virtual std::string limitation() const = 0;

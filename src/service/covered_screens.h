@@ -40,9 +40,6 @@ class CoveredScreens final : public OverlayBackend {
   [[nodiscard]] std::unique_ptr<OverlaySurface> createSurface(const Screen& screen) override {
     return backend_->createSurface(screen);
   }
-  [[nodiscard]] std::unique_ptr<RetroSurface> createRetroSurface() override {
-    return backend_->createRetroSurface();
-  }
   [[nodiscard]] std::string limitation() const override { return backend_->limitation(); }
 
  private:

@@ -8,7 +8,7 @@
 #include <limits>
 #include <optional>
 
-#include "overlay/matrix_stripe_layer.h"
+#include "overlay/overlay_content_view.h"
 #include "support/fake_overlay_backend.h"
 #include "support/manual_main_loop.h"
 
@@ -83,6 +83,25 @@ TEST_F(OverlayWindowManagerTest, ComposesTheScene) {
   EXPECT_EQ(lastScene(), (OverlayScene{stripes, 0, false, true})) << "values are kept while hidden";
 }
 
+TEST_F(OverlayWindowManagerTest, ThePictureIsOnTheMainScreen) {
+  backend->screenList = {first, second};
+  manager.show();
+  manager.picture = RetroPicture{nullptr, 3};
+  ASSERT_TRUE(backend->shown[1].picture);
+  EXPECT_EQ(backend->shown[1].picture->blink, 3);
+  EXPECT_FALSE(backend->shown[2].picture);
+  Screen newMain = second;
+  newMain.isMain = true;
+  backend->setScreens({newMain});
+  EXPECT_TRUE(backend->shown[2].picture) << "which it follows";
+  Screen former = first;
+  former.isMain = false;
+  backend->setScreens({former, newMain});
+  EXPECT_FALSE(backend->shown[1].picture);
+  manager.picture = std::nullopt;
+  EXPECT_FALSE(backend->shown[2].picture);
+}
+
 TEST_F(OverlayWindowManagerTest, RepaintsOncePerTurnAndOnlyForWhatIsSeen) {
   backend->screenList = {first, second};
   manager.currentAlpha = 0.4F;
@@ -155,7 +174,7 @@ TEST(MatrixStripeLayer, PeriodFollowsTheDistanceAndOpacitiesStayInRange) {
                {80, 9.23760},
                {300, 17.88854}};
   for (const auto& [distanceCm, period] : cases)
-    EXPECT_NEAR((MatrixStripeLayer{distanceCm, 0, 0, 0}.period()), period, 1e-5) << distanceCm;
+    EXPECT_NEAR((MatrixStripeLayer{distanceCm, 0, 0, 0}.pattern().period), period, 1e-5) << distanceCm;
   EXPECT_EQ((MatrixStripeLayer{60, 0x00FF0000, 0.5F, 0.25}.pattern()),
             (StripePattern{8, 0xFF0000, 0.5, 0.25}));
   constexpr float noNumber = std::numeric_limits<float>::quiet_NaN();

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <limits>
 
-#include "overlay/retro_crop.h"
 #include "support/fake_overlay_backend.h"
 #include "support/manual_main_loop.h"
 
@@ -52,51 +51,55 @@ class RetroPiPManagerTest : public testing::Test {
   FramePool pool{2};
   std::shared_ptr<test::ManualMainLoop> loop = std::make_shared<test::ManualMainLoop>();
   std::shared_ptr<test::FakeOverlayBackend> backend = std::make_shared<test::FakeOverlayBackend>();
-  RetroPiPManager manager{backend, loop, loop};
+  std::shared_ptr<OverlayWindowManager> overlay = std::make_shared<OverlayWindowManager>(backend, loop, loop);
+  RetroPiPManager manager{overlay, loop, loop};
 };
 
 TEST_F(RetroPiPManagerTest, ShowsGreyPicturesAndKeepsNothing) {
   manager.openWindow();
-  ASSERT_TRUE(backend->retro);
-  EXPECT_FALSE(backend->retro->picture) << "waiting";
+  ASSERT_TRUE(overlay->picture.get());
+  EXPECT_FALSE(overlay->picture.get()->picture) << "waiting";
   manager.renderFrame(colors(), {});
-  const auto shown = backend->retro->picture;
+  const auto shown = overlay->picture.get()->picture;
   ASSERT_TRUE(shown);
   EXPECT_EQ(shown->width, 10);
   EXPECT_EQ(shown->height, 4);
   EXPECT_THAT(std::vector(shown->levels.begin(), shown->levels.begin() + 4),
               testing::ElementsAre(53, 182, 18, 255));
   manager.renderFrame(colors(), NormalizedRect{0.1, 0.5, 0.1, 0.25});
-  EXPECT_NE(backend->retro->picture, shown) << "what is shown does not change";
-  EXPECT_EQ(backend->retro->picture->width, 3);
+  EXPECT_NE(overlay->picture.get()->picture, shown) << "what is shown does not change";
+  EXPECT_EQ(overlay->picture.get()->picture->width, 3);
   manager.renderFrame(nullptr, {});
   manager.renderFrame(pool.acquire(0, 0), {});
-  EXPECT_EQ(backend->retro->picture->width, 3) << "the previous one stays";
+  EXPECT_EQ(overlay->picture.get()->picture->width, 3) << "the previous one stays";
 
   manager.hide();
   EXPECT_FALSE(manager.isOpen());
-  EXPECT_FALSE(backend->retro);
+  EXPECT_FALSE(overlay->picture.get());
   EXPECT_EQ(std::ranges::max(shown->levels), 0) << "overwritten";
   const auto free = pool.acquire(1, 1);
   EXPECT_TRUE(free && pool.acquire(1, 1)) << "no frame is held";
   manager.hide();
   manager.openWindow();
-  EXPECT_FALSE(backend->retro->picture) << "no stale picture";
+  EXPECT_FALSE(overlay->picture.get()->picture) << "no stale picture";
 }
 
 TEST_F(RetroPiPManagerTest, BlinksWhileOpenUnlessMotionIsReduced) {
   const std::size_t idleTimers = loop->timerCount();
   manager.openWindow();
+  std::vector<BlinkLevel> blinks;
+  const Registration shown = overlay->picture.onChange([&](const auto& picture) {
+    if (picture) blinks.push_back(picture->blink);
+  });
   loop->advance(2200);
-  const auto blinks = backend->retro->blinks;
   EXPECT_EQ(std::ranges::count(blinks, brightestBlink), 2);
   EXPECT_GE(std::ranges::count(blinks, 0), 1);
   EXPECT_EQ(std::ranges::adjacent_find(blinks), blinks.end()) << "no level is set twice in a row";
-  manager.reducedMotion = true;
+  overlay->reducedMotion = true;
   loop->advance(1100);
-  EXPECT_EQ(backend->retro->blinks.back(), brightestBlink);
+  EXPECT_EQ(blinks.back(), brightestBlink);
   EXPECT_EQ(loop->timerCount(), idleTimers);
-  manager.reducedMotion = false;
+  overlay->reducedMotion = false;
   manager.hide();
   EXPECT_EQ(loop->timerCount(), idleTimers);
 }

@@ -169,11 +169,11 @@ TEST_F(PrivacyFilterServiceTest, AnAlertIsFeltToldShownAndCountedOnceInHalfAMinu
   ASSERT_EQ(desktop.notifications->shown.count("sentrel.alert"), 1U);
   EXPECT_EQ(desktop.notifications->shown["sentrel.alert"].title, "notif_alert_title");
   see(watched, 200);
-  ASSERT_TRUE(desktop.retroBackend->retro);
-  EXPECT_TRUE(desktop.retroBackend->retro->picture);
+  ASSERT_TRUE(desktop.retroOverlay->picture.get());
+  EXPECT_TRUE(desktop.retroOverlay->picture.get()->picture);
   see(alone, 3200);
   EXPECT_EQ(desktop.notifications->shown.size(), 0U) << "withdrawn";
-  EXPECT_FALSE(desktop.retroBackend->retro) << "hidden";
+  EXPECT_FALSE(desktop.retroOverlay->picture.get()) << "hidden";
 
   see(alone, 15'000);
   alertOnce();

@@ -135,14 +135,16 @@ struct FakeDesktop {
   FakeDesktop(const std::shared_ptr<MainLoop>& mainLoop, const std::shared_ptr<Clock>& clock)
       : session(std::make_shared<FakeSessionEvents>(mainLoop)),
         notifications(std::make_shared<FakeNotifications>(mainLoop)),
-        retroPiP(std::make_shared<RetroPiPManager>(retroBackend, mainLoop, clock)) {}
+        retroOverlay(
+            std::make_shared<OverlayWindowManager>(std::make_shared<FakeOverlayBackend>(), mainLoop, clock)),
+        retroPiP(std::make_shared<RetroPiPManager>(retroOverlay, mainLoop, clock)) {}
 
   std::shared_ptr<FakeSessionEvents> session;
   std::shared_ptr<FakePowerSource> power = std::make_shared<FakePowerSource>();
   std::shared_ptr<FakeKeyMonitor> keys = std::make_shared<FakeKeyMonitor>();
   std::shared_ptr<FakeNotifications> notifications;
   std::shared_ptr<FakeHaptics> haptics = std::make_shared<FakeHaptics>();
-  std::shared_ptr<FakeOverlayBackend> retroBackend = std::make_shared<FakeOverlayBackend>();
+  std::shared_ptr<OverlayWindowManager> retroOverlay;
   std::shared_ptr<RetroPiPManager> retroPiP;
   std::shared_ptr<StatsRepository> stats =
       std::make_shared<StatsRepository>(std::make_shared<MemoryUserDefaults>());

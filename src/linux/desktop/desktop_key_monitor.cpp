@@ -7,7 +7,7 @@
 
 #include "linux/desktop/portal_shortcut.h"
 #include "linux/desktop/resident.h"
-#include "linux/desktop/x11_key_monitor.h"
+#include "linux/display/x11_key_monitor.h"
 
 namespace sentrel {
 

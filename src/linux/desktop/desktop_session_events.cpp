@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "linux/desktop/resident.h"
-#include "linux/desktop/wayland_displays.h"
-#include "linux/desktop/x11_display_power.h"
+#include "linux/desktop/witness_reports.h"
+#include "linux/display/display_power.h"
 #include "platform/session_event_order.h"
 
 namespace sentrel {
@@ -255,6 +255,11 @@ struct BusSources {
   MutterDisplays mutter;
 };
 
+DisplayPowerObserver reportsOf(const WitnessReports& reports, Witness witness) {
+  return {.found = [=](bool off) { reports.found(witness, off); },
+          .changed = [=](bool off) { reports.changed(witness, off); },
+          .lost = [=] { reports.lost(witness); }};
+}
 }  // namespace
 
 struct DesktopSessionEvents::State : std::enable_shared_from_this<State> {
@@ -274,7 +279,7 @@ struct DesktopSessionEvents::State : std::enable_shared_from_this<State> {
   Registration knownLimit;
   std::unique_ptr<BusSources> sources;
   Resident<X11DisplayPower> x11;
-  Resident<WaylandDisplays> wayland;
+  Resident<WaylandDisplayPower> wayland;
 
   void begin();
   void end();
@@ -299,10 +304,12 @@ void DesktopSessionEvents::State::begin() {
   });
   sources = std::make_unique<BusSources>(parts.sessionBus, parts.systemBus, *order);
   const WitnessReports reports(parts.mainLoop, order);
-  x11 = Resident<X11DisplayPower>(parts.displays,
-                                  [reports] { return std::make_unique<X11DisplayPower>(reports); });
-  wayland = Resident<WaylandDisplays>(parts.displays,
-                                      [reports] { return std::make_unique<WaylandDisplays>(reports); });
+  x11 = Resident<X11DisplayPower>(parts.displays, [reports] {
+    return std::make_unique<X11DisplayPower>(reportsOf(reports, Witness::x11Displays));
+  });
+  wayland = Resident<WaylandDisplayPower>(parts.displays, [reports] {
+    return std::make_unique<WaylandDisplayPower>(reportsOf(reports, Witness::wlrDisplays));
+  });
   polling = false;
   updatePolling();
 }

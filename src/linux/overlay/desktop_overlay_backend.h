@@ -1,51 +1,104 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
-#include "linux/overlay/reconnect.h"
-#include "linux/overlay/surface_list.h"
 #include "platform/overlay_surface.h"
 #include "support/main_loop.h"
+#include "support/registration.h"
 
 namespace sentrel {
 
-/// The overlay on a desktop, over a connection of its own, as far as it is the same for every display server.
+/// The number of a screen of this name: the same in every process and after every replugging (FNV-1a).
+[[nodiscard]] constexpr std::uint64_t screenIdOf(std::string_view name) {
+  std::uint64_t hash = 0xCBF29CE484222325ULL;
+  for (const char c : name) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3ULL;
+  return hash;
+}
+
+/// What one screen shows, kept as values, because its desktop may go and come back. A `Desktop` is one
+/// display server as long as its connection lives. Main thread.
+template <class Desktop>
+class DesktopSurface : public OverlaySurface {
+ public:
+  /// The surfaces that exist and the desktop that they are on; null while there is no server.
+  struct List {
+    Desktop* desktop = nullptr;
+    std::vector<DesktopSurface*> surfaces;
+  };
+
+  DesktopSurface(std::shared_ptr<List> list, std::uint64_t screenId)
+      : list_(std::move(list)), screenId_(screenId) {
+    list_->surfaces.push_back(this);
+  }
+  DesktopSurface(const DesktopSurface&) = delete;
+  DesktopSurface& operator=(const DesktopSurface&) = delete;
+  ~DesktopSurface() override {
+    std::erase(list_->surfaces, this);
+    if (desktop() != nullptr) desktop()->flush();
+  }
+
+  /// The desktop has changed, or come.
+  virtual void refresh() = 0;
+  /// The desktop is going: lets go of everything on it.
+  virtual void release() = 0;
+
+ protected:
+  [[nodiscard]] Desktop* desktop() const { return list_->desktop; }
+  [[nodiscard]] std::uint64_t screenId() const { return screenId_; }
+
+  std::optional<OverlayScene> scene_;  // none before the first one came
+  TintLevel tint_ = 0;
+  std::optional<RetroPicture> picture_;
+
+ private:
+  const std::shared_ptr<List> list_;
+  const std::uint64_t screenId_;
+};
+
+/// The overlay on a desktop, over a connection of its own.
 ///
 /// When the server goes, its screens go; the back end then tries to reach it again, ever more rarely, and
-/// brings the screens back. Neither ends the process. Needs a Qt event loop on the main thread and, to paint,
-/// a QGuiApplication of any platform.
+/// brings the screens back: a server that restarts is back within seconds, one that does not is looked for
+/// twice a minute. Neither ends the process. Needs a Qt event loop on the main thread and, to paint, a
+/// QGuiApplication of any platform.
 ///
-/// A `List` is a SurfaceList. Its desktop has `open(display, loop, {changed, lost})`, null where the server
-/// cannot be used, `isUsable()`, `screens()`, and `limitation()` as that of OverlayBackend.
-template <class List>
-class DesktopOverlayBackend : public OverlayBackend {
+/// `Surface` is the desktop's DesktopSurface. The desktop has `open(display, loop, {changed, lost})`, null
+/// where the server cannot be used, `isUsable()`, `flush()`, `screens()`, and `limitation()` as that of
+/// OverlayBackend.
+template <class Desktop, class Surface>
+class DesktopOverlayBackend final : public OverlayBackend {
  public:
   /// Succeeds also when the server is not there yet.
-  DesktopOverlayBackend(MainLoop& loop, std::string display)
-      : loop_(loop), display_(std::move(display)), reconnect_(loop, [this] { return retry(); }) {
-    if (!connect()) reconnect_.begin();
+  DesktopOverlayBackend(MainLoop& loop, std::string display) : loop_(loop), display_(std::move(display)) {
+    if (!connect()) retryAfter(firstDelayMs);
     announcedScreens_ = screens();
     announcedLimitation_ = limitation();
   }
+  DesktopOverlayBackend(const DesktopOverlayBackend&) = delete;
+  DesktopOverlayBackend& operator=(const DesktopOverlayBackend&) = delete;
   ~DesktopOverlayBackend() override { disconnect(); }
 
-  [[nodiscard]] std::vector<Screen> screens() const final {
+  [[nodiscard]] std::vector<Screen> screens() const override {
     return desktop_ ? desktop_->screens() : std::vector<Screen>();
   }
-  [[nodiscard]] std::string limitation() const final {
+  [[nodiscard]] std::string limitation() const override {
     return desktop_ ? desktop_->limitation() : "error_no_overlay";
   }
-
- protected:
-  /// What every surface of this back end belongs to.
-  [[nodiscard]] const std::shared_ptr<List>& list() const { return list_; }
+  [[nodiscard]] std::unique_ptr<OverlaySurface> createSurface(const Screen& screen) override {
+    return std::make_unique<Surface>(list_, screen.id);
+  }
 
  private:
-  using Desktop = typename List::Desktop;
+  static constexpr std::int64_t firstDelayMs = 500;
+  static constexpr std::int64_t longestDelayMs = 30'000;
 
   bool connect() {
     desktop_ = Desktop::open(display_, loop_,
@@ -53,13 +106,12 @@ class DesktopOverlayBackend : public OverlayBackend {
     list_->desktop = desktop_.get();
     return desktop_ != nullptr;
   }
-  bool retry() {
-    if (!connect()) return false;
-    desktopChanged();
-    return true;
+  void retryAfter(std::int64_t delayMs) {
+    nextDelayMs_ = std::min(2 * delayMs, longestDelayMs);
+    retry_ = loop_.after(delayMs, [this] { connect() ? desktopChanged() : retryAfter(nextDelayMs_); });
   }
   void disconnect() {
-    for (DesktopSurface* surface : list_->surfaces) surface->release();
+    for (auto* surface : list_->surfaces) surface->release();
     list_->desktop = nullptr;
     desktop_.reset();
   }
@@ -67,11 +119,11 @@ class DesktopOverlayBackend : public OverlayBackend {
     // One that never could be used is asked ever more rarely.
     const bool was = desktop_ && desktop_->isUsable();
     disconnect();
-    was ? reconnect_.begin() : reconnect_.goOn();
+    retryAfter(was ? firstDelayMs : nextDelayMs_);
     announce();
   }
   void desktopChanged() {
-    for (DesktopSurface* surface : list_->surfaces) surface->refresh();
+    for (auto* surface : list_->surfaces) surface->refresh();
     announce();
   }
   void announce() {
@@ -86,11 +138,12 @@ class DesktopOverlayBackend : public OverlayBackend {
   }
 
   MainLoop& loop_;
-  std::string display_;
-  std::shared_ptr<List> list_ = std::make_shared<List>();
+  const std::string display_;
+  const std::shared_ptr<typename DesktopSurface<Desktop>::List> list_ =
+      std::make_shared<typename DesktopSurface<Desktop>::List>();
   std::unique_ptr<Desktop> desktop_;
-  Reconnect reconnect_;
-  // What was last announced.
+  std::int64_t nextDelayMs_ = firstDelayMs;
+  Registration retry_;
   std::vector<Screen> announcedScreens_;
   std::string announcedLimitation_;
 };

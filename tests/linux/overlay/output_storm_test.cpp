@@ -60,8 +60,10 @@ class OutputStorm : public testing::TestWithParam<test::Server>, protected test:
 
   std::minstd_rand random{20261121};
   std::shared_ptr<SystemClock> clock = std::make_shared<SystemClock>();
-  OverlayWindowManager manager{backend, loop, clock};
-  RetroPiPManager retro{backend, loop, clock};
+  std::shared_ptr<OverlayWindowManager> overlay =
+      std::make_shared<OverlayWindowManager>(backend, loop, clock);
+  OverlayWindowManager& manager = *overlay;
+  RetroPiPManager retro{overlay, loop, clock};
 };
 INSTANTIATE_TEST_SUITE_P(Servers, OutputStorm, testing::Values(test::Server::x11, test::Server::wayland),
                          testing::PrintToStringParamName());

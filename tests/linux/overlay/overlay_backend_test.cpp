@@ -16,8 +16,8 @@
 
 #include "linux/overlay/create_overlay_backend.h"
 #include "linux/overlay/overlay_desktop.h"
-#include "linux/overlay/wayland/wayland_output.h"
-#include "linux/overlay/x11/x11_overlay_backend.h"
+#include "linux/overlay/wayland/wayland_desktop.h"
+#include "linux/overlay/x11/x11_overlay_surface.h"
 #include "support/manual_main_loop.h"
 
 namespace sentrel {
@@ -26,6 +26,7 @@ namespace {
 using test::alertScene;
 using test::darkStripes;
 using test::nominalScene;
+using test::retroColor;
 using test::Server;
 
 constexpr int width = 1024;
@@ -97,7 +98,7 @@ TEST_P(EveryOverlayTest, CoversAlertsAndGoes) {
 TEST_P(EveryOverlayTest, ClicksReachWhatLiesBelow) {
   cover(alertScene);
   surface->setTint(20);
-  const auto retro = showRetro();
+  surface->setPicture(test::flatPicture());
   ASSERT_TRUE(eventuallyColor(onRetro, retroColor));
   for (const QPoint at : {probe, onBanner, onHint, onRetro, onDot}) {
     EXPECT_TRUE(clickArrivesBelow(at)) << at.x() << "," << at.y();
@@ -105,27 +106,30 @@ TEST_P(EveryOverlayTest, ClicksReachWhatLiesBelow) {
 }
 
 TEST_P(EveryOverlayTest, PictureLiesAboveAllAndGoes) {
-  auto retro = showRetro();
-  cover(alertScene);
+  ASSERT_TRUE(eventually([&] { return backend->limitation().empty(); }));
+  surface = backend->createSurface(backend->screens().at(0));
+  surface->setPicture(test::flatPicture());
+  surface->present(nominalScene);
+  EXPECT_TRUE(eventuallyColor(onRetro, retroColor));
+  surface->present(alertScene);
   surface->setTint(26);
   EXPECT_TRUE(eventuallyColor(onRetro, retroColor)) << "neither striped nor tinted, though first there";
-  retro->setBlink(brightestBlink);
-  EXPECT_TRUE(eventuallyColor(onDot, 0xFF2EFF47));
-  retro->setBlink(0);
-  EXPECT_TRUE(eventually([&] { return qRed(screenshot().pixel(onDot)) < 40; }));
-  retro->present(nullptr);
+  surface->setPicture(RetroPicture{nullptr, brightestBlink});
   EXPECT_TRUE(eventuallyColor(onRetro, 0xFF000000));
-  retro = showRetro();
-  EXPECT_TRUE(eventuallyColor(onRetro, retroColor));
+  EXPECT_TRUE(eventuallyColor(onDot, 0xFF2EFF47));
+  surface->setPicture(RetroPicture{nullptr, 0});
+  EXPECT_TRUE(eventually([&] { return qRed(screenshot().pixel(onDot)) < 40; }));
+  surface->setPicture({});
   surface->setTint(0);
-  retro.reset();
   EXPECT_TRUE(eventuallyStriped(width, height, 1, 0.7));
+  surface->setPicture(test::flatPicture());
+  EXPECT_TRUE(eventuallyColor(onRetro, retroColor));
 }
 
 TEST_P(EveryOverlayTest, ServerThatDiesInAnAlertIsWaitedFor) {
   cover(alertScene);
   surface->setTint(9);
-  const auto retro = showRetro();
+  surface->setPicture(test::flatPicture());
   ASSERT_TRUE(eventuallyColor(onRetro, retroColor));
   int limitations = 0;
   const Registration changes = backend->limitationChanged.connect([&] { ++limitations; });
@@ -220,7 +224,7 @@ class X11OverlayWithoutCompositorTest : public X11OverlayTest {
 TEST_F(X11OverlayWithoutCompositorTest, NothingTurnsBlack) {
   cover(nominalScene, "error_no_compositing");
   surface->setTint(20);
-  const auto retro = showRetro();
+  surface->setPicture(test::flatPicture());
   EXPECT_TRUE(eventuallyColor(onRetro, retroColor));
   for (const QPoint at : {probe, onBanner, onHint}) EXPECT_EQ(screenshot().pixel(at), 0xFFFFFFFF);
   surface->present(alertScene);
@@ -246,16 +250,16 @@ class XwaylandOverlayTest : public OverlayTest {
 
 TEST_F(XwaylandOverlayTest, EveryPictureHasANewSize) {
   cover(alertScene);
-  const auto retro = showRetro();
+  surface->setPicture(test::flatPicture());
   ASSERT_TRUE(eventuallyColor(onRetro, retroColor));
   const auto witness = desktop.spawn("stdbuf", {"-oL", "xev", "-root", "-event", "substructure"});
   constexpr int pictures = 40;
   ASSERT_TRUE(eventually([&] {
-    retro->setBlink(1);  // until the witness looks
+    surface->setPicture(test::flatPicture());  // until the witness looks
     return test::count(witness.output(), "ConfigureNotify") > 0;
   }));
   for (int i = 0; i < pictures; ++i) {
-    retro->present(test::flatPicture(1, 1, 200));
+    surface->setPicture(test::flatPicture());
     surface->setTint(i % 2 == 0 ? 26 : 3);
     surface->present({.stripes = darkStripes, .veilAlpha = i % 2 == 0 ? 0.1 : 0.7, .banner = true});
     std::size_t before = 0;  // what the server has done so far, and the witness seen
@@ -280,7 +284,7 @@ TEST_F(XwaylandOverlayTest, EveryPictureHasANewSize) {
   setMutterBusy(true);
   const auto configured = [&] { return test::count(witness.output(), "ConfigureNotify"); };
   const std::size_t before = configured();
-  for (int i = 0; i < 200; ++i) retro->setBlink(i % brightestBlink);
+  for (int i = 0; i < 200; ++i) surface->setPicture(test::flatPicture());
   surface->present(alertScene);
   (void)screenshot();
   EXPECT_LE(configured(), before + 4);
@@ -328,26 +332,6 @@ TEST_F(WaylandOverlayTest, FollowsModeScaleAndTurn) {
     surface->present({.stripes = darkStripes, .veilAlpha = veil});
     EXPECT_TRUE(eventuallyStriped(2560, 1600, 1, veil)) << veil;
   }
-}
-
-TEST_F(WaylandOverlayTest, MainScreenGoesThenAllOfThem) {
-  cover(alertScene);
-  const auto retro = showRetro();
-  addScreen();
-  ASSERT_TRUE(eventuallyScreens(2));
-  const auto other = backend->createSurface(backend->screens().at(1));
-  other->present({.stripes = {}, .veilAlpha = 0.6});
-  removeScreen(0);
-  ASSERT_TRUE(eventuallyScreens(1));
-  EXPECT_TRUE(eventuallyGrey(probe, 0.4 * 255)) << "the other, which has moved to the origin";
-  EXPECT_TRUE(eventuallyColor(onRetro, retroColor)) << "the picture follows the main screen";
-  removeScreen(0);
-  ASSERT_TRUE(eventuallyScreens(0));
-  other->present(alertScene);
-  surface->setTint(20);
-  addScreen();
-  ASSERT_TRUE(eventuallyScreens(1));
-  EXPECT_TRUE(eventuallyGrey(probe, 255)) << "neither surface belongs to it";
 }
 
 TEST_F(WaylandOverlayTest, WhatIsPresentedBeforeTheFirstSizeIsShown) {

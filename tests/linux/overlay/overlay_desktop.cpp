@@ -180,17 +180,11 @@ bool OverlayDesktop::eventuallyStriped(int columns, int rows, double scale, doub
   });
 }
 
-std::shared_ptr<const GreyPicture> flatPicture(int width, int height, std::uint8_t level) {
+RetroPicture flatPicture() {
   auto picture = std::make_shared<GreyPicture>();
-  *picture = {width, height, FrameMemory<std::uint8_t>(static_cast<std::size_t>(width * height))};
-  std::ranges::fill(picture->levels, level);
-  return picture;
-}
-
-std::unique_ptr<RetroSurface> OverlayDesktop::showRetro() const {
-  auto retro = backend->createRetroSurface();
-  retro->present(flatPicture(4, 3, 200));
-  return retro;
+  *picture = {1, 1, FrameMemory<std::uint8_t>(1)};
+  picture->levels[0] = 200;
+  return {picture, 0};
 }
 
 }  // namespace sentrel::test

@@ -27,8 +27,9 @@ inline const OverlayScene nominalScene{.stripes = darkStripes, .shortcutInHint =
 inline const OverlayScene alertScene{
     .stripes = darkStripes, .veilAlpha = 0.7, .banner = true, .shortcutInHint = true};
 
-/// A picture that has one brightness everywhere.
-[[nodiscard]] std::shared_ptr<const GreyPicture> flatPicture(int width, int height, std::uint8_t level);
+/// A new onlooker's picture of a flat grey, which is `retroColor` between two scan lines.
+[[nodiscard]] RetroPicture flatPicture();
+inline constexpr QRgb retroColor = 0xFF24C838;
 
 /// The one application of the process; it needs no display of its own.
 struct WithApplication {
@@ -78,10 +79,6 @@ class OverlayDesktop : private WithApplication {
   [[nodiscard]] bool eventuallyColor(QPoint at, QRgb color);
   /// Waits until the first screen, of this size, is white under `darkStripes` and a veil.
   [[nodiscard]] bool eventuallyStriped(int columns, int rows, double scale, double veil = 0);
-  /// The picture-in-picture of a flat grey, which is `retroColor` between two scan lines.
-  [[nodiscard]] std::unique_ptr<RetroSurface> showRetro() const;
-  static constexpr QRgb retroColor = 0xFF24C838;
-
   HeadlessDesktop desktop;
   std::shared_ptr<QtMainLoop> loop = std::make_shared<QtMainLoop>();
   std::shared_ptr<OverlayBackend> backend;

@@ -9,7 +9,7 @@
 #include <span>
 #include <vector>
 
-#include "platform/retro_surface.h"
+#include "platform/overlay_surface.h"
 #include "support/frame.h"
 #include "support/geometry.h"
 

@@ -1,19 +1,87 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
-#include "linux/overlay/wayland/wayland_connection.h"
-#include "linux/overlay/wayland/wayland_event_pump.h"
-#include "linux/overlay/wayland/wayland_output.h"
-#include "linux/overlay/wayland/wayland_palette.h"
+#include "linux/display/wayland_connection.h"
+#include "linux/overlay/wayland/wayland_buffers.h"
+#include "platform/overlay_surface.h"
 #include "support/main_loop.h"
+#include "support/registration.h"
 
 namespace sentrel {
+
+/// What a compositor tells of an output.
+struct WaylandOutputState {
+  std::string name;   ///< as "DP-1"; empty where it is not told
+  Rect logical;       ///< logical pixels; without a size where it is not told
+  int modeWidth = 0;  ///< device pixels, not turned
+  int modeHeight = 0;
+  bool turned = false;  ///< by a quarter, either way
+  int scale = 1;        ///< whole, rounded up
+  bool operator==(const WaylandOutputState&) const = default;
+};
+
+/// Device pixels to a logical one on an output: 1.5 also where the compositor tells no more than the next
+/// whole number. Always between 0.5 and 8.
+[[nodiscard]] double deviceScale(const WaylandOutputState& state);
+/// The frame in logical pixels, without one from the compositor by mode and scale.
+[[nodiscard]] Rect logicalFrame(const WaylandOutputState& state);
+
+/// What the overlay needs of a compositor; null what is not offered. Main thread.
+struct WaylandGlobals {
+  WaylandObject<wl_compositor> compositor;
+  WaylandObject<wl_subcompositor> subcompositor;
+  WaylandObject<wl_shm> sharedMemory;
+  WaylandObject<wp_viewporter> viewporter;
+  WaylandObject<zwlr_layer_shell_v1> layerShell;
+  // These may be missing.
+  WaylandObject<zxdg_output_manager_v1> outputManager;
+  WaylandObject<wp_fractional_scale_manager_v1> fractionalScales;
+
+  void appeared(const WaylandConnection& connection, std::uint32_t name, std::string_view interface,
+                std::uint32_t version);
+  /// Whether there is all that a cover needs; the layer shell above all.
+  [[nodiscard]] bool canCover() const;
+};
+
+/// One output as long as its global lives. Main thread.
+class WaylandOutput {
+ public:
+  /// `onChange` is called with every complete description.
+  WaylandOutput(const WaylandConnection& connection, const WaylandGlobals& globals, std::uint32_t globalName,
+                std::uint32_t version, std::function<void()> onChange);
+  WaylandOutput(const WaylandOutput&) = delete;
+  WaylandOutput& operator=(const WaylandOutput&) = delete;
+
+  [[nodiscard]] std::uint32_t globalName() const { return globalName_; }
+  [[nodiscard]] wl_output* get() const { return output_.get(); }
+  /// Whether the first description is complete.
+  [[nodiscard]] bool isKnown() const { return known_; }
+  [[nodiscard]] const WaylandOutputState& state() const { return state_; }
+  /// Not marked as the main one.
+  [[nodiscard]] Screen screen() const;
+
+ private:
+  void listenToOutput();
+  void listenToExtent();
+  void complete();
+
+  const std::uint32_t globalName_;
+  std::function<void()> onChange_;
+  WaylandObject<wl_output> output_;
+  WaylandObject<zxdg_output_v1> extent_;
+  WaylandOutputState state_;
+  WaylandOutputState pending_;
+  bool known_ = false;
+};
 
 /// One compositor as long as its connection lives, and its outputs. Main thread.
 class WaylandDesktop {
@@ -24,12 +92,17 @@ class WaylandDesktop {
     std::function<void()> lost;
   };
 
+  /// Whether the compositor is there, and whether it can be covered. A silent one does not answer in time.
+  enum class Reach { covers, refuses, absent, silent };
+  /// `display` as in WAYLAND_DISPLAY.
+  [[nodiscard]] static Reach probe(const std::string& display);
+
   /// Null when the compositor cannot be reached, does not let us cover its outputs, or there is no memory.
   /// One that does not answer within a moment is waited for without holding anything up.
   [[nodiscard]] static std::unique_ptr<WaylandDesktop> open(const std::string& display, MainLoop& loop,
                                                             Handlers handlers);
 
-  [[nodiscard]] const WaylandConnection& connection() const { return *connection_; }
+  [[nodiscard]] const WaylandGlobals& globals() const { return globals_; }
   /// Whether the compositor has told all about itself; before that there are no screens.
   [[nodiscard]] bool isUsable() const { return stage_ == Stage::usable; }
   /// Once it is usable.
@@ -47,22 +120,26 @@ class WaylandDesktop {
   /// How far we have come to know the compositor.
   enum class Stage { asking, usable, useless };
 
-  WaylandDesktop(std::unique_ptr<WaylandConnection> connection, MainLoop& loop, Handlers handlers);
+  WaylandDesktop(MainLoop& loop, Handlers handlers);
 
+  [[nodiscard]] bool connect(const std::string& display);
+  void appeared(std::uint32_t name, std::string_view interface, std::uint32_t version);
+  void removed(std::uint32_t name);
   void offersKnown();
-  void updateOutputs();
+  void addOutputs();
   void announce();
   void lose();
 
-  std::unique_ptr<WaylandConnection> connection_;
   MainLoop& loop_;
   Handlers handlers_;
+  std::unique_ptr<WaylandConnection> connection_;
+  WaylandGlobals globals_;
   Stage stage_ = Stage::asking;
   std::optional<WaylandPalette> palette_;
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> offeredOutputs_;  // name and version, not yet in use
   std::vector<std::shared_ptr<WaylandOutput>> outputs_;
   Registration change_;
   Registration loss_;
-  WaylandEventPump pump_;
 };
 
 }  // namespace sentrel

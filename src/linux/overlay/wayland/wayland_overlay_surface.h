@@ -5,42 +5,44 @@
 #include <memory>
 #include <optional>
 
-#include "linux/overlay/wayland/wayland_layer_windows.h"
-#include "linux/overlay/wayland/wayland_surface_list.h"
+#include "linux/overlay/desktop_overlay_backend.h"
+#include "linux/overlay/wayland/wayland_desktop.h"
+#include "linux/overlay/wayland/wayland_layers.h"
 #include "platform/overlay_surface.h"
 
 namespace sentrel {
 
-/// What one output shows, kept as values and brought to the output of the moment: it follows the output and
-/// the compositor as they change, go and come back. Main thread.
-class WaylandOverlaySurface final : public OverlaySurface, public DesktopSurface {
+/// What one output of a Wayland compositor shows, brought to the output of the moment: it follows the output
+/// and the compositor as they change, go and come back. Main thread.
+class WaylandOverlaySurface final : public DesktopSurface<WaylandDesktop> {
  public:
-  WaylandOverlaySurface(std::shared_ptr<WaylandSurfaceList> list, std::uint64_t screenId);
+  using DesktopSurface::DesktopSurface;
   ~WaylandOverlaySurface() override;
   WaylandOverlaySurface(const WaylandOverlaySurface&) = delete;
   WaylandOverlaySurface& operator=(const WaylandOverlaySurface&) = delete;
 
   void present(const OverlayScene& scene) override;
   void setTint(TintLevel level) override;
-
-  /// Whether the compositor has what is to be seen.
-  [[nodiscard]] bool isShown() const { return windows_ && windows_->isShown(); }
-
- private:
+  void setPicture(const std::optional<RetroPicture>& picture) override;
   void refresh() override;
   void release() override;
-  void bearPicture();
+
+  /// Whether the compositor has what is to be seen.
+  [[nodiscard]] bool isShown() const { return layers_ && layers_->isShown(); }
+
+ private:
+  // A compositor that closes a surface while its output stays may be asked again, but never in a circle.
+  static constexpr std::int64_t firstRetryMs = 250;
+  static constexpr std::int64_t longestRetryMs = 8'000;
+
   void closed();
 
-  std::shared_ptr<WaylandSurfaceList> list_;
-  std::uint64_t screenId_;
-  std::optional<OverlayScene> scene_;  // none before the first one came
-  TintLevel tint_ = 0;
-  std::unique_ptr<WaylandLayerWindows> windows_;
-  std::uint32_t outputGlobal_ = 0;  // that the windows are on
-  std::int64_t retryMs_ = 0;
+  std::unique_ptr<WaylandLayers> layers_;
+  std::int64_t retryMs_ = firstRetryMs;
   Registration retry_;
-  Registration picture_;
 };
+
+/// The overlay on a Wayland compositor with a layer shell; its display as in WAYLAND_DISPLAY.
+using WaylandOverlayBackend = DesktopOverlayBackend<WaylandDesktop, WaylandOverlaySurface>;
 
 }  // namespace sentrel

@@ -1,9 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/overlay/x11/x11_desktop.h"
 
+#include <xcb/composite.h>
 #include <xcb/randr.h>
+#include <xcb/shape.h>
+#include <xcb/xfixes.h>
 
-#include <cstdint>
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstring>
+#include <string_view>
 #include <utility>
 
 #include "platform/desktop_services.h"
@@ -11,37 +19,230 @@
 namespace sentrel {
 
 namespace {
+
 // The root's own geometry changes with every new arrangement, also where RandR tells nothing.
 constexpr std::uint32_t quietEvents = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
 constexpr std::uint32_t watchfulEvents =
     quietEvents | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
 // A window manager makes itself known by a property.
 constexpr std::uint32_t eventsWithoutWindowManager = quietEvents | XCB_EVENT_MASK_PROPERTY_CHANGE;
+
+constexpr std::int64_t redirectionIntervalMs = 25;
+// After 2 s it is believed all the same: some leave full-screen programs alone until another window comes.
+constexpr int redirectionTries = 80;
+
+/// We write pixels as 32-bit words of this machine.
+bool hasOurByteOrder(const X11Connection& connection) {
+  const bool isLittle = xcb_get_setup(connection.get())->image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST;
+  return isLittle == (std::endian::native == std::endian::little);
+}
+
+bool hasOurMasks(const xcb_visualtype_t& visual) {
+  return visual._class == XCB_VISUAL_CLASS_TRUE_COLOR && visual.red_mask == 0xFF0000U &&
+         visual.green_mask == 0xFF00U && visual.blue_mask == 0xFFU;
+}
+
+/// Shape 1.1 brought input shapes, without which an overlay would swallow every click.
+bool hasInputShapes(const X11Connection& connection) {
+  if (connection.extension(xcb_shape_id) == nullptr) return false;
+  const auto version = adopt(
+      xcb_shape_query_version_reply(connection.get(), xcb_shape_query_version(connection.get()), nullptr));
+  return version && (version->major_version > 1 || version->minor_version >= 1);
+}
+
+/// The extension came with version 23.1; before that, all of its outputs bore its name.
+bool isXwayland(const X11Connection& connection, const std::vector<X11Monitor>& monitors) {
+  constexpr std::string_view name = "XWAYLAND";
+  const auto found = adopt(xcb_query_extension_reply(
+      connection.get(), xcb_query_extension(connection.get(), name.size(), name.data()), nullptr));
+  return (found && found->present != 0) || std::ranges::any_of(monitors, [name](const X11Monitor& monitor) {
+           return monitor.screen.name.starts_with(name);
+         });
+}
+
+/// Finds out whether a compositing manager has really taken over the windows. It owns its selection some time
+/// before that, and a translucent window mapped in between would be black. The probe is one invisible window
+/// beyond the corner of the screen.
+class RedirectionProbe {
+ public:
+  explicit RedirectionProbe(const X11Connection& connection)
+      : connection_(connection), window_(xcb_generate_id(connection.get())) {
+    const std::uint32_t overrideRedirect = 1;
+    xcb_create_window(connection_.get(), XCB_COPY_FROM_PARENT, window_, connection_.root(), -2, -2, 1, 1, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, XCB_CW_OVERRIDE_REDIRECT,
+                      &overrideRedirect);
+    xcb_map_window(connection_.get(), window_);
+  }
+  ~RedirectionProbe() { xcb_destroy_window(connection_.get(), window_); }
+  RedirectionProbe(const RedirectionProbe&) = delete;
+  RedirectionProbe& operator=(const RedirectionProbe&) = delete;
+
+  /// Waits for the server's answer.
+  [[nodiscard]] bool isRedirected() const {
+    if (connection_.extension(xcb_composite_id) == nullptr) return false;
+    // Only a window that is drawn off the screen has a pixmap of its own.
+    const xcb_pixmap_t pixmap = xcb_generate_id(connection_.get());
+    const auto cookie = xcb_composite_name_window_pixmap_checked(connection_.get(), window_, pixmap);
+    if (adopt(xcb_request_check(connection_.get(), cookie)) || connection_.broken()) return false;
+    xcb_free_pixmap(connection_.get(), pixmap);
+    return true;
+  }
+
+ private:
+  const X11Connection& connection_;
+  const xcb_window_t window_;
+};
+
 }  // namespace
+
+/// Whether a compositing manager blends translucent windows, as it comes and goes.
+class X11Desktop::CompositorWatch {
+ public:
+  CompositorWatch(const X11Connection& connection, xcb_atom_t selection, MainLoop& loop,
+                  std::function<void()> onChange)
+      : connection_(connection), selection_(selection), loop_(loop), onChange_(std::move(onChange)) {
+    // Without XFixes nobody would tell us of its end, and everything would turn black: then there is none.
+    const auto* xfixes = connection_.extension(xcb_xfixes_id);
+    if (xfixes == nullptr ||
+        !adopt(xcb_xfixes_query_version_reply(get(), xcb_xfixes_query_version(get(), 2, 0), nullptr))) {
+      return;
+    }
+    selectionNotify_ = xfixes->first_event + XCB_XFIXES_SELECTION_NOTIFY;
+    xcb_xfixes_select_selection_input(get(), connection_.root(), selection_,
+                                      XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
+                                          XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
+                                          XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
+    const auto owner =
+        adopt(xcb_get_selection_owner_reply(get(), xcb_get_selection_owner(get(), selection_), nullptr));
+    if (!owner || owner->owner == XCB_NONE) return;
+    probe_.emplace(connection_);
+    running_ = probe_->isRedirected();
+    if (running_) {
+      probe_.reset();
+    } else {
+      tryLater(redirectionTries);
+    }
+  }
+
+  [[nodiscard]] bool isRunning() const { return running_; }
+
+  /// Any event of the connection.
+  void handle(const xcb_generic_event_t& event) {
+    if (selectionNotify_ == 0 || (event.response_type & 0x7F) != selectionNotify_) return;
+    const auto& notify = reinterpret_cast<const xcb_xfixes_selection_notify_event_t&>(event);
+    if (notify.selection != selection_) return;
+    nextTry_.reset();
+    probe_.reset();
+    // When one replaces another the windows stand unblended in between, too.
+    setRunning(false);
+    if (notify.owner == XCB_NONE) return;
+    probe_.emplace(connection_);
+    awaitRedirection(redirectionTries);
+  }
+
+ private:
+  [[nodiscard]] xcb_connection_t* get() const { return connection_.get(); }
+  void awaitRedirection(int triesLeft) {
+    if (triesLeft > 0 && !probe_->isRedirected()) return tryLater(triesLeft - 1);
+    probe_.reset();
+    setRunning(true);
+  }
+  void tryLater(int triesLeft) {
+    nextTry_ = loop_.after(redirectionIntervalMs, [this, triesLeft] { awaitRedirection(triesLeft); });
+  }
+  void setRunning(bool running) {
+    if (std::exchange(running_, running) != running) onChange_();
+  }
+
+  const X11Connection& connection_;
+  const xcb_atom_t selection_;
+  MainLoop& loop_;
+  std::function<void()> onChange_;
+  int selectionNotify_ = 0;  // the event's type; 0 where nothing is told
+  bool running_ = false;
+  std::optional<RedirectionProbe> probe_;
+  Registration nextTry_;
+};
 
 std::unique_ptr<X11Desktop> X11Desktop::open(const std::string& display, MainLoop& loop, Handlers handlers) {
   auto connection = X11Connection::open(display);
-  if (!connection) return nullptr;
-  return std::unique_ptr<X11Desktop>(new X11Desktop(std::move(connection), loop, std::move(handlers)));
+  if (!connection || !hasOurByteOrder(*connection) || !hasInputShapes(*connection)) return nullptr;
+  std::unique_ptr<X11Desktop> desktop(new X11Desktop(std::move(connection), loop, std::move(handlers)));
+  if (!desktop->opaque_ || desktop->connection_->broken()) return nullptr;
+  desktop->observe();
+  return desktop;
 }
 
 X11Desktop::X11Desktop(std::unique_ptr<X11Connection> connection, MainLoop& loop, Handlers handlers)
     : connection_(std::move(connection)),
       loop_(loop),
       handlers_(std::move(handlers)),
-      stack_(*connection_, loop, [this](bool inUse) { setWatchful(inUse); }),
-      paintPace_(*connection_),
-      compositor_(*connection_, loop, [this] { handlers_.changed(); }),
-      pump_(
-          connection_->get(), [this](const xcb_generic_event_t& event) { handle(event); },
-          [this] { loss_ = loop_.after(0, [lost = handlers_.lost] { lost(); }); }) {
-  if (connection_->randrEvents() != 0) {
-    xcb_randr_select_input(connection_->get(), connection_->root(),
+      stack_(*this, loop, [this](bool inUse) { setWatchful(inUse); }),
+      paintRounds_(*this) {
+  internAtoms();
+  findVisuals();
+}
+
+X11Desktop::~X11Desktop() = default;
+
+void X11Desktop::internAtoms() {
+  const std::string selection = "_NET_WM_CM_S" + std::to_string(connection_->screenNumber());
+  const std::array<std::pair<std::string_view, xcb_atom_t*>, 11> names{{
+      {"UTF8_STRING", &atoms_.utf8String},
+      {"_NET_WM_NAME", &atoms_.netWmName},
+      {"_NET_WM_WINDOW_TYPE", &atoms_.netWmWindowType},
+      {"_NET_WM_WINDOW_TYPE_DOCK", &atoms_.netWmWindowTypeDock},
+      {"_NET_WM_BYPASS_COMPOSITOR", &atoms_.netWmBypassCompositor},
+      {"_NET_WM_WINDOW_OPACITY", &atoms_.netWmWindowOpacity},
+      {"_NET_SUPPORTING_WM_CHECK", &atoms_.netSupportingWmCheck},
+      {"_NET_REQUEST_FRAME_EXTENTS", &atoms_.netRequestFrameExtents},
+      {"_MUTTER_VERSION", &atoms_.mutterVersion},
+      {"_COMPTON_SHADOW", &atoms_.comptonShadow},
+      {selection, &atoms_.compositorSelection},
+  }};
+  std::array<xcb_intern_atom_cookie_t, names.size()> cookies{};
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    const std::string_view name = names[i].first;
+    cookies[i] = xcb_intern_atom(get(), 0, static_cast<std::uint16_t>(name.size()), name.data());
+  }
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    const auto reply = adopt(xcb_intern_atom_reply(get(), cookies[i], nullptr));
+    if (reply) *names[i].second = reply->atom;
+  }
+}
+
+void X11Desktop::findVisuals() {
+  auto depths = xcb_screen_allowed_depths_iterator(&connection_->screen());
+  for (; depths.rem > 0; xcb_depth_next(&depths)) {
+    const std::uint8_t depth = depths.data->depth;
+    X11Visual* wanted = depth == 32 ? &translucent_ : depth == 24 ? &opaque_ : nullptr;
+    if (wanted == nullptr || *wanted) continue;
+    auto visuals = xcb_depth_visuals_iterator(depths.data);
+    for (; visuals.rem > 0 && !*wanted; xcb_visualtype_next(&visuals)) {
+      if (hasOurMasks(*visuals.data)) *wanted = {visuals.data->visual_id, depth, XCB_NONE};
+    }
+    if (!*wanted) continue;
+    wanted->colormap = xcb_generate_id(get());
+    xcb_create_colormap(get(), XCB_COLORMAP_ALLOC_NONE, wanted->colormap, root(), wanted->id);
+  }
+}
+
+void X11Desktop::observe() {
+  compositor_ = std::make_unique<CompositorWatch>(*connection_, atoms_.compositorSelection, loop_,
+                                                  [this] { handlers_.changed(); });
+  connection_->run([this](const xcb_generic_event_t& event) { handle(event); },
+                   [this] { loss_ = loop_.after(0, [lost = handlers_.lost] { lost(); }); });
+  if (connection_->extension(xcb_randr_id) != nullptr) {
+    xcb_randr_select_input(get(), root(),
                            XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
                                XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE);
   }
   selectRootEvents();  // first, so that nothing is missed after the reading
   readMonitors();
+}
+
+bool X11Desktop::blendsWindows() const {
+  return compositor_->isRunning() && translucent_;
 }
 
 std::vector<Screen> X11Desktop::screens() const {
@@ -65,13 +266,13 @@ void X11Desktop::selectRootEvents() {
   const std::uint32_t events = watchful_                                ? watchfulEvents
                                : clickThrough_ == ClickThrough::nothing ? eventsWithoutWindowManager
                                                                         : quietEvents;
-  xcb_change_window_attributes(connection_->get(), connection_->root(), XCB_CW_EVENT_MASK, &events);
+  xcb_change_window_attributes(get(), root(), XCB_CW_EVENT_MASK, &events);
 }
 
 void X11Desktop::handle(const xcb_generic_event_t& event) {
   stack_.handle(event);
-  compositor_.handle(event);
-  paintPace_.handle(event);
+  compositor_->handle(event);
+  paintRounds_.handle(event);
   if (concernsMonitors(event)) reloadSoon();
   if ((event.response_type & 0x7FU) != XCB_EXPOSE) return;
   const auto& expose = reinterpret_cast<const xcb_expose_event_t&>(event);
@@ -80,17 +281,18 @@ void X11Desktop::handle(const xcb_generic_event_t& event) {
 }
 
 bool X11Desktop::concernsMonitors(const xcb_generic_event_t& event) const {
-  const unsigned type = event.response_type & 0x7FU;
+  const int type = event.response_type & 0x7F;
   if (type == XCB_CONFIGURE_NOTIFY) {
-    return reinterpret_cast<const xcb_configure_notify_event_t&>(event).window == connection_->root();
+    return reinterpret_cast<const xcb_configure_notify_event_t&>(event).window == root();
   }
   if (type == XCB_PROPERTY_NOTIFY) {
     const auto& notify = reinterpret_cast<const xcb_property_notify_event_t&>(event);
-    return notify.window == connection_->root() && (notify.atom == XCB_ATOM_RESOURCE_MANAGER ||
-                                                    notify.atom == connection_->atoms().netSupportingWmCheck);
+    return notify.window == root() &&
+           (notify.atom == XCB_ATOM_RESOURCE_MANAGER || notify.atom == atoms_.netSupportingWmCheck);
   }
-  const unsigned first = connection_->randrEvents();
-  return first != 0 && (type == first + XCB_RANDR_SCREEN_CHANGE_NOTIFY || type == first + XCB_RANDR_NOTIFY);
+  const auto* randr = connection_->extension(xcb_randr_id);
+  return randr != nullptr && (type == randr->first_event + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
+                              type == randr->first_event + XCB_RANDR_NOTIFY);
 }
 
 /// A new arrangement comes with several events; one reading after the last of them is enough.
@@ -102,7 +304,7 @@ void X11Desktop::reloadSoon() {
 
 bool X11Desktop::readMonitors() {
   auto monitors = sentrel::readMonitors(*connection_);
-  const ClickThrough clickThrough = findClickThrough(*connection_, monitors);
+  const ClickThrough clickThrough = findClickThrough(monitors);
   // A screen that takes every click is worse than one that is not covered.
   if (clickThrough == ClickThrough::nothing) monitors.clear();
   if (connection_->broken() || (monitors == monitors_ && clickThrough == clickThrough_)) return false;
@@ -110,6 +312,24 @@ bool X11Desktop::readMonitors() {
   clickThrough_ = clickThrough;
   selectRootEvents();
   return true;
+}
+
+ClickThrough X11Desktop::findClickThrough(const std::vector<X11Monitor>& monitors) const {
+  if (!isXwayland(*connection_, monitors)) return ClickThrough::inputShape;
+  return isMutter() ? ClickThrough::newSizes : ClickThrough::nothing;
+}
+
+bool X11Desktop::isMutter() const {
+  const auto property = [this](xcb_window_t window, xcb_atom_t name) {
+    return adopt(
+        xcb_get_property_reply(get(), xcb_get_property(get(), 0, window, name, XCB_ATOM_ANY, 0, 1), nullptr));
+  };
+  const auto check = property(root(), atoms_.netSupportingWmCheck);
+  xcb_window_t manager = XCB_NONE;
+  if (!check || xcb_get_property_value_length(check.get()) != sizeof manager) return false;
+  std::memcpy(&manager, xcb_get_property_value(check.get()), sizeof manager);
+  const auto version = property(manager, atoms_.mutterVersion);
+  return version && version->type != XCB_ATOM_NONE;
 }
 
 }  // namespace sentrel

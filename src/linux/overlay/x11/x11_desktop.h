@@ -1,25 +1,58 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "linux/overlay/x11/x11_click_through.h"
-#include "linux/overlay/x11/x11_compositor_watch.h"
-#include "linux/overlay/x11/x11_connection.h"
-#include "linux/overlay/x11/x11_event_pump.h"
+#include <xcb/xcb.h>
+
+#include "linux/display/x11_connection.h"
 #include "linux/overlay/x11/x11_monitors.h"
-#include "linux/overlay/x11/x11_paint_pace.h"
 #include "linux/overlay/x11/x11_window_stack.h"
 #include "support/main_loop.h"
 #include "support/published.h"
+#include "support/registration.h"
 
 namespace sentrel {
 
-/// One X server as long as its connection lives: its monitors, whether it blends windows, and the order of
-/// ours. Main thread.
+/// The names that the overlay uses on the X server.
+struct X11Atoms {
+  xcb_atom_t utf8String = XCB_ATOM_NONE;
+  xcb_atom_t netWmName = XCB_ATOM_NONE;
+  xcb_atom_t netWmWindowType = XCB_ATOM_NONE;
+  xcb_atom_t netWmWindowTypeDock = XCB_ATOM_NONE;
+  xcb_atom_t netWmBypassCompositor = XCB_ATOM_NONE;
+  xcb_atom_t netWmWindowOpacity = XCB_ATOM_NONE;
+  xcb_atom_t netSupportingWmCheck = XCB_ATOM_NONE;
+  xcb_atom_t netRequestFrameExtents = XCB_ATOM_NONE;
+  xcb_atom_t mutterVersion = XCB_ATOM_NONE;
+  xcb_atom_t comptonShadow = XCB_ATOM_NONE;
+  xcb_atom_t compositorSelection = XCB_ATOM_NONE;  ///< _NET_WM_CM_S<screen>
+};
+
+/// A way to draw pixels: what a window of a given look is made with.
+struct X11Visual {
+  xcb_visualid_t id = 0;
+  std::uint8_t depth = 0;
+  xcb_colormap_t colormap = XCB_NONE;
+  explicit operator bool() const { return id != 0; }
+};
+
+/// What lets clicks through a window of ours that has an empty input shape.
+enum class ClickThrough {
+  inputShape,  ///< the X server itself, where it is the one that hands out clicks
+  /// Mutter, as the Wayland compositor behind the server, but only while each picture that it gets of the
+  /// window has another size than the one before. Up to its version 44.8 a picture makes it forget the shape,
+  /// and it asks for the shape again only when the size has changed.
+  newSizes,
+  nothing,  ///< a Wayland compositor of which it is not known
+};
+
+/// One X server as long as its connection lives: its monitors, whether a compositing manager blends
+/// translucent windows, and the order of ours. Main thread.
 class X11Desktop {
  public:
   struct Handlers {
@@ -27,20 +60,27 @@ class X11Desktop {
     std::function<void()> lost;     ///< the connection broke; called in a turn of its own
   };
 
-  /// Null when the server cannot be reached or lacks what a cover needs.
+  /// Null when the server cannot be reached, cannot let clicks through a window, or has no screen that we can
+  /// draw on.
   [[nodiscard]] static std::unique_ptr<X11Desktop> open(const std::string& display, MainLoop& loop,
                                                         Handlers handlers);
+  ~X11Desktop();
+  X11Desktop(const X11Desktop&) = delete;
+  X11Desktop& operator=(const X11Desktop&) = delete;
 
-  [[nodiscard]] const X11Connection& connection() const { return *connection_; }
+  [[nodiscard]] xcb_connection_t* get() const { return connection_->get(); }
+  [[nodiscard]] xcb_window_t root() const { return connection_->root(); }
+  [[nodiscard]] const X11Atoms& atoms() const { return atoms_; }
+  /// 32 bits with alpha; empty where the server has none.
+  [[nodiscard]] const X11Visual& translucentVisual() const { return translucent_; }
+  [[nodiscard]] const X11Visual& opaqueVisual() const { return opaque_; }
+
   [[nodiscard]] X11WindowStack& stack() { return stack_; }
-  [[nodiscard]] X11PaintPace& paintPace() { return paintPace_; }
-  [[nodiscard]] MainLoop& loop() { return loop_; }
+  [[nodiscard]] X11PaintRounds& paintRounds() { return paintRounds_; }
   /// None while clicks would not get through what lies on them.
   [[nodiscard]] const std::vector<X11Monitor>& monitors() const { return monitors_; }
   [[nodiscard]] ClickThrough clickThrough() const { return clickThrough_; }
-  [[nodiscard]] bool blendsWindows() const {
-    return compositor_.isRunning() && connection_->translucentVisual();
-  }
+  [[nodiscard]] bool blendsWindows() const;
   /// From the beginning: its server has answered when it opens.
   [[nodiscard]] static constexpr bool isUsable() { return true; }
   [[nodiscard]] std::vector<Screen> screens() const;
@@ -48,11 +88,17 @@ class X11Desktop {
   [[nodiscard]] std::string limitation() const;
   /// Tells the window of ours that has to be drawn again.
   [[nodiscard]] Signal<xcb_window_t>& exposed() { return exposed_; }
-  void flush() const { xcb_flush(connection_->get()); }
+  void flush() const { xcb_flush(get()); }
 
  private:
+  class CompositorWatch;
+
   X11Desktop(std::unique_ptr<X11Connection> connection, MainLoop& loop, Handlers handlers);
 
+  void internAtoms();
+  void findVisuals();
+  /// Begins to hear of the server's changes, and reads how it is.
+  void observe();
   /// Whether to be told of everything that happens to other programs' windows, which wakes us often.
   void setWatchful(bool watchful);
   void selectRootEvents();
@@ -61,20 +107,24 @@ class X11Desktop {
   void reloadSoon();
   /// False when nothing has changed.
   bool readMonitors();
+  [[nodiscard]] ClickThrough findClickThrough(const std::vector<X11Monitor>& monitors) const;
+  [[nodiscard]] bool isMutter() const;
 
   std::unique_ptr<X11Connection> connection_;
   MainLoop& loop_;
   Handlers handlers_;
+  X11Atoms atoms_;
+  X11Visual translucent_;
+  X11Visual opaque_;
   std::vector<X11Monitor> monitors_;
   ClickThrough clickThrough_ = ClickThrough::nothing;
   bool watchful_ = false;
   Signal<xcb_window_t> exposed_;
   X11WindowStack stack_;
-  X11PaintPace paintPace_;
-  X11CompositorWatch compositor_;
+  X11PaintRounds paintRounds_;
+  std::unique_ptr<CompositorWatch> compositor_;
   Registration reload_;
   Registration loss_;
-  X11EventPump pump_;
 };
 
 }  // namespace sentrel

@@ -8,8 +8,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "linux/overlay/screen_id.h"
-#include "linux/overlay/x11/x11_reply.h"
+#include "linux/overlay/desktop_overlay_backend.h"
 
 namespace sentrel {
 
@@ -62,7 +61,12 @@ std::string readAtomName(const X11Connection& connection, xcb_atom_t atom) {
           static_cast<std::size_t>(xcb_get_atom_name_name_length(reply.get()))};
 }
 
+/// None where RandR is older than 1.5, which brought them.
 std::vector<X11MonitorInfo> readRandrMonitors(const X11Connection& connection) {
+  if (connection.extension(xcb_randr_id) == nullptr) return {};
+  const auto version = adopt(xcb_randr_query_version_reply(
+      connection.get(), xcb_randr_query_version(connection.get(), 1, 5), nullptr));
+  if (!version || (version->major_version == 1 && version->minor_version < 5)) return {};
   const auto reply = adopt(xcb_randr_get_monitors_reply(
       connection.get(), xcb_randr_get_monitors(connection.get(), connection.root(), 1), nullptr));
   std::vector<X11MonitorInfo> result;
@@ -127,8 +131,7 @@ std::optional<double> parseXftDpi(std::string_view resources) {
 }
 
 std::vector<X11Monitor> readMonitors(const X11Connection& connection) {
-  std::vector<X11MonitorInfo> monitors;
-  if (connection.hasRandrMonitors()) monitors = readRandrMonitors(connection);
+  std::vector<X11MonitorInfo> monitors = readRandrMonitors(connection);
   if (monitors.empty()) {
     // The setup's size is that of the connection's beginning; the root window knows today's.
     const auto size = adopt(xcb_get_geometry_reply(

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "linux/overlay/x11/x11_connection.h"
+#include "linux/display/x11_connection.h"
 #include "platform/overlay_surface.h"
 
 namespace sentrel {

@@ -4,14 +4,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "linux/overlay/painter/notice_painter.h"
-
 namespace sentrel {
 
 namespace {
-
 using Look = X11OverlayWindow::Look;
-
 }  // namespace
 
 X11OverlaySurface::Windows::Windows(X11Desktop& desktop, bool translucentWindows)
@@ -24,15 +20,8 @@ X11OverlaySurface::Windows::Windows(X11Desktop& desktop, bool translucentWindows
   hint.emplace(desktop, Look::translucent, "sentrel hint");
 }
 
-X11OverlaySurface::X11OverlaySurface(std::shared_ptr<X11SurfaceList> list, std::uint64_t screenId)
-    : list_(std::move(list)), screenId_(screenId) {
-  list_->surfaces.push_back(this);
-}
-
 X11OverlaySurface::~X11OverlaySurface() {
-  std::erase(list_->surfaces, this);
   release();
-  flush();
 }
 
 void X11OverlaySurface::present(const OverlayScene& scene) {
@@ -41,68 +30,85 @@ void X11OverlaySurface::present(const OverlayScene& scene) {
 }
 
 void X11OverlaySurface::setTint(TintLevel level) {
-  if (level == tint_) return;
-  tint_ = level;
+  if (std::exchange(tint_, level) == level || !windows_) return;
+  showTint();
+  keepPictureOnTop();
+  desktop()->flush();
+}
+
+void X11OverlaySurface::setPicture(const std::optional<RetroPicture>& picture) {
+  const bool same = picture && picture_ && picture->picture == picture_->picture;
+  picture_ = picture;
   if (!windows_) return;
-  applyTint(painted_.pixels);
-  flush();
+  if (same) {
+    windows_->picture->setBlink(picture->blink);
+  } else {
+    showPicture();
+  }
+  desktop()->flush();
 }
 
 void X11OverlaySurface::refresh() {
-  const X11Monitor* on = monitor();
-  if (on == nullptr || !scene_) {
+  const X11Monitor* monitor = findMonitor();
+  if (monitor == nullptr || !scene_) {
     release();
-    flush();
+    if (desktop() != nullptr) desktop()->flush();
     return;
   }
-  X11Desktop& desktop = *list_->desktop;
-  if (!windows_ || windows_->translucent != desktop.blendsWindows()) {
-    release();
-    windows_ = std::make_unique<Windows>(desktop, desktop.blendsWindows());
+  const bool translucent = desktop()->blendsWindows();
+  if (!windows_ || windows_->translucent != translucent || *monitor != monitor_) {
+    monitor_ = *monitor;
+    keys_.reset();
+    windows_.reset();
+    windows_ = std::make_unique<Windows>(*desktop(), translucent);
   }
-  paintPictures(*on);
-  if (windows_->scene) windows_->scene->present(*scene_, on->pixels, on->scale);
-  applyTint(on->pixels);
+  paintNotices(scene_->shortcutInHint);
+  if (windows_->scene) windows_->scene->present(*scene_, monitor_.pixels, monitor_.scale);
+  showTint();
   if (windows_->hint) windows_->hint->setShown(true);
   windows_->banner.setShown(scene_->banner);
-  flush();
+  if (!windows_->picture) showPicture();
+  keepPictureOnTop();
+  desktop()->flush();
 }
 
 void X11OverlaySurface::release() {
   windows_.reset();
-  painted_ = {};
 }
 
-void X11OverlaySurface::flush() const {
-  if (list_->desktop != nullptr) list_->desktop->flush();
-}
-
-const X11Monitor* X11OverlaySurface::monitor() const {
-  if (list_->desktop == nullptr) return nullptr;
-  const auto& monitors = list_->desktop->monitors();
-  const auto found = std::ranges::find(monitors, screenId_, [](const X11Monitor& m) { return m.screen.id; });
+const X11Monitor* X11OverlaySurface::findMonitor() const {
+  if (desktop() == nullptr) return nullptr;
+  const auto& monitors = desktop()->monitors();
+  const auto found = std::ranges::find(monitors, screenId(), [](const X11Monitor& m) { return m.screen.id; });
   return found == monitors.end() ? nullptr : &*found;
 }
 
-// Ahead of their use: when an alert comes, its banner has only to be mapped.
-void X11OverlaySurface::paintPictures(const X11Monitor& monitor) {
-  const Painted wanted{monitor.pixels, monitor.scale, scene_->shortcutInHint};
-  if (wanted == painted_) return;
-  painted_ = wanted;
-  const Notice banner = paintBanner(monitor.pixels, monitor.scale,
-                                    windows_->translucent ? BannerStyle::translucent : BannerStyle::opaque);
-  windows_->banner.setPicture(banner.image, banner.at.x(), banner.at.y());
-  if (!windows_->hint) return;
-  const Notice hint = paintHint(monitor.pixels, monitor.scale, wanted.keys);
-  windows_->hint->setPicture(hint.image, hint.at.x(), hint.at.y());
+/// Ahead of their use: when an alert comes, its banner has only to be mapped.
+void X11OverlaySurface::paintNotices(bool keys) {
+  if (std::exchange(keys_, keys) == keys) return;
+  windows_->banner.setNotice(
+      paintBanner(monitor_.pixels, monitor_.scale,
+                  windows_->translucent ? BannerStyle::translucent : BannerStyle::opaque));
+  if (windows_->hint) windows_->hint->setNotice(paintHint(monitor_.pixels, monitor_.scale, keys));
 }
 
-void X11OverlaySurface::applyTint(const Rect& pixels) {
-  if (!windows_->tint) return;
-  windows_->tint->place(pixels);
-  windows_->tint->setLevel(tint_);
-  // During an alert it stays through the dark moments of the flash: mapping costs more than clearing.
-  windows_->tint->setMapped(tint_ > 0 || scene_->banner);
+/// During an alert its window stays through the dark moments of the flash: mapping costs more than clearing.
+void X11OverlaySurface::showTint() {
+  if (windows_->tint) windows_->tint->show(tint_, monitor_.pixels, tint_ > 0 || scene_->banner);
+}
+
+void X11OverlaySurface::showPicture() {
+  if (!picture_) return windows_->picture.reset();
+  if (!windows_->picture) windows_->picture.emplace(*desktop(), monitor_);
+  windows_->picture->show(*picture_);
+}
+
+/// Under a Wayland compositor, what is mapped last may lie above all others whatever the server says (Mutter
+/// orders such windows anew only along with ordinary ones). Then this window is made anew, as the last.
+void X11OverlaySurface::keepPictureOnTop() {
+  if (!windows_->picture || desktop()->stack().lastMapped() == windows_->picture->id()) return;
+  windows_->picture.reset();
+  showPicture();
 }
 
 }  // namespace sentrel

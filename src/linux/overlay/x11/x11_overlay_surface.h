@@ -1,29 +1,30 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <optional>
 
-#include "linux/overlay/x11/x11_picture_window.h"
-#include "linux/overlay/x11/x11_scene_window.h"
-#include "linux/overlay/x11/x11_surface_list.h"
-#include "linux/overlay/x11/x11_tint_window.h"
+#include "linux/overlay/desktop_overlay_backend.h"
+#include "linux/overlay/x11/x11_desktop.h"
+#include "linux/overlay/x11/x11_layer_windows.h"
 #include "platform/overlay_surface.h"
 
 namespace sentrel {
 
-/// What one screen shows, kept as values and brought to the screen of the moment: it follows its monitor,
-/// the compositing manager and the server as they change, go and come back. Main thread.
-class X11OverlaySurface final : public OverlaySurface, public DesktopSurface {
+/// What one screen of an X server shows, brought to the monitor of the moment: it follows its monitor, the
+/// compositing manager and the server as they change, go and come back. Main thread.
+class X11OverlaySurface final : public DesktopSurface<X11Desktop> {
  public:
-  X11OverlaySurface(std::shared_ptr<X11SurfaceList> list, std::uint64_t screenId);
+  using DesktopSurface::DesktopSurface;
   ~X11OverlaySurface() override;
   X11OverlaySurface(const X11OverlaySurface&) = delete;
   X11OverlaySurface& operator=(const X11OverlaySurface&) = delete;
 
   void present(const OverlayScene& scene) override;
   void setTint(TintLevel level) override;
+  void setPicture(const std::optional<RetroPicture>& picture) override;
+  void refresh() override;
+  void release() override;
 
  private:
   /// Everything on the server; rebuilt when the way of showing changes.
@@ -32,31 +33,23 @@ class X11OverlaySurface final : public OverlaySurface, public DesktopSurface {
     bool translucent;
     std::optional<X11SceneWindow> scene;
     std::optional<X11TintWindow> tint;
-    std::optional<X11PictureWindow> hint;
-    X11PictureWindow banner;
+    std::optional<X11NoticeWindow> hint;
+    X11NoticeWindow banner;
+    std::optional<X11RetroWindow> picture;
   };
 
-  /// What the pictures on the server were painted for.
-  struct Painted {
-    Rect pixels;
-    double scale = 0;
-    bool keys = false;
-    bool operator==(const Painted&) const = default;
-  };
+  [[nodiscard]] const X11Monitor* findMonitor() const;
+  void paintNotices(bool keys);
+  void showTint();
+  void showPicture();
+  void keepPictureOnTop();
 
-  void refresh() override;
-  void release() override;
-  [[nodiscard]] const X11Monitor* monitor() const;
-  void paintPictures(const X11Monitor& monitor);
-  void applyTint(const Rect& pixels);
-  void flush() const;
-
-  std::shared_ptr<X11SurfaceList> list_;
-  std::uint64_t screenId_;
-  std::optional<OverlayScene> scene_;  // none before the first one came
-  TintLevel tint_ = 0;
-  Painted painted_;
   std::unique_ptr<Windows> windows_;
+  X11Monitor monitor_;        // that the windows are painted for
+  std::optional<bool> keys_;  // whether the hint on the server shows the keys
 };
+
+/// The overlay on an X server; its display as in DISPLAY.
+using X11OverlayBackend = DesktopOverlayBackend<X11Desktop, X11OverlaySurface>;
 
 }  // namespace sentrel

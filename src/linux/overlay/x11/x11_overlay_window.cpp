@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <string>
 #include <utility>
 
@@ -17,42 +18,58 @@ namespace {
 constexpr unsigned sizeSteps = 16;
 }  // namespace
 
-X11OverlayWindow::X11OverlayWindow(X11Desktop& desktop, OverlayLayer layer, Look look, std::string_view name)
-    : connection_(desktop.connection()),
-      stack_(desktop.stack()),
-      pace_(desktop.paintPace()),
-      layer_(layer),
+void putX11Image(xcb_connection_t* connection, xcb_drawable_t drawable, std::uint8_t depth, const Rect& place,
+                 const std::uint32_t* pixels) {
+  const auto& [left, top, width, height] = place;
+  // Every server takes requests of this size; larger ones would only grow the buffers on both sides.
+  constexpr int requestWords = 65535 - static_cast<int>(sizeof(xcb_put_image_request_t) / 4);
+  const int rowsAtOnce = std::max(1, requestWords / width);
+  const xcb_gcontext_t graphics = xcb_generate_id(connection);
+  xcb_create_gc(connection, graphics, drawable, 0, nullptr);
+  for (int y = 0; y < height; y += rowsAtOnce) {
+    const int rows = std::min(rowsAtOnce, height - y);
+    const std::uint32_t* from = pixels + static_cast<std::ptrdiff_t>(y) * width;
+    xcb_put_image(connection, XCB_IMAGE_FORMAT_Z_PIXMAP, drawable, graphics,
+                  static_cast<std::uint16_t>(width), static_cast<std::uint16_t>(rows),
+                  static_cast<std::int16_t>(left), static_cast<std::int16_t>(top + y), 0, depth,
+                  static_cast<std::uint32_t>(width * rows * 4), reinterpret_cast<const std::uint8_t*>(from));
+  }
+  xcb_free_gc(connection, graphics);
+}
+
+X11OverlayWindow::X11OverlayWindow(X11Desktop& desktop, X11Layer layer, Look look, std::string_view name)
+    : desktop_(desktop),
       takesNewSizes_(desktop.clickThrough() == ClickThrough::newSizes),
-      visual_(look == Look::translucent ? connection_.translucentVisual() : connection_.opaqueVisual()),
-      id_(xcb_generate_id(connection_.get())),
+      visual_(look == Look::translucent ? desktop.translucentVisual() : desktop.opaqueVisual()),
+      id_(xcb_generate_id(connection())),
       pixels_{0, 0, 1, 1} {
   const std::uint32_t mask = XCB_CW_BACK_PIXEL | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT |
                              XCB_CW_EVENT_MASK | XCB_CW_COLORMAP;
   const std::array<std::uint32_t, 5> values{0, 0, 1, 0, visual_.colormap};
-  xcb_create_window(connection_.get(), visual_.depth, id_, connection_.root(), 0, 0, 1, 1, 0,
+  xcb_create_window(connection(), visual_.depth, id_, desktop_.root(), 0, 0, 1, 1, 0,
                     XCB_WINDOW_CLASS_INPUT_OUTPUT, visual_.id, mask, values.data());
   // No rectangle takes input: every click and scroll reaches what lies beneath.
-  xcb_shape_rectangles(connection_.get(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_UNSORTED,
-                       id_, 0, 0, 0, nullptr);
+  xcb_shape_rectangles(connection(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_UNSORTED, id_, 0,
+                       0, 0, nullptr);
   describe(name);
-  stack_.add(id_, layer);
+  desktop_.stack().add(id_, layer);
 }
 
 X11OverlayWindow::~X11OverlayWindow() {
-  pace_.forget(id_);
-  stack_.remove(id_);
-  xcb_destroy_window(connection_.get(), id_);
+  desktop_.paintRounds().forget(id_);
+  desktop_.stack().remove(id_);
+  xcb_destroy_window(connection(), id_);
 }
 
 // No window manager reads this, but compositing managers do.
 void X11OverlayWindow::describe(std::string_view name) const {
-  const X11Atoms& atoms = connection_.atoms();
+  const X11Atoms& atoms = desktop_.atoms();
   const auto setText = [this](xcb_atom_t property, xcb_atom_t type, std::string_view text) {
-    xcb_change_property(connection_.get(), XCB_PROP_MODE_REPLACE, id_, property, type, 8,
+    xcb_change_property(connection(), XCB_PROP_MODE_REPLACE, id_, property, type, 8,
                         static_cast<std::uint32_t>(text.size()), text.data());
   };
   const auto setNumber = [this](xcb_atom_t property, xcb_atom_t type, std::uint32_t value) {
-    xcb_change_property(connection_.get(), XCB_PROP_MODE_REPLACE, id_, property, type, 32, 1, &value);
+    xcb_change_property(connection(), XCB_PROP_MODE_REPLACE, id_, property, type, 32, 1, &value);
   };
   using namespace std::string_view_literals;
   setText(XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, "sentrel\0sentrel\0"sv);
@@ -75,7 +92,7 @@ void X11OverlayWindow::place(const Rect& pixels) {
 /// With one request, which the server never cuts into two pictures: it fills a window that changes its size
 /// with its background, all of it.
 void X11OverlayWindow::takeNewSize() {
-  pace_.request(id_, [this] {
+  desktop_.paintRounds().request(id_, [this] {
     if (!mapped_) return;
     ++size_;
     configure();
@@ -88,7 +105,7 @@ void X11OverlayWindow::configure() const {
       static_cast<std::uint32_t>(std::max(pixels_.width, 1)) + size_ % sizeSteps,
       static_cast<std::uint32_t>(std::max(pixels_.height, 1)) + size_ / sizeSteps % sizeSteps};
   xcb_configure_window(
-      connection_.get(), id_,
+      connection(), id_,
       XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
       values.data());
 }
@@ -99,16 +116,14 @@ void X11OverlayWindow::setMapped(bool mapped) {
   if (mapped) {
     size_ = 0;
     if (takesNewSizes_) configure();
-    stack_.raise();
-    xcb_map_window(connection_.get(), id_);
-    stack_.mapped().emit(layer_);
+    desktop_.stack().map(id_);
   } else {
-    xcb_unmap_window(connection_.get(), id_);
+    xcb_unmap_window(connection(), id_);
   }
 }
 
 void X11OverlayWindow::setBackground(std::uint32_t argb) {
-  xcb_change_window_attributes(connection_.get(), id_, XCB_CW_BACK_PIXEL, &argb);
+  xcb_change_window_attributes(connection(), id_, XCB_CW_BACK_PIXEL, &argb);
   repaint({0, 0, pixels_.width, pixels_.height});
 }
 
@@ -116,41 +131,40 @@ xcb_pixmap_t X11OverlayWindow::createBackground(int width, int height) const {
   const auto spare = static_cast<int>(takesNewSizes_ ? sizeSteps - 1 : 0);
   const xcb_rectangle_t whole{0, 0, static_cast<std::uint16_t>(width + spare),
                               static_cast<std::uint16_t>(height + spare)};
-  const xcb_pixmap_t picture = xcb_generate_id(connection_.get());
-  xcb_create_pixmap(connection_.get(), visual_.depth, picture, id_, whole.width, whole.height);
+  const xcb_pixmap_t picture = xcb_generate_id(connection());
+  xcb_create_pixmap(connection(), visual_.depth, picture, id_, whole.width, whole.height);
   if (spare == 0) return picture;
-  const xcb_gcontext_t transparent = xcb_generate_id(connection_.get());
+  const xcb_gcontext_t transparent = xcb_generate_id(connection());
   const std::uint32_t pixel = 0;
-  xcb_create_gc(connection_.get(), transparent, picture, XCB_GC_FOREGROUND, &pixel);
-  xcb_poly_fill_rectangle(connection_.get(), picture, transparent, 1, &whole);
-  xcb_free_gc(connection_.get(), transparent);
+  xcb_create_gc(connection(), transparent, picture, XCB_GC_FOREGROUND, &pixel);
+  xcb_poly_fill_rectangle(connection(), picture, transparent, 1, &whole);
+  xcb_free_gc(connection(), transparent);
   return picture;
 }
 
 void X11OverlayWindow::setBackgroundPicture(xcb_pixmap_t picture) {
-  xcb_change_window_attributes(connection_.get(), id_, XCB_CW_BACK_PIXMAP, &picture);
+  xcb_change_window_attributes(connection(), id_, XCB_CW_BACK_PIXMAP, &picture);
 }
 
-void X11OverlayWindow::repaint(const Rect& part) {
+void X11OverlayWindow::repaint(const Rect& area) {
   if (!mapped_) return;
   if (takesNewSizes_) {
     takeNewSize();
     return;
   }
-  xcb_clear_area(connection_.get(), 0, id_, static_cast<std::int16_t>(part.x),
-                 static_cast<std::int16_t>(part.y), static_cast<std::uint16_t>(part.width),
-                 static_cast<std::uint16_t>(part.height));
+  xcb_clear_area(connection(), 0, id_, static_cast<std::int16_t>(area.x), static_cast<std::int16_t>(area.y),
+                 static_cast<std::uint16_t>(area.width), static_cast<std::uint16_t>(area.height));
 }
 
 void X11OverlayWindow::setOpacity(double opacity) const {
   const auto value = static_cast<std::uint32_t>(opacity * 0xFFFFFFFFU);
-  xcb_change_property(connection_.get(), XCB_PROP_MODE_REPLACE, id_, connection_.atoms().netWmWindowOpacity,
+  xcb_change_property(connection(), XCB_PROP_MODE_REPLACE, id_, desktop_.atoms().netWmWindowOpacity,
                       XCB_ATOM_CARDINAL, 32, 1, &value);
 }
 
 void X11OverlayWindow::selectExposures() {
   const std::uint32_t events = XCB_EVENT_MASK_EXPOSURE;
-  xcb_change_window_attributes(connection_.get(), id_, XCB_CW_EVENT_MASK, &events);
+  xcb_change_window_attributes(connection(), id_, XCB_CW_EVENT_MASK, &events);
 }
 
 }  // namespace sentrel

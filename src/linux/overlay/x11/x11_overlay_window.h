@@ -11,19 +11,24 @@
 
 namespace sentrel {
 
+/// Sends a picture of 32-bit pixels without gaps to this place of a drawable of this depth, in as many
+/// requests as it takes.
+void putX11Image(xcb_connection_t* connection, xcb_drawable_t drawable, std::uint8_t depth, const Rect& place,
+                 const std::uint32_t* pixels);
+
 /// One window of the overlay: not managed by any window manager, without input, above everything. Created
 /// unmapped, transparent or black. Must not outlive its desktop. Main thread.
 class X11OverlayWindow {
  public:
   enum class Look { translucent, opaque };
 
-  X11OverlayWindow(X11Desktop& desktop, OverlayLayer layer, Look look, std::string_view name);
+  X11OverlayWindow(X11Desktop& desktop, X11Layer layer, Look look, std::string_view name);
   ~X11OverlayWindow();
   X11OverlayWindow(const X11OverlayWindow&) = delete;
   X11OverlayWindow& operator=(const X11OverlayWindow&) = delete;
 
   [[nodiscard]] xcb_window_t id() const { return id_; }
-  [[nodiscard]] const X11Connection& connection() const { return connection_; }
+  [[nodiscard]] xcb_connection_t* connection() const { return desktop_.get(); }
   [[nodiscard]] const X11Visual& visual() const { return visual_; }
   [[nodiscard]] const Rect& pixels() const { return pixels_; }
   [[nodiscard]] bool isMapped() const { return mapped_; }
@@ -35,12 +40,12 @@ class X11OverlayWindow {
   /// A picture of this size to be the background: as large as the window may become, and transparent where it
   /// reaches beyond its place. To be freed by the caller.
   [[nodiscard]] xcb_pixmap_t createBackground(int width, int height) const;
-  /// Takes a picture as the background, which must be set anew after every change. It is seen once this part
-  /// of the window is repainted, or the window mapped.
+  /// Takes a picture as the background, which must be set anew after every change. It is seen once the
+  /// window is repainted or mapped.
   void setBackgroundPicture(xcb_pixmap_t picture);
-  /// Shows the background again in this part of a mapped window, or more of it, in one piece; at once, or as
+  /// Shows the background again in this area of a mapped window, or more of it, in one piece; at once, or as
   /// soon as the compositor has taken what came before.
-  void repaint(const Rect& part);
+  void repaint(const Rect& area);
   /// Of the whole window as it is blended, 0..1, where the compositor heeds it.
   void setOpacity(double opacity) const;
   /// Asks the server to tell when content has to be drawn again.
@@ -51,10 +56,7 @@ class X11OverlayWindow {
   void configure() const;
   void takeNewSize();
 
-  const X11Connection& connection_;
-  X11WindowStack& stack_;
-  X11PaintPace& pace_;
-  OverlayLayer layer_;
+  X11Desktop& desktop_;
   bool takesNewSizes_;
   const X11Visual& visual_;
   xcb_window_t id_;

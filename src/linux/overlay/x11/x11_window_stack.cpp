@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <utility>
 
+#include "linux/overlay/x11/x11_desktop.h"
+
 namespace sentrel {
 
 namespace {
@@ -32,11 +34,10 @@ xcb_window_t restackedWindow(const xcb_generic_event_t& event) {
 
 }  // namespace
 
-X11WindowStack::X11WindowStack(const X11Connection& connection, MainLoop& loop,
-                               std::function<void(bool)> onUse)
-    : connection_(connection), loop_(loop), onUse_(std::move(onUse)) {}
+X11WindowStack::X11WindowStack(const X11Desktop& desktop, MainLoop& loop, std::function<void(bool)> onUse)
+    : desktop_(desktop), loop_(loop), onUse_(std::move(onUse)) {}
 
-void X11WindowStack::add(xcb_window_t window, OverlayLayer layer) {
+void X11WindowStack::add(xcb_window_t window, X11Layer layer) {
   const auto above =
       std::ranges::find_if(entries_, [layer](const Entry& entry) { return entry.layer > layer; });
   entries_.insert(above, {window, layer});
@@ -50,6 +51,12 @@ void X11WindowStack::remove(xcb_window_t window) {
   onUse_(false);
 }
 
+void X11WindowStack::map(xcb_window_t window) {
+  raise();
+  xcb_map_window(desktop_.get(), window);
+  lastMapped_ = window;
+}
+
 // From the top down, each below the one before: in this order no window of ours ever covers another that
 // belongs above it, and where all are in place already the server does nothing and tells nobody.
 void X11WindowStack::raise() {
@@ -59,10 +66,10 @@ void X11WindowStack::raise() {
   std::for_each(entries_.rbegin(), entries_.rend(), [&](const Entry& entry) {
     if (above == XCB_NONE) {
       const std::uint32_t mode = XCB_STACK_MODE_ABOVE;
-      xcb_configure_window(connection_.get(), entry.window, XCB_CONFIG_WINDOW_STACK_MODE, &mode);
+      xcb_configure_window(desktop_.get(), entry.window, XCB_CONFIG_WINDOW_STACK_MODE, &mode);
     } else {
       const std::array<std::uint32_t, 2> values{above, XCB_STACK_MODE_BELOW};
-      xcb_configure_window(connection_.get(), entry.window,
+      xcb_configure_window(desktop_.get(), entry.window,
                            XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE, values.data());
     }
     above = entry.window;
@@ -71,13 +78,13 @@ void X11WindowStack::raise() {
 
 void X11WindowStack::handle(const xcb_generic_event_t& event) {
   const xcb_window_t window = restackedWindow(event);
-  if (window == XCB_NONE || window == connection_.root() || isOurs(window)) return;
+  if (window == XCB_NONE || window == desktop_.root() || isOurs(window)) return;
   raiseSoon();
 }
 
 bool X11WindowStack::isOurs(xcb_window_t window) const {
   // Every resource of this connection bears its base: windows that are already gone are known, too.
-  const auto* setup = xcb_get_setup(connection_.get());
+  const auto* setup = xcb_get_setup(desktop_.get());
   return (window & ~setup->resource_id_mask) == setup->resource_id_base;
 }
 
@@ -88,8 +95,50 @@ void X11WindowStack::raiseSoon() {
   const auto delay = std::max(settleTime, leastRaiseInterval - sinceLast);
   timer_ = loop_.after(delay.count(), [this] {
     raise();
-    xcb_flush(connection_.get());
+    desktop_.flush();
   });
+}
+
+X11PaintRounds::~X11PaintRounds() {
+  if (asker_ != XCB_NONE) xcb_destroy_window(desktop_.get(), asker_);
+}
+
+void X11PaintRounds::request(xcb_window_t window, std::function<void()> paint) {
+  waiting_[window] = std::move(paint);
+  if (!asked_) paintRound();
+}
+
+void X11PaintRounds::handle(const xcb_generic_event_t& event) {
+  if ((event.response_type & 0x7FU) != XCB_PROPERTY_NOTIFY) return;
+  if (!asked_ || reinterpret_cast<const xcb_property_notify_event_t&>(event).window != asker_) return;
+  asked_ = false;
+  if (!waiting_.empty()) paintRound();
+}
+
+void X11PaintRounds::paintRound() {
+  for (const auto& [window, paint] : std::exchange(waiting_, {})) paint();
+  ask();
+}
+
+/// How wide the frame around a window would be: the answer is a property of that window.
+void X11PaintRounds::ask() {
+  asked_ = true;
+  xcb_connection_t* connection = desktop_.get();
+  if (asker_ == XCB_NONE) {
+    asker_ = xcb_generate_id(connection);
+    const std::uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_create_window(connection, 0, asker_, desktop_.root(), -2, -2, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+                      XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &events);
+  }
+  xcb_client_message_event_t message{};
+  message.response_type = XCB_CLIENT_MESSAGE;
+  message.format = 32;
+  message.window = asker_;
+  message.type = desktop_.atoms().netRequestFrameExtents;
+  xcb_send_event(connection, 0, desktop_.root(),
+                 XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                 reinterpret_cast<const char*>(&message));
+  xcb_flush(connection);
 }
 
 }  // namespace sentrel

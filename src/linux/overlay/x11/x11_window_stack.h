@@ -3,18 +3,21 @@
 
 #include <chrono>
 #include <functional>
+#include <map>
 #include <vector>
 
 #include <xcb/xcb.h>
 
-#include "linux/overlay/x11/x11_connection.h"
 #include "support/main_loop.h"
 #include "support/published.h"
+#include "support/registration.h"
 
 namespace sentrel {
 
+class X11Desktop;
+
 /// What lies over what, bottom to top.
-enum class OverlayLayer { scene, tint, notice, picture };
+enum class X11Layer { scene, tint, notice, picture };
 
 /// Keeps our windows above all others and in the order of their layers.
 ///
@@ -24,16 +27,14 @@ enum class OverlayLayer { scene, tint, notice, picture };
 class X11WindowStack {
  public:
   /// `onUse` is called when the first window comes and, with false, when the last has gone.
-  X11WindowStack(const X11Connection& connection, MainLoop& loop, std::function<void(bool)> onUse);
+  X11WindowStack(const X11Desktop& desktop, MainLoop& loop, std::function<void(bool)> onUse);
 
-  void add(xcb_window_t window, OverlayLayer layer);
+  void add(xcb_window_t window, X11Layer layer);
   void remove(xcb_window_t window);
 
-  /// Puts our windows on top now. To be called before one is mapped.
-  void raise();
-
-  /// Tells the layer of a window of ours that was mapped.
-  [[nodiscard]] Signal<OverlayLayer>& mapped() { return mapped_; }
+  /// Maps a window of ours, after all of them have been put on top.
+  void map(xcb_window_t window);
+  [[nodiscard]] xcb_window_t lastMapped() const { return lastMapped_; }
 
   /// Any event of the root window's substructure.
   void handle(const xcb_generic_event_t& event);
@@ -41,20 +42,52 @@ class X11WindowStack {
  private:
   struct Entry {
     xcb_window_t window;
-    OverlayLayer layer;
+    X11Layer layer;
   };
   using SteadyClock = std::chrono::steady_clock;
 
   [[nodiscard]] bool isOurs(xcb_window_t window) const;
+  void raise();
   void raiseSoon();
 
-  const X11Connection& connection_;
+  const X11Desktop& desktop_;
   MainLoop& loop_;
   std::function<void(bool)> onUse_;
   std::vector<Entry> entries_;  // bottom to top
   SteadyClock::time_point lastRaise_;
   Registration timer_;
-  Signal<OverlayLayer> mapped_;
+  xcb_window_t lastMapped_ = XCB_NONE;
+};
+
+/// Shows new pictures of windows no faster than the window manager takes them, where it is the Wayland
+/// compositor.
+///
+/// Each window that changes its size costs the X server a message with a file descriptor to the compositor.
+/// While that is busy they pile up, and a server that cannot send one more ends itself and every program on
+/// it. So the window manager is asked something after each round of pictures, and the next round waits for
+/// its answer, however long that takes; what would have been shown meanwhile is left out. Main thread.
+class X11PaintRounds {
+ public:
+  explicit X11PaintRounds(const X11Desktop& desktop) : desktop_(desktop) {}
+  ~X11PaintRounds();
+  X11PaintRounds(const X11PaintRounds&) = delete;
+  X11PaintRounds& operator=(const X11PaintRounds&) = delete;
+
+  /// Has this window painted in the next round, which is now when none is under way. The last request counts.
+  void request(xcb_window_t window, std::function<void()> paint);
+  void forget(xcb_window_t window) { waiting_.erase(window); }
+
+  /// Any event of the connection.
+  void handle(const xcb_generic_event_t& event);
+
+ private:
+  void paintRound();
+  void ask();
+
+  const X11Desktop& desktop_;
+  std::map<xcb_window_t, std::function<void()>> waiting_;
+  xcb_window_t asker_ = XCB_NONE;
+  bool asked_ = false;
 };
 
 }  // namespace sentrel

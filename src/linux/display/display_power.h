@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QTimer>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "linux/display/wayland_connection.h"
+#include "linux/display/x11_connection.h"
+
+namespace sentrel {
+
+/// Hears whether the displays are off, on the thread of who tells it.
+struct DisplayPowerObserver {
+  std::function<void(bool off)> found;  ///< how it was when first asked
+  std::function<void(bool off)> changed;
+  std::function<void()> lost;  ///< the display server has gone
+};
+
+/// The X server of DISPLAY about the power of the displays (DPMS). Servers since 2021 tell each change (DPMS
+/// 1.2); older ones are asked. Lives on a thread with a Qt event loop, which may wait for the server.
+class X11DisplayPower {
+ public:
+  explicit X11DisplayPower(DisplayPowerObserver observer);
+
+  /// Whether a server that does not tell changes is asked for them: at once and every 20 s.
+  void setPolling(bool wanted);
+
+ private:
+  [[nodiscard]] bool prepare();
+  void selectEvents();
+  void handle(const xcb_generic_event_t& event);
+  void ask();
+  void tell(bool off);
+
+  DisplayPowerObserver observer_;
+  std::unique_ptr<X11Connection> server_;
+  std::uint8_t opcode_ = 0;
+  bool tellsChanges_ = false;
+  std::optional<bool> off_;
+  QTimer poll_;
+};
+
+/// A wlroots compositor about the power of its outputs, on a connection of its own that is closed at once
+/// where the compositor cannot tell. Lives on a thread with a Qt event loop.
+class WaylandDisplayPower {
+ public:
+  explicit WaylandDisplayPower(DisplayPowerObserver observer);
+  WaylandDisplayPower(const WaylandDisplayPower&) = delete;
+  WaylandDisplayPower& operator=(const WaylandDisplayPower&) = delete;
+
+ private:
+  struct Output {
+    WaylandDisplayPower& owner;
+    std::uint32_t name;
+    WaylandObject<wl_output> output;
+    WaylandObject<zwlr_output_power_v1> power = nullptr;
+    std::optional<bool> on = std::nullopt;
+    bool silent = false;  // nobody can tell about it: counts as on
+  };
+
+  void appeared(std::uint32_t name, std::string_view interface);
+  void removed(std::uint32_t name);
+  void watch(Output& output);
+  void evaluate();
+
+  DisplayPowerObserver observer_;
+  std::unique_ptr<WaylandConnection> compositor_;
+  WaylandObject<zwlr_output_power_manager_v1> manager_;
+  std::vector<std::unique_ptr<Output>> outputs_;
+  bool listed_ = false;
+  bool hadOutput_ = false;
+  std::optional<bool> off_;
+  QTimer closing_;
+};
+
+}  // namespace sentrel

@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "linux/display/x11_key_monitor.h"
+
+#include <xcb/xinput.h>
+
+#include <algorithm>
+#include <cstring>
+#include <span>
+#include <tuple>
+#include <utility>
+
+// The X library's C header of the keyboard extension has a field with the name of a C++ keyword.
+#define explicit explicit_
+#include <xcb/xkb.h>
+#undef explicit
+
+namespace sentrel {
+
+namespace {
+
+// Keyboard symbols, from the X protocol's keysym encoding.
+constexpr xcb_keysym_t smallC = 0x63;
+constexpr xcb_keysym_t leftSuper = 0xffeb;
+constexpr xcb_keysym_t rightSuper = 0xffec;
+
+/// Where C is on the keys of an ordinary keyboard, for layouts without the letter (evdev code 46 plus 8).
+constexpr xcb_keycode_t usualKey = 54;
+
+constexpr std::size_t modifierCount = 8;
+
+/// Since XInput 2.1 raw events come also while another program has grabbed the keyboard.
+constexpr auto neededInput = std::tuple(2, 1);
+
+bool canTellKeys(const X11Connection& server) {
+  if (server.extension(xcb_input_id) == nullptr || server.extension(xcb_xkb_id) == nullptr) return false;
+  const auto input = adopt(xcb_input_xi_query_version_reply(
+      server.get(), xcb_input_xi_query_version(server.get(), 2, 2), nullptr));
+  const auto keyboard =
+      adopt(xcb_xkb_use_extension_reply(server.get(), xcb_xkb_use_extension(server.get(), 1, 0), nullptr));
+  return input && std::tuple(input->major_version, input->minor_version) >= neededInput && keyboard &&
+         keyboard->supported != 0;
+}
+
+template <class Event>
+Event as(const xcb_generic_event_t& event) {
+  Event result{};
+  std::memcpy(&result, &event, sizeof result);
+  return result;
+}
+
+}  // namespace
+
+void X11ShortcutKeys::read(xcb_connection_t* connection) {
+  const xcb_setup_t* setup = xcb_get_setup(connection);
+  const auto first = setup->min_keycode;
+  const auto count = static_cast<std::uint8_t>(setup->max_keycode - first + 1);
+  const auto keysCookie = xcb_get_keyboard_mapping(connection, first, count);
+  const auto modifiersCookie = xcb_get_modifier_mapping(connection);
+  const auto keys = adopt(xcb_get_keyboard_mapping_reply(connection, keysCookie, nullptr));
+  const auto modifiers = adopt(xcb_get_modifier_mapping_reply(connection, modifiersCookie, nullptr));
+  if (!keys || !modifiers || keys->keysyms_per_keycode == 0) return;
+
+  const std::span symbols(xcb_get_keyboard_mapping_keysyms(keys.get()),
+                          static_cast<std::size_t>(xcb_get_keyboard_mapping_keysyms_length(keys.get())));
+  const std::size_t perKey = keys->keysyms_per_keycode;
+  std::set<xcb_keycode_t> superKeys;
+  for (auto& group : carryC_) group.clear();
+  for (std::size_t i = 0; i < symbols.size(); ++i) {
+    const auto keycode = static_cast<xcb_keycode_t>(first + i / perKey);
+    const std::size_t column = i % perKey;
+    // Two columns (plain, shifted) for each layout.
+    if (symbols[i] == smallC && column % 2 == 0 && column / 2 < groupCount)
+      carryC_[column / 2].insert(keycode);
+    if (symbols[i] == leftSuper || symbols[i] == rightSuper) superKeys.insert(keycode);
+  }
+
+  const std::span owners(xcb_get_modifier_mapping_keycodes(modifiers.get()),
+                         static_cast<std::size_t>(xcb_get_modifier_mapping_keycodes_length(modifiers.get())));
+  const std::size_t perModifier = owners.size() / modifierCount;
+  std::uint8_t mask = 0;
+  for (std::size_t i = 0; i < owners.size(); ++i) {
+    if (superKeys.contains(owners[i])) mask = static_cast<std::uint8_t>(mask | 1U << i / perModifier);
+  }
+  superMask_ = mask != 0 ? mask : static_cast<std::uint8_t>(XCB_MOD_MASK_4);
+}
+
+bool X11ShortcutKeys::isShortcut(std::uint32_t keycode, std::uint8_t modifiers, std::uint8_t group) const {
+  if ((modifiers & XCB_MOD_MASK_SHIFT) == 0 || (modifiers & superMask_) == 0) return false;
+  // A layout without a C (Greek, Cyrillic) stands beside one that has it.
+  const auto& active = carryC_[std::min<std::size_t>(group, groupCount - 1)];
+  const auto& keys = active.empty() ? carryC_[0] : active;
+  return keys.empty() ? keycode == usualKey
+                      : keycode <= 0xff && keys.contains(static_cast<xcb_keycode_t>(keycode));
+}
+
+bool X11KeyMonitor::isPossible() {
+  const auto server = X11Connection::open();
+  return server && canTellKeys(*server);
+}
+
+X11KeyMonitor::X11KeyMonitor(std::function<void()> pressed)
+    : pressed_(std::move(pressed)), server_(X11Connection::open()) {
+  if (!server_ || !canTellKeys(*server_)) {
+    server_.reset();
+    return;
+  }
+  inputOpcode_ = server_->extension(xcb_input_id)->major_opcode;
+  keyboardEvent_ = server_->extension(xcb_xkb_id)->first_event;
+  selectKeys();
+  server_->run([this](const xcb_generic_event_t& event) { handle(event); }, [] {});
+  keyboardChanged();
+}
+
+void X11KeyMonitor::selectKeys() {
+  constexpr std::uint16_t mapping = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
+  constexpr std::uint16_t wholeMap = 0xff;
+  // Of the state only what counts: pointer buttons belong to it too and would wake us with each click.
+  constexpr std::uint16_t counted = XCB_XKB_STATE_PART_MODIFIER_STATE | XCB_XKB_STATE_PART_GROUP_STATE;
+  xcb_xkb_select_events_details_t details{};
+  details.affectState = counted;
+  details.stateDetails = counted;
+  xcb_xkb_select_events_aux(server_->get(), XCB_XKB_ID_USE_CORE_KBD,
+                            mapping | XCB_XKB_EVENT_TYPE_STATE_NOTIFY, 0, mapping, wholeMap, wholeMap,
+                            &details);
+  const struct {
+    xcb_input_event_mask_t head;
+    std::uint32_t mask;
+  } selection{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS};
+  xcb_input_xi_select_events(server_->get(), server_->root(), 1, &selection.head);
+}
+
+void X11KeyMonitor::keyboardChanged() {
+  keys_.read(server_->get());
+  const auto state = adopt(xcb_xkb_get_state_reply(
+      server_->get(), xcb_xkb_get_state(server_->get(), XCB_XKB_ID_USE_CORE_KBD), nullptr));
+  if (state) {
+    modifiers_ = state->mods;
+    group_ = state->group;
+  }
+}
+
+void X11KeyMonitor::handle(const xcb_generic_event_t& event) {
+  const std::uint8_t type = event.response_type & 0x7f;
+  if (type == XCB_GE_GENERIC) {
+    const auto key = as<xcb_input_raw_key_press_event_t>(event);
+    if (key.extension != inputOpcode_ || key.event_type != XCB_INPUT_RAW_KEY_PRESS) return;
+    if ((key.flags & XCB_INPUT_KEY_EVENT_FLAGS_KEY_REPEAT) != 0) return;
+    if (keys_.isShortcut(key.detail, modifiers_, group_)) pressed_();
+  } else if (type == keyboardEvent_) {
+    // All events of the keyboard extension share one number; the second byte tells them apart.
+    const auto state = as<xcb_xkb_state_notify_event_t>(event);
+    if (state.xkbType == XCB_XKB_STATE_NOTIFY) {
+      modifiers_ = state.mods;
+      group_ = state.group;
+    } else {
+      keyboardChanged();
+    }
+  } else if (type == XCB_MAPPING_NOTIFY) {
+    keyboardChanged();
+  }
+}
+
+}  // namespace sentrel
