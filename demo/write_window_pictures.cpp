@@ -12,7 +12,7 @@
 #include "look/icons.h"
 #include "picture_book.h"
 #include "views/popover.h"
-#include "views/view_room.h"
+#include "views/views_fixture.h"
 
 namespace sentrel::test {
 namespace {
@@ -27,9 +27,9 @@ void press(QWidget& window, const QString& words) {
   std::fprintf(stderr, "no button %s\n", qPrintable(words));
 }
 
-void popover(PictureBook& book, const QString& name, const std::function<void(ViewRoom&)>& bringAbout,
+void popover(PictureBook& book, const QString& name, const std::function<void(ViewsFixture&)>& bringAbout,
              const std::function<void(PopoverWindow&)>& touch = {}) {
-  ViewRoom room;
+  ViewsFixture room;
   bringAbout(room);
   auto* window = new PopoverWindow(room.popoverParts(), PopoverWindow::Ground::translucent);
   window->show();
@@ -41,16 +41,16 @@ void popover(PictureBook& book, const QString& name, const std::function<void(Vi
 }
 
 void popovers(PictureBook& book) {
-  const auto on = [](ViewRoom& room) {
+  const auto on = [](ViewsFixture& room) {
     room.start();
     room.see(room.alone, 500);
   };
-  const auto off = [](ViewRoom& /*room*/) {};
-  const auto watched = [on](ViewRoom& room) {
+  const auto off = [](ViewsFixture& /*room*/) {};
+  const auto watched = [on](ViewsFixture& room) {
     on(room);
     room.see(room.watched, 1500);
   };
-  const auto counted = [on](ViewRoom& room) {
+  const auto counted = [on](ViewsFixture& room) {
     on(room);
     for (int i = 0; i < 12; ++i) room.stats->incrementAlerts();
     for (int i = 0; i < 47; ++i) room.stats->incrementSessions();
@@ -62,11 +62,11 @@ void popovers(PictureBook& book) {
   popover(book, "01-popover-active", on);
   popover(book, "02-popover-alert", watched);
   popover(book, "03-popover-inactive", off);
-  popover(book, "03-popover-camerabusy", [on](ViewRoom& room) {
+  popover(book, "03-popover-camerabusy", [on](ViewsFixture& room) {
     on(room);
     room.interruptCamera();
   });
-  popover(book, "03-popover-paused", [on](ViewRoom& room) {
+  popover(book, "03-popover-paused", [on](ViewsFixture& room) {
     on(room);
     room.desktop.session->observer.tell(SessionEvent::screenIsLocked);
     room.room.settle();
@@ -81,13 +81,13 @@ void popovers(PictureBook& book) {
 }
 
 /// What the camera sees reaches the preview.
-void lookIntoCamera(ViewRoom& room) {
+void lookIntoCamera(ViewsFixture& room) {
   if (room.room.session->previewTap) room.room.session->previewTap(drawnPerson());
   room.room.settle();
 }
 
 void preferences(PictureBook& book) {
-  ViewRoom room;
+  ViewsFixture room;
   room.start();
   PreferencesView window(room.preferencesParts());
   window.show();
@@ -104,7 +104,7 @@ void preferences(PictureBook& book) {
 }
 
 void calibration(PictureBook& book) {
-  ViewRoom room;
+  ViewsFixture room;
   PreferencesView window(room.preferencesParts());
   window.show();
   window.activateWindow();
@@ -129,7 +129,7 @@ void calibration(PictureBook& book) {
 }
 
 void onboarding(PictureBook& book) {
-  ViewRoom room;
+  ViewsFixture room;
   OnboardingView window(room.onboardingParts());
   const char* const names[] = {"1-camera", "2-overlay", "3-notifications", "4-calibration", "5-login"};
   for (int page = 0; page < OnboardingView::pages; ++page) {
@@ -146,11 +146,11 @@ void onboarding(PictureBook& book) {
 
 /// What large text and high contrast make of the windows.
 void extremes(PictureBook& book) {
-  const auto watched = [](ViewRoom& room) {
+  const auto watched = [](ViewsFixture& room) {
     room.start();
     room.see(room.watched, 1500);
   };
-  const auto on = [](ViewRoom& room) {
+  const auto on = [](ViewsFixture& room) {
     room.start();
     room.see(room.alone, 500);
   };
@@ -163,7 +163,7 @@ void extremes(PictureBook& book) {
   popover(book, "10-about-text200", watched,
           [](PopoverWindow& window) { window.content().showPage(MenuBarPopoverView::Page::about); });
   {
-    ViewRoom room;
+    ViewsFixture room;
     PreferencesView window(room.preferencesParts());
     book.add("04-preferences-text200", window);
     press(window, "Calibrer…");
@@ -180,7 +180,7 @@ void extremes(PictureBook& book) {
     popover(book, "03-popover-highcontrast", on, [](PopoverWindow& window) {
       for (int i = 0; i < 2; ++i) QTest::keyClick(window.focusWidget(), Qt::Key_Tab);
     });
-    ViewRoom room;
+    ViewsFixture room;
     PreferencesView window(room.preferencesParts());
     book.add("05-preferences-highcontrast", window);
   }

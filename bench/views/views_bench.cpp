@@ -18,7 +18,7 @@
 #include <vector>
 
 #include "views/popover.h"
-#include "views/view_room.h"
+#include "views/views_fixture.h"
 
 namespace sentrel::test {
 namespace {
@@ -92,7 +92,7 @@ void cost(const char* what, QWidget& window) {
 }
 
 int run() {
-  ViewRoom room;
+  ViewsFixture room;
   wait(200);
   const double bare = pssMiB();
   measure("popover", [&] {
