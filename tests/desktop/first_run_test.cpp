@@ -117,7 +117,6 @@ class FirstRunTest : public ProgramDesk {
  protected:
   FirstRunTest() { start(); }
 
-  void press(const std::string& key) { desktop.run("xdotool", {"key", "--clearmodifiers", key}); }
   /// Waits until something on the screen has a name that begins so.
   [[nodiscard]] bool shows(const std::string& words) const {
     return waitUntil([&] { return isNow(words); }, std::chrono::seconds(20), std::chrono::milliseconds(100));

@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 #include <atomic>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -22,12 +23,12 @@ using namespace Qt::StringLiterals;
 inline const auto program = u"expert.mardeck.sentrel"_s;
 inline const auto objectPath = u"/expert/mardeck/sentrel"_s;
 
-/// The program itself on a private desktop, before a played camera that sees its user, alone or watched.
+/// The program itself on a private desktop, before a virtual camera that sees its user, alone or watched.
 class ProgramDesk : public testing::Test {
  protected:
   ProgramDesk() : ProgramDesk({.systemBus = true, .pipeWire = true, .x11 = true}) {}
   explicit ProgramDesk(const HeadlessDesktop::Options& options) : desktop(options) {
-    desktop.exportToProcess();  // the camera is played here
+    desktop.exportToProcess();  // the camera is in this process
     camera.appear();
     desktop.waitForNode("virtual_camera");
     camera.setSource([this](std::int64_t) { return (isWatched ? watched : alone).constBits(); });
@@ -47,12 +48,22 @@ class ProgramDesk : public testing::Test {
     std::filesystem::create_directories(settingsPath().parent_path());
     std::ofstream(settingsPath()) << text;
   }
+  /// The person has agreed to the camera long ago.
+  void completeOnboarding() const { writeSettings("{\n  \"has_completed_onboarding\": true\n}\n"); }
   [[nodiscard]] std::string settings() const {
     std::ifstream file(settingsPath());
     return {std::istreambuf_iterator<char>(file), {}};
   }
   [[nodiscard]] bool isCovered() {
     return desktop.run("xwininfo", {"-root", "-children"}).find("1920x1080+0+0") != std::string::npos;
+  }
+
+  void press(const std::string& key) { desktop.run("xdotool", {"key", "--clearmodifiers", key}); }
+  void expectGoodEnd() { EXPECT_EQ(process.waitForExit(std::chrono::seconds(10)), 0) << process.output(); }
+  /// SIGTERM, as a session's end.
+  void terminate() {
+    process.signal(SIGTERM);
+    expectGoodEnd();
   }
 
   int argumentCount = 1;
@@ -62,8 +73,8 @@ class ProgramDesk : public testing::Test {
   HeadlessDesktop desktop;
   MockSession session{desktop};
   const PortraitScene portrait;
-  const QImage alone = portrait.frame({}).convertToFormat(QImage::Format_RGB32);
-  const QImage watched = portrait.frame({.secondFace = SecondFace{}}).convertToFormat(QImage::Format_RGB32);
+  const QImage alone = portrait.frame({});
+  const QImage watched = portrait.frame({.secondFace = SecondFace{}});
   std::atomic<bool> isWatched = false;
   VirtualCamera camera{{}};
   ChildProcess process;

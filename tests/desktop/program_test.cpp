@@ -2,14 +2,10 @@
 //
 // The program itself through what happens to a session: other programs see its state on the bus and whether
 // it has the camera open.
-#include <signal.h>
-
 #include <QDBusArgument>
 #include <QDBusVariant>
 #include <algorithm>
 #include <functional>
-#include <iostream>
-#include <map>
 #include <random>
 #include <thread>
 #include <vector>
@@ -27,9 +23,10 @@ using testing::HasSubstr;
 
 class ProgramTest : public ProgramDesk {
  protected:
-  ProgramTest() { agree(); }
-  explicit ProgramTest(const HeadlessDesktop::Options& options) : ProgramDesk(options) { agree(); }
-  void agree() { writeSettings("{\n  \"has_completed_onboarding\": true\n}\n"); }
+  ProgramTest() { completeOnboarding(); }
+  explicit ProgramTest(const HeadlessDesktop::Options& options) : ProgramDesk(options) {
+    completeOnboarding();
+  }
 
   void startProtecting() {
     start();
@@ -61,38 +58,17 @@ class ProgramTest : public ProgramDesk {
     EXPECT_TRUE(condition());
     return std::chrono::duration<double, std::milli>(steady_clock::now() - begin).count();
   }
-  /// What the program's file descriptors stand for, and how many there are of each.
-  [[nodiscard]] std::map<std::string, int> descriptors() const {
-    std::map<std::string, int> kinds;
-    for (const auto& entry : fs::directory_iterator("/proc/" + std::to_string(process.pid()) + "/fd")) {
-      std::error_code gone;
-      const std::string kind = fs::read_symlink(entry.path(), gone).string();
-      ++kinds[kind.substr(0, kind.find_first_of("0123456789"))];
-    }
-    return kinds;
-  }
   /// Once nothing comes and goes any more: a stream is linked some time after it is opened.
   [[nodiscard]] std::map<std::string, int> settledDescriptors() const {
-    auto last = descriptors();
+    auto last = ProcessUsage::of(process.pid()).descriptors;
     auto since = steady_clock::now();
     (void)waitUntil([&] {
-      auto now = descriptors();
+      auto now = ProcessUsage::of(process.pid()).descriptors;
       if (now != last) since = steady_clock::now();
       last = std::move(now);
       return steady_clock::now() - since > seconds(1);
     });
     return last;
-  }
-  /// How often each thread of the program has gone to sleep so far: each wake-up ends in one.
-  [[nodiscard]] std::map<std::string, long> sleeps() const {
-    std::map<std::string, long> counts;
-    for (const auto& task : fs::directory_iterator("/proc/" + std::to_string(process.pid()) + "/task")) {
-      std::ifstream status(task.path() / "status");
-      for (std::string word; status >> word;) {
-        if (word == "voluntary_ctxt_switches:") status >> counts[task.path().filename().string()];
-      }
-    }
-    return counts;
   }
   /// A start without PipeWire, and then without a camera.
   void protectsOnceTheCameraAppears(seconds after) {
@@ -108,17 +84,14 @@ class ProgramTest : public ProgramDesk {
         << process.output();
     EXPECT_EQ(state(), "inactive");
     EXPECT_FALSE(isCovered());
-    const double ms = msUntil([&] { camera.appear(); }, [&] { return becomes("nominal"); });
-    std::cout << "protected " << ms << " ms after the first camera appeared\n";
+    EXPECT_LE(msUntil([&] { camera.appear(); }, [&] { return becomes("nominal"); }), 1000);
     EXPECT_TRUE(cameraIs(true));
-    EXPECT_LE(ms, 1000);
   }
   double wakeUpsPerSecond(seconds duration) const {
-    auto before = sleeps();
+    const auto before = ProcessUsage::of(process.pid()).wakeUps;
     std::this_thread::sleep_for(duration);
-    long sum = 0;
-    for (const auto& [thread, count] : sleeps()) sum += count - before[thread];
-    return static_cast<double>(sum) / static_cast<double>(duration.count());
+    return static_cast<double>(ProcessUsage::of(process.pid()).wakeUps - before) /
+           static_cast<double>(duration.count());
   }
 };
 
@@ -138,19 +111,15 @@ TEST_F(ProgramTest, TheCameraClosesWhenThePersonGoesAndOpensWhenTheyReturn) {
   };
   for (const auto& way : ways) {
     std::vector<double> closing;
-    std::vector<double> opening;
     for (int round = 0; round < 7; ++round) {
       closing.push_back(msUntil(way.goes, [&] { return cameraIs(false); }));
       EXPECT_TRUE(waitUntil([&] { return !isCovered(); })) << way.name;
-      opening.push_back(msUntil(way.returns, [&] { return cameraIs(true); }));
-      EXPECT_TRUE(becomes("nominal"));
+      way.returns();
+      EXPECT_TRUE(cameraIs(true) && becomes("nominal")) << way.name;
       EXPECT_TRUE(waitUntil([&] { return isCovered(); })) << way.name;
     }
     std::ranges::sort(closing);
-    std::ranges::sort(opening);
-    std::cout << way.name << ": camera closed after " << closing[3] << " ms (at most " << closing.back()
-              << "), open again after " << opening[3] << " ms (at most " << opening.back() << ")\n";
-    EXPECT_LE(closing[3], 500) << way.name;
+    EXPECT_LE(closing[3], 500) << way.name << ", at most " << closing.back();
   }
 }
 
@@ -173,19 +142,6 @@ TEST_F(ProgramTest, KeysAreNotListenedToWhileTheScreenIsLocked) {
     session.setLockedHint(false);
     EXPECT_TRUE(waitUntil([&] { return clients() == open; })) << clients() << " of " << open;
   }
-}
-
-TEST_F(ProgramTest, ACameraThatComesBackAfterTheWakeProtectsAtOnce) {
-  startListening();
-  session.prepareForSleep(true);
-  ASSERT_TRUE(cameraIs(false));
-  camera.vanish();
-  session.prepareForSleep(false);
-  ASSERT_TRUE(becomes("cameraBusy"));
-  std::this_thread::sleep_for(seconds(5));
-  const double ms = msUntil([&] { camera.appear(); }, [&] { return cameraIs(true) && becomes("nominal"); });
-  std::cout << "protected " << ms << " ms after the camera came back, 5 s after the wake\n";
-  EXPECT_LE(ms, 1000);
 }
 
 TEST_F(ProgramTest, ALoginBeforeItsCameraEndsProtected) {
@@ -228,10 +184,7 @@ TEST_F(ProgramTest, AThousandEventsEndInTheLastStateAndLeaveNothing) {
   EXPECT_TRUE(becomes("nominal"));
   EXPECT_TRUE(cameraIs(true));
   EXPECT_TRUE(waitUntil([&] { return session.sleepDelays() == 1; }));
-  auto after = settledDescriptors();
-  for (const auto& [kind, count] : before)
-    std::cout << kind << ": " << count << " before, " << after[kind] << " after\n";
-  EXPECT_EQ(after, before);
+  EXPECT_EQ(settledDescriptors(), before);
 }
 
 TEST_F(ProgramTest, KeepsWhatItCountsAndSetsADamagedFileAside) {
@@ -240,8 +193,7 @@ TEST_F(ProgramTest, KeepsWhatItCountsAndSetsADamagedFileAside) {
       "  \"sensitivity\": 1e99,\n  \"stats_al");
   startProtecting();
   std::this_thread::sleep_for(milliseconds(1100));
-  process.signal(SIGTERM);
-  EXPECT_EQ(process.waitForExit(seconds(10)), 0);
+  terminate();
   const std::string told = process.output();
   const std::string words = "Réglages endommagés";
   EXPECT_NE(told.find(words), std::string::npos) << told;
@@ -257,7 +209,7 @@ TEST_F(ProgramTest, KeepsWhatItCountsAndSetsADamagedFileAside) {
   EXPECT_EQ(property("AlertCount").typeId(), QMetaType::LongLong);
   EXPECT_THROW(perform("dance"), std::runtime_error);
   perform("quit");
-  EXPECT_EQ(process.waitForExit(seconds(10)), 0);
+  expectGoodEnd();
   EXPECT_EQ(process.output(), "");
 }
 
@@ -265,7 +217,7 @@ TEST_F(ProgramTest, StrangeNumbersAndAbsentServicesHarmNothing) {
   desktop.stopSystemBus();
   const char* integers[] = {"filter_strength",   "sensitivity",       "inattention_delay_ms",   "capture_fps",
                             "battery_threshold", "matrix_color_argb", "calibration_distance_cm"};
-  for (const char* number : {"9223372036854775806", "-9223372036854775808", "-1", "4000000000"}) {
+  for (const char* number : {"9223372036854775806", "-1"}) {
     SCOPED_TRACE(number);
     std::string text = "{\n  \"has_completed_onboarding\": true,\n";
     for (const char* key : integers) text += std::string("  \"") + key + "\": " + number + ",\n";
@@ -277,7 +229,7 @@ TEST_F(ProgramTest, StrangeNumbersAndAbsentServicesHarmNothing) {
     isWatched = false;
     EXPECT_TRUE(becomes("nominal"));
     perform("quit");
-    EXPECT_EQ(process.waitForExit(seconds(10)), 0) << process.output();
+    expectGoodEnd();
     EXPECT_EQ(process.output(), "");
     EXPECT_THAT(settings(), HasSubstr(std::string("\"capture_fps\": ") + number)) << "as given";
   }
@@ -323,23 +275,20 @@ TEST_F(ProgramTest, TheEndOfTheSessionBusDoesNotEndProtection) {
     QCoreApplication::processEvents();
     return !server.calls(u"Notify"_s).empty() && tray.calls(registers).size() == trays;
   }));
-  process.signal(SIGTERM);
-  EXPECT_EQ(process.waitForExit(seconds(10)), 0);
+  terminate();
 }
 
 TEST_F(ProgramTest, ItBeginsAndEndsInGoodOrderAlsoWhenNoBusAnswers) {
   startProtecting();
   desktop.sessionBus().signal(SIGSTOP);
   desktop.systemBus().signal(SIGSTOP);
-  process.signal(SIGTERM);
-  EXPECT_EQ(process.waitForExit(seconds(10)), 0);
+  terminate();
   EXPECT_EQ(process.output(), "");
 
   process = desktop.spawn(SENTREL_PROGRAM);
   EXPECT_TRUE(cameraIs(true)) << "it protects, though nobody can ask it how it is";
   EXPECT_NE(process.output().find("no session bus"), std::string::npos);
-  process.signal(SIGTERM);
-  EXPECT_EQ(process.waitForExit(seconds(10)), 0) << process.output();
+  terminate();
   desktop.sessionBus().signal(SIGCONT);
   desktop.systemBus().signal(SIGCONT);
 }
@@ -380,12 +329,10 @@ class ProgramOnWaylandTest : public ProgramTest {
     EXPECT_TRUE(cameraIs(false));
     perform("toggle");
     EXPECT_TRUE(cameraIs(true));
-    std::cout << "the slowest answer on the bus took " << longest << " ms\n";
     EXPECT_LT(longest, 5000);
     ::kill(desktop.swayPid(), SIGCONT);
     EXPECT_TRUE(waitUntil([&] { return isCornerCovered(); }));
-    process.signal(SIGTERM);
-    EXPECT_EQ(process.waitForExit(seconds(10)), 0) << process.output();
+    terminate();
   }
 };
 
@@ -411,7 +358,6 @@ TEST_F(ProgramTest, LongItSleepsWhileOffAndAlmostWhilePaused) {
   ASSERT_TRUE(becomes("inactive"));
   std::this_thread::sleep_for(seconds(7));
   const double off = wakeUpsPerSecond(seconds(30));
-  std::cout << "wake-ups a second: " << paused << " while paused, " << off << " while off\n";
   EXPECT_LE(paused, 0.1);
   EXPECT_EQ(off, 0);
 }

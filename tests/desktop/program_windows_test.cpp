@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The program's windows and its icon as the panel and other programs bring them forward.
-#include <signal.h>
-
 #include <QDBusArgument>
 #include <QDBusVariant>
 #include <numeric>
@@ -16,7 +14,7 @@ namespace {
 class ProgramWindowsTest : public ProgramDesk {
  protected:
   ProgramWindowsTest() {
-    writeSettings("{\n  \"has_completed_onboarding\": true\n}\n");
+    completeOnboarding();
     tray.answer(registers, [](const QDBusMessage&) { return QVariantList(); });
     tray.answer(u"Introspect"_s, [](const QDBusMessage&) -> QVariantList {
       return {
@@ -95,7 +93,6 @@ class ProgramWindowsTest : public ProgramDesk {
     pictures >> width >> height >> pixels;
     return pixels;
   }
-  void press(const char* key) { desktop.run("xdotool", {"key", "--clearmodifiers", key}); }
 
   const QString registers = u"RegisterStatusNotifierItem"_s;
   BusDouble portal{desktop, TestBus::session, u"org.freedesktop.portal.Desktop"_s};
@@ -144,8 +141,7 @@ TEST_F(ProgramWindowsTest, ItEndsInGoodOrderWithWindowsOpenAfterOthersWereClosed
   perform("preferences");
   ASSERT_TRUE(opens("Préférences Sentrel"));
   EXPECT_TRUE(eventually([&] { return window("Sentrel").empty(); }));
-  process.signal(SIGTERM);
-  EXPECT_EQ(process.waitForExit(std::chrono::seconds(10)), 0) << process.output();
+  terminate();
 }
 
 TEST_F(ProgramWindowsTest, TheIconFollowsLightAndDarkAtOnce) {
