@@ -1,130 +1,120 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "day_demo.h"
-
-#include <QCoreApplication>
 #include <QDBusVariant>
-#include <QEventLoop>
-#include <QTimer>
 #include <array>
+#include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <regex>
-#include <sstream>
 #include <stdexcept>
+#include <vector>
+
+#include "program_trial.h"
+#include "stage/bus_doubles.h"
 
 namespace sentrel::test {
 
-namespace fs = std::filesystem;
-using std::chrono::milliseconds;
-using std::chrono::seconds;
-using SteadyClock = std::chrono::steady_clock;
-
 namespace {
 
-/// For a machine on which something is broken; the battery is looked at every 30 s.
-constexpr seconds patience{45};
-constexpr seconds nothing{2};
+using std::chrono::milliseconds;
+using SteadyClock = std::chrono::steady_clock;
+
 /// Long enough after a change for the overlay to be composed.
 constexpr milliseconds pictureDelay{700};
 
 const auto notificationService = QStringLiteral("org.freedesktop.Notifications");
 
-std::int64_t msBetween(SteadyClock::time_point from, SteadyClock::time_point to) {
-  return std::chrono::duration_cast<milliseconds>(to - from).count();
-}
+class DayDemo final : public ProgramTrial {
+ public:
+  using ProgramTrial::ProgramTrial;
 
-}  // namespace
+ private:
+  void play() override;
+  void stateChanged(const StateWatcher::Entry& entry) override { note("state: " + entry.state); }
+  void prepare();
+  void lockAndWake();
+  void pullTheCamera();
+  void lookOn();
+  void runLow();
+  void quitAndJudge();
 
-DayDemo::DayDemo(HeadlessDesktop& desktop, fs::path folder, std::string program)
-    : desktop_(desktop),
-      folder_(std::move(folder)),
-      binary_(std::move(program)),
-      session_(desktop),
-      camera_({.name = "demo_camera", .description = "Caméra de démonstration"}),
-      watcher_([this](const StateWatcher::Entry& entry) { note("state: " + entry.state); }) {
-  fs::remove_all(folder_);
-  fs::create_directories(folder_);
-  const PortraitScene portrait;
-  alone_ = portrait.frame({}).convertToFormat(QImage::Format_RGB32);
-  watched_ = portrait.frame({.secondFace = SecondFace{}}).convertToFormat(QImage::Format_RGB32);
-}
+  /// Something happens; the words go to the timeline.
+  void happens(const std::string& words, const std::function<void()>& action);
+  /// Waits for what follows, and notes how long it took since the last happening.
+  void follows(const std::string& words, const std::function<bool()>& condition);
+  void followsState(const std::string& state);
+  void followsCamera(bool open);
+  /// Looks for a while that nothing follows.
+  void nothingFollows();
+  void takePicture(const std::string& name);
+  void note(const std::string& words);
+  [[nodiscard]] int notifications() const;
 
-int DayDemo::run() {
-  try {
-    prepare();
-    lockAndWake();
-    pullTheCamera();
-    lookOn();
-    runLow();
-    quit();
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "sentrel-demo: %s; the program printed:\n%s", error.what(),
-                 program_.output().c_str());
-    return EXIT_FAILURE;
-  }
+  MockSession session_{desktop_};
+  ChildProcess notificationServer_;
+  SteadyClock::time_point began_ = SteadyClock::now();
+  SteadyClock::time_point happened_ = began_;
+  std::vector<std::string> timeline_;
+};
+
+void DayDemo::play() {
+  prepare();
+  lockAndWake();
+  pullTheCamera();
+  lookOn();
+  runLow();
+  quitAndJudge();
   std::printf("Everything followed as it should. Pictures and timeline.txt are in %s\n", folder_.c_str());
-  return EXIT_SUCCESS;
 }
 
 void DayDemo::prepare() {
-  document_.showFullScreen();
-  const auto isShown = [this] {
-    if (!document_.isPainted()) return false;
-    const fs::path picture = folder_ / "00-uncovered.png";
-    desktop_.screenshot(picture);
-    return DocumentDesktop::isShownIn(QImage(QString::fromStdString(picture.string())));
-  };
-  if (!runUntil(isShown, patience)) throw std::runtime_error("the document is not shown");
+  showDocument();
   notificationServer_ = desktop_.spawn("dunst", {"-conf", "/dev/null"});
   session_.sessionBus().waitForName(notificationService);
-  camera_.appear();
-  desktop_.waitForNode("demo_camera");
-  camera_.setSource([this](std::int64_t) { return (isWatched_ ? watched_ : alone_).constBits(); });
-
+  see(Seen::alone);
   began_ = SteadyClock::now();
-  happens("the program starts", [this] { program_ = desktop_.spawn(binary_); });
+  happens("the program starts", [this] { start(); });
   followsState("nominal");
   followsCamera(true);
   follows("the program delays the sleep of the machine", [this] { return session_.sleepDelays() == 1; });
-  picture("01-protected");
+  takePicture("01-protected");
 }
 
 void DayDemo::lockAndWake() {
   happens("the screen is locked", [this] { session_.setLockedHint(true); });
   followsCamera(false);
   followsState("autoPaused");
-  picture("02-locked");
+  takePicture("02-locked");
   happens("the machine goes to sleep while locked", [this] { session_.prepareForSleep(true); });
   follows("the sleep is not held up", [this] { return session_.sleepDelays() == 0; });
   happens("it wakes, still locked", [this] { session_.prepareForSleep(false); });
   nothingFollows();
-  picture("03-woken-locked");
+  takePicture("03-woken-locked");
   happens("the screen is unlocked", [this] { session_.setLockedHint(false); });
   followsState("nominal");
   followsCamera(true);
-  picture("04-unlocked");
+  takePicture("04-unlocked");
 }
 
 void DayDemo::pullTheCamera() {
   happens("the camera is pulled", [this] { camera_.vanish(); });
   followsState("cameraBusy");
-  picture("05-no-camera");
+  takePicture("05-no-camera");
   happens("the camera is back", [this] { camera_.appear(); });
   followsState("nominal");
   followsCamera(true);
-  picture("06-camera-back");
+  takePicture("06-camera-back");
 }
 
 void DayDemo::lookOn() {
-  happens("somebody looks on", [this] { isWatched_ = true; });
+  happens("somebody looks on", [this] { see(Seen::watched); });
   followsState("alert");
   follows("a notification is shown", [this] { return notifications() == 1; });
-  picture("07-alert");
-  happens("the onlooker leaves", [this] { isWatched_ = false; });
+  takePicture("07-alert");
+  happens("the onlooker leaves", [this] { see(Seen::alone); });
   followsState("nominal");
   follows("the notification is withdrawn", [this] { return notifications() == 0; });
-  picture("08-alone-again");
+  takePicture("08-alone-again");
 }
 
 void DayDemo::runLow() {
@@ -132,35 +122,28 @@ void DayDemo::runLow() {
   followsState("autoPaused");
   happened_ = SteadyClock::now();  // the check itself
   followsCamera(false);
-  picture("09-battery-low");
+  takePicture("09-battery-low");
   happens("the battery is charged", [this] { session_.setBattery(9, true); });
   followsState("nominal");
   happened_ = SteadyClock::now();
   followsCamera(true);
-  picture("10-charging");
+  takePicture("10-charging");
 }
 
-void DayDemo::quit() {
-  happens("the program is asked to quit", [this] { watcher_.quitProgram(); });
+void DayDemo::quitAndJudge() {
+  happens("the program is asked to quit", [this] { quit(); });
   followsCamera(false);
-  follows("the program has ended", [this] { return !program_.isRunning(); });
-  if (program_.waitForExit(milliseconds(0)) != 0) throw std::runtime_error("the program ended in bad order");
-  const std::string printed = program_.output();
-  if (!printed.empty()) std::printf("The program printed:\n%s", printed.c_str());
-
-  std::ifstream file(desktop_.configFolder() / "sentrel" / "defaults.json");
-  std::ostringstream stored;
-  stored << file.rdbuf();
-  const std::string text = stored.str();
-  std::printf("What it keeps:\n%s", text.c_str());
-  for (const char* line : {"\"has_completed_onboarding\": true", "\"stats_alert_count\": 1",
-                           "\"stats_session_count\": 1", "\"stats_total_active_seconds\": [3-9][0-9]"}) {
-    if (!std::regex_search(text, std::regex(line)))
-      throw std::runtime_error(std::string("not kept: ") + line);
-  }
   std::ofstream out(folder_ / "timeline.txt");
   for (const std::string& line : timeline_) out << line << '\n';
 
+  std::ifstream file(desktop_.configFolder() / "sentrel" / "defaults.json");
+  const std::string kept{std::istreambuf_iterator<char>(file), {}};
+  std::printf("What it keeps:\n%s", kept.c_str());
+  for (const char* line : {"\"has_completed_onboarding\": true", "\"stats_alert_count\": 1",
+                           "\"stats_session_count\": 1", "\"stats_total_active_seconds\": [3-9][0-9]"}) {
+    if (!std::regex_search(kept, std::regex(line)))
+      throw std::runtime_error(std::string("not kept: ") + line);
+  }
   // Covered while protecting, uncovered while paused, darkest during the alert.
   const double bare = brightness("00-uncovered");
   for (const char* name : {"02-locked", "03-woken-locked", "09-battery-low"}) {
@@ -180,15 +163,13 @@ void DayDemo::happens(const std::string& words, const std::function<void()>& act
 }
 
 void DayDemo::follows(const std::string& words, const std::function<bool()>& condition) {
-  const bool came =
-      runUntil([&] { return condition() || !(program_.pid() == 0 || program_.isRunning()); }, patience);
-  if (!came || !condition()) throw std::runtime_error("this did not follow: " + words);
-  note(words + " (" + std::to_string(msBetween(happened_, SteadyClock::now())) + " ms)");
+  waitFor(words, condition);
+  const auto took = std::chrono::duration_cast<milliseconds>(SteadyClock::now() - happened_);
+  note(words + " (" + std::to_string(took.count()) + " ms)");
 }
 
 void DayDemo::followsState(const std::string& state) {
-  follows("protection is in " + state,
-          [&] { return !watcher_.entries().empty() && watcher_.entries().back().state == state; });
+  follows("protection is in " + state, [&] { return isIn(state); });
 }
 
 void DayDemo::followsCamera(bool open) {
@@ -197,47 +178,23 @@ void DayDemo::followsCamera(bool open) {
 
 void DayDemo::nothingFollows() {
   const std::size_t before = watcher_.entries().size();
-  if (runUntil([&] { return watcher_.entries().size() != before || camera_.isOpen(); }, nothing))
+  const auto somethingFollowed = [&] { return watcher_.entries().size() != before || camera_.isOpen(); };
+  if (runUntil(somethingFollowed, std::chrono::seconds(2)))
     throw std::runtime_error("something followed that should not");
   note("nothing follows");
 }
 
-void DayDemo::picture(const std::string& name) {
-  (void)runUntil([] { return false; }, pictureDelay);
-  desktop_.screenshot(folder_ / (name + ".png"));
+void DayDemo::takePicture(const std::string& name) {
+  pause(pictureDelay);
+  screenshot(pathOf(name));
 }
 
 void DayDemo::note(const std::string& words) {
   std::array<char, 32> time{};
-  std::snprintf(time.data(), time.size(), "%7.3f s  ",
-                static_cast<double>(msBetween(began_, SteadyClock::now())) / 1000);
+  const std::chrono::duration<double> passed = SteadyClock::now() - began_;
+  std::snprintf(time.data(), time.size(), "%7.3f s  ", passed.count());
   timeline_.push_back(time.data() + words);
   std::printf("  %s\n", timeline_.back().c_str());
-}
-
-bool DayDemo::runUntil(const std::function<bool()>& condition, milliseconds limit) {
-  QEventLoop events;
-  bool held = condition();
-  QTimer look;
-  QObject::connect(&look, &QTimer::timeout, [&] {
-    held = condition();
-    if (held) events.quit();
-  });
-  QTimer::singleShot(limit, &events, &QEventLoop::quit);
-  look.start(2);
-  if (!held) events.exec();
-  return held;
-}
-
-double DayDemo::brightness(const std::string& name) const {
-  const QImage picture(QString::fromStdString((folder_ / (name + ".png")).string()));
-  if (picture.isNull()) throw std::runtime_error("there is no picture " + name);
-  double sum = 0;
-  int count = 0;
-  for (int y = 0; y < picture.height(); y += 8) {
-    for (int x = 0; x < picture.width(); x += 8, ++count) sum += qGray(picture.pixel(x, y));
-  }
-  return sum / count;
 }
 
 int DayDemo::notifications() const {
@@ -246,6 +203,13 @@ int DayDemo::notifications() const {
       QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"),
       {QStringLiteral("org.dunstproject.cmd0"), QStringLiteral("displayedLength")});
   return reply.arguments().constFirst().value<QDBusVariant>().variant().toInt();
+}
+
+}  // namespace
+
+std::unique_ptr<ProgramTrial> dayDemo(HeadlessDesktop& desktop, const std::filesystem::path& folder,
+                                      const std::string& program) {
+  return std::make_unique<DayDemo>(desktop, folder, program);
 }
 
 }  // namespace sentrel::test

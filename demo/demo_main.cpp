@@ -1,33 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // sentrel-demo SCENE FOLDER [PROGRAM]: runs the program, the one of this build unless another is named, on a
-// private desktop with a virtual camera, plays a scene, and leaves in the folder what happened over time and
-// pictures of the screen. Fails when something else follows than the scene asks for. Scenes: "x11" and
-// "wayland", an onlooker; "day", what happens to a session in a day.
+// private desktop with a virtual camera, and leaves in the folder what happened over time and pictures of the
+// screen. Fails when something else follows than the scene asks for. Scenes: "x11" and "wayland", an
+// onlooker; "day", what happens to a session in a day.
 #include <QGuiApplication>
 #include <QLoggingCategory>
-#include <QTimer>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <string_view>
 
-#include "day_demo.h"
-#include "demo.h"
-#include "stage/headless_desktop.h"
-
-namespace {
-
-/// The person of the scene has agreed to the camera long ago.
-void completeOnboarding(const std::filesystem::path& configFolder) {
-  std::filesystem::create_directories(configFolder / "sentrel");
-  std::ofstream(configFolder / "sentrel" / "defaults.json") << "{\n  \"has_completed_onboarding\": true\n}\n";
-}
-
-}  // namespace
+#include "program_trial.h"
 
 int main(int argc, char** argv) {
   const std::string_view scene = argc == 3 || argc == 4 ? argv[1] : "";
@@ -46,12 +32,9 @@ int main(int argc, char** argv) {
     qputenv("QT_QPA_PLATFORM", wayland ? "wayland" : "xcb");  // for the document, not for the program
     // The portrait's colour profile is known to be odd; that helps nobody here.
     QLoggingCategory::setFilterRules(QStringLiteral("qt.gui.imageio.warning=false"));
-    completeOnboarding(desktop.configFolder());
-    QGuiApplication application(argc, argv);
-    if (scene == "day") return sentrel::test::DayDemo(desktop, folder, program).run();
-    sentrel::test::Demo demo(desktop, folder, program);
-    QTimer::singleShot(0, &demo, &sentrel::test::Demo::begin);
-    return QGuiApplication::exec();
+    const QGuiApplication application(argc, argv);
+    const auto make = scene == "day" ? sentrel::test::dayDemo : sentrel::test::onlookerDemo;
+    return make(desktop, folder, program)->run();
   } catch (const std::exception& error) {
     std::fprintf(stderr, "sentrel-demo: %s\n", error.what());
     return EXIT_FAILURE;

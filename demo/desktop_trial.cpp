@@ -1,35 +1,35 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "desktop_trial.h"
-
-#include <unistd.h>
-
-#include <QEventLoop>
-#include <QTimer>
-#include <algorithm>
+//
+// sentrel-try-desktop DESKTOP FOLDER [CLICKS [PROGRAM]]: runs the program, the one of this build unless
+// another is named, on a real desktop without a screen, and clicks through its cover in every state, on each
+// target 60 times or so many during the alert. Leaves a table and pictures in the folder; fails when a click
+// is lost. Desktops: "gnome-wayland".
+#include <QGuiApplication>
+#include <QLoggingCategory>
+#include <QPoint>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <map>
 #include <sstream>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
+#include <vector>
 
-#include "cover_in_picture.h"
+#include "gnome_shell.h"
+#include "program_trial.h"
 
 namespace sentrel::test {
+
+namespace {
 
 namespace fs = std::filesystem;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-namespace {
-
-/// For a machine on which something is broken.
-constexpr seconds patience{45};
 /// The processor draws the desktop: a click may take some frames.
-constexpr seconds clickLimit{3};
+constexpr milliseconds clickLimit{3000};
 /// Once none of the first ones has arrived.
 constexpr milliseconds lostClickLimit{400};
 /// Long enough after a change for the cover to be composed, and for the alert's tint to be at its height.
@@ -40,7 +40,7 @@ const QRect bareDocument(700, 450, 560, 420);
 /// From the middle of the program's window.
 const QPoint switchInPopover(120, -98);
 
-constexpr seconds hang{25};
+constexpr std::chrono::seconds hang{25};
 
 constexpr int fewClicks = 20;  // while nothing flashes
 
@@ -58,46 +58,59 @@ std::size_t count(const std::string& text, const std::string& word) {
   return result;
 }
 
-}  // namespace
+/// The program on a real desktop: in every state it must cover what it should, and every click must reach
+/// what lies below: a Wayland window, an X11 window, the desktop's own panel, and the program's own switch.
+class DesktopTrial final : public ProgramTrial {
+ public:
+  /// So many clicks go to each target while the tint flashes.
+  DesktopTrial(HeadlessDesktop& desktop, const GnomeShell& shell, const fs::path& folder,
+               const std::string& program, int clicks)
+      : ProgramTrial(desktop, folder, program), shell_(shell), clicks_(clicks) {}
 
-DesktopTrial::DesktopTrial(HeadlessDesktop& desktop, const GnomeShell& shell, fs::path folder,
-                           std::string program, int clicks)
-    : desktop_(desktop),
-      shell_(shell),
-      folder_(std::move(folder)),
-      binary_(std::move(program)),
-      clicks_(clicks),
-      camera_({.name = "trial_camera", .description = "Caméra d'essai"}),
-      watcher_([](const StateWatcher::Entry&) {}) {
-  fs::remove_all(folder_);
-  fs::create_directories(folder_);
-  const PortraitScene portrait;
-  const auto film = [&portrait](const SceneState& state) {
-    return portrait.frame(state).convertToFormat(QImage::Format_RGB32);
+ private:
+  /// How many clicks of how many arrived.
+  struct Row {
+    std::string state;
+    std::string target;
+    int passed = 0;
+    int clicks = 0;
   };
-  alone_ = film({});
-  away_ = film({.yawDegrees = 60, .secondFace = {}});
-  watched_ = film({.yawDegrees = 0, .secondFace = SecondFace{}});
-}
 
-int DesktopTrial::run() {
-  try {
-    prepare();
-    clickThrough("nominal", "nominal", fewClicks);
-    clickThrough("inattention", "inattention", fewClicks);
-    clickThrough("alert", "alert", clicks_);
-    openOverview("alert");
-    outliveHangingDesktop();
-    clickThrough("after", "nominal", fewClicks);
-    bringAbout("alert");
-    switchOffWithTheMouse();
-    quit();
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "sentrel-try-desktop: %s; the program printed:\n%s", error.what(),
-                 program_.output().c_str());
-    return EXIT_FAILURE;
-  }
-  return judge() ? EXIT_SUCCESS : EXIT_FAILURE;
+  void play() override;
+  void screenshot(const fs::path& path) override { shell_.screenshot(path); }
+  void prepare();
+  void bringAbout(const std::string& state);
+  /// Brings the state about, takes a picture of this name, and clicks.
+  void clickThrough(const std::string& name, const std::string& state, int clicks);
+  void clickEverywhere(const std::string& state, int clicks);
+  void clickAt(const std::string& state, const std::string& target, int clicks,
+               const std::vector<QPoint>& points, const std::function<int()>& arrived);
+  void outliveHangingDesktop();
+  void openOverview(const std::string& state);
+  void switchOffWithTheMouse();
+  void judge() const;
+
+  void follows(const std::string& words, const std::function<bool()>& condition);
+  void takePicture(const std::string& name);
+
+  const GnomeShell& shell_;
+  const int clicks_;
+  ChildProcess otherWindow_;
+  std::vector<Row> rows_;
+};
+
+void DesktopTrial::play() {
+  prepare();
+  clickThrough("nominal", "nominal", fewClicks);
+  clickThrough("inattention", "inattention", fewClicks);
+  clickThrough("alert", "alert", clicks_);
+  openOverview("alert");
+  outliveHangingDesktop();
+  clickThrough("after", "nominal", fewClicks);
+  bringAbout("alert");
+  switchOffWithTheMouse();
+  quit();
+  judge();
 }
 
 void DesktopTrial::prepare() {
@@ -111,36 +124,30 @@ void DesktopTrial::prepare() {
   otherWindow_ = desktop_.spawn("stdbuf", {"-oL", "xev", "-event", "button", "-name", other.toStdString()});
   follows("the X11 window is there", [&] { return shell_.window(other).has_value(); });
   shell_.raiseWindow(other);
-  camera_.appear();
-  desktop_.waitForNode("trial_camera");
-  camera_.setSource([this](std::int64_t) {
-    const Seen seen = seen_;
-    return (seen == Seen::alone ? alone_ : seen == Seen::away ? away_ : watched_).constBits();
-  });
-  picture("uncovered");
+  see(Seen::alone);
+  takePicture("uncovered");
   clickEverywhere("uncovered", fewClicks);  // that the clicks are real ones
-  program_ = desktop_.spawn(binary_);
+  start();
 }
 
 void DesktopTrial::clickThrough(const std::string& name, const std::string& state, int clicks) {
   bringAbout(state);
-  (void)runUntil([] { return false; }, pictureDelay);
-  const fs::path path = folder_ / (name + ".png");
+  pause(pictureDelay);
   follows("the screen shows it", [&] {
-    shell_.screenshot(path);
-    return showsOnlooker(QImage(QString::fromStdString(path.string()))) == (state == "alert");
+    screenshot(pathOf(name));
+    return showsOnlooker(picture(name)) == (state == "alert");
   });
   const auto began = std::chrono::steady_clock::now();
-  const double before = processorSeconds();
+  const double before = ProcessUsage::of(program_.pid()).cpuSeconds;
   clickEverywhere(name, clicks);
   if (!isIn(state)) throw std::runtime_error("the state did not last: " + state);
   const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
   std::printf("  %-12s processor time of the program: %.1f %%\n", name.c_str(),
-              100 * (processorSeconds() - before) / took.count());
+              100 * (ProcessUsage::of(program_.pid()).cpuSeconds - before) / took.count());
 }
 
 void DesktopTrial::bringAbout(const std::string& state) {
-  seen_ = state == "alert" ? Seen::watched : state == "inattention" ? Seen::away : Seen::alone;
+  see(state == "alert" ? Seen::watched : state == "inattention" ? Seen::away : Seen::alone);
   follows("protection is in " + state, [&] { return isIn(state); });
 }
 
@@ -177,7 +184,7 @@ void DesktopTrial::clickAt(const std::string& state, const std::string& target, 
 /// it.
 void DesktopTrial::outliveHangingDesktop() {
   shell_.setHanging(true);
-  (void)runUntil([] { return false; }, hang);
+  pause(hang);
   shell_.setHanging(false);
   clickEverywhere("after a hang", fewClicks);
   if (!isIn("alert")) throw std::runtime_error("the alert did not outlive a desktop that hangs");
@@ -189,7 +196,7 @@ void DesktopTrial::openOverview(const std::string& state) {
   for (const bool open : {true, false}) {
     shell_.click(onPanel.front());
     if (runUntil([&] { return shell_.overviewIsOpen() == open; }, seconds(5))) ++row.passed;
-    if (open) picture("overview");
+    if (open) takePicture("overview");
   }
   rows_.push_back(row);
 }
@@ -201,40 +208,17 @@ void DesktopTrial::switchOffWithTheMouse() {
   const std::string token = shell_.startupToken().toStdString();
   desktop_.run("env", {"DESKTOP_STARTUP_ID=" + token, "XDG_ACTIVATION_TOKEN=" + token, binary_});
   follows("the program's window is there", [&] { return shell_.window(title).has_value(); });
-  (void)runUntil([] { return false; }, pictureDelay);
-  picture("popover");
+  pause(pictureDelay);
+  takePicture("popover");
   const QRect window = shell_.window(title).value();
   Row row{"alert", "own switch", 0, 1};
   shell_.click(window.center() + switchInPopover);
   if (runUntil([this] { return isIn("inactive"); }, seconds(5))) ++row.passed;
   rows_.push_back(row);
-  picture("switched-off");
+  takePicture("switched-off");
 }
 
-void DesktopTrial::quit() {
-  watcher_.quitProgram();
-  follows("the program has ended", [this] { return !program_.isRunning(); });
-  if (program_.waitForExit(milliseconds(0)) != 0) throw std::runtime_error("the program ended in bad order");
-}
-
-std::string DesktopTrial::faultInPictures() const {
-  std::map<std::string, double> brightness;
-  for (const char* name : {"uncovered", "nominal", "inattention", "alert", "switched-off"}) {
-    const QImage image(QString::fromStdString((folder_ / (std::string(name) + ".png")).string()));
-    brightness[name] = meanBrightness(image.copy(bareDocument));
-    const bool alert = std::string_view(name) == "alert";
-    if (showsOnlooker(image) != alert) return std::string("the onlooker's picture is out of place: ") + name;
-  }
-  if (brightness["nominal"] >= brightness["uncovered"] - 1 ||
-      brightness["inattention"] >= brightness["nominal"] - 1 ||
-      brightness["alert"] >= 0.7 * brightness["inattention"] ||
-      std::abs(brightness["switched-off"] - brightness["uncovered"]) > 1) {
-    return "the pictures do not show a document that is covered more from state to state, and then no more";
-  }
-  return {};
-}
-
-bool DesktopTrial::judge() const {
+void DesktopTrial::judge() const {
   std::ostringstream table;
   table << "state\ttarget\tpassed\tclicks\n";
   bool allPassed = true;
@@ -244,50 +228,47 @@ bool DesktopTrial::judge() const {
   }
   std::ofstream(folder_ / "clicks.tsv") << table.str();
   std::printf("\n%s\nThe table and the pictures are in %s\n", table.str().c_str(), folder_.c_str());
-  if (!allPassed) std::fputs("sentrel-try-desktop: clicks were lost\n", stderr);
-  const std::string fault = faultInPictures();
-  if (!fault.empty()) std::fprintf(stderr, "sentrel-try-desktop: %s\n", fault.c_str());
-  return allPassed && fault.empty();
-}
-
-double DesktopTrial::processorSeconds() const {
-  std::ifstream file("/proc/" + std::to_string(program_.pid()) + "/stat");
-  std::string text((std::istreambuf_iterator<char>(file)), {});
-  std::istringstream fields(text.substr(std::min(text.size(), text.rfind(')') + 1)));
-  std::string skipped;
-  for (int i = 0; i < 11; ++i) fields >> skipped;
-  double user = 0;
-  double system = 0;
-  fields >> user >> system;
-  return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
+  if (!allPassed) throw std::runtime_error("clicks were lost");
+  judgeCovers({"uncovered", "nominal", "inattention", "alert"}, bareDocument);
+  if (std::abs(brightness("switched-off", bareDocument) - brightness("uncovered", bareDocument)) > 1)
+    throw std::runtime_error("the document is still covered in switched-off");
 }
 
 void DesktopTrial::follows(const std::string& words, const std::function<bool()>& condition) {
-  if (!runUntil(condition, patience)) throw std::runtime_error("this did not follow: " + words);
+  waitFor(words, condition);
   std::printf("  %s\n", words.c_str());
 }
 
-bool DesktopTrial::runUntil(const std::function<bool()>& condition, milliseconds limit) {
-  QEventLoop events;
-  bool held = condition();
-  QTimer look;
-  QObject::connect(&look, &QTimer::timeout, [&] {
-    held = condition();
-    if (held) events.quit();
-  });
-  QTimer::singleShot(limit, &events, &QEventLoop::quit);
-  look.start(5);
-  if (!held) events.exec();
-  return held;
+void DesktopTrial::takePicture(const std::string& name) {
+  pause(pictureDelay);
+  screenshot(pathOf(name));
 }
 
-void DesktopTrial::picture(const std::string& name) {
-  (void)runUntil([] { return false; }, pictureDelay);
-  shell_.screenshot(folder_ / (name + ".png"));
-}
-
-bool DesktopTrial::isIn(const std::string& state) const {
-  return !watcher_.entries().empty() && watcher_.entries().back().state == state;
-}
+}  // namespace
 
 }  // namespace sentrel::test
+
+int main(int argc, char** argv) {
+  const std::string_view name = argc >= 3 && argc <= 5 ? argv[1] : "";
+  const int clicks = argc >= 4 ? std::atoi(argv[3]) : 60;
+  if (name != "gnome-wayland" || clicks < 1) {
+    std::fputs("usage: sentrel-try-desktop gnome-wayland FOLDER [CLICKS [PROGRAM]]\n", stderr);
+    return 2;
+  }
+  const auto folder = std::filesystem::absolute(argv[2]);
+  const std::string program = argc == 5 ? argv[4] : SENTREL_PROGRAM;
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);
+  try {
+    using namespace sentrel::test;  // NOLINT(google-build-using-namespace): in a program's main function
+    HeadlessDesktop desktop({.activation = true, .systemBus = true, .pipeWire = true});
+    const GnomeShell shell(desktop, {1920, 1080});
+    desktop.exportToProcess();
+    qputenv("QT_QPA_PLATFORM", "wayland");  // for the document, not for the program
+    QLoggingCategory::setFilterRules(QStringLiteral("qt.gui.imageio.warning=false"));
+    QGuiApplication application(argc, argv);
+    return DesktopTrial(desktop, shell, folder, program, clicks).run();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "sentrel-try-desktop: %s\n", error.what());
+    return EXIT_FAILURE;
+  }
+}

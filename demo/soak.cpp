@@ -1,14 +1,30 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "soak.h"
-
+//
+// sentrel-soak MINUTES FOLDER [SEED] [PROGRAM]: the program, the one of this build unless another is named,
+// with a random life on a private desktop. Fails when the program breaks one of its promises or leaves
+// something behind. Leaves a log in the folder.
+#include <QCoreApplication>
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <charconv>
+#include <chrono>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "soak_life.h"
+#include "stage/headless_desktop.h"
 
 namespace sentrel::test {
 
@@ -46,7 +62,39 @@ std::string asMib(double mib) {
   return text.data();
 }
 
-}  // namespace
+/// A random life with the program, an hour's happenings in a minute, between rests at which nothing may have
+/// been left behind. The same seed gives the same life, as far as the machine is as quick. Main thread.
+class Soak {
+ public:
+  struct Options {
+    std::chrono::minutes length;
+    unsigned seed;
+    std::filesystem::path folder;  ///< gets the log and what the program printed and kept
+    std::string program;
+    const std::atomic<bool>& interrupted;  ///< the person wants an end
+  };
+  /// The desktop is what `SoakLife` needs; the folder is empty.
+  Soak(HeadlessDesktop& desktop, const Options& options);
+
+  /// Lives to the end; the exit code.
+  int run();
+
+ private:
+  [[nodiscard]] bool goesOn() const;
+  void rest();
+  /// Waits for the state, and compares what is held with the rests before.
+  void restIn(const std::string& state);
+  [[nodiscard]] ProcessUsage settledUsage();
+  void compareHours();
+  void compareMemory();
+  void keepPapers();
+
+  HeadlessDesktop& desktop_;
+  const Options options_;
+  SoakJournal journal_;
+  SoakLife life_;
+  std::map<std::string, std::vector<ProcessUsage>> rests_;  // by state, since the first tenth
+};
 
 Soak::Soak(HeadlessDesktop& desktop, const Options& options)
     : desktop_(desktop),
@@ -181,4 +229,51 @@ void Soak::keepPapers() {
                 none);
 }
 
+}  // namespace
+
 }  // namespace sentrel::test
+
+namespace {
+
+std::atomic<bool> interrupted = false;
+
+template <class Number>
+bool read(std::string_view text, Number& number) {
+  const auto end = text.data() + text.size();
+  return std::from_chars(text.data(), end, number).ptr == end;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  using namespace sentrel::test;  // NOLINT(google-build-using-namespace): a program of one function
+  int minutes = 0;
+  unsigned seed = std::random_device()() % 1'000'000;
+  if (argc < 3 || argc > 5 || !read(argv[1], minutes) || minutes < 1 || (argc > 3 && !read(argv[3], seed))) {
+    std::fputs("usage: sentrel-soak MINUTES FOLDER [SEED] [PROGRAM]\n", stderr);
+    return 2;
+  }
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) std::signal(number, [](int) { interrupted = true; });
+  try {
+    HeadlessDesktop desktop({.systemBus = true,
+                             .pipeWire = true,
+                             .x11 = true,
+                             .width = SoakLife::screenWidth * SoakLife::mostScreens,
+                             .height = SoakLife::screenHeight});
+    desktop.exportToProcess();
+    const QCoreApplication application(argc, argv);
+    const auto folder = std::filesystem::absolute(argv[2]);
+    std::filesystem::remove_all(folder);
+    std::filesystem::create_directories(folder);
+    return Soak(desktop, {.length = std::chrono::minutes(minutes),
+                          .seed = seed,
+                          .folder = folder,
+                          .program = argc > 4 ? argv[4] : SENTREL_PROGRAM,
+                          .interrupted = interrupted})
+        .run();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "sentrel-soak: %s\n", error.what());
+    return EXIT_FAILURE;
+  }
+}

@@ -79,7 +79,7 @@ std::string SoakJournal::time() const {
 SoakLife::SoakLife(Parts parts) : parts_(std::move(parts)), desktop_(parts_.desktop), random_(parts_.seed) {
   const PortraitScene portrait;
   for (const SceneState& state : {SceneState{}, SceneState{.secondFace = SecondFace{}}, SceneState{50, {}}})
-    scenes_.push_back(portrait.frame(state).convertToFormat(QImage::Format_RGB32));
+    scenes_.push_back(portrait.frame(state));
   for (std::size_t i = 0; i < cameras_.size(); ++i) {
     cameras_[i] = std::make_unique<VirtualCamera>(VirtualCamera::Options{
         .name = cameraNames[i], .description = cameraNames[i], .modes = {{.fps = 15}}});

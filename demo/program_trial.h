@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QImage>
+#include <QRect>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "stage/document_desktop.h"
+#include "stage/headless_desktop.h"
+#include "stage/state_watcher.h"
+#include "stage/virtual_camera.h"
+
+namespace sentrel::test {
+
+/// The program on a private desktop, with a document below its cover and its user before a virtual camera,
+/// who has agreed to the camera long ago. What is to happen says the class that derives from it. Main thread.
+class ProgramTrial {
+ public:
+  /// The folder is emptied. Needs a desktop with a screen, PipeWire and a session bus.
+  ProgramTrial(HeadlessDesktop& desktop, std::filesystem::path folder, std::string program);
+  virtual ~ProgramTrial() { camera_.vanish(); }  // its thread uses what goes now
+  ProgramTrial(const ProgramTrial&) = delete;
+  ProgramTrial& operator=(const ProgramTrial&) = delete;
+
+  /// The exit code; what went wrong was printed.
+  [[nodiscard]] int run();
+
+ protected:
+  enum class Seen { alone, away, watched };
+
+  /// Throws std::runtime_error when something else happens than it should.
+  virtual void play() = 0;
+  virtual void stateChanged(const StateWatcher::Entry& /*entry*/) {}
+  virtual void screenshot(const std::filesystem::path& path) { desktop_.screenshot(path); }
+
+  /// Returns once it is on the screen, of which "00-uncovered" is a picture then.
+  void showDocument();
+  /// What the camera sees from now on. It is plugged in the first time.
+  void see(Seen seen);
+  void start() { program_ = desktop_.spawn(binary_); }
+  void quit();
+
+  /// Throws std::runtime_error where it does not come to that, or the program ends first.
+  void waitFor(const std::string& words, const std::function<bool()>& condition);
+  /// Runs the event loop; false when the time is over.
+  [[nodiscard]] static bool runUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit);
+  static void pause(std::chrono::milliseconds length) {
+    (void)runUntil([] { return false; }, length);
+  }
+
+  [[nodiscard]] bool isIn(const std::string& state) const;
+  [[nodiscard]] std::filesystem::path pathOf(const std::string& picture) const {
+    return folder_ / (picture + ".png");
+  }
+  /// Throws std::runtime_error where there is none.
+  [[nodiscard]] QImage picture(const std::string& name) const;
+  /// 0 to 255, of a sample of the pixels; of the whole picture unless a part is named.
+  [[nodiscard]] double brightness(const std::string& name, const QRect& part = {}) const;
+  /// Whether the onlooker's picture is where it belongs on a screen: something green, framed in green.
+  [[nodiscard]] static bool showsOnlooker(const QImage& screen);
+  /// Throws std::runtime_error unless each state covers more of the document than the one before, and only
+  /// the last one shows the onlooker. Pictures of: no cover, nominal, inattention, alert.
+  void judgeCovers(const std::array<std::string, 4>& names, const QRect& part = {}) const;
+
+  HeadlessDesktop& desktop_;
+  const std::filesystem::path folder_;
+  const std::string binary_;
+  DocumentDesktop document_;
+  VirtualCamera camera_;
+  StateWatcher watcher_;
+  ChildProcess program_;
+
+ private:
+  std::array<QImage, 3> people_;  // by `Seen`
+  std::atomic<Seen> seen_ = Seen::alone;
+  bool pluggedIn_ = false;
+};
+
+/// The user looks, turns away, looks again, and somebody looks on and leaves. Needs X11 or Wayland.
+[[nodiscard]] std::unique_ptr<ProgramTrial> onlookerDemo(HeadlessDesktop& desktop,
+                                                         const std::filesystem::path& folder,
+                                                         const std::string& program);
+/// A day with the program: the session locks and wakes, the camera is pulled, somebody looks on, the battery
+/// runs low. Needs X11 and both buses.
+[[nodiscard]] std::unique_ptr<ProgramTrial> dayDemo(HeadlessDesktop& desktop,
+                                                    const std::filesystem::path& folder,
+                                                    const std::string& program);
+
+}  // namespace sentrel::test
