@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <QCoreApplication>
-#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
@@ -19,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "figures.h"
 #include "linux/desktop/defaults_file.h"
 #include "linux/desktop/qt_main_loop.h"
 #include "settings/settings_repository.h"
@@ -37,14 +37,9 @@ class NoLoginItem final : public LoginItem {
   [[nodiscard]] std::optional<std::string> setEnabled(bool) override { return std::nullopt; }
 };
 
-double msSince(Clock::time_point begin) {
-  return std::chrono::duration<double, std::milli>(Clock::now() - begin).count();
-}
-
-void print(const std::string& name, std::vector<double> values) {
-  std::ranges::sort(values);
-  std::printf("%s_p50 %.3f\n", name.c_str(), values[values.size() / 2]);
-  std::printf("%s_p95 %.3f\n", name.c_str(), values[values.size() * 95 / 100]);
+void printShares(const std::string& name, const std::vector<double>& values) {
+  bench::print(name + "_p50", bench::median(values), 3);
+  bench::print(name + "_p95", bench::percentile(values, 0.95), 3);
 }
 
 /// Tells when a file has got its name in a folder.
@@ -86,17 +81,17 @@ void measureStore(const fs::path& folder) {
     const auto begin = Clock::now();
     repository.save(next);
     QCoreApplication::processEvents();  // the end of the turn, which hands the state to the queue
-    mainThread.push_back(msSince(begin));
+    mainThread.push_back(bench::millisecondsSince(begin));
     watch.wait();
-    complete.push_back(msSince(begin));
+    complete.push_back(bench::millisecondsSince(begin));
     const auto loadBegin = Clock::now();
     const DefaultsFile::Content content = DefaultsFile::read(path);
-    load.push_back(msSince(loadBegin));
+    load.push_back(bench::millisecondsSince(loadBegin));
     if (content.damaged || content.values.size() < 16) std::abort();
   }
-  print("settings_save_main_thread_ms", mainThread);
-  print("settings_file_complete_ms", complete);
-  print("settings_load_ms", load);
+  printShares("settings_save_main_thread_ms", mainThread);
+  printShares("settings_file_complete_ms", complete);
+  printShares("settings_load_ms", load);
 }
 
 void measureDisk(const fs::path& folder) {
@@ -109,9 +104,9 @@ void measureDisk(const fs::path& folder) {
     if (::write(file, bytes.data(), bytes.size()) < 0 || ::fsync(file) != 0) std::perror("reference");
     ::close(file);
     fs::rename(unfinished, folder / "reference");
-    replaced.push_back(msSince(begin));
+    replaced.push_back(bench::millisecondsSince(begin));
   }
-  print("disk_replace_reference_ms", replaced);
+  printShares("disk_replace_reference_ms", replaced);
 }
 
 }  // namespace

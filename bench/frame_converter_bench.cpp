@@ -10,10 +10,8 @@
 namespace sentrel {
 namespace {
 
-using Format = test::VirtualCamera::Format;
-
 /// What one frame that is handed on costs: the conversion of a camera's picture to 640x480 BGRA.
-void convert(benchmark::State& state, Format format, PixelFormat pixels, int width, int height) {
+void convert(benchmark::State& state, PixelFormat pixels, int width, int height) {
   std::vector<std::uint8_t> scene(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4);
   // Soft shades with an edge every 16 pixels: about as many bytes as a webcam's pictures of a room.
   for (std::size_t i = 0; i < scene.size(); ++i) {
@@ -21,12 +19,12 @@ void convert(benchmark::State& state, Format format, PixelFormat pixels, int wid
     const std::size_t y = i / 4 / static_cast<std::size_t>(width);
     scene[i] = static_cast<std::uint8_t>((x / 3 + y / 2 + (x / 16 + y / 16) % 2 * 40) % 256);
   }
-  std::vector<std::uint8_t> bytes(test::encodedCapacity(format, width, height));
-  bytes.resize(test::encodePicture(format, scene.data(), width, height, bytes));
+  std::vector<std::uint8_t> bytes(test::encodedCapacity(pixels, width, height));
+  bytes.resize(test::encodePicture(pixels, scene.data(), width, height, bytes));
 
   RawFrame picture;
   picture.format = {pixels, width, height};
-  const int stride = test::encodedStride(format, width);
+  const int stride = test::encodedStride(pixels, width);
   const std::size_t luma = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
   picture.planes[0] = {bytes.data(), stride, bytes.size()};
   if (pixels == PixelFormat::nv12) picture.planes[1] = {bytes.data() + luma, width, luma / 2};
@@ -45,12 +43,12 @@ void convert(benchmark::State& state, Format format, PixelFormat pixels, int wid
   state.counters["bytes"] = static_cast<double>(bytes.size());
 }
 
-BENCHMARK_CAPTURE(convert, yuy2, Format::yuy2, PixelFormat::yuy2, 640, 480);
-BENCHMARK_CAPTURE(convert, nv12, Format::nv12, PixelFormat::nv12, 640, 480);
-BENCHMARK_CAPTURE(convert, i420, Format::i420, PixelFormat::i420, 640, 480);
-BENCHMARK_CAPTURE(convert, mjpeg, Format::mjpeg, PixelFormat::mjpeg, 640, 480);
-BENCHMARK_CAPTURE(convert, yuy2_of_720p, Format::yuy2, PixelFormat::yuy2, 1280, 720);
-BENCHMARK_CAPTURE(convert, mjpeg_of_720p, Format::mjpeg, PixelFormat::mjpeg, 1280, 720);
+BENCHMARK_CAPTURE(convert, yuy2, PixelFormat::yuy2, 640, 480);
+BENCHMARK_CAPTURE(convert, nv12, PixelFormat::nv12, 640, 480);
+BENCHMARK_CAPTURE(convert, i420, PixelFormat::i420, 640, 480);
+BENCHMARK_CAPTURE(convert, mjpeg, PixelFormat::mjpeg, 640, 480);
+BENCHMARK_CAPTURE(convert, yuy2_of_720p, PixelFormat::yuy2, 1280, 720);
+BENCHMARK_CAPTURE(convert, mjpeg_of_720p, PixelFormat::mjpeg, 1280, 720);
 
 }  // namespace
 }  // namespace sentrel

@@ -4,7 +4,6 @@
 // the real manager, its flash and the real back end, as lines "name value". Processor time is that of this
 // process, in percent of one core, over runs of this many seconds, 30 unless told; durations are medians.
 #include <sys/mman.h>
-#include <sys/resource.h>
 
 #include <QEventLoop>
 #include <QGuiApplication>
@@ -24,6 +23,7 @@
 #include <string_view>
 #include <vector>
 
+#include "figures.h"
 #include "linux/desktop/qt_main_loop.h"
 #include "linux/desktop/system_clock.h"
 #include "linux/overlay/create_overlay_backend.h"
@@ -36,33 +36,12 @@
 
 namespace {
 
-using namespace sentrel;  // NOLINT(google-build-using-namespace): a program of one file
+using namespace sentrel;         // NOLINT(google-build-using-namespace): a program of one file
+using namespace sentrel::bench;  // NOLINT(google-build-using-namespace)
 using SteadyClock = std::chrono::steady_clock;
 
 constexpr int repetitions = 51;
 constexpr NormalizedRect distantFace{0.7, 0.6, 0.15, 0.2};
-
-void print(const std::string& name, double value) {
-  std::printf("%s %.2f\n", name.c_str(), value);
-}
-
-double cpuSeconds() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  const auto seconds = [](const timeval& time) {
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-  };
-  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
-double millisecondsSince(SteadyClock::time_point since) {
-  return std::chrono::duration<double, std::milli>(SteadyClock::now() - since).count();
-}
-
-double median(std::vector<double> values) {
-  std::ranges::sort(values);
-  return values.at(values.size() / 2);
-}
 
 /// Memory that belongs to this process alone, in MiB.
 double privateMemory() {

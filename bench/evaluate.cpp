@@ -6,20 +6,31 @@
 #include <malloc.h>
 #include <unistd.h>
 
+#include <QFile>
+#include <QImageReader>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
+#include <map>
+#include <memory>
 #include <numbers>
+#include <optional>
+#include <random>
 #include <regex>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "evaluation/degradation.h"
-#include "evaluation/picture_set.h"
-#include "evaluation/share.h"
+#include "figures.h"
+#include "support/frame.h"
 #include "vision/detector_pipeline.h"
 #include "vision/models.h"
 #include "vision/network.h"
@@ -30,6 +41,166 @@ namespace {
 
 using vision::DetectorPipeline;
 using vision::Region;
+namespace fs = std::filesystem;
+
+// Beyond any camera; a larger picture would only take all memory.
+constexpr int largestSide = 8192;
+
+void skip(const std::string& what, const std::string& why) {
+  std::printf("# skipped %s: %s\n", what.c_str(), why.c_str());
+}
+
+/// How many of a number of trials succeeded.
+struct Share {
+  int hits = 0;
+  int trials = 0;
+
+  void count(bool hit) {
+    hits += hit ? 1 : 0;
+    ++trials;
+  }
+  [[nodiscard]] double percent() const { return trials == 0 ? 0 : 100.0 * hits / trials; }
+
+  /// "hits of trials, 95 % interval low..high": Wilson's score interval, in percent.
+  [[nodiscard]] std::string interval() const {
+    std::string text = std::to_string(hits) + " of " + std::to_string(trials);
+    if (trials == 0) return text;
+    constexpr double z = 1.959964;  // of a normal distribution's central 95 %
+    const double n = trials;
+    const double p = std::min(1.0, hits / n);
+    const double centre = (p + z * z / (2 * n)) / (1 + z * z / n);
+    const double half = z / (1 + z * z / n) * std::sqrt(p * (1 - p) / n + z * z / (4 * n * n));
+    const auto rounded = [](double share) {
+      return std::to_string(std::round(share * 1000) / 10).substr(0, 4);
+    };
+    return text + ", 95 % interval " + rounded(std::max(0.0, centre - half)) + ".." +
+           rounded(std::min(1.0, centre + half));
+  }
+};
+
+/// What bad light and a cheap camera do to a picture.
+struct Degradation {
+  double gain = 1;        ///< of every channel
+  double noiseLevel = 0;  ///< standard deviation in steps of 1/255, new in every frame
+
+  /// "plain", "dark" (an eighth of the light, with the noise that comes with it), "noisy".
+  static std::optional<Degradation> named(std::string_view name) {
+    if (name == "plain") return Degradation{};
+    if (name == "dark") return Degradation{0.125, 2};
+    if (name == "noisy") return Degradation{1, 16};
+    return std::nullopt;
+  }
+
+  /// `to` becomes the degraded `from`.
+  void apply(const Frame& from, Frame& to, std::mt19937& random) const {
+    to.resize(from.width(), from.height());
+    const std::size_t count =
+        static_cast<std::size_t>(from.stride()) * static_cast<std::size_t>(from.height());
+    std::normal_distribution<float> noise(0, 1);
+    for (std::size_t i = 0; i < count; ++i) {
+      double value = gain * from.data()[i];
+      if (noiseLevel > 0) value += noiseLevel * static_cast<double>(noise(random));
+      to.data()[i] = static_cast<std::uint8_t>(std::lround(std::clamp(value, 0.0, 255.0)));
+    }
+  }
+};
+
+/// A face that a person or another detector marked, in pixels from the top left.
+struct Label {
+  vision::Region box;
+  double confidence = 0;
+};
+
+/// A folder with `faces/` and `faces.json`, `no-faces/` and `pose/`. Whatever cannot be used is left out and
+/// told in one line beginning "# skipped" on standard output.
+class PictureSet {
+ public:
+  explicit PictureSet(fs::path folder) : folder_(std::move(folder)) {}
+
+  /// File names of one of the folders, sorted; empty when it is not there.
+  [[nodiscard]] std::vector<std::string> names(const std::string& subfolder) const;
+
+  /// The labels of faces.json by path relative to the folder. Labels that do not lie in their picture at all
+  /// are found out by `inside`.
+  [[nodiscard]] std::map<std::string, std::vector<Label>> labels() const;
+
+  /// The picture, or null when it is no picture, truncated, or too large to be one of a camera.
+  [[nodiscard]] std::unique_ptr<Frame> load(const std::string& path) const;
+
+ private:
+  fs::path folder_;
+};
+
+std::vector<std::string> PictureSet::names(const std::string& subfolder) const {
+  std::vector<std::string> names;
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator(folder_ / subfolder, error)) {
+    if (entry.is_regular_file(error)) names.push_back(subfolder + "/" + entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::map<std::string, std::vector<Label>> PictureSet::labels() const {
+  std::map<std::string, std::vector<Label>> result;
+  QFile file(QString::fromStdString((folder_ / "faces.json").string()));
+  if (!file.open(QIODevice::ReadOnly)) {
+    skip("faces.json", "it cannot be read");
+    return result;
+  }
+  QJsonParseError error;
+  const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
+  if (!document.isObject()) {
+    skip("faces.json",
+         error.error == QJsonParseError::NoError ? "it holds no object" : error.errorString().toStdString());
+    return result;
+  }
+  const QJsonObject pictures = document.object();
+  for (auto at = pictures.begin(); at != pictures.end(); ++at) {
+    std::vector<Label>& labels = result[at.key().toStdString()];
+    for (const QJsonValue row : at.value().toArray()) {
+      const QJsonArray values = row.toArray();
+      bool numbers = values.size() == 5;
+      for (const QJsonValue value : values) numbers = numbers && value.isDouble();
+      if (!numbers) {
+        skip("a label of " + at.key().toStdString(), "it is not five numbers");
+        continue;
+      }
+      labels.push_back(
+          {{values[0].toDouble(), values[1].toDouble(), values[2].toDouble(), values[3].toDouble()},
+           values[4].toDouble()});
+    }
+  }
+  return result;
+}
+
+std::unique_ptr<Frame> PictureSet::load(const std::string& path) const {
+  QImageReader reader(QString::fromStdString((folder_ / path).string()));
+  reader.setDecideFormatFromContent(true);
+  const QSize size = reader.size();
+  if (size.width() > largestSide || size.height() > largestSide) {
+    const QString reason = QString::asprintf("it is larger than %d pixels a side", largestSide);
+    skip(path, reason.toStdString());
+    return nullptr;
+  }
+  const QImage picture = reader.read().convertToFormat(QImage::Format_RGB32);
+  if (picture.isNull()) {
+    skip(path, reader.errorString().toStdString());
+    return nullptr;
+  }
+  auto frame = std::make_unique<Frame>();
+  frame->resize(picture.width(), picture.height());
+  std::memcpy(frame->data(), picture.constBits(), static_cast<std::size_t>(picture.sizeInBytes()));
+  return frame;
+}
+
+/// Whether a label's box is a box and lies in a picture of that size.
+bool inside(const Label& label, const Frame& picture) {
+  const vision::Region& box = label.box;
+  const double x = box.x + box.width / 2;
+  const double y = box.y + box.height / 2;
+  return box.width > 0 && box.height > 0 && x >= 0 && y >= 0 && x < picture.width() && y < picture.height();
+}
 
 // A face counts from this share of the frame's width.
 constexpr double smallestWidth = 0.02;
@@ -188,7 +359,7 @@ void shift(const Frame& from, Frame& to, int step) {
   }
 }
 
-void evaluateCost(const PictureSet& set, const std::filesystem::path& models) {
+void evaluateCost(const PictureSet& set, const fs::path& models) {
   // A person in front of the camera.
   std::unique_ptr<Frame> picture;
   for (const char* folder : {"pose", "faces"}) {
@@ -216,26 +387,25 @@ void evaluateCost(const PictureSet& set, const std::filesystem::path& models) {
     }
     return spent / frames;
   };
-  const auto median = [&](bool moving) {
+  const auto cost = [&](bool moving) {
     run(warmUp, moving);
-    std::array<double, blocks> each{};
+    std::vector<double> each(blocks);
     for (double& value : each) value = run(block, moving);
-    std::sort(each.begin(), each.end());
-    return each[blocks / 2];
+    return median(each);
   };
-  const double moving = median(true);
-  const double still = median(false);
+  const double moving = cost(true);
+  const double still = cost(false);
   std::printf("# processor time: means over %d frames, the median of %d such means\n", block, blocks);
   std::printf("ms_per_frame_still %.2f\nms_per_frame_moving %.2f\n", still, moving);
   std::printf("rss_added_mib %.1f\n", residentMib() - before);
 }
 
-int evaluate(const std::filesystem::path& folder, Degradation degradation) {
-  if (!std::filesystem::is_directory(folder)) {
+int evaluate(const fs::path& folder, Degradation degradation) {
+  if (!fs::is_directory(folder)) {
     std::fprintf(stderr, "sentrel-evaluate: %s is not a folder\n", folder.c_str());
     return 1;
   }
-  const std::filesystem::path modelFolder = vision::modelFolder();
+  const fs::path modelFolder = vision::modelFolder();
   const PictureSet set(folder);
   evaluateCost(set, modelFolder);
   Eye eye(vision::readModels(modelFolder), degradation);

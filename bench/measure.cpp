@@ -3,11 +3,15 @@
 // sentrel-measure PROGRAM [SECONDS]: runs the program on a private desktop with a virtual camera and prints
 // what it costs and how quickly it answers, one "name value" a line. Processor time and wake-ups are counted
 // over runs of SECONDS, 30 unless told.
+#include <xcb/xcb.h>
+
 #include <QDBusConnection>
 #include <QDBusServiceWatcher>
 #include <QGuiApplication>
+#include <QImage>
 #include <QLoggingCategory>
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -15,51 +19,64 @@
 #include <ctime>
 #include <fstream>
 #include <functional>
+#include <memory>
+#include <optional>
 #include <random>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "program/camera_film.h"
-#include "program/screen_light.h"
-#include "program/tray_watcher.h"
+#include "figures.h"
 #include "stage/child_process.h"
 #include "stage/document_desktop.h"
 #include "stage/headless_desktop.h"
+#include "stage/pictures.h"
 #include "stage/state_watcher.h"
 #include "stage/virtual_camera.h"
 
 namespace sentrel::bench {
+
+/// A panel that takes the program's icon and notes when it came. On the session bus, on the main thread.
+class TrayWatcher final : public QObject {
+  Q_OBJECT
+  Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
+  Q_PROPERTY(bool IsStatusNotifierHostRegistered READ hasHost)
+
+ public:
+  TrayWatcher() {
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.registerObject(QStringLiteral("/StatusNotifierWatcher"), this,
+                            QDBusConnection::ExportAllContents) ||
+        !bus.registerService(QStringLiteral("org.kde.StatusNotifierWatcher")))
+      throw std::runtime_error("there is another panel");
+  }
+
+  [[nodiscard]] static bool hasHost() { return true; }
+  [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> iconAt() const { return iconAt_; }
+  void forget() { iconAt_.reset(); }
+
+ public Q_SLOTS:
+  // NOLINTNEXTLINE: the name is the interface's
+  void RegisterStatusNotifierItem(const QString& /*service*/) { iconAt_ = std::chrono::steady_clock::now(); }
+
+ private:
+  std::optional<std::chrono::steady_clock::time_point> iconAt_;
+};
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 constexpr int starts = 5;
 constexpr int entries = 24;
 // A third alert within 15 s would be held for long.
 constexpr double secondsBetweenEntries = 7.7;
-constexpr seconds patience{20};
+constexpr seconds longestWait{20};
 // The screen is dark when this share of its light is left: less than any state but the alert leaves.
 constexpr double darkShare = 0.6;
-
-double milli(Clock::duration duration) {
-  return std::chrono::duration<double, std::milli>(duration).count();
-}
-
-/// Nearest rank.
-double percentile(std::vector<double> values, double share) {
-  std::sort(values.begin(), values.end());
-  const auto rank = static_cast<std::size_t>(std::ceil(share * static_cast<double>(values.size())));
-  return values.at(std::max<std::size_t>(rank, 1) - 1);
-}
-
-void print(const char* name, double value) {
-  std::printf("%s %.2f\n", name, value);
-  std::fflush(stdout);
-}
 
 /// A workload that never changes, so that the figures of two machines can be compared.
 double referenceMs() {
@@ -78,7 +95,155 @@ double referenceMs() {
     runs.push_back(1e3 * static_cast<double>(end.tv_sec - begin.tv_sec) +
                    static_cast<double>(end.tv_nsec - begin.tv_nsec) / 1e6);
   }
-  return percentile(runs, 0.5);
+  return median(runs);
+}
+
+// Across the middle of the screen, over many stripes.
+constexpr std::int16_t left = 200;
+constexpr std::int16_t top = 540;
+constexpr std::uint16_t width = 512;
+constexpr std::uint16_t height = 8;
+
+struct Release {
+  void operator()(void* reply) const { std::free(reply); }  // NOLINT(cppcoreguidelines-no-malloc)
+};
+
+/// How bright a strip of the X screen is, as it is composed at the moment: what a person there would see.
+class ScreenLight {
+ public:
+  /// Uses the display that the environment names. Throws std::runtime_error without one.
+  ScreenLight() : xcb_(xcb_connect(nullptr, nullptr)) {
+    if (xcb_connection_has_error(xcb_) != 0) {
+      xcb_disconnect(xcb_);
+      throw std::runtime_error("there is no X display to look at");
+    }
+    root_ = xcb_setup_roots_iterator(xcb_get_setup(xcb_)).data->root;
+  }
+  ~ScreenLight() { xcb_disconnect(xcb_); }
+  ScreenLight(const ScreenLight&) = delete;
+  ScreenLight& operator=(const ScreenLight&) = delete;
+
+  /// The mean of all colours, 0 to 255. Takes about half a millisecond.
+  [[nodiscard]] double now() const {
+    const std::unique_ptr<xcb_get_image_reply_t, Release> image(xcb_get_image_reply(
+        xcb_, xcb_get_image(xcb_, XCB_IMAGE_FORMAT_Z_PIXMAP, root_, left, top, width, height, ~0U), nullptr));
+    if (!image) throw std::runtime_error("the X display shows nothing");
+    const std::span bytes(xcb_get_image_data(image.get()),
+                          static_cast<std::size_t>(xcb_get_image_data_length(image.get())));
+    double sum = 0;
+    for (std::size_t i = 0; i + 3 < bytes.size(); i += 4) sum += bytes[i] + bytes[i + 1] + bytes[i + 2];
+    return bytes.empty() ? 0 : sum / (static_cast<double>(bytes.size()) / 4 * 3);
+  }
+
+ private:
+  xcb_connection_t* xcb_;
+  xcb_window_t root_ = XCB_WINDOW_NONE;
+};
+
+constexpr double cameraNoise = 2;  // standard deviation, in steps of 1/255
+constexpr int noiseVariants = 4;
+constexpr int movingFrames = 36;
+constexpr int movingReach = 12;  // pixels
+
+QImage noisy(const QImage& picture, unsigned seed) {
+  QImage result = picture.convertToFormat(QImage::Format_RGB32);
+  std::mt19937 random(seed);
+  std::normal_distribution<double> noise(0, cameraNoise);
+  for (int y = 0; y < result.height(); ++y) {
+    std::uint8_t* line = result.scanLine(y);
+    for (int i = 0; i < result.width() * 4; ++i) {
+      if (i % 4 != 3)
+        line[i] = static_cast<std::uint8_t>(std::lround(std::clamp(line[i] + noise(random), 0.0, 255.0)));
+    }
+  }
+  return result;
+}
+
+std::vector<QImage> variants(const QImage& picture) {
+  std::vector<QImage> result;
+  for (unsigned seed = 0; seed < noiseVariants; ++seed) result.push_back(noisy(picture, seed));
+  return result;
+}
+
+/// The camera swings about, so that everything in the picture moves.
+std::vector<QImage> swinging(const QImage& picture) {
+  std::vector<QImage> result;
+  const QImage large = picture.scaled(picture.width() + 2 * movingReach, picture.height() + 2 * movingReach,
+                                      Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+  for (int i = 0; i < movingFrames; ++i) {
+    const double turn = 2 * 3.14159265358979 * i / movingFrames;
+    const QPoint at(movingReach + static_cast<int>(std::lround(movingReach * std::sin(turn))),
+                    movingReach + static_cast<int>(std::lround(movingReach * std::cos(2 * turn))));
+    result.push_back(noisy(large.copy(QRect(at, picture.size())), static_cast<unsigned>(i)));
+  }
+  return result;
+}
+
+/// What the virtual camera shows to the measured program: a user, with the noise of a camera in every frame.
+class CameraFilm {
+ public:
+  enum class Scene { still, moving, onlooker };
+
+  CameraFilm();
+
+  /// From the next frame on. With an onlooker, each time at another place.
+  void show(Scene scene);
+
+  /// When the first frame with the onlooker was handed on, or nothing yet.
+  [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> onlookerShownAt() const;
+
+  /// The picture of a frame, 640 x 480 BGRA. On the camera's thread.
+  [[nodiscard]] const std::uint8_t* frame(std::int64_t index);
+
+  /// Of the onlooker's face, as a share of the frame's width.
+  static constexpr double onlookerWidth = 0.08;
+
+ private:
+  using Pictures = std::vector<QImage>;  // played in turns
+
+  Pictures still_;
+  Pictures moving_;
+  std::vector<Pictures> onlookers_;
+  std::atomic<const Pictures*> shown_;
+  std::atomic<std::int64_t> onlookerNs_ = 0;  // of the steady clock; 0 while not shown
+  std::size_t nextPlace_ = 0;
+};
+
+CameraFilm::CameraFilm() {
+  const test::PortraitScene portrait;
+  const QImage alone = portrait.frame({});
+  still_ = variants(alone);
+  moving_ = swinging(alone);
+  for (const double x : {520.0, 555.0, 590.0, 95.0, 60.0}) {
+    for (const double y : {110.0, 150.0}) {
+      onlookers_.push_back(
+          variants(portrait.frame({0, test::SecondFace{x, y, onlookerWidth * test::PortraitScene::width}})));
+    }
+  }
+  shown_ = &still_;
+}
+
+void CameraFilm::show(Scene scene) {
+  onlookerNs_ = 0;
+  if (scene == Scene::onlooker) {
+    shown_ = &onlookers_[nextPlace_++ % onlookers_.size()];
+  } else {
+    shown_ = scene == Scene::still ? &still_ : &moving_;
+  }
+}
+
+std::optional<std::chrono::steady_clock::time_point> CameraFilm::onlookerShownAt() const {
+  const std::int64_t ns = onlookerNs_;
+  if (ns == 0) return std::nullopt;
+  return std::chrono::steady_clock::time_point(std::chrono::nanoseconds(ns));
+}
+
+const std::uint8_t* CameraFilm::frame(std::int64_t index) {
+  const Pictures* pictures = shown_;
+  if (pictures != &still_ && pictures != &moving_ && onlookerNs_ == 0) {
+    onlookerNs_ = std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count();
+  }
+  return (*pictures)[static_cast<std::size_t>(index) % pictures->size()].constBits();
 }
 
 class Measurement {
@@ -133,14 +298,14 @@ class Measurement {
   };
 
   void until(const std::string& what, const std::function<bool()>& condition) {
-    const auto end = Clock::now() + patience;
+    const auto end = Clock::now() + longestWait;
     while (!condition()) {
       if (Clock::now() > end) {
         throw std::runtime_error("waited in vain until " + what + "; the program printed:\n" +
                                  program_.output());
       }
       QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
-      std::this_thread::sleep_for(milliseconds(1));
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
   }
   void untilState(const std::string& state) {
@@ -157,7 +322,7 @@ class Measurement {
     // Asleep for all of it: this process must not be what disturbs the program.
     std::this_thread::sleep_for(std::chrono::duration<double>(runSeconds_));
     const test::ProcessUsage after = test::ProcessUsage::of(program_.pid());
-    const double passed = milli(Clock::now() - begin) / 1000;
+    const double passed = milliseconds(Clock::now() - begin) / 1000;
     if (!program_.isRunning()) throw std::runtime_error("the program ended:\n" + program_.output());
     return {100 * (after.cpuSeconds - before.cpuSeconds) / passed,
             static_cast<double>(after.wakeUps - before.wakeUps) / passed};
@@ -186,13 +351,13 @@ class Measurement {
       until("the program is on the bus", [this] { return readyAt_.has_value(); });
       until("the icon is in the panel", [this] { return tray_.iconAt().has_value(); });
       untilState("nominal");
-      icon.push_back(milli(*tray_.iconAt() - begin));
-      ready.push_back(milli(*readyAt_ - begin));
-      protecting.push_back(milli(state_.at - begin));
+      icon.push_back(milliseconds(*tray_.iconAt() - begin));
+      ready.push_back(milliseconds(*readyAt_ - begin));
+      protecting.push_back(milliseconds(state_.at - begin));
     }
-    print("ms_start_to_ready", percentile(ready, 0.5));
-    print("ms_start_to_tray", percentile(icon, 0.5));
-    print("ms_start_to_protected", percentile(protecting, 0.5));
+    print("ms_start_to_ready", median(ready));
+    print("ms_start_to_tray", median(icon));
+    print("ms_start_to_protected", median(protecting));
   }
 
   void measureEntries() {
@@ -211,10 +376,10 @@ class Measurement {
       const auto end = Clock::now() + seconds(5);
       // Not by way of the event loop: only the screen counts.
       while (screen.now() > darkShare * calm && Clock::now() < end)
-        std::this_thread::sleep_for(milliseconds(1));
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
       const auto dark = Clock::now();
       const auto shown = film_.onlookerShownAt();
-      if (shown) delays.push_back(milli(dark - *shown));
+      if (shown) delays.push_back(milliseconds(dark - *shown));
       unseen += dark >= end ? 1 : 0;
       film_.show(CameraFilm::Scene::still);
       until("the screen is calm again", [&] { return screen.now() > 0.9 * calm; });
@@ -222,7 +387,7 @@ class Measurement {
     }
     std::printf("# onlooker to dark: %zu entries, %d of them not answered within 5 s\n", delays.size(),
                 unseen);
-    print("ms_onlooker_to_dark_p50", percentile(delays, 0.5));
+    print("ms_onlooker_to_dark_p50", median(delays));
     print("ms_onlooker_to_dark_p95", percentile(delays, 0.95));
   }
 
@@ -269,3 +434,5 @@ int main(int argc, char** argv) {
     return EXIT_FAILURE;
   }
 }
+
+#include "measure.moc"

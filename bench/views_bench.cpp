@@ -3,7 +3,6 @@
 // views-bench: how long windows take to their first frame, and what they and the moving eye cost, on the
 // display of the session. Prints medians.
 #include <malloc.h>
-#include <sys/resource.h>
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -17,11 +16,14 @@
 #include <string>
 #include <vector>
 
+#include "figures.h"
 #include "views/popover.h"
 #include "views/views_fixture.h"
 
 namespace sentrel::test {
 namespace {
+
+using bench::cpuSeconds;
 
 constexpr int rounds = 15;
 
@@ -51,15 +53,6 @@ double pssMiB() {
   return 0;
 }
 
-double cpuSeconds() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  const auto seconds = [](const timeval& t) {
-    return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) / 1e6;
-  };
-  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
 void wait(int ms) {
   QEventLoop loop;
   QTimer::singleShot(ms, &loop, &QEventLoop::quit);
@@ -80,7 +73,7 @@ void measure(const char* name, const std::function<std::unique_ptr<QWidget>()>& 
     wait(100);
   }
   std::printf("%-12s first frame: first time %.0f ms, median %.0f ms\n", name, milliseconds.front(),
-              (std::ranges::sort(milliseconds), milliseconds[milliseconds.size() / 2]));
+              bench::median(milliseconds));
 }
 
 void cost(const char* what, QWidget& window) {

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <ctime>
+#include <string>
+#include <vector>
+
+namespace sentrel::bench {
+
+/// One figure, as every measurement prints it: "name value".
+inline void print(const std::string& name, double value, int digits = 2) {
+  std::printf("%s %.*f\n", name.c_str(), digits, value);
+  std::fflush(stdout);
+}
+
+/// Nearest rank; `share` from 0 to 1.
+inline double percentile(std::vector<double> values, double share) {
+  std::ranges::sort(values);
+  const auto rank = static_cast<std::size_t>(std::ceil(share * static_cast<double>(values.size())));
+  return values.at(std::max<std::size_t>(rank, 1) - 1);
+}
+
+inline double median(std::vector<double> values) {
+  return percentile(std::move(values), 0.5);
+}
+
+inline double milliseconds(std::chrono::steady_clock::duration duration) {
+  return std::chrono::duration<double, std::milli>(duration).count();
+}
+inline double millisecondsSince(std::chrono::steady_clock::time_point begin) {
+  return milliseconds(std::chrono::steady_clock::now() - begin);
+}
+
+/// Processor time of all threads of this process so far.
+inline double cpuSeconds() {
+  return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
+}
+
+}  // namespace sentrel::bench
