@@ -5,54 +5,63 @@ namespace sentrel {
 
 namespace {
 
-constexpr bool isOptional(const std::optional<std::string>& /*field*/) {
-  return true;
-}
+/// What stands for a field of type T in a document.
 template <class T>
-constexpr bool isOptional(const T& /*field*/) {
-  return false;
-}
-
-void write(KeyedDocument& document, std::string_view name, const std::optional<std::string>& field) {
-  if (field) document.set(name, *field);
-}
+struct Coding {
+  using Value = T;
+  static constexpr bool isRequired = true;
+};
 template <class T>
-void write(KeyedDocument& document, std::string_view name, const T& field) {
-  document.set(name, field);
-}
-
-/// False when `value` is of another kind.
-bool read(const KeyedDocument::Value& value, std::optional<std::string>& field) {
-  const auto* text = std::get_if<std::string>(&value);
-  if (text != nullptr) field = *text;
-  return text != nullptr;
-}
-template <class T>
-bool read(const KeyedDocument::Value& value, T& field) {
-  const T* typed = std::get_if<T>(&value);
-  if (typed != nullptr) field = *typed;
-  return typed != nullptr;
-}
+struct Coding<std::optional<T>> {
+  using Value = T;
+  static constexpr bool isRequired = false;
+};
 
 }  // namespace
 
+void KeyedDocument::set(std::string_view key, Value value) {
+  const auto found = std::ranges::find(entries_, key, &Entry::first);
+  if (found == entries_.end()) {
+    entries_.emplace_back(key, std::move(value));
+  } else {
+    found->second = std::move(value);
+  }
+}
+
+void KeyedDocument::remove(std::string_view key) {
+  std::erase_if(entries_, [key](const Entry& entry) { return entry.first == key; });
+}
+
+const KeyedDocument::Value* KeyedDocument::find(std::string_view key) const {
+  const auto found = std::ranges::find(entries_, key, &Entry::first);
+  return found == entries_.end() ? nullptr : &found->second;
+}
+
 KeyedDocument encode(const FilterSettings& settings) {
   KeyedDocument document;
-  forEachSetting([&](const auto& setting) { write(document, setting.name, settings.*setting.field); });
+  forEachSetting([&]<class T>(const Setting<T>& setting) {
+    const T& field = settings.*setting.field;
+    if constexpr (Coding<T>::isRequired) {
+      document.set(setting.name, field);
+    } else if (field) {
+      document.set(setting.name, *field);
+    }
+  });
   return document;
 }
 
 std::variant<FilterSettings, DecodingError> decodeFilterSettings(const KeyedDocument& document) {
   FilterSettings settings;
   std::optional<DecodingError> error;
-  forEachSetting([&](const auto& setting) {
+  forEachSetting([&]<class T>(const Setting<T>& setting) {
     if (error) return;
-    auto& field = settings.*setting.field;
     const KeyedDocument::Value* value = document.find(setting.name);
     if (value == nullptr) {
-      if (!isOptional(field)) error = DecodingError{DecodingError::Kind::missing, std::string(setting.name)};
-    } else if (!read(*value, field)) {
-      error = DecodingError{DecodingError::Kind::mistyped, std::string(setting.name)};
+      if (Coding<T>::isRequired) error = {DecodingError::Kind::missing, std::string(setting.name)};
+    } else if (const auto* typed = std::get_if<typename Coding<T>::Value>(value)) {
+      settings.*setting.field = *typed;
+    } else {
+      error = {DecodingError::Kind::mistyped, std::string(setting.name)};
     }
   });
   if (error) return *error;

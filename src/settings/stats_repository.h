@@ -6,7 +6,7 @@
 #include <variant>
 
 #include "platform/user_defaults.h"
-#include "settings/keyed_document.h"
+#include "settings/filter_settings.h"
 #include "support/published.h"
 
 namespace sentrel {

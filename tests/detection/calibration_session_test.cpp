@@ -1,22 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "detection/calibration_session.h"
-
-#include <gmock/gmock.h>
-
-#include "support/core_room.h"
+#include "support/test_core.h"
 
 namespace sentrel {
 namespace {
 
 using Phase = CalibrationSession::Phase;
 
-struct CalibrationTest : testing::Test, test::CoreRoom {
+struct CalibrationTest : testing::Test, test::TestCore {
   /// From the start into the measuring.
   void measure(const std::vector<double>& widths) {
     session->start();
-    room.advance(3000, 500);
+    machine.advance(3000, 500);
     for (const double width : widths) camera->analyzer()->onCalibrationSample(width);
-    room.settle();
+    machine.settle();
   }
 
   std::shared_ptr<CalibrationSession> session = newCalibration();
@@ -35,38 +31,38 @@ TEST_F(CalibrationTest, MeasuresTheMedianFace) {
   for (const auto& [widths, expected] : cases) {
     measure(widths);
     EXPECT_EQ(session->phase().get(), Phase::measuring());
-    room.advance(3000, 500);
+    machine.advance(3000, 500);
     EXPECT_EQ(session->phase().get(), expected) << widths[0];
     EXPECT_EQ(camera->analyzer(), nullptr) << "detached, and nobody else wants frames";
     session->start();
     EXPECT_EQ(session->phase().get(), expected) << "only from idle";
     session->cancel();
   }
-  EXPECT_FALSE(room.session->running) << "the light is out";
+  EXPECT_FALSE(machine.session->running) << "the light is out";
 }
 
 TEST_F(CalibrationTest, CountsIsCancelledAndAccepted) {
   std::vector<std::int64_t> counted;
   const auto watch = session->phase().onChange([&](const Phase& p) { counted.push_back(p.remaining()); });
   session->start();
-  room.advance(2500, 500);
+  machine.advance(2500, 500);
   EXPECT_THAT(counted, testing::ElementsAre(3, 2, 1));
-  EXPECT_TRUE(room.session->running);
+  EXPECT_TRUE(machine.session->running);
   session->cancel();
   EXPECT_EQ(session->phase().get(), Phase::idle());
-  EXPECT_EQ(room.loop->timerCount(), 0U);
+  EXPECT_EQ(machine.loop->timerCount(), 0U);
 
   measure({0.2, 0.2, 0.2});
   session->accept(75);
-  room.advance(5000, 500);
+  machine.advance(5000, 500);
   EXPECT_EQ(session->phase().get(), Phase::idle());
   EXPECT_EQ(settings->settings.get().calibrationDistanceCm, 75);
   EXPECT_TRUE(settings->settings.get().isCalibrated);
 
   measure({});
   session.reset();
-  room.advance(5000, 500);
-  EXPECT_EQ(room.loop->timerCount(), 0U) << "a view that went took it along";
+  machine.advance(5000, 500);
+  EXPECT_EQ(machine.loop->timerCount(), 0U) << "a view that went took it along";
 }
 
 }  // namespace

@@ -11,7 +11,7 @@
 #include <string>
 #include <utility>
 
-#include "service/service_test_base.h"
+#include "support/test_core.h"
 
 namespace sentrel {
 namespace {
@@ -26,9 +26,9 @@ constexpr std::int64_t closingLimitMs = 500;
 constexpr std::int64_t healingLimitMs = 8000;
 constexpr std::int64_t reportMs = 2000;
 
-class ServiceStormTest : public test::ServiceTestBase {
+class ServiceStormTest : public testing::Test, protected test::TestCore {
  protected:
-  ServiceStormTest() : ServiceTestBase(test::MachineRoom::withoutThreads()) {
+  ServiceStormTest() : TestCore(test::TestMachine::Queues::manual) {
     // Also what lasts for less than a tick.
     stateRegistration = service->fsmState().onChange([this](const FilterState&) {
       if (!isWatching()) watchingSinceMs = now();
@@ -67,7 +67,7 @@ class ServiceStormTest : public test::ServiceTestBase {
         {"slow models", [&] { analysisHeldMs = 100 * pick(40); }},
         {"slow listing",
          [&] {
-           if (!room.session->running) cameraHeldMs = 100 * pick(30);
+           if (!machine.session->running) cameraHeldMs = 100 * pick(30);
          }},
         {"slow camera queue", [&] { cameraHeldMs = std::max(cameraHeldMs, 100 * pick(4)); }},
         {"notifications",
@@ -76,18 +76,25 @@ class ServiceStormTest : public test::ServiceTestBase {
            answerNotifications();
          }},
         {"a choice of cameras", [&] { chooseCamera(); }},
-        {"settings", [&] { changeSettings(); }},
+        {"settings",
+         [&] {
+           changeSettings([&](FilterSettings& next) {
+             next.filterStrength = pick(7);
+             next.inattentionDelayMs = 500;
+             next.captureFps = pick(4) == 0 ? 100'000 : 10;
+           });
+         }},
         {"screens",
          [&] {
            backend->setScreens(pick(2) == 0 ? std::vector{first, second} : std::vector{first});
          }},
         {"everything is well for a while", [&] { heal(); }},
-        {"watched", [&] { room.detector->next = watched; }},
-        {"looking away", [&] { room.detector->next = lookingAway; }},
-        {"alone", [&] { room.detector->next = alone; }},
-        {"going away", [&] { tellSession(static_cast<SessionEvent>(2 * pick(3))); }},
-        {"coming back", [&] { tellSession(static_cast<SessionEvent>(2 * pick(3) + 1)); }},
-        {"coming back", [&] { tellSession(static_cast<SessionEvent>(2 * pick(3) + 1)); }},
+        {"watched", [&] { machine.detector->next = watched; }},
+        {"looking away", [&] { machine.detector->next = lookingAway; }},
+        {"alone", [&] { machine.detector->next = alone; }},
+        {"going away", [&] { desktop.session->tell(static_cast<SessionEvent>(2 * pick(3))); }},
+        {"coming back", [&] { desktop.session->tell(static_cast<SessionEvent>(2 * pick(3) + 1)); }},
+        {"coming back", [&] { desktop.session->tell(static_cast<SessionEvent>(2 * pick(3) + 1)); }},
         {"the session answers",
          [&] {
            desktop.session->answering = pick(4) != 0;
@@ -123,67 +130,59 @@ class ServiceStormTest : public test::ServiceTestBase {
     // Half of the time nothing is told of it. Who was denied the camera has to be told.
     const auto failure = control->failure().get();
     const bool isDenied = failure && failure->kind == CameraFailure::Kind::cameraDenied;
-    const bool wasDenied = room.session->status != AuthorizationStatus::authorized;
+    const bool wasDenied = machine.session->status != AuthorizationStatus::authorized;
     const bool isTold = isDenied || wasDenied || pick(2) == 0;
-    room.session->status = AuthorizationStatus::authorized;
+    machine.session->status = AuthorizationStatus::authorized;
     answerConsent(true);
     answerNotifications();
-    room.detector->prepareError.reset();
+    machine.detector->prepareError.reset();
     settleTurns();
     if (isTold) control->retryNow();
-    if (isTold || room.session->cameras.empty()) plug(true);
+    if (isTold || machine.session->cameras.empty()) plug(true);
     desktop.session->answer();
-    tellSession(SessionEvent::screensDidWake);
+    desktop.session->tell(SessionEvent::screensDidWake);
     for (int i = 0; i < 150 && !HasFailure(); ++i) tick();
   }
   void plug(bool plugged) {
-    room.session->cameras.clear();
-    if (plugged) room.session->cameras = {{"front", "", CameraPosition::front}};
-    if (plugged) room.session->seen = true;
-    room.session->devicesChanged.emit();
+    machine.session->cameras.clear();
+    if (plugged) machine.session->cameras = {{"front", "", CameraPosition::front}};
+    if (plugged) machine.session->seen = true;
+    machine.session->devicesChanged.emit();
   }
   void permit(AuthorizationStatus status) {
-    room.session->status = status;
+    machine.session->status = status;
     // Permissions come with a device that is new.
-    if (status == AuthorizationStatus::authorized) room.session->devicesChanged.emit();
+    if (status == AuthorizationStatus::authorized) machine.session->devicesChanged.emit();
   }
   void answerConsent(bool yes) {
-    if (room.session->accessRequests.empty()) return;
-    if (yes) room.session->status = AuthorizationStatus::authorized;
-    for (auto& answer : std::exchange(room.session->accessRequests, {})) answer(yes);
+    if (machine.session->accessRequests.empty()) return;
+    if (yes) machine.session->status = AuthorizationStatus::authorized;
+    for (auto& answer : std::exchange(machine.session->accessRequests, {})) answer(yes);
   }
   void damageModels(bool damaged) {
-    room.detector->prepareError = damaged ? std::optional(FaceDetectorError{"gone"}) : std::nullopt;
+    machine.detector->prepareError = damaged ? std::optional(FaceDetectorError{"gone"}) : std::nullopt;
     if (!damaged) control->retryNow();
   }
   void answerNotifications() {
     for (auto& answer : std::exchange(desktop.notifications->questions, {})) answer(true);
   }
   void refuseConfiguration(bool refused) {
-    room.session->configureError.reset();
-    if (refused) room.session->configureError = CaptureError{CaptureError::Kind::busy, "just now"};
+    machine.session->configureError.reset();
+    if (refused) machine.session->configureError = CaptureError{CaptureError::Kind::busy, "just now"};
   }
   void chooseCamera() {
     const std::optional<std::string> choices[] = {std::nullopt, "front", "unplugged"};
-    const auto before = room.session->configureError;
+    const auto before = machine.session->configureError;
     if (pick(2) == 0) refuseConfiguration(true);
     camera->switchCamera(choices[static_cast<std::size_t>(pick(3))]);
     settleTurns();
-    room.session->configureError = before;
+    machine.session->configureError = before;
     healthySinceMs = now();
   }
-  void changeSettings() {
-    FilterSettings next = settings->settings;
-    next.filterStrength = pick(7);
-    next.inattentionDelayMs = 500;
-    next.captureFps = pick(4) == 0 ? 100'000 : 10;
-    settings->save(next);
-  }
-  void tellSession(SessionEvent event) { desktop.session->tell(event); }
 
   /// The capture session's own part: frames while it can, reports while it cannot.
   void playCamera() {
-    auto& session = *room.session;
+    auto& session = *machine.session;
     const bool wanted = session.running && session.demand.wanted && session.request;
     const bool lost = taken || session.cameras.empty();
     if (!wanted || !lost) {
@@ -193,7 +192,7 @@ class ServiceStormTest : public test::ServiceTestBase {
       reportDueMs = now() + reportMs;
       session.interrupt(taken ? CaptureError::Kind::busy : CaptureError::Kind::deviceUnavailable);
     }
-    if (session.delivers() && !silent) session.request->onFrame(room.frame());
+    if (session.delivers() && !silent) session.request->onFrame(machine.frame());
   }
 
   void runQueue(SerialQueue& queue, std::int64_t& heldMs) {
@@ -203,28 +202,28 @@ class ServiceStormTest : public test::ServiceTestBase {
   void takeTurns() {
     for (int i = 0; i < 12; ++i) {
       const auto turn = pick(3);
-      if (turn == 0) room.loop->runPosted();
-      if (turn == 1) runQueue(*room.cameraQueue, cameraHeldMs);
-      if (turn == 2) runQueue(*room.analysisQueue, analysisHeldMs);
+      if (turn == 0) machine.loop->runPosted();
+      if (turn == 1) runQueue(*machine.cameraQueue, cameraHeldMs);
+      if (turn == 2) runQueue(*machine.analysisQueue, analysisHeldMs);
     }
   }
   void settleTurns() {
     for (int i = 0; i < 6; ++i) {
-      room.loop->runPosted();
-      if (cameraHeldMs <= 0) static_cast<test::ManualQueue&>(*room.cameraQueue).drain();
-      if (analysisHeldMs <= 0) static_cast<test::ManualQueue&>(*room.analysisQueue).drain();
+      machine.loop->runPosted();
+      if (cameraHeldMs <= 0) static_cast<test::ManualQueue&>(*machine.cameraQueue).drain();
+      if (analysisHeldMs <= 0) static_cast<test::ManualQueue&>(*machine.analysisQueue).drain();
     }
-    room.loop->runPosted();
+    machine.loop->runPosted();
   }
 
   void tick() {
-    auto& detector = *room.detector;
+    auto& detector = *machine.detector;
     const auto sight = std::exchange(detector.next, inferenceFails ? std::nullopt : detector.next);
     playCamera();
     takeTurns();
     settleTurns();
     // A moment later: whoever was due at the same moment has had its turn.
-    room.loop->advance(tickMs);
+    machine.loop->advance(tickMs);
     cameraHeldMs -= tickMs;
     analysisHeldMs -= tickMs;
     settleTurns();
@@ -241,6 +240,9 @@ class ServiceStormTest : public test::ServiceTestBase {
     const auto kind = calibration ? calibration->phase().get().kind() : Phase::Kind::idle;
     return kind == Phase::Kind::counting || kind == Phase::Kind::measuring;
   }
+  [[nodiscard]] bool isWatching() const {
+    return state() == Kind::nominal || state() == Kind::inattention || state() == Kind::alert;
+  }
   [[nodiscard]] bool isSwitchedOn() const { return service->isActive() || service->isStarting(); }
 
   void expectRules() {
@@ -252,11 +254,11 @@ class ServiceStormTest : public test::ServiceTestBase {
       EXPECT_TRUE(control->failure().get()) << "no reason";
     }
     // 2. It tries until it sees.
-    const auto& session = *room.session;
+    const auto& session = *machine.session;
     const bool healthy = isSwitchedOn() && desktop.notifications->questions.empty() && !control->rest() &&
                          !session.cameras.empty() && session.status == AuthorizationStatus::authorized &&
                          session.accessRequests.empty() && !session.configureError && !taken && !silent &&
-                         !inferenceFails && !room.detector->prepareError && cameraHeldMs <= 0 &&
+                         !inferenceFails && !machine.detector->prepareError && cameraHeldMs <= 0 &&
                          analysisHeldMs <= 0;
     if (!healthy) healthySinceMs = now();
     if (now() - healthySinceMs > healingLimitMs) {
@@ -311,7 +313,7 @@ class ServiceStormTest : public test::ServiceTestBase {
     EXPECT_EQ(overlay->isAlertMode, kind == Kind::alert);
     const std::size_t flashes = kind == Kind::alert ? backend->shown.size() : 0;
     // Of the camera, the battery, the notice, and a calibration.
-    EXPECT_LE(room.loop->timerCount(), flashes + 4);
+    EXPECT_LE(machine.loop->timerCount(), flashes + 4);
   }
 
   // The test's own business.
@@ -320,7 +322,7 @@ class ServiceStormTest : public test::ServiceTestBase {
   std::int64_t pick(Count n) {
     return static_cast<std::int64_t>(random() % static_cast<unsigned>(n));
   }
-  [[nodiscard]] std::int64_t now() const { return room.loop->nowMs(); }
+  [[nodiscard]] std::int64_t now() const { return machine.loop->nowMs(); }
   void remember(const char* what) {
     steps.push_back(std::to_string(now() - test::ManualMainLoop::startMs) + " ms: " + what);
     if (steps.size() > 40) steps.pop_front();
@@ -329,14 +331,14 @@ class ServiceStormTest : public test::ServiceTestBase {
     random.seed(seed);
     steps.clear();
     taken = silent = inferenceFails = desktop.session->isAway = false;
-    room.detector->prepareError.reset();
+    machine.detector->prepareError.reset();
     refuseConfiguration(false);
-    room.session->status = AuthorizationStatus::authorized;
+    machine.session->status = AuthorizationStatus::authorized;
     desktop.session->answering = desktop.notifications->answering = true;
     watchingSinceMs = healthySinceMs = closedSinceMs = now();
     // Every other life begins without a camera.
-    room.session->cameras.clear();
-    room.session->seen = false;
+    machine.session->cameras.clear();
+    machine.session->seen = false;
     if (seed % 2 == 0) plug(true);
   }
   void end() {
@@ -346,11 +348,11 @@ class ServiceStormTest : public test::ServiceTestBase {
     answerConsent(false);
     answerNotifications();
     settleTurns();
-    EXPECT_FALSE(room.session->running);
-    EXPECT_EQ(room.loop->timerCount(), 0U);
-    EXPECT_EQ(observers(), 0U);
+    EXPECT_FALSE(machine.session->running);
+    EXPECT_EQ(machine.loop->timerCount(), 0U);
+    EXPECT_EQ(desktop.observers(), 0U);
     EXPECT_EQ(camera->analyzer(), nullptr);
-    EXPECT_EQ(room.freeFrames(), 8U) << "no frame is held";
+    EXPECT_EQ(machine.freeFrames(), 8U) << "no frame is held";
   }
   void tellSteps(unsigned seed) {
     std::cout << "seed " << seed << ", the last steps:\n";

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "support/main_loop.h"
+#include "support/serial_queue.h"
 
 namespace sentrel::test {
 
@@ -91,6 +92,26 @@ class ManualMainLoop final : public MainLoop, public Clock {
   std::mutex mutex_;
   std::vector<Task> posted_;
   std::vector<std::shared_ptr<Timer>> timers_;
+};
+
+/// A queue whose tasks run when a test says so, on the test's own thread: every order of things that threads
+/// could bring about can be played, and played again.
+class ManualQueue final : public SerialQueue {
+ public:
+  void async(Task task) override { tasks_.push(std::move(task)); }
+  void sync(Task task) override {
+    drain();
+    task();
+  }
+  void runOne() {
+    if (!tasks_.empty()) tasks_.pop()();
+  }
+  void drain() {
+    while (!tasks_.empty()) tasks_.pop()();
+  }
+
+ private:
+  TaskRing tasks_;
 };
 
 }  // namespace sentrel::test

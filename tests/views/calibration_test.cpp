@@ -18,11 +18,11 @@ class CalibrationTest : public testing::Test, protected ViewsFixture {
   }
   void press(const QString& words) {
     click(buttonNamed(*window, words));
-    room.settle();
+    machine.settle();
   }
   void key(Qt::Key pressed) {
     QTest::keyClick(window->focusWidget(), pressed);
-    room.settle();
+    machine.settle();
     QCoreApplication::processEvents();
   }
   [[nodiscard]] Phase::Kind phase() const { return calibration->phase().get().kind(); }
@@ -33,12 +33,12 @@ class CalibrationTest : public testing::Test, protected ViewsFixture {
 TEST_F(CalibrationTest, TheAdjustedDistanceIsTheOneThatIsKept) {
   open();
   press("Démarrer");
-  room.advance(6200);
+  machine.advance(6200);
   EXPECT_TRUE(shows(*window, "Aucun visage détecté. Assurez-vous d'être bien en face de la caméra."));
-  EXPECT_FALSE(room.session->running);
+  EXPECT_FALSE(machine.session->running);
   press("Réessayer");
   press("Démarrer");
-  room.advance(3000);
+  machine.advance(3000);
   const double width = 12600.0 / 1280 / 32;  // 32 cm
   see(detectionsOf({faceOf(width)}, {faceOf(width)}), 3100);
   ASSERT_TRUE(shows(*window, "Distance estimée\u00A0: 32\u00A0cm"));
@@ -84,7 +84,7 @@ TEST_F(CalibrationTest, ClosedAtAnyMomentItLeavesTheCameraToProtection) {
       SCOPED_TRACE(moment);
       open();
       press("Démarrer");
-      room.advance(moment);
+      machine.advance(moment);
       close();
       start();  // in the same moment
       EXPECT_TRUE(service->isActive());
@@ -92,7 +92,7 @@ TEST_F(CalibrationTest, ClosedAtAnyMomentItLeavesTheCameraToProtection) {
       EXPECT_EQ(service->fsmState().get().kind(), FilterState::Kind::nominal);
       stop();
       window.reset();
-      EXPECT_FALSE(room.session->running);
+      EXPECT_FALSE(machine.session->running);
     }
   }
 }

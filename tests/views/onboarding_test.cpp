@@ -15,7 +15,7 @@ class OnboardingTest : public testing::Test, protected ViewsFixture {
   }
   void press(const QString& words) {
     click(buttonNamed(*window, words));
-    room.settle();
+    machine.settle();
     QCoreApplication::processEvents();
   }
 

@@ -43,7 +43,7 @@ class PopoverTest : public testing::Test, protected ViewsFixture {
 TEST_F(PopoverTest, TheSwitchFollowsTheServiceAndNotTheClick) {
   click(protection());
   expectSwitch(false, true, "Protection désactivée");
-  room.settle();
+  machine.settle();
   expectSwitch(true, false, "Protection active");
   see(watched, 1500);
   expectSwitch(true, false, "Regard indiscret détecté");
@@ -53,15 +53,15 @@ TEST_F(PopoverTest, TheSwitchFollowsTheServiceAndNotTheClick) {
 }
 
 TEST_F(PopoverTest, AStartWithoutACameraSaysWhyAndWaitsUntilAClickGivesUp) {
-  room.session->cameras.clear();
-  room.session->seen = false;
+  machine.session->cameras.clear();
+  machine.session->seen = false;
   click(protection());
-  room.advance(7000);
+  machine.advance(7000);
   expectSwitch(false, true, "Caméra introuvable");
   open();  // later, it shows the same
   expectSwitch(false, true, "Caméra introuvable");
   click(protection());
-  room.advance(7000);
+  machine.advance(7000);
   expectSwitch(false, false, "Protection désactivée");
   EXPECT_FALSE(shows(*window, "Caméra introuvable"));
 }

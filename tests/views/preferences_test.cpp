@@ -112,18 +112,18 @@ TEST_F(PreferencesTest, WhatIsOutOfRangeStaysUntilItIsTouched) {
 }
 
 TEST_F(PreferencesTest, ACameraIsChosenByItsIdWhateverItsName) {
-  room.session->cameras.push_back({"usb", std::string(300, 'W'), CameraPosition::unspecified});
-  room.session->cameras.push_back({"rtl", "مصلمة \u202E Cam", CameraPosition::unspecified});
+  machine.session->cameras.push_back({"usb", std::string(300, 'W'), CameraPosition::unspecified});
+  machine.session->cameras.push_back({"rtl", "مصلمة \u202E Cam", CameraPosition::unspecified});
   start();
   open();
   auto* picker = control<MenuPicker>("Caméra");
   picker->setFocus();
   QTest::keyClick(picker, Qt::Key_End);
   EXPECT_EQ(saved().selectedCameraID, "rtl");
-  room.settle();
-  EXPECT_EQ(room.session->request->deviceID, "rtl");
-  room.session->cameras.pop_back();
-  room.session->devicesChanged.emit();
+  machine.settle();
+  EXPECT_EQ(machine.session->request->deviceID, "rtl");
+  machine.session->cameras.pop_back();
+  machine.session->devicesChanged.emit();
   EXPECT_EQ(saved().selectedCameraID, "rtl") << "while it is unplugged";
   EXPECT_EQ(picker->currentData().toString(), "rtl");
   QTest::keyClick(picker, Qt::Key_Home);
@@ -132,14 +132,14 @@ TEST_F(PreferencesTest, ACameraIsChosenByItsIdWhateverItsName) {
 
 TEST_F(PreferencesTest, ThePreviewTakesFramesOnlyWhileItIsSeen) {
   start();
-  const auto tapped = [this] { return room.session->previewTap != nullptr; };
+  const auto tapped = [this] { return machine.session->previewTap != nullptr; };
   open();
   EXPECT_TRUE(tapped());
   desktop.session->observer.tell(SessionEvent::screenIsLocked);
-  room.settle();
+  machine.settle();
   EXPECT_FALSE(tapped()) << "locked";
   desktop.session->observer.tell(SessionEvent::screenIsUnlocked);
-  room.settle();
+  machine.settle();
   EXPECT_TRUE(tapped());
   window->hide();
   EXPECT_FALSE(tapped());

@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "detection/calibration_session.h"
-#include "support/core_room.h"
+#include "support/test_core.h"
 #include "views/onboarding_view.h"
 #include "views/popover.h"
 #include "views/preferences_view.h"
@@ -16,7 +16,7 @@ using Page = MenuBarPopoverView::Page;
 
 /// The program's core for windows to show: whatever state a window can be in is brought about by what the
 /// camera sees.
-struct ViewsFixture : CoreRoom {
+struct ViewsFixture : TestCore {
   std::shared_ptr<StatsRepository> stats = desktop.stats;
   std::shared_ptr<CameraConsent> consent = std::make_shared<CameraConsent>(false);
   std::shared_ptr<CalibrationSession> calibration;  ///< the newest
@@ -26,8 +26,8 @@ struct ViewsFixture : CoreRoom {
   std::function<void()> linkFailed;  ///< of the link that was opened last
 
   void interruptCamera() {
-    room.session->wasInterrupted.emit();
-    room.settle();
+    machine.session->wasInterrupted.emit();
+    machine.settle();
   }
 
   MenuBarPopoverView::Parts popoverParts() {
@@ -48,7 +48,7 @@ struct ViewsFixture : CoreRoom {
             .service = service,
             .loginItem = loginItem,
             .keyMonitor = desktop.keys,
-            .mainLoop = room.loop,
+            .mainLoop = machine.loop,
             .newCalibration = [this] { return newCalibration(); }};
   }
   OnboardingView::Parts onboardingParts() {
@@ -62,7 +62,7 @@ struct ViewsFixture : CoreRoom {
             .isPresented = [this](bool shown) { onboardingShown = shown; }};
   }
   std::shared_ptr<CalibrationSession> newCalibration() {
-    calibration = CoreRoom::newCalibration();
+    calibration = TestCore::newCalibration();
     return calibration;
   }
 };

@@ -204,7 +204,7 @@ TEST_F(WindowsTest, LongStormOfAThousandClicksAndKeys) {
   }
   delete window;
   stop();
-  EXPECT_FALSE(room.session->running);
+  EXPECT_FALSE(machine.session->running);
 }
 
 }  // namespace

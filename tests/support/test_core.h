@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <memory>
+#include <vector>
+
+#include "detection/calibration_session.h"
+#include "support/fake_capture_session.h"
+#include "support/fake_desktop.h"
+#include "support/manual_main_loop.h"
+#include "support/scripted_detector.h"
+
+namespace sentrel::test {
+
+/// The program's threads over fakes: a manual main loop and clock, a scripted camera and detector, and queues
+/// that are real, or run on the test's own thread when it says so.
+struct TestMachine {
+  enum class Queues { real, manual };
+
+  explicit TestMachine(Queues queues = Queues::real) {
+    for (auto* queue : {&cameraQueue, &analysisQueue}) {
+      *queue =
+          queues == Queues::real ? std::make_shared<SerialQueue>("test") : std::make_shared<ManualQueue>();
+    }
+  }
+
+  std::shared_ptr<ManualMainLoop> loop = std::make_shared<ManualMainLoop>();
+  std::shared_ptr<SerialQueue> cameraQueue;
+  std::shared_ptr<SerialQueue> analysisQueue;
+  std::shared_ptr<FakeCaptureSession> session = std::make_shared<FakeCaptureSession>();
+  std::shared_ptr<ScriptedDetector> detector = std::make_shared<ScriptedDetector>();
+  FramePool pool{8};
+
+  [[nodiscard]] AnalysisEnvironment environment() const { return {loop, loop, analysisQueue, detector}; }
+
+  [[nodiscard]] FrameRef frame() { return pool.acquire(4, 4); }
+
+  /// How many of them nobody holds.
+  [[nodiscard]] std::size_t freeFrames() {
+    std::vector<FrameRef> taken;
+    while (auto free = frame()) taken.push_back(std::move(free));
+    return taken.size();
+  }
+
+  /// Until every queue and the main loop have nothing left to do but wait for time.
+  void settle() {
+    // The longest chain of hand-overs is main, analysis, main, camera, main, main.
+    for (int i = 0; i < 4; ++i) {
+      loop->runPosted();
+      analysisQueue->sync([] {});
+      cameraQueue->sync([] {});
+    }
+    loop->runPosted();
+  }
+
+  /// Lets time pass, at most `stepMs` between two looks at the queues.
+  void advance(std::int64_t ms, std::int64_t stepMs = 50) {
+    for (; ms > 0; ms -= stepMs) {
+      loop->advance(std::min(ms, stepMs));
+      settle();
+    }
+  }
+};
+
+/// The whole core over fakes at its edges.
+struct TestCore {
+  explicit TestCore(TestMachine::Queues queues = TestMachine::Queues::real) : machine(queues) {}
+  /// What the end of protection leaves to the loop would keep the loop.
+  ~TestCore() {
+    service.reset();
+    machine.loop->runPosted();
+  }
+  TestCore(const TestCore&) = delete;
+  TestCore& operator=(const TestCore&) = delete;
+
+  TestMachine machine;
+  std::shared_ptr<FakeOverlayBackend> backend = std::make_shared<FakeOverlayBackend>();
+  std::shared_ptr<AVCaptureManager> camera =
+      std::make_shared<AVCaptureManager>(machine.session, machine.cameraQueue, machine.environment());
+  std::shared_ptr<OverlayWindowManager> overlay =
+      std::make_shared<OverlayWindowManager>(backend, machine.loop, machine.loop);
+  std::shared_ptr<MemoryUserDefaults> defaults = std::make_shared<MemoryUserDefaults>();
+  std::shared_ptr<FakeLoginItem> loginItem = std::make_shared<FakeLoginItem>();
+  std::shared_ptr<SettingsRepository> settings = std::make_shared<SettingsRepository>(defaults, loginItem);
+  FakeDesktop desktop{machine.loop, machine.loop};
+  std::shared_ptr<CameraControl> control = desktop.control(machine.environment(), camera);
+  std::shared_ptr<PrivacyFilterService> service =
+      desktop.service(machine.environment(), camera, control, overlay, settings);
+
+  const FaceDetections alone = detectionsOf({faceOf(0.2)}, {faceOf(0.2)});
+  const FaceDetections lookingAway = detectionsOf({faceOf(0.2)}, {faceOf(0.2, 0.1, 0.8)});
+  const FaceDetections watched = detectionsOf({faceOf(0.2), faceOf(0.05)}, {faceOf(0.2)});
+
+  void start() {
+    service->start();
+    machine.settle();
+  }
+  void stop() {
+    service->stop();
+    machine.settle();
+  }
+  /// Saves the settings after `change` of them.
+  template <class Change>
+  void changeSettings(Change change) {
+    FilterSettings next = settings->settings;
+    change(next);
+    settings->save(next);
+  }
+  [[nodiscard]] FilterState::Kind state() const { return service->fsmState().get().kind(); }
+
+  std::shared_ptr<CalibrationSession> newCalibration() {
+    return std::make_shared<CalibrationSession>(
+        CalibrationSession::Dependencies{machine.loop, machine.loop, camera, control, settings});
+  }
+  /// Lets the camera see `faces` for `ms`, ten frames a second.
+  void see(const std::optional<FaceDetections>& faces, std::int64_t ms) {
+    machine.detector->next = faces;
+    for (; ms > 0; ms -= 100) {
+      if (machine.session->delivers()) machine.session->request->onFrame(machine.frame());
+      machine.settle();
+      machine.loop->advance(100);
+    }
+    machine.settle();
+  }
+};
+
+}  // namespace sentrel::test
