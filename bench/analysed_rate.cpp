@@ -41,7 +41,7 @@ class DetectionLine {
       : application_((desktop_.exportToProcess(), argumentCount), arguments),
         environment{mainLoop, clock, analysisQueue,
                     std::make_shared<vision::NeuralFaceDetector>(test::modelFolderPath().toStdString())},
-        camera(AVCaptureManager::create(captureSession, cameraQueue, environment)) {}
+        camera(std::make_shared<AVCaptureManager>(captureSession, cameraQueue, environment)) {}
   ~DetectionLine() {
     camera->setAnalyzer(nullptr);
     camera->stopSession();
