@@ -14,14 +14,12 @@
 #include <vector>
 
 #include "linux/desktop/qt_main_loop.h"
-#include "support/fatal.h"
 
 namespace sentrel {
 
 namespace {
 
 constexpr std::chrono::seconds patienceAtEnd{1};
-thread_local MainLoop* currentLoop = nullptr;
 
 }  // namespace
 
@@ -45,7 +43,6 @@ struct EventThread::State {
   void runEvents() {
     QEventLoop ownEvents;  // first: it brings what notices readable sockets
     QtMainLoop ownLoop;
-    currentLoop = &ownLoop;
     {
       const std::lock_guard lock(mutex);
       for (Task& task : early) ownLoop.post(std::move(task));
@@ -89,11 +86,6 @@ void EventThread::post(Task task) {
   } else if (!state_->ended) {
     state_->early.push_back(std::move(task));
   }
-}
-
-MainLoop& currentEventLoop() {
-  if (currentLoop == nullptr) fatal("this thread has no event loop of its own");
-  return *currentLoop;
 }
 
 }  // namespace sentrel

@@ -5,7 +5,6 @@
 #include <string>
 #include <thread>
 
-#include "support/main_loop.h"
 #include "support/task.h"
 
 namespace sentrel {
@@ -29,8 +28,5 @@ class EventThread {
   std::shared_ptr<State> state_;
   std::thread thread_;
 };
-
-/// The queue and timers of the event thread that calls; fatal on any other thread.
-[[nodiscard]] MainLoop& currentEventLoop();
 
 }  // namespace sentrel

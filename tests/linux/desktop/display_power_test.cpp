@@ -6,13 +6,13 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <atomic>
+#include <QSocketNotifier>
+#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <future>
-#include <mutex>
-#include <thread>
+#include <string_view>
 
 #include "linux/desktop/event_desk.h"
 
@@ -22,26 +22,20 @@ namespace {
 using enum SessionEvent;
 using testing::ElementsAre;
 
-/// An X server that knows one extension, DPMS, and one client at a time.
+/// An X server that knows one extension, DPMS, and one client at a time. It answers from the event loop.
 class PowerOnlyServer {
  public:
   PowerOnlyServer(std::filesystem::path path, std::uint16_t minorVersion)
-      : path_(std::move(path)), minorVersion_(minorVersion), listening_(::socket(AF_UNIX, SOCK_STREAM, 0)) {
+      : path_(std::move(path)), minorVersion_(minorVersion) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::strncpy(address.sun_path, path_.c_str(), sizeof address.sun_path - 1);
     EXPECT_EQ(::bind(listening_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     ::listen(listening_, 8);
-    thread_ = std::thread([this] { serve(); });
+    QObject::connect(&called_, &QSocketNotifier::activated, &called_, [this] { welcome(); });
   }
   ~PowerOnlyServer() {
-    ::shutdown(listening_, SHUT_RDWR);
-    {
-      const std::lock_guard lock(mutex_);
-      over_ = true;
-      ::shutdown(client_, SHUT_RDWR);
-    }
-    thread_.join();
+    ::close(client_);
     ::close(listening_);
     ::unlink(path_.c_str());
   }
@@ -50,14 +44,13 @@ class PowerOnlyServer {
 
   /// Sets the level, 0 for on, and tells it to whoever asked to be told.
   void setLevel(std::uint16_t level) {
-    const std::lock_guard lock(mutex_);
     level_ = level;
     constexpr std::uint16_t genericEvent = 35;
-    if (isListenedTo) send({genericEvent | opcode << 8, sequence_, 0, 0, 0, 0, 0, 0, level, 1});
+    if (isListenedTo) send(Packet{genericEvent | opcode << 8, sequence_, 0, 0, 0, 0, 0, 0, level, 1});
   }
 
-  std::atomic<bool> isListenedTo = false;
-  std::atomic<int> questions = 0;
+  bool isListenedTo = false;
+  int questions = 0;
 
  private:
   using Packet = std::array<std::uint16_t, 16>;
@@ -67,32 +60,15 @@ class PowerOnlyServer {
   void send(const Data& data) const {
     ::send(client_, data.data(), sizeof data, MSG_NOSIGNAL);
   }
-  void send(const Packet& packet) const { send<Packet>(packet); }
-  [[nodiscard]] bool read(void* into, std::size_t size) const {
+  bool read(void* into, std::size_t size) const {
     return size == 0 || ::recv(client_, into, size, MSG_WAITALL) == static_cast<ssize_t>(size);
   }
-  void serve() {
-    for (;;) {
-      const int client = ::accept(listening_, nullptr, nullptr);
-      {
-        const std::lock_guard lock(mutex_);
-        client_ = client;
-        sequence_ = 0;
-        if (client < 0 || over_) break;
-      }
-      welcome();
-      for (std::array<std::uint8_t, 4> head{}; read(head.data(), head.size());) answer(head);
-      isListenedTo = false;
-      const std::lock_guard lock(mutex_);
-      ::close(std::exchange(client_, -1));
-    }
-    if (client_ >= 0) ::close(client_);
-  }
-  void welcome() const {
+  void welcome() {
+    client_ = ::accept(listening_, nullptr, nullptr);
     std::array<std::uint16_t, 6> hello{};
-    if (!read(hello.data(), sizeof hello)) return;
+    read(hello.data(), sizeof hello);
     std::vector<char> authorization((hello[3] + 3U) / 4 * 4 + (hello[4] + 3U) / 4 * 4);
-    (void)read(authorization.data(), authorization.size());
+    read(authorization.data(), authorization.size());
     // No formats and one screen without depths.
     std::array<std::uint16_t, 40> setup{1, 11};
     setup[3] = (sizeof setup - 8) / 4;
@@ -100,13 +76,16 @@ class PowerOnlyServer {
     setup[14] = 1;
     setup[17] = 8 | 255 << 8;
     send(setup);
+    asked_ = std::make_unique<QSocketNotifier>(client_, QSocketNotifier::Read);
+    QObject::connect(asked_.get(), &QSocketNotifier::activated, asked_.get(), [this] { answer(); });
   }
-  void answer(const std::array<std::uint8_t, 4>& head) {
+  void answer() {
+    std::array<std::uint8_t, 4> head{};
+    if (!read(head.data(), head.size())) return asked_->setEnabled(false);
     std::uint16_t units = 0;
     std::memcpy(&units, head.data() + 2, sizeof units);
     std::vector<char> body((units - 1U) * 4U);
-    (void)read(body.data(), body.size());
-    const std::lock_guard lock(mutex_);
+    read(body.data(), body.size());
     const int request = head[0] == opcode ? head[1] : -1;
     Packet reply{1, ++sequence_};
     if (head[0] == 98) {  // is there this extension?
@@ -129,13 +108,12 @@ class PowerOnlyServer {
 
   const std::filesystem::path path_;
   const std::uint16_t minorVersion_;
-  const int listening_;
-  std::mutex mutex_;
+  const int listening_ = ::socket(AF_UNIX, SOCK_STREAM, 0);
   int client_ = -1;
-  bool over_ = false;
   std::uint16_t sequence_ = 0;
   std::uint16_t level_ = 0;
-  std::thread thread_;
+  QSocketNotifier called_{listening_, QSocketNotifier::Read};
+  std::unique_ptr<QSocketNotifier> asked_;
 };
 
 class DisplayPowerTest : public SessionEventsDesk {
