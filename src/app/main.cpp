@@ -4,8 +4,7 @@
 
 #include "app/command_line.h"
 #include "app/sentrel_mac_app.h"
-#include "linux/hardening/core_dump_privacy.h"
-#include "linux/hardening/system_call_filter.h"
+#include "linux/hardening/process_hardening.h"
 
 int main(int argc, char** argv) {
   // First of all: who only asks for words has no use for what follows.
