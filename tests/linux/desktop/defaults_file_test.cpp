@@ -1,16 +1,29 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/desktop/defaults_file.h"
 
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <QJsonDocument>
 #include <QLockFile>
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <future>
 #include <limits>
 #include <random>
+#include <thread>
 
-#include "linux/desktop/defaults_fixture.h"
-#include "settings/settings_repository.h"
-#include "support/fake_settings.h"
+#include "support/manual_main_loop.h"
 
 namespace sentrel {
 namespace {
@@ -18,8 +31,101 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using testing::ElementsAre;
+using testing::HasSubstr;
 
-using DefaultsFileTest = test::DefaultsFixture;
+/// A folder of its own and what a DefaultsFile in it needs.
+class DefaultsFileTest : public testing::Test {
+ protected:
+  DefaultsFileTest() {
+    // In memory where that can be had: the disk of a busy machine may take a second for one file.
+    const fs::path memory = "/dev/shm";
+    const bool hasMemory = ::access(memory.c_str(), W_OK) == 0;
+    const auto folder = hasMemory ? memory : fs::temp_directory_path();
+    std::string name = (folder / "sentrel-defaults-XXXXXX").string();
+    if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no folder for the test");
+    root = name;
+    path = root / "sentrel" / "defaults.json";
+  }
+  ~DefaultsFileTest() override {
+    std::error_code ignored;  // a left-over folder of a test is no reason to fail it
+    fs::remove_all(root, ignored);
+  }
+
+  [[nodiscard]] std::unique_ptr<DefaultsFile> open() const {
+    return std::make_unique<DefaultsFile>(path, loop, queue);
+  }
+
+  /// Ends the turn of the main loop and waits for the file.
+  [[nodiscard]] bool settle(DefaultsFile& file) const {
+    loop->runPosted();
+    const bool isWritten = file.flush(std::chrono::seconds(20));
+    loop->runPosted();  // what the store queue reported
+    return isWritten;
+  }
+
+  void write(const fs::path& file, const std::string& text) const {
+    fs::create_directories(file.parent_path());
+    std::ofstream(file, std::ios::binary) << text;
+  }
+
+  [[nodiscard]] static std::string read(const fs::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+
+  /// The names in the file's folder, in order.
+  [[nodiscard]] std::vector<std::string> names() const {
+    std::vector<std::string> found;
+    for (const auto& entry : fs::directory_iterator(path.parent_path())) {
+      found.push_back(entry.path().filename());
+    }
+    std::ranges::sort(found);
+    return found;
+  }
+
+  [[nodiscard]] static int mode(const fs::path& file) {
+    struct stat status {};
+    EXPECT_EQ(::lstat(file.c_str(), &status), 0);
+    return static_cast<int>(status.st_mode & 07777U);
+  }
+
+  /// The folder refuses between `obstruct` and `clear`: nothing is lost, the person is told once for the
+  /// whole time, and the first change afterwards writes everything.
+  void expectToldOnceAndMadeGood(const std::function<void()>& obstruct, const std::function<void()>& clear,
+                                 const std::string& reason) {
+    const auto file = open();
+    file->set("before", true);
+    file->set("padding", std::string(4000, 'x'));
+    ASSERT_TRUE(settle(*file));
+    for (std::int64_t time = 0; time < 2; ++time) {
+      const std::string old = read(path);
+      testing::internal::CaptureStderr();
+      obstruct();
+      for (std::int64_t change = 0; change < 3; ++change) {
+        file->set("change", change + 10 * time);
+        EXPECT_FALSE(settle(*file));
+      }
+      clear();
+      const std::string told = testing::internal::GetCapturedStderr();
+      EXPECT_THAT(told, HasSubstr("sentrel: the settings cannot be saved: "));
+      EXPECT_THAT(told, HasSubstr(reason));
+      EXPECT_EQ(std::ranges::count(told, '\n'), 1) << told;
+      EXPECT_EQ(read(path), old);
+      file->set("after", time);
+      EXPECT_TRUE(settle(*file));
+      const auto next = open();
+      EXPECT_EQ(next->value("before"), DefaultsValue(true));
+      EXPECT_EQ(next->value("change"), DefaultsValue(2 + 10 * time));
+      EXPECT_EQ(next->value("after"), DefaultsValue(time));
+      EXPECT_EQ(names(), std::vector<std::string>{"defaults.json"});
+    }
+  }
+
+  fs::path root;
+  fs::path path;
+  std::shared_ptr<test::ManualMainLoop> loop = std::make_shared<test::ManualMainLoop>();
+  std::shared_ptr<SerialQueue> queue = std::make_shared<SerialQueue>("com.mardeck.sentrel.store");
+};
 
 constexpr auto sample = R"({
     "battery_threshold": 10,
@@ -140,38 +246,6 @@ TEST_F(DefaultsFileTest, OfADamagedFileWholeLinesAreKept) {
   }
 }
 
-/// Bytes that flip, and an end that is missing, harm their own lines and no other.
-TEST_F(DefaultsFileTest, DamageStaysWhereItIs) {
-  {
-    const std::shared_ptr<DefaultsFile> file = open();
-    FilterSettings settings;
-    settings.selectedCameraID = "caméra \"{1}\"";
-    SettingsRepository(file, std::make_shared<test::FakeLoginItem>()).save(settings);
-    EXPECT_TRUE(settle(*file));
-  }
-  const std::string text = read(path);
-  const QJsonObject whole = DefaultsFile::read(path).values;
-  std::mt19937 random(20261121);  // NOLINT(cert-msc51-cpp): the same damage in every run
-  for (int round = 0; round < 2'000; ++round) {
-    std::string damaged = text.substr(0, round % 2 == 0 ? text.size() : random() % text.size());
-    for (int flips = round % 4; flips > 0 && !damaged.empty(); --flips) {
-      damaged[random() % damaged.size()] ^= static_cast<char>(1U << (random() % 8U));
-    }
-    write(path, damaged);
-    const QJsonObject read = DefaultsFile::read(path).values;
-    // An entry is kept when neither its line nor the ends of line around it were touched.
-    std::size_t begin = text.find('\n');
-    for (auto at = whole.begin(); at != whole.end(); ++at) {
-      const std::size_t end = text.find('\n', begin + 1);
-      if (end < damaged.size() &&
-          damaged.compare(begin, end + 1 - begin, text, begin, end + 1 - begin) == 0) {
-        EXPECT_EQ(read[at.key()], at.value()) << at.key().toStdString() << " is lost in\n" << damaged;
-      }
-      begin = end;
-    }
-  }
-}
-
 TEST_F(DefaultsFileTest, ADamagedFileIsKeptMendedAndToldOnce) {
   const std::string damaged = std::string(sample) + "}";
   write(path, damaged);
@@ -280,18 +354,116 @@ TEST_F(DefaultsFileTest, FlushWaitsNoLongerThanItIsTold) {
   EXPECT_EQ(open()->value("key"), DefaultsValue(true));
 }
 
-TEST_F(DefaultsFileTest, EverySettingOutlivesTheProcess) {
-  const auto loginItem = std::make_shared<test::FakeLoginItem>();
-  const FilterSettings changed{5,    1,     3000,  5,     false, false,
-                               0,    false, true,  false, 4.0F,  0x8000000000ABCDEF,
-                               0.1F, false, false, 20,    true,  "caméra"};
-  const std::shared_ptr<DefaultsFile> file = open();
-  SettingsRepository(file, loginItem).save(changed);
+TEST_F(DefaultsFileTest, NoRoomForTheFile) {
+  // No file of this process may grow beyond 2 KiB, as if the disk were full.
+  std::signal(SIGXFSZ, SIG_IGN);  // NOLINT(cert-err33-c)
+  rlimit before{};
+  ::getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit tiny{.rlim_cur = 2048, .rlim_max = before.rlim_max};
+  expectToldOnceAndMadeGood([&] { ::setrlimit(RLIMIT_FSIZE, &tiny); },
+                            [&] { ::setrlimit(RLIMIT_FSIZE, &before); }, "File too large");
+}
+
+TEST_F(DefaultsFileTest, ReadOnly) {
+  fs::permissions(root, fs::perms(0755));
+  constexpr uid_t nobody = 65534;
+  for (const bool wholeFolder : {true, false}) {
+    SCOPED_TRACE(wholeFolder ? "the folder" : "the file");
+    fs::remove_all(path.parent_path());
+    // Nothing is read-only to root.
+    const bool isRoot = ::geteuid() == 0;
+    if (isRoot) {
+      fs::create_directories(path.parent_path());
+      ASSERT_EQ(::chown(path.parent_path().c_str(), nobody, nobody), 0);
+      ASSERT_EQ(::setresuid(nobody, nobody, 0), 0);
+    }
+    const fs::path target = wholeFolder ? path.parent_path() : path;
+    const auto allow = [&](unsigned mode) { fs::permissions(target, fs::perms(mode)); };
+    expectToldOnceAndMadeGood([&] { allow(wholeFolder ? 0555 : 0444); },
+                              [&] { allow(wholeFolder ? 0700 : 0600); },
+                              wholeFolder ? "Permission denied" : "not writable");
+    EXPECT_TRUE(!isRoot || ::setresuid(0, 0, 0) == 0);
+  }
+}
+
+TEST_F(DefaultsFileTest, WhatCannotBeReadIsToldAndNeverReplaced) {
+  constexpr auto theirs = "{\n  \"filter_strength\": 5\n}\n";
+  write(path, theirs);
+  const fs::path other = root / "other.json";
+  testing::internal::CaptureStderr();
+  fs::rename(path, other);
+  fs::create_symlink("/proc/self/mem", path);  // the first page of this process, where nothing is
+  const auto file = open();
+  fs::rename(other, path);
+  ASSERT_TRUE(file->readError());
+  EXPECT_THAT(*file->readError(), HasSubstr("Input/output error"));
+  EXPECT_FALSE(file->damaged.get());
+  file->set("filter_strength", std::int64_t{3});  // the standard value, as all others that are saved
+  EXPECT_FALSE(settle(*file));
+  EXPECT_EQ(read(path), theirs);
+  EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("sentrel: the settings cannot be saved: "));
+  EXPECT_FALSE(open()->readError()) << "the next start reads it";
+}
+
+TEST_F(DefaultsFileTest, NoPlaceAtAll) {
+  write(root / "a file", "x");
+  for (const fs::path& place : {fs::path(), root / "a file" / "sentrel" / "defaults.json"}) {
+    path = place;
+    testing::internal::CaptureStderr();
+    const auto file = open();
+    file->set("key", std::int64_t{1});
+    EXPECT_FALSE(settle(*file));
+    file->set("key", std::int64_t{2});
+    EXPECT_FALSE(settle(*file));
+    EXPECT_FALSE(file->damaged.get());
+    EXPECT_EQ(file->value("key"), DefaultsValue(std::int64_t{2}));
+    const std::string told = testing::internal::GetCapturedStderr();
+    EXPECT_THAT(told, HasSubstr(place.empty() ? "there is no home folder" : "Not a directory"));
+    EXPECT_EQ(std::ranges::count(told, '\n'), 1) << told;
+  }
+}
+
+/// Writes settings without end, and a byte to `pipe` as it begins.
+[[noreturn]] void writeForEver(const fs::path& path, int pipe) {
+  const auto loop = std::make_shared<test::ManualMainLoop>();
+  DefaultsFile file(path, loop, std::make_shared<SerialQueue>("com.mardeck.sentrel.store"));
+  const auto stored = file.value("first");
+  if (::write(pipe, "", 1) != 1) std::_Exit(3);
+  for (std::int64_t number = stored ? std::get<std::int64_t>(*stored) + 1 : 1;; ++number) {
+    file.set("first", number);
+    file.set("middle", std::string(static_cast<std::size_t>(number * 977 % 100'000), 'x'));
+    file.set("last", number);
+    loop->runPosted();
+    if (!file.flush(std::chrono::seconds(30))) std::_Exit(4);
+  }
+}
+
+TEST_F(DefaultsFileTest, AKillAtAnyMomentLeavesTheOldOrTheNewState) {
+  std::mt19937 random(20261121);  // NOLINT(cert-msc51-cpp): the same moments in every run
+  std::int64_t last = 0;
+  for (int kills = 0; kills < 200; ++kills) {
+    std::array<int, 2> pipe{};
+    ASSERT_EQ(::pipe2(pipe.data(), O_CLOEXEC), 0);
+    const pid_t writer = ::fork();
+    if (writer == 0) writeForEver(path, pipe[1]);
+    char begun = 0;
+    ASSERT_EQ(::read(pipe[0], &begun, 1), 1);
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 6000));
+    ::kill(writer, SIGKILL);
+    ASSERT_EQ(::waitpid(writer, nullptr, 0), writer);
+    for (const int end : pipe) ::close(end);
+    const DefaultsFile::Content content = DefaultsFile::read(path);
+    ASSERT_FALSE(content.damaged) << read(path);
+    ASSERT_GE(content.values["first"].toInteger(), last) << "a state that was in the file is gone";
+    last = content.values["first"].toInteger();
+    EXPECT_EQ(content.values["last"].toInteger(), last) << "half a change";
+    EXPECT_EQ(content.values["middle"].toString().size(), last * 977 % 100'000);
+  }
+  EXPECT_GT(last, 0);
+  // What the killed left behind, a lock among it, holds nothing up.
+  const auto file = open();
+  file->set("first", last + 1);
   EXPECT_TRUE(settle(*file));
-  EXPECT_EQ(SettingsRepository(open(), loginItem).settings.get(), changed);
-  SettingsRepository(file, loginItem).save(FilterSettings());
-  EXPECT_TRUE(settle(*file));
-  EXPECT_EQ(SettingsRepository(open(), loginItem).settings.get(), FilterSettings());
 }
 
 }  // namespace
