@@ -268,7 +268,7 @@ void SentrelMacApp::begin(InstanceRole role) {
 
 void SentrelMacApp::installPlatform() {
   const auto systemBus = std::make_shared<Bus>(mainLoop_, BusKind::system);
-  const auto displays = std::make_shared<EventThread>("sentrel-display");
+  const auto displays = std::make_shared<EventThread>(QStringLiteral("sentrel-display"));
   Platform platform;
   platform.mainLoop = mainLoop_;
   platform.clock = std::make_shared<SystemClock>();

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "linux/desktop/portal_shortcut.h"
-#include "linux/desktop/resident.h"
 #include "linux/display/x11_key_monitor.h"
 
 namespace sentrel {
@@ -29,7 +28,7 @@ struct DesktopKeyMonitor::State : std::enable_shared_from_this<State> {
   bool possible = false;
   std::function<void()> observer;
   std::uint64_t observerNumber = 0;
-  Resident<X11KeyMonitor> x11;             // while observed
+  ThreadBound<X11KeyMonitor> x11;          // while observed
   std::unique_ptr<PortalShortcut> portal;  // once wanted
 
   void setPossible(bool now);
@@ -61,8 +60,8 @@ void DesktopKeyMonitor::State::pressed() const {
 void DesktopKeyMonitor::State::begin() {
   if (onX11) {
     const auto tellPress = later([](State& self) { self.pressed(); });
-    x11 = Resident<X11KeyMonitor>(parts.displays,
-                                  [tellPress] { return std::make_unique<X11KeyMonitor>(tellPress); });
+    x11 = ThreadBound<X11KeyMonitor>(parts.displays,
+                                     [tellPress] { return std::make_unique<X11KeyMonitor>(tellPress); });
     return;
   }
   if (!portal) {

@@ -11,8 +11,6 @@
 #include <utility>
 #include <vector>
 
-#include "linux/desktop/resident.h"
-#include "linux/desktop/witness_reports.h"
 #include "linux/display/display_power.h"
 #include "platform/session_event_order.h"
 
@@ -255,11 +253,19 @@ struct BusSources {
   MutterDisplays mutter;
 };
 
-DisplayPowerObserver reportsOf(const WitnessReports& reports, Witness witness) {
-  return {.found = [=](bool off) { reports.found(witness, off); },
-          .changed = [=](bool off) { reports.changed(witness, off); },
-          .lost = [=] { reports.lost(witness); }};
+/// What a display server tells on its own thread goes to the order of events on the main thread.
+DisplayPowerObserver observerOn(const std::shared_ptr<MainLoop>& mainLoop,
+                                const std::shared_ptr<SessionEventOrder>& order, Witness witness) {
+  const auto later = [mainLoop, weak = std::weak_ptr(order)](auto tell) {
+    mainLoop->post([weak, tell] {
+      if (const auto live = weak.lock()) tell(*live);
+    });
+  };
+  return {.found = [=](bool off) { later([=](SessionEventOrder& live) { live.found(witness, off); }); },
+          .changed = [=](bool off) { later([=](SessionEventOrder& live) { live.changed(witness, off); }); },
+          .lost = [=] { later([=](SessionEventOrder& live) { live.lost(witness); }); }};
 }
+
 }  // namespace
 
 struct DesktopSessionEvents::State : std::enable_shared_from_this<State> {
@@ -278,8 +284,8 @@ struct DesktopSessionEvents::State : std::enable_shared_from_this<State> {
   std::function<void()> known;  // who waits for the first answers, or nobody
   Registration knownLimit;
   std::unique_ptr<BusSources> sources;
-  Resident<X11DisplayPower> x11;
-  Resident<WaylandDisplayPower> wayland;
+  ThreadBound<X11DisplayPower> x11;
+  ThreadBound<WaylandDisplayPower> wayland;
 
   void begin();
   void end();
@@ -303,13 +309,12 @@ void DesktopSessionEvents::State::begin() {
     if (self->order && self->order->isKnown()) self->tellKnown();
   });
   sources = std::make_unique<BusSources>(parts.sessionBus, parts.systemBus, *order);
-  const WitnessReports reports(parts.mainLoop, order);
-  x11 = Resident<X11DisplayPower>(parts.displays, [reports] {
-    return std::make_unique<X11DisplayPower>(reportsOf(reports, Witness::x11Displays));
-  });
-  wayland = Resident<WaylandDisplayPower>(parts.displays, [reports] {
-    return std::make_unique<WaylandDisplayPower>(reportsOf(reports, Witness::wlrDisplays));
-  });
+  x11 = {parts.displays, [observer = observerOn(parts.mainLoop, order, Witness::x11Displays)] {
+           return std::make_unique<X11DisplayPower>(observer);
+         }};
+  wayland = {parts.displays, [observer = observerOn(parts.mainLoop, order, Witness::wlrDisplays)] {
+               return std::make_unique<WaylandDisplayPower>(observer);
+             }};
   polling = false;
   updatePolling();
 }
@@ -333,7 +338,7 @@ void DesktopSessionEvents::State::deliver(SessionEvent event) const {
 
 void DesktopSessionEvents::State::updatePolling() {
   if (!order) return;
-  const bool wanted = !resting && !order->isAwayWithout(SessionEventOrder::Witness::x11Displays);
+  const bool wanted = !resting && !order->isAwayWithout(Witness::x11Displays);
   if (std::exchange(polling, wanted) == wanted) return;
   x11.call([wanted](X11DisplayPower& power) { power.setPolling(wanted); });
 }

@@ -74,7 +74,7 @@ class EventDesk : public testing::Test {
   std::shared_ptr<SystemClock> clock = std::make_shared<SystemClock>();
   std::shared_ptr<Bus> ownSessionBus = std::make_shared<Bus>(loop, BusKind::session);
   std::shared_ptr<Bus> ownSystemBus = std::make_shared<Bus>(loop, BusKind::system);
-  std::shared_ptr<EventThread> displays = std::make_shared<EventThread>("displays");
+  std::shared_ptr<EventThread> displays = std::make_shared<EventThread>(QStringLiteral("displays"));
   BusClient sessionBus{desktop, TestBus::session};
   BusClient systemBus{desktop, TestBus::system};
 };
