@@ -103,7 +103,7 @@ class Spinner final : public QWidget {
 void openCalibrationSheet(QWidget& window, std::shared_ptr<CalibrationSession> session,
                           const QString& leaveWords, std::function<void()> closed) {
   auto* sheet = new Sheet(window, sheetSize);
-  auto* whole = new ToolbarPage(leaveWords, {9, 8, 0, 0}, sheet->panel());
+  auto* whole = new ToolbarPage(leaveWords, {9, 8, 0, 0});
   auto* view = new CalibrationView(std::move(session), [sheet] { sheet->dismiss(); });
   whole->setPage(view);
   boxIn<QVBoxLayout>(sheet->panel(), {1, 0, 1, 0})->addWidget(whole);

@@ -29,19 +29,20 @@ struct CameraPreviewView::Inbox {
   CameraPreviewView* view = nullptr;  // main thread; null once it has gone
 };
 
-CameraPreviewView::CameraPreviewView(Parts parts, QWidget* parent)
-    : QWidget(parent), parts_(std::move(parts)), inbox_(std::make_shared<Inbox>()) {
+CameraPreviewView::CameraPreviewView(std::shared_ptr<AVCaptureManager> camera,
+                                     std::shared_ptr<MainLoop> mainLoop)
+    : camera_(std::move(camera)), mainLoop_(std::move(mainLoop)), inbox_(std::make_shared<Inbox>()) {
   inbox_->view = this;
   setFocusPolicy(Qt::NoFocus);
-  runningRegistration_ = parts_.camera->isRunning().onChange([this](bool running) {
+  runningRegistration_ = camera_->isRunning().onChange([this](bool running) {
     if (!running) goBlack();
   });
-  interruptedRegistration_ = parts_.camera->session()->wasInterrupted.connect([this] { goBlack(); });
+  interruptedRegistration_ = camera_->session()->wasInterrupted.connect([this] { goBlack(); });
 }
 
 CameraPreviewView::~CameraPreviewView() {
   inbox_->view = nullptr;
-  if (tapped_) parts_.camera->session()->setPreviewTap({});
+  if (tapped_) camera_->session()->setPreviewTap({});
 }
 
 void CameraPreviewView::setResting(bool resting) {
@@ -61,11 +62,11 @@ void CameraPreviewView::updateTap() {
   const bool wanted = isVisible() && !resting_;
   if (wanted == std::exchange(tapped_, wanted)) return;
   if (!wanted) {
-    parts_.camera->session()->setPreviewTap({});
+    camera_->session()->setPreviewTap({});
     goBlack();
     return;
   }
-  parts_.camera->session()->setPreviewTap([inbox = inbox_, loop = parts_.mainLoop](const FrameRef& frame) {
+  camera_->session()->setPreviewTap([inbox = inbox_, loop = mainLoop_](const FrameRef& frame) {
     if (!inbox->newest.put(frame)) return;  // the one before was not even seen
     loop->post([inbox] {
       if (inbox->view != nullptr) inbox->view->takeFrame();
@@ -75,7 +76,7 @@ void CameraPreviewView::updateTap() {
 
 void CameraPreviewView::takeFrame() {
   auto frame = inbox_->newest.take();
-  if (!frame || !tapped_ || !parts_.camera->isRunning()) return;
+  if (!frame || !tapped_ || !camera_->isRunning()) return;
   frame_ = *std::move(frame);
   update();
 }
@@ -100,7 +101,7 @@ void CameraPreviewView::paintEvent(QPaintEvent* /*event*/) {
     const QImage picture(frame_->data(), frame_->width(), frame_->height(), frame_->stride(),
                          QImage::Format_RGB32);
     const QRectF part = visiblePart(picture.size(), box.size());
-    const auto device = parts_.camera->session()->currentDevice();
+    const auto device = camera_->session()->currentDevice();
     QTransform place;
     if (device && device->position == CameraPosition::front) place = QTransform(-1, 0, 0, 1, box.width(), 0);
     const double scale = box.width() / part.width();

@@ -17,12 +17,7 @@ namespace sentrel {
 /// the camera. Main thread.
 class CameraPreviewView : public QWidget {
  public:
-  struct Parts {
-    std::shared_ptr<AVCaptureManager> camera;
-    std::shared_ptr<MainLoop> mainLoop;
-  };
-
-  explicit CameraPreviewView(Parts parts, QWidget* parent = nullptr);
+  CameraPreviewView(std::shared_ptr<AVCaptureManager> camera, std::shared_ptr<MainLoop> mainLoop);
   ~CameraPreviewView() override;
 
   /// While the session is locked or away, or the window minimised, nobody looks, though the view is shown.
@@ -41,7 +36,8 @@ class CameraPreviewView : public QWidget {
   void takeFrame();
   void goBlack();
 
-  const Parts parts_;
+  const std::shared_ptr<AVCaptureManager> camera_;
+  const std::shared_ptr<MainLoop> mainLoop_;
   std::shared_ptr<Inbox> inbox_;
   FrameRef frame_;
   bool resting_ = false;

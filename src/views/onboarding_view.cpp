@@ -247,7 +247,7 @@ class OnboardingLoginPage final : public OnboardingPageLayout {
 OnboardingView::OnboardingView(Parts parts)
     : FixedWindow(qtTrId("Bienvenue dans Sentrel"), windowSize, addedForText),
       parts_(std::move(parts)),
-      scroll_(new ScrollPage(this)),
+      scroll_(new ScrollPage),
       dots_(new PageDots) {
   auto* column = boxIn<QVBoxLayout>(this, {0, 0, 0, 24});
   column->addWidget(scroll_, 1);

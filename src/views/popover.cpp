@@ -12,10 +12,9 @@
 #include <algorithm>
 #include <utility>
 
-#include "views/about_view.h"
 #include "views/controls/layout.h"
 #include "views/controls/painting.h"
-#include "views/stats_view.h"
+#include "views/popover_pages.h"
 #include "views/theme.h"
 
 namespace sentrel {
@@ -65,10 +64,7 @@ EyeLogo::Mood moodOf(const FilterState& state) {
 }  // namespace
 
 MenuBarPopoverView::MenuBarPopoverView(Parts parts, QWidget* parent)
-    : QWidget(parent),
-      parts_(std::move(parts)),
-      stack_(boxIn<QVBoxLayout>(this)),
-      home_(new ScrollPage(this)) {
+    : QWidget(parent), parts_(std::move(parts)), stack_(boxIn<QVBoxLayout>(this)), home_(new ScrollPage) {
   home_->setPage(buildHome());
   stack_->addWidget(home_);
   switch_->setFocus(Qt::OtherFocusReason);

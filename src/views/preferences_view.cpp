@@ -52,7 +52,7 @@ QString asWhole(double number) {
 PreferencesView::PreferencesView(Parts parts)
     : FixedWindow(qtTrId("Préférences Sentrel"), windowSize, addedForText),
       parts_(std::move(parts)),
-      page_(new ScrollPage(this)) {
+      page_(new ScrollPage) {
   // It is declared before what it comes from.
   draft = parts_.settingsRepo->settings;  // NOLINT(cppcoreguidelines-prefer-member-initializer)
   draft.launchAtLogin = parts_.loginItem->isEnabled();
@@ -87,7 +87,7 @@ PreferencesView::PreferencesView(Parts parts)
 void PreferencesView::buildCamera(QVBoxLayout& column) {
   column.addWidget(new SectionHeader(QStringLiteral("camera.fill"), qtTrId("Caméra")));
   column.addSpacing(headerToCard);
-  preview_ = new CameraPreviewView({parts_.camera, parts_.mainLoop});
+  preview_ = new CameraPreviewView(parts_.camera, parts_.mainLoop);
   preview_->setFixedHeight(160);
   column.addWidget(preview_);
   column.addSpacing(10);

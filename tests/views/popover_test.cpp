@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "views/drive.h"
-#include "views/stats_view.h"
+#include "views/popover_pages.h"
 #include "views/views_fixture.h"
 
 namespace sentrel::test {

@@ -14,7 +14,7 @@
 
 #include "views/controls/labels.h"
 #include "views/drive.h"
-#include "views/stats_view.h"
+#include "views/popover_pages.h"
 #include "views/theme.h"
 #include "views/views_fixture.h"
 

@@ -29,7 +29,7 @@ bool pressByEnter(QAbstractButton& button, const QKeyEvent& event) {
 
 // DrawnButton.
 
-DrawnButton::DrawnButton(TextRole role, const QString& words, QWidget* parent) : Drawn(words, parent) {
+DrawnButton::DrawnButton(TextRole role, const QString& words) : Drawn(words) {
   setFlat(true);
   setAutoDefault(false);
   useFont(*this, role);
@@ -58,18 +58,8 @@ constexpr double pushRadius = 8;
 constexpr int pushSymbolPixels = 14;
 }  // namespace
 
-PushButton::PushButton(Kind kind, const QString& words, QWidget* parent)
-    : DrawnButton(TextRole::bodyButton, words, parent), kind_(kind) {}
-
-void PushButton::setButtonHeight(int pixels) {
-  height_ = pixels;
-  updateGeometry();
-}
-
-void PushButton::setSymbol(const QString& symbol) {
-  symbol_ = symbol;
-  updateGeometry();
-}
+PushButton::PushButton(Kind kind, const QString& words)
+    : DrawnButton(TextRole::bodyButton, words), kind_(kind) {}
 
 int PushButton::padding() const {
   return kind_ == Kind::plain ? 10 : 18;
@@ -127,8 +117,8 @@ void PushButton::paintEvent(QPaintEvent* /*event*/) {
 
 // RoundButton.
 
-RoundButton::RoundButton(const QString& symbol, const QString& name, QWidget* parent)
-    : DrawnButton(TextRole::body, {}, parent), symbol_(symbol) {
+RoundButton::RoundButton(const QString& symbol, const QString& name)
+    : DrawnButton(TextRole::body, {}), symbol_(symbol) {
   setAccessibleName(name);
 }
 
@@ -156,7 +146,7 @@ constexpr double aroundSeparator = 6;
 const QString separator = QStringLiteral("·");
 }  // namespace
 
-LinkButton::LinkButton(const QString& words, QWidget* parent) : DrawnButton(TextRole::caption, {}, parent) {
+LinkButton::LinkButton(const QString& words) : DrawnButton(TextRole::caption, {}) {
   const auto cut = words.indexOf(separator);
   before_ = words.left(cut).trimmed();
   setText(words.mid(cut + 1).trimmed());
@@ -208,8 +198,8 @@ constexpr int iconGap = 8;
 constexpr double rowRadius = 6;
 }  // namespace
 
-MenuBarButton::MenuBarButton(const QString& symbol, const QString& label, QWidget* parent)
-    : DrawnButton(TextRole::body, label, parent), icon(symbol) {
+MenuBarButton::MenuBarButton(const QString& symbol, const QString& label)
+    : DrawnButton(TextRole::body, label), icon(symbol) {
   setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
 }
 
@@ -248,8 +238,8 @@ constexpr int slideMs = 140;
 constexpr double waitingOpacity = 0.6;
 }  // namespace
 
-ToggleSwitch::ToggleSwitch(const QString& name, Click click, QWidget* parent)
-    : Drawn({}, parent), click_(click), knob_(*this, slideMs, QEasingCurve::OutCubic) {
+ToggleSwitch::ToggleSwitch(const QString& name, Click click)
+    : Drawn(QString()), click_(click), knob_(*this, slideMs, QEasingCurve::OutCubic) {
   setAccessibleName(name);
   setAttribute(Qt::WA_Hover);
   connect(this, &QCheckBox::toggled, this, [this](bool on) { knob_.glideTo(on ? 1 : 0); });

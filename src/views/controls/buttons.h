@@ -20,12 +20,10 @@ bool pressByEnter(QAbstractButton& button, const QKeyEvent& event);
 template <class Button>
 class Drawn : public Button, public FocusShape {
  public:
-  Drawn(const QString& words, QWidget* parent) : Button(words, parent) {
+  explicit Drawn(const QString& words) : Button(words) {
     this->setFocusPolicy(Qt::StrongFocus);
     this->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
   }
-
-  [[nodiscard]] QSize minimumSizeHint() const override { return this->sizeHint(); }
 
  protected:
   /// 0 to 1; 0 for a button that cannot be used.
@@ -50,7 +48,7 @@ class Drawn : public Button, public FocusShape {
 /// A button with words in the font of a role.
 class DrawnButton : public Drawn<QPushButton> {
  public:
-  DrawnButton(TextRole role, const QString& words, QWidget* parent);
+  DrawnButton(TextRole role, const QString& words);
 
  protected:
   /// A tint below what is pointed at or pressed.
@@ -68,11 +66,11 @@ class PushButton : public DrawnButton {
  public:
   enum class Kind { primary, secondary, plain, destructive };
 
-  PushButton(Kind kind, const QString& words, QWidget* parent = nullptr);
+  PushButton(Kind kind, const QString& words);
 
-  /// At 100 %; grows with the text.
-  void setButtonHeight(int pixels);
-  void setSymbol(const QString& symbol);
+  /// Before it is shown. At 100 %; grows with the text.
+  void setButtonHeight(int pixels) { height_ = pixels; }
+  void setSymbol(const QString& symbol) { symbol_ = symbol; }
 
   [[nodiscard]] QSize sizeHint() const override;
   [[nodiscard]] Outline focusOutline() const override;
@@ -93,7 +91,7 @@ class PushButton : public DrawnButton {
 /// A round button that shows a symbol; its name is for assistive technology.
 class RoundButton : public DrawnButton {
  public:
-  RoundButton(const QString& symbol, const QString& name, QWidget* parent = nullptr);
+  RoundButton(const QString& symbol, const QString& name);
 
   [[nodiscard]] QSize sizeHint() const override;
   [[nodiscard]] Outline focusOutline() const override;
@@ -109,7 +107,7 @@ class RoundButton : public DrawnButton {
 class LinkButton : public DrawnButton {
  public:
   /// `words` is "name · link".
-  explicit LinkButton(const QString& words, QWidget* parent = nullptr);
+  explicit LinkButton(const QString& words);
 
   [[nodiscard]] QSize sizeHint() const override;
   [[nodiscard]] Outline focusOutline() const override;
@@ -127,7 +125,7 @@ class LinkButton : public DrawnButton {
 class MenuBarButton : public DrawnButton {
  public:
   /// `label` is shown as it is.
-  MenuBarButton(const QString& icon, const QString& label, QWidget* parent = nullptr);
+  MenuBarButton(const QString& icon, const QString& label);
 
   [[nodiscard]] QSize sizeHint() const override;
   [[nodiscard]] Outline focusOutline() const override;
@@ -147,7 +145,7 @@ class ToggleSwitch : public Drawn<QCheckBox> {
   /// Whether a click moves the switch, or only asks for it: then it shows what `setChecked` says.
   enum class Click { moves, asks };
 
-  explicit ToggleSwitch(const QString& name, Click click = Click::moves, QWidget* parent = nullptr);
+  explicit ToggleSwitch(const QString& name, Click click = Click::moves);
 
   /// While what was asked for is under way.
   void setWaiting(bool waiting);

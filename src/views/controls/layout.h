@@ -10,7 +10,7 @@
 
 namespace sentrel {
 
-/// A box layout of `widget`, or of none yet, with these margins and this distance between items in pixels.
+/// A layout of `widget`, or of none yet, with these margins and this distance between items in pixels.
 template <class Box>
 Box* boxIn(QWidget* widget, QMargins margins = {}, int spacing = 0) {
   auto* box = new Box(widget);

@@ -11,6 +11,7 @@
 #include <cmath>
 
 #include "look/icons.h"
+#include "views/controls/layout.h"
 #include "views/controls/painting.h"
 #include "views/theme.h"
 
@@ -60,7 +61,7 @@ class ChoiceDelegate final : public QStyledItemDelegate {
 
 }  // namespace
 
-MenuPicker::MenuPicker(const QString& name, QWidget* parent) : QComboBox(parent) {
+MenuPicker::MenuPicker(const QString& name) {
   setAccessibleName(name);
   setAttribute(Qt::WA_Hover);
   setFocusPolicy(Qt::StrongFocus);
@@ -138,11 +139,19 @@ QFont segmentFont(TextRole role) {
 
 class Segment final : public QRadioButton, public FocusShape {
  public:
-  explicit Segment(const QString& words, QWidget* parent) : QRadioButton(words, parent) {
+  explicit Segment(const SegmentedPicker::Choice& choice) : QRadioButton(choice.words), width_(choice.width) {
+    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     setFocusPolicy(Qt::StrongFocus);
     setAttribute(Qt::WA_Hover);
     connect(this, &QRadioButton::toggled, this, [this] { update(); });
   }
+  [[nodiscard]] QSize sizeHint() const override {
+    const QFontMetricsF bold(segmentFont(TextRole::bodyButton));
+    const int words = static_cast<int>(std::ceil(bold.horizontalAdvance(text()) + 16));
+    return {std::max(width_, words),
+            qRound(pickerHeight - 18 + 18 * Theme::shared().textScale()) - 2 * inset};
+  }
+  [[nodiscard]] QSize minimumSizeHint() const override { return sizeHint(); }
   [[nodiscard]] Outline focusOutline() const override {
     return {.rect = QRectF(rect()), .radius = pillRadius, .gap = 1};
   }
@@ -161,19 +170,24 @@ class Segment final : public QRadioButton, public FocusShape {
                segmentFont(isChecked() ? TextRole::bodyButton : TextRole::body),
                isChecked() ? c.onPrimary : c.text, Qt::AlignCenter);
   }
+
+ private:
+  const int width_;  // at 100 %
 };
 
 }  // namespace
 
-SegmentedPicker::SegmentedPicker(const QString& name, const std::vector<Choice>& choices, QWidget* parent)
-    : QWidget(parent), choices_(choices), pill_(*this, 140, QEasingCurve::OutCubic) {
+SegmentedPicker::SegmentedPicker(const QString& name, const std::vector<Choice>& choices)
+    : choices_(choices), pill_(*this, 140, QEasingCurve::OutCubic) {
   setAccessibleName(name);
   setAccessibleRole(*this, QAccessible::Grouping);
   setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
-  for (std::size_t i = 0; i < choices_.size(); ++i) {
-    auto* segment = new Segment(choices_[i].words, this);
+  auto* line = boxIn<QHBoxLayout>(this, {inset, inset, inset, inset});
+  for (const Choice& choice : choices_) {
+    auto* segment = new Segment(choice);
     segment->setAccessibleDescription(name);
-    group_.addButton(segment, static_cast<int>(i));
+    line->addWidget(segment);
+    group_.addButton(segment, static_cast<int>(group_.buttons().size()));
   }
   connect(&group_, &QButtonGroup::idToggled, this, [this](int id, bool on) {
     if (!on) return;
@@ -196,41 +210,15 @@ void SegmentedPicker::setValue(std::int64_t value) {
   movePill();
 }
 
-int SegmentedPicker::widthOf(std::size_t index) const {
-  const QFontMetricsF bold(segmentFont(TextRole::bodyButton));
-  const double words = bold.horizontalAdvance(choices_[index].words) + 16;
-  return std::max(choices_[index].width, static_cast<int>(std::ceil(words)));
-}
-
-QSize SegmentedPicker::sizeHint() const {
-  int width = 2 * inset;
-  for (std::size_t i = 0; i < choices_.size(); ++i) width += widthOf(i);
-  return {width, qRound(pickerHeight - 18 + 18 * Theme::shared().textScale())};
-}
-
-void SegmentedPicker::placeSegments() {
-  int x = inset;
-  for (std::size_t i = 0; i < choices_.size(); ++i) {
-    const int width = widthOf(i);
-    group_.button(static_cast<int>(i))->setGeometry(x, inset, width, height() - 2 * inset);
-    x += width;
-  }
-  if (const auto* taken = group_.checkedButton()) pill_.jumpTo(taken->x());
-}
-
 void SegmentedPicker::movePill() {
   if (auto* taken = group_.checkedButton()) {
-    pill_.glideTo(taken->x());
+    pill_.glideTo(group_.checkedId());
     // One stop for the Tab key, where the arrows begin.
     for (auto* segment : group_.buttons()) {
       segment->setFocusPolicy(segment == taken ? Qt::StrongFocus : Qt::ClickFocus);
     }
   }
   update();
-}
-
-void SegmentedPicker::resizeEvent(QResizeEvent* /*event*/) {
-  placeSegments();
 }
 
 void SegmentedPicker::paintEvent(QPaintEvent* /*event*/) {
@@ -246,7 +234,10 @@ void SegmentedPicker::paintEvent(QPaintEvent* /*event*/) {
   }
   if (taken >= 0) {
     QRectF pill = group_.button(taken)->geometry();
-    pill.moveLeft(pill_.value());
+    const double before = std::floor(pill_.value());
+    const double left = group_.button(static_cast<int>(before))->x();
+    const double right = group_.button(static_cast<int>(std::ceil(pill_.value())))->x();
+    pill.moveLeft(left + (right - left) * (pill_.value() - before));
     paintBox(painter, pill, pillRadius, c.primary);
   }
 }

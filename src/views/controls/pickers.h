@@ -18,7 +18,7 @@ namespace sentrel {
 /// A field that opens a list of choices; the one taken has a check mark. Long words are cut in the middle.
 class MenuPicker : public QComboBox, public FocusShape {
  public:
-  explicit MenuPicker(const QString& name, QWidget* parent = nullptr);
+  explicit MenuPicker(const QString& name);
 
   [[nodiscard]] QSize sizeHint() const override;
   [[nodiscard]] QSize minimumSizeHint() const override { return sizeHint(); }
@@ -41,26 +41,21 @@ class SegmentedPicker : public QWidget {
     int width = 0;  ///< at 100 %
   };
 
-  SegmentedPicker(const QString& name, const std::vector<Choice>& choices, QWidget* parent = nullptr);
+  SegmentedPicker(const QString& name, const std::vector<Choice>& choices);
 
   void setValue(std::int64_t value);
   /// Called when the person picked another choice.
   std::function<void(std::int64_t)> onValue;
 
-  [[nodiscard]] QSize sizeHint() const override;
-
  protected:
   void paintEvent(QPaintEvent* event) override;
-  void resizeEvent(QResizeEvent* event) override;
 
  private:
-  void placeSegments();
   void movePill();
-  [[nodiscard]] int widthOf(std::size_t index) const;
 
   const std::vector<Choice> choices_;
   QButtonGroup group_;
-  AnimatedValue pill_;
+  AnimatedValue pill_;  // which choice it covers, between two on its way
 };
 
 }  // namespace sentrel

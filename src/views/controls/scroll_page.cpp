@@ -7,6 +7,7 @@
 #include <QPainter>
 #include <algorithm>
 
+#include "views/controls/layout.h"
 #include "views/controls/painting.h"
 #include "views/theme.h"
 
@@ -54,7 +55,7 @@ class OverlayBar final : public QScrollBar {
 
 }  // namespace
 
-ScrollPage::ScrollPage(QWidget* parent) : QScrollArea(parent), bar_(new OverlayBar(this)) {
+ScrollPage::ScrollPage() : bar_(new OverlayBar(this)) {
   setFrameShape(QFrame::NoFrame);
   setWidgetResizable(true);
   setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -96,10 +97,6 @@ bool ScrollPage::eventFilter(QObject* watched, QEvent* event) {
 void ScrollPage::resizeEvent(QResizeEvent* event) {
   QScrollArea::resizeEvent(event);
   bar_->setPageStep(viewport()->height());
-  placeBar();
-}
-
-void ScrollPage::placeBar() {
   bar_->setGeometry(width() - barGap - barWidth, barGap, barWidth, height() - 2 * barGap);
   bar_->raise();
 }
@@ -119,15 +116,11 @@ void ScrollPage::keyPressEvent(QKeyEvent* event) {
 }
 
 // The button is made first: it stands first, also in the order of the Tab key.
-ToolbarPage::ToolbarPage(const QString& leaveWords, QMargins aroundButton, QWidget* parent)
-    : QWidget(parent),
-      leave_(new PushButton(PushButton::Kind::plain, leaveWords, this)),
-      page_(new ScrollPage(this)),
-      grid_(new QGridLayout(this)) {
-  grid_->setContentsMargins(0, 0, 0, 0);
-  grid_->setSpacing(0);
-  auto* toolbar = new QVBoxLayout;
-  toolbar->setContentsMargins(aroundButton);
+ToolbarPage::ToolbarPage(const QString& leaveWords, QMargins aroundButton)
+    : leave_(new PushButton(PushButton::Kind::plain, leaveWords)),
+      page_(new ScrollPage),
+      grid_(boxIn<QGridLayout>(this)) {
+  auto* toolbar = boxIn<QVBoxLayout>(nullptr, aroundButton);
   toolbar->addWidget(leave_);
   grid_->addLayout(toolbar, 0, 0, Qt::AlignLeft | Qt::AlignTop);
   grid_->setRowStretch(1, 1);

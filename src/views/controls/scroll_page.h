@@ -14,7 +14,7 @@ namespace sentrel {
 /// focus. Main thread.
 class ScrollPage : public QScrollArea {
  public:
-  explicit ScrollPage(QWidget* parent = nullptr);
+  ScrollPage();
 
   /// Takes what scrolls; its ground shows what lies below.
   void setPage(QWidget* content);
@@ -32,8 +32,6 @@ class ScrollPage : public QScrollArea {
   void keyPressEvent(QKeyEvent* event) override;
 
  private:
-  void placeBar();
-
   QScrollBar* bar_;  // mirrors the area's own, which is hidden
 };
 
@@ -41,7 +39,7 @@ class ScrollPage : public QScrollArea {
 /// where large words leave no room beside it. Main thread.
 class ToolbarPage : public QWidget {
  public:
-  ToolbarPage(const QString& leaveWords, QMargins aroundButton, QWidget* parent = nullptr);
+  ToolbarPage(const QString& leaveWords, QMargins aroundButton);
 
   [[nodiscard]] PushButton* leaveButton() const { return leave_; }
   void setPage(QWidget* content) { page_->setPage(content); }

@@ -56,9 +56,8 @@ QAccessibleInterface* makeAccessible(const QString& /*className*/, QObject* obje
 }
 }  // namespace
 
-ValueSlider::ValueSlider(const QString& name, Range range, std::function<QString(double)> words,
-                         QWidget* parent)
-    : QSlider(Qt::Horizontal, parent), range_(range), words_(std::move(words)), number_(range.least) {
+ValueSlider::ValueSlider(const QString& name, Range range, std::function<QString(double)> words)
+    : QSlider(Qt::Horizontal), range_(range), words_(std::move(words)), number_(range.least) {
   QAccessible::installFactory(makeAccessible);  // again is harmless
   setAccessibleName(name);
   // Whole steps from zero.

@@ -20,8 +20,7 @@ class ValueSlider : public QSlider, public FocusShape {
     double shownFactor = 1;  ///< of the number in the words: 100 where they are per cent
   };
 
-  ValueSlider(const QString& name, Range range, std::function<QString(double)> words,
-              QWidget* parent = nullptr);
+  ValueSlider(const QString& name, Range range, std::function<QString(double)> words);
 
   void setNumber(double number);
   [[nodiscard]] double number() const { return number_; }
@@ -34,7 +33,6 @@ class ValueSlider : public QSlider, public FocusShape {
   std::function<void(double)> onNumber;
 
   [[nodiscard]] QSize sizeHint() const override;
-  [[nodiscard]] QSize minimumSizeHint() const override { return sizeHint(); }
   [[nodiscard]] Outline focusOutline() const override;
 
  protected:

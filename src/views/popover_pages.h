@@ -9,12 +9,15 @@
 
 #include "settings/stats_repository.h"
 #include "support/registration.h"
+#include "views/controls/scroll_page.h"
 #include "views/controls/windows.h"
+
+// What takes the place of the popover's home. Each takes a link to show at its foot, or none. Main thread.
 
 namespace sentrel {
 
 /// A tile with a number and its label; one of a group may be emphasised. A long number is drawn smaller, down
-/// to 16 pixels, and then cut. Main thread.
+/// to 16 pixels, and then cut.
 class StatCard : public QWidget {
  public:
   enum class Highlight { no, yes };
@@ -23,7 +26,6 @@ class StatCard : public QWidget {
 
   void setValue(const QString& words);
   [[nodiscard]] QSize sizeHint() const override;
-  [[nodiscard]] QSize minimumSizeHint() const override { return sizeHint(); }
 
  protected:
   void paintEvent(QPaintEvent* event) override;
@@ -35,10 +37,10 @@ class StatCard : public QWidget {
   QString value;
 };
 
-/// The lifetime counters, with their reset behind a question. Main thread.
+/// The lifetime counters, with their reset behind a question.
 class StatsView : public QWidget {
  public:
-  /// Takes a link to show at its foot, or none. `dismissed` is called when the person goes back.
+  /// `dismissed` is called when the person goes back.
   StatsView(std::shared_ptr<StatsRepository> repository, QWidget* footer, std::function<void()> dismissed);
 
   /// Whether the question is asked just now.
@@ -51,6 +53,13 @@ class StatsView : public QWidget {
   const std::shared_ptr<StatsRepository> statsRepo;
   QPointer<Sheet> confirm_;
   Registration statsRegistration_;
+};
+
+/// What the program is, who makes it and what becomes of pictures.
+class AboutView : public ToolbarPage {
+ public:
+  /// `dismissed` is called when the person closes it.
+  AboutView(const QString& version, QWidget* footer, const std::function<void()>& dismissed);
 };
 
 /// Whole minutes and, from an hour on, hours: "47m", "2h 5m". Days are not used.
