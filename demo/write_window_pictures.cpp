@@ -29,9 +29,9 @@ void press(QWidget& window, const QString& words) {
 
 void popover(PictureBook& book, const QString& name, const std::function<void(ViewsFixture&)>& bringAbout,
              const std::function<void(PopoverWindow&)>& touch = {}) {
-  ViewsFixture room;
-  bringAbout(room);
-  auto* window = new PopoverWindow(room.popoverParts(), PopoverWindow::Ground::translucent);
+  ViewsFixture core;
+  bringAbout(core);
+  auto* window = new PopoverWindow(core.popoverParts(), PopoverWindow::Ground::translucent);
   window->show();
   window->activateWindow();
   PictureBook::wait(50);
@@ -41,20 +41,20 @@ void popover(PictureBook& book, const QString& name, const std::function<void(Vi
 }
 
 void popovers(PictureBook& book) {
-  const auto on = [](ViewsFixture& room) {
-    room.start();
-    room.see(room.alone, 500);
+  const auto on = [](ViewsFixture& core) {
+    core.start();
+    core.see(core.alone, 500);
   };
-  const auto off = [](ViewsFixture& /*room*/) {};
-  const auto watched = [on](ViewsFixture& room) {
-    on(room);
-    room.see(room.watched, 1500);
+  const auto off = [](ViewsFixture& /*core*/) {};
+  const auto watched = [on](ViewsFixture& core) {
+    on(core);
+    core.see(core.watched, 1500);
   };
-  const auto counted = [on](ViewsFixture& room) {
-    on(room);
-    for (int i = 0; i < 12; ++i) room.stats->incrementAlerts();
-    for (int i = 0; i < 47; ++i) room.stats->incrementSessions();
-    room.stats->addActiveSeconds(127 * 3600 + 300);
+  const auto counted = [on](ViewsFixture& core) {
+    on(core);
+    for (int i = 0; i < 12; ++i) core.stats->incrementAlerts();
+    for (int i = 0; i < 47; ++i) core.stats->incrementSessions();
+    core.stats->addActiveSeconds(127 * 3600 + 300);
   };
   const auto statistics = [](PopoverWindow& window) {
     window.content().showPage(MenuBarPopoverView::Page::stats);
@@ -62,14 +62,14 @@ void popovers(PictureBook& book) {
   popover(book, "01-popover-active", on);
   popover(book, "02-popover-alert", watched);
   popover(book, "03-popover-inactive", off);
-  popover(book, "03-popover-camerabusy", [on](ViewsFixture& room) {
-    on(room);
-    room.interruptCamera();
+  popover(book, "03-popover-camerabusy", [on](ViewsFixture& core) {
+    on(core);
+    core.interruptCamera();
   });
-  popover(book, "03-popover-paused", [on](ViewsFixture& room) {
-    on(room);
-    room.desktop.session->observer.tell(SessionEvent::screenIsLocked);
-    room.room.settle();
+  popover(book, "03-popover-paused", [on](ViewsFixture& core) {
+    on(core);
+    core.desktop.session->observer.tell(SessionEvent::screenIsLocked);
+    core.machine.settle();
   });
   popover(book, "09-statistics", counted, statistics);
   popover(book, "09-statistics-confirm", counted, [statistics](PopoverWindow& window) {
@@ -81,19 +81,19 @@ void popovers(PictureBook& book) {
 }
 
 /// What the camera sees reaches the preview.
-void lookIntoCamera(ViewsFixture& room) {
-  if (room.room.session->previewTap) room.room.session->previewTap(drawnPerson());
-  room.room.settle();
+void lookIntoCamera(ViewsFixture& core) {
+  if (core.machine.session->previewTap) core.machine.session->previewTap(drawnPerson());
+  core.machine.settle();
 }
 
 void preferences(PictureBook& book) {
-  ViewsFixture room;
-  room.start();
-  PreferencesView window(room.preferencesParts());
+  ViewsFixture core;
+  core.start();
+  PreferencesView window(core.preferencesParts());
   window.show();
   window.activateWindow();
   PictureBook::wait(50);
-  lookIntoCamera(room);
+  lookIntoCamera(core);
   book.add("04-preferences-top", window);
   window.scrollTo(540);
   book.add("05-preferences-middle", window);
@@ -104,8 +104,8 @@ void preferences(PictureBook& book) {
 }
 
 void calibration(PictureBook& book) {
-  ViewsFixture room;
-  PreferencesView window(room.preferencesParts());
+  ViewsFixture core;
+  PreferencesView window(core.preferencesParts());
   window.show();
   window.activateWindow();
   PictureBook::wait(50);
@@ -114,45 +114,45 @@ void calibration(PictureBook& book) {
   book.add("07-calibration-1-idle", window);
   press(window, "Démarrer");
   PictureBook::wait(50);
-  room.room.settle();
+  core.machine.settle();
   book.add("07-calibration-2-counting", window);
-  room.room.advance(3000);
+  core.machine.advance(3000);
   book.add("07-calibration-3-measuring", window);
-  room.see(detectionsOf({faceOf(0.149)}, {faceOf(0.149)}), 3200);
+  core.see(detectionsOf({faceOf(0.149)}, {faceOf(0.149)}), 3200);
   book.add("07-calibration-4-done", window);
   press(window, "Recommencer");
   PictureBook::wait(50);
   press(window, "Démarrer");
   PictureBook::wait(50);
-  room.room.advance(6200);
+  core.machine.advance(6200);
   book.add("07-calibration-5-failed", window);
 }
 
 void onboarding(PictureBook& book) {
-  ViewsFixture room;
-  OnboardingView window(room.onboardingParts());
+  ViewsFixture core;
+  OnboardingView window(core.onboardingParts());
   const char* const names[] = {"1-camera", "2-overlay", "3-notifications", "4-calibration", "5-login"};
   for (int page = 0; page < OnboardingView::pages; ++page) {
     window.setPage(page);
     book.add(QStringLiteral("08-onboarding-") + QLatin1String(names[page]), window);
   }
-  room.consent->answer(false);
-  OnboardingView again(room.onboardingParts());
+  core.consent->answer(false);
+  OnboardingView again(core.onboardingParts());
   book.add("08-onboarding-1-camera-again", again);
   window.setPage(3);
-  room.newCalibration()->accept(55);
+  core.newCalibration()->accept(55);
   book.add("08-onboarding-4-calibrated", window);
 }
 
 /// What large text and high contrast make of the windows.
 void extremes(PictureBook& book) {
-  const auto watched = [](ViewsFixture& room) {
-    room.start();
-    room.see(room.watched, 1500);
+  const auto watched = [](ViewsFixture& core) {
+    core.start();
+    core.see(core.watched, 1500);
   };
-  const auto on = [](ViewsFixture& room) {
-    room.start();
-    room.see(room.alone, 500);
+  const auto on = [](ViewsFixture& core) {
+    core.start();
+    core.see(core.alone, 500);
   };
   book.setLook({.textScale = 2});
   popover(book, "03-popover-text200", watched);
@@ -163,13 +163,13 @@ void extremes(PictureBook& book) {
   popover(book, "10-about-text200", watched,
           [](PopoverWindow& window) { window.content().showPage(MenuBarPopoverView::Page::about); });
   {
-    ViewsFixture room;
-    PreferencesView window(room.preferencesParts());
+    ViewsFixture core;
+    PreferencesView window(core.preferencesParts());
     book.add("04-preferences-text200", window);
     press(window, "Calibrer…");
     book.add("07-calibration-text200", window);
-    room.consent->answer(false);
-    OnboardingView first(room.onboardingParts());
+    core.consent->answer(false);
+    OnboardingView first(core.onboardingParts());
     book.add("08-onboarding-text200", first);
     first.setPage(3);
     press(first, "Calibrer maintenant");
@@ -180,8 +180,8 @@ void extremes(PictureBook& book) {
     popover(book, "03-popover-highcontrast", on, [](PopoverWindow& window) {
       for (int i = 0; i < 2; ++i) QTest::keyClick(window.focusWidget(), Qt::Key_Tab);
     });
-    ViewsFixture room;
-    PreferencesView window(room.preferencesParts());
+    ViewsFixture core;
+    PreferencesView window(core.preferencesParts());
     book.add("05-preferences-highcontrast", window);
   }
 }
