@@ -6,7 +6,7 @@ namespace {
 
 using Phase = CalibrationSession::Phase;
 
-struct CalibrationTest : testing::Test, test::TestCore {
+struct CalibrationSessionTest : testing::Test, test::TestCore {
   /// From the start into the measuring.
   void measure(const std::vector<double>& widths) {
     session->start();
@@ -18,7 +18,7 @@ struct CalibrationTest : testing::Test, test::TestCore {
   std::shared_ptr<CalibrationSession> session = newCalibration();
 };
 
-TEST_F(CalibrationTest, MeasuresTheMedianFace) {
+TEST_F(CalibrationSessionTest, CountsAndMeasuresTheMedianFace) {
   const Phase failed = Phase::failed("Aucun visage détecté. Assurez-vous d'être bien en face de la caméra.");
   const struct {
     std::vector<double> widths;
@@ -28,8 +28,12 @@ TEST_F(CalibrationTest, MeasuresTheMedianFace) {
       {{0.15, 0.15, 0.15}, Phase::done(66)},  {{0.5, 0.5, 0.5}, Phase::done(30)},
       {{0.02, 0.02, 0.02}, Phase::done(200)}, {{0.2, 0.2}, failed},
   };
+  std::vector<std::int64_t> counted;
+  const auto watch = session->phase().onChange([&](const Phase& p) { counted.push_back(p.remaining()); });
   for (const auto& [widths, expected] : cases) {
+    counted.clear();
     measure(widths);
+    EXPECT_THAT(counted, testing::ElementsAre(3, 2, 1, 0));
     EXPECT_EQ(session->phase().get(), Phase::measuring());
     machine.advance(3000, 500);
     EXPECT_EQ(session->phase().get(), expected) << widths[0];
@@ -39,30 +43,6 @@ TEST_F(CalibrationTest, MeasuresTheMedianFace) {
     session->cancel();
   }
   EXPECT_FALSE(machine.session->running) << "the light is out";
-}
-
-TEST_F(CalibrationTest, CountsIsCancelledAndAccepted) {
-  std::vector<std::int64_t> counted;
-  const auto watch = session->phase().onChange([&](const Phase& p) { counted.push_back(p.remaining()); });
-  session->start();
-  machine.advance(2500, 500);
-  EXPECT_THAT(counted, testing::ElementsAre(3, 2, 1));
-  EXPECT_TRUE(machine.session->running);
-  session->cancel();
-  EXPECT_EQ(session->phase().get(), Phase::idle());
-  EXPECT_EQ(machine.loop->timerCount(), 0U);
-
-  measure({0.2, 0.2, 0.2});
-  session->accept(75);
-  machine.advance(5000, 500);
-  EXPECT_EQ(session->phase().get(), Phase::idle());
-  EXPECT_EQ(settings->settings.get().calibrationDistanceCm, 75);
-  EXPECT_TRUE(settings->settings.get().isCalibrated);
-
-  measure({});
-  session.reset();
-  machine.advance(5000, 500);
-  EXPECT_EQ(machine.loop->timerCount(), 0U) << "a view that went took it along";
 }
 
 }  // namespace

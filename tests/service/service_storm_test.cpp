@@ -357,12 +357,6 @@ class ServiceStormTest : public testing::Test, protected test::TestCore {
   void tellSteps(unsigned seed) {
     std::cout << "seed " << seed << ", the last steps:\n";
     for (const std::string& step : steps) std::cout << "  " << step << '\n';
-    std::cout << "  state " << static_cast<int>(state()) << ", camera "
-              << static_cast<int>(control->status().get().kind) << ", rest "
-              << (control->rest() ? static_cast<int>(*control->rest()) : -1) << "; now "
-              << now() - test::ManualMainLoop::startMs << ", analysed "
-              << lastAnalysedMs - test::ManualMainLoop::startMs << ", watching since "
-              << watchingSinceMs - test::ManualMainLoop::startMs << '\n';
   }
 
   Registration stateRegistration;
@@ -396,10 +390,7 @@ TEST_F(ServiceStormTest, AHundredThousandRandomStepsBreakNoRule) {
       happen();
       const std::int64_t ticks = pick(8) == 0 ? pick(100) : pick(6);
       for (std::int64_t t = 0; t < ticks && !HasFailure(); ++t) tick();
-      if (HasFailure()) {
-        tellSteps(seed);
-        return;
-      }
+      if (HasFailure()) return tellSteps(seed);
       actives += service->isActive() ? 1 : 0;
       alerts += service->isAlert() ? 1 : 0;
       busy += state() == Kind::cameraBusy ? 1 : 0;
@@ -407,10 +398,7 @@ TEST_F(ServiceStormTest, AHundredThousandRandomStepsBreakNoRule) {
       healed += now() - healthySinceMs > healingLimitMs ? 1 : 0;
     }
     end();
-    if (HasFailure()) {
-      tellSteps(seed);
-      return;
-    }
+    if (HasFailure()) return tellSteps(seed);
   }
   std::cout << lives * stepsInALife << " steps: protected after " << actives << ", alert " << alerts
             << ", blind and said so " << busy << ", calibrating " << measured << ", held to see " << healed
