@@ -348,7 +348,7 @@ void SoakLife::restartBus(TestBus bus) {
         }
         joinBuses();
         session_->sessionBus().waitForName(busName);
-        // The word of a witness that has gone is believed for 5 s; the buses are looked for ever more rarely.
+        // The word of a source that has gone is believed for 5 s; the buses are looked for ever more rarely.
         pause(seconds(9));
       });
   change(

@@ -36,7 +36,6 @@ class SessionEventOrder {
     gnomeDisplays,
   };
   static constexpr std::size_t sourceCount = 8;
-  using Witness = Source;
 
   /// A lock that shows within this time after its request is the requested one.
   static constexpr std::int64_t confirmationMs = 10'000;

@@ -34,54 +34,30 @@ std::string textOr(const char* text) {
 
 bool readBasic(sd_bus_message* message, char type, QVariant& value) {
   union {
-    std::uint8_t y;
-    std::int16_t n;
-    std::uint16_t q;
-    std::int32_t i;
-    std::uint32_t u;
-    std::int64_t x;
-    std::uint64_t t;
-    double d;
-    const char* s;
+    std::int64_t widest;
+    std::int32_t number;
+    std::uint32_t natural;
+    double real;
+    const char* text;
   } read{};
   if (sd_bus_message_read_basic(message, type, &read) <= 0) return false;
-  switch (type) {
-    case SD_BUS_TYPE_BYTE:
-      value = QVariant::fromValue(read.y);
-      break;
-    case SD_BUS_TYPE_BOOLEAN:
-      value = read.i != 0;
-      break;
-    case SD_BUS_TYPE_INT16:
-      value = QVariant::fromValue(read.n);
-      break;
-    case SD_BUS_TYPE_UINT16:
-      value = QVariant::fromValue(read.q);
-      break;
-    case SD_BUS_TYPE_INT32:
-      value = read.i;
-      break;
-    case SD_BUS_TYPE_UINT32:
-      value = read.u;
-      break;
-    case SD_BUS_TYPE_INT64:
-      value = QVariant::fromValue<qlonglong>(read.x);
-      break;
-    case SD_BUS_TYPE_UINT64:
-      value = QVariant::fromValue<qulonglong>(read.t);
-      break;
-    case SD_BUS_TYPE_DOUBLE:
-      value = read.d;
-      break;
-    case SD_BUS_TYPE_UNIX_FD:
-      // The message closes its own one.
-      value = QVariant::fromValue(BusDescriptor(new int(fcntl(read.i, F_DUPFD_CLOEXEC, 3)), [](const int* d) {
-        ::close(*d);
-        delete d;
-      }));
-      break;
-    default:
-      value = QString::fromUtf8(read.s);
+  if (type == SD_BUS_TYPE_BOOLEAN) {
+    value = read.number != 0;
+  } else if (type == SD_BUS_TYPE_INT32) {
+    value = read.number;
+  } else if (type == SD_BUS_TYPE_UINT32) {
+    value = read.natural;
+  } else if (type == SD_BUS_TYPE_DOUBLE) {
+    value = read.real;
+  } else if (type == SD_BUS_TYPE_STRING || type == SD_BUS_TYPE_OBJECT_PATH) {
+    value = QString::fromUtf8(read.text);
+  } else if (type == SD_BUS_TYPE_UNIX_FD) {
+    // The message closes its own one.
+    value =
+        QVariant::fromValue(BusDescriptor(new int(fcntl(read.number, F_DUPFD_CLOEXEC, 3)), [](const int* d) {
+          ::close(*d);
+          delete d;
+        }));
   }
   return true;
 }

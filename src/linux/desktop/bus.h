@@ -26,8 +26,9 @@ struct BusMessage {
   bool isError;
   std::string member;
   std::string signature;  ///< of the arguments
-  /// A variant stands for its content, an object path for a text. "a{sv}" is a QVariantMap, "as" and "ao" are
-  /// a QStringList, and other arrays and structures a QVariantList; "h" is a BusDescriptor.
+  /// "b", "i", "u", "d" and "s" have the types of Qt's that they are made of. An object path is a text, and a
+  /// variant its content. "a{sv}" is a QVariantMap, "as" and "ao" are a QStringList, and other arrays and
+  /// structures a QVariantList; "h" is a BusDescriptor. What nobody here reads is an invalid QVariant.
   QVariantList arguments;
 
   /// The only argument of a reply or signal, of exactly this type.

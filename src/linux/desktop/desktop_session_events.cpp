@@ -18,7 +18,7 @@ namespace sentrel {
 
 namespace {
 
-using Witness = SessionEventOrder::Witness;
+using Source = SessionEventOrder::Source;
 
 /// A bus that does not answer must not hold up protection.
 constexpr std::int64_t knownLimitMs = 500;
@@ -39,7 +39,7 @@ class LogindSession {
         manager_(std::move(systemBus), "org.freedesktop.login1",
                  {.appeared = [this] { appeared(); },
                   .gone = [this] { gone(); },
-                  .absent = [this] { order_.silent(Witness::lockedHint); }}) {}
+                  .absent = [this] { order_.silent(Source::lockedHint); }}) {}
 
   /// Lets the sleep that is being prepared go on.
   void allowSleep() {
@@ -82,7 +82,7 @@ void LogindSession::appeared() {
   const auto preparing = [this](const BusMessage& reply) {
     if (reply.isError) return;
     preparing_ = reply.only<bool>().value_or(false);
-    order_.found(Witness::systemSleep, preparing_);
+    order_.found(Source::systemSleep, preparing_);
   };
   manager_.call({managerPath, "org.freedesktop.DBus.Properties", "Get"}, {preparing}, "ss",
                 "org.freedesktop.login1.Manager", "PreparingForSleep");
@@ -94,8 +94,8 @@ void LogindSession::gone() {
   listening_.clear();
   sleepDelay_.reset();
   preparing_ = false;
-  for (const Witness witness : {Witness::lockedHint, Witness::sessionInactive, Witness::systemSleep})
-    order_.lost(witness);
+  for (const Source source : {Source::lockedHint, Source::sessionInactive, Source::systemSleep})
+    order_.lost(source);
 }
 
 void LogindSession::askByEnvironment() {
@@ -114,7 +114,7 @@ void LogindSession::askByUser() {
     // The identifier and the object path of the session.
     const QVariantList session = reply.only<QVariantList>().value_or(QVariantList());
     if (session.value(0).toString().isEmpty()) {
-      order_.silent(Witness::lockedHint);
+      order_.silent(Source::lockedHint);
     } else {
       sessionFound(session.value(1).toString().toStdString());
     }
@@ -124,7 +124,7 @@ void LogindSession::askByUser() {
       manager_.call({user, "org.freedesktop.DBus.Properties", "Get"}, {displayed}, "ss",
                     "org.freedesktop.login1.User", "Display");
     } else {
-      order_.silent(Witness::lockedHint);
+      order_.silent(Source::lockedHint);
     }
   };
   manager_.call(ofManager("GetUser"), {found}, "u", static_cast<unsigned>(getuid()));
@@ -136,19 +136,19 @@ void LogindSession::sessionFound(const std::string& path) {
   listening_.push_back(manager_.listen({path, sessionInterface, "Unlock"},
                                        [this](const BusMessage&) { order_.unlockRequested(); }));
   const auto told = [this](const QVariantMap& properties, bool changed) {
-    const auto tell = [&](Witness witness, bool absent) {
-      changed ? order_.changed(witness, absent) : order_.found(witness, absent);
+    const auto tell = [&](Source source, bool absent) {
+      changed ? order_.changed(source, absent) : order_.found(source, absent);
     };
-    if (const auto locked = valueOf<bool>(properties, "LockedHint")) tell(Witness::lockedHint, *locked);
-    if (const auto active = valueOf<bool>(properties, "Active")) tell(Witness::sessionInactive, !*active);
-    if (!changed) order_.silent(Witness::lockedHint);  // that was all
+    if (const auto locked = valueOf<bool>(properties, "LockedHint")) tell(Source::lockedHint, *locked);
+    if (const auto active = valueOf<bool>(properties, "Active")) tell(Source::sessionInactive, !*active);
+    if (!changed) order_.silent(Source::lockedHint);  // that was all
   };
   listening_.push_back(manager_.followProperties(path, sessionInterface, told));
 }
 
 void LogindSession::sleepIsPrepared(bool begins) {
   preparing_ = begins;
-  order_.changed(Witness::systemSleep, begins);
+  order_.changed(Source::systemSleep, begins);
   if (!begins) delaySleep();
 }
 
@@ -167,32 +167,32 @@ class ScreenLocker {
   /// `name` is that of the service and of its interface; `paths` are where its object may be, likeliest
   /// first.
   ScreenLocker(std::shared_ptr<Bus> sessionBus, std::string name, std::vector<std::string> paths,
-               Witness witness, SessionEventOrder& order)
+               Source source, SessionEventOrder& order)
       : name_(std::move(name)),
         paths_(std::move(paths)),
-        witness_(witness),
+        source_(source),
         order_(order),
         locker_(std::move(sessionBus), name_,
                 {.appeared = [this] { appeared(); },
-                 .gone = [this] { order_.lost(witness_); },
-                 .absent = [this] { order_.silent(witness_); }}) {}
+                 .gone = [this] { order_.lost(source_); },
+                 .absent = [this] { order_.silent(source_); }}) {}
 
  private:
   void appeared() {
     listening_ = locker_.listen({"", name_, "ActiveChanged"}, [this](const BusMessage& signal) {
-      if (const auto active = signal.only<bool>()) order_.changed(witness_, *active);
+      if (const auto active = signal.only<bool>()) order_.changed(source_, *active);
     });
     ask(0);
   }
 
   void ask(std::size_t path) {
     if (path == paths_.size()) {
-      order_.silent(witness_);
+      order_.silent(source_);
       return;
     }
     const auto answered = [this, path](const BusMessage& reply) {
       if (const auto active = reply.only<bool>()) {
-        order_.found(witness_, *active);
+        order_.found(source_, *active);
       } else {
         ask(path + 1);
       }
@@ -202,7 +202,7 @@ class ScreenLocker {
 
   const std::string name_;
   const std::vector<std::string> paths_;
-  const Witness witness_;
+  const Source source_;
   SessionEventOrder& order_;
   Registration listening_;
   BusService locker_;  // last: its handlers use the others
@@ -215,7 +215,7 @@ class MutterDisplays {
       : order_(order),
         compositor_(
             std::move(sessionBus), interface,
-            {.appeared = [this] { appeared(); }, .gone = [this] { order_.lost(Witness::gnomeDisplays); }}) {}
+            {.appeared = [this] { appeared(); }, .gone = [this] { order_.lost(Source::gnomeDisplays); }}) {}
 
  private:
   static constexpr auto interface = "org.gnome.Mutter.DisplayConfig";
@@ -225,8 +225,8 @@ class MutterDisplays {
       // -1: not known; 0: on; 1, 2, 3: standby, suspended, off.
       const auto mode = valueOf<int>(properties, "PowerSaveMode");
       if (!mode || *mode < -1 || *mode > 3) return;
-      changed ? order_.changed(Witness::gnomeDisplays, *mode > 0)
-              : order_.found(Witness::gnomeDisplays, *mode > 0);
+      changed ? order_.changed(Source::gnomeDisplays, *mode > 0)
+              : order_.found(Source::gnomeDisplays, *mode > 0);
     };
     following_ = compositor_.followProperties("/org/gnome/Mutter/DisplayConfig", interface, told);
   }
@@ -242,8 +242,8 @@ struct BusSources {
              SessionEventOrder& order)
       : logind(systemBus, order),
         freedesktop(sessionBus, "org.freedesktop.ScreenSaver",
-                    {"/org/freedesktop/ScreenSaver", "/ScreenSaver"}, Witness::freedesktopScreenSaver, order),
-        gnome(sessionBus, "org.gnome.ScreenSaver", {"/org/gnome/ScreenSaver"}, Witness::gnomeScreenSaver,
+                    {"/org/freedesktop/ScreenSaver", "/ScreenSaver"}, Source::freedesktopScreenSaver, order),
+        gnome(sessionBus, "org.gnome.ScreenSaver", {"/org/gnome/ScreenSaver"}, Source::gnomeScreenSaver,
               order),
         mutter(sessionBus, order) {}
 
@@ -255,15 +255,15 @@ struct BusSources {
 
 /// What a display server tells on its own thread goes to the order of events on the main thread.
 DisplayPowerObserver observerOn(const std::shared_ptr<MainLoop>& mainLoop,
-                                const std::shared_ptr<SessionEventOrder>& order, Witness witness) {
+                                const std::shared_ptr<SessionEventOrder>& order, Source source) {
   const auto later = [mainLoop, weak = std::weak_ptr(order)](auto tell) {
     mainLoop->post([weak, tell] {
       if (const auto live = weak.lock()) tell(*live);
     });
   };
-  return {.found = [=](bool off) { later([=](SessionEventOrder& live) { live.found(witness, off); }); },
-          .changed = [=](bool off) { later([=](SessionEventOrder& live) { live.changed(witness, off); }); },
-          .lost = [=] { later([=](SessionEventOrder& live) { live.lost(witness); }); }};
+  return {.found = [=](bool off) { later([=](SessionEventOrder& live) { live.found(source, off); }); },
+          .changed = [=](bool off) { later([=](SessionEventOrder& live) { live.changed(source, off); }); },
+          .lost = [=] { later([=](SessionEventOrder& live) { live.lost(source); }); }};
 }
 
 }  // namespace
@@ -309,10 +309,10 @@ void DesktopSessionEvents::State::begin() {
     if (self->order && self->order->isKnown()) self->tellKnown();
   });
   sources = std::make_unique<BusSources>(parts.sessionBus, parts.systemBus, *order);
-  x11 = {parts.displays, [observer = observerOn(parts.mainLoop, order, Witness::x11Displays)] {
+  x11 = {parts.displays, [observer = observerOn(parts.mainLoop, order, Source::x11Displays)] {
            return std::make_unique<X11DisplayPower>(observer);
          }};
-  wayland = {parts.displays, [observer = observerOn(parts.mainLoop, order, Witness::wlrDisplays)] {
+  wayland = {parts.displays, [observer = observerOn(parts.mainLoop, order, Source::wlrDisplays)] {
                return std::make_unique<WaylandDisplayPower>(observer);
              }};
   polling = false;
@@ -338,7 +338,7 @@ void DesktopSessionEvents::State::deliver(SessionEvent event) const {
 
 void DesktopSessionEvents::State::updatePolling() {
   if (!order) return;
-  const bool wanted = !resting && !order->isAwayWithout(Witness::x11Displays);
+  const bool wanted = !resting && !order->isAwayWithout(Source::x11Displays);
   if (std::exchange(polling, wanted) == wanted) return;
   x11.call([wanted](X11DisplayPower& power) { power.setPolling(wanted); });
 }

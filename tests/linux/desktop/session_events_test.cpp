@@ -155,7 +155,7 @@ TEST_F(SessionEventsTest, ABusThatHangsHoldsUpNeitherTheMainLoopNorTheOther) {
   const MockSession session(desktop);
   const struct {
     const ChildProcess& hangs;
-    std::function<void(bool)> lock;  // by a witness on the other bus
+    std::function<void(bool)> lock;  // told on the other bus
   } cases[] = {
       {desktop.sessionBus(), [&](bool on) { session.setLockedHint(on); }},
       {desktop.systemBus(), [&](bool on) { session.setLockerActive(on); }},
