@@ -13,7 +13,7 @@ namespace {
 /// What one frame that is handed on costs: the conversion of a camera's picture to 640x480 BGRA.
 void convert(benchmark::State& state, PixelFormat pixels, int width, int height) {
   std::vector<std::uint8_t> scene(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4);
-  // Soft shades with an edge every 16 pixels: about as many bytes as a webcam's pictures of a room.
+  // Soft shades with an edge every 16 pixels: about as many bytes as a webcam's pictures have.
   for (std::size_t i = 0; i < scene.size(); ++i) {
     const std::size_t x = i / 4 % static_cast<std::size_t>(width);
     const std::size_t y = i / 4 / static_cast<std::size_t>(width);

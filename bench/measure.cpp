@@ -199,7 +199,7 @@ class CameraFilm {
   static constexpr double onlookerWidth = 0.08;
 
  private:
-  using Pictures = std::vector<QImage>;  // played in turns
+  using Pictures = std::vector<QImage>;  // shown in turns
 
   Pictures still_;
   Pictures moving_;

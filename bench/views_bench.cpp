@@ -85,27 +85,27 @@ void cost(const char* what, QWidget& window) {
 }
 
 int run() {
-  ViewsFixture core;
+  ViewsFixture fixture;
   wait(200);
   const double bare = pssMiB();
   measure("popover", [&] {
-    return std::make_unique<PopoverWindow>(core.popoverParts(), PopoverWindow::Ground::translucent);
+    return std::make_unique<PopoverWindow>(fixture.popoverParts(), PopoverWindow::Ground::translucent);
   });
-  measure("preferences", [&] { return std::make_unique<PreferencesView>(core.preferencesParts()); });
-  measure("first run", [&] { return std::make_unique<OnboardingView>(core.onboardingParts()); });
+  measure("preferences", [&] { return std::make_unique<PreferencesView>(fixture.preferencesParts()); });
+  measure("first run", [&] { return std::make_unique<OnboardingView>(fixture.onboardingParts()); });
   wait(500);
   std::printf("PSS added by all windows once closed: %.1f MiB", pssMiB() - bare);
   malloc_trim(0);
   std::printf(", %.1f MiB of them not given back by the allocator\n", pssMiB() - bare);
   {
-    PreferencesView preferences(core.preferencesParts());
+    PreferencesView preferences(fixture.preferencesParts());
     cost("preferences, still", preferences);
     preferences.close();
-    PopoverWindow popover(core.popoverParts(), PopoverWindow::Ground::translucent);
+    PopoverWindow popover(fixture.popoverParts(), PopoverWindow::Ground::translucent);
     popover.setAttribute(Qt::WA_DeleteOnClose, false);
     cost("popover, still", popover);
-    core.start();
-    core.see(core.alone, 500);
+    fixture.start();
+    fixture.see(fixture.alone, 500);
     cost("popover, the eye blinks and pulses", popover);
     popover.hide();
     wait(500);

@@ -3,22 +3,113 @@
 // write-window-pictures FOLDER: one picture of every window in every state, light and dark.
 #include <QAbstractButton>
 #include <QApplication>
+#include <QDir>
+#include <QEventLoop>
+#include <QImage>
+#include <QLinearGradient>
 #include <QPainter>
 #include <QTest>
+#include <QTimer>
 #include <cstdio>
 #include <functional>
+#include <memory>
+#include <utility>
 
-#include "drawn_person.h"
 #include "look/icons.h"
-#include "picture_book.h"
+#include "support/frame.h"
 #include "views/popover.h"
+#include "views/theme.h"
 #include "views/views_fixture.h"
 
 namespace sentrel::test {
 namespace {
 
-constexpr Theme::Look light{};
-constexpr Theme::Look dark{.scheme = AppColors::Scheme::dark};
+void wait(int ms) {
+  QEventLoop loop;
+  QTimer::singleShot(ms, &loop, &QEventLoop::quit);
+  loop.exec();
+}
+
+/// Writes pictures of windows into a folder, each on a plain ground that is light or dark as the windows are.
+class PictureBook {
+ public:
+  explicit PictureBook(QString folder) : folder_(std::move(folder)) { good_ = QDir().mkpath(folder_); }
+
+  /// Shows the window, lets it settle, and writes `name`-light.png or -dark.png; `margin` pixels of ground
+  /// stay around it.
+  void add(const QString& name, QWidget& window, int margin = 24) {
+    const bool dark = Theme::shared().dark();
+    addNamed(name + (dark ? QStringLiteral("-dark.png") : QStringLiteral("-light.png")), window, margin);
+  }
+  void addNamed(const QString& fileName, QWidget& window, int margin) {
+    if (!window.isVisible()) window.show();
+    window.activateWindow();
+    wait(400);
+    constexpr double scale = 2;  // as on a fine screen
+    QImage shown(window.size() * scale, QImage::Format_ARGB32_Premultiplied);
+    shown.setDevicePixelRatio(scale);
+    shown.fill(Qt::transparent);
+    window.render(&shown, QPoint(), QRegion(), QWidget::DrawChildren);
+    const QSize size = window.size() + QSize(2 * margin, 2 * margin);
+    QImage page(size * scale, QImage::Format_RGB32);
+    page.setDevicePixelRatio(scale);
+    QPainter painter(&page);
+    QLinearGradient ground(0, 0, 0, size.height());
+    const bool dark = Theme::shared().dark();
+    ground.setColorAt(0, dark ? QColor(0x28, 0x33, 0x50) : QColor(0xB8, 0xC6, 0xE8));
+    ground.setColorAt(1, dark ? QColor(0x11, 0x15, 0x22) : QColor(0xDF, 0xE4, 0xF1));
+    painter.fillRect(QRect(QPoint(), size), ground);
+    painter.drawImage(margin, margin, shown);
+    painter.end();
+    good_ = page.save(folder_ + QLatin1Char('/') + fileName) && good_;
+  }
+  /// False once a picture could not be written.
+  [[nodiscard]] bool good() const { return good_; }
+
+ private:
+  QString folder_;
+  bool good_ = true;
+};
+
+/// A drawing of a person before a wall with a shelf. The shelf is on the left, so that a mirrored preview
+/// shows it on the right.
+void draw(QPainter& painter) {
+  painter.setRenderHint(QPainter::Antialiasing);
+  QLinearGradient wall(0, 0, 640, 480);
+  wall.setColorAt(0, QColor(0x2E, 0x38, 0x48));
+  wall.setColorAt(1, QColor(0x52, 0x62, 0x7A));
+  painter.fillRect(0, 0, 640, 480, wall);
+  painter.fillRect(70, 120, 130, 12, QColor(0x27, 0x30, 0x3E));
+  painter.fillRect(70, 200, 130, 12, QColor(0x27, 0x30, 0x3E));
+  for (int i = 0; i < 7; ++i)
+    painter.fillRect(80 + i * 16, 150 - i % 3 * 6, 12, 50 + i % 3 * 6, QColor::fromHsv(i * 47, 90, 170));
+  painter.fillRect(450, 40, 130, 170, QColor(0x90, 0xB4, 0xD0));
+  painter.setPen(Qt::NoPen);
+  painter.setBrush(QColor(0x2C, 0x59, 0x6A));
+  painter.drawEllipse(QRectF(190, 350, 260, 240));
+  painter.setBrush(QColor(0xC9, 0x93, 0x6C));
+  painter.drawRect(QRectF(295, 290, 50, 80));
+  painter.setBrush(QColor(0x3A, 0x28, 0x22));
+  painter.drawEllipse(QRectF(245, 140, 150, 150));
+  painter.setBrush(QColor(0xDE, 0xAB, 0x86));
+  painter.drawEllipse(QRectF(255, 165, 130, 160));
+  painter.setBrush(QColor(0x24, 0x1A, 0x16));
+  painter.drawEllipse(QPointF(293, 235), 8, 6);
+  painter.drawEllipse(QPointF(347, 235), 8, 6);
+  painter.setBrush(Qt::NoBrush);
+  painter.setPen(QPen(QColor(0x24, 0x1A, 0x16), 4));
+  painter.drawArc(QRectF(295, 255, 50, 30), 200 * 16, 140 * 16);
+}
+
+/// That, as a camera would give it: 640 by 480.
+FrameRef drawnPerson() {
+  auto frame = std::make_shared<Frame>();
+  frame->resize(640, 480);
+  QImage image(frame->data(), 640, 480, frame->stride(), QImage::Format_RGB32);
+  QPainter painter(&image);
+  draw(painter);
+  return frame;
+}
 
 void press(QWidget& window, const QString& words) {
   for (auto* button : window.findChildren<QAbstractButton*>()) {
@@ -27,73 +118,78 @@ void press(QWidget& window, const QString& words) {
   std::fprintf(stderr, "no button %s\n", qPrintable(words));
 }
 
+void show(QWidget& window) {
+  window.show();
+  window.activateWindow();
+  wait(50);
+}
+
+void on(ViewsFixture& fixture) {
+  fixture.start();
+  fixture.see(fixture.alone, 500);
+}
+void watched(ViewsFixture& fixture) {
+  fixture.start();
+  fixture.see(fixture.watched, 1500);
+}
+void statistics(PopoverWindow& window) {
+  window.content().showPage(MenuBarPopoverView::Page::stats);
+}
+void statisticsConfirm(PopoverWindow& window) {
+  statistics(window);
+  press(window, "Remettre à zéro…");
+}
+void about(PopoverWindow& window) {
+  window.content().showPage(MenuBarPopoverView::Page::about);
+}
+
 void popover(PictureBook& book, const QString& name, const std::function<void(ViewsFixture&)>& bringAbout,
              const std::function<void(PopoverWindow&)>& touch = {}) {
-  ViewsFixture core;
-  bringAbout(core);
-  auto* window = new PopoverWindow(core.popoverParts(), PopoverWindow::Ground::translucent);
-  window->show();
-  window->activateWindow();
-  PictureBook::wait(50);
-  if (touch) touch(*window);
-  book.add(name, *window, 0);
-  delete window;
+  ViewsFixture fixture;
+  bringAbout(fixture);
+  PopoverWindow window(fixture.popoverParts(), PopoverWindow::Ground::translucent);
+  window.setAttribute(Qt::WA_DeleteOnClose, false);
+  show(window);
+  if (touch) touch(window);
+  book.add(name, window, 0);
 }
 
 void popovers(PictureBook& book) {
-  const auto on = [](ViewsFixture& core) {
-    core.start();
-    core.see(core.alone, 500);
-  };
-  const auto off = [](ViewsFixture& /*core*/) {};
-  const auto watched = [on](ViewsFixture& core) {
-    on(core);
-    core.see(core.watched, 1500);
-  };
-  const auto counted = [on](ViewsFixture& core) {
-    on(core);
-    for (int i = 0; i < 12; ++i) core.stats->incrementAlerts();
-    for (int i = 0; i < 47; ++i) core.stats->incrementSessions();
-    core.stats->addActiveSeconds(127 * 3600 + 300);
-  };
-  const auto statistics = [](PopoverWindow& window) {
-    window.content().showPage(MenuBarPopoverView::Page::stats);
+  const auto counted = [](ViewsFixture& fixture) {
+    on(fixture);
+    for (int i = 0; i < 12; ++i) fixture.stats->incrementAlerts();
+    for (int i = 0; i < 47; ++i) fixture.stats->incrementSessions();
+    fixture.stats->addActiveSeconds(127 * 3600 + 300);
   };
   popover(book, "01-popover-active", on);
   popover(book, "02-popover-alert", watched);
-  popover(book, "03-popover-inactive", off);
-  popover(book, "03-popover-camerabusy", [on](ViewsFixture& core) {
-    on(core);
-    core.interruptCamera();
+  popover(book, "03-popover-inactive", [](ViewsFixture&) {});
+  popover(book, "03-popover-camerabusy", [](ViewsFixture& fixture) {
+    on(fixture);
+    fixture.interruptCamera();
   });
-  popover(book, "03-popover-paused", [on](ViewsFixture& core) {
-    on(core);
-    core.desktop.session->observer.tell(SessionEvent::screenIsLocked);
-    core.machine.settle();
+  popover(book, "03-popover-paused", [](ViewsFixture& fixture) {
+    on(fixture);
+    fixture.desktop.session->observer.tell(SessionEvent::screenIsLocked);
+    fixture.machine.settle();
   });
   popover(book, "09-statistics", counted, statistics);
-  popover(book, "09-statistics-confirm", counted, [statistics](PopoverWindow& window) {
-    statistics(window);
-    press(window, "Remettre à zéro…");
-  });
-  popover(book, "10-about", on,
-          [](PopoverWindow& window) { window.content().showPage(MenuBarPopoverView::Page::about); });
+  popover(book, "09-statistics-confirm", counted, statisticsConfirm);
+  popover(book, "10-about", on, about);
 }
 
 /// What the camera sees reaches the preview.
-void lookIntoCamera(ViewsFixture& core) {
-  if (core.machine.session->previewTap) core.machine.session->previewTap(drawnPerson());
-  core.machine.settle();
+void lookIntoCamera(ViewsFixture& fixture) {
+  if (fixture.machine.session->previewTap) fixture.machine.session->previewTap(drawnPerson());
+  fixture.machine.settle();
 }
 
 void preferences(PictureBook& book) {
-  ViewsFixture core;
-  core.start();
-  PreferencesView window(core.preferencesParts());
-  window.show();
-  window.activateWindow();
-  PictureBook::wait(50);
-  lookIntoCamera(core);
+  ViewsFixture fixture;
+  fixture.start();
+  PreferencesView window(fixture.preferencesParts());
+  show(window);
+  lookIntoCamera(fixture);
   book.add("04-preferences-top", window);
   window.scrollTo(540);
   book.add("05-preferences-middle", window);
@@ -104,84 +200,70 @@ void preferences(PictureBook& book) {
 }
 
 void calibration(PictureBook& book) {
-  ViewsFixture core;
-  PreferencesView window(core.preferencesParts());
-  window.show();
-  window.activateWindow();
-  PictureBook::wait(50);
+  ViewsFixture fixture;
+  PreferencesView window(fixture.preferencesParts());
+  show(window);
   window.scrollTo(1000);
   press(window, "Calibrer…");
   book.add("07-calibration-1-idle", window);
   press(window, "Démarrer");
-  PictureBook::wait(50);
-  core.machine.settle();
+  wait(50);
+  fixture.machine.settle();
   book.add("07-calibration-2-counting", window);
-  core.machine.advance(3000);
+  fixture.machine.advance(3000);
   book.add("07-calibration-3-measuring", window);
-  core.see(detectionsOf({faceOf(0.149)}, {faceOf(0.149)}), 3200);
+  fixture.see(detectionsOf({faceOf(0.149)}, {faceOf(0.149)}), 3200);
   book.add("07-calibration-4-done", window);
   press(window, "Recommencer");
-  PictureBook::wait(50);
+  wait(50);
   press(window, "Démarrer");
-  PictureBook::wait(50);
-  core.machine.advance(6200);
+  wait(50);
+  fixture.machine.advance(6200);
   book.add("07-calibration-5-failed", window);
 }
 
 void onboarding(PictureBook& book) {
-  ViewsFixture core;
-  OnboardingView window(core.onboardingParts());
+  ViewsFixture fixture;
+  OnboardingView window(fixture.onboardingParts());
   const char* const names[] = {"1-camera", "2-overlay", "3-notifications", "4-calibration", "5-login"};
   for (int page = 0; page < OnboardingView::pages; ++page) {
     window.setPage(page);
     book.add(QStringLiteral("08-onboarding-") + QLatin1String(names[page]), window);
   }
-  core.consent->answer(false);
-  OnboardingView again(core.onboardingParts());
+  fixture.consent->answer(false);
+  OnboardingView again(fixture.onboardingParts());
   book.add("08-onboarding-1-camera-again", again);
   window.setPage(3);
-  core.newCalibration()->accept(55);
+  fixture.newCalibration()->accept(55);
   book.add("08-onboarding-4-calibrated", window);
 }
 
 /// What large text and high contrast make of the windows.
 void extremes(PictureBook& book) {
-  const auto watched = [](ViewsFixture& core) {
-    core.start();
-    core.see(core.watched, 1500);
-  };
-  const auto on = [](ViewsFixture& core) {
-    core.start();
-    core.see(core.alone, 500);
-  };
-  book.setLook({.textScale = 2});
+  Theme::shared().setLook({.textScale = 2});
   popover(book, "03-popover-text200", watched);
-  popover(book, "09-statistics-confirm-text200", watched, [](PopoverWindow& window) {
-    window.content().showPage(MenuBarPopoverView::Page::stats);
-    press(window, "Remettre à zéro…");
-  });
-  popover(book, "10-about-text200", watched,
-          [](PopoverWindow& window) { window.content().showPage(MenuBarPopoverView::Page::about); });
+  popover(book, "09-statistics-confirm-text200", watched, statisticsConfirm);
+  popover(book, "10-about-text200", watched, about);
   {
-    ViewsFixture core;
-    PreferencesView window(core.preferencesParts());
+    ViewsFixture fixture;
+    PreferencesView window(fixture.preferencesParts());
     book.add("04-preferences-text200", window);
     press(window, "Calibrer…");
     book.add("07-calibration-text200", window);
-    core.consent->answer(false);
-    OnboardingView first(core.onboardingParts());
+    fixture.consent->answer(false);
+    OnboardingView first(fixture.onboardingParts());
     book.add("08-onboarding-text200", first);
     first.setPage(3);
     press(first, "Calibrer maintenant");
     book.add("08-onboarding-4-sheet-text200", first);
   }
   for (const auto scheme : {AppColors::Scheme::light, AppColors::Scheme::dark}) {
-    book.setLook({.scheme = scheme, .contrast = AppColors::Contrast::high});
+    Theme::shared().setLook({.scheme = scheme, .contrast = AppColors::Contrast::high});
     popover(book, "03-popover-highcontrast", on, [](PopoverWindow& window) {
       for (int i = 0; i < 2; ++i) QTest::keyClick(window.focusWidget(), Qt::Key_Tab);
     });
-    ViewsFixture core;
-    PreferencesView window(core.preferencesParts());
+    ViewsFixture fixture;
+    PreferencesView window(fixture.preferencesParts());
     book.add("05-preferences-highcontrast", window);
   }
 }
@@ -217,8 +299,8 @@ int writePictures(const QString& folder) {
   IconSheet icons;
   book.addNamed("15-status-icon-sheet.png", icons, 0);
   extremes(book);
-  for (const Theme::Look& look : {light, dark}) {
-    book.setLook(look);
+  for (const Theme::Look& look : {Theme::Look{}, Theme::Look{.scheme = AppColors::Scheme::dark}}) {
+    Theme::shared().setLook(look);
     popovers(book);
     preferences(book);
     calibration(book);
