@@ -32,6 +32,13 @@ std::string textOr(const char* text) {
   return text != nullptr ? text : "";
 }
 
+/// An address may also name a place on the network, which is not even to be looked up, or a program to start.
+bool isLocal(const QByteArray& addresses) {
+  return std::ranges::all_of(addresses.split(';'), [](const QByteArray& address) {
+    return address.isEmpty() || address.startsWith("unix:");
+  });
+}
+
 bool readBasic(sd_bus_message* message, char type, QVariant& value) {
   union {
     std::int64_t widest;
@@ -172,9 +179,11 @@ void Bus::close() {
 void Bus::attempt() {
   retry_.reset();
   if (changed_.observerCount() == 0) return;
+  const bool isSession = kind_ == BusKind::session;
   sd_bus* made = nullptr;
-  // Neither waits, not even for the greeting.
-  if ((kind_ == BusKind::session ? sd_bus_open_user(&made) : sd_bus_open_system(&made)) < 0) {
+  // Opening does not wait, not even for the greeting.
+  if (!isLocal(qgetenv(isSession ? "DBUS_SESSION_BUS_ADDRESS" : "DBUS_SYSTEM_BUS_ADDRESS")) ||
+      (isSession ? sd_bus_open_user(&made) : sd_bus_open_system(&made)) < 0) {
     lost();
     return;
   }
@@ -187,6 +196,8 @@ void Bus::attempt() {
 }
 
 void Bus::process() {
+  // A handler that runs an event loop of its own hears nothing more until it returns.
+  if (sd_bus_get_current_message(bus_.get()) != nullptr) return;
   const sd_bus* const processed = bus_.get();
   int done = 1;
   for (int left = mostMessages; left > 0 && done > 0; --left) {

@@ -364,28 +364,6 @@ TEST_F(DefaultsFileTest, NoRoomForTheFile) {
                             [&] { ::setrlimit(RLIMIT_FSIZE, &before); }, "File too large");
 }
 
-TEST_F(DefaultsFileTest, ReadOnly) {
-  fs::permissions(root, fs::perms(0755));
-  constexpr uid_t nobody = 65534;
-  for (const bool wholeFolder : {true, false}) {
-    SCOPED_TRACE(wholeFolder ? "the folder" : "the file");
-    fs::remove_all(path.parent_path());
-    // Nothing is read-only to root.
-    const bool isRoot = ::geteuid() == 0;
-    if (isRoot) {
-      fs::create_directories(path.parent_path());
-      ASSERT_EQ(::chown(path.parent_path().c_str(), nobody, nobody), 0);
-      ASSERT_EQ(::setresuid(nobody, nobody, 0), 0);
-    }
-    const fs::path target = wholeFolder ? path.parent_path() : path;
-    const auto allow = [&](unsigned mode) { fs::permissions(target, fs::perms(mode)); };
-    expectToldOnceAndMadeGood([&] { allow(wholeFolder ? 0555 : 0444); },
-                              [&] { allow(wholeFolder ? 0700 : 0600); },
-                              wholeFolder ? "Permission denied" : "not writable");
-    EXPECT_TRUE(!isRoot || ::setresuid(0, 0, 0) == 0);
-  }
-}
-
 TEST_F(DefaultsFileTest, WhatCannotBeReadIsToldAndNeverReplaced) {
   constexpr auto theirs = "{\n  \"filter_strength\": 5\n}\n";
   write(path, theirs);
