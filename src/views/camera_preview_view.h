@@ -32,6 +32,7 @@ class CameraPreviewView : public QWidget {
   /// Where the camera queue puts frames.
   struct Inbox;
 
+  /// Asks the camera for frames while somebody can look, and for none otherwise.
   void updateTap();
   void takeFrame();
   void goBlack();

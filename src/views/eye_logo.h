@@ -31,6 +31,7 @@ class EyeLogo : public QWidget {
   void animate();
   void tick();
   void scheduleBlink();
+  /// How far the eye is open just now, 0 to 1.08.
   [[nodiscard]] double lid() const;
 
   const int pixels_;

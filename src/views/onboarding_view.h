@@ -29,13 +29,14 @@ class OnboardingView : public FixedWindow {
     std::shared_ptr<SettingsRepository> settingsRepo;
     std::shared_ptr<LoginItem> loginItem;
     std::shared_ptr<UserDefaults> defaults;
-    std::function<std::shared_ptr<CalibrationSession>()> newCalibration;
-    std::function<void(bool)> isPresented;  ///< false closes the window
+    std::function<std::shared_ptr<CalibrationSession>()> newCalibration;  ///< idle, for one calibration
+    std::function<void(bool)> isPresented;                                ///< false closes the window
   };
   static constexpr int pages = 5;
 
   explicit OnboardingView(Parts parts);
 
+  /// 0 to `pages` - 1. The page before fades out and goes.
   void setPage(int index);
 
  protected:
@@ -44,6 +45,7 @@ class OnboardingView : public FixedWindow {
 
  private:
   OnboardingPageLayout* buildPage(int index);
+  /// Stores that the first run is done, then closes.
   void finish();
 
   const Parts parts_;

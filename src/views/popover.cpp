@@ -227,14 +227,14 @@ constexpr int slide = 6;
 }  // namespace
 
 QRect placePopover(const QRect& anchor, const QRect& workArea, QSize size) {
-  const QRect room = workArea.adjusted(away, away, -away, -away);
+  const QRect available = workArea.adjusted(away, away, -away, -away);
   QRect place(QPoint(anchor.right() + 1 - size.width(), anchor.bottom() + 1 + away), size);
-  if (place.bottom() > room.bottom()) place.moveBottom(anchor.top() - 1 - away);
+  if (place.bottom() > available.bottom()) place.moveBottom(anchor.top() - 1 - away);
   // The corner that matters most, the top left one, is kept last.
-  place.moveRight(std::min(place.right(), room.right()));
-  place.moveBottom(std::min(place.bottom(), room.bottom()));
-  place.moveLeft(std::max(place.left(), room.left()));
-  place.moveTop(std::max(place.top(), room.top()));
+  place.moveRight(std::min(place.right(), available.right()));
+  place.moveBottom(std::min(place.bottom(), available.bottom()));
+  place.moveLeft(std::max(place.left(), available.left()));
+  place.moveTop(std::max(place.top(), available.top()));
   return place;
 }
 

@@ -91,7 +91,7 @@ class MenuBarPopoverView : public QWidget {
 };
 
 /// Where the popover stands: right-aligned with what it belongs to, 8 pixels away from it and at least 8
-/// inside the work area, below where there is room and above otherwise.
+/// inside the work area, below where there is space and above otherwise.
 [[nodiscard]] QRect placePopover(const QRect& anchor, const QRect& workArea, QSize size);
 
 /// The frameless window around the popover's content. It closes on Escape and when another window gets the

@@ -54,17 +54,17 @@ void StatCard::paintEvent(QPaintEvent* /*event*/) {
   paintSymbol(painter, symbol_, QRectF(tilePadding, tilePadding, symbol, symbol),
               highlight ? c.primary : c.textSecondary);
 
-  const double room = width() - 2 * tilePadding;
+  const double available = width() - 2 * tilePadding;
   QFont number = theme.font(highlight ? TextRole::numberLarge : TextRole::numberMedium);
-  while (number.pixelSize() > smallestNumber && QFontMetricsF(number).horizontalAdvance(value) > room) {
+  while (number.pixelSize() > smallestNumber && QFontMetricsF(number).horizontalAdvance(value) > available) {
     number.setPixelSize(number.pixelSize() - 1);
   }
   const double labelHeight = 18 * theme.textScale();
   const double numberHeight = (highlight ? 40 : 30) * theme.textScale();
   const double labelTop = height() - 11 - labelHeight;
-  paintWords(painter, QRectF(tilePadding, labelTop - numberHeight, room, numberHeight), value, number,
+  paintWords(painter, QRectF(tilePadding, labelTop - numberHeight, available, numberHeight), value, number,
              highlight ? c.primary : c.text);
-  paintWords(painter, QRectF(tilePadding, labelTop, room, labelHeight), label,
+  paintWords(painter, QRectF(tilePadding, labelTop, available, labelHeight), label,
              theme.font(TextRole::subheadline), c.textSecondary);
 }
 
@@ -126,7 +126,7 @@ QWidget* StatsView::buildToolbar(const std::function<void()>& dismiss) {
   line->addStretch(1);
   line->addWidget(title);
   line->addStretch(1);
-  // As wide as the button on the other side, so that the title stands in the middle where there is room.
+  // As wide as the button on the other side, so that the title stands in the middle where there is space.
   line->addSpacerItem(new QSpacerItem(back->sizeHint().width(), 0, QSizePolicy::Maximum));
   return toolbar;
 }

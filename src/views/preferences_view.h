@@ -22,7 +22,8 @@
 
 namespace sentrel {
 
-/// The preferences window: every setting in five sections, saved with each change. Main thread.
+/// The preferences window: every setting in five sections, saved with each change. The controls edit a draft,
+/// which is replaced when something else saves. Main thread.
 class PreferencesView : public FixedWindow {
  public:
   struct Parts {
@@ -37,9 +38,11 @@ class PreferencesView : public FixedWindow {
 
   explicit PreferencesView(Parts parts);
 
+  /// In pixels from the top of the page.
   void scrollTo(int y) { page_->scrollTo(y); }
   /// The whole page, however little of it the window shows.
   [[nodiscard]] QWidget* page() const { return page_->widget(); }
+  /// Nothing where it is open already.
   void openCalibration();
 
  protected:
@@ -53,6 +56,7 @@ class PreferencesView : public FixedWindow {
   void buildMatrix(Card& card);
   void buildAdvanced(Card& card);
 
+  // Each adds a row whose control shows and edits a field of the draft.
   PrefRow* addSwitch(Card& card, const QString& label, const QString& hint, bool FilterSettings::*field);
   template <class Number>
   PrefRow* addSlider(Card& card, const QString& label, const QString& hint, ValueSlider::Range range,
@@ -63,8 +67,10 @@ class PreferencesView : public FixedWindow {
   void addLaunchAtLogin(Card& card);
   void addCalibration(Card& card);
 
+  /// Lists the cameras anew.
   void discoverCameras();
   void chooseCamera(int index);
+  /// Saves the draft and shows it.
   void draftChanged();
   void showDraft();
 
@@ -72,9 +78,9 @@ class PreferencesView : public FixedWindow {
   FilterSettings draft;
   bool showCalibration = false;
   std::vector<CameraDevice> availableCameras;
-  bool showing_ = false;  // the controls follow the draft, not the person
-  bool saving_ = false;
-  std::vector<std::function<void()>> refreshers_;
+  bool showing_ = false;                           // the controls follow the draft, not the person
+  bool saving_ = false;                            // what is published now is the draft itself
+  std::vector<std::function<void()>> refreshers_;  // each shows a field of the draft in its control
   ScrollPage* page_;
   CameraPreviewView* preview_ = nullptr;
   MenuPicker* cameraPicker_ = nullptr;

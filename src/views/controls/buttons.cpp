@@ -78,7 +78,6 @@ FocusShape::Outline PushButton::focusOutline() const {
   return {.rect = QRectF(rect()), .radius = pushRadius};
 }
 
-/// Gives the colour of the words.
 QColor PushButton::paintKind(QPainter& painter) {
   const AppColors& c = colors();
   const bool high = Theme::shared().highContrast();

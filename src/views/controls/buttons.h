@@ -51,7 +51,7 @@ class DrawnButton : public Drawn<QPushButton> {
   DrawnButton(TextRole role, const QString& words);
 
  protected:
-  /// A tint below what is pointed at or pressed.
+  /// A tint below what is pointed at or pressed, with the opacity of each.
   void paintGround(QPainter& painter, const QRectF& rect, double radius, double pointed, double pressed);
 
   void mousePressEvent(QMouseEvent* event) override;
@@ -81,6 +81,7 @@ class PushButton : public DrawnButton {
  private:
   [[nodiscard]] int padding() const;
   [[nodiscard]] int symbolWidth() const;
+  /// Gives the colour of the words.
   [[nodiscard]] QColor paintKind(QPainter& painter);
 
   const Kind kind_;
@@ -88,7 +89,7 @@ class PushButton : public DrawnButton {
   QString symbol_;
 };
 
-/// A round button that shows a symbol; its name is for assistive technology.
+/// A round button that shows a symbol and grows with the text; its name is for assistive technology.
 class RoundButton : public DrawnButton {
  public:
   RoundButton(const QString& symbol, const QString& name);
@@ -116,9 +117,10 @@ class LinkButton : public DrawnButton {
   void paintEvent(QPaintEvent* event) override;
 
  private:
+  /// Where the link begins, in pixels.
   [[nodiscard]] double linkLeft() const;
 
-  QString before_;
+  QString before_;  // the words before the separator
 };
 
 /// One row of the popover: a symbol and a label over the full width.
@@ -147,7 +149,7 @@ class ToggleSwitch : public Drawn<QCheckBox> {
 
   explicit ToggleSwitch(const QString& name, Click click = Click::moves);
 
-  /// While what was asked for is under way.
+  /// While what was asked for is under way, the knob is paler.
   void setWaiting(bool waiting);
   [[nodiscard]] bool waiting() const { return waiting_; }
 

@@ -22,7 +22,9 @@ class TextLabel : public QLabel {
 
   explicit TextLabel(TextRole role, const QString& words = {}, Token color = &AppColors::text);
 
+  /// Also read by assistive technology, without the asterisks.
   void setWords(const QString& words);
+  /// Without the asterisks.
   [[nodiscard]] const QString& words() const { return words_; }
   void setColor(Token color);
   /// Lines of about equal length, so that no word stands alone in the last one. For centred paragraphs.
@@ -39,8 +41,10 @@ class TextLabel : public QLabel {
   void paintEvent(QPaintEvent* event) override;
 
  private:
+  /// The lines of the words where they may be `width` pixels wide.
   [[nodiscard]] std::unique_ptr<QTextLayout> layOut(double width) const;
   [[nodiscard]] int lineCount(double width) const;
+  /// The least width that needs no more lines than `width`.
   [[nodiscard]] double balancedWidth(double width) const;
   [[nodiscard]] double lineHeight() const;
 

@@ -104,8 +104,8 @@ void PrefRow::setHint(const QString& hint) {
 }
 
 void PrefRow::arrange() {
-  const int room = width() - 2 * side - besideGap - control->sizeHint().width();
-  const bool beside = room >= leastForWords * Theme::shared().textScale();
+  const int available = width() - 2 * side - besideGap - control->sizeHint().width();
+  const bool beside = available >= leastForWords * Theme::shared().textScale();
   row_->setDirection(beside ? QBoxLayout::LeftToRight : QBoxLayout::TopToBottom);
   row_->setSpacing(beside ? besideGap : besideGap / 2);
   row_->setAlignment(control, beside ? Qt::AlignVCenter : Qt::AlignLeft);

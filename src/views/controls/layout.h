@@ -36,6 +36,7 @@ class Card : public QWidget {
  public:
   Card() : rows_(boxIn<QVBoxLayout>(this, {1, 1, 1, 1})) {}
 
+  /// Takes the row.
   void addRow(QWidget* row);
 
  protected:
@@ -77,6 +78,7 @@ class PrefRow : public QWidget {
   void resizeEvent(QResizeEvent* event) override;
 
  private:
+  /// Puts the control beside the words or below them.
   void arrange();
 
   QBoxLayout* row_;

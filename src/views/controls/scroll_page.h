@@ -10,8 +10,8 @@ class QGridLayout;
 
 namespace sentrel {
 
-/// A page that scrolls up and down under a thin bar, which takes no room, and shows whatever control gets the
-/// focus. Main thread.
+/// A page that scrolls up and down under a thin bar, which takes no space, and shows whatever control gets
+/// the focus. Main thread.
 class ScrollPage : public QScrollArea {
  public:
   ScrollPage();
@@ -36,7 +36,7 @@ class ScrollPage : public QScrollArea {
 };
 
 /// A page that scrolls beside the button that leaves it, which stands at the top left; below that button
-/// where large words leave no room beside it. Main thread.
+/// where large words leave no space beside it. Main thread.
 class ToolbarPage : public QWidget {
  public:
   ToolbarPage(const QString& leaveWords, QMargins aroundButton);

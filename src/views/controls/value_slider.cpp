@@ -42,7 +42,7 @@ class AccessibleSlider final : public QAccessibleWidget, public QAccessibleValue
   [[nodiscard]] QVariant minimumStepSize() const override { return shown(slider_.range().step); }
 
  private:
-  /// Without the dust of a division.
+  /// In the unit of the words, without rounding errors.
   [[nodiscard]] double shown(double number) const {
     return std::round(number * slider_.range().shownFactor * 100) / 100;
   }

@@ -96,12 +96,12 @@ void Sheet::dismiss() {
 }
 
 void Sheet::placePanel() {
-  const QSize room = rect().marginsRemoved({leastMargin, leastMargin, leastMargin, leastMargin}).size();
-  QSize size = (size_ * (1 + addedForText * (Theme::shared().textScale() - 1))).boundedTo(room);
+  const QSize available = rect().marginsRemoved({leastMargin, leastMargin, leastMargin, leastMargin}).size();
+  QSize size = (size_ * (1 + addedForText * (Theme::shared().textScale() - 1))).boundedTo(available);
   if (QLayout* content = panel_->layout(); content != nullptr) {
     const int wanted = content->hasHeightForWidth() ? content->totalHeightForWidth(size.width())
                                                     : content->totalSizeHint().height();
-    size.setHeight(std::clamp(wanted, size.height(), room.height()));
+    size.setHeight(std::clamp(wanted, size.height(), available.height()));
   }
   panel_->setGeometry(QRect(QPoint((width() - size.width()) / 2, (height() - size.height()) / 2), size));
 }
