@@ -64,19 +64,19 @@ void AppDelegate::applicationDidFinishLaunching() {
   keep(Platform::current().notifications->chosen.connect([this](const std::string&) {
     if (uses_.menuBarController) uses_.menuBarController->showPopover();
   }));
-  // Without the person's leave the camera stays closed, and a start waits for it.
+  // Without the person's consent the camera stays closed, and a start waits for it.
   keep(uses_.consent->asked.connect([this] { askForConsent(); }));
   keep(service_->isStarting().onChange([this](bool starting) {
     if (!starting) return;
     begun_ = true;
     Platform::current().notifications->remove(offNotification);
   }));
-  // Whoever only reads a property has the bus start the program, but does not switch protection on: the
-  // person may just have ended it. The first message that asks for something does.
+  // A program that only reads a property makes the bus start us. That alone does not switch protection on,
+  // because the person may just have quit; the first message that asks for an action does.
   if (uses_.launch == Launch::person) begin();
 }
 
-/// Protection begins with the program, once; gives whether it did now.
+/// Switches protection on, once in the life of the program. Returns whether this call did it.
 bool AppDelegate::begin() {
   if (begun_) return false;
   if (uses_.menuBarController && !uses_.consent->isGiven()) showOnboarding();
@@ -88,7 +88,7 @@ bool AppDelegate::isSwitchedOn() const {
   return service_->isActive() || service_->isStarting();
 }
 
-/// Any program of the person's can do it. One that should not have is noticed.
+/// Any program of the person can switch protection off. The notification reveals one that should not.
 void AppDelegate::tellSwitchedOff() const {
   const Platform& platform = Platform::current();
   platform.notifications->add(offNotification, {.title = platform.localizedText(textId("notif_off_title")),
@@ -146,7 +146,7 @@ void AppDelegate::tellThePerson() {
   reportLimitation(*backend);
 }
 
-/// A model that is put where one was missing is taken at once.
+/// A missing model file that appears is loaded at once.
 void AppDelegate::watchForModels(const std::optional<CameraFailure>& failure) {
   if (!failure || failure->kind != CameraFailure::Kind::modelMissing) {
     modelWatch_.reset();

@@ -18,7 +18,7 @@ namespace sentrel {
 
 namespace {
 
-/// Within this time of its closing, a click on the icon was the one that closed the popover.
+/// A click on the icon this soon after the popover closed is the click that closed it.
 constexpr qint64 sameClickMs = 250;
 constexpr int trayTimeoutMs = 2000;
 
@@ -90,7 +90,7 @@ MenuBarController::MenuBarController(Actions actions, std::shared_ptr<Bus> sessi
 
 void MenuBarController::updateStatusItem() {
   const QString cause = failureWords(cameraControl_->failure().get());
-  // A start that waits for its camera protects as little as a pause.
+  // A start that waits for its camera does not protect, so the icon is that of a pause.
   const bool waits = service_->isStarting() && !cause.isEmpty();
   statusItem.setState(waits ? StatusBarIcon::IconState::paused : iconOf(service_->fsmState()));
   statusItem.setActive(service_->isActive() || service_->isStarting());
@@ -99,15 +99,16 @@ void MenuBarController::updateStatusItem() {
   statusItem.setToolTip(words);
 }
 
-/// Before the Qt application ends: a window that is left to it then meets parts of Qt that have already gone.
+/// Windows go before the Qt application: one that is left to it would use what Qt has already destroyed.
 MenuBarController::~MenuBarController() {
   delete popover;
   delete prefsWindow;
 }
 
-/// What covers the screens is no window of the toolkit's. Screen readers read a notification that appears.
+/// The overlay is no Qt window, so screen readers do not see its banner. They read this invisible
+/// notification.
 void MenuBarController::tellScreenReaders() {
-  // Without a bus nobody listens, and one that does not answer must not be asked: Qt would wait for it.
+  // Screen readers need a bus, and a bus that does not answer must not be asked: Qt would wait for it.
   const bool shown = bus_->isConnected() && service_->fsmState().get().is(FilterState::Kind::alert) &&
                      QAccessible::isActive();
   if (shown && !banner_) {
@@ -117,7 +118,7 @@ void MenuBarController::tellScreenReaders() {
     setAccessibleRole(*banner_, QAccessible::Notification);
     banner_->setAccessibleName(qtTrId("REGARD INDISCRET") + QStringLiteral(". ") +
                                qtTrId("Quelqu'un observe votre écran"));
-    banner_->winId();  // or it is nobody's child
+    banner_->winId();  // makes it a child of the application for screen readers
   }
   if (banner_) banner_->setVisible(shown);
 }
@@ -170,8 +171,7 @@ void MenuBarController::showPopover() {
   }
 }
 
-/// The activation that starts the program asks for it to be there. Where there is a panel, the icon in it
-/// says so.
+/// A person who starts the program wants to see that it runs. Where there is a panel, the icon shows it.
 void MenuBarController::showPopoverWithoutTray() {
   QTimer::singleShot(trayTimeoutMs, &trayTimeout_, [this] {
     if (!statusItem.isShown()) showPopover();
@@ -199,7 +199,7 @@ void MenuBarController::openPreferences() {
   prefsWindow->present();
 }
 
-/// We start no program of our own: the desktop opens the address.
+/// The desktop opens the address: this process may not start programs.
 void MenuBarController::openLink(const QUrl& address, std::function<void()> failed) {
   if (!bus_->isConnected()) return failed();
   constexpr std::int64_t timeoutMs = 25'000;  // the portal may have to be started

@@ -96,7 +96,7 @@ void StatusItem::lookForX11Tray() {
   if (!icon_ && hasX11Tray()) create();
 }
 
-/// A tray of the older kind that takes its place says so to everybody, as other managers do.
+/// A new X11 tray announces itself by a MANAGER message to all clients.
 bool StatusItem::nativeEventFilter(const QByteArray& type, void* message, qintptr* /*result*/) {
   if (icon_ || type != "xcb_generic_event_t") return false;
   const auto* event = static_cast<const xcb_client_message_event_t*>(message);

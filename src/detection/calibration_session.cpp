@@ -20,14 +20,14 @@ constexpr const char* restingCamera =
     textId("La caméra reste fermée tant que la session est verrouillée, en veille ou en pause.");
 constexpr const char* noFace = textId("Aucun visage détecté. Assurez-vous d'être bien en face de la caméra.");
 
-/// A pinhole camera: a face of usual width, seen in a picture 1280 pixels wide.
+/// A pinhole camera: a face of usual width, seen in a frame 1280 pixels wide.
 constexpr double widthTimesDistance = 12600;
-constexpr double pictureWidth = 1280;
+constexpr double frameWidth = 1280;
 constexpr std::int64_t nearestCm = 30;
 constexpr std::int64_t farthestCm = 200;
 
 std::int64_t distanceFor(double faceWidth) {
-  const double cm = std::round(widthTimesDistance / (faceWidth * pictureWidth));
+  const double cm = std::round(widthTimesDistance / (faceWidth * frameWidth));
   // More than any camera can see, and still a number.
   constexpr double bound = 9e15;
   if (!(std::abs(cm) < bound)) fatal("a measured face has no width");

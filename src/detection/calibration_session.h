@@ -18,7 +18,7 @@
 namespace sentrel {
 
 /// Measures how far the person sits from the screen: counts down for three seconds, looks for three seconds
-/// at how wide the face is in the camera's picture, and offers the distance. A view owns one and shows its
+/// at how wide the face is in the camera's frames, and offers the distance. A view owns one and shows its
 /// phase. It wishes the camera open from its start to the end of the measurement, and fails when something
 /// speaks against that. Main thread, to be owned by a shared pointer.
 class CalibrationSession : public std::enable_shared_from_this<CalibrationSession> {
@@ -86,10 +86,10 @@ class CalibrationSession : public std::enable_shared_from_this<CalibrationSessio
   void startCountdown(std::int64_t remaining);
   void beginMeasuring();
   void finalizeMeasurement();
-  /// What speaks against an open camera speaks against a calibration.
+  /// Whether the camera must stay closed, whoever wishes it.
   [[nodiscard]] bool cameraRests() const;
   void fail();
-  /// Whatever runs ends, and the camera is let go.
+  /// Ends whatever runs, and the wish for the camera.
   void end();
 
   const Dependencies uses_;

@@ -98,14 +98,14 @@ const std::shared_ptr<CameraControl>& CameraControl::shared() {
   return instance;
 }
 
-// Wishes, and what speaks against them.
+// Wishes and rests.
 
 Registration CameraControl::wish(Wish wish) {
   holds(Rest::noConsent) = false;
   const bool first = !isWished();
   ++wishes_[static_cast<std::size_t>(wish)];
   if (first) observeSession();
-  // Nobody has looked at the frames so far.
+  // Frames were not analysed for protection so far: their time begins now.
   if (wish == Wish::protection && camera_ == Camera::open) beginToSee(uses_.clock->nowMs());
   update();
   return Registration([weak = weak_from_this(), wish] {
@@ -159,7 +159,7 @@ void CameraControl::sessionChanged(SessionEvent event) {
   holds(Rest::away) = isGoingAway(event);
   if (isGoingAway(event)) {
     close();
-    // Also where it was closed before: a sleep waits for the word.
+    // Also where it was closed before: a sleep waits for the answer.
     uses_.camera->stopSession([events = uses_.sessionEvents] { events->cameraIsClosed(); });
   } else {
     // Who comes back resumes from every pause; the next check of the battery may begin another.
@@ -222,7 +222,7 @@ void CameraControl::close() {
   uses_.camera->stopSession();
 }
 
-/// What is broken in the chain goes with its closing: it is opened again only once that has happened.
+/// Closing resets what is broken in session or detector: it is opened again only once it is closed.
 void CameraControl::reopen() {
   camera_ = Camera::closing;
   timer_.reset();
@@ -261,7 +261,7 @@ void CameraControl::frameAnalysed(std::int64_t timestampMs) {
   if (camera_ != Camera::open) return;
   failedFrames_ = 0;
   const bool isOld = checkedSubtract(uses_.clock->nowMs(), timestampMs) >= frameTimeoutMs;
-  // One that was under way when the camera was lost does not bring it back.
+  // A frame that was under way when the camera was lost does not bring it back.
   if (isOld || timestampMs < sinceMs_) return;
   if (cause_) {
     beginToSee(timestampMs);
@@ -284,7 +284,7 @@ void CameraControl::lose(CameraFailure failure) {
   publish();
 }
 
-/// Frames have come, or have all their time to come.
+/// Frames have come, or their timeout begins anew.
 void CameraControl::beginToSee(std::int64_t sinceMs) {
   cause_.reset();
   failedFrames_ = 0;
@@ -311,7 +311,7 @@ CameraControl::Status CameraControl::derivedStatus() const {
 }
 
 void CameraControl::publish() {
-  // Each is derived at its own turn: who hears of the first may have changed everything.
+  // Each is derived when it is published: an observer of the first may have changed everything.
   const bool isRefused = rest() == Rest::noConsent;
   failure_.assignIfChanged(isRefused ? CameraFailure{Kind::cameraDenied, {}} : cause_);
   status_.assignIfChanged(derivedStatus());

@@ -34,46 +34,48 @@ const char* adviceKey(CameraFailure::Kind kind);
 
 CameraFailure describe(const StartError& error);
 
-/// Decides whether the camera is open, and alone opens and closes it. It knows who wishes it open, what
-/// speaks against that, and what the camera said last; everything else follows from these three:
+/// Owns the decision whether the camera is open, and alone opens and closes it. It knows who wishes the
+/// camera open, the reasons to keep it closed (rests), and what the camera answered last. The rules:
 ///
-///  - It is open while somebody wishes it and nothing speaks against it.
+///  - The camera is open while there is a wish and no rest.
 ///  - A camera that does not open is tried again every 5 s, and at once when something that was missing may
-///    be there; one whose use was denied is tried again only then.
-///  - While protection wishes it, it counts as seen through only while analysed frames come. A chain that
-///    gives none, though the capture session knows of no interruption, is closed and opened again.
+///    have appeared. One whose use was denied is tried again only then.
+///  - While protection wishes it, the camera counts as seeing only while analysed frames come. When none
+///  come,
+///    though the capture session reports no interruption, the session and the detector are restarted.
 ///
-/// While somebody wishes the camera, the session's events are observed, so that nobody's wish outlives the
-/// person's presence. Main thread, to be owned by a shared pointer.
+/// While there is a wish, the session's events are observed, so that the camera closes when the person goes
+/// away. Main thread, to be owned by a shared pointer.
 class CameraControl : public std::enable_shared_from_this<CameraControl> {
  public:
   enum class Wish { protection, calibration };
   static constexpr std::size_t wishCount = 2;
 
-  /// What speaks against an open camera; the first that holds is the one that is told.
+  /// A reason to keep the camera closed. Of several, the first is reported.
   enum class Rest {
     quitting,
     noConsent,       ///< the person said no; the next wish asks again
     away,            ///< locked, asleep, another session, or the displays are off
     lowBattery,      ///< ends with `away` too
-    sessionUnknown,  ///< nobody has said yet whether the session is locked
+    sessionUnknown,  ///< it is not known yet whether the session is locked
   };
   static constexpr std::size_t restCount = 5;
 
   struct Status {
     enum class Kind {
-      closed,   ///< nobody wishes it
-      resting,  ///< wished, but `rest` speaks against it
+      closed,   ///< no wish
+      resting,  ///< wished, but closed because of `rest`
       opening,  ///< for the first time since it was closed
-      seeing,   ///< open, and frames are analysed or may still come
-      blind,    ///< wished, but nothing is seen, for the reason in `failure()`
+      seeing,   ///< open; frames are analysed, or it is too early for one
+      blind,    ///< wished, but no frames are analysed; `failure()` says why
     };
     Kind kind = Kind::closed;
     Rest rest = Rest::quitting;  ///< of `resting`
     bool operator==(const Status&) const = default;
   };
 
-  /// Without an analysed frame for this long nothing is seen: below the 2.5 s that a person may be told so.
+  /// Without an analysed frame for this long the camera is blind. Below the 2.5 s within which the person
+  /// must learn of it.
   static constexpr std::int64_t frameTimeoutMs = 2300;
   static constexpr std::int64_t retryMs = 5000;
   static constexpr int mostFailedFrames = 10;
@@ -93,7 +95,7 @@ class CameraControl : public std::enable_shared_from_this<CameraControl> {
   /// Wishes the camera open until the registration ends. Several may be held.
   [[nodiscard]] Registration wish(Wish wish);
   void setRest(Rest rest, bool holds);
-  /// What speaks against the camera at this moment.
+  /// The reason to keep the camera closed at this moment, or none.
   [[nodiscard]] std::optional<Rest> rest() const;
 
   /// Whether the camera may be used, so that nobody has to be asked.
@@ -103,11 +105,11 @@ class CameraControl : public std::enable_shared_from_this<CameraControl> {
   void frameAnalysed(std::int64_t timestampMs);
   /// A frame on which the detection failed.
   void analysisFailed();
-  /// Something that was missing may be there now.
+  /// Something that was missing may have appeared.
   void retryNow();
 
   [[nodiscard]] const Published<Status>& status() const { return status_; }
-  /// Why nothing is seen though it is wished; none while all is well.
+  /// Why the camera is blind or not permitted; none while all is well.
   [[nodiscard]] const Published<std::optional<CameraFailure>>& failure() const { return failure_; }
 
  private:

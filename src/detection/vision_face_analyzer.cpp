@@ -11,8 +11,8 @@ namespace sentrel {
 
 namespace {
 
-// Faces narrower than this part of the image are too far away to read a screen. Single precision, so that a
-// width that was stored as a float compares equal.
+// Faces narrower than this fraction of the image are too far away to read a screen. Single precision, so that
+// a width that was stored as a float compares equal.
 constexpr double minimumFaceWidth = 0.02F;
 
 std::int64_t intervalOf(std::int64_t fpsLimit) {
@@ -69,7 +69,7 @@ void VisionFaceAnalyzer::analyze(const FrameRef& frame) {
   if (isSuspended) return;
   const std::int64_t now = environment_.clock->nowMs();
   if (checkedSubtract(now, lastAnalysisMs) < minIntervalMs_) return;
-  lastAnalysisMs = now;  // a frame without a picture uses up its turn too
+  lastAnalysisMs = now;  // an empty frame uses up its turn too
   if (!frame || frame->empty()) return;
   const bool wakes = waiting_.put({frame, now, static_cast<bool>(onRetroFrame)});
   if (!wakes) return;  // the task that was queued for the replaced frame takes this one

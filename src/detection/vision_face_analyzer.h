@@ -30,8 +30,7 @@ struct AnalysisEnvironment {
   static AnalysisEnvironment of(const Platform& platform);
 };
 
-/// An optional callback that its user replaces as a whole. Assigned and called on the main thread; whether it
-/// is set may be asked on any thread.
+/// An optional callback. Assigned and called on the main thread; any thread may ask whether it is set.
 template <class... Args>
 class CallbackSlot {
  public:

@@ -104,7 +104,7 @@ class CaptureSession {
   Signal<> devicesChanged;
 };
 
-/// The person's own leave to use the camera, asked for before anything opens it. A yes lasts as long as the
+/// The person's consent to use the camera, asked for before anything opens it. A yes lasts as long as the
 /// process; after a no the next request asks again. Main thread, except for `isGiven`.
 class CameraConsent {
  public:
@@ -118,8 +118,8 @@ class CameraConsent {
   /// Whether the person's last answer was a no.
   [[nodiscard]] bool wasRefused() const { return refused_; }
 
-  /// Somebody wants the camera: `answer` comes with the person's own, at once where that is known. Of more
-  /// than `mostWaiting` who wait the first has long given up, and gets a no.
+  /// Calls `answer` with the person's answer, at once where that is known. When more than `mostWaiting` wait,
+  /// the oldest gets a no: it has long given up.
   void request(std::function<void(bool given)> answer) {
     if (isGiven()) {
       answer(true);

@@ -29,8 +29,7 @@ struct FaceObservation {
   bool operator==(const FaceObservation&) const = default;
 };
 
-/// A short list of faces without allocations. Faces beyond its room are dropped by the detector, narrowest
-/// first.
+/// A list of at most `capacity` faces that never allocates. The detector drops the narrowest of more.
 class FaceList {
  public:
   static constexpr std::size_t capacity = 16;

@@ -15,7 +15,7 @@
 namespace sentrel {
 
 /// Everything the program needs of the machine. The entry installs one before anything reaches a shared
-/// instance; tests build objects from their parts instead.
+/// instance; tests give each object what it needs instead.
 struct Platform {
   std::shared_ptr<MainLoop> mainLoop;
   std::shared_ptr<Clock> clock;

@@ -14,15 +14,15 @@
 
 namespace sentrel {
 
-/// Turns what single sources of the desktop say into ordered session events. Main thread.
+/// Merges the reports of the desktop's sources into ordered session events. Main thread.
 ///
 /// Four *absences* exist: locked, session inactive, system asleep, displays off. Each is true while any of
 /// its sources says so. One that begins delivers its going-away event; one that ends delivers its
 /// coming-back event only when no other absence is left and the person was away at all. Sources repeat
-/// themselves and lose words; saying what is known already delivers nothing.
+/// reports and lose some; a report of what is known already delivers nothing.
 ///
-/// A request to lock that no source has confirmed counts as going away too, but holds nothing back: the end
-/// of any absence ends it, and nobody's answer ends it after `requestLifeMs`.
+/// A request to lock counts as going away too before a source confirms it, but holds no coming-back event
+/// back: the end of any absence ends it, and without a confirmation it ends after `requestLifeMs`.
 class SessionEventOrder {
  public:
   enum class Source {
@@ -40,7 +40,7 @@ class SessionEventOrder {
   /// A lock that shows within this time after its request is the requested one.
   static constexpr std::int64_t confirmationMs = 10'000;
   static constexpr std::int64_t requestLifeMs = 60'000;
-  /// How long the last word of a source that has gone is believed: long enough for a service to restart.
+  /// How long the last report of a source that has gone counts: long enough for a service to restart.
   static constexpr std::int64_t lostSourceMs = 5'000;
 
   /// `warn` gets lines for standard error. The references outlive this object.
@@ -49,13 +49,13 @@ class SessionEventOrder {
 
   /// The source saw its absence begin or end.
   void changed(Source source, bool absent);
-  /// The source was asked and tells how things are. An absence that is found, not seen to begin, delivers
-  /// nothing when the person is known to be away already: several answers to one question make one event.
+  /// The source was asked and reports its present state. An absence that is found, not seen to begin,
+  /// delivers nothing when the person is known to be away already: several answers make one event.
   void found(Source source, bool absent);
   /// The source can no longer tell.
   void lost(Source source);
 
-  /// There is nobody who could tell, or the source has no answer.
+  /// The source does not exist, or gives no answer.
   void silent(Source source);
 
   void lockRequested();
@@ -64,7 +64,7 @@ class SessionEventOrder {
   /// Delivers one going-away event when an absence is known: to be called for an observer that comes later.
   void repeatForNewObserver();
 
-  /// Emitted after each word and each time that ran out, once everything about it is done.
+  /// Emitted after each report and each timeout, once its events are delivered.
   Signal<> settled;
 
   /// Whether everybody who knows of a lock has been heard.

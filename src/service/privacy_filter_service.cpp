@@ -66,7 +66,7 @@ void PrivacyFilterService::startFinished() {
   overlay_.show();
   observeSettings();
   observeFsm();
-  if (!cameraWish_) return;  // who heard of the state switched protection off
+  if (!cameraWish_) return;  // an observer of the state switched protection off
   systemEvents_.startBatteryMonitor();
   if (settingsRepo->settings.get().globalShortcutEnabled) {
     systemEvents_.registerGlobalShortcut([weak = weak_from_this()] {
@@ -86,7 +86,7 @@ void PrivacyFilterService::stop() {
   isStarting_.assignIfChanged(false);
   isAlert_.assignIfChanged(false);
   fsm.setState(FilterState::inactive());
-  ++stopCount_;  // what an earlier state has still to bring about must not follow a stop
+  ++stopCount_;  // cancels the side effects that earlier states have posted
   handleFsmSideEffects(FilterState::inactive());
   blindness_.end();
   analyzer.reset();
@@ -203,9 +203,9 @@ void PrivacyFilterService::observeFsm() {
   fsmCancellable = fsm.state().subscribe([this](const FilterState& state) {
     const std::uint64_t session = stopCount_;
     fsmState_.assignIfChanged(state);
-    if (session != stopCount_) return;  // who heard of the state switched protection off
+    if (session != stopCount_) return;  // an observer of the state switched protection off
     overlay_.applyOpacity(state);
-    // The opacity is there at once; the rest of what is seen comes in the next turn, in the order of states.
+    // The opacity changes at once, the other effects in the next turn, in the order of the states.
     environment_.mainLoop->post([weak = weak_from_this(), session, state] {
       const auto self = weak.lock();
       if (self && session == self->stopCount_) self->handleFsmSideEffects(state);

@@ -12,8 +12,7 @@
 
 namespace sentrel {
 
-/// What is watched while protection is on, besides the session and the camera: the battery, which may speak
-/// against an open camera, and the shortcut. Main thread.
+/// Watches the battery and the shortcut while protection is on. A low battery closes the camera. Main thread.
 class SystemEvents {
  public:
   SystemEvents(const Platform& platform, std::shared_ptr<CameraControl> cameraControl,
@@ -22,8 +21,8 @@ class SystemEvents {
   void startBatteryMonitor();
   /// `pressed` is called in a turn of its own.
   void registerGlobalShortcut(std::function<void()> pressed);
-  /// What is typed while the person is away is a password, and passes nobody who observes keys: the shortcut
-  /// is let go until they are back.
+  /// Stops observing the shortcut until the person is back: what is typed while the screen is locked is a
+  /// password.
   void setAway(bool away);
   /// Ends both.
   void end();

@@ -15,17 +15,17 @@
 
 namespace sentrel {
 
-/// What a person gets to see and feel of an onlooker, besides the overlay: the picture, the haptic feedback,
-/// the notification and the count. Main thread.
+/// Tells the person of an onlooker, besides the overlay: the picture-in-picture, haptic feedback, a
+/// notification, and the count of alerts. Main thread.
 class OnlookerFeedback {
  public:
   OnlookerFeedback(const Platform& platform, std::shared_ptr<SettingsRepository> settings,
                    std::shared_ptr<StatsRepository> stats, std::shared_ptr<RetroPiPManager> retroPiP);
 
-  /// Shows the onlooker's picture from the frames of `analyzer`, which may be null. Haptic feedback,
+  /// Shows the picture-in-picture from the frames of `analyzer`, which may be null. Haptic feedback,
   /// notification and count follow at most once in 30 s.
   void alertStarted(VisionFaceAnalyzer* analyzer);
-  /// Takes the picture away; the notification stays.
+  /// Hides the picture-in-picture; the notification stays.
   void alertEnded(VisionFaceAnalyzer* analyzer);
   void withdrawNotification();
 
@@ -42,8 +42,8 @@ class OnlookerFeedback {
   std::optional<std::int64_t> lastAlertNotifiedAt;  // milliseconds
 };
 
-/// Tells a person who believes to be protected that the camera has given nothing for half a minute: once,
-/// until it gives something again. Main thread.
+/// Shows a notification when the camera has given nothing for half a minute while protection is on: once,
+/// until it gives frames again. Main thread.
 class BlindnessNotice {
  public:
   static constexpr std::int64_t delayMs = 30'000;

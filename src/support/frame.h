@@ -22,8 +22,8 @@ FramePages allocateFramePages(std::size_t bytes);
 /// Overwrites all of it, in a way that the compiler keeps.
 void wipe(const FramePages& pages);
 
-/// A row of numbers that hold a camera picture, or what was computed of its pixels. It owns all memory that
-/// they were ever in: what a larger picture left behind a smaller one is wiped with it. One thread at a time.
+/// An array of numbers: the pixels of a camera frame, or what was computed of them. It owns all memory that
+/// they were ever in: what a larger frame left behind a smaller one is wiped with it. One thread at a time.
 template <class T>
 class FrameMemory {
   static_assert(std::is_trivially_copyable_v<T>);
@@ -32,15 +32,15 @@ class FrameMemory {
   FrameMemory() = default;
   explicit FrameMemory(std::size_t count) { resize(count); }
 
-  /// Room for so many, without taking new pages later. What they held is lost where it has to grow.
+  /// Takes memory for so many, so that `resize` needs none. Where it has to grow, the content is lost.
   void reserve(std::size_t count) {
     const std::size_t bytes = count * sizeof(T);
     if (bytes <= (pages_ ? pages_.get_deleter().size : 0)) return;
     size_ = 0;
-    pages_.reset();  // first, so that there is never room for both
+    pages_.reset();  // first, so that the two never exist at once
     pages_ = allocateFramePages(bytes);
   }
-  /// Those beyond the former size are undefined; where it has to grow, all are.
+  /// Elements beyond the former size are undefined; where it has to grow, all are.
   void resize(std::size_t count) {
     reserve(count);
     size_ = count;
@@ -63,7 +63,7 @@ class FrameMemory {
   std::size_t size_ = 0;
 };
 
-/// One picture in memory: 32-bit BGRA rows from top to bottom, `stride` bytes apart.
+/// One image in memory: 32-bit BGRA rows from top to bottom, `stride` bytes apart.
 class Frame {
  public:
   Frame() = default;
@@ -83,7 +83,7 @@ class Frame {
   /// Gives the frame a size; its content is undefined afterwards. Allocates only when it grows.
   void resize(int width, int height);
 
-  /// Overwrites every pixel with zero, also those of a larger picture before.
+  /// Overwrites every pixel with zero, also those of a larger frame before.
   void clear() { bytes_.wipe(); }
 
  private:
@@ -96,7 +96,7 @@ class Frame {
 /// Any thread.
 using FrameRef = std::shared_ptr<const Frame>;
 
-/// A fixed set of frames: the only memory that ever holds a camera picture. One thread acquires; references
+/// A fixed set of frames: the only memory that ever holds a camera image. One thread acquires; references
 /// may be let go on any thread.
 class FramePool {
  public:

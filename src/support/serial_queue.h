@@ -13,12 +13,12 @@
 
 namespace sentrel {
 
-/// Room for one value between two threads: putting a value replaces the one that waits, so the newest wins
-/// and nothing piles up in front of a slow reader. Any thread.
+/// A slot for one value between two threads. A new value replaces the one that waits: the newest wins, and
+/// nothing piles up in front of a slow reader. Any thread.
 template <class T>
 class Latest {
  public:
-  /// Returns true when the room was empty, that is when the reader has to be woken.
+  /// Returns true when the slot was empty, that is when the reader has to be woken.
   bool put(T value) {
     std::optional<T> replaced;  // released after the lock
     const std::lock_guard lock(mutex_);
@@ -36,7 +36,7 @@ class Latest {
   std::optional<T> value_;
 };
 
-/// A first-in first-out store of tasks that keeps its room: it allocates only when it holds more than ever
+/// A first-in first-out buffer of tasks that never shrinks: it allocates only when it holds more than ever
 /// before. Not synchronised.
 class TaskRing {
  public:

@@ -180,7 +180,7 @@ class ServiceStormTest : public testing::Test, protected test::TestCore {
     healthySinceMs = now();
   }
 
-  /// The capture session's own part: frames while it can, reports while it cannot.
+  /// Acts as the capture session: frames while it can, reports while it cannot.
   void playCamera() {
     auto& session = *machine.session;
     const bool wanted = session.running && session.demand.wanted && session.request;
