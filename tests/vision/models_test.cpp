@@ -16,7 +16,6 @@
 #include <vector>
 
 #include "stage/pictures.h"
-#include "vision/face_mesh.h"
 #include "vision/network.h"
 #include "vision/neural_face_detector.h"
 
@@ -93,38 +92,6 @@ TEST_F(ModelFiles, preparingAgainAfterAFailureTriesAnew) {
   EXPECT_FALSE(NeuralFaceDetector(modelFolder()).prepare()) << "found from the build tree";
 }
 
-TEST(CanonicalFace, isASymmetricFaceInCentimetres) {
-  const CanonicalFace face = readCanonicalFace(bytesOf(geometry));
-  ASSERT_EQ(face.points.size(), 468U);
-  EXPECT_EQ(face.triangles.size(), 898U);
-  EXPECT_EQ(std::ranges::count_if(face.weights, [](double weight) { return weight > 0; }), 33);
-  const Vector3& right = face.points[rightEyeOuter];
-  const Vector3& left = face.points[leftEyeOuter];
-  EXPECT_NEAR(right.x, -left.x, 0.01);  // the person's right is on the image's left
-  EXPECT_LT(right.x, -3);
-  EXPECT_GT(face.points[noseTipPoint].z, left.z + 2);
-  EXPECT_LT(face.points[noseTipPoint].y, left.y);
-}
-
-TEST(TfliteReader, readsTheDetectionNetworkForAnySizeAndTheMeshNetworkForItsOwn) {
-  const Network network = readTflite(bytesOf(detection));
-  EXPECT_EQ(network.inputChannels, 3);
-  for (const auto& [height, width] : {std::pair{192, 192}, {160, 192}, {224, 256}, {32, 32}}) {
-    const auto shapes = inferShapes(network, height, width);
-    ASSERT_EQ(network.outputs.size(), 2U);
-    EXPECT_EQ(shapes[network.outputs[0]], (Shape{height / 4, width / 4, 16}));
-    EXPECT_EQ(shapes[network.outputs[1]], (Shape{height / 4, width / 4, 1}));
-  }
-  // Every activation of the file went into the operator before it.
-  EXPECT_EQ(std::ranges::count_if(network.operators, &Operator::relu), 47);
-
-  const Network mesh = readTflite(bytesOf(landmarks));
-  const auto shapes = inferShapes(mesh, mesh.nativeHeight, mesh.nativeWidth);
-  EXPECT_EQ(shapes[mesh.outputs[0]], (Shape{1, 1, 1404}));
-  EXPECT_EQ(shapes[mesh.outputs[1]], (Shape{1, 1, 1}));
-  EXPECT_THROW((void)inferShapes(mesh, 32, 32), ModelError);
-}
-
 /// Reads a file cut off or with a few bytes changed, many times over. A reader may take the damage for data
 /// or throw ModelError; anything else, a sanitizer's finding above all, fails the test. Returns how often it
 /// threw.
@@ -153,6 +120,8 @@ int readDamaged(const std::vector<std::byte>& intact, std::size_t headerBytes, R
 TEST(ModelReaders, surviveDamage) {
   const auto face = bytesOf(geometry);
   EXPECT_GT(readDamaged(face, face.size(), readCanonicalFace), 50);
+  const Network mesh = readTflite(bytesOf(landmarks));
+  EXPECT_THROW((void)inferShapes(mesh, 32, 32), ModelError) << "it has but one size";
   for (const char* name : {detection, landmarks}) {
     EXPECT_GT(readDamaged(bytesOf(name), 60000,
                           [](std::span<const std::byte> bytes) {
