@@ -6,18 +6,23 @@
 #include <sys/resource.h>
 
 #include <QCoreApplication>
+#include <QEventLoop>
 #include <algorithm>
 #include <chrono>
 #include <map>
+#include <random>
 #include <regex>
 #include <sstream>
 #include <thread>
 #include <utility>
 
+#include "linux/desktop/system_clock.h"
 #include "linux/overlay/create_overlay_backend.h"
 #include "linux/overlay/overlay_desktop.h"
 #include "linux/overlay/wayland/wayland_desktop.h"
 #include "linux/overlay/x11/x11_overlay_surface.h"
+#include "overlay/overlay_window_manager.h"
+#include "overlay/retro_pip_manager.h"
 #include "support/manual_main_loop.h"
 
 namespace sentrel {
@@ -395,6 +400,81 @@ TEST_F(WaylandOverlayTest, ExhaustedMemoryDelaysTheCoverAndNeverKeepsIt) {
   EXPECT_TRUE(eventuallyStriped(width, height, 1, 0.2)) << "once there is memory again";
   presentWithin(RLIMIT_FSIZE, 0, {});
   EXPECT_TRUE(eventuallyGrey(probe, 255));
+}
+
+/// Hundreds of screens that come and go within tenths of a second, calm and in an alert. Made to be run under
+/// the sanitizers.
+class OutputStorm : public testing::TestWithParam<Server>, protected test::OverlayDesktop {
+ protected:
+  static constexpr int cycles = 500;
+  static constexpr int mostScreens = 4;
+
+  OutputStorm()
+      : OverlayDesktop({.server = GetParam(), .width = 480, .height = 320, .mostScreens = mostScreens}) {}
+
+  bool chance(unsigned in) { return random() % in == 0; }
+
+  void toggleAlert() {
+    manager.isAlertMode = !manager.isAlertMode;
+    manager.isAlertMode ? retro.openWindow() : retro.hide();
+  }
+
+  void run(int milliseconds) const {
+    QEventLoop events;
+    const Registration end = loop->after(milliseconds, [&events] { events.quit(); });
+    events.exec();
+  }
+
+  /// Whether the mean grey in the upper left of every screen is between these.
+  bool everyScreenIs(double least, double most) {
+    const auto screens = backend->screens();
+    if (screens.size() != screenCount()) return false;
+    int left = screens.front().frame.x;
+    int right = left;
+    for (const Screen& screen : screens) {
+      left = std::min(left, screen.frame.x);
+      right = std::max(right, screen.frame.x + screen.frame.width);
+    }
+    const QImage image = screenshot();
+    if (image.width() < right - left) return false;
+    return std::ranges::all_of(screens, [&](const Screen& screen) {
+      double sum = 0;
+      for (int i = 0; i < 1600; ++i)
+        sum += qGray(image.pixel(screen.frame.x - left + 100 + i % 40, 100 + i / 40));
+      return sum / 1600 >= least && sum / 1600 <= most;
+    });
+  }
+
+  std::minstd_rand random{20261121};
+  std::shared_ptr<SystemClock> clock = std::make_shared<SystemClock>();
+  std::shared_ptr<OverlayWindowManager> overlay =
+      std::make_shared<OverlayWindowManager>(backend, loop, clock);
+  OverlayWindowManager& manager = *overlay;
+  RetroPiPManager retro{overlay, loop, clock};
+};
+INSTANTIATE_TEST_SUITE_P(Servers, OutputStorm, testing::Values(Server::x11, Server::wayland),
+                         testing::PrintToStringParamName());
+
+TEST_P(OutputStorm, LongHundredsComeAndGo) {
+  manager.currentAlpha = 0.75F;
+  manager.show();
+  for (int step = 0; step < 2 * cycles; ++step) {
+    if (screenCount() == 1 || (screenCount() < mostScreens && chance(2))) {
+      addScreen();
+    } else {
+      const std::size_t first = GetParam() == Server::x11 ? 1 : 0;
+      removeScreen(first + random() % (screenCount() - first));
+    }
+    if (chance(10)) toggleAlert();
+    run(10 + static_cast<int>(random() % 191));
+    if (step % 50 != 49) continue;
+    ASSERT_TRUE(eventually([&] {
+      return manager.isAlertMode ? everyScreenIs(0, 100) : everyScreenIs(190, 235);
+    })) << step;
+  }
+  if (manager.isAlertMode) toggleAlert();
+  manager.hide();
+  EXPECT_TRUE(eventually([&] { return everyScreenIs(250, 255); }));
 }
 
 TEST(WaylandOutputState, ScaleIsFractionalAndSane) {
