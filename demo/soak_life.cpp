@@ -17,7 +17,6 @@ using SteadyClock = std::chrono::steady_clock;
 
 namespace {
 
-constexpr std::size_t happeningsTold = 12;
 constexpr std::array cameraNames{"near_camera", "desk_camera"};
 constexpr std::array reasons{&SoakWorld::locked, &SoakWorld::lockerCovers, &SoakWorld::asleep,
                              &SoakWorld::switchedAway};
@@ -28,53 +27,6 @@ const auto applicationInterface = QStringLiteral("org.freedesktop.Application");
 const auto notifications = QStringLiteral("org.freedesktop.Notifications");
 
 }  // namespace
-
-// What has happened.
-
-SoakJournal::SoakJournal(const std::filesystem::path& log)
-    : file_(std::fopen(log.c_str(), "we"), &std::fclose) {
-  if (!file_) throw std::runtime_error("cannot write " + log.string());
-}
-
-void SoakJournal::log(const std::string& words) {
-  const std::scoped_lock lock(mutex_);
-  std::fprintf(file_.get(), "%s  %s\n", time().c_str(), words.c_str());
-  std::fflush(file_.get());
-}
-
-void SoakJournal::say(const std::string& words) {
-  log(words);
-  std::printf("%s  %s\n", time().substr(0, 6).c_str(), words.c_str());
-}
-
-void SoakJournal::happening(const std::string& words) {
-  ++happenings_;
-  log(words);
-  const std::scoped_lock lock(mutex_);
-  last_.push_back(time() + " " + words);
-  if (last_.size() > happeningsTold) last_.pop_front();
-}
-
-void SoakJournal::breach(const std::string& words) {
-  ++breaches_;
-  std::string told = "BREACH: " + words + "; before it:";
-  {
-    const std::scoped_lock lock(mutex_);
-    for (const std::string& happening : last_) told += "\n  " + happening;
-  }
-  say(told);
-}
-
-/// Minutes and seconds since the beginning.
-std::string SoakJournal::time() const {
-  const auto minutes = std::chrono::duration_cast<std::chrono::minutes>(passed());
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%3d:%06.3f", static_cast<int>(minutes.count()),
-                std::chrono::duration<double>(passed() - minutes).count());
-  return text.data();
-}
-
-// The life.
 
 SoakLife::SoakLife(Parts parts) : parts_(std::move(parts)), desktop_(parts_.desktop), random_(parts_.seed) {
   const PortraitScene portrait;
@@ -94,13 +46,12 @@ void SoakLife::begin() {
   const std::string size = std::to_string(screenWidth) + "/271x" + std::to_string(screenHeight) + "/169+0+0";
   desktop_.run("xrandr", {"--setmonitor", "monitor0", size, "screen"});
   joinBuses();
-  watch_ = std::make_unique<SoakWatch>(
-      SoakWatch::Parts{.desktop = desktop_,
-                       .cameras = {cameras_[0].get(), cameras_[1].get()},
-                       .frames = frames_,
-                       .monitorWidth = screenWidth,
-                       .monitorHeight = screenHeight,
-                       .breach = [this](const std::string& words) { parts_.journal.breach(words); }});
+  watch_ = std::make_unique<SoakWatch>(SoakWatch::Parts{.desktop = desktop_,
+                                                        .cameras = {cameras_[0].get(), cameras_[1].get()},
+                                                        .frames = frames_,
+                                                        .monitorWidth = screenWidth,
+                                                        .monitorHeight = screenHeight,
+                                                        .journal = parts_.journal});
   plug(0, true);
   program_ = desktop_.spawn(parts_.program);
   session_->sessionBus().waitForName(busName);
@@ -154,60 +105,30 @@ void SoakLife::happenOnce() {
   }
   if (!world.wished && chance(3) == 0) return toggle();
   const std::size_t camera = chance(3) == 0 ? 1 : 0;
-  switch (chance(30)) {
-    case 0:
-    case 1:
-    case 2:
-    case 3:
-      return changeScene(scene_ == Scene::watched ? Scene::alone : Scene::watched);
-    case 4:
-    case 5:
-      return changeScene(scene_ == Scene::away ? Scene::alone : Scene::away);
-    case 6:
-    case 7:
-    case 8:
-    case 9: {
-      const auto reason = reasons.at(chance(4));
-      return world.*reason ? comeBack(reason) : goAway(reason);
-    }
-    case 10:
-      if (!world.isAway()) askToLock();
-      return;
-    case 11:
-      if (chance(12) == 0 && watch_->state() == "nominal") runLow();
-      return;
-    case 12:
-    case 13:
-    case 14:
-      return plug(camera, !world.cameras.at(camera).there);
-    case 15:
-    case 16:
-      return give(camera, !world.cameras.at(camera).gives);
-    case 17:
-      return restartPipeWire();
-    case 18:
-      return restartBus(TestBus::session);
-    case 19:
-      return restartBus(TestBus::system);
-    case 20:
-    case 21:
-      return setMonitors(world.monitors == 1 ? 2 : 1);
-    case 22:
-    case 23:
-    case 24: {
-      if (window_ != Window::none) return closeWindow();
-      const unsigned which = chance(4);
-      const std::array actions{"statistics", "about", "preferences", ""};
-      return openWindow(which == 2 ? Window::preferences : Window::popover, actions.at(which));
-    }
-    case 25:
-      return chooseCamera();
-    case 26:
-    case 27:
-      return window_ == Window::calibration ? closeWindow() : startCalibration();
-    default:
-      return toggle();
+  const unsigned what = chance(30);
+  if (what < 4) return changeScene(scene_ == Scene::watched ? Scene::alone : Scene::watched);
+  if (what < 6) return changeScene(scene_ == Scene::away ? Scene::alone : Scene::away);
+  if (what < 10) {
+    const auto reason = reasons.at(chance(4));
+    return world.*reason ? comeBack(reason) : goAway(reason);
   }
+  if (what == 10) return world.isAway() ? void() : askToLock();
+  if (what == 11) return chance(12) == 0 && watch_->state() == "nominal" ? runLow() : void();
+  if (what < 15) return plug(camera, !world.cameras.at(camera).there);
+  if (what < 17) return give(camera, !world.cameras.at(camera).gives);
+  if (what == 17) return restartPipeWire();
+  if (what == 18) return restartBus(TestBus::session);
+  if (what == 19) return restartBus(TestBus::system);
+  if (what < 22) return setMonitors(world.monitors == 1 ? 2 : 1);
+  if (what < 25) {
+    if (window_ != Window::none) return closeWindow();
+    const unsigned which = chance(4);
+    const std::array actions{"statistics", "about", "preferences", ""};
+    return openWindow(which == 2 ? Window::preferences : Window::popover, actions.at(which));
+  }
+  if (what == 25) return chooseCamera();
+  if (what < 28) return window_ == Window::calibration ? closeWindow() : startCalibration();
+  toggle();
 }
 
 // The happenings.
@@ -348,7 +269,8 @@ void SoakLife::restartBus(TestBus bus) {
         }
         joinBuses();
         session_->sessionBus().waitForName(busName);
-        // The word of a source that has gone is believed for 5 s; the buses are looked for ever more rarely.
+        // What a service that has gone said last is believed for 5 s; the buses are looked for ever more
+        // rarely.
         pause(seconds(9));
       });
   change(

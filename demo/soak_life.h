@@ -5,12 +5,9 @@
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <cstdio>
-#include <deque>
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <random>
 #include <string>
@@ -22,36 +19,6 @@
 #include "stage/virtual_camera.h"
 
 namespace sentrel::test {
-
-/// What has happened, for the log and for whoever watches. Any thread.
-class SoakJournal {
- public:
-  /// The log is written anew.
-  explicit SoakJournal(const std::filesystem::path& log);
-
-  void log(const std::string& words);
-  /// Also to whoever watches.
-  void say(const std::string& words);
-  void happening(const std::string& words);
-  /// With what happened before it.
-  void breach(const std::string& words);
-
-  [[nodiscard]] int happenings() const { return happenings_; }
-  [[nodiscard]] int breaches() const { return breaches_; }
-  [[nodiscard]] std::chrono::steady_clock::duration passed() const {
-    return std::chrono::steady_clock::now() - began_;
-  }
-
- private:
-  [[nodiscard]] std::string time() const;
-
-  const std::chrono::steady_clock::time_point began_ = std::chrono::steady_clock::now();
-  std::atomic<int> happenings_ = 0;
-  std::atomic<int> breaches_ = 0;
-  std::mutex mutex_;  // for what follows
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
-  std::deque<std::string> last_;
-};
 
 /// The person, the cameras, the services and the screens around the program, and what happens to them. One
 /// thread; ends with the program.

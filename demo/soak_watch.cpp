@@ -11,6 +11,7 @@
 #include <cstring>
 #include <exception>
 #include <span>
+#include <stdexcept>
 #include <utility>
 
 #include "stage/bus_doubles.h"
@@ -33,6 +34,7 @@ constexpr milliseconds answerLimit{5000};
 constexpr milliseconds callTimeout{2000};
 constexpr milliseconds lookInterval{10};
 constexpr milliseconds askInterval{100};
+constexpr std::size_t happeningsTold = 12;
 
 bool seesIn(const std::string& state) {
   return state == "nominal" || state == "inattention" || state == "alert";
@@ -45,6 +47,49 @@ template <typename T>
 using Reply = std::unique_ptr<T, Free>;
 
 }  // namespace
+
+SoakJournal::SoakJournal(const std::filesystem::path& log)
+    : file_(std::fopen(log.c_str(), "we"), &std::fclose) {
+  if (!file_) throw std::runtime_error("cannot write " + log.string());
+}
+
+void SoakJournal::log(const std::string& words) {
+  const std::scoped_lock lock(mutex_);
+  std::fprintf(file_.get(), "%s  %s\n", time().c_str(), words.c_str());
+  std::fflush(file_.get());
+}
+
+void SoakJournal::say(const std::string& words) {
+  log(words);
+  std::printf("%s  %s\n", time().substr(0, 6).c_str(), words.c_str());
+}
+
+void SoakJournal::happening(const std::string& words) {
+  ++happenings_;
+  log(words);
+  const std::scoped_lock lock(mutex_);
+  last_.push_back(time() + " " + words);
+  if (last_.size() > happeningsTold) last_.pop_front();
+}
+
+void SoakJournal::breach(const std::string& words) {
+  ++breaches_;
+  std::string told = "BREACH: " + words + "; before it:";
+  {
+    const std::scoped_lock lock(mutex_);
+    for (const std::string& happening : last_) told += "\n  " + happening;
+  }
+  say(told);
+}
+
+/// Minutes and seconds since the beginning.
+std::string SoakJournal::time() const {
+  const auto minutes = std::chrono::duration_cast<std::chrono::minutes>(passed());
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%3d:%06.3f", static_cast<int>(minutes.count()),
+                std::chrono::duration<double>(passed() - minutes).count());
+  return text.data();
+}
 
 /// What lies on the screens of X11.
 class SoakWatch::Screen {
@@ -297,7 +342,7 @@ void SoakWatch::judgeScreen(Duration now) {
 void SoakWatch::require(Rule rule, bool holds, const std::string& words) {
   bool& broken = broken_[static_cast<std::size_t>(rule)];
   if (std::exchange(broken, !holds) || holds) return;
-  parts_.breach(words);
+  parts_.journal.breach(words);
 }
 
 }  // namespace sentrel::test

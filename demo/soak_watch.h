@@ -5,6 +5,9 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <cstdio>
+#include <deque>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -17,6 +20,36 @@
 #include "stage/virtual_camera.h"
 
 namespace sentrel::test {
+
+/// What has happened, for the log and for whoever watches. Any thread.
+class SoakJournal {
+ public:
+  /// The log is written anew.
+  explicit SoakJournal(const std::filesystem::path& log);
+
+  void log(const std::string& words);
+  /// Also to whoever watches.
+  void say(const std::string& words);
+  void happening(const std::string& words);
+  /// With what happened before it.
+  void breach(const std::string& words);
+
+  [[nodiscard]] int happenings() const { return happenings_; }
+  [[nodiscard]] int breaches() const { return breaches_; }
+  [[nodiscard]] std::chrono::steady_clock::duration passed() const {
+    return std::chrono::steady_clock::now() - began_;
+  }
+
+ private:
+  [[nodiscard]] std::string time() const;
+
+  const std::chrono::steady_clock::time_point began_ = std::chrono::steady_clock::now();
+  std::atomic<int> happenings_ = 0;
+  std::atomic<int> breaches_ = 0;
+  std::mutex mutex_;  // for what follows
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
+  std::deque<std::string> last_;
+};
 
 /// What the life has made of the machine, as far as the program must answer for it.
 struct SoakWorld {
@@ -55,7 +88,7 @@ class SoakWatch {
     const std::atomic<int>& frames;  ///< given so far that can be analysed
     int monitorWidth;
     int monitorHeight;
-    std::function<void(const std::string&)> breach;  ///< on a thread of the watch, which it must not ask then
+    SoakJournal& journal;  ///< gets the breaches, on a thread of the watch
   };
   struct Longest {
     double closingMs = 0;     ///< from a reason to rest, or the end of every wish, to closed cameras
