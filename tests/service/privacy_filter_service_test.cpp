@@ -142,8 +142,11 @@ TEST_F(PrivacyFilterServiceTest, WhoIsAwayIsNeitherWatchedNorCovered) {
   EXPECT_FALSE(machine.session->running);
   EXPECT_TRUE(backend->shown.empty());
   EXPECT_EQ(desktop.session->closings, 1) << "sleep may go on";
+  desktop.power->source = PowerSourceDescription{5, false};
+  machine.advance(30'000, 5000);
   desktop.session->tell(SessionEvent::screenIsUnlocked);
   machine.settle();
+  EXPECT_EQ(state(), Kind::nominal) << "who comes back resumes from every pause";
   see(alone, 300);
   EXPECT_EQ(machine.detector->timestamps.size(), 6U) << "the analyser looks again";
 }
