@@ -39,7 +39,10 @@ class AppDelegate {
   AppDelegate& operator=(const AppDelegate&) = delete;
   ~AppDelegate();
 
+  /// Follows the bus and the service from now on. Switches protection on, unless the bus started the program:
+  /// then the first message that asks for an action does. Once, with the event loop about to run.
   void applicationDidFinishLaunching();
+  /// Switches protection off and closes the camera for good. What this posts must still run.
   void applicationWillTerminate();
 
  private:

@@ -42,7 +42,9 @@ class MenuBarController {
   MenuBarController& operator=(const MenuBarController&) = delete;
   ~MenuBarController();
 
+  /// What a click on the icon does. `anchor` is the place of the icon on the screen.
   void togglePopover(const QRect& anchor);
+  /// One window: a second call brings it to the front.
   void openPreferences();
 
   void showPopover();
