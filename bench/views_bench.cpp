@@ -3,6 +3,7 @@
 // views-bench: how long windows take to their first frame, and what they and the moving eye cost, on the
 // display of the session. Prints medians.
 #include <malloc.h>
+#include <unistd.h>
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -10,13 +11,13 @@
 #include <QTimer>
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "figures.h"
+#include "stage/child_process.h"
 #include "views/popover.h"
 #include "views/views_fixture.h"
 
@@ -43,14 +44,7 @@ class FirstFrame final : public QObject {
 };
 
 double pssMiB() {
-  std::ifstream file("/proc/self/smaps_rollup");
-  for (std::string word; file >> word;) {
-    if (word != "Pss:") continue;
-    double kib = 0;
-    file >> kib;
-    return kib / 1024;
-  }
-  return 0;
+  return ProcessUsage::of(getpid()).proportionalMib;
 }
 
 void wait(int ms) {
