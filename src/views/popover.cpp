@@ -126,15 +126,16 @@ QLayout* MenuBarPopoverView::buildHeader() {
 
 /// The link at the foot of a page, or none.
 QWidget* MenuBarPopoverView::buildFooter() {
-  const QUrl& address = parts_.projectsPage;
-  if (address.isEmpty()) return nullptr;
+  if (parts_.projectsPage.isEmpty()) return nullptr;
   auto* link = new LinkButton(qtTrId("Sentrel · Nos autres projets"));
-  connect(link, &LinkButton::clicked, this, [this, address] {
-    parts_.openLink(address, [view = QPointer<QWidget>(this), this, words = address.toString()] {
-      if (view && !address_) showAddress(words);
-    });
-  });
+  connect(link, &LinkButton::clicked, this, [this] { openProjectsPage(); });
   return link;
+}
+
+void MenuBarPopoverView::openProjectsPage() {
+  parts_.openLink(parts_.projectsPage, [view = QPointer<QWidget>(this), this] {
+    if (view && !address_) showAddress(parts_.projectsPage.toString());
+  });
 }
 
 void MenuBarPopoverView::showState(const FilterState& state) {

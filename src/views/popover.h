@@ -71,6 +71,7 @@ class MenuBarPopoverView : public QWidget {
   QWidget* buildFooter();
   void showState(const FilterState& state);
   void showFailure();
+  void openProjectsPage();
   void showAddress(const QString& address);
 
   const Parts parts_;

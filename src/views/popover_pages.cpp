@@ -71,7 +71,7 @@ void StatCard::paintEvent(QPaintEvent* /*event*/) {
 // StatsView.
 
 StatsView::StatsView(std::shared_ptr<StatsRepository> repository, QWidget* footer,
-                     std::function<void()> dismissed)
+                     const std::function<void()>& dismissed)
     : statsRepo(std::move(repository)) {
   auto* column = boxIn<QVBoxLayout>(this);
   column->addWidget(buildToolbar(dismissed));

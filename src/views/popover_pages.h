@@ -41,7 +41,8 @@ class StatCard : public QWidget {
 class StatsView : public QWidget {
  public:
   /// `dismissed` is called when the person goes back.
-  StatsView(std::shared_ptr<StatsRepository> repository, QWidget* footer, std::function<void()> dismissed);
+  StatsView(std::shared_ptr<StatsRepository> repository, QWidget* footer,
+            const std::function<void()>& dismissed);
 
   /// Whether the question is asked just now.
   [[nodiscard]] bool showResetConfirm() const { return confirm_ != nullptr; }

@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QEvent>
 #include <QPalette>
+#include <QWidget>
 #include <algorithm>
 
 namespace sentrel {
