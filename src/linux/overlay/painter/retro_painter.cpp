@@ -90,8 +90,8 @@ void drawBorder(QPainter& painter) {
 /// A premultiplied pixel over an opaque one.
 std::uint32_t over(std::uint32_t above, std::uint32_t below) {
   const auto rest = static_cast<std::uint32_t>(255 - qAlpha(above));
-  const auto part = [&](unsigned shift) { return ((below >> shift & 0xFFU) * rest + 127) / 255 << shift; };
-  return opaqueBlack | ((above & 0xFFFFFFU) + part(16) + part(8) + part(0));
+  const auto channel = [&](unsigned shift) { return ((below >> shift & 0xFFU) * rest + 127) / 255 << shift; };
+  return opaqueBlack | ((above & 0xFFFFFFU) + channel(16) + channel(8) + channel(0));
 }
 
 }  // namespace
@@ -109,10 +109,10 @@ RetroPainter::RetroPainter(double scale)
                    QImage::Format_ARGB32_Premultiplied) {
   const QColor& color = fixed_colors::retroGreen;
   for (unsigned level = 0; level < green_.size(); ++level) {
-    const auto part = [level](int channel) {
+    const auto scaled = [level](int channel) {
       return static_cast<int>((level * static_cast<unsigned>(channel) + 127) / 255);
     };
-    green_[level] = qRgb(part(color.red()), part(color.green()), part(color.blue()));
+    green_[level] = qRgb(scaled(color.red()), scaled(color.green()), scaled(color.blue()));
   }
   for (int y = 0; y < height(); ++y) {
     const double covered = (coveredAbove((y + 1) / scale) - coveredAbove(y / scale)) * scale;
