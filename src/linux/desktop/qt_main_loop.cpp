@@ -4,11 +4,10 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include <QObject>
+#include <QPointer>
 #include <QSocketNotifier>
-#include <QTimerEvent>
+#include <QTimer>
 #include <limits>
-#include <map>
 #include <mutex>
 #include <utility>
 
@@ -68,50 +67,7 @@ class QtMainLoop::Turns {
   QSocketNotifier notifier_;
 };
 
-/// Timers by Qt's timer id. A timer that fires is kept alive while it runs, because its own task may end it.
-class QtMainLoop::Timers final : public QObject {
- public:
-  static Registration start(const std::shared_ptr<Timers>& self, std::int64_t delayMs, bool repeats,
-                            Task task) {
-    if (delayMs < 0 || delayMs > std::numeric_limits<int>::max()) fatal("a timer's delay is out of range");
-    const int id = self->startTimer(static_cast<int>(delayMs), Qt::PreciseTimer);
-    if (id == 0) return {};  // the process ends and Qt has let its timers go, but this thread still runs
-    const auto entry = std::make_shared<Entry>(Entry{std::move(task), repeats});
-    self->entries_.emplace(id, entry);
-    // Qt uses the ids of ended timers again, so the entry, not the id alone, tells whose timer it is.
-    return Registration([timers = std::weak_ptr(self), id, weak = std::weak_ptr(entry)] {
-      const auto owner = timers.lock();
-      const auto live = weak.lock();
-      if (owner && live) owner->end(id, live);
-    });
-  }
-
- protected:
-  void timerEvent(QTimerEvent* event) noexcept override {
-    const auto found = entries_.find(event->timerId());
-    if (found == entries_.end()) return;
-    const std::shared_ptr<Entry> entry = found->second;
-    if (!entry->repeats) end(event->timerId(), entry);
-    entry->task();
-  }
-
- private:
-  struct Entry {
-    Task task;
-    bool repeats;
-  };
-
-  void end(int id, const std::shared_ptr<Entry>& entry) {
-    const auto found = entries_.find(id);
-    if (found == entries_.end() || found->second != entry) return;
-    killTimer(id);
-    entries_.erase(found);
-  }
-
-  std::map<int, std::shared_ptr<Entry>> entries_;
-};
-
-QtMainLoop::QtMainLoop() : turns_(std::make_unique<Turns>()), timers_(std::make_shared<Timers>()) {}
+QtMainLoop::QtMainLoop() : turns_(std::make_unique<Turns>()), timers_(std::make_unique<QObject>()) {}
 QtMainLoop::~QtMainLoop() = default;
 
 void QtMainLoop::post(Task task) {
@@ -119,11 +75,34 @@ void QtMainLoop::post(Task task) {
 }
 
 Registration QtMainLoop::after(std::int64_t delayMs, Task task) {
-  return Timers::start(timers_, delayMs, false, std::move(task));
+  return start(delayMs, false, std::move(task));
 }
 
 Registration QtMainLoop::every(std::int64_t intervalMs, Task task) {
-  return Timers::start(timers_, intervalMs, true, std::move(task));
+  return start(intervalMs, true, std::move(task));
+}
+
+Registration QtMainLoop::start(std::int64_t delayMs, bool repeats, Task task) {
+  if (delayMs < 0 || delayMs > std::numeric_limits<int>::max()) fatal("a timer's delay is out of range");
+  auto* const timer = new QTimer(timers_.get());
+  timer->setTimerType(Qt::PreciseTimer);
+  timer->setSingleShot(!repeats);
+  // The registration's, so that the end releases what the task holds, unless it ends itself.
+  const auto owned = std::make_shared<Task>(std::move(task));
+  QObject::connect(timer, &QTimer::timeout, timer, [timer, repeats, weak = std::weak_ptr(owned)]() noexcept {
+    const auto running = weak.lock();
+    if (!running) return;
+    if (repeats) return (*running)();
+    timer->deleteLater();
+    Task once = std::move(*running);
+    once();
+  });
+  timer->start(static_cast<int>(delayMs));
+  return Registration([timer = QPointer(timer), owned] {
+    if (!timer) return;
+    timer->stop();
+    timer->deleteLater();
+  });
 }
 
 bool QtMainLoop::idle() const {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <QObject>
 #include <cstdint>
 #include <memory>
 
@@ -27,9 +28,11 @@ class QtMainLoop final : public MainLoop {
 
  private:
   class Turns;
-  class Timers;
+
+  Registration start(std::int64_t delayMs, bool repeats, Task task);
+
   std::unique_ptr<Turns> turns_;
-  std::shared_ptr<Timers> timers_;
+  std::unique_ptr<QObject> timers_;  // the parent of all timers that run
 };
 
 }  // namespace sentrel
