@@ -38,39 +38,32 @@ class ThreadBound {
   ThreadBound() = default;
   /// `make` runs on the thread and gives a `std::unique_ptr<T>`.
   template <class Make>
-  ThreadBound(std::shared_ptr<EventThread> thread, Make make) : thread_(std::move(thread)) {
-    thread_->post([object = object_, make = std::move(make)]() mutable { *object = make(); });
-  }
-  ThreadBound(ThreadBound&& other) noexcept { swap(other); }
-  ThreadBound& operator=(ThreadBound&& other) noexcept {
-    ThreadBound former;
-    former.swap(*this);
-    swap(other);
-    return *this;
-  }
-  ThreadBound(const ThreadBound&) = delete;
-  ThreadBound& operator=(const ThreadBound&) = delete;
-  ~ThreadBound() {
-    if (thread_) thread_->post([object = std::move(object_)] { object->reset(); });
+  ThreadBound(std::shared_ptr<EventThread> thread, Make make)
+      : object_(new Object, Destroy{std::move(thread)}) {
+    object_.get_deleter().thread->post(
+        [object = object_.get(), make = std::move(make)]() mutable { *object = make(); });
   }
 
   /// Runs `use(T&)` on the thread.
   template <class Use>
   void call(Use use) const {
-    if (!thread_) return;
-    thread_->post([object = object_, use = std::move(use)]() mutable {
+    if (!object_) return;
+    object_.get_deleter().thread->post([object = object_.get(), use = std::move(use)]() mutable {
       if (*object) use(**object);
     });
   }
 
  private:
-  void swap(ThreadBound& other) noexcept {
-    std::swap(thread_, other.thread_);
-    std::swap(object_, other.object_);
-  }
+  using Object = std::unique_ptr<T>;
+  /// Runs on the thread after everything that was asked of the object before.
+  struct Destroy {
+    std::shared_ptr<EventThread> thread;
+    void operator()(Object* object) const {
+      thread->post([object] { delete object; });
+    }
+  };
 
-  std::shared_ptr<EventThread> thread_;
-  std::shared_ptr<std::unique_ptr<T>> object_ = std::make_shared<std::unique_ptr<T>>();
+  std::unique_ptr<Object, Destroy> object_;
 };
 
 }  // namespace sentrel
