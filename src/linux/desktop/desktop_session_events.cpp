@@ -236,23 +236,6 @@ class MutterDisplays {
   BusService compositor_;  // last: its handlers use the others
 };
 
-/// Everybody on the buses who knows whether the person is there.
-struct BusSources {
-  BusSources(const std::shared_ptr<Bus>& sessionBus, const std::shared_ptr<Bus>& systemBus,
-             SessionEventOrder& order)
-      : logind(systemBus, order),
-        freedesktop(sessionBus, "org.freedesktop.ScreenSaver",
-                    {"/org/freedesktop/ScreenSaver", "/ScreenSaver"}, Source::freedesktopScreenSaver, order),
-        gnome(sessionBus, "org.gnome.ScreenSaver", {"/org/gnome/ScreenSaver"}, Source::gnomeScreenSaver,
-              order),
-        mutter(sessionBus, order) {}
-
-  LogindSession logind;
-  ScreenLocker freedesktop;
-  ScreenLocker gnome;
-  MutterDisplays mutter;
-};
-
 /// What a display server tells on its own thread goes to the order of events on the main thread.
 DisplayPowerObserver observerOn(const std::shared_ptr<MainLoop>& mainLoop,
                                 const std::shared_ptr<SessionEventOrder>& order, Source source) {
@@ -268,134 +251,111 @@ DisplayPowerObserver observerOn(const std::shared_ptr<MainLoop>& mainLoop,
 
 }  // namespace
 
-struct DesktopSessionEvents::State : std::enable_shared_from_this<State> {
-  explicit State(Parts given) : parts(std::move(given)) {}
+/// Everybody on the buses who knows whether the person is there.
+struct DesktopSessionEvents::BusSources {
+  BusSources(const Parts& parts, SessionEventOrder& order)
+      : logind(parts.systemBus, order),
+        freedesktop(parts.sessionBus, "org.freedesktop.ScreenSaver",
+                    {"/org/freedesktop/ScreenSaver", "/ScreenSaver"}, Source::freedesktopScreenSaver, order),
+        gnome(parts.sessionBus, "org.gnome.ScreenSaver", {"/org/gnome/ScreenSaver"}, Source::gnomeScreenSaver,
+              order),
+        mutter(parts.sessionBus, order) {}
 
-  const Parts parts;
-
-  Observer observer;
-  std::uint64_t observerNumber = 0;
-  bool resting = false;
-  bool polling = false;
-
-  // All of these exist while somebody observes.
-  std::shared_ptr<SessionEventOrder> order;
-  Registration settled;
-  std::function<void()> known;  // who waits for the first answers, or nobody
-  Registration knownLimit;
-  std::unique_ptr<BusSources> sources;
-  ThreadBound<X11DisplayPower> x11;
-  ThreadBound<WaylandDisplayPower> wayland;
-
-  void begin();
-  void end();
-  void deliver(SessionEvent event) const;
-  void updatePolling();
-  void tellKnown();
+  LogindSession logind;
+  ScreenLocker freedesktop;
+  ScreenLocker gnome;
+  MutterDisplays mutter;
 };
 
-void DesktopSessionEvents::State::begin() {
-  const std::weak_ptr<State> weak = weak_from_this();
-  order = std::make_shared<SessionEventOrder>(
-      *parts.mainLoop, *parts.clock,
-      [weak](SessionEvent event) {
-        if (const auto self = weak.lock()) self->deliver(event);
-      },
-      [](std::string_view warning) { std::cerr << "sentrel: " << warning << '\n'; });
-  settled = order->settled.connect([weak] {
-    const auto self = weak.lock();
-    if (!self) return;
-    self->updatePolling();
-    if (self->order && self->order->isKnown()) self->tellKnown();
-  });
-  sources = std::make_unique<BusSources>(parts.sessionBus, parts.systemBus, *order);
-  x11 = {parts.displays, [observer = observerOn(parts.mainLoop, order, Source::x11Displays)] {
-           return std::make_unique<X11DisplayPower>(observer);
-         }};
-  wayland = {parts.displays, [observer = observerOn(parts.mainLoop, order, Source::wlrDisplays)] {
-               return std::make_unique<WaylandDisplayPower>(observer);
-             }};
-  polling = false;
-  updatePolling();
-}
-
-void DesktopSessionEvents::State::end() {
-  observer = nullptr;
-  x11 = {};
-  wayland = {};
-  settled.reset();
-  known = nullptr;
-  knownLimit.reset();
-  // An observer may end its own registration while it is being told: who tells it is left to finish this
-  // turn.
-  if (order) parts.mainLoop->post([ended = std::move(order), telling = std::move(sources)] {});
-  order.reset();
-}
-
-void DesktopSessionEvents::State::deliver(SessionEvent event) const {
-  if (const Observer told = observer) told(event);
-}
-
-void DesktopSessionEvents::State::updatePolling() {
-  if (!order) return;
-  const bool wanted = !resting && !order->isAwayWithout(Source::x11Displays);
-  if (std::exchange(polling, wanted) == wanted) return;
-  x11.call([wanted](X11DisplayPower& power) { power.setPolling(wanted); });
-}
-
-void DesktopSessionEvents::State::tellKnown() {
-  knownLimit.reset();
-  if (!known) return;
-  parts.mainLoop->post(
-      [weak = weak_from_this(), number = observerNumber, told = std::exchange(known, nullptr)] {
-        const auto self = weak.lock();
-        if (self && self->observer && self->observerNumber == number) told();
-      });
-}
-
-DesktopSessionEvents::DesktopSessionEvents(Parts parts) : state_(std::make_shared<State>(std::move(parts))) {}
+DesktopSessionEvents::DesktopSessionEvents(Parts parts) : parts_(std::move(parts)) {}
 
 DesktopSessionEvents::~DesktopSessionEvents() {
-  state_->end();
+  ++installed_->number;
+  end();
 }
 
 Registration DesktopSessionEvents::install(Observer observer) {
-  state_->observer = std::move(observer);
-  const std::uint64_t number = ++state_->observerNumber;
-  const std::weak_ptr<State> weak = state_;
-  if (!state_->order) {
-    state_->begin();
+  installed_->observer = std::move(observer);
+  const std::uint64_t number = ++installed_->number;
+  if (!known_) knownTimer_.reset();  // it was to tell who waited with the observer before
+  if (!order_) {
+    begin();
   } else {
-    state_->parts.mainLoop->post([weak, number] {
-      const auto state = weak.lock();
-      if (state && state->order && state->observerNumber == number) state->order->repeatForNewObserver();
-    });
+    repeat_ = parts_.mainLoop->after(0, [this] { order_->repeatForNewObserver(); });
   }
-  return Registration([weak, number] {
-    const auto state = weak.lock();
-    if (state && state->observerNumber == number) state->end();
+  return Registration([this, weak = std::weak_ptr(installed_), number] {
+    const auto installed = weak.lock();
+    if (installed && installed->number == number) end();
+  });
+}
+
+void DesktopSessionEvents::begin() {
+  order_ = std::make_shared<SessionEventOrder>(
+      *parts_.mainLoop, *parts_.clock,
+      [installed = installed_](SessionEvent event) {
+        if (const Observer told = installed->observer) told(event);
+      },
+      [](std::string_view warning) { std::cerr << "sentrel: " << warning << '\n'; });
+  settled_ = order_->settled.connect([this] {
+    updatePolling();
+    if (order_ && order_->isKnown()) tellKnown();
+  });
+  sources_ = std::make_unique<BusSources>(parts_, *order_);
+  x11_ = {parts_.displays, [observer = observerOn(parts_.mainLoop, order_, Source::x11Displays)] {
+            return std::make_unique<X11DisplayPower>(observer);
+          }};
+  wayland_ = {parts_.displays, [observer = observerOn(parts_.mainLoop, order_, Source::wlrDisplays)] {
+                return std::make_unique<WaylandDisplayPower>(observer);
+              }};
+  polling_ = false;
+  updatePolling();
+}
+
+void DesktopSessionEvents::end() {
+  installed_->observer = nullptr;
+  x11_ = {};
+  wayland_ = {};
+  settled_.reset();
+  repeat_.reset();
+  known_ = nullptr;
+  knownTimer_.reset();
+  // An observer may end its own registration while it is being told: who tells it is left to finish this
+  // turn.
+  if (order_) parts_.mainLoop->post([ended = std::move(order_), telling = std::move(sources_)] {});
+  order_.reset();
+}
+
+void DesktopSessionEvents::updatePolling() {
+  if (!order_) return;
+  const bool wanted = !resting_ && !order_->isAwayWithout(Source::x11Displays);
+  if (std::exchange(polling_, wanted) == wanted) return;
+  x11_.call([wanted](X11DisplayPower& power) { power.setPolling(wanted); });
+}
+
+void DesktopSessionEvents::tellKnown() {
+  if (!known_) return;
+  knownTimer_ = parts_.mainLoop->after(0, [this, told = std::exchange(known_, nullptr)] {
+    if (installed_->observer) told();
   });
 }
 
 void DesktopSessionEvents::whenKnown(std::function<void()> known) {
-  state_->known = std::move(known);
-  state_->knownLimit = state_->parts.mainLoop->after(knownLimitMs, [weak = std::weak_ptr(state_)] {
-    if (const auto state = weak.lock()) state->tellKnown();
-  });
-  if (state_->order && state_->order->isKnown()) state_->tellKnown();
+  known_ = std::move(known);
+  knownTimer_ = parts_.mainLoop->after(knownLimitMs, [this] { tellKnown(); });
+  if (order_ && order_->isKnown()) tellKnown();
 }
 
 bool DesktopSessionEvents::isLocked() const {
-  return state_->order && state_->order->isLocked();
+  return order_ && order_->isLocked();
 }
 
 void DesktopSessionEvents::cameraIsClosed() {
-  if (state_->sources) state_->sources->logind.allowSleep();
+  if (sources_) sources_->logind.allowSleep();
 }
 
 void DesktopSessionEvents::setResting(bool resting) {
-  state_->resting = resting;
-  state_->updatePolling();
+  resting_ = resting;
+  updatePolling();
 }
 
 }  // namespace sentrel

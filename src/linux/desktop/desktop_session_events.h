@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <memory>
 
 #include "linux/desktop/bus.h"
@@ -9,6 +11,10 @@
 #include "support/main_loop.h"
 
 namespace sentrel {
+
+class SessionEventOrder;
+class WaylandDisplayPower;
+class X11DisplayPower;
 
 /// Session events from the login manager, the screen lockers, and whoever powers the displays. Nothing is
 /// listened to while nobody observes. Main thread.
@@ -34,8 +40,32 @@ class DesktopSessionEvents final : public SessionEvents {
   void setResting(bool resting) override;
 
  private:
-  struct State;
-  std::shared_ptr<State> state_;
+  /// Outlives this by the turn in which it ends: an event may be under way.
+  struct Installed {
+    Observer observer;
+    std::uint64_t number = 0;  // the registrations before this one are worth nothing
+  };
+  struct BusSources;
+
+  void begin();
+  void end();
+  void updatePolling();
+  void tellKnown();
+
+  const Parts parts_;
+  const std::shared_ptr<Installed> installed_ = std::make_shared<Installed>();
+  bool resting_ = false;
+  bool polling_ = false;
+  std::function<void()> known_;  // who waits for the first answers, or nobody
+  Registration knownTimer_;      // the limit of that, or the turn in which it is told
+
+  // All of these exist while somebody observes.
+  std::shared_ptr<SessionEventOrder> order_;
+  Registration settled_;
+  Registration repeat_;
+  std::unique_ptr<BusSources> sources_;
+  ThreadBound<X11DisplayPower> x11_;
+  ThreadBound<WaylandDisplayPower> wayland_;
 };
 
 }  // namespace sentrel
