@@ -110,18 +110,6 @@ std::error_code makeFolder(const fs::path& folder) {
   return isMade ? std::error_code() : std::error_code(errno, std::generic_category());
 }
 
-/// Takes from others what they may do with a folder or file of the person's; leaves alone what is anything
-/// else, or is not there.
-std::error_code closeToOthers(const fs::path& path) {
-  constexpr mode_t others = S_IRWXG | S_IRWXO;
-  struct stat status {};
-  if (::stat(path.c_str(), &status) != 0) return {};
-  const bool isTheirs = (S_ISDIR(status.st_mode) || S_ISREG(status.st_mode)) && status.st_uid == ::geteuid();
-  if (!isTheirs || (status.st_mode & others) == 0) return {};
-  const bool isClosed = ::chmod(path.c_str(), status.st_mode & 07777U & ~others) == 0;
-  return isClosed ? std::error_code() : std::error_code(errno, std::generic_category());
-}
-
 /// Keeps what is damaged as "<name>.damaged-N": the newest five. Gives why it could not.
 std::optional<std::string> setAside(const fs::path& path, const DefaultsFile::Content& content) {
   const QString mark = nameOf(path.filename()) + QStringLiteral(".damaged-");
@@ -185,10 +173,16 @@ class DefaultsFile::Writer {
   Writer(fs::path path, Content loaded, std::function<void()> onDamaged)
       : path_(std::move(path)), loaded_(std::move(loaded)), onDamaged_(std::move(onDamaged)) {}
 
-  /// Closes folder and file to others, where they are open to them.
+  /// Takes from others what they may do with the folder and the file, where both are the person's own.
   void tighten() const {
+    constexpr auto others = fs::perms::group_all | fs::perms::others_all;
     for (const fs::path& place : {path_.parent_path(), path_}) {
-      if (const auto error = closeToOthers(place))
+      const QFileInfo info(nameOf(place));
+      if (!(info.isDir() || info.isFile()) || info.ownerId() != ::geteuid()) continue;
+      std::error_code error;
+      if ((fs::status(place, error).permissions() & others) == fs::perms::none) continue;
+      fs::permissions(place, others, fs::perm_options::remove, error);
+      if (error)
         std::fprintf(stderr, "sentrel: the settings cannot be closed to others: %s\n",
                      failure(place, error).c_str());
     }
