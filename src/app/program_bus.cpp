@@ -100,7 +100,7 @@ void ProgramBus::nameAnswered(const BusMessage& reply) {
   const auto answer = reply.only<uint>();
   if (!answer) {
     finish(InstanceRole::unreachable);
-  } else if (answer == primaryOwner || answer == alreadyOwner) {
+  } else if (*answer == primaryOwner || *answer == alreadyOwner) {
     finish(InstanceRole::first);
   } else if (launch_ == Launch::bus) {
     finish(InstanceRole::later);  // the message that we were started for goes to the other one

@@ -79,6 +79,7 @@ struct QtArguments {
     platforms += "offscreen";
     values = {program, option.data(), platforms.data(), nullptr};
   }
+  ~QtArguments() = default;
   QtArguments(const QtArguments&) = delete;
   QtArguments& operator=(const QtArguments&) = delete;
 

@@ -151,7 +151,7 @@ Bus::~Bus() {
   close();
 }
 
-Registration Bus::follow(std::function<void(bool connected)> follower) {
+Registration Bus::follow(const std::function<void(bool connected)>& follower) {
   Registration registration = changed_.connect(follower);
   if (connected_) {
     follower(true);
@@ -346,7 +346,7 @@ Registration BusService::listen(const BusMember& signal, BusHandler handler) con
 }
 
 Registration BusService::followProperties(const std::string& path, const std::string& interface,
-                                          PropertyFollower follower) {
+                                          const PropertyFollower& follower) {
   if (!owner_) return {};
   const auto changed = [this, path, interface, follower](const BusMessage& signal) {
     if (signal.signature != "sa{sv}as") return;

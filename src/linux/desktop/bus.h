@@ -89,7 +89,7 @@ class Bus {
 
   /// Tells each connection (true), and each loss and each attempt that failed (false). Tells an existing
   /// connection at once.
-  [[nodiscard]] Registration follow(std::function<void(bool connected)> follower);
+  [[nodiscard]] Registration follow(const std::function<void(bool connected)>& follower);
   [[nodiscard]] bool isConnected() const { return connected_; }
   /// Our unique name; empty without a connection.
   [[nodiscard]] std::string ownName() const;
@@ -178,7 +178,7 @@ class BusService {
   /// change does not name with its value is read again. What cannot be read is told as no properties.
   using PropertyFollower = std::function<void(const QVariantMap& properties, bool changed)>;
   [[nodiscard]] Registration followProperties(const std::string& path, const std::string& interface,
-                                              PropertyFollower follower);
+                                              const PropertyFollower& follower);
 
   /// Asks the bus to start the service, unless nobody knows yet whether it runs. `failed` is called when the
   /// bus cannot.
