@@ -30,7 +30,6 @@
 #include "linux/desktop/desktop_key_monitor.h"
 #include "linux/desktop/desktop_notifications.h"
 #include "linux/desktop/desktop_session_events.h"
-#include "linux/desktop/feedbackd_haptics.h"
 #include "linux/desktop/system_clock.h"
 #include "linux/desktop/upower_power_source.h"
 #include "linux/overlay/create_overlay_backend.h"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -11,6 +13,9 @@
 #include "support/main_loop.h"
 
 namespace sentrel {
+
+class PortalShortcut;
+class X11KeyMonitor;
 
 /// The shortcut on X11 through the X server, elsewhere through the desktop portal. Never both: a desktop that
 /// has both would tell each press twice.
@@ -29,12 +34,24 @@ class DesktopKeyMonitor final : public KeyMonitor {
   DesktopKeyMonitor(const DesktopKeyMonitor&) = delete;
   DesktopKeyMonitor& operator=(const DesktopKeyMonitor&) = delete;
 
-  [[nodiscard]] bool canObserve() const override;
+  [[nodiscard]] bool canObserve() const override { return possible_; }
   [[nodiscard]] Registration observe(std::function<void()> pressed) override;
 
  private:
-  struct State;
-  std::shared_ptr<State> state_;
+  template <class Act>
+  [[nodiscard]] auto later(Act act);
+  void begin();
+  void setPossible(bool possible);
+  void pressed() const;
+
+  const Parts parts_;
+  const bool onX11_;
+  bool possible_ = false;
+  std::function<void()> observer_;
+  std::uint64_t observerNumber_ = 0;
+  std::shared_ptr<DesktopKeyMonitor*> self_ = std::make_shared<DesktopKeyMonitor*>(this);
+  ThreadBound<X11KeyMonitor> x11_;          // while observed
+  std::unique_ptr<PortalShortcut> portal_;  // once wanted
 };
 
 }  // namespace sentrel

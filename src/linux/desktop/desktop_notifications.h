@@ -58,4 +58,14 @@ class DesktopNotifications final : public Notifications {
   BusService server_;  // last: its handlers use the others
 };
 
+/// Haptics through the feedback service that phones and tablets run; it is never started for us. Main thread.
+class FeedbackdHaptics final : public Haptics {
+ public:
+  explicit FeedbackdHaptics(std::shared_ptr<Bus> sessionBus);
+  void perform() override;
+
+ private:
+  BusService service_;
+};
+
 }  // namespace sentrel

@@ -9,7 +9,6 @@
 #include "linux/desktop/desktop_key_monitor.h"
 #include "linux/desktop/desktop_notifications.h"
 #include "linux/desktop/event_desk.h"
-#include "linux/desktop/feedbackd_haptics.h"
 #include "linux/desktop/upower_power_source.h"
 
 namespace sentrel::test {

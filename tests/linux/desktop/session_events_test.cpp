@@ -8,7 +8,6 @@
 
 #include "linux/desktop/desktop_notifications.h"
 #include "linux/desktop/event_desk.h"
-#include "linux/desktop/feedbackd_haptics.h"
 #include "linux/desktop/upower_power_source.h"
 #include "stage/bus_doubles.h"
 
