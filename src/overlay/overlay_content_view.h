@@ -6,7 +6,6 @@
 #include <memory>
 #include <optional>
 
-#include "overlay/flash_animation.h"
 #include "platform/overlay_surface.h"
 #include "support/main_loop.h"
 #include "support/registration.h"
@@ -14,6 +13,34 @@
 namespace sentrel {
 
 class OverlayWindowManager;
+
+/// The timing curve of the interface's animations: the progress (0..1) reached after the share `t` of the
+/// duration; `t` outside 0..1 counts as its nearer end. A cubic Bezier curve from (0,0) to (1,1) with the
+/// usual control points (0.42,0) and (0.58,1).
+[[nodiscard]] double easeInOut(double t);
+
+/// The level of the alert's flash over time. Each movement begins where the one before left off.
+class FlashAnimation {
+ public:
+  static constexpr double peakAlpha = 0.3;
+  enum class Mode {
+    stopped,   ///< out to 0 within 0.3 s
+    flashing,  ///< up to 0.3 in 0.4 s and back to 0 in 0.4 s, with no end
+    raised     ///< up once in 0.4 s, half as high, and stays: where the person wants little movement
+  };
+
+  void change(Mode mode, std::int64_t nowMs);
+  [[nodiscard]] bool isStopped() const { return mode_ == Mode::stopped; }
+  /// Whether the level will not change any more by itself.
+  [[nodiscard]] bool isSettledAt(std::int64_t nowMs) const;
+  /// 0..0.3.
+  [[nodiscard]] double alphaAt(std::int64_t nowMs) const;
+
+ private:
+  Mode mode_ = Mode::stopped;
+  double fromAlpha_ = 0;
+  std::int64_t sinceMs_ = 0;
+};
 
 /// The privacy matrix: diagonal stripes that disturb the view from the side, wider spaced the farther the
 /// person sits from the screen.
@@ -32,30 +59,28 @@ struct MatrixStripeLayer {
 /// the flash of the alert, which is this window's own. Main thread.
 class OverlayContentView : public std::enable_shared_from_this<OverlayContentView> {
  public:
-  /// The manager must outlive the view.
+  /// `manager`, `mainLoop` and `clock` must outlive the view.
   OverlayContentView(const OverlayWindowManager& manager, std::unique_ptr<OverlaySurface> surface,
-                     std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<Clock> clock);
+                     MainLoop& mainLoop, const Clock& clock);
 
   /// Presents the scene, where it has changed, two turns from now.
   void schedulePresent();
   /// The main screen's window shows the onlooker's picture.
   void setOnMainScreen(bool onMain);
   /// The flash's level now, 0..0.3.
-  [[nodiscard]] double flashAlpha() const { return flash_.alphaAt(clock_->nowMs()); }
+  [[nodiscard]] double flashAlpha() const { return flash_.alphaAt(clock_.nowMs()); }
 
  private:
-  void observeManager();
   void alertModeChanged(bool alertMode);
-  void startFlash();
-  void stopFlash();
+  void changeFlash();
   void present();
   void updateTint();
   [[nodiscard]] OverlayScene scene() const;
 
   const OverlayWindowManager& manager;
   const std::unique_ptr<OverlaySurface> surface_;
-  const std::shared_ptr<MainLoop> mainLoop_;
-  const std::shared_ptr<Clock> clock_;
+  MainLoop& mainLoop_;
+  const Clock& clock_;
 
   FlashAnimation flash_;
   bool alertMode_;

@@ -23,7 +23,7 @@ const std::shared_ptr<OverlayWindowManager>& OverlayWindowManager::shared() {
 
 void OverlayWindowManager::show() {
   if (isShowing_) return;
-  for (const Screen& screen : backend_->screens()) createWindow(screen);
+  screensChanged();
   isShowing_ = true;
   screensRegistration_ = backend_->screensChanged.connect([this] { screensChanged(); });
 }
@@ -41,21 +41,15 @@ void OverlayWindowManager::screensChanged() {
   });
   // The window of a screen that stays is kept: its surface follows the screen by itself.
   for (const Screen& screen : current) {
-    const auto window = overlayWindows.find(screen.id);
-    if (window == overlayWindows.end()) {
-      createWindow(screen);
-    } else {
-      window->second->setOnMainScreen(screen.isMain);
-    }
+    if (!overlayWindows.contains(screen.id)) createWindow(screen);
+    overlayWindows.at(screen.id)->setOnMainScreen(screen.isMain);
   }
 }
 
 void OverlayWindowManager::createWindow(const Screen& screen) {
-  const auto view =
-      std::make_shared<OverlayContentView>(*this, backend_->createSurface(screen), mainLoop_, clock_);
-  view->setOnMainScreen(screen.isMain);
+  auto& view = overlayWindows[screen.id];
+  view = std::make_shared<OverlayContentView>(*this, backend_->createSurface(screen), *mainLoop_, *clock_);
   view->schedulePresent();
-  overlayWindows[screen.id] = view;
 }
 
 }  // namespace sentrel

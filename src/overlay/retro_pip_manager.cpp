@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <utility>
 
-#include "overlay/flash_animation.h"
+#include "overlay/overlay_content_view.h"
 #include "platform/platform.h"
 
 namespace sentrel {
@@ -16,13 +16,8 @@ namespace {
 constexpr std::int64_t fadeMs = 550;
 constexpr std::int64_t blinkStepMs = 33;
 
-struct Range {
-  int begin;
-  int end;
-};
-
-/// Where the grown side of a box lies in `size` pixels; empty for what is no number.
-Range grownRange(double begin, double length, int size) {
+/// Where the grown side of a box begins and ends in `size` pixels; empty for what is no number.
+std::pair<int, int> grownRange(double begin, double length, int size) {
   constexpr double growth = 0.65;
   const double first = std::floor((begin - length * growth) * size);
   const double last = std::ceil((begin + length * (1 + growth)) * size);
@@ -36,11 +31,11 @@ Range grownRange(double begin, double length, int size) {
 Rect retroCrop(int frameWidth, int frameHeight, const std::optional<NormalizedRect>& face) {
   const Rect whole{0, 0, frameWidth, frameHeight};
   if (!face || !(face->width > 0) || !(face->height > 0)) return whole;
-  const Range columns = grownRange(face->x, face->width, frameWidth);
+  const auto [left, right] = grownRange(face->x, face->width, frameWidth);
   // The box is measured from the bottom, the frame's rows from the top.
-  const Range rows = grownRange(1 - face->y - face->height, face->height, frameHeight);
-  if (columns.begin >= columns.end || rows.begin >= rows.end) return whole;
-  return {columns.begin, rows.begin, columns.end - columns.begin, rows.end - rows.begin};
+  const auto [top, bottom] = grownRange(1 - face->y - face->height, face->height, frameHeight);
+  if (left >= right || top >= bottom) return whole;
+  return {left, top, right - left, bottom - top};
 }
 
 void copyGrey(const Frame& frame, const Rect& crop, GreyPicture& picture) {
@@ -92,9 +87,7 @@ void RetroPiPView::setBlink(BlinkLevel level) {
 
 RetroPiPManager::RetroPiPManager(std::shared_ptr<OverlayWindowManager> overlay,
                                  std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<Clock> clock)
-    : overlay_(std::move(overlay)), mainLoop_(std::move(mainLoop)), clock_(std::move(clock)) {
-  for (auto& picture : pictures_) picture = std::make_shared<GreyPicture>();
-}
+    : overlay_(std::move(overlay)), mainLoop_(std::move(mainLoop)), clock_(std::move(clock)) {}
 
 const std::shared_ptr<RetroPiPManager>& RetroPiPManager::shared() {
   static const auto instance = std::make_shared<RetroPiPManager>(
@@ -125,8 +118,7 @@ void RetroPiPManager::hide() {
 std::shared_ptr<GreyPicture> RetroPiPManager::freePicture() {
   const auto free =
       std::ranges::find_if(pictures_, [](const auto& picture) { return picture.use_count() == 1; });
-  if (free != pictures_.end()) return *free;
-  return std::make_shared<GreyPicture>();
+  return free != pictures_.end() ? *free : pictures_.emplace_back(std::make_shared<GreyPicture>());
 }
 
 }  // namespace sentrel

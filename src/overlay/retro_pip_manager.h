@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "overlay/overlay_window_manager.h"
 #include "platform/overlay_surface.h"
@@ -85,8 +85,8 @@ class RetroPiPManager {
   const std::shared_ptr<MainLoop> mainLoop_;
   const std::shared_ptr<Clock> clock_;
   RetroPiPState state;
-  /// The one shown, the one that is being made, and one that a surface may still hold.
-  std::array<std::shared_ptr<GreyPicture>, 3> pictures_;
+  /// The one shown, the one that is being made, and what a surface may still hold.
+  std::vector<std::shared_ptr<GreyPicture>> pictures_;
   std::optional<RetroPiPView> window;
 };
 

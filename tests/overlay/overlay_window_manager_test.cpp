@@ -8,7 +8,6 @@
 #include <limits>
 #include <optional>
 
-#include "overlay/flash_animation.h"
 #include "overlay/overlay_content_view.h"
 #include "support/fake_overlay_backend.h"
 #include "support/manual_main_loop.h"
@@ -183,7 +182,7 @@ TEST(MatrixStripeLayer, PeriodFollowsTheDistanceAndOpacitiesStayInRange) {
 
 TEST(FlashAnimation, FollowsTheCurveAndGoesOnFromWhereItIs) {
   FlashAnimation flash;
-  flash.start(1000);
+  flash.change(FlashAnimation::Mode::flashing, 1000);
   // Heights of the cubic Bezier (0.42,0)-(0.58,1): 0.12916 at a quarter, one half in the middle.
   const struct {
     std::int64_t ms;
@@ -191,12 +190,12 @@ TEST(FlashAnimation, FollowsTheCurveAndGoesOnFromWhereItIs) {
   } cases[] = {{0, 0},     {100, 0.3 * 0.12916}, {200, 0.15}, {300, 0.3 * 0.87084},
                {400, 0.3}, {600, 0.15},          {1200, 0.3}, {80'000'200, 0.15}};
   for (const auto& [ms, alpha] : cases) EXPECT_NEAR(flash.alphaAt(1000 + ms), alpha, 1e-4) << ms;
-  flash.stop(1400);
+  flash.change(FlashAnimation::Mode::stopped, 1400);
   // (0,0)-(0.58,1): 0.6846 in the middle.
   const double left = flash.alphaAt(1550);
   EXPECT_NEAR(left, 0.3 * (1 - 0.6846), 1e-3);
   EXPECT_EQ(flash.alphaAt(1700), 0);
-  flash.start(1550);
+  flash.change(FlashAnimation::Mode::flashing, 1550);
   EXPECT_DOUBLE_EQ(flash.alphaAt(1550), left);
   EXPECT_GT(flash.alphaAt(1570), left);
   EXPECT_NEAR(flash.alphaAt(1950), 0.3, 1e-6);
