@@ -31,6 +31,18 @@ enum class Launch {
   bus      ///< the session bus, for a message to it
 };
 
+// The desktop's leave to come to the front goes from the program that the person used to the one that shows a
+// window, as platform data of `org.freedesktop.Application`. Main thread.
+
+/// Makes room in the environment for tokens to come. To be called once, before the first thread starts.
+void reserveActivationToken();
+
+/// What a second start hands to the first.
+[[nodiscard]] QVariantMap ownActivationToken();
+
+/// The next window that is activated uses what `platformData` brings.
+void adoptActivationToken(const QVariantMap& platformData);
+
 /// What other programs see of us on the session bus: the name expert.mardeck.sentrel,
 /// `org.freedesktop.Application` as the desktop entry standard describes it, and, for scripts and status
 /// bars, the read-only properties of `expert.mardeck.sentrel1` with their change signals. Main thread; no

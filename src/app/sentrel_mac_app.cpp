@@ -22,7 +22,6 @@
 #include <thread>
 #include <utility>
 
-#include "app/activation_token.h"
 #include "app/build_options.h"
 #include "app/menu_bar_controller.h"
 #include "linux/camera/pipewire_capture_session.h"

@@ -1,15 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "app/status_item.h"
 
-#include <xcb/xcb.h>
-
 #include <QCursor>
 #include <QGuiApplication>
-#include <cstdlib>
-#include <memory>
 #include <string_view>
 #include <utility>
 
+#include "linux/display/x11_connection.h"
 #include "views/theme.h"
 
 namespace sentrel {
@@ -18,21 +15,15 @@ namespace {
 
 constexpr int lookMs = 2000;
 
-void freeReply(void* memory) {
-  std::free(memory);  // NOLINT: xcb allocates so
-}
-
 xcb_connection_t* x11Connection() {
   const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
   return x11 != nullptr ? x11->connection() : nullptr;
 }
 
 xcb_atom_t atomOf(xcb_connection_t* connection, std::string_view name) {
-  const std::unique_ptr<xcb_intern_atom_reply_t, decltype(&freeReply)> reply(
-      xcb_intern_atom_reply(
-          connection, xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.data()),
-          nullptr),
-      freeReply);
+  const auto reply = adopt(xcb_intern_atom_reply(
+      connection, xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.data()),
+      nullptr));
   return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
 }
 
@@ -40,11 +31,8 @@ xcb_atom_t atomOf(xcb_connection_t* connection, std::string_view name) {
 bool hasX11Tray() {
   xcb_connection_t* connection = x11Connection();
   if (connection == nullptr) return false;
-  const std::unique_ptr<xcb_get_selection_owner_reply_t, decltype(&freeReply)> owner(
-      xcb_get_selection_owner_reply(
-          connection, xcb_get_selection_owner(connection, atomOf(connection, "_NET_SYSTEM_TRAY_S0")),
-          nullptr),
-      freeReply);
+  const auto owner = adopt(xcb_get_selection_owner_reply(
+      connection, xcb_get_selection_owner(connection, atomOf(connection, "_NET_SYSTEM_TRAY_S0")), nullptr));
   return owner && owner->owner != XCB_NONE;
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "app/activation_token.h"
+#include "app/program_bus.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
