@@ -170,7 +170,7 @@ void popovers(PictureBook& book) {
   });
   popover(book, "03-popover-paused", [](ViewsFixture& fixture) {
     on(fixture);
-    fixture.desktop.session->observer.tell(SessionEvent::screenIsLocked);
+    fixture.desktop.session->observer.emit(SessionEvent::screenIsLocked);
     fixture.machine.settle();
   });
   popover(book, "09-statistics", counted, statistics);

@@ -279,7 +279,9 @@ ChildProcess HeadlessDesktop::startBus(const std::string& name, const std::strin
 
 void HeadlessDesktop::replaceSessionBus() {
   sessionBus_.kill();
-  sessionBus_ = startBus("bus", options_.activation ? "<standard_session_servicedirs/>" : "");
+  sessionBus_ =
+      startBus("bus", options_.activation ? "<standard_session_servicedirs/>"
+                                          : "<servicedir>" + serviceFolder().string() + "</servicedir>");
 }
 
 void HeadlessDesktop::startSystemBus() {

@@ -55,6 +55,8 @@ class HeadlessDesktop {
   [[nodiscard]] std::filesystem::path home() const { return root_.path / "home"; }
   [[nodiscard]] std::filesystem::path configFolder() const { return home() / ".config"; }
   [[nodiscard]] std::filesystem::path runtimeFolder() const { return root_.path / "run"; }
+  /// Services described here are started on demand by a session bus that is started afterwards.
+  [[nodiscard]] std::filesystem::path serviceFolder() const { return root_.path / "services"; }
 
   // Single services. Starting one that runs and stopping one that does not are no-ops.
   /// A new one at the same address, with nobody on it.

@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <list>
 #include <set>
 #include <vector>
 
@@ -22,32 +21,14 @@ namespace fs = std::filesystem;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-/// Where nobody answers, and whoever comes is noticed.
-class SilentSocket {
- public:
-  explicit SilentSocket(const fs::path& path) : fd_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
-    path.string().copy(address.sun_path, sizeof address.sun_path - 1);
-    if (bind(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 || listen(fd_, 8) != 0)
-      throw std::runtime_error("no socket at " + path.string());
-  }
-  ~SilentSocket() { close(fd_); }
-  SilentSocket(const SilentSocket&) = delete;
-  SilentSocket& operator=(const SilentSocket&) = delete;
-
-  [[nodiscard]] bool wasAsked() const {
-    pollfd entry{.fd = fd_, .events = POLLIN, .revents = 0};
-    return poll(&entry, 1, 0) != 0;
-  }
-
- private:
-  int fd_;
-};
-
-std::string contentOf(const fs::path& path) {
-  std::ostringstream text;
-  text << std::ifstream(path).rdbuf();
-  return text.str();
+/// Where nobody answers, and whoever comes is noticed. Gives a descriptor, which lasts as long as the test.
+int silentSocket(const fs::path& path) {
+  const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+  path.string().copy(address.sun_path, sizeof address.sun_path - 1);
+  if (bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 || listen(socket, 8) != 0)
+    throw std::runtime_error("no socket at " + path.string());
+  return socket;
 }
 
 /// Without a display and without a camera: quick to start.
@@ -209,13 +190,13 @@ TEST_F(Entry, ItDoesWithoutWhatOthersTakeForGranted) {
 
 TEST_F(Entry, ArgumentsAreAnsweredInWordsAndAskNobody) {
   const fs::path folder = desktop.runtimeFolder();
-  std::list<SilentSocket> sockets;
+  std::vector<pollfd> sockets;
   Environment session = desktop.environment();
   for (const auto& [name, prefix] : {std::pair("DBUS_SESSION_BUS_ADDRESS", "unix:path="),
                                      std::pair("DBUS_SYSTEM_BUS_ADDRESS", "unix:path="),
                                      std::pair("WAYLAND_DISPLAY", ""), std::pair("PIPEWIRE_REMOTE", "")}) {
     const fs::path path = folder / ("silent." + std::to_string(sockets.size()));
-    sockets.emplace_back(path);
+    sockets.push_back({.fd = silentSocket(path), .events = POLLIN, .revents = 0});
     session[name] = prefix + path.string();
   }
   session["DISPLAY"] = ":4711";
@@ -260,7 +241,7 @@ TEST_F(Entry, ArgumentsAreAnsweredInWordsAndAskNobody) {
     };
     expectPart(contentOf(out), given.out);
     expectPart(contentOf(err), given.err);
-    for (const SilentSocket& socket : sockets) EXPECT_FALSE(socket.wasAsked());
+    EXPECT_EQ(poll(sockets.data(), sockets.size(), 0), 0) << "somebody was asked";
   }
 }
 
@@ -304,68 +285,45 @@ class EntryWithCamera : public EntryOnScreen {
 };
 
 TEST_F(EntryWithCamera, TheBusStartsItAndOnlyWhatIsAskedIsDone) {
-  const std::string folder = desktop.runtimeFolder().string();
-  const fs::path socket = folder + "/activating_bus";
-  std::ofstream(folder + "/expert.mardeck.sentrel.service")
+  fs::create_directory(desktop.serviceFolder());
+  std::ofstream(desktop.serviceFolder() / "expert.mardeck.sentrel.service")
       << "[D-BUS Service]\nName=expert.mardeck.sentrel\nExec=" << SENTREL_PROGRAM << " --service\n";
-  std::ofstream(folder + "/activating_bus.conf")
-      << "<busconfig><listen>unix:path=" << socket.string() << "</listen><servicedir>" << folder
-      << "</servicedir><policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
-         "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n";
-  Environment environment = desktop.environment();
-  environment["DBUS_SESSION_BUS_ADDRESS"] = "unix:path=" + socket.string();
-  ChildProcess daemon({.program = "dbus-daemon",
-                       .arguments = {"--nofork", "--config-file=" + folder + "/activating_bus.conf"},
-                       .environment = environment,
-                       .log = folder + "/activating_bus.log"});
-  ASSERT_TRUE(waitUntil([&] { return fs::exists(socket); })) << daemon.output();
-  QDBusConnection connection = QDBusConnection::connectToBus(
-      QString::fromStdString(environment["DBUS_SESSION_BUS_ADDRESS"]), QStringLiteral("asker"));
-  const auto ask = [&](const char* interface, const char* member, const QVariantList& words) {
-    QDBusMessage call = QDBusMessage::createMethodCall(programName, QStringLiteral("/expert/mardeck/sentrel"),
-                                                       QLatin1String(interface), QLatin1String(member));
-    call.setArguments(words);
-    const QDBusMessage answer = connection.call(call);
-    EXPECT_EQ(answer.type(), QDBusMessage::ReplyMessage) << answer.errorMessage().toStdString();
-  };
-  constexpr auto ofApplications = "org.freedesktop.Application";
-  const auto readState = [&] {
-    ask("org.freedesktop.DBus.Properties", "Get",
-        {QStringLiteral("expert.mardeck.sentrel1"), QStringLiteral("State")});
-  };
-  const auto act = [&](const char* action) {
-    ask(ofApplications, "ActivateAction", {QLatin1String(action), QVariantList(), QVariantMap()});
+  desktop.replaceSessionBus();
+  const BusClient asker(desktop, TestBus::session);
+  const auto activate = [&] {  // what a login or the desktop's menu ends in
+    asker.call(programName, QStringLiteral("/expert/mardeck/sentrel"),
+               QStringLiteral("org.freedesktop.Application"), QStringLiteral("Activate"), {QVariantMap()});
   };
   const auto quit = [&] {
-    act("quit");
-    EXPECT_TRUE(waitUntil([&] { return !connection.interface()->isServiceRegistered(programName); }));
+    perform(asker, "quit");
+    EXPECT_TRUE(waitUntil([&] { return !asker.hasName(programName); }));
   };
   const auto opensCamera = [&] { return waitUntil([&] { return camera.isOpen(); }); };
+  const auto opensWindow = [&] { return waitUntil([&] { return !windows().empty(); }); };
   const auto staysClosed = [&] {
     return !waitUntil([&] { return camera.isOpen() || !windows().empty(); }, seconds(1));
   };
 
-  readState();
+  EXPECT_EQ(state(asker), "inactive");
   EXPECT_TRUE(staysClosed()) << "nobody has asked for protection";
-  ask(ofApplications, "Activate", {QVariantMap()});  // what a login or the desktop's menu ends in
+  activate();
   EXPECT_TRUE(opensCamera());
-  EXPECT_TRUE(waitUntil([&] { return !windows().empty(); })) << "there is no panel to show that it runs";
+  EXPECT_TRUE(opensWindow()) << "there is no panel to show that it runs";
   quit();
-  readState();
+  EXPECT_EQ(state(asker), "inactive");
   EXPECT_TRUE(staysClosed()) << "the person has quit";
-  act("toggle");
+  perform(asker, "toggle");
   EXPECT_TRUE(opensCamera());
-  act("toggle");
+  perform(asker, "toggle");
   EXPECT_TRUE(waitUntil([&] { return !camera.isOpen(); }));
-  ask(ofApplications, "Activate", {QVariantMap()});
-  EXPECT_TRUE(waitUntil([&] { return !windows().empty(); }));
+  activate();
+  EXPECT_TRUE(opensWindow());
   EXPECT_FALSE(waitUntil([&] { return camera.isOpen(); }, seconds(1))) << "it was switched off";
   quit();
-  act("toggle");
+  perform(asker, "toggle");
   EXPECT_TRUE(opensCamera()) << "started in order to be switched on";
   quit();
-  act("quit");  // it is started again, only to do what it is asked
-  QDBusConnection::disconnectFromBus(QStringLiteral("asker"));
+  perform(asker, "quit");  // it is started again, only to do what it is asked
 }
 
 TEST_F(EntryWithCamera, EveryEndCountsTheSessionsSeconds) {

@@ -16,6 +16,12 @@
 
 namespace sentrel::test {
 
+inline std::string contentOf(const std::filesystem::path& path) {
+  std::ostringstream text;
+  text << std::ifstream(path).rdbuf();
+  return text.str();
+}
+
 const auto programName = QStringLiteral("expert.mardeck.sentrel");
 
 /// A desktop on which the program is started, asked and ended.
@@ -28,11 +34,7 @@ class ProgramRun : public testing::Test {
   }
 
   [[nodiscard]] std::filesystem::path settingsFolder() const { return desktop.configFolder() / "sentrel"; }
-  [[nodiscard]] std::string settings() const {
-    std::ostringstream text;
-    text << std::ifstream(settingsFolder() / "defaults.json").rdbuf();
-    return text.str();
-  }
+  [[nodiscard]] std::string settings() const { return contentOf(settingsFolder() / "defaults.json"); }
   /// The whole number under a key; -1 where there is none.
   [[nodiscard]] long number(const std::string& key) const {
     const std::string text = settings();

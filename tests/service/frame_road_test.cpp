@@ -4,7 +4,6 @@
 #include <QCoreApplication>
 
 #include "linux/desktop/qt_main_loop.h"
-#include "linux/desktop/system_clock.h"
 #include "support/test_core.h"
 #include "vision/allocation_counter.h"
 
@@ -17,18 +16,9 @@ TEST(FrameRoad, AllocatesNothingWhenWarm) {
   char name[] = "test";
   char* arguments[] = {name, nullptr};
   const QCoreApplication application(argumentCount, arguments);
-
-  test::TestMachine machine;  // its manual loop serves as the clock alone
   const auto loop = std::make_shared<QtMainLoop>();
-  const AnalysisEnvironment environment{loop, machine.loop, machine.analysisQueue, machine.detector};
-  const auto camera = std::make_shared<AVCaptureManager>(machine.session, machine.cameraQueue, environment);
-  const auto overlay = std::make_shared<OverlayWindowManager>(std::make_shared<test::FakeOverlayBackend>(),
-                                                              loop, machine.loop);
-  const auto settings = std::make_shared<SettingsRepository>(std::make_shared<test::MemoryUserDefaults>(),
-                                                             std::make_shared<test::FakeLoginItem>());
-  const test::FakeDesktop desktop(loop, machine.loop);
-  const auto service =
-      desktop.service(environment, camera, desktop.control(environment, camera), overlay, settings);
+  test::TestCore core(test::TestMachine::Queues::real, loop);
+  test::TestMachine& machine = core.machine;
   const auto settle = [&] {
     for (int i = 0; i < 4; ++i) {
       machine.analysisQueue->sync([] {});
@@ -36,37 +26,26 @@ TEST(FrameRoad, AllocatesNothingWhenWarm) {
       while (!loop->idle()) QCoreApplication::processEvents();
     }
   };
-  service->start();
+  core.service->start();
   settle();
-  ASSERT_TRUE(service->isActive());
+  ASSERT_TRUE(core.service->isActive());
 
   machine.detector->next = test::detectionsOf({test::faceOf(0.1)}, {test::faceOf(0.1)});
   machine.detector->timestamps.reserve(1000);
-  camera->analyzer()->onCalibrationSample = [](double) {};
+  core.camera->analyzer()->onCalibrationSample = [](double) {};
   const auto frames = [&](int count) {
     for (int i = 0; i < count; ++i) {
       machine.loop->advance(101);
-      machine.cameraQueue->async([&] { machine.session->request->onFrame(machine.frame()); });
-      machine.cameraQueue->sync([] {});
+      machine.cameraQueue->sync([&] { machine.session->request->onFrame(machine.frame()); });
       settle();
     }
   };
   frames(30);
-  EXPECT_EQ(overlay->matrixDistanceCm, 200) << "the frames arrive";
+  EXPECT_EQ(core.overlay->matrixDistanceCm, 200) << "the frames arrive";
   const std::size_t before = test::allocationCount();
   frames(200);
   EXPECT_EQ(test::allocationCount() - before, 0U);
   EXPECT_EQ(machine.detector->timestamps.size(), 230U);
-}
-
-TEST(SystemClock, TakesNoStepsOfTheWallClock) {
-  std::int64_t wall = 1'700'000'000'000;
-  std::int64_t boot = 5000;
-  const SystemClock clock([&] { return wall; }, [&] { return boot; });
-  const std::int64_t before = clock.nowMs();
-  wall -= 3'600'000;
-  boot += 1400;
-  EXPECT_EQ(clock.nowMs(), before + 1400);
 }
 
 }  // namespace

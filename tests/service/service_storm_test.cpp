@@ -26,6 +26,10 @@ constexpr std::int64_t closingLimitMs = 500;
 constexpr std::int64_t healingLimitMs = 8000;
 constexpr std::int64_t reportMs = 2000;
 
+using enum AuthorizationStatus;
+constexpr AuthorizationStatus permissions[] = {denied,     notDetermined, authorized, authorized,
+                                               authorized, authorized,    authorized, authorized};
+
 class ServiceStormTest : public testing::Test, protected test::TestCore {
  protected:
   ServiceStormTest() : TestCore(test::TestMachine::Queues::manual) {
@@ -38,108 +42,78 @@ class ServiceStormTest : public testing::Test, protected test::TestCore {
   // The world.
 
   void happen() {
-    const Screen first{1, "", {}, true};
-    const Screen second{2, "", {}, false};
-    const std::pair<const char*, std::function<void()>> happenings[] = {
-        {"start", [&] { service->start(); }},
-        {"start", [&] { service->start(); }},
+    const struct {
+      const char* name;
+      std::function<void()> run;
+      int weight = 1;
+    } happenings[] = {
+        {"start", [&] { service->start(); }, 2},
         {"toggle", [&] { service->toggle(); }},
-        {"stop",
-         [&] {
-           if (pick(2) == 0) service->stop();
-         }},
-        {"shortcut", [&] { desktop.keys->observer.tell(); }},
+        {"stop", [&] { service->stop(); }},
+        {"shortcut", [&] { desktop.keys->observer.emit(); }},
+        {"the program quits, or not after all", [&] { quit(pick(4) == 0); }},
         {"the camera is pulled", [&] { plug(false); }},
-        {"a camera is plugged", [&] { plug(true); }},
-        {"a camera is plugged", [&] { plug(true); }},
+        {"a camera is plugged", [&] { plug(true); }, 2},
         {"another program takes the camera", [&] { taken = pick(2) == 0; }},
         {"the camera gives nothing and says nothing", [&] { silent = pick(3) == 0; }},
-        {"permission", [&] { permit(static_cast<AuthorizationStatus>(pick(8) == 0 ? 2 : 3)); }},
-        {"consent is asked for",
-         [&] {
-           if (pick(4) == 0) permit(AuthorizationStatus::notDetermined);
-         }},
-        {"the person answers", [&] { answerConsent(pick(3) != 0); }},
-        {"the person answers", [&] { answerConsent(true); }},
+        {"permission", [&] { permit(permissions[static_cast<std::size_t>(pick(8))]); }},
+        {"the person answers", [&] { answerConsent(pick(6) != 0); }, 2},
         {"a model file", [&] { damageModels(pick(3) == 0); }},
         {"inference", [&] { inferenceFails = pick(4) == 0; }},
         {"the session cannot be configured", [&] { refuseConfiguration(pick(8) == 0); }},
         {"slow models", [&] { analysisHeldMs = 100 * pick(40); }},
-        {"slow listing",
-         [&] {
-           if (!machine.session->running) cameraHeldMs = 100 * pick(30);
-         }},
+        {"slow listing", [&] { cameraHeldMs = machine.session->running ? cameraHeldMs : 100 * pick(30); }},
         {"slow camera queue", [&] { cameraHeldMs = std::max(cameraHeldMs, 100 * pick(4)); }},
-        {"notifications",
-         [&] {
-           desktop.notifications->answering = pick(4) != 0;
-           answerNotifications();
-         }},
+        {"notifications", [&] { answerNotifications(pick(4) != 0); }},
         {"a choice of cameras", [&] { chooseCamera(); }},
-        {"settings",
-         [&] {
-           changeSettings([&](FilterSettings& next) {
-             next.filterStrength = pick(7);
-             next.inattentionDelayMs = 500;
-             next.captureFps = pick(4) == 0 ? 100'000 : 10;
-           });
-         }},
+        {"settings", [&] { changeSomeSettings(); }},
         {"screens",
          [&] {
-           backend->setScreens(pick(2) == 0 ? std::vector{first, second} : std::vector{first});
+           backend->setScreens({backend->screenList[0], Screen{2, "", {}, false}});
          }},
+        {"a screen goes", [&] { backend->setScreens({backend->screenList[0]}); }},
         {"everything is well for a while", [&] { heal(); }},
         {"watched", [&] { machine.detector->next = watched; }},
         {"looking away", [&] { machine.detector->next = lookingAway; }},
         {"alone", [&] { machine.detector->next = alone; }},
         {"going away", [&] { desktop.session->tell(static_cast<SessionEvent>(2 * pick(3))); }},
-        {"coming back", [&] { desktop.session->tell(static_cast<SessionEvent>(2 * pick(3) + 1)); }},
-        {"coming back", [&] { desktop.session->tell(static_cast<SessionEvent>(2 * pick(3) + 1)); }},
-        {"the session answers",
-         [&] {
-           desktop.session->answering = pick(4) != 0;
-           desktop.session->answer();
-         }},
+        {"coming back", [&] { desktop.session->tell(static_cast<SessionEvent>(2 * pick(3) + 1)); }, 2},
+        {"the session answers", [&] { answerSession(pick(4) != 0); }},
         {"battery",
          [&] {
-           desktop.power->source = PowerSourceDescription{static_cast<int>(pick(20)), pick(2) == 0};
+           desktop.power->source = {static_cast<int>(pick(20)), pick(2) == 0};
          }},
-        {"a calibration begins",
-         [&] {
-           if (!calibration) calibration = newCalibration();
-           calibration->start();
-         }},
-        {"a calibration is given up",
-         [&] {
-           if (calibration) calibration->cancel();
-         }},
-        {"a calibration is accepted",
-         [&] {
-           if (calibration) calibration->accept(60);
-         }},
+        {"a calibration begins", [&] { theCalibration().start(); }},
+        {"a calibration is given up", [&] { theCalibration().cancel(); }},
+        {"a calibration is accepted", [&] { theCalibration().accept(60); }},
         {"a calibration's window goes", [&] { calibration.reset(); }},
     };
-    const auto& [name, run] = happenings[static_cast<std::size_t>(pick(std::size(happenings)))];
-    remember(name);
-    run();
+    int left = 0;
+    for (const auto& each : happenings) left += each.weight;
+    left = static_cast<int>(pick(left));
+    const auto* chosen = happenings;
+    while ((left -= chosen->weight) >= 0) ++chosen;
+    remember(chosen->name);
+    chosen->run();
   }
 
   void heal() {
     taken = silent = inferenceFails = false;
+    quit(false);
     refuseConfiguration(false);
     // Half of the time nothing is told of it. Who was denied the camera has to be told.
     const auto failure = control->failure().get();
     const bool isDenied = failure && failure->kind == CameraFailure::Kind::cameraDenied;
-    const bool wasDenied = machine.session->status != AuthorizationStatus::authorized;
+    const bool wasDenied = machine.session->status != authorized;
     const bool isTold = isDenied || wasDenied || pick(2) == 0;
-    machine.session->status = AuthorizationStatus::authorized;
+    machine.session->status = authorized;
     answerConsent(true);
-    answerNotifications();
+    answerNotifications(true);
     machine.detector->prepareError.reset();
     settleTurns();
     if (isTold) control->retryNow();
     if (isTold || machine.session->cameras.empty()) plug(true);
-    desktop.session->answer();
+    answerSession(true);
     desktop.session->tell(SessionEvent::screensDidWake);
     for (int i = 0; i < 150 && !HasFailure(); ++i) tick();
   }
@@ -152,19 +126,40 @@ class ServiceStormTest : public testing::Test, protected test::TestCore {
   void permit(AuthorizationStatus status) {
     machine.session->status = status;
     // Permissions come with a device that is new.
-    if (status == AuthorizationStatus::authorized) machine.session->devicesChanged.emit();
+    if (status == authorized) machine.session->devicesChanged.emit();
   }
   void answerConsent(bool yes) {
     if (machine.session->accessRequests.empty()) return;
-    if (yes) machine.session->status = AuthorizationStatus::authorized;
+    if (yes) machine.session->status = authorized;
     for (auto& answer : std::exchange(machine.session->accessRequests, {})) answer(yes);
   }
   void damageModels(bool damaged) {
     machine.detector->prepareError = damaged ? std::optional(FaceDetectorError{"gone"}) : std::nullopt;
     if (!damaged) control->retryNow();
   }
-  void answerNotifications() {
+  void answerNotifications(bool atOnce) {
+    desktop.notifications->answering = atOnce;
     for (auto& answer : std::exchange(desktop.notifications->questions, {})) answer(true);
+  }
+  void answerSession(bool atOnce) {
+    desktop.session->answering = atOnce;
+    desktop.session->answer();
+  }
+  void quit(bool really) {
+    quits = really;
+    if (quits) service->stop();
+    control->setRest(CameraControl::Rest::quitting, really);
+  }
+  CalibrationSession& theCalibration() {
+    if (!calibration) calibration = newCalibration();
+    return *calibration;
+  }
+  void changeSomeSettings() {
+    changeSettings([&](FilterSettings& next) {
+      next.filterStrength = pick(7);
+      next.inattentionDelayMs = 500;
+      next.captureFps = pick(4) == 0 ? 100'000 : 10;
+    });
   }
   void refuseConfiguration(bool refused) {
     machine.session->configureError.reset();
@@ -256,7 +251,7 @@ class ServiceStormTest : public testing::Test, protected test::TestCore {
     // 2. It tries until it sees.
     const auto& session = *machine.session;
     const bool healthy = isSwitchedOn() && desktop.notifications->questions.empty() && !control->rest() &&
-                         !session.cameras.empty() && session.status == AuthorizationStatus::authorized &&
+                         !session.cameras.empty() && session.status == authorized &&
                          session.accessRequests.empty() && !session.configureError && !taken && !silent &&
                          !inferenceFails && !machine.detector->prepareError && cameraHeldMs <= 0 &&
                          analysisHeldMs <= 0;
@@ -266,13 +261,16 @@ class ServiceStormTest : public testing::Test, protected test::TestCore {
       EXPECT_EQ(control->failure().get(), std::nullopt) << "a reason that is none any more";
     }
     // 3. It is closed while anything speaks against it, whoever wishes it.
-    const bool mayBeOpen = (isSwitchedOn() || isCalibrating()) && !isAway && !control->rest();
+    const bool mayBeOpen = (isSwitchedOn() || isCalibrating()) && !isAway && !quits && !control->rest();
     if (mayBeOpen) closedSinceMs = now();
     if (now() - closedSinceMs >= closingLimitMs) {
       EXPECT_FALSE(session.isOpen()) << "open behind the person's back";
     }
     if (isAway && isCalibrating() && !desktop.session->known) {
       ADD_FAILURE() << "a calibration without a camera says nothing";
+    }
+    if (isWatching()) {
+      EXPECT_TRUE(session.running) << "watches before the camera is open";
     }
     // 4. A start that waits or failed leaves nothing behind.
     if (!service->isActive()) {
@@ -281,16 +279,16 @@ class ServiceStormTest : public testing::Test, protected test::TestCore {
     if (isSwitchedOn() &&
         (service->isActive() || (!control->failure().get() && session.accessRequests.empty())))
       protectedMs += tickMs;
-    EXPECT_LE(1000 * desktop.stats->stats.get().totalActiveSeconds, protectedMs) << "hours that were none";
+    EXPECT_LE(1000 * stats->stats.get().totalActiveSeconds, protectedMs) << "hours that were none";
   }
 
   void expectFitting() {
     const bool active = service->isActive();
     const Kind kind = state();
-    EXPECT_EQ(desktop.session->observer.count(),
+    EXPECT_EQ(desktop.session->observer.observerCount(),
               control->status().get().kind == CameraControl::Status::Kind::closed ? 0U : 1U);
-    EXPECT_EQ(desktop.power->observers, active ? 1 : 0);
-    EXPECT_EQ(desktop.keys->observer.count(), active && !desktop.session->isAway ? 1U : 0U)
+    EXPECT_EQ(desktop.power->observer.observerCount(), active ? 1U : 0U);
+    EXPECT_EQ(desktop.keys->observer.observerCount(), active && !desktop.session->isAway ? 1U : 0U)
         << "a password passes nobody";
     if (kind != Kind::cameraBusy) {
       EXPECT_EQ(overlay->isShowing(), isWatching());
@@ -331,9 +329,10 @@ class ServiceStormTest : public testing::Test, protected test::TestCore {
     random.seed(seed);
     steps.clear();
     taken = silent = inferenceFails = desktop.session->isAway = false;
+    quit(false);
     machine.detector->prepareError.reset();
     refuseConfiguration(false);
-    machine.session->status = AuthorizationStatus::authorized;
+    machine.session->status = authorized;
     desktop.session->answering = desktop.notifications->answering = true;
     watchingSinceMs = healthySinceMs = closedSinceMs = now();
     // Every other life begins without a camera.
@@ -346,7 +345,7 @@ class ServiceStormTest : public testing::Test, protected test::TestCore {
     service->stop();
     cameraHeldMs = analysisHeldMs = 0;
     answerConsent(false);
-    answerNotifications();
+    answerNotifications(true);
     settleTurns();
     EXPECT_FALSE(machine.session->running);
     EXPECT_EQ(machine.loop->timerCount(), 0U);
@@ -364,6 +363,7 @@ class ServiceStormTest : public testing::Test, protected test::TestCore {
   std::deque<std::string> steps;
   std::shared_ptr<CalibrationSession> calibration;
   bool taken = false;
+  bool quits = false;
   bool silent = false;
   bool inferenceFails = false;
   std::int64_t cameraHeldMs = 0;

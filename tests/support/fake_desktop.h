@@ -9,46 +9,25 @@
 #include <utility>
 #include <vector>
 
-#include "detection/av_capture_manager.h"
-#include "service/privacy_filter_service.h"
-#include "support/fake_overlay_backend.h"
-#include "support/fake_settings.h"
+#include "platform/desktop_services.h"
+#include "platform/session_events.h"
+#include "support/main_loop.h"
 
 namespace sentrel::test {
-
-/// One observer at a time, as the real sources have it: a former registration ends nothing.
-template <class... Args>
-class OneObserver {
- public:
-  Registration install(std::function<void(Args...)> observer) {
-    observer_ = std::move(observer);
-    return Registration([this, mine = ++number_] {
-      if (mine == number_) observer_ = nullptr;
-    });
-  }
-  void tell(Args... args) const {
-    if (const auto told = observer_) told(args...);
-  }
-  [[nodiscard]] std::size_t count() const { return observer_ ? 1 : 0; }
-
- private:
-  std::function<void(Args...)> observer_;
-  int number_ = 0;
-};
 
 /// A session whose person comes and goes when a test says so.
 class FakeSessionEvents final : public SessionEvents {
  public:
   explicit FakeSessionEvents(std::shared_ptr<MainLoop> mainLoop) : mainLoop_(std::move(mainLoop)) {}
 
-  OneObserver<SessionEvent> observer;
+  Signal<SessionEvent> observer;
   bool resting = false;
   bool answering = true;  ///< those who know of a lock answer at once
   int closings = 0;       ///< how often the camera was said to be closed
   bool isAway = false;
   std::function<void()> known;  ///< who waits for an answer
 
-  [[nodiscard]] Registration install(Observer told) override { return observer.install(std::move(told)); }
+  [[nodiscard]] Registration install(Observer told) override { return observer.connect(std::move(told)); }
   void whenKnown(std::function<void()> told) override {
     known = std::move(told);
     if (answering) mainLoop_->post([this] { answer(); });
@@ -56,13 +35,13 @@ class FakeSessionEvents final : public SessionEvents {
   /// Also what was known before anybody observed.
   void answer() {
     const auto told = std::exchange(known, nullptr);
-    if (!told || observer.count() == 0) return;
-    if (isAway) observer.tell(SessionEvent::screenIsLocked);
+    if (!told || observer.observerCount() == 0) return;
+    if (isAway) observer.emit(SessionEvent::screenIsLocked);
     told();
   }
   void tell(SessionEvent event) {
     isAway = isGoingAway(event);
-    observer.tell(event);
+    observer.emit(event);
   }
   [[nodiscard]] bool isLocked() const override { return false; }
   void cameraIsClosed() override { ++closings; }
@@ -75,25 +54,24 @@ class FakeSessionEvents final : public SessionEvents {
 class FakePowerSource final : public PowerSource {
  public:
   std::optional<PowerSourceDescription> source;
-  int observers = 0;
+  Signal<> observer;
 
   [[nodiscard]] Registration observe() override {
-    ++observers;
-    return Registration([this] { --observers; });
+    return observer.connect([] {});
   }
   [[nodiscard]] std::optional<PowerSourceDescription> first() const override {
-    return observers > 0 ? source : std::nullopt;
+    return observer.observerCount() > 0 ? source : std::nullopt;
   }
 };
 
 class FakeKeyMonitor final : public KeyMonitor {
  public:
-  OneObserver<> observer;
+  Signal<> observer;
   bool possible = true;
 
   [[nodiscard]] bool canObserve() const override { return possible; }
   [[nodiscard]] Registration observe(std::function<void()> pressed) override {
-    return observer.install(std::move(pressed));
+    return observer.connect(std::move(pressed));
   }
 };
 
@@ -132,48 +110,19 @@ class FakeHaptics final : public Haptics {
 
 /// The desktop around the service.
 struct FakeDesktop {
-  FakeDesktop(const std::shared_ptr<MainLoop>& mainLoop, const std::shared_ptr<Clock>& clock)
+  explicit FakeDesktop(const std::shared_ptr<MainLoop>& mainLoop)
       : session(std::make_shared<FakeSessionEvents>(mainLoop)),
-        notifications(std::make_shared<FakeNotifications>(mainLoop)),
-        retroOverlay(
-            std::make_shared<OverlayWindowManager>(std::make_shared<FakeOverlayBackend>(), mainLoop, clock)),
-        retroPiP(std::make_shared<RetroPiPManager>(retroOverlay, mainLoop, clock)) {}
+        notifications(std::make_shared<FakeNotifications>(mainLoop)) {}
 
   std::shared_ptr<FakeSessionEvents> session;
+  std::shared_ptr<FakeNotifications> notifications;
   std::shared_ptr<FakePowerSource> power = std::make_shared<FakePowerSource>();
   std::shared_ptr<FakeKeyMonitor> keys = std::make_shared<FakeKeyMonitor>();
-  std::shared_ptr<FakeNotifications> notifications;
   std::shared_ptr<FakeHaptics> haptics = std::make_shared<FakeHaptics>();
-  std::shared_ptr<OverlayWindowManager> retroOverlay;
-  std::shared_ptr<RetroPiPManager> retroPiP;
-  std::shared_ptr<StatsRepository> stats =
-      std::make_shared<StatsRepository>(std::make_shared<MemoryUserDefaults>());
 
   [[nodiscard]] std::size_t observers() const {
-    return session->observer.count() + keys->observer.count() + static_cast<std::size_t>(power->observers);
-  }
-
-  [[nodiscard]] std::shared_ptr<CameraControl> control(
-      const AnalysisEnvironment& environment, const std::shared_ptr<AVCaptureManager>& camera) const {
-    return std::make_shared<CameraControl>(CameraControl::Dependencies{
-        environment.mainLoop, environment.clock, camera, camera->session(), session});
-  }
-  [[nodiscard]] std::shared_ptr<PrivacyFilterService> service(
-      const AnalysisEnvironment& environment, const std::shared_ptr<AVCaptureManager>& camera,
-      const std::shared_ptr<CameraControl>& control, const std::shared_ptr<OverlayWindowManager>& overlay,
-      const std::shared_ptr<SettingsRepository>& settings) const {
-    Platform platform;
-    platform.mainLoop = environment.mainLoop;
-    platform.clock = environment.clock;
-    platform.analysisQueue = environment.analysisQueue;
-    platform.faceDetector = environment.faceDetector;
-    platform.notifications = notifications;
-    platform.haptics = haptics;
-    platform.powerSource = power;
-    platform.keyMonitor = keys;
-    platform.localizedText = [](const char* key) { return std::string(key); };
-    return std::make_shared<PrivacyFilterService>(
-        PrivacyFilterService::Dependencies{platform, camera, control, overlay, retroPiP, settings, stats});
+    return session->observer.observerCount() + keys->observer.observerCount() +
+           power->observer.observerCount();
   }
 };
 

@@ -7,10 +7,12 @@
 #include <vector>
 
 #include "detection/calibration_session.h"
-#include "support/fake_capture_session.h"
+#include "service/privacy_filter_service.h"
+#include "support/fake_camera.h"
 #include "support/fake_desktop.h"
+#include "support/fake_overlay_backend.h"
+#include "support/fake_settings.h"
 #include "support/manual_main_loop.h"
-#include "support/scripted_detector.h"
 
 namespace sentrel::test {
 
@@ -19,7 +21,9 @@ namespace sentrel::test {
 struct TestMachine {
   enum class Queues { real, manual };
 
-  explicit TestMachine(Queues queues = Queues::real) {
+  /// The manual loop serves as the clock alone where another is given.
+  explicit TestMachine(Queues queues = Queues::real, std::shared_ptr<MainLoop> other = nullptr)
+      : mainLoop(other ? std::move(other) : loop) {
     for (auto* queue : {&cameraQueue, &analysisQueue}) {
       *queue =
           queues == Queues::real ? std::make_shared<SerialQueue>("test") : std::make_shared<ManualQueue>();
@@ -27,13 +31,14 @@ struct TestMachine {
   }
 
   std::shared_ptr<ManualMainLoop> loop = std::make_shared<ManualMainLoop>();
+  std::shared_ptr<MainLoop> mainLoop;
   std::shared_ptr<SerialQueue> cameraQueue;
   std::shared_ptr<SerialQueue> analysisQueue;
   std::shared_ptr<FakeCaptureSession> session = std::make_shared<FakeCaptureSession>();
   std::shared_ptr<ScriptedDetector> detector = std::make_shared<ScriptedDetector>();
   FramePool pool{8};
 
-  [[nodiscard]] AnalysisEnvironment environment() const { return {loop, loop, analysisQueue, detector}; }
+  [[nodiscard]] AnalysisEnvironment environment() const { return {mainLoop, loop, analysisQueue, detector}; }
 
   [[nodiscard]] FrameRef frame() { return pool.acquire(4, 4); }
 
@@ -66,7 +71,9 @@ struct TestMachine {
 
 /// The whole core over fakes at its edges.
 struct TestCore {
-  explicit TestCore(TestMachine::Queues queues = TestMachine::Queues::real) : machine(queues) {}
+  explicit TestCore(TestMachine::Queues queues = TestMachine::Queues::real,
+                    std::shared_ptr<MainLoop> mainLoop = nullptr)
+      : machine(queues, std::move(mainLoop)) {}
   /// What the end of protection leaves to the loop would keep the loop.
   ~TestCore() {
     service.reset();
@@ -80,14 +87,21 @@ struct TestCore {
   std::shared_ptr<AVCaptureManager> camera =
       std::make_shared<AVCaptureManager>(machine.session, machine.cameraQueue, machine.environment());
   std::shared_ptr<OverlayWindowManager> overlay =
-      std::make_shared<OverlayWindowManager>(backend, machine.loop, machine.loop);
+      std::make_shared<OverlayWindowManager>(backend, machine.mainLoop, machine.loop);
+  std::shared_ptr<OverlayWindowManager> retroOverlay = std::make_shared<OverlayWindowManager>(
+      std::make_shared<FakeOverlayBackend>(), machine.mainLoop, machine.loop);
   std::shared_ptr<MemoryUserDefaults> defaults = std::make_shared<MemoryUserDefaults>();
   std::shared_ptr<FakeLoginItem> loginItem = std::make_shared<FakeLoginItem>();
   std::shared_ptr<SettingsRepository> settings = std::make_shared<SettingsRepository>(defaults, loginItem);
-  FakeDesktop desktop{machine.loop, machine.loop};
-  std::shared_ptr<CameraControl> control = desktop.control(machine.environment(), camera);
+  std::shared_ptr<StatsRepository> stats =
+      std::make_shared<StatsRepository>(std::make_shared<MemoryUserDefaults>());
+  FakeDesktop desktop{machine.mainLoop};
+  std::shared_ptr<CameraControl> control = std::make_shared<CameraControl>(
+      CameraControl::Dependencies{machine.mainLoop, machine.loop, camera, machine.session, desktop.session});
   std::shared_ptr<PrivacyFilterService> service =
-      desktop.service(machine.environment(), camera, control, overlay, settings);
+      std::make_shared<PrivacyFilterService>(PrivacyFilterService::Dependencies{
+          platform(), camera, control, overlay,
+          std::make_shared<RetroPiPManager>(retroOverlay, machine.mainLoop, machine.loop), settings, stats});
 
   const FaceDetections alone = detectionsOf({faceOf(0.2)}, {faceOf(0.2)});
   const FaceDetections lookingAway = detectionsOf({faceOf(0.2)}, {faceOf(0.2, 0.1, 0.8)});
@@ -107,6 +121,19 @@ struct TestCore {
     FilterSettings next = settings->settings;
     change(next);
     settings->save(next);
+  }
+  [[nodiscard]] Platform platform() const {
+    Platform given;
+    given.mainLoop = machine.mainLoop;
+    given.clock = machine.loop;
+    given.analysisQueue = machine.analysisQueue;
+    given.faceDetector = machine.detector;
+    given.notifications = desktop.notifications;
+    given.haptics = desktop.haptics;
+    given.powerSource = desktop.power;
+    given.keyMonitor = desktop.keys;
+    given.localizedText = [](const char* key) { return std::string(key); };
+    return given;
   }
   [[nodiscard]] FilterState::Kind state() const { return service->fsmState().get().kind(); }
 

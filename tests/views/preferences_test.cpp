@@ -135,10 +135,10 @@ TEST_F(PreferencesTest, ThePreviewTakesFramesOnlyWhileItIsSeen) {
   const auto tapped = [this] { return machine.session->previewTap != nullptr; };
   open();
   EXPECT_TRUE(tapped());
-  desktop.session->observer.tell(SessionEvent::screenIsLocked);
+  desktop.session->observer.emit(SessionEvent::screenIsLocked);
   machine.settle();
   EXPECT_FALSE(tapped()) << "locked";
-  desktop.session->observer.tell(SessionEvent::screenIsUnlocked);
+  desktop.session->observer.emit(SessionEvent::screenIsUnlocked);
   machine.settle();
   EXPECT_TRUE(tapped());
   window->hide();

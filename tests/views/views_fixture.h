@@ -17,7 +17,6 @@ using Page = MenuBarPopoverView::Page;
 /// The program's core for windows to show: whatever state a window can be in is brought about by what the
 /// camera sees.
 struct ViewsFixture : TestCore {
-  std::shared_ptr<StatsRepository> stats = desktop.stats;
   std::shared_ptr<CameraConsent> consent = std::make_shared<CameraConsent>(false);
   std::shared_ptr<CalibrationSession> calibration;  ///< the newest
   bool onboardingShown = true;

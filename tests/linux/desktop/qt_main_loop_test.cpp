@@ -9,6 +9,8 @@
 #include <thread>
 #include <vector>
 
+#include "linux/desktop/system_clock.h"
+
 namespace sentrel {
 namespace {
 
@@ -99,6 +101,16 @@ TEST_F(QtMainLoopTest, RegistrationsOutliveTheLoop) {
   shortLived.reset();
   timer.reset();
   QCoreApplication::processEvents();
+}
+
+TEST(SystemClock, TakesNoStepsOfTheWallClock) {
+  std::int64_t wall = 1'700'000'000'000;
+  std::int64_t boot = 5000;
+  const SystemClock clock([&] { return wall; }, [&] { return boot; });
+  const std::int64_t before = clock.nowMs();
+  wall -= 3'600'000;
+  boot += 1400;
+  EXPECT_EQ(clock.nowMs(), before + 1400);
 }
 
 }  // namespace
