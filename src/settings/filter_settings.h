@@ -155,22 +155,8 @@ constexpr std::string_view rawValue(SettingsKey key) {
 
 /// Values under text keys, in the order in which they were written: what a record looks like to any format
 /// that may carry it.
-class KeyedDocument {
- public:
-  using Value = std::variant<bool, std::int64_t, std::uint64_t, float, std::string>;
-  using Entry = std::pair<std::string, Value>;
-
-  /// Appends an entry, or replaces the value of a key that is present.
-  void set(std::string_view key, Value value);
-  void remove(std::string_view key);
-  [[nodiscard]] const Value* find(std::string_view key) const;
-  [[nodiscard]] const std::vector<Entry>& entries() const { return entries_; }
-
-  bool operator==(const KeyedDocument&) const = default;
-
- private:
-  std::vector<Entry> entries_;
-};
+using KeyedValue = std::variant<bool, std::int64_t, std::uint64_t, float, std::string>;
+using KeyedDocument = std::vector<std::pair<std::string, KeyedValue>>;
 
 /// Why a document is not the record asked for: the first key, in field order, that is missing or of another
 /// kind.
@@ -181,11 +167,22 @@ struct DecodingError {
   bool operator==(const DecodingError&) const = default;
 };
 
+/// Sets `field` to the value under `key`, which must be of the field's very kind: a number is never taken for
+/// another kind of number.
+template <class T>
+std::optional<DecodingError> decodeValue(const KeyedDocument& document, std::string_view key, T& field) {
+  const auto found = std::ranges::find(document, key, &KeyedDocument::value_type::first);
+  if (found == document.end()) return DecodingError{DecodingError::Kind::missing, std::string(key)};
+  const T* typed = std::get_if<T>(&found->second);
+  if (typed == nullptr) return DecodingError{DecodingError::Kind::mistyped, std::string(key)};
+  field = *typed;
+  return std::nullopt;
+}
+
 /// One entry per field, named after it and in field order; an absent camera writes none.
 KeyedDocument encode(const FilterSettings& settings);
 
-/// The record that `document` describes. Every key but "selectedCameraID" is required and every value must be
-/// of its field's very kind: a number is never taken for another kind of number.
+/// The record that `document` describes. Every key but "selectedCameraID" is required.
 std::variant<FilterSettings, DecodingError> decodeFilterSettings(const KeyedDocument& document);
 
 }  // namespace sentrel

@@ -37,18 +37,14 @@ std::int64_t saturatingAdd(std::int64_t a, std::int64_t b) {
 
 KeyedDocument encode(const FilterStats& stats) {
   KeyedDocument document;
-  for (const Counter& counter : counters) document.set(counter.name, stats.*counter.field);
+  for (const Counter& counter : counters) document.emplace_back(counter.name, stats.*counter.field);
   return document;
 }
 
 std::variant<FilterStats, DecodingError> decodeFilterStats(const KeyedDocument& document) {
   FilterStats stats;
   for (const Counter& counter : counters) {
-    const KeyedDocument::Value* value = document.find(counter.name);
-    if (value == nullptr) return DecodingError{DecodingError::Kind::missing, std::string(counter.name)};
-    const auto* count = std::get_if<std::int64_t>(value);
-    if (count == nullptr) return DecodingError{DecodingError::Kind::mistyped, std::string(counter.name)};
-    stats.*counter.field = *count;
+    if (auto error = decodeValue(document, counter.name, stats.*counter.field)) return *std::move(error);
   }
   return stats;
 }

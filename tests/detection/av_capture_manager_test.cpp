@@ -154,22 +154,17 @@ TEST_F(AVCaptureManagerTest, ThePreferredCameraIsUsedAndSwitched) {
 }
 
 TEST_F(AVCaptureManagerTest, TheDeviceIsWantedOnlyWhileAnAnalyserTakesFrames) {
-  const auto wants = [this](bool wanted, std::int64_t pace = 0) {
-    return session.demand == FrameDemand{wanted, pace};
-  };
-  EXPECT_TRUE(wants(false));
   const auto slow = analyzer(3);
   manager->setAnalyzer(slow);
-  EXPECT_TRUE(wants(true, 334));
+  EXPECT_EQ(session.demand, (FrameDemand{true, 334}));
   slow->isSuspended = true;
-  EXPECT_TRUE(wants(false));
+  EXPECT_EQ(session.demand, FrameDemand{});
   manager->setAnalyzer(analyzer(10));
-  EXPECT_TRUE(wants(true, 101));
   slow->isSuspended = false;
   slow->isSuspended = true;
-  EXPECT_TRUE(wants(true, 101)) << "an analyser that was replaced has no say";
+  EXPECT_EQ(session.demand, (FrameDemand{true, 101})) << "an analyser that was replaced has no say";
   manager->setAnalyzer(nullptr);
-  EXPECT_TRUE(wants(false));
+  EXPECT_EQ(session.demand, FrameDemand{});
   machine.settle();
   EXPECT_EQ(machine.detector->restarts, 2) << "once for each analyser";
 }
