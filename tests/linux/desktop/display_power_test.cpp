@@ -116,10 +116,7 @@ class PowerOnlyServer {
   std::unique_ptr<QSocketNotifier> asked_;
 };
 
-class DisplayPowerTest : public SessionEventsDesk {
- protected:
-  ~DisplayPowerTest() override { desktop.exportToProcess(); }
-};
+using DisplayPowerTest = SessionEventsDesk;
 
 TEST_F(DisplayPowerTest, AnXServerTellsOrIsAsked) {
   const std::string number = std::to_string(2000 + ::getpid() % 20000);

@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 
 #include <QCoreApplication>
-#include <QEventLoop>
 #include <chrono>
 #include <memory>
 #include <vector>
@@ -22,50 +21,33 @@ namespace sentrel::test {
 /// A private desktop with both buses for one test process, and this process on it. There is one for all
 /// tests, because the bus library reads the addresses of the buses once.
 inline HeadlessDesktop& sharedDesktop() {
-  struct Owner : testing::Environment {
-    void TearDown() override { desktop.reset(); }
-    std::unique_ptr<HeadlessDesktop> desktop;
-  };
-  static auto* owner = [] {
-    auto* made = new Owner;  // owned by the test framework
-    made->desktop = std::make_unique<HeadlessDesktop>(HeadlessDesktop::Options{.systemBus = true,
-                                                                               .x11 = true,
-                                                                               .windowManager = false,
-                                                                               .compositor = false,
-                                                                               .width = 640,
-                                                                               .height = 480});
-    made->desktop->exportToProcess();
-    testing::AddGlobalTestEnvironment(made);
-    return made;
-  }();
-  return *owner->desktop;
+  static HeadlessDesktop desktop({.systemBus = true,
+                                  .x11 = true,
+                                  .windowManager = false,
+                                  .compositor = false,
+                                  .width = 640,
+                                  .height = 480});
+  return desktop;
 }
 
 /// What every test of the desktop's events needs: the application, its loop and its buses, and the test's own
 /// connections to those.
 class EventDesk : public testing::Test {
  protected:
-  EventDesk() : desktop(sharedDesktop()) {}
+  EventDesk() { desktop.exportToProcess(); }
 
   /// Runs the main loop until the condition holds.
   template <class Condition>
   [[nodiscard]] bool runUntil(Condition condition) {
-    QEventLoop events;
-    bool held = false;
-    const auto look = loop->every(2, [&] {
-      held = condition();
-      if (held) events.quit();
-    });
-    const auto limit = loop->after(20'000, [&] { events.quit(); });
-    if (!condition()) {
-      events.exec();
-    } else {
-      held = true;
-    }
-    return held;
+    return waitUntil(
+        [&] {
+          QCoreApplication::processEvents();
+          return condition();
+        },
+        std::chrono::seconds(20), std::chrono::milliseconds(2));
   }
 
-  HeadlessDesktop& desktop;
+  HeadlessDesktop& desktop = sharedDesktop();
   int argumentCount = 1;
   char name[5] = "test";
   char* arguments[2] = {name, nullptr};
