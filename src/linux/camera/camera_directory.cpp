@@ -135,9 +135,7 @@ struct CameraDirectory::Binding {
       table.version = PW_VERSION_REGISTRY_EVENTS;
       table.global = [](void* self, std::uint32_t id, std::uint32_t, const char* type, std::uint32_t,
                         const spa_dict* properties) {
-        static_cast<Binding*>(self)->owner->globalAdded(
-            id, type, properties == nullptr ? nullptr : spa_dict_lookup(properties, PW_KEY_METADATA_NAME),
-            properties == nullptr ? nullptr : spa_dict_lookup(properties, PW_KEY_MEDIA_CLASS));
+        static_cast<Binding*>(self)->owner->globalAdded(id, type, properties);
       };
       table.global_remove = [](void* self, std::uint32_t id) {
         static_cast<Binding*>(self)->owner->globalRemoved(id);
@@ -161,10 +159,6 @@ struct CameraDirectory::Binding {
 
   void sync() { pendingSync = requestSync(core); }
 
-  pw_proxy* bind(std::uint32_t id, const char* type, std::uint32_t version) const {
-    return bindGlobal(registry, id, type, version);
-  }
-
   void bindMetadata(std::uint32_t id) {
     static const pw_metadata_events events = [] {
       pw_metadata_events table{};
@@ -176,7 +170,7 @@ struct CameraDirectory::Binding {
       return table;
     }();
     dropMetadata();
-    metadata = bind(id, PW_TYPE_INTERFACE_Metadata, PW_VERSION_METADATA);
+    metadata = bindGlobal(registry, id, PW_TYPE_INTERFACE_Metadata, PW_VERSION_METADATA);
     if (metadata == nullptr) return;
     metadataID = id;
     addMetadataListener(metadata, &metadataListener, &events, this);
@@ -193,12 +187,10 @@ struct CameraDirectory::Binding {
 
   /// A missing key clears all settings, a missing value the one named.
   void setting(const char* key, const char* value) const {
-    const std::string_view name = key == nullptr ? std::string_view() : std::string_view(key);
-    const bool all = key == nullptr;
-    if (all || name == "default.video.source") owner->activeDefault_ = nameIn(all ? nullptr : value);
-    if (all || name == "default.configured.video.source") {
-      owner->configuredDefault_ = nameIn(all ? nullptr : value);
-    }
+    const std::string_view name = key == nullptr ? "" : key;
+    const std::string wanted = key == nullptr ? std::string() : nameIn(value);
+    if (key == nullptr || name == "default.video.source") owner->activeDefault_ = wanted;
+    if (key == nullptr || name == "default.configured.video.source") owner->configuredDefault_ = wanted;
     owner->publish();
   }
 };
@@ -219,14 +211,12 @@ void CameraDirectory::detach() {
   publish();
 }
 
-void CameraDirectory::globalAdded(std::uint32_t id, const char* type, const char* name,
-                                  const char* mediaClass) {
+void CameraDirectory::globalAdded(std::uint32_t id, const char* type, const spa_dict* properties) {
   const std::string_view kind = type == nullptr ? "" : type;
-  if (kind == PW_TYPE_INTERFACE_Metadata && name != nullptr && std::string_view(name) == "default") {
+  if (kind == PW_TYPE_INTERFACE_Metadata && property(properties, PW_KEY_METADATA_NAME) == "default") {
     binding_->bindMetadata(id);
-  } else if (kind == PW_TYPE_INTERFACE_Node && mediaClass != nullptr &&
-             std::string_view(mediaClass) == "Video/Source") {
-    pw_proxy* proxy = binding_->bind(id, PW_TYPE_INTERFACE_Node, PW_VERSION_NODE);
+  } else if (kind == PW_TYPE_INTERFACE_Node && property(properties, PW_KEY_MEDIA_CLASS) == "Video/Source") {
+    pw_proxy* proxy = bindGlobal(binding_->registry, id, PW_TYPE_INTERFACE_Node, PW_VERSION_NODE);
     if (proxy != nullptr) nodes_.push_back(std::make_unique<Node>(this, id, proxy));
   }
 }

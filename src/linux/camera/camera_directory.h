@@ -15,6 +15,7 @@
 #include "platform/capture_session.h"
 
 struct pw_core;
+struct spa_dict;
 
 namespace sentrel {
 
@@ -71,7 +72,7 @@ class CameraDirectory {
   struct Node;
   struct Binding;
 
-  void globalAdded(std::uint32_t id, const char* type, const char* name, const char* mediaClass);
+  void globalAdded(std::uint32_t id, const char* type, const spa_dict* properties);
   void globalRemoved(std::uint32_t id);
   void synced(int sequence);
   void publish();

@@ -109,8 +109,7 @@ void CaptureStream::connect(pw_context* context) {
     return;
   }
   pw_stream_add_listener(stream_, &callbacks_->hook, Callbacks::table(), this);
-  FormatOffer offer(wantedWidth_, wantedHeight_);
-  auto& parameters = offer.parameters();
+  auto [storage, parameters] = formatOffer(wantedWidth_, wantedHeight_);
   const auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS |
                                                   PW_STREAM_FLAG_DONT_RECONNECT);
   const int result = pw_stream_connect(stream_, PW_DIRECTION_INPUT, PW_ID_ANY, flags, parameters.data(),
@@ -126,8 +125,7 @@ void CaptureStream::formatAgreed(const void* parameter) {
     pw_stream_set_error(stream_, -EINVAL, "the camera insists on an unknown format");
     return;
   }
-  BufferRequest request;
-  auto& parameters = request.parameters();
+  auto [storage, parameters] = bufferRequest();
   pw_stream_update_params(stream_, parameters.data(), static_cast<std::uint32_t>(parameters.size()));
 }
 

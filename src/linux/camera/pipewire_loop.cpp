@@ -155,14 +155,6 @@ void LoopEvent::signal() {
   pw_loop_signal_event(loop_, source_);
 }
 
-LoopReadable::LoopReadable(PipeWireLoop& loop, int fileDescriptor, std::function<void()> callback)
-    : LoopSource(loop, std::move(callback)) {
-  source_ = pw_loop_add_io(
-      loop_, fileDescriptor, SPA_IO_IN, false,
-      [](void* self, int, std::uint32_t) { static_cast<LoopReadable*>(self)->callback_(); }, this);
-  if (source_ == nullptr) fatal("no descriptor can be watched");
-}
-
 /// Hears about the end of the connection.
 struct PipeWireConnection::Listener {
   spa_hook hook{};
@@ -188,14 +180,16 @@ struct PipeWireConnection::Listener {
 /// Calls back whenever a socket of the daemon is put into a folder.
 class PipeWireConnection::FolderWatch {
  public:
-  FolderWatch(PipeWireLoop& loop, const std::string& folder, std::function<void()> added)
-      : descriptor_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)), added_(std::move(added)) {
-    if (descriptor_ < 0) return;
+  FolderWatch(const PipeWireLoop& loop, const std::string& folder, std::function<void()> added)
+      : loop_(loop.get()), descriptor_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)), added_(std::move(added)) {
     if (inotify_add_watch(descriptor_, folder.c_str(), IN_CREATE | IN_MOVED_TO | IN_ONLYDIR) < 0) return;
-    readable_ = std::make_unique<LoopReadable>(loop, descriptor_, [this] { drain(); });
+    readable_ = pw_loop_add_io(
+        loop_, descriptor_, SPA_IO_IN, false,
+        [](void* self, int, std::uint32_t) { static_cast<FolderWatch*>(self)->drain(); }, this);
+    if (readable_ == nullptr) fatal("no descriptor can be watched");
   }
   ~FolderWatch() {
-    readable_.reset();
+    if (readable_ != nullptr) pw_loop_destroy_source(loop_, readable_);
     if (descriptor_ >= 0) ::close(descriptor_);
   }
   FolderWatch(const FolderWatch&) = delete;
@@ -215,9 +209,10 @@ class PipeWireConnection::FolderWatch {
     if (ours) added_();
   }
 
+  pw_loop* loop_;
   int descriptor_;
   std::function<void()> added_;
-  std::unique_ptr<LoopReadable> readable_;
+  spa_source* readable_ = nullptr;
 };
 
 PipeWireConnection::PipeWireConnection(PipeWireLoop& loop, Events events)

@@ -92,12 +92,6 @@ class LoopEvent : public LoopSource {
   void signal();  ///< Any thread.
 };
 
-/// Fires while a file descriptor, which stays the caller's, can be read.
-class LoopReadable : public LoopSource {
- public:
-  LoopReadable(PipeWireLoop& loop, int fileDescriptor, std::function<void()> callback);
-};
-
 /// Keeps this process connected to the PipeWire daemon. Where there is none, it watches the folder of the
 /// daemon's socket, so that nothing has to be polled, and tries again with growing pauses: for as long as
 /// somebody needs the daemon, else a few times only. PipeWire loop, under its lock.

@@ -18,50 +18,36 @@ constexpr std::array<spa_rectangle, 8> otherSizes{
 
 enum class Rate { usual, any };
 enum class Encoding { raw, mjpeg };
+enum class Size { exact, any };
 
-void addRate(spa_pod_builder* builder, Rate rate) {
+const spa_pod* addFormat(spa_pod_builder* builder, Encoding encoding, Rate rate, Size size,
+                         spa_rectangle preferred) {
   // Around 30, because 30000/1001 counts too.
-  const spa_fraction least = rate == Rate::usual ? spa_fraction{24, 1} : spa_fraction{0, 1};
-  const spa_fraction most = rate == Rate::usual ? spa_fraction{31, 1} : spa_fraction{1000, 1};
-  spa_pod_builder_add(builder, SPA_FORMAT_VIDEO_framerate,
-                      SPA_POD_CHOICE_RANGE_Fraction(&usualRate, &least, &most), 0);
-}
-
-void beginFormat(spa_pod_builder* builder, spa_pod_frame* frame, Encoding encoding) {
-  spa_pod_builder_push_object(builder, frame, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat);
-  spa_pod_builder_add(builder, SPA_FORMAT_mediaType, SPA_POD_Id(SPA_MEDIA_TYPE_video), 0);
-  if (encoding == Encoding::mjpeg) {
-    spa_pod_builder_add(builder, SPA_FORMAT_mediaSubtype, SPA_POD_Id(SPA_MEDIA_SUBTYPE_mjpg), 0);
-    return;
-  }
-  spa_pod_builder_add(builder, SPA_FORMAT_mediaSubtype, SPA_POD_Id(SPA_MEDIA_SUBTYPE_raw), 0);
-  spa_pod_builder_add(builder, SPA_FORMAT_VIDEO_format,
-                      SPA_POD_CHOICE_ENUM_Id(4, SPA_VIDEO_FORMAT_YUY2, SPA_VIDEO_FORMAT_YUY2,
-                                             SPA_VIDEO_FORMAT_NV12, SPA_VIDEO_FORMAT_I420),
-                      0);
-}
-
-const spa_pod* endFormat(spa_pod_builder* builder, spa_pod_frame* frame) {
-  return static_cast<const spa_pod*>(spa_pod_builder_pop(builder, frame));
-}
-
-const spa_pod* sizedFormat(spa_pod_builder* builder, Encoding encoding, Rate rate, spa_rectangle size) {
-  spa_pod_frame frame{};
-  beginFormat(builder, &frame, encoding);
-  spa_pod_builder_add(builder, SPA_FORMAT_VIDEO_size, SPA_POD_Rectangle(&size), 0);
-  addRate(builder, rate);
-  return endFormat(builder, &frame);
-}
-
-const spa_pod* anySizeFormat(spa_pod_builder* builder, Encoding encoding, spa_rectangle preferred) {
+  const spa_fraction slowest = rate == Rate::usual ? spa_fraction{24, 1} : spa_fraction{0, 1};
+  const spa_fraction fastest = rate == Rate::usual ? spa_fraction{31, 1} : spa_fraction{1000, 1};
   const spa_rectangle least{16, 16};
   const spa_rectangle most{largestSide, largestSide};
+  const spa_media_subtype subtype =
+      encoding == Encoding::mjpeg ? SPA_MEDIA_SUBTYPE_mjpg : SPA_MEDIA_SUBTYPE_raw;
   spa_pod_frame frame{};
-  beginFormat(builder, &frame, encoding);
-  spa_pod_builder_add(builder, SPA_FORMAT_VIDEO_size,
-                      SPA_POD_CHOICE_RANGE_Rectangle(&preferred, &least, &most), 0);
-  addRate(builder, Rate::any);
-  return endFormat(builder, &frame);
+  spa_pod_builder_push_object(builder, &frame, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat);
+  spa_pod_builder_add(builder, SPA_FORMAT_mediaType, SPA_POD_Id(SPA_MEDIA_TYPE_video),
+                      SPA_FORMAT_mediaSubtype, SPA_POD_Id(subtype), 0);
+  if (encoding == Encoding::raw) {
+    spa_pod_builder_add(builder, SPA_FORMAT_VIDEO_format,
+                        SPA_POD_CHOICE_ENUM_Id(4, SPA_VIDEO_FORMAT_YUY2, SPA_VIDEO_FORMAT_YUY2,
+                                               SPA_VIDEO_FORMAT_NV12, SPA_VIDEO_FORMAT_I420),
+                        0);
+  }
+  if (size == Size::exact) {
+    spa_pod_builder_add(builder, SPA_FORMAT_VIDEO_size, SPA_POD_Rectangle(&preferred), 0);
+  } else {
+    spa_pod_builder_add(builder, SPA_FORMAT_VIDEO_size,
+                        SPA_POD_CHOICE_RANGE_Rectangle(&preferred, &least, &most), 0);
+  }
+  spa_pod_builder_add(builder, SPA_FORMAT_VIDEO_framerate,
+                      SPA_POD_CHOICE_RANGE_Fraction(&usualRate, &slowest, &fastest), 0);
+  return static_cast<const spa_pod*>(spa_pod_builder_pop(builder, &frame));
 }
 
 std::optional<PixelFormat> pixelFormat(std::uint32_t spaFormat) {
@@ -174,25 +160,25 @@ const spa_meta_header* headerOf(const spa_buffer& buffer) {
 
 }  // namespace
 
-FormatOffer::FormatOffer(int width, int height) : storage_(std::size_t{16} << 10) {
+StreamParameters formatOffer(int width, int height) {
+  StreamParameters offer{std::vector<std::uint8_t>(std::size_t{16} << 10), {}};
   spa_pod_builder builder{};
-  spa_pod_builder_init(&builder, storage_.data(), static_cast<std::uint32_t>(storage_.size()));
-  const spa_rectangle wanted{static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)};
-  const auto addSize = [&](spa_rectangle size) {
-    for (const Rate rate : {Rate::usual, Rate::any}) {
-      for (const Encoding encoding : {Encoding::raw, Encoding::mjpeg}) {
-        parameters_.push_back(sizedFormat(&builder, encoding, rate, size));
-      }
-    }
+  spa_pod_builder_init(&builder, offer.storage.data(), static_cast<std::uint32_t>(offer.storage.size()));
+  const auto add = [&](Rate rate, Size size, spa_rectangle preferred) {
+    for (const Encoding encoding : {Encoding::raw, Encoding::mjpeg})
+      offer.parameters.push_back(addFormat(&builder, encoding, rate, size, preferred));
   };
-  addSize(wanted);
+  const spa_rectangle wanted{static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)};
+  add(Rate::usual, Size::exact, wanted);
+  add(Rate::any, Size::exact, wanted);
   for (const spa_rectangle& size : otherSizes) {
-    if (size.width != wanted.width || size.height != wanted.height) addSize(size);
+    if (size.width == wanted.width && size.height == wanted.height) continue;
+    add(Rate::usual, Size::exact, size);
+    add(Rate::any, Size::exact, size);
   }
-  for (const Encoding encoding : {Encoding::raw, Encoding::mjpeg}) {
-    parameters_.push_back(anySizeFormat(&builder, encoding, wanted));
-  }
-  std::erase(parameters_, nullptr);  // what did not fit any more
+  add(Rate::any, Size::any, wanted);
+  std::erase(offer.parameters, nullptr);  // what did not fit any more
+  return offer;
 }
 
 std::optional<VideoFormat> parseFormat(const spa_pod* parameter) {
@@ -215,20 +201,22 @@ std::optional<VideoFormat> parseFormat(const spa_pod* parameter) {
   return {};
 }
 
-BufferRequest::BufferRequest() {
+StreamParameters bufferRequest() {
   constexpr int usualCount = 4;
   constexpr int leastCount = 3;
   constexpr int mostCount = 16;
   constexpr int mappable = (1 << SPA_DATA_MemPtr) | (1 << SPA_DATA_MemFd);
+  StreamParameters request{std::vector<std::uint8_t>(512), {}};
   spa_pod_builder builder{};
-  spa_pod_builder_init(&builder, storage_.data(), static_cast<std::uint32_t>(storage_.size()));
-  parameters_[0] = static_cast<const spa_pod*>(spa_pod_builder_add_object(
+  spa_pod_builder_init(&builder, request.storage.data(), static_cast<std::uint32_t>(request.storage.size()));
+  request.parameters.push_back(static_cast<const spa_pod*>(spa_pod_builder_add_object(
       &builder, SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers, SPA_PARAM_BUFFERS_buffers,
       SPA_POD_CHOICE_RANGE_Int(usualCount, leastCount, mostCount), SPA_PARAM_BUFFERS_dataType,
-      SPA_POD_CHOICE_FLAGS_Int(mappable)));
-  parameters_[1] = static_cast<const spa_pod*>(spa_pod_builder_add_object(
+      SPA_POD_CHOICE_FLAGS_Int(mappable))));
+  request.parameters.push_back(static_cast<const spa_pod*>(spa_pod_builder_add_object(
       &builder, SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta, SPA_PARAM_META_type, SPA_POD_Id(SPA_META_Header),
-      SPA_PARAM_META_size, SPA_POD_Int(sizeof(spa_meta_header))));
+      SPA_PARAM_META_size, SPA_POD_Int(sizeof(spa_meta_header)))));
+  return request;
 }
 
 bool BufferCheck::timestampAdvances(const spa_buffer& buffer) {

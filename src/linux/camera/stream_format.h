@@ -35,42 +35,23 @@ struct RawFrame {
   std::array<Plane, 3> planes;
 };
 
-/// The formats that are offered to a camera, best first: the wanted size before others near it before any,
-/// about 30 frames a second before any rate, uncompressed before MJPEG. One parameter for each, because
-/// PipeWire tries them in order and takes the first that the camera knows.
-class FormatOffer {
- public:
-  /// The wanted size in pixels.
-  FormatOffer(int width, int height);
-  FormatOffer(const FormatOffer&) = delete;
-  FormatOffer& operator=(const FormatOffer&) = delete;
-
-  /// Valid while this object lives.
-  [[nodiscard]] std::vector<const spa_pod*>& parameters() { return parameters_; }
-
- private:
-  std::vector<std::uint8_t> storage_;
-  std::vector<const spa_pod*> parameters_;
+/// What is proposed to a camera's stream; may be moved.
+struct StreamParameters {
+  std::vector<std::uint8_t> storage;       ///< what the parameters lie in
+  std::vector<const spa_pod*> parameters;  ///< best first
 };
+
+/// The formats that are offered to a camera, best first: the wanted size, in pixels, before others near it
+/// before any, about 30 frames a second before any rate, uncompressed before MJPEG. One parameter for each,
+/// because PipeWire tries them in order and takes the first that the camera knows.
+[[nodiscard]] StreamParameters formatOffer(int width, int height);
 
 /// The format that was agreed on; nothing where it is none of those offered.
 [[nodiscard]] std::optional<VideoFormat> parseFormat(const spa_pod* parameter);
 
 /// What the buffers of a stream must be: mappable memory with a header, and enough of them to hold the newest
 /// and one that is being converted while the camera fills others.
-class BufferRequest {
- public:
-  BufferRequest();
-  BufferRequest(const BufferRequest&) = delete;
-  BufferRequest& operator=(const BufferRequest&) = delete;
-
-  /// Valid while this object lives.
-  [[nodiscard]] std::array<const spa_pod*, 2>& parameters() { return parameters_; }
-
- private:
-  std::array<std::uint8_t, 512> storage_{};
-  std::array<const spa_pod*, 2> parameters_{};
-};
+[[nodiscard]] StreamParameters bufferRequest();
 
 /// Validates every buffer of one stream before anything reads its pixels: another process wrote it, and it
 /// may hold anything. One thread.
