@@ -5,73 +5,51 @@
 #include <unistd.h>
 
 #include <QPointer>
-#include <QSocketNotifier>
 #include <QTimer>
 #include <limits>
-#include <mutex>
 #include <utility>
 
 #include "support/fatal.h"
-#include "support/serial_queue.h"
 
 namespace sentrel {
 
-/// Posted tasks. An event descriptor wakes the loop: unlike a posted Qt event it costs no allocation, and it
-/// stays readable until the ring is empty, so that a nested event loop goes on where the outer one stopped.
-class QtMainLoop::Turns {
- public:
-  Turns()
-      : descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), notifier_(descriptor_, QSocketNotifier::Read) {
-    if (descriptor_ < 0) fatal("no event descriptor for the main loop");
-    QObject::connect(&notifier_, &QSocketNotifier::activated, &notifier_, [this]() noexcept { runTurn(); });
-  }
-  ~Turns() {
-    notifier_.setEnabled(false);
-    close(descriptor_);
-  }
-  Turns(const Turns&) = delete;
-  Turns& operator=(const Turns&) = delete;
+QtMainLoop::QtMainLoop()
+    : descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), posted_(descriptor_, QSocketNotifier::Read) {
+  if (descriptor_ < 0) fatal("no event descriptor for the main loop");
+  QObject::connect(&posted_, &QSocketNotifier::activated, &posted_, [this]() noexcept { runTurn(); });
+}
 
-  void post(Task task) {
-    const std::lock_guard lock(mutex_);
-    tasks_.push(std::move(task));
-    if (tasks_.size() == 1) eventfd_write(descriptor_, 1);
-  }
-
-  [[nodiscard]] bool empty() {
-    const std::lock_guard lock(mutex_);
-    return tasks_.empty();
-  }
-
- private:
-  /// Runs what was posted before this turn; what those tasks post waits for the next one, so that timers and
-  /// windows get theirs.
-  void runTurn() {
-    std::unique_lock lock(mutex_);
-    for (std::size_t left = tasks_.size(); left > 0 && !tasks_.empty(); --left) {
-      Task task = tasks_.pop();
-      if (tasks_.empty()) {
-        eventfd_t ignored = 0;
-        eventfd_read(descriptor_, &ignored);
-      }
-      lock.unlock();
-      task();
-      task = Task();  // what the task holds is released outside the lock
-      lock.lock();
-    }
-  }
-
-  std::mutex mutex_;
-  TaskRing tasks_;
-  int descriptor_;
-  QSocketNotifier notifier_;
-};
-
-QtMainLoop::QtMainLoop() : turns_(std::make_unique<Turns>()), timers_(std::make_unique<QObject>()) {}
-QtMainLoop::~QtMainLoop() = default;
+QtMainLoop::~QtMainLoop() {
+  posted_.setEnabled(false);
+  close(descriptor_);
+}
 
 void QtMainLoop::post(Task task) {
-  turns_->post(std::move(task));
+  const std::lock_guard lock(mutex_);
+  tasks_.push(std::move(task));
+  if (tasks_.size() == 1) eventfd_write(descriptor_, 1);
+}
+
+bool QtMainLoop::idle() const {
+  const std::lock_guard lock(mutex_);
+  return tasks_.empty();
+}
+
+/// Runs what was posted before this turn; what those tasks post waits for the next one, so that timers and
+/// windows get theirs.
+void QtMainLoop::runTurn() {
+  std::unique_lock lock(mutex_);
+  for (std::size_t left = tasks_.size(); left > 0 && !tasks_.empty(); --left) {
+    Task task = tasks_.pop();
+    if (tasks_.empty()) {
+      eventfd_t ignored = 0;
+      eventfd_read(descriptor_, &ignored);
+    }
+    lock.unlock();
+    task();
+    task = Task();  // what the task holds is released outside the lock
+    lock.lock();
+  }
 }
 
 Registration QtMainLoop::after(std::int64_t delayMs, Task task) {
@@ -84,7 +62,7 @@ Registration QtMainLoop::every(std::int64_t intervalMs, Task task) {
 
 Registration QtMainLoop::start(std::int64_t delayMs, bool repeats, Task task) {
   if (delayMs < 0 || delayMs > std::numeric_limits<int>::max()) fatal("a timer's delay is out of range");
-  auto* const timer = new QTimer(timers_.get());
+  auto* const timer = new QTimer(&timers_);
   timer->setTimerType(Qt::PreciseTimer);
   timer->setSingleShot(!repeats);
   // The registration's, so that the end releases what the task holds, unless it ends itself.
@@ -103,10 +81,6 @@ Registration QtMainLoop::start(std::int64_t delayMs, bool repeats, Task task) {
     timer->stop();
     timer->deleteLater();
   });
-}
-
-bool QtMainLoop::idle() const {
-  return turns_->empty();
 }
 
 }  // namespace sentrel

@@ -2,10 +2,12 @@
 #pragma once
 
 #include <QObject>
+#include <QSocketNotifier>
 #include <cstdint>
-#include <memory>
+#include <mutex>
 
 #include "support/main_loop.h"
+#include "support/serial_queue.h"
 
 namespace sentrel {
 
@@ -27,12 +29,16 @@ class QtMainLoop final : public MainLoop {
   [[nodiscard]] bool idle() const;
 
  private:
-  class Turns;
-
+  void runTurn();
   Registration start(std::int64_t delayMs, bool repeats, Task task);
 
-  std::unique_ptr<Turns> turns_;
-  std::unique_ptr<QObject> timers_;  // the parent of all timers that run
+  mutable std::mutex mutex_;
+  TaskRing tasks_;
+  // An event descriptor wakes the loop: unlike a posted Qt event it costs no allocation, and it stays
+  // readable until the ring is empty, so that a nested event loop goes on where the outer one stopped.
+  const int descriptor_;
+  QSocketNotifier posted_;
+  QObject timers_;  // the parent of all that run
 };
 
 }  // namespace sentrel
