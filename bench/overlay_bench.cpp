@@ -26,7 +26,7 @@
 #include "figures.h"
 #include "linux/desktop/qt_main_loop.h"
 #include "linux/desktop/system_clock.h"
-#include "linux/overlay/create_overlay_backend.h"
+#include "linux/overlay/desktop_overlay_backend.h"
 #include "linux/overlay/painter/retro_painter.h"
 #include "linux/overlay/painter/scene_painter.h"
 #include "overlay/overlay_window_manager.h"

@@ -31,7 +31,7 @@
 #include "linux/desktop/desktop_session_events.h"
 #include "linux/desktop/system_clock.h"
 #include "linux/desktop/upower_power_source.h"
-#include "linux/overlay/create_overlay_backend.h"
+#include "linux/overlay/desktop_overlay_backend.h"
 #include "look/icons.h"
 #include "overlay/overlay_window_manager.h"
 #include "platform/platform.h"

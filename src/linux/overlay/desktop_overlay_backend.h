@@ -23,8 +23,15 @@ namespace sentrel {
   return hash;
 }
 
-/// What one screen shows, kept as values, because its desktop may go and come back. A `Desktop` is one
-/// display server as long as its connection lives. Main thread.
+/// What one screen shows.
+struct SurfaceContent {
+  std::optional<OverlayScene> scene;  ///< none before the first one came
+  TintLevel tint = 0;
+  std::optional<RetroPicture> picture;
+};
+
+/// Keeps the content of one screen, because its desktop may go and come back. A `Desktop` is one display
+/// server as long as its connection lives. Main thread.
 template <class Desktop>
 class DesktopSurface : public OverlaySurface {
  public:
@@ -42,25 +49,47 @@ class DesktopSurface : public OverlaySurface {
   DesktopSurface& operator=(const DesktopSurface&) = delete;
   ~DesktopSurface() override {
     std::erase(list_->surfaces, this);
-    if (desktop() != nullptr) desktop()->flush();
+    flush();
   }
 
-  /// The desktop has changed, or come.
+  void present(const OverlayScene& scene) final {
+    content_.scene = scene;
+    refresh();
+    flush();
+  }
+  void setTint(TintLevel level) final {
+    if (std::exchange(content_.tint, level) == level) return;
+    tintChanged();
+    flush();
+  }
+  void setPicture(const std::optional<RetroPicture>& picture) final {
+    const auto former = std::exchange(content_.picture, picture);
+    pictureChanged(former);
+    flush();
+  }
+
+  /// Shows the content on the desktop as it is now.
   virtual void refresh() = 0;
   /// The desktop is going: lets go of everything on it.
   virtual void release() = 0;
 
  protected:
+  // Only these have changed.
+  virtual void tintChanged() = 0;
+  virtual void pictureChanged(const std::optional<RetroPicture>& former) = 0;
+
   [[nodiscard]] Desktop* desktop() const { return list_->desktop; }
   [[nodiscard]] std::uint64_t screenId() const { return screenId_; }
-
-  std::optional<OverlayScene> scene_;  // none before the first one came
-  TintLevel tint_ = 0;
-  std::optional<RetroPicture> picture_;
+  [[nodiscard]] const SurfaceContent& content() const { return content_; }
 
  private:
+  void flush() const {
+    if (desktop() != nullptr) desktop()->flush();
+  }
+
   const std::shared_ptr<List> list_;
   const std::uint64_t screenId_;
+  SurfaceContent content_;
 };
 
 /// The overlay on a desktop, over a connection of its own.
@@ -124,6 +153,7 @@ class DesktopOverlayBackend final : public OverlayBackend {
   }
   void desktopChanged() {
     for (auto* surface : list_->surfaces) surface->refresh();
+    desktop_->flush();
     announce();
   }
   void announce() {
@@ -147,5 +177,10 @@ class DesktopOverlayBackend final : public OverlayBackend {
   std::vector<Screen> announcedScreens_;
   std::string announcedLimitation_;
 };
+
+/// The back end for the desktop that this process lives on: the layer shell where WAYLAND_DISPLAY leads to a
+/// compositor that has one, else X11 where DISPLAY is set, which also covers Wayland windows through the
+/// compositor's own X server, else none. `loop` must outlive it. Main thread, after the QGuiApplication.
+[[nodiscard]] std::unique_ptr<OverlayBackend> createOverlayBackend(MainLoop& loop);
 
 }  // namespace sentrel

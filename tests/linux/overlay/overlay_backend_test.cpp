@@ -17,7 +17,7 @@
 #include <utility>
 
 #include "linux/desktop/system_clock.h"
-#include "linux/overlay/create_overlay_backend.h"
+#include "linux/overlay/desktop_overlay_backend.h"
 #include "linux/overlay/overlay_desktop.h"
 #include "linux/overlay/wayland/wayland_desktop.h"
 #include "linux/overlay/x11/x11_overlay_surface.h"

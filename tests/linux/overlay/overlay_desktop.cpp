@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <ostream>
 
-#include "linux/overlay/create_overlay_backend.h"
+#include "linux/overlay/desktop_overlay_backend.h"
 #include "linux/overlay/stripe_reference.h"
 
 namespace sentrel::test {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "linux/overlay/create_overlay_backend.h"
+#include "linux/overlay/desktop_overlay_backend.h"
 
 #include <cstdlib>
 #include <string>
