@@ -25,6 +25,7 @@ class FakeSessionEvents final : public SessionEvents {
   bool answering = true;  ///< those who know of a lock answer at once
   int closings = 0;       ///< how often the camera was said to be closed
   bool isAway = false;
+  bool locked = false;
   std::function<void()> known;  ///< who waits for an answer
 
   [[nodiscard]] Registration install(Observer told) override { return observer.connect(std::move(told)); }
@@ -43,7 +44,7 @@ class FakeSessionEvents final : public SessionEvents {
     isAway = isGoingAway(event);
     observer.emit(event);
   }
-  [[nodiscard]] bool isLocked() const override { return false; }
+  [[nodiscard]] bool isLocked() const override { return locked; }
   void cameraIsClosed() override { ++closings; }
   void setResting(bool now) override { resting = now; }
 

@@ -3,7 +3,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <iostream>
 #include <optional>
 
 #include "linux/desktop/desktop_notifications.h"
@@ -173,18 +172,18 @@ TEST_F(SessionEventsTest, ABusThatHangsHoldsUpNeitherTheMainLoopNorTheOther) {
     const auto begin = std::chrono::steady_clock::now();
     const Registration observing = freshEvents.install([&](SessionEvent event) { heard.push_back(event); });
     const Registration battery = power.observe();
-    const auto use = [&] {
-      centre.requestAuthorization([](bool) {});
-      centre.add("a", {"Titre", "Texte"});
-      centre.remove("a");
-      haptics.perform();
-      freshEvents.cameraIsClosed();
-    };
-    EXPECT_TRUE(runUntil([&] { return use(), heard.size() == 1; }));
-    lock(false);
-    EXPECT_TRUE(runUntil([&] { return use(), heard.size() == 2; }));
+    for (const std::size_t wanted : {1U, 2U}) {
+      EXPECT_TRUE(runUntil([&] {
+        centre.requestAuthorization([](bool) {});
+        centre.add("a", {"Titre", "Texte"});
+        centre.remove("a");
+        haptics.perform();
+        freshEvents.cameraIsClosed();
+        return heard.size() == wanted;
+      }));
+      lock(false);
+    }
     const std::chrono::duration<double> lasted = std::chrono::steady_clock::now() - begin;
-    std::cout << "lock and unlock heard within " << lasted.count() << " s\n";
     EXPECT_LT(lasted.count(), 5);
     hangs.signal(SIGCONT);
     EXPECT_TRUE(runUntil([&] { return power.first().has_value() && session.sleepDelays() == 1; }))
