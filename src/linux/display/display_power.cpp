@@ -42,6 +42,11 @@ constexpr bool isOff(bool enabled, std::uint16_t level) {
 
 }  // namespace
 
+void DisplayPowerObserver::tell(bool isOff) {
+  const auto before = std::exchange(off, isOff);
+  if (before != isOff) before ? changed(isOff) : found(isOff);
+}
+
 X11DisplayPower::X11DisplayPower(DisplayPowerObserver observer)
     : observer_(std::move(observer)), server_(X11Connection::open()) {
   if (!server_ || !prepare()) {
@@ -90,7 +95,7 @@ void X11DisplayPower::handle(const xcb_generic_event_t& event) {
   InfoNotifyEvent info{};
   std::memcpy(&info, &event, sizeof info);
   if (info.extension != opcode_ || info.eventType != infoNotify) return;
-  tell(isOff(info.enabled != 0, info.powerLevel));
+  observer_.tell(isOff(info.enabled != 0, info.powerLevel));
 }
 
 void X11DisplayPower::setPolling(bool wanted) {
@@ -102,12 +107,7 @@ void X11DisplayPower::setPolling(bool wanted) {
 
 void X11DisplayPower::ask() {
   const auto info = adopt(xcb_dpms_info_reply(server_->get(), xcb_dpms_info(server_->get()), nullptr));
-  if (info) tell(isOff(info->state != 0, info->power_level));
-}
-
-void X11DisplayPower::tell(bool off) {
-  const auto before = std::exchange(off_, off);
-  if (before != off) before ? observer_.changed(off) : observer_.found(off);
+  if (info) observer_.tell(isOff(info->state != 0, info->power_level));
 }
 
 WaylandDisplayPower::WaylandDisplayPower(DisplayPowerObserver observer) : observer_(std::move(observer)) {
@@ -178,8 +178,7 @@ void WaylandDisplayPower::evaluate() {
     if (!output->on && !output->silent) return;  // its first word is under way
     off = off && !output->silent && !*output->on;
   }
-  const auto before = std::exchange(off_, off);
-  if (before != off) before ? observer_.changed(off) : observer_.found(off);
+  observer_.tell(off);
 }
 
 }  // namespace sentrel

@@ -17,7 +17,11 @@ namespace sentrel {
 struct DisplayPowerObserver {
   std::function<void(bool off)> found;  ///< how it was when first asked
   std::function<void(bool off)> changed;
-  std::function<void()> lost;  ///< the display server has gone
+  std::function<void()> lost;              ///< the display server has gone
+  std::optional<bool> off = std::nullopt;  ///< as told last
+
+  /// Tells what is news.
+  void tell(bool isOff);
 };
 
 /// The X server of DISPLAY about the power of the displays (DPMS). Servers since 2021 tell each change (DPMS
@@ -34,13 +38,11 @@ class X11DisplayPower {
   void selectEvents();
   void handle(const xcb_generic_event_t& event);
   void ask();
-  void tell(bool off);
 
   DisplayPowerObserver observer_;
   std::unique_ptr<X11Connection> server_;
   std::uint8_t opcode_ = 0;
   bool tellsChanges_ = false;
-  std::optional<bool> off_;
   QTimer poll_;
 };
 
@@ -73,7 +75,6 @@ class WaylandDisplayPower {
   std::vector<std::unique_ptr<Output>> outputs_;
   bool listed_ = false;
   bool hadOutput_ = false;
-  std::optional<bool> off_;
   QTimer closing_;
 };
 

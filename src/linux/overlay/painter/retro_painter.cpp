@@ -87,13 +87,6 @@ void drawBorder(QPainter& painter) {
                           borderRadius - inset, borderRadius - inset);
 }
 
-/// A premultiplied pixel over an opaque one.
-std::uint32_t over(std::uint32_t above, std::uint32_t below) {
-  const auto rest = static_cast<std::uint32_t>(255 - qAlpha(above));
-  const auto channel = [&](unsigned shift) { return ((below >> shift & 0xFFU) * rest + 127) / 255 << shift; };
-  return opaqueBlack | ((above & 0xFFFFFFU) + channel(16) + channel(8) + channel(0));
-}
-
 }  // namespace
 
 Rect placeRetro(const Rect& screen, double scale) {
@@ -119,7 +112,6 @@ RetroPainter::RetroPainter(double scale)
     lineLight_.push_back(static_cast<std::uint32_t>(std::lround(full * (1 - lineOpacity * covered))));
   }
   drawDecorations();
-  findRuns();
 }
 
 void RetroPainter::drawDecorations() {
@@ -146,26 +138,11 @@ void RetroPainter::drawDecorations() {
   drawBorder(painter);
 }
 
-void RetroPainter::findRuns() {
-  const std::span pixels(reinterpret_cast<const std::uint32_t*>(decorations_.constBits()),
-                         static_cast<std::size_t>(width()) * static_cast<std::size_t>(height()));
-  for (std::size_t i = 0; i < pixels.size(); ++i) {
-    if (pixels[i] == 0) continue;
-    if (!runs_.empty() && runs_.back().begin + runs_.back().length == i) {
-      ++runs_.back().length;
-    } else {
-      runs_.push_back({i, 1});
-    }
-  }
-}
-
 void RetroPainter::paint(const GreyPicture* picture, std::span<std::uint32_t> out) {
   std::ranges::fill(out, opaqueBlack);
   if (picture != nullptr && picture->width > 0 && picture->height > 0) paintPicture(*picture, out);
-  const auto* above = reinterpret_cast<const std::uint32_t*>(decorations_.constBits());
-  for (const Run& run : runs_) {
-    for (std::size_t i = run.begin; i < run.begin + run.length; ++i) out[i] = over(above[i], out[i]);
-  }
+  QImage image(reinterpret_cast<uchar*>(out.data()), width(), height(), QImage::Format_RGB32);
+  QPainter(&image).drawImage(0, 0, decorations_);
 }
 
 void RetroPainter::paintPicture(const GreyPicture& picture, std::span<std::uint32_t> out) {

@@ -4,7 +4,6 @@
 #include <QImage>
 #include <QRect>
 #include <array>
-#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -40,21 +39,13 @@ class RetroPainter {
   [[nodiscard]] const QRect& dotPlace() const { return dotPlace_; }
 
  private:
-  /// Pixels of the decorations that lie side by side in a row.
-  struct Run {
-    std::size_t begin;
-    std::size_t length;
-  };
-
   void drawDecorations();
-  void findRuns();
   void paintPicture(const GreyPicture& picture, std::span<std::uint32_t> out);
 
   double scale_;
   QImage decorations_;
   QRect dotPlace_;
-  QRectF dotCircle_;  // within the place
-  std::vector<Run> runs_;
+  QRectF dotCircle_;                      // within the place
   std::vector<std::uint32_t> lineLight_;  // of each row, in 256ths
   std::array<std::uint32_t, 256> green_{};
   FrameMemory<std::uint8_t> scaled_;  // the picture in its size on the screen

@@ -31,6 +31,21 @@ constexpr std::int64_t redirectionIntervalMs = 25;
 // After 2 s it is believed all the same: some leave full-screen programs alone until another window comes.
 constexpr int redirectionTries = 80;
 
+constexpr std::array<std::string_view, 10> atomNames{"UTF8_STRING",
+                                                     "_NET_WM_NAME",
+                                                     "_NET_WM_WINDOW_TYPE",
+                                                     "_NET_WM_WINDOW_TYPE_DOCK",
+                                                     "_NET_WM_BYPASS_COMPOSITOR",
+                                                     "_NET_WM_WINDOW_OPACITY",
+                                                     "_NET_SUPPORTING_WM_CHECK",
+                                                     "_NET_REQUEST_FRAME_EXTENTS",
+                                                     "_MUTTER_VERSION",
+                                                     "_COMPTON_SHADOW"};
+
+xcb_intern_atom_cookie_t internAtom(xcb_connection_t* connection, std::string_view name) {
+  return xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.data());
+}
+
 /// We write pixels as 32-bit words of this machine.
 bool hasOurByteOrder(const X11Connection& connection) {
   const bool isLittle = xcb_get_setup(connection.get())->image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST;
@@ -177,7 +192,7 @@ X11Desktop::X11Desktop(std::unique_ptr<X11Connection> connection, MainLoop& loop
     : connection_(std::move(connection)),
       loop_(loop),
       handlers_(std::move(handlers)),
-      stack_(*this, loop, [this](bool inUse) { setWatchful(inUse); }),
+      stack_(*this, loop),
       paintRounds_(*this) {
   internAtoms();
   findVisuals();
@@ -186,28 +201,11 @@ X11Desktop::X11Desktop(std::unique_ptr<X11Connection> connection, MainLoop& loop
 X11Desktop::~X11Desktop() = default;
 
 void X11Desktop::internAtoms() {
-  const std::string selection = "_NET_WM_CM_S" + std::to_string(connection_->screenNumber());
-  const std::array<std::pair<std::string_view, xcb_atom_t*>, 11> names{{
-      {"UTF8_STRING", &atoms_.utf8String},
-      {"_NET_WM_NAME", &atoms_.netWmName},
-      {"_NET_WM_WINDOW_TYPE", &atoms_.netWmWindowType},
-      {"_NET_WM_WINDOW_TYPE_DOCK", &atoms_.netWmWindowTypeDock},
-      {"_NET_WM_BYPASS_COMPOSITOR", &atoms_.netWmBypassCompositor},
-      {"_NET_WM_WINDOW_OPACITY", &atoms_.netWmWindowOpacity},
-      {"_NET_SUPPORTING_WM_CHECK", &atoms_.netSupportingWmCheck},
-      {"_NET_REQUEST_FRAME_EXTENTS", &atoms_.netRequestFrameExtents},
-      {"_MUTTER_VERSION", &atoms_.mutterVersion},
-      {"_COMPTON_SHADOW", &atoms_.comptonShadow},
-      {selection, &atoms_.compositorSelection},
-  }};
-  std::array<xcb_intern_atom_cookie_t, names.size()> cookies{};
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    const std::string_view name = names[i].first;
-    cookies[i] = xcb_intern_atom(get(), 0, static_cast<std::uint16_t>(name.size()), name.data());
-  }
-  for (std::size_t i = 0; i < names.size(); ++i) {
+  std::array<xcb_intern_atom_cookie_t, atomNames.size()> cookies{};
+  for (std::size_t i = 0; i < cookies.size(); ++i) cookies[i] = internAtom(get(), atomNames[i]);
+  for (std::size_t i = 0; i < cookies.size(); ++i) {
     const auto reply = adopt(xcb_intern_atom_reply(get(), cookies[i], nullptr));
-    if (reply) *names[i].second = reply->atom;
+    atoms_[atomNames[i]] = reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
   }
 }
 
@@ -228,8 +226,11 @@ void X11Desktop::findVisuals() {
 }
 
 void X11Desktop::observe() {
-  compositor_ = std::make_unique<CompositorWatch>(*connection_, atoms_.compositorSelection, loop_,
-                                                  [this] { handlers_.changed(); });
+  const std::string selection = "_NET_WM_CM_S" + std::to_string(connection_->screenNumber());
+  const auto manager = adopt(xcb_intern_atom_reply(get(), internAtom(get(), selection), nullptr));
+  compositor_ =
+      std::make_unique<CompositorWatch>(*connection_, manager ? manager->atom : xcb_atom_t{XCB_ATOM_NONE},
+                                        loop_, [this] { handlers_.changed(); });
   connection_->run([this](const xcb_generic_event_t& event) { handle(event); },
                    [this] { loss_ = loop_.after(0, [lost = handlers_.lost] { lost(); }); });
   if (connection_->extension(xcb_randr_id) != nullptr) {
@@ -288,7 +289,7 @@ bool X11Desktop::concernsMonitors(const xcb_generic_event_t& event) const {
   if (type == XCB_PROPERTY_NOTIFY) {
     const auto& notify = reinterpret_cast<const xcb_property_notify_event_t&>(event);
     return notify.window == root() &&
-           (notify.atom == XCB_ATOM_RESOURCE_MANAGER || notify.atom == atoms_.netSupportingWmCheck);
+           (notify.atom == XCB_ATOM_RESOURCE_MANAGER || notify.atom == atom("_NET_SUPPORTING_WM_CHECK"));
   }
   const auto* randr = connection_->extension(xcb_randr_id);
   return randr != nullptr && (type == randr->first_event + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
@@ -324,11 +325,11 @@ bool X11Desktop::isMutter() const {
     return adopt(
         xcb_get_property_reply(get(), xcb_get_property(get(), 0, window, name, XCB_ATOM_ANY, 0, 1), nullptr));
   };
-  const auto check = property(root(), atoms_.netSupportingWmCheck);
+  const auto check = property(root(), atom("_NET_SUPPORTING_WM_CHECK"));
   xcb_window_t manager = XCB_NONE;
   if (!check || xcb_get_property_value_length(check.get()) != sizeof manager) return false;
   std::memcpy(&manager, xcb_get_property_value(check.get()), sizeof manager);
-  const auto version = property(manager, atoms_.mutterVersion);
+  const auto version = property(manager, atom("_MUTTER_VERSION"));
   return version && version->type != XCB_ATOM_NONE;
 }
 

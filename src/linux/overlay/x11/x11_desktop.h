@@ -3,8 +3,10 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <xcb/xcb.h>
@@ -17,21 +19,6 @@
 #include "support/registration.h"
 
 namespace sentrel {
-
-/// The names that the overlay uses on the X server.
-struct X11Atoms {
-  xcb_atom_t utf8String = XCB_ATOM_NONE;
-  xcb_atom_t netWmName = XCB_ATOM_NONE;
-  xcb_atom_t netWmWindowType = XCB_ATOM_NONE;
-  xcb_atom_t netWmWindowTypeDock = XCB_ATOM_NONE;
-  xcb_atom_t netWmBypassCompositor = XCB_ATOM_NONE;
-  xcb_atom_t netWmWindowOpacity = XCB_ATOM_NONE;
-  xcb_atom_t netSupportingWmCheck = XCB_ATOM_NONE;
-  xcb_atom_t netRequestFrameExtents = XCB_ATOM_NONE;
-  xcb_atom_t mutterVersion = XCB_ATOM_NONE;
-  xcb_atom_t comptonShadow = XCB_ATOM_NONE;
-  xcb_atom_t compositorSelection = XCB_ATOM_NONE;  ///< _NET_WM_CM_S<screen>
-};
 
 /// A way to draw pixels: what a window of a given look is made with.
 struct X11Visual {
@@ -70,13 +57,16 @@ class X11Desktop {
 
   [[nodiscard]] xcb_connection_t* get() const { return connection_->get(); }
   [[nodiscard]] xcb_window_t root() const { return connection_->root(); }
-  [[nodiscard]] const X11Atoms& atoms() const { return atoms_; }
+  /// The server's number of a name that is in the list of those that the overlay uses.
+  [[nodiscard]] xcb_atom_t atom(std::string_view name) const { return atoms_.at(name); }
   /// 32 bits with alpha; empty where the server has none.
   [[nodiscard]] const X11Visual& translucentVisual() const { return translucent_; }
   [[nodiscard]] const X11Visual& opaqueVisual() const { return opaque_; }
 
   [[nodiscard]] X11WindowStack& stack() { return stack_; }
   [[nodiscard]] X11PaintRounds& paintRounds() { return paintRounds_; }
+  /// Whether to be told of everything that happens to other programs' windows, which wakes us often.
+  void setWatchful(bool watchful);
   /// None while clicks would not get through what lies on them.
   [[nodiscard]] const std::vector<X11Monitor>& monitors() const { return monitors_; }
   [[nodiscard]] ClickThrough clickThrough() const { return clickThrough_; }
@@ -99,8 +89,6 @@ class X11Desktop {
   void findVisuals();
   /// Begins to hear of the server's changes, and reads how it is.
   void observe();
-  /// Whether to be told of everything that happens to other programs' windows, which wakes us often.
-  void setWatchful(bool watchful);
   void selectRootEvents();
   void handle(const xcb_generic_event_t& event);
   [[nodiscard]] bool concernsMonitors(const xcb_generic_event_t& event) const;
@@ -113,7 +101,7 @@ class X11Desktop {
   std::unique_ptr<X11Connection> connection_;
   MainLoop& loop_;
   Handlers handlers_;
-  X11Atoms atoms_;
+  std::map<std::string_view, xcb_atom_t> atoms_;
   X11Visual translucent_;
   X11Visual opaque_;
   std::vector<X11Monitor> monitors_;

@@ -63,7 +63,7 @@ X11OverlayWindow::~X11OverlayWindow() {
 
 // No window manager reads this, but compositing managers do.
 void X11OverlayWindow::describe(std::string_view name) const {
-  const X11Atoms& atoms = desktop_.atoms();
+  const auto atom = [this](std::string_view known) { return desktop_.atom(known); };
   const auto setText = [this](xcb_atom_t property, xcb_atom_t type, std::string_view text) {
     xcb_change_property(connection(), XCB_PROP_MODE_REPLACE, id_, property, type, 8,
                         static_cast<std::uint32_t>(text.size()), text.data());
@@ -74,13 +74,13 @@ void X11OverlayWindow::describe(std::string_view name) const {
   using namespace std::string_view_literals;
   setText(XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, "sentrel\0sentrel\0"sv);
   setText(XCB_ATOM_WM_NAME, XCB_ATOM_STRING, name);
-  setText(atoms.netWmName, atoms.utf8String, name);
+  setText(atom("_NET_WM_NAME"), atom("UTF8_STRING"), name);
   // Of all types the dock is the one that compositing managers leave without shadow, blur, dimming and
   // animation.
-  setNumber(atoms.netWmWindowType, XCB_ATOM_ATOM, atoms.netWmWindowTypeDock);
-  setNumber(atoms.comptonShadow, XCB_ATOM_CARDINAL, 0);
+  setNumber(atom("_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM, atom("_NET_WM_WINDOW_TYPE_DOCK"));
+  setNumber(atom("_COMPTON_SHADOW"), XCB_ATOM_CARDINAL, 0);
   // 2: keep composing while this window is there. A full-screen window below ours must not take the screen.
-  setNumber(atoms.netWmBypassCompositor, XCB_ATOM_CARDINAL, 2);
+  setNumber(atom("_NET_WM_BYPASS_COMPOSITOR"), XCB_ATOM_CARDINAL, 2);
 }
 
 void X11OverlayWindow::place(const Rect& pixels) {
@@ -158,7 +158,7 @@ void X11OverlayWindow::repaint(const Rect& area) {
 
 void X11OverlayWindow::setOpacity(double opacity) const {
   const auto value = static_cast<std::uint32_t>(opacity * 0xFFFFFFFFU);
-  xcb_change_property(connection(), XCB_PROP_MODE_REPLACE, id_, desktop_.atoms().netWmWindowOpacity,
+  xcb_change_property(connection(), XCB_PROP_MODE_REPLACE, id_, desktop_.atom("_NET_WM_WINDOW_OPACITY"),
                       XCB_ATOM_CARDINAL, 32, 1, &value);
 }
 

@@ -34,21 +34,18 @@ xcb_window_t restackedWindow(const xcb_generic_event_t& event) {
 
 }  // namespace
 
-X11WindowStack::X11WindowStack(const X11Desktop& desktop, MainLoop& loop, std::function<void(bool)> onUse)
-    : desktop_(desktop), loop_(loop), onUse_(std::move(onUse)) {}
-
 void X11WindowStack::add(xcb_window_t window, X11Layer layer) {
   const auto above =
       std::ranges::find_if(entries_, [layer](const Entry& entry) { return entry.layer > layer; });
   entries_.insert(above, {window, layer});
-  if (entries_.size() == 1) onUse_(true);
+  if (entries_.size() == 1) desktop_.setWatchful(true);
 }
 
 void X11WindowStack::remove(xcb_window_t window) {
   std::erase_if(entries_, [window](const Entry& entry) { return entry.window == window; });
   if (!entries_.empty()) return;
   timer_.reset();
-  onUse_(false);
+  desktop_.setWatchful(false);
 }
 
 void X11WindowStack::map(xcb_window_t window) {
@@ -134,7 +131,7 @@ void X11PaintRounds::ask() {
   message.response_type = XCB_CLIENT_MESSAGE;
   message.format = 32;
   message.window = asker_;
-  message.type = desktop_.atoms().netRequestFrameExtents;
+  message.type = desktop_.atom("_NET_REQUEST_FRAME_EXTENTS");
   xcb_send_event(connection, 0, desktop_.root(),
                  XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
                  reinterpret_cast<const char*>(&message));

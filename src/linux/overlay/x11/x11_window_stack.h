@@ -26,8 +26,8 @@ enum class X11Layer { scene, tint, notice, picture };
 /// so that a program which does the same cannot make the two of us spin. Main thread.
 class X11WindowStack {
  public:
-  /// `onUse` is called when the first window comes and, with false, when the last has gone.
-  X11WindowStack(const X11Desktop& desktop, MainLoop& loop, std::function<void(bool)> onUse);
+  /// The desktop is watchful from the first window until the last has gone.
+  X11WindowStack(X11Desktop& desktop, MainLoop& loop) : desktop_(desktop), loop_(loop) {}
 
   void add(xcb_window_t window, X11Layer layer);
   void remove(xcb_window_t window);
@@ -50,9 +50,8 @@ class X11WindowStack {
   void raise();
   void raiseSoon();
 
-  const X11Desktop& desktop_;
+  X11Desktop& desktop_;
   MainLoop& loop_;
-  std::function<void(bool)> onUse_;
   std::vector<Entry> entries_;  // bottom to top
   SteadyClock::time_point lastRaise_;
   Registration timer_;
