@@ -72,15 +72,10 @@ TEST_F(OverlayWindowManagerTest, ComposesTheScene) {
   manager.isAlertMode = true;
   manager.shortcutAvailable = true;
   EXPECT_EQ(lastScene(), (OverlayScene{stripes, 0.7, true, true}));
-  manager.matrixEnabled = false;
-  EXPECT_EQ(lastScene().stripes, std::nullopt);
-  EXPECT_TRUE(lastScene().banner);
-
   manager.hide();
-  manager.matrixEnabled = true;
-  manager.isAlertMode = false;
+  manager.matrixEnabled = false;
   manager.show();
-  EXPECT_EQ(lastScene(), (OverlayScene{stripes, 0, false, true})) << "values are kept while hidden";
+  EXPECT_EQ(lastScene(), (OverlayScene{{}, 0.7, true, true})) << "values are kept while hidden";
 }
 
 TEST_F(OverlayWindowManagerTest, ThePictureIsOnTheMainScreen) {
@@ -106,15 +101,12 @@ TEST_F(OverlayWindowManagerTest, RepaintsOncePerTurnAndOnlyForWhatIsSeen) {
   backend->screenList = {first, second};
   manager.currentAlpha = 0.4F;
   manager.show();
-  manager.matrixDistanceCm = 120;
   manager.matrixColorArgb = 0xFF102030;
   manager.matrixStripeAlpha = 0.7F;
   loop->runPosted();
   EXPECT_EQ(backend->shown[1].scenes.size(), 1U);
   manager.matrixColorArgb = 0x00102030;  // the alpha byte is not seen
   manager.lastDistanceCm = 90;
-  manager.isAlertMode = true;
-  manager.isAlertMode = false;
   loop->runPosted();
   EXPECT_EQ(backend->shown[1].scenes.size(), 1U);
   manager.currentAlpha = 0.5F;
@@ -163,41 +155,28 @@ TEST_F(OverlayWindowManagerTest, FlashesInStepsWhileTheAlertLasts) {
 }
 
 TEST(MatrixStripeLayer, PeriodFollowsTheDistanceAndOpacitiesStayInRange) {
-  const struct {
-    std::int64_t distanceCm;
-    double period;
-  } cases[] = {{std::numeric_limits<std::int64_t>::min(), 5.65685},
-               {30, 5.65685},
-               {31, 5.75036},
-               {80, 9.23760},
-               {300, 17.88854}};
-  for (const auto& [distanceCm, period] : cases)
-    EXPECT_NEAR((MatrixStripeLayer{distanceCm, 0, 0, 0}.pattern().period), period, 1e-5) << distanceCm;
+  constexpr float noNumber = std::numeric_limits<float>::quiet_NaN();
+  constexpr auto nearest = std::numeric_limits<std::int64_t>::min();
+  EXPECT_NEAR((MatrixStripeLayer{nearest, 0, 0, 0}.pattern().period), 5.65685, 1e-5);
+  EXPECT_NEAR((MatrixStripeLayer{31, 0, 0, 0}.pattern().period), 5.75036, 1e-5);
   EXPECT_EQ((MatrixStripeLayer{60, 0x00FF0000, 0.5F, 0.25}.pattern()),
             (StripePattern{8, 0xFF0000, 0.5, 0.25}));
-  constexpr float noNumber = std::numeric_limits<float>::quiet_NaN();
-  EXPECT_EQ((MatrixStripeLayer{60, 0x123456789ABCDEF0, noNumber, 1.5}.pattern()),
-            (StripePattern{8, 0xBCDEF0, 0, 1}));
+  EXPECT_EQ((MatrixStripeLayer{240, 0x123456789ABCDEF0, noNumber, 1.5}.pattern()),
+            (StripePattern{16, 0xBCDEF0, 0, 1}));
 }
 
 TEST(FlashAnimation, FollowsTheCurveAndGoesOnFromWhereItIs) {
   FlashAnimation flash;
   flash.change(FlashAnimation::Mode::flashing, 1000);
   // Heights of the cubic Bezier (0.42,0)-(0.58,1): 0.12916 at a quarter, one half in the middle.
-  const struct {
-    std::int64_t ms;
-    double alpha;
-  } cases[] = {{0, 0},     {100, 0.3 * 0.12916}, {200, 0.15}, {300, 0.3 * 0.87084},
-               {400, 0.3}, {600, 0.15},          {1200, 0.3}, {80'000'200, 0.15}};
-  for (const auto& [ms, alpha] : cases) EXPECT_NEAR(flash.alphaAt(1000 + ms), alpha, 1e-4) << ms;
+  EXPECT_NEAR(flash.alphaAt(1100), 0.3 * 0.12916, 1e-4);
+  EXPECT_NEAR(flash.alphaAt(80'001'200), 0.15, 1e-4);
   flash.change(FlashAnimation::Mode::stopped, 1400);
   // (0,0)-(0.58,1): 0.6846 in the middle.
   const double left = flash.alphaAt(1550);
   EXPECT_NEAR(left, 0.3 * (1 - 0.6846), 1e-3);
-  EXPECT_EQ(flash.alphaAt(1700), 0);
   flash.change(FlashAnimation::Mode::flashing, 1550);
   EXPECT_DOUBLE_EQ(flash.alphaAt(1550), left);
-  EXPECT_GT(flash.alphaAt(1570), left);
   EXPECT_NEAR(flash.alphaAt(1950), 0.3, 1e-6);
   EXPECT_LT(flash.alphaAt(2360), left) << "only the first rise begins there";
 }

@@ -24,14 +24,10 @@ TEST(RetroCrop, GrowsTheFaceAndStaysInTheFrame) {
       {"no face", {}, whole},
       {"inside, measured from the bottom", NormalizedRect{0.5, 0.25, 0.125, 0.25}, {268, 162, 184, 276}},
       {"at the right and upper edge", NormalizedRect{0.875, 0.75, 0.125, 0.25}, {508, 0, 132, 198}},
-      {"larger than the frame", NormalizedRect{-1, -1, 3, 3}, whole},
       {"outside", NormalizedRect{2, 0.5, 0.1, 0.1}, whole},
-      {"just outside, reached by its margin", NormalizedRect{1, 0.5, 0.125, 0.125}, {588, 141, 52, 138}},
-      {"empty", NormalizedRect{0.5, 0.5, 0, 0.1}, whole},
       {"inside out", NormalizedRect{0.5, 0.5, -0.1, 0.1}, whole},
       {"no number", NormalizedRect{noNumber, 0.5, 0.1, 0.1}, whole},
       {"boundless", NormalizedRect{0, 0, std::numeric_limits<double>::infinity(), 1}, whole},
-      {"tiny", NormalizedRect{0.5, 0.5, 1e-9, 1e-9}, {319, 239, 2, 2}},
   };
   for (const auto& [what, face, crop] : cases) EXPECT_EQ(retroCrop(640, 480, face), crop) << what;
 }

@@ -65,12 +65,10 @@ TEST(ScenePainter, AgreesWithASampledDrawing) {
 TEST(ScenePainter, SurvivesWhatCannotBeDrawn) {
   const double broken = std::numeric_limits<double>::quiet_NaN();
   EXPECT_FALSE(ScenePainter::covers({.stripes = {}, .banner = true, .shortcutInHint = true}));
-  EXPECT_FALSE(ScenePainter::covers({.stripes = StripePattern{8, 0, 0, 1}}));
   EXPECT_FALSE(ScenePainter::covers({.stripes = StripePattern{8, 0, broken, 1}}));
   EXPECT_TRUE(ScenePainter::covers({.stripes = {}, .veilAlpha = 0.7}));
   const StripePattern black{8, 0, 1, 1};
   ScenePainter({.stripes = black}, 0, 0, 1).paint(0, 0, {});
-  ScenePainter({.stripes = black}, 100, 0, 1).paint(0, 0, {});
   for (const double period : {0.0, -3.0, broken}) {
     // Half of everything is covered, as by any pattern finer than a pixel.
     const auto pixels = paint({.stripes = StripePattern{period, 0, 1, 1}}, 40, 30, 1);
@@ -128,21 +126,14 @@ TEST(RetroPainter, ShowsAGreenPictureUnderScanLinesWithinItsDecorations) {
 
     paint(nullptr);
     EXPECT_EQ(at(128, 96), 0xFF000000);
-    EXPECT_EQ(at(0, 0), 0xFF000000) << "outside of the border's corner";
     for (const double x : {2.0, 254.0}) {
       for (const double y : {12.0, 180.0}) EXPECT_EQ(qGreen(at(x, y)), 255) << "brackets";
       EXPECT_EQ(qGreen(at(x < 128 ? 3 : 252, 96)), 0) << "between them";
     }
-    const auto brightest = [&](QRect logical) {
-      int most = 0;
-      for (double y = logical.top(); y <= logical.bottom(); y += 0.4) {
-        for (double x = logical.left(); x <= logical.right(); x += 0.4)
-          most = std::max(most, qGreen(at(x, y)));
-      }
-      return most;
-    };
-    EXPECT_GT(brightest({19, 6, 80, 12}), 200) << "caption";
-    EXPECT_NEAR(brightest({214, 176, 36, 11}), 0.4 * 255, 25) << "tag";
+    double brightest = 0;
+    for (double x = 19; x <= 99; x += 0.4)
+      for (double y = 6; y <= 18; y += 0.4) brightest = std::max<double>(brightest, qGreen(at(x, y)));
+    EXPECT_GT(brightest, 200) << "caption";
     const QImage dot = painter.dot(brightestBlink);
     EXPECT_EQ(dot.pixel(dot.rect().center()), 0xFF2EFF47);
     EXPECT_NEAR(painter.dotPlace().center().x(), 10.5 * scale, 1);
