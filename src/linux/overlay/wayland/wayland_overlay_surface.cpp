@@ -9,9 +9,6 @@
 #include <utility>
 #include <vector>
 
-#include "linux/overlay/painter/notice_painter.h"
-#include "linux/overlay/painter/scene_painter.h"
-
 namespace sentrel {
 
 namespace {

@@ -9,8 +9,8 @@
 #include <optional>
 
 #include "linux/overlay/desktop_overlay_backend.h"
-#include "linux/overlay/painter/notice_painter.h"
 #include "linux/overlay/painter/retro_painter.h"
+#include "linux/overlay/painter/scene_painter.h"
 #include "linux/overlay/wayland/wayland_buffers.h"
 #include "linux/overlay/wayland/wayland_desktop.h"
 #include "platform/overlay_surface.h"

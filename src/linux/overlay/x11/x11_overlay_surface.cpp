@@ -9,8 +9,6 @@
 #include <utility>
 #include <vector>
 
-#include "linux/overlay/painter/scene_painter.h"
-
 namespace sentrel {
 
 namespace {

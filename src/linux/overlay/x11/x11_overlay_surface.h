@@ -7,8 +7,8 @@
 #include <string_view>
 
 #include "linux/overlay/desktop_overlay_backend.h"
-#include "linux/overlay/painter/notice_painter.h"
 #include "linux/overlay/painter/retro_painter.h"
+#include "linux/overlay/painter/scene_painter.h"
 #include "linux/overlay/x11/x11_overlay_window.h"
 #include "platform/overlay_surface.h"
 #include "support/frame.h"
