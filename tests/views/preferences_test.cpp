@@ -1,92 +1,66 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gmock/gmock.h>
-
 #include <QAccessible>
+#include <QScreen>
 
-#include "views/drive.h"
-#include "views/views_fixture.h"
+#include "views/window_test.h"
 
 namespace sentrel::test {
 namespace {
 
-class PreferencesTest : public testing::Test, protected ViewsFixture {
+class PreferencesTest : public WindowTest {
  protected:
-  void open() {
-    window = std::make_unique<PreferencesView>(preferencesParts());
-    show(*window);
-  }
-  template <class Control>
-  [[nodiscard]] Control* control(const QString& name) const {
-    for (auto* widget : window->findChildren<QWidget*>()) {
-      auto* found = dynamic_cast<Control*>(widget);
-      if (found != nullptr && widget->accessibleName() == name) return found;
-    }
-    return nullptr;
-  }
-  void key(const QString& slider, Qt::Key pressed) { QTest::keyClick(control<ValueSlider>(slider), pressed); }
-  void flip(const QString& name) { click(control<ToggleSwitch>(name)); }
+  PreferencesView* open() { return WindowTest::open<PreferencesView>(preferencesParts()); }
+  void keyOn(const char* name, Qt::Key pressed) { QTest::keyClick(named<QWidget>(name), pressed); }
   [[nodiscard]] const FilterSettings& saved() const { return settings->settings.get(); }
-
-  std::unique_ptr<PreferencesView> window;
 };
 
 TEST_F(PreferencesTest, EveryControlSavesItsSettingAtOnce) {
   open();
   FilterSettings expected = saved();
-  const auto expectSaved = [&](const char* what, auto& field, auto value) {
-    field = value;
-    EXPECT_EQ(saved(), expected) << what;
-    EXPECT_EQ(SettingsRepository(defaults, loginItem).settings.get(), expected) << what << ", as stored";
+  const struct {
+    const char* name;
+    Qt::Key key;
+    std::function<void()> change;
+  } cases[] = {
+      {"Force du filtre", Qt::Key_Right, [&] { expected.filterStrength = 4; }},
+      {"Sensibilité", Qt::Key_Home, [&] { expected.sensitivity = 1; }},
+      {"Coefficient de distance", Qt::Key_End, [&] { expected.privacyMatrixCoefficient = 4; }},
+      {"Opacité des bandes", Qt::Key_End, [&] { expected.matrixStripeAlpha = 1; }},
+      {"2 s", Qt::Key_Space, [&] { expected.inattentionDelayMs = 2000; }},
+      {"5 fps", Qt::Key_Space, [&] { expected.captureFps = 5; }},
+      {"Désactivé", Qt::Key_Space, [&] { expected.batteryThresholdPercent = 0; }},
+      {"Mode lunettes", Qt::Key_Space, [&] { expected.glassesCompat = false; }},
+      {"Raccourci global Super+Maj+C", Qt::Key_Space, [&] { expected.globalShortcutEnabled = false; }},
+      {"Couvrir tous les écrans", Qt::Key_Space, [&] { expected.coverAllScreens = false; }},
+      {"Vibration lors d'une alerte", Qt::Key_Space, [&] { expected.hapticOnAlert = false; }},
+      {"Activer la matrice", Qt::Key_Space, [&] { expected.privacyMatrixEnabled = false; }},
+      {"Lancer au démarrage", Qt::Key_Space, [&] { expected.launchAtLogin = true; }},
   };
-  const auto slide = [&](const char* name, Qt::Key pressed, auto& field, auto value) {
-    key(name, pressed);
-    expectSaved(name, field, value);
-  };
-  const auto pick = [&](const char* choice, std::int64_t& field, std::int64_t value) {
-    click(buttonNamed(*window, choice));
-    expectSaved(choice, field, value);
-  };
-  const auto turn = [&](const char* name, bool& field) {
-    flip(name);
-    expectSaved(name, field, !field);
-  };
-  slide("Force du filtre", Qt::Key_Right, expected.filterStrength, 4);
-  slide("Sensibilité", Qt::Key_Home, expected.sensitivity, 1);
-  slide("Coefficient de distance", Qt::Key_End, expected.privacyMatrixCoefficient, 4.0F);
-  slide("Opacité des bandes", Qt::Key_End, expected.matrixStripeAlpha, 1.0F);
-  pick("2 s", expected.inattentionDelayMs, 2000);
-  pick("5 fps", expected.captureFps, 5);
-  pick("Désactivé", expected.batteryThresholdPercent, 0);
-  turn("Mode lunettes", expected.glassesCompat);
-  turn("Raccourci global Super+Maj+C", expected.globalShortcutEnabled);
-  turn("Couvrir tous les écrans", expected.coverAllScreens);
-  turn("Vibration lors d'une alerte", expected.hapticOnAlert);
-  turn("Activer la matrice", expected.privacyMatrixEnabled);
-  turn("Lancer au démarrage", expected.launchAtLogin);
-  EXPECT_FALSE(control<ValueSlider>("Opacité des bandes")->isEnabled()) << "without the matrix";
-}
-
-TEST_F(PreferencesTest, TheLoginItemIsShownAsItIs) {
-  open();
-  auto* login = control<ToggleSwitch>("Lancer au démarrage");
-  for (const auto& [fails, on] : {std::pair(false, true), std::pair(true, true), std::pair(false, false)}) {
-    loginItem->failure = fails ? std::optional<std::string>("no") : std::nullopt;
-    testing::internal::CaptureStdout();
-    flip("Lancer au démarrage");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), fails ? "SMAppService error: no\n" : "");
-    EXPECT_EQ(login->isChecked(), on);
-    EXPECT_EQ(login->accessibleDescription() == qtTrId("error_login_item"), fails);
+  for (const auto& [name, pressed, change] : cases) {
+    keyOn(name, pressed);
+    EXPECT_NE(saved(), expected) << name;
+    change();
+    EXPECT_EQ(saved(), expected) << name;
+    EXPECT_EQ(SettingsRepository(defaults, loginItem).settings.get(), expected) << name << ", as stored";
   }
+  EXPECT_FALSE(named<QWidget>("Opacité des bandes")->isEnabled()) << "without the matrix";
+
+  loginItem->failure = "no";
+  testing::internal::CaptureStdout();
+  press("Lancer au démarrage");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "SMAppService error: no\n");
+  EXPECT_TRUE(named("Lancer au démarrage")->isChecked()) << "as it is";
+  EXPECT_EQ(named("Lancer au démarrage")->accessibleDescription(), qtTrId("error_login_item"));
 }
 
 TEST_F(PreferencesTest, APickerIsOneStopOfTheTabKeyAndArrowsPick) {
   open();
-  control<ValueSlider>("Sensibilité")->setFocus();
-  QTest::keyClick(window->focusWidget(), Qt::Key_Tab);
-  QTest::keyClick(window->focusWidget(), Qt::Key_Right);
+  named<QWidget>("Sensibilité")->setFocus();
+  key(Qt::Key_Tab);
+  key(Qt::Key_Right);
   EXPECT_EQ(saved().inattentionDelayMs, 2000);
-  QTest::keyClick(window->focusWidget(), Qt::Key_Tab);
-  QTest::keyClick(window->focusWidget(), Qt::Key_Space);
+  key(Qt::Key_Tab);
+  key(Qt::Key_Space);
   EXPECT_FALSE(saved().glassesCompat);
 }
 
@@ -97,14 +71,14 @@ TEST_F(PreferencesTest, WhatIsOutOfRangeStaysUntilItIsTouched) {
   odd.matrixStripeAlpha = 0.02F;
   settings->save(odd);
   open();
-  EXPECT_EQ(control<ValueSlider>("Force du filtre")->words(), "9");
-  flip("Mode lunettes");
+  EXPECT_EQ(named<ValueSlider>("Force du filtre")->words(), "9");
+  press("Mode lunettes");
   odd.glassesCompat = false;
   EXPECT_EQ(saved(), odd);
-  key("Force du filtre", Qt::Key_Left);
+  keyOn("Force du filtre", Qt::Key_Left);
   EXPECT_EQ(saved().filterStrength, 4);
   // A screen reader reads and sets what the words show.
-  auto* opacity = QAccessible::queryAccessibleInterface(control<ValueSlider>("Opacité des bandes"));
+  auto* opacity = QAccessible::queryAccessibleInterface(named<QWidget>("Opacité des bandes"));
   EXPECT_EQ(opacity->valueInterface()->currentValue().toDouble(), 2);
   opacity->valueInterface()->setCurrentValue(55);
   EXPECT_EQ(opacity->text(QAccessible::Value), "55%");
@@ -116,9 +90,8 @@ TEST_F(PreferencesTest, ACameraIsChosenByItsIdWhateverItsName) {
   machine.session->cameras.push_back({"rtl", "مصلمة \u202E Cam", CameraPosition::unspecified});
   start();
   open();
-  auto* picker = control<MenuPicker>("Caméra");
-  picker->setFocus();
-  QTest::keyClick(picker, Qt::Key_End);
+  auto* picker = named<MenuPicker>("Caméra");
+  keyOn("Caméra", Qt::Key_End);
   EXPECT_EQ(saved().selectedCameraID, "rtl");
   machine.settle();
   EXPECT_EQ(machine.session->request->deviceID, "rtl");
@@ -126,26 +99,37 @@ TEST_F(PreferencesTest, ACameraIsChosenByItsIdWhateverItsName) {
   machine.session->devicesChanged.emit();
   EXPECT_EQ(saved().selectedCameraID, "rtl") << "while it is unplugged";
   EXPECT_EQ(picker->currentData().toString(), "rtl");
-  QTest::keyClick(picker, Qt::Key_Home);
+  keyOn("Caméra", Qt::Key_Home);
   EXPECT_EQ(saved().selectedCameraID, std::nullopt);
 }
 
 TEST_F(PreferencesTest, ThePreviewTakesFramesOnlyWhileItIsSeen) {
   start();
-  const auto tapped = [this] { return machine.session->previewTap != nullptr; };
+  const auto expectTap = [this](bool tapped, const char* when) {
+    machine.settle();
+    EXPECT_EQ(machine.session->previewTap != nullptr, tapped) << when;
+  };
   open();
-  EXPECT_TRUE(tapped());
+  expectTap(true, "open");
   desktop.session->observer.emit(SessionEvent::screenIsLocked);
-  machine.settle();
-  EXPECT_FALSE(tapped()) << "locked";
+  expectTap(false, "locked");
   desktop.session->observer.emit(SessionEvent::screenIsUnlocked);
-  machine.settle();
-  EXPECT_TRUE(tapped());
+  expectTap(true, "unlocked");
   window->hide();
-  EXPECT_FALSE(tapped());
+  expectTap(false, "hidden");
   window->show();
-  window.reset();
-  EXPECT_FALSE(tapped());
+  close();
+  expectTap(false, "closed");
+}
+
+TEST_F(PreferencesTest, TheyOpenInTheMiddleAndComeBackWhenMinimised) {
+  PreferencesView view(preferencesParts());
+  view.present();
+  const QPoint away = view.geometry().center() - view.screen()->availableGeometry().center();
+  EXPECT_LT(away.manhattanLength(), 5);
+  view.showMinimized();
+  view.present();
+  EXPECT_FALSE(view.isMinimized());
 }
 
 }  // namespace

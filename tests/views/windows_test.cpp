@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gmock/gmock.h>
-
 #include <QApplication>
+#include <QDir>
 #include <QHash>
 #include <QImage>
 #include <QRandomGenerator>
@@ -12,48 +11,39 @@
 #include <ranges>
 #include <utility>
 
+#include "look/icons.h"
 #include "views/controls/labels.h"
-#include "views/drive.h"
 #include "views/popover_pages.h"
 #include "views/theme.h"
-#include "views/views_fixture.h"
+#include "views/window_test.h"
 
 namespace sentrel::test {
 namespace {
 
-/// Every window in the states that show every control.
-class WindowsTest : public testing::Test, protected ViewsFixture {
+class WindowsTest : public WindowTest {
  protected:
   ~WindowsTest() override { Theme::shared().setLook({}); }
 
-  void forEachWindow(const std::function<void(QWidget&)>& visit) {
-    {
-      PopoverWindow popover(popoverParts(), PopoverWindow::Ground::translucent);
-      popover.setAttribute(Qt::WA_DeleteOnClose, false);
-      show(popover);
-      for (const auto page : {Page::home, Page::stats, Page::about}) {
-        popover.content().showPage(page);
-        visit(popover);
-      }
+  /// Every window in the states that show every control.
+  void forEachWindow(const std::function<void()>& visit) {
+    openPopover()->setAttribute(Qt::WA_DeleteOnClose, false);
+    for (const auto page : {Page::home, Page::stats, Page::about}) {
+      dynamic_cast<PopoverWindow&>(*window).content().showPage(page);
+      visit();
     }
-    {
-      PreferencesView preferences(preferencesParts());
-      show(preferences);
-      preferences.setFixedHeight(preferences.page()->height());
-      visit(preferences);
-      preferences.openCalibration();
-      visit(preferences);
-    }
-    OnboardingView onboarding(onboardingParts());
-    show(onboarding);
+    auto* preferences = open<PreferencesView>(preferencesParts());
+    preferences->setFixedHeight(preferences->page()->height());
+    visit();
+    preferences->openCalibration();
+    visit();
+    auto* onboarding = open<OnboardingView>(onboardingParts());
     for (int page = 0; page < OnboardingView::pages; ++page) {
-      onboarding.setPage(page);
-      visit(onboarding);
-      if (auto* calibrate = buttonNamed(onboarding, "Calibrer maintenant")) {
-        click(calibrate);
-        visit(onboarding);
-        QTest::keyClick(onboarding.focusWidget(), Qt::Key_Escape);
-      }
+      onboarding->setPage(page);
+      visit();
+      if (named("Calibrer maintenant") == nullptr) continue;
+      press("Calibrer maintenant");
+      visit();
+      key(Qt::Key_Escape);
     }
   }
 };
@@ -98,14 +88,14 @@ QRect wordsOf(const QWidget& widget) {
 TEST_F(WindowsTest, WordsStandOutOnEveryGround) {
   constexpr int fine = 3;  // large enough for strokes of full colour
   int measured = 0;
-  const auto measure = [&](QWidget& window) {
-    QImage image(window.size() * fine, QImage::Format_RGB32);
+  const auto measure = [&] {
+    QImage image(window->size() * fine, QImage::Format_RGB32);
     image.setDevicePixelRatio(fine);
     image.fill(colors().window);
-    window.render(&image, QPoint(), QRegion(), QWidget::DrawChildren);
-    for (const auto* widget : window.findChildren<QWidget*>()) {
+    window->render(&image, QPoint(), QRegion(), QWidget::DrawChildren);
+    for (const auto* widget : window->findChildren<QWidget*>()) {
       const QRect words = wordsOf(*widget);
-      const QRect area(widget->mapTo(&window, words.topLeft()) * fine, words.size() * fine);
+      const QRect area(widget->mapTo(window, words.topLeft()) * fine, words.size() * fine);
       if (words.isEmpty() || !image.rect().contains(area)) continue;
       EXPECT_GE(contrastIn(image, area), 4.5) << qPrintable(widget->accessibleName());
       ++measured;
@@ -130,7 +120,7 @@ void expectWhole(const QWidget& window) {
     const QWidget* ground = widget->parentWidget();
     while (ground != &window && dynamic_cast<QScrollArea*>(ground->parentWidget()->parentWidget()) == nullptr)
       ground = ground->parentWidget();
-    const std::string words = (label != nullptr ? label->words() : button->text()).toStdString();
+    const std::string words = (label != nullptr ? label->text() : button->text()).toStdString();
     EXPECT_TRUE(ground->rect().contains(QRect(widget->mapTo(ground, QPoint()), widget->size()))) << words;
     EXPECT_TRUE(button == nullptr || button->width() >= button->sizeHint().width()) << words;
     EXPECT_TRUE(label == nullptr || label->height() >= label->heightForWidth(label->width())) << words;
@@ -148,20 +138,20 @@ TEST_F(WindowsTest, NothingIsCutOffWithLargeTextNorLeavesTheScreen) {
   for (const double textWhenOpened : {1.0, 2.0}) {
     SCOPED_TRACE(textWhenOpened);
     setText(textWhenOpened);
-    forEachWindow([&](QWidget& window) {
+    forEachWindow([&] {
       setText(2);
-      expectWhole(window);
-      const bool isTall = dynamic_cast<PreferencesView*>(&window) != nullptr;  // by this test
-      const QWidget* content = window.findChild<MenuBarPopoverView*>();
-      const QSize size = (content != nullptr ? content : &window)->size();
-      EXPECT_TRUE(isTall || size.boundedTo(workArea * 0.98) == size) << qPrintable(window.windowTitle());
-      if (auto* reset = buttonNamed(window, "Remettre à zéro…")) {
+      expectWhole(*window);
+      const bool isTall = dynamic_cast<PreferencesView*>(window.data()) != nullptr;  // by this test
+      const auto* content = window->findChild<MenuBarPopoverView*>();
+      const QSize size = content != nullptr ? content->size() : window->size();
+      EXPECT_TRUE(isTall || size.boundedTo(workArea * 0.98) == size) << qPrintable(window->windowTitle());
+      if (auto* reset = named("Remettre à zéro…")) {
         click(reset);
         setText(2);
-        expectWhole(window);
+        expectWhole(*window);
       }
-      if (content != nullptr && content->focusWidget() == buttonNamed(window, "Fermer")) {
-        QTest::keyClick(content->focusWidget(), Qt::Key_PageDown);
+      if (content != nullptr && content->focusWidget() == named("Fermer")) {
+        key(Qt::Key_PageDown);
         const auto* page = content->focusWidget()->parentWidget()->findChild<QScrollArea*>();
         EXPECT_GT(page->verticalScrollBar()->value(), 0) << "by key, too";
       }
@@ -175,15 +165,12 @@ TEST_F(WindowsTest, LongStormOfAThousandClicksAndKeys) {
   const Qt::Key keys[] = {Qt::Key_Tab,  Qt::Key_Backtab, Qt::Key_Space,    Qt::Key_Return,
                           Qt::Key_Up,   Qt::Key_Down,    Qt::Key_Left,     Qt::Key_Right,
                           Qt::Key_Home, Qt::Key_End,     Qt::Key_PageDown, Qt::Key_Escape};
-  QPointer<QWidget> window;
   for (int i = 0; i < 1000; ++i) {
     if (!window || !window->isVisible() || random.bounded(80) == 0) {
-      delete window;
       const int which = random.bounded(4);
-      if (which == 0) window = new OnboardingView(onboardingParts());
-      if (which == 1) window = new PreferencesView(preferencesParts());
-      if (which >= 2) window = new PopoverWindow(popoverParts(), PopoverWindow::Ground::translucent);
-      show(*window);
+      if (which == 0) open<OnboardingView>(onboardingParts());
+      if (which == 1) open<PreferencesView>(preferencesParts());
+      if (which >= 2) openPopover();
     }
     const QPoint at(random.bounded(window->width()), random.bounded(window->height()));
     const bool byKey = random.bounded(3) > 0;
@@ -202,9 +189,19 @@ TEST_F(WindowsTest, LongStormOfAThousandClicksAndKeys) {
     see(random.bounded(4) == 0 ? watched : alone, 100 * random.bounded(1, 8));
     QCoreApplication::processEvents();
   }
-  delete window;
+  close();
   stop();
   EXPECT_FALSE(machine.session->running);
+}
+
+TEST(Symbols, EveryDrawingFillsItsGridAndNotMore) {
+  const QStringList files = QDir(":/sentrel/icons").entryList();
+  EXPECT_EQ(files.size(), 24);
+  for (const QString& file : files) {
+    const QRectF bounds = symbolPath(QString(file).chopped(4)).boundingRect();
+    EXPECT_TRUE(QRectF(0, 0, 24, 24).contains(bounds)) << qPrintable(file);
+    EXPECT_GT(std::min(bounds.width(), bounds.height()), 7) << qPrintable(file);
+  }
 }
 
 }  // namespace
