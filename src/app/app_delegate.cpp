@@ -84,10 +84,6 @@ bool AppDelegate::begin() {
   return true;
 }
 
-bool AppDelegate::isSwitchedOn() const {
-  return service_->isActive() || service_->isStarting();
-}
-
 /// Any program of the person can switch protection off. The notification reveals one that should not.
 void AppDelegate::tellSwitchedOff() const {
   const Platform& platform = Platform::current();
@@ -169,7 +165,7 @@ void AppDelegate::applicationWillTerminate() {
 
 void AppDelegate::performAction(const QString& action) {
   const bool endsIt = action == QLatin1String("quit") || action == QLatin1String("toggle");
-  if (endsIt && isSwitchedOn()) tellSwitchedOff();
+  if (endsIt && service_->isSwitchedOn()) tellSwitchedOff();
   const bool begins = action != QLatin1String("quit") && begin();
   if (action == QLatin1String("quit")) {
     uses_.quit();

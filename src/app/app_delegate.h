@@ -47,7 +47,6 @@ class AppDelegate {
 
  private:
   bool begin();
-  [[nodiscard]] bool isSwitchedOn() const;
   void tellSwitchedOff() const;
   void askForConsent();
   void showOnboarding();

@@ -93,7 +93,7 @@ void MenuBarController::updateStatusItem() {
   // A start that waits for its camera does not protect, so the icon is that of a pause.
   const bool waits = service_->isStarting() && !cause.isEmpty();
   statusItem.setState(waits ? StatusBarIcon::IconState::paused : iconOf(service_->fsmState()));
-  statusItem.setActive(service_->isActive() || service_->isStarting());
+  statusItem.setActive(service_->isSwitchedOn());
   QString words = QStringLiteral("Sentrel\n") + statusWords(service_->fsmState()).words;
   if (!cause.isEmpty()) words += QStringLiteral("\n") + cause;
   statusItem.setToolTip(words);

@@ -56,24 +56,13 @@ void refuseOwnBus() {
   if (!found) qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
 }
 
-/// Newer versions of Qt ask the portal while the application is made, for what is not used here, and wait for
-/// a bus that does not answer.
-void refuseQtsPortal() {
-  qputenv("QT_NO_XDG_DESKTOP_PORTAL", "1");
-}
-
-bool isSet(const char* variable) {
-  const char* value = std::getenv(variable);
-  return value != nullptr && *value != '\0';
-}
-
 /// The arguments of the Qt application, which keeps references to them: windows where the session shows them,
 /// and only painting into memory where there is no display.
 struct QtArguments {
   explicit QtArguments(char* program) {
     // In the order in which Qt tries them; the last one always works.
-    if (isSet("WAYLAND_DISPLAY")) platforms += "wayland;";
-    if (isSet("DISPLAY")) platforms += "xcb;";
+    if (!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")) platforms += "wayland;";
+    if (!qEnvironmentVariableIsEmpty("DISPLAY")) platforms += "xcb;";
     platforms += "offscreen";
     values = {program, option.data(), platforms.data(), nullptr};
   }
@@ -91,7 +80,9 @@ struct QtArguments {
 QtArguments& qtArguments(char* program) {
   static QtArguments arguments = [program] {
     refuseOwnBus();
-    refuseQtsPortal();
+    // Newer versions of Qt ask the portal while the application is made, for what is not used here, and wait
+    // for a bus that does not answer.
+    qputenv("QT_NO_XDG_DESKTOP_PORTAL", "1");
     reserveActivationToken();
     return QtArguments(program);
   }();
@@ -157,10 +148,6 @@ void boundTheEnd(int code) {
     std::this_thread::sleep_for(exitTimeout);
     std::_Exit(code);
   }).detach();
-}
-
-bool showsWindows() {
-  return QGuiApplication::platformName() != QLatin1String("offscreen");
 }
 
 }  // namespace
@@ -244,7 +231,7 @@ void SentrelMacApp::begin(InstanceRole role) {
   });
   screens_->follow(SettingsRepository::shared());
   std::unique_ptr<MenuBarController> menuBarController;
-  if (showsWindows()) {
+  if (QGuiApplication::platformName() != QLatin1String("offscreen")) {
     menuBarController = std::make_unique<MenuBarController>(
         MenuBarController::Actions{.quit = [this] { quit(); },
                                    .news = [this] { return std::exchange(untold_, {}); }},

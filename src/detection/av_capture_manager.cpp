@@ -101,17 +101,11 @@ CaptureRequest AVCaptureManager::captureRequest() const {
 }
 
 void AVCaptureManager::requestAccess(std::function<void(bool granted)> answer) {
-  switch (session_->authorizationStatus()) {
-    case AuthorizationStatus::authorized:
-      answer(true);
-      break;
-    case AuthorizationStatus::notDetermined:
-      session_->requestAccess(std::move(answer));
-      break;
-    case AuthorizationStatus::restricted:
-    case AuthorizationStatus::denied:
-      answer(false);
-      break;
+  const auto status = session_->authorizationStatus();
+  if (status == AuthorizationStatus::notDetermined) {
+    session_->requestAccess(std::move(answer));
+  } else {
+    answer(status == AuthorizationStatus::authorized);
   }
 }
 

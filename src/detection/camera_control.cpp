@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "detection/av_capture_manager.h"
 #include "platform/platform.h"
 #include "support/fatal.h"
 
@@ -19,23 +18,15 @@ struct FailureTexts {
   const char* advice;
 };
 
-FailureTexts textsOf(Kind kind) {
-  switch (kind) {
-    case Kind::noCamera:
-      return {textId("error_no_camera"), textId("advice_no_camera")};
-    case Kind::cameraDenied:
-      return {textId("error_camera_denied"), textId("advice_camera_denied")};
-    case Kind::modelMissing:
-      return {textId("error_model_missing"), textId("advice_model_missing")};
-    case Kind::noPipeWire:
-      return {textId("error_no_pipewire"), textId("advice_no_pipewire")};
-    case Kind::analysisFailed:
-      return {textId("error_analysis_failed"), textId("advice_analysis_failed")};
-    case Kind::cameraBusy:
-      break;
-  }
-  return {textId("error_camera_busy"), textId("advice_camera_busy")};
-}
+// In the order of the kinds.
+constexpr std::array<FailureTexts, 6> texts{{
+    {textId("error_no_camera"), textId("advice_no_camera")},
+    {textId("error_camera_denied"), textId("advice_camera_denied")},
+    {textId("error_camera_busy"), textId("advice_camera_busy")},
+    {textId("error_model_missing"), textId("advice_model_missing")},
+    {textId("error_no_pipewire"), textId("advice_no_pipewire")},
+    {textId("error_analysis_failed"), textId("advice_analysis_failed")},
+}};
 
 Kind kindOf(CameraError error) {
   if (error == CameraError::permissionDenied) return Kind::cameraDenied;
@@ -43,27 +34,19 @@ Kind kindOf(CameraError error) {
 }
 
 Kind kindOf(CaptureError::Kind error) {
-  switch (error) {
-    case CaptureError::Kind::deviceUnavailable:
-      return Kind::noCamera;
-    case CaptureError::Kind::accessDenied:
-      return Kind::cameraDenied;
-    case CaptureError::Kind::noService:
-      return Kind::noPipeWire;
-    case CaptureError::Kind::busy:
-      break;
-  }
-  return Kind::cameraBusy;
+  // In the order of the errors.
+  constexpr std::array kinds{Kind::noCamera, Kind::cameraBusy, Kind::cameraDenied, Kind::noPipeWire};
+  return kinds[static_cast<std::size_t>(error)];
 }
 
 }  // namespace
 
 const char* textKey(CameraFailure::Kind kind) {
-  return textsOf(kind).failure;
+  return texts[static_cast<std::size_t>(kind)].failure;
 }
 
 const char* adviceKey(CameraFailure::Kind kind) {
-  return textsOf(kind).advice;
+  return texts[static_cast<std::size_t>(kind)].advice;
 }
 
 CameraFailure describe(const StartError& error) {

@@ -68,13 +68,16 @@ void FilterFsm::activate() {
   if (state_.get().is(FilterState::Kind::inactive)) resume();
 }
 
+void FilterFsm::handle(const DetectionInput& input) {
+  const FilterState::Kind kind = state_.get().kind();
+  if (kind == FilterState::Kind::nominal) handleNominal(input);
+  if (kind == FilterState::Kind::inattention) handleInattention(input);
+  if (kind == FilterState::Kind::alert) handleAlert(input);
+}
+
 void FilterFsm::handleNominal(const DetectionInput& input) {
   const std::int64_t now = input.timestampMs;
-  if (input.faceCount >= 2) {
-    confirmAlert(now);
-    return;
-  }
-  alertConfirmStartMs = 0;
+  if (confirmAlert(input)) return;
   if (!input.primaryFace) return;
   if (isLooking(*input.primaryFace)) {
     inattentionStartMs = 0;
@@ -86,15 +89,10 @@ void FilterFsm::handleNominal(const DetectionInput& input) {
 }
 
 void FilterFsm::handleInattention(const DetectionInput& input) {
-  const std::int64_t now = input.timestampMs;
-  if (input.faceCount >= 2) {
-    confirmAlert(now);
-    return;
-  }
-  alertConfirmStartMs = 0;
+  if (confirmAlert(input)) return;
   if (!input.primaryFace) {
     // Someone who turned away and then vanished may have been pushed aside: no confirmation here.
-    recordAlertEntry(now);
+    recordAlertEntry(input.timestampMs);
     enter(FilterState::alert());
     return;
   }
@@ -113,12 +111,19 @@ void FilterFsm::handleAlert(const DetectionInput& input) {
   resume();
 }
 
-void FilterFsm::confirmAlert(std::int64_t now) {
+/// Whether a second face is there. Once it has stayed long enough, that is an alert.
+bool FilterFsm::confirmAlert(const DetectionInput& input) {
+  const std::int64_t now = input.timestampMs;
+  if (input.faceCount < 2) {
+    alertConfirmStartMs = 0;
+    return false;
+  }
   if (alertConfirmStartMs == 0) alertConfirmStartMs = now;
-  if (checkedSubtract(now, alertConfirmStartMs) < alertConfirmMs) return;
+  if (checkedSubtract(now, alertConfirmStartMs) < alertConfirmMs) return true;
   alertConfirmStartMs = 0;
   recordAlertEntry(now);
   enter(FilterState::alert());
+  return true;
 }
 
 void FilterFsm::recordAlertEntry(std::int64_t nowMs) {

@@ -119,7 +119,9 @@ class FilterFsm {
   void activate();
   void onSystemEvent(SystemEvent event);
 
-  // One handler a state that looks at frames; the caller picks the one of the current state.
+  /// Hands the frame to the handler of the current state; the other states look at none.
+  void handle(const DetectionInput& input);
+  // One handler a state that looks at frames.
   void handleNominal(const DetectionInput& input);
   void handleInattention(const DetectionInput& input);
   void handleAlert(const DetectionInput& input);
@@ -127,7 +129,7 @@ class FilterFsm {
  private:
   bool enter(FilterState next);
   void resume();
-  void confirmAlert(std::int64_t now);
+  bool confirmAlert(const DetectionInput& input);
   void recordAlertEntry(std::int64_t nowMs);
 
   Published<FilterState> state_{FilterState::inactive()};

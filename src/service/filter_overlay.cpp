@@ -49,20 +49,13 @@ void FilterOverlay::show() {
 }
 
 void FilterOverlay::showState(const FilterState& state) {
-  const bool isAlert = state.is(FilterState::Kind::alert);
+  using Kind = FilterState::Kind;
+  const bool isAlert = state.is(Kind::alert);
   if (!isAlert) overlayManager->isAlertMode.assignIfChanged(false);
-  switch (state.kind()) {
-    case FilterState::Kind::nominal:
-    case FilterState::Kind::inattention:
-    case FilterState::Kind::alert:
-      show();
-      break;
-    case FilterState::Kind::autoPaused:
-    case FilterState::Kind::inactive:
-      overlayManager->hide();
-      break;
-    case FilterState::Kind::cameraBusy:
-      break;  // left as it is: its opacity is 0
+  if (state.is(Kind::autoPaused) || state.is(Kind::inactive)) {
+    overlayManager->hide();
+  } else if (!state.is(Kind::cameraBusy)) {  // that leaves it as it is: its opacity is 0
+    show();
   }
   if (isAlert) overlayManager->isAlertMode.assignIfChanged(true);
 }

@@ -30,15 +30,11 @@ const std::shared_ptr<PrivacyFilterService>& PrivacyFilterService::shared() {
 // Switching on and off.
 
 void PrivacyFilterService::toggle() {
-  if (isActive_ || isStarting_) {
-    stop();
-  } else {
-    start();
-  }
+  isSwitchedOn() ? stop() : start();
 }
 
 void PrivacyFilterService::start() {
-  if (isActive_ || isStarting_) return;
+  if (isSwitchedOn()) return;
   isStarting_ = true;
   // Whatever the answer is: notifications that nobody may show are dropped by the desktop.
   notifications_->requestAuthorization([weak = weak_from_this()](bool /*granted*/) {
@@ -161,21 +157,7 @@ void PrivacyFilterService::makeAnalyzer() {
 }
 
 void PrivacyFilterService::handleDetectionInput(const DetectionInput& input) {
-  switch (fsm.state().get().kind()) {
-    case FilterState::Kind::nominal:
-      fsm.handleNominal(input);
-      break;
-    case FilterState::Kind::inattention:
-      fsm.handleInattention(input);
-      break;
-    case FilterState::Kind::alert:
-      fsm.handleAlert(input);
-      break;
-    case FilterState::Kind::autoPaused:
-    case FilterState::Kind::cameraBusy:
-    case FilterState::Kind::inactive:
-      break;
-  }
+  fsm.handle(input);
   if (input.primaryFace) overlay_.updateDistance(*input.primaryFace);
 }
 

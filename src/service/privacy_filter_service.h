@@ -48,6 +48,7 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   [[nodiscard]] const Published<bool>& isActive() const { return isActive_; }
   /// Protection was switched on, and waits for the camera.
   [[nodiscard]] const Published<bool>& isStarting() const { return isStarting_; }
+  [[nodiscard]] bool isSwitchedOn() const { return isActive_ || isStarting_; }
   /// An alert is in progress.
   [[nodiscard]] const Published<bool>& isAlert() const { return isAlert_; }
 

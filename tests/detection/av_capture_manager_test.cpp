@@ -57,15 +57,6 @@ TEST_F(AVCaptureManagerTest, StartsThatOverlapAreOneAndOneAfterAStopIsAnother) {
 }
 
 TEST_F(AVCaptureManagerTest, AStopWinsOverAStartThatIsUnderWay) {
-  session.status = AuthorizationStatus::notDetermined;
-  start();
-  stop();
-  ASSERT_EQ(session.accessRequests.size(), 1U);
-  session.accessRequests[0](true);
-  machine.settle();
-  EXPECT_EQ(machine.detector->preparations, 0) << "while the person is asked";
-
-  session.status = AuthorizationStatus::authorized;
   const auto overtake = [this] { manager->stopSession(); };  // the main thread waits in settle() meanwhile
   machine.detector->whilePreparing = overtake;
   startAndSettle();

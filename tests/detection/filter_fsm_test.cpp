@@ -14,24 +14,10 @@ using Kind = FilterState::Kind;
 
 constexpr FaceData away{45, 0, 0.2F};
 
-/// Feeds frames as the service does: to the handler of the current state.
 class Machine : public FilterFsm {
  public:
   Kind frame(std::int64_t ms, std::int64_t faces, std::optional<FaceData> face) {
-    const DetectionInput input{1'000'000 + ms, faces, face};
-    switch (state().get().kind()) {
-      case Kind::nominal:
-        handleNominal(input);
-        break;
-      case Kind::inattention:
-        handleInattention(input);
-        break;
-      case Kind::alert:
-        handleAlert(input);
-        break;
-      default:
-        break;
-    }
+    handle({1'000'000 + ms, faces, face});
     return state().get().kind();
   }
 };

@@ -238,7 +238,6 @@ class ServiceStormTest : public testing::Test, protected test::TestCore {
   [[nodiscard]] bool isWatching() const {
     return state() == Kind::nominal || state() == Kind::inattention || state() == Kind::alert;
   }
-  [[nodiscard]] bool isSwitchedOn() const { return service->isActive() || service->isStarting(); }
 
   void expectRules() {
     const bool isAway = desktop.session->isAway;
@@ -250,8 +249,8 @@ class ServiceStormTest : public testing::Test, protected test::TestCore {
     }
     // 2. It tries until it sees.
     const auto& session = *machine.session;
-    const bool healthy = isSwitchedOn() && desktop.notifications->questions.empty() && !control->rest() &&
-                         !session.cameras.empty() && session.status == authorized &&
+    const bool healthy = service->isSwitchedOn() && desktop.notifications->questions.empty() &&
+                         !control->rest() && !session.cameras.empty() && session.status == authorized &&
                          session.accessRequests.empty() && !session.configureError && !taken && !silent &&
                          !inferenceFails && !machine.detector->prepareError && cameraHeldMs <= 0 &&
                          analysisHeldMs <= 0;
@@ -261,7 +260,8 @@ class ServiceStormTest : public testing::Test, protected test::TestCore {
       EXPECT_EQ(control->failure().get(), std::nullopt) << "a reason that is none any more";
     }
     // 3. It is closed while anything speaks against it, whoever wishes it.
-    const bool mayBeOpen = (isSwitchedOn() || isCalibrating()) && !isAway && !quits && !control->rest();
+    const bool mayBeOpen =
+        (service->isSwitchedOn() || isCalibrating()) && !isAway && !quits && !control->rest();
     if (mayBeOpen) closedSinceMs = now();
     if (now() - closedSinceMs >= closingLimitMs) {
       EXPECT_FALSE(session.isOpen()) << "open behind the person's back";
@@ -276,7 +276,7 @@ class ServiceStormTest : public testing::Test, protected test::TestCore {
     if (!service->isActive()) {
       EXPECT_EQ(state(), Kind::inactive);
     }
-    if (isSwitchedOn() &&
+    if (service->isSwitchedOn() &&
         (service->isActive() || (!control->failure().get() && session.accessRequests.empty())))
       protectedMs += tickMs;
     EXPECT_LE(1000 * stats->stats.get().totalActiveSeconds, protectedMs) << "hours that were none";
