@@ -149,7 +149,7 @@ void MenuBarPopoverView::showState(const FilterState& state) {
 void MenuBarPopoverView::showFailure() {
   const QString words = failureWords(parts_.failure->get());
   cause_->setWords(words.isEmpty() ? parts_.notice : words);
-  cause_->setVisible(!cause_->words().isEmpty());
+  cause_->setVisible(!cause_->text().isEmpty());
 }
 
 MenuBarPopoverView::Page MenuBarPopoverView::page() const {
@@ -196,7 +196,7 @@ void MenuBarPopoverView::showPage(Page page) {
 }
 
 QSize MenuBarPopoverView::sizeHint() const {
-  const int width = viewWidth + qRound(widthAddedForText * (Theme::shared().textScale() - 1));
+  const int width = Theme::shared().grown(viewWidth, widthAddedForText);
   const int least = showStats ? statsHeight : showAbout ? aboutHeight : homeHeight;
   const int wanted =
       stack_->hasHeightForWidth() ? stack_->totalHeightForWidth(width) : stack_->totalSizeHint().height();

@@ -40,8 +40,8 @@ void StatCard::setValue(const QString& words) {
 }
 
 QSize StatCard::sizeHint() const {
-  const int lines = highlight ? 40 + 18 : 30 + 18;
-  return {2 * tilePadding, (highlight ? 112 : 96) + qRound(lines * (Theme::shared().textScale() - 1))};
+  const Theme& theme = Theme::shared();
+  return {2 * tilePadding, highlight ? theme.grown(112, 40 + 18) : theme.grown(96, 30 + 18)};
 }
 
 void StatCard::paintEvent(QPaintEvent* /*event*/) {

@@ -46,6 +46,10 @@ class Theme final : public QObject {
   /// Sizes of icons and pictures grow half as far as text: with text twice as large they are 1.5 times as
   /// large.
   [[nodiscard]] int iconSize(int pixels) const { return qRound(pixels * (1 + (look_.textScale - 1) / 2)); }
+  /// The height of a control of `pixels` in which a line of text of `line` pixels grows.
+  [[nodiscard]] int grown(int pixels, int line = 20) const {
+    return qRound(pixels + line * (look_.textScale - 1));
+  }
   /// `milliseconds`, or 0 where the person wants no motion.
   [[nodiscard]] int duration(int milliseconds) const { return look_.reducedMotion ? 0 : milliseconds; }
 

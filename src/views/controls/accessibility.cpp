@@ -100,9 +100,10 @@ void FocusRing::place() {
   QWidget* ground = groundOf(control_);
   if (!drawing_) drawing_ = new Drawing(ground, control_);
   if (drawing_->parentWidget() != ground) drawing_->setParent(ground);
-  const auto [rect, radius, gap] = shape->focusOutline();
-  const double reach = gap + ringWidth;
-  const QRectF outer = rect.adjusted(-reach, -reach, reach, reach);
+  const auto outline = shape->focusOutline();
+  const double reach = outline.gap + ringWidth;
+  const QRectF box = outline.rect.isEmpty() ? QRectF(control_->rect()) : outline.rect;
+  const QRectF outer = box.adjusted(-reach, -reach, reach, reach);
   drawing_->setGeometry(
       QRectF(control_->mapTo(ground, QPoint()) + outer.topLeft(), outer.size()).toAlignedRect());
   drawing_->raise();

@@ -16,12 +16,12 @@ void setAccessibleRole(QWidget& widget, QAccessible::Role role);
 class FocusShape {
  public:
   struct Outline {
-    QRectF rect;        ///< in the control's coordinates
+    QRectF rect = {};   ///< in the control's coordinates; empty for the whole control
     double radius = 8;  ///< of its corners
     double gap = 2;     ///< between outline and ring; negative where the ring lies inside
   };
   virtual ~FocusShape() = default;
-  [[nodiscard]] virtual Outline focusOutline() const = 0;
+  [[nodiscard]] virtual Outline focusOutline() const { return {}; }
 };
 
 /// The ring around the control that has the keyboard's focus, once a key has been used in the window; a press

@@ -12,15 +12,6 @@
 
 namespace sentrel {
 
-namespace {
-
-/// The height of a control of `pixels` in which a line of text of 20 pixels grows.
-int grown(int pixels) {
-  return static_cast<int>(std::lround(pixels - 20 + 20 * Theme::shared().textScale()));
-}
-
-}  // namespace
-
 bool pressByEnter(QAbstractButton& button, const QKeyEvent& event) {
   if (event.key() != Qt::Key_Return && event.key() != Qt::Key_Enter) return false;
   if (!event.isAutoRepeat()) button.click();
@@ -71,11 +62,7 @@ int PushButton::symbolWidth() const {
 
 QSize PushButton::sizeHint() const {
   const double words = std::ceil(QFontMetricsF(font()).horizontalAdvance(text()));
-  return {static_cast<int>(words) + 2 * padding() + symbolWidth(), grown(height_)};
-}
-
-FocusShape::Outline PushButton::focusOutline() const {
-  return {.rect = QRectF(rect()), .radius = pushRadius};
+  return {static_cast<int>(words) + 2 * padding() + symbolWidth(), Theme::shared().grown(height_)};
 }
 
 QColor PushButton::paintKind(QPainter& painter) {
@@ -126,7 +113,7 @@ QSize RoundButton::sizeHint() const {
 }
 
 FocusShape::Outline RoundButton::focusOutline() const {
-  return {.rect = QRectF(rect()), .radius = width() / 2.0, .gap = 0};
+  return {.radius = width() / 2.0, .gap = 0};
 }
 
 void RoundButton::paintEvent(QPaintEvent* /*event*/) {
@@ -160,7 +147,7 @@ double LinkButton::linkLeft() const {
 QSize LinkButton::sizeHint() const {
   const double words = linkLeft() + QFontMetricsF(font()).horizontalAdvance(text());
   return {static_cast<int>(std::ceil(words)) + linkSymbolGap + Theme::shared().iconSize(linkSymbolPixels) + 2,
-          qRound(16 * Theme::shared().textScale()) + 4};
+          Theme::shared().grown(20, 16)};
 }
 
 FocusShape::Outline LinkButton::focusOutline() const {
@@ -204,7 +191,8 @@ MenuBarButton::MenuBarButton(const QString& symbol, const QString& label)
 
 QSize MenuBarButton::sizeHint() const {
   const int words = QFontMetrics(font()).horizontalAdvance(text());
-  return {2 * (outsideRow + insideRow) + Theme::shared().iconSize(iconFrame) + iconGap + words, grown(36)};
+  return {2 * (outsideRow + insideRow) + Theme::shared().iconSize(iconFrame) + iconGap + words,
+          Theme::shared().grown(36)};
 }
 
 QRectF MenuBarButton::row() const {
@@ -254,7 +242,7 @@ QSize ToggleSwitch::sizeHint() const {
 }
 
 FocusShape::Outline ToggleSwitch::focusOutline() const {
-  return {.rect = QRectF(rect()), .radius = trackSize.height() / 2.0};
+  return {.radius = trackSize.height() / 2.0};
 }
 
 void ToggleSwitch::paintEvent(QPaintEvent* /*event*/) {

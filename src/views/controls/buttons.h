@@ -73,7 +73,6 @@ class PushButton : public DrawnButton {
   void setSymbol(const QString& symbol) { symbol_ = symbol; }
 
   [[nodiscard]] QSize sizeHint() const override;
-  [[nodiscard]] Outline focusOutline() const override;
 
  protected:
   void paintEvent(QPaintEvent* event) override;

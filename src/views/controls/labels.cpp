@@ -43,8 +43,7 @@ void TextLabel::setWords(const QString& words) {
     boldLength_ = std::max<qsizetype>(0, plain.indexOf(boldMark, boldFrom_) - boldFrom_);
     plain.remove(boldMark);
   }
-  if (plain == words_) return;
-  words_ = plain;
+  if (plain == text()) return;
   setText(plain);  // for assistive technology; painted below
   updateGeometry();
   update();
@@ -60,7 +59,7 @@ double TextLabel::lineHeight() const {
 }
 
 std::unique_ptr<QTextLayout> TextLabel::layOut(double width) const {
-  auto layout = std::make_unique<QTextLayout>(words_, font());
+  auto layout = std::make_unique<QTextLayout>(text(), font());
   QTextOption option(Qt::Alignment(alignment() & Qt::AlignHorizontal_Mask));
   option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
   layout->setTextOption(option);
@@ -84,7 +83,7 @@ std::unique_ptr<QTextLayout> TextLabel::layOut(double width) const {
 }
 
 int TextLabel::lineCount(double width) const {
-  return words_.isEmpty() ? 0 : std::max(1, layOut(width)->lineCount());
+  return text().isEmpty() ? 0 : std::max(1, layOut(width)->lineCount());
 }
 
 double TextLabel::balancedWidth(double width) const {
@@ -102,7 +101,7 @@ int TextLabel::heightForWidth(int width) const {
 
 QSize TextLabel::sizeHint() const {
   const int width = static_cast<int>(std::ceil(layOut(widest)->maximumWidth())) + 1;
-  return QSize(width, words_.isEmpty() ? 0 : static_cast<int>(lineHeight())).grownBy(contentsMargins());
+  return QSize(width, text().isEmpty() ? 0 : static_cast<int>(lineHeight())).grownBy(contentsMargins());
 }
 
 QSize TextLabel::minimumSizeHint() const {

@@ -22,10 +22,8 @@ class TextLabel : public QLabel {
 
   explicit TextLabel(TextRole role, const QString& words = {}, Token color = &AppColors::text);
 
-  /// Also read by assistive technology, without the asterisks.
+  /// Also read by assistive technology; `text` gives them without the asterisks.
   void setWords(const QString& words);
-  /// Without the asterisks.
-  [[nodiscard]] const QString& words() const { return words_; }
   void setColor(Token color);
   /// Lines of about equal length, so that no word stands alone in the last one. For centred paragraphs.
   void setBalanced(bool balanced) { balanced_ = balanced; }
@@ -50,7 +48,6 @@ class TextLabel : public QLabel {
 
   Token color_;
   double lineHeight_;
-  QString words_;
   qsizetype boldFrom_ = -1;
   qsizetype boldLength_ = 0;
   bool balanced_ = false;

@@ -61,7 +61,7 @@ SectionHeader::SectionHeader(const QString& symbol, const QString& title) : icon
 }
 
 QSize SectionHeader::sizeHint() const {
-  return {0, qRound(headerHeight - 20 + 20 * Theme::shared().textScale())};
+  return {0, Theme::shared().grown(headerHeight)};
 }
 
 void SectionHeader::paintEvent(QPaintEvent* /*event*/) {

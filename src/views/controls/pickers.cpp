@@ -22,7 +22,7 @@ namespace sentrel {
 namespace {
 
 constexpr QSize fieldSize(232, 34);
-constexpr double widthAddedForText = 110;  // at 200 %
+constexpr int widthAddedForText = 110;  // at 200 %
 constexpr double fieldRadius = 8;
 constexpr int fieldPadding = 11;
 constexpr int chevron = 14;
@@ -52,7 +52,7 @@ class ChoiceDelegate final : public QStyledItemDelegate {
 
   [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem& /*option*/,
                                const QModelIndex& /*index*/) const override {
-    return {fieldSize.width(), qRound(14 + 20 * Theme::shared().textScale())};
+    return {fieldSize.width(), Theme::shared().grown(fieldSize.height())};
   }
 
  private:
@@ -77,13 +77,8 @@ MenuPicker::MenuPicker(const QString& name) {
 }
 
 QSize MenuPicker::sizeHint() const {
-  const double scale = Theme::shared().textScale();
-  return {qRound(fieldSize.width() + widthAddedForText * (scale - 1)),
-          qRound(fieldSize.height() - 20 + 20 * scale)};
-}
-
-FocusShape::Outline MenuPicker::focusOutline() const {
-  return {.rect = QRectF(rect()), .radius = fieldRadius};
+  const Theme& theme = Theme::shared();
+  return {theme.grown(fieldSize.width(), widthAddedForText), theme.grown(fieldSize.height())};
 }
 
 void MenuPicker::showPopup() {
@@ -148,13 +143,10 @@ class Segment final : public QRadioButton, public FocusShape {
   [[nodiscard]] QSize sizeHint() const override {
     const QFontMetricsF bold(segmentFont(TextRole::bodyButton));
     const int words = static_cast<int>(std::ceil(bold.horizontalAdvance(text()) + 16));
-    return {std::max(width_, words),
-            qRound(pickerHeight - 18 + 18 * Theme::shared().textScale()) - 2 * inset};
+    return {std::max(width_, words), Theme::shared().grown(pickerHeight, 18) - 2 * inset};
   }
   [[nodiscard]] QSize minimumSizeHint() const override { return sizeHint(); }
-  [[nodiscard]] Outline focusOutline() const override {
-    return {.rect = QRectF(rect()), .radius = pillRadius, .gap = 1};
-  }
+  [[nodiscard]] Outline focusOutline() const override { return {.radius = pillRadius, .gap = 1}; }
 
  protected:
   [[nodiscard]] bool hitButton(const QPoint& position) const override { return rect().contains(position); }

@@ -22,7 +22,6 @@ class MenuPicker : public QComboBox, public FocusShape {
 
   [[nodiscard]] QSize sizeHint() const override;
   [[nodiscard]] QSize minimumSizeHint() const override { return sizeHint(); }
-  [[nodiscard]] Outline focusOutline() const override;
   void showPopup() override;
 
  protected:
