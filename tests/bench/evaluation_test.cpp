@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <QImage>
 #include <filesystem>
@@ -15,37 +14,26 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::HasSubstr;
-using testing::Not;
 
-class EvaluationTest : public ::testing::Test {
- protected:
-  EvaluationTest() {
-    for (const char* name : {"faces", "no-faces", "pose"}) fs::create_directories(folder_ / name);
-  }
-  ~EvaluationTest() override { fs::remove_all(folder_); }
-
-  void write(const std::string& name, const std::string& bytes) const {
-    std::ofstream(folder_ / name, std::ios::binary) << bytes;
-  }
-  void save(const std::string& name, const QImage& picture) const {
-    ASSERT_TRUE(picture.save(QString::fromStdString((folder_ / name).string())));
-  }
-  /// Runs to the end; what was printed.
-  [[nodiscard]] std::string evaluate() const {
-    ChildProcess process({SENTREL_EVALUATE, {folder_.string()}, currentEnvironment(), folder_ / "log"});
+TEST(Evaluation, CountsWhatIsThereAndSkipsWhatIsNoPicture) {
+  const fs::path folder = fs::temp_directory_path() / ("evaluation-" + std::to_string(getpid()));
+  for (const char* name : {"faces", "no-faces", "pose"}) fs::create_directories(folder / name);
+  const auto write = [&](const char* name, const std::string& bytes) {
+    std::ofstream(folder / name, std::ios::binary) << bytes;
+  };
+  const auto save = [&](const char* name, const QImage& picture) {
+    ASSERT_TRUE(picture.save(QString::fromStdString((folder / name).string())));
+  };
+  const auto evaluate = [&] {
+    ChildProcess process({SENTREL_EVALUATE, {folder.string()}, currentEnvironment(), folder / "log"});
     EXPECT_EQ(process.waitForExit(std::chrono::seconds(200)), 0);
     return process.output();
-  }
-
-  const fs::path folder_ = fs::temp_directory_path() / ("evaluation-" + std::to_string(getpid()));
-};
-
-TEST_F(EvaluationTest, CountsWhatIsThereAndSkipsWhatIsNoPicture) {
+  };
   const QImage portrait =
       loadPicture("astronaut.png").scaledToWidth(480);  // the face is about 95 wide, at 200, 65
   save("faces/good.png", portrait);
   save("faces/unlabelled.png", portrait);
-  std::ifstream file(folder_ / "faces/good.png", std::ios::binary);
+  std::ifstream file(folder / "faces/good.png", std::ios::binary);
   const std::string png{std::istreambuf_iterator<char>(file), {}};
   write("faces/truncated.png", png.substr(0, png.size() / 3));
   write("faces/empty.png", "");
@@ -70,13 +58,12 @@ TEST_F(EvaluationTest, CountsWhatIsThereAndSkipsWhatIsNoPicture) {
         "its name holds no angles"}) {
     EXPECT_THAT(printed, HasSubstr(words));
   }
-}
 
-TEST_F(EvaluationTest, SaysWhatIsWrongWithTheFolder) {
   write("faces.json", "{\"faces/a.png\": [[1, 2");
   EXPECT_THAT(evaluate(), HasSubstr("skipped faces.json"));
-  for (const char* name : {"faces", "no-faces", "pose"}) fs::remove_all(folder_ / name);
-  EXPECT_THAT(evaluate(), Not(HasSubstr("nan")));
+  for (const char* name : {"faces", "no-faces", "pose"}) fs::remove_all(folder / name);
+  EXPECT_THAT(evaluate(), testing::Not(HasSubstr("nan")));
+  fs::remove_all(folder);
 }
 
 }  // namespace
