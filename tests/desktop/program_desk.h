@@ -8,6 +8,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <string>
 
@@ -57,7 +58,16 @@ class ProgramDesk : public testing::Test {
   [[nodiscard]] bool isCovered() {
     return desktop.run("xwininfo", {"-root", "-children"}).find("1920x1080+0+0") != std::string::npos;
   }
-
+  /// Waits while the services that the test offers itself answer.
+  [[nodiscard]] static bool eventually(const std::function<bool()>& condition,
+                                       std::chrono::milliseconds limit = std::chrono::seconds(20)) {
+    return waitUntil(
+        [&] {
+          QCoreApplication::processEvents();
+          return condition();
+        },
+        limit, std::chrono::milliseconds(20));
+  }
   void press(const std::string& key) { desktop.run("xdotool", {"key", "--clearmodifiers", key}); }
   void expectGoodEnd() { EXPECT_EQ(process.waitForExit(std::chrono::seconds(10)), 0) << process.output(); }
   /// SIGTERM, as a session's end.
