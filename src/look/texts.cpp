@@ -11,7 +11,7 @@ namespace {
 
 /// Asked before those that were installed earlier.
 bool install(const QString& language) {
-  auto* translator = new QTranslator(qApp);
+  auto* translator = new QTranslator(QCoreApplication::instance());
   return translator->load(QStringLiteral("sentrel_") + language, QStringLiteral(":/sentrel/texts")) &&
          QCoreApplication::installTranslator(translator);
 }
