@@ -75,8 +75,8 @@ struct Setting {
   /// What a number is held within where it is used: what the controls offer, and somewhat more. What is
   /// stored stays as it is. 0 to 0 is no bound.
   struct Range {
-    T least{};
-    T most{};
+    std::int64_t least = 0;
+    std::int64_t most = 0;
   };
 
   constexpr Setting(SettingsKey itsKey, std::string_view text, std::string_view fieldName,
@@ -138,7 +138,8 @@ constexpr T inUse(const FilterSettings& settings, T FilterSettings::*field) {
   forEachSetting([&](const auto& setting) {
     if constexpr (std::is_same_v<decltype(setting.field), T FilterSettings::*>) {
       const auto [least, most] = setting.range;
-      if (setting.field == field && least < most) value = std::clamp(value, least, most);
+      if (setting.field == field && least < most)
+        value = std::clamp(value, static_cast<T>(least), static_cast<T>(most));
     }
   });
   return value;

@@ -142,7 +142,8 @@ TEST_F(WindowsTest, NothingIsCutOffWithLargeTextNorLeavesTheScreen) {
       setText(2);
       expectWhole(*window);
       const bool isTall = dynamic_cast<PreferencesView*>(window.data()) != nullptr;  // by this test
-      const auto* content = window->findChild<MenuBarPopoverView*>();
+      const auto* popover = dynamic_cast<PopoverWindow*>(window.data());
+      const auto* content = popover != nullptr ? &popover->content() : nullptr;
       const QSize size = content != nullptr ? content->size() : window->size();
       EXPECT_TRUE(isTall || size.boundedTo(workArea * 0.98) == size) << qPrintable(window->windowTitle());
       if (auto* reset = named("Remettre à zéro…")) {

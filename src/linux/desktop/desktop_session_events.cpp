@@ -321,7 +321,9 @@ void DesktopSessionEvents::end() {
   knownTimer_.reset();
   // An observer may end its own registration while it is being told: who tells it is left to finish this
   // turn.
-  if (order_) parts_.mainLoop->post([ended = std::move(order_), telling = std::move(sources_)] {});
+  if (order_)
+    ending_ = parts_.mainLoop->after(
+        0, [ended = std::move(order_), telling = std::move(sources_), before = std::move(ending_)] {});
   order_.reset();
 }
 

@@ -64,6 +64,7 @@ class DesktopSessionEvents final : public SessionEvents {
   Registration settled_;
   Registration repeat_;
   std::unique_ptr<BusSources> sources_;
+  Registration ending_;  // holds what has ended in this turn, which may be under way
   ThreadBound<X11DisplayPower> x11_;
   ThreadBound<WaylandDisplayPower> wayland_;
 };
