@@ -44,9 +44,11 @@ int print(const QString& words) {
   return EXIT_FAILURE;
 }
 
-/// Qt finds texts for an application object only.
+/// Qt finds texts for an application object only. What that has to say of the locale is no answer.
 class Texts {
  private:
+  QtMessageHandler former_ =
+      qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
   int count_ = 1;
   std::array<char, 8> name_{"sentrel"};
   std::array<char*, 2> arguments_{name_.data(), nullptr};

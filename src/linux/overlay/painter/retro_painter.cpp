@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/overlay/painter/retro_painter.h"
 
-#include <libyuv/scale.h>
-
 #include <QFontMetricsF>
 #include <QPainter>
 #include <QPainterPath>
@@ -152,11 +150,7 @@ void RetroPainter::paintPicture(const GreyPicture& picture, std::span<std::uint3
   const int rows = std::clamp(qRound(picture.height * fit), 1, height());
   const int left = (width() - columns) / 2;
   const int top = (height() - rows) / 2;
-  scaled_.resize(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows));
-  // Boxes of pixels where it is made smaller, so that nothing flickers.
-  libyuv::ScalePlane(picture.levels.data(), picture.width, picture.width, picture.height, scaled_.data(),
-                     columns, columns, rows, libyuv::kFilterBox);
-  const std::uint8_t* from = scaled_.data();
+  const std::uint8_t* from = scaler_.scale(picture, columns, rows).data();
   for (int y = top; y < top + rows; ++y) {
     const std::uint32_t light = lineLight_[static_cast<std::size_t>(y)];
     auto to = out.begin() + static_cast<std::ptrdiff_t>(y) * width() + left;

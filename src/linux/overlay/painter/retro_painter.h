@@ -8,6 +8,7 @@
 #include <span>
 #include <vector>
 
+#include "linux/overlay/painter/grey_scaler.h"
 #include "platform/overlay_surface.h"
 #include "support/frame.h"
 #include "support/geometry.h"
@@ -48,7 +49,7 @@ class RetroPainter {
   QRectF dotCircle_;                      // within the place
   std::vector<std::uint32_t> lineLight_;  // of each row, in 256ths
   std::array<std::uint32_t, 256> green_{};
-  FrameMemory<std::uint8_t> scaled_;  // the picture in its size on the screen
+  GreyScaler scaler_;
 };
 
 }  // namespace sentrel
