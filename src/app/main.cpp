@@ -91,7 +91,7 @@ const Command* find(std::string_view name) {
 /// Answers a start that only asks for words, and gives its exit status: 0, 1 where they could not be printed,
 /// 2 for an argument that nobody knows. Nothing where the program is to run: without arguments, and with the
 /// one by which the session bus starts it. `arguments` are those behind the program's name. Needs neither a
-/// display, a bus nor a Qt application. Main thread.
+/// display nor a bus. Main thread.
 std::optional<int> answerCommandLine(std::span<const char* const> arguments) {
   if (arguments.empty()) return std::nullopt;
   const auto unknown =
