@@ -2,6 +2,8 @@
 #include "look/fonts.h"
 
 #include <QStringList>
+#include <array>
+#include <cstddef>
 
 namespace sentrel {
 
@@ -18,6 +20,36 @@ QFont font(const QStringList& families, int pixelSize, QFont::Weight weight) {
   result.setWeight(weight);
   return result;
 }
+
+struct RoleStyle {
+  int pixels;
+  QFont::Weight weight;
+  int lineHeight;
+};
+
+// In the order of the roles.
+constexpr std::array<RoleStyle, 15> styles{{
+    {72, QFont::Bold, 80},      // count
+    {34, QFont::Bold, 40},      // numberLarge
+    {24, QFont::Bold, 30},      // numberMedium
+    {22, QFont::DemiBold, 28},  // title1
+    {20, QFont::Bold, 26},      // title2
+    {18, QFont::Bold, 26},      // title2Small
+    {17, QFont::Normal, 22},    // title3
+    {16, QFont::DemiBold, 20},  // popoverTitle
+    {15, QFont::DemiBold, 20},  // headline
+    {14, QFont::Normal, 20},    // body
+    {14, QFont::Medium, 20},    // bodyLabel
+    {14, QFont::DemiBold, 20},  // bodyButton
+    {13, QFont::Normal, 18},    // subheadline
+    {13, QFont::DemiBold, 18},  // subheadlineStrong
+    {12, QFont::Medium, 16},    // caption
+}};
+
+const RoleStyle& styleOf(TextRole role) {
+  return styles[static_cast<std::size_t>(role)];
+}
+
 }  // namespace
 
 QFont uiFont(int pixelSize, QFont::Weight weight) {
@@ -35,52 +67,6 @@ QFont monoFont(int pixelSize, QFont::Weight weight) {
 QFont roundedFont(int pixelSize, QFont::Weight weight) {
   return font(QStringList{QStringLiteral("Quicksand")} + uiFamilies(), pixelSize, weight);
 }
-
-namespace {
-
-struct RoleStyle {
-  int pixels;
-  QFont::Weight weight;
-  int lineHeight;
-};
-
-RoleStyle styleOf(TextRole role) {
-  switch (role) {
-    case TextRole::count:
-      return {72, QFont::Bold, 80};
-    case TextRole::numberLarge:
-      return {34, QFont::Bold, 40};
-    case TextRole::numberMedium:
-      return {24, QFont::Bold, 30};
-    case TextRole::title1:
-      return {22, QFont::DemiBold, 28};
-    case TextRole::title2:
-      return {20, QFont::Bold, 26};
-    case TextRole::title2Small:
-      return {18, QFont::Bold, 26};
-    case TextRole::title3:
-      return {17, QFont::Normal, 22};
-    case TextRole::popoverTitle:
-      return {16, QFont::DemiBold, 20};
-    case TextRole::headline:
-      return {15, QFont::DemiBold, 20};
-    case TextRole::bodyLabel:
-      return {14, QFont::Medium, 20};
-    case TextRole::bodyButton:
-      return {14, QFont::DemiBold, 20};
-    case TextRole::subheadline:
-      return {13, QFont::Normal, 18};
-    case TextRole::subheadlineStrong:
-      return {13, QFont::DemiBold, 18};
-    case TextRole::caption:
-      return {12, QFont::Medium, 16};
-    case TextRole::body:
-      break;
-  }
-  return {14, QFont::Normal, 20};
-}
-
-}  // namespace
 
 QFont roleFont(TextRole role, double textScale) {
   const auto [pixels, weight, lineHeight] = styleOf(role);

@@ -1,110 +1,53 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "look/palette.h"
 
+#include <array>
+#include <cstddef>
+
 namespace sentrel {
 
 namespace {
-constexpr QColor rgb(unsigned value) {
-  return QColor(static_cast<int>(value >> 16 & 0xFFU), static_cast<int>(value >> 8 & 0xFFU),
-                static_cast<int>(value & 0xFFU));
+
+struct Row {
+  QColor AppColors::*color;
+  std::array<QRgb, 4> values;  ///< light, dark, and both in high contrast
+};
+
+constexpr std::array<Row, 20> rows{{
+    {&AppColors::window, {0xF4F5F9, 0x15161C, 0xFFFFFF, 0x000000}},
+    {&AppColors::surface, {0xFFFFFF, 0x1F2129, 0xFFFFFF, 0x000000}},
+    {&AppColors::surfaceAlt, {0xEDEFF5, 0x2A2D38, 0xFFFFFF, 0x000000}},
+    {&AppColors::tonal, {0xE5E8FA, 0x2C3050, 0xFFFFFF, 0x000000}},
+    {&AppColors::border, {0xDCDFE9, 0x363A47, 0x000000, 0xFFFFFF}},
+    {&AppColors::controlBorder, {0x82879B, 0x7C8298, 0x000000, 0xFFFFFF}},
+    {&AppColors::text, {0x191B25, 0xECEDF4, 0x000000, 0xFFFFFF}},
+    {&AppColors::textSecondary, {0x545A6E, 0xABB1C4, 0x2B2B2B, 0xDADADA}},
+    {&AppColors::primary, {0x4350CF, 0xA0A9FF, 0x1C279C, 0xC3C9FF}},
+    {&AppColors::primaryHover, {0x3742B4, 0xB4BBFF, 0x121A70, 0xE0E3FF}},
+    {&AppColors::primaryPressed, {0x2C3695, 0x8C96F5, 0x0B1150, 0xA9B1FF}},
+    {&AppColors::onPrimary, {0xFFFFFF, 0x12142E, 0xFFFFFF, 0x000000}},
+    {&AppColors::success, {0x176E3A, 0x62D191, 0x0A4F24, 0x86F2B0}},
+    {&AppColors::warning, {0x8A4B00, 0xF4B860, 0x5E3300, 0xFFD08A}},
+    {&AppColors::warningGraphic, {0xC4660A, 0xF4B860, 0x8A4B00, 0xFFD08A}},
+    {&AppColors::error, {0xBE1E34, 0xFF8D93, 0x8C0A1C, 0xFFB3B7}},
+    {&AppColors::errorFill, {0xC4243A, 0xFF8D93, 0x8C0A1C, 0xFFB3B7}},
+    {&AppColors::onError, {0xFFFFFF, 0x33060B, 0xFFFFFF, 0x000000}},
+    {&AppColors::switchOff, {0x7C8196, 0x767C92, 0x4A4A4A, 0xBDBDBD}},
+    {&AppColors::focus, {0x4350CF, 0xA0A9FF, 0x1C279C, 0xFFE45C}},
+}};
+static_assert(sizeof(AppColors) == rows.size() * sizeof(QColor), "a colour without a row");
+
+AppColors column(std::size_t number) {
+  AppColors colors;
+  for (const Row& row : rows) colors.*row.color = QColor(row.values[number]);
+  return colors;
 }
 
-constexpr AppColors light{
-    .window = rgb(0xF4F5F9),
-    .surface = rgb(0xFFFFFF),
-    .surfaceAlt = rgb(0xEDEFF5),
-    .tonal = rgb(0xE5E8FA),
-    .border = rgb(0xDCDFE9),
-    .controlBorder = rgb(0x82879B),
-    .text = rgb(0x191B25),
-    .textSecondary = rgb(0x545A6E),
-    .primary = rgb(0x4350CF),
-    .primaryHover = rgb(0x3742B4),
-    .primaryPressed = rgb(0x2C3695),
-    .onPrimary = rgb(0xFFFFFF),
-    .success = rgb(0x176E3A),
-    .warning = rgb(0x8A4B00),
-    .warningGraphic = rgb(0xC4660A),
-    .error = rgb(0xBE1E34),
-    .errorFill = rgb(0xC4243A),
-    .onError = rgb(0xFFFFFF),
-    .switchOff = rgb(0x7C8196),
-    .focus = rgb(0x4350CF),
-};
-
-constexpr AppColors dark{
-    .window = rgb(0x15161C),
-    .surface = rgb(0x1F2129),
-    .surfaceAlt = rgb(0x2A2D38),
-    .tonal = rgb(0x2C3050),
-    .border = rgb(0x363A47),
-    .controlBorder = rgb(0x7C8298),
-    .text = rgb(0xECEDF4),
-    .textSecondary = rgb(0xABB1C4),
-    .primary = rgb(0xA0A9FF),
-    .primaryHover = rgb(0xB4BBFF),
-    .primaryPressed = rgb(0x8C96F5),
-    .onPrimary = rgb(0x12142E),
-    .success = rgb(0x62D191),
-    .warning = rgb(0xF4B860),
-    .warningGraphic = rgb(0xF4B860),
-    .error = rgb(0xFF8D93),
-    .errorFill = rgb(0xFF8D93),
-    .onError = rgb(0x33060B),
-    .switchOff = rgb(0x767C92),
-    .focus = rgb(0xA0A9FF),
-};
-
-constexpr AppColors highContrastLight{
-    .window = rgb(0xFFFFFF),
-    .surface = rgb(0xFFFFFF),
-    .surfaceAlt = rgb(0xFFFFFF),
-    .tonal = rgb(0xFFFFFF),
-    .border = rgb(0x000000),
-    .controlBorder = rgb(0x000000),
-    .text = rgb(0x000000),
-    .textSecondary = rgb(0x2B2B2B),
-    .primary = rgb(0x1C279C),
-    .primaryHover = rgb(0x121A70),
-    .primaryPressed = rgb(0x0B1150),
-    .onPrimary = rgb(0xFFFFFF),
-    .success = rgb(0x0A4F24),
-    .warning = rgb(0x5E3300),
-    .warningGraphic = rgb(0x8A4B00),
-    .error = rgb(0x8C0A1C),
-    .errorFill = rgb(0x8C0A1C),
-    .onError = rgb(0xFFFFFF),
-    .switchOff = rgb(0x4A4A4A),
-    .focus = rgb(0x1C279C),
-};
-
-constexpr AppColors highContrastDark{
-    .window = rgb(0x000000),
-    .surface = rgb(0x000000),
-    .surfaceAlt = rgb(0x000000),
-    .tonal = rgb(0x000000),
-    .border = rgb(0xFFFFFF),
-    .controlBorder = rgb(0xFFFFFF),
-    .text = rgb(0xFFFFFF),
-    .textSecondary = rgb(0xDADADA),
-    .primary = rgb(0xC3C9FF),
-    .primaryHover = rgb(0xE0E3FF),
-    .primaryPressed = rgb(0xA9B1FF),
-    .onPrimary = rgb(0x000000),
-    .success = rgb(0x86F2B0),
-    .warning = rgb(0xFFD08A),
-    .warningGraphic = rgb(0xFFD08A),
-    .error = rgb(0xFFB3B7),
-    .errorFill = rgb(0xFFB3B7),
-    .onError = rgb(0x000000),
-    .switchOff = rgb(0xBDBDBD),
-    .focus = rgb(0xFFE45C),
-};
 }  // namespace
 
 const AppColors& AppColors::of(Scheme scheme, Contrast contrast) {
-  if (contrast == Contrast::high) return scheme == Scheme::dark ? highContrastDark : highContrastLight;
-  return scheme == Scheme::dark ? dark : light;
+  static const std::array columns{column(0), column(1), column(2), column(3)};
+  return columns[(contrast == Contrast::high ? 2U : 0U) + (scheme == Scheme::dark ? 1U : 0U)];
 }
 
 }  // namespace sentrel
