@@ -229,7 +229,6 @@ void SentrelMacApp::begin(InstanceRole role) {
     untold_ = QT_TRID_NOOP("error_settings_damaged");
     reportFailure(untold_.c_str());
   });
-  screens_->follow(SettingsRepository::shared());
   std::unique_ptr<MenuBarController> menuBarController;
   if (QGuiApplication::platformName() != QLatin1String("offscreen")) {
     menuBarController = std::make_unique<MenuBarController>(
@@ -261,8 +260,7 @@ void SentrelMacApp::installPlatform() {
   platform.cameraQueue = std::make_shared<SerialQueue>("com.mardeck.sentrel.camera");
   platform.analysisQueue = std::make_shared<SerialQueue>("com.mardeck.sentrel.vision");
   platform.faceDetector = std::make_shared<vision::NeuralFaceDetector>(vision::modelFolder());
-  screens_ = std::make_shared<CoveredScreens>(createOverlayBackend(*mainLoop_));
-  platform.overlayBackend = screens_;
+  platform.overlayBackend = createOverlayBackend(*mainLoop_);
   defaults_ = std::make_shared<DefaultsFile>(DefaultsFile::personalPath(), mainLoop_,
                                              std::make_shared<SerialQueue>("com.mardeck.sentrel.store"));
   platform.userDefaults = defaults_;

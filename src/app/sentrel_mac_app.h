@@ -11,7 +11,6 @@
 #include "linux/desktop/defaults_file.h"
 #include "linux/desktop/desktop_appearance.h"
 #include "linux/desktop/qt_main_loop.h"
-#include "service/covered_screens.h"
 
 namespace sentrel {
 
@@ -42,7 +41,6 @@ class SentrelMacApp {
   std::shared_ptr<Bus> sessionBus_;
   ProgramBus bus_;
   std::shared_ptr<DefaultsFile> defaults_;
-  std::shared_ptr<CoveredScreens> screens_;
   std::shared_ptr<CameraConsent> consent_;
   Registration damaged_;
   std::string untold_;  // the key of what the person is to be told once

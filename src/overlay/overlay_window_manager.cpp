@@ -26,16 +26,25 @@ void OverlayWindowManager::show() {
   screensChanged();
   isShowing_ = true;
   screensRegistration_ = backend_->screensChanged.connect([this] { screensChanged(); });
+  coverRegistration_ = coverAllScreens.onChange([this](bool) { screensChanged(); });
 }
 
 void OverlayWindowManager::hide() {
   overlayWindows.clear();
   if (isShowing_) isShowing_ = false;
   screensRegistration_.reset();
+  coverRegistration_.reset();
+}
+
+std::vector<Screen> OverlayWindowManager::coveredScreens() const {
+  auto all = backend_->screens();
+  if (coverAllScreens || all.empty()) return all;
+  const auto main = std::ranges::find(all, true, &Screen::isMain);
+  return {main == all.end() ? all.front() : *main};
 }
 
 void OverlayWindowManager::screensChanged() {
-  const auto current = backend_->screens();
+  const auto current = coveredScreens();
   std::erase_if(overlayWindows, [&current](const auto& window) {
     return std::ranges::find(current, window.first, &Screen::id) == current.end();
   });

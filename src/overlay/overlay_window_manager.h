@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "platform/overlay_surface.h"
 #include "support/main_loop.h"
@@ -39,17 +40,19 @@ class OverlayWindowManager {
   Published<float> matrixStripeAlpha{0.42F};             ///< 0..1, of a stripe's colour
   Published<bool> reducedMotion{false};                  ///< nothing flashes or blinks
   Published<bool> shortcutAvailable{false};              ///< the hint names the shortcut beside its eye
+  Published<bool> coverAllScreens{true};                 ///< not only the main one
   Published<std::optional<RetroPicture>> picture;        ///< the onlooker's, shown on the main screen
 
   /// Between `show` and the next `hide`.
   [[nodiscard]] const Published<bool>& isShowing() const { return isShowing_; }
 
-  /// Covers every screen and follows their coming and going; nothing when already showing.
+  /// Covers the screens and follows their coming and going; nothing when already showing.
   void show();
   /// Uncovers every screen. The values above stay.
   void hide();
 
  private:
+  [[nodiscard]] std::vector<Screen> coveredScreens() const;
   void screensChanged();
   void createWindow(const Screen& screen);
 
@@ -59,6 +62,7 @@ class OverlayWindowManager {
   Published<bool> isShowing_{false};
   std::map<std::uint64_t, std::shared_ptr<OverlayContentView>> overlayWindows;  // by the screen's id
   Registration screensRegistration_;
+  Registration coverRegistration_;
 };
 
 }  // namespace sentrel

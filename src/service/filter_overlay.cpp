@@ -68,6 +68,7 @@ void FilterOverlay::applyOpacity(const FilterState& state) {
 void FilterOverlay::applySettings(const FilterState& state) {
   applyOpacity(state);
   applyMatrix(overlayManager->lastDistanceCm);
+  overlayManager->coverAllScreens.assignIfChanged(settingsRepo->settings.get().coverAllScreens);
 }
 
 void FilterOverlay::updateDistance(const FaceData& face) {

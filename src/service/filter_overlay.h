@@ -29,7 +29,7 @@ class FilterOverlay {
   /// Covers or uncovers the screens, and switches the alert's looks on or off, as `state` asks for.
   void showState(const FilterState& state);
   void applyOpacity(const FilterState& state);
-  /// The opacity of `state`, and the stripes for the last distance.
+  /// The opacity of `state`, the stripes for the last distance, and the choice of screens.
   void applySettings(const FilterState& state);
   /// Makes the stripes for the distance of the person's face, where that has changed enough.
   void updateDistance(const FaceData& face);

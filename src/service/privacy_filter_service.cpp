@@ -59,8 +59,8 @@ void PrivacyFilterService::startCamera() {
 void PrivacyFilterService::startFinished() {
   if (!sessionStartDate) sessionStartDate = environment_.clock->nowMs();
   fsm.activate();
-  overlay_.show();
   observeSettings();
+  overlay_.show();
   observeFsm();
   if (!cameraWish_) return;  // an observer of the state switched protection off
   systemEvents_.startBatteryMonitor();

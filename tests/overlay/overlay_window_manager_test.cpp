@@ -53,10 +53,15 @@ TEST_F(OverlayWindowManagerTest, CoversEveryScreenAndFollowsThemOnlyWhileShowing
   backend->setScreens({resized, third});
   EXPECT_THAT(covered(), ElementsAre(1, 3));
   EXPECT_EQ(backend->created, 3) << "the window of a screen that stays is left alone";
+  backend->setScreens({third, first});
+  manager.coverAllScreens = false;
+  EXPECT_THAT(covered(), ElementsAre(1)) << "the main one";
+  backend->setScreens({second, third});
+  EXPECT_THAT(covered(), ElementsAre(2)) << "none is marked";
+  manager.coverAllScreens = true;
+  EXPECT_THAT(covered(), ElementsAre(2, 3));
   backend->setScreens({});
   EXPECT_THAT(covered(), IsEmpty());
-  backend->setScreens({second});
-  EXPECT_THAT(covered(), ElementsAre(2));
   manager.hide();
   EXPECT_FALSE(manager.isShowing());
   EXPECT_THAT(covered(), IsEmpty());

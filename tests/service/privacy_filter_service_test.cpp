@@ -5,7 +5,6 @@
 
 #include <limits>
 
-#include "service/covered_screens.h"
 #include "support/test_core.h"
 
 namespace sentrel {
@@ -47,8 +46,10 @@ TEST_F(PrivacyFilterServiceTest, SettingsReachMachineOverlayAndDetector) {
     next.filterStrength = 5;
     next.matrixColorArgb = 0xFF00FF00;
     next.inattentionDelayMs = 500;
+    next.coverAllScreens = false;
   });
   machine.settle();
+  EXPECT_FALSE(overlay->coverAllScreens);
   EXPECT_FLOAT_EQ(overlay->currentAlpha, 0.5225F);
   EXPECT_EQ(overlay->matrixColorArgb, 0xFF00FF00U);
   EXPECT_EQ(overlay->matrixDistanceCm, 120) << "the last distance";
@@ -184,24 +185,6 @@ TEST_F(PrivacyFilterServiceTest, TheShortcutSwitchesOffAndIsNamedWhereItWorks) {
   desktop.session->tell(SessionEvent::screenIsLocked);
   desktop.session->tell(SessionEvent::screenIsUnlocked);
   EXPECT_EQ(desktop.keys->observer.observerCount(), 0U);
-}
-
-TEST_F(PrivacyFilterServiceTest, CoveredScreensAreAllOrTheMainOne) {
-  const Screen left{1, "left", {0, 0, 800, 600}, false};
-  const Screen main{2, "main", {800, 0, 800, 600}, true};
-  backend->screenList = {left, main};
-  CoveredScreens covered(backend);
-  covered.follow(settings);
-  int changes = 0;
-  const auto watch = covered.screensChanged.connect([&] { ++changes; });
-  EXPECT_THAT(covered.screens(), ElementsAre(left, main));
-  changeSettings([](FilterSettings& next) { next.coverAllScreens = false; });
-  changeSettings([](FilterSettings& next) { next.filterStrength = 1; });
-  EXPECT_THAT(covered.screens(), ElementsAre(main));
-  EXPECT_EQ(changes, 1) << "only when it changes";
-  backend->setScreens({left});
-  EXPECT_THAT(covered.screens(), ElementsAre(left)) << "none is marked";
-  EXPECT_EQ(changes, 2);
 }
 
 TEST(ViewingDistance, IsBoundedAndTruncated) {
