@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <utility>
 
 #include "support/fatal.h"
 
@@ -37,54 +36,47 @@ bool isNewMatrixDistance(std::int64_t cm, std::int64_t currentCm) {
   return std::abs(checkedSubtract(cm, currentCm)) >= hysteresisCm;
 }
 
-FilterOverlay::FilterOverlay(std::shared_ptr<OverlayWindowManager> overlay,
-                             std::shared_ptr<SettingsRepository> settings,
-                             std::shared_ptr<CameraControl> cameraControl)
-    : overlayManager(std::move(overlay)),
-      settingsRepo(std::move(settings)),
-      cameraControl_(std::move(cameraControl)) {}
-
 void FilterOverlay::show() {
-  if (!cameraControl_->rest() && !overlayManager->isShowing()) overlayManager->show();
+  if (!uses_.cameraControl->rest() && !uses_.overlayManager->isShowing()) uses_.overlayManager->show();
 }
 
 void FilterOverlay::showState(const FilterState& state) {
   using Kind = FilterState::Kind;
   const bool isAlert = state.is(Kind::alert);
-  if (!isAlert) overlayManager->isAlertMode.assignIfChanged(false);
+  if (!isAlert) uses_.overlayManager->isAlertMode.assignIfChanged(false);
   if (state.is(Kind::autoPaused) || state.is(Kind::inactive)) {
-    overlayManager->hide();
+    uses_.overlayManager->hide();
   } else if (!state.is(Kind::cameraBusy)) {  // that leaves it as it is: its opacity is 0
     show();
   }
-  if (isAlert) overlayManager->isAlertMode.assignIfChanged(true);
+  if (isAlert) uses_.overlayManager->isAlertMode.assignIfChanged(true);
 }
 
 void FilterOverlay::applyOpacity(const FilterState& state) {
-  const float alpha = filterAlpha(state, settingsRepo->settings.get().filterStrength);
-  overlayManager->currentAlpha.assignIfChanged(std::min(alpha, greatestOpacity));
+  const float alpha = filterAlpha(state, uses_.settingsRepo->settings.get().filterStrength);
+  uses_.overlayManager->currentAlpha.assignIfChanged(std::min(alpha, greatestOpacity));
 }
 
 void FilterOverlay::applySettings(const FilterState& state) {
   applyOpacity(state);
-  applyMatrix(overlayManager->lastDistanceCm);
-  overlayManager->coverAllScreens.assignIfChanged(settingsRepo->settings.get().coverAllScreens);
+  applyMatrix(uses_.overlayManager->lastDistanceCm);
+  uses_.overlayManager->coverAllScreens.assignIfChanged(uses_.settingsRepo->settings.get().coverAllScreens);
 }
 
 void FilterOverlay::updateDistance(const FaceData& face) {
   if (!(face.boundingBoxRatio > 0)) return;
-  const float coefficient = settingsRepo->settings.get().privacyMatrixCoefficient;
+  const float coefficient = uses_.settingsRepo->settings.get().privacyMatrixCoefficient;
   const std::int64_t cm = matrixDistanceFor(face.boundingBoxRatio, coefficient);
-  if (isNewMatrixDistance(cm, overlayManager->lastDistanceCm)) applyMatrix(cm);
+  if (isNewMatrixDistance(cm, uses_.overlayManager->lastDistanceCm)) applyMatrix(cm);
 }
 
 void FilterOverlay::applyMatrix(std::int64_t distanceCm) {
-  const FilterSettings settings = settingsRepo->settings;
-  overlayManager->matrixEnabled = settings.privacyMatrixEnabled;
-  overlayManager->matrixDistanceCm = distanceCm;
-  overlayManager->matrixColorArgb = settings.matrixColorArgb;
-  overlayManager->matrixStripeAlpha = settings.matrixStripeAlpha;
-  overlayManager->lastDistanceCm = distanceCm;
+  const FilterSettings settings = uses_.settingsRepo->settings;
+  uses_.overlayManager->matrixEnabled = settings.privacyMatrixEnabled;
+  uses_.overlayManager->matrixDistanceCm = distanceCm;
+  uses_.overlayManager->matrixColorArgb = settings.matrixColorArgb;
+  uses_.overlayManager->matrixStripeAlpha = settings.matrixStripeAlpha;
+  uses_.overlayManager->lastDistanceCm = distanceCm;
 }
 
 }  // namespace sentrel

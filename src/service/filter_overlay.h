@@ -2,12 +2,9 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
-#include "detection/camera_control.h"
 #include "detection/filter_fsm.h"
-#include "overlay/overlay_window_manager.h"
-#include "settings/settings_repository.h"
+#include "service/service_dependencies.h"
 
 namespace sentrel {
 
@@ -21,8 +18,7 @@ bool isNewMatrixDistance(std::int64_t cm, std::int64_t currentCm);
 /// Makes the overlay show the machine's state, the person's settings and the viewing distance. Main thread.
 class FilterOverlay {
  public:
-  FilterOverlay(std::shared_ptr<OverlayWindowManager> overlay, std::shared_ptr<SettingsRepository> settings,
-                std::shared_ptr<CameraControl> cameraControl);
+  explicit FilterOverlay(const ServiceDependencies& dependencies) : uses_(dependencies) {}
 
   /// Covers the screens, unless the person is away: the overlay would lie above a screen locker.
   void show();
@@ -37,9 +33,7 @@ class FilterOverlay {
  private:
   void applyMatrix(std::int64_t distanceCm);
 
-  const std::shared_ptr<OverlayWindowManager> overlayManager;
-  const std::shared_ptr<SettingsRepository> settingsRepo;
-  const std::shared_ptr<CameraControl> cameraControl_;
+  const ServiceDependencies& uses_;
 };
 
 }  // namespace sentrel

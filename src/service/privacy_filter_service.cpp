@@ -7,23 +7,14 @@
 
 namespace sentrel {
 
-PrivacyFilterService::PrivacyFilterService(const Dependencies& given)
-    : environment_(AnalysisEnvironment::of(given.platform)),
-      cameraManager(given.cameraManager),
-      cameraControl_(given.cameraControl),
-      settingsRepo(given.settingsRepo),
-      statsRepo(given.statsRepo),
-      notifications_(given.platform.notifications),
-      overlay_(given.overlayManager, settingsRepo, cameraControl_),
-      feedback_(given.platform, settingsRepo, statsRepo, given.retroPiP),
-      blindness_(given.platform, cameraControl_),
-      systemEvents_(given.platform, cameraControl_, given.overlayManager, settingsRepo) {}
+PrivacyFilterService::PrivacyFilterService(ServiceDependencies dependencies)
+    : uses_(std::move(dependencies)) {}
 
 const std::shared_ptr<PrivacyFilterService>& PrivacyFilterService::shared() {
   static const auto instance = std::make_shared<PrivacyFilterService>(
-      Dependencies{Platform::current(), AVCaptureManager::shared(), CameraControl::shared(),
-                   OverlayWindowManager::shared(), RetroPiPManager::shared(), SettingsRepository::shared(),
-                   StatsRepository::shared()});
+      ServiceDependencies{Platform::current(), AVCaptureManager::shared(), CameraControl::shared(),
+                          OverlayWindowManager::shared(), RetroPiPManager::shared(),
+                          SettingsRepository::shared(), StatsRepository::shared()});
   return instance;
 }
 
@@ -37,7 +28,7 @@ void PrivacyFilterService::start() {
   if (isSwitchedOn()) return;
   isStarting_ = true;
   // Whatever the answer is: notifications that nobody may show are dropped by the desktop.
-  notifications_->requestAuthorization([weak = weak_from_this()](bool /*granted*/) {
+  uses_.platform.notifications->requestAuthorization([weak = weak_from_this()](bool /*granted*/) {
     if (const auto self = weak.lock()) self->startCamera();
   });
 }
@@ -46,14 +37,14 @@ void PrivacyFilterService::startCamera() {
   // A stop came meanwhile, or the answer to an earlier start.
   if (!isStarting_ || cameraWish_) return;
   sessionStartDate = environment_.clock->nowMs();
-  statsRepo->incrementSessions();
-  if (!cameraControl_->isPermitted()) sessionStartDate.reset();  // the person may take hours to answer
+  uses_.statsRepo->incrementSessions();
+  if (!uses_.cameraControl->isPermitted()) sessionStartDate.reset();  // the person may take hours to answer
   makeAnalyzer();
-  cameraManager->setAnalyzer(analyzer);
-  cameraWish_ = cameraControl_->wish(CameraControl::Wish::protection);
-  cameraStatus_ = cameraControl_->status().onChange(
+  uses_.cameraManager->setAnalyzer(analyzer);
+  cameraWish_ = uses_.cameraControl->wish(CameraControl::Wish::protection);
+  cameraStatus_ = uses_.cameraControl->status().onChange(
       [this](const CameraControl::Status& status) { cameraChanged(status); });
-  cameraChanged(cameraControl_->status());
+  cameraChanged(uses_.cameraControl->status());
 }
 
 void PrivacyFilterService::startFinished() {
@@ -64,7 +55,7 @@ void PrivacyFilterService::startFinished() {
   observeFsm();
   if (!cameraWish_) return;  // an observer of the state switched protection off
   systemEvents_.startBatteryMonitor();
-  if (settingsRepo->settings.get().globalShortcutEnabled) {
+  if (uses_.settingsRepo->settings.get().globalShortcutEnabled) {
     systemEvents_.registerGlobalShortcut([weak = weak_from_this()] {
       if (const auto self = weak.lock()) self->toggle();
     });
@@ -76,7 +67,7 @@ void PrivacyFilterService::startFinished() {
 void PrivacyFilterService::stop() {
   if (const auto seconds = takeSessionSeconds())
     environment_.mainLoop->post(
-        [stats = statsRepo, seconds = *seconds] { stats->addActiveSeconds(seconds); });
+        [stats = uses_.statsRepo, seconds = *seconds] { stats->addActiveSeconds(seconds); });
   fsmState_.assignIfChanged(FilterState::inactive());
   isActive_.assignIfChanged(false);
   isStarting_.assignIfChanged(false);
@@ -86,7 +77,7 @@ void PrivacyFilterService::stop() {
   handleFsmSideEffects(FilterState::inactive());
   blindness_.end();
   analyzer.reset();
-  cameraManager->setAnalyzer(nullptr);
+  uses_.cameraManager->setAnalyzer(nullptr);
   cameraStatus_.reset();
   cameraWish_.reset();
   settingsCancellable.reset();
@@ -95,7 +86,7 @@ void PrivacyFilterService::stop() {
 }
 
 void PrivacyFilterService::countSession() {
-  if (const auto seconds = takeSessionSeconds()) statsRepo->addActiveSeconds(*seconds);
+  if (const auto seconds = takeSessionSeconds()) uses_.statsRepo->addActiveSeconds(*seconds);
 }
 
 /// Of the session that runs; it counts as ended from now on.
@@ -141,7 +132,7 @@ void PrivacyFilterService::cameraChanged(const CameraControl::Status& status) {
 // What the machine hears, and what follows from its states.
 
 void PrivacyFilterService::makeAnalyzer() {
-  const std::int64_t fps = inUse(settingsRepo->settings.get(), &FilterSettings::captureFps);
+  const std::int64_t fps = inUse(uses_.settingsRepo->settings.get(), &FilterSettings::captureFps);
   analyzer = std::make_shared<VisionFaceAnalyzer>(fps, environment_);
   analyzer->onResult = [weak = weak_from_this(), source = std::weak_ptr(analyzer),
                         mainLoop = environment_.mainLoop](const DetectionInput& input) {
@@ -149,11 +140,11 @@ void PrivacyFilterService::makeAnalyzer() {
       const auto self = weak.lock();
       const auto from = source.lock();
       if (!self || !from || from != self->analyzer) return;  // of a session that has ended
-      self->cameraControl_->frameAnalysed(input.timestampMs);
+      self->uses_.cameraControl->frameAnalysed(input.timestampMs);
       self->handleDetectionInput(input);
     });
   };
-  analyzer->onFailure = [control = cameraControl_] { control->analysisFailed(); };
+  analyzer->onFailure = [control = uses_.cameraControl] { control->analysisFailed(); };
 }
 
 void PrivacyFilterService::handleDetectionInput(const DetectionInput& input) {
@@ -163,7 +154,7 @@ void PrivacyFilterService::handleDetectionInput(const DetectionInput& input) {
 
 void PrivacyFilterService::observeSettings() {
   appliedSettings_.reset();
-  settingsCancellable = settingsRepo->settings.subscribe([this](const FilterSettings& settings) {
+  settingsCancellable = uses_.settingsRepo->settings.subscribe([this](const FilterSettings& settings) {
     if (appliedSettings_ == settings) return;
     appliedSettings_ = settings;
     fsm.settings = settings;

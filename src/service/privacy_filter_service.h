@@ -5,15 +5,12 @@
 #include <memory>
 #include <optional>
 
-#include "detection/camera_control.h"
 #include "detection/filter_fsm.h"
 #include "detection/vision_face_analyzer.h"
-#include "platform/platform.h"
 #include "service/filter_overlay.h"
+#include "service/service_dependencies.h"
 #include "service/system_events.h"
 #include "service/user_feedback.h"
-#include "settings/settings_repository.h"
-#include "settings/stats_repository.h"
 #include "support/published.h"
 #include "support/registration.h"
 
@@ -25,17 +22,7 @@ namespace sentrel {
 /// the camera. Main thread, to be owned by a shared pointer.
 class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterService> {
  public:
-  struct Dependencies {
-    const Platform& platform;  ///< not kept
-    std::shared_ptr<CameraFeedProviding> cameraManager;
-    std::shared_ptr<CameraControl> cameraControl;
-    std::shared_ptr<OverlayWindowManager> overlayManager;
-    std::shared_ptr<RetroPiPManager> retroPiP;
-    std::shared_ptr<SettingsRepository> settingsRepo;
-    std::shared_ptr<StatsRepository> statsRepo;
-  };
-
-  explicit PrivacyFilterService(const Dependencies& dependencies);
+  explicit PrivacyFilterService(ServiceDependencies dependencies);
   PrivacyFilterService(const PrivacyFilterService&) = delete;
   PrivacyFilterService& operator=(const PrivacyFilterService&) = delete;
 
@@ -78,16 +65,12 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   void observeFsm();
   void handleFsmSideEffects(const FilterState& state);
 
-  const AnalysisEnvironment environment_;
-  const std::shared_ptr<CameraFeedProviding> cameraManager;
-  const std::shared_ptr<CameraControl> cameraControl_;
-  const std::shared_ptr<SettingsRepository> settingsRepo;
-  const std::shared_ptr<StatsRepository> statsRepo;
-  const std::shared_ptr<Notifications> notifications_;
-  FilterOverlay overlay_;
-  OnlookerFeedback feedback_;
-  BlindnessNotice blindness_;
-  SystemEvents systemEvents_;
+  const ServiceDependencies uses_;
+  const AnalysisEnvironment environment_ = AnalysisEnvironment::of(uses_.platform);
+  FilterOverlay overlay_{uses_};
+  OnlookerFeedback feedback_{uses_};
+  BlindnessNotice blindness_{uses_};
+  SystemEvents systemEvents_{uses_};
 
   FilterFsm fsm;
   std::shared_ptr<VisionFaceAnalyzer> analyzer;  // of the current session

@@ -9,16 +9,6 @@ namespace {
 constexpr std::int64_t batteryIntervalMs = 30'000;
 }  // namespace
 
-SystemEvents::SystemEvents(const Platform& platform, std::shared_ptr<CameraControl> cameraControl,
-                           std::shared_ptr<OverlayWindowManager> overlay,
-                           std::shared_ptr<SettingsRepository> settings)
-    : mainLoop_(platform.mainLoop),
-      powerSource_(platform.powerSource),
-      keyMonitor_(platform.keyMonitor),
-      cameraControl_(std::move(cameraControl)),
-      overlayManager(std::move(overlay)),
-      settingsRepo(std::move(settings)) {}
-
 void SystemEvents::end() {
   batteryTimer.reset();
   powerRegistration_.reset();
@@ -29,28 +19,29 @@ void SystemEvents::end() {
 }
 
 void SystemEvents::startBatteryMonitor() {
-  powerRegistration_ = powerSource_->observe();
-  batteryTimer = mainLoop_->every(batteryIntervalMs, [this] { checkBattery(); });
+  powerRegistration_ = uses_.platform.powerSource->observe();
+  batteryTimer = uses_.platform.mainLoop->every(batteryIntervalMs, [this] { checkBattery(); });
 }
 
 void SystemEvents::checkBattery() {
-  const auto source = powerSource_->first();
+  const auto source = uses_.platform.powerSource->first();
   if (!source) return;
   const int capacity = source->currentCapacity.value_or(100);
   const bool onBattery = !source->isCharging.value_or(false);
-  const std::int64_t threshold = settingsRepo->settings.get().batteryThresholdPercent;
-  cameraControl_->setRest(CameraControl::Rest::lowBattery,
-                          onBattery && threshold >= 1 && capacity < threshold);
+  const std::int64_t threshold = uses_.settingsRepo->settings.get().batteryThresholdPercent;
+  uses_.cameraControl->setRest(CameraControl::Rest::lowBattery,
+                               onBattery && threshold >= 1 && capacity < threshold);
 }
 
 void SystemEvents::registerGlobalShortcut(std::function<void()> pressed) {
-  pressed_ = [mainLoop = mainLoop_, pressed = std::move(pressed)] { mainLoop->post(pressed); };
-  canObserveRegistration_ = keyMonitor_->canObserveChanged.connect([this] { updateShortcutHint(); });
+  pressed_ = [mainLoop = uses_.platform.mainLoop, pressed = std::move(pressed)] { mainLoop->post(pressed); };
+  canObserveRegistration_ =
+      uses_.platform.keyMonitor->canObserveChanged.connect([this] { updateShortcutHint(); });
   observeShortcut();
 }
 
 void SystemEvents::observeShortcut() {
-  globalMonitor = keyMonitor_->observe(pressed_);
+  globalMonitor = uses_.platform.keyMonitor->observe(pressed_);
   updateShortcutHint();
 }
 
@@ -66,8 +57,8 @@ void SystemEvents::setAway(bool away) {
 
 /// The overlay names the keys only where they do something.
 void SystemEvents::updateShortcutHint() {
-  const bool available = static_cast<bool>(globalMonitor) && keyMonitor_->canObserve();
-  overlayManager->shortcutAvailable.assignIfChanged(available);
+  const bool available = static_cast<bool>(globalMonitor) && uses_.platform.keyMonitor->canObserve();
+  uses_.overlayManager->shortcutAvailable.assignIfChanged(available);
 }
 
 }  // namespace sentrel

@@ -2,12 +2,8 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 
-#include "detection/camera_control.h"
-#include "overlay/overlay_window_manager.h"
-#include "platform/platform.h"
-#include "settings/settings_repository.h"
+#include "service/service_dependencies.h"
 #include "support/registration.h"
 
 namespace sentrel {
@@ -15,8 +11,7 @@ namespace sentrel {
 /// Watches the battery and the shortcut while protection is on. A low battery closes the camera. Main thread.
 class SystemEvents {
  public:
-  SystemEvents(const Platform& platform, std::shared_ptr<CameraControl> cameraControl,
-               std::shared_ptr<OverlayWindowManager> overlay, std::shared_ptr<SettingsRepository> settings);
+  explicit SystemEvents(const ServiceDependencies& dependencies) : uses_(dependencies) {}
 
   void startBatteryMonitor();
   /// `pressed` is called in a turn of its own.
@@ -32,12 +27,7 @@ class SystemEvents {
   void observeShortcut();
   void updateShortcutHint();
 
-  const std::shared_ptr<MainLoop> mainLoop_;
-  const std::shared_ptr<PowerSource> powerSource_;
-  const std::shared_ptr<KeyMonitor> keyMonitor_;
-  const std::shared_ptr<CameraControl> cameraControl_;
-  const std::shared_ptr<OverlayWindowManager> overlayManager;
-  const std::shared_ptr<SettingsRepository> settingsRepo;
+  const ServiceDependencies& uses_;
   Registration batteryTimer;
   Registration powerRegistration_;
   std::function<void()> pressed_;  // while the shortcut is registered

@@ -18,52 +18,36 @@ constexpr std::int64_t feedbackCooldownMs = 30'000;
 
 }  // namespace
 
-OnlookerFeedback::OnlookerFeedback(const Platform& platform, std::shared_ptr<SettingsRepository> settings,
-                                   std::shared_ptr<StatsRepository> stats,
-                                   std::shared_ptr<RetroPiPManager> retroPiP)
-    : clock_(platform.clock),
-      notifications_(platform.notifications),
-      haptics_(platform.haptics),
-      localizedText_(platform.localizedText),
-      settingsRepo(std::move(settings)),
-      statsRepo(std::move(stats)),
-      retroPiP_(std::move(retroPiP)) {}
-
 void OnlookerFeedback::alertStarted(VisionFaceAnalyzer* analyzer) {
   if (analyzer != nullptr) {
-    analyzer->onRetroFrame = [pip = retroPiP_](const FrameRef& frame,
-                                               const std::optional<NormalizedRect>& face) {
+    analyzer->onRetroFrame = [pip = uses_.retroPiP](const FrameRef& frame,
+                                                    const std::optional<NormalizedRect>& face) {
       if (!pip->isOpen()) pip->openWindow();
       pip->renderFrame(frame, face);
     };
   }
-  const std::int64_t now = clock_->nowMs();
+  const std::int64_t now = uses_.platform.clock->nowMs();
   if (lastAlertNotifiedAt && checkedSubtract(now, *lastAlertNotifiedAt) < feedbackCooldownMs) return;
   lastAlertNotifiedAt = now;
-  if (settingsRepo->settings.get().hapticOnAlert) haptics_->perform();
+  if (uses_.settingsRepo->settings.get().hapticOnAlert) uses_.platform.haptics->perform();
   postAlertNotification();
-  statsRepo->incrementAlerts();
+  uses_.statsRepo->incrementAlerts();
 }
 
 void OnlookerFeedback::postAlertNotification() {
-  notifications_->add(alertNotification, {.title = localizedText_(textId("notif_alert_title")),
-                                          .body = localizedText_(textId("notif_alert_text"))});
+  uses_.platform.notifications->add(alertNotification,
+                                    {.title = uses_.platform.localizedText(textId("notif_alert_title")),
+                                     .body = uses_.platform.localizedText(textId("notif_alert_text"))});
 }
 
 void OnlookerFeedback::alertEnded(VisionFaceAnalyzer* analyzer) {
   if (analyzer != nullptr) analyzer->onRetroFrame = nullptr;
-  retroPiP_->hide();
+  uses_.retroPiP->hide();
 }
 
 void OnlookerFeedback::withdrawNotification() {
-  notifications_->remove(alertNotification);
+  uses_.platform.notifications->remove(alertNotification);
 }
-
-BlindnessNotice::BlindnessNotice(const Platform& platform, std::shared_ptr<CameraControl> cameraControl)
-    : mainLoop_(platform.mainLoop),
-      notifications_(platform.notifications),
-      localizedText_(platform.localizedText),
-      cameraControl_(std::move(cameraControl)) {}
 
 void BlindnessNotice::follow(const CameraControl::Status& status) {
   using Kind = CameraControl::Status::Kind;
@@ -72,22 +56,23 @@ void BlindnessNotice::follow(const CameraControl::Status& status) {
   } else if (status.kind != Kind::blind) {
     timer_.reset();
   } else if (!isShown_ && !timer_) {
-    timer_ = mainLoop_->after(delayMs, [this] { show(); });
+    timer_ = uses_.platform.mainLoop->after(delayMs, [this] { show(); });
   }
 }
 
 void BlindnessNotice::show() {
   timer_.reset();
-  const auto& failure = cameraControl_->failure().get();
+  const auto& failure = uses_.cameraControl->failure().get();
   if (!failure) return;
   isShown_ = true;
-  notifications_->add(cameraNotification, {.title = localizedText_(textKey(failure->kind)),
-                                           .body = localizedText_(textId("notif_camera_text"))});
+  uses_.platform.notifications->add(cameraNotification,
+                                    {.title = uses_.platform.localizedText(textKey(failure->kind)),
+                                     .body = uses_.platform.localizedText(textId("notif_camera_text"))});
 }
 
 void BlindnessNotice::end() {
   timer_.reset();
-  if (std::exchange(isShown_, false)) notifications_->remove(cameraNotification);
+  if (std::exchange(isShown_, false)) uses_.platform.notifications->remove(cameraNotification);
 }
 
 }  // namespace sentrel

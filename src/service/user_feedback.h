@@ -2,15 +2,10 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 
-#include "detection/camera_control.h"
 #include "detection/vision_face_analyzer.h"
-#include "overlay/retro_pip_manager.h"
-#include "platform/platform.h"
-#include "settings/settings_repository.h"
-#include "settings/stats_repository.h"
+#include "service/service_dependencies.h"
 #include "support/registration.h"
 
 namespace sentrel {
@@ -19,8 +14,7 @@ namespace sentrel {
 /// notification, and the count of alerts. Main thread.
 class OnlookerFeedback {
  public:
-  OnlookerFeedback(const Platform& platform, std::shared_ptr<SettingsRepository> settings,
-                   std::shared_ptr<StatsRepository> stats, std::shared_ptr<RetroPiPManager> retroPiP);
+  explicit OnlookerFeedback(const ServiceDependencies& dependencies) : uses_(dependencies) {}
 
   /// Shows the picture-in-picture from the frames of `analyzer`, which may be null. Haptic feedback,
   /// notification and count follow at most once in 30 s.
@@ -32,13 +26,7 @@ class OnlookerFeedback {
  private:
   void postAlertNotification();
 
-  const std::shared_ptr<Clock> clock_;
-  const std::shared_ptr<Notifications> notifications_;
-  const std::shared_ptr<Haptics> haptics_;
-  const LocalizedText localizedText_;
-  const std::shared_ptr<SettingsRepository> settingsRepo;
-  const std::shared_ptr<StatsRepository> statsRepo;
-  const std::shared_ptr<RetroPiPManager> retroPiP_;
+  const ServiceDependencies& uses_;
   std::optional<std::int64_t> lastAlertNotifiedAt;  // milliseconds
 };
 
@@ -48,7 +36,7 @@ class BlindnessNotice {
  public:
   static constexpr std::int64_t delayMs = 30'000;
 
-  BlindnessNotice(const Platform& platform, std::shared_ptr<CameraControl> cameraControl);
+  explicit BlindnessNotice(const ServiceDependencies& dependencies) : uses_(dependencies) {}
 
   /// What became of the camera, while protection is switched on.
   void follow(const CameraControl::Status& status);
@@ -58,10 +46,7 @@ class BlindnessNotice {
  private:
   void show();
 
-  const std::shared_ptr<MainLoop> mainLoop_;
-  const std::shared_ptr<Notifications> notifications_;
-  const LocalizedText localizedText_;
-  const std::shared_ptr<CameraControl> cameraControl_;
+  const ServiceDependencies& uses_;
   bool isShown_ = false;
   Registration timer_;
 };

@@ -98,10 +98,9 @@ struct TestCore {
   FakeDesktop desktop{machine.mainLoop};
   std::shared_ptr<CameraControl> control = std::make_shared<CameraControl>(
       CameraControl::Dependencies{machine.mainLoop, machine.loop, camera, machine.session, desktop.session});
-  std::shared_ptr<PrivacyFilterService> service =
-      std::make_shared<PrivacyFilterService>(PrivacyFilterService::Dependencies{
-          platform(), camera, control, overlay,
-          std::make_shared<RetroPiPManager>(retroOverlay, machine.mainLoop, machine.loop), settings, stats});
+  std::shared_ptr<PrivacyFilterService> service = std::make_shared<PrivacyFilterService>(ServiceDependencies{
+      platform(), camera, control, overlay,
+      std::make_shared<RetroPiPManager>(retroOverlay, machine.mainLoop, machine.loop), settings, stats});
 
   const FaceDetections alone = detectionsOf({faceOf(0.2)}, {faceOf(0.2)});
   const FaceDetections lookingAway = detectionsOf({faceOf(0.2)}, {faceOf(0.2, 0.1, 0.8)});
