@@ -49,7 +49,7 @@ std::shared_ptr<CalibrationSession> CalibrationSession::create() {
 }
 
 void CalibrationSession::start() {
-  if (phase_.get().kind() != Phase::Kind::idle) return;
+  if (phase_.get().kind != Phase::Kind::idle) return;
   samples.clear();
   measureStart.reset();
   cameraWish_ = uses_.cameraControl->wish(CameraControl::Wish::calibration);

@@ -2,11 +2,9 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "detection/camera_control.h"
@@ -23,8 +21,7 @@ namespace sentrel {
 /// speaks against that. Main thread, to be owned by a shared pointer.
 class CalibrationSession : public std::enable_shared_from_this<CalibrationSession> {
  public:
-  class Phase {
-   public:
+  struct Phase {
     enum class Kind {
       idle,       ///< nothing runs; the only phase in which `start` does anything
       counting,   ///< `remaining` shows 3, 2, 1
@@ -33,28 +30,17 @@ class CalibrationSession : public std::enable_shared_from_this<CalibrationSessio
       failed,     ///< `message` says why
     };
 
-    static Phase idle() { return {Kind::idle, 0, {}}; }
-    static Phase counting(std::int64_t remaining) { return {Kind::counting, remaining, {}}; }
-    static Phase measuring() { return {Kind::measuring, 0, {}}; }
-    static Phase done(std::int64_t distanceCm) { return {Kind::done, distanceCm, {}}; }
-    static Phase failed(std::string message) { return {Kind::failed, 0, std::move(message)}; }
+    static Phase idle() { return {}; }
+    static Phase counting(std::int64_t remaining) { return {.kind = Kind::counting, .remaining = remaining}; }
+    static Phase measuring() { return {.kind = Kind::measuring}; }
+    static Phase done(std::int64_t distanceCm) { return {.kind = Kind::done, .distanceCm = distanceCm}; }
+    static Phase failed(const char* message) { return {.kind = Kind::failed, .message = message}; }
 
-    [[nodiscard]] Kind kind() const { return kind_; }
-    /// Of `counting`.
-    [[nodiscard]] std::int64_t remaining() const { return kind_ == Kind::counting ? number_ : 0; }
-    /// Of `done`: 30 to 200.
-    [[nodiscard]] std::int64_t distanceCm() const { return kind_ == Kind::done ? number_ : 0; }
-    /// Of `failed`: a text key.
-    [[nodiscard]] const std::string& message() const { return message_; }
+    Kind kind = Kind::idle;
+    std::int64_t remaining = 0;   ///< of `counting`
+    std::int64_t distanceCm = 0;  ///< of `done`: 30 to 200
+    std::string message = {};     ///< of `failed`: a text key
     bool operator==(const Phase&) const = default;
-
-   private:
-    Phase(Kind kind, std::int64_t number, std::string message)
-        : kind_(kind), number_(number), message_(std::move(message)) {}
-
-    Kind kind_;
-    std::int64_t number_;
-    std::string message_;
   };
 
   struct Dependencies {

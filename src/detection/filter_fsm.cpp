@@ -37,18 +37,9 @@ float baseOpacity(std::int64_t strength) {
 
 float filterAlpha(const FilterState& state, std::int64_t strength) {
   const float base = baseOpacity(strength);
-  switch (state.kind()) {
-    case FilterState::Kind::nominal:
-      return base * 0.55F;
-    case FilterState::Kind::inattention:
-      return base * 0.8F;
-    case FilterState::Kind::alert:
-      return std::min(base, 0.8F);
-    case FilterState::Kind::autoPaused:
-    case FilterState::Kind::cameraBusy:
-    case FilterState::Kind::inactive:
-      break;
-  }
+  if (state.is(FilterState::Kind::nominal)) return base * 0.55F;
+  if (state.is(FilterState::Kind::inattention)) return base * 0.8F;
+  if (state.is(FilterState::Kind::alert)) return std::min(base, 0.8F);
   return 0;
 }
 

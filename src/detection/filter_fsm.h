@@ -26,8 +26,7 @@ struct DetectionInput {
 };
 
 /// Why protection is suspended.
-class PauseReason {
- public:
+struct PauseReason {
   enum class Kind {
     userPaused,  ///< by the person, for a time
     screenOff,   ///< display asleep, screen locked or session switched away
@@ -35,19 +34,12 @@ class PauseReason {
   };
 
   static constexpr PauseReason userPaused(std::int64_t durationMs) { return {Kind::userPaused, durationMs}; }
-  static constexpr PauseReason screenOff() { return {Kind::screenOff, 0}; }
-  static constexpr PauseReason lowBattery() { return {Kind::lowBattery, 0}; }
+  static constexpr PauseReason screenOff() { return {}; }
+  static constexpr PauseReason lowBattery() { return {Kind::lowBattery}; }
 
-  [[nodiscard]] constexpr Kind kind() const { return kind_; }
-  /// Of `userPaused`; 0 otherwise.
-  [[nodiscard]] constexpr std::int64_t durationMs() const { return durationMs_; }
+  Kind kind = Kind::screenOff;
+  std::int64_t durationMs = 0;  ///< of `userPaused`
   bool operator==(const PauseReason&) const = default;
-
- private:
-  constexpr PauseReason(Kind kind, std::int64_t durationMs) : kind_(kind), durationMs_(durationMs) {}
-
-  Kind kind_;
-  std::int64_t durationMs_;
 };
 
 /// What the filter is doing. Two states are equal when they are of one kind and carry the same values.
@@ -71,10 +63,6 @@ class FilterState {
 
   [[nodiscard]] constexpr Kind kind() const { return kind_; }
   [[nodiscard]] constexpr bool is(Kind kind) const { return kind_ == kind; }
-  /// The filter strength at the moment of the transition, of `nominal` and `inattention`; 0 otherwise.
-  [[nodiscard]] constexpr std::int64_t intensity() const { return is(Kind::cameraBusy) ? 0 : number_; }
-  /// Of `cameraBusy`; 0 otherwise.
-  [[nodiscard]] constexpr std::int64_t retryInMs() const { return is(Kind::cameraBusy) ? number_ : 0; }
   /// Only of `autoPaused`.
   [[nodiscard]] constexpr PauseReason reason() const { return reason_; }
   bool operator==(const FilterState&) const = default;
@@ -84,6 +72,7 @@ class FilterState {
       : kind_(kind), number_(number), reason_(reason) {}
 
   Kind kind_;
+  // The filter strength at the transition to `nominal` or `inattention`; the retry of `cameraBusy`, in ms.
   std::int64_t number_;
   PauseReason reason_;
 };

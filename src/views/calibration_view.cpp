@@ -155,16 +155,16 @@ void CalibrationView::showEvent(QShowEvent* /*event*/) {
 }
 
 bool CalibrationView::isMeasuring() const {
-  return shown_.kind() == Phase::Kind::counting || shown_.kind() == Phase::Kind::measuring;
+  return shown_.kind == Phase::Kind::counting || shown_.kind == Phase::Kind::measuring;
 }
 
 void CalibrationView::show(const Phase& phase) {
   if (phase == shown_) return;
   shown_ = phase;
   logo_->setMood(isMeasuring() ? EyeLogo::Mood::active : EyeLogo::Mood::idleOpen);
-  if (count_ == nullptr || phase.kind() != Phase::Kind::counting) return build();
+  if (count_ == nullptr || phase.kind != Phase::Kind::counting) return build();
   fadeOver(*count_, numberFadeMs);
-  count_->setWords(QString::number(phase.remaining()));
+  count_->setWords(QString::number(phase.remaining));
   // Screen readers read a notification as it appears.
   QAccessibleEvent appears(count_, QAccessible::ObjectShow);
   QAccessible::updateAccessibility(&appears);
@@ -187,14 +187,14 @@ void CalibrationView::build() {
   buttons->addStretch();
   const auto cancel = [this] { session->cancel(); };
   using Kind = PushButton::Kind;
-  switch (shown_.kind()) {
+  switch (shown_.kind) {
     case Phase::Kind::idle:
       said->addWidget(new InstructionCard);
       primary_ = addButton(*buttons, Kind::primary, qtTrId("Démarrer"), 144, [this] { session->start(); });
       break;
     case Phase::Kind::counting:
     case Phase::Kind::measuring:
-      shown_.kind() == Phase::Kind::counting ? buildCounting(*said) : buildMeasuring(*said);
+      shown_.kind == Phase::Kind::counting ? buildCounting(*said) : buildMeasuring(*said);
       // Not by the Enter key: who pressed it twice to start would end it.
       addButton(*buttons, Kind::secondary, qtTrId("Annuler"), 125, cancel);
       break;
@@ -223,7 +223,7 @@ void CalibrationView::build() {
 void CalibrationView::buildCounting(QVBoxLayout& column) {
   column.addWidget(centredLabel(TextRole::body, qtTrId("Restez immobile…"), &AppColors::textSecondary));
   column.addSpacing(6);
-  count_ = centredLabel(TextRole::count, QString::number(shown_.remaining()));
+  count_ = centredLabel(TextRole::count, QString::number(shown_.remaining));
   setAccessibleRole(*count_, QAccessible::Notification);
   column.addWidget(count_);
 }
@@ -242,7 +242,7 @@ void CalibrationView::buildDone(QVBoxLayout& column) {
   column.addSpacing(7);
   QString words = qtTrId("Distance estimée : %lld cm");
   words.replace(QStringLiteral(" : "), QStringLiteral("\u00A0: "));
-  words.replace(QLatin1String("%lld cm"), withCentimetres(shown_.distanceCm()));
+  words.replace(QLatin1String("%lld cm"), withCentimetres(shown_.distanceCm));
   column.addWidget(centredLabel(TextRole::title3, words));
   column.addSpacing(6);
   auto* adjuster = boxIn<QHBoxLayout>(nullptr, {}, 8);
@@ -271,7 +271,7 @@ void CalibrationView::buildFailed(QVBoxLayout& column) {
   column.addSpacing(10);
   column.addWidget(centredLabel(TextRole::headline, qtTrId("Calibration échouée")));
   column.addSpacing(6);
-  column.addWidget(paragraph(qtTrId(shown_.message().c_str()), 30));
+  column.addWidget(paragraph(qtTrId(shown_.message.c_str()), 30));
 }
 
 PushButton* CalibrationView::addButton(QBoxLayout& line, PushButton::Kind kind, const QString& words,
@@ -285,7 +285,7 @@ PushButton* CalibrationView::addButton(QBoxLayout& line, PushButton::Kind kind, 
 }
 
 std::int64_t CalibrationView::distance() const {
-  return adjustedDistance != 0 ? adjustedDistance : shown_.distanceCm();
+  return adjustedDistance != 0 ? adjustedDistance : shown_.distanceCm;
 }
 
 void CalibrationView::adjust(std::int64_t by) {

@@ -40,7 +40,7 @@ PrefRow* addRow(Card& card, const QString& label, const QString& hint, QWidget* 
 
 /// Locked, asleep or switched away: the window may still be there, but nobody looks at it.
 bool isAway(const FilterState& state) {
-  return state.is(FilterState::Kind::autoPaused) && state.reason().kind() == PauseReason::Kind::screenOff;
+  return state.is(FilterState::Kind::autoPaused) && state.reason().kind == PauseReason::Kind::screenOff;
 }
 
 QString asWhole(double number) {

@@ -29,7 +29,7 @@ TEST_F(CalibrationSessionTest, CountsAndMeasuresTheMedianFace) {
       {{0.02, 0.02, 0.02}, Phase::done(200)}, {{0.2, 0.2}, failed},
   };
   std::vector<std::int64_t> counted;
-  const auto watch = session->phase().onChange([&](const Phase& p) { counted.push_back(p.remaining()); });
+  const auto watch = session->phase().onChange([&](const Phase& p) { counted.push_back(p.remaining); });
   for (const auto& [widths, expected] : cases) {
     counted.clear();
     measure(widths);

@@ -232,7 +232,7 @@ class ServiceStormTest : public testing::Test, protected test::TestCore {
   // What must be true of it.
 
   [[nodiscard]] bool isCalibrating() const {
-    const auto kind = calibration ? calibration->phase().get().kind() : Phase::Kind::idle;
+    const auto kind = calibration ? calibration->phase().get().kind : Phase::Kind::idle;
     return kind == Phase::Kind::counting || kind == Phase::Kind::measuring;
   }
   [[nodiscard]] bool isWatching() const {

@@ -9,7 +9,7 @@ using Kind = CalibrationSession::Phase::Kind;
 class CalibrationTest : public WindowTest {
  protected:
   void openSheet() { open<PreferencesView>(preferencesParts())->openCalibration(); }
-  [[nodiscard]] Kind phase() const { return calibration->phase().get().kind(); }
+  [[nodiscard]] Kind phase() const { return calibration->phase().get().kind; }
 };
 
 TEST_F(CalibrationTest, TheAdjustedDistanceIsTheOneThatIsKept) {
