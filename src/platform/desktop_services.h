@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <variant>
 
 #include "support/published.h"
 #include "support/registration.h"
@@ -106,6 +109,19 @@ class LoginItem {
   [[nodiscard]] virtual bool isEnabled() const = 0;
   /// Gives the failure's description, or none.
   [[nodiscard]] virtual std::optional<std::string> setEnabled(bool enabled) = 0;
+};
+
+/// One stored value; its kind is kept.
+using DefaultsValue = std::variant<bool, std::int64_t, float, std::string>;
+
+/// The person's key-value store. Reads and writes memory at once; what lies behind it is written elsewhere.
+/// Main thread.
+class UserDefaults {
+ public:
+  virtual ~UserDefaults() = default;
+  [[nodiscard]] virtual std::optional<DefaultsValue> value(std::string_view key) const = 0;
+  virtual void set(std::string_view key, DefaultsValue value) = 0;
+  virtual void remove(std::string_view key) = 0;
 };
 
 }  // namespace sentrel

@@ -8,7 +8,6 @@
 #include "platform/face_detector.h"
 #include "platform/overlay_surface.h"
 #include "platform/session_events.h"
-#include "platform/user_defaults.h"
 #include "support/main_loop.h"
 #include "support/serial_queue.h"
 

@@ -4,7 +4,6 @@
 #include <memory>
 
 #include "platform/desktop_services.h"
-#include "platform/user_defaults.h"
 #include "settings/filter_settings.h"
 #include "support/published.h"
 

@@ -3,7 +3,6 @@
 
 #include <array>
 #include <limits>
-#include <string>
 #include <string_view>
 #include <utility>
 

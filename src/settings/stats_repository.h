@@ -5,7 +5,7 @@
 #include <memory>
 #include <variant>
 
-#include "platform/user_defaults.h"
+#include "platform/desktop_services.h"
 #include "settings/filter_settings.h"
 #include "support/published.h"
 

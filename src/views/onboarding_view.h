@@ -8,7 +8,6 @@
 #include "detection/calibration_session.h"
 #include "platform/capture_session.h"
 #include "platform/desktop_services.h"
-#include "platform/user_defaults.h"
 #include "settings/settings_repository.h"
 #include "views/controls/scroll_page.h"
 #include "views/controls/windows.h"

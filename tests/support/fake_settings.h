@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "platform/desktop_services.h"
-#include "platform/user_defaults.h"
 
 namespace sentrel::test {
 

@@ -12,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/user_defaults.h"
+#include "platform/desktop_services.h"
 #include "support/main_loop.h"
 #include "support/published.h"
 #include "support/serial_queue.h"
