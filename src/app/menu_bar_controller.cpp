@@ -8,6 +8,8 @@
 #include <QPixmapCache>
 #include <QTimer>
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <utility>
 
 #include "app/build_options.h"
@@ -31,19 +33,10 @@ void giveMemoryBack() {
 }
 
 StatusBarIcon::IconState iconOf(const FilterState& state) {
-  switch (state.kind()) {
-    case FilterState::Kind::nominal:
-    case FilterState::Kind::inattention:
-      return StatusBarIcon::IconState::nominal;
-    case FilterState::Kind::autoPaused:
-    case FilterState::Kind::cameraBusy:
-      return StatusBarIcon::IconState::paused;
-    case FilterState::Kind::alert:
-      return StatusBarIcon::IconState::alert;
-    case FilterState::Kind::inactive:
-      break;
-  }
-  return StatusBarIcon::IconState::inactive;
+  using enum StatusBarIcon::IconState;
+  // In the order of the states.
+  constexpr std::array icons{nominal, nominal, paused, paused, inactive, alert};
+  return icons[static_cast<std::size_t>(state.kind())];
 }
 
 /// On X11 a window without a compositing manager cannot be seen through.

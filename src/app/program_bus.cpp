@@ -25,23 +25,12 @@ constexpr int mostAttempts = 3;
 
 constexpr std::array actions{"toggle", "preferences", "statistics", "about", "quit"};
 
-/// The state as other programs read it on the bus; part of the program's interface, never translated.
+/// The states as other programs read them on the bus, in their order; part of the program's interface, never
+/// translated.
+constexpr std::array stateNames{"nominal", "inattention", "autoPaused", "cameraBusy", "inactive", "alert"};
+
 constexpr const char* stateName(const FilterState& state) {
-  switch (state.kind()) {
-    case FilterState::Kind::nominal:
-      return "nominal";
-    case FilterState::Kind::inattention:
-      return "inattention";
-    case FilterState::Kind::autoPaused:
-      return "autoPaused";
-    case FilterState::Kind::cameraBusy:
-      return "cameraBusy";
-    case FilterState::Kind::inactive:
-      return "inactive";
-    case FilterState::Kind::alert:
-      return "alert";
-  }
-  return "";
+  return stateNames[static_cast<std::size_t>(state.kind())];
 }
 
 const std::array stateMembers{
@@ -57,7 +46,7 @@ const std::array stateMembers{
 // Qt takes the token from here as it activates a window on Wayland, and removes it. There is no other way.
 constexpr std::string_view variable = "XDG_ACTIVATION_TOKEN";
 constexpr std::size_t longestToken = 1024;
-const auto tokenEntry = QStringLiteral("activation-token");
+constexpr auto tokenEntry = "activation-token";
 
 /// The environment of this process with room for the token behind all other variables, where its coming and
 /// going is the change of one pointer. setenv() would move the array away from under the threads that read
@@ -96,13 +85,8 @@ void reserveActivationToken() {
   made.put(token);
 }
 
-QVariantMap ownActivationToken() {
-  const QString token = qEnvironmentVariable(variable.data());
-  return token.isEmpty() ? QVariantMap() : QVariantMap{{tokenEntry, token}};
-}
-
 void adoptActivationToken(const QVariantMap& platformData) {
-  const QByteArray token = platformData.value(tokenEntry).toString().toUtf8();
+  const QByteArray token = platformData.value(QLatin1String(tokenEntry)).toString().toUtf8();
   // Where a library has added a variable, the environment is a copy that we must not touch.
   if (environ == reserved().variables.data()) reserved().put(token);
 }
@@ -173,9 +157,9 @@ void ProgramBus::activateOther() {
       finish(InstanceRole::later);
     }
   };
-  const QByteArray token = ownActivationToken().value(tokenEntry).toByteArray();
+  const QByteArray token = qgetenv(variable.data());
   bus_->call(busName, {objectPath, applicationInterface, "Activate"}, {answered, activationTimeoutMs},
-             "a{sv}", token.isEmpty() ? 0 : 1, "activation-token", "s", token.constData());
+             "a{sv}", token.isEmpty() ? 0 : 1, tokenEntry, "s", token.constData());
 }
 
 void ProgramBus::finish(InstanceRole role) {

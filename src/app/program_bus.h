@@ -6,8 +6,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <optional>
-#include <string>
 #include <vector>
 
 #include "detection/filter_fsm.h"
@@ -36,9 +34,6 @@ enum class Launch {
 
 /// Makes room in the environment for tokens to come. To be called once, before the first thread starts.
 void reserveActivationToken();
-
-/// What a second start hands to the first.
-[[nodiscard]] QVariantMap ownActivationToken();
 
 /// The next window that is activated uses what `platformData` brings.
 void adoptActivationToken(const QVariantMap& platformData);
