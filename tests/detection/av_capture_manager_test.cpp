@@ -61,7 +61,7 @@ TEST_F(AVCaptureManagerTest, AStopWinsOverAStartThatIsUnderWay) {
   machine.detector->whilePreparing = overtake;
   startAndSettle();
   machine.detector->whilePreparing = nullptr;
-  EXPECT_EQ(session.configurations, 0) << "while the model is loaded";
+  EXPECT_FALSE(session.request) << "while the model is loaded";
 
   session.whileListing = overtake;
   startAndSettle();

@@ -37,12 +37,6 @@ Step begins(Source source) {
 Step ends(Source source) {
   return [=](Desk& desk) { desk.order.changed(source, false); };
 }
-Step isFound(Source source, bool absent = true) {
-  return [=](Desk& desk) { desk.order.found(source, absent); };
-}
-Step goes(Source source) {
-  return [=](Desk& desk) { desk.order.lost(source); };
-}
 Step waits(std::int64_t ms) {
   return [=](Desk& desk) { desk.loop.advance(ms); };
 }
@@ -116,11 +110,12 @@ TEST(SessionEventOrder, HoldsItsRuleOnRandomDays) {
       const bool absent = pick(3) == 0;
       const int kind = pick(10);
       const bool told = kind < 5;
-      if (told) (kind == 0 ? isFound(source, absent) : absent ? begins(source) : ends(source))(desk);
+      if (kind == 0) desk.order.found(source, absent);
+      if (told && kind != 0) desk.order.changed(source, absent);
       if (kind == 5) lock(desk);
       if (kind == 6) unlock(desk);
       if (kind == 7) newObserver(desk);
-      if (kind == 8) goes(source)(desk);
+      if (kind == 8) desk.order.lost(source);
       if (kind == 9) desk.loop.advance(pick(23) * 1'009);
       const std::int64_t now = desk.loop.nowMs();
       if (kind == 5) requestedUntil = now + 60'000;

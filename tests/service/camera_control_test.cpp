@@ -26,20 +26,35 @@ class CameraControlTest : public testing::Test, protected test::TestCore {
   }
 };
 
-TEST_F(CameraControlTest, ACalibrationFailsWithWhateverSpeaksAgainstTheCamera) {
-  const Phase failed =
-      Phase::failed("La caméra reste fermée tant que la session est verrouillée, en veille ou en pause.");
-  for (const auto rest : {CameraControl::Rest::away, CameraControl::Rest::lowBattery}) {
-    const auto calibration = newCalibration();
+TEST_F(CameraControlTest, ACalibrationCountsAndMeasuresTheMedianFace) {
+  const auto calibration = newCalibration();
+  const Phase failed = Phase::failed("Aucun visage détecté. Assurez-vous d'être bien en face de la caméra.");
+  const struct {
+    std::vector<double> widths;
+    Phase expected;
+  } cases[] = {
+      {{0.30, 0.10, 0.20}, Phase::done(49)},  {{0.16, 0.10, 0.14, 0.12}, Phase::done(70)},
+      {{0.15, 0.15, 0.15}, Phase::done(66)},  {{0.5, 0.5, 0.5}, Phase::done(30)},
+      {{0.02, 0.02, 0.02}, Phase::done(200)}, {{0.2, 0.2}, failed},
+  };
+  std::vector<std::int64_t> counted;
+  const auto watch = calibration->phase().onChange([&](const Phase& p) { counted.push_back(p.remaining); });
+  for (const auto& [widths, expected] : cases) {
+    counted.clear();
     calibration->start();
-    see(alone, 4000);
-    EXPECT_EQ(calibration->phase().get(), Phase::measuring());
-    control->setRest(rest, true);
+    machine.advance(3000, 500);
+    for (const double width : widths) camera->analyzer()->onCalibrationSample(width);
     machine.settle();
-    EXPECT_EQ(calibration->phase().get(), failed);
-    EXPECT_FALSE(machine.session->running);
-    control->setRest(rest, false);
+    EXPECT_THAT(counted, testing::ElementsAre(3, 2, 1, 0));
+    EXPECT_EQ(calibration->phase().get(), Phase::measuring());
+    machine.advance(3000, 500);
+    EXPECT_EQ(calibration->phase().get(), expected) << widths[0];
+    EXPECT_EQ(camera->analyzer(), nullptr) << "detached, and nobody else wants frames";
+    calibration->start();
+    EXPECT_EQ(calibration->phase().get(), expected) << "only from idle";
+    calibration->cancel();
   }
+  EXPECT_FALSE(machine.session->running) << "the light is out";
 }
 
 TEST_F(CameraControlTest, ProtectionComesAndGoesUnderACalibration) {
@@ -59,6 +74,7 @@ TEST_F(CameraControlTest, ProtectionComesAndGoesUnderACalibration) {
 TEST_F(CameraControlTest, AStartWithoutACameraIsTriedEveryFiveSecondsAndToldOnce) {
   machine.session->cameras.clear();
   machine.session->seen = false;
+  service->start();
   start();
   EXPECT_TRUE(service->isStarting());
   EXPECT_EQ(failure(), FailureKind::noCamera);
@@ -71,9 +87,9 @@ TEST_F(CameraControlTest, AStartWithoutACameraIsTriedEveryFiveSecondsAndToldOnce
   plug();
   EXPECT_TRUE(service->isActive());
   EXPECT_TRUE(desktop.notifications->shown.empty());
-  see(alone, 5000);
+  see(alone, 5900);
   stop();
-  EXPECT_EQ(stats->stats.get(), (FilterStats{0, 1, 5})) << "waiting is not protection";
+  EXPECT_EQ(stats->stats.get(), (FilterStats{0, 1, 5})) << "once, its whole seconds, and not the waiting";
 }
 
 TEST_F(CameraControlTest, APermissionThatIsDeniedIsToldAndNotAskedForAgain) {

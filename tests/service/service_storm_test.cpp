@@ -6,7 +6,6 @@
 #include <deque>
 #include <functional>
 #include <iostream>
-#include <iterator>
 #include <random>
 #include <string>
 #include <utility>
@@ -400,9 +399,7 @@ TEST_F(ServiceStormTest, AHundredThousandRandomStepsBreakNoRule) {
     end();
     if (HasFailure()) return tellSteps(seed);
   }
-  std::cout << lives * stepsInALife << " steps: protected after " << actives << ", alert " << alerts
-            << ", blind and said so " << busy << ", calibrating " << measured << ", held to see " << healed
-            << '\n';
+  // What the rules were held against.
   EXPECT_GT(actives, 10'000);
   EXPECT_GT(alerts, 500);
   EXPECT_GT(busy, 2000);

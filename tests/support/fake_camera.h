@@ -29,7 +29,6 @@ class FakeCaptureSession final : public CaptureSession {
   std::vector<std::function<void(bool)>> accessRequests;
   bool running = false;
   int starts = 0;
-  int configurations = 0;
   std::optional<CaptureRequest> request;  ///< the last one, unless that failed
   FrameDemand demand;
   std::function<void(const FrameRef&)> previewTap;
@@ -59,7 +58,6 @@ class FakeCaptureSession final : public CaptureSession {
   [[nodiscard]] std::optional<CaptureError> interruptionCause() const override { return cause; }
 
   [[nodiscard]] std::optional<CaptureError> configure(CaptureRequest asked) override {
-    ++configurations;
     request.reset();
     if (configureError) return configureError;
     const auto isListed = [&] {

@@ -25,7 +25,6 @@ class FakeSessionEvents final : public SessionEvents {
   bool answering = true;  ///< those who know of a lock answer at once
   int closings = 0;       ///< how often the camera was said to be closed
   bool isAway = false;
-  bool locked = false;
   std::function<void()> known;  ///< who waits for an answer
 
   [[nodiscard]] Registration install(Observer told) override { return observer.connect(std::move(told)); }
@@ -44,7 +43,7 @@ class FakeSessionEvents final : public SessionEvents {
     isAway = isGoingAway(event);
     observer.emit(event);
   }
-  [[nodiscard]] bool isLocked() const override { return locked; }
+  [[nodiscard]] bool isLocked() const override { return isAway; }
   void cameraIsClosed() override { ++closings; }
   void setResting(bool now) override { resting = now; }
 

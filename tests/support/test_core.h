@@ -88,19 +88,16 @@ struct TestCore {
       std::make_shared<AVCaptureManager>(machine.session, machine.cameraQueue, machine.environment());
   std::shared_ptr<OverlayWindowManager> overlay =
       std::make_shared<OverlayWindowManager>(backend, machine.mainLoop, machine.loop);
-  std::shared_ptr<OverlayWindowManager> retroOverlay = std::make_shared<OverlayWindowManager>(
-      std::make_shared<FakeOverlayBackend>(), machine.mainLoop, machine.loop);
   std::shared_ptr<MemoryUserDefaults> defaults = std::make_shared<MemoryUserDefaults>();
   std::shared_ptr<FakeLoginItem> loginItem = std::make_shared<FakeLoginItem>();
   std::shared_ptr<SettingsRepository> settings = std::make_shared<SettingsRepository>(defaults, loginItem);
-  std::shared_ptr<StatsRepository> stats =
-      std::make_shared<StatsRepository>(std::make_shared<MemoryUserDefaults>());
+  std::shared_ptr<StatsRepository> stats = std::make_shared<StatsRepository>(defaults);
   FakeDesktop desktop{machine.mainLoop};
   std::shared_ptr<CameraControl> control = std::make_shared<CameraControl>(
       CameraControl::Dependencies{machine.mainLoop, machine.loop, camera, machine.session, desktop.session});
   std::shared_ptr<PrivacyFilterService> service = std::make_shared<PrivacyFilterService>(ServiceDependencies{
       platform(), camera, control, overlay,
-      std::make_shared<RetroPiPManager>(retroOverlay, machine.mainLoop, machine.loop), settings, stats});
+      std::make_shared<RetroPiPManager>(overlay, machine.mainLoop, machine.loop), settings, stats});
 
   const FaceDetections alone = detectionsOf({faceOf(0.2)}, {faceOf(0.2)});
   const FaceDetections lookingAway = detectionsOf({faceOf(0.2)}, {faceOf(0.2, 0.1, 0.8)});
