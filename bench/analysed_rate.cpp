@@ -44,7 +44,7 @@ class DetectionLine {
         camera(std::make_shared<AVCaptureManager>(captureSession, cameraQueue, environment)) {}
   ~DetectionLine() {
     camera->setAnalyzer(nullptr);
-    camera->stopSession();
+    camera->stopSession(nullptr);
     // What is queued still refers to objects of this one.
     (void)runUntil([this] { return !camera->isRunning().get(); }, std::chrono::seconds(10));
     cameraQueue->sync([] {});

@@ -180,7 +180,7 @@ void AVCaptureManager::stopSession(std::function<void()> closed) {
     session->stopRunning();
     mainLoop->post([weak, closed = std::move(closed)] {
       if (const auto self = weak.lock()) self->sessionStopped();
-      closed();
+      if (closed) closed();
     });
   });
 }

@@ -40,12 +40,9 @@ class CameraFeedProviding {
 
   /// Starts the session; `completion` is called once, in a later turn, unless a stop comes before.
   virtual void startSession(StartCompletion completion) = 0;
-  /// Stops the session, and wins over a start that is under way. Returns at once; `closed` is called in a
-  /// later turn, when the device is closed.
+  /// Stops the session, and wins over a start that is under way. Returns at once; `closed`, where there is
+  /// one, is called in a later turn, when the device is closed.
   virtual void stopSession(std::function<void()> closed) = 0;
-  void stopSession() {
-    stopSession([] {});
-  }
 };
 
 /// Owns the use of the machine's one capture session: asks for the camera, configures, starts, stops and
@@ -83,7 +80,6 @@ class AVCaptureManager final : public CameraFeedProviding,
   /// `configurationFailed`, the device's error or the detector's. A camera that is busy or away just then is
   /// no failure: the session runs interrupted and recovers by itself.
   void startSession(StartCompletion completion) override;
-  using CameraFeedProviding::stopSession;
   void stopSession(std::function<void()> closed) override;
 
   /// Chooses a camera, at once when the session runs. Reports no errors.

@@ -202,7 +202,7 @@ void CameraControl::close() {
   timer_.reset();
   cause_.reset();
   if (const auto analyzer = uses_.camera->analyzer()) analyzer->isSuspended = true;
-  uses_.camera->stopSession();
+  uses_.camera->stopSession(nullptr);
 }
 
 /// Closing resets what is broken in session or detector: it is opened again only once it is closed.

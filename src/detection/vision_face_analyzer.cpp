@@ -84,13 +84,8 @@ void VisionFaceAnalyzer::analyzeWaiting() {
   const auto found = environment_.faceDetector->detect(*job->frame, job->timestampMs);
   if (!job->wantsRetro) job->frame.reset();
   if (found) {
-    processResults(found->rectangles, found->landmarks, job->timestampMs, std::move(job->frame));
-  } else {
-    reportFailure();
+    return processResults(found->rectangles, found->landmarks, job->timestampMs, std::move(job->frame));
   }
-}
-
-void VisionFaceAnalyzer::reportFailure() {
   environment_.mainLoop->post([weak = weak_from_this()] {
     if (const auto self = weak.lock()) self->onFailure();
   });

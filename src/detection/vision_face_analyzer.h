@@ -109,7 +109,6 @@ class VisionFaceAnalyzer : public std::enable_shared_from_this<VisionFaceAnalyze
   };
 
   void analyzeWaiting();
-  void reportFailure();
   void processResults(const FaceList& rectangles, const FaceList& landmarks, std::int64_t timestampMs,
                       FrameRef pixelBuffer);
 

@@ -22,7 +22,7 @@ class AVCaptureManagerTest : public testing::Test {
     machine.settle();
   }
   void stop() {
-    manager->stopSession();
+    manager->stopSession(nullptr);
     machine.settle();
   }
   std::shared_ptr<VisionFaceAnalyzer> analyzer(std::int64_t fps = 10) {
@@ -57,7 +57,8 @@ TEST_F(AVCaptureManagerTest, StartsThatOverlapAreOneAndOneAfterAStopIsAnother) {
 }
 
 TEST_F(AVCaptureManagerTest, AStopWinsOverAStartThatIsUnderWay) {
-  const auto overtake = [this] { manager->stopSession(); };  // the main thread waits in settle() meanwhile
+  // The main thread waits in settle() meanwhile.
+  const auto overtake = [this] { manager->stopSession(nullptr); };
   machine.detector->whilePreparing = overtake;
   startAndSettle();
   machine.detector->whilePreparing = nullptr;
