@@ -29,7 +29,7 @@ class AVCaptureManagerTest : public testing::Test {
     return std::make_shared<VisionFaceAnalyzer>(fps, machine.environment());
   }
 
-  test::TestMachine machine;
+  test::TestMachine machine{test::TestMachine::Queues::manual};
   test::FakeCaptureSession& session = *machine.session;
   std::shared_ptr<AVCaptureManager> manager =
       std::make_shared<AVCaptureManager>(machine.session, machine.cameraQueue, machine.environment());
@@ -57,7 +57,6 @@ TEST_F(AVCaptureManagerTest, StartsThatOverlapAreOneAndOneAfterAStopIsAnother) {
 }
 
 TEST_F(AVCaptureManagerTest, AStopWinsOverAStartThatIsUnderWay) {
-  // The main thread waits in settle() meanwhile.
   const auto overtake = [this] { manager->stopSession(nullptr); };
   machine.detector->whilePreparing = overtake;
   startAndSettle();
