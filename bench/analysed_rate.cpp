@@ -72,7 +72,7 @@ class DetectionLine {
   const std::shared_ptr<SerialQueue> analysisQueue =
       std::make_shared<SerialQueue>("com.mardeck.sentrel.vision");
   const std::shared_ptr<PipeWireCaptureSession> captureSession =
-      std::make_shared<PipeWireCaptureSession>(mainLoop, cameraQueue);
+      PipeWireCaptureSession::create(mainLoop, cameraQueue);
   const AnalysisEnvironment environment;
   const std::shared_ptr<AVCaptureManager> camera;
 };

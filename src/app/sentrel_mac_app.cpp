@@ -266,8 +266,7 @@ void SentrelMacApp::installPlatform() {
   platform.userDefaults = defaults_;
   consent_ = std::make_shared<CameraConsent>(
       defaults_->value(rawValue(SettingsKey::hasCompletedOnboarding)) == DefaultsValue(true));
-  platform.captureSession =
-      std::make_shared<PipeWireCaptureSession>(mainLoop_, platform.cameraQueue, consent_);
+  platform.captureSession = PipeWireCaptureSession::create(mainLoop_, platform.cameraQueue, consent_);
   platform.loginItem = std::make_shared<AutostartLoginItem>();
   platform.notifications = std::make_shared<DesktopNotifications>(mainLoop_, sessionBus_);
   platform.haptics = std::make_shared<FeedbackdHaptics>(sessionBus_);

@@ -4,11 +4,46 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <string>
+#include <algorithm>
 #include <system_error>
 #include <utility>
 
 namespace sentrel {
+
+namespace {
+
+/// One is filled while one waits for the analysis, one is analysed, and the others are shown, wait to be
+/// shown or are kept for a moment by whoever looks at a frame.
+constexpr std::size_t pooledFrames = 8;
+
+/// How long a camera may take from the connection to its first frame before it is asked anew.
+constexpr std::chrono::seconds slowStart{6};
+
+/// A camera that was just plugged in is refused until the session manager knows it too: hardly a moment, too
+/// short to alarm anybody, and over long before this many attempts.
+constexpr int quietFailures = 3;
+constexpr std::chrono::milliseconds firstRetry{50};
+constexpr std::chrono::milliseconds longestRetry{2000};
+
+std::chrono::milliseconds retryPause(int failures) {
+  auto pause = firstRetry;
+  for (int i = 1; i < failures && pause < longestRetry; ++i) pause *= 2;
+  return std::min(pause, longestRetry);
+}
+
+SteadyTime steadyNow() {
+  return std::chrono::steady_clock::now();
+}
+
+CaptureError unavailable(const char* message) {
+  return {CaptureError::Kind::deviceUnavailable, message};
+}
+
+CaptureError noService() {
+  return {CaptureError::Kind::noService, "PipeWire is not running; cameras need pipewire and wireplumber"};
+}
+
+}  // namespace
 
 bool mayReadVideoDevices(const std::filesystem::path& folder) {
   bool found = false;
@@ -23,34 +58,74 @@ bool mayReadVideoDevices(const std::filesystem::path& folder) {
   return !found;
 }
 
+std::shared_ptr<PipeWireCaptureSession> PipeWireCaptureSession::create(
+    std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<SerialQueue> cameraQueue,
+    std::shared_ptr<CameraConsent> consent) {
+  std::shared_ptr<PipeWireCaptureSession> session(
+      new PipeWireCaptureSession(std::move(mainLoop), std::move(cameraQueue), std::move(consent)));
+  session->connection_.open();
+  session->loop_.start();
+  // A delivery that is under way keeps the session itself until it returns.
+  auto* const used = session.get();
+  return {used, [session = std::move(session)](PipeWireCaptureSession*) mutable {
+            session->shutDown();
+            session.reset();
+          }};
+}
+
 PipeWireCaptureSession::PipeWireCaptureSession(std::shared_ptr<MainLoop> mainLoop,
                                                std::shared_ptr<SerialQueue> cameraQueue,
                                                std::shared_ptr<CameraConsent> consent)
     : mainLoop_(std::move(mainLoop)),
       cameraQueue_(std::move(cameraQueue)),
       consent_(std::move(consent)),
-      self_(std::make_shared<PipeWireCaptureSession*>(this)) {
-  engine_ = std::make_shared<CaptureEngine>(
-      cameraQueue_,
-      CaptureEngine::Events{.interrupted = emitter(&CaptureSession::wasInterrupted, true),
-                            .interruptionEnded = emitter(&CaptureSession::interruptionEnded, true),
-                            .devicesChanged = emitter(&CaptureSession::devicesChanged, false)});
-  engine_->start();
-}  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks): the analyser loses track of what std::function owns
+      loop_("sentrel-camera"),
+      reconcileSoon_(loop_, [this] { reconcile(); }),
+      watchTimer_(loop_, [this] { watchTick(); }),
+      paceTimer_(loop_, [this] { pump(); }),
+      directory_({.devicesChanged =
+                      [this] {
+                        reconcileSoon_.signal();
+                        report(&CaptureSession::devicesChanged);
+                      },
+                  .completed = [this] { reconcileSoon_.signal(); }}),
+      connection_(loop_, {.connected =
+                              [this](pw_core* core) {
+                                serviceMissing_ = false;
+                                directory_.attach(core);
+                              },
+                          .lost =
+                              [this] {
+                                serviceMissing_ = true;
+                                stream_.reset();
+                                directory_.detach();
+                                reconcileSoon_.signal();
+                              },
+                          .absent =
+                              [this] {
+                                if (!serviceMissing_.exchange(true)) reconcileSoon_.signal();
+                              }}) {}
 
 PipeWireCaptureSession::~PipeWireCaptureSession() {
-  engine_->shutDown();
+  shutDown();
 }
 
-std::function<void()> PipeWireCaptureSession::emitter(Signal<> CaptureSession::*signal, bool onlyWhileOpen) {
-  // The engine may outlive this object by a delivery that is under way, hence weakly.
-  return [loop = mainLoop_, self = std::weak_ptr(self_), signal, onlyWhileOpen] {
-    loop->post([self, signal, onlyWhileOpen] {
-      const auto session = self.lock();
-      // A report that was under way when the camera was closed is of no interest any more.
-      if (session && (!onlyWhileOpen || (*session)->engine_->isOpen())) ((*session)->*signal).emit();
-    });
-  };
+void PipeWireCaptureSession::shutDown() {
+  loop_.call([this] {
+    ended_ = true;
+    closeCamera();
+    connection_.close();
+  });
+  loop_.stop();
+}
+
+/// Emits the signal in a later turn of the main loop.
+void PipeWireCaptureSession::report(Signal<> CaptureSession::*signal) {
+  mainLoop_->post([weak = weak_from_this(), signal] {
+    const auto self = weak.lock();
+    // A report that was under way when the camera was closed is of no interest any more.
+    if (self && (self->open_ || signal == &CaptureSession::devicesChanged)) ((*self).*signal).emit();
+  });
 }
 
 AuthorizationStatus PipeWireCaptureSession::authorizationStatus() const {
@@ -71,51 +146,302 @@ void PipeWireCaptureSession::requestAccess(std::function<void(bool granted)> ans
 }
 
 std::optional<CaptureError> PipeWireCaptureSession::awaitDevices(std::chrono::milliseconds timeout) {
-  if (engine_->directory().awaitFirst(timeout)) return std::nullopt;
-  return engine_->missingCamera();
+  if (directory_.awaitFirst(timeout)) return std::nullopt;
+  return serviceMissing_ ? noService() : unavailable("no camera is connected");
 }
 
 std::vector<CameraDevice> PipeWireCaptureSession::devices() const {
-  return engine_->directory().listing().devices;
+  return directory_.listing().devices;
 }
 
 std::optional<CaptureError> PipeWireCaptureSession::interruptionCause() const {
-  return engine_->interruptionCause();
-}
-
-std::optional<CaptureError> PipeWireCaptureSession::configure(CaptureRequest request) {
-  if (authorizationStatus() == AuthorizationStatus::denied) {
-    engine_->setRequest(std::nullopt);
-    return CaptureError{CaptureError::Kind::accessDenied, "no video device may be opened by this user"};
-  }
-  // A camera that is away for now is waited for; one that never was may be a leftover of the settings.
-  if (request.deviceID && !engine_->directory().hasSeen(*request.deviceID)) request.deviceID.reset();
-  engine_->setRequest(std::move(request));
-  return std::nullopt;
-}
-
-void PipeWireCaptureSession::startRunning() {
-  engine_->setRunning(true);
-}
-
-void PipeWireCaptureSession::stopRunning() {
-  engine_->setRunning(false);
-}
-
-void PipeWireCaptureSession::setFrameDemand(FrameDemand demand) {
-  cameraQueue_->async([engine = std::weak_ptr(engine_), demand] {
-    if (const auto live = engine.lock()) live->setDemand(demand);
-  });
-}
-
-void PipeWireCaptureSession::setPreviewTap(std::function<void(const FrameRef&)> onFrame) {
-  cameraQueue_->async([engine = std::weak_ptr(engine_), onFrame = std::move(onFrame)]() mutable {
-    if (const auto live = engine.lock()) live->setPreviewTap(std::move(onFrame));
-  });
+  const std::lock_guard lock(causeMutex_);
+  return cause_;
 }
 
 std::optional<CameraDevice> PipeWireCaptureSession::currentDevice() const {
-  return engine_->currentDevice();
+  const std::lock_guard lock(causeMutex_);
+  return currentDevice_;
+}
+
+void PipeWireCaptureSession::setCause(std::optional<CaptureError> cause) {
+  const std::lock_guard lock(causeMutex_);
+  cause_ = std::move(cause);
+}
+
+void PipeWireCaptureSession::setFrameDemand(FrameDemand demand) {
+  changeOrders([demand](Orders& wanted) { wanted.demand = demand; });
+}
+
+void PipeWireCaptureSession::setPreviewTap(std::function<void(const FrameRef&)> onFrame) {
+  changeOrders([onFrame = std::move(onFrame)](Orders& wanted) { wanted.preview = onFrame; });
+}
+
+void PipeWireCaptureSession::changeOrders(std::function<void(Orders&)> change) {
+  cameraQueue_->async([weak = weak_from_this(), change = std::move(change)] {
+    const auto self = weak.lock();
+    if (!self) return;
+    change(self->wanted_);
+    self->applyOrders();
+  });
+}
+
+// Camera queue.
+
+std::optional<CaptureError> PipeWireCaptureSession::configure(CaptureRequest request) {
+  const bool denied = authorizationStatus() == AuthorizationStatus::denied;
+  // A camera that is away for now is waited for; one that never was may be a leftover of the settings.
+  if (request.deviceID && !directory_.hasSeen(*request.deviceID)) request.deviceID.reset();
+  wanted_.request = denied ? std::nullopt : std::optional(std::move(request));
+  applyOrders(Retarget::yes);
+  if (!denied) return std::nullopt;
+  return CaptureError{CaptureError::Kind::accessDenied, "no video device may be opened by this user"};
+}
+
+void PipeWireCaptureSession::startRunning() {
+  wanted_.running = true;
+  applyOrders();
+}
+
+void PipeWireCaptureSession::stopRunning() {
+  wanted_.running = false;
+  applyOrders();
+}
+
+void PipeWireCaptureSession::applyOrders(Retarget retarget) {
+  if (!wanted_.preview || !wanted_.demand.wanted || !wanted_.running) held_.reset();
+  loop_.call([this, retarget] {
+    orders_ = wanted_;
+    holdsFrame_ = held_ != nullptr;
+    retarget_ = retarget_ || retarget == Retarget::yes;
+    pacer_.setPace(std::chrono::milliseconds(orders_.demand.paceMs));
+    reconcile();
+    pump();
+  });
+  if (open_) return;
+  // Nothing reads the camera any more. A frame that somebody still holds goes when it is let go.
+  held_.reset();
+  pool_.reset();
+  converter_.reset();
+}
+
+/// Converts the leased frame: for the consumer when the pace says so, and for whoever looks at every one.
+void PipeWireCaptureSession::deliver(bool due) {
+  std::shared_ptr<Frame> frame;  // none while all pooled ones are in use
+  bool readable = true;
+  const bool leased = lease_.use([&](const RawFrame& raw) {
+    if (!pool_) pool_.emplace(pooledFrames);
+    if (!converter_) converter_.emplace();
+    if (wanted_.request) frame = pool_->acquire(wanted_.request->width, wanted_.request->height);
+    if (frame) readable = converter_->convert(raw, *frame);
+  });
+  if (!leased) {
+    const PipeWireLoop::Lock lock(loop_);
+    if (due) handOnIsDue_ = false;
+    return;
+  }
+
+  bool handedOn = false;
+  if (!readable) {
+    brokenFrames_.fetch_add(1, std::memory_order_relaxed);
+  } else if (frame) {
+    if (wanted_.preview) wanted_.preview(frame);
+    held_.reset();
+    if (due) {
+      handedOn = handOn(frame);
+    } else if (wanted_.demand.wanted) {
+      held_ = std::move(frame);
+    }
+  }
+  const PipeWireLoop::Lock lock(loop_);
+  holdsFrame_ = held_ != nullptr;
+  if (due) handOnIsDue_ = false;
+  frameRead(readable, handedOn ? std::optional(steadyNow()) : std::nullopt);
+}
+
+/// The pace allows a frame, and none is newer than the one that was only looked at.
+void PipeWireCaptureSession::deliverHeld() {
+  const FrameRef frame = std::exchange(held_, nullptr);
+  const bool handedOn = frame != nullptr && wanted_.demand.wanted && handOn(frame);
+  const PipeWireLoop::Lock lock(loop_);
+  handOnIsDue_ = false;
+  if (handedOn) pacer_.handedOn(steadyNow());
+  pump();
+}
+
+bool PipeWireCaptureSession::handOn(const FrameRef& frame) {
+  if (!wanted_.request || !wanted_.request->onFrame) return false;
+  wanted_.request->onFrame(frame);
+  return true;
+}
+
+// PipeWire loop.
+
+bool PipeWireCaptureSession::shouldBeOpen() const {
+  return !ended_ && orders_.request && orders_.running && (orders_.demand.wanted || orders_.preview);
+}
+
+void PipeWireCaptureSession::reconcile() {
+  if (!shouldBeOpen()) {
+    closeCamera();
+    return;
+  }
+  const SteadyTime now = steadyNow();
+  if (!watch_.isOpen()) openCamera(now);
+  dropLostStream(now);
+  retargetStream(now);
+  if (!stream_) connectStream(now);
+  armWatch(now);
+}
+
+void PipeWireCaptureSession::openCamera(SteadyTime now) {
+  open_ = true;
+  watch_.open(now);
+  pacer_.reset();
+  retry_ = {};
+  connection_.setNeeded(true);
+}
+
+void PipeWireCaptureSession::closeCamera() {
+  open_ = false;
+  stream_.reset();
+  watch_.close();
+  watchTimer_.disarm();
+  paceTimer_.disarm();
+  connection_.setNeeded(false);
+  setCause({});
+}
+
+void PipeWireCaptureSession::dropLostStream(SteadyTime now) {
+  if (!stream_) return;
+  if (const auto error = stream_->error()) {
+    streamFailed(now, *error);
+  } else if (!directory_.hasSerial(stream_->nodeSerial())) {
+    stream_.reset();
+    reportLost(now, unavailable("the camera has gone"));
+  }
+}
+
+void PipeWireCaptureSession::streamFailed(SteadyTime now, const CaptureError& error) {
+  const std::string serial = stream_->nodeSerial();
+  if (retry_.serial != serial) retry_ = {serial};
+  ++retry_.failures;
+  retry_.due = now + retryPause(retry_.failures);
+  stream_.reset();
+  setCause(error);
+  const bool mayBeTooEarly = !streamHasDelivered_ && error.kind == CaptureError::Kind::deviceUnavailable;
+  if (!mayBeTooEarly || retry_.failures >= quietFailures) reportLost(now, error);
+}
+
+void PipeWireCaptureSession::retargetStream(SteadyTime now) {
+  if (!std::exchange(retarget_, false) || !stream_) return;
+  const auto device = directory_.listing().choose(orders_.request->deviceID);
+  const bool sameDevice = device && directory_.serialOf(device->uniqueID) == stream_->nodeSerial();
+  const bool sameSize =
+      stream_->wantedWidth() == orders_.request->width && stream_->wantedHeight() == orders_.request->height;
+  if (sameDevice && sameSize) return;
+  stream_.reset();
+  retry_ = {};
+  watch_.restart(now);
+}
+
+void PipeWireCaptureSession::connectStream(SteadyTime now) {
+  if (!connection_.isConnected()) {
+    if (serviceMissing_) reportLost(now, noService());
+    return;
+  }
+  if (!directory_.isComplete()) return;  // its completion calls again
+  const auto device = directory_.listing().choose(orders_.request->deviceID);
+  if (!device) {
+    reportLost(now, unavailable("no camera is connected"));
+    return;
+  }
+  const std::string serial = directory_.serialOf(device->uniqueID);
+  if (serial == retry_.serial && now < retry_.due) return;
+  {
+    const std::lock_guard lock(causeMutex_);
+    currentDevice_ = device;
+  }
+  stream_.emplace(connection_.context(), serial, orders_.request->width, orders_.request->height, lease_,
+                  brokenFrames_,
+                  CaptureStream::Events{.frameArrived = [this] { frameArrived(); },
+                                        .failed = [this] { reconcileSoon_.signal(); }});
+  streamBegun_ = now;
+  streamHasDelivered_ = false;
+}
+
+void PipeWireCaptureSession::armWatch(SteadyTime now) {
+  auto next = watch_.nextTick();
+  if (!stream_ && now < retry_.due) next = std::min(next.value_or(retry_.due), retry_.due);
+  if (next) watchTimer_.arm(*next);
+}
+
+void PipeWireCaptureSession::watchTick() {
+  const SteadyTime now = steadyNow();
+  if (watch_.tick(now)) {
+    if (stream_) endSilentStream(now);
+    report(&CaptureSession::wasInterrupted);
+  }
+  reconcile();
+}
+
+void PipeWireCaptureSession::endSilentStream(SteadyTime now) {
+  // No error need come when a link breaks, and a device's own failure is told to its node alone.
+  const std::string nodeError = directory_.errorOf(stream_->nodeSerial());
+  setCause(nodeError.empty() ? unavailable("the camera gives no picture") : captureErrorFrom(nodeError));
+  // A camera that is still starting is left alone for longer.
+  const bool hasHadItsTime = streamHasDelivered_ || now - streamBegun_ >= slowStart;
+  if (hasHadItsTime || !nodeError.empty()) stream_.reset();
+}
+
+void PipeWireCaptureSession::frameArrived() {
+  // Whether a compressed frame is good is known only once it is read.
+  if (stream_->pixels() != PixelFormat::mjpeg) goodFrame(steadyNow());
+  pump();
+}
+
+bool PipeWireCaptureSession::wantsNow(SteadyTime now) const {
+  return orders_.demand.wanted && !handOnIsDue_ && now >= pacer_.due();
+}
+
+void PipeWireCaptureSession::pump() {
+  if (!stream_ || stream_->isLeased()) return;
+  const bool due = wantsNow(steadyNow());
+  if (stream_->hasFrame() && (due || orders_.preview)) {
+    stream_->startLease();
+    handOnIsDue_ = handOnIsDue_ || due;
+    cameraQueue_->async([weak = weak_from_this(), due] {
+      if (const auto self = weak.lock()) self->deliver(due);
+    });
+  } else if (holdsFrame_ && due) {
+    holdsFrame_ = false;
+    handOnIsDue_ = true;
+    cameraQueue_->async([weak = weak_from_this()] {
+      if (const auto self = weak.lock()) self->deliverHeld();
+    });
+  } else if (orders_.demand.wanted && (stream_->hasFrame() || holdsFrame_)) {
+    paceTimer_.arm(pacer_.due());
+  }
+}
+
+void PipeWireCaptureSession::frameRead(bool readable, std::optional<SteadyTime> handedOnAt) {
+  if (handedOnAt) pacer_.handedOn(*handedOnAt);
+  if (!stream_) return;
+  stream_->endLease();
+  if (readable) goodFrame(steadyNow());
+  pump();
+}
+
+void PipeWireCaptureSession::goodFrame(SteadyTime now) {
+  if (!std::exchange(streamHasDelivered_, true)) retry_ = {};
+  if (!watch_.goodFrame(now)) return;
+  setCause({});
+  report(&CaptureSession::interruptionEnded);
+}
+
+void PipeWireCaptureSession::reportLost(SteadyTime now, CaptureError cause) {
+  setCause(std::move(cause));
+  if (watch_.lost(now)) report(&CaptureSession::wasInterrupted);
 }
 
 }  // namespace sentrel

@@ -1,11 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <atomic>
+#include <chrono>
+#include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
 
-#include "linux/camera/capture_engine.h"
+#include "linux/camera/camera_directory.h"
+#include "linux/camera/capture_stream.h"
+#include "linux/camera/capture_timing.h"
+#include "linux/camera/frame_converter.h"
+#include "linux/camera/pipewire_loop.h"
 #include "platform/capture_session.h"
+#include "support/frame.h"
 #include "support/main_loop.h"
 #include "support/serial_queue.h"
 
@@ -15,14 +28,19 @@ namespace sentrel {
 /// would wake a camera. Any thread.
 [[nodiscard]] bool mayReadVideoDevices(const std::filesystem::path& folder = "/dev");
 
-/// The capture session on PipeWire. A picture of another size than the one asked for is cut to its shape
-/// about the centre and scaled. Made and destroyed on the main thread.
-class PipeWireCaptureSession final : public CaptureSession {
+/// The capture session on PipeWire. It holds one stream exactly while it runs, frames are wanted and there is
+/// a request; it paces, converts and recovers. The PipeWire loop decides, the camera queue converts and
+/// delivers. A picture of another size than the one asked for is cut to its shape about the centre and
+/// scaled.
+class PipeWireCaptureSession final : public CaptureSession,
+                                     public std::enable_shared_from_this<PipeWireCaptureSession> {
  public:
-  /// Without `consent` the person is not asked.
-  PipeWireCaptureSession(std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<SerialQueue> cameraQueue,
-                         std::shared_ptr<CameraConsent> consent = nullptr);
-  /// Closes the camera and returns once its thread has ended.
+  /// Without `consent` the person is not asked. When the last owner of what this gives lets go, the camera is
+  /// closed and its thread has ended before that returns; nothing is called afterwards, save a delivery that
+  /// is under way. Any thread but the session's own.
+  [[nodiscard]] static std::shared_ptr<PipeWireCaptureSession> create(
+      std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<SerialQueue> cameraQueue,
+      std::shared_ptr<CameraConsent> consent = nullptr);
   ~PipeWireCaptureSession() override;
   PipeWireCaptureSession(const PipeWireCaptureSession&) = delete;
   PipeWireCaptureSession& operator=(const PipeWireCaptureSession&) = delete;
@@ -43,17 +61,97 @@ class PipeWireCaptureSession final : public CaptureSession {
   [[nodiscard]] std::optional<CameraDevice> currentDevice() const override;
 
   /// Frames dropped so far because they could not be trusted or read. Any thread.
-  [[nodiscard]] std::int64_t brokenFrames() const { return engine_->brokenFrames(); }
+  [[nodiscard]] std::int64_t brokenFrames() const { return brokenFrames_.load(); }
 
  private:
-  /// What the engine calls on its thread: emits `signal` in a later turn of the main loop.
-  [[nodiscard]] std::function<void()> emitter(Signal<> CaptureSession::*signal, bool onlyWhileOpen);
+  /// What the session is told to do.
+  struct Orders {
+    std::optional<CaptureRequest> request;  // without one the camera is closed
+    bool running = false;
+    FrameDemand demand;
+    std::function<void(const FrameRef&)> preview;  // who looks at every frame, or nobody
+  };
+
+  /// A node that has refused, and when it is asked again.
+  struct Retry {
+    std::string serial;
+    int failures = 0;
+    SteadyTime due{};
+  };
+
+  /// Whether the choice of the camera is made anew.
+  enum class Retarget { no, yes };
+
+  PipeWireCaptureSession(std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<SerialQueue> cameraQueue,
+                         std::shared_ptr<CameraConsent> consent);
+  void shutDown();
+
+  // Any thread.
+  void changeOrders(std::function<void(Orders&)> change);
+  void report(Signal<> CaptureSession::*signal);
+
+  // Camera queue.
+  void applyOrders(Retarget retarget = Retarget::no);
+  void deliver(bool due);
+  void deliverHeld();
+  bool handOn(const FrameRef& frame);
+
+  // PipeWire loop.
+  [[nodiscard]] bool shouldBeOpen() const;
+  void reconcile();
+  void openCamera(SteadyTime now);
+  void closeCamera();
+  void dropLostStream(SteadyTime now);
+  void streamFailed(SteadyTime now, const CaptureError& error);
+  void retargetStream(SteadyTime now);
+  void connectStream(SteadyTime now);
+  void armWatch(SteadyTime now);
+  void watchTick();
+  void endSilentStream(SteadyTime now);
+  void pump();
+  void frameArrived();
+  void frameRead(bool readable, std::optional<SteadyTime> handedOnAt);
+  [[nodiscard]] bool wantsNow(SteadyTime now) const;
+  void goodFrame(SteadyTime now);
+  void reportLost(SteadyTime now, CaptureError cause);
+  void setCause(std::optional<CaptureError> cause);
 
   std::shared_ptr<MainLoop> mainLoop_;
   std::shared_ptr<SerialQueue> cameraQueue_;
   std::shared_ptr<CameraConsent> consent_;
-  std::shared_ptr<PipeWireCaptureSession*> self_;  // what posted tasks hold weakly
-  std::shared_ptr<CaptureEngine> engine_;
+  std::atomic<std::int64_t> brokenFrames_{0};
+  BufferLease lease_;
+  std::atomic<bool> open_{false};  // the camera is meant to be open: reports count only then
+
+  std::atomic<bool> serviceMissing_{false};
+  mutable std::mutex causeMutex_;
+  std::optional<CaptureError> cause_;
+  std::optional<CameraDevice> currentDevice_;  // that streams, or did last
+
+  // Camera queue.
+  Orders wanted_;
+  FrameRef held_;  // the newest frame that was only looked at, for when the pace allows it
+  std::optional<FramePool> pool_;
+  std::optional<FrameConverter> converter_;
+
+  // PipeWire loop, under its lock.
+  PipeWireLoop loop_;
+  LoopEvent reconcileSoon_;
+  LoopTimer watchTimer_;
+  LoopTimer paceTimer_;
+  CameraDirectory directory_;
+  Orders orders_;  // those wanted, as the loop was told
+  bool ended_ = false;
+  bool holdsFrame_ = false;   // the camera queue has one that was only looked at
+  bool handOnIsDue_ = false;  // a frame is on its way to the consumer
+  bool retarget_ = false;
+  std::optional<CaptureStream> stream_;
+  SteadyTime streamBegun_{};
+  bool streamHasDelivered_ = false;
+  Retry retry_;
+  InterruptionWatch watch_;
+  FramePacer pacer_;
+  PipeWireConnection connection_;
 };
 
 }  // namespace sentrel

@@ -116,7 +116,7 @@ class CaptureUser {
 
   std::shared_ptr<ManualMainLoop> mainLoop = std::make_shared<ManualMainLoop>();
   std::shared_ptr<SerialQueue> queue = std::make_shared<SerialQueue>("com.mardeck.sentrel.camera");
-  std::unique_ptr<PipeWireCaptureSession> session = std::make_unique<PipeWireCaptureSession>(mainLoop, queue);
+  std::shared_ptr<PipeWireCaptureSession> session = PipeWireCaptureSession::create(mainLoop, queue);
   std::vector<SteadyClock::time_point>
       interruptions;  ///< when they were seen, at most some milliseconds late
   int ends = 0;       ///< of interruptions
