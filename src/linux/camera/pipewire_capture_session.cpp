@@ -214,7 +214,6 @@ void PipeWireCaptureSession::applyOrders(Retarget retarget) {
     orders_ = wanted_;
     holdsFrame_ = held_ != nullptr;
     retarget_ = retarget_ || retarget == Retarget::yes;
-    pacer_.setPace(std::chrono::milliseconds(orders_.demand.paceMs));
     reconcile();
     pump();
   });
@@ -265,7 +264,7 @@ void PipeWireCaptureSession::deliverHeld() {
   const bool handedOn = frame != nullptr && wanted_.demand.wanted && handOn(frame);
   const PipeWireLoop::Lock lock(loop_);
   handOnIsDue_ = false;
-  if (handedOn) pacer_.handedOn(steadyNow());
+  if (handedOn) handedOnAt_ = steadyNow();
   pump();
 }
 
@@ -297,7 +296,7 @@ void PipeWireCaptureSession::reconcile() {
 void PipeWireCaptureSession::openCamera(SteadyTime now) {
   open_ = true;
   watch_.open(now);
-  pacer_.reset();
+  handedOnAt_.reset();
   retry_ = {};
   connection_.setNeeded(true);
 }
@@ -400,13 +399,16 @@ void PipeWireCaptureSession::frameArrived() {
   pump();
 }
 
-bool PipeWireCaptureSession::wantsNow(SteadyTime now) const {
-  return orders_.demand.wanted && !handOnIsDue_ && now >= pacer_.due();
+/// When the next frame may be handed on: one pace after the last one, whenever the camera's frames arrive. A
+/// consumer that drops what comes too early then drops nothing, and its rate does not fall to the next
+/// divisor of the camera's.
+SteadyTime PipeWireCaptureSession::nextDue() const {
+  return handedOnAt_ ? *handedOnAt_ + std::chrono::milliseconds(orders_.demand.paceMs) : SteadyTime{};
 }
 
 void PipeWireCaptureSession::pump() {
   if (!stream_ || stream_->isLeased()) return;
-  const bool due = wantsNow(steadyNow());
+  const bool due = orders_.demand.wanted && !handOnIsDue_ && steadyNow() >= nextDue();
   if (stream_->hasFrame() && (due || orders_.preview)) {
     stream_->startLease();
     handOnIsDue_ = handOnIsDue_ || due;
@@ -420,12 +422,12 @@ void PipeWireCaptureSession::pump() {
       if (const auto self = weak.lock()) self->deliverHeld();
     });
   } else if (orders_.demand.wanted && (stream_->hasFrame() || holdsFrame_)) {
-    paceTimer_.arm(pacer_.due());
+    paceTimer_.arm(nextDue());
   }
 }
 
 void PipeWireCaptureSession::frameRead(bool readable, std::optional<SteadyTime> handedOnAt) {
-  if (handedOnAt) pacer_.handedOn(*handedOnAt);
+  if (handedOnAt) handedOnAt_ = handedOnAt;
   if (!stream_) return;
   stream_->endLease();
   if (readable) goodFrame(steadyNow());

@@ -14,8 +14,8 @@
 
 #include "linux/camera/camera_directory.h"
 #include "linux/camera/capture_stream.h"
-#include "linux/camera/capture_timing.h"
 #include "linux/camera/frame_converter.h"
+#include "linux/camera/interruption_watch.h"
 #include "linux/camera/pipewire_loop.h"
 #include "platform/capture_session.h"
 #include "support/frame.h"
@@ -111,7 +111,7 @@ class PipeWireCaptureSession final : public CaptureSession,
   void pump();
   void frameArrived();
   void frameRead(bool readable, std::optional<SteadyTime> handedOnAt);
-  [[nodiscard]] bool wantsNow(SteadyTime now) const;
+  [[nodiscard]] SteadyTime nextDue() const;
   void goodFrame(SteadyTime now);
   void reportLost(SteadyTime now, CaptureError cause);
   void setCause(std::optional<CaptureError> cause);
@@ -150,7 +150,7 @@ class PipeWireCaptureSession final : public CaptureSession,
   bool streamHasDelivered_ = false;
   Retry retry_;
   InterruptionWatch watch_;
-  FramePacer pacer_;
+  std::optional<SteadyTime> handedOnAt_;  // the last frame since the camera was opened
   PipeWireConnection connection_;
 };
 
