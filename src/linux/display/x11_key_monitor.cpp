@@ -50,49 +50,6 @@ Event as(const xcb_generic_event_t& event) {
 
 }  // namespace
 
-void X11ShortcutKeys::read(xcb_connection_t* connection) {
-  const xcb_setup_t* setup = xcb_get_setup(connection);
-  const auto first = setup->min_keycode;
-  const auto count = static_cast<std::uint8_t>(setup->max_keycode - first + 1);
-  const auto keysCookie = xcb_get_keyboard_mapping(connection, first, count);
-  const auto modifiersCookie = xcb_get_modifier_mapping(connection);
-  const auto keys = adopt(xcb_get_keyboard_mapping_reply(connection, keysCookie, nullptr));
-  const auto modifiers = adopt(xcb_get_modifier_mapping_reply(connection, modifiersCookie, nullptr));
-  if (!keys || !modifiers || keys->keysyms_per_keycode == 0) return;
-
-  const std::span symbols(xcb_get_keyboard_mapping_keysyms(keys.get()),
-                          static_cast<std::size_t>(xcb_get_keyboard_mapping_keysyms_length(keys.get())));
-  const std::size_t perKey = keys->keysyms_per_keycode;
-  std::set<xcb_keycode_t> superKeys;
-  for (auto& group : carryC_) group.clear();
-  for (std::size_t i = 0; i < symbols.size(); ++i) {
-    const auto keycode = static_cast<xcb_keycode_t>(first + i / perKey);
-    const std::size_t column = i % perKey;
-    // Two columns (plain, shifted) for each layout.
-    if (symbols[i] == smallC && column % 2 == 0 && column / 2 < groupCount)
-      carryC_[column / 2].insert(keycode);
-    if (symbols[i] == leftSuper || symbols[i] == rightSuper) superKeys.insert(keycode);
-  }
-
-  const std::span owners(xcb_get_modifier_mapping_keycodes(modifiers.get()),
-                         static_cast<std::size_t>(xcb_get_modifier_mapping_keycodes_length(modifiers.get())));
-  const std::size_t perModifier = owners.size() / modifierCount;
-  std::uint8_t mask = 0;
-  for (std::size_t i = 0; i < owners.size(); ++i) {
-    if (superKeys.contains(owners[i])) mask = static_cast<std::uint8_t>(mask | 1U << i / perModifier);
-  }
-  superMask_ = mask != 0 ? mask : static_cast<std::uint8_t>(XCB_MOD_MASK_4);
-}
-
-bool X11ShortcutKeys::isShortcut(std::uint32_t keycode, std::uint8_t modifiers, std::uint8_t group) const {
-  if ((modifiers & XCB_MOD_MASK_SHIFT) == 0 || (modifiers & superMask_) == 0) return false;
-  // A layout without a C (Greek, Cyrillic) stands beside one that has it.
-  const auto& active = carryC_[std::min<std::size_t>(group, groupCount - 1)];
-  const auto& keys = active.empty() ? carryC_[0] : active;
-  return keys.empty() ? keycode == usualKey
-                      : keycode <= 0xff && keys.contains(static_cast<xcb_keycode_t>(keycode));
-}
-
 bool X11KeyMonitor::isPossible() {
   const auto server = X11Connection::open();
   return server && canTellKeys(*server);
@@ -130,7 +87,7 @@ void X11KeyMonitor::selectKeys() {
 }
 
 void X11KeyMonitor::keyboardChanged() {
-  keys_.read(server_->get());
+  readKeys();
   const auto state = adopt(xcb_xkb_get_state_reply(
       server_->get(), xcb_xkb_get_state(server_->get(), XCB_XKB_ID_USE_CORE_KBD), nullptr));
   if (state) {
@@ -139,13 +96,59 @@ void X11KeyMonitor::keyboardChanged() {
   }
 }
 
+/// Waits for the server's answer.
+void X11KeyMonitor::readKeys() {
+  xcb_connection_t* connection = server_->get();
+  const xcb_setup_t* setup = xcb_get_setup(connection);
+  const auto first = setup->min_keycode;
+  const auto count = static_cast<std::uint8_t>(setup->max_keycode - first + 1);
+  const auto keysCookie = xcb_get_keyboard_mapping(connection, first, count);
+  const auto modifiersCookie = xcb_get_modifier_mapping(connection);
+  const auto keys = adopt(xcb_get_keyboard_mapping_reply(connection, keysCookie, nullptr));
+  const auto modifiers = adopt(xcb_get_modifier_mapping_reply(connection, modifiersCookie, nullptr));
+  if (!keys || !modifiers || keys->keysyms_per_keycode == 0) return;
+
+  const std::span symbols(xcb_get_keyboard_mapping_keysyms(keys.get()),
+                          static_cast<std::size_t>(xcb_get_keyboard_mapping_keysyms_length(keys.get())));
+  const std::size_t perKey = keys->keysyms_per_keycode;
+  std::set<xcb_keycode_t> superKeys;
+  for (auto& group : carryC_) group.clear();
+  for (std::size_t i = 0; i < symbols.size(); ++i) {
+    const auto keycode = static_cast<xcb_keycode_t>(first + i / perKey);
+    const std::size_t column = i % perKey;
+    // Two columns (plain, shifted) for each layout.
+    if (symbols[i] == smallC && column % 2 == 0 && column / 2 < groupCount)
+      carryC_[column / 2].insert(keycode);
+    if (symbols[i] == leftSuper || symbols[i] == rightSuper) superKeys.insert(keycode);
+  }
+
+  const std::span owners(xcb_get_modifier_mapping_keycodes(modifiers.get()),
+                         static_cast<std::size_t>(xcb_get_modifier_mapping_keycodes_length(modifiers.get())));
+  const std::size_t perModifier = owners.size() / modifierCount;
+  std::uint8_t mask = 0;
+  for (std::size_t i = 0; i < owners.size(); ++i) {
+    if (superKeys.contains(owners[i])) mask = static_cast<std::uint8_t>(mask | 1U << i / perModifier);
+  }
+  superMask_ = mask != 0 ? mask : static_cast<std::uint8_t>(XCB_MOD_MASK_4);
+}
+
+/// Further modifiers do not matter.
+bool X11KeyMonitor::isShortcut(std::uint32_t keycode) const {
+  if ((modifiers_ & XCB_MOD_MASK_SHIFT) == 0 || (modifiers_ & superMask_) == 0) return false;
+  // A layout without a C (Greek, Cyrillic) stands beside one that has it.
+  const auto& active = carryC_[std::min<std::size_t>(group_, groupCount - 1)];
+  const auto& keys = active.empty() ? carryC_[0] : active;
+  return keys.empty() ? keycode == usualKey
+                      : keycode <= 0xff && keys.contains(static_cast<xcb_keycode_t>(keycode));
+}
+
 void X11KeyMonitor::handle(const xcb_generic_event_t& event) {
   const std::uint8_t type = event.response_type & 0x7f;
   if (type == XCB_GE_GENERIC) {
     const auto key = as<xcb_input_raw_key_press_event_t>(event);
     if (key.extension != inputOpcode_ || key.event_type != XCB_INPUT_RAW_KEY_PRESS) return;
     if ((key.flags & XCB_INPUT_KEY_EVENT_FLAGS_KEY_REPEAT) != 0) return;
-    if (keys_.isShortcut(key.detail, modifiers_, group_)) pressed_();
+    if (isShortcut(key.detail)) pressed_();
   } else if (type == keyboardEvent_) {
     // All events of the keyboard extension share one number; the second byte tells them apart.
     const auto state = as<xcb_xkb_state_notify_event_t>(event);

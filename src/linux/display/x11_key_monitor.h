@@ -12,26 +12,9 @@
 
 namespace sentrel {
 
-/// Which keys of the X keyboard make up Super+Shift+C under each of the layouts that the person can switch
-/// between.
-class X11ShortcutKeys {
- public:
-  /// Reads the keyboard of the server; waits for its answer.
-  void read(xcb_connection_t* connection);
-
-  /// Whether pressing `keycode` while `modifiers` (core modifier bits) and the layout `group` (0 based) are
-  /// in effect is the shortcut. Further modifiers do not matter.
-  [[nodiscard]] bool isShortcut(std::uint32_t keycode, std::uint8_t modifiers, std::uint8_t group) const;
-
- private:
-  static constexpr std::size_t groupCount = 2;  // as many as the core keyboard map tells
-
-  std::array<std::set<xcb_keycode_t>, groupCount> carryC_;
-  std::uint8_t superMask_ = XCB_MOD_MASK_4;
-};
-
-/// Observes the shortcut through raw key events, which take nothing away from the program that has the focus.
-/// Lives on a thread with a Qt event loop, which may wait for the server.
+/// Observes Super+Shift+C, under each of the layouts that the person can switch between, through raw key
+/// events, which take nothing away from the program that has the focus. Lives on a thread with a Qt event
+/// loop, which may wait for the server.
 class X11KeyMonitor {
  public:
   /// Whether the X server of DISPLAY can tell keys: XInput 2.1 and the keyboard extension.
@@ -44,15 +27,20 @@ class X11KeyMonitor {
   void selectKeys();
   void handle(const xcb_generic_event_t& event);
   void keyboardChanged();
+  void readKeys();
+  [[nodiscard]] bool isShortcut(std::uint32_t keycode) const;
+
+  static constexpr std::size_t groupCount = 2;  // as many layouts as the core keyboard map tells
 
   std::function<void()> pressed_;
   std::unique_ptr<X11Connection> server_;
   std::uint8_t inputOpcode_ = 0;
   std::uint8_t keyboardEvent_ = 0;
-  X11ShortcutKeys keys_;
+  std::array<std::set<xcb_keycode_t>, groupCount> carryC_;
+  std::uint8_t superMask_ = XCB_MOD_MASK_4;
   // As the server told last; in order with the keys, so that a quick hand is read right.
-  std::uint8_t modifiers_ = 0;
-  std::uint8_t group_ = 0;
+  std::uint8_t modifiers_ = 0;  // core modifier bits
+  std::uint8_t group_ = 0;      // the layout, 0 based
 };
 
 }  // namespace sentrel
