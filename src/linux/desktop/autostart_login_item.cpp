@@ -9,6 +9,8 @@
 #include <QStandardPaths>
 #include <utility>
 
+#include "linux/desktop/defaults_file.h"
+
 namespace sentrel {
 
 namespace {
@@ -16,12 +18,6 @@ namespace {
 constexpr auto fileName = "expert.mardeck.sentrel.desktop";
 constexpr auto command = "sentrel";
 constexpr qint64 largestEntry = 65536;
-
-QString personalConfigFolder() {
-  const QString folder = qEnvironmentVariable("XDG_CONFIG_HOME");
-  // A relative path there is to be ignored (XDG Base Directory).
-  return QDir::isAbsolutePath(folder) ? folder : QDir::homePath() + QStringLiteral("/.config");
-}
 
 QString installedCommand() {
   const bool installed = !QStandardPaths::findExecutable(QString::fromLatin1(command)).isEmpty();
@@ -46,7 +42,8 @@ std::string failure(const QString& path, const QString& reason) {
 
 }  // namespace
 
-AutostartLoginItem::AutostartLoginItem() : AutostartLoginItem(personalConfigFolder(), installedCommand()) {}
+AutostartLoginItem::AutostartLoginItem()
+    : AutostartLoginItem(QFile::decodeName(personalConfigFolder().c_str()), installedCommand()) {}
 
 AutostartLoginItem::AutostartLoginItem(const QString& configFolder, QString program)
     : folder_(configFolder + QStringLiteral("/autostart")),

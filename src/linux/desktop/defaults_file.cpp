@@ -15,7 +15,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <future>
 #include <system_error>
@@ -237,15 +236,16 @@ class DefaultsFile::Writer {
   bool isTold_ = false;
 };
 
+fs::path personalConfigFolder() {
+  const fs::path config = qgetenv("XDG_CONFIG_HOME").toStdString();
+  const fs::path home = qgetenv("HOME").toStdString();
+  // A relative path is to be ignored (XDG Base Directory).
+  if (config.is_absolute()) return config;
+  return home.is_absolute() ? home / ".config" : fs::path();
+}
+
 fs::path DefaultsFile::personalPath() {
-  const auto folder = [](const char* variable) {
-    const char* text = std::getenv(variable);
-    const fs::path path = text == nullptr ? "" : text;
-    // A relative path is to be ignored (XDG Base Directory).
-    return path.is_absolute() ? path : fs::path();
-  };
-  fs::path config = folder("XDG_CONFIG_HOME");
-  if (config.empty() && !folder("HOME").empty()) config = folder("HOME") / ".config";
+  const fs::path config = personalConfigFolder();
   return config.empty() ? config : config / "sentrel" / "defaults.json";
 }
 

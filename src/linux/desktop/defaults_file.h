@@ -19,6 +19,9 @@
 
 namespace sentrel {
 
+/// "$XDG_CONFIG_HOME", by default "~/.config"; empty when there is no home.
+[[nodiscard]] std::filesystem::path personalConfigFolder();
+
 /// The person's settings in a JSON file that they can read and edit, one key a line. What is set counts at
 /// once; the file follows on the store queue: everything that one turn of the main loop sets is written as
 /// one file, and while a write is under way only the newest state waits. A write that fails is told once on
@@ -39,7 +42,7 @@ class DefaultsFile final : public UserDefaults {
   /// Never waits for anything but the disk, whatever stands there. Any thread.
   static Content read(const std::filesystem::path& path);
 
-  /// "$XDG_CONFIG_HOME/sentrel/defaults.json", by default in "~/.config"; empty when there is no home.
+  /// "sentrel/defaults.json" in the person's folder of configuration; empty when there is none.
   static std::filesystem::path personalPath();
 
   /// Reads `path` at once, the only time that the calling thread touches the disk. With an empty path the
