@@ -281,10 +281,6 @@ void VirtualCamera::spoil(spa_data& data, spa_meta_header* header) {
     std::generate_n(static_cast<std::uint8_t*>(data.data), chunk.size,
                     [this] { return static_cast<std::uint8_t>(random_()); });
   }
-  if (fault_ == Fault::backwardsTimestamps && header != nullptr) {
-    if (backwardsNs_ <= 0) backwardsNs_ = std::int64_t{1} << 60;
-    header->pts = backwardsNs_ -= 33'000'000;
-  }
 }
 
 std::size_t encodedCapacity(PixelFormat format, int width, int height) {

@@ -48,11 +48,10 @@ class VirtualCamera {
 
   enum class Fault {
     none,
-    zeroLength,           ///< no bytes
-    shortChunk,           ///< half of the bytes
-    corruptedFlag,        ///< marked as damaged by the producer
-    garbage,              ///< random bytes, which only a compressed format can notice
-    backwardsTimestamps,  ///< each frame is older than the one before
+    zeroLength,     ///< no bytes
+    shortChunk,     ///< half of the bytes
+    corruptedFlag,  ///< marked as damaged by the producer
+    garbage,        ///< random bytes, which only a compressed format can notice
   };
 
   /// Gives the picture of a frame: `width` x `height` BGRA pixels without padding, valid until the next call.
@@ -113,7 +112,6 @@ class VirtualCamera {
   Fault fault_ = Fault::none;
   Clock::time_point streamingSince_;
   std::int64_t nextPeriod_ = 0;
-  std::int64_t backwardsNs_ = 0;
   std::minstd_rand random_{20};
 };
 

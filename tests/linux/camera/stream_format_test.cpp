@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <utility>
 #include <vector>
 
 #include "linux/camera/pipewire_headers.h"
@@ -79,6 +80,18 @@ TEST(BufferCheck, JudgesOneBlock) {
     buffer.addBlock(one.bytes, one.stride);
     one.spoil(buffer);
     EXPECT_EQ(buffer.accepted(one.pixels), one.good) << one.name;
+  }
+}
+
+TEST(BufferCheck, AClockThatIsSetBackCostsOneFrame) {
+  TestBuffer buffer;
+  buffer.addBlock(width * height * 2, width * 2);
+  BufferCheck check;
+  for (const auto& [nanoseconds, good] :
+       {std::pair{200, true}, {200, true}, {100, false}, {101, true}, {0, true}}) {
+    buffer.header.pts = nanoseconds;
+    EXPECT_EQ(check.check(buffer.buffer, {PixelFormat::yuy2, width, height}).has_value(), good)
+        << nanoseconds;
   }
 }
 
