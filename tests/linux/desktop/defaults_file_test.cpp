@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/desktop/defaults_file.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <QDir>
@@ -13,17 +11,13 @@
 #include <QLockFile>
 #include <QTemporaryDir>
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <future>
 #include <limits>
-#include <random>
-#include <thread>
 
 #include "support/manual_main_loop.h"
 
@@ -258,21 +252,6 @@ TEST_F(DefaultsFileTest, WhateverStandsInThePlaceIsMovedAside) {
   }
 }
 
-TEST_F(DefaultsFileTest, TwoProcessesLoseNothingOfEachOther) {
-  const auto one = open();
-  const auto other = std::make_unique<DefaultsFile>(path, loop, std::make_shared<SerialQueue>("other"));
-  for (std::int64_t round = 0; round < 40; ++round) {
-    one->set("one", round);
-    other->set("key" + std::to_string(round), true);
-    loop->runPosted();
-  }
-  EXPECT_TRUE(settle(*one));
-  EXPECT_TRUE(settle(*other));
-  const auto later = open();
-  EXPECT_EQ(later->value("one"), DefaultsValue(std::int64_t{39}));
-  EXPECT_EQ(later->value("key0"), DefaultsValue(true));
-}
-
 TEST_F(DefaultsFileTest, FlushWaitsNoLongerThanItIsTold) {
   const auto file = open();
   std::promise<void> release;
@@ -331,45 +310,6 @@ TEST_F(DefaultsFileTest, WhatCannotBeReadIsToldAndNeverReplaced) {
   EXPECT_EQ(read(path), theirs);
   EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("sentrel: the settings cannot be saved: "));
   EXPECT_FALSE(open()->readError()) << "the next start reads it";
-}
-
-/// Writes settings without end, and a byte to `pipe` as it begins.
-[[noreturn]] void writeForEver(const fs::path& path, int pipe) {
-  const auto loop = std::make_shared<test::ManualMainLoop>();
-  DefaultsFile file(path, loop, std::make_shared<SerialQueue>("com.mardeck.sentrel.store"));
-  const auto stored = file.value("first");
-  if (::write(pipe, "", 1) != 1) std::_Exit(3);
-  for (std::int64_t number = stored ? std::get<std::int64_t>(*stored) + 1 : 1;; ++number) {
-    file.set("first", number);
-    file.set("middle", std::string(static_cast<std::size_t>(number * 977 % 100'000), 'x'));
-    file.set("last", number);
-    loop->runPosted();
-    if (!file.flush(std::chrono::seconds(30))) std::_Exit(4);
-  }
-}
-
-TEST_F(DefaultsFileTest, AKillAtAnyMomentLeavesTheOldOrTheNewState) {
-  std::mt19937 random(20261121);  // NOLINT(cert-msc51-cpp): the same moments in every run
-  std::int64_t last = 0;
-  for (int kills = 0; kills < 200; ++kills) {
-    std::array<int, 2> pipe{};
-    ASSERT_EQ(::pipe2(pipe.data(), O_CLOEXEC), 0);
-    const pid_t writer = ::fork();
-    if (writer == 0) writeForEver(path, pipe[1]);
-    char begun = 0;
-    ASSERT_EQ(::read(pipe[0], &begun, 1), 1);
-    std::this_thread::sleep_for(std::chrono::microseconds(random() % 6000));
-    ::kill(writer, SIGKILL);
-    ASSERT_EQ(::waitpid(writer, nullptr, 0), writer);
-    for (const int end : pipe) ::close(end);
-    const DefaultsFile::Content content = DefaultsFile::read(path);
-    ASSERT_FALSE(content.damaged) << read(path);
-    ASSERT_GE(content.values["first"].toInteger(), last) << "a state that was in the file is gone";
-    last = content.values["first"].toInteger();
-    EXPECT_EQ(content.values["last"].toInteger(), last) << "half a change";
-    EXPECT_EQ(content.values["middle"].toString().size(), last * 977 % 100'000);
-  }
-  EXPECT_GT(last, 0);
 }
 
 }  // namespace

@@ -5,10 +5,8 @@
 
 #include <QCoreApplication>
 #include <QEventLoop>
-#include <algorithm>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "linux/desktop/system_clock.h"
@@ -28,21 +26,6 @@ class QtMainLoopTest : public testing::Test {
   QtMainLoop loop;
   std::vector<int> seen;
 };
-
-TEST_F(QtMainLoopTest, KeepsTheOrderOfAnotherThread) {
-  std::thread other([&] {
-    for (int i = 0; i < 10'000; ++i)
-      loop.post([&, i] {
-        seen.push_back(i);
-        if (i == 9'999) events.quit();
-      });
-  });
-  events.exec();
-  other.join();
-  EXPECT_EQ(seen.size(), 10'000U);
-  EXPECT_TRUE(std::ranges::is_sorted(seen));
-  EXPECT_TRUE(loop.idle());
-}
 
 TEST_F(QtMainLoopTest, ANestedLoopGoesOnInOrder) {
   loop.post([&] {
