@@ -95,7 +95,7 @@ struct VirtualCamera::Listener {
 };
 
 VirtualCamera::VirtualCamera(Options options)
-    : options_(std::move(options)), loop_("virtual-camera"), timer_(loop_, [this] { present(); }) {
+    : options_(std::move(options)), loop_("virtual-camera"), timer_(loop_.get(), [this] { present(); }) {
   loop_.start();
 }
 

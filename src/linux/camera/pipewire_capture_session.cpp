@@ -80,9 +80,9 @@ PipeWireCaptureSession::PipeWireCaptureSession(std::shared_ptr<MainLoop> mainLoo
       cameraQueue_(std::move(cameraQueue)),
       consent_(std::move(consent)),
       loop_("sentrel-camera"),
-      reconcileSoon_(loop_, [this] { reconcile(); }),
-      watchTimer_(loop_, [this] { watchTick(); }),
-      paceTimer_(loop_, [this] { pump(); }),
+      reconcileSoon_(loop_.get(), [this] { reconcile(); }),
+      watchTimer_(loop_.get(), [this] { watchTick(); }),
+      paceTimer_(loop_.get(), [this] { pump(); }),
       directory_({.devicesChanged =
                       [this] {
                         reconcileSoon_.signal();

@@ -47,22 +47,17 @@ std::string socketFolder() {
 PipeWireLoop::PipeWireLoop(const char* threadName)
     : loop_((initializeLibraryOnce(), pw_thread_loop_new(threadName, nullptr))) {
   if (loop_ == nullptr) fatal("the PipeWire thread cannot be made");
-  callEvent_ = pw_loop_add_event(
-      get(),
-      [](void* self, std::uint64_t) {
-        auto* const loop = static_cast<PipeWireLoop*>(self);
-        if (loop->called_ == nullptr) return;
-        (*loop->called_)();
-        loop->called_ = nullptr;
-        pw_thread_loop_signal(loop->loop_, false);
-      },
-      this);
-  if (callEvent_ == nullptr) fatal("no event can be made");
+  callEvent_.emplace(get(), [this] {
+    if (called_ == nullptr) return;
+    (*called_)();
+    called_ = nullptr;
+    pw_thread_loop_signal(loop_, false);
+  });
 }
 
 PipeWireLoop::~PipeWireLoop() {
   stop();
-  pw_loop_destroy_source(get(), callEvent_);
+  callEvent_.reset();
   pw_thread_loop_destroy(loop_);
 }
 
@@ -92,7 +87,7 @@ void PipeWireLoop::call(const std::function<void()>& task) {
   // Not by the library's own invocation: it also carries out what waits whenever it invokes something on its
   // thread itself, which is in the midst of its callbacks.
   called_ = &task;
-  pw_loop_signal_event(get(), callEvent_);
+  callEvent_->signal();
   while (called_ != nullptr) pw_thread_loop_wait(loop_);
 }
 
@@ -104,15 +99,14 @@ PipeWireLoop::Lock::~Lock() {
   pw_thread_loop_unlock(loop_);
 }
 
-LoopSource::LoopSource(PipeWireLoop& loop, std::function<void()> callback)
-    : loop_(loop.get()), callback_(std::move(callback)) {}
+LoopSource::LoopSource(pw_loop* loop, std::function<void()> callback)
+    : loop_(loop), callback_(std::move(callback)) {}
 
 LoopSource::~LoopSource() {
   if (source_ != nullptr) pw_loop_destroy_source(loop_, source_);
 }
 
-LoopTimer::LoopTimer(PipeWireLoop& loop, std::function<void()> callback)
-    : LoopSource(loop, std::move(callback)) {
+LoopTimer::LoopTimer(pw_loop* loop, std::function<void()> callback) : LoopSource(loop, std::move(callback)) {
   source_ = pw_loop_add_timer(
       loop_,
       [](void* self, std::uint64_t) {
@@ -144,8 +138,7 @@ void LoopTimer::disarm() {
   pw_loop_update_timer(loop_, source_, nullptr, nullptr, false);
 }
 
-LoopEvent::LoopEvent(PipeWireLoop& loop, std::function<void()> callback)
-    : LoopSource(loop, std::move(callback)) {
+LoopEvent::LoopEvent(pw_loop* loop, std::function<void()> callback) : LoopSource(loop, std::move(callback)) {
   source_ = pw_loop_add_event(
       loop_, [](void* self, std::uint64_t) { static_cast<LoopEvent*>(self)->callback_(); }, this);
   if (source_ == nullptr) fatal("no event can be made");
@@ -218,8 +211,8 @@ class PipeWireConnection::FolderWatch {
 PipeWireConnection::PipeWireConnection(PipeWireLoop& loop, Events events)
     : loop_(loop),
       events_(std::move(events)),
-      retryTimer_(loop, [this] { attempt(); }),
-      broken_(loop, [this] {
+      retryTimer_(loop.get(), [this] { attempt(); }),
+      broken_(loop.get(), [this] {
         disconnect();
         retry();
       }) {}

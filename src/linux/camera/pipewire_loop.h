@@ -17,6 +17,40 @@ namespace sentrel {
 
 using SteadyTime = std::chrono::steady_clock::time_point;
 
+/// Something that wakes the PipeWire thread and runs a callback there. It is made and destroyed under the
+/// loop's lock, or while the loop does not run, and outlived by the loop.
+class LoopSource {
+ public:
+  LoopSource(const LoopSource&) = delete;
+  LoopSource& operator=(const LoopSource&) = delete;
+
+ protected:
+  LoopSource(pw_loop* loop, std::function<void()> callback);
+  ~LoopSource();
+
+  pw_loop* loop_;
+  std::function<void()> callback_;
+  spa_source* source_ = nullptr;
+};
+
+/// Fires once, at a moment; arming it again moves the moment.
+class LoopTimer : public LoopSource {
+ public:
+  LoopTimer(pw_loop* loop, std::function<void()> callback);
+  void arm(SteadyTime moment);
+  void disarm();
+
+ private:
+  std::optional<SteadyTime> armed_;  // arming for the same moment again, frame by frame, costs nothing
+};
+
+/// Fires soon after it was signalled, once for any number of signals, outside every other callback.
+class LoopEvent : public LoopSource {
+ public:
+  LoopEvent(pw_loop* loop, std::function<void()> callback);
+  void signal();  ///< Any thread.
+};
+
 /// The process's PipeWire thread. Everything that belongs to it is used on that thread, where its callbacks
 /// run, or elsewhere under its `Lock`, which stops the thread meanwhile. Connections and streams are made and
 /// destroyed on the thread itself, through `call`: elsewhere the library waits for its thread in the midst of
@@ -52,44 +86,10 @@ class PipeWireLoop {
 
  private:
   pw_thread_loop* loop_;
-  spa_source* callEvent_ = nullptr;
+  std::optional<LoopEvent> callEvent_;
   const std::function<void()>* called_ = nullptr;  // under the loop's lock
   std::mutex callMutex_;                           // one call at a time, and none while the thread ends
   bool running_ = false;                           // under `callMutex_`
-};
-
-/// Something that wakes the PipeWire thread and runs a callback there. It is made and destroyed under the
-/// loop's lock, or while the loop does not run, and outlived by the loop.
-class LoopSource {
- public:
-  LoopSource(const LoopSource&) = delete;
-  LoopSource& operator=(const LoopSource&) = delete;
-
- protected:
-  LoopSource(PipeWireLoop& loop, std::function<void()> callback);
-  ~LoopSource();
-
-  pw_loop* loop_;
-  std::function<void()> callback_;
-  spa_source* source_ = nullptr;
-};
-
-/// Fires once, at a moment; arming it again moves the moment.
-class LoopTimer : public LoopSource {
- public:
-  LoopTimer(PipeWireLoop& loop, std::function<void()> callback);
-  void arm(SteadyTime moment);
-  void disarm();
-
- private:
-  std::optional<SteadyTime> armed_;  // arming for the same moment again, frame by frame, costs nothing
-};
-
-/// Fires soon after it was signalled, once for any number of signals, outside every other callback.
-class LoopEvent : public LoopSource {
- public:
-  LoopEvent(PipeWireLoop& loop, std::function<void()> callback);
-  void signal();  ///< Any thread.
 };
 
 /// Keeps this process connected to the PipeWire daemon. Where there is none, it watches the folder of the
