@@ -18,7 +18,6 @@
 #include "figures.h"
 #include "linux/camera/pipewire_capture_session.h"
 #include "linux/desktop/qt_main_loop.h"
-#include "linux/desktop/system_clock.h"
 #include "platform/face_detector.h"
 #include "stage/headless_desktop.h"
 #include "stage/pictures.h"

@@ -25,7 +25,6 @@
 
 #include "figures.h"
 #include "linux/desktop/qt_main_loop.h"
-#include "linux/desktop/system_clock.h"
 #include "linux/overlay/desktop_overlay_backend.h"
 #include "linux/overlay/painter/retro_painter.h"
 #include "linux/overlay/painter/scene_painter.h"

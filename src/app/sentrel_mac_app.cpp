@@ -29,7 +29,6 @@
 #include "linux/desktop/desktop_key_monitor.h"
 #include "linux/desktop/desktop_notifications.h"
 #include "linux/desktop/desktop_session_events.h"
-#include "linux/desktop/system_clock.h"
 #include "linux/desktop/upower_power_source.h"
 #include "linux/overlay/desktop_overlay_backend.h"
 #include "look/icons.h"

@@ -6,12 +6,24 @@
 
 #include <QPointer>
 #include <QTimer>
+#include <ctime>
 #include <limits>
 #include <utility>
 
 #include "support/fatal.h"
 
 namespace sentrel {
+
+namespace {
+
+template <clockid_t id>
+std::int64_t readMs() {
+  timespec time{};
+  if (clock_gettime(id, &time) != 0) fatal("the system clock cannot be read");
+  return checkedAdd(checkedMultiply(time.tv_sec, 1000), time.tv_nsec / 1'000'000);
+}
+
+}  // namespace
 
 QtMainLoop::QtMainLoop()
     : descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), posted_(descriptor_, QSocketNotifier::Read) {
@@ -81,6 +93,15 @@ Registration QtMainLoop::start(std::int64_t delayMs, bool repeats, Task task) {
     timer->stop();
     timer->deleteLater();
   });
+}
+
+SystemClock::SystemClock() : SystemClock(readMs<CLOCK_REALTIME>, readMs<CLOCK_BOOTTIME>) {}
+
+SystemClock::SystemClock(const Reader& wallMs, Reader bootMs)
+    : bootMs_(std::move(bootMs)), offsetMs_(checkedSubtract(wallMs(), bootMs_())) {}
+
+std::int64_t SystemClock::nowMs() const {
+  return checkedAdd(bootMs_(), offsetMs_);
 }
 
 }  // namespace sentrel

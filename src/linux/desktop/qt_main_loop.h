@@ -4,6 +4,7 @@
 #include <QObject>
 #include <QSocketNotifier>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 
 #include "support/main_loop.h"
@@ -39,6 +40,23 @@ class QtMainLoop final : public MainLoop {
   const int descriptor_;
   QSocketNotifier posted_;
   QObject timers_;  // the parent of all that run
+};
+
+/// The time base of the program: the wall clock read once, advanced by the kernel's boot-time clock, which
+/// runs on through sleep and follows no correction. A wall clock that is set afterwards changes nothing.
+class SystemClock final : public Clock {
+ public:
+  /// Milliseconds since 1970, and milliseconds since the machine started.
+  using Reader = std::function<std::int64_t()>;
+
+  SystemClock();
+  SystemClock(const Reader& wallMs, Reader bootMs);
+
+  [[nodiscard]] std::int64_t nowMs() const override;
+
+ private:
+  Reader bootMs_;
+  std::int64_t offsetMs_;
 };
 
 }  // namespace sentrel

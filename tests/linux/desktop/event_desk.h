@@ -12,7 +12,6 @@
 #include "linux/desktop/desktop_session_events.h"
 #include "linux/desktop/event_thread.h"
 #include "linux/desktop/qt_main_loop.h"
-#include "linux/desktop/system_clock.h"
 #include "stage/bus_doubles.h"
 #include "stage/headless_desktop.h"
 

@@ -9,8 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "linux/desktop/system_clock.h"
-
 namespace sentrel {
 namespace {
 

@@ -16,7 +16,7 @@
 #include <thread>
 #include <utility>
 
-#include "linux/desktop/system_clock.h"
+#include "linux/desktop/qt_main_loop.h"
 #include "linux/overlay/desktop_overlay_backend.h"
 #include "linux/overlay/overlay_desktop.h"
 #include "linux/overlay/wayland/wayland_desktop.h"
