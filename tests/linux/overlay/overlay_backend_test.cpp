@@ -1,38 +1,249 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What a person sees of the overlay, and clicks through it, on both display servers.
+// What a person sees of the overlay, and clicks through it, on both display servers; and how the screens that
+// these tell are understood.
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <xcb/xcb.h>
 
-#include <QCoreApplication>
+#include <QByteArray>
 #include <QEventLoop>
+#include <QGuiApplication>
+#include <QImage>
+#include <QPoint>
+#include <QTimer>
 #include <algorithm>
 #include <chrono>
+#include <cmath>
+#include <cstdlib>
 #include <map>
+#include <memory>
+#include <ostream>
 #include <random>
 #include <regex>
 #include <sstream>
+#include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "linux/desktop/qt_main_loop.h"
 #include "linux/overlay/desktop_overlay_backend.h"
-#include "linux/overlay/overlay_desktop.h"
+#include "linux/overlay/stripe_reference.h"
 #include "linux/overlay/wayland/wayland_desktop.h"
 #include "linux/overlay/x11/x11_overlay_surface.h"
 #include "overlay/overlay_window_manager.h"
 #include "overlay/retro_pip_manager.h"
+#include "stage/headless_desktop.h"
 #include "support/manual_main_loop.h"
 
-namespace sentrel {
+namespace sentrel::test {
 namespace {
 
-using test::alertScene;
-using test::darkStripes;
-using test::nominalScene;
-using test::retroColor;
-using test::Server;
+/// The second is an X server that looks as one behind Mutter does.
+enum class Server { x11, xwayland, wayland };
+void PrintTo(Server server, std::ostream* out) {
+  *out << (server == Server::x11 ? "x11" : server == Server::xwayland ? "xwayland" : "wayland");
+}
+
+constexpr StripePattern darkStripes{11.3137, 0x000000, 0.42, 1};
+const OverlayScene nominalScene{.stripes = darkStripes, .shortcutInHint = true};
+const OverlayScene alertScene{
+    .stripes = darkStripes, .veilAlpha = 0.7, .banner = true, .shortcutInHint = true};
+
+/// A new onlooker's picture of a flat grey, which is `retroColor` between two scan lines.
+[[nodiscard]] RetroPicture flatPicture() {
+  auto picture = std::make_shared<GreyPicture>();
+  *picture = {1, 1, FrameMemory<std::uint8_t>(1)};
+  picture->levels[0] = 200;
+  return {picture, 0};
+}
+constexpr QRgb retroColor = 0xFF24C838;
+
+/// A private desktop of white screens side by side, at first one, and this process's back end on it. Screens
+/// of Wayland are windows of an X server, so that they have a pointer and can go.
+class OverlayDesktop {
+ public:
+  struct Options {
+    Server server;
+    bool compositor = true;
+    int width = 1024;
+    int height = 640;
+    int mostScreens = 2;
+  };
+  explicit OverlayDesktop(const Options& options)
+      : desktop({.x11 = true,
+                 .windowManager = false,
+                 .compositor = options.server != Server::wayland && options.compositor,
+                 .sway = options.server == Server::wayland,
+                 .width = options.width * (options.server == Server::wayland ? 1 : options.mostScreens),
+                 .height = options.height}),
+        options_(options) {
+    desktop.exportToProcess();
+    furnish();
+    backend = createOverlayBackend(*loop);
+  }
+
+  void addScreen() {  ///< beside the others
+    if (isWayland()) {
+      names_.push_back("X11-" + std::to_string(++outputs_));
+      if (outputs_ > 1) sway("create_output");
+      return;
+    }
+    const char* prefix = options_.server == Server::xwayland ? "XWAYLAND" : "monitor";
+    std::string name = prefix + std::to_string(0);
+    int place = 0;
+    while (std::ranges::count(names_, name) > 0) name = prefix + std::to_string(++place);
+    names_.push_back(name);
+    desktop.run("xrandr", {"--setmonitor", name,
+                           std::to_string(options_.width) + "/271x" + std::to_string(options_.height) +
+                               "/169+" + std::to_string(place * options_.width) + "+0",
+                           place == 0 ? "screen" : "none"});
+  }
+  /// In the order of their coming. An X server cannot do without the first.
+  void removeScreen(std::size_t index) {
+    const std::string name = names_.at(index);
+    std::erase(names_, name);
+    if (isWayland()) return desktop.removeOutput(name);
+    desktop.run("xrandr", {"--delmonitor", name});
+  }
+  [[nodiscard]] std::size_t screenCount() const { return names_.size(); }
+
+  /// Makes the window manager known as Mutter, or as another one.
+  void setMutter(bool isMutter) {
+    if (!isMutter) {
+      desktop.run("xprop", {"-root", "-remove", "_NET_SUPPORTING_WM_CHECK"});
+      return;
+    }
+    mutter_.reset(xcb_connect(nullptr, nullptr));
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(mutter_.get())).data->root;
+    const std::uint32_t events = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+    xcb_change_window_attributes(mutter_.get(), root, XCB_CW_EVENT_MASK, &events);
+    xcb_flush(mutter_.get());
+    // The root window serves as the one on which a window manager describes itself.
+    desktop.run("xprop", {"-root", "-f", "_MUTTER_VERSION", "8u", "-set", "_MUTTER_VERSION", "43.8"});
+    desktop.run("xprop", {"-root", "-f", "_NET_SUPPORTING_WM_CHECK", "32c", "-set",
+                          "_NET_SUPPORTING_WM_CHECK", std::to_string(root)});
+  }
+  /// Whether it answers what it is asked, which it does from `eventually`.
+  void setMutterBusy(bool busy) { mutterBusy_ = busy; }
+  void kill() { isWayland() ? desktop.killSway() : desktop.killX(); }  ///< the display server, as a crash
+  /// False when it has another display now, where nobody looks for it.
+  [[nodiscard]] bool restart() {
+    const std::string former = desktop.environment().at("DISPLAY");
+    if (isWayland()) {
+      desktop.startSway();
+      return true;
+    }
+    desktop.startX();
+    names_.clear();
+    furnish();
+    return desktop.environment().at("DISPLAY") == former;
+  }
+  void sway(const std::string& command) { desktop.run("swaymsg", {command}); }
+
+  QImage screenshot() {
+    desktop.screenshot(desktop.home() / "screen.png");
+    return QImage(QString::fromStdString((desktop.home() / "screen.png").string()));
+  }
+  /// Clicks there and waits for the click in the window that lies below everything.
+  bool clickArrivesBelow(QPoint at) {
+    if (!below_.isRunning()) openWindowBelow();
+    const char* press = isWayland() ? "pressed" : "ButtonPress event";
+    desktop.run("xdotool",
+                {"mousemove", "--sync", std::to_string(at.x()), std::to_string(at.y()), "click", "1"});
+    ++clicks_;
+    return eventually([&] { return QByteArray::fromStdString(below_.output()).count(press) == clicks_; });
+  }
+
+  /// Runs the event loop until the condition holds.
+  template <class Condition>
+  [[nodiscard]] bool eventually(Condition&& condition) {
+    return waitUntil([&] {
+      processEvents();
+      return condition();
+    });
+  }
+  bool eventuallyGrey(QPoint at, double grey) {
+    return eventually([&] { return std::abs(qRed(screenshot().pixel(at)) - grey) <= 2; });
+  }
+  bool eventuallyColor(QPoint at, QRgb color) {
+    return eventually([&] { return screenshot().pixel(at) == color; });
+  }
+  /// Waits until the first screen, of this size, is white under `darkStripes` and a veil.
+  bool eventuallyStriped(int columns, int rows, double scale, double veil = 0) {
+    return eventually([&] {
+      const QImage image = screenshot();
+      if (image.width() < columns || image.height() != rows) return false;
+      for (int i = 0; i < 200; ++i) {
+        // Between the hint, what the window below everything draws, and the picture-in-picture.
+        const QPoint at(4 + (i * 131) % (columns - 8), 72 + (i * 37) % (rows / 2 - 40));
+        const double stripe =
+            0.42 * sampledStripeCoverage(columns, rows, scale, darkStripes.period, at.x(), at.y());
+        if (std::abs(qRed(image.pixel(at)) - 255 * (1 - stripe) * (1 - veil)) > 3) return false;
+      }
+      return true;
+    });
+  }
+
+  static inline int argumentCount = 1;
+  static inline char program[] = "test";                 // NOLINT(modernize-avoid-c-arrays)
+  static inline char* arguments[] = {program, nullptr};  // NOLINT(modernize-avoid-c-arrays)
+  QGuiApplication application{(qputenv("QT_QPA_PLATFORM", "offscreen"), argumentCount), arguments};
+  HeadlessDesktop desktop;
+  std::shared_ptr<QtMainLoop> loop = std::make_shared<QtMainLoop>();
+  std::shared_ptr<OverlayBackend> backend;
+
+ private:
+  [[nodiscard]] bool isWayland() const { return options_.server == Server::wayland; }
+  void furnish() {
+    addScreen();
+    if (options_.server == Server::xwayland) setMutter(true);
+    if (!isWayland()) openWindowBelow();  // the ground itself is not white
+  }
+  void processEvents() {
+    // With a wait, as in the program: before it the back end looks at what has come with something else.
+    QEventLoop events;
+    QTimer::singleShot(1, &events, &QEventLoop::quit);
+    events.exec();
+    if (mutter_ && !mutterBusy_) answerAsMutter();
+  }
+  void openWindowBelow() {
+    if (isWayland()) {
+      below_ = desktop.spawn("stdbuf", {"-oL", "wev", "-f", "wl_pointer:button"});
+      (void)waitUntil([this] {
+        return desktop.run("swaymsg", {"-t", "get_tree"}).find("wev") != std::string::npos;
+      });
+      return;
+    }
+    const std::string size = std::to_string(options_.width * options_.mostScreens) + "x" +
+                             std::to_string(options_.height) + "+0+0";
+    below_ = desktop.spawn("stdbuf", {"-oL", "xev", "-geometry", size, "-event", "button"});
+    (void)waitUntil([this] { return qRed(screenshot().pixel(100, 100)) == 255; });
+  }
+  /// How wide a window's frame is, as a property of that window.
+  void answerAsMutter() {
+    while (xcb_generic_event_t* event = xcb_poll_for_event(mutter_.get())) {
+      const auto& message = reinterpret_cast<const xcb_client_message_event_t&>(*event);
+      if ((event->response_type & 0x7FU) == XCB_CLIENT_MESSAGE) {
+        const std::uint32_t none = 0;
+        xcb_change_property(mutter_.get(), XCB_PROP_MODE_REPLACE, message.window, message.type,
+                            XCB_ATOM_CARDINAL, 32, 1, &none);
+      }
+      std::free(event);
+    }
+    xcb_flush(mutter_.get());
+  }
+
+  Options options_;
+  int outputs_ = 0;  // of Wayland, that were ever there
+  std::vector<std::string> names_;
+  ChildProcess below_;
+  int clicks_ = 0;
+  std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> mutter_{nullptr, &xcb_disconnect};
+  bool mutterBusy_ = false;
+};
 
 constexpr int width = 1024;
 constexpr int height = 640;
@@ -44,7 +255,7 @@ constexpr QPoint onHint{width - 40, 16};
 constexpr QPoint onRetro{width - 20 - 128, height - 80 - 192 + 98};
 constexpr QPoint onDot{width - 20 - 256 + 10, height - 80 - 192 + 11};
 
-class OverlayTest : public testing::Test, protected test::OverlayDesktop {
+class OverlayTest : public testing::Test, protected OverlayDesktop {
  protected:
   explicit OverlayTest(const Options& options) : OverlayDesktop(options) {}
 
@@ -54,7 +265,7 @@ class OverlayTest : public testing::Test, protected test::OverlayDesktop {
     surface->present({});  // on Wayland before the first size is known, as is the next
     surface->present(scene);
   }
-  [[nodiscard]] static qsizetype restacks(const test::ChildProcess& witness) {
+  [[nodiscard]] static qsizetype restacks(const ChildProcess& witness) {
     return QByteArray::fromStdString(witness.output()).count("ConfigureNotify");
   }
   [[nodiscard]] bool eventuallyScreens(std::size_t number) {
@@ -103,7 +314,7 @@ TEST_P(EveryOverlayTest, CoversAlertsAndGoes) {
 TEST_P(EveryOverlayTest, ClicksReachWhatLiesBelow) {
   cover(alertScene);
   surface->setTint(20);
-  surface->setPicture(test::flatPicture());
+  surface->setPicture(flatPicture());
   ASSERT_TRUE(eventuallyColor(onRetro, retroColor));
   for (const QPoint at : {probe, onBanner, onHint, onRetro, onDot}) {
     EXPECT_TRUE(clickArrivesBelow(at)) << at.x() << "," << at.y();
@@ -113,7 +324,7 @@ TEST_P(EveryOverlayTest, ClicksReachWhatLiesBelow) {
 TEST_P(EveryOverlayTest, PictureLiesAboveAllAndGoes) {
   ASSERT_TRUE(eventually([&] { return backend->limitation().empty(); }));
   surface = backend->createSurface(backend->screens().at(0));
-  surface->setPicture(test::flatPicture());
+  surface->setPicture(flatPicture());
   surface->present(nominalScene);
   EXPECT_TRUE(eventuallyColor(onRetro, retroColor));
   surface->present(alertScene);
@@ -127,14 +338,14 @@ TEST_P(EveryOverlayTest, PictureLiesAboveAllAndGoes) {
   surface->setPicture({});
   surface->setTint(0);
   EXPECT_TRUE(eventuallyStriped(width, height, 1, 0.7));
-  surface->setPicture(test::flatPicture());
+  surface->setPicture(flatPicture());
   EXPECT_TRUE(eventuallyColor(onRetro, retroColor));
 }
 
 TEST_P(EveryOverlayTest, ServerThatDiesInAnAlertIsWaitedFor) {
   cover(alertScene);
   surface->setTint(9);
-  surface->setPicture(test::flatPicture());
+  surface->setPicture(flatPicture());
   ASSERT_TRUE(eventuallyColor(onRetro, retroColor));
   int limitations = 0;
   const Registration changes = backend->limitationChanged.connect([&] { ++limitations; });
@@ -210,7 +421,7 @@ class X11OverlayWithoutCompositorTest : public X11OverlayTest {
 TEST_F(X11OverlayWithoutCompositorTest, OnlyWhatMayBeOpaqueIsShownUntilOneComesAndOnceItEnds) {
   cover(nominalScene, "error_no_compositing");
   surface->setTint(20);
-  surface->setPicture(test::flatPicture());
+  surface->setPicture(flatPicture());
   const auto expectOpaque = [&] {
     surface->present(alertScene);
     ASSERT_TRUE(eventuallyGrey(probe, 255));
@@ -246,16 +457,16 @@ class XwaylandOverlayTest : public OverlayTest {
 
 TEST_F(XwaylandOverlayTest, EveryPictureHasANewSize) {
   cover(alertScene);
-  surface->setPicture(test::flatPicture());
+  surface->setPicture(flatPicture());
   ASSERT_TRUE(eventuallyColor(onRetro, retroColor));
   const auto witness = desktop.spawn("stdbuf", {"-oL", "xev", "-root", "-event", "substructure"});
   constexpr int pictures = 40;
   ASSERT_TRUE(eventually([&] {
-    surface->setPicture(test::flatPicture());  // until the witness looks
+    surface->setPicture(flatPicture());  // until the witness looks
     return restacks(witness) > 0;
   }));
   for (int i = 0; i < pictures; ++i) {
-    surface->setPicture(test::flatPicture());
+    surface->setPicture(flatPicture());
     surface->setTint(i % 2 == 0 ? 26 : 3);
     surface->present({.stripes = darkStripes, .veilAlpha = i % 2 == 0 ? 0.1 : 0.7, .banner = true});
     qsizetype before = 0;  // what the server has done so far, and the witness seen
@@ -276,7 +487,7 @@ TEST_F(XwaylandOverlayTest, EveryPictureHasANewSize) {
   // A compositor that does not get to it is not sent more and more.
   setMutterBusy(true);
   const qsizetype before = restacks(witness);
-  for (int i = 0; i < 200; ++i) surface->setPicture(test::flatPicture());
+  for (int i = 0; i < 200; ++i) surface->setPicture(flatPicture());
   surface->present(alertScene);
   (void)screenshot();
   EXPECT_LE(restacks(witness), before + 4);
@@ -328,7 +539,7 @@ TEST_F(WaylandOverlayTest, FollowsModeScaleAndTurn) {
 
 TEST_F(WaylandOverlayTest, ACoverIsPaintedAlsoOnAnOutputThatHasJustGone) {
   // A loop that stands still: nobody hears that the output has gone.
-  test::ManualMainLoop still;
+  ManualMainLoop still;
   const auto unaware = createOverlayBackend(still);
   addScreen();
   ASSERT_TRUE(eventually([&] {
@@ -388,7 +599,7 @@ TEST_F(WaylandOverlayTest, ExhaustedMemoryDelaysTheCoverAndNeverKeepsIt) {
 
 /// Hundreds of screens that come and go within tenths of a second, calm and in an alert. Made to be run under
 /// the sanitizers.
-class OutputStorm : public testing::TestWithParam<Server>, protected test::OverlayDesktop {
+class OutputStorm : public testing::TestWithParam<Server>, protected OverlayDesktop {
  protected:
   static constexpr int mostScreens = 4;
 
@@ -469,5 +680,53 @@ TEST(WaylandOutputState, ScaleIsFractionalAndSane) {
   }
 }
 
+const X11MonitorInfo laptop{"eDP-1", {0, 0, 1920, 1080}, 310, false};
+const X11MonitorInfo desk{"DP-1", {1920, 0, 3840, 2160}, 600, true};
+
+TEST(X11Monitors, KeepTheirNumbersAndCopiesAreLeftOut) {
+  X11MonitorInfo turned = desk;
+  turned.pixels = {0, 0, 2160, 3840};
+  EXPECT_EQ(arrangeMonitors({turned}, {})[0].screen.id, arrangeMonitors({laptop, desk}, {})[1].screen.id);
+  X11MonitorInfo twin = laptop;
+  twin.name = "HDMI-2";
+  twin.primary = true;
+  const X11MonitorInfo projector{"HDMI-1", {0, 0, 1280, 720}, 0, false};
+  const struct {
+    std::vector<X11MonitorInfo> monitors;
+    std::vector<std::string> names;  // the main one's with a star
+  } cases[] = {{{}, {}},
+               {{laptop, desk}, {"eDP-1", "DP-1*"}},
+               {{projector, laptop}, {"eDP-1*"}},
+               {{laptop, twin}, {"HDMI-2*"}}};
+  for (const auto& [monitors, names] : cases) {
+    std::vector<std::string> found;
+    for (const X11Monitor& monitor : arrangeMonitors(monitors, {}))
+      found.push_back(monitor.screen.name + (monitor.screen.isMain ? "*" : ""));
+    EXPECT_EQ(found, names);
+  }
+}
+
+TEST(X11Monitors, ScaleComesFromTheDesktopElseFromTheDensity) {
+  const struct {
+    const char* resources;
+    int widthMillimetres;
+    double scale;
+  } cases[] = {{"Xft.antialias:\t1\nXft.dpi:\t192\nXft.rgba:\tnone\n", 600, 2},
+               {"Xft.dpi: 118.5", 600, 1.25},
+               {"", 600, 1},
+               {"", 340, 2},
+               {"", 290, 3},
+               {"", 0, 1},
+               {"Xft.dpi: 100000", 340, 2},
+               {"XXft.dpi: 144\nXft.dpiX: 144", 340, 2}};
+  for (const auto& [resources, millimetres, scale] : cases) {
+    X11MonitorInfo monitor = desk;
+    monitor.widthMillimetres = millimetres;
+    const X11Monitor arranged = arrangeMonitors({monitor}, parseXftDpi(resources)).at(0);
+    EXPECT_EQ(arranged.scale, scale) << resources << ", " << millimetres;
+    EXPECT_EQ(arranged.screen.frame.width, static_cast<int>(3840 / scale + 0.5));
+  }
+}
+
 }  // namespace
-}  // namespace sentrel
+}  // namespace sentrel::test
