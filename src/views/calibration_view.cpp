@@ -40,27 +40,19 @@ QString withCentimetres(std::int64_t cm) {
 }
 
 /// The card that says what to do.
-class InstructionCard final : public QWidget {
- public:
-  InstructionCard() {
-    auto* line = boxIn<QHBoxLayout>(this, {16, 16, 16, 16}, 14);
-    line->addWidget(new SymbolView(QStringLiteral("person.fill"), 20, &AppColors::primary, 40), 0,
-                    Qt::AlignTop);
-    line->addWidget(
-        new TextLabel(TextRole::body,
-                      qtTrId("Installez-vous à votre distance de travail habituelle, regardez droit vers la "
-                             "caméra et appuyez sur Démarrer.")),
-        1);
-  }
-
- protected:
-  void paintEvent(QPaintEvent* /*event*/) override {
-    QPainter painter(this);
+QWidget* instructionCard() {
+  auto* card = new Canvas([](QPainter& painter, const QRectF& rect) {
     const bool high = Theme::shared().highContrast();
-    paintBox(painter, QRectF(rect()), 16, withAlpha(colors().surfaceAlt, 0.6),
-             high ? colors().border : QColor());
-  }
-};
+    paintBox(painter, rect, 16, withAlpha(colors().surfaceAlt, 0.6), high ? colors().border : QColor());
+  });
+  auto* line = boxIn<QHBoxLayout>(card, {16, 16, 16, 16}, 14);
+  line->addWidget(symbolView(QStringLiteral("person.fill"), 20, &AppColors::primary, 40), 0, Qt::AlignTop);
+  const QString words = qtTrId(
+      "Installez-vous à votre distance de travail habituelle, regardez droit vers la caméra et appuyez sur "
+      "Démarrer.");
+  line->addWidget(new TextLabel(TextRole::body, words), 1);
+  return card;
+}
 
 /// A ring that turns once a second while it is seen; without motion it stands still.
 class Spinner final : public QWidget {
@@ -189,7 +181,7 @@ void CalibrationView::build() {
   using Kind = PushButton::Kind;
   switch (shown_.kind) {
     case Phase::Kind::idle:
-      said->addWidget(new InstructionCard);
+      said->addWidget(instructionCard());
       primary_ = addButton(*buttons, Kind::primary, qtTrId("Démarrer"), 144, [this] { session->start(); });
       break;
     case Phase::Kind::counting:
@@ -237,7 +229,7 @@ void CalibrationView::buildMeasuring(QVBoxLayout& column) {
 }
 
 void CalibrationView::buildDone(QVBoxLayout& column) {
-  column.addWidget(new SymbolView(QStringLiteral("checkmark.circle.fill"), 48, &AppColors::success), 0,
+  column.addWidget(symbolView(QStringLiteral("checkmark.circle.fill"), 48, &AppColors::success), 0,
                    Qt::AlignHCenter);
   column.addSpacing(7);
   QString words = qtTrId("Distance estimée : %lld cm");
@@ -266,7 +258,7 @@ void CalibrationView::buildDone(QVBoxLayout& column) {
 
 void CalibrationView::buildFailed(QVBoxLayout& column) {
   column.addWidget(
-      new SymbolView(QStringLiteral("exclamationmark.triangle.fill"), 40, &AppColors::warningGraphic), 0,
+      symbolView(QStringLiteral("exclamationmark.triangle.fill"), 40, &AppColors::warningGraphic), 0,
       Qt::AlignHCenter);
   column.addSpacing(10);
   column.addWidget(centredLabel(TextRole::headline, qtTrId("Calibration échouée")));

@@ -78,7 +78,7 @@ class OnboardingPageLayout : public QWidget {
   explicit OnboardingPageLayout(const Content& content)
       : primary_(new PushButton(PushButton::Kind::primary, content.primaryLabel)) {
     auto* column = boxIn<QVBoxLayout>(this, {0, 28, 0, 0});
-    column->addWidget(new SymbolView(content.header, 48, &AppColors::primary, 96), 0, Qt::AlignHCenter);
+    column->addWidget(symbolView(content.header, 48, &AppColors::primary, 96), 0, Qt::AlignHCenter);
     column->addSpacing(20);
     auto* title = centredLabel(TextRole::title1, content.title);
     title->setContentsMargins(textSide / 2, 0, textSide / 2, 0);

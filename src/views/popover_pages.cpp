@@ -75,7 +75,7 @@ StatsView::StatsView(std::shared_ptr<StatsRepository> repository, QWidget* foote
     : statsRepo(std::move(repository)) {
   auto* column = boxIn<QVBoxLayout>(this);
   column->addWidget(buildToolbar(dismissed));
-  column->addWidget(new Divider);
+  column->addWidget(divider());
 
   auto* page = new QWidget;
   auto* body = boxIn<QVBoxLayout>(page, {side, 12, side, 12});
@@ -148,18 +148,6 @@ void StatsView::askForReset() {
 
 namespace {
 
-class Icon final : public QWidget {
- public:
-  Icon() { setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed); }
-  [[nodiscard]] QSize sizeHint() const override { return QSize(1, 1) * Theme::shared().iconSize(64); }
-
- protected:
-  void paintEvent(QPaintEvent* /*event*/) override {
-    QPainter painter(this);
-    paintAppIcon(painter, QRectF(rect()));
-  }
-};
-
 /// A title over a paragraph.
 class AboutSection final : public QWidget {
  public:
@@ -179,7 +167,7 @@ AboutView::AboutView(const QString& version, QWidget* footer, const std::functio
   auto* page = new QWidget;
   auto* column = boxIn<QVBoxLayout>(page);
   column->addSpacing(26);
-  column->addWidget(new Icon, 0, Qt::AlignHCenter);
+  column->addWidget(new Canvas(paintAppIcon, 64), 0, Qt::AlignHCenter);
   column->addSpacing(5);
   column->addWidget(centredLabel(TextRole::title2, QStringLiteral("Sentrel")));
   column->addWidget(centredLabel(TextRole::caption, qtTrId("about_version") + QLatin1Char(' ') + version,

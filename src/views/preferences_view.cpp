@@ -23,7 +23,7 @@ constexpr int headerToCard = 8;
 /// A section below the one before.
 Card& addSection(QVBoxLayout& column, const QString& icon, const QString& title) {
   column.addSpacing(betweenSections);
-  column.addWidget(new Divider);
+  column.addWidget(divider());
   column.addSpacing(betweenSections);
   column.addWidget(new SectionHeader(icon, title));
   column.addSpacing(headerToCard);

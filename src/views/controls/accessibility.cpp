@@ -5,7 +5,6 @@
 #include <QAccessibleWidget>
 #include <QApplication>
 #include <QKeyEvent>
-#include <QPainter>
 #include <QVariant>
 #include <algorithm>
 #include <array>
@@ -49,28 +48,6 @@ void setAccessibleRole(QWidget& widget, QAccessible::Role role) {
   widget.setProperty(roleProperty, static_cast<int>(role));
 }
 
-/// The ring itself, on whatever ground its control lies.
-class FocusRing::Drawing final : public QWidget {
- public:
-  Drawing(QWidget* ground, const QPointer<QWidget>& control) : QWidget(ground), control_(control) {
-    setAttribute(Qt::WA_TransparentForMouseEvents);
-    setFocusPolicy(Qt::NoFocus);
-  }
-
- protected:
-  void paintEvent(QPaintEvent* /*event*/) override {
-    const auto* shape = dynamic_cast<FocusShape*>(control_.data());
-    if (shape == nullptr) return;
-    QPainter painter(this);
-    const auto outline = shape->focusOutline();
-    paintBox(painter, QRectF(rect()), outline.radius + outline.gap + ringWidth, {}, colors().focus,
-             ringWidth);
-  }
-
- private:
-  const QPointer<QWidget>& control_;
-};
-
 FocusRing::FocusRing(QWidget& window) : QObject(&window), window_(window) {
   connect(qApp, &QApplication::focusChanged, this, [this](QWidget* /*old*/, QWidget* now) {
     follow(now != nullptr && window_.isAncestorOf(now) ? now : nullptr);
@@ -98,10 +75,16 @@ void FocusRing::place() {
     return;
   }
   QWidget* ground = groundOf(control_);
-  if (!drawing_) drawing_ = new Drawing(ground, control_);
+  if (!drawing_) {
+    drawing_ = new Canvas([this](QPainter& painter, const QRectF& rect) {
+      paintBox(painter, rect, radius_, {}, colors().focus, ringWidth);
+    });
+    drawing_->setAttribute(Qt::WA_TransparentForMouseEvents);
+  }
   if (drawing_->parentWidget() != ground) drawing_->setParent(ground);
   const auto outline = shape->focusOutline();
   const double reach = outline.gap + ringWidth;
+  radius_ = outline.radius + reach;
   const QRectF box = outline.rect.isEmpty() ? QRectF(control_->rect()) : outline.rect;
   const QRectF outer = box.adjusted(-reach, -reach, reach, reach);
   drawing_->setGeometry(

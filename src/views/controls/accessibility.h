@@ -36,15 +36,14 @@ class FocusRing final : public QObject {
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
-  class Drawing;
-
   void setShown(bool shown);
   void follow(QWidget* control);
   void place();
 
   QWidget& window_;
   QPointer<QWidget> control_;
-  QPointer<Drawing> drawing_;  // goes with what it lies on, and is then made anew
+  QPointer<QWidget> drawing_;  // goes with what it lies on, and is then made anew
+  double radius_ = 0;          // of its corners
   bool shown_ = false;
 };
 

@@ -121,23 +121,15 @@ void TextLabel::paintEvent(QPaintEvent* /*event*/) {
   layout->draw(&painter, QPointF(inner.left() + (inner.width() - width) / 2, y));
 }
 
-SymbolView::SymbolView(const QString& symbol, int pixels, QColor AppColors::*color, int disc)
-    : symbol_(symbol), pixels_(pixels), color_(color), disc_(disc) {
-  setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
-}
-
-QSize SymbolView::sizeHint() const {
-  return QSize(1, 1) * Theme::shared().iconSize(std::max(pixels_, disc_));
-}
-
-void SymbolView::paintEvent(QPaintEvent* /*event*/) {
-  const QRectF whole(rect());
-  QPainter painter(this);
-  if (disc_ > 0) {
-    const bool high = Theme::shared().highContrast();
-    paintBox(painter, whole, width() / 2.0, colors().tonal, high ? colors().border : QColor());
-  }
-  paintSymbol(painter, symbol_, squareIn(whole, Theme::shared().iconSize(pixels_)), colors().*color_);
+QWidget* symbolView(const QString& symbol, int pixels, TextLabel::Token color, int disc) {
+  const auto paint = [=](QPainter& painter, const QRectF& whole) {
+    if (disc > 0) {
+      const bool high = Theme::shared().highContrast();
+      paintBox(painter, whole, whole.width() / 2, colors().tonal, high ? colors().border : QColor());
+    }
+    paintSymbol(painter, symbol, squareIn(whole, Theme::shared().iconSize(pixels)), colors().*color);
+  };
+  return new Canvas(paint, std::max(pixels, disc));
 }
 
 }  // namespace sentrel

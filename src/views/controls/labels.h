@@ -57,22 +57,8 @@ class TextLabel : public QLabel {
 [[nodiscard]] TextLabel* centredLabel(TextRole role, const QString& words,
                                       TextLabel::Token color = &AppColors::text);
 
-/// A symbol in a colour of the theme, perhaps in the middle of a round disc. Decorative.
-class SymbolView : public QWidget {
- public:
-  /// Symbol and disc in pixels at 100 %; no disc where that is 0.
-  SymbolView(const QString& symbol, int pixels, QColor AppColors::*color, int disc = 0);
-
-  [[nodiscard]] QSize sizeHint() const override;
-
- protected:
-  void paintEvent(QPaintEvent* event) override;
-
- private:
-  const QString symbol_;
-  const int pixels_;
-  QColor AppColors::*const color_;
-  const int disc_;
-};
+/// A symbol in a colour of the theme, perhaps in the middle of a round disc. Decorative. Symbol and disc in
+/// pixels at 100 %; no disc where that is 0.
+[[nodiscard]] QWidget* symbolView(const QString& symbol, int pixels, TextLabel::Token color, int disc = 0);
 
 }  // namespace sentrel

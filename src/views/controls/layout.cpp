@@ -11,20 +11,19 @@
 
 namespace sentrel {
 
-// Divider and Card.
+// Dividers and Card.
 
-Divider::Divider() {
-  setFixedHeight(1);
-  setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-}
-
-void Divider::paintEvent(QPaintEvent* /*event*/) {
-  QPainter(this).fillRect(rect(), colors().border);
+QWidget* divider() {
+  auto* line =
+      new Canvas([](QPainter& painter, const QRectF& rect) { painter.fillRect(rect, colors().border); });
+  line->setFixedHeight(1);
+  line->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+  return line;
 }
 
 QLayout* insetDivider(int left, int right) {
   auto* line = boxIn<QHBoxLayout>(nullptr, {left, 0, right, 0});
-  line->addWidget(new Divider);
+  line->addWidget(divider());
   return line;
 }
 

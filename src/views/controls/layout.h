@@ -20,13 +20,7 @@ Box* boxIn(QWidget* widget, QMargins margins = {}, int spacing = 0) {
 }
 
 /// A hairline, one pixel high.
-class Divider : public QWidget {
- public:
-  Divider();
-
- protected:
-  void paintEvent(QPaintEvent* event) override;
-};
+[[nodiscard]] QWidget* divider();
 
 /// A divider that keeps away from the ends of its line, in pixels. For a layout to take.
 [[nodiscard]] QLayout* insetDivider(int left, int right);

@@ -111,4 +111,17 @@ void paintShadow(QPainter& painter, const QRectF& box, double radius, double str
   painter.restore();
 }
 
+Canvas::Canvas(Paint paint, int pixels) : paint_(std::move(paint)), pixels_(pixels) {
+  if (pixels > 0) setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+}
+
+QSize Canvas::sizeHint() const {
+  return pixels_ > 0 ? QSize(1, 1) * Theme::shared().iconSize(pixels_) : QWidget::sizeHint();
+}
+
+void Canvas::paintEvent(QPaintEvent* /*event*/) {
+  QPainter painter(this);
+  paint_(painter, QRectF(rect()));
+}
+
 }  // namespace sentrel

@@ -4,6 +4,9 @@
 #include <QColor>
 #include <QPainter>
 #include <QRectF>
+#include <QWidget>
+#include <functional>
+#include <utility>
 
 namespace sentrel {
 
@@ -39,5 +42,23 @@ void paintShadow(QPainter& painter, const QRectF& box, double radius, double str
 [[nodiscard]] QColor mix(const QColor& from, const QColor& to, double share);
 
 [[nodiscard]] QColor withAlpha(QColor color, double alpha);
+
+/// A widget that shows what a function paints, and nothing else.
+class Canvas final : public QWidget {
+ public:
+  using Paint = std::function<void(QPainter& painter, const QRectF& rect)>;
+
+  /// A square of `pixels` at 100 % that grows with the text as icons do; of any size where that is 0.
+  explicit Canvas(Paint paint, int pixels = 0);
+
+  [[nodiscard]] QSize sizeHint() const override;
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+
+ private:
+  const Paint paint_;
+  const int pixels_;
+};
 
 }  // namespace sentrel

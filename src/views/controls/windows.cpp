@@ -163,7 +163,7 @@ Sheet* openDialog(QWidget& popover, const Dialog& dialog) {
   auto* column = boxIn<QVBoxLayout>(sheet->panel(), {padding, 20, padding, 16});
   auto* page = new QWidget;
   auto* said = boxIn<QVBoxLayout>(page, {8, 0, 8, 0}, 6);
-  said->addWidget(new SymbolView(dialog.symbol, 30, dialog.color), 0, Qt::AlignHCenter);
+  said->addWidget(symbolView(dialog.symbol, 30, dialog.color), 0, Qt::AlignHCenter);
   auto* words = centredLabel(TextRole::bodyLabel, dialog.words);
   words->setBalanced(true);
   said->addWidget(words);
