@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "look/icons.h"
 #include "views/controls/layout.h"
 #include "views/controls/painting.h"
 #include "views/controls/scroll_page.h"
@@ -53,6 +54,27 @@ QWidget* instructionCard() {
   line->addWidget(new TextLabel(TextRole::body, words), 1);
   return card;
 }
+
+/// A round button that shows a symbol and grows with the text; its name is for assistive technology.
+class RoundButton final : public DrawnButton {
+ public:
+  RoundButton(const QString& symbol, const QString& name) : DrawnButton(TextRole::body, {}), symbol_(symbol) {
+    setAccessibleName(name);
+  }
+  [[nodiscard]] QSize sizeHint() const override { return QSize(1, 1) * Theme::shared().iconSize(36); }
+  [[nodiscard]] Outline focusOutline() const override { return {.radius = width() / 2.0, .gap = 0}; }
+
+ protected:
+  void paintEvent(QPaintEvent* /*event*/) override {
+    QPainter painter(this);
+    if (!isEnabled()) painter.setOpacity(disabledOpacity);
+    paintGround(painter, QRectF(rect()), width() / 2.0, 0.08, 0.14);
+    paintSymbol(painter, symbol_, squareIn(QRectF(rect()), Theme::shared().iconSize(24)), colors().primary);
+  }
+
+ private:
+  const QString symbol_;
+};
 
 /// A ring that turns once a second while it is seen; without motion it stands still.
 class Spinner final : public QWidget {
@@ -241,8 +263,8 @@ void CalibrationView::buildDone(QVBoxLayout& column) {
   column.addLayout(adjuster);
   minus_ = new RoundButton(QStringLiteral("minus.circle"), qtTrId("Réduire la distance"));
   plus_ = new RoundButton(QStringLiteral("plus.circle"), qtTrId("Augmenter la distance"));
-  connect(minus_, &RoundButton::clicked, this, [this] { adjust(-stepCm); });
-  connect(plus_, &RoundButton::clicked, this, [this] { adjust(stepCm); });
+  connect(minus_, &QAbstractButton::clicked, this, [this] { adjust(-stepCm); });
+  connect(plus_, &QAbstractButton::clicked, this, [this] { adjust(stepCm); });
   value_ = new TextLabel(TextRole::title3);
   value_->setMinimumWidth(qRound(valueWidth * Theme::shared().textScale()));
   value_->setAlignment(Qt::AlignCenter);

@@ -60,8 +60,8 @@ class CalibrationView : public QWidget {
   PushButton* primary_ = nullptr;
   TextLabel* count_ = nullptr;
   TextLabel* value_ = nullptr;
-  RoundButton* minus_ = nullptr;
-  RoundButton* plus_ = nullptr;
+  QAbstractButton* minus_ = nullptr;
+  QAbstractButton* plus_ = nullptr;
   Registration phaseRegistration_;
 };
 

@@ -10,8 +10,10 @@
 #include <QScreen>
 #include <QVariantAnimation>
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
+#include "look/icons.h"
 #include "views/controls/layout.h"
 #include "views/controls/painting.h"
 #include "views/popover_pages.h"
@@ -41,6 +43,108 @@ StatusWords statusWords(const FilterState& state) {
 QString failureWords(const std::optional<CameraFailure>& failure) {
   return failure ? qtTrId(textKey(failure->kind)) : QString();
 }
+
+// The buttons.
+
+namespace {
+
+/// One row of the popover: a symbol and a label over the full width.
+class MenuBarButton final : public DrawnButton {
+ public:
+  /// `label` is shown as it is.
+  MenuBarButton(const QString& symbol, const QString& label)
+      : DrawnButton(TextRole::body, label), icon(symbol) {
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+  }
+  [[nodiscard]] QSize sizeHint() const override {
+    const int words = QFontMetrics(font()).horizontalAdvance(text());
+    return {2 * (outside + inside) + Theme::shared().iconSize(iconFrame) + iconGap + words,
+            Theme::shared().grown(36)};
+  }
+  [[nodiscard]] Outline focusOutline() const override {
+    return {.rect = row(), .radius = rowRadius, .gap = -2};
+  }
+
+ protected:
+  void paintEvent(QPaintEvent* /*event*/) override {
+    QPainter painter(this);
+    const QRectF line = row();
+    paintGround(painter, line, rowRadius, 0.06, 0.12);
+    const int frame = Theme::shared().iconSize(iconFrame);
+    paintSymbol(painter, icon,
+                squareIn(QRectF(line.left() + inside, 0, frame, height()), Theme::shared().iconSize(17)),
+                colors().textSecondary);
+    paintWords(painter, line.adjusted(inside + frame + iconGap, 0, -inside, 0), text(), font(),
+               colors().text);
+  }
+
+ private:
+  static constexpr int outside = 4;  // left and right of the row
+  static constexpr int inside = 16;  // between the row's edge and the symbol's frame
+  static constexpr int iconFrame = 20;
+  static constexpr int iconGap = 8;
+  static constexpr double rowRadius = 6;
+
+  [[nodiscard]] QRectF row() const { return QRectF(rect()).adjusted(outside, 0, -outside, 0); }
+
+  const QString icon;
+};
+
+/// A line of words of which the last part, after the separator "·", is a link.
+class LinkButton final : public DrawnButton {
+ public:
+  /// `words` is "name · link".
+  explicit LinkButton(const QString& words)
+      : DrawnButton(TextRole::caption, words.section(separator, 1).trimmed()),
+        before_(words.section(separator, 0, 0).trimmed()) {
+    setCursor(Qt::PointingHandCursor);
+  }
+  [[nodiscard]] QSize sizeHint() const override {
+    const double words = linkLeft() + QFontMetricsF(font()).horizontalAdvance(text());
+    return {static_cast<int>(std::ceil(words)) + symbolGap + Theme::shared().iconSize(symbolPixels) + 2,
+            Theme::shared().grown(20, 16)};
+  }
+  [[nodiscard]] Outline focusOutline() const override {
+    return {.rect = QRectF(rect()).adjusted(linkLeft(), 0, 0, 0), .radius = 4};
+  }
+
+ protected:
+  void paintEvent(QPaintEvent* /*event*/) override {
+    const AppColors& c = colors();
+    const QFontMetricsF metrics(font());
+    QPainter painter(this);
+    painter.setFont(font());
+    painter.setPen(c.textSecondary);
+    const double baseline = (height() - metrics.height()) / 2 + metrics.ascent();
+    painter.drawText(QPointF(0, baseline), before_);
+    painter.drawText(QPointF(metrics.horizontalAdvance(before_) + aroundSeparator, baseline), separator);
+    const QColor color = mix(c.primary, c.primaryHover, hover());
+    const double left = linkLeft();
+    const double width = metrics.horizontalAdvance(text());
+    painter.setPen(color);
+    painter.drawText(QPointF(left, baseline), text());
+    painter.fillRect(QRectF(left, std::round(baseline + 2), width, 1), color);
+    const double size = Theme::shared().iconSize(symbolPixels);
+    paintSymbol(painter, QStringLiteral("arrow.up.right.square"),
+                QRectF(left + width + symbolGap, (height() - size) / 2, size, size), color);
+  }
+
+ private:
+  static constexpr int symbolPixels = 12;
+  static constexpr int symbolGap = 7;
+  static constexpr double aroundSeparator = 6;
+  static inline const QString separator = QStringLiteral("·");
+
+  /// Where the link begins, in pixels.
+  [[nodiscard]] double linkLeft() const {
+    const QFontMetricsF metrics(font());
+    return metrics.horizontalAdvance(before_) + metrics.horizontalAdvance(separator) + 2 * aroundSeparator;
+  }
+
+  const QString before_;  // the words before the separator
+};
+
+}  // namespace
 
 // MenuBarPopoverView.
 
@@ -87,7 +191,7 @@ QWidget* MenuBarPopoverView::buildHome() {
   };
   const auto addRow = [this, column](const QString& icon, const QString& label, auto action) {
     auto* row = new MenuBarButton(icon, label);
-    connect(row, &MenuBarButton::clicked, this, action);
+    connect(row, &QAbstractButton::clicked, this, action);
     column->addWidget(row);
   };
   column->addLayout(buildHeader(), 1);
@@ -128,7 +232,7 @@ QLayout* MenuBarPopoverView::buildHeader() {
 QWidget* MenuBarPopoverView::buildFooter() {
   if (parts_.projectsPage.isEmpty()) return nullptr;
   auto* link = new LinkButton(qtTrId("Sentrel · Nos autres projets"));
-  connect(link, &LinkButton::clicked, this, [this] { openProjectsPage(); });
+  connect(link, &QAbstractButton::clicked, this, [this] { openProjectsPage(); });
   return link;
 }
 

@@ -88,58 +88,6 @@ class PushButton : public DrawnButton {
   QString symbol_;
 };
 
-/// A round button that shows a symbol and grows with the text; its name is for assistive technology.
-class RoundButton : public DrawnButton {
- public:
-  RoundButton(const QString& symbol, const QString& name);
-
-  [[nodiscard]] QSize sizeHint() const override;
-  [[nodiscard]] Outline focusOutline() const override;
-
- protected:
-  void paintEvent(QPaintEvent* event) override;
-
- private:
-  const QString symbol_;
-};
-
-/// A line of words of which the last part, after the separator "·", is a link.
-class LinkButton : public DrawnButton {
- public:
-  /// `words` is "name · link".
-  explicit LinkButton(const QString& words);
-
-  [[nodiscard]] QSize sizeHint() const override;
-  [[nodiscard]] Outline focusOutline() const override;
-
- protected:
-  void paintEvent(QPaintEvent* event) override;
-
- private:
-  /// Where the link begins, in pixels.
-  [[nodiscard]] double linkLeft() const;
-
-  QString before_;  // the words before the separator
-};
-
-/// One row of the popover: a symbol and a label over the full width.
-class MenuBarButton : public DrawnButton {
- public:
-  /// `label` is shown as it is.
-  MenuBarButton(const QString& icon, const QString& label);
-
-  [[nodiscard]] QSize sizeHint() const override;
-  [[nodiscard]] Outline focusOutline() const override;
-
- protected:
-  void paintEvent(QPaintEvent* event) override;
-
- private:
-  [[nodiscard]] QRectF row() const;
-
-  const QString icon;
-};
-
 /// A switch of 44 by 26 pixels. Its words are only for assistive technology.
 class ToggleSwitch : public Drawn<QCheckBox> {
  public:
