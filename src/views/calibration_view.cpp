@@ -10,10 +10,14 @@
 #include <utility>
 
 #include "look/icons.h"
+#include "support/registration.h"
+#include "views/controls/buttons.h"
+#include "views/controls/labels.h"
 #include "views/controls/layout.h"
 #include "views/controls/painting.h"
 #include "views/controls/scroll_page.h"
 #include "views/controls/windows.h"
+#include "views/eye_logo.h"
 #include "views/theme.h"
 
 namespace sentrel {
@@ -112,6 +116,226 @@ class Spinner final : public QWidget {
   QElapsedTimer since_;
 };
 
+/// Leads a person through a calibration: says what to do, counts down, shows the measured distance to accept,
+/// adjust or measure again. When it goes, so does what runs. Main thread.
+class CalibrationView final : public QWidget {
+ public:
+  /// Takes a session of its own, which is idle. `done` is called after a distance was accepted.
+  CalibrationView(std::shared_ptr<CalibrationSession> newSession, std::function<void()> done)
+      : session(std::move(newSession)),
+        onDone(std::move(done)),
+        column_(boxIn<QVBoxLayout>(this, {0, 14, 0, 20})),
+        logo_(new EyeLogo(60)) {
+    const QString title = qtTrId("Calibration de distance");
+    setAccessibleName(title);  // it has the focus while something runs
+    column_->addWidget(logo_, 0, Qt::AlignHCenter);
+    column_->addSpacing(6);
+    column_->addWidget(centredLabel(TextRole::title2Small, title));
+    column_->addSpacing(1);
+    column_->addWidget(paragraph(
+        qtTrId("Sentrel va mesurer votre distance habituelle à l'écran pour adapter ses alertes."), 32));
+    column_->addSpacing(11);
+    logo_->setMood(EyeLogo::Mood::idleOpen);
+    build();
+  }
+
+  ~CalibrationView() override { abandon(); }
+
+  /// What the Escape key means: cancels while something runs; false where there is nothing to cancel.
+  bool cancelRunning() {
+    if (!isMeasuring()) return false;
+    session->cancel();
+    return true;
+  }
+
+  /// The button that is pressed by the Enter key; none while something runs.
+  [[nodiscard]] QWidget* defaultButton() const { return primary_; }
+
+ protected:
+  void keyPressEvent(QKeyEvent* event) override {
+    if (primary_ == nullptr || !pressByEnter(*primary_, *event)) QWidget::keyPressEvent(event);
+  }
+
+  void showEvent(QShowEvent* /*event*/) override {
+    if (phaseRegistration_) return;
+    phaseRegistration_ = session->phase().subscribe([this](const Phase& phase) { show(phase); });
+  }
+
+  void hideEvent(QHideEvent* event) override {
+    // Closed, not minimised: at once, because protection may be switched on in the same moment.
+    if (!event->spontaneous()) abandon();
+  }
+
+ private:
+  using Phase = CalibrationSession::Phase;
+
+  void show(const Phase& phase) {
+    if (phase == shown_) return;
+    shown_ = phase;
+    logo_->setMood(isMeasuring() ? EyeLogo::Mood::active : EyeLogo::Mood::idleOpen);
+    if (count_ == nullptr || phase.kind != Phase::Kind::counting) return build();
+    fadeOver(*count_, numberFadeMs);
+    count_->setWords(QString::number(phase.remaining));
+    // Screen readers read a notification as it appears.
+    QAccessibleEvent appears(count_, QAccessible::ObjectShow);
+    QAccessible::updateAccessibility(&appears);
+  }
+
+  /// Ends what runs without showing it: the view is going, or gone from sight.
+  void abandon() {
+    phaseRegistration_.reset();
+    session->cancel();
+  }
+
+  void build() {
+    delete content_;
+    primary_ = nullptr;
+    count_ = nullptr;
+    content_ = new QWidget(this);
+    auto* column = boxIn<QVBoxLayout>(content_);
+    auto* area = new QWidget(content_);
+    area->setMinimumHeight(areaHeight);
+    column->addWidget(area, 1);
+    column->addSpacing(16);
+    auto* said = boxIn<QVBoxLayout>(area, {areaSide, 0, areaSide, 0});
+    auto* buttons = boxIn<QHBoxLayout>(nullptr, {}, 12);
+    column->addLayout(buttons);
+    said->addStretch();
+    buttons->addStretch();
+    const auto cancel = [this] { session->cancel(); };
+    using Kind = PushButton::Kind;
+    switch (shown_.kind) {
+      case Phase::Kind::idle:
+        said->addWidget(instructionCard());
+        primary_ = addButton(*buttons, Kind::primary, qtTrId("Démarrer"), 144, [this] { session->start(); });
+        break;
+      case Phase::Kind::counting:
+      case Phase::Kind::measuring:
+        shown_.kind == Phase::Kind::counting ? buildCounting(*said) : buildMeasuring(*said);
+        // Not by the Enter key: who pressed it twice to start would end it.
+        addButton(*buttons, Kind::secondary, qtTrId("Annuler"), 125, cancel);
+        break;
+      case Phase::Kind::done:
+        buildDone(*said);
+        addButton(*buttons, Kind::secondary, qtTrId("Recommencer"), 134, cancel);
+        primary_ = addButton(*buttons, Kind::primary, qtTrId("Valider"), 116, [this] {
+          session->accept(distance());
+          if (onDone) onDone();
+        });
+        break;
+      case Phase::Kind::failed:
+        buildFailed(*said);
+        primary_ = addButton(*buttons, Kind::primary, qtTrId("Réessayer"), 144, cancel);
+        break;
+    }
+    said->addStretch();
+    buttons->addStretch();
+    column_->addWidget(content_, 1);
+    content_->show();
+    // Who pressed the last button by key goes on from the next one.
+    if (isVisible())
+      (primary_ != nullptr ? static_cast<QWidget*>(primary_) : this)->setFocus(Qt::OtherFocusReason);
+  }
+
+  void buildCounting(QVBoxLayout& column) {
+    column.addWidget(centredLabel(TextRole::body, qtTrId("Restez immobile…"), &AppColors::textSecondary));
+    column.addSpacing(6);
+    count_ = centredLabel(TextRole::count, QString::number(shown_.remaining));
+    setAccessibleRole(*count_, QAccessible::Notification);
+    column.addWidget(count_);
+  }
+
+  void buildMeasuring(QVBoxLayout& column) {
+    column.addWidget(new Spinner, 0, Qt::AlignHCenter);
+    column.addSpacing(14);
+    column.addWidget(centredLabel(TextRole::headline, qtTrId("Mesure en cours…")));
+    column.addSpacing(8);
+    column.addWidget(centredLabel(TextRole::caption, qtTrId("3 secondes"), &AppColors::textSecondary));
+  }
+
+  void buildDone(QVBoxLayout& column) {
+    column.addWidget(symbolView(QStringLiteral("checkmark.circle.fill"), 48, &AppColors::success), 0,
+                     Qt::AlignHCenter);
+    column.addSpacing(7);
+    QString words = qtTrId("Distance estimée : %lld cm");
+    words.replace(QStringLiteral(" : "), QStringLiteral("\u00A0: "));
+    words.replace(QLatin1String("%lld cm"), withCentimetres(shown_.distanceCm));
+    column.addWidget(centredLabel(TextRole::title3, words));
+    column.addSpacing(6);
+    auto* adjuster = boxIn<QHBoxLayout>(nullptr, {}, 8);
+    column.addLayout(adjuster);
+    minus_ = new RoundButton(QStringLiteral("minus.circle"), qtTrId("Réduire la distance"));
+    plus_ = new RoundButton(QStringLiteral("plus.circle"), qtTrId("Augmenter la distance"));
+    connect(minus_, &QAbstractButton::clicked, this, [this] { adjust(-stepCm); });
+    connect(plus_, &QAbstractButton::clicked, this, [this] { adjust(stepCm); });
+    value_ = new TextLabel(TextRole::title3);
+    value_->setMinimumWidth(qRound(valueWidth * Theme::shared().textScale()));
+    value_->setAlignment(Qt::AlignCenter);
+    adjuster->addStretch();
+    adjuster->addWidget(minus_);
+    adjuster->addWidget(value_);
+    adjuster->addWidget(plus_);
+    adjuster->addStretch();
+    column.addSpacing(6);
+    column.addWidget(
+        paragraph(qtTrId("Vous pouvez ajuster cette valeur si elle vous semble incorrecte."), 40));
+    showDistance();
+  }
+
+  void buildFailed(QVBoxLayout& column) {
+    column.addWidget(
+        symbolView(QStringLiteral("exclamationmark.triangle.fill"), 40, &AppColors::warningGraphic), 0,
+        Qt::AlignHCenter);
+    column.addSpacing(10);
+    column.addWidget(centredLabel(TextRole::headline, qtTrId("Calibration échouée")));
+    column.addSpacing(6);
+    column.addWidget(paragraph(qtTrId(shown_.message.c_str()), 30));
+  }
+
+  PushButton* addButton(QBoxLayout& line, PushButton::Kind kind, const QString& words, int width,
+                        std::function<void()> action) {
+    auto* button = new PushButton(kind, words);
+    button->setMinimumWidth(std::max(width, button->sizeHint().width()));
+    // In a later turn: the action replaces the buttons.
+    connect(button, &PushButton::clicked, this, std::move(action), Qt::QueuedConnection);
+    line.addWidget(button);
+    return button;
+  }
+
+  void adjust(std::int64_t by) {
+    adjustedDistance = by < 0 ? std::max(leastCm, distance() + by) : std::min(greatestCm, distance() + by);
+    showDistance();
+  }
+
+  void showDistance() {
+    value_->setWords(withCentimetres(distance()));
+    minus_->setEnabled(distance() > leastCm);
+    plus_->setEnabled(distance() < greatestCm);
+  }
+
+  [[nodiscard]] std::int64_t distance() const {
+    return adjustedDistance != 0 ? adjustedDistance : shown_.distanceCm;
+  }
+
+  [[nodiscard]] bool isMeasuring() const {
+    return shown_.kind == Phase::Kind::counting || shown_.kind == Phase::Kind::measuring;
+  }
+
+  const std::shared_ptr<CalibrationSession> session;
+  const std::function<void()> onDone;
+  std::int64_t adjustedDistance = 0;  // 0 means not adjusted
+  Phase shown_ = Phase::idle();
+  QVBoxLayout* column_;
+  EyeLogo* logo_;
+  QWidget* content_ = nullptr;  // what the phase shows; all that follows is in it
+  PushButton* primary_ = nullptr;
+  TextLabel* count_ = nullptr;
+  TextLabel* value_ = nullptr;
+  QAbstractButton* minus_ = nullptr;
+  QAbstractButton* plus_ = nullptr;
+  Registration phaseRegistration_;
+};
+
 }  // namespace
 
 void openCalibrationSheet(QWidget& window, std::shared_ptr<CalibrationSession> session,
@@ -128,199 +352,6 @@ void openCalibrationSheet(QWidget& window, std::shared_ptr<CalibrationSession> s
   };
   sheet->onClosed = std::move(closed);
   sheet->open(view->defaultButton());
-}
-
-CalibrationView::CalibrationView(std::shared_ptr<CalibrationSession> newSession, std::function<void()> done)
-    : session(std::move(newSession)),
-      onDone(std::move(done)),
-      column_(boxIn<QVBoxLayout>(this, {0, 14, 0, 20})),
-      logo_(new EyeLogo(60)) {
-  const QString title = qtTrId("Calibration de distance");
-  setAccessibleName(title);  // it has the focus while something runs
-  column_->addWidget(logo_, 0, Qt::AlignHCenter);
-  column_->addSpacing(6);
-  column_->addWidget(centredLabel(TextRole::title2Small, title));
-  column_->addSpacing(1);
-  column_->addWidget(paragraph(
-      qtTrId("Sentrel va mesurer votre distance habituelle à l'écran pour adapter ses alertes."), 32));
-  column_->addSpacing(11);
-  logo_->setMood(EyeLogo::Mood::idleOpen);
-  build();
-}
-
-CalibrationView::~CalibrationView() {
-  abandon();
-}
-
-/// Ends what runs without showing it: the view is going, or gone from sight.
-void CalibrationView::abandon() {
-  phaseRegistration_.reset();
-  session->cancel();
-}
-
-void CalibrationView::hideEvent(QHideEvent* event) {
-  // Closed, not minimised: at once, because protection may be switched on in the same moment.
-  if (!event->spontaneous()) abandon();
-}
-
-void CalibrationView::showEvent(QShowEvent* /*event*/) {
-  if (phaseRegistration_) return;
-  phaseRegistration_ = session->phase().subscribe([this](const Phase& phase) { show(phase); });
-}
-
-bool CalibrationView::isMeasuring() const {
-  return shown_.kind == Phase::Kind::counting || shown_.kind == Phase::Kind::measuring;
-}
-
-void CalibrationView::show(const Phase& phase) {
-  if (phase == shown_) return;
-  shown_ = phase;
-  logo_->setMood(isMeasuring() ? EyeLogo::Mood::active : EyeLogo::Mood::idleOpen);
-  if (count_ == nullptr || phase.kind != Phase::Kind::counting) return build();
-  fadeOver(*count_, numberFadeMs);
-  count_->setWords(QString::number(phase.remaining));
-  // Screen readers read a notification as it appears.
-  QAccessibleEvent appears(count_, QAccessible::ObjectShow);
-  QAccessible::updateAccessibility(&appears);
-}
-
-void CalibrationView::build() {
-  delete content_;
-  primary_ = nullptr;
-  count_ = nullptr;
-  content_ = new QWidget(this);
-  auto* column = boxIn<QVBoxLayout>(content_);
-  auto* area = new QWidget(content_);
-  area->setMinimumHeight(areaHeight);
-  column->addWidget(area, 1);
-  column->addSpacing(16);
-  auto* said = boxIn<QVBoxLayout>(area, {areaSide, 0, areaSide, 0});
-  auto* buttons = boxIn<QHBoxLayout>(nullptr, {}, 12);
-  column->addLayout(buttons);
-  said->addStretch();
-  buttons->addStretch();
-  const auto cancel = [this] { session->cancel(); };
-  using Kind = PushButton::Kind;
-  switch (shown_.kind) {
-    case Phase::Kind::idle:
-      said->addWidget(instructionCard());
-      primary_ = addButton(*buttons, Kind::primary, qtTrId("Démarrer"), 144, [this] { session->start(); });
-      break;
-    case Phase::Kind::counting:
-    case Phase::Kind::measuring:
-      shown_.kind == Phase::Kind::counting ? buildCounting(*said) : buildMeasuring(*said);
-      // Not by the Enter key: who pressed it twice to start would end it.
-      addButton(*buttons, Kind::secondary, qtTrId("Annuler"), 125, cancel);
-      break;
-    case Phase::Kind::done:
-      buildDone(*said);
-      addButton(*buttons, Kind::secondary, qtTrId("Recommencer"), 134, cancel);
-      primary_ = addButton(*buttons, Kind::primary, qtTrId("Valider"), 116, [this] {
-        session->accept(distance());
-        if (onDone) onDone();
-      });
-      break;
-    case Phase::Kind::failed:
-      buildFailed(*said);
-      primary_ = addButton(*buttons, Kind::primary, qtTrId("Réessayer"), 144, cancel);
-      break;
-  }
-  said->addStretch();
-  buttons->addStretch();
-  column_->addWidget(content_, 1);
-  content_->show();
-  // Who pressed the last button by key goes on from the next one.
-  if (isVisible())
-    (primary_ != nullptr ? static_cast<QWidget*>(primary_) : this)->setFocus(Qt::OtherFocusReason);
-}
-
-void CalibrationView::buildCounting(QVBoxLayout& column) {
-  column.addWidget(centredLabel(TextRole::body, qtTrId("Restez immobile…"), &AppColors::textSecondary));
-  column.addSpacing(6);
-  count_ = centredLabel(TextRole::count, QString::number(shown_.remaining));
-  setAccessibleRole(*count_, QAccessible::Notification);
-  column.addWidget(count_);
-}
-
-void CalibrationView::buildMeasuring(QVBoxLayout& column) {
-  column.addWidget(new Spinner, 0, Qt::AlignHCenter);
-  column.addSpacing(14);
-  column.addWidget(centredLabel(TextRole::headline, qtTrId("Mesure en cours…")));
-  column.addSpacing(8);
-  column.addWidget(centredLabel(TextRole::caption, qtTrId("3 secondes"), &AppColors::textSecondary));
-}
-
-void CalibrationView::buildDone(QVBoxLayout& column) {
-  column.addWidget(symbolView(QStringLiteral("checkmark.circle.fill"), 48, &AppColors::success), 0,
-                   Qt::AlignHCenter);
-  column.addSpacing(7);
-  QString words = qtTrId("Distance estimée : %lld cm");
-  words.replace(QStringLiteral(" : "), QStringLiteral("\u00A0: "));
-  words.replace(QLatin1String("%lld cm"), withCentimetres(shown_.distanceCm));
-  column.addWidget(centredLabel(TextRole::title3, words));
-  column.addSpacing(6);
-  auto* adjuster = boxIn<QHBoxLayout>(nullptr, {}, 8);
-  column.addLayout(adjuster);
-  minus_ = new RoundButton(QStringLiteral("minus.circle"), qtTrId("Réduire la distance"));
-  plus_ = new RoundButton(QStringLiteral("plus.circle"), qtTrId("Augmenter la distance"));
-  connect(minus_, &QAbstractButton::clicked, this, [this] { adjust(-stepCm); });
-  connect(plus_, &QAbstractButton::clicked, this, [this] { adjust(stepCm); });
-  value_ = new TextLabel(TextRole::title3);
-  value_->setMinimumWidth(qRound(valueWidth * Theme::shared().textScale()));
-  value_->setAlignment(Qt::AlignCenter);
-  adjuster->addStretch();
-  adjuster->addWidget(minus_);
-  adjuster->addWidget(value_);
-  adjuster->addWidget(plus_);
-  adjuster->addStretch();
-  column.addSpacing(6);
-  column.addWidget(paragraph(qtTrId("Vous pouvez ajuster cette valeur si elle vous semble incorrecte."), 40));
-  showDistance();
-}
-
-void CalibrationView::buildFailed(QVBoxLayout& column) {
-  column.addWidget(
-      symbolView(QStringLiteral("exclamationmark.triangle.fill"), 40, &AppColors::warningGraphic), 0,
-      Qt::AlignHCenter);
-  column.addSpacing(10);
-  column.addWidget(centredLabel(TextRole::headline, qtTrId("Calibration échouée")));
-  column.addSpacing(6);
-  column.addWidget(paragraph(qtTrId(shown_.message.c_str()), 30));
-}
-
-PushButton* CalibrationView::addButton(QBoxLayout& line, PushButton::Kind kind, const QString& words,
-                                       int width, std::function<void()> action) {
-  auto* button = new PushButton(kind, words);
-  button->setMinimumWidth(std::max(width, button->sizeHint().width()));
-  // In a later turn: the action replaces the buttons.
-  connect(button, &PushButton::clicked, this, std::move(action), Qt::QueuedConnection);
-  line.addWidget(button);
-  return button;
-}
-
-std::int64_t CalibrationView::distance() const {
-  return adjustedDistance != 0 ? adjustedDistance : shown_.distanceCm;
-}
-
-void CalibrationView::adjust(std::int64_t by) {
-  adjustedDistance = by < 0 ? std::max(leastCm, distance() + by) : std::min(greatestCm, distance() + by);
-  showDistance();
-}
-
-void CalibrationView::showDistance() {
-  value_->setWords(withCentimetres(distance()));
-  minus_->setEnabled(distance() > leastCm);
-  plus_->setEnabled(distance() < greatestCm);
-}
-
-bool CalibrationView::cancelRunning() {
-  if (!isMeasuring()) return false;
-  session->cancel();
-  return true;
-}
-
-void CalibrationView::keyPressEvent(QKeyEvent* event) {
-  if (primary_ == nullptr || !pressByEnter(*primary_, *event)) QWidget::keyPressEvent(event);
 }
 
 }  // namespace sentrel
