@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <QDBusVariant>
-#include <array>
 #include <cmath>
 #include <cstdio>
 #include <fstream>
@@ -19,9 +18,6 @@ namespace {
 using std::chrono::milliseconds;
 using SteadyClock = std::chrono::steady_clock;
 
-/// Long enough after a change for the overlay to be composed.
-constexpr milliseconds pictureDelay{700};
-
 const auto notificationService = QStringLiteral("org.freedesktop.Notifications");
 
 class DayDemo final : public ProgramTrial {
@@ -29,26 +25,151 @@ class DayDemo final : public ProgramTrial {
   using ProgramTrial::ProgramTrial;
 
  private:
-  void play() override;
+  void play() override {
+    prepare();
+    lockAndWake();
+    pullTheCamera();
+    lookOn();
+    runLow();
+    quitAndJudge();
+    std::printf("Everything followed as it should. Pictures and timeline.txt are in %s\n", folder_.c_str());
+  }
+
   void stateChanged(const StateWatcher::Entry& entry) override { note("state: " + entry.state); }
-  void prepare();
-  void lockAndWake();
-  void pullTheCamera();
-  void lookOn();
-  void runLow();
-  void quitAndJudge();
+
+  void prepare() {
+    showDocument();
+    notificationServer_ = desktop_.spawn("dunst", {"-conf", "/dev/null"});
+    session_.sessionBus().waitForName(notificationService);
+    see(Seen::alone);
+    began_ = SteadyClock::now();
+    happens("the program starts", [this] { start(); });
+    followsState("nominal");
+    followsCamera(true);
+    follows("the program delays the sleep of the machine", [this] { return session_.sleepDelays() == 1; });
+    takePicture("01-protected");
+  }
+
+  void lockAndWake() {
+    happens("the screen is locked", [this] { session_.setLockedHint(true); });
+    followsCamera(false);
+    followsState("autoPaused");
+    takePicture("02-locked");
+    happens("the machine goes to sleep while locked", [this] { session_.prepareForSleep(true); });
+    follows("the sleep is not held up", [this] { return session_.sleepDelays() == 0; });
+    happens("it wakes, still locked", [this] { session_.prepareForSleep(false); });
+    nothingFollows();
+    takePicture("03-woken-locked");
+    happens("the screen is unlocked", [this] { session_.setLockedHint(false); });
+    followsState("nominal");
+    followsCamera(true);
+    takePicture("04-unlocked");
+  }
+
+  void pullTheCamera() {
+    happens("the camera is pulled", [this] { camera_.vanish(); });
+    followsState("cameraBusy");
+    takePicture("05-no-camera");
+    happens("the camera is back", [this] { camera_.appear(); });
+    followsState("nominal");
+    followsCamera(true);
+    takePicture("06-camera-back");
+  }
+
+  void lookOn() {
+    happens("somebody looks on", [this] { see(Seen::watched); });
+    followsState("alert");
+    follows("a notification is shown", [this] { return notifications() == 1; });
+    takePicture("07-alert");
+    happens("the onlooker leaves", [this] { see(Seen::alone); });
+    followsState("nominal");
+    follows("the notification is withdrawn", [this] { return notifications() == 0; });
+    takePicture("08-alone-again");
+  }
+
+  void runLow() {
+    happens("the battery is at 9 %", [this] { session_.setBattery(9, false); });
+    followsState("autoPaused");
+    happened_ = SteadyClock::now();  // the check itself
+    followsCamera(false);
+    takePicture("09-battery-low");
+    happens("the battery is charged", [this] { session_.setBattery(9, true); });
+    followsState("nominal");
+    happened_ = SteadyClock::now();
+    followsCamera(true);
+    takePicture("10-charging");
+  }
+
+  void quitAndJudge() {
+    happens("the program is asked to quit", [this] { quit(); });
+    followsCamera(false);
+    std::ofstream out(folder_ / "timeline.txt");
+    for (const std::string& line : timeline_) out << line << '\n';
+
+    std::ifstream file(desktop_.configFolder() / "sentrel" / "defaults.json");
+    const std::string kept{std::istreambuf_iterator<char>(file), {}};
+    std::printf("What it keeps:\n%s", kept.c_str());
+    for (const char* line : {"\"has_completed_onboarding\": true", "\"stats_alert_count\": 1",
+                             "\"stats_session_count\": 1", "\"stats_total_active_seconds\": [3-9][0-9]"}) {
+      if (!std::regex_search(kept, std::regex(line)))
+        throw std::runtime_error(std::string("not kept: ") + line);
+    }
+    // Covered while protecting, uncovered while paused, darkest during the alert.
+    const double bare = brightness("00-uncovered");
+    for (const char* name : {"02-locked", "03-woken-locked", "09-battery-low"}) {
+      if (std::abs(brightness(name) - bare) > 1) throw std::runtime_error(std::string(name) + " is covered");
+    }
+    for (const char* name :
+         {"01-protected", "04-unlocked", "06-camera-back", "08-alone-again", "10-charging"}) {
+      if (brightness(name) >= bare - 1) throw std::runtime_error(std::string(name) + " is not covered");
+    }
+    if (brightness("07-alert") >= 0.7 * bare) throw std::runtime_error("the alert is not seen");
+  }
 
   /// Something happens; the words go to the timeline.
-  void happens(const std::string& words, const std::function<void()>& action);
+  void happens(const std::string& words, const std::function<void()>& action) {
+    note("-- " + words);
+    happened_ = SteadyClock::now();
+    action();
+  }
+
   /// Waits for what follows, and notes how long it took since the last happening.
-  void follows(const std::string& words, const std::function<bool()>& condition);
-  void followsState(const std::string& state);
-  void followsCamera(bool open);
+  void follows(const std::string& words, const std::function<bool()>& condition) {
+    waitFor(words, condition);
+    const auto took = std::chrono::duration_cast<milliseconds>(SteadyClock::now() - happened_);
+    note(words + " (" + std::to_string(took.count()) + " ms)");
+  }
+
+  void followsState(const std::string& state) {
+    follows("protection is in " + state, [&] { return isIn(state); });
+  }
+
+  void followsCamera(bool open) {
+    follows(open ? "the camera is open" : "the camera is closed", [&] { return camera_.isOpen() == open; });
+  }
+
   /// Looks for a while that nothing follows.
-  void nothingFollows();
-  void takePicture(const std::string& name);
-  void note(const std::string& words);
-  [[nodiscard]] int notifications() const;
+  void nothingFollows() {
+    const std::size_t before = watcher_.entries().size();
+    const auto somethingFollowed = [&] { return watcher_.entries().size() != before || camera_.isOpen(); };
+    if (runUntil(somethingFollowed, std::chrono::seconds(2)))
+      throw std::runtime_error("something followed that should not");
+    note("nothing follows");
+  }
+
+  void note(const std::string& words) {
+    const std::chrono::duration<double> passed = SteadyClock::now() - began_;
+    timeline_.push_back(QString::asprintf("%7.3f s  ", passed.count()).toStdString() + words);
+    std::printf("  %s\n", timeline_.back().c_str());
+  }
+
+  [[nodiscard]] int notifications() const {
+    const QDBusMessage reply = session_.sessionBus().call(
+        notificationService, QStringLiteral("/org/freedesktop/Notifications"),
+        QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"),
+        {QStringLiteral("org.dunstproject.cmd0"), QStringLiteral("displayedLength")});
+    return reply.arguments().constFirst().value<QDBusVariant>().variant().toInt();
+  }
 
   MockSession session_{desktop_};
   ChildProcess notificationServer_;
@@ -56,154 +177,6 @@ class DayDemo final : public ProgramTrial {
   SteadyClock::time_point happened_ = began_;
   std::vector<std::string> timeline_;
 };
-
-void DayDemo::play() {
-  prepare();
-  lockAndWake();
-  pullTheCamera();
-  lookOn();
-  runLow();
-  quitAndJudge();
-  std::printf("Everything followed as it should. Pictures and timeline.txt are in %s\n", folder_.c_str());
-}
-
-void DayDemo::prepare() {
-  showDocument();
-  notificationServer_ = desktop_.spawn("dunst", {"-conf", "/dev/null"});
-  session_.sessionBus().waitForName(notificationService);
-  see(Seen::alone);
-  began_ = SteadyClock::now();
-  happens("the program starts", [this] { start(); });
-  followsState("nominal");
-  followsCamera(true);
-  follows("the program delays the sleep of the machine", [this] { return session_.sleepDelays() == 1; });
-  takePicture("01-protected");
-}
-
-void DayDemo::lockAndWake() {
-  happens("the screen is locked", [this] { session_.setLockedHint(true); });
-  followsCamera(false);
-  followsState("autoPaused");
-  takePicture("02-locked");
-  happens("the machine goes to sleep while locked", [this] { session_.prepareForSleep(true); });
-  follows("the sleep is not held up", [this] { return session_.sleepDelays() == 0; });
-  happens("it wakes, still locked", [this] { session_.prepareForSleep(false); });
-  nothingFollows();
-  takePicture("03-woken-locked");
-  happens("the screen is unlocked", [this] { session_.setLockedHint(false); });
-  followsState("nominal");
-  followsCamera(true);
-  takePicture("04-unlocked");
-}
-
-void DayDemo::pullTheCamera() {
-  happens("the camera is pulled", [this] { camera_.vanish(); });
-  followsState("cameraBusy");
-  takePicture("05-no-camera");
-  happens("the camera is back", [this] { camera_.appear(); });
-  followsState("nominal");
-  followsCamera(true);
-  takePicture("06-camera-back");
-}
-
-void DayDemo::lookOn() {
-  happens("somebody looks on", [this] { see(Seen::watched); });
-  followsState("alert");
-  follows("a notification is shown", [this] { return notifications() == 1; });
-  takePicture("07-alert");
-  happens("the onlooker leaves", [this] { see(Seen::alone); });
-  followsState("nominal");
-  follows("the notification is withdrawn", [this] { return notifications() == 0; });
-  takePicture("08-alone-again");
-}
-
-void DayDemo::runLow() {
-  happens("the battery is at 9 %", [this] { session_.setBattery(9, false); });
-  followsState("autoPaused");
-  happened_ = SteadyClock::now();  // the check itself
-  followsCamera(false);
-  takePicture("09-battery-low");
-  happens("the battery is charged", [this] { session_.setBattery(9, true); });
-  followsState("nominal");
-  happened_ = SteadyClock::now();
-  followsCamera(true);
-  takePicture("10-charging");
-}
-
-void DayDemo::quitAndJudge() {
-  happens("the program is asked to quit", [this] { quit(); });
-  followsCamera(false);
-  std::ofstream out(folder_ / "timeline.txt");
-  for (const std::string& line : timeline_) out << line << '\n';
-
-  std::ifstream file(desktop_.configFolder() / "sentrel" / "defaults.json");
-  const std::string kept{std::istreambuf_iterator<char>(file), {}};
-  std::printf("What it keeps:\n%s", kept.c_str());
-  for (const char* line : {"\"has_completed_onboarding\": true", "\"stats_alert_count\": 1",
-                           "\"stats_session_count\": 1", "\"stats_total_active_seconds\": [3-9][0-9]"}) {
-    if (!std::regex_search(kept, std::regex(line)))
-      throw std::runtime_error(std::string("not kept: ") + line);
-  }
-  // Covered while protecting, uncovered while paused, darkest during the alert.
-  const double bare = brightness("00-uncovered");
-  for (const char* name : {"02-locked", "03-woken-locked", "09-battery-low"}) {
-    if (std::abs(brightness(name) - bare) > 1) throw std::runtime_error(std::string(name) + " is covered");
-  }
-  for (const char* name :
-       {"01-protected", "04-unlocked", "06-camera-back", "08-alone-again", "10-charging"}) {
-    if (brightness(name) >= bare - 1) throw std::runtime_error(std::string(name) + " is not covered");
-  }
-  if (brightness("07-alert") >= 0.7 * bare) throw std::runtime_error("the alert is not seen");
-}
-
-void DayDemo::happens(const std::string& words, const std::function<void()>& action) {
-  note("-- " + words);
-  happened_ = SteadyClock::now();
-  action();
-}
-
-void DayDemo::follows(const std::string& words, const std::function<bool()>& condition) {
-  waitFor(words, condition);
-  const auto took = std::chrono::duration_cast<milliseconds>(SteadyClock::now() - happened_);
-  note(words + " (" + std::to_string(took.count()) + " ms)");
-}
-
-void DayDemo::followsState(const std::string& state) {
-  follows("protection is in " + state, [&] { return isIn(state); });
-}
-
-void DayDemo::followsCamera(bool open) {
-  follows(open ? "the camera is open" : "the camera is closed", [&] { return camera_.isOpen() == open; });
-}
-
-void DayDemo::nothingFollows() {
-  const std::size_t before = watcher_.entries().size();
-  const auto somethingFollowed = [&] { return watcher_.entries().size() != before || camera_.isOpen(); };
-  if (runUntil(somethingFollowed, std::chrono::seconds(2)))
-    throw std::runtime_error("something followed that should not");
-  note("nothing follows");
-}
-
-void DayDemo::takePicture(const std::string& name) {
-  pause(pictureDelay);
-  screenshot(pathOf(name));
-}
-
-void DayDemo::note(const std::string& words) {
-  std::array<char, 32> time{};
-  const std::chrono::duration<double> passed = SteadyClock::now() - began_;
-  std::snprintf(time.data(), time.size(), "%7.3f s  ", passed.count());
-  timeline_.push_back(time.data() + words);
-  std::printf("  %s\n", timeline_.back().c_str());
-}
-
-int DayDemo::notifications() const {
-  const QDBusMessage reply = session_.sessionBus().call(
-      notificationService, QStringLiteral("/org/freedesktop/Notifications"),
-      QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"),
-      {QStringLiteral("org.dunstproject.cmd0"), QStringLiteral("displayedLength")});
-  return reply.arguments().constFirst().value<QDBusVariant>().variant().toInt();
-}
 
 }  // namespace
 

@@ -32,8 +32,6 @@ using std::chrono::seconds;
 constexpr milliseconds clickLimit{3000};
 /// Once none of the first ones has arrived.
 constexpr milliseconds lostClickLimit{400};
-/// Long enough after a change for the cover to be composed, and for the alert's tint to be at its height.
-constexpr milliseconds pictureDelay{1200};
 
 /// Where no other window ever lies on the document.
 const QRect bareDocument(700, 450, 560, 420);
@@ -65,7 +63,10 @@ class DesktopTrial final : public ProgramTrial {
   /// So many clicks go to each target while the tint flashes.
   DesktopTrial(HeadlessDesktop& desktop, const GnomeShell& shell, const fs::path& folder,
                const std::string& program, int clicks)
-      : ProgramTrial(desktop, folder, program), shell_(shell), clicks_(clicks) {}
+      : ProgramTrial(desktop, folder, program), shell_(shell), clicks_(clicks) {
+    // The processor draws the cover, and the alert's tint must be at its height.
+    pictureDelay_ = milliseconds(1200);
+  }
 
  private:
   /// How many clicks of how many arrived.
@@ -76,173 +77,154 @@ class DesktopTrial final : public ProgramTrial {
     int clicks = 0;
   };
 
-  void play() override;
-  void screenshot(const fs::path& path) override { shell_.screenshot(path); }
-  void prepare();
-  void bringAbout(const std::string& state);
-  /// Brings the state about, takes a picture of this name, and clicks.
-  void clickThrough(const std::string& name, const std::string& state, int clicks);
-  void clickEverywhere(const std::string& state, int clicks);
-  void clickAt(const std::string& state, const std::string& target, int clicks,
-               const std::vector<QPoint>& points, const std::function<int()>& arrived);
-  void outliveHangingDesktop();
-  void openOverview(const std::string& state);
-  void switchOffWithTheMouse();
-  void judge() const;
+  void play() override {
+    prepare();
+    clickThrough("nominal", "nominal", fewClicks);
+    clickThrough("inattention", "inattention", fewClicks);
+    clickThrough("alert", "alert", clicks_);
+    openOverview("alert");
+    outliveHangingDesktop();
+    clickThrough("after", "nominal", fewClicks);
+    bringAbout("alert");
+    switchOffWithTheMouse();
+    quit();
+    judge();
+  }
 
-  void follows(const std::string& words, const std::function<bool()>& condition);
-  void takePicture(const std::string& name);
+  void screenshot(const fs::path& path) override { shell_.screenshot(path); }
+
+  void prepare() {
+    document_.show();
+    follows("the document is painted", [this] { return document_.isPainted(); });
+    shell_.maximizeWindow(document_.title());
+    follows("the document fills the screen", [this] {
+      const auto place = shell_.window(document_.title());
+      return place && place->width() == 1920;
+    });
+    otherWindow_ = desktop_.spawn("stdbuf", {"-oL", "xev", "-event", "button", "-name", other.toStdString()});
+    follows("the X11 window is there", [&] { return shell_.window(other).has_value(); });
+    shell_.raiseWindow(other);
+    see(Seen::alone);
+    takePicture("uncovered");
+    clickEverywhere("uncovered", fewClicks);  // that the clicks are real ones
+    start();
+  }
+
+  void bringAbout(const std::string& state) {
+    see(state == "alert" ? Seen::watched : state == "inattention" ? Seen::away : Seen::alone);
+    follows("protection is in " + state, [&] { return isIn(state); });
+  }
+
+  /// Brings the state about, takes a picture of this name, and clicks.
+  void clickThrough(const std::string& name, const std::string& state, int clicks) {
+    bringAbout(state);
+    pause(pictureDelay_);
+    follows("the screen shows it", [&] {
+      screenshot(pathOf(name));
+      return showsOnlooker(picture(name)) == (state == "alert");
+    });
+    const auto began = std::chrono::steady_clock::now();
+    const double before = ProcessUsage::of(program_.pid()).cpuSeconds;
+    clickEverywhere(name, clicks);
+    if (!isIn(state)) throw std::runtime_error("the state did not last: " + state);
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
+    std::printf("  %-12s processor time of the program: %.1f %%\n", name.c_str(),
+                100 * (ProcessUsage::of(program_.pid()).cpuSeconds - before) / took.count());
+  }
+
+  void clickEverywhere(const std::string& state, int clicks) {
+    shell_.setPanelDeaf(true);
+    clickAt(state, "Wayland window", clicks, onDocument, [this] { return document_.clicks(); });
+    const QPoint middle = shell_.window(other).value().center();
+    clickAt(state, "X11 window", clicks, {middle, middle + QPoint(40, 50), middle - QPoint(60, 20)},
+            [this] { return static_cast<int>(count(otherWindow_.output(), "ButtonPress event")); });
+    clickAt(state, "panel", clicks, onPanel, [this] { return shell_.panelClicks(); });
+    shell_.setPanelDeaf(false);
+  }
+
+  void clickAt(const std::string& state, const std::string& target, int clicks,
+               const std::vector<QPoint>& points, const std::function<int()>& arrived) {
+    Row row{state, target, 0, clicks};
+    for (int i = 0; i < clicks; ++i) {
+      const int before = arrived();
+      // Never twice on the same pixel: a pointer that rests would not ask again what lies below it.
+      const QPoint at = points[static_cast<std::size_t>(i) % points.size()] + QPoint(i % 5, i % 3);
+      shell_.click(at);
+      const milliseconds limit = i > 3 && row.passed == 0 ? lostClickLimit : clickLimit;
+      if (runUntil([&] { return arrived() > before; }, limit)) {
+        ++row.passed;
+      } else if (i - row.passed < 3) {  // the others will have the same reason
+        std::printf("  lost at %d,%d: there is %s\n", at.x(), at.y(), shell_.under(at).toUtf8().constData());
+      }
+    }
+    rows_.push_back(row);
+    std::printf("  %-12s %-16s %3d of %3d\n", state.c_str(), target.c_str(), row.passed, row.clicks);
+  }
+
+  /// What is painted while nobody takes it must not pile up: the X server would end, and every X11 program
+  /// with it.
+  void outliveHangingDesktop() {
+    shell_.setHanging(true);
+    pause(hang);
+    shell_.setHanging(false);
+    clickEverywhere("after a hang", fewClicks);
+    if (!isIn("alert")) throw std::runtime_error("the alert did not outlive a desktop that hangs");
+  }
+
+  /// As a person sees that the desktop hears them.
+  void openOverview(const std::string& state) {
+    Row row{state, "overview", 0, 2};
+    for (const bool open : {true, false}) {
+      shell_.click(onPanel.front());
+      if (runUntil([&] { return shell_.overviewIsOpen() == open; }, seconds(5))) ++row.passed;
+      if (open) takePicture("overview");
+    }
+    rows_.push_back(row);
+  }
+
+  /// The way out for whoever does not want the cover any more: the program's window, and the switch in it.
+  void switchOffWithTheMouse() {
+    const auto title = QStringLiteral("Sentrel");
+    // A second start opens the first one's window.
+    const std::string token = shell_.startupToken().toStdString();
+    desktop_.run("env", {"DESKTOP_STARTUP_ID=" + token, "XDG_ACTIVATION_TOKEN=" + token, binary_});
+    follows("the program's window is there", [&] { return shell_.window(title).has_value(); });
+    pause(pictureDelay_);
+    takePicture("popover");
+    const QRect window = shell_.window(title).value();
+    Row row{"alert", "own switch", 0, 1};
+    shell_.click(window.center() + switchInPopover);
+    if (runUntil([this] { return isIn("inactive"); }, seconds(5))) ++row.passed;
+    rows_.push_back(row);
+    takePicture("switched-off");
+  }
+
+  void judge() const {
+    std::ostringstream table;
+    table << "state\ttarget\tpassed\tclicks\n";
+    bool allPassed = true;
+    for (const Row& row : rows_) {
+      table << row.state << '\t' << row.target << '\t' << row.passed << '\t' << row.clicks << '\n';
+      allPassed = allPassed && row.passed == row.clicks;
+    }
+    std::ofstream(folder_ / "clicks.tsv") << table.str();
+    std::printf("\n%s\nThe table and the pictures are in %s\n", table.str().c_str(), folder_.c_str());
+    if (!allPassed) throw std::runtime_error("clicks were lost");
+    judgeCovers({"uncovered", "nominal", "inattention", "alert"}, bareDocument);
+    if (std::abs(brightness("switched-off", bareDocument) - brightness("uncovered", bareDocument)) > 1)
+      throw std::runtime_error("the document is still covered in switched-off");
+  }
+
+  void follows(const std::string& words, const std::function<bool()>& condition) {
+    waitFor(words, condition);
+    std::printf("  %s\n", words.c_str());
+  }
 
   const GnomeShell& shell_;
   const int clicks_;
   ChildProcess otherWindow_;
   std::vector<Row> rows_;
 };
-
-void DesktopTrial::play() {
-  prepare();
-  clickThrough("nominal", "nominal", fewClicks);
-  clickThrough("inattention", "inattention", fewClicks);
-  clickThrough("alert", "alert", clicks_);
-  openOverview("alert");
-  outliveHangingDesktop();
-  clickThrough("after", "nominal", fewClicks);
-  bringAbout("alert");
-  switchOffWithTheMouse();
-  quit();
-  judge();
-}
-
-void DesktopTrial::prepare() {
-  document_.show();
-  follows("the document is painted", [this] { return document_.isPainted(); });
-  shell_.maximizeWindow(document_.title());
-  follows("the document fills the screen", [this] {
-    const auto place = shell_.window(document_.title());
-    return place && place->width() == 1920;
-  });
-  otherWindow_ = desktop_.spawn("stdbuf", {"-oL", "xev", "-event", "button", "-name", other.toStdString()});
-  follows("the X11 window is there", [&] { return shell_.window(other).has_value(); });
-  shell_.raiseWindow(other);
-  see(Seen::alone);
-  takePicture("uncovered");
-  clickEverywhere("uncovered", fewClicks);  // that the clicks are real ones
-  start();
-}
-
-void DesktopTrial::clickThrough(const std::string& name, const std::string& state, int clicks) {
-  bringAbout(state);
-  pause(pictureDelay);
-  follows("the screen shows it", [&] {
-    screenshot(pathOf(name));
-    return showsOnlooker(picture(name)) == (state == "alert");
-  });
-  const auto began = std::chrono::steady_clock::now();
-  const double before = ProcessUsage::of(program_.pid()).cpuSeconds;
-  clickEverywhere(name, clicks);
-  if (!isIn(state)) throw std::runtime_error("the state did not last: " + state);
-  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
-  std::printf("  %-12s processor time of the program: %.1f %%\n", name.c_str(),
-              100 * (ProcessUsage::of(program_.pid()).cpuSeconds - before) / took.count());
-}
-
-void DesktopTrial::bringAbout(const std::string& state) {
-  see(state == "alert" ? Seen::watched : state == "inattention" ? Seen::away : Seen::alone);
-  follows("protection is in " + state, [&] { return isIn(state); });
-}
-
-void DesktopTrial::clickEverywhere(const std::string& state, int clicks) {
-  shell_.setPanelDeaf(true);
-  clickAt(state, "Wayland window", clicks, onDocument, [this] { return document_.clicks(); });
-  const QPoint middle = shell_.window(other).value().center();
-  clickAt(state, "X11 window", clicks, {middle, middle + QPoint(40, 50), middle - QPoint(60, 20)},
-          [this] { return static_cast<int>(count(otherWindow_.output(), "ButtonPress event")); });
-  clickAt(state, "panel", clicks, onPanel, [this] { return shell_.panelClicks(); });
-  shell_.setPanelDeaf(false);
-}
-
-void DesktopTrial::clickAt(const std::string& state, const std::string& target, int clicks,
-                           const std::vector<QPoint>& points, const std::function<int()>& arrived) {
-  Row row{state, target, 0, clicks};
-  for (int i = 0; i < clicks; ++i) {
-    const int before = arrived();
-    // Never twice on the same pixel: a pointer that rests would not ask again what lies below it.
-    const QPoint at = points[static_cast<std::size_t>(i) % points.size()] + QPoint(i % 5, i % 3);
-    shell_.click(at);
-    const milliseconds limit = i > 3 && row.passed == 0 ? lostClickLimit : clickLimit;
-    if (runUntil([&] { return arrived() > before; }, limit)) {
-      ++row.passed;
-    } else if (i - row.passed < 3) {  // the others will have the same reason
-      std::printf("  lost at %d,%d: there is %s\n", at.x(), at.y(), shell_.under(at).toUtf8().constData());
-    }
-  }
-  rows_.push_back(row);
-  std::printf("  %-12s %-16s %3d of %3d\n", state.c_str(), target.c_str(), row.passed, row.clicks);
-}
-
-/// What is painted while nobody takes it must not pile up: the X server would end, and every X11 program with
-/// it.
-void DesktopTrial::outliveHangingDesktop() {
-  shell_.setHanging(true);
-  pause(hang);
-  shell_.setHanging(false);
-  clickEverywhere("after a hang", fewClicks);
-  if (!isIn("alert")) throw std::runtime_error("the alert did not outlive a desktop that hangs");
-}
-
-/// As a person sees that the desktop hears them.
-void DesktopTrial::openOverview(const std::string& state) {
-  Row row{state, "overview", 0, 2};
-  for (const bool open : {true, false}) {
-    shell_.click(onPanel.front());
-    if (runUntil([&] { return shell_.overviewIsOpen() == open; }, seconds(5))) ++row.passed;
-    if (open) takePicture("overview");
-  }
-  rows_.push_back(row);
-}
-
-/// The way out for whoever does not want the cover any more: the program's window, and the switch in it.
-void DesktopTrial::switchOffWithTheMouse() {
-  const auto title = QStringLiteral("Sentrel");
-  // A second start opens the first one's window.
-  const std::string token = shell_.startupToken().toStdString();
-  desktop_.run("env", {"DESKTOP_STARTUP_ID=" + token, "XDG_ACTIVATION_TOKEN=" + token, binary_});
-  follows("the program's window is there", [&] { return shell_.window(title).has_value(); });
-  pause(pictureDelay);
-  takePicture("popover");
-  const QRect window = shell_.window(title).value();
-  Row row{"alert", "own switch", 0, 1};
-  shell_.click(window.center() + switchInPopover);
-  if (runUntil([this] { return isIn("inactive"); }, seconds(5))) ++row.passed;
-  rows_.push_back(row);
-  takePicture("switched-off");
-}
-
-void DesktopTrial::judge() const {
-  std::ostringstream table;
-  table << "state\ttarget\tpassed\tclicks\n";
-  bool allPassed = true;
-  for (const Row& row : rows_) {
-    table << row.state << '\t' << row.target << '\t' << row.passed << '\t' << row.clicks << '\n';
-    allPassed = allPassed && row.passed == row.clicks;
-  }
-  std::ofstream(folder_ / "clicks.tsv") << table.str();
-  std::printf("\n%s\nThe table and the pictures are in %s\n", table.str().c_str(), folder_.c_str());
-  if (!allPassed) throw std::runtime_error("clicks were lost");
-  judgeCovers({"uncovered", "nominal", "inattention", "alert"}, bareDocument);
-  if (std::abs(brightness("switched-off", bareDocument) - brightness("uncovered", bareDocument)) > 1)
-    throw std::runtime_error("the document is still covered in switched-off");
-}
-
-void DesktopTrial::follows(const std::string& words, const std::function<bool()>& condition) {
-  waitFor(words, condition);
-  std::printf("  %s\n", words.c_str());
-}
-
-void DesktopTrial::takePicture(const std::string& name) {
-  pause(pictureDelay);
-  screenshot(pathOf(name));
-}
 
 }  // namespace
 

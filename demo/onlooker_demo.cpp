@@ -23,8 +23,6 @@ using SteadyClock = std::chrono::steady_clock;
 
 constexpr const char* wantedOrder = "nominal inattention nominal alert nominal";
 
-/// Long enough after a change for the overlay to be composed.
-constexpr milliseconds pictureDelay{700};
 /// The alert's tint pulses every 800 ms, from nothing: once at its height, when the dot of the onlooker's
 /// picture is bright, too, and once without it. Taking a picture begins up to a tenth of a second after it
 /// was asked for.
@@ -116,14 +114,87 @@ class OnlookerDemo final : public ProgramTrial {
     ChildProcess process;
   };
 
-  void play() override;
-  void stateChanged(const StateWatcher::Entry& entry) override;
-  void shoot(const std::string& name, milliseconds after);
-  [[nodiscard]] bool isCalm() const;
-  void say(const std::string& words) const;
+  void play() override {
+    showDocument();
+    camera_.appear();
+    desktop_.waitForNode("demo_camera");
+    camera_.setSource([this](std::int64_t index) {
+      if (firstFrame_ == 0) firstFrame_ = SteadyClock::now().time_since_epoch().count();
+      return scene_.frame(index);
+    });
+    say("the program starts");
+    start();
+    waitFor("the camera is open", [this] { return firstFrame_ != 0; });
+    began_ = SteadyClock::time_point(SteadyClock::duration(firstFrame_));
+    say("the camera is open: the scene begins");
+    for (const auto& [atMs, words] : OnlookerScene::events) {
+      const auto left = *began_ + milliseconds(atMs) - SteadyClock::now();
+      QTimer::singleShot(std::max(milliseconds(0), std::chrono::ceil<milliseconds>(left)), Qt::PreciseTimer,
+                         &timers_, [this, words = words] { say(std::string("scene: ") + words); });
+    }
+    const auto isOver = [this] { return isCalm() || !program_.isRunning(); };
+    (void)runUntil(isOver, milliseconds(OnlookerScene::calmMs) + endLimit);
+    if (!program_.isRunning()) throw std::runtime_error("the program ended");
+    for (auto& [name, process] : shots_) {
+      if (process.waitForExit(endLimit) != 0)
+        throw std::runtime_error("no picture " + name + ": " + process.output());
+    }
+    const auto entries = watcher_.entries();  // before it quits
+    quit();
+    judge(entries);
+  }
+
+  void stateChanged(const StateWatcher::Entry& entry) override {
+    say("state: " + entry.state);
+    const std::string name = "0" + std::to_string(watcher_.entries().size()) + "-" + entry.state;
+    if (entry.state != "alert") return shoot(name, pictureDelay_);
+    shoot(name, alertPictureDelay);
+    shoot(name + "-dim", dimAlertPictureDelay);
+  }
+
+  void shoot(const std::string& name, milliseconds after) {
+    // Not waited for: the changes that arrive meanwhile must be stamped in time.
+    QTimer::singleShot(after, &timers_, [this, name] {
+      shots_.push_back({name, desktop_.beginScreenshot(pathOf(name))});
+    });
+  }
+
+  [[nodiscard]] bool isCalm() const {
+    const auto& entries = watcher_.entries();
+    const auto end = *began_ + milliseconds(OnlookerScene::calmMs);
+    return isIn("nominal") && SteadyClock::now() - std::max(entries.back().at, end) >= calmBeforeEnd;
+  }
+
+  void say(const std::string& words) const {
+    if (began_) {
+      std::printf("  %6.2f s  %s\n", static_cast<double>(sinceBeginning(SteadyClock::now())) / 1000,
+                  words.c_str());
+    } else {
+      std::printf("            %s\n", words.c_str());
+    }
+  }
+
   /// Milliseconds since the scene began; 0 for what came before.
-  [[nodiscard]] std::int64_t sinceBeginning(SteadyClock::time_point moment) const;
-  void judge(const std::vector<StateWatcher::Entry>& entries) const;
+  [[nodiscard]] std::int64_t sinceBeginning(SteadyClock::time_point moment) const {
+    return std::max<std::int64_t>(
+        0, std::chrono::duration_cast<milliseconds>(moment - began_.value_or(moment)).count());
+  }
+
+  void judge(const std::vector<StateWatcher::Entry>& entries) const {
+    std::ofstream file(folder_ / "timeline.tsv");
+    std::string order;
+    std::printf("\nStates (milliseconds since the scene began):\n");
+    for (const auto& [at, state] : entries) {
+      std::printf("%8lld  %s\n", static_cast<long long>(sinceBeginning(at)), state.c_str());
+      file << sinceBeginning(at) << '\t' << state << '\n';
+      order += (order.empty() ? "" : " ") + state;
+    }
+    std::printf("Pictures and timeline.tsv are in %s\n", folder_.c_str());
+    if (order != wantedOrder)
+      throw std::runtime_error("the states came in the order: " + order + "\n  wanted: " + wantedOrder);
+    judgeCovers({"00-uncovered", "01-nominal", "02-inattention", "04-alert"});
+    std::printf("The states came in the right order.\n");
+  }
 
   const OnlookerScene scene_;
   std::vector<Shot> shots_;
@@ -132,87 +203,6 @@ class OnlookerDemo final : public ProgramTrial {
   std::optional<SteadyClock::time_point> began_;
   QObject timers_;  // the context of those that still run
 };
-
-void OnlookerDemo::play() {
-  showDocument();
-  camera_.appear();
-  desktop_.waitForNode("demo_camera");
-  camera_.setSource([this](std::int64_t index) {
-    if (firstFrame_ == 0) firstFrame_ = SteadyClock::now().time_since_epoch().count();
-    return scene_.frame(index);
-  });
-  say("the program starts");
-  start();
-  waitFor("the camera is open", [this] { return firstFrame_ != 0; });
-  began_ = SteadyClock::time_point(SteadyClock::duration(firstFrame_));
-  say("the camera is open: the scene begins");
-  for (const auto& [atMs, words] : OnlookerScene::events) {
-    const auto left = *began_ + milliseconds(atMs) - SteadyClock::now();
-    QTimer::singleShot(std::max(milliseconds(0), std::chrono::ceil<milliseconds>(left)), Qt::PreciseTimer,
-                       &timers_, [this, words = words] { say(std::string("scene: ") + words); });
-  }
-  const auto isOver = [this] { return isCalm() || !program_.isRunning(); };
-  (void)runUntil(isOver, milliseconds(OnlookerScene::calmMs) + endLimit);
-  if (!program_.isRunning()) throw std::runtime_error("the program ended");
-  for (auto& [name, process] : shots_) {
-    if (process.waitForExit(endLimit) != 0)
-      throw std::runtime_error("no picture " + name + ": " + process.output());
-  }
-  const auto entries = watcher_.entries();  // before it quits
-  quit();
-  judge(entries);
-}
-
-bool OnlookerDemo::isCalm() const {
-  const auto& entries = watcher_.entries();
-  const auto end = *began_ + milliseconds(OnlookerScene::calmMs);
-  return isIn("nominal") && SteadyClock::now() - std::max(entries.back().at, end) >= calmBeforeEnd;
-}
-
-void OnlookerDemo::stateChanged(const StateWatcher::Entry& entry) {
-  say("state: " + entry.state);
-  const std::string name = "0" + std::to_string(watcher_.entries().size()) + "-" + entry.state;
-  if (entry.state != "alert") return shoot(name, pictureDelay);
-  shoot(name, alertPictureDelay);
-  shoot(name + "-dim", dimAlertPictureDelay);
-}
-
-void OnlookerDemo::shoot(const std::string& name, milliseconds after) {
-  // Not waited for: the changes that arrive meanwhile must be stamped in time.
-  QTimer::singleShot(after, &timers_, [this, name] {
-    shots_.push_back({name, desktop_.beginScreenshot(pathOf(name))});
-  });
-}
-
-void OnlookerDemo::say(const std::string& words) const {
-  if (began_) {
-    std::printf("  %6.2f s  %s\n", static_cast<double>(sinceBeginning(SteadyClock::now())) / 1000,
-                words.c_str());
-  } else {
-    std::printf("            %s\n", words.c_str());
-  }
-}
-
-std::int64_t OnlookerDemo::sinceBeginning(SteadyClock::time_point moment) const {
-  return std::max<std::int64_t>(
-      0, std::chrono::duration_cast<milliseconds>(moment - began_.value_or(moment)).count());
-}
-
-void OnlookerDemo::judge(const std::vector<StateWatcher::Entry>& entries) const {
-  std::ofstream file(folder_ / "timeline.tsv");
-  std::string order;
-  std::printf("\nStates (milliseconds since the scene began):\n");
-  for (const auto& [at, state] : entries) {
-    std::printf("%8lld  %s\n", static_cast<long long>(sinceBeginning(at)), state.c_str());
-    file << sinceBeginning(at) << '\t' << state << '\n';
-    order += (order.empty() ? "" : " ") + state;
-  }
-  std::printf("Pictures and timeline.tsv are in %s\n", folder_.c_str());
-  if (order != wantedOrder)
-    throw std::runtime_error("the states came in the order: " + order + "\n  wanted: " + wantedOrder);
-  judgeCovers({"00-uncovered", "01-nominal", "02-inattention", "04-alert"});
-  std::printf("The states came in the right order.\n");
-}
 
 }  // namespace
 

@@ -54,6 +54,11 @@ class ProgramTrial {
     (void)runUntil([] { return false; }, length);
   }
 
+  /// Of what has been on the screen for `pictureDelay_`.
+  void takePicture(const std::string& name) {
+    pause(pictureDelay_);
+    screenshot(pathOf(name));
+  }
   [[nodiscard]] bool isIn(const std::string& state) const;
   [[nodiscard]] std::filesystem::path pathOf(const std::string& picture) const {
     return folder_ / (picture + ".png");
@@ -75,6 +80,8 @@ class ProgramTrial {
   VirtualCamera camera_;
   StateWatcher watcher_;
   ChildProcess program_;
+  /// Long enough after a change for the cover to be composed.
+  std::chrono::milliseconds pictureDelay_{700};
 
  private:
   std::array<QImage, 3> people_;  // by `Seen`

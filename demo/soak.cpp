@@ -4,6 +4,7 @@
 // with a random life on a private desktop. Fails when the program breaks one of its promises or leaves
 // something behind. Leaves a log in the folder.
 #include <QCoreApplication>
+#include <QString>
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -57,9 +58,7 @@ int count(const ProcessUsage& usage) {
 }
 
 std::string asMib(double mib) {
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%.2f MiB", mib);
-  return text.data();
+  return QString::asprintf("%.2f MiB", mib).toStdString();
 }
 
 /// A random life with the program, an hour's happenings in a minute, between rests at which nothing may have
@@ -73,21 +72,138 @@ class Soak {
     std::string program;
     const std::atomic<bool>& interrupted;  ///< the person wants an end
   };
+
   /// The desktop is what `SoakLife` needs; the folder is empty.
-  Soak(HeadlessDesktop& desktop, const Options& options);
+  Soak(HeadlessDesktop& desktop, const Options& options)
+      : desktop_(desktop),
+        options_(options),
+        journal_(options_.folder / "soak.log"),
+        life_({desktop, journal_, options_.program, options_.seed, options_.interrupted}) {}
 
   /// Lives to the end; the exit code.
-  int run();
+  int run() {
+    journal_.say("seed " + std::to_string(options_.seed) + ", " + std::to_string(options_.length.count()) +
+                 " minutes; the log is " + (options_.folder / "soak.log").string());
+    try {
+      life_.begin();
+      while (goesOn()) {
+        for (int i = 0; i < happeningsBetweenRests && goesOn(); ++i) life_.happen();
+        rest();
+      }
+      life_.quit();
+      compareHours();
+      compareMemory();
+      const auto& watch = life_.watch();
+      const auto longest = watch.longest();
+      const QString figures = QString::asprintf(
+          "at most: camera closed after %.0f ms, protecting again after %.0f ms, without a frame %.0f ms, "
+          "silent for %.0f ms",
+          longest.closingMs, longest.protectingMs, longest.blindMs, longest.answerMs);
+      journal_.say(figures.toStdString());
+      journal_.say(std::to_string(journal_.happenings()) + " happenings, " + std::to_string(watch.alerts()) +
+                   " alerts, " + std::to_string(journal_.breaches()) + " breaches");
+    } catch (const std::exception& error) {
+      journal_.breach(error.what());
+    }
+    keepPapers();
+    if (journal_.breaches() == 0) return EXIT_SUCCESS;
+    journal_.say("the same life again: scripts/soak " + std::to_string(options_.length.count()) + " " +
+                 std::to_string(options_.seed) + "; the log and what the program printed are in " +
+                 options_.folder.string());
+    return EXIT_FAILURE;
+  }
 
  private:
-  [[nodiscard]] bool goesOn() const;
-  void rest();
+  [[nodiscard]] bool goesOn() const {
+    return !options_.interrupted && journal_.passed() < options_.length && journal_.breaches() < mostBreaches;
+  }
+
+  void rest() {
+    life_.calmDown();
+    // Locked only once it protects: else it would still be starting.
+    life_.lookOn();
+    life_.lock(true);
+    restIn("autoPaused");
+    life_.lock(false);
+    restIn("nominal");
+  }
+
   /// Waits for the state, and compares what is held with the rests before.
-  void restIn(const std::string& state);
-  [[nodiscard]] ProcessUsage settledUsage();
-  void compareHours();
-  void compareMemory();
-  void keepPapers();
+  void restIn(const std::string& state) {
+    life_.reach(state);
+    // Whatever came before, memory is given back after a window, and Qt's threads have painted within 30 s.
+    life_.glance();
+    const ProcessUsage usage = settledUsage();
+    if (!goesOn()) return;
+    journal_.say("at rest, " + state + ": PSS " + asMib(usage.proportionalMib) + " (its own " +
+                 asMib(usage.ownMib) + "), " + std::to_string(count(usage)) + " descriptors, " +
+                 std::to_string(usage.threads) + " threads; " + std::to_string(journal_.happenings()) +
+                 " happenings, " + std::to_string(life_.watch().alerts()) + " alerts, " +
+                 std::to_string(journal_.breaches()) + " breaches");
+    if (journal_.passed() * 10 < options_.length || journal_.passed() < warmUp) return;
+    auto& rests = rests_[state];
+    rests.push_back(usage);
+    const ProcessUsage& first = rests.front();
+    if (usage.descriptors != first.descriptors)
+      journal_.breach("at rest (" + state +
+                      ") it holds other descriptors than before:" + kinds(first, usage));
+    if (usage.threads != first.threads)
+      journal_.breach("at rest (" + state + ") it has " + std::to_string(usage.threads) +
+                      " threads, before " + std::to_string(first.threads));
+  }
+
+  /// Once nothing comes and goes any more.
+  [[nodiscard]] ProcessUsage settledUsage() {
+    const pid_t pid = life_.program().pid();
+    ProcessUsage last = ProcessUsage::of(pid);
+    auto since = SteadyClock::now();
+    (void)life_.wait([&] {
+      ProcessUsage now = ProcessUsage::of(pid);
+      if (now.descriptors != last.descriptors || now.threads != last.threads) since = SteadyClock::now();
+      last = std::move(now);
+      return SteadyClock::now() - since > settling;
+    });
+    return last;
+  }
+
+  /// A start that failed counts no time of protection.
+  void compareHours() {
+    std::ifstream file(desktop_.configFolder() / "sentrel" / "defaults.json");
+    const std::string kept{std::istreambuf_iterator<char>(file), {}};
+    const std::string key = "\"stats_total_active_seconds\": ";
+    const auto at = kept.find(key);
+    const double counted = at == std::string::npos ? 0 : std::atof(kept.c_str() + at + key.size());
+    const double seen = life_.watch().activeFor().count();
+    const std::string words = "it has counted " + std::to_string(static_cast<int>(counted)) +
+                              " s of protection, and " + std::to_string(static_cast<int>(seen)) + " s in " +
+                              std::to_string(life_.watch().sessions()) + " sessions were seen";
+    // Each session counts in whole seconds, and is seen with a delay.
+    std::abs(counted - seen) > 5 + 1.5 * life_.watch().sessions() ? journal_.breach(words)
+                                                                  : journal_.say(words);
+  }
+
+  /// In the steady state: how much of the heap a closed camera leaves in use is chance.
+  void compareMemory() {
+    const auto& rests = rests_["nominal"];
+    if (rests.size() < 2) return;
+    const auto least = [](auto begin, auto end) {
+      return std::ranges::min_element(begin, end, {}, &ProcessUsage::ownMib)->ownMib;
+    };
+    // One rest is higher than another by a frame or two, as it happens; what is never given back stays.
+    const auto part = std::ssize(rests) / 3 + 1;
+    const double first = least(rests.begin(), rests.begin() + part);
+    const double last = least(rests.end() - part, rests.end());
+    const std::string words = "its own memory, at rest after the first tenth: from " + asMib(first) + " to " +
+                              asMib(last) + " in " + std::to_string(rests.size()) + " rests";
+    last - first > mostGrowthMib ? journal_.breach("it grows: " + words) : journal_.say(words);
+  }
+
+  void keepPapers() {
+    std::ofstream(options_.folder / "program.log") << life_.program().output();
+    std::error_code none;  // a program that has not lived has kept nothing
+    fs::copy_file(desktop_.configFolder() / "sentrel" / "defaults.json", options_.folder / "defaults.json",
+                  none);
+  }
 
   HeadlessDesktop& desktop_;
   const Options options_;
@@ -95,139 +211,6 @@ class Soak {
   SoakLife life_;
   std::map<std::string, std::vector<ProcessUsage>> rests_;  // by state, since the first tenth
 };
-
-Soak::Soak(HeadlessDesktop& desktop, const Options& options)
-    : desktop_(desktop),
-      options_(options),
-      journal_(options_.folder / "soak.log"),
-      life_({desktop, journal_, options_.program, options_.seed, options_.interrupted}) {}
-
-int Soak::run() {
-  journal_.say("seed " + std::to_string(options_.seed) + ", " + std::to_string(options_.length.count()) +
-               " minutes; the log is " + (options_.folder / "soak.log").string());
-  try {
-    life_.begin();
-    while (goesOn()) {
-      for (int i = 0; i < happeningsBetweenRests && goesOn(); ++i) life_.happen();
-      rest();
-    }
-    life_.quit();
-    compareHours();
-    compareMemory();
-    const auto& watch = life_.watch();
-    const auto longest = watch.longest();
-    std::array<char, 256> figures{};
-    std::snprintf(
-        figures.data(), figures.size(),
-        "at most: camera closed after %.0f ms, protecting again after %.0f ms, without a frame %.0f ms, "
-        "silent for %.0f ms",
-        longest.closingMs, longest.protectingMs, longest.blindMs, longest.answerMs);
-    journal_.say(figures.data());
-    journal_.say(std::to_string(journal_.happenings()) + " happenings, " + std::to_string(watch.alerts()) +
-                 " alerts, " + std::to_string(journal_.breaches()) + " breaches");
-  } catch (const std::exception& error) {
-    journal_.breach(error.what());
-  }
-  keepPapers();
-  if (journal_.breaches() == 0) return EXIT_SUCCESS;
-  journal_.say("the same life again: scripts/soak " + std::to_string(options_.length.count()) + " " +
-               std::to_string(options_.seed) + "; the log and what the program printed are in " +
-               options_.folder.string());
-  return EXIT_FAILURE;
-}
-
-bool Soak::goesOn() const {
-  return !options_.interrupted && journal_.passed() < options_.length && journal_.breaches() < mostBreaches;
-}
-
-// The rests.
-
-void Soak::rest() {
-  life_.calmDown();
-  // Locked only once it protects: else it would still be starting.
-  life_.lookOn();
-  life_.lock(true);
-  restIn("autoPaused");
-  life_.lock(false);
-  restIn("nominal");
-}
-
-void Soak::restIn(const std::string& state) {
-  life_.reach(state);
-  // Whatever came before, memory is given back after a window, and Qt's threads have painted within 30 s.
-  life_.glance();
-  const ProcessUsage usage = settledUsage();
-  if (!goesOn()) return;
-  journal_.say("at rest, " + state + ": PSS " + asMib(usage.proportionalMib) + " (its own " +
-               asMib(usage.ownMib) + "), " + std::to_string(count(usage)) + " descriptors, " +
-               std::to_string(usage.threads) + " threads; " + std::to_string(journal_.happenings()) +
-               " happenings, " + std::to_string(life_.watch().alerts()) + " alerts, " +
-               std::to_string(journal_.breaches()) + " breaches");
-  if (journal_.passed() * 10 < options_.length || journal_.passed() < warmUp) return;
-  auto& rests = rests_[state];
-  rests.push_back(usage);
-  const ProcessUsage& first = rests.front();
-  if (usage.descriptors != first.descriptors)
-    journal_.breach("at rest (" + state + ") it holds other descriptors than before:" + kinds(first, usage));
-  if (usage.threads != first.threads)
-    journal_.breach("at rest (" + state + ") it has " + std::to_string(usage.threads) + " threads, before " +
-                    std::to_string(first.threads));
-}
-
-/// Once nothing comes and goes any more.
-ProcessUsage Soak::settledUsage() {
-  const pid_t pid = life_.program().pid();
-  ProcessUsage last = ProcessUsage::of(pid);
-  auto since = SteadyClock::now();
-  (void)life_.wait([&] {
-    ProcessUsage now = ProcessUsage::of(pid);
-    if (now.descriptors != last.descriptors || now.threads != last.threads) since = SteadyClock::now();
-    last = std::move(now);
-    return SteadyClock::now() - since > settling;
-  });
-  return last;
-}
-
-// The end.
-
-/// A start that failed counts no time of protection.
-void Soak::compareHours() {
-  std::ifstream file(desktop_.configFolder() / "sentrel" / "defaults.json");
-  const std::string kept{std::istreambuf_iterator<char>(file), {}};
-  const std::string key = "\"stats_total_active_seconds\": ";
-  const auto at = kept.find(key);
-  const double counted = at == std::string::npos ? 0 : std::atof(kept.c_str() + at + key.size());
-  const double seen = life_.watch().activeFor().count();
-  const std::string words = "it has counted " + std::to_string(static_cast<int>(counted)) +
-                            " s of protection, and " + std::to_string(static_cast<int>(seen)) + " s in " +
-                            std::to_string(life_.watch().sessions()) + " sessions were seen";
-  // Each session counts in whole seconds, and is seen with a delay.
-  std::abs(counted - seen) > 5 + 1.5 * life_.watch().sessions() ? journal_.breach(words)
-                                                                : journal_.say(words);
-}
-
-/// In the steady state: how much of the heap a closed camera leaves in use is chance.
-void Soak::compareMemory() {
-  const auto& rests = rests_["nominal"];
-  if (rests.size() < 2) return;
-  const auto least = [](auto begin, auto end) {
-    return std::ranges::min_element(begin, end, {}, &ProcessUsage::ownMib)->ownMib;
-  };
-  // One rest is higher than another by a frame or two, as it happens; what is never given back stays.
-  const auto part = std::ssize(rests) / 3 + 1;
-  const double first = least(rests.begin(), rests.begin() + part);
-  const double last = least(rests.end() - part, rests.end());
-  const std::string words = "its own memory, at rest after the first tenth: from " + asMib(first) + " to " +
-                            asMib(last) + " in " + std::to_string(rests.size()) + " rests";
-  last - first > mostGrowthMib ? journal_.breach("it grows: " + words) : journal_.say(words);
-}
-
-void Soak::keepPapers() {
-  std::ofstream(options_.folder / "program.log") << life_.program().output();
-  std::error_code none;  // a program that has not lived has kept nothing
-  fs::copy_file(desktop_.configFolder() / "sentrel" / "defaults.json", options_.folder / "defaults.json",
-                none);
-}
 
 }  // namespace
 

@@ -85,10 +85,8 @@ void SoakJournal::breach(const std::string& words) {
 /// Minutes and seconds since the beginning.
 std::string SoakJournal::time() const {
   const auto minutes = std::chrono::duration_cast<std::chrono::minutes>(passed());
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%3d:%06.3f", static_cast<int>(minutes.count()),
-                std::chrono::duration<double>(passed() - minutes).count());
-  return text.data();
+  const std::chrono::duration<double> rest = passed() - minutes;
+  return QString::asprintf("%3d:%06.3f", static_cast<int>(minutes.count()), rest.count()).toStdString();
 }
 
 /// What lies on the screens of X11.
