@@ -16,7 +16,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -118,81 +117,75 @@ class PictureSet {
   explicit PictureSet(fs::path folder) : folder_(std::move(folder)) {}
 
   /// File names of one of the folders, sorted; empty when it is not there.
-  [[nodiscard]] std::vector<std::string> names(const std::string& subfolder) const;
+  [[nodiscard]] std::vector<std::string> names(const std::string& subfolder) const {
+    std::vector<std::string> names;
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator(folder_ / subfolder, error)) {
+      if (entry.is_regular_file(error)) names.push_back(subfolder + "/" + entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
 
   /// The labels of faces.json by path relative to the folder. Labels that do not lie in their picture at all
   /// are found out by `inside`.
-  [[nodiscard]] std::map<std::string, std::vector<Label>> labels() const;
+  [[nodiscard]] std::map<std::string, std::vector<Label>> labels() const {
+    std::map<std::string, std::vector<Label>> result;
+    QFile file(QString::fromStdString((folder_ / "faces.json").string()));
+    if (!file.open(QIODevice::ReadOnly)) {
+      skip("faces.json", "it cannot be read");
+      return result;
+    }
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
+    if (!document.isObject()) {
+      skip("faces.json", error.error == QJsonParseError::NoError ? "it holds no object"
+                                                                 : error.errorString().toStdString());
+      return result;
+    }
+    const QJsonObject pictures = document.object();
+    for (auto at = pictures.begin(); at != pictures.end(); ++at) {
+      std::vector<Label>& labels = result[at.key().toStdString()];
+      for (const QJsonValue row : at.value().toArray()) {
+        const QJsonArray values = row.toArray();
+        bool numbers = values.size() == 5;
+        for (const QJsonValue value : values) numbers = numbers && value.isDouble();
+        if (!numbers) {
+          skip("a label of " + at.key().toStdString(), "it is not five numbers");
+          continue;
+        }
+        labels.push_back(
+            {{values[0].toDouble(), values[1].toDouble(), values[2].toDouble(), values[3].toDouble()},
+             values[4].toDouble()});
+      }
+    }
+    return result;
+  }
 
   /// The picture, or null when it is no picture, truncated, or too large to be one of a camera.
-  [[nodiscard]] std::unique_ptr<Frame> load(const std::string& path) const;
+  [[nodiscard]] std::unique_ptr<Frame> load(const std::string& path) const {
+    QImageReader reader(QString::fromStdString((folder_ / path).string()));
+    reader.setDecideFormatFromContent(true);
+    const QSize size = reader.size();
+    if (size.width() > largestSide || size.height() > largestSide) {
+      const QString reason = QString::asprintf("it is larger than %d pixels a side", largestSide);
+      skip(path, reason.toStdString());
+      return nullptr;
+    }
+    const QImage picture = reader.read().convertToFormat(QImage::Format_RGB32);
+    if (picture.isNull()) {
+      skip(path, reader.errorString().toStdString());
+      return nullptr;
+    }
+    auto frame = std::make_unique<Frame>();
+    frame->resize(picture.width(), picture.height());
+    std::memcpy(frame->data(), picture.constBits(), static_cast<std::size_t>(picture.sizeInBytes()));
+    return frame;
+  }
 
  private:
   fs::path folder_;
 };
-
-std::vector<std::string> PictureSet::names(const std::string& subfolder) const {
-  std::vector<std::string> names;
-  std::error_code error;
-  for (const auto& entry : fs::directory_iterator(folder_ / subfolder, error)) {
-    if (entry.is_regular_file(error)) names.push_back(subfolder + "/" + entry.path().filename().string());
-  }
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
-std::map<std::string, std::vector<Label>> PictureSet::labels() const {
-  std::map<std::string, std::vector<Label>> result;
-  QFile file(QString::fromStdString((folder_ / "faces.json").string()));
-  if (!file.open(QIODevice::ReadOnly)) {
-    skip("faces.json", "it cannot be read");
-    return result;
-  }
-  QJsonParseError error;
-  const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
-  if (!document.isObject()) {
-    skip("faces.json",
-         error.error == QJsonParseError::NoError ? "it holds no object" : error.errorString().toStdString());
-    return result;
-  }
-  const QJsonObject pictures = document.object();
-  for (auto at = pictures.begin(); at != pictures.end(); ++at) {
-    std::vector<Label>& labels = result[at.key().toStdString()];
-    for (const QJsonValue row : at.value().toArray()) {
-      const QJsonArray values = row.toArray();
-      bool numbers = values.size() == 5;
-      for (const QJsonValue value : values) numbers = numbers && value.isDouble();
-      if (!numbers) {
-        skip("a label of " + at.key().toStdString(), "it is not five numbers");
-        continue;
-      }
-      labels.push_back(
-          {{values[0].toDouble(), values[1].toDouble(), values[2].toDouble(), values[3].toDouble()},
-           values[4].toDouble()});
-    }
-  }
-  return result;
-}
-
-std::unique_ptr<Frame> PictureSet::load(const std::string& path) const {
-  QImageReader reader(QString::fromStdString((folder_ / path).string()));
-  reader.setDecideFormatFromContent(true);
-  const QSize size = reader.size();
-  if (size.width() > largestSide || size.height() > largestSide) {
-    const QString reason = QString::asprintf("it is larger than %d pixels a side", largestSide);
-    skip(path, reason.toStdString());
-    return nullptr;
-  }
-  const QImage picture = reader.read().convertToFormat(QImage::Format_RGB32);
-  if (picture.isNull()) {
-    skip(path, reader.errorString().toStdString());
-    return nullptr;
-  }
-  auto frame = std::make_unique<Frame>();
-  frame->resize(picture.width(), picture.height());
-  std::memcpy(frame->data(), picture.constBits(), static_cast<std::size_t>(picture.sizeInBytes()));
-  return frame;
-}
 
 /// Whether a label's box is a box and lies in a picture of that size.
 bool inside(const Label& label, const Frame& picture) {
@@ -340,13 +333,6 @@ double residentMib() {
   return resident * static_cast<double>(sysconf(_SC_PAGESIZE)) / (1024 * 1024);
 }
 
-/// Processor time of this thread: the detector has no other, and what else the machine does is left out.
-double threadMs() {
-  timespec now{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-  return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
-}
-
 /// The picture shifted about by some pixels, as a camera in a moving hand would show it: everything moves.
 void shift(const Frame& from, Frame& to, int step) {
   to.resize(from.width(), from.height());
@@ -381,9 +367,10 @@ void evaluateCost(const PictureSet& set, const fs::path& models) {
     double spent = 0;
     for (int i = 0; i < frames; ++i) {
       if (moving) shift(*picture, shown, i);
-      const double begin = threadMs();
+      // The detector has no other thread, and what else the machine does is left out.
+      const double begin = threadMilliseconds();
       (void)detector.detect(shown, now += frameMs);
-      spent += threadMs() - begin;
+      spent += threadMilliseconds() - begin;
     }
     return spent / frames;
   };

@@ -35,6 +35,13 @@ inline double millisecondsSince(std::chrono::steady_clock::time_point begin) {
   return milliseconds(std::chrono::steady_clock::now() - begin);
 }
 
+/// Processor time of this thread so far.
+inline double threadMilliseconds() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
+}
+
 /// Processor time of all threads of this process so far.
 inline double cpuSeconds() {
   return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;

@@ -16,7 +16,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -82,18 +81,14 @@ constexpr double darkShare = 0.6;
 double referenceMs() {
   std::vector<double> runs;
   for (int run = 0; run < 9; ++run) {
-    timespec begin{};
-    timespec end{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &begin);
+    const double begin = threadMilliseconds();
     std::mt19937 random(1);
     std::vector<std::uint32_t> values(400'000);
     std::generate(values.begin(), values.end(), random);
     std::sort(values.begin(), values.end());
     volatile std::uint32_t used = values[values.size() / 2];
     (void)used;
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &end);
-    runs.push_back(1e3 * static_cast<double>(end.tv_sec - begin.tv_sec) +
-                   static_cast<double>(end.tv_nsec - begin.tv_nsec) / 1e6);
+    runs.push_back(threadMilliseconds() - begin);
   }
   return median(runs);
 }
@@ -184,16 +179,45 @@ class CameraFilm {
  public:
   enum class Scene { still, moving, onlooker };
 
-  CameraFilm();
+  CameraFilm() {
+    const test::PortraitScene portrait;
+    const QImage alone = portrait.frame({});
+    still_ = variants(alone);
+    moving_ = swinging(alone);
+    for (const double x : {520.0, 555.0, 590.0, 95.0, 60.0}) {
+      for (const double y : {110.0, 150.0}) {
+        onlookers_.push_back(variants(
+            portrait.frame({0, test::SecondFace{x, y, onlookerWidth * test::PortraitScene::width}})));
+      }
+    }
+    shown_ = &still_;
+  }
 
   /// From the next frame on. With an onlooker, each time at another place.
-  void show(Scene scene);
+  void show(Scene scene) {
+    onlookerNs_ = 0;
+    if (scene == Scene::onlooker) {
+      shown_ = &onlookers_[nextPlace_++ % onlookers_.size()];
+    } else {
+      shown_ = scene == Scene::still ? &still_ : &moving_;
+    }
+  }
 
   /// When the first frame with the onlooker was handed on, or nothing yet.
-  [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> onlookerShownAt() const;
+  [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> onlookerShownAt() const {
+    const std::int64_t ns = onlookerNs_;
+    if (ns == 0) return std::nullopt;
+    return std::chrono::steady_clock::time_point(std::chrono::nanoseconds(ns));
+  }
 
   /// The picture of a frame, 640 x 480 BGRA. On the camera's thread.
-  [[nodiscard]] const std::uint8_t* frame(std::int64_t index);
+  [[nodiscard]] const std::uint8_t* frame(std::int64_t index) {
+    const Pictures* pictures = shown_;
+    if (pictures != &still_ && pictures != &moving_ && onlookerNs_ == 0) {
+      onlookerNs_ = std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count();
+    }
+    return (*pictures)[static_cast<std::size_t>(index) % pictures->size()].constBits();
+  }
 
   /// Of the onlooker's face, as a share of the frame's width.
   static constexpr double onlookerWidth = 0.08;
@@ -208,43 +232,6 @@ class CameraFilm {
   std::atomic<std::int64_t> onlookerNs_ = 0;  // of the steady clock; 0 while not shown
   std::size_t nextPlace_ = 0;
 };
-
-CameraFilm::CameraFilm() {
-  const test::PortraitScene portrait;
-  const QImage alone = portrait.frame({});
-  still_ = variants(alone);
-  moving_ = swinging(alone);
-  for (const double x : {520.0, 555.0, 590.0, 95.0, 60.0}) {
-    for (const double y : {110.0, 150.0}) {
-      onlookers_.push_back(
-          variants(portrait.frame({0, test::SecondFace{x, y, onlookerWidth * test::PortraitScene::width}})));
-    }
-  }
-  shown_ = &still_;
-}
-
-void CameraFilm::show(Scene scene) {
-  onlookerNs_ = 0;
-  if (scene == Scene::onlooker) {
-    shown_ = &onlookers_[nextPlace_++ % onlookers_.size()];
-  } else {
-    shown_ = scene == Scene::still ? &still_ : &moving_;
-  }
-}
-
-std::optional<std::chrono::steady_clock::time_point> CameraFilm::onlookerShownAt() const {
-  const std::int64_t ns = onlookerNs_;
-  if (ns == 0) return std::nullopt;
-  return std::chrono::steady_clock::time_point(std::chrono::nanoseconds(ns));
-}
-
-const std::uint8_t* CameraFilm::frame(std::int64_t index) {
-  const Pictures* pictures = shown_;
-  if (pictures != &still_ && pictures != &moving_ && onlookerNs_ == 0) {
-    onlookerNs_ = std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count();
-  }
-  return (*pictures)[static_cast<std::size_t>(index) % pictures->size()].constBits();
-}
 
 class Measurement {
  public:
