@@ -15,7 +15,6 @@
 #include "views/controls/labels.h"
 #include "views/controls/layout.h"
 #include "views/controls/painting.h"
-#include "views/controls/scroll_page.h"
 #include "views/controls/windows.h"
 #include "views/eye_logo.h"
 #include "views/theme.h"

@@ -50,14 +50,6 @@ void CameraPreviewView::setResting(bool resting) {
   updateTap();
 }
 
-void CameraPreviewView::showEvent(QShowEvent* /*event*/) {
-  updateTap();
-}
-
-void CameraPreviewView::hideEvent(QHideEvent* /*event*/) {
-  updateTap();
-}
-
 void CameraPreviewView::updateTap() {
   const bool wanted = isVisible() && !resting_;
   if (wanted == std::exchange(tapped_, wanted)) return;

@@ -25,8 +25,8 @@ class CameraPreviewView : public QWidget {
 
  protected:
   void paintEvent(QPaintEvent* event) override;
-  void showEvent(QShowEvent* event) override;
-  void hideEvent(QHideEvent* event) override;
+  void showEvent(QShowEvent* /*event*/) override { updateTap(); }
+  void hideEvent(QHideEvent* /*event*/) override { updateTap(); }
 
  private:
   /// Where the camera queue puts frames.

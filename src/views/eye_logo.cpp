@@ -179,14 +179,6 @@ double EyeLogo::lid() const {
   return blinkTo + (open - blinkTo) * share;
 }
 
-void EyeLogo::showEvent(QShowEvent* /*event*/) {
-  animate();
-}
-
-void EyeLogo::hideEvent(QHideEvent* /*event*/) {
-  animate();
-}
-
 void EyeLogo::paintEvent(QPaintEvent* /*event*/) {
   const QColor now = colorOf(mood_);
   const QColor color = mix(from_.isValid() ? from_ : now, now, color_.value());

@@ -24,8 +24,8 @@ class EyeLogo : public QWidget {
 
  protected:
   void paintEvent(QPaintEvent* event) override;
-  void showEvent(QShowEvent* event) override;
-  void hideEvent(QHideEvent* event) override;
+  void showEvent(QShowEvent* /*event*/) override { animate(); }
+  void hideEvent(QHideEvent* /*event*/) override { animate(); }
 
  private:
   void animate();

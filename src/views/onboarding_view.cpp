@@ -11,6 +11,7 @@
 
 #include "settings/filter_settings.h"
 #include "views/calibration_view.h"
+#include "views/controls/labels.h"
 #include "views/controls/layout.h"
 #include "views/controls/painting.h"
 #include "views/theme.h"

@@ -9,7 +9,7 @@
 #include "platform/capture_session.h"
 #include "platform/desktop_services.h"
 #include "settings/settings_repository.h"
-#include "views/controls/scroll_page.h"
+#include "views/controls/layout.h"
 #include "views/controls/windows.h"
 
 namespace sentrel {

@@ -172,14 +172,11 @@ MenuBarPopoverView::MenuBarPopoverView(Parts parts, QWidget* parent)
   home_->setPage(buildHome());
   stack_->addWidget(home_);
   switch_->setFocus(Qt::OtherFocusReason);
-  stateRegistration_ =
-      parts_.service->fsmState().subscribe([this](const FilterState& state) { showState(state); });
-  activeRegistration_ =
-      parts_.service->isActive().subscribe([this](bool active) { switch_->setChecked(active); });
-  startingRegistration_ =
-      parts_.service->isStarting().subscribe([this](bool starting) { switch_->setWaiting(starting); });
-  failureRegistration_ =
-      parts_.failure->subscribe([this](const std::optional<CameraFailure>&) { showFailure(); });
+  const auto& service = *parts_.service;
+  registrations_ = {service.fsmState().subscribe([this](const FilterState& state) { showState(state); }),
+                    service.isActive().subscribe([this](bool active) { switch_->setChecked(active); }),
+                    service.isStarting().subscribe([this](bool starting) { switch_->setWaiting(starting); }),
+                    parts_.failure->subscribe([this](const auto& /*failure*/) { showFailure(); })};
 }
 
 QWidget* MenuBarPopoverView::buildHome() {

@@ -6,6 +6,7 @@
 #include <QUrl>
 #include <QVBoxLayout>
 #include <QWidget>
+#include <array>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -16,7 +17,7 @@
 #include "support/published.h"
 #include "support/registration.h"
 #include "views/controls/labels.h"
-#include "views/controls/scroll_page.h"
+#include "views/controls/layout.h"
 #include "views/controls/windows.h"
 #include "views/eye_logo.h"
 
@@ -85,10 +86,7 @@ class MenuBarPopoverView : public QWidget {
   TextLabel* status_ = nullptr;
   TextLabel* cause_ = nullptr;
   ToggleSwitch* switch_ = nullptr;
-  Registration stateRegistration_;
-  Registration activeRegistration_;
-  Registration startingRegistration_;
-  Registration failureRegistration_;
+  std::array<Registration, 4> registrations_;
 };
 
 /// Where the popover stands: right-aligned with what it belongs to, 8 pixels away from it and at least 8

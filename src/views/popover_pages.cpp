@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "look/icons.h"
+#include "views/controls/labels.h"
 #include "views/controls/layout.h"
 #include "views/controls/painting.h"
 #include "views/theme.h"

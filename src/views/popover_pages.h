@@ -9,7 +9,7 @@
 
 #include "settings/stats_repository.h"
 #include "support/registration.h"
-#include "views/controls/scroll_page.h"
+#include "views/controls/layout.h"
 #include "views/controls/windows.h"
 
 // What takes the place of the popover's home. Each takes a link to show at its foot, or none. Main thread.

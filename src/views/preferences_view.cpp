@@ -2,16 +2,144 @@
 #include "views/preferences_view.h"
 
 #include <QKeyEvent>
+#include <QMouseEvent>
+#include <QPainter>
 #include <algorithm>
 #include <cmath>
 #include <type_traits>
 #include <utility>
 
+#include "look/icons.h"
 #include "views/calibration_view.h"
+#include "views/controls/buttons.h"
+#include "views/controls/labels.h"
+#include "views/controls/layout.h"
+#include "views/controls/painting.h"
+#include "views/theme.h"
 
 namespace sentrel {
 
+// What the page is made of.
+
+/// A rounded surface that holds rows, with hairlines between them.
+class Card final : public QWidget {
+ public:
+  Card() : rows_(boxIn<QVBoxLayout>(this, {1, 1, 1, 1})) {}
+
+  /// Takes the row.
+  void addRow(QWidget* row) {
+    if (rows_->count() > 0) rows_->addLayout(insetDivider(16, 0));
+    rows_->addWidget(row);
+  }
+
+ protected:
+  void paintEvent(QPaintEvent* /*event*/) override {
+    QPainter painter(this);
+    paintBox(painter, QRectF(rect()), 12, colors().surface, colors().border);
+  }
+
+ private:
+  QVBoxLayout* rows_;
+};
+
+/// A label above a smaller hint, with a control beside them; below them where little width is left for words.
+/// A click anywhere in the row turns its switch. The hint becomes the control's description for assistive
+/// technology; that of its focus proxy, where it is made of several.
+class PrefRow final : public QWidget {
+ public:
+  /// Takes the control; `label` may be empty.
+  PrefRow(const QString& label, const QString& hint, QWidget* rowControl)
+      : row_(boxIn<QHBoxLayout>(this, {side, above, side, above}, besideGap)),
+        hint_(new TextLabel(TextRole::subheadline, {}, &AppColors::textSecondary)),
+        control(rowControl) {
+    auto* words = boxIn<QVBoxLayout>(nullptr, {}, 2);
+    words->addStretch();
+    if (!label.isEmpty()) words->addWidget(new TextLabel(TextRole::bodyLabel, label));
+    words->addWidget(hint_);
+    words->addStretch();
+    row_->addLayout(words, 1);
+    row_->addWidget(control, 0, Qt::AlignVCenter);
+    setHint(hint);
+    connect(&Theme::shared(), &Theme::changed, this, [this] { arrange(); });
+  }
+
+  void setHint(const QString& hint) {
+    hint_->setWords(hint);
+    QWidget* const used = control->focusProxy();
+    (used != nullptr ? used : control)->setAccessibleDescription(hint);
+  }
+
+  [[nodiscard]] bool hasHeightForWidth() const override { return true; }
+
+ protected:
+  void mousePressEvent(QMouseEvent* event) override { pressed_ = event->button() == Qt::LeftButton; }
+
+  void mouseReleaseEvent(QMouseEvent* event) override {
+    auto* toggle = dynamic_cast<ToggleSwitch*>(control);
+    if (pressed_ && toggle != nullptr && rect().contains(event->position().toPoint())) toggle->click();
+    pressed_ = false;
+  }
+
+  void resizeEvent(QResizeEvent* event) override {
+    arrange();
+    QWidget::resizeEvent(event);
+  }
+
+ private:
+  static constexpr int side = 15;  // with the card's edge 16
+  static constexpr int above = 14;
+  static constexpr int besideGap = 20;
+  static constexpr int leastForWords = 180;
+
+  /// Puts the control beside the words or below them.
+  void arrange() {
+    const int available = width() - 2 * side - besideGap - control->sizeHint().width();
+    const bool beside = available >= leastForWords * Theme::shared().textScale();
+    row_->setDirection(beside ? QBoxLayout::LeftToRight : QBoxLayout::TopToBottom);
+    row_->setSpacing(beside ? besideGap : besideGap / 2);
+    row_->setAlignment(control, beside ? Qt::AlignVCenter : Qt::AlignLeft);
+  }
+
+  QBoxLayout* row_;
+  TextLabel* hint_;
+  QWidget* control;
+  bool pressed_ = false;
+};
+
 namespace {
+
+/// A symbol followed by the title of a section.
+class SectionHeader final : public QWidget {
+ public:
+  SectionHeader(const QString& symbol, const QString& title) : icon(symbol) {
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    auto* line = new QHBoxLayout(this);
+    auto* words = new TextLabel(TextRole::headline, title);
+    words->setAlignment(Qt::AlignVCenter);
+    line->addWidget(words);
+    const auto arrange = [line] {
+      line->setContentsMargins(left + Theme::shared().iconSize(pixels) + gap, 0, 0, 0);
+    };
+    connect(&Theme::shared(), &Theme::changed, this, arrange);
+    arrange();
+  }
+
+  [[nodiscard]] QSize sizeHint() const override { return {0, Theme::shared().grown(24)}; }
+
+ protected:
+  void paintEvent(QPaintEvent* /*event*/) override {
+    QPainter painter(this);
+    const double size = Theme::shared().iconSize(pixels);
+    paintSymbol(painter, icon, QRectF(left, (height() - size) / 2, size, size), colors().primary);
+  }
+
+ private:
+  static constexpr int pixels = 18;  // of the symbol
+  static constexpr int left = 4;
+  static constexpr int gap = 8;
+
+  const QString icon;
+};
 
 constexpr QSize windowSize(560, 440);
 constexpr double addedForText = 0.25;  // of the size, at 200 %
@@ -107,12 +235,12 @@ void PreferencesView::buildDetection(Card& card) {
             &FilterSettings::sensitivity);
   addChoices(card, qtTrId("Délai d'inattention"),
              qtTrId("Temps avant de considérer que vous ne regardez plus"),
-             {{QStringLiteral("0,5 s"), 500},
-              {QStringLiteral("1 s"), 1000},
-              {QStringLiteral("1,5 s"), 1500},
-              {QStringLiteral("2 s"), 2000},
-              {QStringLiteral("3 s"), 3000}},
-             50, 50, &FilterSettings::inattentionDelayMs);
+             {{QStringLiteral("0,5 s"), 500, 50},
+              {QStringLiteral("1 s"), 1000, 50},
+              {QStringLiteral("1,5 s"), 1500, 50},
+              {QStringLiteral("2 s"), 2000, 50},
+              {QStringLiteral("3 s"), 3000, 50}},
+             &FilterSettings::inattentionDelayMs);
   addSwitch(card, qtTrId("Mode lunettes"), qtTrId("Réduit les faux positifs si vous portez des lunettes"),
             &FilterSettings::glassesCompat);
 }
@@ -158,15 +286,17 @@ void PreferencesView::buildMatrix(Card& card) {
 void PreferencesView::buildAdvanced(Card& card) {
   addChoices(card, qtTrId("Fréquence de capture"),
              qtTrId("Fréquence d'analyse de la caméra — réduire pour économiser la batterie"),
-             {{QStringLiteral("5 fps"), 5}, {QStringLiteral("10 fps"), 10}, {QStringLiteral("15 fps"), 15}},
-             60, 60, &FilterSettings::captureFps);
+             {{QStringLiteral("5 fps"), 5, 60},
+              {QStringLiteral("10 fps"), 10, 60},
+              {QStringLiteral("15 fps"), 15, 60}},
+             &FilterSettings::captureFps);
   addChoices(card, qtTrId("Pause batterie"),
              qtTrId("Désactive automatiquement le filtre en dessous de ce seuil"),
-             {{qtTrId("Désactivé"), 0},
-              {QStringLiteral("5 %"), 5},
-              {QStringLiteral("10 %"), 10},
-              {QStringLiteral("15 %"), 15}},
-             84, 48, &FilterSettings::batteryThresholdPercent);
+             {{qtTrId("Désactivé"), 0, 84},
+              {QStringLiteral("5 %"), 5, 48},
+              {QStringLiteral("10 %"), 10, 48},
+              {QStringLiteral("15 %"), 15, 48}},
+             &FilterSettings::batteryThresholdPercent);
   addCalibration(card);
 }
 
@@ -202,13 +332,9 @@ PrefRow* PreferencesView::addSlider(Card& card, const QString& label, const QStr
 }
 
 void PreferencesView::addChoices(Card& card, const QString& label, const QString& hint,
-                                 const std::vector<std::pair<QString, std::int64_t>>& choices, int firstWidth,
-                                 int width, std::int64_t FilterSettings::*field) {
-  std::vector<SegmentedPicker::Choice> offered;
-  offered.reserve(choices.size());
-  for (const auto& [words, value] : choices)
-    offered.push_back({words, value, offered.empty() ? firstWidth : width});
-  auto* picker = new SegmentedPicker(label, offered);
+                                 const std::vector<SegmentedPicker::Choice>& choices,
+                                 std::int64_t FilterSettings::*field) {
+  auto* picker = new SegmentedPicker(label, choices);
   picker->onValue = [this, field](std::int64_t value) {
     draft.*field = value;
     draftChanged();

@@ -16,11 +16,15 @@
 #include "views/camera_preview_view.h"
 #include "views/controls/layout.h"
 #include "views/controls/pickers.h"
-#include "views/controls/scroll_page.h"
 #include "views/controls/value_slider.h"
 #include "views/controls/windows.h"
 
+class QVBoxLayout;
+
 namespace sentrel {
+
+class Card;
+class PrefRow;
 
 /// The preferences window: every setting in five sections, saved with each change. The controls edit a draft,
 /// which is replaced when something else saves. Main thread.
@@ -62,8 +66,7 @@ class PreferencesView : public FixedWindow {
   PrefRow* addSlider(Card& card, const QString& label, const QString& hint, ValueSlider::Range range,
                      std::function<QString(double)> words, Number FilterSettings::*field);
   void addChoices(Card& card, const QString& label, const QString& hint,
-                  const std::vector<std::pair<QString, std::int64_t>>& choices, int firstWidth, int width,
-                  std::int64_t FilterSettings::*field);
+                  const std::vector<SegmentedPicker::Choice>& choices, std::int64_t FilterSettings::*field);
   void addLaunchAtLogin(Card& card);
   void addCalibration(Card& card);
 

@@ -104,7 +104,6 @@ void PushButton::paintEvent(QPaintEvent* /*event*/) {
 // ToggleSwitch.
 
 namespace {
-constexpr QSize trackSize(44, 26);
 constexpr double knobSize = 20;
 constexpr double knobInset = 3;
 constexpr int slideMs = 140;
@@ -121,14 +120,6 @@ ToggleSwitch::ToggleSwitch(const QString& name, Click click)
 void ToggleSwitch::setWaiting(bool waiting) {
   waiting_ = waiting;
   update();
-}
-
-QSize ToggleSwitch::sizeHint() const {
-  return trackSize;
-}
-
-FocusShape::Outline ToggleSwitch::focusOutline() const {
-  return {.radius = trackSize.height() / 2.0};
 }
 
 void ToggleSwitch::paintEvent(QPaintEvent* /*event*/) {
@@ -155,10 +146,6 @@ void ToggleSwitch::checkStateSet() {
   QCheckBox::checkStateSet();
   // What a program sets before the window is seen is no movement.
   if (!isVisible()) knob_.jumpTo(isChecked() ? 1 : 0);
-}
-
-bool ToggleSwitch::hitButton(const QPoint& position) const {
-  return rect().contains(position);
 }
 
 }  // namespace sentrel

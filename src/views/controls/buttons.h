@@ -100,16 +100,18 @@ class ToggleSwitch : public Drawn<QCheckBox> {
   void setWaiting(bool waiting);
   [[nodiscard]] bool waiting() const { return waiting_; }
 
-  [[nodiscard]] QSize sizeHint() const override;
-  [[nodiscard]] Outline focusOutline() const override;
+  [[nodiscard]] QSize sizeHint() const override { return trackSize; }
+  [[nodiscard]] Outline focusOutline() const override { return {.radius = trackSize.height() / 2.0}; }
 
  protected:
   void paintEvent(QPaintEvent* event) override;
   void nextCheckState() override;
   void checkStateSet() override;
-  [[nodiscard]] bool hitButton(const QPoint& position) const override;
+  [[nodiscard]] bool hitButton(const QPoint& position) const override { return rect().contains(position); }
 
  private:
+  static constexpr QSize trackSize{44, 26};
+
   const Click click_;
   bool waiting_ = false;
   AnimatedValue knob_;

@@ -104,10 +104,6 @@ QSize TextLabel::sizeHint() const {
   return QSize(width, text().isEmpty() ? 0 : static_cast<int>(lineHeight())).grownBy(contentsMargins());
 }
 
-QSize TextLabel::minimumSizeHint() const {
-  return {0, sizeHint().height()};
-}
-
 void TextLabel::paintEvent(QPaintEvent* /*event*/) {
   const QRectF inner = contentsRect();
   const double width = balanced_ ? balancedWidth(inner.width()) : inner.width();

@@ -33,7 +33,7 @@ class TextLabel : public QLabel {
   [[nodiscard]] bool hasHeightForWidth() const override { return true; }
   [[nodiscard]] int heightForWidth(int width) const override;
   [[nodiscard]] QSize sizeHint() const override;
-  [[nodiscard]] QSize minimumSizeHint() const override;
+  [[nodiscard]] QSize minimumSizeHint() const override { return {0, sizeHint().height()}; }
 
  protected:
   void paintEvent(QPaintEvent* event) override;

@@ -1,17 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "views/controls/layout.h"
 
-#include <QMouseEvent>
+#include <QApplication>
+#include <QGridLayout>
+#include <QKeyEvent>
 #include <QPainter>
+#include <algorithm>
 
-#include "look/icons.h"
-#include "views/controls/buttons.h"
 #include "views/controls/painting.h"
 #include "views/theme.h"
 
 namespace sentrel {
-
-// Dividers and Card.
 
 QWidget* divider() {
   auto* line =
@@ -27,102 +26,141 @@ QLayout* insetDivider(int left, int right) {
   return line;
 }
 
-void Card::addRow(QWidget* row) {
-  if (rows_->count() > 0) rows_->addLayout(insetDivider(16, 0));
-  rows_->addWidget(row);
-}
-
-void Card::paintEvent(QPaintEvent* /*event*/) {
-  QPainter painter(this);
-  paintBox(painter, QRectF(rect()), 12, colors().surface, colors().border);
-}
-
-// SectionHeader.
+// ScrollPage.
 
 namespace {
-constexpr int headerHeight = 24;
-constexpr int symbolPixels = 18;
-constexpr int symbolLeft = 4;
-constexpr int symbolGap = 8;
+
+constexpr int barWidth = 5;
+constexpr int barGap = 4;  // from the edge, and at its ends
+constexpr int leastKnob = 32;
+constexpr int aroundFocus = 24;
+
+/// Thin, without arrows.
+class OverlayBar final : public QScrollBar {
+ public:
+  explicit OverlayBar(QWidget* parent) : QScrollBar(Qt::Vertical, parent) { setFocusPolicy(Qt::NoFocus); }
+
+ protected:
+  void paintEvent(QPaintEvent* /*event*/) override {
+    QPainter painter(this);
+    paintBox(painter, knob(), barWidth / 2.0, withAlpha(colors().controlBorder, 0.8));
+  }
+
+  void mousePressEvent(QMouseEvent* event) override {
+    const QRectF held = knob();
+    grip_ = held.contains(event->position()) ? event->position().y() - held.top() : held.height() / 2;
+    mouseMoveEvent(event);
+  }
+
+  void mouseMoveEvent(QMouseEvent* event) override {
+    const double way = height() - knob().height();
+    if (way > 0) setValue(qRound((event->position().y() - grip_) / way * maximum()));
+  }
+
+ private:
+  [[nodiscard]] QRectF knob() const {
+    const double length =
+        std::max<double>(leastKnob, static_cast<double>(height()) * pageStep() / (maximum() + pageStep()));
+    const double way = height() - length;
+    return {0, maximum() > 0 ? way * value() / maximum() : 0, barWidth, length};
+  }
+
+  double grip_ = 0;
+};
+
 }  // namespace
 
-SectionHeader::SectionHeader(const QString& symbol, const QString& title) : icon(symbol) {
-  setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-  auto* line = new QHBoxLayout(this);
-  auto* words = new TextLabel(TextRole::headline, title);
-  words->setAlignment(Qt::AlignVCenter);
-  line->addWidget(words);
-  const auto arrange = [line] {
-    line->setContentsMargins(symbolLeft + Theme::shared().iconSize(symbolPixels) + symbolGap, 0, 0, 0);
-  };
-  connect(&Theme::shared(), &Theme::changed, this, arrange);
-  arrange();
+ScrollPage::ScrollPage() : bar_(new OverlayBar(this)) {
+  setFrameShape(QFrame::NoFrame);
+  setWidgetResizable(true);
+  setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  setFocusPolicy(Qt::NoFocus);
+  viewport()->setAutoFillBackground(false);
+  QScrollBar* own = verticalScrollBar();
+  own->setSingleStep(24);
+  connect(own, &QScrollBar::rangeChanged, this, [this](int least, int greatest) {
+    bar_->setRange(least, greatest);
+    bar_->setPageStep(viewport()->height());
+    bar_->setVisible(greatest > least);
+  });
+  connect(own, &QScrollBar::valueChanged, bar_, &QScrollBar::setValue);
+  connect(bar_, &QScrollBar::valueChanged, own, &QScrollBar::setValue);
+  connect(qApp, &QApplication::focusChanged, this, [this](QWidget* /*old*/, QWidget* now) {
+    if (now != nullptr && widget() != nullptr && widget()->isAncestorOf(now))
+      ensureWidgetVisible(now, 0, aroundFocus);
+  });
+  bar_->hide();
 }
 
-QSize SectionHeader::sizeHint() const {
-  return {0, Theme::shared().grown(headerHeight)};
+void ScrollPage::setPage(QWidget* content) {
+  setWidget(content);
+  content->setAutoFillBackground(false);
 }
 
-void SectionHeader::paintEvent(QPaintEvent* /*event*/) {
-  QPainter painter(this);
-  const double size = Theme::shared().iconSize(symbolPixels);
-  paintSymbol(painter, icon, QRectF(symbolLeft, (height() - size) / 2, size, size), colors().primary);
+int ScrollPage::heightForWidth(int width) const {
+  if (widget() == nullptr) return 0;
+  return widget()->hasHeightForWidth() ? widget()->heightForWidth(width) : widget()->sizeHint().height();
 }
 
-// PrefRow.
+bool ScrollPage::eventFilter(QObject* watched, QEvent* event) {
+  // What surrounds it is laid out by its height.
+  if (watched == widget() && event->type() == QEvent::LayoutRequest) updateGeometry();
+  return QScrollArea::eventFilter(watched, event);
+}
 
-namespace {
-constexpr int side = 15;  // with the card's edge 16
-constexpr int above = 14;
-constexpr int besideGap = 20;
-constexpr int labelToHint = 2;
-constexpr int leastForWords = 180;
-}  // namespace
+void ScrollPage::resizeEvent(QResizeEvent* event) {
+  QScrollArea::resizeEvent(event);
+  bar_->setPageStep(viewport()->height());
+  bar_->setGeometry(width() - barGap - barWidth, barGap, barWidth, height() - 2 * barGap);
+  bar_->raise();
+}
 
-PrefRow::PrefRow(const QString& label, const QString& hint, QWidget* rowControl)
-    : row_(new QBoxLayout(QBoxLayout::LeftToRight, this)),
-      hint_(new TextLabel(TextRole::subheadline, {}, &AppColors::textSecondary)),
-      control(rowControl) {
-  row_->setContentsMargins(side, above, side, above);
-  row_->setSpacing(besideGap);
-  auto* words = boxIn<QVBoxLayout>(nullptr, {}, labelToHint);
-  words->addStretch();
-  if (!label.isEmpty()) words->addWidget(new TextLabel(TextRole::bodyLabel, label));
-  words->addWidget(hint_);
-  words->addStretch();
-  row_->addLayout(words, 1);
-  row_->addWidget(control, 0, Qt::AlignVCenter);
-  setHint(hint);
+bool ScrollPage::focusNextPrevChild(bool next) {
+  // Not the scroll area's own.
+  return QWidget::focusNextPrevChild(next);  // NOLINT(bugprone-parent-virtual-call)
+}
+
+void ScrollPage::keyPressEvent(QKeyEvent* event) {
+  // Arrows belong to the controls; the page keys scroll.
+  if (event->key() == Qt::Key_PageUp || event->key() == Qt::Key_PageDown) {
+    QScrollArea::keyPressEvent(event);
+  } else {
+    event->ignore();
+  }
+}
+
+// ToolbarPage.
+
+// The button is made first: it stands first, also in the order of the Tab key.
+ToolbarPage::ToolbarPage(const QString& leaveWords, QMargins aroundButton)
+    : leave_(new PushButton(PushButton::Kind::plain, leaveWords)),
+      page_(new ScrollPage),
+      grid_(boxIn<QGridLayout>(this)) {
+  auto* toolbar = boxIn<QVBoxLayout>(nullptr, aroundButton);
+  toolbar->addWidget(leave_);
+  grid_->addLayout(toolbar, 0, 0, Qt::AlignLeft | Qt::AlignTop);
+  grid_->setRowStretch(1, 1);
   connect(&Theme::shared(), &Theme::changed, this, [this] { arrange(); });
-}
-
-void PrefRow::setHint(const QString& hint) {
-  hint_->setWords(hint);
-  QWidget* const used = control->focusProxy();
-  (used != nullptr ? used : control)->setAccessibleDescription(hint);
-}
-
-void PrefRow::arrange() {
-  const int available = width() - 2 * side - besideGap - control->sizeHint().width();
-  const bool beside = available >= leastForWords * Theme::shared().textScale();
-  row_->setDirection(beside ? QBoxLayout::LeftToRight : QBoxLayout::TopToBottom);
-  row_->setSpacing(beside ? besideGap : besideGap / 2);
-  row_->setAlignment(control, beside ? Qt::AlignVCenter : Qt::AlignLeft);
-}
-
-void PrefRow::resizeEvent(QResizeEvent* event) {
   arrange();
-  QWidget::resizeEvent(event);
 }
 
-void PrefRow::mousePressEvent(QMouseEvent* event) {
-  pressed_ = event->button() == Qt::LeftButton;
+void ToolbarPage::keyPressEvent(QKeyEvent* event) {
+  // There may be nothing on the page that takes the focus, and so the keys.
+  if (event->key() == Qt::Key_PageUp || event->key() == Qt::Key_PageDown) {
+    page_->verticalScrollBar()->triggerAction(event->key() == Qt::Key_PageUp
+                                                  ? QAbstractSlider::SliderPageStepSub
+                                                  : QAbstractSlider::SliderPageStepAdd);
+  } else {
+    QWidget::keyPressEvent(event);
+  }
 }
 
-void PrefRow::mouseReleaseEvent(QMouseEvent* event) {
-  auto* toggle = dynamic_cast<ToggleSwitch*>(control);
-  if (pressed_ && toggle != nullptr && rect().contains(event->position().toPoint())) toggle->click();
-  pressed_ = false;
+void ToolbarPage::arrange() {
+  const bool large = Theme::shared().textScale() > 1;
+  grid_->removeWidget(page_);
+  grid_->addWidget(page_, large ? 1 : 0, 0, large ? 1 : 2, 1);
+  leave_->raise();
 }
 
 }  // namespace sentrel

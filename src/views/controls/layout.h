@@ -2,9 +2,13 @@
 #pragma once
 
 #include <QBoxLayout>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QWidget>
 
-#include "views/controls/labels.h"
+#include "views/controls/buttons.h"
+
+class QGridLayout;
 
 // What windows are laid out with. Main thread.
 
@@ -25,60 +29,49 @@ Box* boxIn(QWidget* widget, QMargins margins = {}, int spacing = 0) {
 /// A divider that keeps away from the ends of its line, in pixels. For a layout to take.
 [[nodiscard]] QLayout* insetDivider(int left, int right);
 
-/// A rounded surface that holds rows, with hairlines between them.
-class Card : public QWidget {
+/// A page that scrolls up and down under a thin bar, which takes no space, and shows whatever control gets
+/// the focus.
+class ScrollPage : public QScrollArea {
  public:
-  Card() : rows_(boxIn<QVBoxLayout>(this, {1, 1, 1, 1})) {}
+  ScrollPage();
 
-  /// Takes the row.
-  void addRow(QWidget* row);
+  /// Takes what scrolls; its ground shows what lies below.
+  void setPage(QWidget* content);
+  /// How far the page is scrolled, in pixels.
+  void scrollTo(int y) { verticalScrollBar()->setValue(y); }
 
- protected:
-  void paintEvent(QPaintEvent* event) override;
-
- private:
-  QVBoxLayout* rows_;
-};
-
-/// A symbol followed by the title of a section.
-class SectionHeader : public QWidget {
- public:
-  SectionHeader(const QString& icon, const QString& title);
-
-  [[nodiscard]] QSize sizeHint() const override;
-
- protected:
-  void paintEvent(QPaintEvent* event) override;
-
- private:
-  const QString icon;
-};
-
-/// A label above a smaller hint, with a control beside them; below them where little width is left for words.
-/// A click anywhere in the row turns its switch. The hint becomes the control's description for assistive
-/// technology; that of its focus proxy, where it is made of several.
-class PrefRow : public QWidget {
- public:
-  /// Takes the control; `label` may be empty.
-  PrefRow(const QString& label, const QString& hint, QWidget* control);
-
-  void setHint(const QString& hint);
-
+  // It wants to be as high as what it shows.
   [[nodiscard]] bool hasHeightForWidth() const override { return true; }
+  [[nodiscard]] int heightForWidth(int width) const override;
 
  protected:
-  void mousePressEvent(QMouseEvent* event) override;
-  void mouseReleaseEvent(QMouseEvent* event) override;
+  bool eventFilter(QObject* watched, QEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
+  bool focusNextPrevChild(bool next) override;
+  void keyPressEvent(QKeyEvent* event) override;
 
  private:
-  /// Puts the control beside the words or below them.
+  QScrollBar* bar_;  // mirrors the area's own, which is hidden
+};
+
+/// A page that scrolls beside the button that leaves it, which stands at the top left; below that button
+/// where large words leave no space beside it.
+class ToolbarPage : public QWidget {
+ public:
+  ToolbarPage(const QString& leaveWords, QMargins aroundButton);
+
+  [[nodiscard]] PushButton* leaveButton() const { return leave_; }
+  void setPage(QWidget* content) { page_->setPage(content); }
+
+ protected:
+  void keyPressEvent(QKeyEvent* event) override;
+
+ private:
   void arrange();
 
-  QBoxLayout* row_;
-  TextLabel* hint_;
-  QWidget* control;
-  bool pressed_ = false;
+  PushButton* leave_;
+  ScrollPage* page_;
+  QGridLayout* grid_;
 };
 
 }  // namespace sentrel

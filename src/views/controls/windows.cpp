@@ -11,7 +11,6 @@
 #include "views/controls/labels.h"
 #include "views/controls/layout.h"
 #include "views/controls/painting.h"
-#include "views/controls/scroll_page.h"
 #include "views/theme.h"
 
 namespace sentrel {
@@ -110,14 +109,6 @@ bool Sheet::eventFilter(QObject* watched, QEvent* event) {
   if (watched == parentWidget() && event->type() == QEvent::Resize) setGeometry(parentWidget()->rect());
   if (watched == panel_ && event->type() == QEvent::LayoutRequest) placePanel();
   return false;
-}
-
-void Sheet::resizeEvent(QResizeEvent* /*event*/) {
-  placePanel();
-}
-
-void Sheet::mousePressEvent(QMouseEvent* /*event*/) {
-  // What lies below cannot be reached.
 }
 
 void Sheet::keyPressEvent(QKeyEvent* event) {

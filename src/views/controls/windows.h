@@ -60,9 +60,10 @@ class Sheet : public QWidget {
  protected:
   bool eventFilter(QObject* watched, QEvent* event) override;
   void paintEvent(QPaintEvent* event) override;
-  void mousePressEvent(QMouseEvent* event) override;
+  /// What lies below cannot be reached.
+  void mousePressEvent(QMouseEvent* /*event*/) override {}
   void keyPressEvent(QKeyEvent* event) override;
-  void resizeEvent(QResizeEvent* event) override;
+  void resizeEvent(QResizeEvent* /*event*/) override { placePanel(); }
   bool focusNextPrevChild(bool next) override;
 
  private:
