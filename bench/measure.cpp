@@ -107,21 +107,17 @@ struct Release {
 class ScreenLight {
  public:
   /// Uses the display that the environment names. Throws std::runtime_error without one.
-  ScreenLight() : xcb_(xcb_connect(nullptr, nullptr)) {
-    if (xcb_connection_has_error(xcb_) != 0) {
-      xcb_disconnect(xcb_);
+  ScreenLight() : xcb_(xcb_connect(nullptr, nullptr), &xcb_disconnect) {
+    if (xcb_connection_has_error(xcb_.get()) != 0)
       throw std::runtime_error("there is no X display to look at");
-    }
-    root_ = xcb_setup_roots_iterator(xcb_get_setup(xcb_)).data->root;
+    root_ = xcb_setup_roots_iterator(xcb_get_setup(xcb_.get())).data->root;
   }
-  ~ScreenLight() { xcb_disconnect(xcb_); }
-  ScreenLight(const ScreenLight&) = delete;
-  ScreenLight& operator=(const ScreenLight&) = delete;
 
   /// The mean of all colours, 0 to 255. Takes about half a millisecond.
   [[nodiscard]] double now() const {
     const std::unique_ptr<xcb_get_image_reply_t, Release> image(xcb_get_image_reply(
-        xcb_, xcb_get_image(xcb_, XCB_IMAGE_FORMAT_Z_PIXMAP, root_, left, top, width, height, ~0U), nullptr));
+        xcb_.get(),
+        xcb_get_image(xcb_.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, root_, left, top, width, height, ~0U), nullptr));
     if (!image) throw std::runtime_error("the X display shows nothing");
     const std::span bytes(xcb_get_image_data(image.get()),
                           static_cast<std::size_t>(xcb_get_image_data_length(image.get())));
@@ -131,7 +127,7 @@ class ScreenLight {
   }
 
  private:
-  xcb_connection_t* xcb_;
+  std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> xcb_;
   xcb_window_t root_ = XCB_WINDOW_NONE;
 };
 
