@@ -55,12 +55,16 @@ class ProgramRun : public testing::Test {
              QStringLiteral("org.freedesktop.Application"), QStringLiteral("ActivateAction"),
              {QString::fromLatin1(action), QVariantList(), QVariantMap()});
   }
-  [[nodiscard]] static std::string state(const BusClient& bus) {
+  /// One of the program's own on the bus.
+  [[nodiscard]] static QVariant property(const BusClient& bus, const char* name) {
     const QDBusMessage reply =
         bus.call(programName, QStringLiteral("/expert/mardeck/sentrel"),
                  QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"),
-                 {QStringLiteral("expert.mardeck.sentrel1"), QStringLiteral("State")});
-    return reply.arguments().constFirst().value<QDBusVariant>().variant().toString().toStdString();
+                 {QStringLiteral("expert.mardeck.sentrel1"), QString::fromLatin1(name)});
+    return reply.arguments().constFirst().value<QDBusVariant>().variant();
+  }
+  [[nodiscard]] static std::string state(const BusClient& bus) {
+    return property(bus, "State").toString().toStdString();
   }
   /// The process that owns the program's name.
   [[nodiscard]] static pid_t owner(BusClient& bus) {

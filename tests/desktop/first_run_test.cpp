@@ -44,14 +44,11 @@ class AccessibleTree {
   AccessibleTree& operator=(const AccessibleTree&) = delete;
 
   /// How often something was said to appear. Screen readers read a notification then.
-  [[nodiscard]] std::size_t appearances(const Node& node) const {
-    const std::string told = events_.output();
+  [[nodiscard]] qsizetype appearances(const Node& node) const {
     const std::string event = "path=" + node.path +
                               "; interface=org.a11y.atspi.Event.Object; member=StateChanged\n"
                               "   string \"showing\"\n   int32 1\n";
-    std::size_t count = 0;
-    for (auto at = told.find(event); at != std::string::npos; at = told.find(event, at + 1)) ++count;
-    return count;
+    return QByteArray::fromStdString(events_.output()).count(event.c_str());
   }
   /// Everything that is on the screen just now.
   [[nodiscard]] std::vector<Node> nodes() const {
@@ -111,7 +108,10 @@ class AccessibleTree {
 
 class FirstRunTest : public ProgramDesk {
  protected:
-  FirstRunTest() { start(); }
+  FirstRunTest() {
+    std::filesystem::remove(settingsFolder() / "defaults.json");
+    start();
+  }
 
   /// Waits until something on the screen has a name that begins so.
   [[nodiscard]] bool shows(const std::string& words) const {

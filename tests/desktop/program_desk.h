@@ -3,17 +3,12 @@
 
 #include <gmock/gmock.h>
 
-#include <QCoreApplication>
 #include <atomic>
 #include <csignal>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <string>
 
-#include "stage/bus_doubles.h"
-#include "stage/headless_desktop.h"
+#include "app/program_run.h"
 #include "stage/pictures.h"
 #include "stage/virtual_camera.h"
 
@@ -21,14 +16,12 @@ namespace sentrel::test {
 
 using namespace Qt::StringLiterals;
 
-inline const auto program = u"expert.mardeck.sentrel"_s;
-inline const auto objectPath = u"/expert/mardeck/sentrel"_s;
-
-/// The program itself on a private desktop, before a virtual camera that sees its user, alone or watched.
-class ProgramDesk : public testing::Test {
+/// The program itself on a private desktop, before a virtual camera that sees its user, alone or watched. The
+/// person has agreed to the camera long ago.
+class ProgramDesk : public ProgramRun {
  protected:
   ProgramDesk() : ProgramDesk({.systemBus = true, .pipeWire = true, .x11 = true}) {}
-  explicit ProgramDesk(const HeadlessDesktop::Options& options) : desktop(options) {
+  explicit ProgramDesk(const HeadlessDesktop::Options& options) : ProgramRun(options) {
     desktop.exportToProcess();  // the camera is in this process
     camera.appear();
     desktop.waitForNode("virtual_camera");
@@ -36,25 +29,9 @@ class ProgramDesk : public testing::Test {
   }
   void start() {
     process = desktop.spawn(SENTREL_PROGRAM);
-    session.sessionBus().waitForName(program);
+    session.sessionBus().waitForName(programName);
   }
-  void perform(const char* action) const {
-    session.sessionBus().call(program, objectPath, u"org.freedesktop.Application"_s, u"ActivateAction"_s,
-                              {QString::fromLatin1(action), QVariantList(), QVariantMap()});
-  }
-  [[nodiscard]] std::filesystem::path settingsPath() const {
-    return desktop.configFolder() / "sentrel" / "defaults.json";
-  }
-  void writeSettings(const std::string& text) const {
-    std::filesystem::create_directories(settingsPath().parent_path());
-    std::ofstream(settingsPath()) << text;
-  }
-  /// The person has agreed to the camera long ago.
-  void completeOnboarding() const { writeSettings("{\n  \"has_completed_onboarding\": true\n}\n"); }
-  [[nodiscard]] std::string settings() const {
-    std::ifstream file(settingsPath());
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
+  void perform(const char* action) const { ProgramRun::perform(session.sessionBus(), action); }
   [[nodiscard]] bool isCovered() {
     return desktop.run("xwininfo", {"-root", "-children"}).find("1920x1080+0+0") != std::string::npos;
   }
@@ -76,11 +53,6 @@ class ProgramDesk : public testing::Test {
     expectGoodEnd();
   }
 
-  int argumentCount = 1;
-  char name_[5] = "test";
-  char* arguments[2] = {name_, nullptr};
-  QCoreApplication application{argumentCount, arguments};
-  HeadlessDesktop desktop;
   MockSession session{desktop};
   const PortraitScene portrait;
   const QImage alone = portrait.frame({});

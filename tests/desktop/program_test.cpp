@@ -19,24 +19,16 @@ using std::chrono::steady_clock;
 
 class ProgramTest : public ProgramDesk {
  protected:
-  ProgramTest() { completeOnboarding(); }
-  explicit ProgramTest(const HeadlessDesktop::Options& options) : ProgramDesk(options) {
-    completeOnboarding();
-  }
+  using ProgramDesk::ProgramDesk;
 
   void startProtecting() {
     start();
     ASSERT_TRUE(becomes("nominal"));
     ASSERT_TRUE(cameraIs(true));
   }
-  [[nodiscard]] QVariant property(const char* name) const { return property(name, session.sessionBus()); }
-  [[nodiscard]] static QVariant property(const char* name, const BusClient& bus) {
-    const QDBusMessage reply = bus.call(program, objectPath, u"org.freedesktop.DBus.Properties"_s, u"Get"_s,
-                                        {u"expert.mardeck.sentrel1"_s, QString::fromLatin1(name)});
-    return reply.arguments().constFirst().value<QDBusVariant>().variant();
-  }
-  [[nodiscard]] bool becomes(const char* state) const {
-    return waitUntil([&] { return property("State") == state; });
+  [[nodiscard]] std::string state() const { return ProgramRun::state(session.sessionBus()); }
+  [[nodiscard]] bool becomes(const char* wanted) const {
+    return waitUntil([&] { return state() == wanted; });
   }
   [[nodiscard]] bool cameraIs(bool open) const {
     return waitUntil([&] { return camera.isOpen() == open; }, seconds(20), milliseconds(1));
@@ -68,11 +60,11 @@ TEST_F(ProgramTest, ALoginBeforeItsCameraEndsProtected) {
   desktop.stopPipeWire();
   start();
   std::this_thread::sleep_for(seconds(4));
-  EXPECT_EQ(property("State"), "inactive");
+  EXPECT_EQ(state(), "inactive");
   desktop.startPipeWire();
   std::this_thread::sleep_for(seconds(4));
   // Said once the retry that was due has waited for the first listing.
-  EXPECT_EQ(property("State"), "inactive");
+  EXPECT_EQ(state(), "inactive");
   EXPECT_FALSE(isCovered());
   camera.appear();
   EXPECT_TRUE(becomes("nominal"));
@@ -116,8 +108,8 @@ TEST_F(ProgramTest, WhoeverGoesClosesTheCameraAndAThousandEventsLeaveNothing) {
   session.prepareForSleep(false);  // a wake-up while locked
   ASSERT_TRUE(becomes("autoPaused"));
   ASSERT_TRUE(cameraIs(false));
-  EXPECT_FALSE(waitUntil([&] { return camera.isOpen() || isCovered() || property("State") != "autoPaused"; },
-                         seconds(2)));
+  EXPECT_FALSE(
+      waitUntil([&] { return camera.isOpen() || isCovered() || state() != "autoPaused"; }, seconds(2)));
   session.setBattery(80, false);
   session.setLockedHint(false);
   EXPECT_TRUE(becomes("nominal"));
@@ -140,8 +132,8 @@ TEST_F(ProgramTest, TheEndOfTheSessionBusDoesNotEndProtection) {
   // The next bus at the same place, with a notification server.
   desktop.replaceSessionBus();
   const BusClient next(desktop, TestBus::session);
-  next.waitForName(program);
-  EXPECT_EQ(property("State", next), "nominal");
+  next.waitForName(programName);
+  EXPECT_EQ(ProgramRun::state(next), "nominal");
   BusDouble server(desktop, TestBus::session, u"org.freedesktop.Notifications"_s);
   server.answer(u"Notify"_s, [](const QDBusMessage&) -> QVariantList { return {1U}; });
   isWatched = true;
@@ -150,9 +142,10 @@ TEST_F(ProgramTest, TheEndOfTheSessionBusDoesNotEndProtection) {
 }
 
 TEST_F(ProgramTest, ItBeginsAndEndsInGoodOrderOnADamagedFileAndWhenNoBusAnswers) {
-  writeSettings("{\n  \"has_completed_onboarding\": true,\n  \"sensitivity\": 1e99,\n  \"stats_al");
+  std::ofstream(settingsFolder() / "defaults.json")
+      << "{\n  \"has_completed_onboarding\": true,\n  \"sensitivity\": 1e99,\n  \"stats_al";
   startProtecting();
-  EXPECT_EQ(property("AlertCount").typeId(), QMetaType::LongLong);
+  EXPECT_EQ(property(session.sessionBus(), "AlertCount").typeId(), QMetaType::LongLong);
   EXPECT_THROW(perform("dance"), std::runtime_error);
   perform("quit");
   expectGoodEnd();

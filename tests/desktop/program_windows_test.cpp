@@ -13,7 +13,6 @@ namespace {
 class ProgramWindowsTest : public ProgramDesk {
  protected:
   ProgramWindowsTest() {
-    completeOnboarding();
     panel.answer(registers, [](const QDBusMessage&) { return QVariantList(); });
     panel.answer(u"Introspect"_s, [](const QDBusMessage&) -> QVariantList {
       return {
