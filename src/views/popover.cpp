@@ -234,8 +234,18 @@ QWidget* MenuBarPopoverView::buildFooter() {
 }
 
 void MenuBarPopoverView::openProjectsPage() {
-  parts_.openLink(parts_.projectsPage, [view = QPointer<QWidget>(this), this] {
-    if (view && !address_) showAddress(parts_.projectsPage.toString());
+  const QString address = parts_.projectsPage.toString();
+  parts_.openLink(parts_.projectsPage, [view = QPointer<QWidget>(this), this, address] {
+    if (!view || address_) return;
+    address_ =
+        openDialog(*this, {.symbol = QStringLiteral("arrow.up.right.square"),
+                           .color = &AppColors::primary,
+                           .words = address,
+                           .cancel = qtTrId("Fermer"),
+                           .confirm = qtTrId("link_copy"),
+                           .kind = PushButton::Kind::primary,
+                           .confirmed = [address] { QGuiApplication::clipboard()->setText(address); }});
+    address_->onClosed = [this] { address_.clear(); };
   });
 }
 
@@ -260,17 +270,6 @@ MenuBarPopoverView::Page MenuBarPopoverView::page() const {
 bool MenuBarPopoverView::asks() const {
   const auto* stats = dynamic_cast<const StatsView*>(page_);
   return address_ || (stats != nullptr && stats->showResetConfirm());
-}
-
-void MenuBarPopoverView::showAddress(const QString& address) {
-  address_ = openDialog(*this, {.symbol = QStringLiteral("arrow.up.right.square"),
-                                .color = &AppColors::primary,
-                                .words = address,
-                                .cancel = qtTrId("Fermer"),
-                                .confirm = qtTrId("link_copy"),
-                                .kind = PushButton::Kind::primary,
-                                .confirmed = [address] { QGuiApplication::clipboard()->setText(address); }});
-  address_->onClosed = [this] { address_.clear(); };
 }
 
 void MenuBarPopoverView::showPage(Page page) {

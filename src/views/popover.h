@@ -72,8 +72,8 @@ class MenuBarPopoverView : public QWidget {
   QWidget* buildFooter();
   void showState(const FilterState& state);
   void showFailure();
+  /// Where nothing opens it, its address is shown to be copied.
   void openProjectsPage();
-  void showAddress(const QString& address);
 
   const Parts parts_;
   bool showStats = false;

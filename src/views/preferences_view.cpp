@@ -221,9 +221,7 @@ void PreferencesView::buildCamera(QVBoxLayout& column) {
   column.addSpacing(10);
   auto* card = new Card;
   cameraPicker_ = new MenuPicker(qtTrId("Caméra"));
-  connect(cameraPicker_, &MenuPicker::currentIndexChanged, this, [this](int index) {
-    if (!showing_) chooseCamera(index);
-  });
+  connect(cameraPicker_, &MenuPicker::currentIndexChanged, this, &PreferencesView::chooseCamera);
   addRow(*card, {}, qtTrId("Sélectionnez la caméra utilisée pour la détection"), cameraPicker_);
   column.addWidget(card);
 }
@@ -417,6 +415,7 @@ void PreferencesView::discoverCameras() {
 }
 
 void PreferencesView::chooseCamera(int index) {
+  if (showing_) return;
   const QString id = cameraPicker_->itemData(index).toString();
   std::optional<std::string> chosen;
   if (!id.isEmpty()) chosen = id.toStdString();
