@@ -236,12 +236,12 @@ TEST_F(KeyMonitorTest, ObservesTheShortcutOnX11) {
     return presses > 0;
   }));
   for (const char* other : {"c", "shift+c", "super+c", "super+shift+x", "ctrl+shift+c"}) press(other);
-  session->locked = true;
+  session->isAway = true;
   press("super+shift+c");
   ASSERT_TRUE(runUntil([&] { return true; }));
   const int before = presses;
   desktop.run("setxkbmap", {"us", "-variant", "dvorak"});
-  session->locked = false;
+  session->isAway = false;
   press("super+shift+alt+c");
   EXPECT_TRUE(runUntil([&] { return presses > before; })) << "further modifiers do not matter";
   press("super+shift+i");  // where C is on another keyboard
