@@ -79,23 +79,4 @@ struct Shape {
 /// weights and parameters do not fit each other, so that whoever executes the list can rely on them.
 [[nodiscard]] std::vector<Shape> inferShapes(const Network& network, int height, int width);
 
-/// Input rows and columns that a window needs beyond the edges, as the padding rule distributes them: the odd
-/// one goes to the bottom and the right.
-struct EdgePadding {
-  int top = 0;
-  int right = 0;
-  int bottom = 0;
-  int left = 0;
-};
-[[nodiscard]] EdgePadding edgePadding(const Operator& op, const Shape& input);
-
-/// Where each tensor of one execution lies in a common work space, in bytes. Tensors that are never alive at
-/// the same time share room; outputs stay alive to the end. Every offset is a multiple of 64, and every
-/// tensor is followed by room that kernels may read beyond its end.
-struct ArenaPlan {
-  std::vector<std::size_t> offsets;
-  std::size_t bytes = 0;
-};
-[[nodiscard]] ArenaPlan planArena(const Network& network, const std::vector<Shape>& shapes);
-
 }  // namespace sentrel::vision
