@@ -74,12 +74,9 @@ struct CameraDirectory::Node {
 
   Node(CameraDirectory* directory, std::uint32_t nodeID, pw_proxy* bound)
       : owner(directory), id(nodeID), proxy(bound) {
-    static const pw_node_events events = [] {
-      pw_node_events table{};
-      table.version = PW_VERSION_NODE_EVENTS;
-      table.info = [](void* self, const pw_node_info* info) { static_cast<Node*>(self)->update(info); };
-      return table;
-    }();
+    static constexpr pw_node_events events{
+        .version = PW_VERSION_NODE_EVENTS,
+        .info = [](void* self, const pw_node_info* info) { static_cast<Node*>(self)->update(info); }};
     addNodeListener(proxy, &listener, &events, this);
   }
   ~Node() {
@@ -122,26 +119,23 @@ struct CameraDirectory::Binding {
 
   Binding(CameraDirectory* directory, pw_core* connected)
       : owner(directory), core(connected), registry(pw_core_get_registry(core, PW_VERSION_REGISTRY, 0)) {
-    static const pw_core_events coreEvents = [] {
-      pw_core_events table{};
-      table.version = PW_VERSION_CORE_EVENTS;
-      table.done = [](void* self, std::uint32_t id, int sequence) {
-        if (id == PW_ID_CORE) static_cast<Binding*>(self)->owner->synced(sequence);
-      };
-      return table;
-    }();
-    static const pw_registry_events registryEvents = [] {
-      pw_registry_events table{};
-      table.version = PW_VERSION_REGISTRY_EVENTS;
-      table.global = [](void* self, std::uint32_t id, std::uint32_t, const char* type, std::uint32_t,
-                        const spa_dict* properties) {
-        static_cast<Binding*>(self)->owner->globalAdded(id, type, properties);
-      };
-      table.global_remove = [](void* self, std::uint32_t id) {
-        static_cast<Binding*>(self)->owner->globalRemoved(id);
-      };
-      return table;
-    }();
+    static constexpr pw_core_events coreEvents{
+        .version = PW_VERSION_CORE_EVENTS,
+        .done =
+            [](void* self, std::uint32_t id, int sequence) {
+              if (id == PW_ID_CORE) static_cast<Binding*>(self)->owner->synced(sequence);
+            },
+    };
+    static constexpr pw_registry_events registryEvents{
+        .version = PW_VERSION_REGISTRY_EVENTS,
+        .global =
+            [](void* self, std::uint32_t id, std::uint32_t, const char* type, std::uint32_t,
+               const spa_dict* properties) {
+              static_cast<Binding*>(self)->owner->globalAdded(id, type, properties);
+            },
+        .global_remove = [](void* self,
+                            std::uint32_t id) { static_cast<Binding*>(self)->owner->globalRemoved(id); },
+    };
     addListener(core, &coreListener, &coreEvents, this);
     if (registry != nullptr) addListener(registry, &registryListener, &registryEvents, this);
     sync();
@@ -160,15 +154,12 @@ struct CameraDirectory::Binding {
   void sync() { pendingSync = requestSync(core); }
 
   void bindMetadata(std::uint32_t id) {
-    static const pw_metadata_events events = [] {
-      pw_metadata_events table{};
-      table.version = PW_VERSION_METADATA_EVENTS;
-      table.property = [](void* self, std::uint32_t, const char* key, const char*, const char* value) {
-        static_cast<Binding*>(self)->setting(key, value);
-        return 0;
-      };
-      return table;
-    }();
+    static constexpr pw_metadata_events events{
+        .version = PW_VERSION_METADATA_EVENTS,
+        .property = [](void* self, std::uint32_t, const char* key, const char*, const char* value) {
+          static_cast<Binding*>(self)->setting(key, value);
+          return 0;
+        }};
     dropMetadata();
     metadata = bindGlobal(registry, id, PW_TYPE_INTERFACE_Metadata, PW_VERSION_METADATA);
     if (metadata == nullptr) return;

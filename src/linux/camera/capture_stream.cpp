@@ -49,24 +49,20 @@ struct CaptureStream::Callbacks {
 
   static CaptureStream& of(void* self) { return *static_cast<CaptureStream*>(self); }
 
-  static const pw_stream_events* table() {
-    static const pw_stream_events events = [] {
-      pw_stream_events table{};
-      table.version = PW_VERSION_STREAM_EVENTS;
-      table.state_changed = [](void* self, pw_stream_state, pw_stream_state state, const char* message) {
-        if (state == PW_STREAM_STATE_ERROR)
-          of(self).fail(captureErrorFrom(message == nullptr ? "" : message));
-      };
-      table.param_changed = [](void* self, std::uint32_t id, const spa_pod* parameter) {
-        if (id == SPA_PARAM_Format) of(self).formatAgreed(parameter);
-      };
-      table.add_buffer = [](void*, pw_buffer* buffer) { leaveOutOfCoreDumps(*buffer->buffer); };
-      table.remove_buffer = [](void* self, pw_buffer* buffer) { of(self).bufferRemoved(buffer); };
-      table.process = [](void* self) { of(self).readBuffers(); };
-      return table;
-    }();
-    return &events;
-  }
+  static constexpr pw_stream_events events{
+      .version = PW_VERSION_STREAM_EVENTS,
+      .state_changed =
+          [](void* self, pw_stream_state, pw_stream_state state, const char* message) {
+            if (state == PW_STREAM_STATE_ERROR)
+              of(self).fail(captureErrorFrom(message == nullptr ? "" : message));
+          },
+      .param_changed =
+          [](void* self, std::uint32_t id, const spa_pod* parameter) {
+            if (id == SPA_PARAM_Format) of(self).formatAgreed(parameter);
+          },
+      .add_buffer = [](void*, pw_buffer* buffer) { leaveOutOfCoreDumps(*buffer->buffer); },
+      .remove_buffer = [](void* self, pw_buffer* buffer) { of(self).bufferRemoved(buffer); },
+      .process = [](void* self) { of(self).readBuffers(); }};
 };
 
 CaptureStream::CaptureStream(pw_context* context, std::string nodeSerial, int width, int height,
@@ -108,7 +104,7 @@ void CaptureStream::connect(pw_context* context) {
     fail(captureErrorFrom(std::strerror(errno)));
     return;
   }
-  pw_stream_add_listener(stream_, &callbacks_->hook, Callbacks::table(), this);
+  pw_stream_add_listener(stream_, &callbacks_->hook, &Callbacks::events, this);
   auto [storage, parameters] = formatOffer(wantedWidth_, wantedHeight_);
   const auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS |
                                                   PW_STREAM_FLAG_DONT_RECONNECT);

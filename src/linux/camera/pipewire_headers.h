@@ -5,6 +5,8 @@
 // not pass this project's warnings.
 #if defined(__GNUC__)
 #pragma GCC system_header
+// Tables of callbacks name those that are wanted.
+#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
 #endif
 
 #include <cstdint>

@@ -154,15 +154,12 @@ struct PipeWireConnection::Listener {
   LoopEvent& broken;
 
   Listener(pw_core* core, LoopEvent& event) : broken(event) {
-    static const pw_core_events events = [] {
-      pw_core_events table{};
-      table.version = PW_VERSION_CORE_EVENTS;
-      table.error = [](void* self, std::uint32_t id, int, int result, const char*) {
-        // Other errors belong to single objects, whose owners hear of them.
-        if (id == PW_ID_CORE && result == -EPIPE) static_cast<Listener*>(self)->broken.signal();
-      };
-      return table;
-    }();
+    static constexpr pw_core_events events{
+        .version = PW_VERSION_CORE_EVENTS,
+        .error = [](void* self, std::uint32_t id, int, int result, const char*) {
+          // Other errors belong to single objects, whose owners hear of them.
+          if (id == PW_ID_CORE && result == -EPIPE) static_cast<Listener*>(self)->broken.signal();
+        }};
     addListener(core, &hook, &events, this);
   }
   ~Listener() { spa_hook_remove(&hook); }

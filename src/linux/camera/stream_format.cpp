@@ -17,23 +17,20 @@ constexpr std::array<spa_rectangle, 8> otherSizes{
     {{640, 480}, {640, 360}, {800, 600}, {848, 480}, {960, 540}, {1280, 720}, {352, 288}, {320, 240}}};
 
 enum class Rate { usual, any };
-enum class Encoding { raw, mjpeg };
 enum class Size { exact, any };
 
-const spa_pod* addFormat(spa_pod_builder* builder, Encoding encoding, Rate rate, Size size,
+const spa_pod* addFormat(spa_pod_builder* builder, spa_media_subtype subtype, Rate rate, Size size,
                          spa_rectangle preferred) {
   // Around 30, because 30000/1001 counts too.
   const spa_fraction slowest = rate == Rate::usual ? spa_fraction{24, 1} : spa_fraction{0, 1};
   const spa_fraction fastest = rate == Rate::usual ? spa_fraction{31, 1} : spa_fraction{1000, 1};
   const spa_rectangle least{16, 16};
   const spa_rectangle most{largestSide, largestSide};
-  const spa_media_subtype subtype =
-      encoding == Encoding::mjpeg ? SPA_MEDIA_SUBTYPE_mjpg : SPA_MEDIA_SUBTYPE_raw;
   spa_pod_frame frame{};
   spa_pod_builder_push_object(builder, &frame, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat);
   spa_pod_builder_add(builder, SPA_FORMAT_mediaType, SPA_POD_Id(SPA_MEDIA_TYPE_video),
                       SPA_FORMAT_mediaSubtype, SPA_POD_Id(subtype), 0);
-  if (encoding == Encoding::raw) {
+  if (subtype == SPA_MEDIA_SUBTYPE_raw) {
     spa_pod_builder_add(builder, SPA_FORMAT_VIDEO_format,
                         SPA_POD_CHOICE_ENUM_Id(4, SPA_VIDEO_FORMAT_YUY2, SPA_VIDEO_FORMAT_YUY2,
                                                SPA_VIDEO_FORMAT_NV12, SPA_VIDEO_FORMAT_I420),
@@ -48,19 +45,6 @@ const spa_pod* addFormat(spa_pod_builder* builder, Encoding encoding, Rate rate,
   spa_pod_builder_add(builder, SPA_FORMAT_VIDEO_framerate,
                       SPA_POD_CHOICE_RANGE_Fraction(&usualRate, &slowest, &fastest), 0);
   return static_cast<const spa_pod*>(spa_pod_builder_pop(builder, &frame));
-}
-
-std::optional<PixelFormat> pixelFormat(std::uint32_t spaFormat) {
-  switch (spaFormat) {
-    case SPA_VIDEO_FORMAT_YUY2:
-      return PixelFormat::yuy2;
-    case SPA_VIDEO_FORMAT_NV12:
-      return PixelFormat::nv12;
-    case SPA_VIDEO_FORMAT_I420:
-      return PixelFormat::i420;
-    default:
-      return {};
-  }
 }
 
 std::optional<VideoFormat> checkedSize(PixelFormat pixels, spa_rectangle size) {
@@ -120,35 +104,29 @@ std::optional<Block> blockOf(const spa_data& data) {
   return Block{static_cast<const std::uint8_t*>(data.data) + offset, size, stride};
 }
 
-/// Places `shape` at `start` of `block` and returns the position behind it, or nothing where it does not fit.
-std::optional<std::int64_t> place(const Block& block, std::int64_t start, std::int64_t stride,
-                                  const PlaneShape& shape, RawFrame::Plane& plane) {
-  if (stride < shape.rowBytes || stride > INT32_MAX) return {};
-  const std::int64_t needed = stride * (shape.rows - 1) + shape.rowBytes;
-  if (start + needed > block.size) return {};
-  plane = {block.data + start, static_cast<int>(stride), static_cast<std::size_t>(needed)};
-  return start + stride * shape.storedRows;
-}
-
-bool placeInOneBlock(const Block& block, const Shape& shape, RawFrame& frame) {
-  // A producer that gives no stride has packed its rows.
-  const std::int64_t first = block.stride == 0 ? shape.planes[0].rowBytes : block.stride;
-  std::int64_t at = 0;
+/// Finds the planes in blocks of their own, or one behind the other in the first block. False where they do
+/// not fit.
+bool place(const spa_buffer& buffer, const Shape& shape, RawFrame& frame) {
+  const bool inOneBlock = buffer.n_datas < shape.count || shape.count == 1;
+  std::optional<Block> block;
+  std::int64_t start = 0;
+  std::int64_t firstStride = 0;
   for (std::uint32_t i = 0; i < shape.count; ++i) {
-    const bool halfStride = i > 0 && frame.format.pixels == PixelFormat::i420;
-    const auto end = place(block, at, halfStride ? (first + 1) / 2 : first, shape.planes[i], frame.planes[i]);
-    if (!end) return false;
-    at = *end;
-  }
-  return true;
-}
-
-bool placeInBlocks(const spa_buffer& buffer, const Shape& shape, RawFrame& frame) {
-  for (std::uint32_t i = 0; i < shape.count; ++i) {
-    const auto block = blockOf(buffer.datas[i]);
-    if (!block) return false;
-    const std::int64_t stride = block->stride == 0 ? shape.planes[i].rowBytes : block->stride;
-    if (!place(*block, 0, stride, shape.planes[i], frame.planes[i])) return false;
+    const PlaneShape& plane = shape.planes[i];
+    if (i == 0 || !inOneBlock) {
+      block = blockOf(buffer.datas[i]);
+      start = 0;
+      if (!block) return false;
+      // A producer that gives no stride has packed its rows.
+      firstStride = block->stride == 0 ? plane.rowBytes : block->stride;
+    }
+    const bool halfStride = i > 0 && inOneBlock && frame.format.pixels == PixelFormat::i420;
+    const std::int64_t stride = halfStride ? (firstStride + 1) / 2 : firstStride;
+    if (stride < plane.rowBytes || stride > INT32_MAX) return false;
+    const std::int64_t needed = stride * (plane.rows - 1) + plane.rowBytes;
+    if (start + needed > block->size) return false;
+    frame.planes[i] = {block->data + start, static_cast<int>(stride), static_cast<std::size_t>(needed)};
+    start += stride * plane.storedRows;
   }
   return true;
 }
@@ -165,8 +143,8 @@ StreamParameters formatOffer(int width, int height) {
   spa_pod_builder builder{};
   spa_pod_builder_init(&builder, offer.storage.data(), static_cast<std::uint32_t>(offer.storage.size()));
   const auto add = [&](Rate rate, Size size, spa_rectangle preferred) {
-    for (const Encoding encoding : {Encoding::raw, Encoding::mjpeg})
-      offer.parameters.push_back(addFormat(&builder, encoding, rate, size, preferred));
+    for (const auto subtype : {SPA_MEDIA_SUBTYPE_raw, SPA_MEDIA_SUBTYPE_mjpg})
+      offer.parameters.push_back(addFormat(&builder, subtype, rate, size, preferred));
   };
   const spa_rectangle wanted{static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)};
   add(Rate::usual, Size::exact, wanted);
@@ -190,8 +168,9 @@ std::optional<VideoFormat> parseFormat(const spa_pod* parameter) {
   if (mediaSubtype == SPA_MEDIA_SUBTYPE_raw) {
     spa_video_info_raw info{};
     if (spa_format_video_raw_parse(parameter, &info) < 0) return {};
-    const auto pixels = pixelFormat(info.format);
-    return pixels ? checkedSize(*pixels, info.size) : std::nullopt;
+    if (info.format == SPA_VIDEO_FORMAT_YUY2) return checkedSize(PixelFormat::yuy2, info.size);
+    if (info.format == SPA_VIDEO_FORMAT_NV12) return checkedSize(PixelFormat::nv12, info.size);
+    if (info.format == SPA_VIDEO_FORMAT_I420) return checkedSize(PixelFormat::i420, info.size);
   }
   if (mediaSubtype == SPA_MEDIA_SUBTYPE_mjpg) {
     spa_video_info_mjpg info{};
@@ -234,13 +213,11 @@ std::optional<RawFrame> BufferCheck::check(const spa_buffer& buffer, const Video
 
   RawFrame frame;
   frame.format = format;
-  const auto first = blockOf(buffer.datas[0]);
-  if (!first) return {};
   if (format.pixels == PixelFormat::mjpeg) {
-    frame.planes[0] = {first->data, 0, static_cast<std::size_t>(first->size)};
-  } else if (buffer.n_datas >= shape.count && shape.count > 1) {
-    if (!placeInBlocks(buffer, shape, frame)) return {};
-  } else if (!placeInOneBlock(*first, shape, frame)) {
+    const auto block = blockOf(buffer.datas[0]);
+    if (!block) return {};
+    frame.planes[0] = {block->data, 0, static_cast<std::size_t>(block->size)};
+  } else if (!place(buffer, shape, frame)) {
     return {};
   }
   if (!timestampAdvances(buffer)) return {};
