@@ -10,12 +10,12 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "linux/camera/camera_directory.h"
 #include "linux/camera/capture_stream.h"
 #include "linux/camera/frame_converter.h"
-#include "linux/camera/interruption_watch.h"
 #include "linux/camera/pipewire_loop.h"
 #include "platform/capture_session.h"
 #include "support/frame.h"
@@ -27,6 +27,51 @@ namespace sentrel {
 /// False when `folder` holds video device files and this process may read none of them. Opens nothing: that
 /// would wake a camera. Any thread.
 [[nodiscard]] bool mayReadVideoDevices(const std::filesystem::path& folder = "/dev");
+
+/// Decides when a camera counts as interrupted: at once when it is lost, or after 2 s without a good frame;
+/// and again every 2 s while it stays so. It rests while the camera is meant to be closed. One thread.
+class InterruptionWatch {
+ public:
+  static constexpr std::chrono::milliseconds timeout{2000};
+
+  /// The camera is meant to be open from now on.
+  void open(SteadyTime now) {
+    open_ = true;
+    interrupted_ = false;
+    since_ = now;
+  }
+  void close() { open_ = interrupted_ = false; }
+  [[nodiscard]] bool isOpen() const { return open_; }
+
+  /// The camera was exchanged on purpose: the new one has the whole time.
+  void restart(SteadyTime now) {
+    if (open_ && !interrupted_) since_ = now;
+  }
+  /// A good frame came; true when it ends an interruption.
+  [[nodiscard]] bool goodFrame(SteadyTime now) {
+    if (!open_) return false;
+    since_ = now;
+    return std::exchange(interrupted_, false);
+  }
+  /// There is nothing to get frames from; true when that has to be reported.
+  [[nodiscard]] bool lost(SteadyTime now) { return open_ && !interrupted_ && interrupt(now); }
+  /// Time passes; true when an interruption has to be reported, for the first time or again.
+  [[nodiscard]] bool tick(SteadyTime now) { return open_ && now - since_ >= timeout && interrupt(now); }
+  /// When to call `tick`; nothing while it rests.
+  [[nodiscard]] std::optional<SteadyTime> nextTick() const {
+    return open_ ? std::optional(since_ + timeout) : std::nullopt;
+  }
+
+ private:
+  bool interrupt(SteadyTime now) {
+    since_ = now;
+    return interrupted_ = true;
+  }
+
+  bool open_ = false;
+  bool interrupted_ = false;
+  SteadyTime since_{};  // the last good frame, or the last report
+};
 
 /// The capture session on PipeWire. It holds one stream exactly while it runs, frames are wanted and there is
 /// a request; it paces, converts and recovers. The PipeWire loop decides, the camera queue converts and
