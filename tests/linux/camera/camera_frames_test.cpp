@@ -1,13 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "linux/camera/stream_format.h"
-
+//
+// What is made of the buffers that a camera gives: how they are judged and read.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
+#include <random>
 #include <utility>
 #include <vector>
 
+#include "linux/camera/frame_converter.h"
 #include "linux/camera/pipewire_headers.h"
+#include "linux/camera/stream_format.h"
+#include "stage/virtual_camera.h"
 
 namespace sentrel::test {
 namespace {
@@ -35,13 +40,12 @@ struct TestBuffer {
                        .data = memory.data(),
                        .chunk = &chunks.at(index)};
   }
-  [[nodiscard]] bool accepted(PixelFormat pixels) {
-    BufferCheck check;
-    return check.check(buffer, {pixels, width, height}).has_value();
+  void addChroma() {
+    for (int i = 0; i < 2; ++i) addBlock(width * height / 4, width / 2);
   }
 };
 
-TEST(BufferCheck, JudgesOneBlock) {
+TEST(BufferCheck, FindsThePlanesOrRefuses) {
   constexpr std::uint32_t yuy2Bytes = width * height * 2;
   constexpr std::uint32_t planarBytes = width * height * 3 / 2;
   struct Case {
@@ -73,13 +77,22 @@ TEST(BufferCheck, JudgesOneBlock) {
       {"a byte of NV12 short", false, intact, PixelFormat::nv12, planarBytes - 1, width},
       {"I420", true, intact, PixelFormat::i420, planarBytes, width},
       {"a byte of I420 short", false, intact, PixelFormat::i420, planarBytes - 1, width},
+      {"planes in blocks of their own", true, [](TestBuffer& b) { b.addChroma(); }, PixelFormat::i420,
+       width * height, width},
+      {"a byte of one short", false,
+       [](TestBuffer& b) {
+         b.addChroma();
+         b.chunks[2].size -= 1;
+       },
+       PixelFormat::i420, width * height, width},
       {"MJPEG of any size", true, intact, PixelFormat::mjpeg, 7, 0},
   };
   for (const Case& one : cases) {
     TestBuffer buffer;
     buffer.addBlock(one.bytes, one.stride);
     one.spoil(buffer);
-    EXPECT_EQ(buffer.accepted(one.pixels), one.good) << one.name;
+    EXPECT_EQ(BufferCheck().check(buffer.buffer, {one.pixels, width, height}).has_value(), one.good)
+        << one.name;
   }
 }
 
@@ -95,14 +108,52 @@ TEST(BufferCheck, AClockThatIsSetBackCostsOneFrame) {
   }
 }
 
-TEST(BufferCheck, FindsPlanesInBlocksOfTheirOwn) {
-  for (const std::uint32_t missing : {0U, 1U}) {
-    TestBuffer buffer;
-    buffer.addBlock(width * height, width);
-    buffer.addBlock(width * height / 4, width / 2);
-    buffer.addBlock(width * height / 4 - missing, width / 2);
-    EXPECT_EQ(buffer.accepted(PixelFormat::i420), missing == 0);
+std::vector<std::uint8_t> jpegOf(int columns, int rows) {
+  std::vector<std::uint8_t> picture(static_cast<std::size_t>(columns * rows) * 4);
+  for (std::size_t i = 0; i < picture.size(); ++i) picture[i] = static_cast<std::uint8_t>(i / 64);
+  std::vector<std::uint8_t> bytes(encodedCapacity(PixelFormat::mjpeg, columns, rows));
+  bytes.resize(encodePicture(PixelFormat::mjpeg, picture.data(), columns, rows, bytes));
+  return bytes;
+}
+
+TEST(FrameConverter, ReadsWhatCamerasSendAndOutlivesWhatIsDamaged) {
+  const std::vector<std::uint8_t> good = jpegOf(640, 480);
+  FrameConverter converter;
+  Frame frame;
+  frame.resize(640, 480);
+  const auto reads = [&](const std::vector<std::uint8_t>& bytes) {
+    RawFrame picture;
+    picture.format = {PixelFormat::mjpeg, 640, 480};
+    picture.planes[0] = {bytes.data(), 0, bytes.size()};
+    return converter.convert(picture, frame);
+  };
+  for (const std::size_t length : {std::size_t{1}, std::size_t{2}, std::size_t{200}, good.size() / 2}) {
+    EXPECT_FALSE(reads({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(length)})) << length;
+    EXPECT_TRUE(reads(good));
   }
+  EXPECT_FALSE(reads(jpegOf(320, 240))) << "a picture of another size than agreed";
+  EXPECT_TRUE(reads({good.begin(), good.end() - 2})) << "cameras forget the end mark";
+
+  // Whatever the bytes say, it neither crashes nor stays broken.
+  std::minstd_rand random(3);
+  for (int round = 0; round < 300; ++round) {
+    auto spoilt = good;
+    for (int i = 0; i <= round % 8; ++i)
+      spoilt.at(random() % spoilt.size()) = static_cast<std::uint8_t>(random());
+    static_cast<void>(reads(spoilt));
+  }
+
+  // The Huffman tables of the standard need not be sent with each picture of a stream.
+  auto bare = good;
+  for (auto at = bare.begin() + 2; at[1] != 0xDA;) {
+    const auto next = at + 2 + at[2] * 256 + at[3];
+    at = at[1] == 0xC4 ? bare.erase(at, next) : next;
+  }
+  ASSERT_LT(bare.size(), good.size());
+  ASSERT_TRUE(reads(bare));
+  const std::vector<std::uint8_t> pixels(frame.data(), frame.data() + 640 * 480 * 4);
+  ASSERT_TRUE(reads(good));
+  EXPECT_TRUE(std::equal(pixels.begin(), pixels.end(), frame.data()));
 }
 
 }  // namespace
