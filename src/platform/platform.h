@@ -2,12 +2,14 @@
 #pragma once
 
 #include <memory>
+#include <utility>
 
 #include "platform/capture_session.h"
 #include "platform/desktop_services.h"
 #include "platform/face_detector.h"
 #include "platform/overlay_surface.h"
 #include "platform/session_events.h"
+#include "support/fatal.h"
 #include "support/main_loop.h"
 #include "support/serial_queue.h"
 
@@ -33,9 +35,21 @@ struct Platform {
   LocalizedText localizedText;
 
   /// Fatal when a platform is already installed.
-  static void install(Platform platform);
+  static void install(Platform platform) {
+    if (installed()) fatal("a platform is already installed");
+    installed() = std::make_unique<const Platform>(std::move(platform));
+  }
   /// Fatal when none is installed.
-  static const Platform& current();
+  static const Platform& current() {
+    if (!installed()) fatal("no platform is installed");
+    return *installed();
+  }
+
+ private:
+  static std::unique_ptr<const Platform>& installed() {
+    static std::unique_ptr<const Platform> platform;
+    return platform;
+  }
 };
 
 }  // namespace sentrel
