@@ -5,7 +5,9 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QSaveFile>
+#include <QSettings>
 #include <QStandardPaths>
 #include <utility>
 
@@ -17,7 +19,6 @@ namespace {
 
 constexpr auto fileName = "expert.mardeck.sentrel.desktop";
 constexpr auto command = "sentrel";
-constexpr qint64 largestEntry = 65536;
 
 QString installedCommand() {
   const bool installed = !QStandardPaths::findExecutable(QString::fromLatin1(command)).isEmpty();
@@ -51,21 +52,14 @@ AutostartLoginItem::AutostartLoginItem(const QString& configFolder, QString prog
       program_(std::move(program)) {}
 
 bool AutostartLoginItem::isEnabled() const {
-  QFile file(path_);
-  if (!file.open(QIODevice::ReadOnly)) return false;
-  bool inEntry = false;
-  for (const QByteArray& rawLine : file.read(largestEntry).split('\n')) {
-    const QByteArray line = rawLine.trimmed();
-    if (line.startsWith('[')) inEntry = line == "[Desktop Entry]";
-    if (!inEntry) continue;
-    const auto equals = line.indexOf('=');
-    if (equals < 0) continue;
-    const QByteArray key = line.left(equals).trimmed();
-    const QByteArray value = line.mid(equals + 1).trimmed();
-    if (key == "Hidden" && value == "true") return false;
-    if (key == "X-GNOME-Autostart-enabled" && value == "false") return false;
-  }
-  return true;
+  const QFileInfo file(path_);
+  if (!file.isFile() || !file.isReadable()) return false;
+  const QSettings settings(path_, QSettings::IniFormat);
+  const auto entry = [&](const char* key) {
+    return settings.value(QLatin1String("Desktop Entry/") + QLatin1String(key)).toString();
+  };
+  return entry("Hidden") != QLatin1String("true") &&
+         entry("X-GNOME-Autostart-enabled") != QLatin1String("false");
 }
 
 std::optional<std::string> AutostartLoginItem::setEnabled(bool enabled) {
