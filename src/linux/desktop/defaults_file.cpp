@@ -254,11 +254,10 @@ DefaultsFile::DefaultsFile(fs::path path, std::shared_ptr<MainLoop> mainLoop,
     : mainLoop_(std::move(mainLoop)),
       storeQueue_(std::move(storeQueue)),
       self_(std::make_shared<DefaultsFile*>(this)) {
-  Content content = path.empty() ? Content() : read(path);
+  Content content = read(path);
   values_ = content.values;
   readError_ = content.error;
   const bool isDamaged = content.damaged;
-  const bool hasPlace = !path.empty();
   content.bytes.reset();
   const auto tellDamage = [loop = std::weak_ptr(mainLoop_), self = std::weak_ptr(self_)] {
     const auto live = loop.lock();
@@ -269,7 +268,7 @@ DefaultsFile::DefaultsFile(fs::path path, std::shared_ptr<MainLoop> mainLoop,
     });
   };
   writer_ = std::make_shared<Writer>(std::move(path), std::move(content), tellDamage);
-  if (hasPlace) storeQueue_->async([writer = writer_] { writer->tighten(); });
+  storeQueue_->async([writer = writer_] { writer->tighten(); });
   if (isDamaged) {
     damaged = true;
     scheduleWrite();  // sets it aside and writes what was readable
