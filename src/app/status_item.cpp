@@ -45,15 +45,7 @@ QColor labelColor() {
 }  // namespace
 
 StatusItem::StatusItem(Actions actions, const std::shared_ptr<Bus>& sessionBus)
-    : actions_(std::move(actions)),
-      host_(sessionBus, "org.kde.StatusNotifierWatcher",
-            {.appeared = [this] { hostAppeared(); },
-             .gone =
-                 [this, bus = sessionBus.get()] {
-                   // The icon of a lost bus stays until the bus is back: taking it from a bus that is just
-                   // breaking would end the process.
-                   if (bus->isConnected()) icon_.reset();
-                 }}) {
+    : BusService(sessionBus, "org.kde.StatusNotifierWatcher"), actions_(std::move(actions)) {
   menu_.addAction(qtTrId("tray_open"), [this] { actions_.open(); });
   toggle_ = menu_.addAction({}, [this] { actions_.toggleProtection(); });
   menu_.addSeparator();
@@ -92,7 +84,13 @@ bool StatusItem::nativeEventFilter(const QByteArray& type, void* message, qintpt
   return false;
 }
 
-void StatusItem::hostAppeared() {
+/// The icon of a lost bus stays until the bus is back: taking it from a bus that is just breaking would end
+/// the process.
+void StatusItem::gone() {
+  if (bus().isConnected()) icon_.reset();
+}
+
+void StatusItem::appeared() {
   look_.stop();
   if (!icon_) create();
 }

@@ -16,7 +16,7 @@ namespace sentrel {
 
 /// The eye in the panel, with a small menu. It is made as soon as some tray takes it, and made anew when the
 /// tray comes back. Main thread.
-class StatusItem final : private QAbstractNativeEventFilter {
+class StatusItem final : private QAbstractNativeEventFilter, private BusService {
  public:
   struct Actions {
     std::function<void(const QRect& anchor)>
@@ -42,7 +42,8 @@ class StatusItem final : private QAbstractNativeEventFilter {
   void busReturned();
   void lookForX11Tray();
   bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
-  void hostAppeared();
+  void appeared() override;
+  void gone() override;
   void create();
   void update();
 
@@ -55,7 +56,6 @@ class StatusItem final : private QAbstractNativeEventFilter {
   std::uint32_t manager_ = 0;  // the atom of the message by which X11 trays say that they are there
   QTimer look_;                // for a tray of the older kind, a moment after the newer kind had its chance
   Registration connection_;
-  BusService host_;  // last: its handlers use the others
 };
 
 }  // namespace sentrel

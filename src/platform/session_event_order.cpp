@@ -2,15 +2,15 @@
 #include "platform/session_event_order.h"
 
 #include <algorithm>
+#include <iostream>
 #include <utility>
 
 #include "support/fatal.h"
 
 namespace sentrel {
 
-SessionEventOrder::SessionEventOrder(MainLoop& mainLoop, const Clock& clock, SessionEvents::Observer deliver,
-                                     std::function<void(std::string_view)> warn)
-    : mainLoop_(mainLoop), clock_(clock), deliver_(std::move(deliver)), warn_(std::move(warn)) {}
+SessionEventOrder::SessionEventOrder(MainLoop& mainLoop, const Clock& clock, SessionEvents::Observer deliver)
+    : mainLoop_(mainLoop), clock_(clock), deliver_(std::move(deliver)) {}
 
 SessionEventOrder::Absence SessionEventOrder::absenceOf(std::size_t source) {
   // In the order of the sources.
@@ -106,7 +106,8 @@ void SessionEventOrder::lockRequested() {
 
 void SessionEventOrder::requestRanOut() {
   endRequest();
-  warn_("the screen was asked to lock, but nobody confirmed it within 60 s; protection goes on");
+  std::cerr << "sentrel: the screen was asked to lock, but nobody confirmed it within 60 s; protection goes "
+               "on\n";
   comeBack(SessionEvent::screenIsUnlocked);
   settled.emit();
 }

@@ -4,9 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <optional>
-#include <string_view>
 
 #include "platform/session_events.h"
 #include "support/main_loop.h"
@@ -43,9 +41,8 @@ class SessionEventOrder {
   /// How long the last report of a source that has gone counts: long enough for a service to restart.
   static constexpr std::int64_t lostSourceMs = 5'000;
 
-  /// `warn` gets lines for standard error. The references outlive this object.
-  SessionEventOrder(MainLoop& mainLoop, const Clock& clock, SessionEvents::Observer deliver,
-                    std::function<void(std::string_view)> warn);
+  /// The references outlive this object.
+  SessionEventOrder(MainLoop& mainLoop, const Clock& clock, SessionEvents::Observer deliver);
 
   /// The source saw its absence begin or end.
   void changed(Source source, bool absent);
@@ -93,7 +90,6 @@ class SessionEventOrder {
   MainLoop& mainLoop_;
   const Clock& clock_;
   SessionEvents::Observer deliver_;
-  std::function<void(std::string_view)> warn_;
   std::array<bool, sourceCount> says_{};
   std::array<bool, sourceCount> heard_{};  // has answered, or never will
   std::array<Registration, sourceCount> forgetting_;

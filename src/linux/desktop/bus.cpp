@@ -290,44 +290,38 @@ void Bus::announceChange(const char* path, const char* interface, const char* pr
   watch();
 }
 
-BusService::BusService(std::shared_ptr<Bus> bus, std::string name, Followers followers)
-    : bus_(std::move(bus)), name_(std::move(name)), followers_(std::move(followers)) {
+BusService::BusService(std::shared_ptr<Bus> bus, std::string name)
+    : bus_(std::move(bus)), name_(std::move(name)) {
   connection_ = bus_->follow([this](bool connected) { connectionChanged(connected); });
 }
 
 void BusService::connectionChanged(bool connected) {
   setOwner({});
-  presence_ = Presence::unknown;
+  known_ = false;
   ownerChanges_.reset();
   if (!connected) return;
-  ownerTold_ = false;
   ownerChanges_ = bus_->listen(
       busName, {"/org/freedesktop/DBus", busName, "NameOwnerChanged"},
       [this](const BusMessage& signal) {
-        if (signal.signature != "sss") return;
-        ownerTold_ = true;
-        setOwner(signal.arguments.at(2).toString().toStdString());
+        if (signal.signature == "sss") setOwner(signal.arguments.at(2).toString().toStdString());
       },
       name_);
   const auto answered = [this, alive = std::weak_ptr(alive_)](const BusMessage& reply) {
-    if (alive.expired() || ownerTold_) return;
+    if (alive.expired() || known_) return;
     setOwner(reply.only<QString>().value_or(QString()).toStdString());
-    if (!isPresent()) followers_.absent();
+    if (!isPresent()) absent();
   };
   bus_->call(busName, {"/org/freedesktop/DBus", busName, "GetNameOwner"}, {answered, BusReply::noTimeout},
              "s", name_.c_str());
 }
 
 void BusService::setOwner(const std::string& owner) {
+  known_ = true;
   if (owner_ && *owner_ == owner) return;
-  const bool hadOwner = isPresent();
-  owner_.reset();
-  presence_ = Presence::absent;
-  if (hadOwner) followers_.gone();
+  if (std::exchange(owner_, nullptr)) gone();
   if (owner.empty()) return;
   owner_ = std::make_shared<const std::string>(owner);
-  presence_ = Presence::present;
-  followers_.appeared();
+  appeared();
 }
 
 /// An answer that was meant for an earlier owner, or comes after this has gone, is nobody's.
@@ -368,7 +362,7 @@ void BusService::readProperties(const std::string& path, const std::string& inte
 }
 
 void BusService::start(std::function<void()> failed) {
-  if (presence_ == Presence::unknown) return;
+  if (!known_) return;
   const auto answered = [failed = std::move(failed), alive = std::weak_ptr(alive_)](const BusMessage& reply) {
     if (reply.isError && failed && !alive.expired()) failed();
   };

@@ -144,26 +144,17 @@ class Bus {
 
 /// A service that others provide on a bus, under a well-known name. Follows whoever owns the name: calls and
 /// signals go to and come from this owner alone, so that nobody else can speak for it. No call starts it.
-/// Main thread.
+/// Whoever uses a service derives from this, to be told what happens to it. Main thread.
 class BusService {
  public:
-  enum class Presence { unknown, absent, present };
-
-  /// What happens to the service. `gone` is told when an owner has left and before the next one appears; what
-  /// was listened to and asked of an owner ends with it, silently. `absent` is told when the bus says, after
-  /// we connected, that nobody provides the service.
-  struct Followers {
-    std::function<void()> appeared = [] {};
-    std::function<void()> gone = [] {};
-    std::function<void()> absent = [] {};
-  };
-  /// The followers may use whatever is made before this, and are not called before this is made.
-  BusService(std::shared_ptr<Bus> bus, std::string name, Followers followers);
+  BusService(std::shared_ptr<Bus> bus, std::string name);
+  virtual ~BusService() = default;
   BusService(const BusService&) = delete;
   BusService& operator=(const BusService&) = delete;
 
-  [[nodiscard]] Presence presence() const { return presence_; }
   [[nodiscard]] bool isPresent() const { return owner_ != nullptr; }
+  /// Whether the bus says that nobody provides the service.
+  [[nodiscard]] bool isAbsent() const { return known_ && !owner_; }
   [[nodiscard]] const Bus& bus() const { return *bus_; }
 
   /// Calls the present owner; nothing happens where there is none.
@@ -185,7 +176,13 @@ class BusService {
   void start(std::function<void()> failed = {});
 
  private:
-  using Owner = std::shared_ptr<const std::string>;  // its unique name
+  // Not called before the service is made.
+  virtual void appeared() {}
+  /// An owner has left, and the next one has not appeared yet. What was listened to and asked of it ends with
+  /// it, silently.
+  virtual void gone() {}
+  /// The bus says, after we connected, that nobody provides the service.
+  virtual void absent() {}
 
   void connectionChanged(bool connected);
   void setOwner(const std::string& owner);
@@ -195,10 +192,8 @@ class BusService {
 
   const std::shared_ptr<Bus> bus_;
   const std::string name_;
-  const Followers followers_;
-  Presence presence_ = Presence::unknown;
-  Owner owner_;             // null while there is none
-  bool ownerTold_ = false;  // since the question who owns the name
+  bool known_ = false;                        // whether the bus has told who owns the name
+  std::shared_ptr<const std::string> owner_;  // its unique name; null while there is none
   Registration ownerChanges_;
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
   Registration connection_;

@@ -3,9 +3,7 @@
 
 #include <QString>
 #include <QVariant>
-#include <map>
 #include <memory>
-#include <optional>
 
 #include "linux/desktop/bus.h"
 #include "platform/desktop_services.h"
@@ -17,7 +15,7 @@ namespace sentrel {
 /// nothing until the desktop's portal says otherwise. Less movement is a setting of its own on newer
 /// desktops, GNOME's switch for animations, or the speed of KDE's. High contrast, too, is a setting of its
 /// own, GNOME's switch, or a theme. Main thread.
-class DesktopAppearance {
+class DesktopAppearance final : private BusService {
  public:
   explicit DesktopAppearance(std::shared_ptr<Bus> sessionBus);
 
@@ -25,17 +23,12 @@ class DesktopAppearance {
   [[nodiscard]] const Published<Appearance>& appearance() const { return appearance_; }
 
  private:
-  void appeared();
+  void appeared() override;
   void learn(const QString& space, const QString& key, const QVariant& value);
 
   Published<Appearance> appearance_;
-  // By key: any of them is enough.
-  std::map<QString, bool> lessMotion_;
-  std::map<QString, bool> moreContrast_;
-  std::optional<bool> wishedDark_;
-  bool inverseTheme_ = false;  // the theme of high contrast that is light on dark
+  QVariantMap told_;  // by key
   Registration listening_;
-  BusService portal_;  // last: its handlers use the others
 };
 
 }  // namespace sentrel

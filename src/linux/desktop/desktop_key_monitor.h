@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -14,7 +13,6 @@
 
 namespace sentrel {
 
-class PortalShortcut;
 class X11KeyMonitor;
 
 /// The shortcut on X11 through the X server, elsewhere through the desktop portal. Never both: a desktop that
@@ -38,8 +36,8 @@ class DesktopKeyMonitor final : public KeyMonitor {
   [[nodiscard]] Registration observe(std::function<void()> pressed) override;
 
  private:
-  template <class Act>
-  [[nodiscard]] auto later(Act act);
+  class Portal;
+
   void begin();
   void setPossible(bool possible);
   void pressed() const;
@@ -47,11 +45,10 @@ class DesktopKeyMonitor final : public KeyMonitor {
   const Parts parts_;
   const bool onX11_;
   bool possible_ = false;
-  std::function<void()> observer_;
-  std::uint64_t observerNumber_ = 0;
+  std::shared_ptr<const std::function<void()>> observer_;  // whose registration holds it weakly
   std::shared_ptr<DesktopKeyMonitor*> self_ = std::make_shared<DesktopKeyMonitor*>(this);
-  ThreadBound<X11KeyMonitor> x11_;          // while observed
-  std::unique_ptr<PortalShortcut> portal_;  // once wanted
+  ThreadBound<X11KeyMonitor> x11_;  // while observed
+  std::unique_ptr<Portal> portal_;  // once wanted
 };
 
 }  // namespace sentrel

@@ -21,10 +21,7 @@ BusMember ofServer(const char* member) {
 
 DesktopNotifications::DesktopNotifications(std::shared_ptr<MainLoop> mainLoop,
                                            std::shared_ptr<Bus> sessionBus)
-    : mainLoop_(std::move(mainLoop)),
-      server_(
-          std::move(sessionBus), "org.freedesktop.Notifications",
-          {.appeared = [this] { appeared(); }, .gone = [this] { gone(); }, .absent = [this] { absent(); }}) {}
+    : BusService(std::move(sessionBus), "org.freedesktop.Notifications"), mainLoop_(std::move(mainLoop)) {}
 
 void DesktopNotifications::appeared() {
   starting_ = false;
@@ -62,13 +59,10 @@ void DesktopNotifications::requestAuthorization(std::function<void(bool granted)
 }
 
 void DesktopNotifications::askServer() {
-  if (!server_.isPresent()) {
-    startServer();
-    return;
-  }
+  if (!isPresent()) return startServer();
   // An answer that comes too late is not to settle the next question.
-  server_.call(ofServer("GetServerInformation"),
-               {[this](const BusMessage& reply) { settle(!reply.isError); }, answerDeadlineMs}, "");
+  call(ofServer("GetServerInformation"),
+       {[this](const BusMessage& reply) { settle(!reply.isError); }, answerDeadlineMs}, "");
 }
 
 /// By the server or by the deadline.
@@ -83,7 +77,7 @@ void DesktopNotifications::add(const std::string& identifier, const Notification
   Entry& entry = entries_[identifier];
   entry.next = content;
   entry.unwanted = false;
-  if (server_.isPresent()) {
+  if (isPresent()) {
     showNext(identifier);
   } else {
     startServer();
@@ -108,12 +102,11 @@ void DesktopNotifications::showNext(const std::string& identifier) {
   constexpr int serversOwnExpiry = -1;
   // A late answer is still an answer: without its number a notification could never be taken away. The action
   // "default" is the notification itself; its label is not shown.
-  server_.call(
-      ofServer("Notify"),
-      {[this, identifier](const BusMessage& reply) { shown(identifier, reply); }, BusReply::noTimeout},
-      "susssasa{sv}i", "Sentrel", entry.number, "expert.mardeck.sentrel", entry.underWay->title.c_str(),
-      entry.underWay->body.c_str(), 2, "default", "Sentrel", 3, "urgency", "y", critical, "sound-name", "s",
-      "message-new-instant", "desktop-entry", "s", "expert.mardeck.sentrel", serversOwnExpiry);
+  call(ofServer("Notify"),
+       {[this, identifier](const BusMessage& reply) { shown(identifier, reply); }, BusReply::noTimeout},
+       "susssasa{sv}i", "Sentrel", entry.number, "expert.mardeck.sentrel", entry.underWay->title.c_str(),
+       entry.underWay->body.c_str(), 2, "default", "Sentrel", 3, "urgency", "y", critical, "sound-name", "s",
+       "message-new-instant", "desktop-entry", "s", "expert.mardeck.sentrel", serversOwnExpiry);
 }
 
 void DesktopNotifications::shown(const std::string& identifier, const BusMessage& reply) {
@@ -126,18 +119,14 @@ void DesktopNotifications::shown(const std::string& identifier, const BusMessage
 }
 
 void DesktopNotifications::close(Entry& entry) {
-  if (entry.number != 0)
-    server_.call(ofServer("CloseNotification"), {}, "u", std::exchange(entry.number, 0U));
+  if (entry.number != 0) call(ofServer("CloseNotification"), {}, "u", std::exchange(entry.number, 0U));
 }
 
 void DesktopNotifications::startServer() {
-  if (starting_ || server_.presence() != BusService::Presence::absent) return;
-  if (startFailedAt_ && std::chrono::steady_clock::now() - *startFailedAt_ < startRest) {
-    startFailed();
-    return;
-  }
+  if (starting_ || !isAbsent()) return;
+  if (startFailedAt_ && std::chrono::steady_clock::now() - *startFailedAt_ < startRest) return startFailed();
   starting_ = true;
-  server_.start([this] {
+  start([this] {
     starting_ = false;
     startFailedAt_ = std::chrono::steady_clock::now();
     startFailed();
@@ -165,23 +154,23 @@ void DesktopNotifications::listenWhileShown() {
     return;
   }
   if (!listening_.empty()) return;
-  listening_.push_back(server_.listen(ofServer("ActionInvoked"), [this](const BusMessage& signal) {
+  listening_.push_back(listen(ofServer("ActionInvoked"), [this](const BusMessage& signal) {
     if (const auto identifier = identifierOf(signal)) chosen.emit(*identifier);
   }));
-  listening_.push_back(server_.listen(ofServer("NotificationClosed"), [this](const BusMessage& signal) {
+  listening_.push_back(listen(ofServer("NotificationClosed"), [this](const BusMessage& signal) {
     if (const auto identifier = identifierOf(signal)) entries_[*identifier].number = 0;
     listenWhileShown();
   }));
 }
 
 FeedbackdHaptics::FeedbackdHaptics(std::shared_ptr<Bus> sessionBus)
-    : service_(std::move(sessionBus), "org.sigxcpu.Feedback", {}) {}
+    : BusService(std::move(sessionBus), "org.sigxcpu.Feedback") {}
 
 void FeedbackdHaptics::perform() {
   constexpr int noHints = 0;
   constexpr int onlyOnce = -1;  // its natural length
-  service_.call({"/org/sigxcpu/Feedback", "org.sigxcpu.Feedback", "TriggerFeedback"}, {}, "ssa{sv}i",
-                "expert.mardeck.sentrel", "message-new-instant", noHints, onlyOnce);
+  call({"/org/sigxcpu/Feedback", "org.sigxcpu.Feedback", "TriggerFeedback"}, {}, "ssa{sv}i",
+       "expert.mardeck.sentrel", "message-new-instant", noHints, onlyOnce);
 }
 
 }  // namespace sentrel

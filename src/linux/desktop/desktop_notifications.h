@@ -18,7 +18,7 @@ namespace sentrel {
 
 /// Notifications through the session's notification server, in version 1.2 of the desktops' protocol. Keeps
 /// the server's number for each of our identifiers. Authorised means that a server answers. Main thread.
-class DesktopNotifications final : public Notifications {
+class DesktopNotifications final : public Notifications, private BusService {
  public:
   DesktopNotifications(std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<Bus> sessionBus);
 
@@ -34,9 +34,9 @@ class DesktopNotifications final : public Notifications {
     bool unwanted = false;                        // to be closed as soon as the number is known
   };
 
-  void appeared();
-  void absent();
-  void gone();
+  void appeared() override;
+  void absent() override;
+  void gone() override;
   void askServer();
   void settle(bool granted);
   void showNext(const std::string& identifier);
@@ -55,17 +55,13 @@ class DesktopNotifications final : public Notifications {
   std::vector<Registration> listening_;
   bool starting_ = false;
   std::optional<std::chrono::steady_clock::time_point> startFailedAt_;
-  BusService server_;  // last: its handlers use the others
 };
 
 /// Haptics through the feedback service that phones and tablets run; it is never started for us. Main thread.
-class FeedbackdHaptics final : public Haptics {
+class FeedbackdHaptics final : public Haptics, private BusService {
  public:
   explicit FeedbackdHaptics(std::shared_ptr<Bus> sessionBus);
   void perform() override;
-
- private:
-  BusService service_;
 };
 
 }  // namespace sentrel

@@ -4,10 +4,8 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <iostream>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -32,14 +30,10 @@ BusMember ofManager(const char* member) {
 
 /// The login manager about the session of this process: locked, active, asked to lock; and about the sleep of
 /// the machine, which it delays until told to go on.
-class LogindSession {
+class LogindSession final : private BusService {
  public:
   LogindSession(std::shared_ptr<Bus> systemBus, SessionEventOrder& order)
-      : order_(order),
-        manager_(std::move(systemBus), "org.freedesktop.login1",
-                 {.appeared = [this] { appeared(); },
-                  .gone = [this] { gone(); },
-                  .absent = [this] { order_.silent(Source::lockedHint); }}) {}
+      : BusService(std::move(systemBus), "org.freedesktop.login1"), order_(order) {}
 
   /// Lets the sleep that is being prepared go on.
   void allowSleep() {
@@ -47,8 +41,9 @@ class LogindSession {
   }
 
  private:
-  void appeared();
-  void gone();
+  void appeared() override;
+  void gone() override;
+  void absent() override { order_.silent(Source::lockedHint); }
   void askByEnvironment();
   void askByUser();
   void sessionFound(const std::string& path);
@@ -65,18 +60,17 @@ class LogindSession {
         (this->*otherwise)();
       }
     };
-    manager_.call(ofManager(method), {answered}, types, values...);
+    call(ofManager(method), {answered}, types, values...);
   }
 
   SessionEventOrder& order_;
   BusDescriptor sleepDelay_;  // sleep waits while this is open
   bool preparing_ = false;
   std::vector<Registration> listening_;
-  BusService manager_;  // last: its handlers use the others
 };
 
 void LogindSession::appeared() {
-  listening_.push_back(manager_.listen(ofManager("PrepareForSleep"), [this](const BusMessage& signal) {
+  listening_.push_back(listen(ofManager("PrepareForSleep"), [this](const BusMessage& signal) {
     if (const auto begins = signal.only<bool>()) sleepIsPrepared(*begins);
   }));
   const auto preparing = [this](const BusMessage& reply) {
@@ -84,8 +78,8 @@ void LogindSession::appeared() {
     preparing_ = reply.only<bool>().value_or(false);
     order_.found(Source::systemSleep, preparing_);
   };
-  manager_.call({managerPath, "org.freedesktop.DBus.Properties", "Get"}, {preparing}, "ss",
-                "org.freedesktop.login1.Manager", "PreparingForSleep");
+  call({managerPath, "org.freedesktop.DBus.Properties", "Get"}, {preparing}, "ss",
+       "org.freedesktop.login1.Manager", "PreparingForSleep");
   delaySleep();
   askForSession("GetSessionByPID", &LogindSession::askByEnvironment, "u", static_cast<unsigned>(getpid()));
 }
@@ -121,20 +115,20 @@ void LogindSession::askByUser() {
   };
   const auto found = [this, displayed](const BusMessage& reply) {
     if (const std::string user = reply.objectPath(); !user.empty()) {
-      manager_.call({user, "org.freedesktop.DBus.Properties", "Get"}, {displayed}, "ss",
-                    "org.freedesktop.login1.User", "Display");
+      call({user, "org.freedesktop.DBus.Properties", "Get"}, {displayed}, "ss", "org.freedesktop.login1.User",
+           "Display");
     } else {
       order_.silent(Source::lockedHint);
     }
   };
-  manager_.call(ofManager("GetUser"), {found}, "u", static_cast<unsigned>(getuid()));
+  call(ofManager("GetUser"), {found}, "u", static_cast<unsigned>(getuid()));
 }
 
 void LogindSession::sessionFound(const std::string& path) {
-  listening_.push_back(manager_.listen({path, sessionInterface, "Lock"},
-                                       [this](const BusMessage&) { order_.lockRequested(); }));
-  listening_.push_back(manager_.listen({path, sessionInterface, "Unlock"},
-                                       [this](const BusMessage&) { order_.unlockRequested(); }));
+  listening_.push_back(
+      listen({path, sessionInterface, "Lock"}, [this](const BusMessage&) { order_.lockRequested(); }));
+  listening_.push_back(
+      listen({path, sessionInterface, "Unlock"}, [this](const BusMessage&) { order_.unlockRequested(); }));
   const auto told = [this](const QVariantMap& properties, bool changed) {
     const auto tell = [&](Source source, bool absent) {
       changed ? order_.changed(source, absent) : order_.found(source, absent);
@@ -143,7 +137,7 @@ void LogindSession::sessionFound(const std::string& path) {
     if (const auto active = valueOf<bool>(properties, "Active")) tell(Source::sessionInactive, !*active);
     if (!changed) order_.silent(Source::lockedHint);  // that was all
   };
-  listening_.push_back(manager_.followProperties(path, sessionInterface, told));
+  listening_.push_back(followProperties(path, sessionInterface, told));
 }
 
 void LogindSession::sleepIsPrepared(bool begins) {
@@ -157,33 +151,31 @@ void LogindSession::delaySleep() {
   const auto delayed = [this](const BusMessage& reply) {
     sleepDelay_ = reply.only<BusDescriptor>().value_or(nullptr);
   };
-  manager_.call(ofManager("Inhibit"), {delayed}, "ssss", "sleep", "Sentrel", "The camera is being closed",
-                "delay");
+  call(ofManager("Inhibit"), {delayed}, "ssss", "sleep", "Sentrel", "The camera is being closed", "delay");
 }
 
 /// A screen locker that tells when it covers the screen.
-class ScreenLocker {
+class ScreenLocker final : private BusService {
  public:
   /// `name` is that of the service and of its interface; `paths` are where its object may be, likeliest
   /// first.
-  ScreenLocker(std::shared_ptr<Bus> sessionBus, std::string name, std::vector<std::string> paths,
+  ScreenLocker(std::shared_ptr<Bus> sessionBus, const std::string& name, std::vector<std::string> paths,
                Source source, SessionEventOrder& order)
-      : name_(std::move(name)),
+      : BusService(std::move(sessionBus), name),
+        name_(name),
         paths_(std::move(paths)),
         source_(source),
-        order_(order),
-        locker_(std::move(sessionBus), name_,
-                {.appeared = [this] { appeared(); },
-                 .gone = [this] { order_.lost(source_); },
-                 .absent = [this] { order_.silent(source_); }}) {}
+        order_(order) {}
 
  private:
-  void appeared() {
-    listening_ = locker_.listen({"", name_, "ActiveChanged"}, [this](const BusMessage& signal) {
+  void appeared() override {
+    listening_ = listen({"", name_, "ActiveChanged"}, [this](const BusMessage& signal) {
       if (const auto active = signal.only<bool>()) order_.changed(source_, *active);
     });
     ask(0);
   }
+  void gone() override { order_.lost(source_); }
+  void absent() override { order_.silent(source_); }
 
   void ask(std::size_t path) {
     if (path == paths_.size()) {
@@ -197,7 +189,7 @@ class ScreenLocker {
         ask(path + 1);
       }
     };
-    locker_.call({paths_[path], name_, "GetActive"}, {answered}, "");
+    call({paths_[path], name_, "GetActive"}, {answered}, "");
   }
 
   const std::string name_;
@@ -205,22 +197,19 @@ class ScreenLocker {
   const Source source_;
   SessionEventOrder& order_;
   Registration listening_;
-  BusService locker_;  // last: its handlers use the others
 };
 
 /// GNOME's compositor about the power of its displays.
-class MutterDisplays {
+class MutterDisplays final : private BusService {
  public:
   MutterDisplays(std::shared_ptr<Bus> sessionBus, SessionEventOrder& order)
-      : order_(order),
-        compositor_(
-            std::move(sessionBus), interface,
-            {.appeared = [this] { appeared(); }, .gone = [this] { order_.lost(Source::gnomeDisplays); }}) {}
+      : BusService(std::move(sessionBus), interface), order_(order) {}
 
  private:
   static constexpr auto interface = "org.gnome.Mutter.DisplayConfig";
 
-  void appeared() {
+  void gone() override { order_.lost(Source::gnomeDisplays); }
+  void appeared() override {
     const auto told = [this](const QVariantMap& properties, bool changed) {
       // -1: not known; 0: on; 1, 2, 3: standby, suspended, off.
       const auto mode = valueOf<int>(properties, "PowerSaveMode");
@@ -228,25 +217,27 @@ class MutterDisplays {
       changed ? order_.changed(Source::gnomeDisplays, *mode > 0)
               : order_.found(Source::gnomeDisplays, *mode > 0);
     };
-    following_ = compositor_.followProperties("/org/gnome/Mutter/DisplayConfig", interface, told);
+    following_ = followProperties("/org/gnome/Mutter/DisplayConfig", interface, told);
   }
 
   SessionEventOrder& order_;
   Registration following_;
-  BusService compositor_;  // last: its handlers use the others
 };
 
-/// What a display server tells on its own thread goes to the order of events on the main thread.
-DisplayPowerObserver observerOn(const std::shared_ptr<MainLoop>& mainLoop,
-                                const std::shared_ptr<SessionEventOrder>& order, Source source) {
-  const auto later = [mainLoop, weak = std::weak_ptr(order)](auto tell) {
-    mainLoop->post([weak, tell] {
-      if (const auto live = weak.lock()) tell(*live);
+/// What is news of what a display server tells on its own thread goes to the order of events on the main
+/// thread.
+DisplayPowerObserver observerOn(std::shared_ptr<MainLoop> mainLoop, std::weak_ptr<SessionEventOrder> order,
+                                Source source) {
+  return [=, known = std::optional<bool>()](std::optional<bool> off) mutable {
+    const auto before = std::exchange(known, off);
+    if (before == off) return;
+    mainLoop->post([=] {
+      const auto live = order.lock();
+      if (!live) return;
+      if (!off) return live->lost(source);
+      before ? live->changed(source, *off) : live->found(source, *off);
     });
   };
-  return {.found = [=](bool off) { later([=](SessionEventOrder& live) { live.found(source, off); }); },
-          .changed = [=](bool off) { later([=](SessionEventOrder& live) { live.changed(source, off); }); },
-          .lost = [=] { later([=](SessionEventOrder& live) { live.lost(source); }); }};
 }
 
 }  // namespace
@@ -269,33 +260,27 @@ struct DesktopSessionEvents::BusSources {
 
 DesktopSessionEvents::DesktopSessionEvents(Parts parts) : parts_(std::move(parts)) {}
 
-DesktopSessionEvents::~DesktopSessionEvents() {
-  ++installed_->number;
-  end();
-}
+DesktopSessionEvents::~DesktopSessionEvents() = default;
 
 Registration DesktopSessionEvents::install(Observer observer) {
-  installed_->observer = std::move(observer);
-  const std::uint64_t number = ++installed_->number;
+  observer_ = std::make_shared<const Observer>(std::move(observer));
   if (!known_) knownTimer_.reset();  // it was to tell who waited with the observer before
   if (!order_) {
     begin();
   } else {
     repeat_ = parts_.mainLoop->after(0, [this] { order_->repeatForNewObserver(); });
   }
-  return Registration([this, weak = std::weak_ptr(installed_), number] {
-    const auto installed = weak.lock();
-    if (installed && installed->number == number) end();
+  return Registration([this, weak = std::weak_ptr(observer_)] {
+    if (!weak.expired()) end();
   });
 }
 
 void DesktopSessionEvents::begin() {
-  order_ = std::make_shared<SessionEventOrder>(
-      *parts_.mainLoop, *parts_.clock,
-      [installed = installed_](SessionEvent event) {
-        if (const Observer told = installed->observer) told(event);
-      },
-      [](std::string_view warning) { std::cerr << "sentrel: " << warning << '\n'; });
+  order_ = std::make_shared<SessionEventOrder>(*parts_.mainLoop, *parts_.clock, [this](SessionEvent event) {
+    // Copied, because it may end its own registration.
+    const Observer told = observer_ ? *observer_ : Observer();
+    if (told) told(event);
+  });
   settled_ = order_->settled.connect([this] {
     updatePolling();
     if (order_ && order_->isKnown()) tellKnown();
@@ -312,7 +297,7 @@ void DesktopSessionEvents::begin() {
 }
 
 void DesktopSessionEvents::end() {
-  installed_->observer = nullptr;
+  observer_ = nullptr;
   x11_ = {};
   wayland_ = {};
   settled_.reset();
@@ -337,7 +322,7 @@ void DesktopSessionEvents::updatePolling() {
 void DesktopSessionEvents::tellKnown() {
   if (!known_) return;
   knownTimer_ = parts_.mainLoop->after(0, [this, told = std::exchange(known_, nullptr)] {
-    if (installed_->observer) told();
+    if (observer_) told();
   });
 }
 

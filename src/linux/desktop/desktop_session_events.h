@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <memory>
 
@@ -40,11 +39,6 @@ class DesktopSessionEvents final : public SessionEvents {
   void setResting(bool resting) override;
 
  private:
-  /// Outlives this by the turn in which it ends: an event may be under way.
-  struct Installed {
-    Observer observer;
-    std::uint64_t number = 0;  // the registrations before this one are worth nothing
-  };
   struct BusSources;
 
   void begin();
@@ -53,7 +47,7 @@ class DesktopSessionEvents final : public SessionEvents {
   void tellKnown();
 
   const Parts parts_;
-  const std::shared_ptr<Installed> installed_ = std::make_shared<Installed>();
+  std::shared_ptr<const Observer> observer_;  // whose registration holds it weakly; a new one ends it
   bool resting_ = false;
   bool polling_ = false;
   std::function<void()> known_;  // who waits for the first answers, or nobody

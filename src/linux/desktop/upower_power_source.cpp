@@ -41,17 +41,9 @@ PowerSourceDescription describe(const QVariantMap& device) {
 }  // namespace
 
 /// The devices that UPower knows.
-class UPowerPowerSource::Devices {
+class UPowerPowerSource::Devices final : private BusService {
  public:
-  explicit Devices(const std::shared_ptr<Bus>& bus)
-      : service_(bus, managerInterface,
-                 {.appeared = [this] { appeared(); },
-                  .gone =
-                      [this] {
-                        listening_.clear();
-                        devices_.clear();
-                      },
-                  .absent = [this] { service_.start(); }}) {}
+  explicit Devices(const std::shared_ptr<Bus>& bus) : BusService(bus, managerInterface) {}
 
   [[nodiscard]] std::optional<PowerSourceDescription> first() const {
     const auto found = std::ranges::find_if(devices_, [](const Device& device) {
@@ -69,9 +61,14 @@ class UPowerPowerSource::Devices {
     Registration following;
   };
 
-  void appeared() {
+  void absent() override { start(); }
+  void gone() override {
+    listening_.clear();
+    devices_.clear();
+  }
+  void appeared() override {
     const auto follow = [this](const char* signal, BusHandler handler) {
-      listening_.push_back(service_.listen({managerPath, managerInterface, signal}, std::move(handler)));
+      listening_.push_back(listen({managerPath, managerInterface, signal}, std::move(handler)));
     };
     follow("DeviceAdded", [this](const BusMessage& signal) { add(signal.objectPath(), false); });
     follow("DeviceRemoved", [this](const BusMessage& signal) {
@@ -80,7 +77,7 @@ class UPowerPowerSource::Devices {
       });
     });
     const auto ask = [this](const char* method, BusHandler handler) {
-      service_.call({managerPath, managerInterface, method}, {std::move(handler)}, "");
+      call({managerPath, managerInterface, method}, {std::move(handler)}, "");
     };
     ask("GetDisplayDevice", [this](const BusMessage& reply) { add(reply.objectPath(), true); });
     ask("EnumerateDevices", [this](const BusMessage& reply) {
@@ -99,14 +96,12 @@ class UPowerPowerSource::Devices {
       if (!changed) device->properties.clear();
       device->properties.insert(properties);
     };
-    devices_.insert(isCombined ? devices_.begin() : devices_.end(), Device{path, isCombined, {}, {}});
-    std::ranges::find(devices_, path, &Device::path)->following =
-        service_.followProperties(path, deviceInterface, told);
+    devices_.insert(isCombined ? devices_.begin() : devices_.end(),
+                    Device{path, isCombined, {}, followProperties(path, deviceInterface, told)});
   }
 
   std::vector<Device> devices_;
   std::vector<Registration> listening_;
-  BusService service_;  // last: its handlers use the others
 };
 
 UPowerPowerSource::UPowerPowerSource(std::shared_ptr<Bus> systemBus) : bus_(std::move(systemBus)) {}

@@ -42,11 +42,6 @@ constexpr bool isOff(bool enabled, std::uint16_t level) {
 
 }  // namespace
 
-void DisplayPowerObserver::tell(bool isOff) {
-  const auto before = std::exchange(off, isOff);
-  if (before != isOff) before ? changed(isOff) : found(isOff);
-}
-
 X11DisplayPower::X11DisplayPower(DisplayPowerObserver observer)
     : observer_(std::move(observer)), server_(X11Connection::open()) {
   if (!server_ || !prepare()) {
@@ -56,7 +51,7 @@ X11DisplayPower::X11DisplayPower(DisplayPowerObserver observer)
   server_->run([this](const xcb_generic_event_t& event) { handle(event); },
                [this] {
                  poll_.stop();
-                 observer_.lost();
+                 observer_(std::nullopt);
                });
   QObject::connect(&poll_, &QTimer::timeout, &poll_, [this] { ask(); });
   if (tellsChanges_) selectEvents();
@@ -95,7 +90,7 @@ void X11DisplayPower::handle(const xcb_generic_event_t& event) {
   InfoNotifyEvent info{};
   std::memcpy(&info, &event, sizeof info);
   if (info.extension != opcode_ || info.eventType != infoNotify) return;
-  observer_.tell(isOff(info.enabled != 0, info.powerLevel));
+  observer_(isOff(info.enabled != 0, info.powerLevel));
 }
 
 void X11DisplayPower::setPolling(bool wanted) {
@@ -107,7 +102,7 @@ void X11DisplayPower::setPolling(bool wanted) {
 
 void X11DisplayPower::ask() {
   const auto info = adopt(xcb_dpms_info_reply(server_->get(), xcb_dpms_info(server_->get()), nullptr));
-  if (info) observer_.tell(isOff(info->state != 0, info->power_level));
+  if (info) observer_(isOff(info->state != 0, info->power_level));
 }
 
 WaylandDisplayPower::WaylandDisplayPower(DisplayPowerObserver observer) : observer_(std::move(observer)) {
@@ -130,7 +125,7 @@ WaylandDisplayPower::WaylandDisplayPower(DisplayPowerObserver observer) : observ
   });
   compositor_->run([this] {
     closing_.start(0);
-    observer_.lost();
+    observer_(std::nullopt);
   });
 }
 
@@ -178,7 +173,7 @@ void WaylandDisplayPower::evaluate() {
     if (!output->on && !output->silent) return;  // its first word is under way
     off = off && !output->silent && !*output->on;
   }
-  observer_.tell(off);
+  observer_(off);
 }
 
 }  // namespace sentrel

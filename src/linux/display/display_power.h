@@ -13,16 +13,9 @@
 
 namespace sentrel {
 
-/// Hears whether the displays are off, on the thread of who tells it.
-struct DisplayPowerObserver {
-  std::function<void(bool off)> found;  ///< how it was when first asked
-  std::function<void(bool off)> changed;
-  std::function<void()> lost;              ///< the display server has gone
-  std::optional<bool> off = std::nullopt;  ///< as told last
-
-  /// Tells what is news.
-  void tell(bool isOff);
-};
+/// Hears whether the displays are off, news or not, and nothing when the display server has gone; on the
+/// thread of who tells it.
+using DisplayPowerObserver = std::function<void(std::optional<bool> off)>;
 
 /// The X server of DISPLAY about the power of the displays (DPMS). Servers since 2021 tell each change (DPMS
 /// 1.2); older ones are asked. Lives on a thread with a Qt event loop, which may wait for the server.
