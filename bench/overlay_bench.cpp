@@ -135,22 +135,28 @@ class Bench {
     hide();
   }
 
+  /// From the assignment until the scene has been sent. The first figure is what the person waits, and grows
+  /// with whatever else runs on the machine; the second is what this thread works meanwhile.
   void measureStateChange(const std::string& name) {
     manager_->show();
     run(500);
     std::vector<double> times;
+    std::vector<double> processorTimes;
     for (int i = 0; i < repetitions; ++i) {
       const int presented = backend_->presented();
       const auto begin = SteadyClock::now();
+      const double processorBegin = threadMilliseconds();
       // As the service does it: the opacity at once, the rest in the next turn.
       const bool alert = !manager_->isAlertMode;
       manager_->currentAlpha = alert ? 0.75F : 0.45F;
       loop_->post([this, alert] { manager_->isAlertMode = alert; });
       runUntil([&] { return backend_->presented() > presented; });
       times.push_back(millisecondsSince(begin));
+      processorTimes.push_back(threadMilliseconds() - processorBegin);
       run(50);
     }
-    print(name, median(times));
+    print(name + "_ms", median(times));
+    print(name + "_cpu_ms", median(processorTimes));
     hide();
   }
 
@@ -235,7 +241,7 @@ void measure(const std::string& desktop, double seconds) {
   {
     Bench bench(wayland, 1920, 1080);
     bench.measureMemory(prefix + "1080p");
-    bench.measureStateChange(prefix + "1080p_change_ms");
+    bench.measureStateChange(prefix + "1080p_change");
     bench.measureCpu(prefix + "1080p_static_cpu", seconds, false, false);
     bench.measureCpu(wayland ? prefix + "1080p_flashing_cpu" : "cpu_percent_overlay_flash_1080p", seconds,
                      true, false);
@@ -244,7 +250,7 @@ void measure(const std::string& desktop, double seconds) {
   }
   {
     Bench bench(wayland, 3840, 2160);
-    bench.measureStateChange(prefix + "2160p_change_ms");
+    bench.measureStateChange(prefix + "2160p_change");
     bench.measureCpu(prefix + "2160p_flashing_cpu", seconds, true, false);
   }
 }
