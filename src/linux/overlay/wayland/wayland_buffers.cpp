@@ -3,11 +3,9 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
 #include <csignal>
 
@@ -36,8 +34,8 @@ WaylandMemory::~WaylandMemory() {
   if (file_ >= 0) close(file_);
 }
 
-void WaylandMemory::createPool(wl_shm* shm, std::size_t pixelCount) {
-  pool_.reset(wl_shm_create_pool(shm, file_, static_cast<std::int32_t>(pixelCount * pixelBytes)));
+void WaylandMemory::createPool(wl_shm* shm, std::size_t bytes) {
+  pool_.reset(wl_shm_create_pool(shm, file_, static_cast<std::int32_t>(bytes)));
 }
 
 std::unique_ptr<WaylandMemory> WaylandMemory::allocate(wl_shm* shm, std::size_t pixelCount) {
@@ -48,41 +46,28 @@ std::unique_ptr<WaylandMemory> WaylandMemory::allocate(wl_shm* shm, std::size_t 
   void* pixels = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, memory->file_, 0);
   if (pixels == MAP_FAILED) return nullptr;
   memory->pixels_ = {static_cast<std::uint32_t*>(pixels), pixelCount};
-  memory->createPool(shm, pixelCount);
+  memory->createPool(shm, bytes);
   return memory;
 }
 
-std::unique_ptr<WaylandMemory> WaylandMemory::copyOf(wl_shm* shm, std::span<const Row> rows) {
+std::unique_ptr<WaylandMemory> WaylandMemory::copyOf(wl_shm* shm, std::span<const iovec> rows) {
   std::unique_ptr<WaylandMemory> memory(new WaylandMemory);
   if (memory->file_ < 0 || !memory->overwrite(rows)) return nullptr;
-  std::size_t pixelCount = 0;
-  for (const Row& row : rows) pixelCount += row.size();
-  memory->createPool(shm, pixelCount);
+  memory->createPool(shm, rows.size() * rows.front().iov_len);
   return memory;
 }
 
-bool WaylandMemory::overwrite(std::span<const Row> rows) const {
-  std::vector<iovec> pieces;
-  pieces.reserve(rows.size());
-  for (const Row& row : rows) {
-    // The interface is older than const.
-    pieces.push_back({const_cast<std::uint32_t*>(row.data()), row.size_bytes()});
-  }
-  off_t offset = 0;
-  for (std::span<iovec> left(pieces); !left.empty();) {
-    const auto count = static_cast<int>(std::min<std::size_t>(left.size(), IOV_MAX));
-    const ssize_t written = pwritev(file_, left.data(), count, offset);
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    offset += written;
-    auto done = static_cast<std::size_t>(written);
-    while (!left.empty() && done >= left.front().iov_len) {
-      done -= left.front().iov_len;
-      left = left.subspan(1);
-    }
-    if (left.empty()) break;
-    left.front().iov_base = static_cast<std::byte*>(left.front().iov_base) + done;
-    left.front().iov_len -= done;
+bool WaylandMemory::overwrite(std::span<const iovec> rows) const {
+  std::size_t offset = 0;
+  while (!rows.empty()) {
+    const auto batch = rows.first(std::min<std::size_t>(rows.size(), IOV_MAX));
+    const std::size_t bytes = batch.size() * batch.front().iov_len;
+    // A file in memory takes less only when there is no room.
+    const ssize_t written =
+        pwritev(file_, batch.data(), static_cast<int>(batch.size()), static_cast<off_t>(offset));
+    if (written != static_cast<ssize_t>(bytes)) return false;
+    offset += bytes;
+    rows = rows.subspan(batch.size());
   }
   return true;
 }

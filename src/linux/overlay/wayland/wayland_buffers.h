@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <sys/uio.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -16,14 +18,12 @@ namespace sentrel {
 /// Memory that the compositor can read: premultiplied 32-bit pixels. Main thread.
 class WaylandMemory {
  public:
-  using Row = std::span<const std::uint32_t>;
-
   /// Mapped here for writing. Null when memory or descriptors are exhausted: its pages are there once this
   /// returns.
   [[nodiscard]] static std::unique_ptr<WaylandMemory> allocate(wl_shm* shm, std::size_t pixelCount);
-  /// Holds a copy of these rows, one after the other: not mapped here, and half as dear as mapping, clearing
-  /// and writing it. Null when memory or descriptors are exhausted.
-  [[nodiscard]] static std::unique_ptr<WaylandMemory> copyOf(wl_shm* shm, std::span<const Row> rows);
+  /// Holds a copy of these rows, all equally long, one after the other: not mapped here, and half as dear as
+  /// mapping, clearing and writing it. Null when memory or descriptors are exhausted.
+  [[nodiscard]] static std::unique_ptr<WaylandMemory> copyOf(wl_shm* shm, std::span<const iovec> rows);
   ~WaylandMemory();
   WaylandMemory(const WaylandMemory&) = delete;
   WaylandMemory& operator=(const WaylandMemory&) = delete;
@@ -31,13 +31,13 @@ class WaylandMemory {
   /// Empty when it is not mapped.
   [[nodiscard]] std::span<std::uint32_t> pixels() const { return pixels_; }
   /// Copies as many rows again to where those of `copyOf` are. False when there is no room.
-  [[nodiscard]] bool overwrite(std::span<const Row> rows) const;
+  [[nodiscard]] bool overwrite(std::span<const iovec> rows) const;
   /// A buffer that begins at this pixel.
   [[nodiscard]] WaylandObject<wl_buffer> makeBuffer(std::size_t firstPixel, int width, int height) const;
 
  private:
   WaylandMemory();
-  void createPool(wl_shm* shm, std::size_t pixelCount);
+  void createPool(wl_shm* shm, std::size_t bytes);
 
   int file_;  // without a name, in memory; -1 when there was no descriptor left
   WaylandObject<wl_shm_pool> pool_;

@@ -3,11 +3,17 @@
 
 #include <QImage>
 #include <QPainter>
+#include <QRect>
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
+#include <functional>
 #include <utility>
 #include <vector>
+
+#include "linux/overlay/painter/retro_painter.h"
+#include "linux/overlay/painter/scene_painter.h"
 
 namespace sentrel {
 
@@ -33,6 +39,46 @@ std::size_t count(int columns, int rows) {
   return static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows);
 }
 
+/// A surface without input: every click reaches what lies beneath. What it shows is stretched to the size
+/// that is asked for, so that the buffer's resolution and the surface's size are independent.
+class WaylandSurface {
+ public:
+  explicit WaylandSurface(const WaylandGlobals& globals)
+      : surface_(wl_compositor_create_surface(globals.compositor.get())),
+        viewport_(wp_viewporter_get_viewport(globals.viewporter.get(), get())) {
+    const WaylandObject<wl_region> nothing(wl_compositor_create_region(globals.compositor.get()));
+    wl_surface_set_input_region(get(), nothing.get());
+  }
+  /// A subsurface, above the others that the parent has; shows its changes without waiting for the parent.
+  WaylandSurface(const WaylandGlobals& globals, wl_surface* parent) : WaylandSurface(globals) {
+    place_.reset(wl_subcompositor_get_subsurface(globals.subcompositor.get(), get(), parent));
+    wl_subsurface_set_desync(place_.get());
+  }
+
+  [[nodiscard]] wl_surface* get() const { return surface_.get(); }
+
+  /// Of a subsurface: where it lies on its parent, in logical pixels; takes effect with the parent's commit.
+  void place(int x, int y) { wl_subsurface_set_position(place_.get(), x, y); }
+  /// Shows a buffer that stays with the caller, on `width` by `height` logical pixels.
+  void show(wl_buffer* buffer, int width, int height) {
+    wl_surface_attach(get(), buffer, 0, 0);
+    // In logical pixels and no more than there are: what is stretched a thousandfold overflows elsewhere.
+    wl_surface_damage(get(), 0, 0, width, height);
+    wp_viewport_set_destination(viewport_.get(), width, height);
+    commit();
+  }
+  void hide() {
+    wl_surface_attach(get(), nullptr, 0, 0);
+    commit();
+  }
+  void commit() { wl_surface_commit(get()); }
+
+ private:
+  WaylandObject<wl_surface> surface_;
+  WaylandObject<wl_subsurface> place_;
+  WaylandObject<wp_viewport> viewport_;
+};
+
 /// Puts the surface into the overlay layer and asks for its size. Its subsurfaces may be made only
 /// after that request: sway does not see changes of those that are older.
 zwlr_layer_surface_v1* enterLayer(const WaylandGlobals& globals, const WaylandOutput& output,
@@ -47,288 +93,335 @@ zwlr_layer_surface_v1* enterLayer(const WaylandGlobals& globals, const WaylandOu
   return layer;
 }
 
-}  // namespace
+/// The onlooker's picture on the surface that covers an output: subsurfaces of that one, because a second
+/// surface in the overlay layer may come to lie below it. The dot is a subsurface of its own, so that its
+/// blinking repaints nothing; not one of the picture, because not every compositor sees changes of
+/// subsurfaces of subsurfaces. Must not outlive the parent.
+class WaylandRetroLayer {
+ public:
+  WaylandRetroLayer(WaylandDesktop& desktop, wl_surface* parent)
+      : desktop_(desktop), picture_(desktop.globals(), parent), dot_(desktop.globals(), parent) {}
 
-WaylandSurface::WaylandSurface(const WaylandGlobals& globals)
-    : surface_(wl_compositor_create_surface(globals.compositor.get())),
-      viewport_(wp_viewporter_get_viewport(globals.viewporter.get(), surface_.get())) {
-  const WaylandObject<wl_region> nothing(wl_compositor_create_region(globals.compositor.get()));
-  wl_surface_set_input_region(surface_.get(), nothing.get());
-}
-
-WaylandSurface::WaylandSurface(const WaylandGlobals& globals, wl_surface* parent) : WaylandSurface(globals) {
-  place_.reset(wl_subcompositor_get_subsurface(globals.subcompositor.get(), surface_.get(), parent));
-  wl_subsurface_set_desync(place_.get());
-}
-
-void WaylandSurface::place(int x, int y) {
-  wl_subsurface_set_position(place_.get(), x, y);
-}
-
-void WaylandSurface::show(wl_buffer* buffer, int width, int height) {
-  wl_surface_attach(surface_.get(), buffer, 0, 0);
-  // In logical pixels and no more than there are: what is stretched a thousandfold overflows elsewhere.
-  wl_surface_damage(surface_.get(), 0, 0, width, height);
-  wp_viewport_set_destination(viewport_.get(), width, height);
-}
-
-void WaylandSurface::hide() {
-  wl_surface_attach(surface_.get(), nullptr, 0, 0);
-}
-
-WaylandRetroLayer::WaylandRetroLayer(WaylandDesktop& desktop, wl_surface* parent)
-    : desktop_(desktop), picture_(desktop.globals(), parent), dot_(desktop.globals(), parent) {}
-
-void WaylandRetroLayer::place(const Rect& output, double scale) {
-  if (!painter_ || painter_->scale() != scale) prepare(scale);
-  const Rect place = placeRetro(output, 1);
-  picture_.place(place.x, place.y);
-  dot_.place(place.x + dotPlace_.x, place.y + dotPlace_.y);
-}
-
-void WaylandRetroLayer::prepare(double scale) {
-  painter_.emplace(scale);
-  const QRect& dot = painter_->dotPlace();
-  // The whole logical pixels around it.
-  const auto floor = [scale](int device) { return static_cast<int>(std::floor(device / scale)); };
-  const auto ceil = [scale](int device) { return static_cast<int>(std::ceil(device / scale)); };
-  dotPlace_ = {floor(dot.left()), floor(dot.top()), ceil(dot.right() + 1) - floor(dot.left()),
-               ceil(dot.bottom() + 1) - floor(dot.top())};
-  if (!paintDots()) dots_ = {};
-}
-
-void WaylandRetroLayer::show(const GreyPicture* picture) {
-  const int width = painter_->width();
-  const int height = painter_->height();
-  WaylandBuffer* next = buffers_.idle(width, height);
-  if (next == nullptr) {
-    auto memory = WaylandMemory::allocate(desktop_.globals().sharedMemory.get(), count(width, height));
-    if (!memory) return;  // the former picture stays
-    next = &buffers_.add(std::move(memory), width, height);
+  /// `output` is the parent's size in logical pixels, with its origin at 0. The place comes with the parent's
+  /// next commit. To be called before anything is shown.
+  void place(const Rect& output, double scale) {
+    if (!painter_ || painter_->scale() != scale) prepare(scale);
+    const Rect place = placeRetro(output, 1);
+    picture_.place(place.x, place.y);
+    dot_.place(place.x + dotPlace_.x, place.y + dotPlace_.y);
   }
-  painter_->paint(picture, next->memory->pixels());
-  const Rect size = placeRetro({}, 1);
-  picture_.show(next->buffer.get(), size.width, size.height);
-  picture_.commit();
-  next->shown = true;
-}
 
-void WaylandRetroLayer::setBlink(BlinkLevel level) {
-  const auto& dot = dots_[static_cast<std::size_t>(std::clamp(level, 0, brightestBlink))];
-  if (!dot) return;
-  dot_.show(dot.get(), dotPlace_.width, dotPlace_.height);
-  dot_.commit();
-}
-
-/// All levels at once: from then on a change is three requests. False when there is no memory.
-bool WaylandRetroLayer::paintDots() {
-  const double scale = painter_->scale();
-  const QRect& dot = painter_->dotPlace();
-  const int width = std::max(dot.width(), static_cast<int>(std::lround(dotPlace_.width * scale)));
-  const int height = std::max(dot.height(), static_cast<int>(std::lround(dotPlace_.height * scale)));
-  const QPoint offset(dot.x() - static_cast<int>(std::lround(dotPlace_.x * scale)),
-                      dot.y() - static_cast<int>(std::lround(dotPlace_.y * scale)));
-  const std::size_t pixels = count(width, height);
-  const auto memory = WaylandMemory::allocate(desktop_.globals().sharedMemory.get(), pixels * dots_.size());
-  if (!memory) return false;
-  for (std::size_t level = 0; level < dots_.size(); ++level) {
-    auto* first = reinterpret_cast<uchar*>(memory->pixels().subspan(level * pixels).data());
-    QImage image(first, width, height, QImage::Format_ARGB32_Premultiplied);
-    QPainter(&image).drawImage(offset, painter_->dot(static_cast<BlinkLevel>(level)));
-    dots_[level] = memory->makeBuffer(level * pixels, width, height);
+  void show(const GreyPicture* picture) {
+    const int width = painter_->width();
+    const int height = painter_->height();
+    WaylandBuffer* next = buffers_.idle(width, height);
+    if (next == nullptr) {
+      auto memory = WaylandMemory::allocate(desktop_.globals().sharedMemory.get(), count(width, height));
+      if (!memory) return;  // the former picture stays
+      next = &buffers_.add(std::move(memory), width, height);
+    }
+    painter_->paint(picture, next->memory->pixels());
+    const Rect size = placeRetro({}, 1);
+    picture_.show(next->buffer.get(), size.width, size.height);
+    next->shown = true;
   }
-  return true;
-}
 
-WaylandLayers::WaylandLayers(WaylandDesktop& desktop, std::shared_ptr<const WaylandOutput> output,
-                             const SurfaceContent& content, std::function<void()> onClosed)
-    : desktop_(desktop),
-      output_(std::move(output)),
-      content_(content),
-      onClosed_(std::move(onClosed)),
-      base_(desktop.globals()),
-      sceneBuffers_(leastKeptPixels),
-      layer_(enterLayer(desktop.globals(), *output_, base_)),
-      tint_(desktop.globals(), base_.get()),
-      hint_(desktop.globals(), base_.get()),
-      banner_(desktop.globals(), base_.get()) {
-  listen();
-}
-
-void WaylandLayers::listen() {
-  static constexpr zwlr_layer_surface_v1_listener layerListener{
-      .configure =
-          [](void* self, zwlr_layer_surface_v1*, std::uint32_t serial, std::uint32_t width,
-             std::uint32_t height) { static_cast<WaylandLayers*>(self)->configured(serial, width, height); },
-      .closed =
-          [](void* self, zwlr_layer_surface_v1*) {
-            const auto closed = static_cast<WaylandLayers*>(self)->onClosed_;
-            closed();
-          },
-  };
-  zwlr_layer_surface_v1_add_listener(layer_.get(), &layerListener, this);
-  if (!desktop_.globals().fractionalScales) return;
-  static constexpr wp_fractional_scale_v1_listener scaleListener{
-      .preferred_scale =
-          [](void* self, wp_fractional_scale_v1*, std::uint32_t scale) {
-            auto& layers = *static_cast<WaylandLayers*>(self);
-            layers.preferredScale_ = scale / fractionalScaleUnit;
-            layers.paint();
-          },
-  };
-  fractionalScale_.reset(wp_fractional_scale_manager_v1_get_fractional_scale(
-      desktop_.globals().fractionalScales.get(), base_.get()));
-  wp_fractional_scale_v1_add_listener(fractionalScale_.get(), &scaleListener, this);
-}
-
-void WaylandLayers::configured(std::uint32_t serial, std::uint32_t width, std::uint32_t height) {
-  zwlr_layer_surface_v1_ack_configure(layer_.get(), serial);
-  // An output without a size shows nothing; the next configuration may be sane.
-  if (width == 0 || height == 0) return;
-  width_ = static_cast<int>(std::min(width, greatestSide));
-  height_ = static_cast<int>(std::min(height, greatestSide));
-  paint();
-}
-
-void WaylandLayers::tintChanged() {
-  if (isShown()) applyTint();
-}
-
-void WaylandLayers::pictureChanged(const std::optional<RetroPicture>& former) {
-  if (!isShown()) return;
-  const auto& picture = content_.picture;
-  if (!retro_ || !picture) {
-    placePicture();
-    base_.commit();
-  } else {
-    if (former->picture != picture->picture) retro_->show(picture->picture.get());
-    if (former->blink != picture->blink) retro_->setBlink(picture->blink);
+  void setBlink(BlinkLevel level) {
+    const auto& dot = dots_[static_cast<std::size_t>(std::clamp(level, 0, brightestBlink))];
+    if (!dot) return;
+    dot_.show(dot.get(), dotPlace_.width, dotPlace_.height);
   }
-}
 
-void WaylandLayers::placePicture() {
-  if (!content_.picture) return retro_.reset();
-  if (!retro_) retro_ = std::make_unique<WaylandRetroLayer>(desktop_, base_.get());
-  retro_->place({0, 0, width_, height_}, scale());
-  retro_->show(content_.picture->picture.get());
-  retro_->setBlink(content_.picture->blink);
-}
-
-double WaylandLayers::scale() const {
-  const double wanted = preferredScale_ > 0 ? preferredScale_ : deviceScale(output_->state());
-  const double pixels = static_cast<double>(width_) * height_ * wanted * wanted;
-  return pixels > mostPixels ? wanted * std::sqrt(mostPixels / pixels) : wanted;
-}
-
-void WaylandLayers::paint() {
-  if (!isShown()) return;
-  const Painted target{*content_.scene, width_, height_, scale()};
-  if (target == painted_) return;
-  const bool moved =
-      target.width != painted_.width || target.height != painted_.height || target.scale != painted_.scale;
-  if (moved) placePicture();
-  paintNotices(target, moved);
-  applyTint();
-  const bool complete = paintScene(target);
-  // Last, because the subsurfaces' places come with it.
-  base_.commit();
-  if (complete) {
-    painted_ = target;
-    memoryRetry_.reset();
-  } else {
-    memoryRetry_ = desktop_.loop().after(memoryRetryMs, [this] { paint(); });
+ private:
+  void prepare(double scale) {
+    painter_.emplace(scale);
+    const QRect& dot = painter_->dotPlace();
+    // The whole logical pixels around it.
+    const auto floor = [scale](int device) { return static_cast<int>(std::floor(device / scale)); };
+    const auto ceil = [scale](int device) { return static_cast<int>(std::ceil(device / scale)); };
+    dotPlace_ = {floor(dot.left()), floor(dot.top()), ceil(dot.right() + 1) - floor(dot.left()),
+                 ceil(dot.bottom() + 1) - floor(dot.top())};
+    if (!paintDots()) dots_ = {};
   }
-}
 
-/// False when there was no memory for it: what was shown before stays.
-bool WaylandLayers::paintScene(const Painted& target) {
-  const auto& [scene, width, height, scale] = target;
-  if (!scene.stripes || !ScenePainter::covers(scene)) {
-    std::uint32_t pixel = 0;
-    ScenePainter(scene, 1, 1, scale).paint(1, 1, {&pixel, 1});
-    base_.show(desktop_.palette().color(pixel), width, height);
+  /// All levels at once: from then on a change is three requests. False when there is no memory.
+  [[nodiscard]] bool paintDots() {
+    const double scale = painter_->scale();
+    const QRect& dot = painter_->dotPlace();
+    const int width = std::max(dot.width(), static_cast<int>(std::lround(dotPlace_.width * scale)));
+    const int height = std::max(dot.height(), static_cast<int>(std::lround(dotPlace_.height * scale)));
+    const QPoint offset(dot.x() - static_cast<int>(std::lround(dotPlace_.x * scale)),
+                        dot.y() - static_cast<int>(std::lround(dotPlace_.y * scale)));
+    const std::size_t pixels = count(width, height);
+    const auto memory = WaylandMemory::allocate(desktop_.globals().sharedMemory.get(), pixels * dots_.size());
+    if (!memory) return false;
+    for (std::size_t level = 0; level < dots_.size(); ++level) {
+      auto* first = reinterpret_cast<uchar*>(memory->pixels().subspan(level * pixels).data());
+      QImage image(first, width, height, QImage::Format_ARGB32_Premultiplied);
+      QPainter(&image).drawImage(offset, painter_->dot(static_cast<BlinkLevel>(level)));
+      dots_[level] = memory->makeBuffer(level * pixels, width, height);
+    }
     return true;
   }
-  const int columns = device(width, scale);
-  const int lines = device(height, scale);
-  const ScenePainter painter(scene, columns, lines, scale);
-  std::vector<WaylandMemory::Row> rows;
-  rows.reserve(static_cast<std::size_t>(lines));
-  for (int y = 0; y < lines; ++y) rows.push_back(painter.row(y, columns));
-  WaylandBuffer* next = sceneBuffers_.idle(columns, lines);
-  if (next != nullptr) {
-    if (!next->memory->overwrite(rows)) return false;
-  } else {
-    auto memory = WaylandMemory::copyOf(desktop_.globals().sharedMemory.get(), rows);
+
+  WaylandDesktop& desktop_;
+  WaylandSurface picture_;
+  WaylandSurface dot_;
+  WaylandBuffers buffers_{0};
+  std::optional<RetroPainter> painter_;
+  std::array<WaylandObject<wl_buffer>, brightestBlink + 1> dots_;
+  Rect dotPlace_;  // logical pixels, on the picture
+};
+
+}  // namespace
+
+/// All layers on one output: a surface in the overlay layer for stripes and veil, and as its subsurfaces,
+/// bottom to top, the tint, the hint, the banner and the onlooker's picture. Nothing is shown before the
+/// compositor has told the size. Must not outlive its desktop. Main thread.
+class WaylandOverlaySurface::Layers {
+ public:
+  /// Shows `content`, which is the caller's, as it is when one of the calls below comes. `onClosed` is called
+  /// when the compositor will not show them any more; it may destroy them.
+  Layers(WaylandDesktop& desktop, std::shared_ptr<const WaylandOutput> output, const SurfaceContent& content,
+         std::function<void()> onClosed)
+      : desktop_(desktop),
+        output_(std::move(output)),
+        content_(content),
+        onClosed_(std::move(onClosed)),
+        base_(desktop.globals()),
+        sceneBuffers_(leastKeptPixels),
+        layer_(enterLayer(desktop.globals(), *output_, base_)),
+        tint_(desktop.globals(), base_.get()),
+        hint_(desktop.globals(), base_.get()),
+        banner_(desktop.globals(), base_.get()) {
+    listen();
+  }
+  Layers(const Layers&) = delete;
+  Layers& operator=(const Layers&) = delete;
+
+  /// During an alert it stays through the dark moments of the flash. Not every compositor repaints what a
+  /// subsurface that goes has covered, so it goes only with a scene that paints everything anew.
+  void showTint() {
+    if (!isShown()) return;
+    if (content_.tint == 0 && !content_.scene->banner) {
+      if (!std::exchange(tintShown_, false)) return;
+      tint_.hide();
+    } else {
+      tintShown_ = true;
+      tint_.show(desktop_.palette().color(premultipliedTint(content_.tint)), width_, height_);
+    }
+  }
+
+  void pictureChanged(const std::optional<RetroPicture>& former) {
+    if (!isShown()) return;
+    const auto& picture = content_.picture;
+    if (!retro_ || !picture) {
+      placePicture();
+      base_.commit();
+    } else {
+      if (former->picture != picture->picture) retro_->show(picture->picture.get());
+      if (former->blink != picture->blink) retro_->setBlink(picture->blink);
+    }
+  }
+
+  /// Paints what has changed; also to be called after a change of the output.
+  void paint() {
+    if (!isShown()) return;
+    const Painted target{*content_.scene, width_, height_, scale()};
+    if (target == painted_) return;
+    const bool moved =
+        target.width != painted_.width || target.height != painted_.height || target.scale != painted_.scale;
+    if (moved) placePicture();
+    paintNotices(target, moved);
+    showTint();
+    // Last, because the subsurfaces' places come with its commit.
+    if (paintScene(target)) {
+      painted_ = target;
+      memoryRetry_.reset();
+    } else {
+      base_.commit();
+      memoryRetry_ = desktop_.loop().after(memoryRetryMs, [this] { paint(); });
+    }
+  }
+
+  [[nodiscard]] bool isShown() const { return width_ > 0 && content_.scene; }
+  [[nodiscard]] const WaylandOutput& output() const { return *output_; }
+
+ private:
+  /// A finished notice, its memory with the compositor.
+  struct NoticeBuffer {
+    WaylandObject<wl_buffer> buffer;
+    int width = 0;  // logical pixels
+    int height = 0;
+  };
+  /// All that the painted scene depends on.
+  struct Painted {
+    OverlayScene scene;
+    int width = 0;
+    int height = 0;
+    double scale = 0;
+    bool operator==(const Painted&) const = default;
+  };
+
+  void listen() {
+    static constexpr zwlr_layer_surface_v1_listener layerListener{
+        .configure =
+            [](void* self, zwlr_layer_surface_v1*, std::uint32_t serial, std::uint32_t width,
+               std::uint32_t height) { static_cast<Layers*>(self)->configured(serial, width, height); },
+        .closed =
+            [](void* self, zwlr_layer_surface_v1*) {
+              const auto closed = static_cast<Layers*>(self)->onClosed_;
+              closed();
+            },
+    };
+    zwlr_layer_surface_v1_add_listener(layer_.get(), &layerListener, this);
+    if (!desktop_.globals().fractionalScales) return;
+    static constexpr wp_fractional_scale_v1_listener scaleListener{
+        .preferred_scale =
+            [](void* self, wp_fractional_scale_v1*, std::uint32_t scale) {
+              auto& layers = *static_cast<Layers*>(self);
+              layers.preferredScale_ = scale / fractionalScaleUnit;
+              layers.paint();
+            },
+    };
+    fractionalScale_.reset(wp_fractional_scale_manager_v1_get_fractional_scale(
+        desktop_.globals().fractionalScales.get(), base_.get()));
+    wp_fractional_scale_v1_add_listener(fractionalScale_.get(), &scaleListener, this);
+  }
+
+  void configured(std::uint32_t serial, std::uint32_t width, std::uint32_t height) {
+    zwlr_layer_surface_v1_ack_configure(layer_.get(), serial);
+    // An output without a size shows nothing; the next configuration may be sane.
+    if (width == 0 || height == 0) return;
+    width_ = static_cast<int>(std::min(width, greatestSide));
+    height_ = static_cast<int>(std::min(height, greatestSide));
+    paint();
+  }
+
+  void placePicture() {
+    if (!content_.picture) return retro_.reset();
+    if (!retro_) retro_ = std::make_unique<WaylandRetroLayer>(desktop_, base_.get());
+    retro_->place({0, 0, width_, height_}, scale());
+    retro_->show(content_.picture->picture.get());
+    retro_->setBlink(content_.picture->blink);
+  }
+
+  /// False when there was no memory for it: what was shown before stays.
+  [[nodiscard]] bool paintScene(const Painted& target) {
+    const auto& [scene, width, height, scale] = target;
+    if (!scene.stripes || !ScenePainter::covers(scene)) {
+      std::uint32_t pixel = 0;
+      ScenePainter(scene, 1, 1, scale).paint(1, 1, {&pixel, 1});
+      base_.show(desktop_.palette().color(pixel), width, height);
+      return true;
+    }
+    const int columns = device(width, scale);
+    const int lines = device(height, scale);
+    const ScenePainter painter(scene, columns, lines, scale);
+    std::vector<iovec> rows;
+    rows.reserve(static_cast<std::size_t>(lines));
+    for (int y = 0; y < lines; ++y) {
+      const auto row = painter.row(y, columns);
+      rows.push_back({const_cast<std::uint32_t*>(row.data()), row.size_bytes()});  // it is older than const
+    }
+    WaylandBuffer* next = sceneBuffers_.idle(columns, lines);
+    if (next != nullptr) {
+      if (!next->memory->overwrite(rows)) return false;
+    } else {
+      auto memory = WaylandMemory::copyOf(desktop_.globals().sharedMemory.get(), rows);
+      if (!memory) return false;
+      next = &sceneBuffers_.add(std::move(memory), columns, lines);
+    }
+    base_.show(next->buffer.get(), width, height);
+    next->shown = true;
+    return true;
+  }
+
+  /// The banner ahead of its use: when an alert comes, it has only to be shown.
+  void paintNotices(const Painted& target, bool moved) {
+    const auto& [scene, width, height, scale] = target;
+    const Rect screen{0, 0, device(width, scale), device(height, scale)};
+    if (moved || !bannerBuffer_.buffer) {
+      bannerShown_ = false;
+      if (!allocate(banner_, bannerBuffer_, paintBanner(screen, scale, BannerStyle::translucent), scale)) {
+        bannerBuffer_.buffer.reset();
+      }
+    }
+    if (moved || !hintBuffer_.buffer || scene.shortcutInHint != painted_.scene.shortcutInHint) {
+      if (allocate(hint_, hintBuffer_, paintHint(screen, scale, scene.shortcutInHint), scale)) {
+        hint_.show(hintBuffer_.buffer.get(), hintBuffer_.width, hintBuffer_.height);
+      }
+    }
+    const bool wanted = scene.banner && bannerBuffer_.buffer;
+    if (wanted == bannerShown_) return;
+    bannerShown_ = wanted;
+    if (wanted) {
+      banner_.show(bannerBuffer_.buffer.get(), bannerBuffer_.width, bannerBuffer_.height);
+    } else {
+      banner_.hide();
+    }
+  }
+
+  /// Gives a notice to the compositor and its subsurface a place. False when there is no memory.
+  [[nodiscard]] bool allocate(WaylandSurface& subsurface, NoticeBuffer& buffer, const Notice& notice,
+                              double scale) {
+    // Whole logical pixels, so that one pixel of the picture is one of the screen.
+    const int width = static_cast<int>(std::ceil(notice.image.width() / scale));
+    const int height = static_cast<int>(std::ceil(notice.image.height() / scale));
+    const int columns = std::max(device(width, scale), notice.image.width());
+    const int rows = std::max(device(height, scale), notice.image.height());
+    const auto memory = WaylandMemory::allocate(desktop_.globals().sharedMemory.get(), count(columns, rows));
     if (!memory) return false;
-    next = &sceneBuffers_.add(std::move(memory), columns, lines);
+    QImage padded(reinterpret_cast<uchar*>(memory->pixels().data()), columns, rows,
+                  QImage::Format_ARGB32_Premultiplied);
+    QPainter(&padded).drawImage(0, 0, notice.image);
+    buffer = {memory->makeBuffer(0, columns, rows), width, height};
+    subsurface.place(static_cast<int>(std::lround(notice.at.x() / scale)),
+                     static_cast<int>(std::lround(notice.at.y() / scale)));
+    return true;
   }
-  base_.show(next->buffer.get(), width, height);
-  next->shown = true;
-  return true;
-}
 
-/// The banner ahead of its use: when an alert comes, it has only to be shown.
-void WaylandLayers::paintNotices(const Painted& target, bool moved) {
-  const auto& [scene, width, height, scale] = target;
-  const Rect screen{0, 0, device(width, scale), device(height, scale)};
-  if (moved || !bannerBuffer_.buffer) {
-    bannerShown_ = false;
-    if (!allocate(banner_, bannerBuffer_, paintBanner(screen, scale, BannerStyle::translucent), scale)) {
-      bannerBuffer_.buffer.reset();
-    }
+  [[nodiscard]] double scale() const {
+    const double wanted = preferredScale_ > 0 ? preferredScale_ : deviceScale(output_->state());
+    const double pixels = static_cast<double>(width_) * height_ * wanted * wanted;
+    return pixels > mostPixels ? wanted * std::sqrt(mostPixels / pixels) : wanted;
   }
-  if (moved || !hintBuffer_.buffer || scene.shortcutInHint != painted_.scene.shortcutInHint) {
-    if (allocate(hint_, hintBuffer_, paintHint(screen, scale, scene.shortcutInHint), scale)) {
-      hint_.show(hintBuffer_.buffer.get(), hintBuffer_.width, hintBuffer_.height);
-      hint_.commit();
-    }
-  }
-  const bool wanted = scene.banner && bannerBuffer_.buffer;
-  if (wanted == bannerShown_) return;
-  bannerShown_ = wanted;
-  if (wanted) {
-    banner_.show(bannerBuffer_.buffer.get(), bannerBuffer_.width, bannerBuffer_.height);
-  } else {
-    banner_.hide();
-  }
-  banner_.commit();
-}
 
-/// Gives a notice to the compositor and its subsurface a place. False when there is no memory.
-bool WaylandLayers::allocate(WaylandSurface& subsurface, NoticeBuffer& buffer, const Notice& notice,
-                             double scale) {
-  // Whole logical pixels, so that one pixel of the picture is one of the screen.
-  const int width = static_cast<int>(std::ceil(notice.image.width() / scale));
-  const int height = static_cast<int>(std::ceil(notice.image.height() / scale));
-  const int columns = std::max(device(width, scale), notice.image.width());
-  const int rows = std::max(device(height, scale), notice.image.height());
-  const auto memory = WaylandMemory::allocate(desktop_.globals().sharedMemory.get(), count(columns, rows));
-  if (!memory) return false;
-  QImage padded(reinterpret_cast<uchar*>(memory->pixels().data()), columns, rows,
-                QImage::Format_ARGB32_Premultiplied);
-  QPainter(&padded).drawImage(0, 0, notice.image);
-  buffer = {memory->makeBuffer(0, columns, rows), width, height};
-  subsurface.place(static_cast<int>(std::lround(notice.at.x() / scale)),
-                   static_cast<int>(std::lround(notice.at.y() / scale)));
-  return true;
-}
+  WaylandDesktop& desktop_;
+  const std::shared_ptr<const WaylandOutput> output_;
+  const SurfaceContent& content_;
+  std::function<void()> onClosed_;
+  WaylandSurface base_;
+  WaylandBuffers sceneBuffers_;
+  WaylandObject<zwlr_layer_surface_v1> layer_;
+  WaylandObject<wp_fractional_scale_v1> fractionalScale_;
+  WaylandSurface tint_;
+  WaylandSurface hint_;
+  WaylandSurface banner_;
+  NoticeBuffer hintBuffer_;
+  NoticeBuffer bannerBuffer_;
+  std::unique_ptr<WaylandRetroLayer> retro_;
 
-/// During an alert it stays through the dark moments of the flash. Not every compositor repaints what a
-/// subsurface that goes has covered, so it goes only with a scene that paints everything anew.
-void WaylandLayers::applyTint() {
-  if (content_.tint == 0 && !content_.scene->banner) {
-    if (!std::exchange(tintShown_, false)) return;
-    tint_.hide();
-  } else {
-    tintShown_ = true;
-    tint_.show(desktop_.palette().color(premultipliedTint(content_.tint)), width_, height_);
-  }
-  tint_.commit();
+  bool tintShown_ = false;
+  int width_ = 0;  // logical pixels, 0 before they are told
+  int height_ = 0;
+  double preferredScale_ = 0;  // 0 when not told
+  Painted painted_;
+  bool bannerShown_ = false;
+  Registration memoryRetry_;
+};
+
+WaylandOverlaySurface::WaylandOverlaySurface(std::shared_ptr<List> list, std::uint64_t screenId)
+    : DesktopSurface(std::move(list), screenId) {}
+
+WaylandOverlaySurface::~WaylandOverlaySurface() = default;
+
+bool WaylandOverlaySurface::isShown() const {
+  return layers_ && layers_->isShown();
 }
 
 void WaylandOverlaySurface::tintChanged() {
-  if (layers_) layers_->tintChanged();
+  if (layers_) layers_->showTint();
 }
 
 void WaylandOverlaySurface::pictureChanged(const std::optional<RetroPicture>& former) {
@@ -342,7 +435,7 @@ void WaylandOverlaySurface::refresh() {
   if (layers_ && layers_->output().globalName() != output->globalName()) release();
   if (layers_) return layers_->paint();
   if (retry_) return;
-  layers_ = std::make_unique<WaylandLayers>(*desktop(), output, content(), [this] { closed(); });
+  layers_ = std::make_unique<Layers>(*desktop(), output, content(), [this] { closed(); });
 }
 
 void WaylandOverlaySurface::release() {
