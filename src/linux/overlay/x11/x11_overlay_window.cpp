@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace sentrel {
 
@@ -17,25 +18,6 @@ namespace {
 // the one before again.
 constexpr unsigned sizeSteps = 16;
 }  // namespace
-
-void putX11Image(xcb_connection_t* connection, xcb_drawable_t drawable, std::uint8_t depth, const Rect& place,
-                 const std::uint32_t* pixels) {
-  const auto& [left, top, width, height] = place;
-  // Every server takes requests of this size; larger ones would only grow the buffers on both sides.
-  constexpr int requestWords = 65535 - static_cast<int>(sizeof(xcb_put_image_request_t) / 4);
-  const int rowsAtOnce = std::max(1, requestWords / width);
-  const xcb_gcontext_t graphics = xcb_generate_id(connection);
-  xcb_create_gc(connection, graphics, drawable, 0, nullptr);
-  for (int y = 0; y < height; y += rowsAtOnce) {
-    const int rows = std::min(rowsAtOnce, height - y);
-    const std::uint32_t* from = pixels + static_cast<std::ptrdiff_t>(y) * width;
-    xcb_put_image(connection, XCB_IMAGE_FORMAT_Z_PIXMAP, drawable, graphics,
-                  static_cast<std::uint16_t>(width), static_cast<std::uint16_t>(rows),
-                  static_cast<std::int16_t>(left), static_cast<std::int16_t>(top + y), 0, depth,
-                  static_cast<std::uint32_t>(width * rows * 4), reinterpret_cast<const std::uint8_t*>(from));
-  }
-  xcb_free_gc(connection, graphics);
-}
 
 X11OverlayWindow::X11OverlayWindow(X11Desktop& desktop, X11Layer layer, Look look, std::string_view name)
     : desktop_(desktop),
@@ -142,6 +124,24 @@ xcb_pixmap_t X11OverlayWindow::createBackground(int width, int height) const {
   return picture;
 }
 
+void X11OverlayWindow::putImage(xcb_pixmap_t picture, const Rect& place, const std::uint32_t* pixels) const {
+  const auto& [left, top, width, height] = place;
+  // Every server takes requests of this size; larger ones would only grow the buffers on both sides.
+  constexpr int requestWords = 65535 - static_cast<int>(sizeof(xcb_put_image_request_t) / 4);
+  const int rowsAtOnce = std::max(1, requestWords / width);
+  const xcb_gcontext_t graphics = xcb_generate_id(connection());
+  xcb_create_gc(connection(), graphics, picture, 0, nullptr);
+  for (int y = 0; y < height; y += rowsAtOnce) {
+    const int rows = std::min(rowsAtOnce, height - y);
+    const std::uint32_t* from = pixels + static_cast<std::ptrdiff_t>(y) * width;
+    xcb_put_image(connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, picture, graphics,
+                  static_cast<std::uint16_t>(width), static_cast<std::uint16_t>(rows),
+                  static_cast<std::int16_t>(left), static_cast<std::int16_t>(top + y), 0, visual_.depth,
+                  static_cast<std::uint32_t>(width * rows * 4), reinterpret_cast<const std::uint8_t*>(from));
+  }
+  xcb_free_gc(connection(), graphics);
+}
+
 void X11OverlayWindow::setBackgroundPicture(xcb_pixmap_t picture) {
   xcb_change_window_attributes(connection(), id_, XCB_CW_BACK_PIXMAP, &picture);
 }
@@ -154,6 +154,16 @@ void X11OverlayWindow::repaint(const Rect& area) {
   }
   xcb_clear_area(connection(), 0, id_, static_cast<std::int16_t>(area.x), static_cast<std::int16_t>(area.y),
                  static_cast<std::uint16_t>(area.width), static_cast<std::uint16_t>(area.height));
+}
+
+void X11OverlayWindow::setShape(const QRegion& region) const {
+  std::vector<xcb_rectangle_t> rectangles;
+  for (const QRect& r : region) {
+    rectangles.push_back({static_cast<std::int16_t>(r.x()), static_cast<std::int16_t>(r.y()),
+                          static_cast<std::uint16_t>(r.width()), static_cast<std::uint16_t>(r.height())});
+  }
+  xcb_shape_rectangles(connection(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, XCB_CLIP_ORDERING_YX_BANDED,
+                       id_, 0, 0, static_cast<std::uint32_t>(rectangles.size()), rectangles.data());
 }
 
 void X11OverlayWindow::setOpacity(double opacity) const {

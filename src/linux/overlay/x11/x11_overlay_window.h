@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <QRegion>
 #include <cstdint>
 #include <string_view>
 
@@ -10,11 +11,6 @@
 #include "support/geometry.h"
 
 namespace sentrel {
-
-/// Sends a picture of 32-bit pixels without gaps to this place of a drawable of this depth, in as many
-/// requests as it takes.
-void putX11Image(xcb_connection_t* connection, xcb_drawable_t drawable, std::uint8_t depth, const Rect& place,
-                 const std::uint32_t* pixels);
 
 /// One window of the overlay: not managed by any window manager, without input, above everything. Created
 /// unmapped, transparent or black. Must not outlive its desktop. Main thread.
@@ -40,12 +36,17 @@ class X11OverlayWindow {
   /// A picture of this size to be the background: as large as the window may become, and transparent where it
   /// reaches beyond its place. To be freed by the caller.
   [[nodiscard]] xcb_pixmap_t createBackground(int width, int height) const;
+  /// Sends 32-bit pixels without gaps to this place of a picture of the window's depth, in as many requests
+  /// as it takes.
+  void putImage(xcb_pixmap_t picture, const Rect& place, const std::uint32_t* pixels) const;
   /// Takes a picture as the background, which must be set anew after every change. It is seen once the
   /// window is repainted or mapped.
   void setBackgroundPicture(xcb_pixmap_t picture);
   /// Shows the background again in this area of a mapped window, or more of it, in one piece; at once, or as
   /// soon as the compositor has taken what came before.
   void repaint(const Rect& area);
+  /// Leaves nothing of the window outside of this region.
+  void setShape(const QRegion& region) const;
   /// Of the whole window as it is blended, 0..1, where the compositor heeds it.
   void setOpacity(double opacity) const;
   /// Asks the server to tell when content has to be drawn again.
