@@ -50,15 +50,14 @@ void OverlayWindowManager::screensChanged() {
   });
   // The window of a screen that stays is kept: its surface follows the screen by itself.
   for (const Screen& screen : current) {
-    if (!overlayWindows.contains(screen.id)) createWindow(screen);
-    overlayWindows.at(screen.id)->setOnMainScreen(screen.isMain);
+    auto& view = overlayWindows[screen.id];
+    if (!view) {
+      view =
+          std::make_shared<OverlayContentView>(*this, backend_->createSurface(screen), *mainLoop_, *clock_);
+      view->schedulePresent();
+    }
+    view->setOnMainScreen(screen.isMain);
   }
-}
-
-void OverlayWindowManager::createWindow(const Screen& screen) {
-  auto& view = overlayWindows[screen.id];
-  view = std::make_shared<OverlayContentView>(*this, backend_->createSurface(screen), *mainLoop_, *clock_);
-  view->schedulePresent();
 }
 
 }  // namespace sentrel

@@ -54,7 +54,6 @@ class OverlayWindowManager {
  private:
   [[nodiscard]] std::vector<Screen> coveredScreens() const;
   void screensChanged();
-  void createWindow(const Screen& screen);
 
   const std::shared_ptr<OverlayBackend> backend_;
   const std::shared_ptr<MainLoop> mainLoop_;
