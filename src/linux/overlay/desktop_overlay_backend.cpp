@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/overlay/desktop_overlay_backend.h"
 
-#include <cstdlib>
+#include <QByteArray>
 #include <string>
 
 #include "linux/overlay/wayland/wayland_overlay_surface.h"
@@ -29,24 +29,19 @@ class NullOverlayBackend final : public OverlayBackend {
   };
 };
 
-std::string variable(const char* name) {
-  const char* value = std::getenv(name);
-  return value == nullptr ? "" : value;
-}
-
 }  // namespace
 
 std::unique_ptr<OverlayBackend> createOverlayBackend(MainLoop& loop) {
-  const std::string wayland = variable("WAYLAND_DISPLAY");
-  const std::string x11 = variable("DISPLAY");
+  const std::string wayland = qgetenv("WAYLAND_DISPLAY").toStdString();
+  const std::string x11 = qgetenv("DISPLAY").toStdString();
   if (!wayland.empty()) {
     using Reach = WaylandDesktop::Reach;
     const auto reach = WaylandDesktop::probe(wayland);
     // A compositor that is not there yet is waited for where there is nothing else. One that hangs will most
     // likely let itself be covered once it answers, except that of GNOME.
-    const bool waits = (reach == Reach::absent && x11.empty()) ||
-                       (reach == Reach::silent &&
-                        (x11.empty() || variable("XDG_CURRENT_DESKTOP").find("GNOME") == std::string::npos));
+    const bool waits =
+        (reach == Reach::absent && x11.empty()) ||
+        (reach == Reach::silent && (x11.empty() || !qgetenv("XDG_CURRENT_DESKTOP").contains("GNOME")));
     if (reach == Reach::covers || waits) return std::make_unique<WaylandOverlayBackend>(loop, wayland);
   }
   if (!x11.empty()) return std::make_unique<X11OverlayBackend>(loop, x11);

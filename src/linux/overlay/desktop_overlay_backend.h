@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -22,6 +23,13 @@ namespace sentrel {
   for (const char c : name) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3ULL;
   return hash;
 }
+
+/// What a desktop tells its back end.
+struct DesktopHandlers {
+  std::function<void()> changed;  ///< its screens, or what it cannot do
+  /// The connection broke, or cannot be used after all; called in a turn of its own.
+  std::function<void()> lost;
+};
 
 /// What one screen shows.
 struct SurfaceContent {
@@ -99,7 +107,7 @@ class DesktopSurface : public OverlaySurface {
 /// twice a minute. Neither ends the process. Needs a Qt event loop on the main thread and, to paint, a
 /// QGuiApplication of any platform.
 ///
-/// `Surface` is the desktop's DesktopSurface. The desktop has `open(display, loop, {changed, lost})`, null
+/// `Surface` is the desktop's DesktopSurface. The desktop has `open(display, loop, handlers)`, null
 /// where the server cannot be used, `isUsable()`, `flush()`, `screens()`, and `limitation()` as that of
 /// OverlayBackend.
 template <class Desktop, class Surface>

@@ -6,8 +6,6 @@
 #include <cmath>
 #include <cstddef>
 
-#include "linux/overlay/desktop_overlay_backend.h"
-
 namespace sentrel {
 
 namespace {
@@ -18,31 +16,16 @@ constexpr std::chrono::milliseconds openLimit{250};
 // Nothing of ours runs yet that could be held up.
 constexpr std::chrono::seconds probeLimit{1};
 
-/// At the origin of the compositor's space, else the first.
-void markMain(std::vector<Screen>& screens) {
-  if (screens.empty()) return;
-  const auto atOrigin =
-      std::ranges::find_if(screens, [](const Screen& s) { return s.frame.x == 0 && s.frame.y == 0; });
-  (atOrigin == screens.end() ? screens.begin() : atOrigin)->isMain = true;
-}
-
 constexpr double leastScale = 0.5;
 constexpr double greatestScale = 8;
-
-int turnedWidth(const WaylandOutputState& state) {
-  return state.turned ? state.modeHeight : state.modeWidth;
-}
-int turnedHeight(const WaylandOutputState& state) {
-  return state.turned ? state.modeWidth : state.modeHeight;
-}
 
 }  // namespace
 
 double deviceScale(const WaylandOutputState& state) {
   const double whole = std::clamp<double>(state.scale, 1, greatestScale);
   if (state.logical.width <= 0 || state.logical.height <= 0 || state.modeWidth <= 0) return whole;
-  const double horizontal = static_cast<double>(turnedWidth(state)) / state.logical.width;
-  const double vertical = static_cast<double>(turnedHeight(state)) / state.logical.height;
+  const double horizontal = static_cast<double>(state.modeWidth) / state.logical.width;
+  const double vertical = static_cast<double>(state.modeHeight) / state.logical.height;
   // A logical size is rounded to whole pixels; more than that apart, one of the sizes is not what it seems.
   const double tolerance = horizontal / std::min(state.logical.width, state.logical.height);
   if (std::abs(horizontal - vertical) > tolerance) return whole;
@@ -54,8 +37,8 @@ Rect logicalFrame(const WaylandOutputState& state) {
   Rect frame = state.logical;
   if (frame.width > 0 && frame.height > 0) return frame;
   const int scale = std::max(state.scale, 1);
-  frame.width = turnedWidth(state) / scale;
-  frame.height = turnedHeight(state) / scale;
+  frame.width = state.modeWidth / scale;
+  frame.height = state.modeHeight / scale;
   return frame;
 }
 
@@ -104,7 +87,7 @@ void WaylandOutput::listenToOutput() {
           [](void* self, wl_output*, std::int32_t x, std::int32_t y, std::int32_t, std::int32_t, std::int32_t,
              const char*, const char*, std::int32_t transform) {
             auto& output = *static_cast<WaylandOutput*>(self);
-            output.pending_.turned = (transform & 1) != 0;
+            output.turned_ = (transform & 1) != 0;
             if (output.extent_) return;
             output.pending_.logical.x = x;
             output.pending_.logical.y = y;
@@ -153,10 +136,9 @@ void WaylandOutput::listenToExtent() {
 void WaylandOutput::complete() {
   // The first description of an output may end before that of its extent has come.
   if (extent_ && pending_.logical.width == 0) return;
-  const bool same = known_ && pending_ == state_;
-  known_ = true;
-  state_ = pending_;
-  if (!same) onChange_();
+  const auto former = std::exchange(state_, pending_);
+  if (turned_) std::swap(state_.modeWidth, state_.modeHeight);
+  if (!std::exchange(known_, true) || state_ != former) onChange_();
 }
 
 WaylandDesktop::Reach WaylandDesktop::probe(const std::string& display) {
@@ -176,13 +158,10 @@ WaylandDesktop::Reach WaylandDesktop::probe(const std::string& display) {
 }
 
 std::unique_ptr<WaylandDesktop> WaylandDesktop::open(const std::string& display, MainLoop& loop,
-                                                     Handlers handlers) {
+                                                     DesktopHandlers handlers) {
   std::unique_ptr<WaylandDesktop> desktop(new WaylandDesktop(loop, std::move(handlers)));
   return desktop->connect(display) ? std::move(desktop) : nullptr;
 }
-
-WaylandDesktop::WaylandDesktop(MainLoop& loop, Handlers handlers)
-    : loop_(loop), handlers_(std::move(handlers)) {}
 
 bool WaylandDesktop::connect(const std::string& display) {
   connection_ = WaylandConnection::open(
@@ -245,7 +224,11 @@ std::vector<Screen> WaylandDesktop::screens() const {
   for (const auto& output : outputs_) {
     if (output->isKnown()) result.push_back(output->screen());
   }
-  markMain(result);
+  if (result.empty()) return result;
+  // The main one is at the origin of the compositor's space, else the first.
+  const auto atOrigin =
+      std::ranges::find_if(result, [](const Screen& s) { return s.frame.x == 0 && s.frame.y == 0; });
+  (atOrigin == result.end() ? result.begin() : atOrigin)->isMain = true;
   return result;
 }
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "linux/display/wayland_connection.h"
+#include "linux/overlay/desktop_overlay_backend.h"
 #include "linux/overlay/wayland/wayland_buffers.h"
 #include "platform/overlay_surface.h"
 #include "support/main_loop.h"
@@ -22,10 +23,9 @@ namespace sentrel {
 struct WaylandOutputState {
   std::string name;   ///< as "DP-1"; empty where it is not told
   Rect logical;       ///< logical pixels; without a size where it is not told
-  int modeWidth = 0;  ///< device pixels, not turned
+  int modeWidth = 0;  ///< device pixels, turned as the output is
   int modeHeight = 0;
-  bool turned = false;  ///< by a quarter, either way
-  int scale = 1;        ///< whole, rounded up
+  int scale = 1;  ///< whole, rounded up
   bool operator==(const WaylandOutputState&) const = default;
 };
 
@@ -79,19 +79,14 @@ class WaylandOutput {
   WaylandObject<wl_output> output_;
   WaylandObject<zxdg_output_v1> extent_;
   WaylandOutputState state_;
-  WaylandOutputState pending_;
+  WaylandOutputState pending_;  // its mode not turned
+  bool turned_ = false;         // by a quarter, either way
   bool known_ = false;
 };
 
 /// One compositor as long as its connection lives, and its outputs. Main thread.
 class WaylandDesktop {
  public:
-  struct Handlers {
-    std::function<void()> changed;  ///< outputs
-    /// The connection broke, or cannot be used after all; called in a turn of its own.
-    std::function<void()> lost;
-  };
-
   /// Whether the compositor is there, and whether it can be covered. A silent one does not answer in time.
   enum class Reach { covers, refuses, absent, silent };
   /// `display` as in WAYLAND_DISPLAY.
@@ -100,7 +95,7 @@ class WaylandDesktop {
   /// Null when the compositor cannot be reached, does not let us cover its outputs, or there is no memory.
   /// One that does not answer within a moment is waited for without holding anything up.
   [[nodiscard]] static std::unique_ptr<WaylandDesktop> open(const std::string& display, MainLoop& loop,
-                                                            Handlers handlers);
+                                                            DesktopHandlers handlers);
 
   [[nodiscard]] const WaylandGlobals& globals() const { return globals_; }
   /// Whether the compositor has told all about itself; before that there are no screens.
@@ -120,7 +115,7 @@ class WaylandDesktop {
   /// How far we have come to know the compositor.
   enum class Stage { asking, usable, useless };
 
-  WaylandDesktop(MainLoop& loop, Handlers handlers);
+  WaylandDesktop(MainLoop& loop, DesktopHandlers handlers) : loop_(loop), handlers_(std::move(handlers)) {}
 
   [[nodiscard]] bool connect(const std::string& display);
   void appeared(std::uint32_t name, std::string_view interface, std::uint32_t version);
@@ -131,7 +126,7 @@ class WaylandDesktop {
   void lose();
 
   MainLoop& loop_;
-  Handlers handlers_;
+  const DesktopHandlers handlers_;
   std::unique_ptr<WaylandConnection> connection_;
   WaylandGlobals globals_;
   Stage stage_ = Stage::asking;

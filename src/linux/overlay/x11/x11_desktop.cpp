@@ -6,10 +6,10 @@
 #include <xcb/shape.h>
 #include <xcb/xfixes.h>
 
+#include <QByteArrayView>
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -17,7 +17,6 @@
 #include <string_view>
 #include <utility>
 
-#include "linux/overlay/desktop_overlay_backend.h"
 #include "platform/desktop_services.h"
 
 namespace sentrel {
@@ -58,11 +57,6 @@ int logical(int pixels, double scale) {
   return static_cast<int>(std::lround(pixels / scale));
 }
 
-std::string_view trimmed(std::string_view text) {
-  const auto first = text.find_first_not_of(" \t");
-  return first == std::string_view::npos ? std::string_view() : text.substr(first);
-}
-
 std::string readAtomName(const X11Connection& connection, xcb_atom_t atom) {
   const auto reply =
       adopt(xcb_get_atom_name_reply(connection.get(), xcb_get_atom_name(connection.get(), atom), nullptr));
@@ -93,7 +87,7 @@ std::vector<X11MonitorInfo> readRandrMonitors(const X11Connection& connection) {
   return result;
 }
 
-std::string readResources(const X11Connection& connection) {
+QByteArray readResources(const X11Connection& connection) {
   constexpr std::uint32_t longestWords = 1U << 16U;
   const auto reply = adopt(
       xcb_get_property_reply(connection.get(),
@@ -102,7 +96,7 @@ std::string readResources(const X11Connection& connection) {
                              nullptr));
   if (!reply) return {};
   return {static_cast<const char*>(xcb_get_property_value(reply.get())),
-          static_cast<std::size_t>(xcb_get_property_value_length(reply.get()))};
+          xcb_get_property_value_length(reply.get())};
 }
 
 // The root's own geometry changes with every new arrangement, also where RandR tells nothing.
@@ -211,33 +205,17 @@ std::vector<X11Monitor> arrangeMonitors(const std::vector<X11MonitorInfo>& monit
   return result;
 }
 
-std::optional<double> parseXftDpi(std::string_view resources) {
-  constexpr std::string_view key = "Xft.dpi:";
+std::optional<double> parseXftDpi(const QByteArray& resources) {
+  constexpr QByteArrayView key = "Xft.dpi:";
   constexpr double leastDpi = 48;
   constexpr double greatestDpi = 960;
-  for (std::size_t at = 0; at < resources.size();) {
-    const std::size_t end = std::min(resources.find('\n', at), resources.size());
-    const std::string_view line = trimmed(resources.substr(at, end - at));
-    at = end + 1;
-    if (!line.starts_with(key)) continue;
-    const std::string_view value = trimmed(line.substr(key.size()));
-    double dpi = 0;
-    std::from_chars(value.data(), value.data() + value.size(), dpi);
+  for (const QByteArray& line : resources.split('\n')) {
+    const QByteArray entry = line.trimmed();
+    if (!entry.startsWith(key)) continue;
+    const double dpi = entry.sliced(key.size()).toDouble();
     if (dpi >= leastDpi && dpi <= greatestDpi) return dpi;
   }
   return {};
-}
-
-std::vector<X11Monitor> readMonitors(const X11Connection& connection) {
-  std::vector<X11MonitorInfo> monitors = readRandrMonitors(connection);
-  if (monitors.empty()) {
-    // The setup's size is that of the connection's beginning; the root window knows today's.
-    const auto size = adopt(xcb_get_geometry_reply(
-        connection.get(), xcb_get_geometry(connection.get(), connection.root()), nullptr));
-    if (!size) return {};
-    monitors.push_back({"default", {0, 0, size->width, size->height}, 0, true});
-  }
-  return arrangeMonitors(monitors, parseXftDpi(readResources(connection)));
 }
 
 /// Whether a compositing manager blends translucent windows, as it comes and goes.
@@ -245,7 +223,7 @@ class X11Desktop::CompositorWatch {
  public:
   CompositorWatch(const X11Connection& connection, xcb_atom_t selection, MainLoop& loop,
                   std::function<void()> onChange)
-      : connection_(connection), selection_(selection), loop_(loop), onChange_(std::move(onChange)) {
+      : connection_(connection), selection_(selection), loop_(loop) {
     // Without XFixes nobody would tell us of its end, and everything would turn black: then there is none.
     const auto* xfixes = connection_.extension(xcb_xfixes_id);
     if (xfixes == nullptr ||
@@ -259,14 +237,8 @@ class X11Desktop::CompositorWatch {
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
     const auto owner =
         adopt(xcb_get_selection_owner_reply(get(), xcb_get_selection_owner(get(), selection_), nullptr));
-    if (!owner || owner->owner == XCB_NONE) return;
-    probe_.emplace(connection_);
-    running_ = probe_->isRedirected();
-    if (running_) {
-      probe_.reset();
-    } else {
-      tryLater(redirectionTries);
-    }
+    if (owner) ownerChanged(owner->owner);
+    onChange_ = std::move(onChange);  // how it is at first is no change
   }
 
   [[nodiscard]] bool isRunning() const { return running_; }
@@ -275,28 +247,30 @@ class X11Desktop::CompositorWatch {
   void handle(const xcb_generic_event_t& event) {
     if (selectionNotify_ == 0 || (event.response_type & 0x7F) != selectionNotify_) return;
     const auto& notify = reinterpret_cast<const xcb_xfixes_selection_notify_event_t&>(event);
-    if (notify.selection != selection_) return;
-    nextTry_.reset();
-    probe_.reset();
-    // When one replaces another the windows stand unblended in between, too.
-    setRunning(false);
-    if (notify.owner == XCB_NONE) return;
-    probe_.emplace(connection_);
-    awaitRedirection(redirectionTries);
+    if (notify.selection == selection_) ownerChanged(notify.owner);
   }
 
  private:
   [[nodiscard]] xcb_connection_t* get() const { return connection_.get(); }
+  void ownerChanged(xcb_window_t owner) {
+    nextTry_.reset();
+    probe_.reset();
+    // When one replaces another the windows stand unblended in between, too.
+    setRunning(false);
+    if (owner == XCB_NONE) return;
+    probe_.emplace(connection_);
+    awaitRedirection(redirectionTries);
+  }
   void awaitRedirection(int triesLeft) {
-    if (triesLeft > 0 && !probe_->isRedirected()) return tryLater(triesLeft - 1);
+    if (triesLeft > 0 && !probe_->isRedirected()) {
+      nextTry_ = loop_.after(redirectionIntervalMs, [this, triesLeft] { awaitRedirection(triesLeft - 1); });
+      return;
+    }
     probe_.reset();
     setRunning(true);
   }
-  void tryLater(int triesLeft) {
-    nextTry_ = loop_.after(redirectionIntervalMs, [this, triesLeft] { awaitRedirection(triesLeft); });
-  }
   void setRunning(bool running) {
-    if (std::exchange(running_, running) != running) onChange_();
+    if (std::exchange(running_, running) != running && onChange_) onChange_();
   }
 
   const X11Connection& connection_;
@@ -309,7 +283,8 @@ class X11Desktop::CompositorWatch {
   Registration nextTry_;
 };
 
-std::unique_ptr<X11Desktop> X11Desktop::open(const std::string& display, MainLoop& loop, Handlers handlers) {
+std::unique_ptr<X11Desktop> X11Desktop::open(const std::string& display, MainLoop& loop,
+                                             DesktopHandlers handlers) {
   auto connection = X11Connection::open(display);
   if (!connection || !hasOurByteOrder(*connection) || !hasInputShapes(*connection)) return nullptr;
   std::unique_ptr<X11Desktop> desktop(new X11Desktop(std::move(connection), loop, std::move(handlers)));
@@ -318,7 +293,7 @@ std::unique_ptr<X11Desktop> X11Desktop::open(const std::string& display, MainLoo
   return desktop;
 }
 
-X11Desktop::X11Desktop(std::unique_ptr<X11Connection> connection, MainLoop& loop, Handlers handlers)
+X11Desktop::X11Desktop(std::unique_ptr<X11Connection> connection, MainLoop& loop, DesktopHandlers handlers)
     : connection_(std::move(connection)),
       loop_(loop),
       handlers_(std::move(handlers)),
@@ -434,7 +409,13 @@ void X11Desktop::reloadSoon() {
 }
 
 bool X11Desktop::readMonitors() {
-  auto monitors = sentrel::readMonitors(*connection_);
+  auto told = readRandrMonitors(*connection_);
+  if (told.empty()) {
+    // The setup's size is that of the connection's beginning; the root window knows today's.
+    const auto size = adopt(xcb_get_geometry_reply(get(), xcb_get_geometry(get(), root()), nullptr));
+    if (size) told.push_back({"default", {0, 0, size->width, size->height}, 0, true});
+  }
+  auto monitors = arrangeMonitors(told, parseXftDpi(readResources(*connection_)));
   const ClickThrough clickThrough = findClickThrough(monitors);
   // A screen that takes every click is worse than one that is not covered.
   if (clickThrough == ClickThrough::nothing) monitors.clear();

@@ -1,18 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <xcb/xcb.h>
+
+#include <QByteArray>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include <xcb/xcb.h>
-#include <optional>
-
 #include "linux/display/x11_connection.h"
+#include "linux/overlay/desktop_overlay_backend.h"
 #include "linux/overlay/x11/x11_window_stack.h"
 #include "platform/overlay_surface.h"
 #include "support/main_loop.h"
@@ -44,10 +45,7 @@ struct X11Monitor {
                                                       std::optional<double> dpi);
 
 /// The value of Xft.dpi in the text of the resource manager, where it is a sane one.
-[[nodiscard]] std::optional<double> parseXftDpi(std::string_view resources);
-
-/// Asks the server. Empty when the connection is broken. Main thread.
-[[nodiscard]] std::vector<X11Monitor> readMonitors(const X11Connection& connection);
+[[nodiscard]] std::optional<double> parseXftDpi(const QByteArray& resources);
 
 /// A way to draw pixels: what a window of a given look is made with.
 struct X11Visual {
@@ -71,15 +69,10 @@ enum class ClickThrough {
 /// translucent windows, and the order of ours. Main thread.
 class X11Desktop {
  public:
-  struct Handlers {
-    std::function<void()> changed;  ///< monitors or blending
-    std::function<void()> lost;     ///< the connection broke; called in a turn of its own
-  };
-
   /// Null when the server cannot be reached, cannot let clicks through a window, or has no screen that we can
   /// draw on.
   [[nodiscard]] static std::unique_ptr<X11Desktop> open(const std::string& display, MainLoop& loop,
-                                                        Handlers handlers);
+                                                        DesktopHandlers handlers);
   ~X11Desktop();
   X11Desktop(const X11Desktop&) = delete;
   X11Desktop& operator=(const X11Desktop&) = delete;
@@ -112,7 +105,7 @@ class X11Desktop {
  private:
   class CompositorWatch;
 
-  X11Desktop(std::unique_ptr<X11Connection> connection, MainLoop& loop, Handlers handlers);
+  X11Desktop(std::unique_ptr<X11Connection> connection, MainLoop& loop, DesktopHandlers handlers);
 
   void internAtoms();
   void findVisuals();
@@ -129,7 +122,7 @@ class X11Desktop {
 
   std::unique_ptr<X11Connection> connection_;
   MainLoop& loop_;
-  Handlers handlers_;
+  DesktopHandlers handlers_;
   std::map<std::string_view, xcb_atom_t> atoms_;
   X11Visual translucent_;
   X11Visual opaque_;

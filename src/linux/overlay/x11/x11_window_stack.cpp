@@ -20,13 +20,10 @@ constexpr std::chrono::milliseconds leastRaiseInterval{100};
 xcb_window_t restackedWindow(const xcb_generic_event_t& event) {
   switch (event.response_type & 0x7FU) {
     case XCB_MAP_NOTIFY:
-      return reinterpret_cast<const xcb_map_notify_event_t&>(event).window;
     case XCB_CONFIGURE_NOTIFY:
-      return reinterpret_cast<const xcb_configure_notify_event_t&>(event).window;
     case XCB_CIRCULATE_NOTIFY:
-      return reinterpret_cast<const xcb_circulate_notify_event_t&>(event).window;
     case XCB_REPARENT_NOTIFY:
-      return reinterpret_cast<const xcb_reparent_notify_event_t&>(event).window;
+      return reinterpret_cast<const xcb_map_notify_event_t&>(event).window;  // as the others have it
     default:
       return XCB_NONE;
   }
@@ -114,11 +111,7 @@ void X11PaintRounds::handle(const xcb_generic_event_t& event) {
 
 void X11PaintRounds::paintRound() {
   for (const auto& [window, paint] : std::exchange(waiting_, {})) paint();
-  ask();
-}
-
-/// How wide the frame around a window would be: the answer is a property of that window.
-void X11PaintRounds::ask() {
+  // How wide the frame around a window would be: the answer is a property of that window.
   asked_ = true;
   xcb_connection_t* connection = desktop_.get();
   if (asker_ == XCB_NONE) {

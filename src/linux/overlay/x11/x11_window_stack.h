@@ -81,7 +81,6 @@ class X11PaintRounds {
 
  private:
   void paintRound();
-  void ask();
 
   const X11Desktop& desktop_;
   std::map<xcb_window_t, std::function<void()>> waiting_;
