@@ -4,7 +4,6 @@
 #include <QElapsedTimer>
 #include <QHideEvent>
 #include <QKeyEvent>
-#include <QPainter>
 #include <QTimer>
 #include <algorithm>
 #include <utility>
@@ -49,12 +48,11 @@ QWidget* instructionCard() {
     const bool high = Theme::shared().highContrast();
     paintBox(painter, rect, 16, withAlpha(colors().surfaceAlt, 0.6), high ? colors().border : QColor());
   });
-  auto* line = boxIn<QHBoxLayout>(card, {16, 16, 16, 16}, 14);
-  line->addWidget(symbolView(QStringLiteral("person.fill"), 20, &AppColors::primary, 40), 0, Qt::AlignTop);
+  auto* symbol = symbolView(QStringLiteral("person.fill"), 20, &AppColors::primary, 40);
   const QString words = qtTrId(
       "Installez-vous à votre distance de travail habituelle, regardez droit vers la caméra et appuyez sur "
       "Démarrer.");
-  line->addWidget(new TextLabel(TextRole::body, words), 1);
+  lineIn(card, {16, 16, 16, 16}, 14, {{symbol, 0, Qt::AlignTop}, {new TextLabel(TextRole::body, words), 1}});
   return card;
 }
 
@@ -123,17 +121,14 @@ class CalibrationView final : public QWidget {
   CalibrationView(std::shared_ptr<CalibrationSession> newSession, std::function<void()> done)
       : session(std::move(newSession)),
         onDone(std::move(done)),
-        column_(boxIn<QVBoxLayout>(this, {0, 14, 0, 20})),
+        column_(columnIn(this, {0, 14, 0, 20})),
         logo_(new EyeLogo(60)) {
     const QString title = qtTrId("Calibration de distance");
+    const QString purpose =
+        qtTrId("Sentrel va mesurer votre distance habituelle à l'écran pour adapter ses alertes.");
     setAccessibleName(title);  // it has the focus while something runs
-    column_->addWidget(logo_, 0, Qt::AlignHCenter);
-    column_->addSpacing(6);
-    column_->addWidget(centredLabel(TextRole::title2Small, title));
-    column_->addSpacing(1);
-    column_->addWidget(paragraph(
-        qtTrId("Sentrel va mesurer votre distance habituelle à l'écran pour adapter ses alertes."), 32));
-    column_->addSpacing(11);
+    addItems(*column_,
+             {centred(logo_), 6, centredLabel(TextRole::title2Small, title), 1, paragraph(purpose, 32), 11});
     logo_->setMood(EyeLogo::Mood::idleOpen);
     build();
   }
@@ -191,16 +186,11 @@ class CalibrationView final : public QWidget {
     primary_ = nullptr;
     count_ = nullptr;
     content_ = new QWidget(this);
-    auto* column = boxIn<QVBoxLayout>(content_);
-    auto* area = new QWidget(content_);
+    auto* area = new QWidget;
     area->setMinimumHeight(areaHeight);
-    column->addWidget(area, 1);
-    column->addSpacing(16);
-    auto* said = boxIn<QVBoxLayout>(area, {areaSide, 0, areaSide, 0});
-    auto* buttons = boxIn<QHBoxLayout>(nullptr, {}, 12);
-    column->addLayout(buttons);
-    said->addStretch();
-    buttons->addStretch();
+    auto* said = columnIn(area, {areaSide, 0, areaSide, 0}, 0, {stretch});
+    auto* buttons = lineIn(nullptr, {}, 12, {stretch});
+    columnIn(content_, {}, 0, {{area, 1}, 16, buttons});
     const auto cancel = [this] { session->cancel(); };
     using Kind = PushButton::Kind;
     switch (shown_.kind) {
@@ -236,33 +226,22 @@ class CalibrationView final : public QWidget {
       (primary_ != nullptr ? static_cast<QWidget*>(primary_) : this)->setFocus(Qt::OtherFocusReason);
   }
 
-  void buildCounting(QVBoxLayout& column) {
-    column.addWidget(centredLabel(TextRole::body, qtTrId("Restez immobile…"), &AppColors::textSecondary));
-    column.addSpacing(6);
+  void buildCounting(QBoxLayout& column) {
     count_ = centredLabel(TextRole::count, QString::number(shown_.remaining));
     setAccessibleRole(*count_, QAccessible::Notification);
-    column.addWidget(count_);
+    addItems(column, {centredLabel(TextRole::body, qtTrId("Restez immobile…"), &AppColors::textSecondary), 6,
+                      count_});
   }
 
-  void buildMeasuring(QVBoxLayout& column) {
-    column.addWidget(new Spinner, 0, Qt::AlignHCenter);
-    column.addSpacing(14);
-    column.addWidget(centredLabel(TextRole::headline, qtTrId("Mesure en cours…")));
-    column.addSpacing(8);
-    column.addWidget(centredLabel(TextRole::caption, qtTrId("3 secondes"), &AppColors::textSecondary));
+  static void buildMeasuring(QBoxLayout& column) {
+    addItems(column, {centred(new Spinner), 14, centredLabel(TextRole::headline, qtTrId("Mesure en cours…")),
+                      8, centredLabel(TextRole::caption, qtTrId("3 secondes"), &AppColors::textSecondary)});
   }
 
-  void buildDone(QVBoxLayout& column) {
-    column.addWidget(symbolView(QStringLiteral("checkmark.circle.fill"), 48, &AppColors::success), 0,
-                     Qt::AlignHCenter);
-    column.addSpacing(7);
+  void buildDone(QBoxLayout& column) {
     QString words = qtTrId("Distance estimée : %lld cm");
     words.replace(QStringLiteral(" : "), QStringLiteral("\u00A0: "));
     words.replace(QLatin1String("%lld cm"), withCentimetres(shown_.distanceCm));
-    column.addWidget(centredLabel(TextRole::title3, words));
-    column.addSpacing(6);
-    auto* adjuster = boxIn<QHBoxLayout>(nullptr, {}, 8);
-    column.addLayout(adjuster);
     minus_ = new RoundButton(QStringLiteral("minus.circle"), qtTrId("Réduire la distance"));
     plus_ = new RoundButton(QStringLiteral("plus.circle"), qtTrId("Augmenter la distance"));
     connect(minus_, &QAbstractButton::clicked, this, [this] { adjust(-stepCm); });
@@ -270,25 +249,19 @@ class CalibrationView final : public QWidget {
     value_ = new TextLabel(TextRole::title3);
     value_->setMinimumWidth(qRound(valueWidth * Theme::shared().textScale()));
     value_->setAlignment(Qt::AlignCenter);
-    adjuster->addStretch();
-    adjuster->addWidget(minus_);
-    adjuster->addWidget(value_);
-    adjuster->addWidget(plus_);
-    adjuster->addStretch();
-    column.addSpacing(6);
-    column.addWidget(
-        paragraph(qtTrId("Vous pouvez ajuster cette valeur si elle vous semble incorrecte."), 40));
+    addItems(column,
+             {centred(symbolView(QStringLiteral("checkmark.circle.fill"), 48, &AppColors::success)), 7,
+              centredLabel(TextRole::title3, words), 6,
+              lineIn(nullptr, {}, 8, {stretch, minus_, value_, plus_, stretch}), 6,
+              paragraph(qtTrId("Vous pouvez ajuster cette valeur si elle vous semble incorrecte."), 40)});
     showDistance();
   }
 
-  void buildFailed(QVBoxLayout& column) {
-    column.addWidget(
-        symbolView(QStringLiteral("exclamationmark.triangle.fill"), 40, &AppColors::warningGraphic), 0,
-        Qt::AlignHCenter);
-    column.addSpacing(10);
-    column.addWidget(centredLabel(TextRole::headline, qtTrId("Calibration échouée")));
-    column.addSpacing(6);
-    column.addWidget(paragraph(qtTrId(shown_.message.c_str()), 30));
+  void buildFailed(QBoxLayout& column) const {
+    const QString symbol = QStringLiteral("exclamationmark.triangle.fill");
+    addItems(column, {centred(symbolView(symbol, 40, &AppColors::warningGraphic)), 10,
+                      centredLabel(TextRole::headline, qtTrId("Calibration échouée")), 6,
+                      paragraph(qtTrId(shown_.message.c_str()), 30)});
   }
 
   PushButton* addButton(QBoxLayout& line, PushButton::Kind kind, const QString& words, int width,
@@ -324,7 +297,7 @@ class CalibrationView final : public QWidget {
   const std::function<void()> onDone;
   std::int64_t adjustedDistance = 0;  // 0 means not adjusted
   Phase shown_ = Phase::idle();
-  QVBoxLayout* column_;
+  QBoxLayout* column_;
   EyeLogo* logo_;
   QWidget* content_ = nullptr;  // what the phase shows; all that follows is in it
   PushButton* primary_ = nullptr;
@@ -343,7 +316,7 @@ void openCalibrationSheet(QWidget& window, std::shared_ptr<CalibrationSession> s
   auto* whole = new ToolbarPage(leaveWords, {9, 8, 0, 0});
   auto* view = new CalibrationView(std::move(session), [sheet] { sheet->dismiss(); });
   whole->setPage(view);
-  boxIn<QVBoxLayout>(sheet->panel(), {1, 0, 1, 0})->addWidget(whole);
+  columnIn(sheet->panel(), {1, 0, 1, 0}, 0, {whole});
   sheet->setAccessibleName(qtTrId("Calibration de distance"));
   QObject::connect(whole->leaveButton(), &PushButton::clicked, sheet, &Sheet::dismiss);
   sheet->onEscape = [sheet, view] {

@@ -2,9 +2,7 @@
 #include "views/camera_preview_view.h"
 
 #include <QImage>
-#include <QPainter>
 #include <QPainterPath>
-#include <algorithm>
 #include <utility>
 
 #include "views/controls/painting.h"

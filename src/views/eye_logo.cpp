@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "views/eye_logo.h"
 
-#include <QPainter>
 #include <QPainterPath>
 #include <QRadialGradient>
 #include <QRandomGenerator>

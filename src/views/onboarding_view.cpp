@@ -3,7 +3,6 @@
 
 #include <QCloseEvent>
 #include <QKeyEvent>
-#include <QPainter>
 #include <QPointer>
 #include <algorithm>
 #include <cmath>
@@ -12,7 +11,6 @@
 #include "settings/filter_settings.h"
 #include "views/calibration_view.h"
 #include "views/controls/labels.h"
-#include "views/controls/layout.h"
 #include "views/controls/painting.h"
 #include "views/theme.h"
 
@@ -78,47 +76,46 @@ class OnboardingPageLayout : public QWidget {
 
   explicit OnboardingPageLayout(const Content& content)
       : primary_(new PushButton(PushButton::Kind::primary, content.primaryLabel)) {
-    auto* column = boxIn<QVBoxLayout>(this, {0, 28, 0, 0});
-    column->addWidget(symbolView(content.header, 48, &AppColors::primary, 96), 0, Qt::AlignHCenter);
-    column->addSpacing(20);
     auto* title = centredLabel(TextRole::title1, content.title);
     title->setContentsMargins(textSide / 2, 0, textSide / 2, 0);
-    column->addWidget(title);
-    column->addSpacing(10);
     auto* words = centredLabel(TextRole::body, content.text, &AppColors::textSecondary);
     words->setBalanced(true);
     words->setLineHeight(textLine);
     words->setContentsMargins(textSide, 0, textSide, 12);
     words->setMinimumHeight(textHeight);
-    column->addWidget(words);
     primary_->setButtonHeight(40);
     primary_->setMinimumWidth(264);
     connect(primary_, &PushButton::clicked, this, content.primaryAction);
-    column->addWidget(primary_, 0, Qt::AlignHCenter);
-    column->addSpacing(6);
-    addSecond(*column, content);
-    column->addStretch(1);
+    columnIn(this, {0, 28, 0, 0}, 0,
+             {centred(symbolView(content.header, 48, &AppColors::primary, 96)),
+              20,
+              title,
+              10,
+              words,
+              centred(primary_),
+              6,
+              second(content),
+              {stretch, 1}});
   }
 
   [[nodiscard]] PushButton* primaryButton() const { return primary_; }
 
  private:
-  void addSecond(QVBoxLayout& column, const Content& content) {
+  /// The second button, or what takes its place.
+  LayoutItem second(const Content& content) {
     if (!content.secondaryLabel.isEmpty()) {
       auto* secondary = new PushButton(PushButton::Kind::plain, content.secondaryLabel);
       secondary->setButtonHeight(secondaryHeight);
       connect(secondary, &PushButton::clicked, this, content.secondaryAction);
-      column.addWidget(secondary, 0, Qt::AlignHCenter);
-    } else if (!content.notice.isEmpty()) {
-      auto* notice = centredLabel(TextRole::subheadline, content.notice, &AppColors::warning);
-      notice->setContentsMargins(textSide, 0, textSide, 0);
-      notice->setAlignment(Qt::AlignCenter);
-      notice->setMinimumHeight(secondaryHeight);
-      column.addWidget(notice);
-      primary_->setAccessibleDescription(content.notice);
-    } else {
-      column.addSpacing(secondaryHeight);
+      return centred(secondary);
     }
+    if (content.notice.isEmpty()) return secondaryHeight;
+    auto* notice = centredLabel(TextRole::subheadline, content.notice, &AppColors::warning);
+    notice->setContentsMargins(textSide, 0, textSide, 0);
+    notice->setAlignment(Qt::AlignCenter);
+    notice->setMinimumHeight(secondaryHeight);
+    primary_->setAccessibleDescription(content.notice);
+    return notice;
   }
 
   PushButton* primary_;
@@ -250,10 +247,7 @@ OnboardingView::OnboardingView(Parts parts)
       parts_(std::move(parts)),
       scroll_(new ScrollPage),
       dots_(new PageDots) {
-  auto* column = boxIn<QVBoxLayout>(this, {0, 0, 0, 24});
-  column->addWidget(scroll_, 1);
-  column->addSpacing(17);
-  column->addWidget(dots_, 0, Qt::AlignHCenter);
+  columnIn(this, {0, 0, 0, 24}, 0, {{scroll_, 1}, 17, centred(dots_)});
   setPage(0);
 }
 

@@ -6,15 +6,12 @@
 #include <QGraphicsOpacityEffect>
 #include <QGuiApplication>
 #include <QKeyEvent>
-#include <QPainter>
 #include <QScreen>
-#include <QVariantAnimation>
 #include <algorithm>
 #include <cmath>
 #include <utility>
 
 #include "look/icons.h"
-#include "views/controls/layout.h"
 #include "views/controls/painting.h"
 #include "views/popover_pages.h"
 #include "views/theme.h"
@@ -168,7 +165,7 @@ EyeLogo::Mood moodOf(const FilterState& state) {
 }  // namespace
 
 MenuBarPopoverView::MenuBarPopoverView(Parts parts, QWidget* parent)
-    : QWidget(parent), parts_(std::move(parts)), stack_(boxIn<QVBoxLayout>(this)), home_(new ScrollPage) {
+    : QWidget(parent), parts_(std::move(parts)), stack_(columnIn(this)), home_(new ScrollPage) {
   home_->setPage(buildHome());
   stack_->addWidget(home_);
   switch_->setFocus(Qt::OtherFocusReason);
@@ -180,48 +177,38 @@ MenuBarPopoverView::MenuBarPopoverView(Parts parts, QWidget* parent)
 }
 
 QWidget* MenuBarPopoverView::buildHome() {
+  const auto row = [this](const QString& icon, const QString& label, auto action) {
+    auto* button = new MenuBarButton(icon, label);
+    connect(button, &QAbstractButton::clicked, this, action);
+    return button;
+  };
   auto* home = new QWidget;
-  auto* column = boxIn<QVBoxLayout>(home, {0, 0, 0, side});
-  const auto addDivider = [column] {
-    column->addLayout(insetDivider(side, side));
-    column->addSpacing(between);
-  };
-  const auto addRow = [this, column](const QString& icon, const QString& label, auto action) {
-    auto* row = new MenuBarButton(icon, label);
-    connect(row, &QAbstractButton::clicked, this, action);
-    column->addWidget(row);
-  };
-  column->addLayout(buildHeader(), 1);
-  addDivider();
-  addRow(QStringLiteral("chart.bar.fill"), qtTrId("home_open_stats"), [this] { showPage(Page::stats); });
-  addRow(QStringLiteral("gearshape.fill"), qtTrId("home_open_settings"), parts_.openPreferences);
-  addRow(QStringLiteral("info.circle.fill"), qtTrId("about_title"), [this] { showPage(Page::about); });
-  column->addSpacing(between);
-  addDivider();
-  addRow(QStringLiteral("xmark.circle.fill"), QStringLiteral("Quitter"), parts_.quit);
+  columnIn(
+      home, {0, 0, 0, side}, 0,
+      {{buildHeader(), 1},
+       insetDivider(side, side),
+       between,
+       row(QStringLiteral("chart.bar.fill"), qtTrId("home_open_stats"), [this] { showPage(Page::stats); }),
+       row(QStringLiteral("gearshape.fill"), qtTrId("home_open_settings"), parts_.openPreferences),
+       row(QStringLiteral("info.circle.fill"), qtTrId("about_title"), [this] { showPage(Page::about); }),
+       between,
+       insetDivider(side, side),
+       between,
+       row(QStringLiteral("xmark.circle.fill"), QStringLiteral("Quitter"), parts_.quit)});
   return home;
 }
 
 QLayout* MenuBarPopoverView::buildHeader() {
-  auto* header = boxIn<QHBoxLayout>(nullptr, {side, 8, side, 8}, 12);
-  header->addStrut(qRound(headerHeight * Theme::shared().textScale()) - 16);
   logo_ = new EyeLogo(48);
-  header->addWidget(logo_);
-
-  auto* words = boxIn<QVBoxLayout>(nullptr, {}, 2);
   status_ = new TextLabel(TextRole::caption);
   cause_ = new TextLabel(TextRole::caption, {}, &AppColors::textSecondary);
-  words->addStretch();
-  words->addWidget(new TextLabel(TextRole::popoverTitle, QStringLiteral("Sentrel"), &AppColors::primary));
-  words->addWidget(status_);
-  words->addWidget(cause_);
-  words->addStretch();
-  header->addLayout(words, 1);
-
+  auto* name = new TextLabel(TextRole::popoverTitle, QStringLiteral("Sentrel"), &AppColors::primary);
   switch_ = new ToggleSwitch(qtTrId("Protection"), ToggleSwitch::Click::asks);
   // The switch itself follows what the service publishes.
   connect(switch_, &ToggleSwitch::clicked, this, [this] { parts_.service->toggle(); });
-  header->addWidget(switch_);
+  auto* words = columnIn(nullptr, {}, 2, {stretch, name, status_, cause_, stretch});
+  auto* header = lineIn(nullptr, {side, 8, side, 8}, 12, {logo_, {words, 1}, switch_});
+  header->addStrut(qRound(headerHeight * Theme::shared().textScale()) - 16);
   return header;
 }
 
@@ -323,7 +310,6 @@ void MenuBarPopoverView::keyPressEvent(QKeyEvent* event) {
 
 namespace {
 constexpr int away = 8;
-constexpr int openMs = 120;
 constexpr int slide = 6;
 }  // namespace
 
@@ -357,7 +343,7 @@ PopoverWindow::PopoverWindow(MenuBarPopoverView::Parts parts, Ground ground)
 /// While it opens it comes from its anchor's side.
 QPoint PopoverWindow::contentPlace() const {
   const int way = anchor_.top() < geometry().center().y() ? -slide : slide;
-  return {margin_, margin_ + qRound(way * (1 - presence_))};
+  return {margin_, margin_ + qRound(way * (1 - presence_.value()))};
 }
 
 void PopoverWindow::place() {
@@ -383,23 +369,16 @@ void PopoverWindow::openAt(const QRect& anchor) {
 }
 
 void PopoverWindow::appear() {
-  const int milliseconds = Theme::shared().duration(openMs);
-  if (milliseconds == 0 || margin_ == 0) return;
+  if (margin_ == 0) return;
   auto* veil = new QGraphicsOpacityEffect(content_);
-  auto* opening = new QVariantAnimation(this);
-  connect(opening, &QVariantAnimation::valueChanged, this, [this, veil](const QVariant& value) {
-    presence_ = value.toDouble();
-    veil->setOpacity(presence_);
-    content_->move(contentPlace());
-    update();
-  });
-  connect(opening, &QVariantAnimation::finished, content_, [this] { content_->setGraphicsEffect(nullptr); });
   content_->setGraphicsEffect(veil);
-  opening->setStartValue(0.0);
-  opening->setEndValue(1.0);
-  opening->setDuration(milliseconds);
-  opening->setEasingCurve(QEasingCurve::OutCubic);
-  opening->start(QAbstractAnimation::DeleteWhenStopped);
+  presence_.onStep = [this, veil] {
+    content_->move(contentPlace());
+    veil->setOpacity(presence_.value());
+    if (presence_.value() == 1) content_->setGraphicsEffect(nullptr);
+  };
+  presence_.jumpTo(0);
+  presence_.glideTo(1);
 }
 
 bool PopoverWindow::event(QEvent* event) {
@@ -429,7 +408,7 @@ void PopoverWindow::paintEvent(QPaintEvent* /*event*/) {
     paintBox(painter, box, 0, {}, colors().border);
     return;
   }
-  painter.setOpacity(presence_);
+  painter.setOpacity(presence_.value());
   paintShadow(painter, box, popoverRadius, 1);
   paintBox(painter, box, popoverRadius, colors().surface, colors().border);
 }

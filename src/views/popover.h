@@ -4,7 +4,6 @@
 #include <QPointer>
 #include <QRect>
 #include <QUrl>
-#include <QVBoxLayout>
 #include <QWidget>
 #include <array>
 #include <functional>
@@ -78,7 +77,7 @@ class MenuBarPopoverView : public QWidget {
   const Parts parts_;
   bool showStats = false;
   bool showAbout = false;
-  QVBoxLayout* stack_;
+  QBoxLayout* stack_;
   ScrollPage* home_;
   QWidget* page_ = nullptr;  // over home, or none
   QPointer<Sheet> address_;  // that the person may copy
@@ -121,7 +120,7 @@ class PopoverWindow : public QWidget {
 
   const int margin_;  // around the content, for its shadow; 0 where there is none
   MenuBarPopoverView* content_;
-  double presence_ = 1;  // less while it opens
+  AnimatedValue presence_{*this, 120, QEasingCurve::OutCubic, 1};  // less than 1 while it opens
   QRect anchor_;
 };
 

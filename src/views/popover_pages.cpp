@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "views/popover_pages.h"
 
-#include <QPainter>
 #include <utility>
 
 #include "look/icons.h"
 #include "views/controls/labels.h"
-#include "views/controls/layout.h"
 #include "views/controls/painting.h"
 #include "views/theme.h"
 
@@ -74,36 +72,30 @@ void StatCard::paintEvent(QPaintEvent* /*event*/) {
 StatsView::StatsView(std::shared_ptr<StatsRepository> repository, QWidget* footer,
                      const std::function<void()>& dismissed)
     : statsRepo(std::move(repository)) {
-  auto* column = boxIn<QVBoxLayout>(this);
-  column->addWidget(buildToolbar(dismissed));
-  column->addWidget(divider());
-
-  auto* page = new QWidget;
-  auto* body = boxIn<QVBoxLayout>(page, {side, 12, side, 12});
-  body->addWidget(new TextLabel(TextRole::subheadline, qtTrId("stats_header"), &AppColors::textSecondary));
-  body->addSpacing(9);
+  auto* header = new TextLabel(TextRole::subheadline, qtTrId("stats_header"), &AppColors::textSecondary);
   auto* alerts = new StatCard(QStringLiteral("eye.trianglebadge.exclamationmark.fill"),
                               qtTrId("stats_alerts_label"), StatCard::Highlight::yes);
   auto* sessions =
       new StatCard(QStringLiteral("eye.fill"), qtTrId("stats_sessions_label"), StatCard::Highlight::no);
   auto* time =
       new StatCard(QStringLiteral("clock.fill"), qtTrId("stats_time_label"), StatCard::Highlight::no);
-  body->addWidget(alerts);
-  body->addSpacing(tileGap);
-  auto* pair = boxIn<QHBoxLayout>(nullptr, {}, tileGap);
-  pair->addWidget(sessions, 1);
-  pair->addWidget(time, 1);
-  body->addLayout(pair);
-  body->addSpacing(12);
   auto* reset = new PushButton(PushButton::Kind::secondary, qtTrId("stats_reset"));
   reset->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
   connect(reset, &PushButton::clicked, this, &StatsView::askForReset);
-  body->addWidget(reset);
-  body->addStretch(1);
-  if (footer != nullptr) body->addWidget(footer, 0, Qt::AlignHCenter);
+  auto* page = new QWidget;
+  auto* body = columnIn(page, {side, 12, side, 12}, 0,
+                        {header,
+                         9,
+                         alerts,
+                         tileGap,
+                         lineIn(nullptr, {}, tileGap, {{sessions, 1}, {time, 1}}),
+                         12,
+                         reset,
+                         {stretch, 1}});
+  if (footer != nullptr) addItems(*body, {centred(footer)});
   auto* scroll = new ScrollPage;
   scroll->setPage(page);
-  column->addWidget(scroll, 1);
+  columnIn(this, {}, 0, {buildToolbar(dismissed), divider(), {scroll, 1}});
 
   statsRegistration_ = statsRepo->stats.subscribe([alerts, sessions, time](const FilterStats& stats) {
     alerts->setValue(QString::number(stats.alertCount));
@@ -115,7 +107,6 @@ StatsView::StatsView(std::shared_ptr<StatsRepository> repository, QWidget* foote
 QWidget* StatsView::buildToolbar(const std::function<void()>& dismiss) {
   auto* toolbar = new QWidget;
   toolbar->setMinimumHeight(48);
-  auto* line = boxIn<QHBoxLayout>(toolbar, {12, 0, 12, 0}, 8);
   auto* back = new PushButton(PushButton::Kind::plain, qtTrId("stats_back"));
   back->setSymbol(QStringLiteral("chevron.left"));
   connect(back, &PushButton::clicked, this, dismiss);
@@ -123,10 +114,7 @@ QWidget* StatsView::buildToolbar(const std::function<void()>& dismiss) {
   auto* title = new TextLabel(TextRole::headline, qtTrId("stats_title"));
   title->setAlignment(Qt::AlignVCenter);
   title->setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Preferred);
-  line->addWidget(back);
-  line->addStretch(1);
-  line->addWidget(title);
-  line->addStretch(1);
+  auto* line = lineIn(toolbar, {12, 0, 12, 0}, 8, {back, {stretch, 1}, title, {stretch, 1}});
   // As wide as the button on the other side, so that the title stands in the middle where there is space.
   line->addSpacerItem(new QSpacerItem(back->sizeHint().width(), 0, QSizePolicy::Maximum));
   return toolbar;
@@ -153,9 +141,9 @@ namespace {
 class AboutSection final : public QWidget {
  public:
   AboutSection(const QString& title, const QString& text) {
-    auto* column = boxIn<QVBoxLayout>(this, {}, 1);
-    column->addWidget(new TextLabel(TextRole::subheadlineStrong, title));
-    column->addWidget(new TextLabel(TextRole::subheadline, text, &AppColors::textSecondary));
+    columnIn(this, {}, 1,
+             {new TextLabel(TextRole::subheadlineStrong, title),
+              new TextLabel(TextRole::subheadline, text, &AppColors::textSecondary)});
   }
 };
 
@@ -165,29 +153,26 @@ AboutView::AboutView(const QString& version, QWidget* footer, const std::functio
     : ToolbarPage(qtTrId("Fermer"), {10, 5, 0, 0}) {
   connect(leaveButton(), &PushButton::clicked, this, dismissed);
   setFocusProxy(leaveButton());
+  auto* sections =
+      columnIn(nullptr, {20, 0, 20, 0}, 14,
+               {new AboutSection(qtTrId("about_developer_title"), qtTrId("about_developer_body")),
+                new AboutSection(qtTrId("about_project_title"), qtTrId("about_project_body")),
+                new AboutSection(qtTrId("about_privacy_title"), qtTrId("about_privacy_body"))});
   auto* page = new QWidget;
-  auto* column = boxIn<QVBoxLayout>(page);
-  column->addSpacing(26);
-  column->addWidget(new Canvas(paintAppIcon, 64), 0, Qt::AlignHCenter);
-  column->addSpacing(5);
-  column->addWidget(centredLabel(TextRole::title2, QStringLiteral("Sentrel")));
-  column->addWidget(centredLabel(TextRole::caption, qtTrId("about_version") + QLatin1Char(' ') + version,
-                                 &AppColors::textSecondary));
-  column->addSpacing(12);
-  column->addLayout(insetDivider(side, side));
-  column->addSpacing(12);
-  auto* sections = boxIn<QVBoxLayout>(nullptr, {20, 0, 20, 0}, 14);
-  sections->addWidget(new AboutSection(qtTrId("about_developer_title"), qtTrId("about_developer_body")));
-  sections->addWidget(new AboutSection(qtTrId("about_project_title"), qtTrId("about_project_body")));
-  sections->addWidget(new AboutSection(qtTrId("about_privacy_title"), qtTrId("about_privacy_body")));
-  column->addLayout(sections);
-  column->addStretch(1);
+  auto* column = columnIn(
+      page, {}, 0,
+      {26,
+       centred(new Canvas(paintAppIcon, 64)),
+       5,
+       centredLabel(TextRole::title2, QStringLiteral("Sentrel")),
+       centredLabel(TextRole::caption, qtTrId("about_version") + u' ' + version, &AppColors::textSecondary),
+       12,
+       insetDivider(side, side),
+       12,
+       sections,
+       {stretch, 1}});
   if (footer != nullptr) {
-    column->addSpacing(12);
-    column->addLayout(insetDivider(side, side));
-    column->addSpacing(8);
-    column->addWidget(footer, 0, Qt::AlignHCenter);
-    column->addSpacing(11);
+    addItems(*column, {12, insetDivider(side, side), 8, centred(footer), 11});
   } else {
     column->addSpacing(16);
   }

@@ -3,44 +3,20 @@
 
 #include <QKeyEvent>
 #include <QMouseEvent>
-#include <QPainter>
 #include <algorithm>
 #include <cmath>
-#include <type_traits>
 #include <utility>
 
 #include "look/icons.h"
 #include "views/calibration_view.h"
 #include "views/controls/buttons.h"
 #include "views/controls/labels.h"
-#include "views/controls/layout.h"
 #include "views/controls/painting.h"
 #include "views/theme.h"
 
 namespace sentrel {
 
 // What the page is made of.
-
-/// A rounded surface that holds rows, with hairlines between them.
-class Card final : public QWidget {
- public:
-  Card() : rows_(boxIn<QVBoxLayout>(this, {1, 1, 1, 1})) {}
-
-  /// Takes the row.
-  void addRow(QWidget* row) {
-    if (rows_->count() > 0) rows_->addLayout(insetDivider(16, 0));
-    rows_->addWidget(row);
-  }
-
- protected:
-  void paintEvent(QPaintEvent* /*event*/) override {
-    QPainter painter(this);
-    paintBox(painter, QRectF(rect()), 12, colors().surface, colors().border);
-  }
-
- private:
-  QVBoxLayout* rows_;
-};
 
 /// A label above a smaller hint, with a control beside them; below them where little width is left for words.
 /// A click anywhere in the row turns its switch. The hint becomes the control's description for assistive
@@ -49,16 +25,13 @@ class PrefRow final : public QWidget {
  public:
   /// Takes the control; `label` may be empty.
   PrefRow(const QString& label, const QString& hint, QWidget* rowControl)
-      : row_(boxIn<QHBoxLayout>(this, {side, above, side, above}, besideGap)),
+      : row_(lineIn(this, {side, above, side, above}, besideGap)),
         hint_(new TextLabel(TextRole::subheadline, {}, &AppColors::textSecondary)),
         control(rowControl) {
-    auto* words = boxIn<QVBoxLayout>(nullptr, {}, 2);
-    words->addStretch();
+    auto* words = columnIn(nullptr, {}, 2, {stretch});
     if (!label.isEmpty()) words->addWidget(new TextLabel(TextRole::bodyLabel, label));
-    words->addWidget(hint_);
-    words->addStretch();
-    row_->addLayout(words, 1);
-    row_->addWidget(control, 0, Qt::AlignVCenter);
+    addItems(*words, {hint_, stretch});
+    addItems(*row_, {{words, 1}, {control, 0, Qt::AlignVCenter}});
     setHint(hint);
     connect(&Theme::shared(), &Theme::changed, this, [this] { arrange(); });
   }
@@ -106,6 +79,26 @@ class PrefRow final : public QWidget {
   bool pressed_ = false;
 };
 
+/// A rounded surface that holds rows, with hairlines between them.
+class Card final : public QWidget {
+ public:
+  PrefRow* addRow(const QString& label, const QString& hint, QWidget* control) {
+    auto* row = new PrefRow(label, hint, control);
+    if (rows_->count() > 0) rows_->addLayout(insetDivider(16, 0));
+    rows_->addWidget(row);
+    return row;
+  }
+
+ protected:
+  void paintEvent(QPaintEvent* /*event*/) override {
+    QPainter painter(this);
+    paintBox(painter, QRectF(rect()), 12, colors().surface, colors().border);
+  }
+
+ private:
+  QBoxLayout* rows_ = columnIn(this, {1, 1, 1, 1});
+};
+
 namespace {
 
 /// A symbol followed by the title of a section.
@@ -113,10 +106,9 @@ class SectionHeader final : public QWidget {
  public:
   SectionHeader(const QString& symbol, const QString& title) : icon(symbol) {
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-    auto* line = new QHBoxLayout(this);
     auto* words = new TextLabel(TextRole::headline, title);
     words->setAlignment(Qt::AlignVCenter);
-    line->addWidget(words);
+    auto* line = lineIn(this, {}, 0, {words});
     const auto arrange = [line] {
       line->setContentsMargins(left + Theme::shared().iconSize(pixels) + gap, 0, 0, 0);
     };
@@ -149,21 +141,11 @@ constexpr int betweenSections = 20;
 constexpr int headerToCard = 8;
 
 /// A section below the one before.
-Card& addSection(QVBoxLayout& column, const QString& icon, const QString& title) {
-  column.addSpacing(betweenSections);
-  column.addWidget(divider());
-  column.addSpacing(betweenSections);
-  column.addWidget(new SectionHeader(icon, title));
-  column.addSpacing(headerToCard);
+Card& addSection(QBoxLayout& column, const QString& icon, const QString& title) {
   auto* card = new Card;
-  column.addWidget(card);
+  addItems(column,
+           {betweenSections, divider(), betweenSections, new SectionHeader(icon, title), headerToCard, card});
   return *card;
-}
-
-PrefRow* addRow(Card& card, const QString& label, const QString& hint, QWidget* control) {
-  auto* row = new PrefRow(label, hint, control);
-  card.addRow(row);
-  return row;
 }
 
 /// Locked, asleep or switched away: the window may still be there, but nobody looks at it.
@@ -186,7 +168,7 @@ PreferencesView::PreferencesView(Parts parts)
   draft.launchAtLogin = parts_.loginItem->isEnabled();
 
   auto* content = new QWidget;
-  auto* column = boxIn<QVBoxLayout>(content, {sides, ends, sides, ends});
+  auto* column = columnIn(content, {sides, ends, sides, ends});
   buildCamera(*column);
   buildDetection(addSection(*column, QStringLiteral("eye.fill"), qtTrId("Détection")));
   buildBehaviour(addSection(*column, QStringLiteral("slider.horizontal.3"), qtTrId("Comportement")));
@@ -195,7 +177,7 @@ PreferencesView::PreferencesView(Parts parts)
   buildAdvanced(addSection(*column, QStringLiteral("wrench.and.screwdriver"), qtTrId("Avancé")));
   column->addStretch(1);
   page_->setPage(content);
-  boxIn<QVBoxLayout>(this)->addWidget(page_);
+  columnIn(this, {}, 0, {page_});
 
   discoverCameras();
   showDraft();
@@ -212,18 +194,15 @@ PreferencesView::PreferencesView(Parts parts)
 
 // The sections.
 
-void PreferencesView::buildCamera(QVBoxLayout& column) {
-  column.addWidget(new SectionHeader(QStringLiteral("camera.fill"), qtTrId("Caméra")));
-  column.addSpacing(headerToCard);
+void PreferencesView::buildCamera(QBoxLayout& column) {
   preview_ = new CameraPreviewView(parts_.camera, parts_.mainLoop);
   preview_->setFixedHeight(160);
-  column.addWidget(preview_);
-  column.addSpacing(10);
-  auto* card = new Card;
   cameraPicker_ = new MenuPicker(qtTrId("Caméra"));
   connect(cameraPicker_, &MenuPicker::currentIndexChanged, this, &PreferencesView::chooseCamera);
-  addRow(*card, {}, qtTrId("Sélectionnez la caméra utilisée pour la détection"), cameraPicker_);
-  column.addWidget(card);
+  auto* card = new Card;
+  card->addRow({}, qtTrId("Sélectionnez la caméra utilisée pour la détection"), cameraPicker_);
+  addItems(column, {new SectionHeader(QStringLiteral("camera.fill"), qtTrId("Caméra")), headerToCard,
+                    preview_, 10, card});
 }
 
 void PreferencesView::buildDetection(Card& card) {
@@ -309,7 +288,7 @@ PrefRow* PreferencesView::addSwitch(Card& card, const QString& label, const QStr
     draftChanged();
   });
   refreshers_.emplace_back([this, toggle, field] { toggle->setChecked(draft.*field); });
-  return addRow(card, label, hint, toggle);
+  return card.addRow(label, hint, toggle);
 }
 
 template <class Number>
@@ -318,15 +297,11 @@ PrefRow* PreferencesView::addSlider(Card& card, const QString& label, const QStr
                                     Number FilterSettings::*field) {
   auto* slider = new ValueSlider(label, range, std::move(words));
   slider->onNumber = [this, field](double number) {
-    if constexpr (std::is_integral_v<Number>) {
-      draft.*field = std::llround(number);
-    } else {
-      draft.*field = static_cast<Number>(number);
-    }
+    draft.*field = static_cast<Number>(number);  // whole where the steps are
     draftChanged();
   };
   refreshers_.emplace_back([this, slider, field] { slider->setNumber(static_cast<double>(draft.*field)); });
-  return addRow(card, label, hint, slider);
+  return card.addRow(label, hint, slider);
 }
 
 void PreferencesView::addChoices(Card& card, const QString& label, const QString& hint,
@@ -338,7 +313,7 @@ void PreferencesView::addChoices(Card& card, const QString& label, const QString
     draftChanged();
   };
   refreshers_.emplace_back([this, picker, field] { picker->setValue(draft.*field); });
-  addRow(card, label, hint, picker);
+  card.addRow(label, hint, picker);
 }
 
 /// Its switch shows what the desktop says, also when registering has failed; its words say that it has.
@@ -346,7 +321,7 @@ void PreferencesView::addLaunchAtLogin(Card& card) {
   const QString label = qtTrId("Lancer au démarrage");
   const QString hint = qtTrId("Sentrel se lance automatiquement à l'ouverture de session");
   auto* toggle = new ToggleSwitch(label);
-  auto* row = addRow(card, label, hint, toggle);
+  auto* row = card.addRow(label, hint, toggle);
   connect(toggle, &ToggleSwitch::toggled, this, [this, row, hint](bool on) {
     if (showing_) return;
     parts_.settingsRepo->setLaunchAtLogin(on);
@@ -359,15 +334,13 @@ void PreferencesView::addLaunchAtLogin(Card& card) {
 }
 
 void PreferencesView::addCalibration(Card& card) {
-  auto* measured = new QWidget;
-  auto* line = boxIn<QHBoxLayout>(measured, {}, 14);
   auto* distance = new TextLabel(TextRole::subheadline, {}, &AppColors::textSecondary);
   auto* calibrate = new PushButton(PushButton::Kind::secondary, qtTrId("Calibrer…"));
   connect(calibrate, &PushButton::clicked, this, &PreferencesView::openCalibration);
-  line->addWidget(distance);
-  line->addWidget(calibrate);
+  auto* measured = new QWidget;
+  lineIn(measured, {}, 14, {distance, calibrate});
   measured->setFocusProxy(calibrate);
-  auto* row = addRow(card, qtTrId("Distance de calibration"), {}, measured);
+  auto* row = card.addRow(qtTrId("Distance de calibration"), {}, measured);
   refreshers_.emplace_back([this, row, distance] {
     distance->setWords(draft.isCalibrated ? QStringLiteral("%1 cm").arg(draft.calibrationDistanceCm)
                                           : qtTrId("Non calibré"));

@@ -19,8 +19,6 @@
 #include "views/controls/value_slider.h"
 #include "views/controls/windows.h"
 
-class QVBoxLayout;
-
 namespace sentrel {
 
 class Card;
@@ -54,7 +52,7 @@ class PreferencesView : public FixedWindow {
   void keyPressEvent(QKeyEvent* event) override;
 
  private:
-  void buildCamera(QVBoxLayout& column);
+  void buildCamera(QBoxLayout& column);
   void buildDetection(Card& card);
   void buildBehaviour(Card& card);
   void buildMatrix(Card& card);

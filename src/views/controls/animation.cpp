@@ -35,10 +35,14 @@ void fadeOver(QWidget& widget, int milliseconds) {
 AnimatedValue::AnimatedValue(QWidget& widget, int milliseconds, QEasingCurve::Type curve, double initial)
     : widget_(widget), milliseconds_(milliseconds), value_(initial), target_(initial) {
   animation_.setEasingCurve(curve);
-  QObject::connect(&animation_, &QVariantAnimation::valueChanged, &widget_, [this](const QVariant& value) {
-    value_ = value.toDouble();
-    widget_.update();
-  });
+  QObject::connect(&animation_, &QVariantAnimation::valueChanged, &widget_,
+                   [this](const QVariant& value) { show(value.toDouble()); });
+}
+
+void AnimatedValue::show(double value) {
+  value_ = value;
+  widget_.update();
+  if (onStep) onStep();
 }
 
 void AnimatedValue::glideTo(double target) {
@@ -59,8 +63,7 @@ void AnimatedValue::glideTo(double target) {
 void AnimatedValue::jumpTo(double target) {
   animation_.stop();
   target_ = target;
-  value_ = target;
-  widget_.update();
+  show(target);
 }
 
 }  // namespace sentrel

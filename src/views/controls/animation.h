@@ -4,6 +4,7 @@
 #include <QEasingCurve>
 #include <QVariantAnimation>
 #include <QWidget>
+#include <functional>
 
 namespace sentrel {
 
@@ -17,7 +18,12 @@ class AnimatedValue {
   void glideTo(double target);
   void jumpTo(double target);
 
+  /// Called at each step, after the widget was told to repaint.
+  std::function<void()> onStep;
+
  private:
+  void show(double value);
+
   QWidget& widget_;
   QVariantAnimation animation_;
   const int milliseconds_;

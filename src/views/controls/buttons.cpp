@@ -2,7 +2,6 @@
 #include "views/controls/buttons.h"
 
 #include <QKeyEvent>
-#include <QPainter>
 #include <algorithm>
 #include <cmath>
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "views/controls/labels.h"
 
-#include <QPainter>
 #include <QTextLayout>
 #include <algorithm>
 #include <cmath>

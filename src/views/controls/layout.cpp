@@ -4,13 +4,46 @@
 #include <QApplication>
 #include <QGridLayout>
 #include <QKeyEvent>
-#include <QPainter>
 #include <algorithm>
 
 #include "views/controls/painting.h"
 #include "views/theme.h"
 
 namespace sentrel {
+
+// Lines and columns.
+
+LayoutItem centred(QWidget* widget) {
+  return {widget, 0, Qt::AlignHCenter};
+}
+
+void addItems(QBoxLayout& box, LayoutItems items) {
+  for (const auto& [thing, share, alignment] : items) {
+    if (const auto* widget = std::get_if<QWidget*>(&thing)) {
+      box.addWidget(*widget, share, alignment);
+    } else if (const auto* layout = std::get_if<QLayout*>(&thing)) {
+      box.addLayout(*layout, share);
+    } else if (const int* pixels = std::get_if<int>(&thing)) {
+      box.addSpacing(*pixels);
+    } else {
+      box.addStretch(share);
+    }
+  }
+}
+
+QBoxLayout* columnIn(QWidget* widget, QMargins margins, int spacing, LayoutItems items) {
+  auto* column = new QBoxLayout(QBoxLayout::TopToBottom, widget);
+  column->setContentsMargins(margins);
+  column->setSpacing(spacing);
+  addItems(*column, items);
+  return column;
+}
+
+QBoxLayout* lineIn(QWidget* widget, QMargins margins, int spacing, LayoutItems items) {
+  auto* line = columnIn(widget, margins, spacing, items);
+  line->setDirection(QBoxLayout::LeftToRight);
+  return line;
+}
 
 QWidget* divider() {
   auto* line =
@@ -21,9 +54,7 @@ QWidget* divider() {
 }
 
 QLayout* insetDivider(int left, int right) {
-  auto* line = boxIn<QHBoxLayout>(nullptr, {left, 0, right, 0});
-  line->addWidget(divider());
-  return line;
+  return lineIn(nullptr, {left, 0, right, 0}, 0, {divider()});
 }
 
 // ScrollPage.
@@ -136,10 +167,10 @@ void ScrollPage::keyPressEvent(QKeyEvent* event) {
 ToolbarPage::ToolbarPage(const QString& leaveWords, QMargins aroundButton)
     : leave_(new PushButton(PushButton::Kind::plain, leaveWords)),
       page_(new ScrollPage),
-      grid_(boxIn<QGridLayout>(this)) {
-  auto* toolbar = boxIn<QVBoxLayout>(nullptr, aroundButton);
-  toolbar->addWidget(leave_);
-  grid_->addLayout(toolbar, 0, 0, Qt::AlignLeft | Qt::AlignTop);
+      grid_(new QGridLayout(this)) {
+  grid_->setContentsMargins({});
+  grid_->setSpacing(0);
+  grid_->addLayout(columnIn(nullptr, aroundButton, 0, {leave_}), 0, 0, Qt::AlignLeft | Qt::AlignTop);
   grid_->setRowStretch(1, 1);
   connect(&Theme::shared(), &Theme::changed, this, [this] { arrange(); });
   arrange();

@@ -4,7 +4,8 @@
 #include <QBoxLayout>
 #include <QScrollArea>
 #include <QScrollBar>
-#include <QWidget>
+#include <initializer_list>
+#include <variant>
 
 #include "views/controls/buttons.h"
 
@@ -14,14 +15,30 @@ class QGridLayout;
 
 namespace sentrel {
 
-/// A layout of `widget`, or of none yet, with these margins and this distance between items in pixels.
-template <class Box>
-Box* boxIn(QWidget* widget, QMargins margins = {}, int spacing = 0) {
-  auto* box = new Box(widget);
-  box->setContentsMargins(margins);
-  box->setSpacing(spacing);
-  return box;
-}
+/// In a line or a column, what is empty and as long as the space that is left.
+inline constexpr std::monostate stretch{};
+
+/// One thing in a line or a column: a widget, a layout, a distance in pixels, or `stretch`. It gets `share`
+/// of the space that is left.
+struct LayoutItem {
+  template <class Thing>
+  LayoutItem(Thing what, int shareOfRest = 0, Qt::Alignment where = {})
+      : thing(what), share(shareOfRest), alignment(where) {}
+
+  std::variant<std::monostate, QWidget*, QLayout*, int> thing;
+  int share;
+  Qt::Alignment alignment;
+};
+using LayoutItems = std::initializer_list<LayoutItem>;
+
+/// A widget in the middle of its column, as wide as it wants to be.
+[[nodiscard]] LayoutItem centred(QWidget* widget);
+
+void addItems(QBoxLayout& box, LayoutItems items);
+
+// A layout of `widget`, or of none yet, with these margins and this distance between items in pixels.
+QBoxLayout* columnIn(QWidget* widget, QMargins margins = {}, int spacing = 0, LayoutItems items = {});
+QBoxLayout* lineIn(QWidget* widget, QMargins margins = {}, int spacing = 0, LayoutItems items = {});
 
 /// A hairline, one pixel high.
 [[nodiscard]] QWidget* divider();

@@ -3,7 +3,6 @@
 
 #include <QKeyEvent>
 #include <QListView>
-#include <QPainter>
 #include <QRadioButton>
 #include <QStyledItemDelegate>
 #include <QWheelEvent>
@@ -174,7 +173,7 @@ SegmentedPicker::SegmentedPicker(const QString& name, const std::vector<Choice>&
   setAccessibleName(name);
   setAccessibleRole(*this, QAccessible::Grouping);
   setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
-  auto* line = boxIn<QHBoxLayout>(this, {inset, inset, inset, inset});
+  auto* line = lineIn(this, {inset, inset, inset, inset});
   for (const Choice& choice : choices_) {
     auto* segment = new Segment(choice);
     segment->setAccessibleDescription(name);

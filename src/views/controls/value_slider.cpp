@@ -3,7 +3,6 @@
 
 #include <QAccessibleWidget>
 #include <QMouseEvent>
-#include <QPainter>
 #include <QWheelEvent>
 #include <algorithm>
 #include <cmath>

@@ -3,7 +3,6 @@
 
 #include <QApplication>
 #include <QKeyEvent>
-#include <QPainter>
 #include <QScreen>
 #include <algorithm>
 #include <utility>
@@ -151,26 +150,17 @@ Sheet* openDialog(QWidget& popover, const Dialog& dialog) {
   auto* sheet = new Sheet(popover, {280, 182});
   sheet->setCornerRadius(popoverRadius);
   sheet->setAccessibleName(dialog.words);
-  auto* column = boxIn<QVBoxLayout>(sheet->panel(), {padding, 20, padding, 16});
-  auto* page = new QWidget;
-  auto* said = boxIn<QVBoxLayout>(page, {8, 0, 8, 0}, 6);
-  said->addWidget(symbolView(dialog.symbol, 30, dialog.color), 0, Qt::AlignHCenter);
   auto* words = centredLabel(TextRole::bodyLabel, dialog.words);
   words->setBalanced(true);
-  said->addWidget(words);
-  said->addStretch(1);
+  auto* page = new QWidget;
+  columnIn(page, {8, 0, 8, 0}, 6,
+           {centred(symbolView(dialog.symbol, 30, dialog.color)), words, {stretch, 1}});
   auto* scroll = new ScrollPage;
   scroll->setPage(page);
-  column->addWidget(scroll, 1);
-  column->addSpacing(12);
   auto* cancel = new PushButton(PushButton::Kind::secondary, dialog.cancel);
   auto* confirm = new PushButton(dialog.kind, dialog.confirm);
-  auto* buttons = boxIn<QHBoxLayout>(nullptr, {}, betweenButtons);
-  buttons->addStretch();
-  buttons->addWidget(cancel, 0, Qt::AlignHCenter);
-  buttons->addWidget(confirm, 0, Qt::AlignHCenter);
-  buttons->addStretch();
-  column->addLayout(buttons);
+  auto* buttons = lineIn(nullptr, {}, betweenButtons, {stretch, centred(cancel), centred(confirm), stretch});
+  columnIn(sheet->panel(), {padding, 20, padding, 16}, 0, {{scroll, 1}, 12, buttons});
   QObject::connect(confirm, &PushButton::clicked, sheet, dialog.confirmed);
   for (auto* button : {cancel, confirm})
     QObject::connect(button, &PushButton::clicked, sheet, &Sheet::dismiss);
