@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "views/controls/painting.h"
 
+#include <qdrawutil.h>
 #include <QHash>
 #include <QImage>
+#include <QPixmap>
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <utility>
 
@@ -43,11 +44,13 @@ QImage renderShadow(double radius, const QColor& color, double scale) {
   return image;
 }
 
-const QImage& shadowImage(double radius, const QColor& color, double scale) {
-  static QHash<QString, QImage> images;
+const QPixmap& shadowImage(double radius, const QColor& color, double scale) {
+  static QHash<QString, QPixmap> images;
   const QString key = QStringLiteral("%1/%2/%3").arg(radius).arg(color.rgba()).arg(scale);
   const auto found = images.constFind(key);
-  return found != images.constEnd() ? *found : *images.insert(key, renderShadow(radius, color, scale));
+  return found != images.constEnd()
+             ? *found
+             : *images.insert(key, QPixmap::fromImage(renderShadow(radius, color, scale)));
 }
 
 }  // namespace
@@ -90,24 +93,17 @@ void paintShadow(QPainter& painter, const QRectF& box, double radius, double str
   const double scale = painter.device()->devicePixelRatioF();
   const QColor color = Theme::shared().dark() ? QColor::fromRgbF(0, 0, 0, static_cast<float>(0.45 * strength))
                                               : withAlpha(QColor(13, 15, 46), 0.16 * strength);
-  const QImage& image = shadowImage(radius, color, scale);
-  const double corner = radius + shadowBlur + shadowReach;  // logical
-  const int edge = image.width() / 2;                       // physical
-  const QRectF outer =
-      box.adjusted(-shadowReach, -shadowReach, shadowReach, shadowReach).translated(0, shadowOffset);
-  const double side = std::min(corner, outer.width() / 2);
-  const double height = std::min(corner, outer.height() / 2);
-  const std::array xs{outer.left(), outer.left() + side, outer.right() - side, outer.right()};
-  const std::array ys{outer.top(), outer.top() + height, outer.bottom() - height, outer.bottom()};
-  const std::array cuts{0, edge, edge + 1, image.width()};
+  const QPixmap& image = shadowImage(radius, color, scale);
+  const int corner = qRound(radius + shadowBlur) + shadowReach;  // logical
+  const int edge = image.width() / 2;                            // physical
+  const QRect outer =
+      box.translated(0, shadowOffset).toRect().adjusted(-shadowReach, -shadowReach, shadowReach, shadowReach);
+  const int side = std::min(corner, outer.width() / 2);
+  const int height = std::min(corner, outer.height() / 2);
   painter.save();
   painter.setRenderHint(QPainter::SmoothPixmapTransform);
-  for (std::size_t row = 0; row < 3; ++row) {
-    for (std::size_t column = 0; column < 3; ++column) {
-      painter.drawImage(QRectF(QPointF(xs[column], ys[row]), QPointF(xs[column + 1], ys[row + 1])), image,
-                        QRectF(QPointF(cuts[column], cuts[row]), QPointF(cuts[column + 1], cuts[row + 1])));
-    }
-  }
+  qDrawBorderPixmap(&painter, outer, {side, height, side, height}, image, image.rect(),
+                    {edge, edge, edge, edge});
   painter.restore();
 }
 

@@ -6,7 +6,6 @@
 #include <QRectF>
 #include <QWidget>
 #include <functional>
-#include <utility>
 
 namespace sentrel {
 
