@@ -23,39 +23,30 @@ namespace {
 
 constexpr double symbolUnits = 24;
 
-/// Takes the numbers before the next command. Commas and spaces are between them, or the sign of the next.
-std::vector<double> takeNumbers(QStringView& rest) {
-  std::vector<double> numbers;
-  while (!rest.isEmpty() && !rest.front().isLetter()) {
-    qsizetype length = 1;
-    if (!rest.front().isSpace() && rest.front() != u',') {
-      while (length < rest.size() && (rest[length].isDigit() || rest[length] == u'.')) ++length;
-      numbers.push_back(rest.first(length).toDouble());
-    }
-    rest = rest.sliced(length);
-  }
-  return numbers;
-}
-
-/// Reads the path data of our own drawings: the absolute commands M, L, C and Z. Empty for anything else.
-QPainterPath readPath(QStringView rest) {
+/// Reads the path data of our own drawings, which have no other commands than the absolute M, L, C and Z.
+QPainterPath readPath(QString data) {
+  for (const QChar command : QStringView(u"MLCZ")) data.replace(command, u' ' + command + u' ');
+  const QStringList words = data.split(u' ', Qt::SkipEmptyParts);
   QPainterPath path;
-  while (!rest.isEmpty()) {
-    const QChar command = rest.front();
-    rest = rest.sliced(1);
-    const std::vector<double> n = takeNumbers(rest);
-    const std::size_t step = command == u'C' ? 6 : 2;
-    if (!QStringView(u"MLCZ").contains(command) || n.size() % step != 0) return {};
-    for (std::size_t i = 0; i < n.size(); i += step) {
-      if (command == u'C') {
-        path.cubicTo(n[i], n[i + 1], n[i + 2], n[i + 3], n[i + 4], n[i + 5]);
-      } else if (command == u'M' && i == 0) {
-        path.moveTo(n[i], n[i + 1]);
-      } else {
-        path.lineTo(n[i], n[i + 1]);
-      }
+  QChar command;
+  std::vector<double> n;  // the numbers behind it
+  for (const QString& word : words) {
+    if (word.front().isLetter()) {
+      command = word.front();
+      if (command == u'Z') path.closeSubpath();
+      continue;
     }
-    if (command == u'Z') path.closeSubpath();
+    n.push_back(word.toDouble());
+    if (n.size() < (command == u'C' ? 6 : 2)) continue;
+    if (command == u'C') {
+      path.cubicTo(n[0], n[1], n[2], n[3], n[4], n[5]);
+    } else if (command == u'M') {
+      path.moveTo(n[0], n[1]);
+      command = u'L';
+    } else {
+      path.lineTo(n[0], n[1]);
+    }
+    n.clear();
   }
   return path;
 }
@@ -67,7 +58,7 @@ QPainterPath readSymbol(const QString& symbol) {
   QXmlStreamReader xml(&file);
   while (!xml.atEnd()) {
     if (xml.readNext() == QXmlStreamReader::StartElement && xml.name() == u"path")
-      return readPath(xml.attributes().value(QLatin1String("d")).trimmed());
+      return readPath(xml.attributes().value(QLatin1String("d")).toString());
   }
   return {};
 }
