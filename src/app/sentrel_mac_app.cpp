@@ -18,7 +18,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
-#include <string>
 #include <thread>
 #include <utility>
 
@@ -55,37 +54,18 @@ void refuseOwnBus() {
   if (!found) qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
 }
 
-/// The arguments of the Qt application, which keeps references to them: windows where the session shows them,
-/// and only painting into memory where there is no display.
-struct QtArguments {
-  explicit QtArguments(char* program) {
-    // In the order in which Qt tries them; the last one always works.
-    if (!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")) platforms += "wayland;";
-    if (!qEnvironmentVariableIsEmpty("DISPLAY")) platforms += "xcb;";
-    platforms += "offscreen";
-    values = {program, option.data(), platforms.data(), nullptr};
-  }
-  ~QtArguments() = default;
-  QtArguments(const QtArguments&) = delete;
-  QtArguments& operator=(const QtArguments&) = delete;
-
-  std::string option = "-platform";
-  std::string platforms;
-  std::array<char*, 4> values{};
-  int count = 3;
-};
-
-/// What comes first changes the environment, which is safe only now: no other thread runs yet.
-QtArguments& qtArguments(char* program) {
-  static QtArguments arguments = [program] {
-    refuseOwnBus();
-    // Newer versions of Qt ask the portal while the application is made, for what is not used here, and wait
-    // for a bus that does not answer.
-    qputenv("QT_NO_XDG_DESKTOP_PORTAL", "1");
-    reserveActivationToken();
-    return QtArguments(program);
-  }();
-  return arguments;
+void prepareEnvironment() {
+  refuseOwnBus();
+  // Newer versions of Qt ask the portal while the application is made, for what is not used here, and wait
+  // for a bus that does not answer.
+  qputenv("QT_NO_XDG_DESKTOP_PORTAL", "1");
+  // Windows where the session shows them, in the order in which Qt tries it. The last one paints into memory
+  // and always works.
+  QByteArray platforms;
+  if (!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")) platforms += "wayland;";
+  if (!qEnvironmentVariableIsEmpty("DISPLAY")) platforms += "xcb;";
+  qputenv("QT_QPA_PLATFORM", platforms + "offscreen");
+  reserveActivationToken();
 }
 
 /// Holds back what ends the program, for this thread and those that it starts. Gives a descriptor that
@@ -96,6 +76,12 @@ int holdBackSignals() {
   for (const int signal : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&signals, signal);
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   return signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
+/// What is safe only now, while no other thread runs. Gives the signals' descriptor.
+int beforeQtStarts() {
+  prepareEnvironment();
+  return holdBackSignals();
 }
 
 /// Has windows on Wayland paint only once the compositor has shown their last picture. Qt paints whenever
@@ -153,8 +139,8 @@ void boundTheEnd(int code) {
 
 SentrelMacApp::SentrelMacApp(char** argv, Launch launch)
     : launch_(launch),
-      signals_(holdBackSignals()),
-      application_(qtArguments(argv[0]).count, qtArguments(argv[0]).values.data()),
+      signals_(beforeQtStarts()),
+      application_(argumentCount_, argv),
       mainLoop_(std::make_shared<QtMainLoop>()),
       sessionBus_(std::make_shared<Bus>(mainLoop_, BusKind::session)),
       bus_(mainLoop_, sessionBus_, launch) {

@@ -33,7 +33,8 @@ class SentrelMacApp {
 
   const Launch launch_;
   bool quitAsked_ = false;
-  const int signals_;  // a descriptor; the signals are held back before Qt starts a thread
+  const int signals_;      // a descriptor; the signals are held back before Qt starts a thread
+  int argumentCount_ = 1;  // the program's name: the application keeps a reference
   QApplication application_;
   std::unique_ptr<QSocketNotifier> signalNotifier_;
   std::unique_ptr<QObject> paintFilter_;
