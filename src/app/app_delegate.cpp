@@ -3,7 +3,6 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <string>
 #include <system_error>
 #include <utility>
 
@@ -48,29 +47,30 @@ AppDelegate::~AppDelegate() {
 void AppDelegate::applicationDidFinishLaunching() {
   AVCaptureManager::shared()->followSelection(SettingsRepository::shared());
   service_ = PrivacyFilterService::shared();
-  tellTheBus();
-  tellThePerson();
-  const auto keep = [this](Registration registration) { registrations_.push_back(std::move(registration)); };
-  keep(uses_.bus.activated.connect([this] {
-    const bool begins = begin();
-    if (!uses_.menuBarController) return;
-    if (begins) {
-      uses_.menuBarController->showPopoverWithoutTray();
-    } else {
-      uses_.menuBarController->showPopover();
-    }
-  }));
-  keep(uses_.bus.actionActivated.connect([this](const QString& action) { performAction(action); }));
-  keep(Platform::current().notifications->chosen.connect([this](const std::string&) {
-    if (uses_.menuBarController) uses_.menuBarController->showPopover();
-  }));
-  // Without the person's consent the camera stays closed, and a start waits for it.
-  keep(uses_.consent->asked.connect([this] { askForConsent(); }));
-  keep(service_->isStarting().onChange([this](bool starting) {
-    if (!starting) return;
-    begun_ = true;
-    Platform::current().notifications->remove(offNotification);
-  }));
+  const auto notifications = Platform::current().notifications;
+  const auto backend = Platform::current().overlayBackend;
+  registrations_ = {
+      service_->fsmState().subscribe([this](const FilterState& state) { uses_.bus.setState(state); }),
+      service_->isActive().subscribe([this](bool active) { uses_.bus.setActive(active); }),
+      StatsRepository::shared()->stats.subscribe(
+          [this](const FilterStats& stats) { uses_.bus.setAlertCount(stats.alertCount); }),
+      CameraControl::shared()->failure().subscribe([this](const std::optional<CameraFailure>& failure) {
+        if (failure) reportCameraFailure(*failure);
+        watchForModels(failure);
+      }),
+      backend->limitationChanged.connect([backend] { reportLimitation(*backend); }),
+      uses_.bus.activated.connect([this](const QString& action) { performAction(action); }),
+      notifications->chosen.connect([this](const std::string&) {
+        if (uses_.menuBarController) uses_.menuBarController->showPopover();
+      }),
+      // Without the person's consent the camera stays closed, and a start waits for it.
+      uses_.consent->asked.connect([this] { askForConsent(); }),
+      service_->isStarting().onChange([this, notifications](bool starting) {
+        if (!starting) return;
+        begun_ = true;
+        notifications->remove(offNotification);
+      })};
+  reportLimitation(*backend);
   // A program that only reads a property makes the bus start us. That alone does not switch protection on,
   // because the person may just have quit; the first message that asks for an action does.
   if (uses_.launch == Launch::person) begin();
@@ -122,26 +122,6 @@ void AppDelegate::showOnboarding() {
   onboardingWindow->present();
 }
 
-void AppDelegate::tellTheBus() {
-  registrations_.push_back(
-      service_->fsmState().subscribe([this](const FilterState& state) { uses_.bus.setState(state); }));
-  registrations_.push_back(
-      service_->isActive().subscribe([this](bool active) { uses_.bus.setActive(active); }));
-  registrations_.push_back(StatsRepository::shared()->stats.subscribe(
-      [this](const FilterStats& stats) { uses_.bus.setAlertCount(stats.alertCount); }));
-}
-
-void AppDelegate::tellThePerson() {
-  registrations_.push_back(
-      CameraControl::shared()->failure().subscribe([this](const std::optional<CameraFailure>& failure) {
-        if (failure) reportCameraFailure(*failure);
-        watchForModels(failure);
-      }));
-  const auto backend = Platform::current().overlayBackend;
-  registrations_.push_back(backend->limitationChanged.connect([backend] { reportLimitation(*backend); }));
-  reportLimitation(*backend);
-}
-
 /// A missing model file that appears is loaded at once.
 void AppDelegate::watchForModels(const std::optional<CameraFailure>& failure) {
   if (!failure || failure->kind != CameraFailure::Kind::modelMissing) {
@@ -173,6 +153,7 @@ void AppDelegate::performAction(const QString& action) {
     if (!begins) service_->toggle();
   } else if (uses_.menuBarController) {
     MenuBarController& windows = *uses_.menuBarController;
+    if (action.isEmpty()) begins ? windows.showPopoverWithoutTray() : windows.showPopover();
     if (action == QLatin1String("preferences")) windows.openPreferences();
     if (action == QLatin1String("statistics")) windows.showPage(MenuBarPopoverView::Page::stats);
     if (action == QLatin1String("about")) windows.showPage(MenuBarPopoverView::Page::about);

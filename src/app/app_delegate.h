@@ -4,11 +4,11 @@
 #include <QFileSystemWatcher>
 #include <QPointer>
 #include <QString>
+#include <array>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "app/menu_bar_controller.h"
 #include "app/program_bus.h"
@@ -50,8 +50,6 @@ class AppDelegate {
   void tellSwitchedOff() const;
   void askForConsent();
   void showOnboarding();
-  void tellTheBus();
-  void tellThePerson();
   void watchForModels(const std::optional<CameraFailure>& failure);
   void performAction(const QString& action);
 
@@ -59,7 +57,7 @@ class AppDelegate {
   QPointer<OnboardingView> onboardingWindow;
   std::shared_ptr<PrivacyFilterService> service_;
   bool begun_ = false;  // protection was switched on, whether or not it still is
-  std::vector<Registration> registrations_;
+  std::array<Registration, 9> registrations_;
   std::unique_ptr<QFileSystemWatcher> modelWatch_;  // while a model is missing
 };
 

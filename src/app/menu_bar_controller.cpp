@@ -65,20 +65,22 @@ MenuBarController::MenuBarController(Actions actions, std::shared_ptr<Bus> sessi
       service_(PrivacyFilterService::shared()),
       camera_(AVCaptureManager::shared()),
       cameraControl_(CameraControl::shared()),
-      statusItem({.activated = [this](const QRect& anchor) { togglePopover(anchor); },
-                  .open = [this] { showPopover(); },
-                  .toggleProtection = [this] { service_->toggle(); },
-                  .quit = actions_.quit},
-                 bus_) {
+      toggle_(new QAction(&menu_)),
+      statusItem(
+          menu_, [this](const QRect& anchor) { togglePopover(anchor); }, bus_) {
+  menu_.addAction(qtTrId("tray_open"), [this] { showPopover(); });
+  menu_.addAction(toggle_);
+  QObject::connect(toggle_, &QAction::triggered, [this] { service_->toggle(); });
+  menu_.addSeparator();
+  menu_.addAction(QStringLiteral("Quitter"), actions_.quit);
   const auto update = [this](const auto&) { updateStatusItem(); };
-  registrations_.push_back(service_->fsmState().onChange(update));
-  registrations_.push_back(service_->isActive().onChange(update));
-  registrations_.push_back(service_->isStarting().onChange(update));
-  registrations_.push_back(cameraControl_->failure().onChange(update));
   updateStatusItem();
-  registrations_.push_back(
-      service_->fsmState().subscribe([this](const FilterState&) { tellScreenReaders(); }));
-  registrations_.push_back(sentrelOpenPreferences().connect([this] { openPreferences(); }));
+  registrations_ = {service_->fsmState().onChange(update),
+                    service_->isActive().onChange(update),
+                    service_->isStarting().onChange(update),
+                    cameraControl_->failure().onChange(update),
+                    service_->fsmState().subscribe([this](const auto&) { tellScreenReaders(); }),
+                    sentrelOpenPreferences().connect([this] { openPreferences(); })};
 }
 
 void MenuBarController::updateStatusItem() {
@@ -86,7 +88,7 @@ void MenuBarController::updateStatusItem() {
   // A start that waits for its camera does not protect, so the icon is that of a pause.
   const bool waits = service_->isStarting() && !cause.isEmpty();
   statusItem.setState(waits ? StatusBarIcon::IconState::paused : iconOf(service_->fsmState()));
-  statusItem.setActive(service_->isSwitchedOn());
+  toggle_->setText(service_->isSwitchedOn() ? qtTrId("tray_disable") : qtTrId("tray_enable"));
   QString words = QStringLiteral("Sentrel\n") + statusWords(service_->fsmState()).words;
   if (!cause.isEmpty()) words += QStringLiteral("\n") + cause;
   statusItem.setToolTip(words);

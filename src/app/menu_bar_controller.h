@@ -5,10 +5,10 @@
 #include <QObject>
 #include <QPointer>
 #include <QUrl>
+#include <array>
 #include <functional>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "app/status_item.h"
 #include "detection/av_capture_manager.h"
@@ -66,13 +66,15 @@ class MenuBarController {
   const std::shared_ptr<PrivacyFilterService> service_;
   const std::shared_ptr<AVCaptureManager> camera_;
   const std::shared_ptr<CameraControl> cameraControl_;
+  QMenu menu_;
+  QAction* toggle_;
   StatusItem statusItem;
   std::unique_ptr<QWidget> banner_;  // its words for screen readers
   QPointer<PopoverWindow> popover;
   QElapsedTimer sinceClosed_;  // a click on the icon takes the focus first, which closes the popover
   QPointer<PreferencesView> prefsWindow;
   QObject trayTimeout_;  // what waits for a tray waits no longer than this lives
-  std::vector<Registration> registrations_;
+  std::array<Registration, 6> registrations_;
 };
 
 }  // namespace sentrel

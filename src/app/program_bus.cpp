@@ -3,7 +3,6 @@
 
 #include <unistd.h>
 
-#include <QtGlobal>
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -167,7 +166,7 @@ void ProgramBus::finish(InstanceRole role) {
   if (auto outcome = std::exchange(outcome_, nullptr)) outcome(role);
   const auto early = std::exchange(early_, {});
   if (role != InstanceRole::first) return;
-  for (const QString& action : early) deliver(action);
+  for (const QString& action : early) activated.emit(action);
 }
 
 /// The activation itself, documents to open, of which there are none, or an action.
@@ -186,17 +185,9 @@ int ProgramBus::called(sd_bus_message* message, void* self, sd_bus_error* error)
   if (bus.outcome_) {
     bus.early_.push_back(action);
   } else {
-    bus.deliver(action);
+    bus.activated.emit(action);
   }
   return sd_bus_reply_method_return(message, "");
-}
-
-void ProgramBus::deliver(const QString& action) {
-  if (action.isEmpty()) {
-    activated.emit();
-  } else {
-    actionActivated.emit(action);
-  }
 }
 
 void ProgramBus::setState(const FilterState& state) {

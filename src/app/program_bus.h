@@ -62,9 +62,9 @@ class ProgramBus {
   /// Onlookers since the counters were last set to zero.
   void setAlertCount(std::int64_t count);
 
-  Signal<> activated;
-  /// One of "toggle", "preferences", "statistics", "about" and "quit".
-  Signal<QString> actionActivated;
+  /// One of "toggle", "preferences", "statistics", "about" and "quit"; empty where the program itself is
+  /// meant.
+  Signal<QString> activated;
 
   /// The properties as sd-bus reads them.
   struct Values {
@@ -81,7 +81,6 @@ class ProgramBus {
   void nameAnswered(const BusMessage& reply);
   void activateOther();
   void finish(InstanceRole role);
-  void deliver(const QString& action);
   void announce(const char* property);
 
   const std::shared_ptr<MainLoop> mainLoop_;

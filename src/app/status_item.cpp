@@ -44,13 +44,8 @@ QColor labelColor() {
 
 }  // namespace
 
-StatusItem::StatusItem(Actions actions, const std::shared_ptr<Bus>& sessionBus)
-    : BusService(sessionBus, "org.kde.StatusNotifierWatcher"), actions_(std::move(actions)) {
-  menu_.addAction(qtTrId("tray_open"), [this] { actions_.open(); });
-  toggle_ = menu_.addAction({}, [this] { actions_.toggleProtection(); });
-  menu_.addSeparator();
-  menu_.addAction(QStringLiteral("Quitter"), [this] { actions_.quit(); });
-  setActive(false);
+StatusItem::StatusItem(QMenu& menu, Activated activated, const std::shared_ptr<Bus>& sessionBus)
+    : BusService(sessionBus, "org.kde.StatusNotifierWatcher"), menu_(menu), activated_(std::move(activated)) {
   QObject::connect(&Theme::shared(), &Theme::changed, &look_, [this] { update(); });
   look_.setSingleShot(true);
   QObject::connect(&look_, &QTimer::timeout, &look_, [this] { lookForX11Tray(); });
@@ -101,7 +96,7 @@ void StatusItem::create() {
   QObject::connect(icon_.get(), &QSystemTrayIcon::activated, icon_.get(),
                    [this](QSystemTrayIcon::ActivationReason reason) {
                      if (reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::DoubleClick)
-                       actions_.activated(anchor());
+                       activated_(anchor());
                    });
   update();
   icon_->show();
@@ -121,10 +116,6 @@ void StatusItem::setState(StatusBarIcon::IconState state) {
 void StatusItem::setToolTip(const QString& words) {
   toolTip_ = words;
   update();
-}
-
-void StatusItem::setActive(bool active) {
-  toggle_->setText(active ? qtTrId("tray_disable") : qtTrId("tray_enable"));
 }
 
 QRect StatusItem::anchor() const {

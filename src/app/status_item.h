@@ -14,25 +14,19 @@
 
 namespace sentrel {
 
-/// The eye in the panel, with a small menu. It is made as soon as some tray takes it, and made anew when the
+/// The eye in the panel, with its menu. It is made as soon as some tray takes it, and made anew when the
 /// tray comes back. Main thread.
 class StatusItem final : private QAbstractNativeEventFilter, private BusService {
  public:
-  struct Actions {
-    std::function<void(const QRect& anchor)>
-        activated;  ///< a plain click; where the icon, or the pointer, is
-    std::function<void()> open;
-    std::function<void()> toggleProtection;
-    std::function<void()> quit;
-  };
+  /// Called for a plain click, with the place of the icon, or of the pointer.
+  using Activated = std::function<void(const QRect& anchor)>;
 
-  /// Trays of the newer kind are found on the session bus.
-  StatusItem(Actions actions, const std::shared_ptr<Bus>& sessionBus);
+  /// Trays of the newer kind are found on the session bus. The menu is the icon's while there is one.
+  StatusItem(QMenu& menu, Activated activated, const std::shared_ptr<Bus>& sessionBus);
   ~StatusItem() override;
 
   void setState(StatusBarIcon::IconState state);
   void setToolTip(const QString& words);
-  void setActive(bool active);
 
   [[nodiscard]] bool isShown() const { return icon_ != nullptr; }
   /// Where the icon is, or the pointer where nobody tells.
@@ -47,11 +41,10 @@ class StatusItem final : private QAbstractNativeEventFilter, private BusService 
   void create();
   void update();
 
-  const Actions actions_;
+  QMenu& menu_;
+  const Activated activated_;
   StatusBarIcon::IconState state_ = StatusBarIcon::IconState::inactive;
   QString toolTip_;
-  QMenu menu_;
-  QAction* toggle_;
   std::unique_ptr<QSystemTrayIcon> icon_;
   std::uint32_t manager_ = 0;  // the atom of the message by which X11 trays say that they are there
   QTimer look_;                // for a tray of the older kind, a moment after the newer kind had its chance
