@@ -64,14 +64,11 @@ QFont monoFont(int pixelSize, QFont::Weight weight) {
   return result;
 }
 
-QFont roundedFont(int pixelSize, QFont::Weight weight) {
-  return font(QStringList{QStringLiteral("Quicksand")} + uiFamilies(), pixelSize, weight);
-}
-
 QFont roleFont(TextRole role, double textScale) {
   const auto [pixels, weight, lineHeight] = styleOf(role);
-  const int scaled = qRound(pixels * textScale);
-  return role == TextRole::count ? roundedFont(scaled, weight) : uiFont(scaled, weight);
+  QStringList families = uiFamilies();
+  if (role == TextRole::count) families.prepend(QStringLiteral("Quicksand"));  // rounded
+  return font(families, qRound(pixels * textScale), weight);
 }
 
 int roleLineHeight(TextRole role) {

@@ -29,7 +29,6 @@ enum class TextRole {
 
 [[nodiscard]] QFont uiFont(int pixelSize, QFont::Weight weight = QFont::Normal);
 [[nodiscard]] QFont monoFont(int pixelSize, QFont::Weight weight = QFont::Normal);
-[[nodiscard]] QFont roundedFont(int pixelSize, QFont::Weight weight = QFont::Bold);
 [[nodiscard]] QFont roleFont(TextRole role, double textScale = 1);
 /// The distance between two lines at 100 % text scale.
 [[nodiscard]] int roleLineHeight(TextRole role);
