@@ -48,24 +48,13 @@ void setAccessibleRole(QWidget& widget, QAccessible::Role role) {
   widget.setProperty(roleProperty, static_cast<int>(role));
 }
 
-FocusRing::FocusRing(QWidget& window) : QObject(&window), window_(window) {
+FocusRing::FocusRing(QWidget& window) : QObject(&window), window_(window), control_(window.focusWidget()) {
   connect(qApp, &QApplication::focusChanged, this, [this](QWidget* /*old*/, QWidget* now) {
-    follow(now != nullptr && window_.isAncestorOf(now) ? now : nullptr);
+    control_ = now != nullptr && window_.isAncestorOf(now) ? now : nullptr;
+    place();
   });
   connect(&Theme::shared(), &Theme::changed, this, [this] { place(); });
   qApp->installEventFilter(this);
-  follow(window_.focusWidget());
-}
-
-void FocusRing::setShown(bool shown) {
-  if (shown == shown_) return;
-  shown_ = shown;
-  place();
-}
-
-void FocusRing::follow(QWidget* control) {
-  control_ = control;
-  place();
 }
 
 void FocusRing::place() {
@@ -100,12 +89,12 @@ bool FocusRing::eventFilter(QObject* watched, QEvent* event) {
   switch (event->type()) {
     case QEvent::KeyPress:
       // NOLINTNEXTLINE: a key event, as its type says
-      if (widget->window() == &window_ &&
-          std::ranges::count(focusKeys, static_cast<QKeyEvent*>(event)->key()))
-        setShown(true);
-      break;
+      if (!std::ranges::count(focusKeys, static_cast<QKeyEvent*>(event)->key())) break;
+      [[fallthrough]];
     case QEvent::MouseButtonPress:
-      if (widget->window() == &window_) setShown(false);
+      if (widget->window() != &window_) break;
+      shown_ = event->type() == QEvent::KeyPress;
+      place();
       break;
     case QEvent::Move:
     case QEvent::Resize:

@@ -36,8 +36,6 @@ class FocusRing final : public QObject {
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
-  void setShown(bool shown);
-  void follow(QWidget* control);
   void place();
 
   QWidget& window_;
