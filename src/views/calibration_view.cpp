@@ -77,41 +77,28 @@ class RoundButton final : public DrawnButton {
   const QString symbol_;
 };
 
-/// A ring that turns once a second while it is seen; without motion it stands still.
-class Spinner final : public QWidget {
- public:
-  Spinner() {
-    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
-    turn_.setInterval(33);
-    connect(&turn_, &QTimer::timeout, this, [this] { update(); });
-    since_.start();
-  }
-  [[nodiscard]] QSize sizeHint() const override { return QSize(1, 1) * Theme::shared().iconSize(48); }
-
- protected:
-  void showEvent(QShowEvent* /*event*/) override {
-    if (!Theme::shared().look().reducedMotion) turn_.start();
-  }
-  void hideEvent(QHideEvent* /*event*/) override { turn_.stop(); }
-
-  void paintEvent(QPaintEvent* /*event*/) override {
-    constexpr double stroke = 5;
-    const bool still = Theme::shared().look().reducedMotion;
-    const QRectF ring = QRectF(rect()).adjusted(stroke / 2, stroke / 2, -stroke / 2, -stroke / 2);
-    QPainter painter(this);
+/// A ring that turns once a second; without motion it stands still.
+QWidget* spinner() {
+  constexpr double stroke = 5;
+  const bool still = Theme::shared().look().reducedMotion;
+  QElapsedTimer since;
+  since.start();
+  const auto paint = [still, since](QPainter& painter, const QRectF& rect) {
+    const QRectF ring = rect.adjusted(stroke / 2, stroke / 2, -stroke / 2, -stroke / 2);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(QPen(withAlpha(colors().primary, 0.2), stroke));
     painter.drawEllipse(ring);
     painter.setPen(QPen(colors().primary, stroke, Qt::SolidLine, Qt::RoundCap));
-    const double turned = still ? 0 : 0.36 * static_cast<double>(since_.elapsed() % 1000);
+    const double turned = still ? 0 : 0.36 * static_cast<double>(since.elapsed() % 1000);
     // Clockwise from the top, in sixteenths of a degree.
     painter.drawArc(ring, qRound((90 - turned) * 16), (still ? -270 : -160) * 16);
-  }
-
- private:
-  QTimer turn_;
-  QElapsedTimer since_;
-};
+  };
+  auto* ring = new Canvas(paint, 48);
+  auto* turn = new QTimer(ring);
+  QObject::connect(turn, &QTimer::timeout, ring, qOverload<>(&QWidget::update));
+  if (!still) turn->start(33);
+  return ring;
+}
 
 /// Leads a person through a calibration: says what to do, counts down, shows the measured distance to accept,
 /// adjust or measure again. When it goes, so does what runs. Main thread.
@@ -234,8 +221,8 @@ class CalibrationView final : public QWidget {
   }
 
   static void buildMeasuring(QBoxLayout& column) {
-    addItems(column, {centred(new Spinner), 14, centredLabel(TextRole::headline, qtTrId("Mesure en cours…")),
-                      8, centredLabel(TextRole::caption, qtTrId("3 secondes"), &AppColors::textSecondary)});
+    addItems(column, {centred(spinner()), 14, centredLabel(TextRole::headline, qtTrId("Mesure en cours…")), 8,
+                      centredLabel(TextRole::caption, qtTrId("3 secondes"), &AppColors::textSecondary)});
   }
 
   void buildDone(QBoxLayout& column) {
