@@ -7,7 +7,6 @@
 #include <cmath>
 #include <utility>
 
-#include "look/icons.h"
 #include "views/calibration_view.h"
 #include "views/controls/buttons.h"
 #include "views/controls/labels.h"
@@ -104,33 +103,14 @@ namespace {
 /// A symbol followed by the title of a section.
 class SectionHeader final : public QWidget {
  public:
-  SectionHeader(const QString& symbol, const QString& title) : icon(symbol) {
+  SectionHeader(const QString& icon, const QString& title) {
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     auto* words = new TextLabel(TextRole::headline, title);
     words->setAlignment(Qt::AlignVCenter);
-    auto* line = lineIn(this, {}, 0, {words});
-    const auto arrange = [line] {
-      line->setContentsMargins(left + Theme::shared().iconSize(pixels) + gap, 0, 0, 0);
-    };
-    connect(&Theme::shared(), &Theme::changed, this, arrange);
-    arrange();
+    lineIn(this, {4, 0, 0, 0}, 8, {symbolView(icon, 18, &AppColors::primary), {words, 1}});
   }
 
   [[nodiscard]] QSize sizeHint() const override { return {0, Theme::shared().grown(24)}; }
-
- protected:
-  void paintEvent(QPaintEvent* /*event*/) override {
-    QPainter painter(this);
-    const double size = Theme::shared().iconSize(pixels);
-    paintSymbol(painter, icon, QRectF(left, (height() - size) / 2, size, size), colors().primary);
-  }
-
- private:
-  static constexpr int pixels = 18;  // of the symbol
-  static constexpr int left = 4;
-  static constexpr int gap = 8;
-
-  const QString icon;
 };
 
 constexpr QSize windowSize(560, 440);
@@ -182,9 +162,8 @@ PreferencesView::PreferencesView(Parts parts)
   discoverCameras();
   showDraft();
   devicesRegistration_ = parts_.camera->session()->devicesChanged.connect([this] { discoverCameras(); });
-  // A calibration, or another window, may save too.
+  // Saved here, by a calibration or by another window.
   settingsRegistration_ = parts_.settingsRepo->settings.onChange([this](const FilterSettings& settings) {
-    if (saving_) return;
     draft = settings;
     showDraft();
   });
@@ -285,7 +264,7 @@ PrefRow* PreferencesView::addSwitch(Card& card, const QString& label, const QStr
   connect(toggle, &ToggleSwitch::toggled, this, [this, field](bool on) {
     if (showing_) return;
     draft.*field = on;
-    draftChanged();
+    parts_.settingsRepo->save(draft);
   });
   refreshers_.emplace_back([this, toggle, field] { toggle->setChecked(draft.*field); });
   return card.addRow(label, hint, toggle);
@@ -298,7 +277,7 @@ PrefRow* PreferencesView::addSlider(Card& card, const QString& label, const QStr
   auto* slider = new ValueSlider(label, range, std::move(words));
   slider->onNumber = [this, field](double number) {
     draft.*field = static_cast<Number>(number);  // whole where the steps are
-    draftChanged();
+    parts_.settingsRepo->save(draft);
   };
   refreshers_.emplace_back([this, slider, field] { slider->setNumber(static_cast<double>(draft.*field)); });
   return card.addRow(label, hint, slider);
@@ -310,7 +289,7 @@ void PreferencesView::addChoices(Card& card, const QString& label, const QString
   auto* picker = new SegmentedPicker(label, choices);
   picker->onValue = [this, field](std::int64_t value) {
     draft.*field = value;
-    draftChanged();
+    parts_.settingsRepo->save(draft);
   };
   refreshers_.emplace_back([this, picker, field] { picker->setValue(draft.*field); });
   card.addRow(label, hint, picker);
@@ -352,13 +331,6 @@ void PreferencesView::addCalibration(Card& card) {
 
 // The draft.
 
-void PreferencesView::draftChanged() {
-  saving_ = true;
-  parts_.settingsRepo->save(draft);
-  saving_ = false;
-  showDraft();
-}
-
 void PreferencesView::showDraft() {
   showing_ = true;
   for (const auto& refresh : refreshers_) refresh();
@@ -394,17 +366,13 @@ void PreferencesView::chooseCamera(int index) {
   if (!id.isEmpty()) chosen = id.toStdString();
   if (chosen == draft.selectedCameraID) return;
   draft.selectedCameraID = chosen;
-  draftChanged();
+  parts_.settingsRepo->save(draft);
   parts_.camera->switchCamera(chosen);
 }
 
 void PreferencesView::openCalibration() {
   if (std::exchange(showCalibration, true)) return;
-  openCalibrationSheet(*this, parts_.newCalibration(), qtTrId("Fermer"), [this] {
-    showCalibration = false;
-    draft = parts_.settingsRepo->settings;
-    showDraft();
-  });
+  openCalibrationSheet(*this, parts_.newCalibration(), qtTrId("Fermer"), [this] { showCalibration = false; });
 }
 
 // The window.

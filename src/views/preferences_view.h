@@ -71,8 +71,6 @@ class PreferencesView : public FixedWindow {
   /// Lists the cameras anew.
   void discoverCameras();
   void chooseCamera(int index);
-  /// Saves the draft and shows it.
-  void draftChanged();
   void showDraft();
 
   const Parts parts_;
@@ -80,7 +78,6 @@ class PreferencesView : public FixedWindow {
   bool showCalibration = false;
   std::vector<CameraDevice> availableCameras;
   bool showing_ = false;                           // the controls follow the draft, not the person
-  bool saving_ = false;                            // what is published now is the draft itself
   std::vector<std::function<void()>> refreshers_;  // each shows a field of the draft in its control
   ScrollPage* page_;
   CameraPreviewView* preview_ = nullptr;
