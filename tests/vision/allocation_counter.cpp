@@ -7,7 +7,6 @@
 // The C library's own names for what is counted here; operator new ends in malloc.
 extern "C" {
 void* __libc_malloc(std::size_t size);                           // NOLINT
-void* __libc_calloc(std::size_t count, std::size_t size);        // NOLINT
 void* __libc_realloc(void* memory, std::size_t size);            // NOLINT
 void* __libc_memalign(std::size_t alignment, std::size_t size);  // NOLINT
 }
@@ -17,45 +16,30 @@ std::atomic<std::size_t> allocations{0};
 }
 
 #if !defined(__SANITIZE_ADDRESS__) && defined(__GLIBC__)
-
 extern "C" {
 void* malloc(std::size_t size) {
   ++allocations;
   return __libc_malloc(size);
 }
-void* calloc(std::size_t count, std::size_t size) {
-  ++allocations;
-  return __libc_calloc(count, size);
-}
 void* realloc(void* memory, std::size_t size) {
   ++allocations;
   return __libc_realloc(memory, size);
 }
-void* memalign(std::size_t alignment, std::size_t size) {
+void* aligned_alloc(std::size_t alignment, std::size_t size) {
   ++allocations;
   return __libc_memalign(alignment, size);
 }
-void* aligned_alloc(std::size_t alignment, std::size_t size) {
-  return memalign(alignment, size);
-}
 int posix_memalign(void** memory, std::size_t alignment, std::size_t size) {
-  *memory = memalign(alignment, size);
+  *memory = aligned_alloc(alignment, size);
   return *memory == nullptr ? ENOMEM : 0;
 }
 }
-
-bool sentrel::test::countsAllocations() {
-  return true;
-}
-
-#else
-
-bool sentrel::test::countsAllocations() {
-  return false;
-}
-
 #endif
 
 std::size_t sentrel::test::allocationCount() {
   return allocations;
+}
+
+bool sentrel::test::countsAllocations() {
+  return allocations > 0;  // no program comes this far without one
 }

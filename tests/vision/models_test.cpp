@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
+//
+// The files of the models, from the disk to what the networks give.
 #include "vision/models.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
+#include <QTemporaryDir>
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstddef>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <random>
 #include <span>
@@ -16,7 +19,7 @@
 #include <vector>
 
 #include "stage/pictures.h"
-#include "vision/network.h"
+#include "vision/inference.h"
 #include "vision/neural_face_detector.h"
 
 namespace sentrel::vision {
@@ -29,108 +32,131 @@ constexpr const char* detection = "face_detection_full_range.tflite";
 constexpr const char* landmarks = "face_landmark.tflite";
 constexpr const char* geometry = "canonical_face.binarypb";
 
-std::vector<std::byte> bytesOf(const char* name) {
-  std::ifstream stream(test::modelFolderPath().toStdString() + "/" + name, std::ios::binary);
-  const std::string text{std::istreambuf_iterator<char>(stream), {}};
-  const auto bytes = std::as_bytes(std::span(text));
-  return {bytes.begin(), bytes.end()};
-}
-
-class ModelFiles : public ::testing::Test {
- protected:
-  ModelFiles() { restore(); }
-  ~ModelFiles() override { fs::remove_all(folder_); }
-  void restore() const {
-    fs::remove_all(folder_);
-    fs::copy(test::modelFolderPath().toStdString(), folder_);
-  }
-
-  const fs::path folder_ = fs::temp_directory_path() / ("sentrel-models-" + std::to_string(getpid()));
-};
-
-TEST_F(ModelFiles, aFaultNamesTheFileAndTheCure) {
+TEST(ModelFiles, nameTheirFaultAndTheCure) {
   struct Case {
-    const char* file;
+    const char* name;
     const char* says;
-    std::function<void(const fs::path&)> damage;
+    void (*damage)(const fs::path&);
   };
   const Case cases[] = {
       {landmarks, "is missing", [](const fs::path& file) { fs::remove(file); }},
       {geometry, "is damaged", [](const fs::path& file) { fs::resize_file(file, 0); }},
       {landmarks, "is damaged",
-       [](const fs::path& file) {
-         std::fstream stream(file, std::ios::in | std::ios::out | std::ios::binary);
-         stream.seekp(700000);
-         stream.put('x');
-       }},
+       [](const fs::path& file) { std::fstream(file, std::ios::in | std::ios::out).seekp(700000).put('x'); }},
       {detection, "cannot be read",
        [](const fs::path& file) {
          fs::remove(file);
          fs::create_directory(file);
        }},
   };
-  for (const Case& each : cases) {
+  const QTemporaryDir temporary;
+  const fs::path folder = temporary.filePath("models").toStdString();
+  const auto restore = [&] {
+    fs::remove_all(folder);
+    fs::copy(test::modelFolderPath().toStdString(), folder);
+  };
+  for (const auto& [name, says, damage] : cases) {
     restore();
-    each.damage(folder_ / each.file);
-    const auto error = NeuralFaceDetector(folder_).prepare();
-    ASSERT_TRUE(error) << each.file;
-    for (const std::string& words :
-         {(folder_ / each.file).string(), std::string(each.says), std::string("scripts/fetch-models")}) {
-      EXPECT_THAT(error->message, HasSubstr(words));
-    }
+    damage(folder / name);
+    NeuralFaceDetector detector(folder);
+    const auto error = detector.prepare();
+    ASSERT_TRUE(error) << name;
+    EXPECT_THAT(error->message, AllOf(HasSubstr((folder / name).string()), HasSubstr(says),
+                                      HasSubstr("scripts/fetch-models")));
+    EXPECT_FALSE(detector.detect(*test::toFrame(QImage(64, 48, QImage::Format_RGB32)), 0));
+    restore();
+    EXPECT_FALSE(detector.prepare()) << "they are read anew";
   }
-}
-
-TEST_F(ModelFiles, preparingAgainAfterAFailureTriesAnew) {
-  NeuralFaceDetector detector(folder_);
-  fs::rename(folder_ / landmarks, folder_ / "away");
-  EXPECT_TRUE(detector.prepare());
-  EXPECT_FALSE(detector.detect(*test::toFrame(QImage(64, 48, QImage::Format_RGB32)), 0));
-  fs::rename(folder_ / "away", folder_ / landmarks);
-  EXPECT_FALSE(detector.prepare());
-  EXPECT_FALSE(detector.prepare());
   EXPECT_FALSE(NeuralFaceDetector(modelFolder()).prepare()) << "found from the build tree";
 }
 
-/// Reads a file cut off or with a few bytes changed, many times over. A reader may take the damage for data
-/// or throw ModelError; anything else, a sanitizer's finding above all, fails the test. Returns how often it
-/// threw.
-template <class Read>
-int readDamaged(const std::vector<std::byte>& intact, std::size_t headerBytes, Read read) {
-  int refused = 0;
-  std::mt19937 random(1);
-  for (std::size_t round = 0; round < 400; ++round) {
-    const std::size_t length = round % 4 == 0 ? random() % intact.size() : intact.size();
-    // A copy of exactly this length, so that a sanitizer sees a read beyond the end.
-    std::vector<std::byte> damaged(intact.begin(), intact.begin() + static_cast<std::ptrdiff_t>(length));
+// Each file is cut off or a few bytes of it are changed, many times over. A reader may take the damage for
+// data or throw ModelError; anything else, a sanitizer's finding above all, fails the test.
+TEST(ModelFiles, areReadWhateverTheirDamage) {
+  for (const char* name : {geometry, detection, landmarks}) {
+    std::ifstream stream(test::modelFolderPath().toStdString() + "/" + name, std::ios::binary);
+    const std::string intact{std::istreambuf_iterator<char>(stream), {}};
     // The structure takes a small part of the file, at its ends; the damage goes there.
-    for (std::size_t k = 0; round % 4 > 0 && k < 1 + round % 3; ++k) {
-      const std::size_t offset = random() % headerBytes;
-      damaged[round % 4 == 1 ? length - 1 - offset : offset] = static_cast<std::byte>(random());
+    const std::size_t structure = std::min<std::size_t>(intact.size(), 60000);
+    int refused = 0;
+    std::mt19937 random(1);
+    for (std::size_t round = 0; round < 400; ++round) {
+      const std::size_t length = round % 4 == 0 ? random() % intact.size() : intact.size();
+      // A copy of exactly this length, so that a sanitizer sees a read beyond the end.
+      std::vector<char> damaged(intact.begin(), intact.begin() + static_cast<std::ptrdiff_t>(length));
+      for (std::size_t k = 0; round % 4 > 0 && k < 1 + round % 3; ++k) {
+        const std::size_t offset = random() % structure;
+        damaged[round % 4 == 1 ? length - 1 - offset : offset] = static_cast<char>(random());
+      }
+      try {
+        if (name == geometry) {
+          (void)readCanonicalFace(std::as_bytes(std::span(damaged)));
+        } else {
+          const Network network = readTflite(std::as_bytes(std::span(damaged)));
+          (void)inferShapes(network, network.nativeHeight, network.nativeWidth);
+        }
+      } catch (const ModelError&) {
+        ++refused;
+      }
     }
-    try {
-      (void)read(std::span<const std::byte>(damaged));
-    } catch (const ModelError&) {
-      ++refused;
-    }
+    EXPECT_GT(refused, 50) << name;
   }
-  return refused;
 }
 
-TEST(ModelReaders, surviveDamage) {
-  const auto face = bytesOf(geometry);
-  EXPECT_GT(readDamaged(face, face.size(), readCanonicalFace), 50);
-  const Network mesh = readTflite(bytesOf(landmarks));
-  EXPECT_THROW((void)inferShapes(mesh, 32, 32), ModelError) << "it has but one size";
-  for (const char* name : {detection, landmarks}) {
-    EXPECT_GT(readDamaged(bytesOf(name), 60000,
-                          [](std::span<const std::byte> bytes) {
-                            const Network network = readTflite(bytes);
-                            return inferShapes(network, network.nativeHeight, network.nativeWidth);
-                          }),
-              50)
-        << name;
+class InferenceTest : public ::testing::Test {
+ protected:
+  /// Runs it on a fixed input; `sums` are those of all outputs, each value weighted by its place.
+  static void expectSums(NetworkRunner& runner, std::array<double, 2> sums) {
+    const auto input = runner.input();
+    for (std::size_t i = 0; i < input.size(); ++i)
+      input[i] = static_cast<float>(std::sin(0.37 * static_cast<double>(i)));
+    ASSERT_TRUE(runner.run());
+    for (std::size_t output = 0; output < sums.size(); ++output) {
+      double sum = 0;
+      double size = 0;
+      for (std::size_t i = 0; i < runner.output(output).size(); ++i) {
+        const double value = runner.output(output)[i];
+        sum += value * static_cast<double>(i % 7 + 1);
+        size += std::abs(value);
+      }
+      EXPECT_NEAR(sum, sums.at(output), 1e-4 * size) << "output " << output << " of " << input.size();
+    }
   }
+
+  const Models models_ = readModels(test::modelFolderPath().toStdString());
+  const std::unique_ptr<InferenceEngine> engine_ = makeInferenceEngine();
+};
+
+// The sums are those of outputs that were compared, value by value, with a direct computation of every
+// operator. Runners share weights and work space, so they are run in turns, each size after another one.
+TEST_F(InferenceTest, givesTheNetworksOutputsAtEverySizeAndInAnyOrder) {
+  const std::array sizes{InputSize{64, 96}, InputSize{32, 32}, InputSize{96, 64}};
+  const std::array<std::array<double, 2>, 3> sums{
+      {{52096.781, -8970.530}, {5843.726, -1897.220}, {51628.768, -11081.551}}};
+  const auto runners = engine_->prepare(models_.detection, sizes);
+  const auto mesh = engine_->prepare(
+      models_.mesh, std::array{InputSize{models_.mesh.nativeHeight, models_.mesh.nativeWidth}});
+  for (const std::size_t i : {0U, 1U, 2U, 0U, 2U, 1U}) expectSums(*runners[i], sums.at(i));
+  expectSums(*mesh[0], {387455.738, -10.457345});
+  expectSums(*runners[1], sums[1]);
+}
+
+TEST_F(InferenceTest, refusesANetworkThatDoesNotFitTogether) {
+  void (*const damages[])(Network&) = {
+      [](Network& network) { network.operators[0].weights.pop_back(); },
+      [](Network& network) { network.operators[1].bias.clear(); },
+      [](Network& network) { network.operators[2].input = network.tensorCount; },
+      [](Network& network) { network.operators[2].output = network.operators[0].output; },
+      [](Network& network) { network.operators[0].stride = 0; },
+      [](Network& network) { network.operators.erase(network.operators.begin() + 4); },
+      [](Network& network) { network.outputs.push_back(network.tensorCount + 7); },
+  };
+  for (const auto damage : damages) {
+    Network network = models_.detection;
+    damage(network);
+    EXPECT_THROW((void)engine_->prepare(network, std::array{InputSize{64, 64}}), ModelError);
+  }
+  EXPECT_THROW((void)inferShapes(models_.mesh, 32, 32), ModelError) << "it has but one size";
 }
 
 }  // namespace
