@@ -114,6 +114,14 @@ class FrameConverter::JpegDecoder {
     return taken;
   }
 
+  template <class Element>
+  Element** takeRows(std::size_t elements, JDIMENSION rows) {
+    auto** const array = static_cast<Element**>(take(rows * sizeof(Element*)));
+    auto* row = static_cast<Element*>(take(sizeof(Element) * elements * rows));
+    for (JDIMENSION i = 0; i < rows; ++i, row += elements) array[i] = row;
+    return array;
+  }
+
   static void* allocate(j_common_ptr common, int pool, std::size_t bytes) {
     JpegDecoder& self = of(common);
     if (pool != JPOOL_IMAGE) return self.standard_.alloc_small(common, pool, bytes);
@@ -123,20 +131,13 @@ class FrameConverter::JpegDecoder {
   static JSAMPARRAY allocateSamples(j_common_ptr common, int pool, JDIMENSION width, JDIMENSION rows) {
     JpegDecoder& self = of(common);
     if (pool != JPOOL_IMAGE) return self.standard_.alloc_sarray(common, pool, width, rows);
-    auto* const array = static_cast<JSAMPARRAY>(self.take(rows * sizeof(JSAMPROW)));
-    const std::size_t rowBytes = roundUp(width * sizeof(JSAMPLE), rowPadding);
-    auto* row = static_cast<JSAMPROW>(self.take(rowBytes * rows));
-    for (JDIMENSION i = 0; i < rows; ++i, row += rowBytes) array[i] = row;
-    return array;
+    return self.takeRows<JSAMPLE>(roundUp(width * sizeof(JSAMPLE), rowPadding), rows);
   }
 
   static JBLOCKARRAY allocateBlocks(j_common_ptr common, int pool, JDIMENSION blocks, JDIMENSION rows) {
     JpegDecoder& self = of(common);
     if (pool != JPOOL_IMAGE) return self.standard_.alloc_barray(common, pool, blocks, rows);
-    auto* const array = static_cast<JBLOCKARRAY>(self.take(rows * sizeof(JBLOCKROW)));
-    auto* row = static_cast<JBLOCKROW>(self.take(sizeof(JBLOCK) * blocks * rows));
-    for (JDIMENSION i = 0; i < rows; ++i, row += blocks) array[i] = row;
-    return array;
+    return self.takeRows<JBLOCK>(blocks, rows);
   }
 
   static void freePool(j_common_ptr common, int pool) {

@@ -26,9 +26,7 @@ constexpr std::chrono::milliseconds firstRetry{50};
 constexpr std::chrono::milliseconds longestRetry{2000};
 
 std::chrono::milliseconds retryPause(int failures) {
-  auto pause = firstRetry;
-  for (int i = 1; i < failures && pause < longestRetry; ++i) pause *= 2;
-  return std::min(pause, longestRetry);
+  return std::min(firstRetry * (1 << std::min(failures - 1, 10)), longestRetry);
 }
 
 SteadyTime steadyNow() {

@@ -19,14 +19,6 @@ namespace sentrel {
 
 namespace {
 
-void initializeLibraryOnce() {
-  static const bool initialized = [] {
-    pw_init(nullptr, nullptr);
-    return true;
-  }();
-  static_cast<void>(initialized);
-}
-
 constexpr std::chrono::milliseconds firstPause{100};
 constexpr std::chrono::milliseconds longestPause{5000};
 
@@ -45,7 +37,7 @@ std::string socketFolder() {
 }  // namespace
 
 PipeWireLoop::PipeWireLoop(const char* threadName)
-    : loop_((initializeLibraryOnce(), pw_thread_loop_new(threadName, nullptr))) {
+    : loop_((pw_init(nullptr, nullptr), pw_thread_loop_new(threadName, nullptr))) {
   if (loop_ == nullptr) fatal("the PipeWire thread cannot be made");
   callEvent_.emplace(get(), [this] {
     if (called_ == nullptr) return;
@@ -91,11 +83,11 @@ void PipeWireLoop::call(const std::function<void()>& task) {
   while (called_ != nullptr) pw_thread_loop_wait(loop_);
 }
 
-PipeWireLoop::Lock::Lock(const PipeWireLoop& loop) : loop_(loop.loop_) {
+void PipeWireLoop::lock() const {
   pw_thread_loop_lock(loop_);
 }
 
-PipeWireLoop::Lock::~Lock() {
+void PipeWireLoop::unlock() const {
   pw_thread_loop_unlock(loop_);
 }
 

@@ -73,16 +73,10 @@ class PipeWireLoop {
   /// be held. `task` must not throw.
   void call(const std::function<void()>& task);
 
-  class [[nodiscard]] Lock {
-   public:
-    explicit Lock(const PipeWireLoop& loop);
-    ~Lock();
-    Lock(const Lock&) = delete;
-    Lock& operator=(const Lock&) = delete;
-
-   private:
-    pw_thread_loop* loop_;
-  };
+  /// Stops the thread while it is held.
+  using Lock = std::lock_guard<const PipeWireLoop>;
+  void lock() const;
+  void unlock() const;
 
  private:
   pw_thread_loop* loop_;
