@@ -40,9 +40,6 @@ class NotificationsTest : public EventDesk {
     server->answer(u"CloseNotification"_s, [](const QDBusMessage&) { return QVariantList(); });
     return server;
   }
-  [[nodiscard]] bool runUntilCalls(const BusDouble& server, const char* member, std::size_t count) {
-    return runUntil([&] { return server.calls(QString::fromLatin1(member)).size() >= count; });
-  }
   DesktopNotifications centre{loop, ownSessionBus};
 };
 
@@ -267,17 +264,17 @@ TEST_F(KeyMonitorTest, BindsAtThePortalOnceAndHearsItsActivations) {
     portal.reply(call, {QVariant::fromValue(QDBusObjectPath(path))});
     portal.emitSignal(path, u"org.freedesktop.portal.Request"_s, u"Response"_s, {response, results});
   };
-  const auto calls = [&](const char* member) { return portal.calls(QString::fromLatin1(member)); };
   portal.keep(u"CreateSession"_s);
   portal.keep(u"BindShortcuts"_s);
   const auto keys = monitor();
   Registration observing = keys->observe([&] { ++presses; });
-  ASSERT_TRUE(runUntil([&] { return calls("CreateSession").size() == 1; }));
-  answerRequest(calls("CreateSession")[0], 0, {{u"session_handle"_s, sessionHandle.path()}});
-  ASSERT_TRUE(runUntil([&] { return calls("BindShortcuts").size() == 1; }));
-  EXPECT_EQ(calls("BindShortcuts")[0].signature(), u"oa(sa{sv})sa{sv}"_s);
+  ASSERT_TRUE(runUntilCalls(portal, "CreateSession", 1));
+  answerRequest(portal.calls(u"CreateSession"_s)[0], 0, {{u"session_handle"_s, sessionHandle.path()}});
+  ASSERT_TRUE(runUntilCalls(portal, "BindShortcuts", 1));
+  const QDBusMessage bind = portal.calls(u"BindShortcuts"_s)[0];
+  EXPECT_EQ(bind.signature(), u"oa(sa{sv})sa{sv}"_s);
   EXPECT_FALSE(keys->canObserve()) << "the person is still being asked";
-  answerRequest(calls("BindShortcuts")[0], 0, {});
+  answerRequest(bind, 0, {});
   ASSERT_TRUE(runUntil([&] { return keys->canObserve(); }));
 
   const auto activate = [&](const QDBusObjectPath& handle, const char* id) {
@@ -293,7 +290,7 @@ TEST_F(KeyMonitorTest, BindsAtThePortalOnceAndHearsItsActivations) {
   activate(sessionHandle, "toggle");
   ASSERT_TRUE(runUntil([&] { return presses > 1; }));
   EXPECT_EQ(presses, 11);
-  EXPECT_EQ(calls("CreateSession").size(), 1U) << "one session a process";
+  EXPECT_EQ(portal.calls(u"CreateSession"_s).size(), 1U) << "one session a process";
 }
 
 }  // namespace

@@ -6,10 +6,8 @@
 #include <QCoreApplication>
 #include <chrono>
 #include <memory>
-#include <vector>
 
 #include "linux/desktop/bus.h"
-#include "linux/desktop/desktop_session_events.h"
 #include "linux/desktop/event_thread.h"
 #include "linux/desktop/qt_main_loop.h"
 #include "stage/bus_doubles.h"
@@ -46,6 +44,10 @@ class EventDesk : public testing::Test {
         std::chrono::seconds(20), std::chrono::milliseconds(2));
   }
 
+  [[nodiscard]] bool runUntilCalls(const BusDouble& service, const char* member, std::size_t count) {
+    return runUntil([&] { return service.calls(QString::fromLatin1(member)).size() >= count; });
+  }
+
   HeadlessDesktop& desktop = sharedDesktop();
   int argumentCount = 1;
   char name[5] = "test";
@@ -58,25 +60,6 @@ class EventDesk : public testing::Test {
   std::shared_ptr<EventThread> displays = std::make_shared<EventThread>(QStringLiteral("displays"));
   BusClient sessionBus{desktop, TestBus::session};
   BusClient systemBus{desktop, TestBus::system};
-};
-
-/// With somebody who observes the events of the session, and closes the camera for those that go away.
-class SessionEventsDesk : public EventDesk {
- protected:
-  void install() {
-    registration = events.install([this](SessionEvent event) {
-      delivered.push_back(event);
-      if (isGoingAway(event) && closesCamera) events.cameraIsClosed();
-    });
-  }
-  [[nodiscard]] bool runUntilDelivered(std::size_t count) {
-    return runUntil([&] { return delivered.size() >= count; });
-  }
-
-  DesktopSessionEvents events{{loop, clock, ownSessionBus, ownSystemBus, displays}};
-  std::vector<SessionEvent> delivered;
-  bool closesCamera = true;
-  Registration registration;
 };
 
 }  // namespace sentrel::test

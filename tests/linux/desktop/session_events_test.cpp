@@ -1,14 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <QDBusVariant>
+//
+// What happens to a session, told by mock services, by a real Wayland compositor, and by an X server that is
+// played here: no server without a screen has the extension for the power of displays.
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <QSocketNotifier>
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <future>
 #include <optional>
 
 #include "linux/desktop/desktop_notifications.h"
+#include "linux/desktop/desktop_session_events.h"
 #include "linux/desktop/event_desk.h"
 #include "linux/desktop/upower_power_source.h"
-#include "stage/bus_doubles.h"
 
 namespace sentrel::test {
 namespace {
@@ -21,10 +30,21 @@ using testing::IsEmpty;
 const auto gnomePath = u"/org/gnome/ScreenSaver"_s;
 const auto gnome = u"org.gnome.ScreenSaver"_s;
 
-class SessionEventsTest : public SessionEventsDesk {
+class SessionEventsTest : public EventDesk {
  protected:
   // What the login manager says of this process goes before it.
   SessionEventsTest() { ::setenv("XDG_SESSION_ID", "c9", 1); }
+
+  void install() {
+    registration = events.install([this](SessionEvent event) { delivered.push_back(event); });
+  }
+  [[nodiscard]] bool runUntilDelivered(std::size_t count) {
+    return runUntil([&] { return delivered.size() >= count; });
+  }
+
+  DesktopSessionEvents events{{loop, clock, ownSessionBus, ownSystemBus, displays}};
+  std::vector<SessionEvent> delivered;
+  Registration registration;
 };
 
 TEST_F(SessionEventsTest, ASleepWaitsUntilTheCameraIsClosed) {
@@ -32,7 +52,6 @@ TEST_F(SessionEventsTest, ASleepWaitsUntilTheCameraIsClosed) {
   const auto delaysAre = [&](std::size_t count) {
     return runUntil([&] { return session.sleepDelays() == count; });
   };
-  closesCamera = false;
   install();
   ASSERT_TRUE(delaysAre(1));
   session.prepareForSleep(true);
@@ -145,6 +164,129 @@ TEST_F(SessionEventsTest, FollowsGnomesDisplays) {
   }
   ASSERT_TRUE(runUntilDelivered(4));
   EXPECT_THAT(delivered, ElementsAre(screensDidSleep, screensDidWake, screensDidSleep, screensDidWake));
+}
+
+/// An X server that knows one extension, DPMS, and one client. It answers from the event loop.
+class PowerOnlyServer {
+ public:
+  PowerOnlyServer(std::string path, std::uint16_t minorVersion)
+      : path_(std::move(path)), minorVersion_(minorVersion) {
+    sockaddr_un address{AF_UNIX, {}};
+    path_.copy(address.sun_path, sizeof address.sun_path - 1);
+    EXPECT_EQ(::bind(listening_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ::listen(listening_, 1);
+    QObject::connect(&called_, &QSocketNotifier::activated, &called_, [this] { welcome(); });
+  }
+  ~PowerOnlyServer() {
+    ::close(client_);
+    ::close(listening_);
+    ::unlink(path_.c_str());
+  }
+  PowerOnlyServer(const PowerOnlyServer&) = delete;
+  PowerOnlyServer& operator=(const PowerOnlyServer&) = delete;
+
+  /// Sets the level, 0 for on, and tells it to whoever asked to be told.
+  void setLevel(std::uint16_t level) {
+    level_ = level;
+    constexpr std::uint16_t genericEvent = 35;
+    if (isListenedTo) send(Packet{genericEvent | opcode << 8, sequence_, 0, 0, 0, 0, 0, 0, level, 1});
+  }
+
+  bool isListenedTo = false;
+  int questions = 0;
+
+ private:
+  using Packet = std::array<std::uint16_t, 16>;
+  static constexpr std::uint8_t opcode = 140;
+  enum Request { version, capable, info = 7, select, presence };
+
+  template <class Data>
+  void send(const Data& data) const {
+    ::send(client_, data.data(), sizeof data, MSG_NOSIGNAL);
+  }
+  void welcome() {
+    client_ = ::accept(listening_, nullptr, nullptr);
+    std::array<char, 12> hello{};
+    ::recv(client_, hello.data(), hello.size(), MSG_WAITALL);
+    // One screen, without depths.
+    send(std::array<std::uint16_t, 40>{1, 11, 0, 18, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xffff, 1});
+    asked_ = std::make_unique<QSocketNotifier>(client_, QSocketNotifier::Read);
+    QObject::connect(asked_.get(), &QSocketNotifier::activated, asked_.get(), [this] { answer(); });
+  }
+  void answer() {
+    std::array<std::uint8_t, 4> head{};
+    if (::recv(client_, head.data(), head.size(), MSG_WAITALL) <= 0) return asked_->setEnabled(false);
+    std::vector<char> body((head[2] - 1U) * 4U);
+    if (!body.empty()) ::recv(client_, body.data(), body.size(), MSG_WAITALL);
+    const int request = head[0] == opcode ? head[1] : int{presence};
+    Packet reply{1, ++sequence_, 0, 0, 1, request == version ? minorVersion_ : std::uint16_t{1}};
+    if (request == presence) reply[4] = 1 | opcode << 8;
+    if (request == info) reply[4] = level_;
+    questions += request == info ? 1 : 0;
+    isListenedTo |= request == select;
+    if (request != select) send(reply);
+  }
+
+  const std::string path_;
+  const std::uint16_t minorVersion_;
+  const int listening_ = ::socket(AF_UNIX, SOCK_STREAM, 0);
+  int client_ = -1;
+  std::uint16_t sequence_ = 0;
+  std::uint16_t level_ = 0;
+  QSocketNotifier called_{listening_, QSocketNotifier::Read};
+  std::unique_ptr<QSocketNotifier> asked_;
+};
+
+TEST_F(SessionEventsTest, AnXServerTellsOfItsDisplaysOrIsAsked) {
+  const std::string number = std::to_string(2000 + ::getpid() % 20000);
+  const std::string path = "/tmp/.X11-unix/X" + number;
+  ::setenv("DISPLAY", (":" + number).c_str(), 1);
+  {
+    PowerOnlyServer server(path, 2);
+    server.setLevel(3);
+    install();
+    ASSERT_TRUE(runUntilDelivered(1)) << "found off";
+    ASSERT_TRUE(server.isListenedTo);
+    for (const auto level : std::initializer_list<std::uint16_t>{0, 1, 2, 3, 0, 3}) server.setLevel(level);
+    ASSERT_TRUE(runUntilDelivered(5));
+    EXPECT_EQ(server.questions, 1) << "nothing is polled";
+  }
+  ASSERT_TRUE(runUntilDelivered(6)) << "a server that has gone keeps nobody away";
+  EXPECT_THAT(delivered, ElementsAre(screensDidSleep, screensDidWake, screensDidSleep, screensDidWake,
+                                     screensDidSleep, screensDidWake));
+  registration.reset();
+
+  PowerOnlyServer older(path, 1);
+  delivered.clear();
+  install();
+  ASSERT_TRUE(runUntil([&] { return older.questions >= 2; }));
+  EXPECT_FALSE(older.isListenedTo);
+  older.setLevel(3);
+  // Resting ends the polling, and what follows asks at once.
+  events.setResting(true);
+  events.setResting(false);
+  ASSERT_TRUE(runUntilDelivered(1));
+  EXPECT_THAT(delivered, ElementsAre(screensDidSleep));
+}
+
+/// Sway cannot switch off an output that is no real one, but it can lose it, as when a lid is closed.
+TEST_F(SessionEventsTest, AWaylandCompositorTellsWhenItsLastOutputGoes) {
+  HeadlessDesktop wayland({.x11 = true, .windowManager = false, .compositor = false, .sway = true});
+  ::setenv("XDG_RUNTIME_DIR", wayland.environment().at("XDG_RUNTIME_DIR").c_str(), 1);
+  ::setenv("WAYLAND_DISPLAY", wayland.environment().at("WAYLAND_DISPLAY").c_str(), 1);
+  ::unsetenv("DISPLAY");
+  wayland.run("swaymsg", {"create_output"});
+  install();
+  std::promise<void> asked;
+  displays->post([&] { asked.set_value(); });
+  asked.get_future().wait();
+  wayland.run("swaymsg", {"-t", "get_version"});  // it has heard the question by now
+  wayland.removeOutput("X11-1");
+  wayland.removeOutput("X11-2");
+  ASSERT_TRUE(runUntilDelivered(1));
+  wayland.run("swaymsg", {"create_output"});
+  ASSERT_TRUE(runUntilDelivered(2));
+  EXPECT_THAT(delivered, ElementsAre(screensDidSleep, screensDidWake)) << "one output is enough to be seen";
 }
 
 /// Everything that speaks with a bus is in use while one hangs: whatever waited for an answer would wait
