@@ -1,43 +1,34 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/desktop/qt_main_loop.h"
 
-#include <gmock/gmock.h>
-
-#include <QCoreApplication>
 #include <QEventLoop>
 #include <optional>
-#include <string>
-#include <vector>
 
-namespace sentrel {
+#include "linux/desktop/event_desk.h"
+
+namespace sentrel::test {
 namespace {
 
 using testing::ElementsAre;
 
-class QtMainLoopTest : public testing::Test {
- protected:
-  int argumentCount = 1;
-  char name[5] = "test";
-  char* arguments[2] = {name, nullptr};
-  QCoreApplication application{argumentCount, arguments};
+struct QtMainLoopTest : EventDesk {
   QEventLoop events;
-  QtMainLoop loop;
   std::vector<int> seen;
 };
 
 TEST_F(QtMainLoopTest, ANestedLoopGoesOnInOrder) {
-  loop.post([&] {
+  loop->post([&] {
     seen.push_back(1);
     QEventLoop nested;
-    loop.post([&] {
+    loop->post([&] {
       seen.push_back(3);
       nested.quit();
     });
     nested.exec();
     seen.push_back(4);
   });
-  loop.post([&] { seen.push_back(2); });
-  loop.post([&] { loop.post([&] { events.quit(); }); });
+  loop->post([&] { seen.push_back(2); });
+  loop->post([&] { loop->post([&] { events.quit(); }); });
   events.exec();
   EXPECT_THAT(seen, ElementsAre(1, 2, 3, 4));
 }
@@ -47,17 +38,17 @@ TEST_F(QtMainLoopTest, TimersEndWithTheirRegistrationOrWithTheLoop) {
   auto orphan = shortLived->every(1, [&] { seen.push_back(-1); });
   shortLived->post([&] { seen.push_back(-1); });
   shortLived.reset();
-  auto ended = loop.after(1, [&] { seen.push_back(-1); });
+  auto ended = loop->after(1, [&] { seen.push_back(-1); });
   ended.reset();
   Registration own;
   Registration last;
   // A timer that ends itself, what its task holds must live until it returns.
-  own = loop.every(1, [&, text = std::string("kept alive while it runs")] {
+  own = loop->every(1, [&, text = std::string("kept alive while it runs")] {
     seen.push_back(1);
     if (seen.size() < 3) return;
     own.reset();
     EXPECT_EQ(text, "kept alive while it runs");
-    last = loop.after(20, [&] { events.quit(); });  // time for a fourth
+    last = loop->after(20, [&] { events.quit(); });  // time for a fourth
   });
   events.exec();
   orphan.reset();
@@ -75,4 +66,4 @@ TEST(SystemClock, TakesNoStepsOfTheWallClock) {
 }
 
 }  // namespace
-}  // namespace sentrel
+}  // namespace sentrel::test
