@@ -82,7 +82,7 @@ TEST(SessionEventOrder, DeliversWhatADayBrings) {
        {begins(display), lock, waits(60'000), ends(display)},
        {screensDidSleep, screenIsLocked, screensDidWake},
        true},
-      {"a display that is found off is news to whoever is there",
+      {"what is found while the person is away is no news",
        {finds(hint, true), finds(display, true), finds(hint, false), finds(inactive, false),
         finds(display, false)},
        {screenIsLocked, screensDidWake}},

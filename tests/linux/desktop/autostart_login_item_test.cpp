@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
+#include <map>
 
 namespace sentrel {
 namespace {
@@ -26,10 +27,7 @@ TEST(AutostartLoginItem, ReadsAndWritesWhatDesktopsRead) {
   // Quoted for the Exec line, then escaped as a value of the file.
   EXPECT_THAT(file.readAll().toStdString(),
               HasSubstr("\nExec=\"/opt/a \\\\\"b\\\\\" \\\\$c\\\\\\\\d%%/sentrel\"\n"));
-  const struct {
-    const char* text;
-    bool enabled;
-  } cases[] = {
+  const std::map<std::string, bool> cases{
       {"[Desktop Entry]\nExec=sentrel\n[Desktop Action x]\nHidden=true\n", true},
       {"[Desktop Entry]\nExec=sentrel\nX-GNOME-Autostart-enabled=false\n", false},
       {"[Desktop Entry]\n Hidden = true \nExec=sentrel\n", false},
@@ -37,7 +35,7 @@ TEST(AutostartLoginItem, ReadsAndWritesWhatDesktopsRead) {
   for (const auto& [content, enabled] : cases) {
     file.resize(0);
     file.seek(0);
-    file.write(content);
+    file.write(content.c_str());
     file.flush();
     EXPECT_EQ(item.isEnabled(), enabled) << content;
   }

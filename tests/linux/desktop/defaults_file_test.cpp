@@ -111,10 +111,7 @@ TEST_F(DefaultsFileTest, WritesWhatAPersonCanReadAndNobodyElse) {
 }
 
 TEST_F(DefaultsFileTest, ReadsEveryKindExactly) {
-  const struct {
-    std::string text;
-    std::optional<DefaultsValue> value;
-  } cases[] = {
+  const std::map<std::string, std::optional<DefaultsValue>> cases{
       {"5", std::int64_t{5}},
       {"9007199254740993", std::int64_t{9007199254740993}},  // no double can hold it
       {"-9223372036854775808", std::numeric_limits<std::int64_t>::min()},
@@ -161,10 +158,7 @@ TEST_F(DefaultsFileTest, KeysOfOthersStay) {
 }
 
 TEST_F(DefaultsFileTest, OfADamagedFileWholeLinesAreKept) {
-  const struct {
-    std::string text;
-    std::string keys;
-  } cases[] = {
+  const std::map<std::string, std::string> cases{
       {"", ""},
       {std::string(600, '\0'), ""},
       {"[1, 2]\n", ""},
