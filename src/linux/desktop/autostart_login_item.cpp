@@ -56,7 +56,7 @@ bool AutostartLoginItem::isEnabled() const {
   if (!file.isFile() || !file.isReadable()) return false;
   const QSettings settings(path_, QSettings::IniFormat);
   const auto entry = [&](const char* key) {
-    return settings.value(QLatin1String("Desktop Entry/") + QLatin1String(key)).toString();
+    return settings.value(QStringLiteral("Desktop Entry/") + QLatin1String(key)).toString();
   };
   return entry("Hidden") != QLatin1String("true") &&
          entry("X-GNOME-Autostart-enabled") != QLatin1String("false");

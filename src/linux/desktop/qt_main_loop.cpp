@@ -16,8 +16,7 @@ namespace sentrel {
 
 namespace {
 
-template <clockid_t id>
-std::int64_t readMs() {
+std::int64_t readMs(clockid_t id) {
   timespec time{};
   if (clock_gettime(id, &time) != 0) fatal("the system clock cannot be read");
   return checkedAdd(checkedMultiply(time.tv_sec, 1000), time.tv_nsec / 1'000'000);
@@ -95,13 +94,10 @@ Registration QtMainLoop::start(std::int64_t delayMs, bool repeats, Task task) {
   });
 }
 
-SystemClock::SystemClock() : SystemClock(readMs<CLOCK_REALTIME>, readMs<CLOCK_BOOTTIME>) {}
-
-SystemClock::SystemClock(const Reader& wallMs, Reader bootMs)
-    : bootMs_(std::move(bootMs)), offsetMs_(checkedSubtract(wallMs(), bootMs_())) {}
+SystemClock::SystemClock() : offsetMs_(checkedSubtract(readMs(CLOCK_REALTIME), readMs(CLOCK_BOOTTIME))) {}
 
 std::int64_t SystemClock::nowMs() const {
-  return checkedAdd(bootMs_(), offsetMs_);
+  return checkedAdd(readMs(CLOCK_BOOTTIME), offsetMs_);
 }
 
 }  // namespace sentrel

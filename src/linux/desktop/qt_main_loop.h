@@ -4,7 +4,6 @@
 #include <QObject>
 #include <QSocketNotifier>
 #include <cstdint>
-#include <functional>
 #include <mutex>
 
 #include "support/main_loop.h"
@@ -46,17 +45,12 @@ class QtMainLoop final : public MainLoop {
 /// runs on through sleep and follows no correction. A wall clock that is set afterwards changes nothing.
 class SystemClock final : public Clock {
  public:
-  /// Milliseconds since 1970, and milliseconds since the machine started.
-  using Reader = std::function<std::int64_t()>;
-
   SystemClock();
-  SystemClock(const Reader& wallMs, Reader bootMs);
 
   [[nodiscard]] std::int64_t nowMs() const override;
 
  private:
-  Reader bootMs_;
-  std::int64_t offsetMs_;
+  const std::int64_t offsetMs_;  // from the time since the machine started
 };
 
 }  // namespace sentrel

@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <future>
 #include <optional>
+#include <span>
 
 #include "linux/desktop/desktop_notifications.h"
 #include "linux/desktop/desktop_session_events.h"
@@ -180,8 +181,6 @@ class PowerOnlyServer {
     ::close(listening_);
     ::unlink(path_.c_str());
   }
-  PowerOnlyServer(const PowerOnlyServer&) = delete;
-  PowerOnlyServer& operator=(const PowerOnlyServer&) = delete;
 
   /// Sets the level, 0 for on, and tells it to whoever asked to be told.
   void setLevel(std::uint16_t level) {
@@ -198,9 +197,8 @@ class PowerOnlyServer {
   static constexpr std::uint8_t opcode = 140;
   enum Request { version, capable, info = 7, select, presence };
 
-  template <class Data>
-  void send(const Data& data) const {
-    ::send(client_, data.data(), sizeof data, MSG_NOSIGNAL);
+  void send(std::span<const std::uint16_t> words) const {
+    ::send(client_, words.data(), words.size_bytes(), MSG_NOSIGNAL);
   }
   void welcome() {
     client_ = ::accept(listening_, nullptr, nullptr);
