@@ -16,22 +16,18 @@ KeyedDocument encode(const FilterSettings& settings) {
   return document;
 }
 
-std::variant<FilterSettings, DecodingError> decodeFilterSettings(const KeyedDocument& document) {
+std::optional<FilterSettings> decodeFilterSettings(const KeyedDocument& document) {
   FilterSettings settings;
-  std::optional<DecodingError> error;
+  bool isWhole = true;
   forEachSetting([&]<class T>(const Setting<T>& setting) {
-    if (error) return;
     T& field = settings.*setting.field;
     if constexpr (!std::is_same_v<T, std::optional<std::string>>) {
-      error = decodeValue(document, setting.name, field);
-    } else {
-      error = decodeValue(document, setting.name, field.emplace());
-      if (error) field.reset();
-      if (error && error->kind == DecodingError::Kind::missing) error.reset();
+      isWhole = isWhole && decodeValue(document, setting.name, field);
+    } else if (std::ranges::count(document, setting.name, &KeyedDocument::value_type::first) > 0) {
+      isWhole = isWhole && decodeValue(document, setting.name, field.emplace());
     }
   });
-  if (error) return *error;
-  return settings;
+  return isWhole ? std::optional(settings) : std::nullopt;
 }
 
 }  // namespace sentrel

@@ -159,31 +159,21 @@ constexpr std::string_view rawValue(SettingsKey key) {
 using KeyedValue = std::variant<bool, std::int64_t, std::uint64_t, float, std::string>;
 using KeyedDocument = std::vector<std::pair<std::string, KeyedValue>>;
 
-/// Why a document is not the record asked for: the first key, in field order, that is missing or of another
-/// kind.
-struct DecodingError {
-  enum class Kind { missing, mistyped };
-  Kind kind = Kind::missing;
-  std::string key;
-  bool operator==(const DecodingError&) const = default;
-};
-
-/// Sets `field` to the value under `key`, which must be of the field's very kind: a number is never taken for
-/// another kind of number.
+/// Sets `field` to the value under `key`. It must be there, and of the field's very kind: a number is never
+/// taken for another kind of number.
 template <class T>
-std::optional<DecodingError> decodeValue(const KeyedDocument& document, std::string_view key, T& field) {
+bool decodeValue(const KeyedDocument& document, std::string_view key, T& field) {
   const auto found = std::ranges::find(document, key, &KeyedDocument::value_type::first);
-  if (found == document.end()) return DecodingError{DecodingError::Kind::missing, std::string(key)};
-  const T* typed = std::get_if<T>(&found->second);
-  if (typed == nullptr) return DecodingError{DecodingError::Kind::mistyped, std::string(key)};
-  field = *typed;
-  return std::nullopt;
+  const T* typed = found == document.end() ? nullptr : std::get_if<T>(&found->second);
+  if (typed != nullptr) field = *typed;
+  return typed != nullptr;
 }
 
 /// One entry per field, named after it and in field order; an absent camera writes none.
 KeyedDocument encode(const FilterSettings& settings);
 
-/// The record that `document` describes. Every key but "selectedCameraID" is required.
-std::variant<FilterSettings, DecodingError> decodeFilterSettings(const KeyedDocument& document);
+/// The record that `document` describes, or none where a key is missing or of another kind. Every key but
+/// "selectedCameraID" is required.
+std::optional<FilterSettings> decodeFilterSettings(const KeyedDocument& document);
 
 }  // namespace sentrel

@@ -40,10 +40,10 @@ KeyedDocument encode(const FilterStats& stats) {
   return document;
 }
 
-std::variant<FilterStats, DecodingError> decodeFilterStats(const KeyedDocument& document) {
+std::optional<FilterStats> decodeFilterStats(const KeyedDocument& document) {
   FilterStats stats;
   for (const Counter& counter : counters) {
-    if (auto error = decodeValue(document, counter.name, stats.*counter.field)) return *std::move(error);
+    if (!decodeValue(document, counter.name, stats.*counter.field)) return std::nullopt;
   }
   return stats;
 }

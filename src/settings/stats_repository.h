@@ -3,7 +3,7 @@
 
 #include <cstdint>
 #include <memory>
-#include <variant>
+#include <optional>
 
 #include "platform/desktop_services.h"
 #include "settings/filter_settings.h"
@@ -23,8 +23,8 @@ struct FilterStats {
 /// One entry per field, named after it and in field order.
 KeyedDocument encode(const FilterStats& stats);
 
-/// The record that `document` describes; every key is required.
-std::variant<FilterStats, DecodingError> decodeFilterStats(const KeyedDocument& document);
+/// The record that `document` describes, or none where a key is missing or of another kind.
+std::optional<FilterStats> decodeFilterStats(const KeyedDocument& document);
 
 /// The one owner of the lifetime counters: loads them from the person's store when it is created and stores
 /// every change at once. A counter that is full stays so. Main thread.
