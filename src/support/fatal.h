@@ -30,10 +30,4 @@ inline std::int64_t checkedSubtract(std::int64_t a, std::int64_t b) {
   return result;
 }
 
-inline std::int64_t checkedMultiply(std::int64_t a, std::int64_t b) {
-  std::int64_t result = 0;
-  if (__builtin_mul_overflow(a, b, &result)) fatal("arithmetic overflow in a multiplication");
-  return result;
-}
-
 }  // namespace sentrel

@@ -19,7 +19,7 @@ namespace {
 std::int64_t readMs(clockid_t id) {
   timespec time{};
   if (clock_gettime(id, &time) != 0) fatal("the system clock cannot be read");
-  return checkedAdd(checkedMultiply(time.tv_sec, 1000), time.tv_nsec / 1'000'000);
+  return std::int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1'000'000;
 }
 
 }  // namespace
