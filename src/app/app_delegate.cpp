@@ -45,7 +45,6 @@ AppDelegate::~AppDelegate() {
 }
 
 void AppDelegate::applicationDidFinishLaunching() {
-  AVCaptureManager::shared()->followSelection(SettingsRepository::shared());
   service_ = PrivacyFilterService::shared();
   const auto notifications = Platform::current().notifications;
   const auto backend = Platform::current().overlayBackend;

@@ -4,7 +4,6 @@
 #include <atomic>
 #include <chrono>
 #include <utility>
-#include <vector>
 
 #include "platform/platform.h"
 
@@ -36,7 +35,7 @@ std::optional<StartError> configure(CaptureSession& session, CaptureRequest requ
 
 /// A start that is under way. `abandoned` is how a stop overtakes it on the camera queue.
 struct AVCaptureManager::Start {
-  std::vector<StartCompletion> waiters;
+  StartCompletion completion;
   bool onSessionQueue = false;
   std::atomic<bool> abandoned = false;
 };
@@ -46,16 +45,21 @@ void AVCaptureManager::FrameRoute::captureOutput(const FrameRef& frame) const {
 }
 
 AVCaptureManager::AVCaptureManager(std::shared_ptr<CaptureSession> captureSession,
-                                   std::shared_ptr<SerialQueue> cameraQueue, AnalysisEnvironment environment)
+                                   std::shared_ptr<SerialQueue> cameraQueue, AnalysisEnvironment environment,
+                                   std::shared_ptr<SettingsRepository> settingsRepo)
     : session_(std::move(captureSession)),
       sessionQueue(std::move(cameraQueue)),
-      environment_(std::move(environment)) {}
+      environment_(std::move(environment)),
+      settingsRepo_(std::move(settingsRepo)),
+      settingsRegistration_(
+          settingsRepo_->settings.subscribe([this](const FilterSettings&) { useSelection(); })) {}
 
 const std::shared_ptr<AVCaptureManager>& AVCaptureManager::shared() {
   static const auto instance = [] {
     const Platform& platform = Platform::current();
     return std::make_shared<AVCaptureManager>(platform.captureSession, platform.cameraQueue,
-                                              AnalysisEnvironment::of(platform));
+                                              AnalysisEnvironment::of(platform),
+                                              SettingsRepository::shared());
   }();
   return instance;
 }
@@ -70,14 +74,14 @@ void AVCaptureManager::setAnalyzer(std::shared_ptr<VisionFaceAnalyzer> analyzer)
   analyzer_ = std::move(analyzer);
   if (analyzer_ && sampler_) analyzer_->onCalibrationSample = sampler_;
   sessionQueue->async([route = route_, next = std::weak_ptr(analyzer_)] { route->analyzer = next; });
-  suspensionRegistration_.reset();
-  if (analyzer_) {
+  if (analyzer_)
     environment_.analysisQueue->async(
         [detector = environment_.faceDetector] { detector->restartTracking(); });
-    suspensionRegistration_ = analyzer_->isSuspended.onChange([weak = weak_from_this()] {
-      if (const auto self = weak.lock()) self->updateFrameDemand();
-    });
-  }
+  updateFrameDemand();
+}
+
+void AVCaptureManager::setSuspended(bool suspended) {
+  if (analyzer_) analyzer_->isSuspended = suspended;
   updateFrameDemand();
 }
 
@@ -110,13 +114,9 @@ void AVCaptureManager::requestAccess(std::function<void(bool granted)> answer) {
 }
 
 void AVCaptureManager::startSession(StartCompletion completion) {
-  if (start_) {
-    start_->waiters.push_back(std::move(completion));
-    return;
-  }
-  const auto start = std::make_shared<Start>();
-  start->waiters.push_back(std::move(completion));
-  start_ = start;
+  if (start_) start_->abandoned = true;
+  const auto start = start_ = std::make_shared<Start>();
+  start->completion = std::move(completion);
   requestAccess([weak = weak_from_this(), start](bool granted) {
     const auto self = weak.lock();
     if (!self || start->abandoned) return;
@@ -165,11 +165,8 @@ void AVCaptureManager::startOnSessionQueue(const std::shared_ptr<Start>& start) 
 }
 
 void AVCaptureManager::finish(const std::shared_ptr<Start>& start, std::optional<StartError> error) {
-  auto waiters = std::move(start->waiters);
-  if (start_ == start) start_.reset();
-  environment_.mainLoop->post([waiters = std::move(waiters), error = std::move(error)] {
-    for (const auto& waiter : waiters) waiter(error);
-  });
+  start_.reset();
+  environment_.mainLoop->post([start, error = std::move(error)] { start->completion(error); });
 }
 
 void AVCaptureManager::stopSession(std::function<void()> closed) {
@@ -204,14 +201,8 @@ void AVCaptureManager::switchCamera(std::optional<std::string> id) {
   });
 }
 
-void AVCaptureManager::followSelection(std::shared_ptr<SettingsRepository> settingsRepo) {
-  settingsRepo_ = std::move(settingsRepo);
-  settingsRegistration_ =
-      settingsRepo_->settings.subscribe([this](const FilterSettings&) { useSelection(); });
-}
-
 void AVCaptureManager::useSelection() {
-  if (!settingsRepo_ || isRunning_) return;
+  if (isRunning_) return;
   const auto& selected = settingsRepo_->settings.get().selectedCameraID;
   if (preferredCameraID_ != selected) switchCamera(selected);
 }
@@ -219,7 +210,7 @@ void AVCaptureManager::useSelection() {
 void AVCaptureManager::startCalibrationSampling(std::function<void(double faceWidth)> handler) {
   sampler_ = std::move(handler);
   if (!analyzer_) setAnalyzer(nullptr);  // it gets one of its own
-  analyzer_->isSuspended = false;
+  setSuspended(false);
   analyzer_->onCalibrationSample = sampler_;
 }
 

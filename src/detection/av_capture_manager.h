@@ -34,11 +34,14 @@ class CameraFeedProviding {
   /// Who gets the frames, or none.
   [[nodiscard]] virtual std::shared_ptr<VisionFaceAnalyzer> analyzer() const = 0;
   virtual void setAnalyzer(std::shared_ptr<VisionFaceAnalyzer> analyzer) = 0;
+  /// Whether the present analyser ignores frames; while it does, the device stays closed.
+  virtual void setSuspended(bool suspended) = 0;
 
   /// Turns true and false when a start and a stop have taken effect, a while after they were asked for.
   [[nodiscard]] virtual const Published<bool>& isRunning() const = 0;
 
-  /// Starts the session; `completion` is called once, in a later turn, unless a stop comes before.
+  /// Starts the session; `completion` is called once, in a later turn, unless a stop or another start comes
+  /// before.
   virtual void startSession(StartCompletion completion) = 0;
   /// Stops the session, and wins over a start that is under way. Returns at once; `closed`, where there is
   /// one, is called in a later turn, when the device is closed.
@@ -54,9 +57,11 @@ class AVCaptureManager final : public CameraFeedProviding,
  public:
   using CameraError = sentrel::CameraError;
 
+  /// While the session is stopped, the preferred camera is the stored one, so that every start uses the
+  /// person's choice. Whoever edits the choice switches a running camera.
   AVCaptureManager(std::shared_ptr<CaptureSession> captureSession, std::shared_ptr<SerialQueue> cameraQueue,
-                   AnalysisEnvironment environment);
-  /// The process's manager, over the installed platform.
+                   AnalysisEnvironment environment, std::shared_ptr<SettingsRepository> settingsRepo);
+  /// The process's manager, over the installed platform and the shared settings.
   static const std::shared_ptr<AVCaptureManager>& shared();
 
   /// For its signals and for a preview; its configuration is this manager's business.
@@ -66,6 +71,7 @@ class AVCaptureManager final : public CameraFeedProviding,
   /// The detector forgets what it followed when another analyser takes over. A calibration that samples goes
   /// on with the next one, or with one of its own.
   void setAnalyzer(std::shared_ptr<VisionFaceAnalyzer> analyzer) override;
+  void setSuspended(bool suspended) override;
 
   [[nodiscard]] const Published<bool>& isRunning() const override { return isRunning_; }
 
@@ -75,20 +81,15 @@ class AVCaptureManager final : public CameraFeedProviding,
   /// Whether the camera may be used; asks the person where that is not known yet. `answer` may come at once.
   void requestAccess(std::function<void(bool granted)> answer);
 
-  /// Prepares the detector, configures the session and starts it. Requests that overlap are one. Fails with
-  /// `permissionDenied`, `noCameraAvailable` (only while this process has never seen a camera),
-  /// `configurationFailed`, the device's error or the detector's. A camera that is busy or away just then is
-  /// no failure: the session runs interrupted and recovers by itself.
+  /// Prepares the detector, configures the session and starts it. Fails with `permissionDenied`,
+  /// `noCameraAvailable` (only while this process has never seen a camera), `configurationFailed`, the
+  /// device's error or the detector's. A camera that is busy or away just then is no failure: the session
+  /// runs interrupted and recovers by itself.
   void startSession(StartCompletion completion) override;
   void stopSession(std::function<void()> closed) override;
 
   /// Chooses a camera, at once when the session runs. Reports no errors.
   void switchCamera(std::optional<std::string> id);
-
-  /// While the session is stopped, keeps the preferred camera equal to the stored one, so that every start
-  /// uses the person's choice. Whoever edits the choice switches a running camera. To be called once, before
-  /// the first start.
-  void followSelection(std::shared_ptr<SettingsRepository> settingsRepo);
 
   /// Sends face widths to `handler`, replacing an earlier one. The wish of whoever calibrates opens the
   /// camera.
@@ -116,6 +117,7 @@ class AVCaptureManager final : public CameraFeedProviding,
   const std::shared_ptr<CaptureSession> session_;
   const std::shared_ptr<SerialQueue> sessionQueue;
   const AnalysisEnvironment environment_;
+  const std::shared_ptr<SettingsRepository> settingsRepo_;
   const std::shared_ptr<FrameRoute> route_ = std::make_shared<FrameRoute>();
 
   std::shared_ptr<VisionFaceAnalyzer> analyzer_;
@@ -125,8 +127,6 @@ class AVCaptureManager final : public CameraFeedProviding,
   std::shared_ptr<Start> start_;  // the one under way, or none
   int pendingStops_ = 0;          // asked for, not yet in effect
   FrameDemand demand_;
-  Registration suspensionRegistration_;
-  std::shared_ptr<SettingsRepository> settingsRepo_;  // whose selection is followed, or none
   Registration settingsRegistration_;
 };
 

@@ -89,10 +89,8 @@ void CalibrationSession::startCountdown(std::int64_t remaining) {
 void CalibrationSession::beginMeasuring() {
   countdownTask.reset();
   measureStart = uses_.clock->nowMs();
-  uses_.camera->startCalibrationSampling([weak = weak_from_this(), loop = uses_.mainLoop](double width) {
-    loop->post([weak, width] {
-      if (const auto self = weak.lock()) self->samples.push_back(width);
-    });
+  uses_.camera->startCalibrationSampling([weak = weak_from_this()](double width) {
+    if (const auto self = weak.lock()) self->samples.push_back(width);
   });
   pollTask = uses_.mainLoop->after(measuringMs, [weak = weak_from_this()] {
     if (const auto self = weak.lock()) self->finalizeMeasurement();

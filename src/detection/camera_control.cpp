@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "detection/camera_control.h"
 
-#include <algorithm>
+#include <array>
 #include <utility>
 
 #include "platform/platform.h"
@@ -84,10 +84,9 @@ const std::shared_ptr<CameraControl>& CameraControl::shared() {
 // Wishes and rests.
 
 Registration CameraControl::wish(Wish wish) {
-  holds(Rest::noConsent) = false;
-  const bool first = !isWished();
-  ++wishes_[static_cast<std::size_t>(wish)];
-  if (first) observeSession();
+  rests_.erase(Rest::noConsent);
+  if (wishes_.empty()) observeSession();
+  wishes_.insert(wish);
   // Frames were not analysed for protection so far: their time begins now.
   if (wish == Wish::protection && camera_ == Camera::open) beginToSee(uses_.clock->nowMs());
   update();
@@ -97,41 +96,34 @@ Registration CameraControl::wish(Wish wish) {
 }
 
 void CameraControl::endWish(Wish wish) {
-  --wishes_[static_cast<std::size_t>(wish)];
-  if (!isWished()) {
+  wishes_.erase(wishes_.find(wish));
+  if (wishes_.empty()) {
     uses_.camera->setAnalyzer(nullptr);
     sessionRegistration_.reset();
-    for (const Rest rest : {Rest::away, Rest::lowBattery, Rest::sessionUnknown}) {
-      holds(rest) = false;
-    }
+    std::erase_if(rests_, [](Rest rest) { return rest != Rest::quitting && rest != Rest::noConsent; });
   } else if (wish == Wish::protection) {
-    holds(Rest::lowBattery) = false;  // nobody watches it any more
+    rests_.erase(Rest::lowBattery);  // nobody watches it any more
     if (camera_ == Camera::open) beginToSee(uses_.clock->nowMs());
   }
   update();
 }
 
-void CameraControl::setRest(Rest rest, bool now) {
-  holds(rest) = now;
+void CameraControl::setRest(Rest rest, bool holds) {
+  if (holds) rests_.insert(rest);
+  if (!holds) rests_.erase(rest);
   update();
 }
 
 std::optional<CameraControl::Rest> CameraControl::rest() const {
-  const auto first = std::ranges::find(rests_, true);
-  return first == rests_.end() ? std::nullopt
-                               : std::optional(static_cast<Rest>(std::distance(rests_.begin(), first)));
+  return rests_.empty() ? std::nullopt : std::optional(*rests_.begin());
 }
 
 bool CameraControl::isPermitted() const {
   return uses_.captureSession->authorizationStatus() == AuthorizationStatus::authorized;
 }
 
-bool CameraControl::isWished() const {
-  return isWished(Wish::protection) || isWished(Wish::calibration);
-}
-
 void CameraControl::observeSession() {
-  holds(Rest::sessionUnknown) = true;
+  rests_.insert(Rest::sessionUnknown);
   sessionRegistration_ = uses_.sessionEvents->install([this](SessionEvent event) { sessionChanged(event); });
   uses_.sessionEvents->whenKnown([weak = weak_from_this()] {
     if (const auto self = weak.lock()) self->setRest(Rest::sessionUnknown, false);
@@ -139,22 +131,21 @@ void CameraControl::observeSession() {
 }
 
 void CameraControl::sessionChanged(SessionEvent event) {
-  holds(Rest::away) = isGoingAway(event);
   if (isGoingAway(event)) {
-    close();
+    setRest(Rest::away, true);
     // Also where it was closed before: a sleep waits for the answer.
     uses_.camera->stopSession([events = uses_.sessionEvents] { events->cameraIsClosed(); });
   } else {
     // Who comes back resumes from every pause; the next check of the battery may begin another.
-    holds(Rest::lowBattery) = false;
+    rests_.erase(Rest::lowBattery);
+    setRest(Rest::away, false);
   }
-  update();
 }
 
 // Opening and closing.
 
 void CameraControl::update() {
-  const bool wanted = isWished() && !rest();
+  const bool wanted = !wishes_.empty() && rests_.empty();
   if (wanted && camera_ == Camera::closed) open();
   if (!wanted) close();
   uses_.sessionEvents->setResting(rest() == Rest::lowBattery);
@@ -175,7 +166,7 @@ void CameraControl::open() {
 void CameraControl::opened(const std::optional<StartError>& error) {
   if (!error) {
     camera_ = Camera::open;
-    if (const auto analyzer = uses_.camera->analyzer()) analyzer->isSuspended = false;
+    uses_.camera->setSuspended(false);
     beginToSee(uses_.clock->nowMs());
     publish();
     return;
@@ -201,7 +192,7 @@ void CameraControl::close() {
   ++attempt_;
   timer_.reset();
   cause_.reset();
-  if (const auto analyzer = uses_.camera->analyzer()) analyzer->isSuspended = true;
+  uses_.camera->setSuspended(true);
   uses_.camera->stopSession(nullptr);
 }
 
@@ -273,7 +264,7 @@ void CameraControl::beginToSee(std::int64_t sinceMs) {
   failedFrames_ = 0;
   sinceMs_ = sinceMs;
   timer_.reset();
-  if (isWished(Wish::protection)) watch();
+  if (wishes_.contains(Wish::protection)) watch();
 }
 
 void CameraControl::watch() {
@@ -287,7 +278,7 @@ void CameraControl::watch() {
 
 CameraControl::Status CameraControl::derivedStatus() const {
   using Kind = Status::Kind;
-  if (!isWished()) return {};
+  if (wishes_.empty()) return {};
   if (const auto reason = rest()) return {Kind::resting, *reason};
   if (cause_) return {Kind::blind};
   return {camera_ == Camera::open ? Kind::seeing : Kind::opening};

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <array>
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "detection/av_capture_manager.h"
@@ -41,15 +40,13 @@ CameraFailure describe(const StartError& error);
 ///  - A camera that does not open is tried again every 5 s, and at once when something that was missing may
 ///    have appeared. One whose use was denied is tried again only then.
 ///  - While protection wishes it, the camera counts as seeing only while analysed frames come. When none
-///  come,
-///    though the capture session reports no interruption, the session and the detector are restarted.
+///    come, though the capture session reports no interruption, session and detector are restarted.
 ///
 /// While there is a wish, the session's events are observed, so that the camera closes when the person goes
 /// away. Main thread, to be owned by a shared pointer.
 class CameraControl : public std::enable_shared_from_this<CameraControl> {
  public:
   enum class Wish { protection, calibration };
-  static constexpr std::size_t wishCount = 2;
 
   /// A reason to keep the camera closed. Of several, the first is reported.
   enum class Rest {
@@ -59,7 +56,6 @@ class CameraControl : public std::enable_shared_from_this<CameraControl> {
     lowBattery,      ///< ends with `away` too
     sessionUnknown,  ///< it is not known yet whether the session is locked
   };
-  static constexpr std::size_t restCount = 5;
 
   struct Status {
     enum class Kind {
@@ -135,14 +131,11 @@ class CameraControl : public std::enable_shared_from_this<CameraControl> {
   void observeSession();
   void sessionChanged(SessionEvent event);
   void endWish(Wish wish);
-  [[nodiscard]] bool isWished() const;
-  [[nodiscard]] bool isWished(Wish wish) const { return wishes_[static_cast<std::size_t>(wish)] > 0; }
-  bool& holds(Rest rest) { return rests_[static_cast<std::size_t>(rest)]; }
   [[nodiscard]] Status derivedStatus() const;
 
   const Dependencies uses_;
-  std::array<int, wishCount> wishes_{};
-  std::array<bool, restCount> rests_{};
+  std::multiset<Wish> wishes_;
+  std::set<Rest> rests_;
   Camera camera_ = Camera::closed;
   int attempt_ = 0;                     // to open it; the answer to an earlier one comes too late
   std::optional<CameraFailure> cause_;  // why nothing is seen; kept while it is tried again

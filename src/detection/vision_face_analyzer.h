@@ -13,7 +13,6 @@
 #include "support/frame.h"
 #include "support/geometry.h"
 #include "support/main_loop.h"
-#include "support/published.h"
 #include "support/serial_queue.h"
 
 namespace sentrel {
@@ -54,23 +53,6 @@ class CallbackSlot {
   std::atomic<bool> isSet_ = false;
 };
 
-/// Whether frames are ignored. Assigned and watched on the main thread, read on any thread.
-class Suspension {
- public:
-  Suspension& operator=(bool suspended) {
-    if (suspended_.exchange(suspended) != suspended) changed_.emit();
-    return *this;
-  }
-  operator bool() const { return suspended_; }  // NOLINT(google-explicit-constructor): reads like the value
-
-  /// `observer` is called after every change.
-  Registration onChange(std::function<void()> observer) { return changed_.connect(std::move(observer)); }
-
- private:
-  std::atomic<bool> suspended_ = false;
-  Signal<> changed_;
-};
-
 /// Turns camera frames into measurements: drops those that come too soon, has the faces of the others found
 /// on the analysis queue, and reports them on the main thread. At most one frame waits, the newest; nothing
 /// is allocated per frame. Letting go of the analyser cancels what is still to be delivered.
@@ -92,8 +74,9 @@ class VisionFaceAnalyzer : public std::enable_shared_from_this<VisionFaceAnalyze
   /// only while this is set.
   CallbackSlot<FrameRef, std::optional<NormalizedRect>> onRetroFrame;
 
-  /// While set, frames are ignored and the throttle keeps its place.
-  Suspension isSuspended;
+  /// While set, frames are ignored and the throttle keeps its place. Any thread; whoever feeds the analyser
+  /// sets it, and wants no frames meanwhile.
+  std::atomic<bool> isSuspended = false;
 
   /// Least time between two analysed frames. Any thread.
   [[nodiscard]] std::int64_t minIntervalMs() const { return minIntervalMs_; }

@@ -12,8 +12,6 @@ using Phase = CalibrationSession::Phase;
 
 class CameraControlTest : public testing::Test, protected test::TestCore {
  protected:
-  CameraControlTest() : TestCore(test::TestMachine::Queues::manual) {}
-
   [[nodiscard]] std::optional<FailureKind> failure() const {
     const auto& told = control->failure().get();
     return told ? std::optional(told->kind) : std::nullopt;

@@ -17,7 +17,7 @@ TEST(FrameRoad, AllocatesNothingWhenWarm) {
   char* arguments[] = {name, nullptr};
   const QCoreApplication application(argumentCount, arguments);
   const auto loop = std::make_shared<QtMainLoop>();
-  test::TestCore core(test::TestMachine::Queues::real, loop);
+  test::TestCore core(loop);
   test::TestMachine& machine = core.machine;
   const auto settle = [&] {
     for (int i = 0; i < 4; ++i) {

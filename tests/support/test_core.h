@@ -16,18 +16,13 @@
 
 namespace sentrel::test {
 
-/// The program's threads over fakes: a manual main loop and clock, a scripted camera and detector, and queues
-/// that are real, or run on the test's own thread when it says so.
+/// The program's threads over fakes: a manual main loop and clock, queues that run on the test's own thread
+/// when it says so, a scripted camera and detector.
 struct TestMachine {
-  enum class Queues { real, manual };
-
-  /// The manual loop serves as the clock alone where another is given.
-  explicit TestMachine(Queues queues = Queues::real, std::shared_ptr<MainLoop> other = nullptr)
-      : mainLoop(other ? std::move(other) : loop) {
-    for (auto* queue : {&cameraQueue, &analysisQueue}) {
-      *queue =
-          queues == Queues::real ? std::make_shared<SerialQueue>("test") : std::make_shared<ManualQueue>();
-    }
+  /// With a real main loop the queues are real, too; the manual loop is the clock alone.
+  explicit TestMachine(std::shared_ptr<MainLoop> real = nullptr) : mainLoop(real ? real : loop) {
+    for (auto* queue : {&cameraQueue, &analysisQueue})
+      *queue = real ? std::make_shared<SerialQueue>("test") : std::make_shared<ManualQueue>();
   }
 
   std::shared_ptr<ManualMainLoop> loop = std::make_shared<ManualMainLoop>();
@@ -71,9 +66,7 @@ struct TestMachine {
 
 /// The whole core over fakes at its edges.
 struct TestCore {
-  explicit TestCore(TestMachine::Queues queues = TestMachine::Queues::real,
-                    std::shared_ptr<MainLoop> mainLoop = nullptr)
-      : machine(queues, std::move(mainLoop)) {}
+  explicit TestCore(std::shared_ptr<MainLoop> real = nullptr) : machine(std::move(real)) {}
   /// What the end of protection leaves to the loop would keep the loop.
   ~TestCore() {
     service.reset();
@@ -84,14 +77,14 @@ struct TestCore {
 
   TestMachine machine;
   std::shared_ptr<FakeOverlayBackend> backend = std::make_shared<FakeOverlayBackend>();
-  std::shared_ptr<AVCaptureManager> camera =
-      std::make_shared<AVCaptureManager>(machine.session, machine.cameraQueue, machine.environment());
   std::shared_ptr<OverlayWindowManager> overlay =
       std::make_shared<OverlayWindowManager>(backend, machine.mainLoop, machine.loop);
   std::shared_ptr<MemoryUserDefaults> defaults = std::make_shared<MemoryUserDefaults>();
   std::shared_ptr<FakeLoginItem> loginItem = std::make_shared<FakeLoginItem>();
   std::shared_ptr<SettingsRepository> settings = std::make_shared<SettingsRepository>(defaults, loginItem);
   std::shared_ptr<StatsRepository> stats = std::make_shared<StatsRepository>(defaults);
+  std::shared_ptr<AVCaptureManager> camera = std::make_shared<AVCaptureManager>(
+      machine.session, machine.cameraQueue, machine.environment(), settings);
   FakeDesktop desktop{machine.mainLoop};
   std::shared_ptr<CameraControl> control = std::make_shared<CameraControl>(
       CameraControl::Dependencies{machine.mainLoop, machine.loop, camera, machine.session, desktop.session});
