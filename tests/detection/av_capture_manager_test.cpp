@@ -51,9 +51,9 @@ TEST_F(AVCaptureManagerTest, AStartWhileItRunsIsNoneAndOneAfterAStopIsAnother) {
 
 TEST_F(AVCaptureManagerTest, AStopWinsOverAStartThatIsUnderWay) {
   const auto overtake = [this] { manager->stopSession(nullptr); };
-  machine.detector->whilePreparing = overtake;
+  machine.detector->whileWorking = overtake;
   start();
-  machine.detector->whilePreparing = nullptr;
+  machine.detector->whileWorking = nullptr;
   EXPECT_FALSE(session.request) << "while the model is loaded";
 
   session.whileListing = overtake;
@@ -92,7 +92,7 @@ TEST_F(AVCaptureManagerTest, FailuresTellTheirCauseAndTheNextStartIsFree) {
        CameraError::permissionDenied},
       {"error_model_missing", [&] { machine.detector->prepareError = noModel; }, noModel},
       {"error_no_camera", unseen, CameraError::noCameraAvailable},
-      {"error_no_pipewire", [&] { unseen(), session.service = noService; }, noService},
+      {"error_no_pipewire", [&] { unseen(), session.unseen = noService; }, noService},
       {"error_camera_denied", [&] { session.configureError = denied; }, denied},
       {"error_camera_busy", [&] { session.configureError = taken; }, CameraError::configurationFailed},
   };

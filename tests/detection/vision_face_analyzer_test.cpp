@@ -13,8 +13,8 @@ using test::faceOf;
 using testing::ElementsAre;
 
 struct VisionFaceAnalyzerTest : testing::Test {
-  std::shared_ptr<VisionFaceAnalyzer> make(std::int64_t fps = 10) {
-    auto analyzer = std::make_shared<VisionFaceAnalyzer>(fps, machine.environment());
+  std::shared_ptr<VisionFaceAnalyzer> make() {
+    auto analyzer = std::make_shared<VisionFaceAnalyzer>(10, machine.environment());
     analyzer->onResult = [this](const DetectionInput& input) { results.push_back(input); };
     return analyzer;
   }
@@ -29,11 +29,9 @@ struct VisionFaceAnalyzerTest : testing::Test {
     }
   }
 
-  /// In ms from `begin`.
-  [[nodiscard]] std::vector<std::int64_t> resultTimes(
-      std::int64_t begin = test::ManualMainLoop::startMs) const {
+  [[nodiscard]] std::vector<std::int64_t> resultTimes() const {
     std::vector<std::int64_t> times;
-    for (const auto& result : results) times.push_back(result.timestampMs - begin);
+    for (const auto& result : results) times.push_back(result.timestampMs - test::ManualMainLoop::startMs);
     return times;
   }
 
@@ -42,20 +40,8 @@ struct VisionFaceAnalyzerTest : testing::Test {
 };
 
 TEST_F(VisionFaceAnalyzerTest, ThrottlesToItsInterval) {
-  const struct {
-    std::int64_t fps;
-    std::vector<std::int64_t> offered;
-    std::vector<std::int64_t> analysed;
-  } cases[] = {
-      {10, {0, 99, 100, 150, 200, 299, 301}, {0, 100, 200, 301}},
-      {3, {0, 332, 333, 665, 666}, {0, 333, 666}},
-  };
-  for (const auto& [fps, offered, analysed] : cases) {
-    const std::int64_t begin = machine.loop->nowMs();
-    results.clear();
-    offer(*make(fps), offered);
-    EXPECT_EQ(resultTimes(begin), analysed) << fps << " fps";
-  }
+  offer(*make(), {0, 99, 100, 150, 200, 299, 301});
+  EXPECT_THAT(resultTimes(), ElementsAre(0, 100, 200, 301));
 }
 
 TEST(VisionFaceAnalyzerDeathTest, ARateOfZeroIsFatal) {
@@ -80,7 +66,7 @@ TEST_F(VisionFaceAnalyzerTest, SuspensionKeepsTheThrottlesPlaceAndAnEmptyFrameTa
 
 TEST_F(VisionFaceAnalyzerTest, TheNewestFrameWinsWhileOneIsAnalysed) {
   const auto analyzer = make();
-  machine.detector->whileDetecting = [&] {
+  machine.detector->whileWorking = [&] {
     if (machine.detector->timestamps.size() > 1) return;
     for (int i = 0; i < 3; ++i) {
       machine.loop->advance(100);
@@ -95,7 +81,7 @@ TEST_F(VisionFaceAnalyzerTest, MeasuresTheMainFace) {
   constexpr double least = 0.019999999552965164;  // 0.02 in single precision
   const auto withNose = [](std::optional<Point> nose) {
     FaceObservation face = faceOf(0.3);
-    face.landmarks = FaceLandmarks{Point{0.3, 0.6}, Point{0.7, 0.5}, nose};
+    face.landmarks = FaceLandmarks{Point{0.3, 0.75}, Point{0.7, 0.5}, nose};
     return detectionsOf({}, {face});
   };
   const auto turned = [](double width, double yaw) { return faceOf(width, 0.1, yaw); };
@@ -111,8 +97,8 @@ TEST_F(VisionFaceAnalyzerTest, MeasuresTheMainFace) {
       {"nobody", {}, 0, {}, {}, {}},
       {"the least width", detectionsOf({faceOf(least), faceOf(0.0199)}, {faceOf(0.0199)}), 1, {}, least, {}},
       {"rectangles alone", detectionsOf({faceOf(0.1, 0.3), faceOf(0.2)}, {}), 2, {}, 0.2, 0.3},
-      {"the second, the first of equals",
-       detectionsOf({faceOf(0.2, 0.4), faceOf(0.3), faceOf(0.2, 0.7)}, {}),
+      {"the first of equals",
+       detectionsOf({faceOf(0.2, 0.4), faceOf(0.3), faceOf(0.2)}, {}),
        3,
        {},
        0.3,
@@ -126,7 +112,7 @@ TEST_F(VisionFaceAnalyzerTest, MeasuresTheMainFace) {
        0.25,
        {}},
       {"no yaw", detectionsOf({}, {faceOf(0.2, 0.1, std::nullopt)}), 0, FaceData{0, 0, 0.2F}, 0.2, {}},
-      {"pitch", withNose(Point{0.5, 0.65}), 0, FaceData{0, 18, 0.3F}, 0.3, {}},
+      {"pitch", withNose(Point{0.5, 0.75}), 0, FaceData{0, 22.5F, 0.3F}, 0.3, {}},
       {"no nose", withNose(std::nullopt), 0, FaceData{0, 0, 0.3F}, 0.3, {}},
   };
   const auto analyzer = make();
@@ -142,15 +128,9 @@ TEST_F(VisionFaceAnalyzerTest, MeasuresTheMainFace) {
     results.clear();
     sample.reset();
     offer(*analyzer, {100});
-    ASSERT_EQ(results.size(), 1U) << what;
-    EXPECT_EQ(results[0].faceCount, faceCount) << what;
+    EXPECT_THAT(results, ElementsAre(DetectionInput{machine.loop->nowMs(), faceCount, primary})) << what;
     EXPECT_EQ(sample, expectedSample) << what;
     EXPECT_EQ(secondX, expectedX) << what;
-    ASSERT_EQ(results[0].primaryFace.has_value(), primary.has_value()) << what;
-    if (!primary) continue;
-    EXPECT_FLOAT_EQ(results[0].primaryFace->eulerY, primary->eulerY) << what;
-    EXPECT_NEAR(results[0].primaryFace->eulerX, primary->eulerX, 1e-4) << what;
-    EXPECT_EQ(results[0].primaryFace->boundingBoxRatio, primary->boundingBoxRatio) << what;
   }
 }
 
@@ -174,7 +154,7 @@ TEST_F(VisionFaceAnalyzerTest, KeepsAFrameOnlyForARetroConsumer) {
 
 TEST_F(VisionFaceAnalyzerTest, LettingGoCancelsDeliveries) {
   auto analyzer = make();
-  machine.detector->whileDetecting = [&] { analyzer.reset(); };  // the last owner, while it analyses
+  machine.detector->whileWorking = [&] { analyzer.reset(); };  // the last owner, while it analyses
   analyzer->analyze(machine.frame());
   machine.settle();
   EXPECT_TRUE(results.empty());

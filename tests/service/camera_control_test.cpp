@@ -55,20 +55,6 @@ TEST_F(CameraControlTest, ACalibrationCountsAndMeasuresTheMedianFace) {
   EXPECT_FALSE(machine.session->running) << "the light is out";
 }
 
-TEST_F(CameraControlTest, ProtectionComesAndGoesUnderACalibration) {
-  const auto calibration = newCalibration();
-  calibration->start();
-  see(alone, 1000);
-  start();
-  EXPECT_TRUE(service->isActive());
-  see(alone, 3500);
-  stop();
-  EXPECT_TRUE(machine.session->running) << "it still measures";
-  see(alone, 2000);
-  EXPECT_EQ(calibration->phase().get(), Phase::done(49));
-  EXPECT_FALSE(machine.session->running);
-}
-
 TEST_F(CameraControlTest, AStartWithoutACameraIsTriedEveryFiveSecondsAndToldOnce) {
   machine.session->cameras.clear();
   machine.session->seen = false;
@@ -122,9 +108,11 @@ TEST_F(CameraControlTest, AChainThatGivesNothingIsBegunAnew) {
   machine.advance(5000);
   EXPECT_EQ(machine.session->starts, 2);
   // Ten failed detections in a row are a failure, too, and fewer are no empty room.
-  see(lookingAway, 1800);
-  see(std::nullopt, 900);
-  EXPECT_EQ(state(), Kind::inattention);
+  for (int i = 0; i < 2; ++i) {
+    see(lookingAway, 1800);
+    see(std::nullopt, 900);
+    EXPECT_EQ(state(), Kind::inattention);
+  }
   see(lookingAway, 200);
   see(std::nullopt, 1000);
   EXPECT_EQ(failure(), FailureKind::analysisFailed);
@@ -150,7 +138,6 @@ TEST_F(CameraControlTest, AnInterruptionIsWaitedOut) {
 
   // A frame that was under way when the camera was lost does not bring it back, a later one does.
   machine.session->request->onFrame(machine.frame());
-  machine.analysisQueue->sync([] {});
   machine.loop->advance(1);
   machine.session->interrupt(CaptureError::Kind::deviceUnavailable);
   machine.settle();

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <algorithm>
 #include <functional>
 #include <optional>
 #include <utility>
@@ -20,7 +19,7 @@ class FakeCaptureSession final : public CaptureSession {
   AuthorizationStatus status = AuthorizationStatus::authorized;
   std::vector<CameraDevice> cameras{{"front", "Front", CameraPosition::front}};
   bool seen = true;
-  std::optional<CaptureError> service;
+  CaptureError unseen{CaptureError::Kind::deviceUnavailable, "never seen"};  ///< while no camera was
   std::optional<CaptureError> configureError;
   std::optional<CaptureError> cause;
   std::function<void()> whileListing;  ///< runs on the camera queue when devices are awaited
@@ -51,21 +50,15 @@ class FakeCaptureSession final : public CaptureSession {
 
   [[nodiscard]] std::optional<CaptureError> awaitDevices(std::chrono::milliseconds) override {
     if (whileListing) whileListing();
-    if (seen || !cameras.empty()) return std::nullopt;
-    return service ? service : CaptureError{CaptureError::Kind::deviceUnavailable, "never seen"};
+    return seen || !cameras.empty() ? std::nullopt : std::optional(unseen);
   }
   [[nodiscard]] std::vector<CameraDevice> devices() const override { return cameras; }
   [[nodiscard]] std::optional<CaptureError> interruptionCause() const override { return cause; }
 
   [[nodiscard]] std::optional<CaptureError> configure(CaptureRequest asked) override {
     request.reset();
-    if (configureError) return configureError;
-    const auto isListed = [&] {
-      return std::ranges::count(cameras, *asked.deviceID, &CameraDevice::uniqueID);
-    };
-    if (asked.deviceID && !isListed()) asked.deviceID.reset();
-    request = std::move(asked);
-    return std::nullopt;
+    if (!configureError) request = std::move(asked);
+    return configureError;
   }
   void startRunning() override {
     running = true;
@@ -88,8 +81,7 @@ class ScriptedDetector final : public FaceDetector {
  public:
   std::optional<FaceDetectorError> prepareError;
   std::optional<FaceDetections> next = FaceDetections{};
-  std::function<void()> whilePreparing;
-  std::function<void()> whileDetecting;
+  std::function<void()> whileWorking;
   std::vector<std::int64_t> timestamps;
   std::vector<FaceTuning> tunings;
   int preparations = 0;
@@ -97,12 +89,12 @@ class ScriptedDetector final : public FaceDetector {
 
   [[nodiscard]] std::optional<FaceDetectorError> prepare() override {
     ++preparations;
-    if (whilePreparing) whilePreparing();
+    if (whileWorking) whileWorking();
     return prepareError;
   }
   [[nodiscard]] std::optional<FaceDetections> detect(const Frame&, std::int64_t timestampMs) override {
     timestamps.push_back(timestampMs);
-    if (whileDetecting) whileDetecting();
+    if (whileWorking) whileWorking();
     return next;
   }
   void restartTracking() override { ++restarts; }

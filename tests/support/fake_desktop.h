@@ -83,14 +83,14 @@ class FakeNotifications final : public Notifications {
   std::map<std::string, NotificationContent> shown;
   int added = 0;
   bool answering = true;
-  std::vector<std::function<void(bool)>> questions;  ///< while not answering
+  std::vector<std::function<void(bool)>> questions;
 
-  void requestAuthorization(std::function<void(bool granted)> answer) override {
-    if (!answering) {
-      questions.push_back(std::move(answer));
-    } else {
-      mainLoop_->post([answer = std::move(answer)] { answer(false); });
-    }
+  void requestAuthorization(std::function<void(bool granted)> told) override {
+    questions.push_back(std::move(told));
+    if (answering) mainLoop_->post([this] { answer(); });
+  }
+  void answer() {
+    for (const auto& told : std::exchange(questions, {})) told(false);
   }
   void add(const std::string& identifier, const NotificationContent& content) override {
     shown[identifier] = content;

@@ -3,10 +3,10 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <utility>
-#include <vector>
 
 #include "support/main_loop.h"
 #include "support/serial_queue.h"
@@ -23,7 +23,7 @@ class ManualMainLoop final : public MainLoop, public Clock {
 
   void post(Task task) override {
     const std::lock_guard lock(mutex_);
-    posted_.push_back(std::move(task));
+    posted_.push(std::move(task));
   }
 
   Registration after(std::int64_t delayMs, Task task) override {
@@ -35,14 +35,10 @@ class ManualMainLoop final : public MainLoop, public Clock {
 
   /// Runs posted tasks, and those that they post, until none is left.
   void runPosted() {
-    for (;;) {
-      std::vector<Task> batch;
-      {
-        const std::lock_guard lock(mutex_);
-        batch.swap(posted_);
-      }
-      if (batch.empty()) return;
-      for (auto& task : batch) task();
+    for (std::unique_lock lock(mutex_); !posted_.empty(); lock.lock()) {
+      Task task = posted_.pop();
+      lock.unlock();
+      task();
     }
   }
 
@@ -50,19 +46,11 @@ class ManualMainLoop final : public MainLoop, public Clock {
   void advance(std::int64_t ms) {
     runPosted();
     const std::int64_t end = nowMs_ + ms;
-    for (;;) {
-      const auto next = std::min_element(timers_.begin(), timers_.end(), [](const auto& a, const auto& b) {
-        return std::pair(a->dueMs, a->order) < std::pair(b->dueMs, b->order);
-      });
-      if (next == timers_.end() || (*next)->dueMs > end) break;
-      const std::shared_ptr<Timer> timer = *next;
-      nowMs_ = std::max(nowMs_, timer->dueMs);
-      if (timer->intervalMs > 0) {
-        timer->dueMs += timer->intervalMs;
-        timer->order = nextOrder_++;
-      } else {
-        std::erase(timers_, timer);
-      }
+    while (!timers_.empty() && timers_.begin()->first <= end) {
+      const auto [dueMs, timer] = *timers_.begin();
+      timers_.erase(timers_.begin());
+      nowMs_ = std::max(nowMs_, dueMs);
+      if (timer->intervalMs > 0) timers_.emplace(dueMs + timer->intervalMs, timer);
       timer->task();
       runPosted();
     }
@@ -73,25 +61,23 @@ class ManualMainLoop final : public MainLoop, public Clock {
 
  private:
   struct Timer {
-    std::int64_t dueMs;
-    std::int64_t intervalMs;
-    std::uint64_t order;
+    std::int64_t intervalMs;  ///< or 0
     Task task;
   };
 
   Registration schedule(std::int64_t delayMs, std::int64_t intervalMs, Task task) {
-    auto timer = std::make_shared<Timer>(Timer{nowMs_ + delayMs, intervalMs, nextOrder_++, std::move(task)});
-    timers_.push_back(timer);
-    return Registration([this, timer = std::weak_ptr(timer)] {
-      if (const auto live = timer.lock()) std::erase(timers_, live);
+    const auto timer = std::make_shared<Timer>(Timer{intervalMs, std::move(task)});
+    timers_.emplace(nowMs_ + delayMs, timer);
+    return Registration([this, weak = std::weak_ptr(timer)] {
+      if (const auto live = weak.lock())
+        std::erase_if(timers_, [&](const auto& each) { return each.second == live; });
     });
   }
 
   std::int64_t nowMs_ = startMs;
-  std::uint64_t nextOrder_ = 0;
   std::mutex mutex_;
-  std::vector<Task> posted_;
-  std::vector<std::shared_ptr<Timer>> timers_;
+  TaskRing posted_;
+  std::multimap<std::int64_t, std::shared_ptr<Timer>> timers_;  // by when they are due, then in order
 };
 
 /// A queue whose tasks run when a test says so, on the test's own thread: every order of things that threads
