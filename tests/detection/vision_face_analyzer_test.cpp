@@ -84,7 +84,14 @@ TEST_F(VisionFaceAnalyzerTest, MeasuresTheMainFace) {
     face.landmarks = FaceLandmarks{Point{0.3, 0.75}, Point{0.7, 0.5}, nose};
     return detectionsOf({}, {face});
   };
-  const auto turned = [](double width, double yaw) { return faceOf(width, 0.1, yaw); };
+  const auto facesAt = [](std::initializer_list<std::pair<double, double>> widthsAndPlaces) {
+    FaceDetections found;
+    for (const auto& [width, x] : widthsAndPlaces) found.rectangles.push(faceOf(width, x));
+    return found;
+  };
+  const FaceDetections turned =
+      detectionsOf({faceOf(0.5)}, {faceOf(0.1, 0, 1), faceOf(0.25, 0, 0.5), faceOf(0.25, 0, -0.5)});
+  constexpr auto halfRadian = static_cast<float>(90 / std::numbers::pi);
   using Number = std::optional<double>;
   const struct {
     std::string what;
@@ -96,21 +103,11 @@ TEST_F(VisionFaceAnalyzerTest, MeasuresTheMainFace) {
   } cases[] = {
       {"nobody", {}, 0, {}, {}, {}},
       {"the least width", detectionsOf({faceOf(least), faceOf(0.0199)}, {faceOf(0.0199)}), 1, {}, least, {}},
-      {"rectangles alone", detectionsOf({faceOf(0.1, 0.3), faceOf(0.2)}, {}), 2, {}, 0.2, 0.3},
-      {"the first of equals",
-       detectionsOf({faceOf(0.2, 0.4), faceOf(0.3), faceOf(0.2)}, {}),
-       3,
-       {},
-       0.3,
-       0.4},
-      {"two equals", detectionsOf({faceOf(0.2, 0.4), faceOf(0.2, 0.7)}, {}), 2, {}, 0.2, 0.7},
+      {"rectangles alone", facesAt({{0.1, 0.3}, {0.2, 0.1}}), 2, {}, 0.2, 0.3},
+      {"the first of equals", facesAt({{0.2, 0.4}, {0.3, 0.1}, {0.2, 0.7}}), 3, {}, 0.3, 0.4},
+      {"two equals", facesAt({{0.2, 0.4}, {0.2, 0.7}}), 2, {}, 0.2, 0.7},
       {"a pose without a rectangle", detectionsOf({}, {faceOf(0.2)}), 0, FaceData{0, 0, 0.2F}, 0.2, {}},
-      {"the widest pose, the first of equals",
-       detectionsOf({faceOf(0.5)}, {turned(0.1, 1), turned(0.25, 0.5), turned(0.25, -0.5)}),
-       1,
-       FaceData{static_cast<float>(90 / std::numbers::pi), 0, 0.25F},
-       0.25,
-       {}},
+      {"the widest pose, the first of equals", turned, 1, FaceData{halfRadian, 0, 0.25F}, 0.25, {}},
       {"no yaw", detectionsOf({}, {faceOf(0.2, 0.1, std::nullopt)}), 0, FaceData{0, 0, 0.2F}, 0.2, {}},
       {"pitch", withNose(Point{0.5, 0.75}), 0, FaceData{0, 22.5F, 0.3F}, 0.3, {}},
       {"no nose", withNose(std::nullopt), 0, FaceData{0, 0, 0.3F}, 0.3, {}},
