@@ -111,21 +111,14 @@ void PrivacyFilterService::cameraChanged(const CameraControl::Status& status) {
     return;
   }
   systemEvents_.setAway(status == CameraControl::Status{Kind::resting, CameraControl::Rest::away});
-  switch (status.kind) {
-    case Kind::seeing:
-      fsm.onSystemEvent(Event::screenOn);
-      fsm.onSystemEvent(Event::cameraAvailable);
-      break;
-    case Kind::blind:
-      fsm.onSystemEvent(Event::cameraBusy);
-      break;
-    case Kind::resting:
-      fsm.onSystemEvent(status.rest == CameraControl::Rest::lowBattery ? Event::batteryLow
-                                                                       : Event::screenOff);
-      break;
-    case Kind::opening:
-    case Kind::closed:
-      break;
+  const bool isLow = status.rest == CameraControl::Rest::lowBattery;
+  if (status.kind == Kind::seeing) {
+    fsm.onSystemEvent(Event::screenOn);
+    fsm.onSystemEvent(Event::cameraAvailable);
+  } else if (status.kind == Kind::blind) {
+    fsm.onSystemEvent(Event::cameraBusy);
+  } else if (status.kind == Kind::resting) {
+    fsm.onSystemEvent(isLow ? Event::batteryLow : Event::screenOff);
   }
 }
 

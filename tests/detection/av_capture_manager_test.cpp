@@ -7,29 +7,24 @@
 namespace sentrel {
 namespace {
 
-class AVCaptureManagerTest : public testing::Test {
+class AVCaptureManagerTest : public testing::Test, protected test::TestCore {
  protected:
   void start() {
-    manager->startSession([this](const std::optional<StartError>& told) {
+    camera->startSession([this](const std::optional<StartError>& told) {
       ++answers;
       error = told;
     });
     machine.settle();
   }
   void stop() {
-    manager->stopSession(nullptr);
+    camera->stopSession(nullptr);
     machine.settle();
   }
   std::shared_ptr<VisionFaceAnalyzer> analyzer(std::int64_t fps = 10) {
     return std::make_shared<VisionFaceAnalyzer>(fps, machine.environment());
   }
 
-  test::TestMachine machine;
   test::FakeCaptureSession& session = *machine.session;
-  std::shared_ptr<SettingsRepository> settings = std::make_shared<SettingsRepository>(
-      std::make_shared<test::MemoryUserDefaults>(), std::make_shared<test::FakeLoginItem>());
-  std::shared_ptr<AVCaptureManager> manager = std::make_shared<AVCaptureManager>(
-      machine.session, machine.cameraQueue, machine.environment(), settings);
   int answers = 0;  // to starts
   std::optional<StartError> error;
 };
@@ -42,7 +37,7 @@ TEST_F(AVCaptureManagerTest, AStartWhileItRunsIsNoneAndOneAfterAStopIsAnother) {
   EXPECT_EQ(session.request->width, 640);
   EXPECT_EQ(session.request->height, 480);
   bool closed = false;
-  manager->stopSession([&] { closed = !session.running; });
+  camera->stopSession([&] { closed = !session.running; });
   start();
   EXPECT_TRUE(closed);
   EXPECT_TRUE(session.running);
@@ -50,7 +45,7 @@ TEST_F(AVCaptureManagerTest, AStartWhileItRunsIsNoneAndOneAfterAStopIsAnother) {
 }
 
 TEST_F(AVCaptureManagerTest, AStopWinsOverAStartThatIsUnderWay) {
-  const auto overtake = [this] { manager->stopSession(nullptr); };
+  const auto overtake = [this] { camera->stopSession(nullptr); };
   machine.detector->whileWorking = overtake;
   start();
   machine.detector->whileWorking = nullptr;
@@ -71,7 +66,7 @@ TEST_F(AVCaptureManagerTest, AStopWinsOverAStartThatIsUnderWay) {
 
   session.status = AuthorizationStatus::authorized;
   start();
-  EXPECT_TRUE(manager->isRunning()) << "none of it stays behind";
+  EXPECT_TRUE(camera->isRunning()) << "none of it stays behind";
 }
 
 TEST_F(AVCaptureManagerTest, FailuresTellTheirCauseAndTheNextStartIsFree) {
@@ -112,7 +107,7 @@ TEST_F(AVCaptureManagerTest, FailuresTellTheirCauseAndTheNextStartIsFree) {
     machine.detector->prepareError.reset();
     start();
     EXPECT_FALSE(error) << "after " << key;
-    EXPECT_TRUE(manager->isRunning());
+    EXPECT_TRUE(camera->isRunning());
     stop();
   }
 }
@@ -123,11 +118,11 @@ TEST_F(AVCaptureManagerTest, ThePreferredCameraIsUsedAndSwitched) {
   next.selectedCameraID = "desk";
   settings->save(next);
   EXPECT_FALSE(session.request) << "stopped: only the choice changes";
-  session.whileListing = [&] { manager->switchCamera("front"); };  // while the start is on the camera queue
+  session.whileListing = [&] { camera->switchCamera("front"); };  // while the start is on the camera queue
   start();
   EXPECT_EQ(session.request->deviceID, "front");
   session.whileListing = nullptr;
-  manager->switchCamera(std::nullopt);
+  camera->switchCamera(std::nullopt);
   machine.settle();
   ASSERT_TRUE(session.request);
   EXPECT_EQ(session.request->deviceID, std::nullopt) << "whoever edits the choice switches a running camera";
@@ -138,13 +133,13 @@ TEST_F(AVCaptureManagerTest, ThePreferredCameraIsUsedAndSwitched) {
 
 TEST_F(AVCaptureManagerTest, TheDeviceIsWantedOnlyWhileAnAnalyserTakesFrames) {
   const auto slow = analyzer(3);
-  manager->setAnalyzer(slow);
+  camera->setAnalyzer(slow);
   EXPECT_EQ(session.demand, (FrameDemand{true, 334}));
-  manager->setSuspended(true);
+  camera->setSuspended(true);
   EXPECT_EQ(session.demand, FrameDemand{});
-  manager->setAnalyzer(analyzer(10));
+  camera->setAnalyzer(analyzer(10));
   EXPECT_EQ(session.demand, (FrameDemand{true, 101}));
-  manager->setAnalyzer(nullptr);
+  camera->setAnalyzer(nullptr);
   EXPECT_EQ(session.demand, FrameDemand{});
   machine.settle();
   EXPECT_EQ(machine.detector->restarts, 2) << "once for each analyser";
@@ -153,8 +148,8 @@ TEST_F(AVCaptureManagerTest, TheDeviceIsWantedOnlyWhileAnAnalyserTakesFrames) {
 TEST_F(AVCaptureManagerTest, ACalibrationKeepsItsSamplesWhoeverAnalyses) {
   machine.detector->next = test::detectionsOf({test::faceOf(0.25)}, {});
   std::vector<double> widths;
-  manager->startCalibrationSampling([](double) { FAIL() << "replaced"; });
-  manager->startCalibrationSampling([&](double width) { widths.push_back(width); });
+  camera->startCalibrationSampling([](double) { FAIL() << "replaced"; });
+  camera->startCalibrationSampling([&](double width) { widths.push_back(width); });
   start();
   const auto sampled = [&] {
     machine.advance(200);  // the frames have found their new way
@@ -163,14 +158,14 @@ TEST_F(AVCaptureManagerTest, ACalibrationKeepsItsSamplesWhoeverAnalyses) {
     return widths.size();
   };
   EXPECT_EQ(sampled(), 1U) << "by an analyser of its own";
-  manager->setAnalyzer(analyzer());
+  camera->setAnalyzer(analyzer());
   EXPECT_EQ(sampled(), 2U);
-  manager->setAnalyzer(nullptr);
+  camera->setAnalyzer(nullptr);
   EXPECT_EQ(sampled(), 3U) << "by one of its own again";
-  manager->stopCalibrationSampling();
+  camera->stopCalibrationSampling();
   EXPECT_EQ(sampled(), 3U);
-  manager->setAnalyzer(nullptr);
-  EXPECT_EQ(manager->analyzer(), nullptr);
+  camera->setAnalyzer(nullptr);
+  EXPECT_EQ(camera->analyzer(), nullptr);
 }
 
 }  // namespace
