@@ -8,10 +8,7 @@ namespace sentrel::vision {
 namespace {
 
 Candidate at(double x, double y, double side, double score) {
-  Candidate candidate;
-  candidate.score = score;
-  candidate.box = {x, y, side, side};
-  return candidate;
+  return {score, {x, y, side, side}, {}};
 }
 
 std::vector<double> keptScores(std::vector<Candidate> candidates) {
