@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "overlay/overlay_window_manager.h"
-
+//
+// What the windows on the screens are given to show, and the onlooker's picture among it.
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -9,6 +9,8 @@
 #include <optional>
 
 #include "overlay/overlay_content_view.h"
+#include "overlay/overlay_window_manager.h"
+#include "overlay/retro_pip_manager.h"
 #include "support/fake_overlay_backend.h"
 #include "support/manual_main_loop.h"
 
@@ -17,70 +19,73 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Key;
 
+constexpr double noNumber = std::numeric_limits<double>::quiet_NaN();
 const Screen first{1, "one", {0, 0, 1920, 1080}, true};
 const Screen second{2, "two", {1920, 0, 1280, 1024}, false};
 const Screen third{3, "three", {0, 1080, 800, 600}, false};
 
 class OverlayWindowManagerTest : public testing::Test {
  protected:
-  OverlayScene lastScene(std::uint64_t screen = 1) {
+  const std::vector<OverlayScene>& scenes(std::uint64_t screen = 1) {
     loop->runPosted();
-    const auto& scenes = backend->shown.at(screen).scenes;
-    return scenes.empty() ? OverlayScene{} : scenes.back();
+    return backend->shown.at(screen).scenes;
+  }
+  /// Red, green, blue and white, side by side.
+  FrameRef colors() {
+    auto frame = pool.acquire(4, 1);
+    const std::uint8_t bgra[] = {0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 0, 255, 255, 255, 0};
+    std::ranges::copy(bgra, frame->data());
+    return frame;
   }
 
-  [[nodiscard]] std::vector<std::uint64_t> covered() const {
-    std::vector<std::uint64_t> ids;
-    for (const auto& [id, shown] : backend->shown) ids.push_back(id);
-    return ids;
-  }
-
+  FramePool pool{2};
   std::shared_ptr<test::ManualMainLoop> loop = std::make_shared<test::ManualMainLoop>();
   std::shared_ptr<test::FakeOverlayBackend> backend = std::make_shared<test::FakeOverlayBackend>();
-  OverlayWindowManager manager{backend, loop, loop};
+  std::shared_ptr<OverlayWindowManager> overlay = std::make_shared<OverlayWindowManager>(backend, loop, loop);
+  OverlayWindowManager& manager = *overlay;
+  RetroPiPManager retro{overlay, loop, loop};
 };
+using RetroPiPManagerTest = OverlayWindowManagerTest;
 
 TEST_F(OverlayWindowManagerTest, CoversEveryScreenAndFollowsThemOnlyWhileShowing) {
   backend->screenList = {first, second};
   manager.hide();
   manager.show();
   manager.show();
-  EXPECT_THAT(covered(), ElementsAre(1, 2));
+  EXPECT_THAT(backend->shown, ElementsAre(Key(1), Key(2)));
   EXPECT_EQ(backend->created, 2);
-  Screen resized = first;
-  resized.frame.width = 800;
-  backend->setScreens({resized, third});
-  EXPECT_THAT(covered(), ElementsAre(1, 3));
+  backend->setScreens({{1, "one", {0, 0, 800, 600}, true}, third});
+  EXPECT_THAT(backend->shown, ElementsAre(Key(1), Key(3)));
   EXPECT_EQ(backend->created, 3) << "the window of a screen that stays is left alone";
   backend->setScreens({third, first});
   manager.coverAllScreens = false;
-  EXPECT_THAT(covered(), ElementsAre(1)) << "the main one";
+  EXPECT_THAT(backend->shown, ElementsAre(Key(1))) << "the main one";
   backend->setScreens({second, third});
-  EXPECT_THAT(covered(), ElementsAre(2)) << "none is marked";
+  EXPECT_THAT(backend->shown, ElementsAre(Key(2))) << "none is marked";
   manager.coverAllScreens = true;
-  EXPECT_THAT(covered(), ElementsAre(2, 3));
+  EXPECT_THAT(backend->shown, ElementsAre(Key(2), Key(3)));
   backend->setScreens({});
-  EXPECT_THAT(covered(), IsEmpty());
+  EXPECT_THAT(backend->shown, IsEmpty());
   manager.hide();
   EXPECT_FALSE(manager.isShowing());
-  EXPECT_THAT(covered(), IsEmpty());
   EXPECT_EQ(backend->screensChanged.observerCount(), 0U);
 }
 
 TEST_F(OverlayWindowManagerTest, ComposesTheScene) {
   manager.show();
-  EXPECT_EQ(lastScene(), OverlayScene{}) << "no stripes at opacity 0";
+  EXPECT_EQ(scenes().back(), OverlayScene{}) << "no stripes at opacity 0";
   manager.currentAlpha = 0.5F;
   const StripePattern stripes{8 * std::sqrt(80.0 / 60.0), 0x000000, double{0.42F}, 0.5};
-  EXPECT_EQ(lastScene(), (OverlayScene{stripes, 0, false, false}));
+  EXPECT_EQ(scenes().back(), (OverlayScene{stripes, 0, false, false}));
   manager.isAlertMode = true;
   manager.shortcutAvailable = true;
-  EXPECT_EQ(lastScene(), (OverlayScene{stripes, 0.7, true, true}));
+  EXPECT_EQ(scenes().back(), (OverlayScene{stripes, 0.7, true, true}));
   manager.hide();
   manager.matrixEnabled = false;
   manager.show();
-  EXPECT_EQ(lastScene(), (OverlayScene{{}, 0.7, true, true})) << "values are kept while hidden";
+  EXPECT_EQ(scenes().back(), (OverlayScene{{}, 0.7, true, true})) << "values are kept while hidden";
 }
 
 TEST_F(OverlayWindowManagerTest, ThePictureIsOnTheMainScreen) {
@@ -90,39 +95,29 @@ TEST_F(OverlayWindowManagerTest, ThePictureIsOnTheMainScreen) {
   ASSERT_TRUE(backend->shown[1].picture);
   EXPECT_EQ(backend->shown[1].picture->blink, 3);
   EXPECT_FALSE(backend->shown[2].picture);
-  Screen newMain = second;
-  newMain.isMain = true;
-  backend->setScreens({newMain});
-  EXPECT_TRUE(backend->shown[2].picture) << "which it follows";
-  Screen former = first;
-  former.isMain = false;
-  backend->setScreens({former, newMain});
+  backend->setScreens({{1, "one", first.frame, false}, {2, "two", second.frame, true}});
   EXPECT_FALSE(backend->shown[1].picture);
+  EXPECT_TRUE(backend->shown[2].picture) << "which it follows";
   manager.picture = std::nullopt;
   EXPECT_FALSE(backend->shown[2].picture);
 }
 
 TEST_F(OverlayWindowManagerTest, RepaintsOncePerTurnAndOnlyForWhatIsSeen) {
-  backend->screenList = {first, second};
   manager.currentAlpha = 0.4F;
   manager.show();
   manager.matrixColorArgb = 0xFF102030;
   manager.matrixStripeAlpha = 0.7F;
-  loop->runPosted();
-  EXPECT_EQ(backend->shown[1].scenes.size(), 1U);
+  EXPECT_EQ(scenes().size(), 1U);
   manager.matrixColorArgb = 0x00102030;  // the alpha byte is not seen
   manager.lastDistanceCm = 90;
-  loop->runPosted();
-  EXPECT_EQ(backend->shown[1].scenes.size(), 1U);
+  EXPECT_EQ(scenes().size(), 1U);
   manager.currentAlpha = 0.5F;
   loop->post([this] { manager.isAlertMode = true; });
-  loop->runPosted();
-  EXPECT_EQ(backend->shown[1].scenes.size(), 2U) << "a change of state is one repaint";
-  manager.isAlertMode = false;
+  EXPECT_EQ(scenes().size(), 2U) << "a change of state is one repaint";
   manager.currentAlpha = 0.6F;
   manager.hide();
   loop->runPosted();
-  EXPECT_THAT(covered(), IsEmpty()) << "a repaint that waits does not bring a window back";
+  EXPECT_THAT(backend->shown, IsEmpty()) << "a repaint that waits does not bring a window back";
 }
 
 TEST_F(OverlayWindowManagerTest, FlashesInStepsWhileTheAlertLasts) {
@@ -137,12 +132,11 @@ TEST_F(OverlayWindowManagerTest, FlashesInStepsWhileTheAlertLasts) {
   EXPECT_EQ(std::ranges::max(tints), 26);
   EXPECT_EQ(std::ranges::min(tints), 0);
   EXPECT_EQ(std::ranges::adjacent_find(tints), tints.end()) << "no level is set twice in a row";
-  EXPECT_EQ(backend->shown[1].scenes.size(), 2U) << "the flash repaints nothing";
-
+  EXPECT_EQ(scenes().size(), 2U) << "the flash repaints nothing";
   backend->setScreens({first, second});
   loop->advance(500);
   EXPECT_THAT(backend->shown[2].tints, IsEmpty()) << "a window made in an alert flashes from the next one on";
-  EXPECT_TRUE(lastScene(2).banner);
+  EXPECT_TRUE(scenes(2).back().banner);
 
   manager.reducedMotion = true;
   loop->advance(900);
@@ -160,13 +154,10 @@ TEST_F(OverlayWindowManagerTest, FlashesInStepsWhileTheAlertLasts) {
 }
 
 TEST(MatrixStripeLayer, PeriodFollowsTheDistanceAndOpacitiesStayInRange) {
-  constexpr float noNumber = std::numeric_limits<float>::quiet_NaN();
   constexpr auto nearest = std::numeric_limits<std::int64_t>::min();
   EXPECT_NEAR((MatrixStripeLayer{nearest, 0, 0, 0}.pattern().period), 5.65685, 1e-5);
   EXPECT_NEAR((MatrixStripeLayer{31, 0, 0, 0}.pattern().period), 5.75036, 1e-5);
-  EXPECT_EQ((MatrixStripeLayer{60, 0x00FF0000, 0.5F, 0.25}.pattern()),
-            (StripePattern{8, 0xFF0000, 0.5, 0.25}));
-  EXPECT_EQ((MatrixStripeLayer{240, 0x123456789ABCDEF0, noNumber, 1.5}.pattern()),
+  EXPECT_EQ((MatrixStripeLayer{240, 0x123456789ABCDEF0, static_cast<float>(noNumber), 1.5}.pattern()),
             (StripePattern{16, 0xBCDEF0, 0, 1}));
 }
 
@@ -182,8 +173,68 @@ TEST(FlashAnimation, FollowsTheCurveAndGoesOnFromWhereItIs) {
   EXPECT_NEAR(left, 0.3 * (1 - 0.6846), 1e-3);
   flash.change(FlashAnimation::Mode::flashing, 1550);
   EXPECT_DOUBLE_EQ(flash.alphaAt(1550), left);
-  EXPECT_NEAR(flash.alphaAt(1950), 0.3, 1e-6);
   EXPECT_LT(flash.alphaAt(2360), left) << "only the first rise begins there";
+}
+
+TEST(RetroCrop, GrowsTheFaceAndStaysInTheFrame) {
+  const Rect whole{0, 0, 640, 480};
+  const struct {
+    const char* what;
+    std::optional<NormalizedRect> face;
+    Rect crop;
+  } cases[] = {
+      {"no face", {}, whole},
+      {"inside, measured from the bottom", NormalizedRect{0.5, 0.25, 0.125, 0.25}, {268, 162, 184, 276}},
+      {"at the right and upper edge", NormalizedRect{0.875, 0.75, 0.125, 0.25}, {508, 0, 132, 198}},
+      {"outside", NormalizedRect{2, 0.5, 0.1, 0.1}, whole},
+      {"inside out", NormalizedRect{0.5, 0.5, -0.1, 0.1}, whole},
+      {"no number", NormalizedRect{noNumber, 0.5, 0.1, 0.1}, whole},
+      {"boundless", NormalizedRect{0, 0, std::numeric_limits<double>::infinity(), 1}, whole},
+  };
+  for (const auto& [what, face, crop] : cases) EXPECT_EQ(retroCrop(640, 480, face), crop) << what;
+}
+
+TEST_F(RetroPiPManagerTest, ShowsGreyPicturesAndKeepsNothing) {
+  retro.openWindow();
+  ASSERT_TRUE(overlay->picture.get());
+  EXPECT_FALSE(overlay->picture.get()->picture) << "waiting";
+  retro.renderFrame(colors(), {});
+  const auto shown = overlay->picture.get()->picture;
+  ASSERT_TRUE(shown);
+  EXPECT_THAT(std::vector(shown->levels.begin(), shown->levels.end()), ElementsAre(53, 182, 18, 255));
+  retro.renderFrame(colors(), NormalizedRect{0.4, 0, 0.1, 1});
+  EXPECT_NE(overlay->picture.get()->picture, shown) << "what is shown does not change";
+  retro.renderFrame(nullptr, {});
+  retro.renderFrame(pool.acquire(0, 0), {});
+  EXPECT_EQ(overlay->picture.get()->picture->width, 2) << "the previous one stays";
+  retro.hide();
+  EXPECT_FALSE(retro.isOpen());
+  EXPECT_FALSE(overlay->picture.get());
+  EXPECT_EQ(std::ranges::max(shown->levels), 0) << "overwritten";
+  const auto free = pool.acquire(1, 1);
+  EXPECT_TRUE(free && pool.acquire(1, 1)) << "no frame is held";
+  retro.openWindow();
+  EXPECT_FALSE(overlay->picture.get()->picture) << "no stale picture";
+}
+
+TEST_F(RetroPiPManagerTest, BlinksWhileOpenUnlessMotionIsReduced) {
+  const std::size_t idleTimers = loop->timerCount();
+  retro.openWindow();
+  std::vector<BlinkLevel> blinks;
+  const Registration shown = overlay->picture.onChange([&](const auto& picture) {
+    if (picture) blinks.push_back(picture->blink);
+  });
+  loop->advance(2200);
+  EXPECT_EQ(std::ranges::count(blinks, brightestBlink), 2);
+  EXPECT_GE(std::ranges::count(blinks, 0), 1);
+  EXPECT_EQ(std::ranges::adjacent_find(blinks), blinks.end()) << "no level is set twice in a row";
+  overlay->reducedMotion = true;
+  loop->advance(1100);
+  EXPECT_EQ(blinks.back(), brightestBlink);
+  EXPECT_EQ(loop->timerCount(), idleTimers);
+  overlay->reducedMotion = false;
+  retro.hide();
+  EXPECT_EQ(loop->timerCount(), idleTimers);
 }
 
 }  // namespace
