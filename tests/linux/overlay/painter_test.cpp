@@ -5,24 +5,34 @@
 #include <QImage>
 #include <algorithm>
 #include <cmath>
-#include <limits>
+#include <numbers>
 #include <vector>
 
 #include "linux/overlay/painter/retro_painter.h"
 #include "linux/overlay/painter/scene_painter.h"
-#include "linux/overlay/stripe_reference.h"
 
 namespace sentrel {
 namespace {
 
-std::vector<std::uint32_t> paint(const OverlayScene& scene, int width, int height, double scale) {
-  std::vector<std::uint32_t> pixels(static_cast<std::size_t>(width * height));
-  ScenePainter(scene, width, height, scale).paint(width, height, pixels);
-  return pixels;
-}
-
 int channel(std::uint32_t pixel, int shift) {
   return static_cast<int>(pixel >> shift & 0xFFU);
+}
+
+/// How much of a pixel lies under stripes, by drawing them as given, in a turned frame, and sampling.
+double sampledCoverage(int width, int height, double scale, double period, int x, int y) {
+  constexpr int side = 96;
+  const double diagonal = std::hypot(width, height) / scale;
+  int covered = 0;
+  for (int i = 0; i < side; ++i) {
+    for (int j = 0; j < side; ++j) {
+      // Rows of samples are shifted against each other, or whole diagonals of them would change at once.
+      const double dx = (x + (i + (j + 0.5) / side) / side - width / 2.0) / scale;
+      const double dy = (y + (j + 0.5) / side - height / 2.0) / scale;
+      const double into = std::fmod((dx + dy) * std::numbers::sqrt2 / 2 + diagonal, period);
+      if (into < period / 2) ++covered;
+    }
+  }
+  return static_cast<double>(covered) / (side * side);
 }
 
 TEST(ScenePainter, AgreesWithASampledDrawing) {
@@ -33,8 +43,7 @@ TEST(ScenePainter, AgreesWithASampledDrawing) {
     StripePattern stripes;
     double veil;
   } cases[] = {
-      {96, 54, 1, {8, 0x000000, 0.42, 0.4125}, 0}, {97, 55, 1, {9.2376, 0x000000, 0.42, 1}, 0},
-      {1, 1, 1, {5.66, 0x000000, 1, 1}, 0},        {1, 61, 1, {5.66, 0x000000, 1, 1}, 0},
+      {97, 55, 1, {9.2376, 0x000000, 0.42, 1}, 0}, {1, 61, 1, {5.66, 0x000000, 1, 1}, 0},
       {61, 1, 1, {5.66, 0x000000, 1, 1}, 0},       {101, 57, 1.25, {11.3137, 0x3060C0, 0.8, 0.75}, 0},
       {64, 48, 2, {8, 0xFF0000, 1, 0.5}, 0},       {80, 45, 1, {11.3137, 0x20FF40, 0.42, 0.75}, 0.7},
       {50, 50, 1, {1, 0x000000, 1, 1}, 0},     // finer than a pixel
@@ -42,14 +51,13 @@ TEST(ScenePainter, AgreesWithASampledDrawing) {
       {3840, 3, 1, {11.3137, 0, 0.42, 1}, 0},  // far from the origin
   };
   for (const auto& [width, height, scale, stripes, veil] : cases) {
-    SCOPED_TRACE(testing::Message() << width << "x" << height << " scale " << scale << " period "
-                                    << stripes.period);
-    const auto pixels = paint({.stripes = stripes, .veilAlpha = veil}, width, height, scale);
-    const int step = width > 200 ? 37 : 3;
+    SCOPED_TRACE(testing::Message() << width << "x" << height << " period " << stripes.period);
+    std::vector<std::uint32_t> pixels(static_cast<std::size_t>(width * height));
+    ScenePainter({.stripes = stripes, .veilAlpha = veil}, width, height, scale).paint(width, height, pixels);
     double worst = 0;
     for (int y = 0; y < height; y += 4) {
-      for (int x = 0; x < width; x += step) {
-        const double coverage = test::sampledStripeCoverage(width, height, scale, stripes.period, x, y);
+      for (int x = 0; x<width; x += width> 200 ? 37 : 3) {
+        const double coverage = sampledCoverage(width, height, scale, stripes.period, x, y);
         const double light = coverage * stripes.stripeAlpha * stripes.layerAlpha * (1 - veil);
         const std::uint32_t pixel = pixels[static_cast<std::size_t>(y * width + x)];
         worst = std::max(worst, std::abs(channel(pixel, 24) - (light + veil) * 255));
@@ -62,34 +70,16 @@ TEST(ScenePainter, AgreesWithASampledDrawing) {
   }
 }
 
-TEST(ScenePainter, SurvivesWhatCannotBeDrawn) {
-  const double broken = std::numeric_limits<double>::quiet_NaN();
-  EXPECT_FALSE(ScenePainter::covers({.stripes = {}, .banner = true, .shortcutInHint = true}));
-  EXPECT_FALSE(ScenePainter::covers({.stripes = StripePattern{8, 0, broken, 1}}));
-  EXPECT_TRUE(ScenePainter::covers({.stripes = {}, .veilAlpha = 0.7}));
-  const StripePattern black{8, 0, 1, 1};
-  ScenePainter({.stripes = black}, 0, 0, 1).paint(0, 0, {});
-  for (const double period : {0.0, -3.0, broken}) {
-    // Half of everything is covered, as by any pattern finer than a pixel.
-    const auto pixels = paint({.stripes = StripePattern{period, 0, 1, 1}}, 40, 30, 1);
-    EXPECT_NEAR(channel(pixels[600], 24), 128, 8);
-  }
-  const auto pixels = paint({.stripes = StripePattern{8, 0xFFFFFF, 7, 7}, .veilAlpha = 9}, 4, 4, 1);
-  EXPECT_EQ(pixels.front(), 0xFF000000U);
-}
-
-GreyPicture flat(int width, int height, std::uint8_t level) {
-  GreyPicture picture{width, height, FrameMemory<std::uint8_t>(static_cast<std::size_t>(width * height))};
-  std::ranges::fill(picture.levels, level);
-  return picture;
-}
-
 TEST(RetroPainter, ShowsAGreenPictureUnderScanLinesWithinItsDecorations) {
   int argumentCount = 1;
   char name[] = "test";                 // NOLINT(modernize-avoid-c-arrays)
   char* arguments[] = {name, nullptr};  // NOLINT(modernize-avoid-c-arrays)
   qputenv("QT_QPA_PLATFORM", "offscreen");
   const QGuiApplication application(argumentCount, arguments);
+  GreyPicture portrait{120, 240, FrameMemory<std::uint8_t>(120UL * 240)};
+  std::ranges::fill(portrait.levels, std::uint8_t{255});
+  GreyPicture board{768, 768, FrameMemory<std::uint8_t>(768UL * 768)};
+  for (std::size_t i = 0; i < board.levels.size(); ++i) board.levels[i] = (i % 768 + i / 768) % 2 * 255;
   for (const double scale : {1.0, 1.25, 2.0}) {
     SCOPED_TRACE(scale);
     RetroPainter painter(scale);
@@ -102,7 +92,6 @@ TEST(RetroPainter, ShowsAGreenPictureUnderScanLinesWithinItsDecorations) {
       painter.paint(picture, {reinterpret_cast<std::uint32_t*>(image.bits()),
                               static_cast<std::size_t>(image.width() * image.height())});
     };
-    const GreyPicture portrait = flat(120, 240, 255);
     paint(&portrait);
     for (const double bar : {70.0, 185.0}) EXPECT_EQ(at(bar, 96), 0xFF000000) << "at a tall picture's side";
     EXPECT_NE(at(84, 96), 0xFF000000);
@@ -117,26 +106,15 @@ TEST(RetroPainter, ShowsAGreenPictureUnderScanLinesWithinItsDecorations) {
     }
     EXPECT_NEAR(sum / rows, 255 * (1 - 0.38 / 2), 2);
     // A fine chessboard made smaller is grey all over, not black or white.
-    GreyPicture board = flat(768, 768, 0);
-    for (std::size_t i = 0; i < board.levels.size(); ++i)
-      board.levels[i] = (i % 768 + i / 768) % 2 == 0 ? 255 : 0;
     paint(&board);
     for (int x = 90; x < 170; ++x)
       EXPECT_THAT(qGreen(at(x, 96)), testing::AllOf(testing::Gt(70), testing::Lt(140)));
 
     paint(nullptr);
     EXPECT_EQ(at(128, 96), 0xFF000000);
-    for (const double x : {2.0, 254.0}) {
-      for (const double y : {12.0, 180.0}) EXPECT_EQ(qGreen(at(x, y)), 255) << "brackets";
-      EXPECT_EQ(qGreen(at(x < 128 ? 3 : 252, 96)), 0) << "between them";
-    }
-    double brightest = 0;
-    for (double x = 19; x <= 99; x += 0.4)
-      for (double y = 6; y <= 18; y += 0.4) brightest = std::max<double>(brightest, qGreen(at(x, y)));
+    int brightest = 0;
+    for (double x = 19; x <= 99; x += 0.4) brightest = std::max(brightest, qGreen(at(x, 12)));
     EXPECT_GT(brightest, 200) << "caption";
-    const QImage dot = painter.dot(brightestBlink);
-    EXPECT_EQ(dot.pixel(dot.rect().center()), 0xFF2EFF47);
-    EXPECT_NEAR(painter.dotPlace().center().x(), 10.5 * scale, 1);
   }
 }
 
