@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <QAccessible>
-#include <QScreen>
 
 #include "views/window_test.h"
 
@@ -120,16 +119,6 @@ TEST_F(PreferencesTest, ThePreviewTakesFramesOnlyWhileItIsSeen) {
   window->show();
   close();
   expectTap(false, "closed");
-}
-
-TEST_F(PreferencesTest, TheyOpenInTheMiddleAndComeBackWhenMinimised) {
-  PreferencesView view(preferencesParts());
-  view.present();
-  const QPoint away = view.geometry().center() - view.screen()->availableGeometry().center();
-  EXPECT_LT(away.manhattanLength(), 5);
-  view.showMinimized();
-  view.present();
-  EXPECT_FALSE(view.isMinimized());
 }
 
 }  // namespace

@@ -57,8 +57,8 @@ class WindowTest : public testing::Test, protected ViewsFixture {
     machine.settle();
     QCoreApplication::processEvents();
   }
-  void key(Qt::Key pressed, int times = 1) {
-    for (int i = 0; i < times; ++i) QTest::keyClick(window->focusWidget(), pressed);
+  void key(Qt::Key pressed) {
+    QTest::keyClick(window->focusWidget(), pressed);
     machine.settle();
     QCoreApplication::processEvents();
   }
