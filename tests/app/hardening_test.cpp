@@ -1,27 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What the program has taken from itself, tried from within it; and what of a picture is found in its memory.
-#include <signal.h>
-
 #include <algorithm>
-#include <atomic>
 #include <bitset>
 #include <cstdint>
 #include <cstring>
 #include <iterator>
 #include <random>
 #include <unordered_set>
-#include <vector>
 
-#include "app/program_run.h"
-#include "stage/pictures.h"
-#include "stage/virtual_camera.h"
+#include "app/program_desk.h"
 
 namespace sentrel::test {
 namespace {
-
-using std::chrono::milliseconds;
-using std::chrono::seconds;
 
 /// A picture of random black and white squares, whose rows are found again in whatever form they are kept.
 class SquaresPicture {
@@ -86,9 +77,8 @@ class SquaresPicture {
   std::bitset<1U << 20U> ends_;  // the last squares of the rows: most of memory needs no closer look
 };
 
-class Hardening : public ProgramRun {
+class Hardening : public ProgramDesk {
  protected:
-  Hardening() : ProgramRun({.pipeWire = true, .x11 = true}) { desktop.exportToProcess(); }
 #ifdef __SANITIZE_ADDRESS__
   void SetUp() override {
     GTEST_SKIP() << "a sanitizer keeps freed memory and wants to be the first library";
@@ -96,9 +86,8 @@ class Hardening : public ProgramRun {
 #endif
 
   /// The picture in all memory of a process that can be written, also in what a core dump leaves out.
-  [[nodiscard]] long foundIn(pid_t process) {
-    where.clear();
-    const std::string folder = "/proc/" + std::to_string(process);
+  [[nodiscard]] long foundIn(pid_t pid) {
+    const std::string folder = "/proc/" + std::to_string(pid);
     std::ifstream maps(folder + "/maps");
     std::ifstream memory(folder + "/mem", std::ios::binary);
     long found = 0;
@@ -112,22 +101,18 @@ class Hardening : public ProgramRun {
       memory.seekg(static_cast<std::streamoff>(begin));
       memory.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
       bytes.resize(static_cast<std::size_t>(memory.gcount()));
-      const long here = picture.foundIn(bytes);
-      if (here > 0) where += std::to_string(here) + " in " + line + '\n';
-      found += here;
+      found += picture.foundIn(bytes);
     }
     return found;
   }
 
   const SquaresPicture picture;
-  std::string where;  // the last search found it
-  BusClient bus{desktop, TestBus::session};
 };
 
 TEST_F(Hardening, NetworkAndWhatItNeverNeedsIsRefused) {
   Environment environment = desktop.environment();
-  environment["LD_PRELOAD"] = SENTREL_CALL_PROBE;
-  ChildProcess process = spawn(environment);
+  environment["LD_PRELOAD"] = SENTREL_PRELOADED;
+  process = spawn(environment);
   ASSERT_TRUE(waitUntil([&] { return process.output().find("probe: done") != std::string::npos; }));
   const std::string told = process.output();
   EXPECT_NE(told.find("probe: socket 1 allowed"), std::string::npos) << told;
@@ -138,27 +123,22 @@ TEST_F(Hardening, NetworkAndWhatItNeverNeedsIsRefused) {
 }
 
 TEST_F(Hardening, NoPictureIsInACoreDumpNorInMemoryOnceItHasStopped) {
-  const PortraitScene scene;
-  const QImage alone = picture.below(scene.frame({}));
-  const QImage watched = picture.below(scene.frame({.secondFace = SecondFace{}}));
-  VirtualCamera camera({});
-  std::atomic<bool> isWatched{true};
+  const QImage frames[] = {picture.below(alone), picture.below(watched)};
   std::atomic<int> played{0};
   camera.setSource([&](std::int64_t) {
     ++played;
-    return (isWatched ? watched : alone).constBits();
+    return frames[isWatched ? 1 : 0].constBits();
   });
-  camera.appear();
   const auto play = [&](bool withOnlooker) {
     isWatched = withOnlooker;
     played = 0;
-    return waitUntil([&] { return played > 15 && (!withOnlooker || state(bus) == "alert"); });
+    return waitUntil([&] { return played > 15 && (!withOnlooker || state() == "alert"); });
   };
   // Without the one call that would make it forget by chance.
   Environment environment = desktop.environment();
-  environment["LD_PRELOAD"] = SENTREL_NO_TRIM;
-  ChildProcess process = spawn(environment);
-  bus.waitForName(programName);
+  environment["LD_PRELOAD"] = SENTREL_PRELOADED;
+  process = spawn(environment);
+  bus->waitForName(programName);
   ASSERT_TRUE(play(true));
   // For as long as the alert outlasts the onlooker, the whole frame is shown; then the part around them
   // again.
@@ -174,10 +154,9 @@ TEST_F(Hardening, NoPictureIsInACoreDumpNorInMemoryOnceItHasStopped) {
   EXPECT_GT(dump.size(), 1000U);
   EXPECT_EQ(picture.foundIn(dump), 0) << dump.size() << " bytes";
 
-  perform(bus, "toggle");
-  ASSERT_TRUE(waitUntil([&] { return state(bus) == "inactive" && !camera.isOpen(); }));
-  EXPECT_TRUE(waitUntil([&] { return foundIn(process.pid()) == 0; }, seconds(15), milliseconds(200)))
-      << where;
+  perform("toggle");
+  ASSERT_TRUE(waitUntil([&] { return state() == "inactive" && !camera.isOpen(); }));
+  EXPECT_TRUE(waitUntil([&] { return foundIn(process.pid()) == 0; }, seconds(15), milliseconds(200)));
 }
 
 }  // namespace

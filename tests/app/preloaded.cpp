@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Loaded into the program by the test: tries from within, on a thread that was there before main, what the
-// program must not be able to do, once its filter is there.
+// Loaded into the program by its tests: tries from within, on a thread that was there before main, what the
+// program must not be able to do, once its filter is there. Memory that was let go is not given back early,
+// so that nobody relies on it.
+#include <malloc.h>
 #include <sys/prctl.h>
 #include <sys/ptrace.h>
 #include <sys/socket.h>
@@ -38,3 +40,7 @@ void probe() {
 }
 
 }  // namespace
+
+int malloc_trim(size_t /*pad*/) {
+  return 0;
+}

@@ -3,18 +3,102 @@
 
 #include <gmock/gmock.h>
 
+#include <QCoreApplication>
+#include <QDBusConnectionInterface>
+#include <QDBusVariant>
 #include <atomic>
 #include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <functional>
+#include <optional>
+#include <sstream>
 #include <string>
+#include <thread>
+#include <vector>
 
-#include "app/program_run.h"
+#include "stage/bus_doubles.h"
+#include "stage/headless_desktop.h"
 #include "stage/pictures.h"
 #include "stage/virtual_camera.h"
 
 namespace sentrel::test {
 
+namespace fs = std::filesystem;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
 using namespace Qt::StringLiterals;
+
+inline std::string contentOf(const fs::path& path) {
+  std::ostringstream text;
+  text << std::ifstream(path).rdbuf();
+  return text.str();
+}
+
+const auto programName = u"expert.mardeck.sentrel"_s;
+const auto programPath = u"/expert/mardeck/sentrel"_s;
+
+/// A desktop on which the program is started, asked and ended.
+class ProgramRun : public testing::Test {
+ protected:
+  explicit ProgramRun(const HeadlessDesktop::Options& options) : desktop(options) {
+    fs::create_directories(settingsFolder());
+    std::ofstream(settingsFolder() / "defaults.json")
+        << "{\n  \"filter_strength\": 5,\n  \"has_completed_onboarding\": true\n}\n";
+  }
+
+  [[nodiscard]] fs::path settingsFolder() const { return desktop.configFolder() / "sentrel"; }
+  [[nodiscard]] std::string settings() const { return contentOf(settingsFolder() / "defaults.json"); }
+  /// The whole number under a key; -1 where there is none.
+  [[nodiscard]] long number(const std::string& key) const {
+    const std::string text = settings();
+    const auto at = text.find("\"" + key + "\": ");
+    return at == std::string::npos ? -1 : std::atol(text.c_str() + at + key.size() + 4);
+  }
+
+  [[nodiscard]] ChildProcess spawn(const Environment& environment) {
+    return ChildProcess({.program = SENTREL_PROGRAM,
+                         .arguments = {},
+                         .environment = environment,
+                         .log = desktop.runtimeFolder() / ("program." + std::to_string(spawned_++))});
+  }
+  [[nodiscard]] ChildProcess spawn() { return spawn(desktop.environment()); }
+
+  /// A new session bus at the same address.
+  void replaceBus() {
+    desktop.replaceSessionBus();
+    bus.emplace(desktop, TestBus::session);
+  }
+  void perform(const char* action) const {
+    bus->call(programName, programPath, u"org.freedesktop.Application"_s, u"ActivateAction"_s,
+              {QString::fromLatin1(action), QVariantList(), QVariantMap()});
+  }
+  /// One of the program's own on the bus.
+  [[nodiscard]] QVariant property(const QString& name) const {
+    const QDBusMessage reply = bus->call(programName, programPath, u"org.freedesktop.DBus.Properties"_s,
+                                         u"Get"_s, {u"expert.mardeck.sentrel1"_s, name});
+    return reply.arguments().constFirst().value<QDBusVariant>().variant();
+  }
+  [[nodiscard]] std::string state() const { return property(u"State"_s).toString().toStdString(); }
+  [[nodiscard]] bool becomes(const char* wanted) const {
+    return waitUntil([&] { return state() == wanted; });
+  }
+  /// The process that owns the program's name.
+  [[nodiscard]] pid_t owner() {
+    const QDBusReply<uint> reply = bus->handle().interface()->servicePid(programName);
+    return reply.isValid() ? static_cast<pid_t>(reply.value()) : 0;
+  }
+
+  int argumentCount = 1;
+  char name_[5] = "test";
+  char* arguments[2] = {name_, nullptr};
+  QCoreApplication application{argumentCount, arguments};
+  HeadlessDesktop desktop;
+  std::optional<BusClient> bus{std::in_place, desktop, TestBus::session};
+
+ private:
+  int spawned_ = 0;
+};
 
 /// The program itself on a private desktop, before a virtual camera that sees its user, alone or watched. The
 /// person has agreed to the camera long ago.
@@ -29,24 +113,23 @@ class ProgramDesk : public ProgramRun {
   }
   void start() {
     process = desktop.spawn(SENTREL_PROGRAM);
-    session.sessionBus().waitForName(programName);
+    bus->waitForName(programName);
   }
-  void perform(const char* action) const { ProgramRun::perform(session.sessionBus(), action); }
   [[nodiscard]] bool isCovered() {
     return desktop.run("xwininfo", {"-root", "-children"}).find("1920x1080+0+0") != std::string::npos;
   }
   /// Waits while the services that the test offers itself answer.
   [[nodiscard]] static bool eventually(const std::function<bool()>& condition,
-                                       std::chrono::milliseconds limit = std::chrono::seconds(20)) {
+                                       milliseconds limit = seconds(20)) {
     return waitUntil(
         [&] {
           QCoreApplication::processEvents();
           return condition();
         },
-        limit, std::chrono::milliseconds(20));
+        limit, milliseconds(20));
   }
   void press(const std::string& key) { desktop.run("xdotool", {"key", "--clearmodifiers", key}); }
-  void expectGoodEnd() { EXPECT_EQ(process.waitForExit(std::chrono::seconds(10)), 0) << process.output(); }
+  void expectGoodEnd() { EXPECT_EQ(process.waitForExit(seconds(10)), 0) << process.output(); }
   /// SIGTERM, as a session's end.
   void terminate() {
     process.signal(SIGTERM);

@@ -1,11 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The program's windows and its icon as the panel and other programs bring them forward.
-#include <QDBusVariant>
-#include <cstdlib>
-#include <cstring>
-
-#include "desktop/program_desk.h"
+#include "app/program_desk.h"
 
 namespace sentrel::test {
 namespace {
@@ -35,11 +31,11 @@ class ProgramWindowsTest : public ProgramDesk {
   [[nodiscard]] bool opens(const std::string& title) {
     return eventually([&] { return !window(title).empty(); });
   }
-  [[nodiscard]] bool closes(const std::string& title, std::chrono::seconds limit = std::chrono::seconds(20)) {
+  [[nodiscard]] bool closes(const std::string& title, seconds limit = seconds(20)) {
     return eventually([&] { return window(title).empty(); }, limit);
   }
   /// A second is enough for whatever would close it.
-  [[nodiscard]] bool stays(const std::string& title) { return !closes(title, std::chrono::seconds(1)); }
+  [[nodiscard]] bool stays(const std::string& title) { return !closes(title, seconds(1)); }
 
   /// What the icon answers, as text.
   std::string ask(const std::string& path, const std::string& member,
@@ -57,13 +53,9 @@ class ProgramWindowsTest : public ProgramDesk {
                                     {"array:int32:1,2,3,4,5,6,7,8,9", "array:string:label"});
     const auto at = entries.find(words);
     ASSERT_NE(at, std::string::npos) << entries;
-    const int id = std::atoi(entries.c_str() + entries.rfind("int32 ", at) + std::strlen("int32 "));
+    const int id = std::stoi(entries.substr(entries.rfind("int32 ", at) + 6));
     ask("/MenuBar", "com.canonical.dbusmenu.Event",
         {"int32:" + std::to_string(id), "string:clicked", "variant:int32:0", "uint32:0"});
-  }
-  [[nodiscard]] std::string iconPicture() {
-    return ask("/StatusNotifierItem", "org.freedesktop.DBus.Properties.Get",
-               {"string:org.kde.StatusNotifierItem", "string:IconPixmap"});
   }
 
   const QString registers = u"RegisterStatusNotifierItem"_s;
@@ -92,21 +84,6 @@ TEST_F(ProgramWindowsTest, TheIconOpensThePopoverAndNeverClosesAQuestion) {
   ASSERT_TRUE(opens("Préférences Sentrel"));
   EXPECT_TRUE(closes("Sentrel"));
   terminate();  // with a window open
-}
-
-TEST_F(ProgramWindowsTest, TheIconFollowsLightAndDarkAtOnce) {
-  BusDouble portal(desktop, TestBus::session, u"org.freedesktop.portal.Desktop"_s);
-  const std::string light = iconPicture();
-  const auto tell = [&](uint scheme) {
-    portal.emitSignal(u"/org/freedesktop/portal/desktop"_s, u"org.freedesktop.portal.Settings"_s,
-                      u"SettingChanged"_s,
-                      {u"org.freedesktop.appearance"_s, u"color-scheme"_s,
-                       QVariant::fromValue(QDBusVariant(QVariant(scheme)))});
-  };
-  tell(1);
-  EXPECT_TRUE(eventually([&] { return iconPicture() != light; }));
-  tell(2);
-  EXPECT_TRUE(eventually([&] { return iconPicture() == light; }));
 }
 
 }  // namespace
