@@ -17,6 +17,8 @@
 #include "detection/vision_face_analyzer.h"
 #include "figures.h"
 #include "linux/camera/pipewire_capture_session.h"
+#include "linux/desktop/autostart_login_item.h"
+#include "linux/desktop/defaults_file.h"
 #include "linux/desktop/qt_main_loop.h"
 #include "platform/face_detector.h"
 #include "stage/headless_desktop.h"
@@ -40,7 +42,7 @@ class DetectionLine {
       : application_((desktop_.exportToProcess(), argumentCount), arguments),
         environment{mainLoop, clock, analysisQueue,
                     std::make_shared<vision::NeuralFaceDetector>(test::modelFolderPath().toStdString())},
-        camera(std::make_shared<AVCaptureManager>(captureSession, cameraQueue, environment)) {}
+        camera(std::make_shared<AVCaptureManager>(captureSession, cameraQueue, environment, settings)) {}
   ~DetectionLine() {
     camera->setAnalyzer(nullptr);
     camera->stopSession(nullptr);
@@ -73,6 +75,9 @@ class DetectionLine {
   const std::shared_ptr<PipeWireCaptureSession> captureSession =
       PipeWireCaptureSession::create(mainLoop, cameraQueue);
   const AnalysisEnvironment environment;
+  const std::shared_ptr<SettingsRepository> settings = std::make_shared<SettingsRepository>(
+      std::make_shared<DefaultsFile>(DefaultsFile::personalPath(), mainLoop, cameraQueue),
+      std::make_shared<AutostartLoginItem>());
   const std::shared_ptr<AVCaptureManager> camera;
 };
 
