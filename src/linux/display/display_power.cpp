@@ -157,7 +157,7 @@ void WaylandDisplayPower::watch(Output& output) {
       .failed =
           [](void* data, zwlr_output_power_v1*) {
             auto& told = *static_cast<Output*>(data);
-            told.silent = true;
+            told.on = true;  // nobody can tell about it: nothing is known to be off
             told.owner.evaluate();
           }};
   if (!manager_) return;
@@ -170,8 +170,8 @@ void WaylandDisplayPower::evaluate() {
   if (!listed_ || !manager_ || !hadOutput_) return;
   bool off = true;
   for (const auto& output : outputs_) {
-    if (!output->on && !output->silent) return;  // its first word is under way
-    off = off && !output->silent && !*output->on;
+    if (!output->on) return;  // its first word is under way
+    off = off && !*output->on;
   }
   observer_(off);
 }

@@ -54,7 +54,6 @@ class WaylandDisplayPower {
     WaylandObject<wl_output> output;
     WaylandObject<zwlr_output_power_v1> power = nullptr;
     std::optional<bool> on = std::nullopt;
-    bool silent = false;  // nobody can tell about it: counts as on
   };
 
   void appeared(std::uint32_t name, std::string_view interface);
