@@ -40,10 +40,6 @@ struct AVCaptureManager::Start {
   std::atomic<bool> abandoned = false;
 };
 
-void AVCaptureManager::FrameRoute::captureOutput(const FrameRef& frame) const {
-  if (const auto current = analyzer.lock()) current->analyze(frame);
-}
-
 AVCaptureManager::AVCaptureManager(std::shared_ptr<CaptureSession> captureSession,
                                    std::shared_ptr<SerialQueue> cameraQueue, AnalysisEnvironment environment,
                                    std::shared_ptr<SettingsRepository> settingsRepo)

@@ -101,7 +101,9 @@ class AVCaptureManager final : public CameraFeedProviding,
   /// Who gets the frames, as the camera queue knows it.
   struct FrameRoute {
     std::weak_ptr<VisionFaceAnalyzer> analyzer;
-    void captureOutput(const FrameRef& frame) const;
+    void captureOutput(const FrameRef& frame) const {
+      if (const auto current = analyzer.lock()) current->analyze(frame);
+    }
   };
 
   /// What the session is asked for, with the camera of the person's choice.

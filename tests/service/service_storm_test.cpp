@@ -288,9 +288,9 @@ class ServiceStormTest : public testing::Test, protected test::TestCore {
     answerConsent(false);
     answerNotifications(true);
     settleTurns();
+    expectFitting();
     EXPECT_FALSE(machine.session->running);
     EXPECT_EQ(machine.loop->timerCount(), 0U);
-    EXPECT_EQ(desktop.observers(), 0U);
     EXPECT_EQ(camera->analyzer(), nullptr);
     EXPECT_EQ(machine.freeFrames(), 8U) << "no frame is held";
   }

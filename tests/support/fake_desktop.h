@@ -119,11 +119,6 @@ struct FakeDesktop {
   std::shared_ptr<FakePowerSource> power = std::make_shared<FakePowerSource>();
   std::shared_ptr<FakeKeyMonitor> keys = std::make_shared<FakeKeyMonitor>();
   std::shared_ptr<FakeHaptics> haptics = std::make_shared<FakeHaptics>();
-
-  [[nodiscard]] std::size_t observers() const {
-    return session->observer.observerCount() + keys->observer.observerCount() +
-           power->observer.observerCount();
-  }
 };
 
 }  // namespace sentrel::test
