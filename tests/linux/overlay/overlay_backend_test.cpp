@@ -13,6 +13,7 @@
 #include <QImage>
 #include <QPoint>
 #include <QRegularExpression>
+#include <QSize>
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -73,15 +74,17 @@ constexpr QPoint onDot{width - 20 - 256 + 10, height - 80 - 192 + 11};
 /// of Wayland are windows of an X server, so that they have a pointer and can go.
 class OverlayTest : public testing::Test {
  protected:
-  explicit OverlayTest(Server ofKind, bool compositor = true, int mostScreens = 2)
+  explicit OverlayTest(Server ofKind, bool compositor = true, int mostScreens = 2,
+                       QSize size = {width, height})
       : server(ofKind),
         desktop({.x11 = true,
                  .windowManager = false,
                  .compositor = !isWayland() && compositor,
                  .sway = isWayland(),
-                 .width = width * (isWayland() ? 1 : mostScreens),
-                 .height = height}),
-        totalWidth_(width * mostScreens) {
+                 .width = size.width() * (isWayland() ? 1 : mostScreens),
+                 .height = size.height()}),
+        size_(size),
+        totalWidth_(size.width() * mostScreens) {
     desktop.exportToProcess();
     furnish();
     backend = createOverlayBackend(*loop);
@@ -98,8 +101,8 @@ class OverlayTest : public testing::Test {
     while (std::ranges::count(names, prefix + std::to_string(place)) > 0) ++place;
     names.push_back(prefix + std::to_string(place));
     desktop.run("xrandr", {"--setmonitor", names.back(),
-                           std::to_string(width) + "/271x" + std::to_string(height) + "/169+" +
-                               std::to_string(place * width) + "+0",
+                           std::to_string(size_.width()) + "/271x" + std::to_string(size_.height()) +
+                               "/169+" + std::to_string(place * size_.width()) + "+0",
                            place == 0 ? "screen" : "none"});
   }
   /// In the order of their coming. An X server cannot do without the first.
@@ -230,7 +233,7 @@ class OverlayTest : public testing::Test {
       });
       return;
     }
-    const std::string size = std::to_string(totalWidth_) + "x" + std::to_string(height) + "+0+0";
+    const std::string size = std::to_string(totalWidth_) + "x" + std::to_string(size_.height()) + "+0+0";
     below_ = desktop.spawn("stdbuf", {"-oL", "xev", "-geometry", size, "-event", "button"});
     (void)waitUntil([this] { return qRed(screenshot().pixel(probe)) == 255; });
   }
@@ -248,6 +251,7 @@ class OverlayTest : public testing::Test {
     xcb_flush(mutter_.get());
   }
 
+  const QSize size_;  // of a screen
   const int totalWidth_;
   int outputs_ = 0;  // of Wayland, that were ever there
   ChildProcess below_;
@@ -532,7 +536,7 @@ TEST_F(WaylandOverlayTest, ExhaustedMemoryDelaysTheCoverAndNeverKeepsIt) {
 class OutputStorm : public OverlayTest, public testing::WithParamInterface<Server> {
  protected:
   static constexpr int mostScreens = 4;
-  OutputStorm() : OverlayTest(GetParam(), true, mostScreens) {}
+  OutputStorm() : OverlayTest(GetParam(), true, mostScreens, {480, 320}) {}
 
   /// Whether the mean grey in the upper left of every screen is between these.
   bool everyScreenIs(int least, int most) {
