@@ -318,7 +318,8 @@ void BusService::connectionChanged(bool connected) {
 void BusService::setOwner(const std::string& owner) {
   known_ = true;
   if (owner_ && *owner_ == owner) return;
-  if (std::exchange(owner_, nullptr)) gone();
+  // While this is made there is no owner that could go.
+  if (std::exchange(owner_, nullptr)) gone();  // NOLINT(clang-analyzer-optin.cplusplus.VirtualCall)
   if (owner.empty()) return;
   owner_ = std::make_shared<const std::string>(owner);
   appeared();

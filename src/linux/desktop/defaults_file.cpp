@@ -237,7 +237,7 @@ class DefaultsFile::Writer {
 };
 
 fs::path personalConfigFolder() {
-  const fs::path config = qgetenv("XDG_CONFIG_HOME").toStdString();
+  fs::path config = qgetenv("XDG_CONFIG_HOME").toStdString();
   const fs::path home = qgetenv("HOME").toStdString();
   // A relative path is to be ignored (XDG Base Directory).
   if (config.is_absolute()) return config;
