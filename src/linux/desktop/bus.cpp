@@ -296,7 +296,7 @@ BusService::BusService(std::shared_ptr<Bus> bus, std::string name)
 }
 
 void BusService::connectionChanged(bool connected) {
-  setOwner({});
+  lose();
   known_ = false;
   ownerChanges_.reset();
   if (!connected) return;
@@ -315,11 +315,17 @@ void BusService::connectionChanged(bool connected) {
              "s", name_.c_str());
 }
 
+void BusService::lose() {
+  if (!owner_) return;
+  owner_.reset();
+  // As this is made there is no owner yet.
+  gone();  // NOLINT(clang-analyzer-optin.cplusplus.VirtualCall)
+}
+
 void BusService::setOwner(const std::string& owner) {
   known_ = true;
   if (owner_ && *owner_ == owner) return;
-  // While this is made there is no owner that could go.
-  if (std::exchange(owner_, nullptr)) gone();  // NOLINT(clang-analyzer-optin.cplusplus.VirtualCall)
+  lose();
   if (owner.empty()) return;
   owner_ = std::make_shared<const std::string>(owner);
   appeared();

@@ -186,6 +186,7 @@ class BusService {
 
   void connectionChanged(bool connected);
   void setOwner(const std::string& owner);
+  void lose();
   void readProperties(const std::string& path, const std::string& interface,
                       const PropertyFollower& follower);
   [[nodiscard]] BusReply ofThisOwner(BusReply reply) const;

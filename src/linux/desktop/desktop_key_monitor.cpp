@@ -117,7 +117,7 @@ void DesktopKeyMonitor::Portal::bindShortcut() {
 /// The portal answers a request by a signal of an object whose path is known beforehand, so that it can be
 /// listened to before the question is asked. Gives the token that the path is made of.
 std::string DesktopKeyMonitor::Portal::expectAnswer(Answer answer) {
-  const std::string token = "sentrel" + std::to_string(++requests_);
+  std::string token = "sentrel" + std::to_string(++requests_);
   std::string sender = bus().ownName().erase(0, 1);
   std::ranges::replace(sender, '.', '_');
   std::string path = portalPath;

@@ -226,8 +226,8 @@ class MutterDisplays final : private BusService {
 
 /// What is news of what a display server tells on its own thread goes to the order of events on the main
 /// thread.
-DisplayPowerObserver observerOn(std::shared_ptr<MainLoop> mainLoop, std::weak_ptr<SessionEventOrder> order,
-                                Source source) {
+DisplayPowerObserver observerOn(const std::shared_ptr<MainLoop>& mainLoop,
+                                const std::weak_ptr<SessionEventOrder>& order, Source source) {
   return [=, known = std::optional<bool>()](std::optional<bool> off) mutable {
     const auto before = std::exchange(known, off);
     if (before == off) return;

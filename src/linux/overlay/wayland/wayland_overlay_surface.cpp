@@ -196,6 +196,7 @@ class WaylandOverlaySurface::Layers {
         banner_(desktop.globals(), base_.get()) {
     listen();
   }
+  ~Layers() = default;
   Layers(const Layers&) = delete;
   Layers& operator=(const Layers&) = delete;
 
