@@ -3,10 +3,8 @@
 // What the program has taken from itself, tried from within it; and what of a picture is found in its memory.
 #include <algorithm>
 #include <bitset>
-#include <cstdint>
 #include <cstring>
 #include <iterator>
-#include <random>
 #include <unordered_set>
 
 #include "app/program_desk.h"

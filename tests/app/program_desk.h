@@ -8,17 +8,11 @@
 #include <QDBusVariant>
 #include <atomic>
 #include <csignal>
-#include <filesystem>
 #include <fstream>
-#include <functional>
-#include <optional>
 #include <sstream>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "stage/bus_doubles.h"
-#include "stage/headless_desktop.h"
 #include "stage/pictures.h"
 #include "stage/virtual_camera.h"
 

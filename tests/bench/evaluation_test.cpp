@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gmock/gmock.h>
 
-#include <QImage>
-#include <filesystem>
 #include <fstream>
-#include <string>
 
 #include "stage/child_process.h"
 #include "stage/pictures.h"

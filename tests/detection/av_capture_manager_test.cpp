@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <string>
-#include <vector>
 
 #include "support/test_core.h"
 

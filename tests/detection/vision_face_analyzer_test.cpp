@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <numbers>
-#include <string>
-#include <vector>
 
 #include "support/test_core.h"
 

@@ -3,10 +3,8 @@
 // What the windows on the screens are given to show, and the onlooker's picture among it.
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <cmath>
 #include <limits>
-#include <optional>
 
 #include "overlay/overlay_content_view.h"
 #include "overlay/overlay_window_manager.h"

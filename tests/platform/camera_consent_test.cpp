@@ -3,8 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <vector>
-
 namespace sentrel {
 namespace {
 

@@ -3,10 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <functional>
-#include <string>
-#include <vector>
-
 #include "support/manual_main_loop.h"
 
 namespace sentrel {

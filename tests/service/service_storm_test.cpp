@@ -3,12 +3,8 @@
 // Whatever happens to the camera, to the service and to calibrations, in whatever order and however their
 // threads take turns: the camera is open when it should be and only then, what is said of it is true, and
 // what is held and shown fits what is said.
-#include <functional>
 #include <iostream>
-#include <map>
 #include <random>
-#include <string>
-#include <utility>
 
 #include "support/test_core.h"
 

@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 
 #include <limits>
-#include <vector>
 
 #include "settings/filter_settings.h"
 #include "settings/settings_repository.h"

@@ -1,11 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <functional>
-#include <optional>
-#include <utility>
-#include <vector>
-
 #include "platform/capture_session.h"
 #include "platform/face_detector.h"
 

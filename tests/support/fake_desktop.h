@@ -1,13 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <functional>
 #include <map>
-#include <memory>
-#include <optional>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "platform/desktop_services.h"
 #include "platform/session_events.h"

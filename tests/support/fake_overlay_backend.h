@@ -2,11 +2,6 @@
 #pragma once
 
 #include <map>
-#include <memory>
-#include <optional>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "platform/overlay_surface.h"
 

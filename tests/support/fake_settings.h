@@ -1,13 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <functional>
 #include <map>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
 
 #include "platform/desktop_services.h"
 

@@ -2,11 +2,7 @@
 #pragma once
 
 #include <algorithm>
-#include <cstdint>
 #include <map>
-#include <memory>
-#include <mutex>
-#include <utility>
 
 #include "support/main_loop.h"
 #include "support/serial_queue.h"

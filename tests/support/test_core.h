@@ -3,9 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <memory>
-#include <vector>
-
 #include "detection/calibration_session.h"
 #include "service/privacy_filter_service.h"
 #include "support/fake_camera.h"

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+
 #include <QAccessible>
 
 #include "views/window_test.h"

@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <functional>
-#include <memory>
-
-#include "detection/calibration_session.h"
 #include "support/test_core.h"
 #include "views/onboarding_view.h"
 #include "views/popover.h"

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <gmock/gmock.h>
-
 #include <QAbstractButton>
 #include <QLabel>
 #include <QPointer>

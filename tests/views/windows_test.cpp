@@ -6,7 +6,6 @@
 #include <QScrollArea>
 #include <algorithm>
 #include <cmath>
-#include <utility>
 
 #include "look/icons.h"
 #include "views/controls/labels.h"

@@ -2,7 +2,6 @@
 #include "vision/face_search.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace sentrel::vision {
 namespace {

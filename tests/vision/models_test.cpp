@@ -4,19 +4,13 @@
 #include "vision/models.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <QTemporaryDir>
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstddef>
 #include <fstream>
 #include <iterator>
 #include <random>
-#include <span>
-#include <string>
-#include <vector>
 
 #include "stage/pictures.h"
 #include "vision/inference.h"

@@ -4,9 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <memory>
 #include <numbers>
-#include <vector>
 
 #include "stage/pictures.h"
 #include "vision/allocation_counter.h"

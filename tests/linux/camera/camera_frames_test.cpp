@@ -4,10 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
-#include <random>
 #include <utility>
-#include <vector>
 
 #include "linux/camera/frame_converter.h"
 #include "linux/camera/pipewire_headers.h"

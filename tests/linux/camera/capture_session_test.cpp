@@ -1,23 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
-#include <chrono>
-#include <cstdint>
 #include <cstdlib>
 #include <fstream>
-#include <functional>
-#include <memory>
-#include <mutex>
-#include <string>
-#include <vector>
 
 #include "linux/camera/pipewire_capture_session.h"
 #include "stage/headless_desktop.h"
 #include "stage/virtual_camera.h"
 #include "support/manual_main_loop.h"
-#include "support/serial_queue.h"
 
 namespace sentrel::test {
 namespace {

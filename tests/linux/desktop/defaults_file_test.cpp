@@ -10,14 +10,11 @@
 #include <QJsonDocument>
 #include <QLockFile>
 #include <QTemporaryDir>
-#include <chrono>
 #include <csignal>
-#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <future>
 #include <limits>
-#include <map>
 #include <set>
 
 #include "support/manual_main_loop.h"

@@ -3,7 +3,6 @@
 #include <QDBusObjectPath>
 #include <QDBusVariant>
 #include <cstdlib>
-#include <optional>
 #include <tuple>
 
 #include "linux/desktop/desktop_appearance.h"

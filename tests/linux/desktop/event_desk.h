@@ -4,14 +4,11 @@
 #include <gmock/gmock.h>
 
 #include <QCoreApplication>
-#include <chrono>
-#include <memory>
 
 #include "linux/desktop/bus.h"
 #include "linux/desktop/event_thread.h"
 #include "linux/desktop/qt_main_loop.h"
 #include "stage/bus_doubles.h"
-#include "stage/headless_desktop.h"
 
 namespace sentrel::test {
 

@@ -2,7 +2,6 @@
 #include "linux/desktop/qt_main_loop.h"
 
 #include <QEventLoop>
-#include <optional>
 
 #include "linux/desktop/event_desk.h"
 

@@ -8,11 +8,9 @@
 
 #include <QSocketNotifier>
 #include <array>
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <future>
-#include <optional>
 #include <span>
 
 #include "linux/desktop/desktop_notifications.h"

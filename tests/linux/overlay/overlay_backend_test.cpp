@@ -10,22 +10,13 @@
 #include <QByteArray>
 #include <QEventLoop>
 #include <QGuiApplication>
-#include <QImage>
-#include <QPoint>
 #include <QRegularExpression>
 #include <QSize>
-#include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdlib>
-#include <map>
-#include <memory>
 #include <ostream>
 #include <random>
 #include <sstream>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "linux/desktop/qt_main_loop.h"
 #include "linux/overlay/desktop_overlay_backend.h"

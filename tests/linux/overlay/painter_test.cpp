@@ -2,11 +2,9 @@
 #include <gmock/gmock.h>
 
 #include <QGuiApplication>
-#include <QImage>
 #include <algorithm>
 #include <cmath>
 #include <numbers>
-#include <vector>
 
 #include "linux/overlay/painter/retro_painter.h"
 #include "linux/overlay/painter/scene_painter.h"
