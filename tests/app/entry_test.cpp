@@ -7,8 +7,7 @@ namespace sentrel::test {
 namespace {
 
 /// Without a display and without a camera: quick to start.
-class Entry : public ProgramRun {
- protected:
+struct Entry : ProgramRun {
   Entry() : ProgramRun({}) {}
 };
 

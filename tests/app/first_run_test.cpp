@@ -79,8 +79,7 @@ class AccessibleTree {
   QDBusConnection bus_;
 };
 
-class FirstRunTest : public ProgramDesk {
- protected:
+struct FirstRunTest : ProgramDesk {
   FirstRunTest() {
     fs::remove(settingsFolder() / "defaults.json");
     start();

@@ -75,8 +75,7 @@ class SquaresPicture {
   std::bitset<1U << 20U> ends_;  // the last squares of the rows: most of memory needs no closer look
 };
 
-class Hardening : public ProgramDesk {
- protected:
+struct Hardening : ProgramDesk {
 #ifdef __SANITIZE_ADDRESS__
   void SetUp() override {
     GTEST_SKIP() << "a sanitizer keeps freed memory and wants to be the first library";

@@ -8,8 +8,7 @@
 namespace sentrel::test {
 namespace {
 
-class ProgramTest : public ProgramDesk {
- protected:
+struct ProgramTest : ProgramDesk {
   using ProgramDesk::ProgramDesk;
 
   void startProtecting() {
@@ -189,8 +188,7 @@ TEST_F(ProgramTest, EveryEndCountsTheSessionsSeconds) {
 }
 
 /// On a Wayland desktop.
-class ProgramOnWaylandTest : public ProgramTest {
- protected:
+struct ProgramOnWaylandTest : ProgramTest {
   ProgramOnWaylandTest() : ProgramTest({.systemBus = true, .pipeWire = true, .sway = true}) {}
 };
 

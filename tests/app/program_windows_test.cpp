@@ -6,8 +6,7 @@
 namespace sentrel::test {
 namespace {
 
-class ProgramWindowsTest : public ProgramDesk {
- protected:
+struct ProgramWindowsTest : ProgramDesk {
   ProgramWindowsTest() {
     panel.answer(registers, [](const QDBusMessage&) { return QVariantList(); });
     panel.answer(u"Introspect"_s, [](const QDBusMessage&) -> QVariantList {

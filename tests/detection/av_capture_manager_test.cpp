@@ -5,8 +5,7 @@
 namespace sentrel {
 namespace {
 
-class AVCaptureManagerTest : public testing::Test, protected test::TestCore {
- protected:
+struct AVCaptureManagerTest : testing::Test, test::TestCore {
   void start() {
     camera->startSession([this](const std::optional<StartError>& told) {
       ++answers;

@@ -13,8 +13,7 @@ using Kind = FilterState::Kind;
 
 constexpr FaceData away{45, 0, 0.2F};
 
-class Machine : public FilterFsm {
- public:
+struct Machine : FilterFsm {
   Kind frame(std::int64_t ms, std::int64_t faces, std::optional<FaceData> face) {
     handle({1'000'000 + ms, faces, face});
     return state().get().kind();

@@ -24,8 +24,7 @@ const Screen first{1, "one", {0, 0, 1920, 1080}, true};
 const Screen second{2, "two", {1920, 0, 1280, 1024}, false};
 const Screen third{3, "three", {0, 1080, 800, 600}, false};
 
-class OverlayWindowManagerTest : public testing::Test {
- protected:
+struct OverlayWindowManagerTest : testing::Test {
   const std::vector<OverlayScene>& scenes(std::uint64_t screen = 1) {
     loop->runPosted();
     return backend->shown.at(screen).scenes;

@@ -10,10 +10,9 @@ namespace {
 
 using Source = SessionEventOrder::Source;
 using enum SessionEvent;
-using test::ManualMainLoop;
 
 struct Desk {
-  ManualMainLoop loop;
+  test::ManualMainLoop loop;
   std::vector<SessionEvent> delivered;
   SessionEventOrder order{loop, loop, [this](SessionEvent event) { delivered.push_back(event); }};
 };

@@ -10,8 +10,7 @@ using FailureKind = CameraFailure::Kind;
 using Kind = FilterState::Kind;
 using Phase = CalibrationSession::Phase;
 
-class CameraControlTest : public testing::Test, protected test::TestCore {
- protected:
+struct CameraControlTest : testing::Test, test::TestCore {
   [[nodiscard]] std::optional<FailureKind> failure() const {
     const auto& told = control->failure().get();
     return told ? std::optional(told->kind) : std::nullopt;

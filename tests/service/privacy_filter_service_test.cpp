@@ -11,13 +11,12 @@ namespace sentrel {
 namespace {
 
 using Kind = FilterState::Kind;
-using testing::ElementsAre;
 
 struct PrivacyFilterServiceTest : testing::Test, test::TestCore {};
 
 TEST_F(PrivacyFilterServiceTest, SettingsReachMachineOverlayAndDetector) {
   start();
-  EXPECT_THAT(machine.detector->tunings, ElementsAre(FaceTuning{3, true}));
+  EXPECT_THAT(machine.detector->tunings, testing::ElementsAre(FaceTuning{3, true}));
   see(test::detectionsOf({test::faceOf(1.0 / 6)}, {test::faceOf(1.0 / 6)}), 300);
   EXPECT_EQ(overlay->matrixDistanceCm, 120);
   changeSettings([](FilterSettings& next) {

@@ -23,8 +23,7 @@ constexpr std::int64_t closingLimitMs = 500;
 constexpr std::int64_t healingLimitMs = 8000;
 constexpr std::int64_t reportMs = 2000;
 
-class ServiceStormTest : public testing::Test, protected test::TestCore {
- protected:
+struct ServiceStormTest : testing::Test, test::TestCore {
   ServiceStormTest() {
     // Also what lasts for less than a tick.
     stateRegistration = service->fsmState().onChange([this](const FilterState&) {

@@ -40,8 +40,7 @@ TEST(KeyedCoding, KeepsEveryFieldInOrderAndFailsOnAMissingOrMistypedKey) {
   EXPECT_EQ(decodeFilterStats(counters), std::nullopt);
 }
 
-class SettingsRepositoryTest : public testing::Test {
- protected:
+struct SettingsRepositoryTest : testing::Test {
   FilterSettings loaded() const {
     const SettingsRepository fresh(store, loginItem);
     return fresh.settings.get();

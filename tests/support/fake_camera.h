@@ -8,8 +8,7 @@ namespace sentrel::test {
 
 /// A capture session without a camera: it does what it is told, refuses on demand, and tells what it holds.
 /// Its fields are for the thread that would call the interface, and for the test while the queues are idle.
-class FakeCaptureSession final : public CaptureSession {
- public:
+struct FakeCaptureSession final : CaptureSession {
   // What it is to do.
   AuthorizationStatus status = AuthorizationStatus::authorized;
   std::vector<CameraDevice> cameras{{"front", "Front", CameraPosition::front}};
@@ -72,8 +71,7 @@ class FakeCaptureSession final : public CaptureSession {
 
 /// A detector that finds what the test put there. Its fields are for the analysis queue, and for the test
 /// while that queue is idle.
-class ScriptedDetector final : public FaceDetector {
- public:
+struct ScriptedDetector final : FaceDetector {
   std::optional<FaceDetectorError> prepareError;
   std::optional<FaceDetections> next = FaceDetections{};
   std::function<void()> whileWorking;

@@ -45,8 +45,7 @@ class FakeSessionEvents final : public SessionEvents {
   std::shared_ptr<MainLoop> mainLoop_;
 };
 
-class FakePowerSource final : public PowerSource {
- public:
+struct FakePowerSource final : PowerSource {
   std::optional<PowerSourceDescription> source;
   Signal<> observer;
 
@@ -58,8 +57,7 @@ class FakePowerSource final : public PowerSource {
   }
 };
 
-class FakeKeyMonitor final : public KeyMonitor {
- public:
+struct FakeKeyMonitor final : KeyMonitor {
   Signal<> observer;
   bool possible = true;
 
@@ -96,8 +94,7 @@ class FakeNotifications final : public Notifications {
   std::shared_ptr<MainLoop> mainLoop_;
 };
 
-class FakeHaptics final : public Haptics {
- public:
+struct FakeHaptics final : Haptics {
   int performed = 0;
   void perform() override { ++performed; }
 };

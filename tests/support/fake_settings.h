@@ -8,8 +8,7 @@
 namespace sentrel::test {
 
 /// A login item that remembers what it was asked and fails on demand.
-class FakeLoginItem final : public LoginItem {
- public:
+struct FakeLoginItem final : LoginItem {
   [[nodiscard]] bool isEnabled() const override { return enabled; }
   [[nodiscard]] std::optional<std::string> setEnabled(bool wanted) override {
     requests.push_back(wanted);

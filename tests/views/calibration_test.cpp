@@ -6,8 +6,7 @@ namespace {
 
 using Kind = CalibrationSession::Phase::Kind;
 
-class CalibrationTest : public WindowTest {
- protected:
+struct CalibrationTest : WindowTest {
   void openSheet() { open<PreferencesView>(preferencesParts())->openCalibration(); }
   [[nodiscard]] Kind phase() const { return calibration->phase().get().kind; }
 };

@@ -7,8 +7,7 @@
 namespace sentrel::test {
 namespace {
 
-class PopoverTest : public WindowTest {
- protected:
+struct PopoverTest : WindowTest {
   PopoverTest() { openPopover(); }
 
   [[nodiscard]] MenuBarPopoverView& content() const {

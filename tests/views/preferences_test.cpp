@@ -7,8 +7,7 @@
 namespace sentrel::test {
 namespace {
 
-class PreferencesTest : public WindowTest {
- protected:
+struct PreferencesTest : WindowTest {
   PreferencesView* open() { return WindowTest::open<PreferencesView>(preferencesParts()); }
   void keyOn(const char* name, Qt::Key pressed) { QTest::keyClick(named<QWidget>(name), pressed); }
   [[nodiscard]] const FilterSettings& saved() const { return settings->settings.get(); }

@@ -11,8 +11,7 @@
 namespace sentrel::test {
 
 /// One window before a scripted camera, used by mouse and keys.
-class WindowTest : public testing::Test, protected ViewsFixture {
- protected:
+struct WindowTest : testing::Test, ViewsFixture {
   ~WindowTest() override { close(); }
 
   template <class View, class... Arguments>

@@ -15,8 +15,7 @@
 namespace sentrel::test {
 namespace {
 
-class WindowsTest : public WindowTest {
- protected:
+struct WindowsTest : WindowTest {
   ~WindowsTest() override { Theme::shared().setLook({}); }
 
   /// Every window in the states that show every control.

@@ -12,7 +12,6 @@
 namespace sentrel::vision {
 namespace {
 
-using test::loadPicture;
 using test::PortraitScene;
 using test::toFrame;
 
@@ -184,7 +183,7 @@ TEST_F(NeuralFaceDetectorTest, smoothsAsTheSensitivityAsks) {
 }
 
 TEST_F(NeuralFaceDetectorTest, takesFramesOfAnySize) {
-  const QImage portrait = loadPicture(QStringLiteral("astronaut.png"));
+  const QImage portrait = test::loadPicture(QStringLiteral("astronaut.png"));
   // Sizes may change in mid-stream.
   EXPECT_FALSE(detector_.detect(*toFrame(QImage()), ++now_));
   for (const QSize size : {QSize(1, 1), QSize(1, 480), QSize(640, 1), QSize(2, 3), QSize(37, 11)})

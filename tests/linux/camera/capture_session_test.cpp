@@ -117,8 +117,7 @@ class CaptureUser {
 };
 
 /// A private PipeWire with its session manager.
-class CaptureTest : public ::testing::Test {
- protected:
+struct CaptureTest : ::testing::Test {
   CaptureTest() { desktop.exportToProcess(); }
 
   HeadlessDesktop desktop{{.sessionBus = true, .pipeWire = true}};

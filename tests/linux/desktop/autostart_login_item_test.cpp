@@ -13,7 +13,6 @@ namespace {
 
 using namespace Qt::StringLiterals;
 using testing::HasSubstr;
-using testing::Optional;
 
 TEST(AutostartLoginItem, ReadsAndWritesWhatDesktopsRead) {
   const QTemporaryDir config;
@@ -45,7 +44,7 @@ TEST(AutostartLoginItem, ReadsAndWritesWhatDesktopsRead) {
   EXPECT_FALSE(QFile::exists(path));
   ASSERT_TRUE(QDir(config.path()).rmdir(u"autostart"_s));
   ASSERT_TRUE(QFile(config.filePath(u"autostart"_s)).open(QIODevice::WriteOnly));
-  EXPECT_THAT(item.setEnabled(true), Optional(HasSubstr("autostart"))) << "why it cannot be written";
+  EXPECT_THAT(item.setEnabled(true), testing::Optional(HasSubstr("autostart"))) << "why it cannot be written";
 }
 
 }  // namespace

@@ -28,8 +28,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 
 /// A folder of its own and what a DefaultsFile in it needs.
-class DefaultsFileTest : public testing::Test {
- protected:
+struct DefaultsFileTest : testing::Test {
   [[nodiscard]] std::unique_ptr<DefaultsFile> open() const {
     return std::make_unique<DefaultsFile>(path, loop, queue);
   }

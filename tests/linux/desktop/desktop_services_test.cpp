@@ -16,7 +16,6 @@ namespace sentrel::test {
 namespace {
 
 using namespace Qt::StringLiterals;
-using testing::ElementsAre;
 
 const auto notifications = u"org.freedesktop.Notifications"_s;
 const auto notificationsPath = u"/org/freedesktop/Notifications"_s;
@@ -25,8 +24,7 @@ const NotificationContent content{"Titre", "Texte"};
 using HapticsTest = EventDesk;
 using AppearanceTest = EventDesk;
 
-class NotificationsTest : public EventDesk {
- protected:
+struct NotificationsTest : EventDesk {
   /// A server that numbers what it shows from `first` on.
   std::unique_ptr<BusDouble> serve(uint first) {
     auto server = std::make_unique<BusDouble>(desktop, TestBus::session, notifications);
@@ -197,8 +195,7 @@ TEST_F(AppearanceTest, FollowsWhatThePersonAskedOfTheDesktop) {
   }
 }
 
-class KeyMonitorTest : public EventDesk {
- protected:
+struct KeyMonitorTest : EventDesk {
   std::unique_ptr<DesktopKeyMonitor> monitor() {
     return std::make_unique<DesktopKeyMonitor>(
         DesktopKeyMonitor::Parts{loop, ownSessionBus, displays, session, "Désactiver la protection"});

@@ -26,8 +26,7 @@ inline HeadlessDesktop& sharedDesktop() {
 
 /// What every test of the desktop's events needs: the application, its loop and its buses, and the test's own
 /// connections to those.
-class EventDesk : public testing::Test {
- protected:
+struct EventDesk : testing::Test {
   EventDesk() { desktop.exportToProcess(); }
 
   /// Runs the main loop until the condition holds.

@@ -24,13 +24,11 @@ namespace {
 using namespace Qt::StringLiterals;
 using enum SessionEvent;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 const auto gnomePath = u"/org/gnome/ScreenSaver"_s;
 const auto gnome = u"org.gnome.ScreenSaver"_s;
 
-class SessionEventsTest : public EventDesk {
- protected:
+struct SessionEventsTest : EventDesk {
   // What the login manager says of this process goes before it.
   SessionEventsTest() { ::setenv("XDG_SESSION_ID", "c9", 1); }
 
@@ -110,7 +108,7 @@ TEST_F(SessionEventsTest, FoundLockedAndInactiveIsOneEvent) {
   install();
   std::optional<std::size_t> deliveredWhenKnown;
   events.whenKnown([&] { deliveredWhenKnown = delivered.size(); });
-  EXPECT_THAT(delivered, IsEmpty()) << "never before install returns";
+  EXPECT_THAT(delivered, testing::IsEmpty()) << "never before install returns";
   ASSERT_TRUE(runUntil([&] { return deliveredWhenKnown.has_value(); }));
   EXPECT_EQ(deliveredWhenKnown, 1U) << "who waited for the answers has heard it";
   // A second observer, as a second start has it, hears it too; the first one's registration is worth nothing

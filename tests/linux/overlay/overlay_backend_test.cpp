@@ -251,8 +251,7 @@ class OverlayTest : public testing::Test {
 };
 
 template <Server kind, bool compositor = true>
-class OverlayOn : public OverlayTest {
- protected:
+struct OverlayOn : OverlayTest {
   OverlayOn() : OverlayTest(kind, compositor) {}
 };
 using X11OverlayTest = OverlayOn<Server::x11>;
@@ -260,8 +259,7 @@ using X11OverlayWithoutCompositorTest = OverlayOn<Server::x11, false>;
 using XwaylandOverlayTest = OverlayOn<Server::xwayland>;
 using WaylandOverlayTest = OverlayOn<Server::wayland>;
 
-class EveryOverlayTest : public OverlayTest, public testing::WithParamInterface<Server> {
- protected:
+struct EveryOverlayTest : OverlayTest, testing::WithParamInterface<Server> {
   EveryOverlayTest() : OverlayTest(GetParam()) {}
 };
 INSTANTIATE_TEST_SUITE_P(Servers, EveryOverlayTest,
@@ -524,8 +522,7 @@ TEST_F(WaylandOverlayTest, ExhaustedMemoryDelaysTheCoverAndNeverKeepsIt) {
 
 /// Hundreds of screens that come and go within tenths of a second, calm and in an alert. Made to be run under
 /// the sanitizers.
-class OutputStorm : public OverlayTest, public testing::WithParamInterface<Server> {
- protected:
+struct OutputStorm : OverlayTest, testing::WithParamInterface<Server> {
   static constexpr int mostScreens = 4;
   OutputStorm() : OverlayTest(GetParam(), true, mostScreens, {480, 320}) {}
 
