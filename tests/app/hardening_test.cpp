@@ -107,9 +107,7 @@ struct Hardening : ProgramDesk {
 };
 
 TEST_F(Hardening, NetworkAndWhatItNeverNeedsIsRefused) {
-  Environment environment = desktop.environment();
-  environment["LD_PRELOAD"] = SENTREL_PRELOADED;
-  process = spawn(environment);
+  process = spawn({"LD_PRELOAD=" SENTREL_PRELOADED});
   ASSERT_TRUE(waitUntil([&] { return process.output().find("probe: done") != std::string::npos; }));
   const std::string told = process.output();
   EXPECT_NE(told.find("probe: socket 1 allowed"), std::string::npos) << told;
@@ -132,9 +130,7 @@ TEST_F(Hardening, NoPictureIsInACoreDumpNorInMemoryOnceItHasStopped) {
     return waitUntil([&] { return played > 15 && (!withOnlooker || state() == "alert"); });
   };
   // Without the one call that would make it forget by chance.
-  Environment environment = desktop.environment();
-  environment["LD_PRELOAD"] = SENTREL_PRELOADED;
-  process = spawn(environment);
+  process = spawn({"LD_PRELOAD=" SENTREL_PRELOADED});
   bus->waitForName(programName);
   ASSERT_TRUE(play(true));
   // For as long as the alert outlasts the onlooker, the whole frame is shown; then the part around them

@@ -33,8 +33,7 @@ const auto programName = u"expert.mardeck.sentrel"_s;
 const auto programPath = u"/expert/mardeck/sentrel"_s;
 
 /// A desktop on which the program is started, asked and ended.
-class ProgramRun : public testing::Test {
- protected:
+struct ProgramRun : testing::Test {
   explicit ProgramRun(const HeadlessDesktop::Options& options) : desktop(options) {
     fs::create_directories(settingsFolder());
     std::ofstream(settingsFolder() / "defaults.json")
@@ -50,13 +49,11 @@ class ProgramRun : public testing::Test {
     return at == std::string::npos ? -1 : std::atol(text.c_str() + at + key.size() + 4);
   }
 
-  [[nodiscard]] ChildProcess spawn(const Environment& environment) {
-    return ChildProcess({.program = SENTREL_PROGRAM,
-                         .arguments = {},
-                         .environment = environment,
-                         .log = desktop.runtimeFolder() / ("program." + std::to_string(spawned_++))});
+  /// Starts it with changes of its environment, as `env` takes them.
+  [[nodiscard]] ChildProcess spawn(std::vector<std::string> changes = {}) {
+    changes.emplace_back(SENTREL_PROGRAM);
+    return desktop.spawn("env", changes);
   }
-  [[nodiscard]] ChildProcess spawn() { return spawn(desktop.environment()); }
 
   /// A new session bus at the same address.
   void replaceBus() {
@@ -84,20 +81,14 @@ class ProgramRun : public testing::Test {
   }
 
   int argumentCount = 1;
-  char name_[5] = "test";
-  char* arguments[2] = {name_, nullptr};
-  QCoreApplication application{argumentCount, arguments};
+  QCoreApplication application{argumentCount, &program_invocation_name};
   HeadlessDesktop desktop;
   std::optional<BusClient> bus{std::in_place, desktop, TestBus::session};
-
- private:
-  int spawned_ = 0;
 };
 
 /// The program itself on a private desktop, before a virtual camera that sees its user, alone or watched. The
 /// person has agreed to the camera long ago.
-class ProgramDesk : public ProgramRun {
- protected:
+struct ProgramDesk : ProgramRun {
   ProgramDesk() : ProgramDesk({.systemBus = true, .pipeWire = true, .x11 = true}) {}
   explicit ProgramDesk(const HeadlessDesktop::Options& options) : ProgramRun(options) {
     desktop.exportToProcess();  // the camera is in this process
@@ -106,7 +97,7 @@ class ProgramDesk : public ProgramRun {
     camera.setSource([this](std::int64_t) { return (isWatched ? watched : alone).constBits(); });
   }
   void start() {
-    process = desktop.spawn(SENTREL_PROGRAM);
+    process = spawn();
     bus->waitForName(programName);
   }
   [[nodiscard]] bool isCovered() {
