@@ -11,11 +11,9 @@ namespace sentrel {
 namespace {
 
 TEST(FrameRoad, AllocatesNothingWhenWarm) {
-  if (!test::countsAllocations()) GTEST_SKIP() << "allocations are not counted under this sanitizer";
+  if (test::allocationCount() == 0) GTEST_SKIP() << "allocations are not counted under this sanitizer";
   int argumentCount = 1;
-  char name[] = "test";
-  char* arguments[] = {name, nullptr};
-  const QCoreApplication application(argumentCount, arguments);
+  const QCoreApplication application(argumentCount, &program_invocation_name);
   const auto loop = std::make_shared<QtMainLoop>();
   test::TestCore core(loop);
   test::TestMachine& machine = core.machine;

@@ -46,33 +46,29 @@ class NeuralFaceDetectorTest : public ::testing::Test {
 };
 
 /// The real back end, which fails on demand.
-class FailingRunner final : public NetworkRunner {
- public:
+struct FailingRunner final : NetworkRunner {
   static inline bool fails = false;
 
-  explicit FailingRunner(std::unique_ptr<NetworkRunner> real) : real_(std::move(real)) {}
-  std::span<float> input() override { return real_->input(); }
-  bool run() override { return !fails && real_->run(); }
-  [[nodiscard]] std::size_t outputCount() const override { return real_->outputCount(); }
+  explicit FailingRunner(std::unique_ptr<NetworkRunner> wrapped) : real(std::move(wrapped)) {}
+  std::span<float> input() override { return real->input(); }
+  bool run() override { return !fails && real->run(); }
+  [[nodiscard]] std::size_t outputCount() const override { return real->outputCount(); }
   [[nodiscard]] std::span<const float> output(std::size_t index) const override {
-    return real_->output(index);
+    return real->output(index);
   }
 
- private:
-  std::unique_ptr<NetworkRunner> real_;
+  std::unique_ptr<NetworkRunner> real;
 };
 
-class FailingEngine final : public InferenceEngine {
- public:
+struct FailingEngine final : InferenceEngine {
   std::vector<std::unique_ptr<NetworkRunner>> prepare(const Network& network,
                                                       std::span<const InputSize> sizes) override {
-    auto runners = real_->prepare(network, sizes);
+    auto runners = real->prepare(network, sizes);
     for (auto& runner : runners) runner = std::make_unique<FailingRunner>(std::move(runner));
     return runners;
   }
 
- private:
-  std::unique_ptr<InferenceEngine> real_ = makeInferenceEngine();
+  std::unique_ptr<InferenceEngine> real = makeInferenceEngine();
 };
 
 TEST(FailingInference, isNotTakenForNobody) {
@@ -198,7 +194,7 @@ TEST_F(NeuralFaceDetectorTest, takesFramesOfAnySize) {
 
 // After the first second a frame asks for no memory: whatever it shows, and while faces come and go.
 TEST_F(NeuralFaceDetectorTest, allocatesNothingPerFrame) {
-  if (!test::countsAllocations()) GTEST_SKIP() << "allocations are not counted under this sanitizer";
+  if (test::allocationCount() == 0) GTEST_SKIP() << "allocations are not counted under this sanitizer";
   std::vector<std::shared_ptr<Frame>> frames{toFrame(QImage(640, 480, QImage::Format_RGB32))};
   for (const double yaw : {0.0, 20.0, 40.0}) {
     frames.push_back(toFrame(scene().frame({yaw, {}})));

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
+#include <tuple>
 
 namespace sentrel::vision {
 namespace {
@@ -43,13 +44,8 @@ class NoiseFilterTest : public ::testing::Test {
 };
 
 TEST_F(NoiseFilterTest, averagesNoiseInTheDarkAndNothingElse) {
-  struct Case {
-    int level;
-    double noise;
-    bool filtered;
-  };
   for (const auto& [level, noise, filtered] :
-       {Case{110, 16, false}, {14, 2, true}, {14, 0.3, false}, {14, 0, false}}) {
+       {std::tuple{110, 16.0, false}, {14, 2.0, true}, {14, 0.3, false}, {14, 0.0, false}}) {
     SCOPED_TRACE(testing::Message() << level << " with noise " << noise);
     filter_.restart();
     const Frame* seen = nullptr;
