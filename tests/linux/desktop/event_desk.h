@@ -46,9 +46,7 @@ struct EventDesk : testing::Test {
 
   HeadlessDesktop& desktop = sharedDesktop();
   int argumentCount = 1;
-  char name[5] = "test";
-  char* arguments[2] = {name, nullptr};
-  QCoreApplication application{argumentCount, arguments};
+  QCoreApplication application{argumentCount, &program_invocation_name};
   std::shared_ptr<QtMainLoop> loop = std::make_shared<QtMainLoop>();
   std::shared_ptr<SystemClock> clock = std::make_shared<SystemClock>();
   std::shared_ptr<Bus> ownSessionBus = std::make_shared<Bus>(loop, BusKind::session);

@@ -74,8 +74,7 @@ class OverlayTest : public testing::Test {
                  .sway = isWayland(),
                  .width = size.width() * (isWayland() ? 1 : mostScreens),
                  .height = size.height()}),
-        size_(size),
-        totalWidth_(size.width() * mostScreens) {
+        size_(size) {
     desktop.exportToProcess();
     furnish();
     backend = createOverlayBackend(*loop);
@@ -199,9 +198,8 @@ class OverlayTest : public testing::Test {
   [[nodiscard]] bool isWayland() const { return server == Server::wayland; }
 
   static inline int argumentCount = 1;
-  static inline char program[] = "test";                 // NOLINT(modernize-avoid-c-arrays)
-  static inline char* arguments[] = {program, nullptr};  // NOLINT(modernize-avoid-c-arrays)
-  QGuiApplication application{(qputenv("QT_QPA_PLATFORM", "offscreen"), argumentCount), arguments};
+  QGuiApplication application{(qputenv("QT_QPA_PLATFORM", "offscreen"), argumentCount),
+                              &program_invocation_name};
   const Server server;
   HeadlessDesktop desktop;
   std::vector<std::string> names;  ///< of the screens
@@ -224,8 +222,7 @@ class OverlayTest : public testing::Test {
       });
       return;
     }
-    const std::string size = std::to_string(totalWidth_) + "x" + std::to_string(size_.height()) + "+0+0";
-    below_ = desktop.spawn("stdbuf", {"-oL", "xev", "-geometry", size, "-event", "button"});
+    below_ = desktop.spawn("stdbuf", {"-oL", "xev", "-geometry", "3000x1000+0+0", "-event", "button"});
     (void)waitUntil([this] { return qRed(screenshot().pixel(probe)) == 255; });
   }
   /// How wide a window's frame is, as a property of that window.
@@ -243,8 +240,7 @@ class OverlayTest : public testing::Test {
   }
 
   const QSize size_;  // of a screen
-  const int totalWidth_;
-  int outputs_ = 0;  // of Wayland, that were ever there
+  int outputs_ = 0;   // of Wayland, that were ever there
   ChildProcess below_;
   int clicks_ = 0;
   std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> mutter_{nullptr, &xcb_disconnect};

@@ -70,10 +70,8 @@ TEST(ScenePainter, AgreesWithASampledDrawing) {
 
 TEST(RetroPainter, ShowsAGreenPictureUnderScanLinesWithinItsDecorations) {
   int argumentCount = 1;
-  char name[] = "test";                 // NOLINT(modernize-avoid-c-arrays)
-  char* arguments[] = {name, nullptr};  // NOLINT(modernize-avoid-c-arrays)
   qputenv("QT_QPA_PLATFORM", "offscreen");
-  const QGuiApplication application(argumentCount, arguments);
+  const QGuiApplication application(argumentCount, &program_invocation_name);
   GreyPicture portrait{120, 240, FrameMemory<std::uint8_t>(120UL * 240)};
   std::ranges::fill(portrait.levels, std::uint8_t{255});
   GreyPicture board{768, 768, FrameMemory<std::uint8_t>(768UL * 768)};
