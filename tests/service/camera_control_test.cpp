@@ -16,15 +16,13 @@ struct CameraControlTest : testing::Test, test::TestCore {
     return told ? std::optional(told->kind) : std::nullopt;
   }
   void plug() {
-    machine.session->cameras = {{"front", "Front", CameraPosition::front}};
-    machine.session->seen = true;
-    machine.session->devicesChanged.emit();
+    machine.session->plug(true);
     machine.settle();
   }
 };
 
 TEST_F(CameraControlTest, ACalibrationCountsAndMeasuresTheMedianFace) {
-  const auto calibration = newCalibration();
+  newCalibration();
   const Phase failed = Phase::failed("Aucun visage détecté. Assurez-vous d'être bien en face de la caméra.");
   const struct {
     std::vector<double> widths;
@@ -141,6 +139,20 @@ TEST_F(CameraControlTest, AnInterruptionIsWaitedOut) {
   see(alone, 200);
   EXPECT_EQ(state(), Kind::nominal);
   EXPECT_EQ(failure(), std::nullopt) << "nothing stale is told";
+}
+
+TEST(CameraConsent, WhoWaitsLongestGivesUpAndNobodyIsTwiceAnswered) {
+  CameraConsent consent(false);
+  std::vector<int> refused;
+  std::vector<int> agreed;
+  const auto request = [&](int who) {
+    consent.request([&, who](bool given) { (given ? agreed : refused).push_back(who); });
+  };
+  for (int who = 0; who < 10; ++who) request(who);
+  consent.answer(true);
+  request(10);
+  EXPECT_THAT(refused, testing::ElementsAre(0, 1));
+  EXPECT_THAT(agreed, testing::ElementsAre(2, 3, 4, 5, 6, 7, 8, 9, 10));
 }
 
 }  // namespace

@@ -46,8 +46,8 @@ struct ServiceStormTest : testing::Test, test::TestCore {
     if (comes("stop")) service->stop();
     if (comes("shortcut")) desktop.keys->observer.emit();
     if (comes("the program quits, or not after all")) quit(pick(4) == 0);
-    if (comes("the camera is pulled")) plug(false);
-    if (comes("a camera is plugged")) plug(true);
+    if (comes("the camera is pulled")) session.plug(false);
+    if (comes("a camera is plugged")) session.plug(true);
     if (comes("another program takes the camera")) taken = pick(2) == 0;
     if (comes("the camera gives nothing and says nothing")) silent = pick(3) == 0;
     if (comes("the camera is forbidden")) session.status = pick(2) == 0 ? denied : notDetermined;
@@ -83,7 +83,7 @@ struct ServiceStormTest : testing::Test, test::TestCore {
         isDenied || machine.session->status != authorized || machine.session->cameras.empty() || pick(2) == 0;
     beWell();
     settleTurns();
-    if (isTold) plug(true);
+    if (isTold) machine.session->plug(true);
     desktop.session->tell(SessionEvent::screensDidWake);
     for (int i = 0; i < 150 && !HasFailure(); ++i) tick();
   }
@@ -96,12 +96,6 @@ struct ServiceStormTest : testing::Test, test::TestCore {
     answerConsent(true);
     answerNotifications(true);
     answerSession(true);
-  }
-  void plug(bool plugged) {
-    machine.session->cameras.clear();
-    if (plugged) machine.session->cameras = {{"front", "", CameraPosition::front}};
-    if (plugged) machine.session->seen = true;
-    machine.session->devicesChanged.emit();
   }
   /// Permissions come with a device that is new.
   void permit() {
@@ -131,7 +125,7 @@ struct ServiceStormTest : testing::Test, test::TestCore {
     control->setRest(Rest::quitting, really);
   }
   CalibrationSession& theCalibration() {
-    if (!calibration) calibration = newCalibration();
+    if (!calibration) newCalibration();
     return *calibration;
   }
   void refuseConfiguration(bool refused) {
@@ -273,7 +267,7 @@ struct ServiceStormTest : testing::Test, test::TestCore {
     beWell();
     watchingSinceMs = healthySinceMs = closedSinceMs = now();
     // Every other life begins without a camera.
-    plug(seed % 2 == 0);
+    machine.session->plug(seed % 2 == 0);
     machine.session->seen = seed % 2 == 0;
   }
   void end() {
@@ -293,7 +287,6 @@ struct ServiceStormTest : testing::Test, test::TestCore {
   Registration stateRegistration;
   std::mt19937 random;
   std::string steps;
-  std::shared_ptr<CalibrationSession> calibration;
   bool taken = false;
   bool quits = false;
   bool silent = false;

@@ -8,7 +8,7 @@
 #include "settings/filter_settings.h"
 #include "settings/settings_repository.h"
 #include "settings/stats_repository.h"
-#include "support/fake_settings.h"
+#include "support/fake_desktop.h"
 
 namespace sentrel {
 namespace {

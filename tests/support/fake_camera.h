@@ -32,6 +32,12 @@ struct FakeCaptureSession final : CaptureSession {
   }
   /// Whether frames come to whoever asked for them.
   [[nodiscard]] bool delivers() const { return isOpen() && demand.wanted && !cause; }
+  void plug(bool plugged) {
+    cameras.clear();
+    if (plugged) cameras = {{"front", "Front", CameraPosition::front}};
+    if (plugged) seen = true;
+    devicesChanged.emit();
+  }
   void interrupt(CaptureError::Kind kind) {
     cause = CaptureError{kind, "lost"};
     wasInterrupted.emit();
@@ -82,7 +88,6 @@ struct ScriptedDetector final : FaceDetector {
 
   [[nodiscard]] std::optional<FaceDetectorError> prepare() override {
     ++preparations;
-    if (whileWorking) whileWorking();
     return prepareError;
   }
   [[nodiscard]] std::optional<FaceDetections> detect(const Frame&, std::int64_t timestampMs) override {

@@ -8,7 +8,6 @@
 #include "support/fake_camera.h"
 #include "support/fake_desktop.h"
 #include "support/fake_overlay_backend.h"
-#include "support/fake_settings.h"
 #include "support/manual_main_loop.h"
 
 namespace sentrel::test {
@@ -124,8 +123,9 @@ struct TestCore {
   [[nodiscard]] FilterState::Kind state() const { return service->fsmState().get().kind(); }
 
   std::shared_ptr<CalibrationSession> newCalibration() {
-    return std::make_shared<CalibrationSession>(
+    calibration = std::make_shared<CalibrationSession>(
         CalibrationSession::Dependencies{machine.loop, machine.loop, camera, control, settings});
+    return calibration;
   }
   /// Lets the camera see `faces` for `ms`, ten frames a second.
   void see(const std::optional<FaceDetections>& faces, std::int64_t ms) {
@@ -137,6 +137,8 @@ struct TestCore {
     }
     machine.settle();
   }
+
+  std::shared_ptr<CalibrationSession> calibration;  ///< the newest
 };
 
 }  // namespace sentrel::test

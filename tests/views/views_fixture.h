@@ -14,7 +14,6 @@ using Page = MenuBarPopoverView::Page;
 /// camera sees.
 struct ViewsFixture : TestCore {
   std::shared_ptr<CameraConsent> consent = std::make_shared<CameraConsent>(false);
-  std::shared_ptr<CalibrationSession> calibration;  ///< the newest
   bool onboardingShown = true;
   std::function<void()> linkFailed;  ///< of the link that was opened last
 
@@ -53,10 +52,6 @@ struct ViewsFixture : TestCore {
             .defaults = defaults,
             .newCalibration = [this] { return newCalibration(); },
             .isPresented = [this](bool shown) { onboardingShown = shown; }};
-  }
-  std::shared_ptr<CalibrationSession> newCalibration() {
-    calibration = TestCore::newCalibration();
-    return calibration;
   }
 };
 
