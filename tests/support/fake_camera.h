@@ -57,7 +57,7 @@ struct FakeCaptureSession final : CaptureSession {
 
   [[nodiscard]] std::optional<CaptureError> configure(CaptureRequest asked) override {
     request.reset();
-    if (!configureError) request = std::move(asked);
+    if (!configureError) request.emplace(std::move(asked));
     return configureError;
   }
   void startRunning() override {

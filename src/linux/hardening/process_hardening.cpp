@@ -18,7 +18,8 @@ namespace sentrel {
 
 namespace {
 
-/// What no part of the program asks for, whatever its arguments.
+/// What no part of the program asks for, whatever its arguments. The user unit (share/systemd.service.in)
+/// refuses more, and tests/app/preloaded.cpp tries each.
 constexpr std::array refusedCalls{
     // Sockets and programs by other ways.
     SCMP_SYS(io_uring_setup), SCMP_SYS(execve), SCMP_SYS(execveat),
