@@ -120,6 +120,7 @@ class CalibrationView final : public QWidget {
     build();
   }
 
+  Q_DISABLE_COPY(CalibrationView)
   ~CalibrationView() override { abandon(); }
 
   /// What the Escape key means: cancels while something runs; false where there is nothing to cancel.

@@ -51,12 +51,11 @@ std::vector<T> numbers(Bytes bytes) {
 /// A table of the file. A field that is absent reads as its default.
 class Table {
  public:
-  Table(Bytes file, std::size_t at) : file_(file), at_(at) {
-    const std::int64_t layout = static_cast<std::int64_t>(at) - scalar<std::int32_t>(file, at);
-    require(layout >= 0, "a table's layout lies outside the file");
-    layout_ = static_cast<std::size_t>(layout);
-    layoutSize_ = scalar<std::uint16_t>(file, layout_);
-  }
+  Table(Bytes file, std::size_t at)
+      : file_(file),
+        at_(at),
+        layout_(layoutOf(file, at)),
+        layoutSize_(scalar<std::uint16_t>(file, layout_)) {}
 
   [[nodiscard]] bool has(std::size_t field) const { return position(field) != 0; }
 
@@ -91,6 +90,12 @@ class Table {
  private:
   static constexpr std::size_t offsetSize = 4;
 
+  static std::size_t layoutOf(Bytes file, std::size_t at) {
+    const std::int64_t layout = static_cast<std::int64_t>(at) - scalar<std::int32_t>(file, at);
+    require(layout >= 0, "a table's layout lies outside the file");
+    return static_cast<std::size_t>(layout);
+  }
+
   /// Where the field's value is stored, or 0 when the table does not hold it.
   [[nodiscard]] std::size_t position(std::size_t field) const {
     const std::size_t entry = 4 + 2 * field;
@@ -101,8 +106,8 @@ class Table {
 
   Bytes file_;
   std::size_t at_;
-  std::size_t layout_ = 0;
-  std::size_t layoutSize_ = 0;
+  std::size_t layout_;
+  std::size_t layoutSize_;
 };
 
 // Numbers of fields, operators and types in the public .tflite format.
