@@ -109,8 +109,11 @@ void CameraControl::endWish(Wish wish) {
 }
 
 void CameraControl::setRest(Rest rest, bool holds) {
-  if (holds) rests_.insert(rest);
-  if (!holds) rests_.erase(rest);
+  if (holds) {
+    rests_.insert(rest);
+  } else {
+    rests_.erase(rest);
+  }
   update();
 }
 

@@ -132,15 +132,30 @@ void FilterFsm::onSystemEvent(SystemEvent event) {
   using Kind = FilterState::Kind;
   const FilterState current = state_.get();
   const auto batteryPause = FilterState::autoPaused(PauseReason::lowBattery());
-  const auto is = [event](SystemEvent::Kind kind) { return event.kind == kind; };
-  if (is(SystemEvent::userPause)) enter(FilterState::autoPaused(PauseReason::userPaused(event.durationMs)));
-  if (is(SystemEvent::screenOff)) enter(FilterState::autoPaused(PauseReason::screenOff()));
-  if (is(SystemEvent::batteryLow)) enter(batteryPause);
-  if (is(SystemEvent::cameraBusy)) enter(FilterState::cameraBusy(cameraRetryMs));
   // Only what paused it resumes it; who comes back resumes from every pause.
-  if (is(SystemEvent::screenOn) && current.is(Kind::autoPaused)) resume();
-  if (is(SystemEvent::batteryRecovered) && current == batteryPause) resume();
-  if (is(SystemEvent::cameraAvailable) && current.is(Kind::cameraBusy)) resume();
+  switch (event.kind) {
+    case SystemEvent::userPause:
+      enter(FilterState::autoPaused(PauseReason::userPaused(event.durationMs)));
+      break;
+    case SystemEvent::screenOff:
+      enter(FilterState::autoPaused(PauseReason::screenOff()));
+      break;
+    case SystemEvent::screenOn:
+      if (current.is(Kind::autoPaused)) resume();
+      break;
+    case SystemEvent::batteryLow:
+      enter(batteryPause);
+      break;
+    case SystemEvent::batteryRecovered:
+      if (current == batteryPause) resume();
+      break;
+    case SystemEvent::cameraBusy:
+      enter(FilterState::cameraBusy(cameraRetryMs));
+      break;
+    case SystemEvent::cameraAvailable:
+      if (current.is(Kind::cameraBusy)) resume();
+      break;
+  }
 }
 
 }  // namespace sentrel

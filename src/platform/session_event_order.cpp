@@ -2,7 +2,7 @@
 #include "platform/session_event_order.h"
 
 #include <algorithm>
-#include <iostream>
+#include <cstdio>
 #include <utility>
 
 #include "support/fatal.h"
@@ -106,8 +106,9 @@ void SessionEventOrder::lockRequested() {
 
 void SessionEventOrder::requestRanOut() {
   endRequest();
-  std::cerr << "sentrel: the screen was asked to lock, but nobody confirmed it within 60 s; protection goes "
-               "on\n";
+  std::fputs(
+      "sentrel: the screen was asked to lock, but nobody confirmed it within 60 s; protection goes on\n",
+      stderr);
   comeBack(SessionEvent::screenIsUnlocked);
   settled.emit();
 }
