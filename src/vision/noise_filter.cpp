@@ -59,6 +59,18 @@ struct Block {
   }
 };
 
+/// Whether some rows of the picture alone show that it is far from dark.
+bool isLight(const Frame& frame) {
+  constexpr int apart = 16;
+  std::size_t light = 0;
+  std::size_t count = 0;
+  for (int y = apart / 2; y < frame.height(); y += apart) {
+    const std::uint8_t* green = frame.row(y) + 1;
+    for (int x = 0; x < frame.width(); x += 2, ++count) light += green[std::ptrdiff_t{x} * 4];
+  }
+  return light > 2 * darkLevel * count;
+}
+
 }  // namespace
 
 void NoiseFilter::restart() {
@@ -75,6 +87,11 @@ void NoiseFilter::measure(const Frame& frame) {
   const int rows = frame.height() / block;
   const auto count = static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows);
   if (count == 0) return;
+  if (isLight(frame)) {
+    measured_ = false;
+    active_ = false;
+    return;
+  }
   const bool comparable = measured_ && sample_.size() == count;
   sample_.resize(count);
   std::array<std::size_t, 256> differences{};

@@ -17,6 +17,12 @@ constexpr std::size_t bytesPerPixel = 4;
 // One pixel of a row of sums.
 using FourFloats = float __attribute__((vector_size(16)));
 
+FourFloats pixelAt(const std::uint8_t* bytes) {
+  std::uint8_t __attribute__((vector_size(4))) pixel;
+  std::memcpy(&pixel, bytes, sizeof pixel);
+  return __builtin_convertvector(pixel, FourFloats);
+}
+
 SENTREL_CLONES void accumulate(const std::uint8_t* bytes, std::size_t count, float weight, float* sums) {
   for (std::size_t i = 0; i < count; ++i) sums[i] += weight * static_cast<float>(bytes[i]);
 }
@@ -113,14 +119,12 @@ void RegionSampler::sample(const Frame& frame, const TurnedSquare& square, int s
       const std::uint8_t* bottom = frame.row(y1);
       const std::size_t a = static_cast<std::size_t>(x0) * bytesPerPixel;
       const std::size_t b = static_cast<std::size_t>(x1) * bytesPerPixel;
-      for (std::size_t c = 0; c < channels; ++c) {
-        const std::size_t channel = 2 - c;  // BGRA to RGB
-        const float upper =
-            static_cast<float>(top[a + channel]) * (1 - fx) + static_cast<float>(top[b + channel]) * fx;
-        const float lower =
-            static_cast<float>(bottom[a + channel]) * (1 - fx) + static_cast<float>(bottom[b + channel]) * fx;
-        to[c] = range.low + unit * (upper * (1 - fy) + lower * fy);
-      }
+      const FourFloats upper = pixelAt(top + a) * (1 - fx) + pixelAt(top + b) * fx;
+      const FourFloats lower = pixelAt(bottom + a) * (1 - fx) + pixelAt(bottom + b) * fx;
+      const FourFloats value = range.low + unit * (upper * (1 - fy) + lower * fy);
+      to[0] = value[2];  // BGRA to RGB
+      to[1] = value[1];
+      to[2] = value[0];
     }
   }
 }
