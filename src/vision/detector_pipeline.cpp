@@ -17,14 +17,30 @@ constexpr double sameFaceOverlap = 0.2;
 // Beyond this yaw the mesh is often lost. A head that turned so far counts as turned until a mesh is found.
 constexpr double turnedAway = std::numbers::pi / 6;
 
+/// A face that moved and grew as a box did.
+Candidate moved(Candidate face, const Region& from, const Region& to) {
+  const double scaleX = to.width / from.width;
+  const double scaleY = to.height / from.height;
+  face.box = {to.x + (face.box.x - from.x) * scaleX, to.y + (face.box.y - from.y) * scaleY,
+              face.box.width * scaleX, face.box.height * scaleY};
+  for (Point& point : face.keypoints)
+    point = {to.x + (point.x - from.x) * scaleX, to.y + (point.y - from.y) * scaleY};
+  return face;
+}
+
 Point middle(const Vector3& a, const Vector3& b) {
   return {(a.x + b.x) / 2, (a.y + b.y) / 2};
 }
 
 constexpr InputSize coarseSize{160, 192};
 constexpr InputSize fineSize{Tile::height, Tile::width};
-// A candidate is worth a closer look from here.
-constexpr double candidateScore = 0.3;
+constexpr InputSize smallSize{Tile::smallSide, Tile::smallSide};
+// A candidate is worth a closer look from here: what is small, and in a scan at full resolution, much sooner
+// than what the coarse pass sees, as a close look adds little to that.
+constexpr double coarseCandidateScore = 0.3;
+constexpr double fineCandidateScore = 0.12;
+// In field pixels; well below two hundredths of the frame's width, as boxes of small faces are uncertain.
+constexpr double smallestFace = 10;
 // More than can be told apart in one frame; beyond it the frame shows a pattern, not a crowd.
 constexpr std::size_t maxCandidates = 512;
 // The network's boxes are wider than a face's tight box: 1.24 times in the coarse pass, which looks from
@@ -33,7 +49,8 @@ constexpr double coarseToFine = 1.15 / 1.24;
 constexpr double tightness = 0.87;
 
 std::vector<std::unique_ptr<NetworkRunner>> prepare(InferenceEngine& engine, const Models& models) {
-  auto runners = engine.prepare(models.detection, std::array{coarseSize, fineSize, FaceTracker::inputSize});
+  auto runners =
+      engine.prepare(models.detection, std::array{coarseSize, fineSize, smallSize, FaceTracker::inputSize});
   for (auto& runner : engine.prepare(models.mesh, std::array{InputSize{meshSide, meshSide}})) {
     runners.push_back(std::move(runner));
   }
@@ -51,7 +68,9 @@ Region wholeFrame(const Frame& frame, InputSize size) {
 
 Region tileRegion(const Frame& frame, const Tile& tile) {
   const double scale = fieldScale(frame);
-  return {tile.x * scale, tile.y * scale, Tile::width * scale, Tile::height * scale};
+  const double width = tile.small ? Tile::smallSide : Tile::width;
+  const double height = tile.small ? Tile::smallSide : Tile::height;
+  return {tile.x * scale, tile.y * scale, width * scale, height * scale};
 }
 
 }  // namespace
@@ -74,22 +93,44 @@ bool PrimaryFaceReader::findMesh(const Frame& frame, const Candidate& face, bool
   return finder_.find(frame, meshRegion(face), mesh_) && onFace();
 }
 
+std::optional<FaceReading> PrimaryFaceReader::readMesh() {
+  const auto pose = fitHeadPose(mesh_, canonical_);
+  if (!pose) return std::nullopt;
+  FaceReading reading;
+  reading.yaw = lastYaw_ = pose->yaw;
+  reading.detail = {pose->pitch, middle(mesh_.points[leftEyeOuter], mesh_.points[leftEyeInner]),
+                    middle(mesh_.points[rightEyeOuter], mesh_.points[rightEyeInner])};
+  return reading;
+}
+
+std::optional<FaceReading> PrimaryFaceReader::follow(const Frame& frame, Candidate& face) {
+  if (!hasMesh_) return std::nullopt;
+  const Region before = boundingBox(mesh_);
+  hasMesh_ = finder_.find(frame, meshRegion(mesh_), mesh_) &&
+             intersectionOverUnion(boundingBox(mesh_), face.box) > sameFaceOverlap;
+  if (!hasMesh_) return std::nullopt;
+  const auto reading = readMesh();
+  hasMesh_ = reading.has_value();
+  if (hasMesh_) face = moved(face, before, boundingBox(mesh_));
+  lastBox_ = face.box;
+  return reading;
+}
+
 FaceReading PrimaryFaceReader::read(const Frame& frame, const Candidate& face) {
   const bool sameFace = lastBox_ && intersectionOverUnion(*lastBox_, face.box) > sameFaceOverlap;
   lastBox_ = face.box;
-  hasMesh_ = findMesh(frame, face, sameFace);
-  const std::optional<HeadPose> pose = hasMesh_ ? fitHeadPose(mesh_, canonical_) : std::nullopt;
-  FaceReading reading;
-  if (pose) {
-    reading.yaw = pose->yaw;
-    reading.detail = {pose->pitch, middle(mesh_.points[leftEyeOuter], mesh_.points[leftEyeInner]),
-                      middle(mesh_.points[rightEyeOuter], mesh_.points[rightEyeInner])};
-  } else {
-    hasMesh_ = false;
-    reading.yaw = yawFromKeypoints(face);
-    if (sameFace && std::abs(lastYaw_) >= turnedAway) {
-      reading.yaw = std::copysign(std::max(std::abs(reading.yaw), std::abs(lastYaw_)), lastYaw_);
+  const double lastYaw = lastYaw_;
+  if (findMesh(frame, face, sameFace)) {
+    if (const auto reading = readMesh()) {
+      hasMesh_ = true;
+      return *reading;
     }
+  }
+  hasMesh_ = false;
+  FaceReading reading;
+  reading.yaw = yawFromKeypoints(face);
+  if (sameFace && std::abs(lastYaw) >= turnedAway) {
+    reading.yaw = std::copysign(std::max(std::abs(reading.yaw), std::abs(lastYaw)), lastYaw);
   }
   lastYaw_ = reading.yaw;
   return reading;
@@ -100,8 +141,9 @@ DetectorPipeline::DetectorPipeline(const Models& models, MakeEngine makeEngine)
       runners_(prepare(*engine_, models)),
       coarse_(std::move(runners_[0]), coarseSize, sampler_),
       fine_(std::move(runners_[1]), fineSize, sampler_),
-      tracker_(FaceSearch(std::move(runners_[2]), FaceTracker::inputSize, sampler_)),
-      reader_(MeshFinder(std::move(runners_[3]), models.face.points.size()), models.face) {
+      small_(std::move(runners_[2]), smallSize, sampler_),
+      tracker_(FaceSearch(std::move(runners_[3]), FaceTracker::inputSize, sampler_)),
+      reader_(MeshFinder(std::move(runners_[4]), models.face.points.size()), models.face) {
   candidates_.reserve(maxCandidates);
 }
 
@@ -111,20 +153,57 @@ void DetectorPipeline::analyse(const Frame& taken, std::int64_t timestampMs) {
   frameWidth_ = taken.width();
   frameHeight_ = taken.height();
   const Frame& frame = noise_.steady(taken);
+  std::optional<Region> user;
+  if (!tracker_.faces().empty()) user = tracker_.faces().front().face.box;
+  gate_.observe(frame, timestampMs, user);
+  followPrimary(frame, timestampMs);
+  tracker_.follow(frame, gate_, timestampMs);
+  scan(frame);
+  tracker_.confirm(frame, gate_, timestampMs, candidates_, noise_.isActive());
+  readPrimary(frame, timestampMs);
+}
+
+void DetectorPipeline::followPrimary(const Frame& frame, std::int64_t timestampMs) {
+  if (tracker_.faces().empty() || !primary_) return;
+  const TrackedFace& first = tracker_.faces().front();
+  if (first.id != readId_ || first.misses > 0) return;
+  if (timestampMs - readMs_ < FaceTracker::holdMs && FaceTracker::isCalm(first, gate_)) return;
+  Candidate face = first.face;
+  const auto reading = reader_.follow(frame, face);
+  if (!reading) return;
+  tracker_.carry(face, timestampMs);
+  primary_ = reading;
+  readMs_ = timestampMs;
+}
+
+void DetectorPipeline::scan(const Frame& frame) {
   candidates_.clear();
-  gate_.observe(frame, timestampMs);
   if (gate_.takeWhole(tracker_.unsure())) {
-    coarse_.find(frame, wholeFrame(frame, coarse_.size()), candidateScore, candidates_);
+    coarse_.find(frame, wholeFrame(frame, coarse_.size()), coarseCandidateScore, candidates_);
     for (Candidate& candidate : candidates_) candidate.box = scaledAboutCentre(candidate.box, coarseToFine);
   }
   if (const auto tile = gate_.takeTile()) {
-    fine_.find(frame, tileRegion(frame, tiles[*tile]), candidateScore, candidates_);
+    (tile->small ? small_ : fine_).find(frame, tileRegion(frame, *tile), fineCandidateScore, candidates_);
   }
+  // What is smaller than any face that counts is not worth a look.
+  const double smallest = smallestFace * fieldScale(frame);
+  std::erase_if(candidates_, [&](const Candidate& candidate) { return candidate.box.width < smallest; });
   suppressOverlaps(candidates_);
-  tracker_.follow(frame);
-  tracker_.confirm(frame, candidates_, noise_.isActive());
-  primary_.reset();
-  if (!tracker_.faces().empty()) primary_ = reader_.read(frame, tracker_.faces().front().face);
+}
+
+void DetectorPipeline::readPrimary(const Frame& frame, std::int64_t timestampMs) {
+  if (tracker_.faces().empty()) {
+    primary_.reset();
+    return;
+  }
+  const TrackedFace& first = tracker_.faces().front();
+  const bool held = primary_ && first.id == readId_ && primary_->detail &&
+                    (readMs_ == timestampMs ||
+                     (timestampMs - readMs_ < FaceTracker::holdMs && FaceTracker::isCalm(first, gate_)));
+  if (held) return;
+  primary_ = reader_.read(frame, first.face);
+  readId_ = first.id;
+  readMs_ = timestampMs;
 }
 
 void DetectorPipeline::restart() {

@@ -32,18 +32,25 @@ struct FaceReading {
 };
 
 /// Reads head pose and eyes of one face from frame to frame. While the same face stays, its mesh is looked
-/// for where the last one was, which is steadier than the detector's box. A face whose mesh cannot be read
-/// keeps a yaw from its keypoints: one that had turned away stays turned away. One thread.
+/// for where the last one was, which is steadier than the detector's box, and tells where the face went. A
+/// face whose mesh cannot be read keeps a yaw from its keypoints: one that had turned away stays turned away.
+/// One thread.
 class PrimaryFaceReader {
  public:
   PrimaryFaceReader(MeshFinder finder, CanonicalFace canonical);
 
+  /// Reads a face that a close look saw in this frame.
   [[nodiscard]] FaceReading read(const Frame& frame, const Candidate& face);
+
+  /// Reads the face that was read last where its mesh is now, and moves `face` there. None where there is no
+  /// mesh, or a doubtful one; then a close look must see the face before it is read.
+  [[nodiscard]] std::optional<FaceReading> follow(const Frame& frame, Candidate& face);
 
   void restart();
 
  private:
   [[nodiscard]] bool findMesh(const Frame& frame, const Candidate& face, bool sameFace);
+  [[nodiscard]] std::optional<FaceReading> readMesh();
 
   MeshFinder finder_;
   CanonicalFace canonical_;
@@ -56,10 +63,12 @@ class PrimaryFaceReader {
 /// What is done with one frame, so that faces down to two hundredths of its width are found at a steady
 /// price, in a picture freed of the dark's noise:
 ///
-///  1. one coarse pass over the whole frame, if the motion gate says that something changed,
-///  2. one pass over a tile at full resolution, where it says so,
-///  3. a close look at every face that is followed, and at every new candidate,
-///  4. the mesh of the widest face.
+///  1. the mesh of the widest face, which shows where it is now; a face about which nothing moved is taken
+///     for unchanged for a while,
+///  2. a close look at the other faces that are followed,
+///  3. one coarse pass over the whole frame, if the motion gate says that something changed,
+///  4. one pass over a tile at full resolution, where it says so,
+///  5. a close look at new candidates.
 ///
 /// One thread. Allocates nothing after the first frames.
 class DetectorPipeline {
@@ -84,17 +93,24 @@ class DetectorPipeline {
   [[nodiscard]] static Region tightBox(const Candidate& face);
 
  private:
+  void followPrimary(const Frame& frame, std::int64_t timestampMs);
+  void scan(const Frame& frame);
+  void readPrimary(const Frame& frame, std::int64_t timestampMs);
+
   std::unique_ptr<InferenceEngine> engine_;
   RegionSampler sampler_;
   std::vector<std::unique_ptr<NetworkRunner>> runners_;
   FaceSearch coarse_;
   FaceSearch fine_;
+  FaceSearch small_;
   FaceTracker tracker_;
   PrimaryFaceReader reader_;
   MotionGate gate_;
   NoiseFilter noise_;
   std::vector<Candidate> candidates_;
   std::optional<FaceReading> primary_;
+  std::uint64_t readId_ = 0;  // of the face that `primary_` was read off
+  std::int64_t readMs_ = 0;
   int frameWidth_ = 0;
   int frameHeight_ = 0;
 };

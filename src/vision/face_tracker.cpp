@@ -3,45 +3,87 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <numeric>
 #include <utility>
 
 namespace sentrel::vision {
 namespace {
 
-// A close look: the side of its square over the box's width, the lowest score of interest (below it nothing
-// can pass any threshold), and how far the box it sees must overlap the one it looks for.
-constexpr double cropPerFace = 2.0;
+// The lowest score of interest in a close look (below it nothing can pass any threshold), and how far the box
+// it sees must overlap the one it looks for.
 constexpr double lowestScore = 0.1;
 constexpr double seenPlaceOverlap = 0.25;
 constexpr std::size_t maxSeen = 64;
 
-constexpr double enterScoreInLight = 0.50;
-constexpr double enterScoreInTheDark = 0.55;
+// By how much close looks enlarge the field: a small face that is enlarged too far is a blur, one that is not
+// is too small. Which of these shows a face best differs from face to face. A large face needs no enlarging,
+// and some room about it, less where the look is closer.
+constexpr std::array<double, 5> enlargements{1.6, 1.3, 2.0, 1.0, 2.5};
+constexpr double roomPerFace = 1.2;
+constexpr double roomByZoom = 0.8;
+
+// A suspect is sure by the mean of what scans say and of the best looks.
+constexpr std::size_t bestLooks = 3;
+constexpr double enterScore = 0.5;
+constexpr double enterScoreInTheDark = 0.43;
+// As sure as this, one look is enough.
+constexpr double enterScoreAtOnce = 0.65;
 constexpr double stayScore = 0.40;
-// A face is given up at this many misses in a row: an alert needs it in every frame for half a second.
+// What a close look at best says of a face.
+constexpr double bestLook = 0.95;
+// So many scans of a place in which nothing moves add to each other.
+constexpr int mostScans = 3;
+constexpr std::int64_t forgetSuspectMs = 30'000;
+constexpr std::int64_t goneSuspectMs = 1000;  // where something moved since
+// Faces about which nothing moves are looked at in this interval, besides the mesh.
+constexpr std::int64_t calmLookMs = 2000;
+// Surroundings of a face, over its box, in which motion is a reason to look again.
+constexpr double surroundings = 1.3;
+
+// A face is given up at this many misses in a row: an alert needs it in every frame for half a second. Where
+// nothing moves it cannot have gone, and is given more.
 constexpr int dropAfter = 3;
+constexpr int dropCalmAfter = 6;
 constexpr std::size_t maxFaces = 64;
-// Close looks in one frame, 1 ms each: at the widest faces, at the others in turns, and at candidates.
+// Close looks in one frame: at the widest faces, at the others in turns, and at suspects.
 constexpr std::size_t alwaysLooked = 4;
 constexpr std::size_t lookedInTurns = 4;
 constexpr std::size_t newLooks = 5;
-constexpr std::size_t maxWaiting = 128;
+constexpr std::size_t newLooksWhenBusy = 2;
+constexpr std::size_t maxSuspects = 128;
+
+/// The width of the smallest faces is read with an error of a tenth, and a face that is read too narrow does
+/// not count. So they are shown as wide as they may be; `width` in units of the field.
+double generosity(double width) {
+  constexpr double uncertain = 15.5;
+  constexpr double certain = 19;
+  constexpr double error = 0.16;
+  return 1 + error * std::clamp((certain - width) / (certain - uncertain), 0.0, 1.0);
+}
 
 }  // namespace
 
 FaceTracker::FaceTracker(FaceSearch search) : search_(std::move(search)) {
   seen_.reserve(maxSeen);
   faces_.reserve(maxFaces);
-  waiting_.reserve(maxWaiting);
+  suspects_.reserve(maxSuspects);
 }
 
 void FaceTracker::restart() {
   faces_.clear();
-  waiting_.clear();
+  suspects_.clear();
 }
 
-std::optional<Candidate> FaceTracker::lookClosely(const Frame& frame, const Region& box) {
-  const double side = box.width * cropPerFace;
+bool FaceTracker::isCalm(const TrackedFace& tracked, const MotionGate& gate) {
+  return tracked.misses == 0 &&
+         gate.calmSince(scaledAboutCentre(tracked.face.box, surroundings), tracked.seenMs);
+}
+
+std::optional<Candidate> FaceTracker::lookClosely(const Frame& frame, const Region& box, std::size_t zoom) {
+  const double enlargement = enlargements[zoom];
+  const double side = std::max(fieldScale(frame) * inputSize.width / enlargement,
+                               std::max(box.width, box.height) * (roomPerFace + roomByZoom / enlargement));
   const Region crop{box.x + (box.width - side) / 2, box.y + (box.height - side) / 2, side, side};
   seen_.clear();
   search_.find(frame, crop, lowestScore, seen_);
@@ -50,33 +92,54 @@ std::optional<Candidate> FaceTracker::lookClosely(const Frame& frame, const Regi
     if (best && candidate.score <= best->score) continue;
     if (intersectionOverUnion(candidate.box, box) >= seenPlaceOverlap) best = candidate;
   }
+  if (best) best->box = scaledAboutCentre(best->box, generosity(best->box.width / fieldScale(frame)));
   return best;
 }
 
-void FaceTracker::lookAgain(const Frame& frame, TrackedFace& tracked) {
-  const auto seen = lookClosely(frame, tracked.face.box);
+void FaceTracker::carry(const Candidate& face, std::int64_t timestampMs) {
+  if (faces_.empty()) return;
+  faces_.front().face = face;
+  faces_.front().seenMs = timestampMs;
+}
+
+void FaceTracker::lookAgain(const Frame& frame, TrackedFace& tracked, const MotionGate& gate,
+                            std::int64_t timestampMs) {
+  // Seen by other means, or as it was: a look now and then makes sure.
+  const bool calm = isCalm(tracked, gate);
+  const bool carried = tracked.seenMs == timestampMs;
+  if ((calm || carried) && timestampMs - tracked.lookedMs < (calm && carried ? calmLookMs : holdMs)) return;
+  const auto seen = lookClosely(frame, tracked.face.box, tracked.zoom);
   if (!seen || seen->score < stayScore) {
     ++tracked.misses;
+    tracked.zoom = (tracked.zoom + 1) % zooms;
     return;
   }
   tracked.face = *seen;
   tracked.misses = 0;
+  tracked.seenMs = timestampMs;
+  tracked.lookedMs = timestampMs;
 }
 
-void FaceTracker::follow(const Frame& frame) {
+void FaceTracker::follow(const Frame& frame, const MotionGate& gate, std::int64_t timestampMs) {
   std::size_t looked = 0;
-  for (; looked < std::min(alwaysLooked, faces_.size()); ++looked) lookAgain(frame, faces_[looked]);
+  for (; looked < std::min(alwaysLooked, faces_.size()); ++looked)
+    lookAgain(frame, faces_[looked], gate, timestampMs);
   const std::size_t others = faces_.size() - looked;
   for (std::size_t i = 0; i < std::min(lookedInTurns, others); ++i) {
-    lookAgain(frame, faces_[looked + (turn_ + i) % others]);
+    lookAgain(frame, faces_[looked + (turn_ + i) % others], gate, timestampMs);
   }
   turn_ += lookedInTurns;
-  tidy();
+  tidy(gate);
 }
 
 bool FaceTracker::unsure() const {
   return std::any_of(faces_.begin(), faces_.end(),
                      [](const TrackedFace& tracked) { return tracked.misses > 0; });
+}
+
+bool FaceTracker::hasBacklog() const {
+  return std::any_of(suspects_.begin(), suspects_.end(),
+                     [](const Suspect& suspect) { return suspect.looked < zooms; });
 }
 
 TrackedFace* FaceTracker::movedFrom(const Candidate& candidate) {
@@ -97,40 +160,99 @@ bool FaceTracker::isKnown(const Candidate& candidate) const {
   });
 }
 
-void FaceTracker::confirmOne(const Frame& frame, const Candidate& candidate, double enterScore) {
-  const auto seen = lookClosely(frame, candidate.box);
-  if (!seen || (seen->score + candidate.score) / 2 < enterScore) return;
-  if (TrackedFace* moved = movedFrom(*seen)) {
+void FaceTracker::suspect(const Candidate& candidate, const MotionGate& gate, std::int64_t timestampMs) {
+  const auto same = std::find_if(suspects_.begin(), suspects_.end(), [&](const Suspect& known) {
+    return samePlace(candidate.box, known.candidate.box);
+  });
+  if (same == suspects_.end()) {
+    const Suspect fresh{candidate, candidate.score, 1, {}, 0, timestampMs};
+    if (suspects_.size() < maxSuspects) {
+      suspects_.push_back(fresh);
+    } else if (suspects_.back().candidate.score < candidate.score) {
+      suspects_.back() = fresh;
+    }
+    return;
+  }
+  if (!gate.calmSince(candidate.box, same->checkedMs)) {
+    *same = {candidate, candidate.score, 1, {}, 0, timestampMs};
+    return;
+  }
+  if (same->scans < mostScans) same->looked = 0;
+  same->scanSum += candidate.score;
+  ++same->scans;
+  if (candidate.score > same->candidate.score) same->candidate = candidate;
+  same->checkedMs = timestampMs;
+}
+
+bool FaceTracker::lookAtSuspect(const Frame& frame, Suspect& suspect, std::int64_t timestampMs, bool dark) {
+  const std::size_t zoom = suspect.looked++;
+  const auto seen = lookClosely(frame, suspect.candidate.box, zoom);
+  suspect.looks[zoom] = seen ? seen->score : 0;
+  const double scans = suspect.scanSum / suspect.scans;
+  const double scansShare = dark ? 2.0 / 3 : 0.5;
+  const auto sureness = [&](double look) { return scansShare * scans + (1 - scansShare) * look; };
+  const auto best = [](std::array<double, zooms> looks) {
+    std::sort(looks.begin(), looks.end(), std::greater<>());
+    return std::accumulate(looks.begin(), looks.begin() + bestLooks, 0.0) / bestLooks;
+  };
+  const double needed = dark ? enterScoreInTheDark : enterScore;
+  if (suspect.scans == 1) {
+    // No more looks where even the best could not make it sure.
+    std::array<double, zooms> hoped = suspect.looks;
+    std::fill(hoped.begin() + static_cast<std::ptrdiff_t>(suspect.looked), hoped.end(), bestLook);
+    if (sureness(best(hoped)) < needed) suspect.looked = zooms;
+  }
+  const bool sure = sureness(best(suspect.looks)) >= needed ||
+                    (zoom == 0 && sureness(suspect.looks[0]) >= enterScoreAtOnce);
+  if (!sure || !seen) return false;
+  enter(*seen, zoom, timestampMs);
+  return true;
+}
+
+void FaceTracker::enter(const Candidate& face, std::size_t zoom, std::int64_t timestampMs) {
+  if (TrackedFace* moved = movedFrom(face)) {
     // A face that moved faster than its look could follow.
-    moved->face = *seen;
+    moved->face = face;
     moved->misses = 0;
+    moved->zoom = zoom;
+    moved->seenMs = moved->lookedMs = timestampMs;
   } else if (faces_.size() < maxFaces) {
-    faces_.push_back({++lastId_, *seen, 0});
+    faces_.push_back({++lastId_, face, 0, zoom, timestampMs, timestampMs});
   }
 }
 
-void FaceTracker::confirm(const Frame& frame, std::span<const Candidate> candidates, bool dark) {
-  const double enterScore = dark ? enterScoreInTheDark : enterScoreInLight;
-  std::size_t looks = 0;
+void FaceTracker::confirm(const Frame& frame, const MotionGate& gate, std::int64_t timestampMs,
+                          std::span<const Candidate> candidates, bool dark) {
+  std::erase_if(suspects_, [&](const Suspect& known) {
+    const std::int64_t age = timestampMs - known.checkedMs;
+    return age > forgetSuspectMs ||
+           (age > goneSuspectMs && !gate.calmSince(known.candidate.box, known.checkedMs));
+  });
   for (const Candidate& candidate : candidates) {
-    if (isKnown(candidate)) continue;
-    if (looks < newLooks) {
-      confirmOne(frame, candidate, enterScore);
-      ++looks;
-    } else if (waiting_.size() < maxWaiting) {
-      waiting_.push_back(candidate);
+    if (!isKnown(candidate)) suspect(candidate, gate, timestampMs);
+  }
+  std::sort(suspects_.begin(), suspects_.end(),
+            [](const Suspect& a, const Suspect& b) { return a.candidate.score > b.candidate.score; });
+  std::size_t left = gate.isBusy() ? newLooksWhenBusy : newLooks;
+  for (std::size_t i = 0; i < suspects_.size() && left > 0;) {
+    Suspect& known = suspects_[i];
+    bool done = isKnown(known.candidate);
+    for (; !done && left > 0 && known.looked < zooms; --left)
+      done = lookAtSuspect(frame, known, timestampMs, dark);
+    if (done) {
+      suspects_.erase(suspects_.begin() + static_cast<std::ptrdiff_t>(i));
+    } else {
+      ++i;
     }
   }
-  for (; looks < newLooks && !waiting_.empty(); waiting_.pop_back()) {
-    if (isKnown(waiting_.back())) continue;
-    confirmOne(frame, waiting_.back(), enterScore);
-    ++looks;
-  }
-  tidy();
+  tidy(gate);
 }
 
-void FaceTracker::tidy() {
-  std::erase_if(faces_, [](const TrackedFace& tracked) { return tracked.misses >= dropAfter; });
+void FaceTracker::tidy(const MotionGate& gate) {
+  std::erase_if(faces_, [&](const TrackedFace& tracked) {
+    if (tracked.misses < dropAfter) return false;
+    return tracked.misses >= dropCalmAfter || !gate.calmSince(tracked.face.box, tracked.seenMs);
+  });
   std::sort(faces_.begin(), faces_.end(), [](const TrackedFace& a, const TrackedFace& b) {
     return a.face.box.width != b.face.box.width ? a.face.box.width > b.face.box.width : a.id < b.id;
   });

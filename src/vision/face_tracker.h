@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -8,6 +9,7 @@
 
 #include "support/frame.h"
 #include "vision/face_search.h"
+#include "vision/motion_gate.h"
 
 namespace sentrel::vision {
 
@@ -15,55 +17,82 @@ namespace sentrel::vision {
 struct TrackedFace {
   std::uint64_t id = 0;  ///< the same as long as the face is followed
   Candidate face;
-  int misses = 0;  ///< looks in a row that did not see it
+  int misses = 0;             ///< looks in a row that did not see it
+  std::size_t zoom = 0;       ///< of the close look that sees it well
+  std::int64_t seenMs = 0;    ///< when it was last seen, by a look or by whoever called `carry`
+  std::int64_t lookedMs = 0;  ///< when a close look last saw it
 };
 
-/// Keeps the list of confirmed faces. It looks closely at single places: at the square about a box, twice as
-/// wide, at the size at which the network sees faces best. That scores a real face of any size higher than a
-/// pass over a larger region does, and what only looked like one lower.
+/// Keeps the list of confirmed faces. It looks closely at single places: at a square about a box, enlarged as
+/// far as the network sees faces well. That scores a real face of any size higher than a pass over a larger
+/// region does, and what only looked like one lower.
 ///
-/// A candidate is confirmed when the mean of its own score and that of a close look is high enough; from then
-/// on the face is looked at again every frame and stays with a lower score, so that it does not flicker at
-/// the threshold. Work in one frame is bounded: the widest faces are looked at every time, the others in
-/// turns. Allocates nothing per frame. One thread.
+/// A candidate is confirmed when what the scans and some close looks of different sizes say of it is sure
+/// enough together; where nothing moves, scans at different times add to each other. From then on the face
+/// stays with a lower score, so that it does not flicker at the threshold, and is looked at again in every
+/// frame in which something near it moved, and now and then. Work in one frame is bounded: the widest faces
+/// come first, the others in turns. Allocates nothing per frame. One thread.
 class FaceTracker {
  public:
   static constexpr InputSize inputSize{96, 96};
+  /// How long a face that does not move is taken for the same without another look.
+  static constexpr std::int64_t holdMs = 500;
 
   /// `search` has the input size above.
   explicit FaceTracker(FaceSearch search);
 
-  /// Follows the faces into a new frame.
-  void follow(const Frame& frame);
+  /// Follows the faces into a new frame, that of `gate`.
+  void follow(const Frame& frame, const MotionGate& gate, std::int64_t timestampMs);
 
-  /// Confirms new faces among `candidates`, which are sorted and free of overlaps. Those that are too many
-  /// for one frame wait for the next ones. In the dark, where much looks like a face, it takes more.
-  void confirm(const Frame& frame, std::span<const Candidate> candidates, bool dark);
+  /// The widest face was seen in this frame by other means, where `face` says; a close look can wait.
+  void carry(const Candidate& face, std::int64_t timestampMs);
+
+  /// Confirms new faces among `candidates`, which are sorted and free of overlaps. In the dark, where close
+  /// looks see little, the scans count for more.
+  void confirm(const Frame& frame, const MotionGate& gate, std::int64_t timestampMs,
+               std::span<const Candidate> candidates, bool dark);
 
   /// Whether a face was not seen where it is expected: it has gone, or must be found again.
   [[nodiscard]] bool unsure() const;
 
-  /// Whether candidates wait.
-  [[nodiscard]] bool hasBacklog() const { return !waiting_.empty(); }
+  /// Whether candidates wait for a look.
+  [[nodiscard]] bool hasBacklog() const;
 
   /// Widest first.
   [[nodiscard]] std::span<const TrackedFace> faces() const { return faces_; }
 
   void restart();
 
+  /// Whether nothing moved about a face since it was last seen.
+  [[nodiscard]] static bool isCalm(const TrackedFace& tracked, const MotionGate& gate);
+
  private:
+  static constexpr std::size_t zooms = 5;
+
+  /// A candidate that is not confirmed.
+  struct Suspect {
+    Candidate candidate;
+    double scanSum = 0;  // of the scores of all scans that showed it
+    int scans = 0;
+    std::array<double, zooms> looks{};
+    std::size_t looked = 0;  // how many of them were made since the last scan
+    std::int64_t checkedMs = 0;
+  };
+
   /// The best face that stands where `box` is, with its score in a close look, or none.
-  [[nodiscard]] std::optional<Candidate> lookClosely(const Frame& frame, const Region& box);
-  void lookAgain(const Frame& frame, TrackedFace& tracked);
+  [[nodiscard]] std::optional<Candidate> lookClosely(const Frame& frame, const Region& box, std::size_t zoom);
+  void lookAgain(const Frame& frame, TrackedFace& tracked, const MotionGate& gate, std::int64_t timestampMs);
   [[nodiscard]] bool isKnown(const Candidate& candidate) const;
-  void confirmOne(const Frame& frame, const Candidate& candidate, double enterScore);
+  void suspect(const Candidate& candidate, const MotionGate& gate, std::int64_t timestampMs);
+  [[nodiscard]] bool lookAtSuspect(const Frame& frame, Suspect& suspect, std::int64_t timestampMs, bool dark);
+  void enter(const Candidate& face, std::size_t zoom, std::int64_t timestampMs);
   [[nodiscard]] TrackedFace* movedFrom(const Candidate& candidate);
-  void tidy();
+  void tidy(const MotionGate& gate);
 
   FaceSearch search_;
   std::vector<Candidate> seen_;
   std::vector<TrackedFace> faces_;
-  std::vector<Candidate> waiting_;
+  std::vector<Suspect> suspects_;
   std::uint64_t lastId_ = 0;
   std::size_t turn_ = 0;
 };

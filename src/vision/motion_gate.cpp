@@ -4,10 +4,11 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <numeric>
 
 #include <string.h>
+
+#include "vision/vector_clones.h"
 
 namespace sentrel::vision {
 namespace {
@@ -21,15 +22,93 @@ constexpr int darkLevel = 48;
 constexpr int changedLevel = 10;
 constexpr int changedLevelInTheDark = 2;
 constexpr int brightnessPerLevel = 8;
+// Motion that is too small to show somebody new, but not noise.
+constexpr int movedLevel = 4;
+constexpr int movedLevelInTheDark = 1;
+constexpr int movedCells = 4;
+// Beyond this a median change from frame to frame is motion, not noise.
+constexpr int mostNoise = 2;
 // About the area of the smallest face that counts.
 constexpr int changedCells = 6;
-// What stands still is scanned again after this time, for whatever the first look missed.
-constexpr std::int64_t rescanTileMs = 2000;
-constexpr std::int64_t rescanWholeMs = 1000;
+
+// Motion is a habit of a place when it lasts, or when there was some lately that had paused since.
+// In frames, of which there are about ten a second.
+constexpr int habitLasts = 10;
+constexpr int habitPause = 4;
+constexpr int habitMemory = 120;
+constexpr int mostFrames = 255;
+
+// What stands still is scanned again after these times, for whatever the first look missed: soon at first, as
+// another picture of the same place has other noise.
+constexpr std::array<std::int64_t, 4> rescanTileMs{0, 1000, 1000, 6000};
+constexpr std::int64_t rescanTileLongMs = 24'000;
+constexpr std::int64_t rescanWholeMs = 2000;
+// How often the motion of the user alone is a reason for a scan: of the same place, of any tile, of the
+// whole.
+constexpr std::int64_t rescanUserMs = 1000;
+constexpr std::int64_t anyRescanUserMs = 600;
 // How much sooner a tile is scanned in which something moves, or which was never scanned, than one that only
 // waits for its turn.
 constexpr std::int64_t movedUrgency = 8;
 constexpr std::int64_t unseenUrgency = 4;
+
+SENTREL_CLONES void addBytes(const std::uint8_t* __restrict line, std::size_t count,
+                             std::uint16_t* __restrict sums) {
+  for (std::size_t i = 0; i < count; ++i) sums[i] = static_cast<std::uint16_t>(sums[i] + line[i]);
+}
+
+/// How far a cell may differ from what it was. In the dark, the brighter it is.
+int allowed(int most, bool dark, int now, int before) {
+  return dark ? std::min(most, changedLevelInTheDark + std::max(now, before) / brightnessPerLevel) : most;
+}
+
+/// Sets the flag of each cell that has changed since it was seen.
+template <bool dark>
+[[gnu::always_inline]] inline void flagChanges(const std::uint8_t* __restrict now,
+                                               const std::uint8_t* __restrict seen, std::size_t count,
+                                               int most, std::uint8_t* __restrict changed) {
+  for (std::size_t i = 0; i < count; ++i)
+    changed[i] = std::abs(now[i] - seen[i]) > allowed(most, dark, now[i], seen[i]) ? 1 : 0;
+}
+SENTREL_CLONES void flagChanges(const std::uint8_t* now, const std::uint8_t* seen, std::size_t count,
+                                int most, bool dark, std::uint8_t* changed) {
+  if (dark) {
+    flagChanges<true>(now, seen, count, most, changed);
+  } else {
+    flagChanges<false>(now, seen, count, most, changed);
+  }
+}
+
+/// What is known of the motion of each cell. Without branches, so that the loop is vectorised.
+struct Motion {
+  std::uint8_t* now;
+  std::uint8_t* still;
+  std::uint8_t* quietFor;
+  std::uint8_t* movingFor;
+  std::uint8_t* movedBefore;
+};
+SENTREL_CLONES void trackCells(const Motion& motion, std::size_t count, int most) {
+  const std::uint8_t* __restrict now = motion.now;
+  std::uint8_t* __restrict still = motion.still;
+  std::uint8_t* __restrict quietFor = motion.quietFor;
+  std::uint8_t* __restrict movingFor = motion.movingFor;
+  std::uint8_t* __restrict movedBefore = motion.movedBefore;
+  const auto later = [](int frames) { return std::min(frames + 1, mostFrames); };
+  for (std::size_t i = 0; i < count; ++i) {
+    const bool moved = std::abs(now[i] - still[i]) > most;
+    const bool again = moved && quietFor[i] > habitPause;
+    movedBefore[i] = static_cast<std::uint8_t>(later(again ? quietFor[i] : movedBefore[i]));
+    movingFor[i] = static_cast<std::uint8_t>(again ? 0 : later(movingFor[i]));
+    quietFor[i] = static_cast<std::uint8_t>(moved ? 0 : later(quietFor[i]));
+    still[i] = moved ? now[i] : still[i];
+  }
+}
+
+SENTREL_CLONES int sumOf(const std::uint8_t* flags, std::size_t count) {
+  int sum = 0;
+  for (std::size_t i = 0; i < count; ++i) sum += flags[i];
+  return sum;
+}
 
 }  // namespace
 
@@ -39,112 +118,249 @@ double fieldScale(const Frame& frame) {
 }
 
 void MotionGate::restart() {
-  for (Scan& scan : scans_) scan.done = false;
-  now_.wipe();
-  seen_.wipe();
+  scans_ = {};
+  whole_ = {};
+  maps_.wipe();
   beganMs_.reset();
+  newsInARow_ = 0;
+  tookWhole_ = false;
 }
 
 void MotionGate::shrink(const Frame& frame) {
-  const double scale = fieldScale(frame);
-  // Where the field's columns and rows are in the frame: the nearest pixel, as a byte offset, or beyond it.
-  std::array<int, fieldWidth> offset{};
+  // Where the field's columns are in the frame: the nearest pixel.
+  std::array<int, fieldWidth> source{};
   int known = 0;
-  while (known < fieldWidth) {
-    const int x = static_cast<int>((known + 0.5) * scale);
+  for (; known < fieldWidth; ++known) {
+    const int x = static_cast<int>((known + 0.5) * scale_);
     if (x >= frame.width()) break;
-    offset[static_cast<std::size_t>(known++)] = x * 4;
+    source[static_cast<std::size_t>(known)] = x;
   }
-  known = known / cell * cell;
-  now_[0].fill(0);
-  std::array<std::uint32_t, columns> sums{};
-  // A row of the picture must not stay behind on the stack.
-  const auto forget = [](std::array<std::uint32_t, columns>* row) { explicit_bzero(row, sizeof *row); };
-  const std::unique_ptr<std::array<std::uint32_t, columns>, decltype(forget)> forgotten(&sums, forget);
+  const auto knownColumns = static_cast<std::size_t>(known / cell);
+  Bytes& now = maps_[0].now;
+  now.fill(0);
+  // Rows of the picture must not stay behind on the stack.
+  struct Sums {
+    std::array<std::uint16_t, std::size_t{fieldWidth} * 4> bytes;
+    std::array<std::uint8_t, std::size_t{fieldWidth} * 4> row;
+    ~Sums() { explicit_bzero(this, sizeof *this); }
+  } sums;
   for (int row = 0; row < rows; ++row) {
-    sums.fill(0);
+    sums.bytes.fill(0);
     for (int k = 0; k < cell; ++k) {
-      const int y = static_cast<int>((row * cell + k + 0.5) * scale);
+      const int y = static_cast<int>((row * cell + k + 0.5) * scale_);
       if (y >= frame.height()) return;
       const std::uint8_t* line = frame.row(y);
-      for (int x = 0; x < known; ++x) {
-        const std::uint8_t* pixel = line + offset[static_cast<std::size_t>(x)];
-        // Brightness, coarsely: green counts twice.
-        sums[static_cast<std::size_t>(x / cell)] +=
-            static_cast<std::uint32_t>(pixel[0] + 2 * pixel[1] + pixel[2]);
+      if (scale_ != 1) {
+        for (std::size_t x = 0; x < knownColumns * cell; ++x)
+          std::memcpy(sums.row.data() + x * 4, line + std::ptrdiff_t{source[x]} * 4, 4);
+        line = sums.row.data();
       }
+      addBytes(line, knownColumns * cell * 4, sums.bytes.data());
     }
-    std::uint8_t* to = now_[0].data() + static_cast<std::ptrdiff_t>(row) * columns;
-    for (std::size_t column = 0; column < columns; ++column) {
-      to[column] = static_cast<std::uint8_t>(sums[column] / (4 * cell * cell));
+    std::uint8_t* to = now.data() + static_cast<std::ptrdiff_t>(row) * columns;
+    for (std::size_t column = 0; column < knownColumns; ++column) {
+      const std::uint16_t* pixels = sums.bytes.data() + column * cell * 4;
+      unsigned brightness = 0;  // coarsely: green counts twice
+      for (std::size_t i = 0; i < std::size_t{cell} * 4; i += 4)
+        brightness += pixels[i] + 2U * pixels[i + 1] + pixels[i + 2];
+      to[column] = static_cast<std::uint8_t>(brightness / (4 * cell * cell));
     }
   }
 }
 
 MotionGate::Area MotionGate::areaOf(const Tile& tile) {
-  return {tile.x / cell, tile.y / cell, Tile::width / cell,
-          std::min(rows - tile.y / cell, Tile::height / cell)};
+  // Without its rim, where a face may be cut off, unless that is the field's own. The others cover it.
+  constexpr int rim = 16;
+  const auto from = [](int low) { return (low > 0 ? low + rim : 0) / cell; };
+  const auto to = [](int high, int side) { return (high < side ? high - rim : side) / cell; };
+  const int width = tile.small ? Tile::smallSide : Tile::width;
+  const int height = tile.small ? Tile::smallSide : Tile::height;
+  Area area;
+  area.left = from(tile.x);
+  area.top = from(tile.y);
+  area.width = to(tile.x + width, fieldWidth) - area.left;
+  area.height = to(tile.y + height, fieldHeight) - area.top;
+  return area;
+}
+
+MotionGate::Area MotionGate::areaOf(const Region& region) const {
+  const auto cells = [&](double value, int most) {
+    return static_cast<int>(std::clamp(value / scale_ / cell, 0.0, static_cast<double>(most)));
+  };
+  Area area;
+  area.left = cells(region.x, columns);
+  area.top = cells(region.y, rows);
+  area.width = cells(region.x + region.width + cell * scale_, columns) - area.left;
+  area.height = cells(region.y + region.height + cell * scale_, rows) - area.top;
+  return area;
 }
 
 template <class Visit>
 void MotionGate::forEachRow(const Area& area, Visit visit) {
   for (int row = area.top; row < area.top + area.height; ++row) {
-    visit(static_cast<std::size_t>(row) * columns + static_cast<std::size_t>(area.left));
+    const auto first = static_cast<std::size_t>(row) * columns + static_cast<std::size_t>(area.left);
+    visit(first, first + static_cast<std::size_t>(area.width));
   }
 }
 
-bool MotionGate::changed(std::size_t scan, const Area& area) const {
-  int count = 0;
-  forEachRow(area, [&](std::size_t first) {
-    for (std::size_t i = first; i < first + static_cast<std::size_t>(area.width); ++i) {
-      const int now = now_[0][i];
-      const int seen = seen_[scan][i];
-      const int allowed =
-          dark_ ? std::min(changedLevel, changedLevelInTheDark + std::max(now, seen) / brightnessPerLevel)
-                : changedLevel;
-      count += std::abs(now - seen) > allowed ? 1 : 0;
-    }
-  });
-  return count >= changedCells;
+int MotionGate::count(const Bytes& flags, const Area& area) const {
+  int sum = 0;
+  forEachRow(area,
+             [&](std::size_t first, std::size_t end) { sum += sumOf(flags.data() + first, end - first); });
+  return sum;
 }
 
-void MotionGate::take(std::size_t scan, const Area& area) {
-  scans_[scan] = {true, nowMs_};
-  forEachRow(area, [&](std::size_t first) {
-    std::memcpy(seen_[scan].data() + first, now_[0].data() + first, static_cast<std::size_t>(area.width));
-  });
+void MotionGate::findUser(const std::optional<Region>& user) {
+  Bytes& map = maps_[0].user;
+  map.fill(0);
+  if (!user) return;
+  const double x = user->x + user->width / 2;
+  const Region head{x - 0.8 * user->width, user->y - 0.6 * user->height, 1.6 * user->width,
+                    1.6 * user->height};
+  const Region body{x - 1.7 * user->width, user->y + 0.7 * user->height, 3.4 * user->width,
+                    static_cast<double>(fieldHeight) * scale_};
+  for (const Region& part : {head, body}) {
+    forEachRow(areaOf(part), [&](std::size_t first, std::size_t end) {
+      std::fill(map.data() + first, map.data() + end, std::uint8_t{1});
+    });
+  }
 }
 
-bool MotionGate::olderThan(const Scan& scan, std::int64_t ms) const {
-  const std::int64_t age = nowMs_ - scan.timestampMs;
-  return age >= ms || age < 0;
+int MotionGate::allowedChange() const {
+  return dark_ ? changedLevel : changedLevel + 2 * noise_;
 }
 
-void MotionGate::observe(const Frame& frame, std::int64_t timestampMs) {
+void MotionGate::trackMotion() {
+  Maps& maps = maps_[0];
+  // The noise is the median of the changes of some cells.
+  constexpr std::size_t apart = 5;
+  std::array<int, 256> differences{};
+  for (std::size_t i = 0; i < maps.now.size(); i += apart)
+    ++differences[static_cast<std::size_t>(std::abs(maps.now[i] - maps.still[i]))];
+  int below = 0;
+  noise_ = 0;
+  while (noise_ < mostNoise &&
+         (below += differences[static_cast<std::size_t>(noise_)]) * 2 * static_cast<int>(apart) <
+             columns * rows)
+    ++noise_;
+  const Motion motion{maps.now.data(), maps.still.data(), maps.quietFor.data(), maps.movingFor.data(),
+                      maps.movedBefore.data()};
+  trackCells(motion, maps.now.size(), dark_ ? movedLevelInTheDark + noise_ : movedLevel + 4 * noise_);
+}
+
+void MotionGate::compare() {
+  Maps& maps = maps_[0];
+  flagChanges(maps.now.data(), maps.seenFine.data(), maps.now.size(), allowedChange(), dark_,
+              maps.changed.data());
+  for (std::size_t i = 0; i < maps.now.size(); ++i) {
+    const bool lasts = maps.quietFor[i] <= habitPause && maps.movingFor[i] >= habitLasts;
+    const bool again = maps.movedBefore[i] < habitMemory;
+    const bool habit = maps.user[i] != 0 && (lasts || again);
+    maps.habit[i] = habit ? 1 : 0;
+    // What was news once stays so until it is scanned, whatever becomes a habit.
+    maps.news[i] = maps.changed[i] != 0 && (maps.news[i] != 0 || !habit) ? 1 : 0;
+  }
+  const bool news = count(maps.news, {}) >= changedCells;
+  newsInARow_ = std::clamp(newsInARow_ + (news ? 1 : -2), 0, 2 * busyFrames);
+}
+
+void MotionGate::observe(const Frame& frame, std::int64_t timestampMs, const std::optional<Region>& user) {
+  scale_ = fieldScale(frame);
   shrink(frame);
+  Maps& maps = maps_[0];
+  dark_ = std::accumulate(maps.now.begin(), maps.now.end(), 0) < darkLevel * columns * rows;
   nowMs_ = timestampMs;
-  if (!beganMs_ || *beganMs_ > nowMs_) beganMs_ = nowMs_;
-  dark_ = std::accumulate(now_[0].begin(), now_[0].end(), 0) < darkLevel * columns * rows;
+  if (!beganMs_ || *beganMs_ > nowMs_) {
+    beganMs_ = nowMs_;
+    frames_ = 0;
+    maps.still = maps.now;
+    maps.quietFor.fill(mostFrames);
+    maps.movedBefore.fill(mostFrames);
+  }
+  frameMs_[frames_++ % frameMs_.size()] = nowMs_;
+  findUser(user);
+  trackMotion();
+  compare();
+}
+
+std::int64_t MotionGate::age(const Scan& scan) const {
+  return std::abs(nowMs_ - scan.timestampMs);
+}
+
+bool MotionGate::calmSince(const Region& region, std::int64_t timestampMs) const {
+  std::size_t later = 0;  // frames after that time
+  while (later < std::min(frames_, frameMs_.size()) &&
+         frameMs_[(frames_ - 1 - later) % frameMs_.size()] > timestampMs)
+    ++later;
+  if (later == frames_ || later == frameMs_.size()) return later == 0;
+  int moved = 0;
+  forEachRow(areaOf(region), [&](std::size_t first, std::size_t end) {
+    for (std::size_t i = first; i < end; ++i) moved += maps_[0].quietFor[i] < later ? 1 : 0;
+  });
+  return moved < movedCells;
 }
 
 bool MotionGate::takeWhole(bool wanted) {
-  const Area everything;
-  if (!wanted && scans_[whole].done && !olderThan(scans_[whole], rescanWholeMs) &&
-      !changed(whole, everything))
-    return false;
-  take(whole, everything);
+  Maps& maps = maps_[0];
+  Bytes& flags = maps.changedWhole;
+  flagChanges(maps.now.data(), maps.seenWhole.data(), maps.now.size(), allowedChange(), dark_, flags.data());
+  const int changed = count(flags, {});
+  int news = 0;
+  for (std::size_t i = 0; i < flags.size(); ++i) news += flags[i] & ~maps.habit[i];
+  const bool due = whole_.count == 0 || age(whole_) >= rescanWholeMs || news >= changedCells ||
+                   (changed >= changedCells && age(whole_) >= rescanUserMs);
+  tookWhole_ = due && !(isBusy() && tookWhole_);
+  if (!tookWhole_ && !wanted) return false;
+  whole_ = {whole_.count + 1, nowMs_};
+  maps.seenWhole = maps.now;
   return true;
 }
 
 std::int64_t MotionGate::urgency(std::size_t tile) const {
   const Scan& scan = scans_[tile];
-  if (!scan.done) return unseenUrgency * (nowMs_ - *beganMs_ + 1);
-  const std::int64_t age = std::abs(nowMs_ - scan.timestampMs);
-  if (changed(tile, areaOf(tiles[tile]))) return movedUrgency * age;
-  return olderThan(scan, rescanTileMs) ? age : 0;
+  if (scan.count == 0) return unseenUrgency * (nowMs_ - *beganMs_ + 1);
+  const Area area = areaOf(tiles[tile]);
+  if (count(maps_[0].news, area) >= changedCells) return movedUrgency * age(scan);
+  const auto repeat = static_cast<std::size_t>(scan.count);
+  const bool due = age(scan) >= (repeat < rescanTileMs.size() ? rescanTileMs[repeat] : rescanTileLongMs);
+  const bool userMoved = age(scan) >= rescanUserMs && std::abs(nowMs_ - userScanMs_) >= anyRescanUserMs &&
+                         count(maps_[0].changed, area) >= changedCells;
+  return due || userMoved ? age(scan) : 0;
 }
 
-std::optional<std::size_t> MotionGate::takeTile() {
+std::optional<Tile> MotionGate::smallTile() const {
+  Area box{columns, rows, 0, 0};
+  int right = 0;
+  int bottom = 0;
+  for (int row = 0; row < rows; ++row) {
+    for (int column = 0; column < columns; ++column) {
+      if (maps_[0].news[static_cast<std::size_t>(row) * columns + static_cast<std::size_t>(column)] == 0)
+        continue;
+      box.left = std::min(box.left, column);
+      box.top = std::min(box.top, row);
+      right = std::max(right, column + 1);
+      bottom = std::max(bottom, row + 1);
+    }
+  }
+  constexpr int most = (Tile::smallSide - 2 * 16) / cell;
+  if (right - box.left > most || bottom - box.top > most) return std::nullopt;
+  const auto centred = [](int low, int high, int side) {
+    return std::clamp((low + high) * cell / 2 - Tile::smallSide / 2, 0, side - Tile::smallSide);
+  };
+  return Tile{centred(box.left, right, fieldWidth), centred(box.top, bottom, fieldHeight), true};
+}
+
+void MotionGate::take(const Area& area) {
+  Maps& maps = maps_[0];
+  forEachRow(area, [&](std::size_t first, std::size_t end) {
+    std::copy(maps.now.data() + first, maps.now.data() + end, maps.seenFine.data() + first);
+    std::fill(maps.news.data() + first, maps.news.data() + end, std::uint8_t{0});
+    std::fill(maps.changed.data() + first, maps.changed.data() + end, std::uint8_t{0});
+  });
+}
+
+std::optional<Tile> MotionGate::takeTile() {
+  if (isBusy() && tookWhole_) return std::nullopt;
   std::optional<std::size_t> best;
   std::int64_t most = 0;
   for (std::size_t tile = 0; tile < tiles.size(); ++tile) {
@@ -153,8 +369,22 @@ std::optional<std::size_t> MotionGate::takeTile() {
     best = tile;
     most = urgent;
   }
-  if (best) take(*best, areaOf(tiles[*best]));
-  return best;
+  if (!best) return std::nullopt;
+  Scan& scan = scans_[*best];
+  const bool news = scan.count > 0 && count(maps_[0].news, areaOf(tiles[*best])) >= changedCells;
+  if (news) {
+    if (const auto small = smallTile()) {
+      scan.timestampMs = nowMs_;
+      take(areaOf(*small));
+      return small;
+    }
+    scan.count = 0;
+  } else if (scan.count > 0 && count(maps_[0].changed, areaOf(tiles[*best])) >= changedCells) {
+    userScanMs_ = nowMs_;
+  }
+  scan = {scan.count + 1, nowMs_};
+  take(areaOf(tiles[*best]));
+  return tiles[*best];
 }
 
 }  // namespace sentrel::vision

@@ -16,8 +16,12 @@ namespace sentrel::vision {
 struct Tile {
   static constexpr int width = 256;
   static constexpr int height = 224;
+  /// Of the small piece that is enough where little has moved.
+  static constexpr int smallSide = 128;
+
   int x = 0;
   int y = 0;
+  bool small = false;
 };
 
 /// Three by three tiles that overlap by the width of the largest face that only they can find.
@@ -28,19 +32,32 @@ inline constexpr std::array<Tile, 9> tiles{
 [[nodiscard]] double fieldScale(const Frame& frame);
 
 /// Decides what of a frame is worth a scan: where something has changed since the last scan of that place.
-/// Where nothing changed a scan comes up again after a while all the same. Allocates nothing once made.
+/// Where nothing changed a scan comes up again after a while all the same.
+///
+/// A person at work never sits quite still. Where that person is known to be, a place that moves all the time
+/// is no news: it alone asks for few scans. Whatever else changes, also there, is scanned at once.
+///
+/// Allocates nothing once made.
 class MotionGate {
  public:
-  /// Takes in a frame, of the size of the last one unless restarted.
-  void observe(const Frame& frame, std::int64_t timestampMs);
+  /// Takes in a frame, of the size of the last one unless restarted. `user` is the box of the known person's
+  /// face, in the frame's pixels.
+  void observe(const Frame& frame, std::int64_t timestampMs, const std::optional<Region>& user = {});
 
-  /// The number of the tile of the observed frame to scan at full resolution, or none. It counts as scanned.
-  /// Tiles where something moves come first, but however much moves there, the others have their turn.
-  [[nodiscard]] std::optional<std::size_t> takeTile();
+  /// The piece of the observed frame to scan at full resolution, or none. It counts as scanned. Tiles with
+  /// news come first, but however much moves there, the others have their turn.
+  [[nodiscard]] std::optional<Tile> takeTile();
 
   /// Whether the observed frame as a whole is due for a coarse scan, or `wanted` for another reason. Then it
   /// counts as scanned.
   [[nodiscard]] bool takeWhole(bool wanted);
+
+  /// Whether nothing has moved in a region of the frame, beyond the camera's noise, after the frame of that
+  /// time.
+  [[nodiscard]] bool calmSince(const Region& region, std::int64_t timestampMs) const;
+
+  /// Whether there is news in frame after frame, so that scans must take turns.
+  [[nodiscard]] bool isBusy() const { return newsInARow_ >= busyFrames; }
 
   /// Everything counts as never scanned, and what was seen is overwritten.
   void restart();
@@ -48,13 +65,32 @@ class MotionGate {
  private:
   static constexpr int columns = 160;
   static constexpr int rows = 120;
-  using Thumbnail = std::array<std::uint8_t, static_cast<std::size_t>(columns) * rows>;
+  static constexpr int busyFrames = 10;
+  template <class Value>
+  using Cells = std::array<Value, static_cast<std::size_t>(columns) * rows>;
+  using Bytes = Cells<std::uint8_t>;
+
+  /// A thumbnail of the frame, and what is known of each of its cells.
+  struct Maps {
+    Bytes now;       // brightness
+    Bytes still;     // the brightness when the cell last moved
+    Bytes seenFine;  // the brightness when the cell was last scanned
+    Bytes seenWhole;
+    Bytes user;     // whether the known person is there
+    Bytes habit;    // whether the known person moves there all the time
+    Bytes changed;  // whether it differs from seenFine
+    Bytes changedWhole;
+    Bytes news;  // whether that is worth a scan at once
+    // In frames, 255 at most: how long ago the cell last moved, since when it has without a pause, and how
+    // long ago it had before.
+    Bytes quietFor;
+    Bytes movingFor;
+    Bytes movedBefore;
+  };
   struct Scan {
-    bool done = false;
+    int count = 0;  // since there was news
     std::int64_t timestampMs = 0;
   };
-  static constexpr std::size_t whole = tiles.size();  // the scan behind those of the tiles
-
   /// A part of the thumbnail, in cells.
   struct Area {
     int left = 0;
@@ -64,20 +100,33 @@ class MotionGate {
   };
 
   void shrink(const Frame& frame);
+  void findUser(const std::optional<Region>& user);
+  void trackMotion();
+  void compare();
+  [[nodiscard]] int allowedChange() const;
   [[nodiscard]] static Area areaOf(const Tile& tile);
-  [[nodiscard]] bool changed(std::size_t scan, const Area& area) const;
-  void take(std::size_t scan, const Area& area);
-  [[nodiscard]] bool olderThan(const Scan& scan, std::int64_t ms) const;
+  [[nodiscard]] Area areaOf(const Region& region) const;
+  [[nodiscard]] int count(const Bytes& flags, const Area& area) const;
+  [[nodiscard]] std::int64_t age(const Scan& scan) const;
   [[nodiscard]] std::int64_t urgency(std::size_t tile) const;
+  [[nodiscard]] std::optional<Tile> smallTile() const;
+  void take(const Area& area);
   template <class Visit>
   static void forEachRow(const Area& area, Visit visit);
 
-  FrameMemory<Thumbnail> now_{1};
-  FrameMemory<Thumbnail> seen_{whole + 1};  // of each scan, when it was last done
+  FrameMemory<Maps> maps_{1};
+  std::array<std::int64_t, 255> frameMs_{};  // of the last frames, the newest at `frames_` - 1
+  std::size_t frames_ = 0;
+  double scale_ = 1;
+  int noise_ = 0;
+  bool dark_ = false;
   std::int64_t nowMs_ = 0;
   std::optional<std::int64_t> beganMs_;
-  bool dark_ = false;
-  std::array<Scan, whole + 1> scans_;
+  std::array<Scan, tiles.size()> scans_;
+  Scan whole_;
+  std::int64_t userScanMs_ = 0;  // the last that only the user's motion asked for
+  int newsInARow_ = 0;
+  bool tookWhole_ = false;  // for the last frame, not because it was wanted
 };
 
 }  // namespace sentrel::vision

@@ -7,11 +7,11 @@
 #include <memory>
 #include <random>
 #include <set>
+#include <utility>
+#include <vector>
 
 namespace sentrel::vision {
 namespace {
-
-using Tiles = std::set<std::size_t>;
 
 class MotionGateTest : public ::testing::Test {
  protected:
@@ -26,77 +26,146 @@ class MotionGateTest : public ::testing::Test {
       std::fill_n(line + x * 4, side * 4, level);
     }
   }
+  void fill(std::uint8_t level) { paint(0, 0, 480, level); }
   /// The tile that is scanned in the next frame.
-  std::optional<std::size_t> next() {
-    gate_->observe(*frame_, now_ += 100);
+  std::optional<Tile> next(int ms = 100) {
+    gate_->observe(*frame_, now_ += ms, user_);
     return gate_->takeTile();
   }
+  bool whole(bool wanted) {
+    gate_->observe(*frame_, now_ += 100, user_);
+    return gate_->takeWhole(wanted);
+  }
   /// Those of the next frames, as long as there are any.
-  Tiles scanned() {
-    Tiles tiles;
-    while (const auto tile = next()) EXPECT_TRUE(tiles.insert(*tile).second) << *tile << " twice";
-    return tiles;
+  std::vector<Tile> scanned() {
+    std::vector<Tile> all;
+    while (const auto tile = next(20)) all.push_back(*tile);
+    return all;
+  }
+  static bool holds(const Tile& tile, int x, int y) {
+    const int width = tile.small ? Tile::smallSide : Tile::width;
+    const int height = tile.small ? Tile::smallSide : Tile::height;
+    return x >= tile.x && x < tile.x + width && y >= tile.y && y < tile.y + height;
   }
 
   std::unique_ptr<Frame> frame_ = std::make_unique<Frame>();
   std::unique_ptr<MotionGate> gate_ = std::make_unique<MotionGate>();
+  std::optional<Region> user_;
   std::int64_t now_ = 5000;
 };
 
 TEST_F(MotionGateTest, scansEveryTileOnceAndThenWhereSomethingOfAFacesSizeChanged) {
   EXPECT_EQ(scanned().size(), tiles.size());
-  EXPECT_FALSE(next());
-  paint(600, 20, 13, 4);  // a little light in the dark, in the tile at the top right alone
-  EXPECT_EQ(scanned(), (Tiles{2}));
-  paint(300, 160, 13, 60);  // in the middle one and in the one above it
-  EXPECT_EQ(scanned(), (Tiles{1, 4}));
-  now_ += 5000;
+  EXPECT_FALSE(next(20));
+  paint(600, 20, 13, 4);  // a little light in the dark
+  auto few = scanned();
+  ASSERT_EQ(few.size(), 1U);
+  EXPECT_TRUE(few[0].small && holds(few[0], 600, 20) && holds(few[0], 612, 32));
+  paint(250, 100, 150, 60);  // more than a small piece shows
+  few = scanned();
+  EXPECT_GE(few.size(), 2U);
+  for (const int corner : {250, 399}) {
+    EXPECT_TRUE(std::ranges::any_of(few, [&](const Tile& tile) { return holds(tile, corner, 150); }))
+        << corner;
+  }
+  now_ += 7000;
   EXPECT_EQ(scanned().size(), tiles.size()) << "still ones again after a while";
 }
 
 TEST_F(MotionGateTest, isNotMovedByNoise) {
   std::mt19937 random(1);
   std::normal_distribution<double> noise(128, 12);
-  Tiles scanned;
   for (std::size_t i = 0; i < tiles.size() + 10; ++i) {
     std::generate_n(frame_->data(), 640 * 480 * 4, [&] { return static_cast<std::uint8_t>(noise(random)); });
-    const auto tile = next();
-    ASSERT_EQ(tile.has_value(), i < tiles.size());
-    if (tile) scanned.insert(*tile);
+    ASSERT_EQ(next(20).has_value(), i < tiles.size()) << i;
   }
-  EXPECT_EQ(scanned.size(), tiles.size());
+  EXPECT_TRUE(gate_->calmSince({100, 100, 200, 200}, now_ - 100));
 }
 
 TEST_F(MotionGateTest, scansTheWholeOnChangeOrWhenAskedOrAfterAWhile) {
-  const auto whole = [&](bool wanted) {
-    gate_->observe(*frame_, now_ += 100);
-    return gate_->takeWhole(wanted);
-  };
   EXPECT_TRUE(whole(false));
   EXPECT_FALSE(whole(false));
   EXPECT_TRUE(whole(true));
   paint(300, 160, 13, 60);
   EXPECT_TRUE(whole(false));
-  for (int i = 0; i < 9; ++i) EXPECT_FALSE(whole(false));
+  for (int i = 0; i < 19; ++i) EXPECT_FALSE(whole(false));
   EXPECT_TRUE(whole(false));
 }
 
 TEST_F(MotionGateTest, aPlaceThatMovesComesFirstAndKeepsNoOtherFromItsTurn) {
   EXPECT_TRUE(next());
-  Tiles scanned;
+  std::set<std::pair<int, int>> others;
   int moving = 0;
   for (int i = 0; i < 40; ++i) {
     paint(20, 20, 20, i % 2 == 0 ? 200 : 50);  // in the first tile alone
     const auto tile = next();
     ASSERT_TRUE(tile);
+    const bool there = holds(*tile, 30, 30);
     if (i == 0) {
-      EXPECT_EQ(*tile, 0U) << "before what was never scanned";
+      EXPECT_TRUE(there) << "before what was never scanned";
     }
-    if (i >= 20) scanned.insert(*tile);  // everything was scanned once before
-    moving += *tile == 0 ? 1 : 0;
+    if (!there) others.emplace(tile->x, tile->y);
+    moving += there ? 1 : 0;
   }
-  EXPECT_EQ(scanned.size(), tiles.size());
-  EXPECT_GE(moving, 15);
+  EXPECT_EQ(others.size(), tiles.size() - 1);
+  EXPECT_GE(moving, 12);
+}
+
+TEST_F(MotionGateTest, theUsersHabitsAreNoNewsButWhoComesThereIs) {
+  user_ = Region{240, 120, 160, 160};
+  fill(60);
+  // Hands on a keyboard, for half a minute.
+  int scans = 0;
+  for (int i = 0; i < 300; ++i) {
+    paint(280, 400, 60, i % 7 < 4 ? 150 : 60);
+    gate_->observe(*frame_, now_ += 100, user_);
+    const bool coarse = gate_->takeWhole(false);
+    const bool fine = gate_->takeTile().has_value();
+    if (i >= 200) scans += (coarse ? 1 : 0) + (fine ? 1 : 0);
+  }
+  EXPECT_LE(scans, 100 / 10 + 100 / 5);
+  EXPECT_GE(scans, 10) << "they are not forgotten";
+  while (next()) {
+  }
+  paint(410, 300, 30, 200);  // over the shoulder
+  const auto tile = next();
+  ASSERT_TRUE(tile);
+  EXPECT_TRUE(holds(*tile, 410, 300) && holds(*tile, 439, 329));
+}
+
+TEST_F(MotionGateTest, whileEverythingMovesScansTakeTurns) {
+  int both = 0;
+  int either = 0;
+  for (int i = 0; i < 60; ++i) {
+    fill(static_cast<std::uint8_t>(60 + 40 * (i % 3)));
+    gate_->observe(*frame_, now_ += 100);
+    const bool coarse = gate_->takeWhole(false);
+    const bool fine = gate_->takeTile().has_value();
+    if (i < 5) {
+      EXPECT_TRUE(coarse && fine) << "what is new is looked at in both ways";
+    }
+    if (i < 30) continue;
+    both += coarse && fine ? 1 : 0;
+    either += coarse != fine ? 1 : 0;
+  }
+  EXPECT_EQ(both, 0);
+  EXPECT_EQ(either, 30);
+}
+
+TEST_F(MotionGateTest, knowsSinceWhenAPlaceIsCalm) {
+  fill(100);
+  for (int i = 0; i < 5; ++i) (void)next();
+  const Region place{100, 100, 50, 50};
+  const std::int64_t before = now_;
+  paint(110, 110, 20, 110);  // too little for a scan
+  EXPECT_FALSE(gate_->calmSince(place, before - 1000)) << "that was before the first frame";
+  (void)next();
+  EXPECT_FALSE(gate_->calmSince(place, before));
+  EXPECT_TRUE(gate_->calmSince(place, now_));
+  EXPECT_TRUE(gate_->calmSince({300, 100, 50, 50}, before));
+  for (int i = 0; i < 5; ++i) (void)next();
+  EXPECT_TRUE(gate_->calmSince(place, now_ - 400));
+  EXPECT_FALSE(gate_->calmSince(place, before));
 }
 
 }  // namespace
