@@ -16,6 +16,12 @@ namespace {
 constexpr double sameFaceOverlap = 0.2;
 // Beyond this yaw the mesh is often lost. A head that turned so far counts as turned until a mesh is found.
 constexpr double turnedAway = std::numbers::pi / 6;
+// A user who looks ahead, in radians and radians a frame, is read in every other frame while little of the
+// face moves.
+constexpr double ahead = 0.3;
+constexpr double slowTurn = 0.05;
+constexpr double swayingShare = 0.6;
+constexpr std::int64_t waitMs = 150;
 
 /// A face that moved and grew as a box did.
 Candidate moved(Candidate face, const Region& from, const Region& to) {
@@ -156,24 +162,35 @@ void DetectorPipeline::analyse(const Frame& taken, std::int64_t timestampMs) {
   std::optional<Region> user;
   if (!tracker_.faces().empty()) user = tracker_.faces().front().face.box;
   gate_.observe(frame, timestampMs, user);
-  followPrimary(frame, timestampMs);
+  const bool followed = followPrimary(frame, timestampMs);
   tracker_.follow(frame, gate_, timestampMs);
   scan(frame);
   tracker_.confirm(frame, gate_, timestampMs, candidates_, noise_.isActive());
-  readPrimary(frame, timestampMs);
+  readPrimary(frame, timestampMs, followed);
 }
 
-void DetectorPipeline::followPrimary(const Frame& frame, std::int64_t timestampMs) {
-  if (tracker_.faces().empty() || !primary_) return;
+bool DetectorPipeline::canWait(const TrackedFace& first, std::int64_t timestampMs) const {
+  // A face that looks ahead, turns slowly if at all, and moves no more than a swaying head: it cannot look
+  // away by the next frame.
+  return std::abs(primary_->yaw) < ahead && std::abs(yawStep_) < slowTurn && timestampMs - readMs_ < waitMs &&
+         gate_.movedShare(first.face.box) < swayingShare;
+}
+
+bool DetectorPipeline::followPrimary(const Frame& frame, std::int64_t timestampMs) {
+  if (tracker_.faces().empty() || !primary_ || !primary_->detail) return false;
   const TrackedFace& first = tracker_.faces().front();
-  if (first.id != readId_ || first.misses > 0) return;
-  if (timestampMs - readMs_ < FaceTracker::holdMs && FaceTracker::isCalm(first, gate_)) return;
+  if (first.id != readId_ || first.misses > 0) return false;
+  if (timestampMs - readMs_ < FaceTracker::holdMs && FaceTracker::isCalm(first, gate_)) return true;
   Candidate face = first.face;
-  const auto reading = reader_.follow(frame, face);
-  if (!reading) return;
+  if (!canWait(first, timestampMs)) {
+    const auto reading = reader_.follow(frame, face);
+    if (!reading) return false;
+    yawStep_ = reading->yaw - primary_->yaw;
+    primary_ = reading;
+    readMs_ = timestampMs;
+  }
   tracker_.carry(face, timestampMs);
-  primary_ = reading;
-  readMs_ = timestampMs;
+  return true;
 }
 
 void DetectorPipeline::scan(const Frame& frame) {
@@ -191,17 +208,15 @@ void DetectorPipeline::scan(const Frame& frame) {
   suppressOverlaps(candidates_);
 }
 
-void DetectorPipeline::readPrimary(const Frame& frame, std::int64_t timestampMs) {
+void DetectorPipeline::readPrimary(const Frame& frame, std::int64_t timestampMs, bool followed) {
   if (tracker_.faces().empty()) {
     primary_.reset();
     return;
   }
   const TrackedFace& first = tracker_.faces().front();
-  const bool held = primary_ && first.id == readId_ && primary_->detail &&
-                    (readMs_ == timestampMs ||
-                     (timestampMs - readMs_ < FaceTracker::holdMs && FaceTracker::isCalm(first, gate_)));
-  if (held) return;
+  if (followed && first.id == readId_) return;
   primary_ = reader_.read(frame, first.face);
+  yawStep_ = 0;
   readId_ = first.id;
   readMs_ = timestampMs;
 }

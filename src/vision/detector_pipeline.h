@@ -93,9 +93,11 @@ class DetectorPipeline {
   [[nodiscard]] static Region tightBox(const Candidate& face);
 
  private:
-  void followPrimary(const Frame& frame, std::int64_t timestampMs);
+  [[nodiscard]] bool canWait(const TrackedFace& first, std::int64_t timestampMs) const;
+  /// Whether what was read off the primary face holds in this frame.
+  bool followPrimary(const Frame& frame, std::int64_t timestampMs);
   void scan(const Frame& frame);
-  void readPrimary(const Frame& frame, std::int64_t timestampMs);
+  void readPrimary(const Frame& frame, std::int64_t timestampMs, bool followed);
 
   std::unique_ptr<InferenceEngine> engine_;
   RegionSampler sampler_;
@@ -111,6 +113,7 @@ class DetectorPipeline {
   std::optional<FaceReading> primary_;
   std::uint64_t readId_ = 0;  // of the face that `primary_` was read off
   std::int64_t readMs_ = 0;
+  double yawStep_ = 0;  // from the reading before to `primary_`
   int frameWidth_ = 0;
   int frameHeight_ = 0;
 };

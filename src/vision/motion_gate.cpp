@@ -25,7 +25,7 @@ constexpr int brightnessPerLevel = 8;
 // Motion that is too small to show somebody new, but not noise.
 constexpr int movedLevel = 4;
 constexpr int movedLevelInTheDark = 1;
-constexpr int movedCells = 4;
+constexpr int fewMovedCells = 4;
 // Beyond this a median change from frame to frame is motion, not noise.
 constexpr int mostNoise = 2;
 // About the area of the smallest face that counts.
@@ -46,7 +46,7 @@ constexpr std::int64_t rescanWholeMs = 2000;
 // How often the motion of the user alone is a reason for a scan: of the same place, of any tile, of the
 // whole.
 constexpr std::int64_t rescanUserMs = 1000;
-constexpr std::int64_t anyRescanUserMs = 600;
+constexpr std::int64_t anyRescanUserMs = 900;
 // How much sooner a tile is scanned in which something moves, or which was never scanned, than one that only
 // waits for its turn.
 constexpr std::int64_t movedUrgency = 8;
@@ -293,11 +293,21 @@ bool MotionGate::calmSince(const Region& region, std::int64_t timestampMs) const
          frameMs_[(frames_ - 1 - later) % frameMs_.size()] > timestampMs)
     ++later;
   if (later == frames_ || later == frameMs_.size()) return later == 0;
+  return movedCells(areaOf(region), later) < fewMovedCells;
+}
+
+int MotionGate::movedCells(const Area& area, std::size_t frames) const {
   int moved = 0;
-  forEachRow(areaOf(region), [&](std::size_t first, std::size_t end) {
-    for (std::size_t i = first; i < end; ++i) moved += maps_[0].quietFor[i] < later ? 1 : 0;
+  forEachRow(area, [&](std::size_t first, std::size_t end) {
+    for (std::size_t i = first; i < end; ++i) moved += maps_[0].quietFor[i] < frames ? 1 : 0;
   });
-  return moved < movedCells;
+  return moved;
+}
+
+double MotionGate::movedShare(const Region& region) const {
+  const Area area = areaOf(region);
+  const int cells = area.width * area.height;
+  return cells > 0 ? static_cast<double>(movedCells(area, 1)) / cells : 0;
 }
 
 bool MotionGate::takeWhole(bool wanted) {

@@ -56,6 +56,9 @@ class MotionGate {
   /// time.
   [[nodiscard]] bool calmSince(const Region& region, std::int64_t timestampMs) const;
 
+  /// The share of a region that moved since the frame before.
+  [[nodiscard]] double movedShare(const Region& region) const;
+
   /// Whether there is news in frame after frame, so that scans must take turns.
   [[nodiscard]] bool isBusy() const { return newsInARow_ >= busyFrames; }
 
@@ -106,6 +109,8 @@ class MotionGate {
   [[nodiscard]] int allowedChange() const;
   [[nodiscard]] static Area areaOf(const Tile& tile);
   [[nodiscard]] Area areaOf(const Region& region) const;
+  /// How many cells moved in the last frames, so many of them.
+  [[nodiscard]] int movedCells(const Area& area, std::size_t frames) const;
   [[nodiscard]] int count(const Bytes& flags, const Area& area) const;
   [[nodiscard]] std::int64_t age(const Scan& scan) const;
   [[nodiscard]] std::int64_t urgency(std::size_t tile) const;
