@@ -45,8 +45,6 @@ constexpr InputSize smallSize{Tile::smallSide, Tile::smallSide};
 // than what the coarse pass sees, as a close look adds little to that.
 constexpr double coarseCandidateScore = 0.3;
 constexpr double fineCandidateScore = 0.12;
-// In field pixels; well below two hundredths of the frame's width, as boxes of small faces are uncertain.
-constexpr double smallestFace = 10;
 // More than can be told apart in one frame; beyond it the frame shows a pattern, not a crowd.
 constexpr std::size_t maxCandidates = 512;
 // The network's boxes are wider than a face's tight box: 1.24 times in the coarse pass, which looks from
@@ -202,9 +200,6 @@ void DetectorPipeline::scan(const Frame& frame) {
   if (const auto tile = gate_.takeTile()) {
     (tile->small ? small_ : fine_).find(frame, tileRegion(frame, *tile), fineCandidateScore, candidates_);
   }
-  // What is smaller than any face that counts is not worth a look.
-  const double smallest = smallestFace * fieldScale(frame);
-  std::erase_if(candidates_, [&](const Candidate& candidate) { return candidate.box.width < smallest; });
   suppressOverlaps(candidates_);
 }
 

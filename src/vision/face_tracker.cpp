@@ -16,6 +16,9 @@ constexpr double lowestScore = 0.1;
 constexpr double seenPlaceOverlap = 0.25;
 constexpr std::size_t maxSeen = 64;
 
+// In units of the field. Well below two hundredths of its width, as the boxes of small faces are uncertain.
+constexpr double smallestFace = 11;
+
 // By how much close looks enlarge the field: a small face that is enlarged too far is a blur, one that is not
 // is too small. Which of these shows a face best differs from face to face. A large face needs no enlarging,
 // and some room about it, less where the look is closer.
@@ -89,6 +92,7 @@ std::optional<Candidate> FaceTracker::lookClosely(const Frame& frame, const Regi
   search_.find(frame, crop, lowestScore, seen_);
   std::optional<Candidate> best;
   for (const Candidate& candidate : seen_) {
+    if (candidate.box.width < smallestFace * fieldScale(frame)) continue;
     if (best && candidate.score <= best->score) continue;
     if (intersectionOverUnion(candidate.box, box) >= seenPlaceOverlap) best = candidate;
   }
@@ -229,7 +233,8 @@ void FaceTracker::confirm(const Frame& frame, const MotionGate& gate, std::int64
            (age > goneSuspectMs && !gate.calmSince(known.candidate.box, known.checkedMs));
   });
   for (const Candidate& candidate : candidates) {
-    if (!isKnown(candidate)) suspect(candidate, gate, timestampMs);
+    if (candidate.box.width >= smallestFace * fieldScale(frame) && !isKnown(candidate))
+      suspect(candidate, gate, timestampMs);
   }
   std::sort(suspects_.begin(), suspects_.end(),
             [](const Suspect& a, const Suspect& b) { return a.candidate.score > b.candidate.score; });

@@ -236,13 +236,14 @@ void MotionGate::trackMotion() {
   constexpr std::size_t apart = 5;
   std::array<int, 256> differences{};
   for (std::size_t i = 0; i < maps.now.size(); i += apart)
-    ++differences[static_cast<std::size_t>(std::abs(maps.now[i] - maps.still[i]))];
+    ++differences[static_cast<std::size_t>(std::abs(maps.now[i] - maps.before[i]))];
   int below = 0;
   noise_ = 0;
   while (noise_ < mostNoise &&
          (below += differences[static_cast<std::size_t>(noise_)]) * 2 * static_cast<int>(apart) <
              columns * rows)
     ++noise_;
+  maps.before = maps.now;
   const Motion motion{maps.now.data(), maps.still.data(), maps.quietFor.data(), maps.movingFor.data(),
                       maps.movedBefore.data()};
   trackCells(motion, maps.now.size(), dark_ ? movedLevelInTheDark + noise_ : movedLevel + 4 * noise_);
@@ -255,8 +256,12 @@ void MotionGate::compare() {
   for (std::size_t i = 0; i < maps.now.size(); ++i) {
     const bool lasts = maps.quietFor[i] <= habitPause && maps.movingFor[i] >= habitLasts;
     const bool again = maps.movedBefore[i] < habitMemory;
-    const bool habit = maps.user[i] != 0 && (lasts || again);
-    maps.habit[i] = habit ? 1 : 0;
+    maps.habit[i] = maps.user[i] != 0 && (lasts || again) ? 1 : 0;
+  }
+  for (std::size_t i = 0; i < maps.now.size(); ++i) {
+    // A habit reaches a little farther now and then.
+    const bool habit = (maps.habit[i > 0 ? i - 1 : i] | maps.habit[i] |
+                        maps.habit[i + 1 < maps.now.size() ? i + 1 : i]) != 0;
     // What was news once stays so until it is scanned, whatever becomes a habit.
     maps.news[i] = maps.changed[i] != 0 && (maps.news[i] != 0 || !habit) ? 1 : 0;
   }
@@ -273,7 +278,7 @@ void MotionGate::observe(const Frame& frame, std::int64_t timestampMs, const std
   if (!beganMs_ || *beganMs_ > nowMs_) {
     beganMs_ = nowMs_;
     frames_ = 0;
-    maps.still = maps.now;
+    maps.before = maps.still = maps.now;
     maps.quietFor.fill(mostFrames);
     maps.movedBefore.fill(mostFrames);
   }

@@ -76,6 +76,7 @@ class MotionGate {
   /// A thumbnail of the frame, and what is known of each of its cells.
   struct Maps {
     Bytes now;       // brightness
+    Bytes before;    // the brightness in the last frame
     Bytes still;     // the brightness when the cell last moved
     Bytes seenFine;  // the brightness when the cell was last scanned
     Bytes seenWhole;
