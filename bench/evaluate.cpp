@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // sentrel-evaluate FOLDER [plain|dark|noisy]: how well the detector sees, on pictures of a folder as
-// PictureSet describes it. Every picture is shown as a still scene until all tiles are scanned. Prints one
-// "name value" a line, and counts with their 95 % intervals in lines beginning with "#".
+// PictureSet describes it. Every picture is shown as a still scene for three seconds, and until all that was
+// seen in it was looked at. Prints one "name value" a line, and counts with their 95 % intervals in lines
+// beginning with "#".
 #include <malloc.h>
 #include <unistd.h>
 
@@ -25,10 +26,12 @@
 #include <random>
 #include <regex>
 #include <string>
-#include <string_view>
+#include <utility>
 #include <vector>
 
+#include "coarse_pass.h"
 #include "figures.h"
+#include "film.h"
 #include "support/frame.h"
 #include "vision/detector_pipeline.h"
 #include "vision/models.h"
@@ -74,33 +77,6 @@ struct Share {
     };
     return text + ", 95 % interval " + rounded(std::max(0.0, centre - half)) + ".." +
            rounded(std::min(1.0, centre + half));
-  }
-};
-
-/// What bad light and a cheap camera do to a picture.
-struct Degradation {
-  double gain = 1;        ///< of every channel
-  double noiseLevel = 0;  ///< standard deviation in steps of 1/255, new in every frame
-
-  /// "plain", "dark" (an eighth of the light, with the noise that comes with it), "noisy".
-  static std::optional<Degradation> named(std::string_view name) {
-    if (name == "plain") return Degradation{};
-    if (name == "dark") return Degradation{0.125, 2};
-    if (name == "noisy") return Degradation{1, 16};
-    return std::nullopt;
-  }
-
-  /// `to` becomes the degraded `from`.
-  void apply(const Frame& from, Frame& to, std::mt19937& random) const {
-    to.resize(from.width(), from.height());
-    const std::size_t count =
-        static_cast<std::size_t>(from.stride()) * static_cast<std::size_t>(from.height());
-    std::normal_distribution<float> noise(0, 1);
-    for (std::size_t i = 0; i < count; ++i) {
-      double value = gain * from.data()[i];
-      if (noiseLevel > 0) value += noiseLevel * static_cast<double>(noise(random));
-      to.data()[i] = static_cast<std::uint8_t>(std::lround(std::clamp(value, 0.0, 255.0)));
-    }
   }
 };
 
@@ -199,8 +175,7 @@ bool inside(const Label& label, const Frame& picture) {
 constexpr double smallestWidth = 0.02;
 constexpr double surestLabel = 0.8;
 constexpr double sameFace = 0.35;
-// All nine tiles, then until what they showed was looked at.
-constexpr int leastFrames = 12;
+constexpr int leastFrames = 30;
 constexpr int mostFrames = 60;
 constexpr int frameMs = 100;
 
@@ -237,11 +212,39 @@ class Eye {
   std::int64_t now_ = 0;
 };
 
+/// Recall by the width of the face, in pixels of a picture of 640 x 480.
+class RecallByWidth {
+ public:
+  void count(double width, bool found) {
+    if (width < smallest) return;
+    std::size_t nearest = 0;
+    while (nearest + 1 < widths.size() && width > (widths[nearest] + widths[nearest + 1]) / 2) ++nearest;
+    shares_[nearest].count(found);
+  }
+
+  void print() const {
+    for (std::size_t i = 0; i < widths.size(); ++i) {
+      const std::string name = "recall_" + std::to_string(static_cast<int>(widths[i])) + "px" +
+                               (i + 1 < widths.size() ? "" : "_and_more");
+      std::printf("# %s: %s\n%s %.1f\n", name.c_str(), shares_[i].interval().c_str(), name.c_str(),
+                  shares_[i].percent());
+    }
+  }
+
+ private:
+  static constexpr double smallest = 12;
+  static constexpr std::array<double, 7> widths{13, 16, 20, 26, 32, 40, 52};
+  std::array<Share, widths.size()> shares_;
+};
+
 void evaluateFaces(const PictureSet& set, Eye& eye) {
   constexpr std::array<double, 5> limits{0.02, 0.04, 0.06, 0.12, 0.40};
   const char* names[] = {"recall_0.02_0.04", "recall_0.04_0.06", "recall_0.06_0.12", "recall_0.12_0.40"};
   std::array<Share, 4> recall;
-  Share unlabelled;
+  RecallByWidth byWidth;
+  Share alone;  // pictures with one labelled face, the person's own
+  int facesAlone = 0;
+  int unlabelled = 0;
   for (const auto& [path, labels] : set.labels()) {
     const auto picture = set.load(path);
     if (!picture) continue;
@@ -258,16 +261,24 @@ void evaluateFaces(const PictureSet& set, Eye& eye) {
       const bool found = best != free.end() && overlap(*best) >= sameFace;
       if (found) free.erase(best);
       const double width = label.box.width / picture->width();
+      if (label.confidence >= surestLabel) byWidth.count(label.box.width * 480 / picture->height(), found);
       if (label.confidence < surestLabel || width < limits.front() || width >= limits.back()) continue;
       const auto bucket = std::upper_bound(limits.begin(), limits.end(), width) - limits.begin() - 1;
       recall[static_cast<std::size_t>(bucket)].count(found);
     }
-    for (std::size_t i = 0; i < free.size(); ++i) unlabelled.count(true);
+    unlabelled += static_cast<int>(free.size());
+    if (labels.size() == 1) {
+      alone.count(!free.empty());
+      facesAlone += static_cast<int>(free.size());
+    }
   }
   for (std::size_t i = 0; i < recall.size(); ++i) {
     std::printf("# %s: %s\n%s %.1f\n", names[i], recall[i].interval().c_str(), names[i], recall[i].percent());
   }
-  std::printf("# faces found in these pictures that no label names: %d\n", unlabelled.hits);
+  byWidth.print();
+  std::printf("# faces found in these pictures that no label names: %d\n", unlabelled);
+  std::printf("# pictures of one person with a false face: %s\n", alone.interval().c_str());
+  std::printf("false_faces_per_100_alone %.2f\n", alone.trials == 0 ? 0 : 100.0 * facesAlone / alone.trials);
 }
 
 void evaluateNoFaces(const PictureSet& set, Eye& eye) {
@@ -333,57 +344,76 @@ double residentMib() {
   return resident * static_cast<double>(sysconf(_SC_PAGESIZE)) / (1024 * 1024);
 }
 
-/// The picture shifted about by some pixels, as a camera in a moving hand would show it: everything moves.
-void shift(const Frame& from, Frame& to, int step) {
-  to.resize(from.width(), from.height());
-  const int dx = 8 + static_cast<int>(8 * std::sin(step * 0.9));
-  const int dy = 8 + static_cast<int>(8 * std::cos(step * 0.7));
-  for (int y = 0; y < from.height(); ++y) {
-    const std::uint8_t* row = from.row((y + dy) % from.height());
-    std::uint8_t* out = to.data() + static_cast<std::ptrdiff_t>(y) * to.stride();
-    std::rotate_copy(row, row + (dx % from.width()) * 4, row + from.stride(), out);
-  }
+/// The widest face of a picture, if it looks roughly ahead.
+std::optional<Region> faceIn(const Frame& picture, const vision::Models& models) {
+  DetectorPipeline pipeline(models, vision::makeInferenceEngine);
+  pipeline.analyse(picture, 0);
+  constexpr double ahead = 0.2;
+  const auto& reading = pipeline.primary();
+  if (!reading || !reading->detail || std::abs(reading->yaw) > ahead) return std::nullopt;
+  return DetectorPipeline::tightBox(pipeline.faces().front().face);
 }
 
-void evaluateCost(const PictureSet& set, const fs::path& models) {
-  // A person in front of the camera.
+/// Milliseconds a frame of a film, and the unit meanwhile.
+struct Cost {
+  double frameMs = 0;
+  double passMs = 0;
+};
+
+void evaluateCost(const PictureSet& set, const fs::path& modelFolder) {
+  const vision::Models models = vision::readModels(modelFolder);
   std::unique_ptr<Frame> picture;
-  for (const char* folder : {"pose", "faces"}) {
+  std::optional<Region> face;
+  for (const char* folder : {"faces", "pose"}) {
     for (const std::string& path : set.names(folder)) {
-      if (!picture) picture = set.load(path);
+      if (face) break;
+      picture = set.load(path);
+      if (picture && !picture->empty()) face = faceIn(*picture, models);
     }
   }
-  if (!picture || picture->empty()) return;
-  constexpr int warmUp = 20;
-  constexpr int block = 80;  // two rounds of what a still scene does over and over
-  constexpr int blocks = 7;
-  Frame shown;
-  shift(*picture, shown, 0);
+  if (!face) return;
+  constexpr int warmUp = 120;  // until the person's habits are known
+  constexpr int block = 60;    // a round of what a still scene does over and over
+  constexpr std::size_t blocks = 5;
+  CoarsePass unit(models);
+  (void)unit.milliseconds();
   const double before = residentMib();
-  vision::NeuralFaceDetector detector(models);
+  vision::NeuralFaceDetector detector(modelFolder);
   if (detector.prepare()) return;
-  std::int64_t now = 0;
-  const auto run = [&](int frames, bool moving) {
+  Film film(*picture, *face);
+  Frame shown;
+  std::int64_t frame = 0;
+  const auto play = [&](Film::Scene scene, int frames) {
     double spent = 0;
-    for (int i = 0; i < frames; ++i) {
-      if (moving) shift(*picture, shown, i);
-      // The detector has no other thread, and what else the machine does is left out.
+    for (int i = 0; i < frames; ++i, ++frame) {
+      film.show(scene, static_cast<double>(frame) * frameMs / 1000, shown);
       const double begin = threadMilliseconds();
-      (void)detector.detect(shown, now += frameMs);
+      (void)detector.detect(shown, frame * frameMs);
       spent += threadMilliseconds() - begin;
     }
     return spent / frames;
   };
-  const auto cost = [&](bool moving) {
-    run(warmUp, moving);
+  const auto cost = [&](Film::Scene scene) {
+    play(scene, warmUp);
     std::vector<double> each(blocks);
-    for (double& value : each) value = run(block, moving);
-    return median(each);
+    std::vector<double> passes(blocks);
+    for (std::size_t i = 0; i < blocks; ++i) {
+      each[i] = play(scene, block);
+      passes[i] = unit.milliseconds();
+    }
+    return Cost{median(each), median(passes)};
   };
-  const double moving = cost(true);
-  const double still = cost(false);
-  std::printf("# processor time: means over %d frames, the median of %d such means\n", block, blocks);
-  std::printf("ms_per_frame_still %.2f\nms_per_frame_moving %.2f\n", still, moving);
+  const Cost moving = cost(Film::Scene::moving);
+  const Cost working = cost(Film::Scene::working);
+  const Cost still = cost(Film::Scene::still);
+  std::printf("# processor time: means over %d frames, the median of %zu such means\n", block, blocks);
+  std::printf("coarse_pass_ms %.2f\n", still.passMs);
+  const std::array<std::pair<const char*, Cost>, 3> films{
+      {{"still", still}, {"working", working}, {"moving", moving}}};
+  for (const auto& [name, each] : films) {
+    std::printf("ms_per_frame_%s %.2f\npasses_per_s_%s %.1f\n", name, each.frameMs, name,
+                each.frameMs * 1000 / frameMs / each.passMs);
+  }
   std::printf("rss_added_mib %.1f\n", residentMib() - before);
 }
 

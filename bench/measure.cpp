@@ -27,7 +27,9 @@
 #include <thread>
 #include <vector>
 
+#include "coarse_pass.h"
 #include "figures.h"
+#include "film.h"
 #include "stage/child_process.h"
 #include "stage/document_desktop.h"
 #include "stage/headless_desktop.h"
@@ -131,59 +133,36 @@ class ScreenLight {
   xcb_window_t root_ = XCB_WINDOW_NONE;
 };
 
-constexpr double cameraNoise = 2;  // standard deviation, in steps of 1/255
+constexpr int cameraFramesPerSecond = 30;
 constexpr int noiseVariants = 4;
-constexpr int movingFrames = 36;
-constexpr int movingReach = 12;  // pixels
+constexpr double movingSeconds = 6.3;    // some rounds of a camera that swings
+constexpr double workingSeconds = 25.8;  // until a person's sway and turns begin anew together
 
-QImage noisy(const QImage& picture, unsigned seed) {
-  QImage result = picture.convertToFormat(QImage::Format_RGB32);
-  std::mt19937 random(seed);
-  std::normal_distribution<double> noise(0, cameraNoise);
-  for (int y = 0; y < result.height(); ++y) {
-    std::uint8_t* line = result.scanLine(y);
-    for (int i = 0; i < result.width() * 4; ++i) {
-      if (i % 4 != 3)
-        line[i] = static_cast<std::uint8_t>(std::lround(std::clamp(line[i] + noise(random), 0.0, 255.0)));
-    }
-  }
-  return result;
-}
-
-std::vector<QImage> variants(const QImage& picture) {
-  std::vector<QImage> result;
-  for (unsigned seed = 0; seed < noiseVariants; ++seed) result.push_back(noisy(picture, seed));
-  return result;
-}
-
-/// The camera swings about, so that everything in the picture moves.
-std::vector<QImage> swinging(const QImage& picture) {
-  std::vector<QImage> result;
-  const QImage large = picture.scaled(picture.width() + 2 * movingReach, picture.height() + 2 * movingReach,
-                                      Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-  for (int i = 0; i < movingFrames; ++i) {
-    const double turn = 2 * 3.14159265358979 * i / movingFrames;
-    const QPoint at(movingReach + static_cast<int>(std::lround(movingReach * std::sin(turn))),
-                    movingReach + static_cast<int>(std::lround(movingReach * std::cos(2 * turn))));
-    result.push_back(noisy(large.copy(QRect(at, picture.size())), static_cast<unsigned>(i)));
-  }
-  return result;
+QImage toImage(const Frame& frame) {
+  return QImage(frame.data(), frame.width(), frame.height(), frame.stride(), QImage::Format_RGB32).copy();
 }
 
 /// What the virtual camera shows to the measured program: a user, with the noise of a camera in every frame.
 class CameraFilm {
  public:
-  enum class Scene { still, moving, onlooker };
+  enum class Scene { still, working, moving, onlooker };
 
   CameraFilm() {
     const test::PortraitScene portrait;
     const QImage alone = portrait.frame({});
-    still_ = variants(alone);
-    moving_ = swinging(alone);
+    const QRectF box = portrait.faceBox();
+    const vision::Region face{box.x(), box.y(), box.width(), box.height()};
+    still_ = filmed(alone, face, Film::Scene::still, noiseVariants, 1);
+    moving_ =
+        filmed(alone, face, Film::Scene::moving, static_cast<int>(movingSeconds * cameraFramesPerSecond), 1);
+    // Analysed are ten frames a second; those between them would take half a gibibyte more.
+    working_ = filmed(alone, face, Film::Scene::working,
+                      static_cast<int>(workingSeconds * cameraFramesPerSecond), 3);
     for (const double x : {520.0, 555.0, 590.0, 95.0, 60.0}) {
       for (const double y : {110.0, 150.0}) {
-        onlookers_.push_back(variants(
-            portrait.frame({0, test::SecondFace{x, y, onlookerWidth * test::PortraitScene::width}})));
+        onlookers_.push_back(
+            filmed(portrait.frame({0, test::SecondFace{x, y, onlookerWidth * test::PortraitScene::width}}),
+                   face, Film::Scene::still, noiseVariants, 1));
       }
     }
     shown_ = &still_;
@@ -195,7 +174,7 @@ class CameraFilm {
     if (scene == Scene::onlooker) {
       shown_ = &onlookers_[nextPlace_++ % onlookers_.size()];
     } else {
-      shown_ = scene == Scene::still ? &still_ : &moving_;
+      shown_ = scene == Scene::still ? &still_ : scene == Scene::working ? &working_ : &moving_;
     }
   }
 
@@ -209,7 +188,7 @@ class CameraFilm {
   /// The picture of a frame, 640 x 480 BGRA. On the camera's thread.
   [[nodiscard]] const std::uint8_t* frame(std::int64_t index) {
     const Pictures* pictures = shown_;
-    if (pictures != &still_ && pictures != &moving_ && onlookerNs_ == 0) {
+    if (pictures != &still_ && pictures != &working_ && pictures != &moving_ && onlookerNs_ == 0) {
       onlookerNs_ = std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count();
     }
     return (*pictures)[static_cast<std::size_t>(index) % pictures->size()].constBits();
@@ -221,7 +200,21 @@ class CameraFilm {
  private:
   using Pictures = std::vector<QImage>;  // shown in turns
 
+  static Pictures filmed(const QImage& picture, const vision::Region& face, Film::Scene scene, int frames,
+                         int step) {
+    const auto still = test::toFrame(picture);
+    Film film(*still, face);
+    Frame shown;
+    Pictures pictures;
+    for (int i = 0; i < frames; i += step) {
+      film.show(scene, static_cast<double>(i) / cameraFramesPerSecond, shown);
+      pictures.insert(pictures.end(), static_cast<std::size_t>(step), toImage(shown));
+    }
+    return pictures;
+  }
+
   Pictures still_;
+  Pictures working_;
   Pictures moving_;
   std::vector<Pictures> onlookers_;
   std::atomic<const Pictures*> shown_;
@@ -253,13 +246,17 @@ class Measurement {
     pause(5);
     {
       const Usage still = measured();
-      print("cpu_percent_10fps_still", still.cpuPercent);
+      printCost("still", still);
       print("wakeups_per_s_nominal", still.wakeUpsPerSecond);
       print("pss_mib_protecting", test::ProcessUsage::of(program_.pid()).proportionalMib);
     }
+    film_.show(CameraFilm::Scene::working);
+    pause(15);  // until the person's habits are known
+    printCost("working", measured());
     film_.show(CameraFilm::Scene::moving);
     pause(2);
-    print("cpu_percent_10fps_moving", measured().cpuPercent);
+    printCost("moving", measured());
+    print("coarse_pass_ms", pass_.milliseconds());
     film_.show(CameraFilm::Scene::still);
     measureEntries();
     watcher_.activateAction(QStringLiteral("toggle"));
@@ -279,6 +276,11 @@ class Measurement {
     double cpuPercent = 0;
     double wakeUpsPerSecond = 0;
   };
+
+  void printCost(const std::string& film, const Usage& usage) {
+    print("cpu_percent_10fps_" + film, usage.cpuPercent);
+    print("passes_per_s_" + film, usage.cpuPercent * 10 / pass_.milliseconds(), 1);
+  }
 
   void until(const std::string& what, const std::function<bool()>& condition) {
     const auto end = Clock::now() + longestWait;
@@ -377,6 +379,7 @@ class Measurement {
   test::HeadlessDesktop& desktop_;
   const std::string programPath_;
   const double runSeconds_;
+  CoarsePass pass_{vision::readModels(test::modelFolderPath().toStdString())};
   CameraFilm film_;
   test::DocumentDesktop document_;
   std::optional<Clock::time_point> readyAt_;
