@@ -237,6 +237,10 @@ class RecallByWidth {
   std::array<Share, widths.size()> shares_;
 };
 
+void printFalseFace(const std::string& path, const Region& box) {
+  std::printf("# false face in %s: x %.0f y %.0f width %.0f\n", path.c_str(), box.x, box.y, box.width);
+}
+
 void evaluateFaces(const PictureSet& set, Eye& eye) {
   constexpr std::array<double, 5> limits{0.02, 0.04, 0.06, 0.12, 0.40};
   const char* names[] = {"recall_0.02_0.04", "recall_0.04_0.06", "recall_0.06_0.12", "recall_0.12_0.40"};
@@ -269,6 +273,7 @@ void evaluateFaces(const PictureSet& set, Eye& eye) {
     unlabelled += static_cast<int>(free.size());
     if (labels.size() == 1) {
       alone.count(!free.empty());
+      for (const Region& box : free) printFalseFace(path, box);
       facesAlone += static_cast<int>(free.size());
     }
   }
@@ -291,7 +296,7 @@ void evaluateNoFaces(const PictureSet& set, Eye& eye) {
     faces += static_cast<int>(seen.faces.size());
     pictures.count(!seen.faces.empty());
     for (const Region& box : seen.faces) {
-      std::printf("# false face in %s: x %.0f y %.0f width %.0f\n", path.c_str(), box.x, box.y, box.width);
+      printFalseFace(path, box);
     }
   }
   std::printf("# pictures with a false face: %s\n", pictures.interval().c_str());

@@ -30,6 +30,9 @@ constexpr double roomByZoom = 0.8;
 constexpr std::size_t bestLooks = 3;
 constexpr double enterScore = 0.5;
 constexpr double enterScoreInTheDark = 0.43;
+// A wide face is seen well, and must be surer: dogs and shields are wide.
+constexpr double wideFace = 55;
+constexpr double wideScore = 0.1;
 // As sure as this, one look is enough.
 constexpr double enterScoreAtOnce = 0.65;
 constexpr double stayScore = 0.40;
@@ -199,7 +202,8 @@ bool FaceTracker::lookAtSuspect(const Frame& frame, Suspect& suspect, std::int64
     std::sort(looks.begin(), looks.end(), std::greater<>());
     return std::accumulate(looks.begin(), looks.begin() + bestLooks, 0.0) / bestLooks;
   };
-  const double needed = dark ? enterScoreInTheDark : enterScore;
+  const bool wide = suspect.candidate.box.width > wideFace * fieldScale(frame);
+  const double needed = (dark ? enterScoreInTheDark : enterScore) + (wide ? wideScore : 0);
   if (suspect.scans == 1) {
     // No more looks where even the best could not make it sure.
     std::array<double, zooms> hoped = suspect.looks;
