@@ -42,8 +42,8 @@ constexpr double bestLook = 0.95;
 constexpr int mostScans = 3;
 constexpr std::int64_t forgetSuspectMs = 30'000;
 constexpr std::int64_t goneSuspectMs = 1000;  // where something moved since
-// Faces about which nothing moves are looked at in this interval, besides the mesh.
-constexpr std::int64_t calmLookMs = 2000;
+// A face that is seen by other means is looked at in this interval.
+constexpr std::int64_t carriedLookMs = 1000;
 // Surroundings of a face, over its box, in which motion is a reason to look again.
 constexpr double surroundings = 1.3;
 
@@ -112,9 +112,10 @@ void FaceTracker::carry(const Candidate& face, std::int64_t timestampMs) {
 void FaceTracker::lookAgain(const Frame& frame, TrackedFace& tracked, const MotionGate& gate,
                             std::int64_t timestampMs) {
   // Seen by other means, or as it was: a look now and then makes sure.
-  const bool calm = isCalm(tracked, gate);
   const bool carried = tracked.seenMs == timestampMs;
-  if ((calm || carried) && timestampMs - tracked.lookedMs < (calm && carried ? calmLookMs : holdMs)) return;
+  if ((carried || isCalm(tracked, gate)) &&
+      timestampMs - tracked.lookedMs < (carried ? carriedLookMs : holdMs))
+    return;
   const auto seen = lookClosely(frame, tracked.face.box, tracked.zoom);
   if (!seen || seen->score < stayScore) {
     ++tracked.misses;

@@ -57,50 +57,13 @@ SENTREL_CLONES void addBytes(const std::uint8_t* __restrict line, std::size_t co
   for (std::size_t i = 0; i < count; ++i) sums[i] = static_cast<std::uint16_t>(sums[i] + line[i]);
 }
 
-/// How far a cell may differ from what it was. In the dark, the brighter it is.
-int allowed(int most, bool dark, int now, int before) {
-  return dark ? std::min(most, changedLevelInTheDark + std::max(now, before) / brightnessPerLevel) : most;
-}
-
-/// Sets the flag of each cell that has changed since it was seen.
-template <bool dark>
-[[gnu::always_inline]] inline void flagChanges(const std::uint8_t* __restrict now,
-                                               const std::uint8_t* __restrict seen, std::size_t count,
-                                               int most, std::uint8_t* __restrict changed) {
-  for (std::size_t i = 0; i < count; ++i)
-    changed[i] = std::abs(now[i] - seen[i]) > allowed(most, dark, now[i], seen[i]) ? 1 : 0;
-}
-SENTREL_CLONES void flagChanges(const std::uint8_t* now, const std::uint8_t* seen, std::size_t count,
-                                int most, bool dark, std::uint8_t* changed) {
-  if (dark) {
-    flagChanges<true>(now, seen, count, most, changed);
-  } else {
-    flagChanges<false>(now, seen, count, most, changed);
-  }
-}
-
-/// What is known of the motion of each cell. Without branches, so that the loop is vectorised.
-struct Motion {
-  std::uint8_t* now;
-  std::uint8_t* still;
-  std::uint8_t* quietFor;
-  std::uint8_t* movingFor;
-  std::uint8_t* movedBefore;
-};
-SENTREL_CLONES void trackCells(const Motion& motion, std::size_t count, int most) {
-  const std::uint8_t* __restrict now = motion.now;
-  std::uint8_t* __restrict still = motion.still;
-  std::uint8_t* __restrict quietFor = motion.quietFor;
-  std::uint8_t* __restrict movingFor = motion.movingFor;
-  std::uint8_t* __restrict movedBefore = motion.movedBefore;
-  const auto later = [](int frames) { return std::min(frames + 1, mostFrames); };
+/// Sets the flag of each cell that has changed since it was seen: by more than `least`, and as much more as
+/// it is bright, up to `most`.
+SENTREL_CLONES void flagChanges(const std::uint8_t* __restrict now, const std::uint8_t* __restrict seen,
+                                std::size_t count, int least, int most, std::uint8_t* __restrict changed) {
   for (std::size_t i = 0; i < count; ++i) {
-    const bool moved = std::abs(now[i] - still[i]) > most;
-    const bool again = moved && quietFor[i] > habitPause;
-    movedBefore[i] = static_cast<std::uint8_t>(later(again ? quietFor[i] : movedBefore[i]));
-    movingFor[i] = static_cast<std::uint8_t>(again ? 0 : later(movingFor[i]));
-    quietFor[i] = static_cast<std::uint8_t>(moved ? 0 : later(quietFor[i]));
-    still[i] = moved ? now[i] : still[i];
+    const int allowed = std::min(most, least + std::max(now[i], seen[i]) / brightnessPerLevel);
+    changed[i] = std::abs(now[i] - seen[i]) > allowed ? 1 : 0;
   }
 }
 
@@ -226,8 +189,24 @@ void MotionGate::findUser(const std::optional<Region>& user) {
   }
 }
 
-int MotionGate::allowedChange() const {
-  return dark_ ? changedLevel : changedLevel + 2 * noise_;
+void MotionGate::flagChanged(const Bytes& seen, Bytes& changed) const {
+  const Bytes& now = maps_[0].now;
+  const int most = changedLevel + (dark_ ? 0 : 2 * noise_);
+  flagChanges(now.data(), seen.data(), now.size(), dark_ ? changedLevelInTheDark : most, most,
+              changed.data());
+}
+
+// Without branches, so that the loop is vectorised.
+SENTREL_CLONES void MotionGate::trackCells(Maps& maps, int most) {
+  const auto later = [](int frames) { return std::min(frames + 1, mostFrames); };
+  for (std::size_t i = 0; i < maps.now.size(); ++i) {
+    const bool moved = std::abs(maps.now[i] - maps.still[i]) > most;
+    const bool again = moved && maps.quietFor[i] > habitPause;
+    maps.movedBefore[i] = static_cast<std::uint8_t>(later(again ? maps.quietFor[i] : maps.movedBefore[i]));
+    maps.movingFor[i] = static_cast<std::uint8_t>(again ? 0 : later(maps.movingFor[i]));
+    maps.quietFor[i] = static_cast<std::uint8_t>(moved ? 0 : later(maps.quietFor[i]));
+    maps.still[i] = moved ? maps.now[i] : maps.still[i];
+  }
 }
 
 void MotionGate::trackMotion() {
@@ -244,15 +223,12 @@ void MotionGate::trackMotion() {
              columns * rows)
     ++noise_;
   maps.before = maps.now;
-  const Motion motion{maps.now.data(), maps.still.data(), maps.quietFor.data(), maps.movingFor.data(),
-                      maps.movedBefore.data()};
-  trackCells(motion, maps.now.size(), dark_ ? movedLevelInTheDark + noise_ : movedLevel + 4 * noise_);
+  trackCells(maps, dark_ ? movedLevelInTheDark + noise_ : movedLevel + 4 * noise_);
 }
 
 void MotionGate::compare() {
   Maps& maps = maps_[0];
-  flagChanges(maps.now.data(), maps.seenFine.data(), maps.now.size(), allowedChange(), dark_,
-              maps.changed.data());
+  flagChanged(maps.seenFine, maps.changed);
   for (std::size_t i = 0; i < maps.now.size(); ++i) {
     const bool lasts = maps.quietFor[i] <= habitPause && maps.movingFor[i] >= habitLasts;
     const bool again = maps.movedBefore[i] < habitMemory;
@@ -318,7 +294,7 @@ double MotionGate::movedShare(const Region& region) const {
 bool MotionGate::takeWhole(bool wanted) {
   Maps& maps = maps_[0];
   Bytes& flags = maps.changedWhole;
-  flagChanges(maps.now.data(), maps.seenWhole.data(), maps.now.size(), allowedChange(), dark_, flags.data());
+  flagChanged(maps.seenWhole, flags);
   const int changed = count(flags, {});
   int news = 0;
   for (std::size_t i = 0; i < flags.size(); ++i) news += flags[i] & ~maps.habit[i];
@@ -386,19 +362,20 @@ std::optional<Tile> MotionGate::takeTile() {
   }
   if (!best) return std::nullopt;
   Scan& scan = scans_[*best];
-  const bool news = scan.count > 0 && count(maps_[0].news, areaOf(tiles[*best])) >= changedCells;
-  if (news) {
+  const Area area = areaOf(tiles[*best]);
+  const bool seen = scan.count > 0;
+  scan.timestampMs = nowMs_;
+  if (seen && count(maps_[0].news, area) >= changedCells) {
     if (const auto small = smallTile()) {
-      scan.timestampMs = nowMs_;
       take(areaOf(*small));
       return small;
     }
     scan.count = 0;
-  } else if (scan.count > 0 && count(maps_[0].changed, areaOf(tiles[*best])) >= changedCells) {
+  } else if (seen && count(maps_[0].changed, area) >= changedCells) {
     userScanMs_ = nowMs_;
   }
-  scan = {scan.count + 1, nowMs_};
-  take(areaOf(tiles[*best]));
+  ++scan.count;
+  take(area);
   return tiles[*best];
 }
 

@@ -107,7 +107,8 @@ class MotionGate {
   void findUser(const std::optional<Region>& user);
   void trackMotion();
   void compare();
-  [[nodiscard]] int allowedChange() const;
+  void flagChanged(const Bytes& seen, Bytes& changed) const;
+  static void trackCells(Maps& maps, int most);
   [[nodiscard]] static Area areaOf(const Tile& tile);
   [[nodiscard]] Area areaOf(const Region& region) const;
   /// How many cells moved in the last frames, so many of them.
