@@ -21,7 +21,8 @@ namespace {
 
 using namespace vision;
 
-constexpr std::array sizes{InputSize{160, 192}, InputSize{Tile::height, Tile::width}, InputSize{96, 96}};
+constexpr std::array sizes{InputSize{160, 192}, InputSize{Tile::fullHeight, Tile::fullWidth},
+                           InputSize{96, 96}};
 constexpr const char* sizeNames[] = {"whole frame", "tile", "close look"};
 
 const Models& models() {

@@ -39,8 +39,7 @@ Point middle(const Vector3& a, const Vector3& b) {
 }
 
 constexpr InputSize coarseSize{160, 192};
-constexpr InputSize fineSize{Tile::height, Tile::width};
-constexpr InputSize smallSize{Tile::smallSide, Tile::smallSide};
+constexpr InputSize fineSize{Tile::fullHeight, Tile::fullWidth};
 // A candidate is worth a closer look from here: what is small, and in a scan at full resolution, much sooner
 // than what the coarse pass sees, as a close look adds little to that.
 constexpr double coarseCandidateScore = 0.3;
@@ -53,8 +52,7 @@ constexpr double coarseToFine = 1.15 / 1.24;
 constexpr double tightness = 0.87;
 
 std::vector<std::unique_ptr<NetworkRunner>> prepare(InferenceEngine& engine, const Models& models) {
-  auto runners =
-      engine.prepare(models.detection, std::array{coarseSize, fineSize, smallSize, FaceTracker::inputSize});
+  auto runners = engine.prepare(models.detection, std::array{coarseSize, fineSize, FaceTracker::inputSize});
   for (auto& runner : engine.prepare(models.mesh, std::array{InputSize{meshSide, meshSide}})) {
     runners.push_back(std::move(runner));
   }
@@ -72,9 +70,7 @@ Region wholeFrame(const Frame& frame, InputSize size) {
 
 Region tileRegion(const Frame& frame, const Tile& tile) {
   const double scale = fieldScale(frame);
-  const double width = tile.small ? Tile::smallSide : Tile::width;
-  const double height = tile.small ? Tile::smallSide : Tile::height;
-  return {tile.x * scale, tile.y * scale, width * scale, height * scale};
+  return {tile.x * scale, tile.y * scale, tile.width * scale, tile.height * scale};
 }
 
 }  // namespace
@@ -145,9 +141,8 @@ DetectorPipeline::DetectorPipeline(const Models& models, MakeEngine makeEngine)
       runners_(prepare(*engine_, models)),
       coarse_(std::move(runners_[0]), coarseSize, sampler_),
       fine_(std::move(runners_[1]), fineSize, sampler_),
-      small_(std::move(runners_[2]), smallSize, sampler_),
-      tracker_(FaceSearch(std::move(runners_[3]), FaceTracker::inputSize, sampler_)),
-      reader_(MeshFinder(std::move(runners_[4]), models.face.points.size()), models.face) {
+      tracker_(FaceSearch(std::move(runners_[2]), FaceTracker::inputSize, sampler_)),
+      reader_(MeshFinder(std::move(runners_[3]), models.face.points.size()), models.face) {
   candidates_.reserve(maxCandidates);
 }
 
@@ -198,7 +193,7 @@ void DetectorPipeline::scan(const Frame& frame) {
     for (Candidate& candidate : candidates_) candidate.box = scaledAboutCentre(candidate.box, coarseToFine);
   }
   if (const auto tile = gate_.takeTile()) {
-    (tile->small ? small_ : fine_).find(frame, tileRegion(frame, *tile), fineCandidateScore, candidates_);
+    fine_.find(frame, tileRegion(frame, *tile), fineCandidateScore, candidates_);
   }
   suppressOverlaps(candidates_);
 }

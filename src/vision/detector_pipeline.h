@@ -85,7 +85,7 @@ class DetectorPipeline {
   [[nodiscard]] const std::optional<FaceReading>& primary() const { return primary_; }
 
   /// Whether something of the frames so far is still to be looked at.
-  [[nodiscard]] bool hasBacklog() const { return tracker_.hasBacklog(); }
+  [[nodiscard]] bool hasBacklog() const { return tracker_.hasBacklog() || gate_.hasBacklog(); }
 
   void restart();
 
@@ -104,7 +104,6 @@ class DetectorPipeline {
   std::vector<std::unique_ptr<NetworkRunner>> runners_;
   FaceSearch coarse_;
   FaceSearch fine_;
-  FaceSearch small_;
   FaceTracker tracker_;
   PrimaryFaceReader reader_;
   MotionGate gate_;

@@ -30,9 +30,6 @@ constexpr double roomByZoom = 0.8;
 constexpr std::size_t bestLooks = 3;
 constexpr double enterScore = 0.5;
 constexpr double enterScoreInTheDark = 0.43;
-// A wide face is seen well, and must be surer: dogs and shields are wide.
-constexpr double wideFace = 55;
-constexpr double wideScore = 0.1;
 // As sure as this, one look is enough.
 constexpr double enterScoreAtOnce = 0.65;
 constexpr double stayScore = 0.40;
@@ -56,7 +53,7 @@ constexpr std::size_t maxFaces = 64;
 constexpr std::size_t alwaysLooked = 4;
 constexpr std::size_t lookedInTurns = 4;
 constexpr std::size_t newLooks = 5;
-constexpr std::size_t newLooksWhenBusy = 2;
+constexpr std::size_t looksWhenBusy = 2;  // of each of them, while everything moves
 constexpr std::size_t maxSuspects = 128;
 
 /// The width of the smallest faces is read with an error of a tenth, and a face that is read too narrow does
@@ -130,13 +127,15 @@ void FaceTracker::lookAgain(const Frame& frame, TrackedFace& tracked, const Moti
 
 void FaceTracker::follow(const Frame& frame, const MotionGate& gate, std::int64_t timestampMs) {
   std::size_t looked = 0;
-  for (; looked < std::min(alwaysLooked, faces_.size()); ++looked)
+  const std::size_t always = gate.isBusy() ? looksWhenBusy : alwaysLooked;
+  const std::size_t inTurns = gate.isBusy() ? looksWhenBusy : lookedInTurns;
+  for (; looked < std::min(always, faces_.size()); ++looked)
     lookAgain(frame, faces_[looked], gate, timestampMs);
   const std::size_t others = faces_.size() - looked;
-  for (std::size_t i = 0; i < std::min(lookedInTurns, others); ++i) {
+  for (std::size_t i = 0; i < std::min(inTurns, others); ++i) {
     lookAgain(frame, faces_[looked + (turn_ + i) % others], gate, timestampMs);
   }
-  turn_ += lookedInTurns;
+  turn_ += inTurns;
   tidy(gate);
 }
 
@@ -203,8 +202,7 @@ bool FaceTracker::lookAtSuspect(const Frame& frame, Suspect& suspect, std::int64
     std::sort(looks.begin(), looks.end(), std::greater<>());
     return std::accumulate(looks.begin(), looks.begin() + bestLooks, 0.0) / bestLooks;
   };
-  const bool wide = suspect.candidate.box.width > wideFace * fieldScale(frame);
-  const double needed = (dark ? enterScoreInTheDark : enterScore) + (wide ? wideScore : 0);
+  const double needed = dark ? enterScoreInTheDark : enterScore;
   if (suspect.scans == 1) {
     // No more looks where even the best could not make it sure.
     std::array<double, zooms> hoped = suspect.looks;
@@ -243,7 +241,7 @@ void FaceTracker::confirm(const Frame& frame, const MotionGate& gate, std::int64
   }
   std::sort(suspects_.begin(), suspects_.end(),
             [](const Suspect& a, const Suspect& b) { return a.candidate.score > b.candidate.score; });
-  std::size_t left = gate.isBusy() ? newLooksWhenBusy : newLooks;
+  std::size_t left = gate.isBusy() ? looksWhenBusy : newLooks;
   for (std::size_t i = 0; i < suspects_.size() && left > 0;) {
     Suspect& known = suspects_[i];
     bool done = isKnown(known.candidate);

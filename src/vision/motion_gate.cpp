@@ -51,6 +51,10 @@ constexpr std::int64_t anyRescanUserMs = 900;
 // waits for its turn.
 constexpr std::int64_t movedUrgency = 8;
 constexpr std::int64_t unseenUrgency = 4;
+// As if it had waited so long in ms, and after so many quiet frames.
+constexpr std::int64_t enlargedUrgency = 1000;
+constexpr int enlargedAfter = 5;
+constexpr std::int64_t enlargedAgainMs = 20'000;
 
 SENTREL_CLONES void addBytes(const std::uint8_t* __restrict line, std::size_t count,
                              std::uint16_t* __restrict sums) {
@@ -136,13 +140,11 @@ MotionGate::Area MotionGate::areaOf(const Tile& tile) {
   constexpr int rim = 16;
   const auto from = [](int low) { return (low > 0 ? low + rim : 0) / cell; };
   const auto to = [](int high, int side) { return (high < side ? high - rim : side) / cell; };
-  const int width = tile.small ? Tile::smallSide : Tile::width;
-  const int height = tile.small ? Tile::smallSide : Tile::height;
   Area area;
   area.left = from(tile.x);
   area.top = from(tile.y);
-  area.width = to(tile.x + width, fieldWidth) - area.left;
-  area.height = to(tile.y + height, fieldHeight) - area.top;
+  area.width = to(tile.x + tile.width, fieldWidth) - area.left;
+  area.height = to(tile.y + tile.height, fieldHeight) - area.top;
   return area;
 }
 
@@ -241,8 +243,8 @@ void MotionGate::compare() {
     // What was news once stays so until it is scanned, whatever becomes a habit.
     maps.news[i] = maps.changed[i] != 0 && (maps.news[i] != 0 || !habit) ? 1 : 0;
   }
-  const bool news = count(maps.news, {}) >= changedCells;
-  newsInARow_ = std::clamp(newsInARow_ + (news ? 1 : -2), 0, 2 * busyFrames);
+  hasNews_ = count(maps.news, {}) >= changedCells;
+  newsInARow_ = std::clamp(newsInARow_ + (hasNews_ ? 1 : -2), 0, 2 * busyFrames);
 }
 
 void MotionGate::observe(const Frame& frame, std::int64_t timestampMs, const std::optional<Region>& user) {
@@ -307,8 +309,29 @@ bool MotionGate::takeWhole(bool wanted) {
   return true;
 }
 
+bool MotionGate::hasBacklog() const {
+  return std::ranges::any_of(scans_, [](const Scan& scan) { return scan.count == 0; });
+}
+
+bool MotionGate::needsEnlarging(std::size_t tile) const {
+  // Once, when what moved there has been quiet for a while; the user, who never is, does not count.
+  const std::size_t since = frames_ - scans_[tile].frame;
+  int moved = 0;
+  int moving = 0;
+  forEachRow(areaOf(tiles[tile]), [&](std::size_t first, std::size_t end) {
+    for (std::size_t i = first; i < end; ++i) {
+      if (maps_[0].user[i] != 0) continue;
+      moved += maps_[0].quietFor[i] < since ? 1 : 0;
+      moving += maps_[0].quietFor[i] < enlargedAfter ? 1 : 0;
+    }
+  });
+  if (moving >= fewMovedCells) return false;
+  return scans_[tile].count == 0 || (moved >= changedCells && age(scans_[tile]) >= enlargedAgainMs);
+}
+
 std::int64_t MotionGate::urgency(std::size_t tile) const {
   const Scan& scan = scans_[tile];
+  if (tile >= fullTiles) return !hasNews_ && needsEnlarging(tile) ? enlargedUrgency : 0;
   if (scan.count == 0) return unseenUrgency * (nowMs_ - *beganMs_ + 1);
   const Area area = areaOf(tiles[tile]);
   if (count(maps_[0].news, area) >= changedCells) return movedUrgency * age(scan);
@@ -317,28 +340,6 @@ std::int64_t MotionGate::urgency(std::size_t tile) const {
   const bool userMoved = age(scan) >= rescanUserMs && std::abs(nowMs_ - userScanMs_) >= anyRescanUserMs &&
                          count(maps_[0].changed, area) >= changedCells;
   return due || userMoved ? age(scan) : 0;
-}
-
-std::optional<Tile> MotionGate::smallTile() const {
-  Area box{columns, rows, 0, 0};
-  int right = 0;
-  int bottom = 0;
-  for (int row = 0; row < rows; ++row) {
-    for (int column = 0; column < columns; ++column) {
-      if (maps_[0].news[static_cast<std::size_t>(row) * columns + static_cast<std::size_t>(column)] == 0)
-        continue;
-      box.left = std::min(box.left, column);
-      box.top = std::min(box.top, row);
-      right = std::max(right, column + 1);
-      bottom = std::max(bottom, row + 1);
-    }
-  }
-  constexpr int most = (Tile::smallSide - 2 * 16) / cell;
-  if (right - box.left > most || bottom - box.top > most) return std::nullopt;
-  const auto centred = [](int low, int high, int side) {
-    return std::clamp((low + high) * cell / 2 - Tile::smallSide / 2, 0, side - Tile::smallSide);
-  };
-  return Tile{centred(box.left, right, fieldWidth), centred(box.top, bottom, fieldHeight), true};
 }
 
 void MotionGate::take(const Area& area) {
@@ -365,11 +366,12 @@ std::optional<Tile> MotionGate::takeTile() {
   const Area area = areaOf(tiles[*best]);
   const bool seen = scan.count > 0;
   scan.timestampMs = nowMs_;
+  scan.frame = frames_;
+  if (*best >= fullTiles) {
+    scan.count = 1;
+    return tiles[*best];
+  }
   if (seen && count(maps_[0].news, area) >= changedCells) {
-    if (const auto small = smallTile()) {
-      take(areaOf(*small));
-      return small;
-    }
     scan.count = 0;
   } else if (seen && count(maps_[0].changed, area) >= changedCells) {
     userScanMs_ = nowMs_;

@@ -14,19 +14,28 @@ namespace sentrel::vision {
 /// The piece of a frame that a fine scan looks at, on a field of 640 x 480 that is laid over frames of any
 /// size.
 struct Tile {
-  static constexpr int width = 256;
-  static constexpr int height = 224;
-  /// Of the small piece that is enough where little has moved.
-  static constexpr int smallSide = 128;
-
   int x = 0;
   int y = 0;
-  bool small = false;
+  int width = fullWidth;
+  int height = fullHeight;
+
+  static constexpr int fullWidth = 256;
+  static constexpr int fullHeight = 224;
 };
 
-/// Three by three tiles that overlap by the width of the largest face that only they can find.
-inline constexpr std::array<Tile, 9> tiles{
-    {{0, 0}, {192, 0}, {384, 0}, {0, 128}, {192, 128}, {384, 128}, {0, 256}, {192, 256}, {384, 256}}};
+/// Three by three tiles that overlap by the width of the largest face that only they can find, then five by
+/// four that are enlarged by half, for faces that are too small for the others.
+inline constexpr std::size_t fullTiles = 9;
+inline constexpr std::array<Tile, fullTiles + 20> tiles = [] {
+  std::array<Tile, fullTiles + 20> all;
+  for (int i = 0; i < 9; ++i) all[static_cast<std::size_t>(i)] = {i % 3 * 192, i / 3 * 128};
+  constexpr int width = Tile::fullWidth * 2 / 3;
+  constexpr int height = Tile::fullHeight * 2 / 3;
+  for (int i = 0; i < 20; ++i)
+    all[fullTiles + static_cast<std::size_t>(i)] = {i % 5 * (640 - width) / 4, i / 5 * (480 - height) / 3,
+                                                    width, height};
+  return all;
+}();
 
 /// How many of the frame's pixels one unit of the field is.
 [[nodiscard]] double fieldScale(const Frame& frame);
@@ -62,6 +71,9 @@ class MotionGate {
   /// Whether there is news in frame after frame, so that scans must take turns.
   [[nodiscard]] bool isBusy() const { return newsInARow_ >= busyFrames; }
 
+  /// Whether some place was never scanned in one of the ways.
+  [[nodiscard]] bool hasBacklog() const;
+
   /// Everything counts as never scanned, and what was seen is overwritten.
   void restart();
 
@@ -94,6 +106,7 @@ class MotionGate {
   struct Scan {
     int count = 0;  // since there was news
     std::int64_t timestampMs = 0;
+    std::size_t frame = 0;
   };
   /// A part of the thumbnail, in cells.
   struct Area {
@@ -116,7 +129,7 @@ class MotionGate {
   [[nodiscard]] int count(const Bytes& flags, const Area& area) const;
   [[nodiscard]] std::int64_t age(const Scan& scan) const;
   [[nodiscard]] std::int64_t urgency(std::size_t tile) const;
-  [[nodiscard]] std::optional<Tile> smallTile() const;
+  [[nodiscard]] bool needsEnlarging(std::size_t tile) const;
   void take(const Area& area);
   template <class Visit>
   static void forEachRow(const Area& area, Visit visit);
@@ -132,6 +145,7 @@ class MotionGate {
   std::array<Scan, tiles.size()> scans_;
   Scan whole_;
   std::int64_t userScanMs_ = 0;  // the last that only the user's motion asked for
+  bool hasNews_ = false;
   int newsInARow_ = 0;
   bool tookWhole_ = false;  // for the last frame, not because it was wanted
 };

@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "vision/detector_pipeline.h"
+
+#include <gtest/gtest.h>
+
+#include <QPainter>
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <random>
+
+#include "stage/pictures.h"
+
+namespace sentrel::vision {
+namespace {
+
+using test::PortraitScene;
+using test::toFrame;
+
+/// The real back end, which counts the values that its networks are given: what they cost.
+class CountingRunner final : public NetworkRunner {
+ public:
+  static inline double values = 0;
+
+  explicit CountingRunner(std::unique_ptr<NetworkRunner> real) : real_(std::move(real)) {}
+  std::span<float> input() override { return real_->input(); }
+  bool run() override {
+    values += static_cast<double>(real_->input().size());
+    return real_->run();
+  }
+  [[nodiscard]] std::size_t outputCount() const override { return real_->outputCount(); }
+  [[nodiscard]] std::span<const float> output(std::size_t index) const override {
+    return real_->output(index);
+  }
+
+ private:
+  std::unique_ptr<NetworkRunner> real_;
+};
+
+class CountingEngine final : public InferenceEngine {
+ public:
+  std::vector<std::unique_ptr<NetworkRunner>> prepare(const Network& network,
+                                                      std::span<const InputSize> sizes) override {
+    auto runners = real_->prepare(network, sizes);
+    for (auto& runner : runners) runner = std::make_unique<CountingRunner>(std::move(runner));
+    return runners;
+  }
+
+ private:
+  std::unique_ptr<InferenceEngine> real_ = makeInferenceEngine();
+};
+
+class DetectorPipelineTest : public ::testing::Test {
+ protected:
+  /// Shows a picture with a camera's noise for some frames; what they cost, in passes over the whole frame.
+  double show(const QImage& picture, int frames) {
+    constexpr double wholeFrame = 192.0 * 160 * 3;
+    CountingRunner::values = 0;
+    std::normal_distribution<double> noise(0, 2);
+    for (int i = 0; i < frames; ++i) {
+      const auto frame = toFrame(picture);
+      std::for_each_n(frame->data(), 640 * 480 * 4, [&](std::uint8_t& value) {
+        value = static_cast<std::uint8_t>(std::clamp(value + noise(random_), 0.0, 255.0));
+      });
+      pipeline_.analyse(*frame, now_ += 100);
+    }
+    return CountingRunner::values / wholeFrame;
+  }
+
+  static const PortraitScene& scene() {
+    static const PortraitScene scene;
+    return scene;
+  }
+
+  std::mt19937 random_{1};
+  std::int64_t now_ = 0;
+  DetectorPipeline pipeline_{
+      readModels(test::modelFolderPath().toStdString()),
+      []() -> std::unique_ptr<InferenceEngine> { return std::make_unique<CountingEngine>(); }};
+};
+
+TEST_F(DetectorPipelineTest, looksLittleAtWhatStandsStill) {
+  const QImage still = scene().frame({});
+  show(still, 120);
+  const double still5s = show(still, 50);
+  EXPECT_LT(still5s, 5 * 5.0);
+  ASSERT_EQ(pipeline_.faces().size(), 1U);
+  EXPECT_TRUE(pipeline_.primary() && pipeline_.primary()->detail);
+  // Whoever comes is seen in the same frame all the same, and who goes is gone.
+  show(scene().frame({0, test::SecondFace{520, 110, 50}}), 1);
+  EXPECT_EQ(pipeline_.faces().size(), 2U);
+  show(still, 4);
+  EXPECT_EQ(pipeline_.faces().size(), 1U);
+  QImage nobody(640, 480, QImage::Format_RGB32);
+  nobody.fill(Qt::darkGray);
+  show(nobody, 5);
+  EXPECT_TRUE(pipeline_.faces().empty());
+  EXPECT_FALSE(pipeline_.primary());
+}
+
+TEST_F(DetectorPipelineTest, followsTheUserWithoutCloseLooks) {
+  const QImage picture = scene().frame({});
+  const QRectF box = scene().faceBox();
+  show(picture, 30);
+  for (int x = 0; x <= 40; x += 4) {
+    QImage moved(640, 480, QImage::Format_RGB32);
+    moved.fill(Qt::black);
+    QPainter(&moved).drawImage(x, 0, picture);
+    show(moved, 1);
+    ASSERT_EQ(pipeline_.faces().size(), 1U) << x;
+    const Region face = DetectorPipeline::tightBox(pipeline_.faces().front().face);
+    EXPECT_NEAR(face.x + face.width / 2, box.center().x() + x, 0.06 * box.width()) << x;
+    EXPECT_NEAR(face.width, box.width(), 0.15 * box.width()) << x;
+  }
+}
+
+// What is a face to some of the looks only: nothing may come of a pattern that is never the same.
+TEST_F(DetectorPipelineTest, bearsAPatternThatMovesAndKeepsTheUser) {
+  const QImage user = scene().frame({});
+  show(user, 20);
+  const QRectF box = scene().faceBox();
+  const QImage tile = user.copy(box.adjusted(-20, -20, 20, 20).toRect()).scaled(22, 26);
+  double cost = 0;
+  for (int frame = 0; frame < 40; ++frame) {
+    QImage pattern(640, 480, QImage::Format_RGB32);
+    QPainter painter(&pattern);
+    for (int y = -26; y < 480; y += 26) {
+      for (int x = -22; x < 640; x += 22) painter.drawImage(x + frame * 5 % 22, y + frame * 7 % 26, tile);
+    }
+    const QRect kept = box.adjusted(-60, -80, 60, 120).toRect();
+    painter.drawImage(kept.topLeft(), user.copy(kept));
+    painter.end();
+    const double spent = show(pattern, 1);
+    if (frame >= 20) cost += spent;
+    ASSERT_FALSE(pipeline_.faces().empty());
+    const Region face = DetectorPipeline::tightBox(pipeline_.faces().front().face);
+    EXPECT_NEAR(face.x + face.width / 2, box.center().x(), 0.1 * box.width()) << frame;
+  }
+  EXPECT_LT(cost, 2 * 40) << "in two seconds";
+}
+
+}  // namespace
+}  // namespace sentrel::vision
