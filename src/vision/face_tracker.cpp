@@ -29,7 +29,7 @@ constexpr double roomByZoom = 0.8;
 // A suspect is sure by the mean of what scans say and of the best looks.
 constexpr std::size_t bestLooks = 3;
 constexpr double enterScore = 0.5;
-constexpr double enterScoreInTheDark = 0.43;
+constexpr double enterScoreInTheDark = 0.47;
 // As sure as this, one look is enough.
 constexpr double enterScoreAtOnce = 0.65;
 constexpr double stayScore = 0.40;

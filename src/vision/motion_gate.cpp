@@ -52,7 +52,7 @@ constexpr std::int64_t anyRescanUserMs = 900;
 constexpr std::int64_t movedUrgency = 8;
 constexpr std::int64_t unseenUrgency = 4;
 // As if it had waited so long in ms, and after so many quiet frames.
-constexpr std::int64_t enlargedUrgency = 1000;
+constexpr std::int64_t enlargedUrgency = 3000;
 constexpr int enlargedAfter = 5;
 constexpr std::int64_t enlargedAgainMs = 20'000;
 
@@ -331,7 +331,10 @@ bool MotionGate::needsEnlarging(std::size_t tile) const {
 
 std::int64_t MotionGate::urgency(std::size_t tile) const {
   const Scan& scan = scans_[tile];
-  if (tile >= fullTiles) return !hasNews_ && needsEnlarging(tile) ? enlargedUrgency : 0;
+  if (tile >= fullTiles) {
+    const bool turn = tile == fullTiles + frames_ % (tiles.size() - fullTiles);  // one a frame is enough
+    return turn && !hasNews_ && needsEnlarging(tile) ? enlargedUrgency : 0;
+  }
   if (scan.count == 0) return unseenUrgency * (nowMs_ - *beganMs_ + 1);
   const Area area = areaOf(tiles[tile]);
   if (count(maps_[0].news, area) >= changedCells) return movedUrgency * age(scan);
