@@ -243,7 +243,7 @@ class Measurement {
   void run() {
     print("reference_ms", referenceMs());
     measureStarts();
-    pause(5);
+    pause(15);  // until everything was looked at
     {
       const Usage still = measured();
       printCost("still", still);
