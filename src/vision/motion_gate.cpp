@@ -46,7 +46,7 @@ constexpr std::int64_t rescanWholeMs = 2000;
 // How often the motion of the user alone is a reason for a scan: of the same place, of any tile, of the
 // whole.
 constexpr std::int64_t rescanUserMs = 1000;
-constexpr std::int64_t anyRescanUserMs = 900;
+constexpr std::int64_t anyRescanUserMs = 600;
 // How much sooner a tile is scanned in which something moves, or which was never scanned, than one that only
 // waits for its turn.
 constexpr std::int64_t movedUrgency = 8;
