@@ -75,8 +75,8 @@ Region tileRegion(const Frame& frame, const Tile& tile) {
 
 }  // namespace
 
-PrimaryFaceReader::PrimaryFaceReader(MeshFinder finder, CanonicalFace canonical)
-    : finder_(std::move(finder)), canonical_(std::move(canonical)) {
+PrimaryFaceReader::PrimaryFaceReader(MeshFinder& finder, CanonicalFace canonical)
+    : finder_(&finder), canonical_(std::move(canonical)) {
   mesh_.points.reserve(canonical_.points.size());
 }
 
@@ -89,8 +89,8 @@ void PrimaryFaceReader::restart() {
 bool PrimaryFaceReader::findMesh(const Frame& frame, const Candidate& face, bool sameFace) {
   // A mesh that slid off the face onto something else must not be believed.
   const auto onFace = [&] { return intersectionOverUnion(boundingBox(mesh_), face.box) > sameFaceOverlap; };
-  if (sameFace && hasMesh_ && finder_.find(frame, meshRegion(mesh_), mesh_) && onFace()) return true;
-  return finder_.find(frame, meshRegion(face), mesh_) && onFace();
+  if (sameFace && hasMesh_ && finder_->find(frame, meshRegion(mesh_), mesh_) && onFace()) return true;
+  return finder_->find(frame, meshRegion(face), mesh_) && onFace();
 }
 
 std::optional<FaceReading> PrimaryFaceReader::readMesh() {
@@ -106,7 +106,7 @@ std::optional<FaceReading> PrimaryFaceReader::readMesh() {
 std::optional<FaceReading> PrimaryFaceReader::follow(const Frame& frame, Candidate& face) {
   if (!hasMesh_) return std::nullopt;
   const Region before = boundingBox(mesh_);
-  hasMesh_ = finder_.find(frame, meshRegion(mesh_), mesh_) &&
+  hasMesh_ = finder_->find(frame, meshRegion(mesh_), mesh_) &&
              intersectionOverUnion(boundingBox(mesh_), face.box) > sameFaceOverlap;
   if (!hasMesh_) return std::nullopt;
   const auto reading = readMesh();
@@ -141,8 +141,9 @@ DetectorPipeline::DetectorPipeline(const Models& models, MakeEngine makeEngine)
       runners_(prepare(*engine_, models)),
       coarse_(std::move(runners_[0]), coarseSize, sampler_),
       fine_(std::move(runners_[1]), fineSize, sampler_),
-      tracker_(FaceSearch(std::move(runners_[2]), FaceTracker::inputSize, sampler_)),
-      reader_(MeshFinder(std::move(runners_[3]), models.face.points.size()), models.face) {
+      mesh_(std::move(runners_[3]), models.face.points.size()),
+      tracker_(FaceSearch(std::move(runners_[2]), FaceTracker::inputSize, sampler_), mesh_),
+      reader_(mesh_, models.face) {
   candidates_.reserve(maxCandidates);
 }
 

@@ -37,7 +37,7 @@ struct FaceReading {
 /// One thread.
 class PrimaryFaceReader {
  public:
-  PrimaryFaceReader(MeshFinder finder, CanonicalFace canonical);
+  PrimaryFaceReader(MeshFinder& finder, CanonicalFace canonical);
 
   /// Reads a face that a close look saw in this frame.
   [[nodiscard]] FaceReading read(const Frame& frame, const Candidate& face);
@@ -52,7 +52,7 @@ class PrimaryFaceReader {
   [[nodiscard]] bool findMesh(const Frame& frame, const Candidate& face, bool sameFace);
   [[nodiscard]] std::optional<FaceReading> readMesh();
 
-  MeshFinder finder_;
+  MeshFinder* finder_;
   CanonicalFace canonical_;
   FaceMesh mesh_;
   bool hasMesh_ = false;
@@ -104,6 +104,7 @@ class DetectorPipeline {
   std::vector<std::unique_ptr<NetworkRunner>> runners_;
   FaceSearch coarse_;
   FaceSearch fine_;
+  MeshFinder mesh_;
   FaceTracker tracker_;
   PrimaryFaceReader reader_;
   MotionGate gate_;

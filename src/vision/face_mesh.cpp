@@ -14,7 +14,7 @@ namespace {
 
 constexpr ValueRange inputRange{0.0F, 1.0F};
 constexpr double regionPerFace = 1.5;
-// The network's own logit for "a face is here", at one half.
+// At one half.
 constexpr float acceptedScore = 0;
 
 double tilt(const Point& from, const Point& to) {
@@ -34,11 +34,15 @@ MeshFinder::MeshFinder(std::unique_ptr<NetworkRunner> runner, std::size_t pointC
   if (pointCount <= leftEyeInner) throw ModelError("the network gives too few points");
 }
 
-bool MeshFinder::find(const Frame& frame, const TurnedSquare& square, FaceMesh& mesh) {
-  if (!(square.side >= 1) || frame.empty()) return false;
+float MeshFinder::presence(const Frame& frame, const TurnedSquare& square) {
+  if (!(square.side >= 1) || frame.empty()) return std::numeric_limits<float>::lowest();
   RegionSampler::sample(frame, square, meshSide, inputRange, runner_->input());
   if (!runner_->run()) throw InferenceFailure();
-  if (!(runner_->output(score_)[0] > acceptedScore)) return false;
+  return runner_->output(score_)[0];
+}
+
+bool MeshFinder::find(const Frame& frame, const TurnedSquare& square, FaceMesh& mesh) {
+  if (!(presence(frame, square) > acceptedScore)) return false;
   const auto values = runner_->output(points_);
   const double scale = square.side / meshSide;
   const double cosine = std::cos(square.angle) * scale;

@@ -40,6 +40,9 @@ class MeshFinder {
   /// has its room. Throws InferenceFailure.
   [[nodiscard]] bool find(const Frame& frame, const TurnedSquare& square, FaceMesh& mesh);
 
+  /// The network's own logit for "a face is inside the square". Throws InferenceFailure.
+  [[nodiscard]] float presence(const Frame& frame, const TurnedSquare& square);
+
  private:
   std::unique_ptr<NetworkRunner> runner_;
   std::size_t points_ = 0;

@@ -27,7 +27,7 @@ constexpr double roomPerFace = 1.2;
 constexpr double roomByZoom = 0.8;
 
 // A suspect is sure by the mean of what scans say and of the best looks.
-constexpr std::size_t bestLooks = 3;
+constexpr std::ptrdiff_t bestLooks = 3;
 constexpr double enterScore = 0.5;
 constexpr double enterScoreInTheDark = 0.47;
 // As sure as this, one look is enough.
@@ -41,6 +41,15 @@ constexpr std::int64_t forgetSuspectMs = 30'000;
 constexpr std::int64_t goneSuspectMs = 1000;  // where something moved since
 // A face that is seen by other means is looked at in this interval.
 constexpr std::int64_t carriedLookMs = 1000;
+// The best looks of a trial must score so high at a face, the higher the wider it is, as small ones are a
+// blur. Instead of that a face that is wide enough may have a mesh: users in bad light do, and dogs do not.
+constexpr std::size_t triesPerFrame = 2;
+constexpr std::size_t triesWhenBusy = 1;
+constexpr double smallFace = 16;
+constexpr double wideFace = 30;
+constexpr double passedSmall = 0.5;
+constexpr double passedWide = 0.64;
+constexpr float surePresence = 3.5;
 // Surroundings of a face, over its box, in which motion is a reason to look again.
 constexpr double surroundings = 1.3;
 
@@ -67,7 +76,14 @@ double generosity(double width) {
 
 }  // namespace
 
-FaceTracker::FaceTracker(FaceSearch search) : search_(std::move(search)) {
+double CloseLooks::best(double hoped) const {
+  auto sorted = scores;
+  std::fill(sorted.begin() + static_cast<std::ptrdiff_t>(made), sorted.end(), hoped);
+  std::sort(sorted.begin(), sorted.end(), std::greater<>());
+  return std::accumulate(sorted.begin(), sorted.begin() + bestLooks, 0.0) / bestLooks;
+}
+
+FaceTracker::FaceTracker(FaceSearch search, MeshFinder& mesh) : search_(std::move(search)), mesh_(&mesh) {
   seen_.reserve(maxSeen);
   faces_.reserve(maxFaces);
   suspects_.reserve(maxSuspects);
@@ -106,8 +122,28 @@ void FaceTracker::carry(const Candidate& face, std::int64_t timestampMs) {
   faces_.front().seenMs = timestampMs;
 }
 
+bool FaceTracker::passesTrial(const Frame& frame, TrackedFace& tracked, std::size_t tries) {
+  CloseLooks& trial = tracked.trial;
+  for (; tries > 0 && !trial.isComplete(); --tries, ++trial.made) {
+    const auto seen = lookClosely(frame, tracked.face.box, trial.made);
+    trial.scores[trial.made] = seen ? seen->score : 0;
+    if (seen && seen->score >= stayScore) tracked.face = *seen;
+  }
+  if (!trial.isComplete()) return true;
+  const double width = tracked.face.box.width / fieldScale(frame);
+  const double share = std::clamp((width - smallFace) / (wideFace - smallFace), 0.0, 1.0);
+  return trial.best() >= passedSmall + share * (passedWide - passedSmall) ||
+         (width >= wideFace && mesh_->presence(frame, meshRegion(tracked.face)) >= surePresence);
+}
+
 void FaceTracker::lookAgain(const Frame& frame, TrackedFace& tracked, const MotionGate& gate,
                             std::int64_t timestampMs) {
+  if (!tracked.trial.isComplete()) {
+    const bool passes = passesTrial(frame, tracked, gate.isBusy() ? triesWhenBusy : triesPerFrame);
+    tracked.misses = passes ? 0 : dropCalmAfter;
+    tracked.seenMs = tracked.lookedMs = timestampMs;
+    return;
+  }
   // Seen by other means, or as it was: a look now and then makes sure.
   const bool carried = tracked.seenMs == timestampMs;
   if ((carried || isCalm(tracked, gate)) &&
@@ -116,7 +152,7 @@ void FaceTracker::lookAgain(const Frame& frame, TrackedFace& tracked, const Moti
   const auto seen = lookClosely(frame, tracked.face.box, tracked.zoom);
   if (!seen || seen->score < stayScore) {
     ++tracked.misses;
-    tracked.zoom = (tracked.zoom + 1) % zooms;
+    tracked.zoom = (tracked.zoom + 1) % enlargements.size();
     return;
   }
   tracked.face = *seen;
@@ -146,7 +182,7 @@ bool FaceTracker::unsure() const {
 
 bool FaceTracker::hasBacklog() const {
   return std::any_of(suspects_.begin(), suspects_.end(),
-                     [](const Suspect& suspect) { return suspect.looked < zooms; });
+                     [](const Suspect& suspect) { return !suspect.looks.isComplete(); });
 }
 
 TrackedFace* FaceTracker::movedFrom(const Candidate& candidate) {
@@ -172,7 +208,7 @@ void FaceTracker::suspect(const Candidate& candidate, const MotionGate& gate, st
     return samePlace(candidate.box, known.candidate.box);
   });
   if (same == suspects_.end()) {
-    const Suspect fresh{candidate, candidate.score, 1, {}, 0, timestampMs};
+    const Suspect fresh{candidate, candidate.score, 1, {}, timestampMs};
     if (suspects_.size() < maxSuspects) {
       suspects_.push_back(fresh);
     } else if (suspects_.back().candidate.score < candidate.score) {
@@ -181,10 +217,10 @@ void FaceTracker::suspect(const Candidate& candidate, const MotionGate& gate, st
     return;
   }
   if (!gate.calmSince(candidate.box, same->checkedMs)) {
-    *same = {candidate, candidate.score, 1, {}, 0, timestampMs};
+    *same = {candidate, candidate.score, 1, {}, timestampMs};
     return;
   }
-  if (same->scans < mostScans) same->looked = 0;
+  if (same->scans < mostScans) same->looks = {};
   same->scanSum += candidate.score;
   ++same->scans;
   if (candidate.score > same->candidate.score) same->candidate = candidate;
@@ -192,39 +228,32 @@ void FaceTracker::suspect(const Candidate& candidate, const MotionGate& gate, st
 }
 
 bool FaceTracker::lookAtSuspect(const Frame& frame, Suspect& suspect, std::int64_t timestampMs, bool dark) {
-  const std::size_t zoom = suspect.looked++;
+  CloseLooks& looks = suspect.looks;
+  const std::size_t zoom = looks.made++;
   const auto seen = lookClosely(frame, suspect.candidate.box, zoom);
-  suspect.looks[zoom] = seen ? seen->score : 0;
+  looks.scores[zoom] = seen ? seen->score : 0;
   const double scans = suspect.scanSum / suspect.scans;
   const double scansShare = dark ? 2.0 / 3 : 0.5;
   const auto sureness = [&](double look) { return scansShare * scans + (1 - scansShare) * look; };
-  const auto best = [](std::array<double, zooms> looks) {
-    std::sort(looks.begin(), looks.end(), std::greater<>());
-    return std::accumulate(looks.begin(), looks.begin() + bestLooks, 0.0) / bestLooks;
-  };
   const double needed = dark ? enterScoreInTheDark : enterScore;
-  if (suspect.scans == 1) {
-    // No more looks where even the best could not make it sure.
-    std::array<double, zooms> hoped = suspect.looks;
-    std::fill(hoped.begin() + static_cast<std::ptrdiff_t>(suspect.looked), hoped.end(), bestLook);
-    if (sureness(best(hoped)) < needed) suspect.looked = zooms;
-  }
-  const bool sure = sureness(best(suspect.looks)) >= needed ||
-                    (zoom == 0 && sureness(suspect.looks[0]) >= enterScoreAtOnce);
-  if (!sure || !seen) return false;
-  enter(*seen, zoom, timestampMs);
+  // No more looks where even the best could not make it sure.
+  if (suspect.scans == 1 && sureness(looks.best(bestLook)) < needed) looks.made = looks.scores.size();
+  const bool sureAtOnce = zoom == 0 && sureness(looks.scores[0]) >= enterScoreAtOnce;
+  if (!seen || (!sureAtOnce && sureness(looks.best()) < needed)) return false;
+  enter({0, *seen, 0, zoom, timestampMs, timestampMs, {}});
   return true;
 }
 
-void FaceTracker::enter(const Candidate& face, std::size_t zoom, std::int64_t timestampMs) {
-  if (TrackedFace* moved = movedFrom(face)) {
+void FaceTracker::enter(const TrackedFace& entering) {
+  if (TrackedFace* moved = movedFrom(entering.face)) {
     // A face that moved faster than its look could follow.
-    moved->face = face;
-    moved->misses = 0;
-    moved->zoom = zoom;
-    moved->seenMs = moved->lookedMs = timestampMs;
+    const std::uint64_t id = moved->id;
+    *moved = entering;
+    moved->id = id;
+    moved->trial.made = moved->trial.scores.size();
   } else if (faces_.size() < maxFaces) {
-    faces_.push_back({++lastId_, face, 0, zoom, timestampMs, timestampMs});
+    faces_.push_back(entering);
+    faces_.back().id = ++lastId_;
   }
 }
 
@@ -245,7 +274,7 @@ void FaceTracker::confirm(const Frame& frame, const MotionGate& gate, std::int64
   for (std::size_t i = 0; i < suspects_.size() && left > 0;) {
     Suspect& known = suspects_[i];
     bool done = isKnown(known.candidate);
-    for (; !done && left > 0 && known.looked < zooms; --left)
+    for (; !done && left > 0 && !known.looks.isComplete(); --left)
       done = lookAtSuspect(frame, known, timestampMs, dark);
     if (done) {
       suspects_.erase(suspects_.begin() + static_cast<std::ptrdiff_t>(i));

@@ -8,10 +8,21 @@
 #include <vector>
 
 #include "support/frame.h"
+#include "vision/face_mesh.h"
 #include "vision/face_search.h"
 #include "vision/motion_gate.h"
 
 namespace sentrel::vision {
+
+/// The scores of close looks at one place, by how far they enlarge.
+struct CloseLooks {
+  std::array<double, 5> scores{};
+  std::size_t made = 0;
+
+  [[nodiscard]] bool isComplete() const { return made == scores.size(); }
+  /// The mean of the best three, where those that were not made yet would score `hoped`.
+  [[nodiscard]] double best(double hoped = 0) const;
+};
 
 /// A confirmed face. `face.box` is as the last close look saw it, wider than the face's tight box.
 struct TrackedFace {
@@ -21,6 +32,7 @@ struct TrackedFace {
   std::size_t zoom = 0;       ///< of the close look that sees it well
   std::int64_t seenMs = 0;    ///< when it was last seen, by a look or by whoever called `carry`
   std::int64_t lookedMs = 0;  ///< when a close look last saw it
+  CloseLooks trial;           ///< the looks after it was confirmed, which it must pass to stay
 };
 
 /// Keeps the list of confirmed faces. It looks closely at single places: at a square about a box, enlarged as
@@ -30,16 +42,20 @@ struct TrackedFace {
 /// A candidate is confirmed when what the scans and some close looks of different sizes say of it is sure
 /// enough together; where nothing moves, scans at different times add to each other. From then on the face
 /// stays with a lower score, so that it does not flicker at the threshold, and is looked at again in every
-/// frame in which something near it moved, and now and then. Work in one frame is bounded: the widest faces
-/// come first, the others in turns. Allocates nothing per frame. One thread.
+/// frame in which something near it moved, and now and then. One that was not sure at the first look is on
+/// trial for its first frames: what only looked like a face by chance goes before anything comes of it.
+///
+/// Work in one frame is bounded: the widest faces come first, the others in turns. Allocates nothing per
+/// frame. One thread.
 class FaceTracker {
  public:
   static constexpr InputSize inputSize{96, 96};
   /// How long a face that does not move is taken for the same without another look.
   static constexpr std::int64_t holdMs = 500;
 
-  /// `search` has the input size above.
-  explicit FaceTracker(FaceSearch search);
+  /// `search` has the input size above. `mesh` has the last word on what is large and looks little like a
+  /// face.
+  FaceTracker(FaceSearch search, MeshFinder& mesh);
 
   /// Follows the faces into a new frame, that of `gate`.
   void follow(const Frame& frame, const MotionGate& gate, std::int64_t timestampMs);
@@ -67,15 +83,12 @@ class FaceTracker {
   [[nodiscard]] static bool isCalm(const TrackedFace& tracked, const MotionGate& gate);
 
  private:
-  static constexpr std::size_t zooms = 5;
-
   /// A candidate that is not confirmed.
   struct Suspect {
     Candidate candidate;
     double scanSum = 0;  // of the scores of all scans that showed it
     int scans = 0;
-    std::array<double, zooms> looks{};
-    std::size_t looked = 0;  // how many of them were made since the last scan
+    CloseLooks looks;  // since the last scan
     std::int64_t checkedMs = 0;
   };
 
@@ -85,11 +98,14 @@ class FaceTracker {
   [[nodiscard]] bool isKnown(const Candidate& candidate) const;
   void suspect(const Candidate& candidate, const MotionGate& gate, std::int64_t timestampMs);
   [[nodiscard]] bool lookAtSuspect(const Frame& frame, Suspect& suspect, std::int64_t timestampMs, bool dark);
-  void enter(const Candidate& face, std::size_t zoom, std::int64_t timestampMs);
+  void enter(const TrackedFace& entering);
+  /// Goes on with the trial of a face; false once it has failed.
+  [[nodiscard]] bool passesTrial(const Frame& frame, TrackedFace& tracked, std::size_t tries);
   [[nodiscard]] TrackedFace* movedFrom(const Candidate& candidate);
   void tidy(const MotionGate& gate);
 
   FaceSearch search_;
+  MeshFinder* mesh_;
   std::vector<Candidate> seen_;
   std::vector<TrackedFace> faces_;
   std::vector<Suspect> suspects_;

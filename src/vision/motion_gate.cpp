@@ -40,7 +40,7 @@ constexpr int mostFrames = 255;
 
 // What stands still is scanned again after these times, for whatever the first look missed: soon at first, as
 // another picture of the same place has other noise.
-constexpr std::array<std::int64_t, 4> rescanTileMs{0, 400, 600, 6000};
+constexpr std::array<std::int64_t, 4> rescanTileMs{0, 300, 700, 6000};
 constexpr std::int64_t rescanTileLongMs = 24'000;
 constexpr std::int64_t rescanWholeMs = 2000;
 // How often the motion of the user alone is a reason for a scan: of the same place, of any tile, of the
