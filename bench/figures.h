@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <ctime>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,19 @@ inline double percentile(std::vector<double> values, double share) {
 
 inline double median(std::vector<double> values) {
   return percentile(std::move(values), 0.5);
+}
+
+/// The mean of some runs, with its 95 % interval as a line of its own.
+inline void printRuns(const std::string& name, const std::vector<double>& runs, int digits = 2) {
+  constexpr double t = 2.776;  // of Student's distribution for five runs; more are surer than is said
+  const auto count = static_cast<double>(runs.size());
+  const double mean = std::accumulate(runs.begin(), runs.end(), 0.0) / count;
+  double squares = 0;
+  for (const double run : runs) squares += (run - mean) * (run - mean);
+  const double half = t * std::sqrt(squares / (count - 1) / count);
+  std::printf("# %s: %zu runs, 95 %% interval %.*f..%.*f\n", name.c_str(), runs.size(), digits,
+              std::max(0.0, mean - half), digits, mean + half);
+  print(name, mean, digits);
 }
 
 inline double milliseconds(std::chrono::steady_clock::duration duration) {

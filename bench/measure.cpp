@@ -72,6 +72,7 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::seconds;
 
 constexpr int starts = 5;
+constexpr int countedRuns = 5;  // of every cost
 constexpr int entries = 24;
 // A third alert within 15 s would be held for long.
 constexpr double secondsBetweenEntries = 7.7;
@@ -247,7 +248,7 @@ class Measurement {
     {
       const Usage still = measured();
       printCost("still", still);
-      print("wakeups_per_s_nominal", still.wakeUpsPerSecond);
+      printRuns("wakeups_per_s_nominal", still.wakeUpsPerSecond);
       print("pss_mib_protecting", test::ProcessUsage::of(program_.pid()).proportionalMib);
     }
     film_.show(CameraFilm::Scene::working);
@@ -264,22 +265,24 @@ class Measurement {
     pause(7);  // five seconds after the camera is closed its daemon suspends it, and tells everybody once
     {
       const Usage off = measured();
-      print("wakeups_per_s_off", off.wakeUpsPerSecond);
-      print("cpu_percent_off", off.cpuPercent);
+      printRuns("wakeups_per_s_off", off.wakeUpsPerSecond);
+      printRuns("cpu_percent_off", off.cpuPercent);
       print("pss_mib_off", test::ProcessUsage::of(program_.pid()).proportionalMib);
     }
     quit();
   }
 
  private:
+  /// Of several runs.
   struct Usage {
-    double cpuPercent = 0;
-    double wakeUpsPerSecond = 0;
+    std::vector<double> cpuPercent;
+    std::vector<double> wakeUpsPerSecond;
+    std::vector<double> passesPerSecond;
   };
 
   void printCost(const std::string& film, const Usage& usage) {
-    print("cpu_percent_10fps_" + film, usage.cpuPercent);
-    print("passes_per_s_" + film, usage.cpuPercent * 10 / pass_.milliseconds(), 1);
+    printRuns("cpu_percent_10fps_" + film, usage.cpuPercent);
+    printRuns("passes_per_s_" + film, usage.passesPerSecond, 1);
   }
 
   void until(const std::string& what, const std::function<bool()>& condition) {
@@ -302,15 +305,29 @@ class Measurement {
   }
 
   Usage measured() {
-    const auto begin = Clock::now();
-    const test::ProcessUsage before = test::ProcessUsage::of(program_.pid());
-    // Asleep for all of it: this process must not be what disturbs the program.
-    std::this_thread::sleep_for(std::chrono::duration<double>(runSeconds_));
-    const test::ProcessUsage after = test::ProcessUsage::of(program_.pid());
-    const double passed = milliseconds(Clock::now() - begin) / 1000;
-    if (!program_.isRunning()) throw std::runtime_error("the program ended:\n" + program_.output());
-    return {100 * (after.cpuSeconds - before.cpuSeconds) / passed,
-            static_cast<double>(after.wakeUps - before.wakeUps) / passed};
+    Usage usage;
+    for (int run = 0; run < countedRuns; ++run) {
+      const double passMs = pass_.milliseconds();
+      const auto begin = Clock::now();
+      const auto end = begin + std::chrono::duration<double>(runSeconds_);
+      test::ProcessUsage last = test::ProcessUsage::of(program_.pid());
+      const double cpuBefore = last.cpuSeconds;
+      std::int64_t wakeUps = 0;
+      while (Clock::now() < end) {
+        // Asleep nearly all the time: this process must not be what disturbs the program. What a thread did
+        // since the last second is lost when it ends.
+        std::this_thread::sleep_for(std::min<std::chrono::duration<double>>(seconds(1), end - Clock::now()));
+        test::ProcessUsage now = test::ProcessUsage::of(program_.pid());
+        wakeUps += now.wakeUpsSince(last);
+        last = std::move(now);
+      }
+      const double passed = milliseconds(Clock::now() - begin) / 1000;
+      if (!program_.isRunning()) throw std::runtime_error("the program ended:\n" + program_.output());
+      usage.cpuPercent.push_back(100 * (last.cpuSeconds - cpuBefore) / passed);
+      usage.wakeUpsPerSecond.push_back(static_cast<double>(wakeUps) / passed);
+      usage.passesPerSecond.push_back(usage.cpuPercent.back() * 10 / passMs);
+    }
+    return usage;
   }
 
   void start() {
@@ -401,7 +418,7 @@ void completeOnboarding(const std::filesystem::path& configFolder) {
 }  // namespace sentrel::bench
 
 int main(int argc, char** argv) {
-  const double runSeconds = argc == 3 ? std::atof(argv[2]) : 30;
+  const double runSeconds = argc == 3 ? std::atof(argv[2]) : 26;
   if (argc < 2 || argc > 3 || !(runSeconds > 0)) {
     std::fputs("usage: sentrel-measure PROGRAM [SECONDS]\n", stderr);
     return 2;

@@ -78,8 +78,9 @@ class ChildProcess {
 
 /// What a running process has used so far and holds now, all its threads together.
 struct ProcessUsage {
-  double cpuSeconds = 0;       ///< processor time, user and system
-  std::int64_t wakeUps = 0;    ///< how often a thread went on after waiting
+  double cpuSeconds = 0;  ///< processor time, user and system
+  /// How often each thread that lives went on after waiting; the kernel forgets those of ended ones.
+  std::map<pid_t, std::int64_t> wakeUps;
   double proportionalMib = 0;  ///< memory: its own, and its share of what it has in common with others
   /// That without the pages of files, of which its share changes with whoever else runs.
   double ownMib = 0;
@@ -88,6 +89,9 @@ struct ProcessUsage {
 
   /// Zeros for a process that does not run.
   [[nodiscard]] static ProcessUsage of(pid_t pid);
+
+  /// Of all threads that still live.
+  [[nodiscard]] std::int64_t wakeUpsSince(const ProcessUsage& earlier) const;
 };
 
 }  // namespace sentrel::test
