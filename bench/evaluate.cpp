@@ -32,6 +32,7 @@
 #include "coarse_pass.h"
 #include "figures.h"
 #include "film.h"
+#include "film_scenes.h"
 #include "support/frame.h"
 #include "vision/detector_pipeline.h"
 #include "vision/models.h"
@@ -422,6 +423,28 @@ void evaluateCost(const PictureSet& set, const fs::path& modelFolder) {
   std::printf("rss_added_mib %.1f\n", residentMib() - before);
 }
 
+/// The first pictures of somebody at work alone, and of those with somebody behind, as far as they can be
+/// told by the widths of the labels.
+void evaluateFilms(const PictureSet& set, const fs::path& modelFolder) {
+  constexpr std::size_t most = 8;
+  std::vector<Person> users;
+  std::vector<Person> passers;
+  for (const auto& [path, labels] : set.labels()) {
+    if (labels.empty() || labels.size() > 2) continue;
+    std::vector<Person>& people = labels.size() == 1 ? users : passers;
+    const auto smallest =
+        std::ranges::min_element(labels, {}, [](const Label& label) { return label.box.width; });
+    const auto fits = [&](double width) {
+      return labels.size() == 1 ? width > 0.2 && width < 0.4 : width > 0.04 && width < 0.1;
+    };
+    if (people.size() == most) continue;
+    std::shared_ptr<const Frame> picture = set.load(path);
+    if (picture && inside(*smallest, *picture) && fits(smallest->box.width / picture->width()))
+      people.push_back({std::move(picture), smallest->box});
+  }
+  evaluateFilms(users, passers, modelFolder);
+}
+
 int evaluate(const fs::path& folder, Degradation degradation) {
   if (!fs::is_directory(folder)) {
     std::fprintf(stderr, "sentrel-evaluate: %s is not a folder\n", folder.c_str());
@@ -434,6 +457,7 @@ int evaluate(const fs::path& folder, Degradation degradation) {
   evaluateFaces(set, eye);
   evaluateNoFaces(set, eye);
   evaluatePose(set, eye);
+  if (degradation.gain == 1 && degradation.noiseLevel == 0) evaluateFilms(set, modelFolder);
   return 0;
 }
 

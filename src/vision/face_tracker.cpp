@@ -181,8 +181,8 @@ bool FaceTracker::unsure() const {
 }
 
 bool FaceTracker::hasBacklog() const {
-  return std::any_of(suspects_.begin(), suspects_.end(),
-                     [](const Suspect& suspect) { return !suspect.looks.isComplete(); });
+  return std::ranges::any_of(faces_, [](const TrackedFace& face) { return !face.trial.isComplete(); }) ||
+         std::ranges::any_of(suspects_, [](const Suspect& suspect) { return !suspect.looks.isComplete(); });
 }
 
 TrackedFace* FaceTracker::movedFrom(const Candidate& candidate) {

@@ -71,7 +71,7 @@ class FaceTracker {
   /// Whether a face was not seen where it is expected: it has gone, or must be found again.
   [[nodiscard]] bool unsure() const;
 
-  /// Whether candidates wait for a look.
+  /// Whether candidates wait for a look, or faces are on trial.
   [[nodiscard]] bool hasBacklog() const;
 
   /// Widest first.
