@@ -304,7 +304,78 @@ void evaluateNoFaces(const PictureSet& set, Eye& eye) {
   std::printf("false_faces_per_100 %.2f\n", pictures.trials == 0 ? 0 : 100.0 * faces / pictures.trials);
 }
 
+/// The first pictures of somebody at work alone, and of those with somebody behind, as far as the widths of
+/// the labels tell.
+struct People {
+  std::vector<Person> users;
+  std::vector<Person> passers;
+};
+
+People findPeople(const PictureSet& set) {
+  constexpr std::size_t most = 8;
+  People people;
+  for (const auto& [path, labels] : set.labels()) {
+    if (labels.empty() || labels.size() > 2) continue;
+    const bool alone = labels.size() == 1;
+    std::vector<Person>& found = alone ? people.users : people.passers;
+    if (found.size() == most) continue;
+    const Label& face =
+        *std::ranges::min_element(labels, {}, [](const Label& label) { return label.box.width; });
+    std::shared_ptr<const Frame> picture = set.load(path);
+    if (!picture || !inside(face, *picture)) continue;
+    const double width = face.box.width / picture->width();
+    if (alone ? width > 0.2 && width < 0.4 : width > 0.04 && width < 0.1)
+      found.push_back({std::move(picture), face.box});
+  }
+  return people;
+}
+
+/// Recall of onlookers who are turned away, or look down.
+class RecallOfTurned {
+ public:
+  RecallOfTurned(Eye& eye, std::vector<Person> users) : eye_(&eye), users_(std::move(users)) {}
+
+  /// Shows somebody of three sizes behind the users; angles in degrees.
+  void count(const Person& turned, double yaw, double pitch) {
+    if (users_.empty()) return;
+    for (const double width : {26.0, 40.0, 64.0}) {
+      const Person& user = users_[next_++ % users_.size()];
+      const double unit = user.picture->height() / 480.0;
+      Frame picture;
+      picture.resize(user.picture->width(), user.picture->height());
+      std::copy_n(user.picture->data(), std::ptrdiff_t{picture.stride()} * picture.height(), picture.data());
+      const Person onlooker = scaled(turned, width * unit);
+      const bool left = user.face.x + user.face.width / 2 > picture.width() / 2.0;
+      const double x = picture.width() * (left ? 0.12 : 0.88);
+      const Region& face = onlooker.face;
+      const Region box{x - face.width / 2, user.face.y - face.height / 2, face.width, face.height};
+      paste(picture, onlooker, x, user.face.y);
+      const Seen seen = eye_->look(picture);
+      const bool found = std::ranges::any_of(seen.faces, [&](const Region& other) {
+        return vision::intersectionOverUnion(other, box) >= sameFace;
+      });
+      if (pitch <= -30) down_.count(found);
+      if (std::abs(pitch) <= 20) byYaw_[static_cast<int>(std::abs(yaw))].count(found);
+    }
+  }
+
+  void print() const {
+    for (const auto& [yaw, share] : byYaw_)
+      std::printf("# yaw %d: %s\nrecall_yaw_%d %.1f\n", yaw, share.interval().c_str(), yaw, share.percent());
+    if (down_.trials > 0)
+      std::printf("# head down: %s\nrecall_head_down %.1f\n", down_.interval().c_str(), down_.percent());
+  }
+
+ private:
+  Eye* eye_;
+  std::vector<Person> users_;
+  std::size_t next_ = 0;
+  std::map<int, Share> byYaw_;
+  Share down_;  // by 30 degrees and more
+};
+
 void evaluatePose(const PictureSet& set, Eye& eye) {
+  RecallOfTurned turned(eye, findPeople(set).users);
   constexpr double degree = std::numbers::pi / 180;
   const std::regex name("yaw(-?[0-9]+)_pitch(-?[0-9]+)");
   std::vector<double> yawErrors;
@@ -317,12 +388,13 @@ void evaluatePose(const PictureSet& set, Eye& eye) {
       std::printf("# skipped %s: its name holds no angles\n", path.c_str());
       continue;
     }
-    const auto picture = set.load(path);
+    const std::shared_ptr<const Frame> picture = set.load(path);
     if (!picture) continue;
     const double yaw = std::stod(angles[1]);
     const double pitch = std::stod(angles[2]);
     const Seen seen = eye.look(*picture);
     kept.count(seen.primary.has_value());
+    if (!seen.faces.empty()) turned.count({picture, seen.faces.front()}, yaw, pitch);
     if (std::abs(yaw) > 40 || std::abs(pitch) > 30 || !seen.primary) continue;
     const double read = seen.primary->yaw / degree;
     yawErrors.push_back(std::abs(read - yaw));
@@ -339,6 +411,7 @@ void evaluatePose(const PictureSet& set, Eye& eye) {
   std::printf("# yaw_30_agreement: %s\nyaw_30_agreement %.1f\n", agreement.interval().c_str(),
               agreement.percent());
   std::printf("# pose_primary_kept: %s\npose_primary_kept %.1f\n", kept.interval().c_str(), kept.percent());
+  turned.print();
 }
 
 double residentMib() {
@@ -423,28 +496,6 @@ void evaluateCost(const PictureSet& set, const fs::path& modelFolder) {
   std::printf("rss_added_mib %.1f\n", residentMib() - before);
 }
 
-/// The first pictures of somebody at work alone, and of those with somebody behind, as far as they can be
-/// told by the widths of the labels.
-void evaluateFilms(const PictureSet& set, const fs::path& modelFolder) {
-  constexpr std::size_t most = 8;
-  std::vector<Person> users;
-  std::vector<Person> passers;
-  for (const auto& [path, labels] : set.labels()) {
-    if (labels.empty() || labels.size() > 2) continue;
-    std::vector<Person>& people = labels.size() == 1 ? users : passers;
-    const auto smallest =
-        std::ranges::min_element(labels, {}, [](const Label& label) { return label.box.width; });
-    const auto fits = [&](double width) {
-      return labels.size() == 1 ? width > 0.2 && width < 0.4 : width > 0.04 && width < 0.1;
-    };
-    if (people.size() == most) continue;
-    std::shared_ptr<const Frame> picture = set.load(path);
-    if (picture && inside(*smallest, *picture) && fits(smallest->box.width / picture->width()))
-      people.push_back({std::move(picture), smallest->box});
-  }
-  evaluateFilms(users, passers, modelFolder);
-}
-
 int evaluate(const fs::path& folder, Degradation degradation) {
   if (!fs::is_directory(folder)) {
     std::fprintf(stderr, "sentrel-evaluate: %s is not a folder\n", folder.c_str());
@@ -457,7 +508,10 @@ int evaluate(const fs::path& folder, Degradation degradation) {
   evaluateFaces(set, eye);
   evaluateNoFaces(set, eye);
   evaluatePose(set, eye);
-  if (degradation.gain == 1 && degradation.noiseLevel == 0) evaluateFilms(set, modelFolder);
+  if (degradation.gain == 1 && degradation.noiseLevel == 0) {
+    const People people = findPeople(set);
+    evaluateFilms(people.users, people.passers, modelFolder);
+  }
   return 0;
 }
 

@@ -77,32 +77,6 @@ constexpr std::array<Scene, 7> scenes{{{"nobody_comes", Film::Scene::working},
                                        {"camera_refocuses", Film::Scene::working, 0, 0, 0, refocus},
                                        {"camera_is_carried", Film::Scene::moving}}};
 
-/// Pastes the passer with the face about a point, faded at the edges.
-void paste(Frame& picture, const Person& passer, double centreX, double centreY) {
-  const vision::Region& face = passer.face;
-  const double width = 2.4 * face.width;
-  const double height = 3.4 * face.height;
-  for (int v = 0; v < static_cast<int>(height); ++v) {
-    for (int u = 0; u < static_cast<int>(width); ++u) {
-      // The face is in the upper half: shoulders belong to a person.
-      const int fromX = static_cast<int>(face.x + face.width / 2 - width / 2) + u;
-      const int fromY = static_cast<int>(face.y + face.height / 2 - height * 0.35) + v;
-      const int x = static_cast<int>(centreX - width / 2) + u;
-      const int y = static_cast<int>(centreY - height * 0.35) + v;
-      const bool outside = fromX < 0 || fromY < 0 || fromX >= passer.picture->width() ||
-                           fromY >= passer.picture->height() || x < 0 || y < 0 || x >= picture.width() ||
-                           y >= picture.height();
-      if (outside) continue;
-      const double edge = std::min({u + 1.0, width - u, v + 1.0, height - v}) / (0.12 * width);
-      const double share = std::min(1.0, edge);
-      const std::uint8_t* from = passer.picture->row(fromY) + std::ptrdiff_t{fromX} * 4;
-      std::uint8_t* to =
-          picture.data() + static_cast<std::ptrdiff_t>(y) * picture.stride() + std::ptrdiff_t{x} * 4;
-      for (int c = 0; c < 3; ++c) to[c] = static_cast<std::uint8_t>(to[c] * (1 - share) + from[c] * share);
-    }
-  }
-}
-
 /// Where a passer is at a time: beside the person, or on the way from side to side above the person's head.
 void showPasser(const Scene& scene, const Person& user, const Person& passer, double time, Frame& picture) {
   if (time < scene.comes || time >= scene.goes) return;
@@ -162,6 +136,44 @@ std::vector<bool> play(const Scene& scene, const Person& user, const Person& pas
 }
 
 }  // namespace
+
+Person scaled(const Person& person, double faceWidth) {
+  const Frame& from = *person.picture;
+  const vision::Region& face = person.face;
+  const double scale = faceWidth / face.width;
+  const QImage picture(from.data(), from.width(), from.height(), from.stride(), QImage::Format_RGB32);
+  const QImage small = picture.scaledToWidth(static_cast<int>(from.width() * scale), Qt::SmoothTransformation)
+                           .convertToFormat(QImage::Format_RGB32);
+  auto frame = std::make_shared<Frame>();
+  frame->resize(small.width(), small.height());
+  std::memcpy(frame->data(), small.constBits(), static_cast<std::size_t>(small.sizeInBytes()));
+  return {std::move(frame), {face.x * scale, face.y * scale, face.width * scale, face.height * scale}};
+}
+
+void paste(Frame& picture, const Person& person, double centreX, double centreY) {
+  const vision::Region& face = person.face;
+  const double width = 2.4 * face.width;
+  const double height = 3.4 * face.height;
+  for (int v = 0; v < static_cast<int>(height); ++v) {
+    for (int u = 0; u < static_cast<int>(width); ++u) {
+      // The face is in the upper half: shoulders belong to a person.
+      const int fromX = static_cast<int>(face.x + face.width / 2 - width / 2) + u;
+      const int fromY = static_cast<int>(face.y + face.height / 2 - height * 0.35) + v;
+      const int x = static_cast<int>(centreX - width / 2) + u;
+      const int y = static_cast<int>(centreY - height * 0.35) + v;
+      const bool outside = fromX < 0 || fromY < 0 || fromX >= person.picture->width() ||
+                           fromY >= person.picture->height() || x < 0 || y < 0 || x >= picture.width() ||
+                           y >= picture.height();
+      if (outside) continue;
+      const double edge = std::min({u + 1.0, width - u, v + 1.0, height - v}) / (0.12 * width);
+      const double share = std::min(1.0, edge);
+      const std::uint8_t* from = person.picture->row(fromY) + std::ptrdiff_t{fromX} * 4;
+      std::uint8_t* to =
+          picture.data() + static_cast<std::ptrdiff_t>(y) * picture.stride() + std::ptrdiff_t{x} * 4;
+      for (int c = 0; c < 3; ++c) to[c] = static_cast<std::uint8_t>(to[c] * (1 - share) + from[c] * share);
+    }
+  }
+}
 
 void evaluateFilms(const std::vector<Person>& users, const std::vector<Person>& passers,
                    const std::filesystem::path& modelFolder) {
