@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <numeric>
 
 #include <string.h>
@@ -16,6 +17,7 @@ namespace {
 constexpr int fieldWidth = 640;
 constexpr int fieldHeight = 480;
 constexpr int cell = 4;
+constexpr int longestQuiet = std::numeric_limits<std::uint16_t>::max();
 // Well above what a camera's noise leaves of a mean over 16 pixels. In a dark picture every change is
 // smaller, as everything is.
 constexpr int darkLevel = 48;
@@ -31,29 +33,27 @@ constexpr int mostNoise = 2;
 // About the area of the smallest face that counts.
 constexpr int changedCells = 6;
 
-// Motion is a habit of a place when it lasts, or when there was some lately that had paused since.
-// In frames, of which there are about ten a second.
-constexpr int habitLasts = 10;
-constexpr int habitPause = 4;
-constexpr int habitMemory = 120;
-constexpr int mostFrames = 255;
+// Motion is a habit of a place when it moved in so many of the last frames, of which there are about ten a
+// second. It is forgotten when the place is quiet for some seconds.
+constexpr int activityPerMove = 80;
+constexpr int mostActivity = 220;
+constexpr int habitActivity = 110;
 
 // What stands still is scanned again after these times, for whatever the first look missed: soon at first, as
 // another picture of the same place has other noise.
 constexpr std::array<std::int64_t, 4> rescanTileMs{0, 300, 700, 6000};
 constexpr std::int64_t rescanTileLongMs = 24'000;
-constexpr std::int64_t rescanWholeMs = 2000;
-// How often the motion of the user alone is a reason for a scan: of the same place, of any tile, of the
-// whole.
-constexpr std::int64_t rescanUserMs = 1000;
-constexpr std::int64_t anyRescanUserMs = 600;
+constexpr std::int64_t rescanWholeMs = 6000;
+// How often the motion of the user alone is a reason for a scan, of the whole and of any tile.
+constexpr std::int64_t rescanUserWholeMs = 1000;
+constexpr std::int64_t rescanUserMs = 600;
 // How much sooner a tile is scanned in which something moves, or which was never scanned, than one that only
-// waits for its turn.
+// waits for its turn; and as if how long a tile had waited that is to be enlarged.
 constexpr std::int64_t movedUrgency = 8;
 constexpr std::int64_t unseenUrgency = 4;
-// As if it had waited so long in ms, and after so many quiet frames.
 constexpr std::int64_t enlargedUrgency = 3000;
-constexpr int enlargedAfter = 5;
+// A place is enlarged when it has been quiet for so long, and so long after the last time.
+constexpr std::int64_t enlargedAfterMs = 500;
 constexpr std::int64_t enlargedAgainMs = 20'000;
 
 SENTREL_CLONES void addBytes(const std::uint8_t* __restrict line, std::size_t count,
@@ -71,12 +71,6 @@ SENTREL_CLONES void flagChanges(const std::uint8_t* __restrict now, const std::u
   }
 }
 
-SENTREL_CLONES int sumOf(const std::uint8_t* flags, std::size_t count) {
-  int sum = 0;
-  for (std::size_t i = 0; i < count; ++i) sum += flags[i];
-  return sum;
-}
-
 }  // namespace
 
 double fieldScale(const Frame& frame) {
@@ -89,6 +83,7 @@ void MotionGate::restart() {
   whole_ = {};
   maps_.wipe();
   beganMs_.reset();
+  userScanMs_ = 0;
   newsInARow_ = 0;
   tookWhole_ = false;
 }
@@ -168,11 +163,24 @@ void MotionGate::forEachRow(const Area& area, Visit visit) {
   }
 }
 
-int MotionGate::count(const Bytes& flags, const Area& area) const {
+template <class Is>
+int MotionGate::count(const Area& area, Is is) {
   int sum = 0;
-  forEachRow(area,
-             [&](std::size_t first, std::size_t end) { sum += sumOf(flags.data() + first, end - first); });
+  forEachRow(area, [&](std::size_t first, std::size_t end) {
+    for (std::size_t i = first; i < end; ++i) sum += is(i) ? 1 : 0;
+  });
   return sum;
+}
+
+int MotionGate::movedCells(const Area& area, std::int64_t ms, bool alsoUser) const {
+  const Maps& maps = maps_[0];
+  const auto since = static_cast<Quiet>(std::clamp<std::int64_t>(ms, 0, longestQuiet));
+  return count(area,
+               [&](std::size_t i) { return maps.quietMs[i] < since && (alsoUser || maps.user[i] == 0); });
+}
+
+bool MotionGate::isMuch(const Bytes& flags, const Area& area) {
+  return count(area, [&](std::size_t i) { return flags[i] != 0; }) >= changedCells;
 }
 
 void MotionGate::findUser(const std::optional<Region>& user) {
@@ -199,43 +207,36 @@ void MotionGate::flagChanged(const Bytes& seen, Bytes& changed) const {
 }
 
 // Without branches, so that the loop is vectorised.
-SENTREL_CLONES void MotionGate::trackCells(Maps& maps, int most) {
-  const auto later = [](int frames) { return std::min(frames + 1, mostFrames); };
+SENTREL_CLONES void MotionGate::trackCells(Maps& maps, int most, int elapsedMs) {
   for (std::size_t i = 0; i < maps.now.size(); ++i) {
     const bool moved = std::abs(maps.now[i] - maps.still[i]) > most;
-    const bool again = moved && maps.quietFor[i] > habitPause;
-    maps.movedBefore[i] = static_cast<std::uint8_t>(later(again ? maps.quietFor[i] : maps.movedBefore[i]));
-    maps.movingFor[i] = static_cast<std::uint8_t>(again ? 0 : later(maps.movingFor[i]));
-    maps.quietFor[i] = static_cast<std::uint8_t>(moved ? 0 : later(maps.quietFor[i]));
+    const int longer = std::min<int>(maps.quietMs[i] + elapsedMs, longestQuiet);
+    const int more = std::min(maps.activity[i] + activityPerMove, mostActivity);
+    maps.quietMs[i] = static_cast<Quiet>(moved ? 0 : longer);
+    maps.activity[i] = static_cast<std::uint8_t>(moved ? more : std::max(maps.activity[i] - 1, 0));
     maps.still[i] = moved ? maps.now[i] : maps.still[i];
+    maps.habit[i] = maps.user[i] != 0 && maps.activity[i] >= habitActivity ? 1 : 0;
   }
 }
 
-void MotionGate::trackMotion() {
+void MotionGate::trackMotion(std::int64_t elapsedMs) {
   Maps& maps = maps_[0];
   // The noise is the median of the changes of some cells.
   constexpr std::size_t apart = 5;
-  std::array<int, 256> differences{};
-  for (std::size_t i = 0; i < maps.now.size(); i += apart)
-    ++differences[static_cast<std::size_t>(std::abs(maps.now[i] - maps.before[i]))];
-  int below = 0;
-  noise_ = 0;
-  while (noise_ < mostNoise &&
-         (below += differences[static_cast<std::size_t>(noise_)]) * 2 * static_cast<int>(apart) <
-             columns * rows)
-    ++noise_;
+  std::array<int, std::tuple_size_v<Bytes> / apart> changes{};
+  for (std::size_t i = 0; i < changes.size(); ++i)
+    changes[i] = std::abs(maps.now[i * apart] - maps.before[i * apart]);
+  auto* const median = changes.begin() + changes.size() / 2;
+  std::nth_element(changes.begin(), median, changes.end());
+  noise_ = std::min(*median, mostNoise);
   maps.before = maps.now;
-  trackCells(maps, dark_ ? movedLevelInTheDark + noise_ : movedLevel + 4 * noise_);
+  trackCells(maps, dark_ ? movedLevelInTheDark + noise_ : movedLevel + 4 * noise_,
+             static_cast<int>(std::min<std::int64_t>(elapsedMs, longestQuiet)));
 }
 
-void MotionGate::compare() {
+void MotionGate::findNews() {
   Maps& maps = maps_[0];
   flagChanged(maps.seenFine, maps.changed);
-  for (std::size_t i = 0; i < maps.now.size(); ++i) {
-    const bool lasts = maps.quietFor[i] <= habitPause && maps.movingFor[i] >= habitLasts;
-    const bool again = maps.movedBefore[i] < habitMemory;
-    maps.habit[i] = maps.user[i] != 0 && (lasts || again) ? 1 : 0;
-  }
   for (std::size_t i = 0; i < maps.now.size(); ++i) {
     // A habit reaches a little farther now and then.
     const bool habit = (maps.habit[i > 0 ? i - 1 : i] | maps.habit[i] |
@@ -243,48 +244,29 @@ void MotionGate::compare() {
     // What was news once stays so until it is scanned, whatever becomes a habit.
     maps.news[i] = maps.changed[i] != 0 && (maps.news[i] != 0 || !habit) ? 1 : 0;
   }
-  hasNews_ = count(maps.news, {}) >= changedCells;
-  newsInARow_ = std::clamp(newsInARow_ + (hasNews_ ? 1 : -2), 0, 2 * busyFrames);
+  newsInARow_ = std::clamp(newsInARow_ + (isMuch(maps_[0].news, {}) ? 1 : -2), 0, 2 * busyFrames);
 }
 
 void MotionGate::observe(const Frame& frame, std::int64_t timestampMs, const std::optional<Region>& user) {
+  if (timestampMs < nowMs_) restart();  // the clock was set back
   scale_ = fieldScale(frame);
   shrink(frame);
   Maps& maps = maps_[0];
   dark_ = std::accumulate(maps.now.begin(), maps.now.end(), 0) < darkLevel * columns * rows;
-  nowMs_ = timestampMs;
-  if (!beganMs_ || *beganMs_ > nowMs_) {
-    beganMs_ = nowMs_;
-    frames_ = 0;
+  if (!beganMs_) {
+    beganMs_ = nowMs_ = timestampMs;
     maps.before = maps.still = maps.now;
-    maps.quietFor.fill(mostFrames);
-    maps.movedBefore.fill(mostFrames);
+    maps.quietMs.fill(longestQuiet);
   }
-  frameMs_[frames_++ % frameMs_.size()] = nowMs_;
   findUser(user);
-  trackMotion();
-  compare();
-}
-
-std::int64_t MotionGate::age(const Scan& scan) const {
-  return std::abs(nowMs_ - scan.timestampMs);
+  trackMotion(timestampMs - nowMs_);
+  nowMs_ = timestampMs;
+  findNews();
+  if (++enlargedTurn_ == tiles.size()) enlargedTurn_ = fullTiles;
 }
 
 bool MotionGate::calmSince(const Region& region, std::int64_t timestampMs) const {
-  std::size_t later = 0;  // frames after that time
-  while (later < std::min(frames_, frameMs_.size()) &&
-         frameMs_[(frames_ - 1 - later) % frameMs_.size()] > timestampMs)
-    ++later;
-  if (later == frames_ || later == frameMs_.size()) return later == 0;
-  return movedCells(areaOf(region), later) < fewMovedCells;
-}
-
-int MotionGate::movedCells(const Area& area, std::size_t frames) const {
-  int moved = 0;
-  forEachRow(area, [&](std::size_t first, std::size_t end) {
-    for (std::size_t i = first; i < end; ++i) moved += maps_[0].quietFor[i] < frames ? 1 : 0;
-  });
-  return moved;
+  return timestampMs >= *beganMs_ && movedCells(areaOf(region), nowMs_ - timestampMs) < fewMovedCells;
 }
 
 double MotionGate::movedShare(const Region& region) const {
@@ -295,16 +277,14 @@ double MotionGate::movedShare(const Region& region) const {
 
 bool MotionGate::takeWhole(bool wanted) {
   Maps& maps = maps_[0];
-  Bytes& flags = maps.changedWhole;
-  flagChanged(maps.seenWhole, flags);
-  const int changed = count(flags, {});
-  int news = 0;
-  for (std::size_t i = 0; i < flags.size(); ++i) news += flags[i] & ~maps.habit[i];
-  const bool due = whole_.count == 0 || age(whole_) >= rescanWholeMs || news >= changedCells ||
-                   (changed >= changedCells && age(whole_) >= rescanUserMs);
+  flagChanged(maps.seenWhole, maps.changedWhole);
+  const bool changed = isMuch(maps.changedWhole, {});
+  const int news = count({}, [&](std::size_t i) { return (maps.changedWhole[i] & ~maps.habit[i]) != 0; });
+  const bool due = whole_.count == 0 || news >= changedCells ||
+                   age(whole_) >= (changed ? rescanUserWholeMs : rescanWholeMs);
   tookWhole_ = due && !(isBusy() && tookWhole_);
   if (!tookWhole_ && !wanted) return false;
-  whole_ = {whole_.count + 1, nowMs_};
+  whole_ = {1, nowMs_};
   maps.seenWhole = maps.now;
   return true;
 }
@@ -314,49 +294,29 @@ bool MotionGate::hasBacklog() const {
 }
 
 bool MotionGate::needsEnlarging(std::size_t tile) const {
-  // Once, when what moved there has been quiet for a while; the user, who never is, does not count.
-  const std::size_t since = frames_ - scans_[tile].frame;
-  int moved = 0;
-  int moving = 0;
-  forEachRow(areaOf(tiles[tile]), [&](std::size_t first, std::size_t end) {
-    for (std::size_t i = first; i < end; ++i) {
-      if (maps_[0].user[i] != 0) continue;
-      moved += maps_[0].quietFor[i] < since ? 1 : 0;
-      moving += maps_[0].quietFor[i] < enlargedAfter ? 1 : 0;
-    }
-  });
-  if (moving >= fewMovedCells) return false;
-  return scans_[tile].count == 0 || (moved >= changedCells && age(scans_[tile]) >= enlargedAgainMs);
+  if (tile != enlargedTurn_ || isMuch(maps_[0].news, {})) return false;
+  // Once, when what moved there has come to rest; the user, who never does, does not count.
+  const Scan& scan = scans_[tile];
+  const Area area = areaOf(tiles[tile]);
+  if (movedCells(area, enlargedAfterMs, false) >= fewMovedCells) return false;
+  return scan.count == 0 ||
+         (age(scan) >= enlargedAgainMs && movedCells(area, age(scan), false) >= changedCells);
 }
 
 std::int64_t MotionGate::urgency(std::size_t tile) const {
+  if (tile >= fullTiles) return needsEnlarging(tile) ? enlargedUrgency : 0;
   const Scan& scan = scans_[tile];
-  if (tile >= fullTiles) {
-    const bool turn = tile == fullTiles + frames_ % (tiles.size() - fullTiles);  // one a frame is enough
-    return turn && !hasNews_ && needsEnlarging(tile) ? enlargedUrgency : 0;
-  }
   if (scan.count == 0) return unseenUrgency * (nowMs_ - *beganMs_ + 1);
   const Area area = areaOf(tiles[tile]);
-  if (count(maps_[0].news, area) >= changedCells) return movedUrgency * age(scan);
+  if (isMuch(maps_[0].news, area)) return movedUrgency * age(scan);
   const auto repeat = static_cast<std::size_t>(scan.count);
   const bool due = age(scan) >= (repeat < rescanTileMs.size() ? rescanTileMs[repeat] : rescanTileLongMs);
-  const bool userMoved = age(scan) >= rescanUserMs && std::abs(nowMs_ - userScanMs_) >= anyRescanUserMs &&
-                         count(maps_[0].changed, area) >= changedCells;
-  return due || userMoved ? age(scan) : 0;
-}
-
-void MotionGate::take(const Area& area) {
-  Maps& maps = maps_[0];
-  forEachRow(area, [&](std::size_t first, std::size_t end) {
-    std::copy(maps.now.data() + first, maps.now.data() + end, maps.seenFine.data() + first);
-    std::fill(maps.news.data() + first, maps.news.data() + end, std::uint8_t{0});
-    std::fill(maps.changed.data() + first, maps.changed.data() + end, std::uint8_t{0});
-  });
+  return due || (nowMs_ - userScanMs_ >= rescanUserMs && isMuch(maps_[0].changed, area)) ? age(scan) : 0;
 }
 
 std::optional<Tile> MotionGate::takeTile() {
   if (isBusy() && tookWhole_) return std::nullopt;
-  std::optional<std::size_t> best;
+  std::size_t best = 0;
   std::int64_t most = 0;
   for (std::size_t tile = 0; tile < tiles.size(); ++tile) {
     const std::int64_t urgent = urgency(tile);
@@ -364,24 +324,23 @@ std::optional<Tile> MotionGate::takeTile() {
     best = tile;
     most = urgent;
   }
-  if (!best) return std::nullopt;
-  Scan& scan = scans_[*best];
-  const Area area = areaOf(tiles[*best]);
-  const bool seen = scan.count > 0;
+  if (most == 0) return std::nullopt;
+  Scan& scan = scans_[best];
   scan.timestampMs = nowMs_;
-  scan.frame = frames_;
-  if (*best >= fullTiles) {
+  if (best >= fullTiles) {
     scan.count = 1;
-    return tiles[*best];
+    return tiles[best];
   }
-  if (seen && count(maps_[0].news, area) >= changedCells) {
-    scan.count = 0;
-  } else if (seen && count(maps_[0].changed, area) >= changedCells) {
-    userScanMs_ = nowMs_;
-  }
-  ++scan.count;
-  take(area);
-  return tiles[*best];
+  const Area area = areaOf(tiles[best]);
+  const bool news = isMuch(maps_[0].news, area);
+  scan.count = news ? 1 : scan.count + 1;
+  if (!news && isMuch(maps_[0].changed, area)) userScanMs_ = nowMs_;
+  Maps& maps = maps_[0];
+  forEachRow(area, [&](std::size_t first, std::size_t end) {
+    std::copy(maps.now.data() + first, maps.now.data() + end, maps.seenFine.data() + first);
+    std::fill(maps.news.data() + first, maps.news.data() + end, std::uint8_t{0});
+  });
+  return tiles[best];
 }
 
 }  // namespace sentrel::vision

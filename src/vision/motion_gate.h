@@ -84,6 +84,7 @@ class MotionGate {
   template <class Value>
   using Cells = std::array<Value, static_cast<std::size_t>(columns) * rows>;
   using Bytes = Cells<std::uint8_t>;
+  using Quiet = std::uint16_t;
 
   /// A thumbnail of the frame, and what is known of each of its cells.
   struct Maps {
@@ -92,21 +93,17 @@ class MotionGate {
     Bytes still;     // the brightness when the cell last moved
     Bytes seenFine;  // the brightness when the cell was last scanned
     Bytes seenWhole;
-    Bytes user;     // whether the known person is there
-    Bytes habit;    // whether the known person moves there all the time
-    Bytes changed;  // whether it differs from seenFine
+    Bytes user;      // whether the known person is there
+    Bytes activity;  // how much it moved lately
+    Bytes habit;     // whether the known person moves there all the time
+    Bytes changed;   // whether it differs from seenFine
     Bytes changedWhole;
-    Bytes news;  // whether that is worth a scan at once
-    // In frames, 255 at most: how long ago the cell last moved, since when it has without a pause, and how
-    // long ago it had before.
-    Bytes quietFor;
-    Bytes movingFor;
-    Bytes movedBefore;
+    Bytes news;            // whether that is worth a scan at once
+    Cells<Quiet> quietMs;  // since the cell last moved
   };
   struct Scan {
     int count = 0;  // since there was news
     std::int64_t timestampMs = 0;
-    std::size_t frame = 0;
   };
   /// A part of the thumbnail, in cells.
   struct Area {
@@ -118,25 +115,26 @@ class MotionGate {
 
   void shrink(const Frame& frame);
   void findUser(const std::optional<Region>& user);
-  void trackMotion();
-  void compare();
+  void trackMotion(std::int64_t elapsedMs);
+  void findNews();
   void flagChanged(const Bytes& seen, Bytes& changed) const;
-  static void trackCells(Maps& maps, int most);
+  static void trackCells(Maps& maps, int most, int elapsedMs);
   [[nodiscard]] static Area areaOf(const Tile& tile);
   [[nodiscard]] Area areaOf(const Region& region) const;
-  /// How many cells moved in the last frames, so many of them.
-  [[nodiscard]] int movedCells(const Area& area, std::size_t frames) const;
-  [[nodiscard]] int count(const Bytes& flags, const Area& area) const;
-  [[nodiscard]] std::int64_t age(const Scan& scan) const;
-  [[nodiscard]] std::int64_t urgency(std::size_t tile) const;
-  [[nodiscard]] bool needsEnlarging(std::size_t tile) const;
-  void take(const Area& area);
   template <class Visit>
   static void forEachRow(const Area& area, Visit visit);
+  /// The number of cells of which `is` says so, by their index.
+  template <class Is>
+  [[nodiscard]] static int count(const Area& area, Is is);
+  /// How many cells moved within the last milliseconds.
+  [[nodiscard]] int movedCells(const Area& area, std::int64_t ms, bool alsoUser = true) const;
+  /// Whether the flags are set that a face's area has.
+  [[nodiscard]] static bool isMuch(const Bytes& flags, const Area& area);
+  [[nodiscard]] std::int64_t age(const Scan& scan) const { return nowMs_ - scan.timestampMs; }
+  [[nodiscard]] std::int64_t urgency(std::size_t tile) const;
+  [[nodiscard]] bool needsEnlarging(std::size_t tile) const;
 
   FrameMemory<Maps> maps_{1};
-  std::array<std::int64_t, 255> frameMs_{};  // of the last frames, the newest at `frames_` - 1
-  std::size_t frames_ = 0;
   double scale_ = 1;
   int noise_ = 0;
   bool dark_ = false;
@@ -144,8 +142,8 @@ class MotionGate {
   std::optional<std::int64_t> beganMs_;
   std::array<Scan, tiles.size()> scans_;
   Scan whole_;
-  std::int64_t userScanMs_ = 0;  // the last that only the user's motion asked for
-  bool hasNews_ = false;
+  std::int64_t userScanMs_ = 0;           // the last that only the user's motion asked for
+  std::size_t enlargedTurn_ = fullTiles;  // the one tile that may be enlarged in this frame
   int newsInARow_ = 0;
   bool tookWhole_ = false;  // for the last frame, not because it was wanted
 };
