@@ -30,6 +30,7 @@ constexpr double roomByZoom = 0.8;
 constexpr std::ptrdiff_t bestLooks = 3;
 constexpr double enterScore = 0.5;
 constexpr double enterScoreInTheDark = 0.47;
+constexpr double scansShareInTheDark = 2.0 / 3;
 // As sure as this, one look is enough.
 constexpr double enterScoreAtOnce = 0.65;
 constexpr double stayScore = 0.40;
@@ -39,7 +40,7 @@ constexpr double bestLook = 0.95;
 constexpr int mostScans = 3;
 constexpr std::int64_t forgetSuspectMs = 30'000;
 constexpr std::int64_t goneSuspectMs = 1000;  // where something moved since
-// A face that is seen by other means is looked at in this interval.
+// A face that is seen by other means is looked at in this interval all the same.
 constexpr std::int64_t carriedLookMs = 1000;
 // The best looks of a trial must score so high at a face, the higher the wider it is, as small ones are a
 // blur. Instead of that a face that is wide enough may have a mesh: users in bad light do, and dogs do not.
@@ -59,10 +60,9 @@ constexpr int dropAfter = 3;
 constexpr int dropCalmAfter = 6;
 constexpr std::size_t maxFaces = 64;
 // Close looks in one frame: at the widest faces, at the others in turns, and at suspects.
-constexpr std::size_t alwaysLooked = 4;
-constexpr std::size_t lookedInTurns = 4;
+constexpr std::size_t knownLooks = 4;  // of each of the first two
 constexpr std::size_t newLooks = 5;
-constexpr std::size_t looksWhenBusy = 2;  // of each of them, while everything moves
+constexpr std::size_t looksWhenBusy = 2;  // of each of the three, while everything moves
 constexpr std::size_t maxSuspects = 128;
 
 /// The width of the smallest faces is read with an error of a tenth, and a face that is read too narrow does
@@ -122,17 +122,22 @@ void FaceTracker::carry(const Candidate& face, std::int64_t timestampMs) {
   faces_.front().seenMs = timestampMs;
 }
 
+std::optional<Candidate> FaceTracker::lookNext(const Frame& frame, const Region& box, CloseLooks& looks) {
+  const auto seen = lookClosely(frame, box, looks.made);
+  looks.scores[looks.made++] = seen ? seen->score : 0;
+  return seen;
+}
+
 bool FaceTracker::passesTrial(const Frame& frame, TrackedFace& tracked, std::size_t tries) {
   CloseLooks& trial = tracked.trial;
-  for (; tries > 0 && !trial.isComplete(); --tries, ++trial.made) {
-    const auto seen = lookClosely(frame, tracked.face.box, trial.made);
-    trial.scores[trial.made] = seen ? seen->score : 0;
+  for (; tries > 0 && !trial.isComplete(); --tries) {
+    const auto seen = lookNext(frame, tracked.face.box, trial);
     if (seen && seen->score >= stayScore) tracked.face = *seen;
   }
   if (!trial.isComplete()) return true;
   const double width = tracked.face.box.width / fieldScale(frame);
   const double share = std::clamp((width - smallFace) / (wideFace - smallFace), 0.0, 1.0);
-  return trial.best() >= passedSmall + share * (passedWide - passedSmall) ||
+  return trial.best() >= std::lerp(passedSmall, passedWide, share) ||
          (width >= wideFace && mesh_->presence(frame, meshRegion(tracked.face)) >= surePresence);
 }
 
@@ -146,8 +151,8 @@ void FaceTracker::lookAgain(const Frame& frame, TrackedFace& tracked, const Moti
   }
   // Seen by other means, or as it was: a look now and then makes sure.
   const bool carried = tracked.seenMs == timestampMs;
-  if ((carried || isCalm(tracked, gate)) &&
-      timestampMs - tracked.lookedMs < (carried ? carriedLookMs : holdMs))
+  if (carried ? timestampMs - tracked.lookedMs < carriedLookMs
+              : isCalm(tracked, gate) && timestampMs - tracked.seenMs < holdMs)
     return;
   const auto seen = lookClosely(frame, tracked.face.box, tracked.zoom);
   if (!seen || seen->score < stayScore) {
@@ -157,27 +162,21 @@ void FaceTracker::lookAgain(const Frame& frame, TrackedFace& tracked, const Moti
   }
   tracked.face = *seen;
   tracked.misses = 0;
-  tracked.seenMs = timestampMs;
-  tracked.lookedMs = timestampMs;
+  tracked.seenMs = tracked.lookedMs = timestampMs;
 }
 
 void FaceTracker::follow(const Frame& frame, const MotionGate& gate, std::int64_t timestampMs) {
-  std::size_t looked = 0;
-  const std::size_t always = gate.isBusy() ? looksWhenBusy : alwaysLooked;
-  const std::size_t inTurns = gate.isBusy() ? looksWhenBusy : lookedInTurns;
-  for (; looked < std::min(always, faces_.size()); ++looked)
-    lookAgain(frame, faces_[looked], gate, timestampMs);
-  const std::size_t others = faces_.size() - looked;
-  for (std::size_t i = 0; i < std::min(inTurns, others); ++i) {
-    lookAgain(frame, faces_[looked + (turn_ + i) % others], gate, timestampMs);
-  }
-  turn_ += inTurns;
+  const std::size_t looks = gate.isBusy() ? looksWhenBusy : knownLooks;
+  const std::size_t widest = std::min(looks, faces_.size());
+  for (std::size_t i = 0; i < widest; ++i) lookAgain(frame, faces_[i], gate, timestampMs);
+  const std::size_t others = faces_.size() - widest;
+  for (std::size_t i = 0; i < std::min(looks, others); ++i)
+    lookAgain(frame, faces_[widest + turn_++ % others], gate, timestampMs);
   tidy(gate);
 }
 
 bool FaceTracker::unsure() const {
-  return std::any_of(faces_.begin(), faces_.end(),
-                     [](const TrackedFace& tracked) { return tracked.misses > 0; });
+  return std::ranges::any_of(faces_, [](const TrackedFace& tracked) { return tracked.misses > 0; });
 }
 
 bool FaceTracker::hasBacklog() const {
@@ -198,26 +197,23 @@ TrackedFace* FaceTracker::movedFrom(const Candidate& candidate) {
 }
 
 bool FaceTracker::isKnown(const Candidate& candidate) const {
-  return std::any_of(faces_.begin(), faces_.end(), [&](const TrackedFace& tracked) {
+  return std::ranges::any_of(faces_, [&](const TrackedFace& tracked) {
     return tracked.misses == 0 && samePlace(candidate.box, tracked.face.box);
   });
 }
 
 void FaceTracker::suspect(const Candidate& candidate, const MotionGate& gate, std::int64_t timestampMs) {
-  const auto same = std::find_if(suspects_.begin(), suspects_.end(), [&](const Suspect& known) {
-    return samePlace(candidate.box, known.candidate.box);
-  });
+  const Suspect fresh{candidate, candidate.score, 1, {}, timestampMs};
+  const auto same = std::ranges::find_if(
+      suspects_, [&](const Suspect& known) { return samePlace(candidate.box, known.candidate.box); });
   if (same == suspects_.end()) {
-    const Suspect fresh{candidate, candidate.score, 1, {}, timestampMs};
-    if (suspects_.size() < maxSuspects) {
-      suspects_.push_back(fresh);
-    } else if (suspects_.back().candidate.score < candidate.score) {
-      suspects_.back() = fresh;
-    }
+    if (suspects_.size() == maxSuspects && suspects_.back().candidate.score < candidate.score)
+      suspects_.pop_back();
+    if (suspects_.size() < maxSuspects) suspects_.push_back(fresh);
     return;
   }
   if (!gate.calmSince(candidate.box, same->checkedMs)) {
-    *same = {candidate, candidate.score, 1, {}, timestampMs};
+    *same = fresh;
     return;
   }
   if (same->scans < mostScans) same->looks = {};
@@ -229,12 +225,12 @@ void FaceTracker::suspect(const Candidate& candidate, const MotionGate& gate, st
 
 bool FaceTracker::lookAtSuspect(const Frame& frame, Suspect& suspect, std::int64_t timestampMs, bool dark) {
   CloseLooks& looks = suspect.looks;
-  const std::size_t zoom = looks.made++;
-  const auto seen = lookClosely(frame, suspect.candidate.box, zoom);
-  looks.scores[zoom] = seen ? seen->score : 0;
-  const double scans = suspect.scanSum / suspect.scans;
-  const double scansShare = dark ? 2.0 / 3 : 0.5;
-  const auto sureness = [&](double look) { return scansShare * scans + (1 - scansShare) * look; };
+  const std::size_t zoom = looks.made;
+  const auto seen = lookNext(frame, suspect.candidate.box, looks);
+  const double scansShare = dark ? scansShareInTheDark : 0.5;
+  const auto sureness = [&](double look) {
+    return std::lerp(look, suspect.scanSum / suspect.scans, scansShare);
+  };
   const double needed = dark ? enterScoreInTheDark : enterScore;
   // No more looks where even the best could not make it sure.
   if (suspect.scans == 1 && sureness(looks.best(bestLook)) < needed) looks.made = looks.scores.size();
@@ -268,20 +264,14 @@ void FaceTracker::confirm(const Frame& frame, const MotionGate& gate, std::int64
     if (candidate.box.width >= smallestFace * fieldScale(frame) && !isKnown(candidate))
       suspect(candidate, gate, timestampMs);
   }
-  std::sort(suspects_.begin(), suspects_.end(),
-            [](const Suspect& a, const Suspect& b) { return a.candidate.score > b.candidate.score; });
+  std::ranges::sort(suspects_, std::greater<>(), [](const Suspect& known) { return known.candidate.score; });
   std::size_t left = gate.isBusy() ? looksWhenBusy : newLooks;
-  for (std::size_t i = 0; i < suspects_.size() && left > 0;) {
-    Suspect& known = suspects_[i];
+  std::erase_if(suspects_, [&](Suspect& known) {
     bool done = isKnown(known.candidate);
     for (; !done && left > 0 && !known.looks.isComplete(); --left)
       done = lookAtSuspect(frame, known, timestampMs, dark);
-    if (done) {
-      suspects_.erase(suspects_.begin() + static_cast<std::ptrdiff_t>(i));
-    } else {
-      ++i;
-    }
-  }
+    return done;
+  });
   tidy(gate);
 }
 
@@ -290,24 +280,17 @@ void FaceTracker::tidy(const MotionGate& gate) {
     if (tracked.misses < dropAfter) return false;
     return tracked.misses >= dropCalmAfter || !gate.calmSince(tracked.face.box, tracked.seenMs);
   });
-  std::sort(faces_.begin(), faces_.end(), [](const TrackedFace& a, const TrackedFace& b) {
-    return a.face.box.width != b.face.box.width ? a.face.box.width > b.face.box.width : a.id < b.id;
+  std::ranges::sort(faces_, std::greater<>(), [](const TrackedFace& tracked) {
+    return std::pair(tracked.face.box.width, ~tracked.id);
   });
   // Two that ended up on one face: the one that is seen stays, then the surer one.
+  const auto rank = [](const TrackedFace& tracked) { return std::pair(-tracked.misses, tracked.face.score); };
   for (std::size_t i = 0; i < faces_.size(); ++i) {
-    for (std::size_t k = i + 1; k < faces_.size();) {
-      if (!samePlace(faces_[i].face.box, faces_[k].face.box)) {
-        ++k;
-        continue;
-      }
-      const auto rank = [](const TrackedFace& tracked) {
-        return std::pair(-tracked.misses, tracked.face.score);
-      };
-      if (rank(faces_[k]) > rank(faces_[i])) {
-        const std::uint64_t id = faces_[i].id;
-        faces_[i] = faces_[k];
-        faces_[i].id = id;
-      }
+    for (std::size_t k = faces_.size() - 1; k > i; --k) {
+      if (!samePlace(faces_[i].face.box, faces_[k].face.box)) continue;
+      const std::uint64_t id = faces_[i].id;
+      if (rank(faces_[k]) > rank(faces_[i])) faces_[i] = faces_[k];
+      faces_[i].id = id;
       faces_.erase(faces_.begin() + static_cast<std::ptrdiff_t>(k));
     }
   }

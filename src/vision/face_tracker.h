@@ -94,6 +94,8 @@ class FaceTracker {
 
   /// The best face that stands where `box` is, with its score in a close look, or none.
   [[nodiscard]] std::optional<Candidate> lookClosely(const Frame& frame, const Region& box, std::size_t zoom);
+  /// The same at the zoom that comes next in `looks`, which takes the score in.
+  [[nodiscard]] std::optional<Candidate> lookNext(const Frame& frame, const Region& box, CloseLooks& looks);
   void lookAgain(const Frame& frame, TrackedFace& tracked, const MotionGate& gate, std::int64_t timestampMs);
   [[nodiscard]] bool isKnown(const Candidate& candidate) const;
   void suspect(const Candidate& candidate, const MotionGate& gate, std::int64_t timestampMs);
