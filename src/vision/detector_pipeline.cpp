@@ -86,54 +86,38 @@ void PrimaryFaceReader::restart() {
   lastYaw_ = 0;
 }
 
-bool PrimaryFaceReader::findMesh(const Frame& frame, const Candidate& face, bool sameFace) {
+std::optional<FaceReading> PrimaryFaceReader::readMesh(const Frame& frame, const TurnedSquare& place,
+                                                       const Region& box) {
   // A mesh that slid off the face onto something else must not be believed.
-  const auto onFace = [&] { return intersectionOverUnion(boundingBox(mesh_), face.box) > sameFaceOverlap; };
-  if (sameFace && hasMesh_ && finder_->find(frame, meshRegion(mesh_), mesh_) && onFace()) return true;
-  return finder_->find(frame, meshRegion(face), mesh_) && onFace();
-}
-
-std::optional<FaceReading> PrimaryFaceReader::readMesh() {
-  const auto pose = fitHeadPose(mesh_, canonical_);
-  if (!pose) return std::nullopt;
-  FaceReading reading;
-  reading.yaw = lastYaw_ = pose->yaw;
-  reading.detail = {pose->pitch, middle(mesh_.points[leftEyeOuter], mesh_.points[leftEyeInner]),
-                    middle(mesh_.points[rightEyeOuter], mesh_.points[rightEyeInner])};
-  return reading;
+  hasMesh_ =
+      finder_->find(frame, place, mesh_) && intersectionOverUnion(boundingBox(mesh_), box) > sameFaceOverlap;
+  const auto pose = hasMesh_ ? fitHeadPose(mesh_, canonical_) : std::nullopt;
+  hasMesh_ = pose.has_value();
+  if (!hasMesh_) return std::nullopt;
+  lastYaw_ = pose->yaw;
+  return FaceReading{
+      pose->yaw,
+      FaceReading::Detail{pose->pitch, middle(mesh_.points[leftEyeOuter], mesh_.points[leftEyeInner]),
+                          middle(mesh_.points[rightEyeOuter], mesh_.points[rightEyeInner])}};
 }
 
 std::optional<FaceReading> PrimaryFaceReader::follow(const Frame& frame, Candidate& face) {
   if (!hasMesh_) return std::nullopt;
   const Region before = boundingBox(mesh_);
-  hasMesh_ = finder_->find(frame, meshRegion(mesh_), mesh_) &&
-             intersectionOverUnion(boundingBox(mesh_), face.box) > sameFaceOverlap;
-  if (!hasMesh_) return std::nullopt;
-  const auto reading = readMesh();
-  hasMesh_ = reading.has_value();
-  if (hasMesh_) face = moved(face, before, boundingBox(mesh_));
-  lastBox_ = face.box;
+  const auto reading = readMesh(frame, meshRegion(mesh_), face.box);
+  if (reading) lastBox_ = (face = moved(face, before, boundingBox(mesh_))).box;
   return reading;
 }
 
 FaceReading PrimaryFaceReader::read(const Frame& frame, const Candidate& face) {
   const bool sameFace = lastBox_ && intersectionOverUnion(*lastBox_, face.box) > sameFaceOverlap;
   lastBox_ = face.box;
-  const double lastYaw = lastYaw_;
-  if (findMesh(frame, face, sameFace)) {
-    if (const auto reading = readMesh()) {
-      hasMesh_ = true;
-      return *reading;
-    }
-  }
-  hasMesh_ = false;
-  FaceReading reading;
-  reading.yaw = yawFromKeypoints(face);
-  if (sameFace && std::abs(lastYaw) >= turnedAway) {
-    reading.yaw = std::copysign(std::max(std::abs(reading.yaw), std::abs(lastYaw)), lastYaw);
-  }
-  lastYaw_ = reading.yaw;
-  return reading;
+  if (const auto reading = readMesh(frame, meshRegion(face), face.box)) return *reading;
+  double yaw = yawFromKeypoints(face);
+  if (sameFace && std::abs(lastYaw_) >= turnedAway)
+    yaw = std::copysign(std::max(std::abs(yaw), std::abs(lastYaw_)), lastYaw_);
+  lastYaw_ = yaw;
+  return {yaw, {}};
 }
 
 DetectorPipeline::DetectorPipeline(const Models& models, MakeEngine makeEngine)

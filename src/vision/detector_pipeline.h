@@ -49,8 +49,9 @@ class PrimaryFaceReader {
   void restart();
 
  private:
-  [[nodiscard]] bool findMesh(const Frame& frame, const Candidate& face, bool sameFace);
-  [[nodiscard]] std::optional<FaceReading> readMesh();
+  /// Reads the mesh that is found at a place, if it is on the face in the box.
+  [[nodiscard]] std::optional<FaceReading> readMesh(const Frame& frame, const TurnedSquare& place,
+                                                    const Region& box);
 
   MeshFinder* finder_;
   CanonicalFace canonical_;
