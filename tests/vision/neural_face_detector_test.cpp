@@ -8,6 +8,7 @@
 
 #include "stage/pictures.h"
 #include "vision/allocation_counter.h"
+#include "vision/hooked_engine.h"
 
 namespace sentrel::vision {
 namespace {
@@ -45,45 +46,18 @@ class NeuralFaceDetectorTest : public ::testing::Test {
   std::int64_t now_ = 1000;
 };
 
-/// The real back end, which fails on demand.
-struct FailingRunner final : NetworkRunner {
-  static inline bool fails = false;
-
-  explicit FailingRunner(std::unique_ptr<NetworkRunner> wrapped) : real(std::move(wrapped)) {}
-  std::span<float> input() override { return real->input(); }
-  bool run() override { return !fails && real->run(); }
-  [[nodiscard]] std::size_t outputCount() const override { return real->outputCount(); }
-  [[nodiscard]] std::span<const float> output(std::size_t index) const override {
-    return real->output(index);
-  }
-
-  std::unique_ptr<NetworkRunner> real;
-};
-
-struct FailingEngine final : InferenceEngine {
-  std::vector<std::unique_ptr<NetworkRunner>> prepare(const Network& network,
-                                                      std::span<const InputSize> sizes) override {
-    auto runners = real->prepare(network, sizes);
-    for (auto& runner : runners) runner = std::make_unique<FailingRunner>(std::move(runner));
-    return runners;
-  }
-
-  std::unique_ptr<InferenceEngine> real = makeInferenceEngine();
-};
-
 TEST(FailingInference, isNotTakenForNobody) {
-  NeuralFaceDetector detector(
-      test::modelFolderPath().toStdString(),
-      []() -> std::unique_ptr<InferenceEngine> { return std::make_unique<FailingEngine>(); });
+  NeuralFaceDetector detector(test::modelFolderPath().toStdString(), test::HookedEngine::make);
   ASSERT_FALSE(detector.prepare());
   const auto frame = toFrame(scene().frame({}));
   std::int64_t now = 1000;
   for (const bool fails : {false, true, true, false}) {
-    FailingRunner::fails = fails;
+    test::HookedRunner::hook = [&](NetworkRunner& real) { return !fails && real.run(); };
     const auto found = detector.detect(*frame, now += 33);
     EXPECT_EQ(found ? found->rectangles.size() : 0, fails ? 0U : 1U);
     EXPECT_EQ(found.has_value(), !fails);
   }
+  test::HookedRunner::hook = nullptr;
 }
 
 TEST_F(NeuralFaceDetectorTest, readsTheUserWhoLooksAhead) {
