@@ -11,6 +11,8 @@ namespace {
 constexpr int block = 4;
 constexpr std::size_t blockBytes = std::size_t{block} * 4;
 constexpr int meanBits = 7;
+// Light and noise are measured on a pixel of every square of this side.
+constexpr int apart = 8;
 // A block moves when its mean steps by more than this; in the dark by as much less as everything is darker.
 constexpr int movedLevel = 10;
 constexpr int movedLevelInTheDark = 2;
@@ -61,53 +63,35 @@ struct Block {
   }
 };
 
-/// Whether some rows of the picture alone show that it is far from dark.
-bool isLight(const Frame& frame) {
-  constexpr int apart = 16;
-  std::size_t light = 0;
-  std::size_t count = 0;
-  for (int y = apart / 2; y < frame.height(); y += apart) {
-    const std::uint8_t* green = frame.row(y) + 1;
-    for (int x = 0; x < frame.width(); x += 2, ++count) light += green[std::ptrdiff_t{x} * 4];
-  }
-  return light > 2 * darkLevel * count;
-}
-
 }  // namespace
 
 void NoiseFilter::restart() {
-  measured_ = false;
   active_ = false;
-  averaging_ = false;
   sample_.wipe();
+  sample_.resize(0);
   mean_.wipe();
+  mean_.resize(0);
   quiet_.clear();
 }
 
 void NoiseFilter::measure(const Frame& frame) {
-  const int columns = frame.width() / block;
-  const int rows = frame.height() / block;
+  const int columns = frame.width() / apart;
+  const int rows = frame.height() / apart;
   const auto count = static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows);
   if (count == 0) return;
-  if (isLight(frame)) {
-    measured_ = false;
-    active_ = false;
-    return;
-  }
-  const bool comparable = measured_ && sample_.size() == count;
+  const bool comparable = sample_.size() == count;
   sample_.resize(count);
   std::array<std::size_t, 256> differences{};
   std::size_t light = 0;
   std::uint8_t* last = sample_.data();
   for (int row = 0; row < rows; ++row) {
-    const std::uint8_t* green = frame.row(row * block) + 1;
-    for (int column = 0; column < columns; ++column, ++last, green += blockBytes) {
+    const std::uint8_t* green = frame.row(row * apart) + 1;
+    for (int column = 0; column < columns; ++column, ++last, green += std::size_t{apart} * 4) {
       ++differences[static_cast<std::size_t>(std::abs(*green - *last))];
       light += *green;
       *last = *green;
     }
   }
-  measured_ = true;
   if (!comparable) return;
   std::size_t below = 0;
   std::size_t median = 0;
@@ -119,7 +103,7 @@ void NoiseFilter::average(const Frame& frame) {
   const auto stride = static_cast<std::size_t>(frame.stride());
   const std::size_t bytes = stride * static_cast<std::size_t>(frame.height());
   const std::uint8_t* now = frame.data();
-  if (!averaging_ || mean_.size() != bytes) {
+  if (mean_.size() != bytes) {
     mean_.resize(bytes);
     quiet_.resize(frame.width(), frame.height());
     std::transform(now, now + bytes, mean_.begin(),
@@ -127,7 +111,6 @@ void NoiseFilter::average(const Frame& frame) {
     const auto columns = (stride + blockBytes - 1) / blockBytes;
     frames_.resize(columns * static_cast<std::size_t>((frame.height() + block - 1) / block));
     std::fill(frames_.begin(), frames_.end(), std::uint8_t{1});
-    averaging_ = true;
   }
   std::uint8_t* frames = frames_.data();
   for (int y = 0; y < frame.height(); y += block) {
@@ -147,7 +130,7 @@ void NoiseFilter::average(const Frame& frame) {
 const Frame& NoiseFilter::steady(const Frame& frame) {
   measure(frame);
   if (!active_) {
-    averaging_ = false;
+    mean_.resize(0);
     return frame;
   }
   average(frame);

@@ -32,13 +32,11 @@ class NoiseFilter {
   void measure(const Frame& frame);
   void average(const Frame& frame);
 
-  FrameMemory<std::uint8_t> sample_;  // a pixel of every block of the last frame
+  FrameMemory<std::uint8_t> sample_;  // some pixels of the last frame
   FrameMemory<std::uint16_t> mean_;   // of every byte of the frame, in steps of 1/128
   FrameMemory<std::uint8_t> frames_;  // in the mean of every block
   Frame quiet_;
-  bool measured_ = false;
   bool active_ = false;
-  bool averaging_ = false;
 };
 
 }  // namespace sentrel::vision
