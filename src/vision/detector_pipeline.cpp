@@ -82,7 +82,6 @@ PrimaryFaceReader::PrimaryFaceReader(MeshFinder& finder, CanonicalFace canonical
 
 void PrimaryFaceReader::restart() {
   hasMesh_ = false;
-  lastBox_.reset();
   lastYaw_ = 0;
 }
 
@@ -105,13 +104,11 @@ std::optional<FaceReading> PrimaryFaceReader::follow(const Frame& frame, Candida
   if (!hasMesh_) return std::nullopt;
   const Region before = boundingBox(mesh_);
   const auto reading = readMesh(frame, meshRegion(mesh_), face.box);
-  if (reading) lastBox_ = (face = moved(face, before, boundingBox(mesh_))).box;
+  if (reading) face = moved(face, before, boundingBox(mesh_));
   return reading;
 }
 
-FaceReading PrimaryFaceReader::read(const Frame& frame, const Candidate& face) {
-  const bool sameFace = lastBox_ && intersectionOverUnion(*lastBox_, face.box) > sameFaceOverlap;
-  lastBox_ = face.box;
+FaceReading PrimaryFaceReader::read(const Frame& frame, const Candidate& face, bool sameFace) {
   if (const auto reading = readMesh(frame, meshRegion(face), face.box)) return *reading;
   double yaw = yawFromKeypoints(face);
   if (sameFace && std::abs(lastYaw_) >= turnedAway)
@@ -190,7 +187,7 @@ void DetectorPipeline::readPrimary(const Frame& frame, std::int64_t timestampMs,
   }
   const TrackedFace& first = tracker_.faces().front();
   if (followed && first.id == readId_) return;
-  primary_ = reader_.read(frame, first.face);
+  primary_ = reader_.read(frame, first.face, first.id == readId_);
   yawStep_ = 0;
   readId_ = first.id;
   readMs_ = timestampMs;

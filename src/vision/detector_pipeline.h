@@ -39,8 +39,8 @@ class PrimaryFaceReader {
  public:
   PrimaryFaceReader(MeshFinder& finder, CanonicalFace canonical);
 
-  /// Reads a face that a close look saw in this frame.
-  [[nodiscard]] FaceReading read(const Frame& frame, const Candidate& face);
+  /// Reads a face that a close look saw in this frame, the one that was read last or another.
+  [[nodiscard]] FaceReading read(const Frame& frame, const Candidate& face, bool sameFace);
 
   /// Reads the face that was read last where its mesh is now, and moves `face` there. None where there is no
   /// mesh, or a doubtful one; then a close look must see the face before it is read.
@@ -57,7 +57,6 @@ class PrimaryFaceReader {
   CanonicalFace canonical_;
   FaceMesh mesh_;
   bool hasMesh_ = false;
-  std::optional<Region> lastBox_;
   double lastYaw_ = 0;
 };
 

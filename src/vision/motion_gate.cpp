@@ -61,16 +61,6 @@ SENTREL_CLONES void addBytes(const std::uint8_t* __restrict line, std::size_t co
   for (std::size_t i = 0; i < count; ++i) sums[i] = static_cast<std::uint16_t>(sums[i] + line[i]);
 }
 
-/// Sets the flag of each cell that has changed since it was seen: by more than `least`, and as much more as
-/// it is bright, up to `most`.
-SENTREL_CLONES void flagChanges(const std::uint8_t* __restrict now, const std::uint8_t* __restrict seen,
-                                std::size_t count, int least, int most, std::uint8_t* __restrict changed) {
-  for (std::size_t i = 0; i < count; ++i) {
-    const int allowed = std::min(most, least + std::max(now[i], seen[i]) / brightnessPerLevel);
-    changed[i] = std::abs(now[i] - seen[i]) > allowed ? 1 : 0;
-  }
-}
-
 }  // namespace
 
 double fieldScale(const Frame& frame) {
@@ -199,11 +189,14 @@ void MotionGate::findUser(const std::optional<Region>& user) {
   }
 }
 
-void MotionGate::flagChanged(const Bytes& seen, Bytes& changed) const {
+SENTREL_CLONES void MotionGate::flagChanged(const Bytes& seen, Bytes& changed) const {
   const Bytes& now = maps_[0].now;
   const int most = changedLevel + (dark_ ? 0 : 2 * noise_);
-  flagChanges(now.data(), seen.data(), now.size(), dark_ ? changedLevelInTheDark : most, most,
-              changed.data());
+  const int least = dark_ ? changedLevelInTheDark : most;
+  for (std::size_t i = 0; i < now.size(); ++i) {
+    const int allowed = std::min(most, least + std::max(now[i], seen[i]) / brightnessPerLevel);
+    changed[i] = std::abs(now[i] - seen[i]) > allowed ? 1 : 0;
+  }
 }
 
 // Without branches, so that the loop is vectorised.

@@ -117,6 +117,7 @@ class MotionGate {
   void findUser(const std::optional<Region>& user);
   void trackMotion(std::int64_t elapsedMs);
   void findNews();
+  /// Flags each cell that differs from `seen`, in the dark by the less the darker it is.
   void flagChanged(const Bytes& seen, Bytes& changed) const;
   static void trackCells(Maps& maps, int most, int elapsedMs);
   [[nodiscard]] static Area areaOf(const Tile& tile);
