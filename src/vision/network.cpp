@@ -215,8 +215,6 @@ class Reader {
     require(graph_.vector(field::graphInputs, 4).size() == 4, "the network does not have one input");
     network_.input = tensorNumber(graph_, field::graphInputs, 0);
     require(dimension(network_.input, 0) == 1, "the network's input is not one picture");
-    network_.nativeHeight = dimension(network_.input, 1);
-    network_.nativeWidth = dimension(network_.input, 2);
     network_.inputChannels = dimension(network_.input, 3);
   }
 

@@ -51,8 +51,6 @@ struct Operator {
 /// runs at any input size that its strides divide.
 struct Network {
   int inputChannels = 0;
-  int nativeHeight = 0;  ///< the input size that it was made for
-  int nativeWidth = 0;
   std::size_t input = 0;
   std::vector<std::size_t> outputs;
   std::size_t tensorCount = 0;

@@ -10,10 +10,10 @@
 
 namespace sentrel::test {
 
-/// The real back end. A test says what each run is.
+/// The real back end, whose runs a test can watch, change or let fail.
 class HookedRunner final : public vision::NetworkRunner {
  public:
-  /// Runs the real one, unless it wants a failure. A test that sets it takes it back.
+  /// Takes the place of a run. A test that sets it takes it back.
   static inline std::function<bool(NetworkRunner& real)> hook;
 
   explicit HookedRunner(std::unique_ptr<NetworkRunner> real) : real_(std::move(real)) {}

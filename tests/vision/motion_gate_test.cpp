@@ -28,7 +28,6 @@ class MotionGateTest : public ::testing::Test {
       std::fill_n(line + x * 4, side * 4, level);
     }
   }
-  void fill(std::uint8_t level) { paint(0, 0, 480, level); }
   /// The tile that is scanned in the next frame.
   std::optional<Tile> next(int ms = 100) {
     gate_->observe(*frame_, now_ += ms, user_);
@@ -139,7 +138,7 @@ TEST_F(MotionGateTest, aPlaceThatMovesComesFirstAndKeepsNoOtherFromItsTurn) {
 
 TEST_F(MotionGateTest, theUsersHabitsAreNoNewsButWhoComesThereIs) {
   user_ = Region{240, 120, 160, 160};
-  fill(60);
+  paint(0, 0, 480, 60);
   // Hands on a keyboard, for half a minute.
   int scans = 0;
   for (int i = 0; i < 300; ++i) {
@@ -159,27 +158,8 @@ TEST_F(MotionGateTest, theUsersHabitsAreNoNewsButWhoComesThereIs) {
   EXPECT_TRUE(holds(*tile, 410, 300) && holds(*tile, 439, 329));
 }
 
-TEST_F(MotionGateTest, whileEverythingMovesScansTakeTurns) {
-  int both = 0;
-  int either = 0;
-  for (int i = 0; i < 60; ++i) {
-    fill(static_cast<std::uint8_t>(60 + 40 * (i % 3)));
-    gate_->observe(*frame_, now_ += 100);
-    const bool coarse = gate_->takeWhole(false);
-    const bool fine = gate_->takeTile().has_value();
-    if (i < 5) {
-      EXPECT_TRUE(coarse && fine) << "what is new is looked at in both ways";
-    }
-    if (i < 30) continue;
-    both += coarse && fine ? 1 : 0;
-    either += coarse != fine ? 1 : 0;
-  }
-  EXPECT_EQ(both, 0);
-  EXPECT_EQ(either, 30);
-}
-
 TEST_F(MotionGateTest, knowsSinceWhenAPlaceIsCalm) {
-  fill(100);
+  paint(0, 0, 480, 100);
   (void)next();
   const Region place{100, 100, 50, 50};
   const std::int64_t before = now_;
