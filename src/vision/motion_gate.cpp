@@ -231,11 +231,8 @@ void MotionGate::findNews() {
   Maps& maps = maps_[0];
   flagChanged(maps.seenFine, maps.changed);
   for (std::size_t i = 0; i < maps.now.size(); ++i) {
-    // A habit reaches a little farther now and then.
-    const bool habit = (maps.habit[i > 0 ? i - 1 : i] | maps.habit[i] |
-                        maps.habit[i + 1 < maps.now.size() ? i + 1 : i]) != 0;
     // What was news once stays so until it is scanned, whatever becomes a habit.
-    maps.news[i] = maps.changed[i] != 0 && (maps.news[i] != 0 || !habit) ? 1 : 0;
+    maps.news[i] = maps.changed[i] != 0 && (maps.news[i] != 0 || maps.habit[i] == 0) ? 1 : 0;
   }
   newsInARow_ = std::clamp(newsInARow_ + (isMuch(maps_[0].news, {}) ? 1 : -2), 0, 2 * busyFrames);
 }
