@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "detection/onlooker_filter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <utility>
+
+#include "support/fatal.h"
+
+namespace sentrel {
+
+namespace {
+
+// What the machine itself waits before an alert.
+constexpr std::int64_t machineConfirmMs = 500;
+
+// A face one tenth of the image wide is about a metre away.
+constexpr double widthTimesDistance = 12600.0 / 1280.0;
+
+constexpr double facingYawDegrees = 45;
+
+constexpr std::size_t mostIgnored = 3;
+// As still as paper: within this share of the face's width, and within this angle, for this long.
+constexpr double paperShare = 0.03;
+constexpr double paperDegrees = 3;
+constexpr std::int64_t paperMs = 10'000;
+// The detector's boxes tremble: what is compared is the average over about this time.
+constexpr double averageMs = 1000;
+constexpr std::int64_t unseenMs = 600'000;
+// A face this close to a place, as shares of its width, stands there or has just moved away from there.
+constexpr double nearShare = 0.5;
+
+// Frames are 4:3. Places are in units of the frame's width.
+constexpr double heightOfFrame = 0.75;
+
+double yawDegrees(const FaceObservation& face) {
+  return face.yaw.value_or(0) * 180 / std::numbers::pi;
+}
+
+}  // namespace
+
+double distanceOf(double width) {
+  return widthTimesDistance / width;
+}
+
+OnlookerFilter::Place OnlookerFilter::placeOf(const FaceObservation& face) {
+  const NormalizedRect& box = face.boundingBox;
+  return {box.x + box.width / 2, (box.y + box.height / 2) * heightOfFrame, box.width};
+}
+
+/// By the rules that look at one face alone. A face whose direction is not known faces the screen.
+FaceRole OnlookerFilter::judge(const FaceObservation& face) const {
+  if (rules.farthestCm > 0 && distanceOf(face.boundingBox.width) > static_cast<double>(rules.farthestCm))
+    return FaceRole::tooFar;
+  if (rules.onlyFacing && std::abs(yawDegrees(face)) >= facingYawDegrees) return FaceRole::turnedAway;
+  return FaceRole::onlooker;
+}
+
+OnlookerFilter::Frame OnlookerFilter::apply(const DetectionInput& input, const FaceList& faces,
+                                            bool isAlert) {
+  Frame frame{input, {}, std::nullopt};
+  newestMs_ = input.timestampMs;
+  onlooker_.reset();
+  if (faces.empty()) {
+    onlookerSinceMs_ = 0;
+    return frame;
+  }
+  // The widest first; the first of equals.
+  std::array<std::size_t, FaceList::capacity> order{};
+  const std::span sorted(order.data(), faces.size());
+  for (std::size_t i = 0; i < sorted.size(); ++i) sorted[i] = i;
+  std::ranges::stable_sort(sorted, std::greater{}, [&](std::size_t i) { return faces[i].boundingBox.width; });
+  for (const std::size_t i : sorted) frame.roles[i] = judge(faces[i]);
+  frame.roles[sorted.front()] = FaceRole::person;
+  followIgnored(input.timestampMs, faces, sorted.front(), frame);
+
+  std::int64_t guestsLeft = std::clamp<std::int64_t>(rules.guests, 0, OnlookerRules::mostGuests);
+  frame.input.faceCount = 1;
+  for (const std::size_t i : sorted) {
+    if (frame.roles[i] != FaceRole::onlooker) continue;
+    if (guestsLeft-- > 0) {
+      frame.roles[i] = FaceRole::guest;
+      continue;
+    }
+    ++frame.input.faceCount;
+    if (!onlooker_) onlooker_ = faces[i];
+  }
+  if (!onlooker_) {
+    onlookerSinceMs_ = 0;
+    return frame;
+  }
+  frame.onlooker = onlooker_->boundingBox;
+  if (onlookerSinceMs_ == 0) onlookerSinceMs_ = input.timestampMs;
+  const std::int64_t here = checkedSubtract(input.timestampMs, onlookerSinceMs_);
+  if (!isAlert && here < rules.alertAfterMs - machineConfirmMs) frame.input.faceCount = 1;
+  return frame;
+}
+
+// What was said to be nobody.
+
+bool OnlookerFilter::ignoreOnlooker() {
+  if (!onlooker_ || places_.size() >= mostIgnored) return false;
+  Ignored ignored;
+  ignored.place = ignored.now = placeOf(*onlooker_);
+  ignored.yaw = ignored.yawNow = yawDegrees(*onlooker_);
+  ignored.begunMs = ignored.seenMs = newestMs_;
+  auto places = places_;
+  places.push_back(ignored);
+  setPlaces(std::move(places));
+  return true;
+}
+
+void OnlookerFilter::setPlaces(std::vector<Ignored> places) {
+  places_ = std::move(places);
+  ignoredCount_.assignIfChanged(static_cast<std::int64_t>(places_.size()));
+}
+
+void OnlookerFilter::followIgnored(std::int64_t nowMs, const FaceList& faces, std::size_t person,
+                                   Frame& frame) {
+  if (places_.empty()) return;
+  const Place personNow = placeOf(faces[person]);
+  std::vector<Ignored> kept;
+  for (Ignored each : places_) {
+    const auto distance = [&](const Place& place) {
+      return std::hypot(place.x - each.place.x, place.y - each.place.y) / each.place.width;
+    };
+    std::optional<std::size_t> nearest;
+    for (std::size_t i = 0; i < faces.size(); ++i) {
+      if (i == person || distance(placeOf(faces[i])) > nearShare) continue;
+      if (!nearest || distance(placeOf(faces[i])) < distance(placeOf(faces[*nearest]))) nearest = i;
+    }
+    if (!nearest) {
+      const bool isOld = checkedSubtract(nowMs, each.seenMs) >= unseenMs;
+      // The person is elsewhere in the picture, too: it was the camera that moved.
+      const bool cameraMoved =
+          each.person && std::hypot(personNow.x - each.person->x, personNow.y - each.person->y) >
+                             each.person->width * nearShare;
+      if (!isOld && !cameraMoved) kept.push_back(each);
+      continue;
+    }
+    const FaceObservation& face = faces[*nearest];
+    const double share = 1 - std::exp(-static_cast<double>(checkedSubtract(nowMs, each.seenMs)) / averageMs);
+    const Place seen = placeOf(face);
+    const auto follow = [share](double& average, double value) { average += share * (value - average); };
+    follow(each.now.x, seen.x);
+    follow(each.now.y, seen.y);
+    follow(each.now.width, seen.width);
+    follow(each.yawNow, yawDegrees(face));
+    each.seenMs = nowMs;
+    each.person = personNow;
+    const double most = paperShare * each.place.width;
+    const bool isStill = std::abs(each.now.x - each.place.x) <= most &&
+                         std::abs(each.now.y - each.place.y) <= most &&
+                         std::abs(each.now.width - each.place.width) <= most &&
+                         std::abs(each.yawNow - each.yaw) <= paperDegrees;
+    if (!isStill) continue;  // it moved: forgotten
+    if (frame.roles[*nearest] == FaceRole::onlooker && checkedSubtract(nowMs, each.begunMs) >= paperMs)
+      frame.roles[*nearest] = FaceRole::ignored;
+    kept.push_back(each);
+  }
+  setPlaces(std::move(kept));
+}
+
+}  // namespace sentrel

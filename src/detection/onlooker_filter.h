@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "detection/filter_fsm.h"
+#include "platform/face_detector.h"
+#include "support/geometry.h"
+#include "support/published.h"
+
+namespace sentrel {
+
+/// Which other faces the person wants to be warned of.
+struct OnlookerRules {
+  static constexpr std::int64_t mostGuests = 3;
+
+  std::int64_t guests = 0;          ///< faces beside the person's own that are welcome, 0..mostGuests
+  std::int64_t farthestCm = 0;      ///< a face farther away is no onlooker; 0 is no limit
+  std::int64_t alertAfterMs = 500;  ///< how long one must be there; less than 500 counts as 500
+  bool onlyFacing = false;          ///< a face that is turned away from the screen is no onlooker
+
+  bool operator==(const OnlookerRules&) const = default;
+};
+
+/// What a face in the picture is taken for.
+enum class FaceRole {
+  person,      ///< the widest face: the person at the screen
+  onlooker,    ///< alerts
+  guest,       ///< welcome
+  tooFar,      ///< farther away than the person wants to be warned of
+  turnedAway,  ///< does not face the screen
+  ignored,     ///< the person said that it is nobody, and it is as still as paper
+};
+
+/// The viewing distance in centimetres of a face whose box is `width` (> 0) of the image wide.
+double distanceOf(double width);
+
+/// Tells the machine only of the faces that the person wants to be warned of. Every rule can only take other
+/// faces away: the person's own face and the moment at which nobody is there are passed on as they are. Main
+/// thread.
+class OnlookerFilter {
+ public:
+  struct Frame {
+    DetectionInput input;                              ///< for the machine
+    std::array<FaceRole, FaceList::capacity> roles{};  ///< of the faces, in their order
+    std::optional<NormalizedRect> onlooker;            ///< the face that alerts, the widest of several
+  };
+
+  OnlookerRules rules;
+
+  /// Judges `faces`, which are those that `input` counts. In an alert an onlooker counts at once.
+  Frame apply(const DetectionInput& input, const FaceList& faces, bool isAlert);
+
+  /// The face that alerts is a picture on the wall: what stands at this place is ignored once it has been
+  /// as still as paper for 10 s, until it moves, or was not seen for 10 minutes, or the camera was moved.
+  /// False where there is no such face, or three places are ignored already.
+  bool ignoreOnlooker();
+  void forgetIgnored() { setPlaces({}); }
+
+  /// How many places are ignored, or will be once they have been still for long enough.
+  [[nodiscard]] const Published<std::int64_t>& ignoredCount() const { return ignoredCount_; }
+
+ private:
+  /// A place in the picture: the centre and the width of a face's box, as shares of the image's width.
+  struct Place {
+    double x = 0;
+    double y = 0;
+    double width = 0;
+  };
+  /// A place that is ignored while what stands there is still.
+  struct Ignored {
+    Place place;
+    double yaw = 0;  // degrees
+    Place now;       // averaged over the last second
+    double yawNow = 0;
+    std::int64_t begunMs = 0;  // it has been still since then
+    std::int64_t seenMs = 0;
+    std::optional<Place> person;  // where the person's face was then
+  };
+
+  static Place placeOf(const FaceObservation& face);
+  [[nodiscard]] FaceRole judge(const FaceObservation& face) const;
+  void followIgnored(std::int64_t nowMs, const FaceList& faces, std::size_t person, Frame& frame);
+  void setPlaces(std::vector<Ignored> places);
+
+  std::vector<Ignored> places_;
+  Published<std::int64_t> ignoredCount_{0};
+  std::optional<FaceObservation> onlooker_;  // of the newest frame
+  std::int64_t newestMs_ = 0;
+  std::int64_t onlookerSinceMs_ = 0;  // 0: none is there
+};
+
+}  // namespace sentrel

@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "detection/onlooker_filter.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+#include <random>
+#include <string>
+
+namespace sentrel {
+namespace {
+
+FaceObservation faceAt(double x, double y, double width, double yaw = 0) {
+  FaceObservation face;
+  face.boundingBox = {x, y, width, width * 4 / 3};
+  face.yaw = yaw * std::numbers::pi / 180;
+  return face;
+}
+
+const FaceObservation person = faceAt(0.35, 0.3, 0.3);
+
+class Filter : public OnlookerFilter {
+ public:
+  /// The frame `ms` after the beginning with the person's face and these.
+  Frame frame(std::int64_t ms, std::initializer_list<FaceObservation> others, bool isAlert = false) {
+    FaceList faces;
+    for (const FaceObservation& face : others) faces.push(face);
+    faces.push(person);
+    const auto count = static_cast<std::int64_t>(faces.size());
+    return apply({1'000'000 + ms, count, FaceData{0, 0, 0.3F}}, faces, isAlert);
+  }
+  /// The number of faces that the machine hears of.
+  std::int64_t heard(std::int64_t ms, std::initializer_list<FaceObservation> others, bool isAlert = false) {
+    return frame(ms, others, isAlert).input.faceCount;
+  }
+};
+
+TEST(OnlookerFilterTest, RulesTakeOtherFacesAway) {
+  // A face of 0.098 of the width is a metre away.
+  const FaceObservation near = faceAt(0.7, 0.5, 0.1);
+  const FaceObservation middle = faceAt(0.1, 0.5, 0.05);
+  const FaceObservation far = faceAt(0.8, 0.8, 0.03);
+  const FaceObservation turned = faceAt(0.05, 0.2, 0.06, -46);
+  const struct {
+    const char* name;
+    OnlookerRules rules;
+    std::string roles;  // of near, middle, far, turned
+    std::int64_t heard;
+  } cases[] = {
+      {"as it comes", {}, "oooo", 5},
+      {"up to 3.5 m", {.farthestCm = 350}, "oooo", 5},
+      {"up to 2.5 m", {.farthestCm = 250}, "oo.o", 4},
+      {"up to 1.5 m", {.farthestCm = 150}, "o...", 2},
+      {"facing only", {.onlyFacing = true}, "ooot", 4},
+      {"the widest is the guest", {.guests = 1}, "gooo", 4},
+      {"three guests", {.guests = 3}, "ggog", 2},
+      {"more guests than there may be", {.guests = 9}, "ggog", 2},
+      {"guests are not counted among those who are too far", {.guests = 1, .farthestCm = 150}, "g...", 1},
+      {"all of it", {.guests = 2, .farthestCm = 250, .onlyFacing = true}, "gg.t", 1},
+  };
+  for (const auto& each : cases) {
+    Filter filter;
+    filter.rules = each.rules;
+    const auto frame = filter.frame(0, {near, middle, far, turned});
+    std::string roles;
+    for (std::size_t i = 0; i < 4; ++i) {
+      constexpr const char* letters = "pog.ti";
+      roles += letters[static_cast<std::size_t>(frame.roles[i])];
+    }
+    EXPECT_EQ(roles, each.roles) << each.name;
+    EXPECT_EQ(frame.roles[4], FaceRole::person) << each.name;
+    EXPECT_EQ(frame.input.faceCount, each.heard) << each.name;
+    EXPECT_EQ(frame.onlooker.has_value(), each.heard > 1) << each.name;
+  }
+}
+
+TEST(OnlookerFilterTest, AnOnlookerMustBeThereForTheChosenTime) {
+  const FaceObservation other = faceAt(0.7, 0.5, 0.1);
+  Filter filter;
+  filter.rules.alertAfterMs = 2000;
+  EXPECT_EQ(filter.heard(0, {other}), 1);
+  EXPECT_EQ(filter.heard(1499, {other}), 1);
+  EXPECT_EQ(filter.heard(1500, {other}), 2) << "the machine waits for the rest";
+  EXPECT_EQ(filter.heard(1600, {}), 1);
+  EXPECT_EQ(filter.heard(1700, {other}), 1) << "somebody new";
+  EXPECT_EQ(filter.heard(1800, {other}, true), 2) << "an alert goes on";
+  // Nobody there is passed on at once: out of inattention that is an alert.
+  EXPECT_EQ(filter.apply({1'001'900, 0, std::nullopt}, {}, false).input, (DetectionInput{1'001'900, 0, {}}));
+}
+
+/// A face at `place` that moves by `sway` of its width and turns by `turn` degrees, slowly, from frame to
+/// frame, with the trembling of a detector. Tells after how many seconds it first did not count, or -1.
+double secondsUntilIgnored(Filter& filter, double sway, double turn, int seconds) {
+  std::mt19937 random(7);
+  std::normal_distribution<double> noise(0, 1);
+  filter.frame(0, {faceAt(0.7, 0.5, 0.1)});
+  EXPECT_TRUE(filter.ignoreOnlooker());
+  for (int i = 1; i <= seconds * 10; ++i) {
+    const double phase = std::sin(i / 50.0 * 2 * std::numbers::pi);
+    const double width = 0.1 * (1 + 0.01 * noise(random));
+    const auto face = faceAt(0.7 + 0.1 * (sway * phase + 0.01 * noise(random)), 0.5, width, turn * phase);
+    if (filter.heard(i * 100, {face}) == 1) return i / 10.0;
+  }
+  return -1;
+}
+
+TEST(OnlookerFilterTest, OnlyWhatIsAsStillAsPaperIsNobody) {
+  const struct {
+    double sway;
+    double turn;
+    bool isPaper;
+  } cases[] = {{0, 0, true}, {0.02, 0, true}, {0.06, 0, false}, {0, 6, false}};
+  for (const auto& each : cases) {
+    Filter filter;
+    EXPECT_EQ(secondsUntilIgnored(filter, each.sway, each.turn, 60), each.isPaper ? 10 : -1)
+        << each.sway << ' ' << each.turn;
+    EXPECT_EQ(filter.ignoredCount().get(), each.isPaper ? 1 : 0) << "what moves is forgotten";
+  }
+}
+
+TEST(OnlookerFilterTest, PlacesAreForgotten) {
+  const FaceObservation poster = faceAt(0.7, 0.5, 0.1);
+  const auto ignored = [&](Filter& filter) {
+    filter.frame(0, {poster});
+    EXPECT_TRUE(filter.ignoreOnlooker());
+    for (int ms = 100; ms <= 11'000; ms += 100) filter.frame(ms, {poster});
+    EXPECT_EQ(filter.heard(11'100, {poster}), 1);
+  };
+  Filter hidden;
+  ignored(hidden);
+  EXPECT_EQ(hidden.heard(300'000, {}), 1);
+  EXPECT_EQ(hidden.heard(611'000, {poster}), 1) << "not seen for less than ten minutes";
+  EXPECT_EQ(hidden.heard(1'300'000, {}), 1);
+  EXPECT_EQ(hidden.ignoredCount().get(), 0) << "not seen for longer";
+
+  Filter carried;
+  ignored(carried);
+  FaceList faces;
+  faces.push(faceAt(0.05, 0.3, 0.3));
+  faces.push(faceAt(0.4, 0.5, 0.1));
+  EXPECT_EQ(carried.apply({1'011'200, 2, {}}, faces, false).input.faceCount, 2);
+  EXPECT_EQ(carried.ignoredCount().get(), 0) << "everything is elsewhere";
+
+  Filter many;
+  for (const double x : {0.1, 0.3, 0.7, 0.9}) {
+    many.frame(0, {faceAt(x, 0.8, 0.1)});
+    EXPECT_EQ(many.ignoreOnlooker(), x < 0.9) << "three places at most";
+  }
+  many.forgetIgnored();
+  EXPECT_EQ(many.ignoredCount().get(), 0);
+  many.frame(100, {});
+  EXPECT_FALSE(many.ignoreOnlooker()) << "the person's own face never";
+}
+
+TEST(OnlookerFilterTest, NeverTellsOfMoreFacesThanThereAreNorOfNone) {
+  std::mt19937 random(11);
+  const auto pick = [&](double least, double most) {
+    return std::uniform_real_distribution(least, most)(random);
+  };
+  Filter filter;
+  for (int i = 0; i < 20'000; ++i) {
+    if (i % 50 == 0) {
+      filter.rules = {.guests = i / 50 % 5,
+                      .farthestCm = std::int64_t{50} * (i / 250 % 8),
+                      .alertAfterMs = 500 * (i / 100 % 5),
+                      .onlyFacing = i % 100 == 0};
+      filter.ignoreOnlooker();
+    }
+    FaceList faces;
+    for (int face = i % 5; face > 0; --face)
+      faces.push(faceAt(pick(0, 0.7), pick(0, 0.7), pick(0.02, 0.3), pick(-90, 90)));
+    const auto count = static_cast<std::int64_t>(faces.size());
+    const auto frame = filter.apply({1'000'000 + i * 100, count, {}}, faces, i % 3 == 0);
+    ASSERT_LE(frame.input.faceCount, count);
+    ASSERT_EQ(frame.input.faceCount > 0, count > 0);
+    ASSERT_LE(filter.ignoredCount().get(), 3);
+    if (filter.rules == OnlookerRules{} && filter.ignoredCount().get() == 0) {
+      ASSERT_EQ(frame.input.faceCount, count) << "nobody is taken away by itself";
+    }
+  }
+}
+
+}  // namespace
+}  // namespace sentrel
