@@ -98,7 +98,9 @@ int main(int argc, char** argv) {
   for (const std::int64_t fps : {5, 10, 15}) {
     std::vector<std::int64_t> times;
     auto analyzer = std::make_shared<VisionFaceAnalyzer>(fps, line.environment);
-    analyzer->onResult = [&](const DetectionInput& input) { times.push_back(input.timestampMs); };
+    analyzer->onResult = [&](const DetectionInput& input, const auto& /*faces*/) {
+      times.push_back(input.timestampMs);
+    };
     line.camera->setAnalyzer(analyzer);
     const auto counted = [&] {
       return times.size() > 5 && times.back() - times[5] >= static_cast<std::int64_t>(1000 * length);

@@ -102,7 +102,8 @@ void CameraControl::endWish(Wish wish) {
     sessionRegistration_.reset();
     std::erase_if(rests_, [](Rest rest) { return rest != Rest::quitting && rest != Rest::noConsent; });
   } else if (wish == Wish::protection) {
-    rests_.erase(Rest::lowBattery);  // nobody watches it any more
+    // Nobody watches them any more.
+    for (const Rest rest : {Rest::userPaused, Rest::lowBattery}) rests_.erase(rest);
     if (camera_ == Camera::open) beginToSee(uses_.clock->nowMs());
   }
   update();
@@ -140,7 +141,7 @@ void CameraControl::sessionChanged(SessionEvent event) {
     uses_.camera->stopSession([events = uses_.sessionEvents] { events->cameraIsClosed(); });
   } else {
     // Who comes back resumes from every pause; the next check of the battery may begin another.
-    rests_.erase(Rest::lowBattery);
+    for (const Rest rest : {Rest::userPaused, Rest::lowBattery}) rests_.erase(rest);
     setRest(Rest::away, false);
   }
 }
@@ -151,7 +152,7 @@ void CameraControl::update() {
   const bool wanted = !wishes_.empty() && rests_.empty();
   if (wanted && camera_ == Camera::closed) open();
   if (!wanted) close();
-  uses_.sessionEvents->setResting(rest() == Rest::lowBattery);
+  uses_.sessionEvents->setResting(rest() == Rest::lowBattery || rest() == Rest::userPaused);
   publish();
 }
 

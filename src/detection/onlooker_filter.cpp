@@ -62,6 +62,7 @@ OnlookerFilter::Frame OnlookerFilter::apply(const DetectionInput& input, const F
   Frame frame{input, {}, std::nullopt};
   newestMs_ = input.timestampMs;
   onlooker_.reset();
+  forgetUnseen();
   if (faces.empty()) {
     onlookerSinceMs_ = 0;
     return frame;
@@ -73,7 +74,7 @@ OnlookerFilter::Frame OnlookerFilter::apply(const DetectionInput& input, const F
   std::ranges::stable_sort(sorted, std::greater{}, [&](std::size_t i) { return faces[i].boundingBox.width; });
   for (const std::size_t i : sorted) frame.roles[i] = judge(faces[i]);
   frame.roles[sorted.front()] = FaceRole::person;
-  followIgnored(input.timestampMs, faces, sorted.front(), frame);
+  followIgnored(faces, sorted.front(), frame);
 
   std::int64_t guestsLeft = std::clamp<std::int64_t>(rules.guests, 0, OnlookerRules::mostGuests);
   frame.input.faceCount = 1;
@@ -116,8 +117,14 @@ void OnlookerFilter::setPlaces(std::vector<Ignored> places) {
   ignoredCount_.assignIfChanged(static_cast<std::int64_t>(places_.size()));
 }
 
-void OnlookerFilter::followIgnored(std::int64_t nowMs, const FaceList& faces, std::size_t person,
-                                   Frame& frame) {
+void OnlookerFilter::forgetUnseen() {
+  auto places = places_;
+  std::erase_if(places,
+                [this](const Ignored& each) { return checkedSubtract(newestMs_, each.seenMs) >= unseenMs; });
+  if (places.size() < places_.size()) setPlaces(std::move(places));
+}
+
+void OnlookerFilter::followIgnored(const FaceList& faces, std::size_t person, Frame& frame) {
   if (places_.empty()) return;
   const Place personNow = placeOf(faces[person]);
   std::vector<Ignored> kept;
@@ -131,23 +138,23 @@ void OnlookerFilter::followIgnored(std::int64_t nowMs, const FaceList& faces, st
       if (!nearest || distance(placeOf(faces[i])) < distance(placeOf(faces[*nearest]))) nearest = i;
     }
     if (!nearest) {
-      const bool isOld = checkedSubtract(nowMs, each.seenMs) >= unseenMs;
       // The person is elsewhere in the picture, too: it was the camera that moved.
       const bool cameraMoved =
           each.person && std::hypot(personNow.x - each.person->x, personNow.y - each.person->y) >
                              each.person->width * nearShare;
-      if (!isOld && !cameraMoved) kept.push_back(each);
+      if (!cameraMoved) kept.push_back(each);
       continue;
     }
     const FaceObservation& face = faces[*nearest];
-    const double share = 1 - std::exp(-static_cast<double>(checkedSubtract(nowMs, each.seenMs)) / averageMs);
+    const double share =
+        1 - std::exp(-static_cast<double>(checkedSubtract(newestMs_, each.seenMs)) / averageMs);
     const Place seen = placeOf(face);
     const auto follow = [share](double& average, double value) { average += share * (value - average); };
     follow(each.now.x, seen.x);
     follow(each.now.y, seen.y);
     follow(each.now.width, seen.width);
     follow(each.yawNow, yawDegrees(face));
-    each.seenMs = nowMs;
+    each.seenMs = newestMs_;
     each.person = personNow;
     const double most = paperShare * each.place.width;
     const bool isStill = std::abs(each.now.x - each.place.x) <= most &&
@@ -155,7 +162,7 @@ void OnlookerFilter::followIgnored(std::int64_t nowMs, const FaceList& faces, st
                          std::abs(each.now.width - each.place.width) <= most &&
                          std::abs(each.yawNow - each.yaw) <= paperDegrees;
     if (!isStill) continue;  // it moved: forgotten
-    if (frame.roles[*nearest] == FaceRole::onlooker && checkedSubtract(nowMs, each.begunMs) >= paperMs)
+    if (frame.roles[*nearest] == FaceRole::onlooker && checkedSubtract(newestMs_, each.begunMs) >= paperMs)
       frame.roles[*nearest] = FaceRole::ignored;
     kept.push_back(each);
   }

@@ -53,7 +53,8 @@ class OnlookerFilter {
 
   OnlookerRules rules;
 
-  /// Judges `faces`, which are those that `input` counts. In an alert an onlooker counts at once.
+  /// Judges `faces`, which are those that `input` counts; empty will do where that is one at most. In an
+  /// alert an onlooker counts at once.
   Frame apply(const DetectionInput& input, const FaceList& faces, bool isAlert);
 
   /// The face that alerts is a picture on the wall: what stands at this place is ignored once it has been
@@ -85,7 +86,8 @@ class OnlookerFilter {
 
   static Place placeOf(const FaceObservation& face);
   [[nodiscard]] FaceRole judge(const FaceObservation& face) const;
-  void followIgnored(std::int64_t nowMs, const FaceList& faces, std::size_t person, Frame& frame);
+  void forgetUnseen();
+  void followIgnored(const FaceList& faces, std::size_t person, Frame& frame);
   void setPlaces(std::vector<Ignored> places);
 
   std::vector<Ignored> places_;

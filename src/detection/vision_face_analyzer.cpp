@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "detection/vision_face_analyzer.h"
 
+#include <algorithm>
 #include <numbers>
 #include <utility>
 
@@ -24,20 +25,28 @@ double widthOf(const FaceObservation& face) {
   return face.boundingBox.width;
 }
 
+bool counts(const FaceObservation& face) {
+  return widthOf(face) >= minimumFaceWidth;
+}
+
 /// The widest face that counts, except `other`; the first of equals, or none.
 const FaceObservation* widest(const FaceList& faces, const FaceObservation* other = nullptr) {
   const FaceObservation* best = nullptr;
   for (const FaceObservation& face : faces) {
-    if (&face == other || !(widthOf(face) >= minimumFaceWidth)) continue;
+    if (&face == other || !counts(face)) continue;
     if (best == nullptr || widthOf(face) > widthOf(*best)) best = &face;
   }
   return best;
 }
 
-std::int64_t count(const FaceList& faces) {
-  std::int64_t number = 0;
-  for (const FaceObservation& face : faces) number += widthOf(face) >= minimumFaceWidth ? 1 : 0;
-  return number;
+/// Those that count, where there are others than the person.
+std::shared_ptr<const FaceList> several(const FaceList& faces) {
+  if (std::ranges::count_if(faces, counts) < 2) return nullptr;
+  const auto list = std::make_shared<FaceList>();
+  for (const FaceObservation& face : faces) {
+    if (counts(face)) list->push(face);
+  }
+  return list;
 }
 
 /// How far the nose lies from the height of the eyes, scaled to read like degrees of pitch.
@@ -93,7 +102,7 @@ void VisionFaceAnalyzer::analyzeWaiting() {
 
 void VisionFaceAnalyzer::processResults(const FaceList& rectangles, const FaceList& landmarks,
                                         std::int64_t timestampMs, FrameRef pixelBuffer) {
-  DetectionInput input{timestampMs, count(rectangles), std::nullopt};
+  DetectionInput input{timestampMs, std::ranges::count_if(rectangles, counts), std::nullopt};
   const FaceObservation* primary = widest(landmarks);
   if (primary != nullptr) input.primaryFace = measure(*primary);
 
@@ -104,14 +113,14 @@ void VisionFaceAnalyzer::processResults(const FaceList& rectangles, const FaceLi
   const FaceObservation* second = widest(rectangles, first);
   const auto secondBox = second != nullptr ? std::optional(second->boundingBox) : std::nullopt;
 
-  environment_.mainLoop->post(
-      [weak = weak_from_this(), input, sample, secondBox, frame = std::move(pixelBuffer)] {
-        const auto self = weak.lock();
-        if (!self) return;
-        self->onResult(input);
-        if (sample) self->onCalibrationSample(*sample);
-        if (frame) self->onRetroFrame(frame, secondBox);
-      });
+  environment_.mainLoop->post([weak = weak_from_this(), input, faces = several(rectangles), sample, secondBox,
+                               frame = std::move(pixelBuffer)] {
+    const auto self = weak.lock();
+    if (!self) return;
+    self->onResult(input, faces);
+    if (sample) self->onCalibrationSample(*sample);
+    if (frame) self->onRetroFrame(frame, secondBox);
+  });
 }
 
 }  // namespace sentrel

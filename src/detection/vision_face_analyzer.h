@@ -55,7 +55,7 @@ class CallbackSlot {
 
 /// Turns camera frames into measurements: drops those that come too soon, has the faces of the others found
 /// on the analysis queue, and reports them on the main thread. At most one frame waits, the newest; nothing
-/// is allocated per frame. Letting go of the analyser cancels what is still to be delivered.
+/// is allocated for a frame with one face. Letting go of the analyser cancels what is still to be delivered.
 class VisionFaceAnalyzer : public std::enable_shared_from_this<VisionFaceAnalyzer> {
  public:
   /// `fpsLimit` is the greatest number of frames analysed in a second; 0 is fatal. To be owned by a shared
@@ -64,8 +64,9 @@ class VisionFaceAnalyzer : public std::enable_shared_from_this<VisionFaceAnalyze
   VisionFaceAnalyzer(const VisionFaceAnalyzer&) = delete;
   VisionFaceAnalyzer& operator=(const VisionFaceAnalyzer&) = delete;
 
-  /// Every analysed frame, also one without faces.
-  CallbackSlot<DetectionInput> onResult;
+  /// Every analysed frame, also one without faces. With two faces and more, the second says where they are:
+  /// those that count, in the detector's order; null otherwise.
+  CallbackSlot<DetectionInput, std::shared_ptr<const FaceList>> onResult;
   /// A frame on which the detection failed: nobody knows what it shows.
   CallbackSlot<> onFailure;
   /// The main face's width as a fraction of the image's width, where there is a face.

@@ -42,14 +42,16 @@ void PrivacyFilterService::startCamera() {
   makeAnalyzer();
   uses_.cameraManager->setAnalyzer(analyzer);
   cameraWish_ = uses_.cameraControl->wish(CameraControl::Wish::protection);
+  relaxations_.begin();
   cameraStatus_ = uses_.cameraControl->status().onChange(
       [this](const CameraControl::Status& status) { cameraChanged(status); });
   cameraChanged(uses_.cameraControl->status());
 }
 
-void PrivacyFilterService::startFinished() {
+void PrivacyFilterService::startFinished(const CameraControl::Status& status) {
   if (!sessionStartDate) sessionStartDate = environment_.clock->nowMs();
   fsm.activate();
+  if (status.kind == CameraControl::Status::Kind::resting) cameraRests(status.rest);
   observeSettings();
   overlay_.show();
   observeFsm();
@@ -76,6 +78,7 @@ void PrivacyFilterService::stop() {
   ++stopCount_;  // cancels the side effects that earlier states have posted
   handleFsmSideEffects(FilterState::inactive());
   blindness_.end();
+  relaxations_.end();
   analyzer.reset();
   uses_.cameraManager->setAnalyzer(nullptr);
   cameraStatus_.reset();
@@ -104,21 +107,34 @@ void PrivacyFilterService::cameraChanged(const CameraControl::Status& status) {
     return;
   }
   blindness_.follow(status);
+  relaxations_.follow(status);
   if (!isActive_) {
-    if (status.kind == Kind::seeing) startFinished();
+    const bool isPaused = status == CameraControl::Status{Kind::resting, CameraControl::Rest::userPaused};
+    if (status.kind == Kind::seeing || isPaused) return startFinished(status);
     // The hours of waiting are not hours of protection.
     if (status.kind == Kind::blind || status.kind == Kind::resting) sessionStartDate.reset();
     return;
   }
   systemEvents_.setAway(status == CameraControl::Status{Kind::resting, CameraControl::Rest::away});
-  const bool isLow = status.rest == CameraControl::Rest::lowBattery;
   if (status.kind == Kind::seeing) {
     fsm.onSystemEvent(Event::screenOn);
     fsm.onSystemEvent(Event::cameraAvailable);
   } else if (status.kind == Kind::blind) {
     fsm.onSystemEvent(Event::cameraBusy);
   } else if (status.kind == Kind::resting) {
-    fsm.onSystemEvent(isLow ? Event::batteryLow : Event::screenOff);
+    cameraRests(status.rest);
+  }
+}
+
+void PrivacyFilterService::cameraRests(CameraControl::Rest rest) {
+  using Event = FilterFsm::SystemEvent;
+  const auto pauseEnd = relaxations_.pauseEndMs().get();
+  if (rest == CameraControl::Rest::lowBattery) {
+    fsm.onSystemEvent(Event::batteryLow);
+  } else if (rest == CameraControl::Rest::userPaused && pauseEnd) {
+    fsm.onSystemEvent({Event::userPause, checkedSubtract(*pauseEnd, environment_.clock->nowMs())});
+  } else {
+    fsm.onSystemEvent(Event::screenOff);
   }
 }
 
@@ -128,20 +144,23 @@ void PrivacyFilterService::makeAnalyzer() {
   const std::int64_t fps = inUse(uses_.settingsRepo->settings.get(), &FilterSettings::captureFps);
   analyzer = std::make_shared<VisionFaceAnalyzer>(fps, environment_);
   analyzer->onResult = [weak = weak_from_this(), source = std::weak_ptr(analyzer),
-                        mainLoop = environment_.mainLoop](const DetectionInput& input) {
-    mainLoop->post([weak, source, input] {
+                        mainLoop = environment_.mainLoop](const DetectionInput& input,
+                                                          const std::shared_ptr<const FaceList>& faces) {
+    mainLoop->post([weak, source, input, faces] {
       const auto self = weak.lock();
       const auto from = source.lock();
       if (!self || !from || from != self->analyzer) return;  // of a session that has ended
       self->uses_.cameraControl->frameAnalysed(input.timestampMs);
-      self->handleDetectionInput(input);
+      self->handleDetectionInput(input, faces.get());
     });
   };
   analyzer->onFailure = [control = uses_.cameraControl] { control->analysisFailed(); };
 }
 
-void PrivacyFilterService::handleDetectionInput(const DetectionInput& input) {
-  fsm.handle(input);
+void PrivacyFilterService::handleDetectionInput(const DetectionInput& input, const FaceList* faces) {
+  static const FaceList alone;
+  const bool isAlert = fsm.state().get().is(FilterState::Kind::alert);
+  fsm.handle(relaxations_.filter.apply(input, faces != nullptr ? *faces : alone, isAlert).input);
   if (input.primaryFace) overlay_.updateDistance(*input.primaryFace);
 }
 

@@ -8,6 +8,7 @@
 #include "detection/filter_fsm.h"
 #include "detection/vision_face_analyzer.h"
 #include "service/filter_overlay.h"
+#include "service/relaxations.h"
 #include "service/service_dependencies.h"
 #include "service/system_events.h"
 #include "service/user_feedback.h"
@@ -47,19 +48,23 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   void stop();
   /// What a click on the switch means: stops what is on or starting, else starts.
   void toggle();
+  /// What weakens protection for a while; to be asked for only while protection is switched on.
+  [[nodiscard]] Relaxations& relaxations() { return relaxations_; }
+
   /// Counts the session's seconds at once, for an end of the process that leaves no turn for a stop.
   void countSession();
 
  private:
   // Switching on and off.
   void startCamera();
-  void startFinished();
+  void startFinished(const CameraControl::Status& status);
   std::optional<std::int64_t> takeSessionSeconds();
 
   // What the machine hears, and what follows from its states.
   void makeAnalyzer();
   void cameraChanged(const CameraControl::Status& status);
-  void handleDetectionInput(const DetectionInput& input);
+  void cameraRests(CameraControl::Rest rest);
+  void handleDetectionInput(const DetectionInput& input, const FaceList* faces);
   void observeSettings();
   void tuneDetector(const FilterSettings& settings);
   void observeFsm();
@@ -71,6 +76,7 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   OnlookerFeedback feedback_{uses_};
   BlindnessNotice blindness_{uses_};
   SystemEvents systemEvents_{uses_};
+  Relaxations relaxations_{uses_};
 
   FilterFsm fsm;
   std::shared_ptr<VisionFaceAnalyzer> analyzer;  // of the current session

@@ -13,7 +13,9 @@ using testing::ElementsAre;
 struct VisionFaceAnalyzerTest : testing::Test {
   std::shared_ptr<VisionFaceAnalyzer> make() {
     auto analyzer = std::make_shared<VisionFaceAnalyzer>(10, machine.environment());
-    analyzer->onResult = [this](const DetectionInput& input) { results.push_back(input); };
+    analyzer->onResult = [this](const DetectionInput& input, const auto& /*faces*/) {
+      results.push_back(input);
+    };
     return analyzer;
   }
 

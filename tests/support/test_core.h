@@ -113,6 +113,7 @@ struct TestCore {
     given.clock = machine.loop;
     given.analysisQueue = machine.analysisQueue;
     given.faceDetector = machine.detector;
+    given.userDefaults = defaults;
     given.notifications = desktop.notifications;
     given.haptics = desktop.haptics;
     given.powerSource = desktop.power;

@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "service/relaxations.h"
+
+#include <string_view>
+#include <utility>
+#include <variant>
+
+#include "support/fatal.h"
+
+namespace sentrel {
+
+namespace {
+
+/// Milliseconds since 1970; only while a pause lasts.
+constexpr std::string_view storedPauseEnd = "pause_until_ms";
+
+bool isAllowed(std::int64_t durationMs) {
+  return durationMs >= 1 && durationMs <= Relaxations::longestMs;
+}
+
+}  // namespace
+
+// The pause.
+
+bool Relaxations::pause(std::int64_t durationMs) {
+  if (!isAllowed(durationMs)) return false;
+  setPauseEnd(checkedAdd(uses_.platform.clock->nowMs(), durationMs));
+  return true;
+}
+
+void Relaxations::setPauseEnd(std::optional<std::int64_t> endMs) {
+  pauseTimer_.reset();
+  if (endMs) {
+    const std::int64_t left = checkedSubtract(*endMs, uses_.platform.clock->nowMs());
+    pauseTimer_ = uses_.platform.mainLoop->after(left, [this] { resume(); });
+    uses_.platform.userDefaults->set(storedPauseEnd, *endMs);
+  }
+  pauseEndMs_.assignIfChanged(endMs);
+  uses_.cameraControl->setRest(CameraControl::Rest::userPaused, endMs.has_value());
+}
+
+void Relaxations::resume() {
+  forgetPause();
+  setPauseEnd(std::nullopt);
+}
+
+void Relaxations::forgetPause() {
+  uses_.platform.userDefaults->remove(storedPauseEnd);
+}
+
+// Guests.
+
+bool Relaxations::addGuest(std::optional<std::int64_t> durationMs) {
+  const std::int64_t guests = (stay_.get() ? stay_.get()->guests : 0) + 1;
+  if (guests > OnlookerRules::mostGuests || (durationMs && !isAllowed(*durationMs))) return false;
+  Stay stay{guests, std::nullopt};
+  stayTimer_.reset();
+  if (durationMs) {
+    stay.untilMs = checkedAdd(uses_.platform.clock->nowMs(), *durationMs);
+    stayTimer_ = uses_.platform.mainLoop->after(*durationMs, [this] { sendGuestsAway(); });
+  }
+  filter.rules.guests = guests;
+  stay_.assignIfChanged(stay);
+  return true;
+}
+
+void Relaxations::sendGuestsAway() {
+  stayTimer_.reset();
+  filter.rules.guests = 0;
+  stay_.assignIfChanged(std::nullopt);
+}
+
+// Protection goes on and off, the camera opens and closes.
+
+void Relaxations::begin() {
+  const auto stored = uses_.platform.userDefaults->value(storedPauseEnd);
+  if (!stored) return;
+  const auto* endMs = std::get_if<std::int64_t>(&*stored);
+  const std::int64_t nowMs = uses_.platform.clock->nowMs();
+  const bool lasts = endMs != nullptr && *endMs > nowMs && *endMs - nowMs <= longestMs;
+  if (lasts) {
+    setPauseEnd(*endMs);
+  } else {
+    forgetPause();
+  }
+}
+
+void Relaxations::follow(const CameraControl::Status& status) {
+  using Kind = CameraControl::Status::Kind;
+  using Rest = CameraControl::Rest;
+  const bool rests = status.kind == Kind::resting;
+  if (rests) sendGuestsAway();
+  // What was seen before may have been seen by another camera.
+  if (status.kind != Kind::seeing) filter.forgetIgnored();
+  // Whoever comes back ends every pause.
+  const bool isKept = rests && (status.rest == Rest::away || status.rest == Rest::userPaused ||
+                                status.rest == Rest::sessionUnknown || status.rest == Rest::quitting);
+  if (pauseEndMs_.get() && !isKept) resume();
+}
+
+void Relaxations::end() {
+  sendGuestsAway();
+  filter.forgetIgnored();
+  pauseTimer_.reset();
+  if (uses_.cameraControl->rest() != CameraControl::Rest::quitting) forgetPause();
+  pauseEndMs_.assignIfChanged(std::nullopt);
+  uses_.cameraControl->setRest(CameraControl::Rest::userPaused, false);
+}
+
+}  // namespace sentrel

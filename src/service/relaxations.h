@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "detection/onlooker_filter.h"
+#include "service/service_dependencies.h"
+#include "support/published.h"
+#include "support/registration.h"
+
+namespace sentrel {
+
+/// What weakens protection for a while, because the person wants it: a pause, guests, and faces that are
+/// nobody. Each is published for the interface, and ends by itself. Main thread.
+class Relaxations {
+ public:
+  static constexpr std::int64_t longestMs = 24 * 60 * 60 * 1000;
+
+  /// Who is welcome beside the person.
+  struct Stay {
+    std::int64_t guests = 0;              ///< 1..OnlookerRules::mostGuests
+    std::optional<std::int64_t> untilMs;  ///< by the program's clock; none is until the next lock
+    bool operator==(const Stay&) const = default;
+  };
+
+  explicit Relaxations(const ServiceDependencies& dependencies) : uses_(dependencies) {}
+
+  /// Judges the faces of each frame.
+  OnlookerFilter filter;
+
+  /// Closes the camera for `durationMs` (1..longestMs), counted from now also where a pause lasts already.
+  /// Every coming back of the person ends it, too. False for any other duration.
+  bool pause(std::int64_t durationMs);
+  /// Ends the pause.
+  void resume();
+  /// When the pause ends by itself, by the program's clock; none without one.
+  [[nodiscard]] const Published<std::optional<std::int64_t>>& pauseEndMs() const { return pauseEndMs_; }
+
+  /// One more face is welcome, all of them for `durationMs` (1..longestMs) from now, or until the next lock.
+  /// False for any other duration, and where three are welcome already.
+  bool addGuest(std::optional<std::int64_t> durationMs);
+  /// Nobody is welcome any more.
+  void sendGuestsAway();
+  [[nodiscard]] const Published<std::optional<Stay>>& stay() const { return stay_; }
+
+  /// Protection was switched on: a pause that lasted when the program ended goes on.
+  void begin();
+  /// What became of the camera, while protection is switched on.
+  void follow(const CameraControl::Status& status);
+  /// Protection was switched off, or the program ends, which leaves a pause for the next start.
+  void end();
+
+ private:
+  void setPauseEnd(std::optional<std::int64_t> endMs);
+  void forgetPause();
+
+  const ServiceDependencies& uses_;
+  Published<std::optional<std::int64_t>> pauseEndMs_;
+  Published<std::optional<Stay>> stay_;
+  Registration pauseTimer_;
+  Registration stayTimer_;
+};
+
+}  // namespace sentrel

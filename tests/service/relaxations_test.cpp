@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What weakens protection for a while: that it does, is told, and ends by itself.
+#include "service/relaxations.h"
+
+#include "support/test_core.h"
+
+namespace sentrel {
+namespace {
+
+using Kind = FilterState::Kind;
+
+constexpr std::int64_t minute = 60'000;
+
+struct RelaxationsTest : testing::Test, test::TestCore {
+  Relaxations& relaxations() { return service->relaxations(); }
+  [[nodiscard]] bool isOpen() const { return machine.session->delivers(); }
+  void tell(SessionEvent event) {
+    desktop.session->tell(event);
+    machine.settle();
+  }
+};
+
+TEST_F(RelaxationsTest, APauseClosesTheCameraAndEndsByItself) {
+  start();
+  EXPECT_FALSE(relaxations().pause(0));
+  EXPECT_FALSE(relaxations().pause(-5));
+  EXPECT_FALSE(relaxations().pause(Relaxations::longestMs + 1));
+  ASSERT_TRUE(relaxations().pause(15 * minute));
+  machine.settle();
+  EXPECT_EQ(service->fsmState().get(), FilterState::autoPaused(PauseReason::userPaused(15 * minute)));
+  EXPECT_FALSE(isOpen());
+  EXPECT_FALSE(overlay->isShowing());
+  EXPECT_TRUE(relaxations().pause(60 * minute)) << "another one in its place";
+  // The battery neither hides nor ends it.
+  desktop.power->source = PowerSourceDescription{5, false};
+  machine.advance(31'000, 1000);
+  desktop.power->source = PowerSourceDescription{5, true};
+  machine.advance(31'000, 1000);
+  EXPECT_EQ(state(), Kind::autoPaused);
+  machine.advance(60 * minute - 63'000, 1000);
+  EXPECT_EQ(state(), Kind::autoPaused);
+  EXPECT_FALSE(isOpen());
+  machine.advance(1000);
+  EXPECT_EQ(state(), Kind::nominal);
+  EXPECT_TRUE(isOpen());
+  EXPECT_FALSE(relaxations().pauseEndMs().get());
+}
+
+TEST_F(RelaxationsTest, AnyComingBackEndsAPauseAndItsEndWhileAwayOpensNothing) {
+  start();
+  relaxations().pause(60 * minute);
+  tell(SessionEvent::screenIsLocked);
+  EXPECT_TRUE(relaxations().pauseEndMs().get());
+  tell(SessionEvent::screenIsUnlocked);
+  EXPECT_FALSE(relaxations().pauseEndMs().get());
+  EXPECT_EQ(state(), Kind::nominal);
+
+  relaxations().pause(minute);
+  tell(SessionEvent::screensDidSleep);
+  machine.advance(2 * minute, 1000);
+  EXPECT_FALSE(relaxations().pauseEndMs().get()) << "remembered";
+  EXPECT_FALSE(isOpen());
+  EXPECT_EQ(state(), Kind::autoPaused);
+  tell(SessionEvent::screensDidWake);
+  EXPECT_TRUE(isOpen());
+  EXPECT_EQ(state(), Kind::nominal);
+}
+
+TEST_F(RelaxationsTest, APauseOutlivesTheProgramButNotItsSwitch) {
+  const auto restart = [this] {
+    service = std::make_shared<PrivacyFilterService>(ServiceDependencies{
+        platform(), camera, control, overlay,
+        std::make_shared<RetroPiPManager>(overlay, machine.mainLoop, machine.loop), settings, stats});
+    start();
+  };
+  start();
+  relaxations().pause(60 * minute);
+  control->setRest(CameraControl::Rest::quitting, true);
+  stop();
+  control->setRest(CameraControl::Rest::quitting, false);
+  machine.advance(20 * minute, minute);
+  restart();
+  EXPECT_FALSE(isOpen());
+  EXPECT_TRUE(service->isActive());
+  EXPECT_EQ(service->fsmState().get(), FilterState::autoPaused(PauseReason::userPaused(40 * minute)));
+  machine.advance(40 * minute, minute);
+  EXPECT_EQ(state(), Kind::nominal);
+
+  relaxations().pause(60 * minute);
+  stop();
+  start();
+  EXPECT_EQ(state(), Kind::nominal) << "whoever switches it on wants it on";
+  stop();
+  for (const DefaultsValue& stored :
+       {DefaultsValue(machine.loop->nowMs() + Relaxations::longestMs + 1),
+        DefaultsValue(machine.loop->nowMs()), DefaultsValue(std::string("soon"))}) {
+    defaults->set("pause_until_ms", stored);
+    start();
+    EXPECT_EQ(state(), Kind::nominal);
+    EXPECT_FALSE(defaults->value("pause_until_ms"));
+    stop();
+  }
+}
+
+TEST_F(RelaxationsTest, GuestsAreWelcomeUntilTheyAreSentAway) {
+  start();
+  EXPECT_TRUE(relaxations().addGuest(30 * minute));
+  see(watched, 5000);
+  EXPECT_EQ(state(), Kind::nominal);
+  EXPECT_TRUE(relaxations().addGuest(std::nullopt));
+  EXPECT_TRUE(relaxations().addGuest(30 * minute));
+  EXPECT_FALSE(relaxations().addGuest(30 * minute)) << "three at most";
+  EXPECT_FALSE(relaxations().addGuest(0));
+  EXPECT_EQ(relaxations().stay().get()->guests, 3);
+  see(watched, 30 * minute);
+  EXPECT_FALSE(relaxations().stay().get());
+  see(watched, 700);
+  EXPECT_EQ(state(), Kind::alert);
+  relaxations().addGuest(std::nullopt);
+  see(watched, 3200);
+  EXPECT_EQ(state(), Kind::nominal) << "an alert ends as it does when somebody leaves";
+  tell(SessionEvent::screenIsLocked);
+  EXPECT_FALSE(relaxations().stay().get());
+  tell(SessionEvent::screenIsUnlocked);
+  relaxations().addGuest(std::nullopt);
+  relaxations().pause(minute);
+  EXPECT_FALSE(relaxations().stay().get());
+}
+
+TEST_F(RelaxationsTest, APosterIsNobodyUntilTheCameraSeesAnew) {
+  start();
+  see(watched, 700);
+  EXPECT_EQ(state(), Kind::alert);
+  EXPECT_TRUE(relaxations().filter.ignoreOnlooker());
+  see(watched, 9000);
+  EXPECT_EQ(state(), Kind::alert) << "not yet known to be paper";
+  see(watched, 4500);
+  EXPECT_EQ(state(), Kind::nominal);
+  tell(SessionEvent::screenIsLocked);
+  tell(SessionEvent::screenIsUnlocked);
+  EXPECT_EQ(relaxations().filter.ignoredCount().get(), 0);
+  see(watched, 700);
+  EXPECT_EQ(state(), Kind::alert);
+}
+
+}  // namespace
+}  // namespace sentrel
