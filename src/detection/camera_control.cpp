@@ -103,7 +103,7 @@ void CameraControl::endWish(Wish wish) {
     std::erase_if(rests_, [](Rest rest) { return rest != Rest::quitting && rest != Rest::noConsent; });
   } else if (wish == Wish::protection) {
     // Nobody watches them any more.
-    for (const Rest rest : {Rest::userPaused, Rest::lowBattery}) rests_.erase(rest);
+    for (const Rest rest : {Rest::userPaused, Rest::screenShared, Rest::lowBattery}) rests_.erase(rest);
     if (camera_ == Camera::open) beginToSee(uses_.clock->nowMs());
   }
   update();
@@ -152,7 +152,8 @@ void CameraControl::update() {
   const bool wanted = !wishes_.empty() && rests_.empty();
   if (wanted && camera_ == Camera::closed) open();
   if (!wanted) close();
-  uses_.sessionEvents->setResting(rest() == Rest::lowBattery || rest() == Rest::userPaused);
+  uses_.sessionEvents->setResting(rest() == Rest::userPaused || rest() == Rest::screenShared ||
+                                  rest() == Rest::lowBattery);
   publish();
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 #include "support/published.h"
 #include "support/registration.h"
@@ -32,10 +33,19 @@ struct Appearance {
   bool operator==(const Appearance&) const = default;
 };
 
-/// A notification with the default sound, shown at once.
+/// What the person can answer to a notification.
+struct NotificationAction {
+  std::string identifier;
+  std::string label;
+};
+
+/// A notification, shown at once.
 struct NotificationContent {
   std::string title;
   std::string body;
+  bool silent = false;  ///< without the default sound
+  /// Offered where the server knows of actions.
+  std::vector<NotificationAction> actions{};
 };
 
 /// The notification centre. What the desktop does not answer is lost without a word.
@@ -53,8 +63,13 @@ class Notifications {
   /// Takes the notification away, also one whose showing is still under way.
   virtual void remove(const std::string& identifier) = 0;
 
+  /// Whether a notification would be seen now: a server is there, and was not told to be quiet.
+  [[nodiscard]] virtual bool isHeard() const = 0;
+
   /// The person chose the notification of this identifier.
   Signal<std::string> chosen;
+  /// The person chose one of its actions, which was offered: the notification's identifier and the action's.
+  Signal<std::string, std::string> answered;
 };
 
 /// Feedback to be felt; nothing where there is no such thing.
@@ -83,6 +98,15 @@ class PowerSource {
 
   /// The newest that is known, or none: no battery, nobody who tells, or no observer.
   [[nodiscard]] virtual std::optional<PowerSourceDescription> first() const = 0;
+};
+
+/// Whether somebody else may see the screen: a program reads a picture of it that the desktop gives.
+class ScreenSharing {
+ public:
+  virtual ~ScreenSharing() = default;
+  /// Keeps `isShared()` up to date until the registration ends; then it is false.
+  [[nodiscard]] virtual Registration observe() = 0;
+  [[nodiscard]] virtual const Published<bool>& isShared() const = 0;
 };
 
 /// The global shortcut: Super+Shift and the key that carries C. Keys are only observed, never taken away from

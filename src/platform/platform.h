@@ -30,6 +30,7 @@ struct Platform {
   std::shared_ptr<Notifications> notifications;
   std::shared_ptr<Haptics> haptics;
   std::shared_ptr<PowerSource> powerSource;
+  std::shared_ptr<ScreenSharing> screenSharing;
   std::shared_ptr<SessionEvents> sessionEvents;
   std::shared_ptr<KeyMonitor> keyMonitor;
   LocalizedText localizedText;

@@ -36,24 +36,30 @@ bool isNewMatrixDistance(std::int64_t cm, std::int64_t currentCm) {
   return std::abs(checkedSubtract(cm, currentCm)) >= hysteresisCm;
 }
 
-void FilterOverlay::show() {
+void FilterOverlay::show(const FilterState& state) {
+  if (softening.hidesStripes && !darkens(state)) {
+    uses_.overlayManager->hide();
+    return;
+  }
   if (!uses_.cameraControl->rest() && !uses_.overlayManager->isShowing()) uses_.overlayManager->show();
 }
 
 void FilterOverlay::showState(const FilterState& state) {
   using Kind = FilterState::Kind;
-  const bool isAlert = state.is(Kind::alert);
+  const bool isAlert = darkens(state);
   if (!isAlert) uses_.overlayManager->isAlertMode.assignIfChanged(false);
   if (state.is(Kind::autoPaused) || state.is(Kind::inactive)) {
     uses_.overlayManager->hide();
   } else if (!state.is(Kind::cameraBusy)) {  // that leaves it as it is: its opacity is 0
-    show();
+    show(state);
   }
   if (isAlert) uses_.overlayManager->isAlertMode.assignIfChanged(true);
 }
 
 void FilterOverlay::applyOpacity(const FilterState& state) {
-  const float alpha = filterAlpha(state, uses_.settingsRepo->settings.get().filterStrength);
+  const std::int64_t strength = uses_.settingsRepo->settings.get().filterStrength;
+  const bool isAsBefore = state.is(FilterState::Kind::alert) && !darkens(state);
+  const float alpha = filterAlpha(isAsBefore ? FilterState::nominal(strength) : state, strength);
   uses_.overlayManager->currentAlpha.assignIfChanged(std::min(alpha, greatestOpacity));
 }
 

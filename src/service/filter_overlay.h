@@ -20,8 +20,17 @@ class FilterOverlay {
  public:
   explicit FilterOverlay(const ServiceDependencies& dependencies) : uses_(dependencies) {}
 
+  /// How the looks are softened, because the person wants it or others see the screen.
+  struct Softening {
+    bool hidesStripes = false;  ///< the screens are covered in an alert alone
+    bool noDarkening = false;   ///< an alert changes nothing
+    bool operator==(const Softening&) const = default;
+  };
+  /// For what is shown next.
+  Softening softening;
+
   /// Covers the screens, unless the person is away: the overlay would lie above a screen locker.
-  void show();
+  void show(const FilterState& state);
   /// Covers or uncovers the screens, and switches the alert's looks on or off, as `state` asks for.
   void showState(const FilterState& state);
   void applyOpacity(const FilterState& state);
@@ -31,6 +40,10 @@ class FilterOverlay {
   void updateDistance(const FaceData& face);
 
  private:
+  /// Whether it is an alert that is to be seen.
+  [[nodiscard]] bool darkens(const FilterState& state) const {
+    return state.is(FilterState::Kind::alert) && !softening.noDarkening;
+  }
   void applyMatrix(std::int64_t distanceCm);
 
   const ServiceDependencies& uses_;

@@ -53,7 +53,8 @@ void PrivacyFilterService::startFinished(const CameraControl::Status& status) {
   fsm.activate();
   if (status.kind == CameraControl::Status::Kind::resting) cameraRests(status.rest);
   observeSettings();
-  overlay_.show();
+  observeRelaxations();
+  overlay_.show(fsm.state());
   observeFsm();
   if (!cameraWish_) return;  // an observer of the state switched protection off
   systemEvents_.startBatteryMonitor();
@@ -84,6 +85,7 @@ void PrivacyFilterService::stop() {
   cameraStatus_.reset();
   cameraWish_.reset();
   settingsCancellable.reset();
+  relaxationsObserved_.clear();
   fsmCancellable.reset();
   systemEvents_.end();
 }
@@ -109,7 +111,8 @@ void PrivacyFilterService::cameraChanged(const CameraControl::Status& status) {
   blindness_.follow(status);
   relaxations_.follow(status);
   if (!isActive_) {
-    const bool isPaused = status == CameraControl::Status{Kind::resting, CameraControl::Rest::userPaused};
+    const bool isPaused = status.kind == Kind::resting && (status.rest == CameraControl::Rest::userPaused ||
+                                                           status.rest == CameraControl::Rest::screenShared);
     if (status.kind == Kind::seeing || isPaused) return startFinished(status);
     // The hours of waiting are not hours of protection.
     if (status.kind == Kind::blind || status.kind == Kind::resting) sessionStartDate.reset();
@@ -133,6 +136,8 @@ void PrivacyFilterService::cameraRests(CameraControl::Rest rest) {
     fsm.onSystemEvent(Event::batteryLow);
   } else if (rest == CameraControl::Rest::userPaused && pauseEnd) {
     fsm.onSystemEvent({Event::userPause, checkedSubtract(*pauseEnd, environment_.clock->nowMs())});
+  } else if (rest == CameraControl::Rest::screenShared) {
+    fsm.onSystemEvent(Event::userPause);  // nobody knows for how long
   } else {
     fsm.onSystemEvent(Event::screenOff);
   }
@@ -175,6 +180,29 @@ void PrivacyFilterService::observeSettings() {
   });
 }
 
+/// How much of the looks the person, or whoever sees the screen, is to be spared at this moment.
+FilterOverlay::Softening PrivacyFilterService::softening() const {
+  const ProtectionOptions& options = uses_.settingsRepo->options;
+  const bool hides = relaxations_.isScreenShared() && options.whenShared == WhenShared::hideStripes;
+  const bool notifiesOnly = hides || options.reaction == Reaction::notifyOnly;
+  // What nobody would hear of is shown.
+  return {hides, notifiesOnly && uses_.platform.notifications->isHeard()};
+}
+
+void PrivacyFilterService::observeRelaxations() {
+  const auto apply = [this] {
+    const auto now = softening();
+    if (now == overlay_.softening) return;
+    overlay_.softening = now;
+    overlay_.applyOpacity(fsm.state());
+    overlay_.showState(fsm.state());
+  };
+  overlay_.softening = softening();
+  relaxationsObserved_.clear();
+  relaxationsObserved_.push_back(relaxations_.isScreenShared().onChange([apply](bool) { apply(); }));
+  relaxationsObserved_.push_back(uses_.settingsRepo->options.onChange([apply](const auto&) { apply(); }));
+}
+
 void PrivacyFilterService::tuneDetector(const FilterSettings& settings) {
   const FaceTuning tuning{static_cast<int>(inUse(settings, &FilterSettings::sensitivity)),
                           settings.glassesCompat};
@@ -189,6 +217,7 @@ void PrivacyFilterService::observeFsm() {
     const std::uint64_t session = stopCount_;
     fsmState_.assignIfChanged(state);
     if (session != stopCount_) return;  // an observer of the state switched protection off
+    overlay_.softening = softening();
     overlay_.applyOpacity(state);
     // The opacity changes at once, the other effects in the next turn, in the order of the states.
     environment_.mainLoop->post([weak = weak_from_this(), session, state] {
@@ -204,7 +233,7 @@ void PrivacyFilterService::handleFsmSideEffects(const FilterState& state) {
   if (!isAlert) feedback_.alertEnded(analyzer.get());
   overlay_.showState(state);
   if (isAlert) {
-    feedback_.alertStarted(analyzer.get());
+    feedback_.alertStarted(analyzer.get(), overlay_.softening);
   } else if (!state.is(FilterState::Kind::autoPaused) && !state.is(FilterState::Kind::cameraBusy)) {
     feedback_.withdrawNotification();
   }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "detection/filter_fsm.h"
 #include "detection/vision_face_analyzer.h"
@@ -66,6 +67,8 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   void cameraRests(CameraControl::Rest rest);
   void handleDetectionInput(const DetectionInput& input, const FaceList* faces);
   void observeSettings();
+  void observeRelaxations();
+  [[nodiscard]] FilterOverlay::Softening softening() const;
   void tuneDetector(const FilterSettings& settings);
   void observeFsm();
   void handleFsmSideEffects(const FilterState& state);
@@ -91,6 +94,7 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
 
   Registration cameraWish_;
   Registration cameraStatus_;
+  std::vector<Registration> relaxationsObserved_;
   Registration settingsCancellable;
   Registration fsmCancellable;
 };

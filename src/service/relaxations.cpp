@@ -14,6 +14,8 @@ namespace {
 /// Milliseconds since 1970; only while a pause lasts.
 constexpr std::string_view storedPauseEnd = "pause_until_ms";
 
+constexpr const char* sharingNotification = "sentrel.shared";
+
 bool isAllowed(std::int64_t durationMs) {
   return durationMs >= 1 && durationMs <= Relaxations::longestMs;
 }
@@ -73,6 +75,15 @@ void Relaxations::sendGuestsAway() {
 // Protection goes on and off, the camera opens and closes.
 
 void Relaxations::begin() {
+  ScreenSharing& sharing = *uses_.platform.screenSharing;
+  sharing_.push_back(sharing.observe());
+  sharing_.push_back(sharing.isShared().subscribe([this](bool) { applySharing(); }));
+  sharing_.push_back(uses_.settingsRepo->options.subscribe([this](const auto& options) {
+    filter.rules.farthestCm = options.watchUpToCm;
+    filter.rules.alertAfterMs = options.alertAfterMs;
+    filter.rules.onlyFacing = options.onlyFacing;
+    applySharing();
+  }));
   const auto stored = uses_.platform.userDefaults->value(storedPauseEnd);
   if (!stored) return;
   const auto* endMs = std::get_if<std::int64_t>(&*stored);
@@ -83,6 +94,28 @@ void Relaxations::begin() {
   } else {
     forgetPause();
   }
+}
+
+void Relaxations::applySharing() {
+  const bool isShared = uses_.platform.screenSharing->isShared();
+  const WhenShared wanted = uses_.settingsRepo->options.get().whenShared;
+  uses_.cameraControl->setRest(CameraControl::Rest::screenShared, isShared && wanted == WhenShared::pause);
+  isScreenShared_.assignIfChanged(isShared);
+  if (!isShared) {
+    toldSharing_ = false;
+    uses_.platform.notifications->remove(sharingNotification);
+  } else if (wanted != WhenShared::changeNothing && !std::exchange(toldSharing_, true)) {
+    tellSharing();
+  }
+}
+
+void Relaxations::tellSharing() {
+  const bool isPaused = uses_.settingsRepo->options.get().whenShared == WhenShared::pause;
+  const char* body = isPaused ? textId("notif_shared_paused") : textId("notif_shared_hidden");
+  uses_.platform.notifications->add(sharingNotification,
+                                    {.title = uses_.platform.localizedText(textId("notif_shared_title")),
+                                     .body = uses_.platform.localizedText(body),
+                                     .silent = true});
 }
 
 void Relaxations::follow(const CameraControl::Status& status) {
@@ -99,12 +132,17 @@ void Relaxations::follow(const CameraControl::Status& status) {
 }
 
 void Relaxations::end() {
+  sharing_.clear();
+  toldSharing_ = false;
+  isScreenShared_.assignIfChanged(false);
+  uses_.platform.notifications->remove(sharingNotification);
   sendGuestsAway();
   filter.forgetIgnored();
   pauseTimer_.reset();
   if (uses_.cameraControl->rest() != CameraControl::Rest::quitting) forgetPause();
   pauseEndMs_.assignIfChanged(std::nullopt);
-  uses_.cameraControl->setRest(CameraControl::Rest::userPaused, false);
+  for (const auto rest : {CameraControl::Rest::userPaused, CameraControl::Rest::screenShared})
+    uses_.cameraControl->setRest(rest, false);
 }
 
 }  // namespace sentrel

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "detection/onlooker_filter.h"
 #include "service/service_dependencies.h"
@@ -11,8 +12,8 @@
 
 namespace sentrel {
 
-/// What weakens protection for a while, because the person wants it: a pause, guests, and faces that are
-/// nobody. Each is published for the interface, and ends by itself. Main thread.
+/// What weakens protection for a while, because the person wants it: a pause, guests, faces that are nobody,
+/// and a screen that is shared. Each is published for the interface, and ends by itself. Main thread.
 class Relaxations {
  public:
   static constexpr std::int64_t longestMs = 24 * 60 * 60 * 1000;
@@ -44,6 +45,9 @@ class Relaxations {
   void sendGuestsAway();
   [[nodiscard]] const Published<std::optional<Stay>>& stay() const { return stay_; }
 
+  /// Whether others see the screen, while protection is switched on.
+  [[nodiscard]] const Published<bool>& isScreenShared() const { return isScreenShared_; }
+
   /// Protection was switched on: a pause that lasted when the program ended goes on.
   void begin();
   /// What became of the camera, while protection is switched on.
@@ -52,12 +56,17 @@ class Relaxations {
   void end();
 
  private:
+  void applySharing();
+  void tellSharing();
   void setPauseEnd(std::optional<std::int64_t> endMs);
   void forgetPause();
 
   const ServiceDependencies& uses_;
   Published<std::optional<std::int64_t>> pauseEndMs_;
   Published<std::optional<Stay>> stay_;
+  Published<bool> isScreenShared_;
+  std::vector<Registration> sharing_;
+  bool toldSharing_ = false;
   Registration pauseTimer_;
   Registration stayTimer_;
 };

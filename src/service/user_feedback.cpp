@@ -11,6 +11,8 @@ namespace {
 
 /// One for all alerts: a new notification takes the place of the former.
 constexpr const char* alertNotification = "sentrel.alert";
+constexpr const char* nobodyAction = "nobody";
+constexpr const char* pauseAction = "pause";
 constexpr const char* cameraNotification = "sentrel.camera";
 
 /// Feedback at most this often, however often an onlooker comes back.
@@ -18,8 +20,8 @@ constexpr std::int64_t feedbackCooldownMs = 30'000;
 
 }  // namespace
 
-void OnlookerFeedback::alertStarted(VisionFaceAnalyzer* analyzer) {
-  if (analyzer != nullptr) {
+void OnlookerFeedback::alertStarted(VisionFaceAnalyzer* analyzer, const FilterOverlay::Softening& softening) {
+  if (analyzer != nullptr && !softening.hidesStripes) {
     analyzer->onRetroFrame = [pip = uses_.retroPiP](const FrameRef& frame,
                                                     const std::optional<NormalizedRect>& face) {
       if (!pip->isOpen()) pip->openWindow();
@@ -27,17 +29,25 @@ void OnlookerFeedback::alertStarted(VisionFaceAnalyzer* analyzer) {
     };
   }
   const std::int64_t now = uses_.platform.clock->nowMs();
-  if (lastAlertNotifiedAt && checkedSubtract(now, *lastAlertNotifiedAt) < feedbackCooldownMs) return;
+  if (lastAlertNotifiedAt && checkedSubtract(now, *lastAlertNotifiedAt) < feedbackCooldownMs) {
+    if (softening.noDarkening) postAlertNotification(true);
+    return;
+  }
   lastAlertNotifiedAt = now;
   if (uses_.settingsRepo->settings.get().hapticOnAlert) uses_.platform.haptics->perform();
-  postAlertNotification();
+  const bool darkensOnly = uses_.settingsRepo->options.get().reaction == Reaction::darkenOnly;
+  if (!darkensOnly || softening.noDarkening) postAlertNotification(false);
   uses_.statsRepo->incrementAlerts();
 }
 
-void OnlookerFeedback::postAlertNotification() {
+void OnlookerFeedback::postAlertNotification(bool silent) {
+  const auto& text = uses_.platform.localizedText;
   uses_.platform.notifications->add(alertNotification,
-                                    {.title = uses_.platform.localizedText(textId("notif_alert_title")),
-                                     .body = uses_.platform.localizedText(textId("notif_alert_text"))});
+                                    {.title = text(textId("notif_alert_title")),
+                                     .body = text(textId("notif_alert_text")),
+                                     .silent = silent,
+                                     .actions = {{nobodyAction, text(textId("Ce n'est personne"))},
+                                                 {pauseAction, text(textId("Pause 15 min"))}}});
 }
 
 void OnlookerFeedback::alertEnded(VisionFaceAnalyzer* analyzer) {

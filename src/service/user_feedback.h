@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "detection/vision_face_analyzer.h"
+#include "service/filter_overlay.h"
 #include "service/service_dependencies.h"
 #include "support/registration.h"
 
@@ -16,15 +17,16 @@ class OnlookerFeedback {
  public:
   explicit OnlookerFeedback(const ServiceDependencies& dependencies) : uses_(dependencies) {}
 
-  /// Shows the picture-in-picture from the frames of `analyzer`, which may be null. Haptic feedback,
-  /// notification and count follow at most once in 30 s.
-  void alertStarted(VisionFaceAnalyzer* analyzer);
+  /// Shows the picture-in-picture from the frames of `analyzer`, which may be null, unless others see the
+  /// screen. Haptic feedback, notification and count follow at most once in 30 s; a notification that stands
+  /// for the darkening comes every time.
+  void alertStarted(VisionFaceAnalyzer* analyzer, const FilterOverlay::Softening& softening);
   /// Hides the picture-in-picture; the notification stays.
   void alertEnded(VisionFaceAnalyzer* analyzer);
   void withdrawNotification();
 
  private:
-  void postAlertNotification();
+  void postAlertNotification(bool silent);
 
   const ServiceDependencies& uses_;
   std::optional<std::int64_t> lastAlertNotifiedAt;  // milliseconds

@@ -70,6 +70,20 @@ void SettingsRepository::load() {
   });
   loaded.launchAtLogin = loginItem_->isEnabled();
   settings = loaded;
+
+  ProtectionOptions chosen;
+  forEachOption([&]<class T>(const Option<T>& option) {
+    const auto stored = defaults->value(option.storedAs);
+    if (!stored) return;
+    if constexpr (std::is_same_v<T, bool>) {
+      read(*stored, chosen.*option.field);
+    } else {
+      const auto* number = std::get_if<std::int64_t>(&*stored);
+      if (number != nullptr && *number >= option.least && *number <= option.most)
+        chosen.*option.field = static_cast<T>(*number);
+    }
+  });
+  options = chosen;
 }
 
 void SettingsRepository::save(const FilterSettings& next) {
@@ -86,6 +100,18 @@ void SettingsRepository::save(const FilterSettings& next) {
     }
   });
   if (record.launchAtLogin != launchedAtLogin) setLaunchAtLogin(record.launchAtLogin);
+}
+
+void SettingsRepository::save(const ProtectionOptions& next) {
+  const ProtectionOptions record = next;
+  options = record;
+  forEachOption([&]<class T>(const Option<T>& option) {
+    if constexpr (std::is_same_v<T, bool>) {
+      defaults->set(option.storedAs, record.*option.field);
+    } else {
+      defaults->set(option.storedAs, static_cast<std::int64_t>(record.*option.field));
+    }
+  });
 }
 
 void SettingsRepository::setLaunchAtLogin(bool enabled) {

@@ -109,11 +109,11 @@ TEST_F(RelaxationsTest, GuestsAreWelcomeUntilTheyAreSentAway) {
   see(watched, 5000);
   EXPECT_EQ(state(), Kind::nominal);
   EXPECT_TRUE(relaxations().addGuest(std::nullopt));
-  EXPECT_TRUE(relaxations().addGuest(30 * minute));
+  EXPECT_TRUE(relaxations().addGuest(minute));
   EXPECT_FALSE(relaxations().addGuest(30 * minute)) << "three at most";
   EXPECT_FALSE(relaxations().addGuest(0));
   EXPECT_EQ(relaxations().stay().get()->guests, 3);
-  see(watched, 30 * minute);
+  see(watched, minute);
   EXPECT_FALSE(relaxations().stay().get());
   see(watched, 700);
   EXPECT_EQ(state(), Kind::alert);
@@ -142,6 +142,79 @@ TEST_F(RelaxationsTest, APosterIsNobodyUntilTheCameraSeesAnew) {
   EXPECT_EQ(relaxations().filter.ignoredCount().get(), 0);
   see(watched, 700);
   EXPECT_EQ(state(), Kind::alert);
+}
+
+TEST_F(RelaxationsTest, ASharedScreenHidesTheStripesAndAnAlertOnlyNotifies) {
+  const auto options = [this](auto change) {
+    ProtectionOptions next = settings->options;
+    change(next);
+    settings->save(next);
+    machine.settle();
+  };
+  auto& shown = desktop.notifications->shown;
+  start();
+  EXPECT_TRUE(overlay->isShowing());
+  desktop.sharing->shared = true;
+  EXPECT_FALSE(overlay->isShowing());
+  EXPECT_TRUE(service->relaxations().isScreenShared());
+  EXPECT_TRUE(shown.contains("sentrel.shared"));
+  see(watched, 700);
+  EXPECT_EQ(state(), Kind::alert);
+  EXPECT_FALSE(overlay->isShowing());
+  EXPECT_FALSE(overlay->isAlertMode);
+  EXPECT_FALSE(overlay->picture.get());
+  EXPECT_FALSE(shown["sentrel.alert"].silent);
+  see(alone, 3200);
+  see(watched, 700);
+  EXPECT_TRUE(shown["sentrel.alert"].silent) << "again, though it is too soon";
+  EXPECT_EQ(stats->stats.get().alertCount, 1);
+  EXPECT_EQ(desktop.haptics->performed, 1);
+  // Who must not be disturbed by notifications is warned by the screen.
+  see(alone, 3200);
+  desktop.notifications->heard = false;
+  see(watched, 700);
+  EXPECT_TRUE(overlay->isAlertMode);
+  EXPECT_TRUE(overlay->isShowing());
+  see(alone, 40'000);
+  EXPECT_FALSE(overlay->isShowing());
+  desktop.notifications->heard = true;
+
+  options([](auto& next) { next.whenShared = WhenShared::pause; });
+  EXPECT_EQ(service->fsmState().get(), FilterState::autoPaused(PauseReason::userPaused(0)));
+  EXPECT_FALSE(isOpen());
+  tell(SessionEvent::screenIsLocked);
+  tell(SessionEvent::screenIsUnlocked);
+  EXPECT_FALSE(isOpen()) << "it is still shared";
+  desktop.sharing->shared = false;
+  machine.settle();
+  EXPECT_TRUE(isOpen());
+  EXPECT_TRUE(overlay->isShowing());
+  EXPECT_FALSE(shown.contains("sentrel.shared"));
+  options([](auto& next) { next.whenShared = WhenShared::changeNothing; });
+  desktop.sharing->shared = true;
+  EXPECT_TRUE(overlay->isShowing());
+}
+
+TEST_F(RelaxationsTest, AnAlertReactsAsThePersonChose) {
+  ProtectionOptions next;
+  next.reaction = Reaction::notifyOnly;
+  settings->save(next);
+  start();
+  const float before = overlay->currentAlpha;
+  see(watched, 700);
+  EXPECT_TRUE(service->isAlert());
+  EXPECT_FALSE(overlay->isAlertMode);
+  EXPECT_EQ(overlay->currentAlpha.get(), before);
+  EXPECT_EQ(desktop.notifications->shown.count("sentrel.alert"), 1U);
+  next.reaction = Reaction::darkenOnly;
+  settings->save(next);
+  EXPECT_TRUE(overlay->isAlertMode) << "at once";
+  see(alone, 40'000);
+  see(watched, 700);
+  EXPECT_TRUE(overlay->isAlertMode);
+  EXPECT_EQ(desktop.notifications->shown.count("sentrel.alert"), 0U);
+  EXPECT_EQ(stats->stats.get().alertCount, 2) << "counted and felt as always";
+  EXPECT_EQ(desktop.haptics->performed, 2);
 }
 
 }  // namespace

@@ -109,6 +109,22 @@ TEST_F(SettingsRepositoryTest, LoginItemFollowsAChangeAndReportsItsFailure) {
   EXPECT_TRUE(saved.settings.get().launchAtLogin) << "the system's truth";
 }
 
+TEST_F(SettingsRepositoryTest, OptionsBeginAsIfNobodyHadAskedAndSurviveDamage) {
+  SettingsRepository saved(store, loginItem);
+  EXPECT_EQ(saved.options.get(), ProtectionOptions{});
+  const ProtectionOptions asked{Reaction::notifyOnly, 250, 2000, true, WhenShared::pause, true};
+  saved.save(asked);
+  EXPECT_EQ(SettingsRepository(store, loginItem).options.get(), asked);
+  for (const auto& [key, value] : {std::pair{"reaction", DefaultsValue(std::int64_t{3})},
+                                   {"when_shared", DefaultsValue(std::string("pause"))},
+                                   {"watch_up_to_cm", DefaultsValue(std::int64_t{-1})},
+                                   {"alert_after_ms", DefaultsValue(std::int64_t{86'400'000})},
+                                   {"only_facing", DefaultsValue(std::int64_t{1})},
+                                   {"cover_shortcut_enabled", DefaultsValue(1.0F)}})
+    store->set(key, value);
+  EXPECT_EQ(SettingsRepository(store, loginItem).options.get(), ProtectionOptions{});
+}
+
 TEST(StatsRepository, CountersAreStoredWithEveryChangeUnderTheirKeys) {
   const auto store = std::make_shared<test::MemoryUserDefaults>();
   StatsRepository repository(store);

@@ -57,6 +57,13 @@ struct FakePowerSource final : PowerSource {
   }
 };
 
+struct FakeScreenSharing final : ScreenSharing {
+  Published<bool> shared{false};
+
+  [[nodiscard]] Registration observe() override { return {}; }
+  [[nodiscard]] const Published<bool>& isShared() const override { return shared; }
+};
+
 struct FakeKeyMonitor final : KeyMonitor {
   Signal<> observer;
   bool possible = true;
@@ -74,6 +81,7 @@ class FakeNotifications final : public Notifications {
 
   std::map<std::string, NotificationContent> shown;
   int added = 0;
+  bool heard = true;
   bool answering = true;
   std::vector<std::function<void(bool)>> questions;
 
@@ -89,6 +97,7 @@ class FakeNotifications final : public Notifications {
     ++added;
   }
   void remove(const std::string& identifier) override { shown.erase(identifier); }
+  [[nodiscard]] bool isHeard() const override { return heard; }
 
  private:
   std::shared_ptr<MainLoop> mainLoop_;
@@ -141,6 +150,7 @@ struct FakeDesktop {
   std::shared_ptr<FakeSessionEvents> session;
   std::shared_ptr<FakeNotifications> notifications;
   std::shared_ptr<FakePowerSource> power = std::make_shared<FakePowerSource>();
+  std::shared_ptr<FakeScreenSharing> sharing = std::make_shared<FakeScreenSharing>();
   std::shared_ptr<FakeKeyMonitor> keys = std::make_shared<FakeKeyMonitor>();
   std::shared_ptr<FakeHaptics> haptics = std::make_shared<FakeHaptics>();
 };

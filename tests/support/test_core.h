@@ -117,6 +117,8 @@ struct TestCore {
     given.notifications = desktop.notifications;
     given.haptics = desktop.haptics;
     given.powerSource = desktop.power;
+    given.screenSharing = desktop.sharing;
+    given.sessionEvents = desktop.session;
     given.keyMonitor = desktop.keys;
     given.localizedText = [](const char* key) { return std::string(key); };
     return given;
