@@ -52,9 +52,9 @@ void Relaxations::forgetPause() {
 
 // Guests.
 
-bool Relaxations::addGuest(std::optional<std::int64_t> durationMs) {
-  const std::int64_t guests = (stay_.get() ? stay_.get()->guests : 0) + 1;
-  if (guests > OnlookerRules::mostGuests || (durationMs && !isAllowed(*durationMs))) return false;
+bool Relaxations::welcome(std::int64_t guests, std::optional<std::int64_t> durationMs) {
+  if (guests < 1 || guests > OnlookerRules::mostGuests || (durationMs && !isAllowed(*durationMs)))
+    return false;
   Stay stay{guests, std::nullopt};
   stayTimer_.reset();
   if (durationMs) {

@@ -38,9 +38,13 @@ class Relaxations {
   /// When the pause ends by itself, by the program's clock; none without one.
   [[nodiscard]] const Published<std::optional<std::int64_t>>& pauseEndMs() const { return pauseEndMs_; }
 
-  /// One more face is welcome, all of them for `durationMs` (1..longestMs) from now, or until the next lock.
-  /// False for any other duration, and where three are welcome already.
-  bool addGuest(std::optional<std::int64_t> durationMs);
+  /// From now on as many more faces (1..OnlookerRules::mostGuests) are welcome, for `durationMs`
+  /// (1..longestMs) or until the next lock. False for any other number or duration.
+  bool welcome(std::int64_t guests, std::optional<std::int64_t> durationMs);
+  /// One more than before is welcome.
+  bool addGuest(std::optional<std::int64_t> durationMs) {
+    return welcome((stay_.get() ? stay_.get()->guests : 0) + 1, durationMs);
+  }
   /// Nobody is welcome any more.
   void sendGuestsAway();
   [[nodiscard]] const Published<std::optional<Stay>>& stay() const { return stay_; }

@@ -9,10 +9,6 @@ namespace sentrel {
 
 namespace {
 
-/// One for all alerts: a new notification takes the place of the former.
-constexpr const char* alertNotification = "sentrel.alert";
-constexpr const char* nobodyAction = "nobody";
-constexpr const char* pauseAction = "pause";
 constexpr const char* cameraNotification = "sentrel.camera";
 
 /// Feedback at most this often, however often an onlooker comes back.
@@ -42,7 +38,7 @@ void OnlookerFeedback::alertStarted(VisionFaceAnalyzer* analyzer, const FilterOv
 
 void OnlookerFeedback::postAlertNotification(bool silent) {
   const auto& text = uses_.platform.localizedText;
-  uses_.platform.notifications->add(alertNotification,
+  uses_.platform.notifications->add(notification,
                                     {.title = text(textId("notif_alert_title")),
                                      .body = text(textId("notif_alert_text")),
                                      .silent = silent,
@@ -56,7 +52,7 @@ void OnlookerFeedback::alertEnded(VisionFaceAnalyzer* analyzer) {
 }
 
 void OnlookerFeedback::withdrawNotification() {
-  uses_.platform.notifications->remove(alertNotification);
+  uses_.platform.notifications->remove(notification);
 }
 
 void BlindnessNotice::follow(const CameraControl::Status& status) {

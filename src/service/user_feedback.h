@@ -15,6 +15,13 @@ namespace sentrel {
 /// notification, and the count of alerts. Main thread.
 class OnlookerFeedback {
  public:
+  /// One for all alerts: a new one takes the place of the former.
+  static constexpr const char* notification = "sentrel.alert";
+  // The person's answers to it, and how long the pause is.
+  static constexpr const char* nobodyAction = "nobody";
+  static constexpr const char* pauseAction = "pause";
+  static constexpr std::int64_t pauseMs = 15 * 60 * 1000;
+
   explicit OnlookerFeedback(const ServiceDependencies& dependencies) : uses_(dependencies) {}
 
   /// Shows the picture-in-picture from the frames of `analyzer`, which may be null, unless others see the

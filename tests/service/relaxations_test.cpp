@@ -3,6 +3,7 @@
 // What weakens protection for a while: that it does, is told, and ends by itself.
 #include "service/relaxations.h"
 
+#include "service/remote_control.h"
 #include "support/test_core.h"
 
 namespace sentrel {
@@ -142,6 +143,56 @@ TEST_F(RelaxationsTest, APosterIsNobodyUntilTheCameraSeesAnew) {
   EXPECT_EQ(relaxations().filter.ignoredCount().get(), 0);
   see(watched, 700);
   EXPECT_EQ(state(), Kind::alert);
+}
+
+TEST_F(RelaxationsTest, CommandsAreToldAndRefusedWhileLocked) {
+  using Answer = RemoteControl::Answer;
+  bool quits = false;
+  RemoteControl remote(service, {platform(), camera, control, overlay, nullptr, settings, stats},
+                       [&] { quits = true; });
+  auto& shown = desktop.notifications->shown;
+  EXPECT_EQ(remote.pause(minute), Answer::off);
+  EXPECT_EQ(remote.switchOff(), Answer::done);
+  EXPECT_EQ(remote.switchOn(), Answer::done);
+  machine.settle();
+  EXPECT_EQ(remote.pause(0), Answer::misused);
+  EXPECT_EQ(remote.welcome(4, std::nullopt), Answer::misused);
+  EXPECT_TRUE(shown.empty());
+  EXPECT_FALSE(remote.news().get());
+  tell(SessionEvent::screenIsLocked);
+  for (const Answer answer : {remote.switchOff(), remote.toggle(), remote.pause(minute),
+                              remote.welcome(1, std::nullopt), remote.quit()})
+    EXPECT_EQ(answer, Answer::locked);
+  tell(SessionEvent::screenIsUnlocked);
+  EXPECT_TRUE(service->isActive());
+
+  EXPECT_EQ(remote.welcome(2, minute), Answer::done);
+  EXPECT_EQ(shown["sentrel.command"].body, "notif_command_guest");
+  EXPECT_EQ(remote.news().get(), RemoteControl::Origin::command);
+  remote.seen();
+  EXPECT_EQ(remote.pause(minute), Answer::done);
+  EXPECT_EQ(shown["sentrel.command"].body, "notif_command_pause");
+  EXPECT_EQ(remote.resume(), Answer::done);
+  EXPECT_FALSE(relaxations().pauseEndMs().get());
+  machine.settle();
+  remote.seen();
+
+  // The person answers a notification.
+  see(watched, 700);
+  desktop.notifications->answered.emit("sentrel.alert", "nobody");
+  EXPECT_EQ(relaxations().filter.ignoredCount().get(), 1);
+  EXPECT_EQ(remote.news().get(), RemoteControl::Origin::notification);
+  desktop.notifications->answered.emit("sentrel.camera", "pause");
+  desktop.notifications->answered.emit("sentrel.alert", "anything");
+  EXPECT_FALSE(relaxations().pauseEndMs().get());
+  desktop.notifications->answered.emit("sentrel.alert", "pause");
+  EXPECT_TRUE(relaxations().pauseEndMs().get());
+  EXPECT_EQ(remote.switchOff(), Answer::done);
+  machine.settle();
+  EXPECT_FALSE(service->isSwitchedOn());
+  EXPECT_EQ(remote.quit(), Answer::done);
+  machine.settle();
+  EXPECT_TRUE(quits);
 }
 
 TEST_F(RelaxationsTest, ASharedScreenHidesTheStripesAndAnAlertOnlyNotifies) {
