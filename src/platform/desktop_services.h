@@ -44,7 +44,7 @@ struct NotificationContent {
   std::string title;
   std::string body;
   bool silent = false;  ///< without the default sound
-  /// Offered where the server knows of actions.
+  /// None or two; offered where the server knows of actions.
   std::vector<NotificationAction> actions{};
 };
 

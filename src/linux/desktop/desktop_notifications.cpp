@@ -2,6 +2,7 @@
 #include "linux/desktop/desktop_notifications.h"
 
 #include <algorithm>
+#include <tuple>
 #include <utility>
 
 namespace sentrel {
@@ -13,8 +14,10 @@ constexpr std::int64_t answerDeadlineMs = 2'000;
 /// After a server could not be started, no start is tried for this long.
 constexpr std::chrono::minutes startRest{10};
 
+constexpr auto path = "/org/freedesktop/Notifications";
+
 BusMember ofServer(const char* member) {
-  return {"/org/freedesktop/Notifications", "org.freedesktop.Notifications", member};
+  return {path, "org.freedesktop.Notifications", member};
 }
 
 }  // namespace
@@ -26,6 +29,14 @@ DesktopNotifications::DesktopNotifications(std::shared_ptr<MainLoop> mainLoop,
 void DesktopNotifications::appeared() {
   starting_ = false;
   startFailedAt_.reset();
+  // Some servers tell that the person does not want to be disturbed.
+  const auto follow = [this](const char* interface, const char* property) {
+    quiet_.push_back(followProperties(path, interface, [this, property](const QVariantMap& properties, bool) {
+      isQuiet_ = valueOf<bool>(properties, property).value_or(isQuiet_);
+    }));
+  };
+  follow("org.freedesktop.Notifications", "Inhibited");
+  follow("org.dunstproject.cmd0", "paused");
   if (deadline_) askServer();
   for (auto& [identifier, entry] : entries_) showNext(identifier);
 }
@@ -39,6 +50,8 @@ void DesktopNotifications::absent() {
 void DesktopNotifications::gone() {
   starting_ = false;
   listening_.clear();
+  quiet_.clear();
+  isQuiet_ = false;
   for (auto& [identifier, entry] : entries_) {
     entry.number = 0;  // the next server counts anew
     if (!entry.next && !entry.unwanted) entry.next = std::move(entry.underWay);
@@ -98,15 +111,30 @@ void DesktopNotifications::showNext(const std::string& identifier) {
   Entry& entry = entries_[identifier];
   if (entry.underWay || !entry.next) return;
   entry.underWay = std::exchange(entry.next, std::nullopt);
+  entry.actions = entry.underWay->actions;
   constexpr int critical = 2;
   constexpr int serversOwnExpiry = -1;
-  // A late answer is still an answer: without its number a notification could never be taken away. The action
-  // "default" is the notification itself; its label is not shown.
-  call(ofServer("Notify"),
-       {[this, identifier](const BusMessage& reply) { shown(identifier, reply); }, BusReply::noTimeout},
-       "susssasa{sv}i", "Sentrel", entry.number, "expert.mardeck.sentrel", entry.underWay->title.c_str(),
-       entry.underWay->body.c_str(), 2, "default", "Sentrel", 3, "urgency", "y", critical, "sound-name", "s",
-       "message-new-instant", "desktop-entry", "s", "expert.mardeck.sentrel", serversOwnExpiry);
+  // A late answer is still an answer: without its number a notification could never be taken away.
+  const BusReply reply{[this, identifier](const BusMessage& answer) { shown(identifier, answer); },
+                       BusReply::noTimeout};
+  const NotificationContent& content = *entry.underWay;
+  const auto notify = [&](auto... actions) {
+    const auto withHint = [&](const char* name, const char* type, auto value) {
+      call(ofServer("Notify"), reply, "susssasa{sv}i", "Sentrel", entry.number, "expert.mardeck.sentrel",
+           content.title.c_str(), content.body.c_str(), static_cast<int>(sizeof...(actions)), actions..., 3,
+           "urgency", "y", critical, name, type, value, "desktop-entry", "s", "expert.mardeck.sentrel",
+           serversOwnExpiry);
+    };
+    content.silent ? withHint("suppress-sound", "b", 1) : withHint("sound-name", "s", "message-new-instant");
+  };
+  // The action "default" is the notification itself; its label is not shown.
+  if (entry.actions.size() == 2) {
+    const auto& [first, second] = std::tie(entry.actions[0], entry.actions[1]);
+    notify("default", "Sentrel", first.identifier.c_str(), first.label.c_str(), second.identifier.c_str(),
+           second.label.c_str());
+  } else {
+    notify("default", "Sentrel");
+  }
 }
 
 void DesktopNotifications::shown(const std::string& identifier, const BusMessage& reply) {
@@ -146,6 +174,19 @@ std::optional<std::string> DesktopNotifications::identifierOf(const BusMessage& 
   return std::nullopt;
 }
 
+/// Only what was offered is an answer.
+void DesktopNotifications::chooses(const BusMessage& signal) {
+  const auto identifier = identifierOf(signal);
+  if (!identifier) return;
+  const std::string action = valueOf<QString>(signal.arguments.value(1)).value_or(QString()).toStdString();
+  const auto& offered = entries_[*identifier].actions;
+  if (action == "default") {
+    chosen.emit(*identifier);
+  } else if (std::ranges::find(offered, action, &NotificationAction::identifier) != offered.end()) {
+    answered.emit(*identifier, action);
+  }
+}
+
 /// Servers tell everybody about everybody's notifications, so they are listened to only while one is ours.
 void DesktopNotifications::listenWhileShown() {
   const auto isShown = [](const auto& entry) { return entry.second.number != 0; };
@@ -154,9 +195,8 @@ void DesktopNotifications::listenWhileShown() {
     return;
   }
   if (!listening_.empty()) return;
-  listening_.push_back(listen(ofServer("ActionInvoked"), [this](const BusMessage& signal) {
-    if (const auto identifier = identifierOf(signal)) chosen.emit(*identifier);
-  }));
+  listening_.push_back(
+      listen(ofServer("ActionInvoked"), [this](const BusMessage& signal) { chooses(signal); }));
   listening_.push_back(listen(ofServer("NotificationClosed"), [this](const BusMessage& signal) {
     if (const auto identifier = identifierOf(signal)) entries_[*identifier].number = 0;
     listenWhileShown();

@@ -25,10 +25,12 @@ class DesktopNotifications final : public Notifications, private BusService {
   void requestAuthorization(std::function<void(bool granted)> answer) override;
   void add(const std::string& identifier, const NotificationContent& content) override;
   void remove(const std::string& identifier) override;
+  [[nodiscard]] bool isHeard() const override { return isPresent() && !isQuiet_; }
 
  private:
   struct Entry {
     std::uint32_t number = 0;                     // the server's; 0: not shown
+    std::vector<NotificationAction> actions{};    // of what is shown, or was last
     std::optional<NotificationContent> underWay;  // shown, but its number is not known yet
     std::optional<NotificationContent> next;      // waits for a server or for the number
     bool unwanted = false;                        // to be closed as soon as the number is known
@@ -45,6 +47,7 @@ class DesktopNotifications final : public Notifications, private BusService {
   void startServer();
   void startFailed();
   void listenWhileShown();
+  void chooses(const BusMessage& signal);
   [[nodiscard]] std::optional<std::string> identifierOf(const BusMessage& signal) const;
 
   const std::shared_ptr<MainLoop> mainLoop_;
@@ -53,6 +56,8 @@ class DesktopNotifications final : public Notifications, private BusService {
   Registration deadline_;                                   // of that question
   std::map<std::string, Entry> entries_;
   std::vector<Registration> listening_;
+  std::vector<Registration> quiet_;  // what servers tell of being quiet
+  bool isQuiet_ = false;
   bool starting_ = false;
   std::optional<std::chrono::steady_clock::time_point> startFailedAt_;
 };
