@@ -200,10 +200,12 @@ void CameraDirectory::detach() {
   binding_.reset();
   complete_ = false;
   publish();
+  publishReads(screenLinks_.clear());
 }
 
 void CameraDirectory::globalAdded(std::uint32_t id, const char* type, const spa_dict* properties) {
   const std::string_view kind = type == nullptr ? "" : type;
+  publishReads(screenLinks_.add(id, kind, properties));
   if (kind == PW_TYPE_INTERFACE_Metadata && property(properties, PW_KEY_METADATA_NAME) == "default") {
     binding_->bindMetadata(id);
   } else if (kind == PW_TYPE_INTERFACE_Node && property(properties, PW_KEY_MEDIA_CLASS) == "Video/Source") {
@@ -213,9 +215,11 @@ void CameraDirectory::globalAdded(std::uint32_t id, const char* type, const spa_
 }
 
 void CameraDirectory::globalRemoved(std::uint32_t id) {
-  if (id == binding_->metadataID) binding_->dropMetadata();
-  std::erase_if(nodes_, [id](const auto& node) { return node->id == id; });
-  publish();
+  publishReads(screenLinks_.remove(id));
+  const bool wasMetadata = id == binding_->metadataID;
+  if (wasMetadata) binding_->dropMetadata();
+  const auto gone = std::erase_if(nodes_, [id](const auto& node) { return node->id == id; });
+  if (wasMetadata || gone > 0) publish();
 }
 
 void CameraDirectory::synced(int sequence) {
@@ -272,9 +276,23 @@ void CameraDirectory::publish() {
   if (differs) events_.devicesChanged();
 }
 
+void CameraDirectory::publishReads(bool changed) {
+  if (!changed) return;
+  {
+    const std::lock_guard lock(mutex_);
+    screenReads_ = screenLinks_.reads();
+  }
+  events_.screenReadsChanged();
+}
+
 CameraDirectory::Listing CameraDirectory::listing() const {
   const std::lock_guard lock(mutex_);
   return listing_;
+}
+
+std::vector<ScreenRead> CameraDirectory::screenReads() const {
+  const std::lock_guard lock(mutex_);
+  return screenReads_;
 }
 
 bool CameraDirectory::hasSeen(const std::string& uniqueID) const {

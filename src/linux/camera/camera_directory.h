@@ -12,7 +12,9 @@
 #include <string>
 #include <vector>
 
+#include "linux/camera/screen_links.h"
 #include "platform/capture_session.h"
+#include "platform/screen_reads.h"
 
 struct pw_core;
 struct spa_dict;
@@ -20,7 +22,8 @@ struct spa_dict;
 namespace sentrel {
 
 /// The cameras that PipeWire lists. A device's unique id is its node's name, which survives replugging; where
-/// two nodes bear one name, the later one stands for it.
+/// two nodes bear one name, the later one stands for it. Beside them, who gets pictures from whom: the same
+/// events tell both.
 class CameraDirectory {
  public:
   /// What is listed at one moment.
@@ -39,6 +42,7 @@ class CameraDirectory {
   struct Events {
     std::function<void()> devicesChanged;
     std::function<void()> completed;
+    std::function<void()> screenReadsChanged;
   };
 
   explicit CameraDirectory(Events events);
@@ -62,6 +66,7 @@ class CameraDirectory {
   // Any thread.
 
   [[nodiscard]] Listing listing() const;
+  [[nodiscard]] std::vector<ScreenRead> screenReads() const;
   /// Among the last 64 that appeared.
   [[nodiscard]] bool hasSeen(const std::string& uniqueID) const;
   /// Waits until the first complete listing that holds a camera, at most `timeout`; once that has happened,
@@ -76,6 +81,7 @@ class CameraDirectory {
   void globalRemoved(std::uint32_t id);
   void synced(int sequence);
   void publish();
+  void publishReads(bool changed);
 
   Events events_;
   std::unique_ptr<Binding> binding_;
@@ -83,10 +89,12 @@ class CameraDirectory {
   std::string activeDefault_;
   std::string configuredDefault_;
   bool complete_ = false;
+  ScreenLinks screenLinks_;
 
   mutable std::mutex mutex_;  // guards what follows, read from any thread
   std::condition_variable arrived_;
   Listing listing_;
+  std::vector<ScreenRead> screenReads_;
   std::deque<std::string> seen_;  // the newest at the end
   bool firstOver_ = false;
 };

@@ -86,7 +86,8 @@ PipeWireCaptureSession::PipeWireCaptureSession(std::shared_ptr<MainLoop> mainLoo
                         reconcileSoon_.signal();
                         report(&CaptureSession::devicesChanged);
                       },
-                  .completed = [this] { reconcileSoon_.signal(); }}),
+                  .completed = [this] { reconcileSoon_.signal(); },
+                  .screenReadsChanged = [this] { reportScreenReads(); }}),
       connection_(loop_, {.connected =
                               [this](pw_core* core) {
                                 serviceMissing_ = false;
@@ -123,6 +124,17 @@ void PipeWireCaptureSession::report(Signal<> CaptureSession::*signal) {
     const auto self = weak.lock();
     // A report that was under way when the camera was closed is of no interest any more.
     if (self && (self->open_ || signal == &CaptureSession::devicesChanged)) ((*self).*signal).emit();
+  });
+}
+
+/// Once for all changes until the main loop gets to it: whoever may make links makes any number.
+void PipeWireCaptureSession::reportScreenReads() {
+  if (readsReported_.exchange(true)) return;
+  mainLoop_->post([weak = weak_from_this()] {
+    const auto self = weak.lock();
+    if (!self) return;
+    self->readsReported_ = false;
+    self->screenReads_.assignIfChanged(self->directory_.screenReads());
   });
 }
 

@@ -18,6 +18,7 @@
 #include "linux/camera/frame_converter.h"
 #include "linux/camera/pipewire_loop.h"
 #include "platform/capture_session.h"
+#include "platform/screen_reads.h"
 #include "support/frame.h"
 #include "support/main_loop.h"
 #include "support/serial_queue.h"
@@ -76,8 +77,9 @@ class InterruptionWatch {
 /// The capture session on PipeWire. It holds one stream exactly while it runs, frames are wanted and there is
 /// a request; it paces, converts and recovers. The PipeWire loop decides, the camera queue converts and
 /// delivers. A picture of another size than the one asked for is cut to its shape about the centre and
-/// scaled.
+/// scaled. The same connection tells, also while the camera is closed, who gets pictures from whom.
 class PipeWireCaptureSession final : public CaptureSession,
+                                     public ScreenReads,
                                      public std::enable_shared_from_this<PipeWireCaptureSession> {
  public:
   /// Without `consent` the person is not asked. When the last owner of what this gives lets go, the camera is
@@ -104,6 +106,10 @@ class PipeWireCaptureSession final : public CaptureSession,
   void setFrameDemand(FrameDemand demand) override;
   void setPreviewTap(std::function<void(const FrameRef&)> onFrame) override;
   [[nodiscard]] std::optional<CameraDevice> currentDevice() const override;
+
+  [[nodiscard]] const Published<std::vector<ScreenRead>>& screenReads() const override {
+    return screenReads_;
+  }
 
   /// Frames dropped so far because they could not be trusted or read. Any thread.
   [[nodiscard]] std::int64_t brokenFrames() const { return brokenFrames_.load(); }
@@ -134,6 +140,7 @@ class PipeWireCaptureSession final : public CaptureSession,
   // Any thread.
   void changeOrders(std::function<void(Orders&)> change);
   void report(Signal<> CaptureSession::*signal);
+  void reportScreenReads();
 
   // Camera queue.
   void applyOrders(Retarget retarget = Retarget::no);
@@ -167,6 +174,9 @@ class PipeWireCaptureSession final : public CaptureSession,
   std::atomic<std::int64_t> brokenFrames_{0};
   BufferLease lease_;
   std::atomic<bool> open_{false};  // the camera is meant to be open: reports count only then
+
+  Published<std::vector<ScreenRead>> screenReads_;  // main thread
+  std::atomic<bool> readsReported_{false};          // and not yet read there
 
   std::atomic<bool> serviceMissing_{false};
   mutable std::mutex causeMutex_;
