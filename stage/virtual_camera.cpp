@@ -165,8 +165,9 @@ void VirtualCamera::connectStream() {
   }
 
   pw_properties* properties = pw_properties_new(
-      PW_KEY_MEDIA_CLASS, "Video/Source", PW_KEY_MEDIA_ROLE, "Camera", PW_KEY_NODE_NAME,
-      options_.name.c_str(), PW_KEY_NODE_DESCRIPTION, options_.description.c_str(), nullptr);
+      PW_KEY_MEDIA_CLASS, options_.mediaClass.c_str(), PW_KEY_NODE_NAME, options_.name.c_str(),
+      PW_KEY_NODE_DESCRIPTION, options_.description.c_str(), nullptr);
+  if (!options_.role.empty()) pw_properties_set(properties, PW_KEY_MEDIA_ROLE, options_.role.c_str());
   if (!options_.location.empty()) {
     pw_properties_set(properties, "api.libcamera.location", options_.location.c_str());
   }

@@ -43,7 +43,10 @@ class VirtualCamera {
     std::string location = {};                   ///< "front" or "back"; empty: unknown
     /// As it offers them, the first one before the others. A source needs modes of one size.
     std::vector<Mode> modes = {{}};
-    int jitterMs = 0;  ///< each frame comes up to this much before or after its time
+    /// What it says that it is, where that is something else than a camera.
+    std::string mediaClass = "Video/Source";
+    std::string role = "Camera";  ///< empty: none
+    int jitterMs = 0;             ///< each frame comes up to this much before or after its time
   };
 
   enum class Fault {

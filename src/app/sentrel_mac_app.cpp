@@ -27,6 +27,7 @@
 #include "linux/desktop/autostart_login_item.h"
 #include "linux/desktop/desktop_key_monitor.h"
 #include "linux/desktop/desktop_notifications.h"
+#include "linux/desktop/desktop_screen_sharing.h"
 #include "linux/desktop/desktop_session_events.h"
 #include "linux/desktop/upower_power_source.h"
 #include "linux/overlay/desktop_overlay_backend.h"
@@ -251,7 +252,9 @@ void SentrelMacApp::installPlatform() {
   platform.userDefaults = defaults_;
   consent_ = std::make_shared<CameraConsent>(
       defaults_->value(rawValue(SettingsKey::hasCompletedOnboarding)) == DefaultsValue(true));
-  platform.captureSession = PipeWireCaptureSession::create(mainLoop_, platform.cameraQueue, consent_);
+  const auto pipeWire = PipeWireCaptureSession::create(mainLoop_, platform.cameraQueue, consent_);
+  platform.captureSession = pipeWire;
+  platform.screenSharing = std::make_shared<DesktopScreenSharing>(mainLoop_, sessionBus_, pipeWire);
   platform.loginItem = std::make_shared<AutostartLoginItem>();
   platform.notifications = std::make_shared<DesktopNotifications>(mainLoop_, sessionBus_);
   platform.haptics = std::make_shared<FeedbackdHaptics>(sessionBus_);
