@@ -35,6 +35,8 @@ test_packages=(
 )
 # A real desktop, without a screen.
 gnome_packages=(gnome-shell xwayland dbus-daemon pipewire-bin x11-utils)
+# What gives away the screen of sway.
+sharing_packages=(xdg-desktop-portal-wlr)
 package_packages=(build-essential git dpkg-dev debhelper)
 check_packages=(git strace devscripts clang-tidy clang-format reuse shellcheck qemu-user lintian debootstrap systemd)
 
@@ -135,9 +137,10 @@ setup() {
         pictures=yes
         ;;
       gnome) names+=("${gnome_packages[@]}") ;;
+      sharing) names+=("${sharing_packages[@]}") ;;
       package) names+=("${package_packages[@]}") ;;
       check) names+=("${check_packages[@]}") ;;
-      *) fail "unknown group $group; groups are build, run, demo, demo-wayland, demo-day, soak, test, gnome, package and check" ;;
+      *) fail "unknown group $group; groups are build, run, demo, demo-wayland, demo-day, soak, test, gnome, sharing, package and check" ;;
     esac
   done
   install_packages "${names[@]}"
