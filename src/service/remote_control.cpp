@@ -8,15 +8,11 @@
 
 namespace sentrel {
 
-namespace {
-constexpr const char* commandNotification = "sentrel.command";
-}  // namespace
-
-RemoteControl::RemoteControl(std::shared_ptr<PrivacyFilterService> service,
-                             const ServiceDependencies& dependencies, std::function<void()> quit)
-    : service_(std::move(service)), platform_(dependencies.platform), quit_(std::move(quit)) {
+RemoteControl::RemoteControl(std::shared_ptr<PrivacyFilterService> service, Platform platform,
+                             std::function<void()> quit)
+    : service_(std::move(service)), platform_(std::move(platform)), quit_(std::move(quit)) {
   answered_ = platform_.notifications->answered.connect(
-      [this](const std::string& notification, const std::string& action) { answered(notification, action); });
+      [this](const std::string& shown, const std::string& action) { answered(shown, action); });
 }
 
 RemoteControl::Answer RemoteControl::mayWeaken() const {
@@ -24,13 +20,12 @@ RemoteControl::Answer RemoteControl::mayWeaken() const {
   return service_->isSwitchedOn() ? Answer::done : Answer::off;
 }
 
-/// Tells the person with the text of this key what a command has `done`.
-RemoteControl::Answer RemoteControl::weakened(bool done, const char* text) {
+/// Tells the person under the title of this key what a command has `done`.
+RemoteControl::Answer RemoteControl::weakened(bool done, const char* title) {
   if (!done) return Answer::misused;
   news_.assignIfChanged(Origin::command);
-  platform_.notifications->add(commandNotification,
-                               {.title = platform_.localizedText(textId("notif_command_title")),
-                                .body = platform_.localizedText(text)});
+  platform_.notifications->add(notification, {.title = platform_.localizedText(title),
+                                              .body = platform_.localizedText(textId("notif_off_text"))});
   return Answer::done;
 }
 
@@ -44,7 +39,7 @@ RemoteControl::Answer RemoteControl::switchOff() {
   if (answer == Answer::off) return Answer::done;
   if (answer != Answer::done) return answer;
   service_->stop();
-  return weakened(true, textId("notif_command_off"));
+  return weakened(true, textId("notif_off_title"));
 }
 
 RemoteControl::Answer RemoteControl::toggle() {
@@ -54,7 +49,7 @@ RemoteControl::Answer RemoteControl::toggle() {
 RemoteControl::Answer RemoteControl::pause(std::int64_t durationMs) {
   const Answer answer = mayWeaken();
   if (answer != Answer::done) return answer;
-  return weakened(service_->relaxations().pause(durationMs), textId("notif_command_pause"));
+  return weakened(service_->relaxations().pause(durationMs), textId("notif_pause_title"));
 }
 
 RemoteControl::Answer RemoteControl::resume() {
@@ -66,7 +61,7 @@ RemoteControl::Answer RemoteControl::resume() {
 RemoteControl::Answer RemoteControl::welcome(std::int64_t guests, std::optional<std::int64_t> durationMs) {
   const Answer answer = mayWeaken();
   if (answer != Answer::done) return answer;
-  return weakened(service_->relaxations().welcome(guests, durationMs), textId("notif_command_guest"));
+  return weakened(service_->relaxations().welcome(guests, durationMs), textId("notif_guest_title"));
 }
 
 RemoteControl::Answer RemoteControl::sendGuestsAway() {
@@ -78,13 +73,13 @@ RemoteControl::Answer RemoteControl::sendGuestsAway() {
 RemoteControl::Answer RemoteControl::quit() {
   const Answer answer = mayWeaken();
   if (answer == Answer::locked) return answer;
-  if (answer == Answer::done) weakened(true, textId("notif_command_quit"));
+  if (answer == Answer::done) weakened(true, textId("notif_off_title"));
   platform_.mainLoop->post(quit_);
   return Answer::done;
 }
 
-void RemoteControl::answered(const std::string& notification, const std::string& action) {
-  if (notification != OnlookerFeedback::notification || mayWeaken() != Answer::done) return;
+void RemoteControl::answered(const std::string& shown, const std::string& action) {
+  if (shown != OnlookerFeedback::notification || mayWeaken() != Answer::done) return;
   Relaxations& relaxations = service_->relaxations();
   const bool done = action == OnlookerFeedback::nobodyAction  ? relaxations.filter.ignoreOnlooker()
                     : action == OnlookerFeedback::pauseAction ? relaxations.pause(OnlookerFeedback::pauseMs)

@@ -21,11 +21,13 @@ class RemoteControl {
     off,      ///< refused: protection is switched off
     misused,  ///< refused: a duration or a number out of range
   };
+  /// Tells what a command has done; the program takes it away when protection is switched on again.
+  static constexpr const char* notification = "sentrel.off";
+
   enum class Origin { command, notification };
 
   /// `quit` ends the program in a later turn.
-  RemoteControl(std::shared_ptr<PrivacyFilterService> service, const ServiceDependencies& dependencies,
-                std::function<void()> quit);
+  RemoteControl(std::shared_ptr<PrivacyFilterService> service, Platform platform, std::function<void()> quit);
 
   Answer switchOn();
   Answer switchOff();

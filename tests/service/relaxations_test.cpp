@@ -148,8 +148,7 @@ TEST_F(RelaxationsTest, APosterIsNobodyUntilTheCameraSeesAnew) {
 TEST_F(RelaxationsTest, CommandsAreToldAndRefusedWhileLocked) {
   using Answer = RemoteControl::Answer;
   bool quits = false;
-  RemoteControl remote(service, {platform(), camera, control, overlay, nullptr, settings, stats},
-                       [&] { quits = true; });
+  RemoteControl remote(service, platform(), [&] { quits = true; });
   auto& shown = desktop.notifications->shown;
   EXPECT_EQ(remote.pause(minute), Answer::off);
   EXPECT_EQ(remote.switchOff(), Answer::done);
@@ -167,11 +166,11 @@ TEST_F(RelaxationsTest, CommandsAreToldAndRefusedWhileLocked) {
   EXPECT_TRUE(service->isActive());
 
   EXPECT_EQ(remote.welcome(2, minute), Answer::done);
-  EXPECT_EQ(shown["sentrel.command"].body, "notif_command_guest");
+  EXPECT_EQ(shown[RemoteControl::notification].title, "notif_guest_title");
   EXPECT_EQ(remote.news().get(), RemoteControl::Origin::command);
   remote.seen();
   EXPECT_EQ(remote.pause(minute), Answer::done);
-  EXPECT_EQ(shown["sentrel.command"].body, "notif_command_pause");
+  EXPECT_EQ(shown[RemoteControl::notification].title, "notif_pause_title");
   EXPECT_EQ(remote.resume(), Answer::done);
   EXPECT_FALSE(relaxations().pauseEndMs().get());
   machine.settle();
