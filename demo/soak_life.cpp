@@ -376,7 +376,10 @@ void SoakLife::startCalibration() {
 }
 
 void SoakLife::toggle() {
-  const bool on = !watch_->world().wished;
+  const SoakWorld& now = watch_->world();
+  const bool on = !now.wished;
+  // Nobody switches it off from outside while the session may be locked.
+  if (!on && (now.isAway() || now.unclear)) return;
   change(
       on ? "protection is switched on" : "protection is switched off",
       [&](SoakWorld& world) { world.wished = on; }, [&] { activate("toggle"); });

@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "app/app_delegate.h"
 
+#include <QDateTime>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
+#include <map>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
+#include "app/program_interface.h"
 #include "detection/av_capture_manager.h"
 #include "platform/platform.h"
 #include "vision/models.h"
@@ -13,8 +18,6 @@
 namespace sentrel {
 
 namespace {
-
-constexpr const char* offNotification = "sentrel.off";
 
 void print(const QString& words, const std::string& detail) {
   QByteArray line = words.toUtf8();
@@ -41,6 +44,7 @@ void reportFailure(const char* key, const std::string& detail) {
 AppDelegate::AppDelegate(Dependencies dependencies) : uses_(std::move(dependencies)) {}
 
 AppDelegate::~AppDelegate() {
+  uses_.bus.perform = nullptr;
   delete onboardingWindow;  // as other windows, before the Qt application ends
 }
 
@@ -48,17 +52,19 @@ void AppDelegate::applicationDidFinishLaunching() {
   service_ = PrivacyFilterService::shared();
   const auto notifications = Platform::current().notifications;
   const auto backend = Platform::current().overlayBackend;
+  const auto show = [this](const auto&) { showOnTheBus(); };
+  const Relaxations& relaxations = service_->relaxations();
   registrations_ = {
-      service_->fsmState().subscribe([this](const FilterState& state) { uses_.bus.setState(state); }),
-      service_->isActive().subscribe([this](bool active) { uses_.bus.setActive(active); }),
-      StatsRepository::shared()->stats.subscribe(
-          [this](const FilterStats& stats) { uses_.bus.setAlertCount(stats.alertCount); }),
+      service_->fsmState().onChange(show), service_->isActive().onChange(show),
+      StatsRepository::shared()->stats.onChange(show), relaxations.pauseEndMs().onChange(show),
+      relaxations.stay().onChange(show), relaxations.filter.ignoredCount().onChange(show),
+      relaxations.isScreenShared().onChange(show),
       CameraControl::shared()->failure().subscribe([this](const std::optional<CameraFailure>& failure) {
         if (failure) reportCameraFailure(*failure);
         watchForModels(failure);
+        showOnTheBus();
       }),
       backend->limitationChanged.connect([backend] { reportLimitation(*backend); }),
-      uses_.bus.activated.connect([this](const QString& action) { performAction(action); }),
       notifications->chosen.connect([this](const std::string&) {
         if (uses_.menuBarController) uses_.menuBarController->showPopover();
       }),
@@ -67,8 +73,11 @@ void AppDelegate::applicationDidFinishLaunching() {
       service_->isStarting().onChange([this, notifications](bool starting) {
         if (!starting) return;
         begun_ = true;
-        notifications->remove(offNotification);
+        notifications->remove(RemoteControl::notification);
       })};
+  uses_.bus.perform = [this](const std::string& request, const std::vector<std::int64_t>& numbers) {
+    return carryOut(request, numbers);
+  };
   reportLimitation(*backend);
   // A program that only reads a property makes the bus start us. That alone does not switch protection on,
   // because the person may just have quit; the first message that asks for an action does.
@@ -81,13 +90,6 @@ bool AppDelegate::begin() {
   if (uses_.menuBarController && !uses_.consent->isGiven()) showOnboarding();
   service_->start();
   return true;
-}
-
-/// Any program of the person can switch protection off. The notification reveals one that should not.
-void AppDelegate::tellSwitchedOff() const {
-  const Platform& platform = Platform::current();
-  platform.notifications->add(offNotification, {.title = platform.localizedText(textId("notif_off_title")),
-                                                .body = platform.localizedText(textId("notif_off_text"))});
 }
 
 void AppDelegate::askForConsent() {
@@ -138,25 +140,85 @@ void AppDelegate::watchForModels(const std::optional<CameraFailure>& failure) {
 }
 
 void AppDelegate::applicationWillTerminate() {
-  if (service_) service_->stop();
+  // First of all: who quits has not ended a pause.
   CameraControl::shared()->setRest(CameraControl::Rest::quitting, true);
+  if (service_) service_->stop();
 }
 
-void AppDelegate::performAction(const QString& action) {
-  const bool endsIt = action == QLatin1String("quit") || action == QLatin1String("toggle");
-  if (endsIt && service_->isSwitchedOn()) tellSwitchedOff();
-  const bool begins = action != QLatin1String("quit") && begin();
-  if (action == QLatin1String("quit")) {
-    uses_.quit();
-  } else if (action == QLatin1String("toggle")) {
-    if (!begins) service_->toggle();
-  } else if (uses_.menuBarController) {
-    MenuBarController& windows = *uses_.menuBarController;
-    if (action.isEmpty()) begins ? windows.showPopoverWithoutTray() : windows.showPopover();
-    if (action == QLatin1String("preferences")) windows.openPreferences();
-    if (action == QLatin1String("statistics")) windows.showPage(MenuBarPopoverView::Page::stats);
-    if (action == QLatin1String("about")) windows.showPage(MenuBarPopoverView::Page::about);
+// The session bus.
+
+void AppDelegate::showOnTheBus() {
+  const Relaxations& relaxations = service_->relaxations();
+  // By the wall clock, which may have been set since the program started. What the two clocks differ by
+  // otherwise is no news.
+  const std::int64_t aheadMs = QDateTime::currentMSecsSinceEpoch() - Platform::current().clock->nowMs();
+  if (std::abs(aheadMs - wallAheadMs_) >= 1000) wallAheadMs_ = aheadMs;
+  const auto byTheWall = [this](std::optional<std::int64_t> ms) { return ms ? *ms + wallAheadMs_ : 0; };
+  const auto pauseEnd = relaxations.pauseEndMs().get();
+  const auto& stay = relaxations.stay().get();
+  const FilterState state = service_->fsmState();
+  QStringList words{statusWords(state).words};
+  const QString cause = failureWords(CameraControl::shared()->failure());
+  if (!cause.isEmpty()) words += cause;
+  uses_.bus.show(state, {.state = {},
+                         .status = words.join(u'\n').toStdString(),
+                         .isActive = service_->isActive(),
+                         .alertCount = StatsRepository::shared()->stats.get().alertCount,
+                         .pauseEnd = byTheWall(pauseEnd),
+                         .guests = stay ? stay->guests : 0,
+                         .guestsEnd = stay ? byTheWall(stay->untilMs) : 0,
+                         .ignoredFaces = relaxations.filter.ignoredCount(),
+                         .isScreenShared = relaxations.isScreenShared()});
+}
+
+/// What other programs ask for, as ProgramBus::perform has it.
+const char* AppDelegate::carryOut(const std::string& request, const std::vector<std::int64_t>& numbers) {
+  using Answer = RemoteControl::Answer;
+  RemoteControl& remote = *uses_.remote;
+  const auto switchOn = [&] { return begin() ? Answer::done : remote.switchOn(); };
+  const auto toggle = [&] { return begin() ? Answer::done : remote.toggle(); };
+  const auto welcome = [&] {
+    return remote.welcome(numbers[0], numbers[1] == 0 ? std::nullopt : std::optional(numbers[1]));
+  };
+  const auto quit = [&] { return remote.quit(); };
+  const std::map<std::string_view, std::function<Answer()>> commands{
+      {"SwitchOn", switchOn},
+      {"SwitchOff", [&] { return remote.switchOff(); }},
+      {"Toggle", toggle},
+      {"toggle", toggle},
+      {"Pause", [&] { return remote.pause(numbers[0]); }},
+      {"Resume", [&] { return remote.resume(); }},
+      {"Welcome", welcome},
+      {"SendGuestsAway", [&] { return remote.sendGuestsAway(); }},
+      {"Quit", quit},
+      {"quit", quit},
+  };
+  const auto found = commands.find(request);
+  if (found == commands.end()) return open(request);
+  switch (found->second()) {
+    case Answer::done:
+      break;
+    case Answer::locked:
+      return program_interface::lockedError;
+    case Answer::off:
+      return program_interface::offError;
+    case Answer::misused:
+      return program_interface::misusedError;
   }
+  return nullptr;
+}
+
+/// The program itself, or one of its windows.
+const char* AppDelegate::open(const std::string& request) {
+  const bool isItself = request == "Activate";
+  const bool begins = begin();
+  if (!uses_.menuBarController) return isItself ? nullptr : program_interface::noDisplayError;
+  MenuBarController& windows = *uses_.menuBarController;
+  if (isItself) begins ? windows.showPopoverWithoutTray() : windows.showPopover();
+  if (request == "preferences") windows.openPreferences();
+  if (request == "statistics") windows.showPage(MenuBarPopoverView::Page::stats);
+  if (request == "about") windows.showPage(MenuBarPopoverView::Page::about);
+  return nullptr;
 }
 
 }  // namespace sentrel

@@ -5,16 +5,19 @@
 #include <QPointer>
 #include <QString>
 #include <array>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "app/menu_bar_controller.h"
 #include "app/program_bus.h"
 #include "platform/capture_session.h"
 #include "platform/overlay_surface.h"
 #include "service/privacy_filter_service.h"
+#include "service/remote_control.h"
 #include "support/registration.h"
 #include "views/onboarding_view.h"
 
@@ -28,9 +31,9 @@ class AppDelegate {
  public:
   struct Dependencies {
     ProgramBus& bus;
+    std::shared_ptr<RemoteControl> remote;
     std::unique_ptr<MenuBarController> menuBarController;  ///< null where there are no windows
     std::shared_ptr<CameraConsent> consent;
-    std::function<void()> quit;  ///< ends the event loop
     Launch launch = Launch::person;
   };
 
@@ -42,22 +45,25 @@ class AppDelegate {
   /// Follows the bus and the service from now on. Switches protection on, unless the bus started the program:
   /// then the first message that asks for an action does. Once, with the event loop about to run.
   void applicationDidFinishLaunching();
-  /// Switches protection off and closes the camera for good. What this posts must still run.
+  /// Closes the camera for good and switches protection off; a pause goes on after the next start. What this
+  /// posts must still run.
   void applicationWillTerminate();
 
  private:
   bool begin();
-  void tellSwitchedOff() const;
   void askForConsent();
   void showOnboarding();
   void watchForModels(const std::optional<CameraFailure>& failure);
-  void performAction(const QString& action);
+  void showOnTheBus();
+  const char* carryOut(const std::string& request, const std::vector<std::int64_t>& numbers);
+  const char* open(const std::string& request);
 
   const Dependencies uses_;
   QPointer<OnboardingView> onboardingWindow;
   std::shared_ptr<PrivacyFilterService> service_;
-  bool begun_ = false;  // protection was switched on, whether or not it still is
-  std::array<Registration, 9> registrations_;
+  bool begun_ = false;            // protection was switched on, whether or not it still is
+  std::int64_t wallAheadMs_ = 0;  // of the program's clock, as it was last told
+  std::array<Registration, 12> registrations_;
   std::unique_ptr<QFileSystemWatcher> modelWatch_;  // while a model is missing
 };
 

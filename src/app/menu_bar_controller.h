@@ -14,6 +14,7 @@
 #include "detection/av_capture_manager.h"
 #include "linux/desktop/bus.h"
 #include "service/privacy_filter_service.h"
+#include "service/remote_control.h"
 #include "support/published.h"
 #include "support/registration.h"
 #include "views/popover.h"
@@ -35,6 +36,7 @@ class MenuBarController {
     std::function<void()> quit;
     /// What the person must be told once, as the key of a text; empty where there is nothing.
     std::function<std::string()> news;
+    std::shared_ptr<RemoteControl> remote;  ///< knows what other programs have weakened
   };
 
   MenuBarController(Actions actions, std::shared_ptr<Bus> sessionBus);

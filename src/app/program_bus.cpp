@@ -6,23 +6,26 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <cstddef>
 #include <string_view>
+#include <type_traits>
 #include <utility>
+
+#include "app/program_interface.h"
 
 namespace sentrel {
 
 namespace {
 
-constexpr auto busName = "expert.mardeck.sentrel";
-constexpr auto objectPath = "/expert/mardeck/sentrel";
-constexpr auto stateInterface = "expert.mardeck.sentrel1";
-constexpr auto applicationInterface = "org.freedesktop.Application";
+using program_interface::busName;
+using program_interface::tokenEntry;
+constexpr auto objectPath = program_interface::path;
 constexpr std::int64_t answerDeadlineMs = 2000;
 constexpr std::int64_t activationTimeoutMs = 3000;
 constexpr int mostAttempts = 3;
 
-constexpr std::array actions{"toggle", "preferences", "statistics", "about", "quit"};
+constexpr std::array<std::string_view, 5> actions{"toggle", "preferences", "statistics", "about", "quit"};
 
 /// The states as other programs read them on the bus, in their order; part of the program's interface, never
 /// translated.
@@ -32,20 +35,55 @@ constexpr const char* stateName(const FilterState& state) {
   return stateNames[static_cast<std::size_t>(state.kind())];
 }
 
-const std::array stateMembers{
-    sd_bus_vtable SD_BUS_VTABLE_START(0),
-    sd_bus_vtable SD_BUS_PROPERTY("State", "s", nullptr, offsetof(ProgramBus::Values, state),
-                                  SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE),
-    sd_bus_vtable SD_BUS_PROPERTY("IsActive", "b", nullptr, offsetof(ProgramBus::Values, isActive),
-                                  SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE),
-    sd_bus_vtable SD_BUS_PROPERTY("AlertCount", "x", nullptr, offsetof(ProgramBus::Values, alertCount),
-                                  SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE),
-    sd_bus_vtable SD_BUS_VTABLE_END};
+// The properties, which sd-bus reads from ProgramBus::Values.
+
+template <class Visitor>
+void forEachProperty(Visitor&& visit) {
+  using V = ProgramBus::Values;
+  visit("State", &V::state);
+  visit("Status", &V::status);
+  visit("IsActive", &V::isActive);
+  visit("AlertCount", &V::alertCount);
+  visit("PauseEnd", &V::pauseEnd);
+  visit("Guests", &V::guests);
+  visit("GuestsEnd", &V::guestsEnd);
+  visit("IgnoredFaces", &V::ignoredFaces);
+  visit("IsScreenShared", &V::isScreenShared);
+}
+
+int append(sd_bus_message* reply, const std::string& value) {
+  return sd_bus_message_append(reply, "s", value.c_str());
+}
+int append(sd_bus_message* reply, bool value) {
+  return sd_bus_message_append(reply, "b", static_cast<int>(value));
+}
+int append(sd_bus_message* reply, std::int64_t value) {
+  return sd_bus_message_append(reply, "x", value);
+}
+
+int readProperty(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/, const char* property,
+                 sd_bus_message* reply, void* values, sd_bus_error* /*error*/) noexcept {
+  int done = -ENOENT;
+  forEachProperty([&](std::string_view name, auto field) {
+    if (name == property) done = append(reply, static_cast<ProgramBus::Values*>(values)->*field);
+  });
+  return done;
+}
+
+std::vector<sd_bus_vtable> propertyMembers() {
+  std::vector<sd_bus_vtable> members{sd_bus_vtable SD_BUS_VTABLE_START(0)};
+  forEachProperty([&]<class T>(const char* name, T ProgramBus::Values::* /*field*/) {
+    const char* type = std::is_same_v<T, std::string> ? "s" : std::is_same_v<T, bool> ? "b" : "x";
+    members.push_back(
+        sd_bus_vtable SD_BUS_PROPERTY(name, type, readProperty, 0, SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE));
+  });
+  members.push_back(sd_bus_vtable SD_BUS_VTABLE_END);
+  return members;
+}
 
 // Qt takes the token from here as it activates a window on Wayland, and removes it. There is no other way.
 constexpr std::string_view variable = "XDG_ACTIVATION_TOKEN";
 constexpr std::size_t longestToken = 1024;
-constexpr auto tokenEntry = "activation-token";
 
 /// The environment of this process with room for the token behind all other variables, where its coming and
 /// going is the change of one pointer. setenv() would move the array away from under the threads that read
@@ -94,7 +132,7 @@ ProgramBus::ProgramBus(std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<Bus> 
     : mainLoop_(std::move(mainLoop)),
       bus_(std::move(sessionBus)),
       launch_(launch),
-      values_{.state = stateName(FilterState::inactive())} {}
+      values_{.state = stateName(FilterState::inactive()), .status = {}} {}
 
 void ProgramBus::claimName(std::function<void(InstanceRole)> outcome) {
   outcome_ = std::move(outcome);
@@ -108,16 +146,32 @@ void ProgramBus::connectionChanged(bool connected) {
     finish(InstanceRole::unreachable);
     return;
   }
+  constexpr auto method = [](const char* name, const char* types = "", const char* names = "") {
+    return sd_bus_vtable SD_BUS_METHOD_WITH_NAMES(name, types, names, "", , &ProgramBus::called,
+                                                  SD_BUS_VTABLE_UNPRIVILEGED);
+  };
   static const std::array applicationMembers{
-      sd_bus_vtable SD_BUS_VTABLE_START(0),
-      sd_bus_vtable SD_BUS_METHOD("Activate", "a{sv}", "", &ProgramBus::called, SD_BUS_VTABLE_UNPRIVILEGED),
-      sd_bus_vtable SD_BUS_METHOD("Open", "asa{sv}", "", &ProgramBus::called, SD_BUS_VTABLE_UNPRIVILEGED),
-      sd_bus_vtable SD_BUS_METHOD("ActivateAction", "sava{sv}", "", &ProgramBus::called,
-                                  SD_BUS_VTABLE_UNPRIVILEGED),
+      sd_bus_vtable SD_BUS_VTABLE_START(0), method("Activate", "a{sv}", SD_BUS_PARAM(platform_data)),
+      method("Open", "asa{sv}", SD_BUS_PARAM(uris) SD_BUS_PARAM(platform_data)),
+      method("ActivateAction", "sava{sv}",
+             SD_BUS_PARAM(action_name) SD_BUS_PARAM(parameter) SD_BUS_PARAM(platform_data)),
       sd_bus_vtable SD_BUS_VTABLE_END};
+  static const std::array ownMethods{sd_bus_vtable SD_BUS_VTABLE_START(0),
+                                     method("SwitchOn"),
+                                     method("SwitchOff"),
+                                     method("Toggle"),
+                                     method("Pause", "x", SD_BUS_PARAM(duration_ms)),
+                                     method("Resume"),
+                                     method("Welcome", "xx", SD_BUS_PARAM(guests) SD_BUS_PARAM(duration_ms)),
+                                     method("SendGuestsAway"),
+                                     method("Quit"),
+                                     sd_bus_vtable SD_BUS_VTABLE_END};
+  // Never destroyed, because sd-bus reads it to the very end.
+  static const auto& ownProperties = *new std::vector(propertyMembers());
   // The object is there before the name is: whoever sees the name can call it.
-  offers_.push_back(bus_->offer(objectPath, applicationInterface, applicationMembers.data(), this));
-  offers_.push_back(bus_->offer(objectPath, stateInterface, stateMembers.data(), &values_));
+  offers_.push_back(bus_->offer(objectPath, program_interface::application, applicationMembers.data(), this));
+  offers_.push_back(bus_->offer(objectPath, program_interface::name, ownMethods.data(), this));
+  offers_.push_back(bus_->offer(objectPath, program_interface::name, ownProperties.data(), &values_));
   requestName();
 }
 
@@ -157,8 +211,9 @@ void ProgramBus::activateOther() {
     }
   };
   const QByteArray token = qgetenv(variable.data());
-  bus_->call(busName, {objectPath, applicationInterface, "Activate"}, {answered, activationTimeoutMs},
-             "a{sv}", token.isEmpty() ? 0 : 1, tokenEntry, "s", token.constData());
+  bus_->call(busName, {objectPath, program_interface::application, "Activate"},
+             {answered, activationTimeoutMs}, "a{sv}", token.isEmpty() ? 0 : 1, tokenEntry, "s",
+             token.constData());
 }
 
 void ProgramBus::finish(InstanceRole role) {
@@ -166,46 +221,49 @@ void ProgramBus::finish(InstanceRole role) {
   if (auto outcome = std::exchange(outcome_, nullptr)) outcome(role);
   const auto early = std::exchange(early_, {});
   if (role != InstanceRole::first) return;
-  for (const QString& action : early) activated.emit(action);
+  for (const Message& message : early) answer(message.get());
 }
 
-/// The activation itself, documents to open, of which there are none, or an action.
-int ProgramBus::called(sd_bus_message* message, void* self, sd_bus_error* error) noexcept {
-  constexpr int unanswered = 1;
+/// Any method that we offer.
+int ProgramBus::called(sd_bus_message* message, void* self, sd_bus_error* /*error*/) noexcept {
+  constexpr int answeredByUs = 1;  // now, later or never
   auto& bus = *static_cast<ProgramBus*>(self);
-  if (bus.leaving_) return unanswered;
-  const BusMessage call(message);
-  QString action;
-  if (call.member == "ActivateAction") {
-    action = call.arguments.constFirst().toString();
-    if (std::ranges::none_of(actions, [&](const char* known) { return action == QLatin1String(known); }))
-      return sd_bus_error_set(error, SD_BUS_ERROR_INVALID_ARGS, "There is no such action.");
-  }
-  adoptActivationToken(call.arguments.constLast().toMap());
+  if (bus.leaving_ || (!bus.outcome_ && !bus.perform)) return answeredByUs;
   if (bus.outcome_) {
-    bus.early_.push_back(action);
+    bus.early_.emplace_back(sd_bus_message_ref(message), sd_bus_message_unref);
   } else {
-    bus.activated.emit(action);
+    bus.answer(message);
   }
-  return sd_bus_reply_method_return(message, "");
+  return answeredByUs;
 }
 
-void ProgramBus::setState(const FilterState& state) {
-  const char* name = stateName(state);
-  if (std::exchange(values_.state, name) != name) announce("State");
+void ProgramBus::answer(sd_bus_message* message) const {
+  const BusMessage call(message);
+  std::string request = call.member == "Open" ? "Activate" : call.member;  // there are no documents
+  const char* refusal = nullptr;
+  if (request == "ActivateAction") {
+    request = call.arguments.constFirst().toString().toStdString();
+    if (std::ranges::find(actions, request) == actions.end()) refusal = program_interface::misusedError;
+  }
+  std::vector<std::int64_t> numbers;
+  for (const QVariant& argument : call.arguments) numbers.push_back(argument.toLongLong());
+  if (!call.arguments.isEmpty()) adoptActivationToken(call.arguments.constLast().toMap());
+  if (refusal == nullptr) refusal = perform(request, numbers);
+  if (refusal == nullptr) {
+    sd_bus_reply_method_return(message, "");
+  } else {
+    sd_bus_reply_method_errorf(message, refusal, "%s was refused.", call.member.c_str());
+  }
 }
 
-void ProgramBus::setActive(bool active) {
-  if (std::exchange(values_.isActive, static_cast<int>(active)) != static_cast<int>(active))
-    announce("IsActive");
-}
-
-void ProgramBus::setAlertCount(std::int64_t count) {
-  if (std::exchange(values_.alertCount, count) != count) announce("AlertCount");
-}
-
-void ProgramBus::announce(const char* property) {
-  bus_->announceChange(objectPath, stateInterface, property);
+void ProgramBus::show(const FilterState& state, Values values) {
+  values.state = stateName(state);
+  const Values former = std::exchange(values_, std::move(values));
+  std::vector<std::string> changed;
+  forEachProperty([&](const char* name, auto field) {
+    if (former.*field != values_.*field) changed.emplace_back(name);
+  });
+  bus_->announceChanges(objectPath, program_interface::name, std::move(changed));
 }
 
 }  // namespace sentrel

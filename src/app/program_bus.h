@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "detection/filter_fsm.h"
@@ -40,8 +41,8 @@ void adoptActivationToken(const QVariantMap& platformData);
 
 /// What other programs see of us on the session bus: the name expert.mardeck.sentrel,
 /// `org.freedesktop.Application` as the desktop entry standard describes it, and, for scripts and status
-/// bars, the read-only properties of `expert.mardeck.sentrel1` with their change signals. Main thread; no
-/// call here waits for the bus.
+/// bars, the methods of `expert.mardeck.sentrel1` and its read-only properties with their change signals.
+/// Main thread; no call here waits for the bus.
 class ProgramBus {
  public:
   ProgramBus(std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<Bus> sessionBus, Launch launch);
@@ -51,29 +52,36 @@ class ProgramBus {
   /// Connects, asks for the name, and tells the outcome once on the main thread. A bus that does not answer
   /// within 2 s counts as unreachable; from then on a bus that comes late, or back, is joined, and the name
   /// asked for again. An instance that is about to end does not count as one: its name is waited for.
-  /// Activations that arrive before the outcome are told right after it.
+  /// Requests that arrive before the outcome are carried out right after it.
   void claimName(std::function<void(InstanceRole)> outcome);
 
-  /// From now on activations are left unanswered: the end is near, and whoever sent them takes our place.
+  /// From now on requests are left unanswered: the end is near, and whoever sent them takes our place, or is
+  /// told by the bus that nobody is there any more.
   void leave() { leaving_ = true; }
 
-  void setState(const FilterState& state);
-  void setActive(bool active);
-  /// Onlookers since the counters were last set to zero.
-  void setAlertCount(std::int64_t count);
-
-  /// One of "toggle", "preferences", "statistics", "about" and "quit"; empty where the program itself is
-  /// meant.
-  Signal<QString> activated;
-
-  /// The properties as sd-bus reads them.
+  /// What the properties say. Times are milliseconds since 1970, and 0 is none.
   struct Values {
-    const char* state;
-    int isActive = 0;
-    std::int64_t alertCount = 0;
+    std::string state;
+    std::string status;  ///< in words for the person, a line for each thing that there is to say
+    bool isActive = false;
+    std::int64_t alertCount = 0;  ///< onlookers since the counters were last set to zero
+    std::int64_t pauseEnd = 0;
+    std::int64_t guests = 0;
+    std::int64_t guestsEnd = 0;  ///< 0 with guests is the next lock
+    std::int64_t ignoredFaces = 0;
+    bool isScreenShared = false;
   };
+  /// Tells everybody what has changed.
+  void show(const FilterState& state, Values values);
+
+  /// Carries out what another program asks for: "Activate", which means the program itself, one of the
+  /// actions "toggle", "preferences", "statistics", "about" and "quit", or a method of our own interface with
+  /// its numbers. Gives the name of the error with which it is refused, or null.
+  std::function<const char*(const std::string& request, const std::vector<std::int64_t>& numbers)> perform;
 
  private:
+  using Message = std::shared_ptr<sd_bus_message>;
+
   static int called(sd_bus_message* message, void* self, sd_bus_error* error) noexcept;
 
   void connectionChanged(bool connected);
@@ -81,13 +89,13 @@ class ProgramBus {
   void nameAnswered(const BusMessage& reply);
   void activateOther();
   void finish(InstanceRole role);
-  void announce(const char* property);
+  void answer(sd_bus_message* message) const;
 
   const std::shared_ptr<MainLoop> mainLoop_;
   const std::shared_ptr<Bus> bus_;
   const Launch launch_;
   std::function<void(InstanceRole)> outcome_;
-  std::vector<QString> early_;  // actions that arrived before the outcome
+  std::vector<Message> early_;  // calls that arrived before the outcome
   int attempts_ = 0;            // to activate the other instance
   bool leaving_ = false;
   Registration deadline_;

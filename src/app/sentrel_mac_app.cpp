@@ -215,18 +215,21 @@ void SentrelMacApp::begin(InstanceRole role) {
     untold_ = QT_TRID_NOOP("error_settings_damaged");
     reportFailure(untold_.c_str());
   });
+  const auto quitNow = [this] { quit(); };
+  const auto remote =
+      std::make_shared<RemoteControl>(PrivacyFilterService::shared(), Platform::current(), quitNow);
   std::unique_ptr<MenuBarController> menuBarController;
   if (QGuiApplication::platformName() != QLatin1String("offscreen")) {
     menuBarController = std::make_unique<MenuBarController>(
-        MenuBarController::Actions{.quit = [this] { quit(); },
-                                   .news = [this] { return std::exchange(untold_, {}); }},
+        MenuBarController::Actions{
+            .quit = quitNow, .news = [this] { return std::exchange(untold_, {}); }, .remote = remote},
         sessionBus_);
   }
   appDelegate = std::make_unique<AppDelegate>(
       AppDelegate::Dependencies{.bus = bus_,
+                                .remote = remote,
                                 .menuBarController = std::move(menuBarController),
                                 .consent = consent_,
-                                .quit = [this] { quit(); },
                                 .launch = launch_});
   appDelegate->applicationDidFinishLaunching();
   lastDuty() = [defaults = defaults_] {

@@ -96,7 +96,6 @@ TEST_F(Entry, ItDoesWithoutWhatOthersTakeForGranted) {
 }
 
 TEST_F(Entry, ArgumentsAreAnsweredInWords) {
-  const fs::path folder = desktop.runtimeFolder();
   Environment session = desktop.environment();
   session["DISPLAY"] = ":4711";  // a display that is not there is not asked
   Environment nothing = desktop.environment();
@@ -112,35 +111,43 @@ TEST_F(Entry, ArgumentsAreAnsweredInWords) {
     std::string out;  // part of it; nothing at all where it is empty
     std::string err;
   } cases[] = {
-      {{"--help"}, session, "", 0, "Utilisation\u00A0: sentrel [OPTION]\n", ""},
-      {{"--help"}, english, "", 0, "\n  --version  print the version", ""},
-      {{"--help"}, nothing, "", 0, "\n  --help     affiche cette aide", ""},
+      {{"--help"}, session, "", 0, "Utilisation\u00A0: sentrel [COMMANDE]\n", ""},
+      {{"--help"}, english, "", 0, "\n  --version                  print the version", ""},
+      {{"--help"}, nothing, "", 0, "\n  --help                     affiche cette aide", ""},
       {{"--version"}, session, "", 0, "sentrel " SENTREL_VERSION "\n", ""},
       {{"--nonsense"}, session, "", 2, "", "sentrel: argument inconnu\u00A0: «\u00A0--nonsense\u00A0»"},
       {{"--service", "--nonsense"}, english, "", 2, "", "“--nonsense”"},
       {{"--help", "nonsense"}, english, "", 2, "", "“nonsense”"},
       {{"-platform", "xcb"}, english, "", 2, "", "“-platform”"},
       {{"\x1b]0;%2\a\xff"}, english, "", 2, "", "“?]0;%2?\uFFFD”"},
+      {{"pause"}, english, "", 2, "", "a duration is asked for"},
+      {{"pause", "15m", "more"}, english, "", 2, "", "“more”"},
+      {{"guest", "0"}, english, "", 2, "", "1, 2 or 3"},
+      {{"guest", "4", "1h"}, english, "", 2, "", "1, 2 or 3"},
+      {{"guest", "2", "x"}, english, "", 2, "", "a duration is asked for"},
+      {{"guest", "1h", "2"}, english, "", 2, "", "“2”"},
+      {{"status", "--yaml"}, english, "", 2, "", "“--yaml”"},
+      {{"off", "now"}, english, "", 2, "", "“now”"},
+      {{"status"}, session, "", 3, "", "sentrel: Sentrel ne tourne pas.\n"},
+      {{"pause", "24h"}, session, "", 3, "", "ne tourne pas"},
+      {{"guest"}, nothing, "", 3, "", "ne tourne pas"},
       {{"--help"}, session, ">/dev/full", 1, "", "sentrel: No space left on device\n"},
       {{"--version"}, session, ">&-", 1, "", "sentrel: Bad file descriptor\n"},
   };
   for (const auto& given : cases) {
     SCOPED_TRACE(testing::PrintToString(given.arguments) + given.redirection);
-    const std::string out = (folder / "program.out").string();
-    const std::string err = (folder / "program.err").string();
-    std::vector<std::string> command{
-        "-c", R"(exec "$0" "$@" >)" + out + " 2>" + err + " " + given.redirection, SENTREL_PROGRAM};
-    command.insert(command.end(), given.arguments.begin(), given.arguments.end());
-    ChildProcess process(
-        {.program = "sh", .arguments = command, .environment = given.environment, .log = {}});
-    ASSERT_EQ(process.waitForExit(seconds(10)), given.status);
+    const Said said = say(given.arguments, given.environment, given.redirection);
+    ASSERT_EQ(said.status, given.status) << said.err;
     const auto expectPart = [](const std::string& text, const std::string& part) {
       EXPECT_NE(text.find(part), std::string::npos) << text;
       EXPECT_EQ(text.empty(), part.empty()) << text;
     };
-    expectPart(contentOf(out), given.out);
-    expectPart(contentOf(err), given.err);
+    expectPart(said.out, given.out);
+    expectPart(said.err, given.err);
   }
+  for (const char* duration : {"0", "0m", "-5m", "+5m", "5", "m", "", "1.5h", "15 m", "15min", "25h", "1441m",
+                               "99999h", "99999999999999999999h", "abc", "Tomorrow"})
+    EXPECT_EQ(say({"pause", duration}).status, 2) << duration;
 }
 
 }  // namespace

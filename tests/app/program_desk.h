@@ -55,6 +55,25 @@ struct ProgramRun : testing::Test {
     return desktop.spawn("env", changes);
   }
 
+  /// A command that has ended.
+  struct Said {
+    int status;
+    std::string out;
+    std::string err;
+  };
+  /// Runs the program as a command, from any thread. What `redirection` says is the shell's.
+  [[nodiscard]] Said say(const std::vector<std::string>& words, const Environment& environment,
+                         const std::string& redirection = "") {
+    const std::string log = (desktop.runtimeFolder() / ("said." + std::to_string(spawned_++))).string();
+    std::vector<std::string> shell{
+        "-c", R"(exec "$0" "$@" >)" + log + ".out 2>" + log + ".err " + redirection, SENTREL_PROGRAM};
+    shell.insert(shell.end(), words.begin(), words.end());
+    ChildProcess command({.program = "sh", .arguments = shell, .environment = environment, .log = {}});
+    const int status = command.waitForExit(seconds(20)).value_or(-1);
+    return {status, contentOf(log + ".out"), contentOf(log + ".err")};
+  }
+  [[nodiscard]] Said say(const std::vector<std::string>& words) { return say(words, desktop.environment()); }
+
   /// A new session bus at the same address.
   void replaceBus() {
     desktop.replaceSessionBus();
@@ -84,6 +103,7 @@ struct ProgramRun : testing::Test {
   QCoreApplication application{argumentCount, &program_invocation_name};
   HeadlessDesktop desktop;
   std::optional<BusClient> bus{std::in_place, desktop, TestBus::session};
+  std::atomic<int> spawned_ = 0;
 };
 
 /// The program itself on a private desktop, before a virtual camera that sees its user, alone or watched. The

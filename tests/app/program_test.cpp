@@ -159,6 +159,14 @@ TEST_F(ProgramTest, TheBusStartsItAndOnlyWhatIsAskedIsDone) {
   perform("toggle");
   EXPECT_TRUE(cameraIs(true)) << "started in order to be switched on";
   quit();
+  const auto command = [&](const QString& method, const QVariantList& values = {}) {
+    bus->call(programName, programPath, u"expert.mardeck.sentrel1"_s, method, values);
+  };
+  EXPECT_THROW(command(u"Pause"_s, {qint64{60'000}}), std::runtime_error) << "there is nothing to pause";
+  EXPECT_TRUE(staysClosed());
+  command(u"SwitchOn"_s);
+  EXPECT_TRUE(cameraIs(true));
+  quit();
   perform("quit");  // it is started again, only to do what it is asked
 }
 

@@ -54,6 +54,8 @@ bool readBasic(sd_bus_message* message, char type, QVariant& value) {
     value = read.number;
   } else if (type == SD_BUS_TYPE_UINT32) {
     value = read.natural;
+  } else if (type == SD_BUS_TYPE_INT64) {
+    value = qint64{read.widest};
   } else if (type == SD_BUS_TYPE_DOUBLE) {
     value = read.real;
   } else if (type == SD_BUS_TYPE_STRING || type == SD_BUS_TYPE_OBJECT_PATH) {
@@ -135,6 +137,7 @@ void end(std::unique_ptr<QSocketNotifier>& notifier) {
 
 BusMessage::BusMessage(sd_bus_message* message)
     : isError(sd_bus_message_is_method_error(message, nullptr) > 0),
+      error(isError ? textOr(sd_bus_message_get_error(message)->name) : std::string()),
       member(textOr(sd_bus_message_get_member(message))),
       signature(textOr(sd_bus_message_get_signature(message, 1))),
       arguments(readAll(message)) {}
@@ -284,9 +287,12 @@ Registration Bus::offer(const char* path, const char* interface, const sd_bus_vt
   return endOf(slot);
 }
 
-void Bus::announceChange(const char* path, const char* interface, const char* property) {
-  if (!connected_) return;
-  sd_bus_emit_properties_changed(bus_.get(), path, interface, property, nullptr);
+void Bus::announceChanges(const char* path, const char* interface, std::vector<std::string> properties) {
+  if (!connected_ || properties.empty()) return;
+  std::vector<char*> names;
+  for (std::string& property : properties) names.push_back(property.data());
+  names.push_back(nullptr);
+  sd_bus_emit_properties_changed_strv(bus_.get(), path, interface, names.data());
   watch();
 }
 

@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "support/main_loop.h"
 #include "support/published.h"
@@ -24,11 +25,12 @@ struct BusMessage {
   explicit BusMessage(sd_bus_message* message);
 
   bool isError;
+  std::string error;  ///< the error's name
   std::string member;
   std::string signature;  ///< of the arguments
-  /// "b", "i", "u", "d" and "s" have the types of Qt's that they are made of. An object path is a text, and a
-  /// variant its content. "a{sv}" is a QVariantMap, "as" and "ao" are a QStringList, and other arrays and
-  /// structures a QVariantList; "h" is a BusDescriptor. What nobody here reads is an invalid QVariant.
+  /// "b", "i", "u", "x", "d" and "s" have the types of Qt's that they are made of. An object path is a text,
+  /// and a variant its content. "a{sv}" is a QVariantMap, "as" and "ao" are a QStringList, and other arrays
+  /// and structures a QVariantList; "h" is a BusDescriptor. What nobody here reads is an invalid QVariant.
   QVariantList arguments;
 
   /// The only argument of a reply or signal, of exactly this type.
@@ -113,8 +115,8 @@ class Bus {
   /// Offers an interface to others, until the registration ends or the connection is lost.
   [[nodiscard]] Registration offer(const char* path, const char* interface, const sd_bus_vtable* members,
                                    void* object);
-  /// Tells everybody the new value of a property that is offered.
-  void announceChange(const char* path, const char* interface, const char* property);
+  /// Tells everybody the new values of properties that are offered, in one signal.
+  void announceChanges(const char* path, const char* interface, std::vector<std::string> properties);
 
  private:
   struct Release {

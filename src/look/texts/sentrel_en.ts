@@ -237,11 +237,11 @@
     </message>
     <message id="command_usage">
         <source></source>
-        <translation>Usage: sentrel [OPTION]</translation>
+        <translation>Usage: sentrel [COMMAND]</translation>
     </message>
     <message id="command_none">
         <source></source>
-        <translation>Without an option, sentrel protects the screen; where it does so already, its window opens.</translation>
+        <translation>Without a command, sentrel protects the screen; where it does so already, its window opens.</translation>
     </message>
     <message id="command_help">
         <source></source>
@@ -262,6 +262,90 @@
     <message id="command_unknown">
         <source></source>
         <translation>unknown argument “%1”; “sentrel --help” tells which there are.</translation>
+    </message>
+    <message id="notif_pause_title">
+        <source></source>
+        <translation>Protection paused</translation>
+    </message>
+    <message id="notif_guest_title">
+        <source></source>
+        <translation>Guests may look on</translation>
+    </message>
+    <message id="command_status">
+        <source></source>
+        <translation>tell what protection does; --json for scripts, --watch to follow</translation>
+    </message>
+    <message id="command_on">
+        <source></source>
+        <translation>turn protection on</translation>
+    </message>
+    <message id="command_off">
+        <source></source>
+        <translation>turn protection off</translation>
+    </message>
+    <message id="command_toggle">
+        <source></source>
+        <translation>turn protection on or off</translation>
+    </message>
+    <message id="command_pause">
+        <source></source>
+        <translation>pause, for 24 hours at most; tomorrow is 8 in the morning</translation>
+    </message>
+    <message id="command_resume">
+        <source></source>
+        <translation>end the pause</translation>
+    </message>
+    <message id="command_guest">
+        <source></source>
+        <translation>let one to three guests look on, without a duration until the next lock</translation>
+    </message>
+    <message id="command_alone">
+        <source></source>
+        <translation>let nobody look on any more</translation>
+    </message>
+    <message id="command_preferences">
+        <source></source>
+        <translation>open the preferences</translation>
+    </message>
+    <message id="command_statistics">
+        <source></source>
+        <translation>open the statistics</translation>
+    </message>
+    <message id="command_quit">
+        <source></source>
+        <translation>end Sentrel</translation>
+    </message>
+    <message id="command_duration">
+        <source></source>
+        <translation>a duration is asked for: 90s, 15m, 1h, 24h at most, or tomorrow, which is 8 in the morning.</translation>
+    </message>
+    <message id="command_guests">
+        <source></source>
+        <translation>a number of guests is 1, 2 or 3.</translation>
+    </message>
+    <message id="command_not_running">
+        <source></source>
+        <translation>Sentrel is not running.</translation>
+    </message>
+    <message id="command_no_answer">
+        <source></source>
+        <translation>Sentrel does not answer.</translation>
+    </message>
+    <message id="command_refused_locked">
+        <source></source>
+        <translation>refused: the session is locked.</translation>
+    </message>
+    <message id="command_refused_off">
+        <source></source>
+        <translation>refused: protection is off.</translation>
+    </message>
+    <message id="command_refused_misused">
+        <source></source>
+        <translation>refused: a number or a duration is out of range.</translation>
+    </message>
+    <message id="command_refused_display">
+        <source></source>
+        <translation>refused: Sentrel has no display to open a window on.</translation>
     </message>
     <message id="Sentrel · Nos autres projets">
         <source></source>

@@ -237,11 +237,11 @@
     </message>
     <message id="command_usage">
         <source></source>
-        <translation>Utilisation&#xa0;: sentrel [OPTION]</translation>
+        <translation>Utilisation&#xa0;: sentrel [COMMANDE]</translation>
     </message>
     <message id="command_none">
         <source></source>
-        <translation>Sans option, sentrel protège l&apos;écran&#xa0;; s&apos;il le fait déjà, sa fenêtre s&apos;ouvre.</translation>
+        <translation>Sans commande, sentrel protège l&apos;écran&#xa0;; s&apos;il le fait déjà, sa fenêtre s&apos;ouvre.</translation>
     </message>
     <message id="command_help">
         <source></source>
@@ -262,6 +262,90 @@
     <message id="command_unknown">
         <source></source>
         <translation>argument inconnu&#xa0;: «&#xa0;%1&#xa0;»&#xa0;; «&#xa0;sentrel --help&#xa0;» dit ce qui existe.</translation>
+    </message>
+    <message id="notif_pause_title">
+        <source></source>
+        <translation>Protection en pause</translation>
+    </message>
+    <message id="notif_guest_title">
+        <source></source>
+        <translation>Des invités peuvent regarder</translation>
+    </message>
+    <message id="command_status">
+        <source></source>
+        <translation>dit ce que fait la protection&#xa0;; --json pour les scripts, --watch pour suivre</translation>
+    </message>
+    <message id="command_on">
+        <source></source>
+        <translation>active la protection</translation>
+    </message>
+    <message id="command_off">
+        <source></source>
+        <translation>désactive la protection</translation>
+    </message>
+    <message id="command_toggle">
+        <source></source>
+        <translation>active ou désactive la protection</translation>
+    </message>
+    <message id="command_pause">
+        <source></source>
+        <translation>met en pause, 24 heures au plus&#xa0;; tomorrow est demain 8&#xa0;h</translation>
+    </message>
+    <message id="command_resume">
+        <source></source>
+        <translation>met fin à la pause</translation>
+    </message>
+    <message id="command_guest">
+        <source></source>
+        <translation>laisse regarder un à trois invités, sans durée jusqu&apos;au verrouillage</translation>
+    </message>
+    <message id="command_alone">
+        <source></source>
+        <translation>ne laisse plus regarder personne</translation>
+    </message>
+    <message id="command_preferences">
+        <source></source>
+        <translation>ouvre les préférences</translation>
+    </message>
+    <message id="command_statistics">
+        <source></source>
+        <translation>ouvre les statistiques</translation>
+    </message>
+    <message id="command_quit">
+        <source></source>
+        <translation>termine Sentrel</translation>
+    </message>
+    <message id="command_duration">
+        <source></source>
+        <translation>une durée est demandée&#xa0;: 90s, 15m, 1h, 24h au plus, ou tomorrow, qui est demain 8&#xa0;h.</translation>
+    </message>
+    <message id="command_guests">
+        <source></source>
+        <translation>un nombre d&apos;invités va de 1 à 3.</translation>
+    </message>
+    <message id="command_not_running">
+        <source></source>
+        <translation>Sentrel ne tourne pas.</translation>
+    </message>
+    <message id="command_no_answer">
+        <source></source>
+        <translation>Sentrel ne répond pas.</translation>
+    </message>
+    <message id="command_refused_locked">
+        <source></source>
+        <translation>refusé&#xa0;: la session est verrouillée.</translation>
+    </message>
+    <message id="command_refused_off">
+        <source></source>
+        <translation>refusé&#xa0;: la protection est désactivée.</translation>
+    </message>
+    <message id="command_refused_misused">
+        <source></source>
+        <translation>refusé&#xa0;: un nombre ou une durée hors limites.</translation>
+    </message>
+    <message id="command_refused_display">
+        <source></source>
+        <translation>refusé&#xa0;: Sentrel n&apos;a pas d&apos;écran où ouvrir une fenêtre.</translation>
     </message>
     <message id="Sur macOS, le filtre Sentrel peut couvrir toutes les applications simultanément, y compris les apps en plein écran — une capacité unique que iOS ne permet pas.">
         <source></source>
