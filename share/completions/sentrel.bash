@@ -1,0 +1,18 @@
+# SPDX-License-Identifier: Apache-2.0
+#
+# Completes sentrel's commands in bash.
+
+_sentrel() {
+  local words
+  if ((COMP_CWORD == 1)); then
+    words="status on off toggle pause resume guest alone preferences statistics quit --help --version"
+  else
+    case ${COMP_WORDS[1]} in
+      status) words="--json --watch" ;;
+      pause) words="15m 1h tomorrow" ;;
+      guest) words="30m 1h" && ((COMP_CWORD > 2)) || words="1 2 3 $words" ;;
+    esac
+  fi
+  mapfile -t COMPREPLY < <(compgen -W "$words" -- "${COMP_WORDS[COMP_CWORD]}")
+}
+complete -F _sentrel sentrel

@@ -1,0 +1,22 @@
+# SPDX-License-Identifier: Apache-2.0
+#
+# Completes sentrel's commands in fish.
+
+complete -c sentrel -f
+complete -c sentrel -n __fish_use_subcommand -a status -d 'tell what protection does'
+complete -c sentrel -n __fish_use_subcommand -a on -d 'turn protection on'
+complete -c sentrel -n __fish_use_subcommand -a off -d 'turn protection off'
+complete -c sentrel -n __fish_use_subcommand -a toggle -d 'turn protection on or off'
+complete -c sentrel -n __fish_use_subcommand -a pause -d 'pause for a while'
+complete -c sentrel -n __fish_use_subcommand -a resume -d 'end the pause'
+complete -c sentrel -n __fish_use_subcommand -a guest -d 'let guests look on'
+complete -c sentrel -n __fish_use_subcommand -a alone -d 'let nobody look on any more'
+complete -c sentrel -n __fish_use_subcommand -a preferences -d 'open the preferences'
+complete -c sentrel -n __fish_use_subcommand -a statistics -d 'open the statistics'
+complete -c sentrel -n __fish_use_subcommand -a quit -d 'end the program'
+complete -c sentrel -n __fish_use_subcommand -l help -d 'print the commands'
+complete -c sentrel -n __fish_use_subcommand -l version -d 'print the version'
+complete -c sentrel -n '__fish_seen_subcommand_from status' -l json -d 'in a form for scripts'
+complete -c sentrel -n '__fish_seen_subcommand_from status' -l watch -d 'and again with every change'
+complete -c sentrel -n '__fish_seen_subcommand_from pause' -a '15m 1h tomorrow'
+complete -c sentrel -n '__fish_seen_subcommand_from guest' -a '1 2 3 30m 1h'

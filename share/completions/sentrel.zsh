@@ -1,0 +1,28 @@
+#compdef sentrel
+# SPDX-License-Identifier: Apache-2.0
+
+local -a commands=(
+  'status:tell what protection does'
+  'on:turn protection on'
+  'off:turn protection off'
+  'toggle:turn protection on or off'
+  'pause:pause for a while'
+  'resume:end the pause'
+  'guest:let guests look on'
+  'alone:let nobody look on any more'
+  'preferences:open the preferences'
+  'statistics:open the statistics'
+  'quit:end the program'
+  '--help:print the commands'
+  '--version:print the version'
+)
+
+if ((CURRENT == 2)); then
+  _describe command commands
+else
+  case $words[2] in
+    status) compadd -- --json --watch ;;
+    pause) compadd 15m 1h tomorrow ;;
+    guest) ((CURRENT == 3)) && compadd 1 2 3; compadd 30m 1h ;;
+  esac
+fi
