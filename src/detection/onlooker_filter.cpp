@@ -20,11 +20,9 @@ constexpr double widthTimesDistance = 12600.0 / 1280.0;
 
 constexpr double facingYawDegrees = 45;
 
-constexpr std::size_t mostIgnored = 3;
-// As still as paper: within this share of the face's width, and within this angle, for this long.
+// As still as paper: within this share of the face's width, and within this angle.
 constexpr double paperShare = 0.03;
 constexpr double paperDegrees = 3;
-constexpr std::int64_t paperMs = 10'000;
 // The detector's boxes tremble: what is compared is the average over about this time.
 constexpr double averageMs = 1000;
 constexpr std::int64_t unseenMs = 600'000;
@@ -47,6 +45,11 @@ double distanceOf(double width) {
 OnlookerFilter::Place OnlookerFilter::placeOf(const FaceObservation& face) {
   const NormalizedRect& box = face.boundingBox;
   return {box.x + box.width / 2, (box.y + box.height / 2) * heightOfFrame, box.width};
+}
+
+IgnoredPlace OnlookerFilter::published(const Ignored& ignored) {
+  const Place& place = ignored.place;
+  return {place.x, place.y / heightOfFrame, place.width, ignored.begunMs};
 }
 
 /// By the rules that look at one face alone. A face whose direction is not known faces the screen.
@@ -100,10 +103,19 @@ OnlookerFilter::Frame OnlookerFilter::apply(const DetectionInput& input, const F
 
 // What was said to be nobody.
 
+/// As a share of the ignored face's width.
+double OnlookerFilter::distanceFrom(const Ignored& ignored, const Place& place) {
+  return std::hypot(place.x - ignored.place.x, place.y - ignored.place.y) / ignored.place.width;
+}
+
 bool OnlookerFilter::ignoreOnlooker() {
-  if (!onlooker_ || places_.size() >= mostIgnored) return false;
+  if (!onlooker_) return false;
+  const Place at = placeOf(*onlooker_);
+  const auto isHere = [&at](const Ignored& each) { return distanceFrom(each, at) <= nearShare; };
+  if (std::ranges::any_of(places_, isHere)) return true;  // it has yet to be still for long enough
+  if (places_.size() >= mostIgnored) return false;
   Ignored ignored;
-  ignored.place = ignored.now = placeOf(*onlooker_);
+  ignored.place = ignored.now = at;
   ignored.yaw = ignored.yawNow = yawDegrees(*onlooker_);
   ignored.begunMs = ignored.seenMs = newestMs_;
   auto places = places_;
@@ -112,8 +124,17 @@ bool OnlookerFilter::ignoreOnlooker() {
   return true;
 }
 
+void OnlookerFilter::forget(const IgnoredPlace& place) {
+  auto places = places_;
+  std::erase_if(places, [&place](const Ignored& each) { return published(each) == place; });
+  setPlaces(std::move(places));
+}
+
 void OnlookerFilter::setPlaces(std::vector<Ignored> places) {
   places_ = std::move(places);
+  std::vector<IgnoredPlace> now;
+  for (const Ignored& each : places_) now.push_back(published(each));
+  ignored_.assignIfChanged(std::move(now));
   ignoredCount_.assignIfChanged(static_cast<std::int64_t>(places_.size()));
 }
 
@@ -129,9 +150,7 @@ void OnlookerFilter::followIgnored(const FaceList& faces, std::size_t person, Fr
   const Place personNow = placeOf(faces[person]);
   std::vector<Ignored> kept;
   for (Ignored each : places_) {
-    const auto distance = [&](const Place& place) {
-      return std::hypot(place.x - each.place.x, place.y - each.place.y) / each.place.width;
-    };
+    const auto distance = [&](const Place& place) { return distanceFrom(each, place); };
     std::optional<std::size_t> nearest;
     for (std::size_t i = 0; i < faces.size(); ++i) {
       if (i == person || distance(placeOf(faces[i])) > nearShare) continue;
@@ -162,7 +181,7 @@ void OnlookerFilter::followIgnored(const FaceList& faces, std::size_t person, Fr
                          std::abs(each.now.width - each.place.width) <= most &&
                          std::abs(each.yawNow - each.yaw) <= paperDegrees;
     if (!isStill) continue;  // it moved: forgotten
-    if (frame.roles[*nearest] == FaceRole::onlooker && checkedSubtract(newestMs_, each.begunMs) >= paperMs)
+    if (frame.roles[*nearest] == FaceRole::onlooker && checkedSubtract(newestMs_, each.begunMs) >= stillMs)
       frame.roles[*nearest] = FaceRole::ignored;
     kept.push_back(each);
   }

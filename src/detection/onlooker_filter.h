@@ -37,6 +37,16 @@ enum class FaceRole {
   ignored,     ///< the person said that it is nobody, and it is as still as paper
 };
 
+/// A place in the camera's picture at which a face is nobody: the centre and the width of its box, as shares
+/// of the picture's width, and `y` of its height, from the bottom left.
+struct IgnoredPlace {
+  double x = 0;
+  double y = 0;
+  double width = 0;
+  std::int64_t sinceMs = 0;  ///< when the person said so, on the time base of the frames
+  bool operator==(const IgnoredPlace&) const = default;
+};
+
 /// The viewing distance in centimetres of a face whose box is `width` (> 0) of the image wide.
 double distanceOf(double width);
 
@@ -51,6 +61,11 @@ class OnlookerFilter {
     std::optional<NormalizedRect> onlooker;            ///< the face that alerts, the widest of several
   };
 
+  /// Places that can be ignored at the same time.
+  static constexpr std::size_t mostIgnored = 3;
+  /// For how long a face must have been still before it is nobody.
+  static constexpr std::int64_t stillMs = 10'000;
+
   OnlookerRules rules;
 
   /// Judges `faces`, which are those that `input` counts; empty will do where that is one at most. In an
@@ -59,12 +74,16 @@ class OnlookerFilter {
 
   /// The face that alerts is a picture on the wall: what stands at this place is ignored once it has been
   /// as still as paper for 10 s, until it moves, or was not seen for 10 minutes, or the camera was moved.
-  /// False where there is no such face, or three places are ignored already.
+  /// False where there is no such face, or `mostIgnored` places are ignored already. Once more for the same
+  /// face changes nothing.
   bool ignoreOnlooker();
+  void forget(const IgnoredPlace& place);
   void forgetIgnored() { setPlaces({}); }
 
   /// How many places are ignored, or will be once they have been still for long enough.
   [[nodiscard]] const Published<std::int64_t>& ignoredCount() const { return ignoredCount_; }
+  /// These places, the oldest first; each stays as it is until it is forgotten.
+  [[nodiscard]] const Published<std::vector<IgnoredPlace>>& ignored() const { return ignored_; }
 
  private:
   /// A place in the picture: the centre and the width of a face's box, as shares of the image's width.
@@ -85,6 +104,8 @@ class OnlookerFilter {
   };
 
   static Place placeOf(const FaceObservation& face);
+  static IgnoredPlace published(const Ignored& ignored);
+  static double distanceFrom(const Ignored& ignored, const Place& place);
   [[nodiscard]] FaceRole judge(const FaceObservation& face) const;
   void forgetUnseen();
   void followIgnored(const FaceList& faces, std::size_t person, Frame& frame);
@@ -92,6 +113,7 @@ class OnlookerFilter {
 
   std::vector<Ignored> places_;
   Published<std::int64_t> ignoredCount_{0};
+  Published<std::vector<IgnoredPlace>> ignored_;
   std::optional<FaceObservation> onlooker_;  // of the newest frame
   std::int64_t newestMs_ = 0;
   std::int64_t onlookerSinceMs_ = 0;  // 0: none is there

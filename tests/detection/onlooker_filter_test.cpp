@@ -146,7 +146,15 @@ TEST(OnlookerFilterTest, PlacesAreForgotten) {
   for (const double x : {0.1, 0.3, 0.7, 0.9}) {
     many.frame(0, {faceAt(x, 0.8, 0.1)});
     EXPECT_EQ(many.ignoreOnlooker(), x < 0.9) << "three places at most";
+    EXPECT_EQ(many.ignoreOnlooker(), x < 0.9) << "once more for the same";
   }
+  const auto places = many.ignored().get();
+  ASSERT_EQ(places.size(), 3);
+  EXPECT_NEAR(places[1].x, 0.35, 1e-9);
+  EXPECT_NEAR(places[1].y, 0.8 + 0.1 * 2 / 3, 1e-9);
+  EXPECT_EQ(places[1].sinceMs, 1'000'000);
+  many.forget(places[1]);
+  EXPECT_EQ(many.ignored().get(), (std::vector{places[0], places[2]}));
   many.forgetIgnored();
   EXPECT_EQ(many.ignoredCount().get(), 0);
   many.frame(100, {});
