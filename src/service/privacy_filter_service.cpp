@@ -165,7 +165,9 @@ void PrivacyFilterService::makeAnalyzer() {
 void PrivacyFilterService::handleDetectionInput(const DetectionInput& input, const FaceList* faces) {
   static const FaceList alone;
   const bool isAlert = fsm.state().get().is(FilterState::Kind::alert);
-  fsm.handle(relaxations_.filter.apply(input, faces != nullptr ? *faces : alone, isAlert).input);
+  const auto frame = relaxations_.filter.apply(input, faces != nullptr ? *faces : alone, isAlert);
+  feedback_.follow(frame.onlooker);
+  fsm.handle(frame.input);
   if (input.primaryFace) overlay_.updateDistance(*input.primaryFace);
 }
 

@@ -76,13 +76,20 @@ void Relaxations::sendGuestsAway() {
 
 void Relaxations::begin() {
   ScreenSharing& sharing = *uses_.platform.screenSharing;
-  sharing_.push_back(sharing.observe());
-  sharing_.push_back(sharing.isShared().subscribe([this](bool) { applySharing(); }));
-  sharing_.push_back(uses_.settingsRepo->options.subscribe([this](const auto& options) {
+  observed_.push_back(sharing.observe());
+  observed_.push_back(sharing.isShared().subscribe([this](bool) { applySharing(); }));
+  observed_.push_back(uses_.settingsRepo->options.subscribe([this](const auto& options) {
     filter.rules.farthestCm = options.watchUpToCm;
     filter.rules.alertAfterMs = options.alertAfterMs;
     filter.rules.onlyFacing = options.onlyFacing;
     applySharing();
+  }));
+  // Another camera sees other places.
+  cameraID_ = uses_.settingsRepo->settings.get().selectedCameraID;
+  observed_.push_back(uses_.settingsRepo->settings.onChange([this](const FilterSettings& settings) {
+    if (cameraID_ == settings.selectedCameraID) return;
+    cameraID_ = settings.selectedCameraID;
+    filter.forgetIgnored();
   }));
   const auto stored = uses_.platform.userDefaults->value(storedPauseEnd);
   if (!stored) return;
@@ -98,7 +105,7 @@ void Relaxations::begin() {
 
 void Relaxations::applySharing() {
   const bool isShared = uses_.platform.screenSharing->isShared();
-  const WhenShared wanted = uses_.settingsRepo->options.get().whenShared;
+  const WhenShared wanted = whenShared();
   uses_.cameraControl->setRest(CameraControl::Rest::screenShared, isShared && wanted == WhenShared::pause);
   isScreenShared_.assignIfChanged(isShared);
   if (!isShared) {
@@ -110,7 +117,7 @@ void Relaxations::applySharing() {
 }
 
 void Relaxations::tellSharing() {
-  const bool isPaused = uses_.settingsRepo->options.get().whenShared == WhenShared::pause;
+  const bool isPaused = whenShared() == WhenShared::pause;
   const char* body = isPaused ? textId("notif_shared_paused") : textId("notif_shared_hidden");
   uses_.platform.notifications->add(sharingNotification,
                                     {.title = uses_.platform.localizedText(textId("notif_shared_title")),
@@ -132,7 +139,7 @@ void Relaxations::follow(const CameraControl::Status& status) {
 }
 
 void Relaxations::end() {
-  sharing_.clear();
+  observed_.clear();
   toldSharing_ = false;
   isScreenShared_.assignIfChanged(false);
   uses_.platform.notifications->remove(sharingNotification);

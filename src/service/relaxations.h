@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "detection/onlooker_filter.h"
@@ -51,6 +52,8 @@ class Relaxations {
 
   /// Whether others see the screen, while protection is switched on.
   [[nodiscard]] const Published<bool>& isScreenShared() const { return isScreenShared_; }
+  /// What the person wants then.
+  [[nodiscard]] WhenShared whenShared() const { return uses_.settingsRepo->options.get().whenShared; }
 
   /// Protection was switched on: a pause that lasted when the program ended goes on.
   void begin();
@@ -69,7 +72,8 @@ class Relaxations {
   Published<std::optional<std::int64_t>> pauseEndMs_;
   Published<std::optional<Stay>> stay_;
   Published<bool> isScreenShared_;
-  std::vector<Registration> sharing_;
+  std::vector<Registration> observed_;
+  std::optional<std::string> cameraID_;
   bool toldSharing_ = false;
   Registration pauseTimer_;
   Registration stayTimer_;

@@ -18,10 +18,16 @@ constexpr std::int64_t feedbackCooldownMs = 30'000;
 
 void OnlookerFeedback::alertStarted(VisionFaceAnalyzer* analyzer, const FilterOverlay::Softening& softening) {
   if (analyzer != nullptr && !softening.hidesStripes) {
-    analyzer->onRetroFrame = [pip = uses_.retroPiP](const FrameRef& frame,
-                                                    const std::optional<NormalizedRect>& face) {
-      if (!pip->isOpen()) pip->openWindow();
-      pip->renderFrame(frame, face);
+    // Which of the faces in it alerts is known only once the frame was judged, in the next turn.
+    analyzer->onRetroFrame = [pip = uses_.retroPiP, loop = uses_.platform.mainLoop,
+                              source = analyzer->weak_from_this(), onlooker = onlooker_](
+                                 const FrameRef& frame, const std::optional<NormalizedRect>& /*second*/) {
+      loop->post([pip, source, onlooker, frame] {
+        const auto from = source.lock();
+        if (!from || !from->onRetroFrame) return;  // the alert has ended
+        if (!pip->isOpen()) pip->openWindow();
+        pip->renderFrame(frame, *onlooker);
+      });
     };
   }
   const std::int64_t now = uses_.platform.clock->nowMs();

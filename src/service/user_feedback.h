@@ -2,11 +2,13 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 
 #include "detection/vision_face_analyzer.h"
 #include "service/filter_overlay.h"
 #include "service/service_dependencies.h"
+#include "support/geometry.h"
 #include "support/registration.h"
 
 namespace sentrel {
@@ -24,6 +26,9 @@ class OnlookerFeedback {
 
   explicit OnlookerFeedback(const ServiceDependencies& dependencies) : uses_(dependencies) {}
 
+  /// The face that alerts in the newest frame, or none.
+  void follow(const std::optional<NormalizedRect>& onlooker) { *onlooker_ = onlooker; }
+
   /// Shows the picture-in-picture from the frames of `analyzer`, which may be null, unless others see the
   /// screen. Haptic feedback, notification and count follow at most once in 30 s; a notification that stands
   /// for the darkening comes every time.
@@ -36,6 +41,8 @@ class OnlookerFeedback {
   void postAlertNotification(bool silent);
 
   const ServiceDependencies& uses_;
+  const std::shared_ptr<std::optional<NormalizedRect>> onlooker_ =
+      std::make_shared<std::optional<NormalizedRect>>();
   std::optional<std::int64_t> lastAlertNotifiedAt;  // milliseconds
 };
 

@@ -145,6 +145,33 @@ TEST_F(RelaxationsTest, APosterIsNobodyUntilTheCameraSeesAnew) {
   EXPECT_EQ(state(), Kind::alert);
 }
 
+TEST_F(RelaxationsTest, AnotherCameraSeesOtherPlaces) {
+  start();
+  see(watched, 700);
+  EXPECT_TRUE(relaxations().filter.ignoreOnlooker());
+  changeSettings([](FilterSettings& next) { next.filterStrength = 1; });
+  EXPECT_EQ(relaxations().filter.ignoredCount().get(), 1);
+  changeSettings([](FilterSettings& next) { next.selectedCameraID = "usb"; });
+  EXPECT_EQ(relaxations().filter.ignoredCount().get(), 0);
+}
+
+TEST_F(RelaxationsTest, ThePictureShowsTheFaceThatAlerts) {
+  start();
+  const auto widthShown = [this](const FaceDetections& faces) {
+    see(faces, 1500);
+    const auto shown = overlay->picture.get();
+    return shown && shown->picture ? shown->picture->width : 0;
+  };
+  const int width = widthShown(watched);
+  EXPECT_GT(width, 0);
+  see(alone, 4000);
+  relaxations().addGuest(std::nullopt);
+  EXPECT_EQ(widthShown(test::detectionsOf({test::faceOf(0.2), test::faceOf(0.19, 0.5), test::faceOf(0.05)},
+                                          {test::faceOf(0.2)})),
+            width)
+      << "the guest is wider";
+}
+
 TEST_F(RelaxationsTest, CommandsAreToldAndRefusedWhileLocked) {
   using Answer = RemoteControl::Answer;
   bool quits = false;
