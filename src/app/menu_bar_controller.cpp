@@ -138,6 +138,7 @@ void MenuBarController::openPopover(const QRect& anchor) {
   if (popover) popover->close();
   popover = new PopoverWindow(
       {.service = service_,
+       .clock = Platform::current().clock,
        .failure = {cameraControl_, &cameraControl_->failure()},
        .statsRepo = StatsRepository::shared(),
        .notice = notice(),

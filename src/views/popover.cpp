@@ -14,6 +14,7 @@
 #include "look/icons.h"
 #include "views/controls/painting.h"
 #include "views/popover_pages.h"
+#include "views/popover_rows.h"
 #include "views/theme.h"
 
 namespace sentrel {
@@ -37,6 +38,18 @@ StatusWords statusWords(const FilterState& state) {
   return {qtTrId("home_status_inactive"), &AppColors::textSecondary};
 }
 
+QString relaxationWords(const Relaxations& relaxations, std::int64_t nowMs) {
+  if (const auto end = relaxations.pauseEndMs().get())
+    return qtTrId("Reprend à %1, ou au déverrouillage").arg(timeOfDay(*end, nowMs));
+  if (relaxations.isScreenShared() && relaxations.whenShared() == WhenShared::hideStripes)
+    return qtTrId("Écran partagé : bandes masquées");
+  if (relaxations.isScreenShared() && relaxations.whenShared() == WhenShared::pause)
+    return qtTrId("Écran partagé : en pause");
+  const auto& stay = relaxations.stay().get();
+  if (!stay) return {};
+  return stay->guests == 1 ? qtTrId("1 invité") : qtTrId("%1 invités").arg(stay->guests);
+}
+
 QString failureWords(const std::optional<CameraFailure>& failure) {
   return failure ? qtTrId(textKey(failure->kind)) : QString();
 }
@@ -45,61 +58,17 @@ QString failureWords(const std::optional<CameraFailure>& failure) {
 
 namespace {
 
-/// One row of the popover: a symbol and a label over the full width.
-class MenuBarButton final : public DrawnButton {
- public:
-  /// `label` is shown as it is.
-  MenuBarButton(const QString& symbol, const QString& label)
-      : DrawnButton(TextRole::body, label), icon(symbol) {
-    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-  }
-  [[nodiscard]] QSize sizeHint() const override {
-    const int words = QFontMetrics(font()).horizontalAdvance(text());
-    return {2 * (outside + inside) + Theme::shared().iconSize(iconFrame) + iconGap + words,
-            Theme::shared().grown(36)};
-  }
-  [[nodiscard]] Outline focusOutline() const override {
-    return {.rect = row(), .radius = rowRadius, .gap = -2};
-  }
-
- protected:
-  void paintEvent(QPaintEvent* /*event*/) override {
-    QPainter painter(this);
-    const QRectF line = row();
-    paintGround(painter, line, rowRadius, 0.06, 0.12);
-    const int frame = Theme::shared().iconSize(iconFrame);
-    paintSymbol(painter, icon,
-                squareIn(QRectF(line.left() + inside, 0, frame, height()), Theme::shared().iconSize(17)),
-                colors().textSecondary);
-    paintWords(painter, line.adjusted(inside + frame + iconGap, 0, -inside, 0), text(), font(),
-               colors().text);
-  }
-
- private:
-  static constexpr int outside = 4;  // left and right of the row
-  static constexpr int inside = 16;  // between the row's edge and the symbol's frame
-  static constexpr int iconFrame = 20;
-  static constexpr int iconGap = 8;
-  static constexpr double rowRadius = 6;
-
-  [[nodiscard]] QRectF row() const { return QRectF(rect()).adjusted(outside, 0, -outside, 0); }
-
-  const QString icon;
-};
-
-/// A line of words of which the last part, after the separator "·", is a link.
+/// A link, perhaps after words and the separator "·", perhaps with a symbol after it.
 class LinkButton final : public DrawnButton {
  public:
-  /// `words` is "name · link".
-  explicit LinkButton(const QString& words)
-      : DrawnButton(TextRole::caption, words.section(separator, 1).trimmed()),
-        before_(words.section(separator, 0, 0).trimmed()) {
+  explicit LinkButton(const QString& link, const QString& before = {}, const QString& symbol = {})
+      : DrawnButton(TextRole::caption, link), before_(before), symbol_(symbol) {
     setCursor(Qt::PointingHandCursor);
   }
   [[nodiscard]] QSize sizeHint() const override {
     const double words = linkLeft() + QFontMetricsF(font()).horizontalAdvance(text());
-    return {static_cast<int>(std::ceil(words)) + symbolGap + Theme::shared().iconSize(symbolPixels) + 2,
-            Theme::shared().grown(20, 16)};
+    const int symbol = symbol_.isEmpty() ? 0 : symbolGap + Theme::shared().iconSize(symbolPixels);
+    return {static_cast<int>(std::ceil(words)) + symbol + 2, Theme::shared().grown(20, 16)};
   }
   [[nodiscard]] Outline focusOutline() const override {
     return {.rect = QRectF(rect()).adjusted(linkLeft(), 0, 0, 0), .radius = 4};
@@ -111,19 +80,21 @@ class LinkButton final : public DrawnButton {
     const QFontMetricsF metrics(font());
     QPainter painter(this);
     painter.setFont(font());
-    painter.setPen(c.textSecondary);
     const double baseline = (height() - metrics.height()) / 2 + metrics.ascent();
-    painter.drawText(QPointF(0, baseline), before_);
-    painter.drawText(QPointF(metrics.horizontalAdvance(before_) + aroundSeparator, baseline), separator);
+    if (!before_.isEmpty()) {
+      painter.setPen(c.textSecondary);
+      painter.drawText(QPointF(0, baseline), before_);
+      painter.drawText(QPointF(metrics.horizontalAdvance(before_) + aroundSeparator, baseline), separator);
+    }
     const QColor color = mix(c.primary, c.primaryHover, hover());
     const double left = linkLeft();
     const double width = metrics.horizontalAdvance(text());
     painter.setPen(color);
     painter.drawText(QPointF(left, baseline), text());
     painter.fillRect(QRectF(left, std::round(baseline + 2), width, 1), color);
+    if (symbol_.isEmpty()) return;
     const double size = Theme::shared().iconSize(symbolPixels);
-    paintSymbol(painter, QStringLiteral("arrow.up.right.square"),
-                QRectF(left + width + symbolGap, (height() - size) / 2, size, size), color);
+    paintSymbol(painter, symbol_, QRectF(left + width + symbolGap, (height() - size) / 2, size, size), color);
   }
 
  private:
@@ -134,11 +105,13 @@ class LinkButton final : public DrawnButton {
 
   /// Where the link begins, in pixels.
   [[nodiscard]] double linkLeft() const {
+    if (before_.isEmpty()) return 0;
     const QFontMetricsF metrics(font());
     return metrics.horizontalAdvance(before_) + metrics.horizontalAdvance(separator) + 2 * aroundSeparator;
   }
 
-  const QString before_;  // the words before the separator
+  const QString before_;
+  const QString symbol_;
 };
 
 }  // namespace
@@ -170,10 +143,20 @@ MenuBarPopoverView::MenuBarPopoverView(Parts parts, QWidget* parent)
   stack_->addWidget(home_);
   switch_->setFocus(Qt::OtherFocusReason);
   const auto& service = *parts_.service;
-  registrations_ = {service.fsmState().subscribe([this](const FilterState& state) { showState(state); }),
-                    service.isActive().subscribe([this](bool active) { switch_->setChecked(active); }),
-                    service.isStarting().subscribe([this](bool starting) { switch_->setWaiting(starting); }),
-                    parts_.failure->subscribe([this](const auto& /*failure*/) { showFailure(); })};
+  const Relaxations& relaxations = parts_.service->relaxations();
+  const auto changed = [this](const auto&) { showWords(); };
+  registrations_.push_back(service.fsmState().onChange(changed));
+  registrations_.push_back(
+      service.isActive().subscribe([this](bool active) { switch_->setChecked(active); }));
+  registrations_.push_back(
+      service.isStarting().subscribe([this](bool starting) { switch_->setWaiting(starting); }));
+  registrations_.push_back(parts_.failure->onChange(changed));
+  registrations_.push_back(relaxations.pauseEndMs().onChange(changed));
+  registrations_.push_back(relaxations.isScreenShared().onChange(changed));
+  registrations_.push_back(relaxations.stay().onChange(changed));
+  registrations_.push_back(relaxations.filter.ignored().onChange(changed));
+  if (parts_.remote) registrations_.push_back(parts_.remote->news().onChange(changed));
+  showWords();
 }
 
 QWidget* MenuBarPopoverView::buildHome() {
@@ -183,6 +166,7 @@ QWidget* MenuBarPopoverView::buildHome() {
     return button;
   };
   auto* home = new QWidget;
+  relaxations_ = new RelaxationRows(parts_.service, parts_.clock, home);
   columnIn(
       home, {0, 0, 0, side}, 0,
       {{buildHeader(), 1},
@@ -194,6 +178,7 @@ QWidget* MenuBarPopoverView::buildHome() {
        between,
        insetDivider(side, side),
        between,
+       relaxations_,
        row(QStringLiteral("xmark.circle.fill"), QStringLiteral("Quitter"), parts_.quit)});
   return home;
 }
@@ -202,11 +187,18 @@ QLayout* MenuBarPopoverView::buildHeader() {
   logo_ = new EyeLogo(48);
   status_ = new TextLabel(TextRole::caption);
   cause_ = new TextLabel(TextRole::caption, {}, &AppColors::textSecondary);
+  news_ = new TextLabel(TextRole::caption, {}, &AppColors::textSecondary);
+  ignored_ = new LinkButton({});
+  ignored_->setAccessibleDescription(qtTrId("Oublier"));
+  ignored_->setToolTip(qtTrId("Oublier"));
+  connect(ignored_, &QAbstractButton::clicked, this,
+          [this] { parts_.service->relaxations().filter.forgetIgnored(); });
   auto* name = new TextLabel(TextRole::popoverTitle, QStringLiteral("Sentrel"), &AppColors::primary);
   switch_ = new ToggleSwitch(qtTrId("Protection"), ToggleSwitch::Click::asks);
   // The switch itself follows what the service publishes.
   connect(switch_, &ToggleSwitch::clicked, this, [this] { parts_.service->toggle(); });
-  auto* words = columnIn(nullptr, {}, 2, {stretch, name, status_, cause_, stretch});
+  auto* words = columnIn(nullptr, {}, 2,
+                         {stretch, name, status_, cause_, {ignored_, 0, Qt::AlignLeft}, news_, stretch});
   auto* header = lineIn(nullptr, {side, 8, side, 8}, 12, {logo_, {words, 1}, switch_});
   header->addStrut(qRound(headerHeight * Theme::shared().textScale()) - 16);
   return header;
@@ -215,7 +207,10 @@ QLayout* MenuBarPopoverView::buildHeader() {
 /// The link at the foot of a page, or none.
 QWidget* MenuBarPopoverView::buildFooter() {
   if (parts_.projectsPage.isEmpty()) return nullptr;
-  auto* link = new LinkButton(qtTrId("Sentrel · Nos autres projets"));
+  const QString words = qtTrId("Sentrel · Nos autres projets");
+  auto* link = new LinkButton(words.section(QStringLiteral("·"), 1).trimmed(),
+                              words.section(QStringLiteral("·"), 0, 0).trimmed(),
+                              QStringLiteral("arrow.up.right.square"));
   connect(link, &QAbstractButton::clicked, this, [this] { openProjectsPage(); });
   return link;
 }
@@ -236,18 +231,35 @@ void MenuBarPopoverView::openProjectsPage() {
   });
 }
 
-void MenuBarPopoverView::showState(const FilterState& state) {
+void MenuBarPopoverView::showWords() {
+  const Relaxations& relaxations = parts_.service->relaxations();
+  const FilterState& state = parts_.service->fsmState();
   const auto [words, color] = statusWords(state);
+  const bool isSoftened = relaxations.isScreenShared() && relaxations.whenShared() == WhenShared::hideStripes;
   status_->setWords(words);
-  status_->setColor(color);
+  status_->setColor(isSoftened && color == &AppColors::success ? &AppColors::textSecondary : color);
   switch_->setAccessibleDescription(words);
   logo_->setMood(moodOf(state));
+
+  QString cause = failureWords(parts_.failure->get());
+  if (cause.isEmpty()) cause = parts_.notice;
+  if (cause.isEmpty()) cause = relaxationWords(relaxations, parts_.clock->nowMs());
+  cause_->setWords(cause);
+  cause_->setVisible(!cause.isEmpty());
+
+  const auto ignored = relaxations.filter.ignored().get().size();
+  ignored_->setText(ignored == 1 ? qtTrId("1 visage ignoré") : qtTrId("%1 visages ignorés").arg(ignored));
+  ignored_->setVisible(ignored > 0);
+
+  const auto news = parts_.remote ? parts_.remote->news().get() : std::nullopt;
+  news_->setWords(!news                                     ? QString()
+                  : *news == RemoteControl::Origin::command ? qtTrId("par une commande")
+                                                            : qtTrId("par la notification"));
+  news_->setVisible(news.has_value());
 }
 
-void MenuBarPopoverView::showFailure() {
-  const QString words = failureWords(parts_.failure->get());
-  cause_->setWords(words.isEmpty() ? parts_.notice : words);
-  cause_->setVisible(!cause_->text().isEmpty());
+void MenuBarPopoverView::closes() {
+  if (parts_.remote && news_->isVisible()) parts_.remote->seen();
 }
 
 MenuBarPopoverView::Page MenuBarPopoverView::page() const {
@@ -261,6 +273,7 @@ bool MenuBarPopoverView::asks() const {
 
 void MenuBarPopoverView::showPage(Page page) {
   if (page == this->page()) return;
+  relaxations_->fold();
   if (address_) address_->dismiss();
   showStats = page == Page::stats;
   showAbout = page == Page::about;
@@ -301,6 +314,8 @@ void MenuBarPopoverView::keyPressEvent(QKeyEvent* event) {
     focusNextPrevChild(event->key() == Qt::Key_Down);
   } else if (event->key() == Qt::Key_Escape && page_ != nullptr) {
     showPage(Page::home);
+  } else if (event->key() == Qt::Key_Escape && relaxations_->fold()) {
+    return;
   } else {
     QWidget::keyPressEvent(event);
   }
@@ -387,6 +402,7 @@ bool PopoverWindow::event(QEvent* event) {
 }
 
 void PopoverWindow::closeEvent(QCloseEvent* event) {
+  content_->closes();
   QWidget::closeEvent(event);
   if (const auto call = std::exchange(onClosed, nullptr)) call();
 }

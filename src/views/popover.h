@@ -5,14 +5,16 @@
 #include <QRect>
 #include <QUrl>
 #include <QWidget>
-#include <array>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "detection/camera_control.h"
 #include "service/privacy_filter_service.h"
+#include "service/remote_control.h"
 #include "settings/stats_repository.h"
+#include "support/main_loop.h"
 #include "support/published.h"
 #include "support/registration.h"
 #include "views/controls/labels.h"
@@ -21,6 +23,8 @@
 #include "views/eye_logo.h"
 
 namespace sentrel {
+
+class RelaxationRows;
 
 /// What protection is doing, in words and in the colour of those words.
 struct StatusWords {
@@ -32,12 +36,18 @@ struct StatusWords {
 /// What keeps the camera from giving frames, in words; empty while nothing does.
 [[nodiscard]] QString failureWords(const std::optional<CameraFailure>& failure);
 
+/// What weakens protection for a while and until when, in words: the first of a pause, a shared screen, and
+/// guests; empty while nothing does.
+[[nodiscard]] QString relaxationWords(const Relaxations& relaxations, std::int64_t nowMs);
+
 /// The program's home: what protection is doing, its switch, and what else there is to open. Statistics and
 /// About take its place and give it back. Made anew each time the popover opens. Main thread.
 class MenuBarPopoverView : public QWidget {
  public:
   struct Parts {
     std::shared_ptr<PrivacyFilterService> service;
+    std::shared_ptr<const Clock> clock;
+    std::shared_ptr<RemoteControl> remote = nullptr;  ///< null where no commands come from outside
     std::shared_ptr<const Published<std::optional<CameraFailure>>> failure;  ///< why the camera gives nothing
     std::shared_ptr<StatsRepository> statsRepo;
     QString notice;     ///< what else a person must know, or empty
@@ -59,6 +69,9 @@ class MenuBarPopoverView : public QWidget {
   /// Another page, or other words, want another size.
   std::function<void()> onSizeChanged;
 
+  /// To be called before it is hidden: what it shows of commands has been seen.
+  void closes();
+
   [[nodiscard]] QSize sizeHint() const override;
 
  protected:
@@ -69,8 +82,7 @@ class MenuBarPopoverView : public QWidget {
   QWidget* buildHome();
   QLayout* buildHeader();
   QWidget* buildFooter();
-  void showState(const FilterState& state);
-  void showFailure();
+  void showWords();
   /// Where nothing opens it, its address is shown to be copied.
   void openProjectsPage();
 
@@ -84,8 +96,11 @@ class MenuBarPopoverView : public QWidget {
   EyeLogo* logo_ = nullptr;
   TextLabel* status_ = nullptr;
   TextLabel* cause_ = nullptr;
+  DrawnButton* ignored_ = nullptr;
+  TextLabel* news_ = nullptr;
   ToggleSwitch* switch_ = nullptr;
-  std::array<Registration, 4> registrations_;
+  RelaxationRows* relaxations_ = nullptr;
+  std::vector<Registration> registrations_;
 };
 
 /// Where the popover stands: right-aligned with what it belongs to, 8 pixels away from it and at least 8

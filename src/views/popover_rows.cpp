@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "views/popover_rows.h"
 
+#include <QApplication>
 #include <QDateTime>
-#include <QKeyEvent>
 #include <algorithm>
 #include <utility>
 
@@ -16,35 +16,52 @@ namespace {
 
 constexpr int outside = 4;  // left and right of a row
 constexpr int inside = 16;  // between a row's edge and the symbol's frame
-constexpr int choiceInset = 44;
 constexpr int iconFrame = 20;
 constexpr int iconGap = 8;
 constexpr int endGap = 12;
 constexpr int chevron = 12;
 constexpr double rowRadius = 6;
+constexpr int unfoldMs = 150;
+
+constexpr int side = 16;  // beside what is no row
+constexpr int between = 10;
 
 constexpr std::int64_t minuteMs = 60'000;
+constexpr int tickMs = 15'000;
 
 }  // namespace
 
 // One row.
 
 MenuBarButton::MenuBarButton(const QString& symbol, const QString& label)
-    : DrawnButton(TextRole::body, label), icon(symbol) {
+    : DrawnButton(TextRole::body, label),
+      icon(symbol),
+      presence_(*this, unfoldMs, QEasingCurve::OutCubic, 1) {
   setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
 }
 
 void MenuBarButton::setEnd(const QString& words) {
+  if (words == end_) return;
   end_ = words;
   setAccessibleDescription(words);
+  updateGeometry();
+  update();
+}
+
+void MenuBarButton::setUnfolding(Unfolding unfolding) {
+  unfolding_ = unfolding;
+  setAccessibleDescription(unfolding == Unfolding::folded ? qtTrId("Replié") : qtTrId("Déplié"));
+  update();
 }
 
 QSize MenuBarButton::sizeHint() const {
+  const Theme& theme = Theme::shared();
   const QFontMetrics metrics(font());
-  const int start = isChoice() ? choiceInset : inside + Theme::shared().iconSize(iconFrame) + iconGap;
-  const int end = end_.isEmpty() ? 0 : endGap + metrics.horizontalAdvance(end_);
-  return {2 * outside + inside + start + metrics.horizontalAdvance(text()) + end,
-          Theme::shared().grown(isChoice() ? 32 : 36)};
+  const int start = inside + theme.iconSize(iconFrame) + iconGap;
+  int end = end_.isEmpty() ? 0 : endGap + metrics.horizontalAdvance(end_);
+  if (unfolding_ != Unfolding::none) end += iconGap + theme.iconSize(chevron);
+  return {2 * outside + start + metrics.horizontalAdvance(text()) + end + inside,
+          theme.grown(isChoice() ? 32 : 36)};
 }
 
 QRectF MenuBarButton::row() const {
@@ -55,20 +72,27 @@ MenuBarButton::Outline MenuBarButton::focusOutline() const {
   return {.rect = row(), .radius = rowRadius, .gap = -2};
 }
 
+void MenuBarButton::showEvent(QShowEvent* event) {
+  DrawnButton::showEvent(event);
+  if (!isChoice()) return;
+  presence_.jumpTo(0);
+  presence_.glideTo(1);
+}
+
 void MenuBarButton::paintEvent(QPaintEvent* /*event*/) {
+  const Theme& theme = Theme::shared();
   QPainter painter(this);
+  painter.setOpacity(presence_.value());
   const QRectF line = row();
   paintGround(painter, line, rowRadius, 0.06, 0.12);
-  const int frame = Theme::shared().iconSize(iconFrame);
-  const int start = isChoice() ? choiceInset - outside : inside + frame + iconGap;
+  const int frame = theme.iconSize(iconFrame);
   if (!isChoice()) {
-    paintSymbol(painter, icon,
-                squareIn(QRectF(line.left() + inside, 0, frame, height()), Theme::shared().iconSize(17)),
+    paintSymbol(painter, icon, squareIn(QRectF(line.left() + inside, 0, frame, height()), theme.iconSize(17)),
                 colors().textSecondary);
   }
-  QRectF words = line.adjusted(start, 0, -inside, 0);
+  QRectF words = line.adjusted(inside + frame + iconGap, 0, -inside, 0);
   if (unfolding_ != Unfolding::none) {
-    const double size = Theme::shared().iconSize(chevron);
+    const double size = theme.iconSize(chevron);
     const QRectF box(words.right() - size, (height() - size) / 2, size, size);
     painter.save();
     painter.translate(box.center());
@@ -85,133 +109,182 @@ void MenuBarButton::paintEvent(QPaintEvent* /*event*/) {
   paintWords(painter, words, text(), font(), colors().text);
 }
 
-// What can be allowed.
+// Times.
 
 QString timeOfDay(std::int64_t endMs, std::int64_t nowMs) {
   return QDateTime::currentDateTime().addMSecs(endMs - nowMs).toString(QStringLiteral("H:mm"));
 }
 
+QString timeSpan(std::int64_t minutes) {
+  minutes = std::max<std::int64_t>(1, minutes);
+  if (minutes < 60) return qtTrId("%1 min").arg(minutes);
+  return qtTrId("%1 h %2").arg(minutes / 60).arg(minutes % 60, 2, 10, QLatin1Char('0'));
+}
+
+// What can be allowed.
+
 RelaxationRows::RelaxationRows(std::shared_ptr<PrivacyFilterService> service,
-                               std::shared_ptr<const Clock> clock)
-    : service_(std::move(service)), clock_(std::move(clock)) {
-  columnIn(this);
-  const auto changed = [this](const auto&) { build(); };
+                               std::shared_ptr<const Clock> clock, QWidget* parent)
+    : QWidget(parent),
+      service_(std::move(service)),
+      clock_(std::move(clock)),
+      nobodyBox_(makeNobody()),
+      pause_(makePause()),
+      resume_(new MenuBarButton(QStringLiteral("pause.circle.fill"), qtTrId("Reprendre"))),
+      guests_(makeGuests()),
+      alone_(new MenuBarButton(QStringLiteral("person.fill"), qtTrId("Je suis seul"))) {
+  // All of it is here from the beginning, so that the Tab key finds it in this order.
+  columnIn(this, {}, 0,
+           {nobodyBox_, pause_.row, pause_.choices, resume_, guests_.row, guests_.choices, alone_, between,
+            insetDivider(side, side), between});
+  connect(resume_, &QAbstractButton::clicked, this, [this] { service_->relaxations().resume(); });
+  connect(alone_, &QAbstractButton::clicked, this, [this] { service_->relaxations().sendGuestsAway(); });
+  connect(&ticks_, &QTimer::timeout, this, [this] { showTimes(); });
+  const auto changed = [this](const auto&) { refresh(); };
   const Relaxations& relaxations = service_->relaxations();
   registrations_ = {service_->isActive().onChange(changed), service_->isAlert().onChange(changed),
                     relaxations.pauseEndMs().onChange(changed), relaxations.stay().onChange(changed),
-                    relaxations.filter.ignoredCount().onChange(changed)};
-  connect(&minute_, &QTimer::timeout, this, [this] { build(); });
-  build();
+                    relaxations.filter.ignored().onChange(changed)};
+  refresh();
 }
 
-void RelaxationRows::build() {
-  const bool hadFocus = content_ != nullptr && content_->isAncestorOf(QApplication::focusWidget());
-  if (content_ != nullptr) {
-    content_->hide();
-    content_->deleteLater();  // it may be a row of it that asks
-  }
-  content_ = new QWidget;
-  std::vector<QWidget*> rows;
-  if (service_->isAlert()) {
-    auto* nobody = new PushButton(PushButton::Kind::secondary, qtTrId("Ce n'est personne"));
-    connect(nobody, &QAbstractButton::clicked, this,
-            [this] { service_->relaxations().filter.ignoreOnlooker(); });
-    rows = {nobody};
-  } else if (service_->isActive()) {
-    buildPause(rows);
-    if (!service_->relaxations().pauseEndMs().get()) buildGuests(rows);
-  }
-  const int aside = service_->isAlert() ? outside + inside : 0;
-  auto* column = columnIn(content_, {aside, 0, aside, 0});
-  for (QWidget* each : rows) column->addWidget(each);
-  layout()->addWidget(content_);
-  setVisible(!rows.empty());
-  const Relaxations& relaxations = service_->relaxations();
-  const auto& stay = relaxations.stay().get();
-  const bool countsDown = relaxations.pauseEndMs().get() || (stay && stay->untilMs);
-  countsDown ? minute_.start(minuteMs / 4) : minute_.stop();
-  if (hadFocus && !rows.empty()) rows.front()->setFocus(Qt::OtherFocusReason);
+QWidget* RelaxationRows::makeNobody() {
+  nobody_ = new PushButton(PushButton::Kind::secondary, qtTrId("Ce n'est personne"));
+  nobody_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+  connect(nobody_, &QAbstractButton::clicked, this, [this] {
+    service_->relaxations().filter.ignoreOnlooker();
+    refresh();
+  });
+  whyNot_ = centredLabel(TextRole::caption, {}, &AppColors::textSecondary);
+  whyNot_->setBalanced(true);
+  auto* box = new QWidget;
+  columnIn(box, {side, 0, side, 0}, 6, {nobody_, whyNot_});
+  return box;
 }
 
-void RelaxationRows::buildPause(std::vector<QWidget*>& rows) {
-  const auto end = service_->relaxations().pauseEndMs().get();
-  auto* row = new MenuBarButton(QStringLiteral("pause.circle.fill"),
-                                end ? qtTrId("Reprendre") : qtTrId("Mettre en pause"));
-  if (end) {
-    row->setEnd(timeLeft(*end));
-    connect(row, &QAbstractButton::clicked, this, [this] { service_->relaxations().resume(); });
-    rows.push_back(row);
-    return;
-  }
-  const auto pause = [this](std::int64_t durationMs) {
-    return [this, durationMs] { service_->relaxations().pause(durationMs); };
+RelaxationRows::Fold RelaxationRows::makePause() {
+  const auto pause = [this](std::int64_t durationMs) { service_->relaxations().pause(durationMs); };
+  const auto untilMorning = [pause] {
+    const QDateTime now = QDateTime::currentDateTime();
+    const std::int64_t leftMs = now.msecsTo(QDateTime(now.date().addDays(1), QTime(8, 0)));
+    pause(std::min(leftMs, Relaxations::longestMs));
   };
-  const QDateTime now = QDateTime::currentDateTime();
-  const QDateTime morning(now.date().addDays(1), QTime(8, 0));
-  addUnfolding(rows, Row::pause, row,
-               {{qtTrId("15 minutes"), pause(15 * minuteMs)},
-                {qtTrId("1 heure"), pause(60 * minuteMs)},
-                {qtTrId("Jusqu'à demain 8 h"),
-                 pause(std::min<std::int64_t>(now.msecsTo(morning), Relaxations::longestMs))}});
+  return makeFold(QStringLiteral("pause.circle.fill"), qtTrId("Mettre en pause"),
+                  {{qtTrId("15 minutes"), [pause] { pause(15 * minuteMs); }},
+                   {qtTrId("1 heure"), [pause] { pause(60 * minuteMs); }},
+                   {qtTrId("Jusqu'à demain 8 h"), untilMorning}});
 }
 
-void RelaxationRows::buildGuests(std::vector<QWidget*>& rows) {
-  const auto& stay = service_->relaxations().stay().get();
-  const std::int64_t guests = stay ? stay->guests : 0;
-  if (guests < OnlookerRules::mostGuests) {
-    auto* row = new MenuBarButton(QStringLiteral("person.2.fill"), qtTrId("Je ne suis pas seul"));
-    const auto welcome = [this](std::optional<std::int64_t> durationMs) {
-      return [this, durationMs] { service_->relaxations().addGuest(durationMs); };
-    };
-    addUnfolding(rows, Row::guests, row,
-                 {{qtTrId("30 minutes"), welcome(30 * minuteMs)},
-                  {qtTrId("1 heure"), welcome(60 * minuteMs)},
-                  {qtTrId("Jusqu'au verrouillage"), welcome(std::nullopt)}});
-  }
-  if (guests == 0) return;
-  auto* alone = new MenuBarButton(QStringLiteral("person.fill"), qtTrId("Je suis seul"));
-  if (stay->untilMs) alone->setEnd(timeLeft(*stay->untilMs));
-  connect(alone, &QAbstractButton::clicked, this, [this] { service_->relaxations().sendGuestsAway(); });
-  rows.push_back(alone);
+RelaxationRows::Fold RelaxationRows::makeGuests() {
+  const auto welcome = [this](std::optional<std::int64_t> durationMs) {
+    return [this, durationMs] { service_->relaxations().addGuest(durationMs); };
+  };
+  return makeFold(QStringLiteral("person.2.fill"), qtTrId("Je ne suis pas seul"),
+                  {{qtTrId("30 minutes"), welcome(30 * minuteMs)},
+                   {qtTrId("1 heure"), welcome(60 * minuteMs)},
+                   {qtTrId("Jusqu'au verrouillage"), welcome(std::nullopt)}});
 }
 
-void RelaxationRows::addUnfolding(std::vector<QWidget*>& rows, Row row, MenuBarButton* button,
-                                  const std::vector<Choice>& choices) {
-  const bool isUnfolded = unfolded_ == row;
-  button->setUnfolding(isUnfolded ? MenuBarButton::Unfolding::unfolded : MenuBarButton::Unfolding::folded);
-  connect(button, &QAbstractButton::clicked, this,
-          [this, row, isUnfolded] { unfold(isUnfolded ? Row::none : row); });
-  rows.push_back(button);
-  if (!isUnfolded) return;
+RelaxationRows::Fold RelaxationRows::makeFold(const QString& symbol, const QString& label,
+                                              const std::vector<Choice>& choices) {
+  const Fold made{new MenuBarButton(symbol, label), new QWidget};
+  made.row->setUnfolding(MenuBarButton::Unfolding::folded);
+  auto* column = columnIn(made.choices);
   for (const Choice& choice : choices) {
     auto* choose = new MenuBarButton({}, choice.words);
+    choose->setAccessibleDescription(label);
     connect(choose, &QAbstractButton::clicked, this, [this, chosen = choice.chosen] {
-      unfolded_ = Row::none;
+      fold();
       chosen();
     });
-    rows.push_back(choose);
+    column->addWidget(choose);
+  }
+  made.choices->hide();
+  connect(made.row, &QAbstractButton::clicked, this, [this, row = made.row] {
+    const Fold& clicked = row == pause_.row ? pause_ : guests_;
+    unfold(unfolded_ == &clicked ? nullptr : &clicked);
+  });
+  return made;
+}
+
+// What is shown of it.
+
+void RelaxationRows::unfold(const Fold* fold) {
+  unfolded_ = fold;
+  for (const Fold* each : {&pause_, &guests_}) {
+    const bool isUnfolded = each == unfolded_;
+    const bool hadFocus = each->choices->isAncestorOf(QApplication::focusWidget());
+    each->choices->setVisible(isUnfolded);
+    each->row->setUnfolding(isUnfolded ? MenuBarButton::Unfolding::unfolded
+                                       : MenuBarButton::Unfolding::folded);
+    if (hadFocus && !isUnfolded) each->row->setFocus(Qt::OtherFocusReason);
   }
 }
 
-void RelaxationRows::unfold(Row row) {
-  unfolded_ = row;
-  fadeOver(*this, 150);
-  build();
+bool RelaxationRows::fold() {
+  const bool wasUnfolded = unfolded_ != nullptr;
+  unfold(nullptr);
+  return wasUnfolded;
 }
 
-void RelaxationRows::keyPressEvent(QKeyEvent* event) {
-  if (event->key() == Qt::Key_Escape && unfolded_ != Row::none) {
-    unfold(Row::none);
-  } else {
-    QWidget::keyPressEvent(event);
+void RelaxationRows::refresh() {
+  const Relaxations& relaxations = service_->relaxations();
+  const bool isAlert = service_->isAlert();
+  const bool chooses = service_->isActive() && !isAlert;
+  const bool isPaused = relaxations.pauseEndMs().get().has_value();
+  const auto& stay = relaxations.stay().get();
+  const std::int64_t guests = stay ? stay->guests : 0;
+  const bool canPause = chooses && !isPaused;
+  const bool canWelcome = canPause && guests < OnlookerRules::mostGuests;
+  const bool hadFocus = isAncestorOf(QApplication::focusWidget());
+  if ((unfolded_ == &pause_ && !canPause) || (unfolded_ == &guests_ && !canWelcome)) fold();
+
+  showNobody(isAlert);
+  pause_.row->setVisible(canPause);
+  resume_->setVisible(chooses && isPaused);
+  guests_.row->setVisible(canWelcome);
+  alone_->setVisible(canPause && guests > 0);
+  showTimes();
+  setVisible(service_->isActive());
+  if (hadFocus) keepFocus();
+}
+
+/// The row that had the focus may have gone.
+void RelaxationRows::keepFocus() {
+  QWidget* const now = QApplication::focusWidget();
+  if (now != nullptr && now->isVisible() && isAncestorOf(now)) return;
+  for (QWidget* each :
+       {static_cast<QWidget*>(nobody_), static_cast<QWidget*>(resume_), static_cast<QWidget*>(pause_.row)}) {
+    if (each->isVisible() && each->isEnabled()) return each->setFocus(Qt::OtherFocusReason);
   }
 }
 
-/// "14 min", and hours where there are some.
-QString RelaxationRows::timeLeft(std::int64_t endMs) const {
-  const std::int64_t minutes = std::max<std::int64_t>(1, (endMs - clock_->nowMs() + minuteMs - 1) / minuteMs);
-  if (minutes < 60) return qtTrId("%1 min").arg(minutes);
-  return qtTrId("%1 h %2").arg(minutes / 60).arg(minutes % 60, 2, 10, QLatin1Char('0'));
+void RelaxationRows::showNobody(bool isAlert) {
+  const auto& places = service_->relaxations().filter.ignored().get();
+  const bool isWatched = std::ranges::any_of(places, [this](const IgnoredPlace& place) {
+    return clock_->nowMs() - place.sinceMs <= OnlookerFilter::stillMs;
+  });
+  const bool isFull = places.size() >= OnlookerFilter::mostIgnored;
+  nobodyBox_->setVisible(isAlert);
+  nobody_->setEnabled(!isWatched && !isFull);
+  whyNot_->setWords(isWatched ? qtTrId("Ignoré dès qu'il sera resté immobile 10 s")
+                    : isFull  ? qtTrId("Trois visages sont déjà ignorés")
+                              : QString());
+  whyNot_->setVisible(!nobody_->isEnabled());
+}
+
+void RelaxationRows::showTimes() {
+  const Relaxations& relaxations = service_->relaxations();
+  const auto& pauseEnd = relaxations.pauseEndMs().get();
+  const auto& stay = relaxations.stay().get();
+  // A minute that has begun counts.
+  const auto left = [this](const std::optional<std::int64_t>& endMs) {
+    return endMs ? timeSpan((*endMs - clock_->nowMs() + minuteMs - 1) / minuteMs) : QString();
+  };
+  resume_->setEnd(left(pauseEnd));
+  alone_->setEnd(stay ? left(stay->untilMs) : QString());
+  const bool countsDown = pauseEnd || (stay && stay->untilMs);
+  countsDown ? ticks_.start(tickMs) : ticks_.stop();
 }
 
 }  // namespace sentrel

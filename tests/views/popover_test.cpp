@@ -2,6 +2,7 @@
 #include <QClipboard>
 
 #include "views/popover_pages.h"
+#include "views/popover_rows.h"
 #include "views/window_test.h"
 
 namespace sentrel::test {
@@ -13,6 +14,7 @@ struct PopoverTest : WindowTest {
   [[nodiscard]] MenuBarPopoverView& content() const {
     return dynamic_cast<PopoverWindow&>(*window).content();
   }
+  [[nodiscard]] Relaxations& relaxations() const { return service->relaxations(); }
   [[nodiscard]] ToggleSwitch* protection() const { return named<ToggleSwitch>("Protection"); }
   void expectSwitch(bool on, bool waiting, const char* words) {
     EXPECT_EQ(protection()->isChecked(), on) << words;
@@ -50,6 +52,153 @@ TEST_F(PopoverTest, AStartWithoutACameraSaysWhyAndWaitsUntilAClickGivesUp) {
   machine.advance(7000);
   expectSwitch(false, false, "Protection désactivée");
   EXPECT_FALSE(shows("Caméra introuvable"));
+}
+
+TEST_F(PopoverTest, AChoiceDoesWhatItSaysAndItsRowEndsIt) {
+  start();
+  const struct {
+    const char* row;
+    const char* choice;
+    const char* ends;
+    const char* left;
+    const char* leftLater;  // ten minutes
+  } cases[] = {
+      {"Mettre en pause", "15 minutes", "Reprendre", "15 min", "5 min"},
+      {"Mettre en pause", "1 heure", "Reprendre", "1 h 00", "50 min"},
+      {"Je ne suis pas seul", "30 minutes", "Je suis seul", "30 min", "20 min"},
+      {"Je ne suis pas seul", "1 heure", "Je suis seul", "1 h 00", "50 min"},
+      {"Je ne suis pas seul", "Jusqu'au verrouillage", "Je suis seul", "", ""},
+  };
+  for (const auto& [row, choice, ends, left, leftLater] : cases) {
+    SCOPED_TRACE(choice);
+    EXPECT_EQ(named(choice), nullptr);
+    press(row);
+    press(choice);
+    EXPECT_EQ(named(choice), nullptr) << "folded";
+    ASSERT_NE(named(ends), nullptr);
+    EXPECT_EQ(named(ends)->accessibleDescription(), left);
+    const auto pauseEnd = relaxations().pauseEndMs().get();
+    EXPECT_EQ(protection()->accessibleDescription(), pauseEnd ? "En pause" : "Protection active");
+    EXPECT_TRUE(shows(pauseEnd ? QStringLiteral("Reprend à %1, ou au déverrouillage")
+                                     .arg(timeOfDay(*pauseEnd, machine.loop->nowMs()))
+                               : QStringLiteral("1 invité")));
+    see(alone, 10 * 60'000);
+    openPopover();
+    EXPECT_EQ(named(ends)->accessibleDescription(), leftLater);
+    press(ends);
+    EXPECT_EQ(named(ends), nullptr);
+    EXPECT_FALSE(relaxations().pauseEndMs().get());
+    EXPECT_FALSE(relaxations().stay().get());
+    EXPECT_EQ(relaxationWords(relaxations(), 0), "");
+  }
+  press("Mettre en pause");
+  press("Jusqu'à demain 8 h");
+  const std::int64_t left = *relaxations().pauseEndMs().get() - machine.loop->nowMs();
+  EXPECT_TRUE(left == Relaxations::longestMs || timeOfDay(left, 0) == "8:00") << left;
+}
+
+TEST_F(PopoverTest, AsManyGuestsAsThereMayBe) {
+  start();
+  for (const char* words : {"1 invité", "2 invités", "3 invités"}) {
+    press("Je ne suis pas seul");
+    press("30 minutes");
+    EXPECT_TRUE(shows(words));
+  }
+  EXPECT_EQ(named("Je ne suis pas seul"), nullptr);
+  press("Mettre en pause");
+  press("15 minutes");
+  EXPECT_EQ(named("Je suis seul"), nullptr) << "a pause sends them away";
+  press("Reprendre");
+  EXPECT_NE(named("Je ne suis pas seul"), nullptr);
+}
+
+TEST_F(PopoverTest, WhatIsAllowedForAWhileIsOfferedOnlyWhileProtectionIsOn) {
+  const auto expectRows = [this](bool choices, bool nobody) {
+    QCoreApplication::processEvents();
+    EXPECT_EQ(named("Mettre en pause") != nullptr, choices);
+    EXPECT_EQ(named("Je ne suis pas seul") != nullptr, choices);
+    EXPECT_EQ(named("Ce n'est personne") != nullptr, nobody);
+  };
+  expectRows(false, false);
+  EXPECT_EQ(content().height(), 280);
+  start();
+  expectRows(true, false);
+  EXPECT_LE(content().height(), 400);
+  press("Mettre en pause");
+  see(watched, 1500);
+  expectRows(false, true);
+  EXPECT_EQ(named("15 minutes"), nullptr);
+  press("Ce n'est personne");
+  EXPECT_FALSE(named("Ce n'est personne")->isEnabled()) << "once is enough";
+  EXPECT_TRUE(shows("Ignoré dès qu'il sera resté immobile 10 s"));
+  see(watched, 14'000);
+  expectRows(true, false);
+  press("1 visage ignoré");
+  EXPECT_EQ(named("1 visage ignoré"), nullptr);
+  EXPECT_TRUE(relaxations().filter.ignored().get().empty());
+  see(alone, 5000);
+  stop();
+  expectRows(false, false);
+  EXPECT_TRUE(QTest::qWaitFor([this] { return content().height() == 280; })) << content().height();
+}
+
+TEST_F(PopoverTest, ArrowsReachTheChoicesAndEscapeFoldsThem) {
+  start();
+  named("Mettre en pause")->setFocus();
+  key(Qt::Key_Space);
+  for (const char* name : {"15 minutes", "1 heure", "Jusqu'à demain 8 h", "Je ne suis pas seul"}) {
+    key(Qt::Key_Down);
+    EXPECT_EQ(window->focusWidget(), named(name)) << name;
+  }
+  key(Qt::Key_Up);
+  key(Qt::Key_Escape);
+  EXPECT_TRUE(window->isVisible());
+  EXPECT_EQ(named("1 heure"), nullptr);
+  EXPECT_EQ(window->focusWidget(), named("Mettre en pause"));
+  key(Qt::Key_Space);
+  key(Qt::Key_Down);
+  key(Qt::Key_Return);
+  EXPECT_EQ(window->focusWidget(), named("Reprendre")) << "where the row was";
+  key(Qt::Key_Escape);
+  EXPECT_TRUE(!window || !window->isVisible()) << "nothing left to fold";
+}
+
+TEST_F(PopoverTest, TheFirstThingThatWeakensProtectionIsSaid) {
+  start();
+  const std::pair<WhenShared, const char*> cases[] = {
+      {WhenShared::hideStripes, "Écran partagé : bandes masquées"},
+      {WhenShared::pause, "Écran partagé : en pause"},
+      {WhenShared::changeNothing, "1 invité"},
+  };
+  for (const auto& [wanted, words] : cases) {
+    share(wanted);
+    relaxations().addGuest(std::nullopt);
+    EXPECT_TRUE(shows(words)) << words;
+    relaxations().sendGuestsAway();
+    desktop.sharing->shared = false;
+    machine.settle();
+  }
+  share(WhenShared::hideStripes);
+  relaxations().pause(60'000);
+  EXPECT_TRUE(relaxationWords(relaxations(), 0).startsWith("Reprend à "));
+}
+
+TEST_F(PopoverTest, WhatACommandDidIsSaidUntilItWasSeen) {
+  start();
+  const QString words = QStringLiteral("par une commande");
+  content().showPage(Page::stats);
+  remote->welcome(1, std::nullopt);
+  window->close();
+  openPopover();
+  EXPECT_TRUE(shows(words)) << "another page does not show it";
+  EXPECT_TRUE(shows("1 invité"));
+  window->close();
+  openPopover();
+  EXPECT_FALSE(shows(words));
+  desktop.notifications->answered.emit("sentrel.alert", "pause");
+  EXPECT_TRUE(shows("par la notification")) << "while it is open, too";
+  remote->switchOff();
+  EXPECT_TRUE(shows(words));
 }
 
 TEST_F(PopoverTest, CountersAreResetOnlyAfterTheQuestion) {

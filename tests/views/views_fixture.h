@@ -14,9 +14,27 @@ using Page = MenuBarPopoverView::Page;
 /// camera sees.
 struct ViewsFixture : TestCore {
   std::shared_ptr<CameraConsent> consent = std::make_shared<CameraConsent>(false);
+  std::shared_ptr<RemoteControl> remote = std::make_shared<RemoteControl>(service, platform(), [] {});
   bool onboardingShown = true;
   std::function<void()> linkFailed;  ///< of the link that was opened last
 
+  void tell(SessionEvent event) {
+    desktop.session->tell(event);
+    machine.settle();
+  }
+  void share(WhenShared wanted) {
+    ProtectionOptions options = settings->options;
+    options.whenShared = wanted;
+    settings->save(options);
+    desktop.sharing->shared = true;
+    machine.settle();
+  }
+  /// The person says that the face that alerts is nobody, and it is so still that this is believed.
+  void ignorePoster() {
+    see(watched, 1500);
+    service->relaxations().filter.ignoreOnlooker();
+    see(watched, 14'000);
+  }
   void interruptCamera() {
     machine.session->wasInterrupted.emit();
     machine.settle();
@@ -24,6 +42,8 @@ struct ViewsFixture : TestCore {
 
   MenuBarPopoverView::Parts popoverParts() {
     return {.service = service,
+            .clock = machine.loop,
+            .remote = remote,
             .failure = {control, &control->failure()},
             .statsRepo = stats,
             .notice = {},

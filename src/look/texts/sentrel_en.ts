@@ -655,5 +655,217 @@
         <source></source>
         <translation>Super+Shift+C</translation>
     </message>
+    <message id="notif_shared_paused">
+        <source></source>
+        <translation>Protection is paused for as long as the screen is shared.</translation>
+    </message>
+    <message id="notif_shared_hidden">
+        <source></source>
+        <translation>Stripes are hidden, and an alert only notifies, because everybody in the call would see them.</translation>
+    </message>
+    <message id="notif_shared_title">
+        <source></source>
+        <translation>Screen shared</translation>
+    </message>
+    <message id="Ce n'est personne">
+        <source></source>
+        <translation>That is nobody</translation>
+    </message>
+    <message id="Pause 15 min">
+        <source></source>
+        <translation>Pause 15 min</translation>
+    </message>
+    <message id="Reprend à %1, ou au déverrouillage">
+        <source></source>
+        <translation>Resumes at %1, or at unlock</translation>
+    </message>
+    <message id="Écran partagé : bandes masquées">
+        <source></source>
+        <translation>Screen shared: stripes hidden</translation>
+    </message>
+    <message id="Écran partagé : en pause">
+        <source></source>
+        <translation>Screen shared: paused</translation>
+    </message>
+    <message id="1 invité">
+        <source></source>
+        <translation>1 guest</translation>
+    </message>
+    <message id="%1 invités">
+        <source></source>
+        <translation>%1 guests</translation>
+    </message>
+    <message id="Oublier">
+        <source></source>
+        <translation>Forget</translation>
+    </message>
+    <message id="1 visage ignoré">
+        <source></source>
+        <translation>1 face ignored</translation>
+    </message>
+    <message id="%1 visages ignorés">
+        <source></source>
+        <translation>%1 faces ignored</translation>
+    </message>
+    <message id="par une commande">
+        <source></source>
+        <translation>by a command</translation>
+    </message>
+    <message id="par la notification">
+        <source></source>
+        <translation>by the notification</translation>
+    </message>
+    <message id="Replié">
+        <source></source>
+        <translation>Folded</translation>
+    </message>
+    <message id="Déplié">
+        <source></source>
+        <translation>Unfolded</translation>
+    </message>
+    <message id="%1 min">
+        <source></source>
+        <translation>%1 min</translation>
+    </message>
+    <message id="%1 h %2">
+        <source></source>
+        <translation>%1 h %2</translation>
+    </message>
+    <message id="Reprendre">
+        <source></source>
+        <translation>Resume</translation>
+    </message>
+    <message id="Je suis seul">
+        <source></source>
+        <translation>I am alone</translation>
+    </message>
+    <message id="Mettre en pause">
+        <source></source>
+        <translation>Pause</translation>
+    </message>
+    <message id="15 minutes">
+        <source></source>
+        <translation>15 minutes</translation>
+    </message>
+    <message id="1 heure">
+        <source></source>
+        <translation>1 hour</translation>
+    </message>
+    <message id="Jusqu'à demain 8 h">
+        <source></source>
+        <translation>Until 8 am tomorrow</translation>
+    </message>
+    <message id="Je ne suis pas seul">
+        <source></source>
+        <translation>I am not alone</translation>
+    </message>
+    <message id="30 minutes">
+        <source></source>
+        <translation>30 minutes</translation>
+    </message>
+    <message id="Jusqu'au verrouillage">
+        <source></source>
+        <translation>Until locked</translation>
+    </message>
+    <message id="Ignoré dès qu'il sera resté immobile 10 s">
+        <source></source>
+        <translation>Ignored once it has been still for 10 s</translation>
+    </message>
+    <message id="Trois visages sont déjà ignorés">
+        <source></source>
+        <translation>Three faces are ignored already</translation>
+    </message>
+    <message id="Réactions">
+        <source></source>
+        <translation>Reactions</translation>
+    </message>
+    <message id="Exceptions">
+        <source></source>
+        <translation>Exceptions</translation>
+    </message>
+    <message id="Quand quelqu'un regarde">
+        <source></source>
+        <translation>When somebody looks</translation>
+    </message>
+    <message id="Ce qui se passe lors d'une alerte">
+        <source></source>
+        <translation>What happens in an alert</translation>
+    </message>
+    <message id="Assombrir et prévenir">
+        <source></source>
+        <translation>Darken and notify</translation>
+    </message>
+    <message id="Prévenir seulement">
+        <source></source>
+        <translation>Notify only</translation>
+    </message>
+    <message id="Assombrir seulement">
+        <source></source>
+        <translation>Darken only</translation>
+    </message>
+    <message id="Pendant un partage d'écran">
+        <source></source>
+        <translation>While the screen is shared</translation>
+    </message>
+    <message id="Les programmes X11 qui capturent l'écran eux-mêmes ne peuvent pas être remarqués">
+        <source></source>
+        <translation>X11 programs that grab the screen themselves cannot be noticed</translation>
+    </message>
+    <message id="Masquer les bandes">
+        <source></source>
+        <translation>Hide the stripes</translation>
+    </message>
+    <message id="Ne rien changer">
+        <source></source>
+        <translation>Change nothing</translation>
+    </message>
+    <message id="Surveiller jusqu'à">
+        <source></source>
+        <translation>Watch up to</translation>
+    </message>
+    <message id="Un visage plus éloigné n'alerte pas">
+        <source></source>
+        <translation>A face farther away gives no alert</translation>
+    </message>
+    <message id="Sans limite">
+        <source></source>
+        <translation>No limit</translation>
+    </message>
+    <message id="3,5 m">
+        <source></source>
+        <translation>3.5 m</translation>
+    </message>
+    <message id="2,5 m">
+        <source></source>
+        <translation>2.5 m</translation>
+    </message>
+    <message id="1,5 m">
+        <source></source>
+        <translation>1.5 m</translation>
+    </message>
+    <message id="Aucun visage ignoré">
+        <source></source>
+        <translation>No face is ignored</translation>
+    </message>
+    <message id="Alerter après">
+        <source></source>
+        <translation>Alert after</translation>
+    </message>
+    <message id="Temps pendant lequel quelqu'un doit être là">
+        <source></source>
+        <translation>How long somebody must be there</translation>
+    </message>
+    <message id="Seulement si l'on regarde l'écran">
+        <source></source>
+        <translation>Only when looking at the screen</translation>
+    </message>
+    <message id="Un visage tourné de 45° ou plus n'alerte pas">
+        <source></source>
+        <translation>A face turned away by 45° or more gives no alert</translation>
+    </message>
+    <message id="depuis %1">
+        <source></source>
+        <translation>for %1</translation>
+    </message>
 </context>
 </TS>

@@ -655,5 +655,217 @@
         <source></source>
         <translation>Par défaut (frontale)</translation>
     </message>
+    <message id="notif_shared_paused">
+        <source></source>
+        <translation>La protection est en pause pendant le partage.</translation>
+    </message>
+    <message id="notif_shared_hidden">
+        <source></source>
+        <translation>Les bandes sont masquées et une alerte ne fait que prévenir, car tous les participants les verraient.</translation>
+    </message>
+    <message id="notif_shared_title">
+        <source></source>
+        <translation>Écran partagé</translation>
+    </message>
+    <message id="Ce n'est personne">
+        <source></source>
+        <translation>Ce n&apos;est personne</translation>
+    </message>
+    <message id="Pause 15 min">
+        <source></source>
+        <translation>Pause 15 min</translation>
+    </message>
+    <message id="Reprend à %1, ou au déverrouillage">
+        <source></source>
+        <translation>Reprend à %1, ou au déverrouillage</translation>
+    </message>
+    <message id="Écran partagé : bandes masquées">
+        <source></source>
+        <translation>Écran partagé : bandes masquées</translation>
+    </message>
+    <message id="Écran partagé : en pause">
+        <source></source>
+        <translation>Écran partagé : en pause</translation>
+    </message>
+    <message id="1 invité">
+        <source></source>
+        <translation>1 invité</translation>
+    </message>
+    <message id="%1 invités">
+        <source></source>
+        <translation>%1 invités</translation>
+    </message>
+    <message id="Oublier">
+        <source></source>
+        <translation>Oublier</translation>
+    </message>
+    <message id="1 visage ignoré">
+        <source></source>
+        <translation>1 visage ignoré</translation>
+    </message>
+    <message id="%1 visages ignorés">
+        <source></source>
+        <translation>%1 visages ignorés</translation>
+    </message>
+    <message id="par une commande">
+        <source></source>
+        <translation>par une commande</translation>
+    </message>
+    <message id="par la notification">
+        <source></source>
+        <translation>par la notification</translation>
+    </message>
+    <message id="Replié">
+        <source></source>
+        <translation>Replié</translation>
+    </message>
+    <message id="Déplié">
+        <source></source>
+        <translation>Déplié</translation>
+    </message>
+    <message id="%1 min">
+        <source></source>
+        <translation>%1 min</translation>
+    </message>
+    <message id="%1 h %2">
+        <source></source>
+        <translation>%1 h %2</translation>
+    </message>
+    <message id="Reprendre">
+        <source></source>
+        <translation>Reprendre</translation>
+    </message>
+    <message id="Je suis seul">
+        <source></source>
+        <translation>Je suis seul</translation>
+    </message>
+    <message id="Mettre en pause">
+        <source></source>
+        <translation>Mettre en pause</translation>
+    </message>
+    <message id="15 minutes">
+        <source></source>
+        <translation>15 minutes</translation>
+    </message>
+    <message id="1 heure">
+        <source></source>
+        <translation>1 heure</translation>
+    </message>
+    <message id="Jusqu'à demain 8 h">
+        <source></source>
+        <translation>Jusqu&apos;à demain 8 h</translation>
+    </message>
+    <message id="Je ne suis pas seul">
+        <source></source>
+        <translation>Je ne suis pas seul</translation>
+    </message>
+    <message id="30 minutes">
+        <source></source>
+        <translation>30 minutes</translation>
+    </message>
+    <message id="Jusqu'au verrouillage">
+        <source></source>
+        <translation>Jusqu&apos;au verrouillage</translation>
+    </message>
+    <message id="Ignoré dès qu'il sera resté immobile 10 s">
+        <source></source>
+        <translation>Ignoré dès qu&apos;il sera resté immobile 10 s</translation>
+    </message>
+    <message id="Trois visages sont déjà ignorés">
+        <source></source>
+        <translation>Trois visages sont déjà ignorés</translation>
+    </message>
+    <message id="Réactions">
+        <source></source>
+        <translation>Réactions</translation>
+    </message>
+    <message id="Exceptions">
+        <source></source>
+        <translation>Exceptions</translation>
+    </message>
+    <message id="Quand quelqu'un regarde">
+        <source></source>
+        <translation>Quand quelqu&apos;un regarde</translation>
+    </message>
+    <message id="Ce qui se passe lors d'une alerte">
+        <source></source>
+        <translation>Ce qui se passe lors d&apos;une alerte</translation>
+    </message>
+    <message id="Assombrir et prévenir">
+        <source></source>
+        <translation>Assombrir et prévenir</translation>
+    </message>
+    <message id="Prévenir seulement">
+        <source></source>
+        <translation>Prévenir seulement</translation>
+    </message>
+    <message id="Assombrir seulement">
+        <source></source>
+        <translation>Assombrir seulement</translation>
+    </message>
+    <message id="Pendant un partage d'écran">
+        <source></source>
+        <translation>Pendant un partage d&apos;écran</translation>
+    </message>
+    <message id="Les programmes X11 qui capturent l'écran eux-mêmes ne peuvent pas être remarqués">
+        <source></source>
+        <translation>Les programmes X11 qui capturent l&apos;écran eux-mêmes ne peuvent pas être remarqués</translation>
+    </message>
+    <message id="Masquer les bandes">
+        <source></source>
+        <translation>Masquer les bandes</translation>
+    </message>
+    <message id="Ne rien changer">
+        <source></source>
+        <translation>Ne rien changer</translation>
+    </message>
+    <message id="Surveiller jusqu'à">
+        <source></source>
+        <translation>Surveiller jusqu&apos;à</translation>
+    </message>
+    <message id="Un visage plus éloigné n'alerte pas">
+        <source></source>
+        <translation>Un visage plus éloigné n&apos;alerte pas</translation>
+    </message>
+    <message id="Sans limite">
+        <source></source>
+        <translation>Sans limite</translation>
+    </message>
+    <message id="3,5 m">
+        <source></source>
+        <translation>3,5 m</translation>
+    </message>
+    <message id="2,5 m">
+        <source></source>
+        <translation>2,5 m</translation>
+    </message>
+    <message id="1,5 m">
+        <source></source>
+        <translation>1,5 m</translation>
+    </message>
+    <message id="Aucun visage ignoré">
+        <source></source>
+        <translation>Aucun visage ignoré</translation>
+    </message>
+    <message id="Alerter après">
+        <source></source>
+        <translation>Alerter après</translation>
+    </message>
+    <message id="Temps pendant lequel quelqu'un doit être là">
+        <source></source>
+        <translation>Temps pendant lequel quelqu&apos;un doit être là</translation>
+    </message>
+    <message id="Seulement si l'on regarde l'écran">
+        <source></source>
+        <translation>Seulement si l&apos;on regarde l&apos;écran</translation>
+    </message>
+    <message id="Un visage tourné de 45° ou plus n'alerte pas">
+        <source></source>
+        <translation>Un visage tourné de 45° ou plus n&apos;alerte pas</translation>
+    </message>
+    <message id="depuis %1">
+        <source></source>
+        <translation>depuis %1</translation>
+    </message>
 </context>
 </TS>
