@@ -185,6 +185,7 @@ void MenuBarController::openPreferences() {
     prefsWindow = new PreferencesView({.settingsRepo = SettingsRepository::shared(),
                                        .camera = camera_,
                                        .service = service_,
+                                       .clock = platform.clock,
                                        .loginItem = platform.loginItem,
                                        .keyMonitor = platform.keyMonitor,
                                        .mainLoop = platform.mainLoop,

@@ -50,6 +50,69 @@ TEST_F(PreferencesTest, EveryControlSavesItsSettingAtOnce) {
   EXPECT_EQ(named("Lancer au démarrage")->accessibleDescription(), qtTrId("error_login_item"));
 }
 
+TEST_F(PreferencesTest, EveryOptionIsSavedAtOnceAndShownAsItIs) {
+  open();
+  ProtectionOptions expected = settings->options;
+  const auto twoSeconds = [this] {
+    for (auto* button : named<SegmentedPicker>("Alerter après")->findChildren<QAbstractButton*>())
+      if (button->text() == "2 s") return button;
+    return static_cast<QAbstractButton*>(nullptr);
+  };
+  const struct {
+    QWidget* picker;
+    Qt::Key key;
+    std::function<void()> change;
+  } cases[] = {
+      {named<QWidget>("Quand quelqu'un regarde"), Qt::Key_Down,
+       [&] { expected.reaction = Reaction::notifyOnly; }},
+      {named<QWidget>("Quand quelqu'un regarde"), Qt::Key_Down,
+       [&] { expected.reaction = Reaction::darkenOnly; }},
+      {named<QWidget>("Pendant un partage d'écran"), Qt::Key_Down,
+       [&] { expected.whenShared = WhenShared::changeNothing; }},
+      {named<QWidget>("Pendant un partage d'écran"), Qt::Key_End,
+       [&] { expected.whenShared = WhenShared::pause; }},
+      {named<QWidget>("Surveiller jusqu'à"), Qt::Key_Down, [&] { expected.watchUpToCm = 350; }},
+      {named<QWidget>("Surveiller jusqu'à"), Qt::Key_End, [&] { expected.watchUpToCm = 150; }},
+      {twoSeconds(), Qt::Key_Space, [&] { expected.alertAfterMs = 2000; }},
+  };
+  for (const auto& [picker, pressed, change] : cases) {
+    QTest::keyClick(picker, pressed);
+    change();
+    EXPECT_EQ(settings->options.get(), expected) << qPrintable(picker->accessibleName());
+    EXPECT_EQ(SettingsRepository(defaults, loginItem).options.get(), expected) << "as stored";
+  }
+  settings->save(ProtectionOptions{});
+  EXPECT_EQ(named<MenuPicker>("Quand quelqu'un regarde")->currentText(), "Assombrir et prévenir");
+  EXPECT_FALSE(twoSeconds()->isChecked());
+  EXPECT_EQ(named("Seulement si l'on regarde l'écran"), nullptr) << "nobody knows yet how well it works";
+  expected = {.watchUpToCm = 300};
+  settings->save(expected);
+  EXPECT_EQ(named<MenuPicker>("Surveiller jusqu'à")->currentIndex(), -1) << "none of these";
+  EXPECT_EQ(settings->options.get(), expected);
+}
+
+TEST_F(PreferencesTest, IgnoredFacesAreListedAndForgottenOneByOne) {
+  start();
+  open();
+  EXPECT_TRUE(shows("Aucun visage ignoré"));
+  see(watched, 1500);
+  service->relaxations().filter.ignoreOnlooker();
+  EXPECT_TRUE(shows("depuis 1 min"));
+  see(detectionsOf({faceOf(0.2), faceOf(0.05), faceOf(0.06, 0.5)}, {faceOf(0.2)}), 14'000);
+  service->relaxations().filter.ignoreOnlooker();
+  const auto places = service->relaxations().filter.ignored().get();
+  ASSERT_EQ(places.size(), 2);
+  press("Oublier");
+  EXPECT_EQ(service->relaxations().filter.ignored().get(), std::vector{places[1]}) << "the first row";
+  see(watched, 4 * 60'000);
+  open();
+  EXPECT_TRUE(shows("depuis 4 min"));
+  EXPECT_EQ(named("Oublier")->accessibleDescription(), "depuis 4 min");
+  press("Oublier");
+  EXPECT_EQ(named("Oublier"), nullptr);
+  EXPECT_TRUE(shows("Aucun visage ignoré"));
+}
+
 TEST_F(PreferencesTest, APickerIsOneStopOfTheTabKeyAndArrowsPick) {
   open();
   named<QWidget>("Sensibilité")->setFocus();

@@ -58,6 +58,7 @@ struct ViewsFixture : TestCore {
     return {.settingsRepo = settings,
             .camera = camera,
             .service = service,
+            .clock = machine.loop,
             .loginItem = loginItem,
             .keyMonitor = desktop.keys,
             .mainLoop = machine.loop,
