@@ -154,6 +154,37 @@ void popover(PictureBook& book, const QString& name, const std::function<void(Vi
   book.add(name, window, 0);
 }
 
+void pauseChoices(PopoverWindow& window) {
+  press(window, "Mettre en pause");
+}
+
+/// What is allowed for a while, in the popover.
+void relaxations(PictureBook& book, const QString& suffix = {}) {
+  constexpr std::int64_t minute = 60'000;
+  popover(book, "20-popover-choices" + suffix, on, pauseChoices);
+  popover(book, "20-popover-pause" + suffix, [](ViewsFixture& fixture) {
+    on(fixture);
+    fixture.service->relaxations().pause(14 * minute);
+    fixture.machine.settle();
+  });
+  popover(book, "20-popover-guests" + suffix, [](ViewsFixture& fixture) {
+    on(fixture);
+    fixture.ignorePoster();
+    fixture.remote->welcome(2, 65 * minute);
+  });
+  popover(book, "20-popover-shared" + suffix, [](ViewsFixture& fixture) {
+    on(fixture);
+    fixture.share(WhenShared::hideStripes);
+  });
+  popover(book, "20-popover-nobody" + suffix, watched,
+          [](PopoverWindow& window) { press(window, "Ce n'est personne"); });
+  popover(book, "20-popover-off-by-command" + suffix, [](ViewsFixture& fixture) {
+    on(fixture);
+    fixture.remote->switchOff();
+    fixture.machine.settle();
+  });
+}
+
 void popovers(PictureBook& book) {
   const auto counted = [](ViewsFixture& fixture) {
     on(fixture);
@@ -173,6 +204,7 @@ void popovers(PictureBook& book) {
     fixture.desktop.session->observer.emit(SessionEvent::screenIsLocked);
     fixture.machine.settle();
   });
+  relaxations(book);
   popover(book, "09-statistics", counted, statistics);
   popover(book, "09-statistics-confirm", counted, statisticsConfirm);
   popover(book, "10-about", on, about);
@@ -193,6 +225,11 @@ void preferences(PictureBook& book) {
   book.add("04-preferences-top", window);
   window.scrollTo(540);
   book.add("05-preferences-middle", window);
+  window.scrollTo(1020);
+  book.add("05-preferences-reactions", window);
+  fixture.ignorePoster();
+  window.scrollTo(1400);
+  book.add("05-preferences-exceptions", window);
   window.scrollTo(5000);
   book.add("06-preferences-bottom", window);
   window.setFixedHeight(window.page()->height());
@@ -242,12 +279,17 @@ void onboarding(PictureBook& book) {
 void extremes(PictureBook& book) {
   Theme::shared().setLook({.textScale = 2});
   popover(book, "03-popover-text200", watched);
+  relaxations(book, "-text200");
   popover(book, "09-statistics-confirm-text200", watched, statisticsConfirm);
   popover(book, "10-about-text200", watched, about);
   {
     ViewsFixture fixture;
+    on(fixture);
+    fixture.ignorePoster();
     PreferencesView window(fixture.preferencesParts());
     book.add("04-preferences-text200", window);
+    window.scrollTo(2300);
+    book.add("05-preferences-exceptions-text200", window);
     press(window, "Calibrer…");
     book.add("07-calibration-text200", window);
     fixture.consent->answer(false);
@@ -262,9 +304,14 @@ void extremes(PictureBook& book) {
     popover(book, "03-popover-highcontrast", on, [](PopoverWindow& window) {
       for (int i = 0; i < 2; ++i) QTest::keyClick(window.focusWidget(), Qt::Key_Tab);
     });
+    relaxations(book, "-highcontrast");
     ViewsFixture fixture;
+    on(fixture);
+    fixture.ignorePoster();
     PreferencesView window(fixture.preferencesParts());
     book.add("05-preferences-highcontrast", window);
+    window.scrollTo(1400);
+    book.add("05-preferences-exceptions-highcontrast", window);
   }
 }
 
