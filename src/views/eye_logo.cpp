@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "views/eye_logo.h"
 
-#include <QPainterPath>
-#include <QRadialGradient>
+#include <QPainter>
 #include <QRandomGenerator>
 #include <algorithm>
 #include <array>
 #include <cmath>
 
+#include "look/eye.h"
 #include "views/controls/painting.h"
 #include "views/theme.h"
 
@@ -17,8 +17,6 @@ namespace {
 
 using Mood = EyeLogo::Mood;
 
-constexpr double units = 64;
-constexpr double closedBelow = 0.02;  // openness at which the lashes are drawn instead of a slit
 constexpr int openMs = 220;
 constexpr int colorMs = 160;
 constexpr int frameMs = 40;
@@ -28,7 +26,7 @@ constexpr int blinkUpMs = 140;
 constexpr double blinkTo = 0.06;
 constexpr double pulseMs = 2400;
 constexpr double alertPulseMs = 1200;
-const QColor pupilColor(0x15, 0x17, 0x2A);
+constexpr double alertPupil = 4.6;
 
 /// How a mood looks.
 struct Expression {
@@ -39,28 +37,16 @@ struct Expression {
 
 const Expression& expressionOf(Mood mood) {
   static constexpr std::array expressions{
-      Expression{0, &AppColors::textSecondary, false},  // idleClosed
-      Expression{0.72, &AppColors::primary, false},     // idleOpen
-      Expression{0.94, &AppColors::primary, true},      // active
-      Expression{1.08, &AppColors::error, true},        // alert
+      Expression{0, &AppColors::textSecondary, false},    // idleClosed
+      Expression{eyeAtRest, &AppColors::primary, false},  // idleOpen
+      Expression{0.94, &AppColors::primary, true},        // active
+      Expression{1.08, &AppColors::error, true},          // alert
   };
   return expressions.at(static_cast<std::size_t>(mood));
 }
 
 QColor colorOf(Mood mood) {
   return colors().*expressionOf(mood).color;
-}
-
-void paintClosed(QPainter& painter, const QColor& color) {
-  QPainterPath lid(QPointF(7, 29));
-  lid.cubicTo(19, 45, 45, 45, 57, 29);
-  painter.setBrush(Qt::NoBrush);
-  painter.setPen(QPen(color, 3.8, Qt::SolidLine, Qt::RoundCap));
-  painter.drawPath(lid);
-  painter.setPen(QPen(color, 3.2, Qt::SolidLine, Qt::RoundCap));
-  constexpr std::array<std::array<double, 4>, 4> lashes{
-      {{14, 36.6, 10.6, 43}, {25, 40.4, 23.6, 47.6}, {39, 40.4, 40.4, 47.6}, {50, 36.6, 53.4, 43}}};
-  for (const auto& [x1, y1, x2, y2] : lashes) painter.drawLine(QPointF(x1, y1), QPointF(x2, y2));
 }
 
 void paintRings(QPainter& painter, const QColor& color, double pulse) {
@@ -71,36 +57,6 @@ void paintRings(QPainter& painter, const QColor& color, double pulse) {
     painter.setPen(QPen(withAlpha(color, 0.42 * (1 - at)), 1.8));
     painter.drawEllipse(QPointF(32, 32), radius, radius);
   }
-}
-
-void paintOpen(QPainter& painter, Mood mood, double openness, const QColor& color) {
-  const double upper = 32 - 20 * openness + 14 * (1 - openness);
-  const double lower = 32 + 20 * openness + 14 * (1 - openness);
-  QPainterPath almond(QPointF(5, 32));
-  almond.cubicTo(17, upper, 47, upper, 59, 32);
-  almond.cubicTo(47, lower, 17, lower, 5, 32);
-  almond.closeSubpath();
-  const bool dark = Theme::shared().dark();
-  painter.fillPath(almond, dark ? QColor(0x15, 0x16, 0x1C) : QColor(Qt::white));
-
-  painter.save();
-  painter.setClipPath(almond);
-  QRadialGradient iris(QPointF(32, 32), 12.2, QPointF(29, 28));
-  iris.setColorAt(0, color.lighter(dark ? 112 : 135));
-  iris.setColorAt(1, color);
-  painter.setPen(Qt::NoPen);
-  painter.setBrush(iris);
-  painter.drawEllipse(QPointF(32, 32), 12.2, 12.2);
-  const double pupil = mood == Mood::alert ? 4.6 : 5.8;
-  painter.setBrush(pupilColor);
-  painter.drawEllipse(QPointF(32, 32), pupil, pupil);
-  painter.setBrush(Qt::white);
-  painter.drawEllipse(QPointF(36, 27.6), 2.5, 2.5);
-  painter.restore();
-
-  painter.setBrush(Qt::NoBrush);
-  painter.setPen(QPen(color, 3.4, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-  painter.drawPath(almond);
 }
 
 }  // namespace
@@ -181,12 +137,21 @@ double EyeLogo::lid() const {
 void EyeLogo::paintEvent(QPaintEvent* /*event*/) {
   const QColor now = colorOf(mood_);
   const QColor color = mix(from_.isValid() ? from_ : now, now, color_.value());
-  const double open = lid();
+  Eye eye{.openness = lid(),
+          .color = color,
+          .scheme = Theme::shared().dark() ? AppColors::Scheme::dark : AppColors::Scheme::light};
+  if (mood_ == Mood::alert) eye.pupil = alertPupil;
   QPainter painter(this);
   painter.setRenderHint(QPainter::Antialiasing);
-  painter.scale(width() / units, height() / units);
-  if (open <= closedBelow) return paintClosed(painter, color);
+  if (!eye.isClosed()) paintSurroundings(painter, color);
+  paintEye(painter, QRectF(rect()), eye);
+}
+
+/// The rings of a mood that pulses, or what stands for them where nothing moves.
+void EyeLogo::paintSurroundings(QPainter& painter, const QColor& color) const {
   const bool moves = !Theme::shared().look().reducedMotion;
+  painter.save();
+  painter.scale(width() / eyeUnits, height() / eyeUnits);
   if (mood_ == Mood::alert && !moves) {
     painter.setPen(QPen(withAlpha(color, 0.42), 1.8));
     painter.drawEllipse(QPointF(32, 32), 24, 24);
@@ -195,7 +160,7 @@ void EyeLogo::paintEvent(QPaintEvent* /*event*/) {
     paintRings(painter, color,
                sincePulse_.isValid() ? static_cast<double>(sincePulse_.elapsed()) / period : 0);
   }
-  paintOpen(painter, mood_, open, color);
+  painter.restore();
 }
 
 }  // namespace sentrel

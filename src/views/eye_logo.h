@@ -33,6 +33,7 @@ class EyeLogo : public QWidget {
   void scheduleBlink();
   /// How far the eye is open just now, 0 to 1.08.
   [[nodiscard]] double lid() const;
+  void paintSurroundings(QPainter& painter, const QColor& color) const;
 
   const int pixels_;
   Mood mood_ = Mood::idleClosed;
