@@ -34,6 +34,7 @@ class OverlayBenchBackend final : public OverlayBackend {
     return std::make_unique<Surface>(real_->createSurface(screen), counts_);
   }
   [[nodiscard]] std::string limitation() const override { return real_->limitation(); }
+  void setHeld(bool held) override { real_->setHeld(held); }
 
  private:
   class Surface;

@@ -152,6 +152,7 @@ sentrel_require(program "X11"                 libxcb-xfixes0-dev  libxcb-devel  
 sentrel_require(program "X11"                 libxcb-xinput-dev   libxcb-devel           MODULE XCB_XINPUT xcb-xinput)
 sentrel_require(program "X11"                 libxcb-xkb-dev      libxcb-devel           MODULE XCB_XKB xcb-xkb)
 sentrel_require(program "Wayland"             libwayland-dev      wayland-devel          MODULE WAYLAND wayland-client)
+sentrel_require(program "Wayland"             libwayland-dev      wayland-devel          MODULE WAYLAND_CURSOR wayland-cursor)
 sentrel_require(program "Wayland"             libwayland-bin      wayland-devel          PROGRAM WAYLAND_SCANNER wayland-scanner)
 sentrel_require(program "Wayland"             wayland-protocols   wayland-protocols-devel MODULE WAYLAND_PROTOCOLS wayland-protocols>=1.31)
 sentrel_require(program "the face networks"   libxnnpack-dev      xnnpack-devel          HEADER XNNPACK_INCLUDE_DIR xnnpack.h)

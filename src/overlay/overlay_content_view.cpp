@@ -113,15 +113,31 @@ OverlayContentView::OverlayContentView(const OverlayWindowManager& owner,
         if (!flash_.isStopped()) changeFlash();
       }),
       manager.isAlertMode.onChange([this](bool alertMode) { alertModeChanged(alertMode); }),
-      manager.picture.onChange([this](const std::optional<RetroPicture>& picture) {
-        if (onMainScreen_) surface_->setPicture(picture);
+      manager.picture.onChange([this](const auto&) {
+        if (onMainScreen_ && !manager.isCovered()) updatePicture();
+      }),
+      manager.coverLook.onChange(redraw),
+      manager.isCovered().onChange([this](bool) {
+        updateTint();
+        updatePicture();
+        schedulePresent();
       }),
   };
+  // The surface, which may go with this, is in the midst of telling it.
+  clicked_ = surface_->clicked.connect([this] {
+    mainLoop_.post([weak = weak_from_this()] {
+      if (const auto self = weak.lock()) self->manager.revealAsked.emit();
+    });
+  });
 }
 
 void OverlayContentView::setOnMainScreen(bool onMain) {
   if (std::exchange(onMainScreen_, onMain) == onMain) return;
-  surface_->setPicture(onMain ? manager.picture.get() : std::nullopt);
+  updatePicture();
+}
+
+void OverlayContentView::updatePicture() {
+  surface_->setPicture(onMainScreen_ && !manager.isCovered() ? manager.picture.get() : std::nullopt);
 }
 
 // A view made during an alert does not flash: only a change makes it.
@@ -144,7 +160,7 @@ void OverlayContentView::changeFlash() {
 /// begins.
 void OverlayContentView::updateTint() {
   if (flash_.isSettledAt(clock_.nowMs())) flashTask.reset();
-  const double level = alertMode_ ? std::round(flashAlpha() * tintAlpha * 255) : 0;
+  const double level = alertMode_ && !manager.isCovered() ? std::round(flashAlpha() * tintAlpha * 255) : 0;
   const TintLevel next = std::min(static_cast<TintLevel>(level), strongestTint);
   if (next == tint_) return;
   tint_ = next;
@@ -174,6 +190,10 @@ void OverlayContentView::present() {
 
 OverlayScene OverlayContentView::scene() const {
   OverlayScene result;
+  if (manager.isCovered()) {
+    result.cover = manager.coverLook;
+    return result;
+  }
   if (manager.isShowing() && manager.matrixEnabled && manager.currentAlpha > 0.0F) {
     result.stripes = MatrixStripeLayer{manager.matrixDistanceCm, manager.matrixColorArgb,
                                        manager.matrixStripeAlpha, manager.currentAlpha}

@@ -75,6 +75,7 @@ class OverlayContentView : public std::enable_shared_from_this<OverlayContentVie
   void changeFlash();
   void present();
   void updateTint();
+  void updatePicture();
   [[nodiscard]] OverlayScene scene() const;
 
   const OverlayWindowManager& manager;
@@ -90,7 +91,8 @@ class OverlayContentView : public std::enable_shared_from_this<OverlayContentVie
   TintLevel tint_ = 0;
 
   Registration flashTask;
-  std::array<Registration, 10> observations_;
+  std::array<Registration, 12> observations_;
+  Registration clicked_;
 };
 
 }  // namespace sentrel

@@ -23,28 +23,42 @@ const std::shared_ptr<OverlayWindowManager>& OverlayWindowManager::shared() {
 
 void OverlayWindowManager::show() {
   if (isShowing_) return;
-  screensChanged();
   isShowing_ = true;
-  screensRegistration_ = backend_->screensChanged.connect([this] { screensChanged(); });
-  coverRegistration_ = coverAllScreens.onChange([this](bool) { screensChanged(); });
+  updateWindows();
 }
 
 void OverlayWindowManager::hide() {
-  overlayWindows.clear();
-  if (isShowing_) isShowing_ = false;
-  screensRegistration_.reset();
-  coverRegistration_.reset();
+  isShowing_.assignIfChanged(false);
+  updateWindows();
 }
 
-std::vector<Screen> OverlayWindowManager::coveredScreens() const {
+void OverlayWindowManager::hideScreens() {
+  isCovered_.assignIfChanged(true);
+  updateWindows();
+}
+
+void OverlayWindowManager::revealScreens() {
+  isCovered_.assignIfChanged(false);
+  updateWindows();
+}
+
+std::vector<Screen> OverlayWindowManager::wantedScreens() const {
+  if (!isShowing_ && !isCovered_) return {};
   auto all = backend_->screens();
-  if (coverAllScreens || all.empty()) return all;
+  if (isCovered_ || coverAllScreens || all.empty()) return all;
   const auto main = std::ranges::find(all, true, &Screen::isMain);
   return {main == all.end() ? all.front() : *main};
 }
 
-void OverlayWindowManager::screensChanged() {
-  const auto current = coveredScreens();
+void OverlayWindowManager::updateWindows() {
+  if (!isShowing_ && !isCovered_) {
+    screensRegistration_.reset();
+    coverRegistration_.reset();
+  } else if (!screensRegistration_) {
+    screensRegistration_ = backend_->screensChanged.connect([this] { updateWindows(); });
+    coverRegistration_ = coverAllScreens.onChange([this](bool) { updateWindows(); });
+  }
+  const auto current = wantedScreens();
   std::erase_if(overlayWindows, [&current](const auto& window) {
     return std::ranges::find(current, window.first, &Screen::id) == current.end();
   });

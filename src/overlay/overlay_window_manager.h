@@ -42,6 +42,7 @@ class OverlayWindowManager {
   Published<bool> shortcutAvailable{false};              ///< the hint names the shortcut beside its eye
   Published<bool> coverAllScreens{true};                 ///< not only the main one
   Published<std::optional<RetroPicture>> picture;        ///< the onlooker's, shown on the main screen
+  Published<Cover> coverLook;                            ///< of the cover
 
   /// Between `show` and the next `hide`.
   [[nodiscard]] const Published<bool>& isShowing() const { return isShowing_; }
@@ -51,14 +52,29 @@ class OverlayWindowManager {
   /// Uncovers every screen. The values above stay.
   void hide();
 
+  /// Between `hideScreens` and the next `revealScreens`.
+  [[nodiscard]] const Published<bool>& isCovered() const { return isCovered_; }
+  /// Makes every screen opaque, also those that come later, whether showing or not; what is to be shown waits
+  /// below it.
+  void hideScreens();
+  void revealScreens();
+  /// Whether there is a screen that can be covered.
+  [[nodiscard]] bool hasScreens() const { return !backend_->screens().empty(); }
+  /// A click on the button of a cover, in a turn of its own.
+  Signal<> revealAsked;
+
+  /// As that of OverlayBackend.
+  void setHeld(bool held) { backend_->setHeld(held); }
+
  private:
-  [[nodiscard]] std::vector<Screen> coveredScreens() const;
-  void screensChanged();
+  [[nodiscard]] std::vector<Screen> wantedScreens() const;
+  void updateWindows();
 
   const std::shared_ptr<OverlayBackend> backend_;
   const std::shared_ptr<MainLoop> mainLoop_;
   const std::shared_ptr<Clock> clock_;
   Published<bool> isShowing_{false};
+  Published<bool> isCovered_{false};
   std::map<std::uint64_t, std::shared_ptr<OverlayContentView>> overlayWindows;  // by the screen's id
   Registration screensRegistration_;
   Registration coverRegistration_;

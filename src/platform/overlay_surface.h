@@ -32,12 +32,22 @@ struct StripePattern {
   bool operator==(const StripePattern&) const = default;
 };
 
+/// What hides a screen because the person asked for it: opaque, with a button that takes clicks.
+struct Cover {
+  bool shortcut = false;      ///< it says that the shortcut takes it off
+  bool highContrast = false;  ///< as the person wants the colours
+  double textScale = 1;       ///< size of text, 1 is the usual one
+  bool operator==(const Cover&) const = default;
+};
+
 /// What one screen's overlay shows besides its tint, bottom to top.
 struct OverlayScene {
   std::optional<StripePattern> stripes;
   double veilAlpha = 0;         ///< black over everything, 0..1
   bool banner = false;          ///< the alert banner
   bool shortcutInHint = false;  ///< the permanent hint shows the keys beside its eye
+  /// Hides the screen and everything else of the scene; tint and picture must be off.
+  std::optional<Cover> cover{};
   bool operator==(const OverlayScene&) const = default;
 };
 
@@ -65,9 +75,10 @@ struct RetroPicture {
   BlinkLevel blink = 0;  ///< 0 (nothing) to `brightestBlink`
 };
 
-/// A click-through surface above everything on one screen, with layers, bottom to top: stripes and veil,
-/// tint, hint, banner, picture. It fills its screen by itself, whatever happens to the screen's scale,
-/// rotation or size. Destroying it takes it off the screen. Main thread.
+/// A surface above everything on one screen, with layers, bottom to top: stripes and veil, tint, hint,
+/// banner, picture, cover. Clicks go through all of it but the cover's button. It fills its screen by itself,
+/// whatever happens to the screen's scale, rotation or size. Destroying it takes it off the screen. Main
+/// thread.
 class OverlaySurface {
  public:
   virtual ~OverlaySurface() = default;
@@ -77,6 +88,9 @@ class OverlaySurface {
   virtual void setTint(TintLevel level) = 0;
   /// None takes it off. Where only the blinking has changed, this costs a fraction of a new picture.
   virtual void setPicture(const std::optional<RetroPicture>& picture) = 0;
+
+  /// The cover's button was clicked. Observers must not destroy the surface.
+  Signal<> clicked;
 };
 
 /// The screens of one windowing system and the surfaces above them. Main thread.
@@ -91,6 +105,9 @@ class OverlayBackend {
   /// What this desktop cannot do, as a text key for the person, or empty. Changes are announced by
   /// `limitationChanged`.
   [[nodiscard]] virtual std::string limitation() const = 0;
+  /// While held, what is shown stays as it is, and nothing is shown anew or raised: that would lie above a
+  /// screen locker. What surfaces are given meanwhile is shown afterwards.
+  virtual void setHeld(bool held) = 0;
 
   Signal<> screensChanged;
   Signal<> limitationChanged;

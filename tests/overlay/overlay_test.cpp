@@ -85,6 +85,56 @@ TEST_F(OverlayWindowManagerTest, ComposesTheScene) {
   EXPECT_EQ(scenes().back(), (OverlayScene{{}, 0.7, true, true})) << "values are kept while hidden";
 }
 
+TEST_F(OverlayWindowManagerTest, ACoverHidesEveryScreenWhateverIsShownBelow) {
+  backend->screenList = {first, second};
+  manager.coverAllScreens = false;
+  EXPECT_TRUE(manager.hasScreens());
+  manager.hideScreens();
+  EXPECT_THAT(backend->shown, ElementsAre(Key(1), Key(2)));
+  const OverlayScene covered{.stripes = {}, .cover = Cover{}};
+  EXPECT_EQ(scenes(2).back(), covered);
+  // An alert comes and goes unseen.
+  manager.show();
+  manager.currentAlpha = 0.5F;
+  manager.isAlertMode = true;
+  manager.picture = RetroPicture{nullptr, 3};
+  loop->advance(2000);
+  EXPECT_EQ(scenes().back(), covered);
+  EXPECT_THAT(backend->shown[1].tints, IsEmpty());
+  EXPECT_FALSE(backend->shown[1].picture);
+  backend->setScreens({first, second, third});
+  EXPECT_EQ(scenes(3).back(), covered);
+  backend->setScreens({first, third});
+  manager.coverLook = Cover{.shortcut = true};
+  EXPECT_TRUE(scenes(3).back().cover->shortcut);
+  manager.hide();
+  EXPECT_THAT(backend->shown, ElementsAre(Key(1), Key(3))) << "protection that ends uncovers nothing";
+  manager.show();
+
+  int asked = 0;
+  const Registration reveal = manager.revealAsked.connect([&] {
+    ++asked;
+    manager.revealScreens();
+  });
+  backend->click(3);
+  EXPECT_EQ(asked, 0) << "not while the window tells it";
+  loop->runPosted();
+  EXPECT_EQ(asked, 1);
+  EXPECT_FALSE(manager.isCovered());
+  EXPECT_THAT(backend->shown, ElementsAre(Key(1))) << "as before";
+  EXPECT_FALSE(scenes().back().cover);
+  EXPECT_TRUE(scenes().back().banner);
+  EXPECT_TRUE(backend->shown[1].picture);
+  loop->advance(400);
+  EXPECT_THAT(backend->shown[1].tints, testing::Not(IsEmpty()));
+  manager.hideScreens();
+  manager.isAlertMode = false;
+  manager.hide();
+  manager.revealScreens();
+  EXPECT_THAT(backend->shown, IsEmpty());
+  EXPECT_EQ(backend->screensChanged.observerCount(), 0U);
+}
+
 TEST_F(OverlayWindowManagerTest, ThePictureIsOnTheMainScreen) {
   backend->screenList = {first, second};
   manager.show();

@@ -20,14 +20,22 @@ class FakeOverlayBackend final : public OverlayBackend {
   /// By the screen's id; an entry is there exactly while its surface is.
   std::map<std::uint64_t, Shown> shown;
   int created = 0;
+  bool held = false;
 
   [[nodiscard]] std::vector<Screen> screens() const override { return screenList; }
   [[nodiscard]] std::unique_ptr<OverlaySurface> createSurface(const Screen& screen) override {
     ++created;
     shown[screen.id] = {};
-    return std::make_unique<Surface>(shown, screen.id);
+    auto surface = std::make_unique<Surface>(shown, screen.id);
+    clicks[screen.id] = &surface->clicked;
+    return surface;
   }
   [[nodiscard]] std::string limitation() const override { return {}; }
+
+  void setHeld(bool now) override { held = now; }
+
+  /// On the cover's button.
+  void click(std::uint64_t screen) { clicks.at(screen)->emit(); }
 
   void setScreens(std::vector<Screen> next) {
     screenList = std::move(next);
@@ -35,6 +43,8 @@ class FakeOverlayBackend final : public OverlayBackend {
   }
 
  private:
+  std::map<std::uint64_t, Signal<>*> clicks;
+
   class Surface final : public OverlaySurface {
    public:
     Surface(std::map<std::uint64_t, Shown>& shown, std::uint64_t id) : shown_(shown), id_(id) {}

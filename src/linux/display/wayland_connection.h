@@ -34,6 +34,18 @@ struct WaylandDeleter {
     wl_output_get_version(object) >= WL_OUTPUT_RELEASE_SINCE_VERSION ? wl_output_release(object)
                                                                      : wl_output_destroy(object);
   }
+  void operator()(wl_seat* object) const {
+    wl_seat_get_version(object) >= WL_SEAT_RELEASE_SINCE_VERSION ? wl_seat_release(object)
+                                                                 : wl_seat_destroy(object);
+  }
+  void operator()(wl_pointer* object) const {
+    wl_pointer_get_version(object) >= WL_POINTER_RELEASE_SINCE_VERSION ? wl_pointer_release(object)
+                                                                       : wl_pointer_destroy(object);
+  }
+  void operator()(wl_touch* object) const {
+    wl_touch_get_version(object) >= WL_TOUCH_RELEASE_SINCE_VERSION ? wl_touch_release(object)
+                                                                   : wl_touch_destroy(object);
+  }
   void operator()(wp_viewporter* object) const { wp_viewporter_destroy(object); }
   void operator()(wp_viewport* object) const { wp_viewport_destroy(object); }
   void operator()(zwlr_layer_shell_v1* object) const { zwlr_layer_shell_v1_destroy(object); }

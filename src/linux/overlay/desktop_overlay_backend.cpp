@@ -19,6 +19,7 @@ class NullOverlayBackend final : public OverlayBackend {
     return std::make_unique<Surface>();
   }
   [[nodiscard]] std::string limitation() const override { return "error_no_overlay"; }
+  void setHeld(bool /*held*/) override {}
 
  private:
   class Surface final : public OverlaySurface {

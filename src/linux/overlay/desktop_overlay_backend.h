@@ -46,6 +46,7 @@ class DesktopSurface : public OverlaySurface {
   /// The surfaces that exist and the desktop that they are on; null while there is no server.
   struct List {
     Desktop* desktop = nullptr;
+    bool held = false;
     std::vector<DesktopSurface*> surfaces;
   };
 
@@ -62,26 +63,38 @@ class DesktopSurface : public OverlaySurface {
 
   void present(const OverlayScene& scene) final {
     content_.scene = scene;
-    refresh();
-    flush();
+    update();
   }
   void setTint(TintLevel level) final {
     if (std::exchange(content_.tint, level) == level) return;
+    heldTint_ = list_->held;
+    if (heldTint_) return;
     tintChanged();
     flush();
   }
   void setPicture(const std::optional<RetroPicture>& picture) final {
     const auto former = std::exchange(content_.picture, picture);
+    if (list_->held) {
+      if (!heldPicture_) heldPicture_ = former;
+      return;
+    }
     pictureChanged(former);
     flush();
   }
 
-  /// Shows the content on the desktop as it is now.
-  virtual void refresh() = 0;
+  /// Shows the content on the desktop as it is now, unless it is held.
+  void update() {
+    if (list_->held) return;
+    if (const auto former = std::exchange(heldPicture_, std::nullopt)) pictureChanged(*former);
+    refresh();
+    if (std::exchange(heldTint_, false)) tintChanged();
+    flush();
+  }
   /// The desktop is going: lets go of everything on it.
   virtual void release() = 0;
 
  protected:
+  virtual void refresh() = 0;
   // Only these have changed.
   virtual void tintChanged() = 0;
   virtual void pictureChanged(const std::optional<RetroPicture>& former) = 0;
@@ -98,6 +111,9 @@ class DesktopSurface : public OverlaySurface {
   const std::shared_ptr<List> list_;
   const std::uint64_t screenId_;
   SurfaceContent content_;
+  // What has changed since this is held.
+  bool heldTint_ = false;
+  std::optional<std::optional<RetroPicture>> heldPicture_;  // what is shown in place of the content's
 };
 
 /// The overlay on a desktop, over a connection of its own.
@@ -108,8 +124,8 @@ class DesktopSurface : public OverlaySurface {
 /// QGuiApplication of any platform.
 ///
 /// `Surface` is the desktop's DesktopSurface. The desktop has `open(display, loop, handlers)`, null
-/// where the server cannot be used, `isUsable()`, `flush()`, `screens()`, and `limitation()` as that of
-/// OverlayBackend.
+/// where the server cannot be used, `isUsable()`, `flush()`, `screens()`, and `limitation()` and
+/// `setHeld()` as those of OverlayBackend.
 template <class Desktop, class Surface>
 class DesktopOverlayBackend final : public OverlayBackend {
  public:
@@ -132,6 +148,12 @@ class DesktopOverlayBackend final : public OverlayBackend {
   [[nodiscard]] std::unique_ptr<OverlaySurface> createSurface(const Screen& screen) override {
     return std::make_unique<Surface>(list_, screen.id);
   }
+  void setHeld(bool held) override {
+    if (std::exchange(list_->held, held) == held) return;
+    if (desktop_) desktop_->setHeld(held);
+    if (held) return;
+    for (auto* surface : list_->surfaces) surface->update();
+  }
 
  private:
   static constexpr std::int64_t firstDelayMs = 500;
@@ -141,6 +163,7 @@ class DesktopOverlayBackend final : public OverlayBackend {
     desktop_ = Desktop::open(display_, loop_,
                              {.changed = [this] { desktopChanged(); }, .lost = [this] { desktopLost(); }});
     list_->desktop = desktop_.get();
+    if (desktop_) desktop_->setHeld(list_->held);
     return desktop_ != nullptr;
   }
   void retryAfter(std::int64_t delayMs) {
@@ -160,8 +183,7 @@ class DesktopOverlayBackend final : public OverlayBackend {
     announce();
   }
   void desktopChanged() {
-    for (auto* surface : list_->surfaces) surface->refresh();
-    desktop_->flush();
+    for (auto* surface : list_->surfaces) surface->update();
     announce();
   }
   void announce() {

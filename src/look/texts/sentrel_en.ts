@@ -866,6 +866,21 @@
     <message id="depuis %1">
         <source></source>
         <translation>for %1</translation>
+    <message id="cover_title">
+        <source></source>
+        <translation>Screen covered</translation>
+    </message>
+    <message id="Découvrir">
+        <source></source>
+        <translation>Uncover</translation>
+    </message>
+    <message id="Appuyez de nouveau pour découvrir">
+        <source></source>
+        <translation>Press again to uncover</translation>
+    </message>
+    <message id="shortcut_cover_description">
+        <source></source>
+        <translation>Cover or uncover every screen</translation>
     </message>
 </context>
 </TS>

@@ -866,6 +866,21 @@
     <message id="depuis %1">
         <source></source>
         <translation>depuis %1</translation>
+    <message id="cover_title">
+        <source></source>
+        <translation>Écran couvert</translation>
+    </message>
+    <message id="Découvrir">
+        <source></source>
+        <translation>Découvrir</translation>
+    </message>
+    <message id="Appuyez de nouveau pour découvrir">
+        <source></source>
+        <translation>Appuyez de nouveau pour découvrir</translation>
+    </message>
+    <message id="shortcut_cover_description">
+        <source></source>
+        <translation>Couvrir ou découvrir tous les écrans</translation>
     </message>
 </context>
 </TS>

@@ -20,6 +20,7 @@
 
 #include "linux/desktop/qt_main_loop.h"
 #include "linux/overlay/desktop_overlay_backend.h"
+#include "linux/overlay/painter/cover_painter.h"
 #include "linux/overlay/painter/scene_painter.h"
 #include "linux/overlay/wayland/wayland_desktop.h"
 #include "linux/overlay/x11/x11_overlay_surface.h"
@@ -49,6 +50,9 @@ const OverlayScene alertScene{
   return {picture, 0};
 }
 constexpr QRgb retroColor = 0xFF24C838;
+
+const OverlayScene coverScene{.stripes = {}, .cover = Cover{.shortcut = true}};
+const QRgb coverColor = coverGround({}).rgb();
 
 constexpr int width = 1024;
 constexpr int height = 640;
@@ -131,14 +135,20 @@ class OverlayTest : public testing::Test {
     desktop.screenshot(desktop.home() / "screen.png");
     return QImage(QString::fromStdString((desktop.home() / "screen.png").string()));
   }
+  void click(QPoint at, const std::vector<std::string>& how = {"click", "1"}) {
+    std::vector<std::string> words{"mousemove", "--sync", std::to_string(at.x()), std::to_string(at.y())};
+    words.insert(words.end(), how.begin(), how.end());
+    desktop.run("xdotool", words);
+  }
+  [[nodiscard]] qsizetype clicksBelow() const {
+    return QByteArray::fromStdString(below_.output()).count(isWayland() ? "pressed" : "ButtonPress event");
+  }
   /// Clicks there and waits for the click in the window that lies below everything.
   bool clickArrivesBelow(QPoint at) {
     if (!below_.isRunning()) openWindowBelow();
-    const char* press = isWayland() ? "pressed" : "ButtonPress event";
-    desktop.run("xdotool",
-                {"mousemove", "--sync", std::to_string(at.x()), std::to_string(at.y()), "click", "1"});
+    click(at);
     ++clicks_;
-    return eventually([&] { return QByteArray::fromStdString(below_.output()).count(press) == clicks_; });
+    return eventually([&] { return clicksBelow() == clicks_; });
   }
 
   void runFor(std::int64_t milliseconds) {
@@ -354,6 +364,101 @@ TEST_P(EveryOverlayTest, ScreensComeAndGo) {
   EXPECT_TRUE(isWayland() || eventuallyGrey(onSecondScreen, 255));
 }
 
+TEST_P(EveryOverlayTest, ACoverHidesAllAndTakesClicksOnItsButtonAlone) {
+  cover(alertScene);
+  ASSERT_TRUE(eventuallyStriped(0.7));
+  int clicked = 0;
+  const Registration clicks = surface->clicked.connect([&] { ++clicked; });
+  surface->present(coverScene);
+  ASSERT_TRUE(eventuallyColor(probe, coverColor));
+  const auto [notice, place] = paintCover({0, 0, width, height}, 1, *coverScene.cover);
+  const QRect button = QRect(place.x, place.y, place.width, place.height).translated(notice.at);
+  ASSERT_TRUE(
+      eventuallyColor(button.topLeft() + QPoint(20, 20), notice.image.pixel(place.x + 20, place.y + 20)));
+  const QImage covered = screenshot();
+  int others = 0;
+  const QRect panel(notice.at, notice.image.size());
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) others += !panel.contains(x, y) && covered.pixel(x, y) != coverColor;
+  }
+  EXPECT_EQ(others, 0) << "pixels of something else";
+
+  EXPECT_TRUE(clickArrivesBelow(probe));
+  for (const QPoint corner : {button.topLeft(), button.bottomRight()}) {
+    const int before = clicked;
+    click(corner);
+    EXPECT_TRUE(eventually([&] { return clicked == before + 1; }));
+  }
+  click(button.center(), {"mousedown", "1"});
+  click(probe, {"mouseup", "1"});
+  click(button.center(), {"click", "3"});
+  for (const QPoint beside : {button.topLeft() - QPoint(1, 0), button.bottomRight() + QPoint(0, 1), onHint})
+    EXPECT_TRUE(clickArrivesBelow(beside)) << beside.x() << "," << beside.y();
+  runFor(50);
+  EXPECT_EQ(clicksBelow(), 4) << "none of those on the button";
+  EXPECT_EQ(clicked, 2) << "neither one that ends beside it nor another button's";
+
+  surface->present(nominalScene);
+  // The window below is not white on Wayland.
+  EXPECT_TRUE(eventually([&] { return screenshot().pixel(probe) != coverColor; }));
+  EXPECT_TRUE(isWayland() || eventuallyStriped());
+  EXPECT_TRUE(clickArrivesBelow(button.center()));
+}
+
+TEST_P(EveryOverlayTest, WhatIsHeldIsShownAfterwards) {
+  cover({});
+  ASSERT_TRUE(eventuallyGrey(probe, 255));
+  backend->setHeld(true);
+  surface->present(coverScene);
+  runFor(100);
+  EXPECT_EQ(screenshot().pixel(probe), 0xFFFFFFFF);
+  backend->setHeld(false);
+  ASSERT_TRUE(eventuallyColor(probe, coverColor));
+  backend->setHeld(true);
+  surface->present(nominalScene);
+  surface->setPicture(flatPicture());
+  surface->setTint(26);
+  surface->setTint(0);
+  runFor(100);
+  EXPECT_EQ(screenshot().pixel(probe), coverColor);
+  backend->setHeld(false);
+  EXPECT_TRUE(eventuallyStriped());
+  EXPECT_TRUE(eventuallyColor(onRetro, retroColor));
+}
+
+/// What the next test starts as a program of its own.
+TEST(CoveringProgram, DISABLED_RunsUntilItIsKilled) {
+  int count = 1;
+  char name[] = "test";                 // NOLINT(modernize-avoid-c-arrays)
+  char* arguments[] = {name, nullptr};  // NOLINT(modernize-avoid-c-arrays)
+  qputenv("QT_QPA_PLATFORM", "offscreen");
+  const QGuiApplication application(count, arguments);
+  const auto loop = std::make_shared<QtMainLoop>();
+  OverlayWindowManager manager(createOverlayBackend(*loop), loop, std::make_shared<SystemClock>());
+  const Registration asked = manager.revealAsked.connect([&] { manager.revealScreens(); });
+  manager.hideScreens();
+  QEventLoop().exec();
+}
+
+TEST_P(EveryOverlayTest, ACoverFollowsTheScreensAndGoesWithItsProgram) {
+  const std::vector<std::string> self{"--gtest_filter=CoveringProgram.*", "--gtest_also_run_disabled_tests"};
+  auto covering = desktop.spawn("/proc/self/exe", self);
+  ASSERT_TRUE(eventuallyColor(probe, coverColor)) << covering.output();
+  addScreen();
+  ASSERT_TRUE(eventuallyColor(onSecondScreen, coverColor));
+  removeScreen(1);
+  ASSERT_TRUE(isWayland() || eventuallyGrey(onSecondScreen, 255));
+  EXPECT_EQ(screenshot().pixel(probe), coverColor);
+  covering.kill();
+  EXPECT_TRUE(eventuallyGrey(probe, 255));
+
+  covering = desktop.spawn("/proc/self/exe", self);
+  ASSERT_TRUE(eventuallyColor(probe, coverColor)) << covering.output();
+  const auto [notice, button] = paintCover({0, 0, width, height}, 1, {});
+  click(notice.at + QPoint(button.x + button.width / 2, button.y + button.height / 2));
+  EXPECT_TRUE(eventuallyGrey(probe, 255)) << "its button takes it off";
+}
+
 TEST_F(X11OverlayTest, StaysAboveOthersWithoutFightingForIt) {
   cover(nominalScene);
   const auto rival = desktop.spawn("xev", {"-geometry", "2048x640+0+0", "-name", "rival"});
@@ -370,6 +475,18 @@ TEST_F(X11OverlayTest, StaysAboveOthersWithoutFightingForIt) {
   constexpr qsizetype windows = 5;  // the rival's, too
   EXPECT_GT(restacks(observer), windows);
   EXPECT_LE(restacks(observer), (tenths + 2) * windows);
+}
+
+TEST_F(X11OverlayTest, ACoverThatIsHeldIsNotRaised) {
+  cover(coverScene);
+  ASSERT_TRUE(eventuallyColor(probe, coverColor));
+  backend->setHeld(true);
+  const auto locker = desktop.spawn("xev", {"-geometry", "2048x640+0+0", "-name", "locker"});
+  ASSERT_TRUE(eventuallyGrey(probe, 255));
+  runFor(200);
+  EXPECT_EQ(screenshot().pixel(probe), 0xFFFFFFFF);
+  backend->setHeld(false);
+  EXPECT_TRUE(eventuallyColor(probe, coverColor));
 }
 
 TEST_F(X11OverlayTest, ScaleOfTheDesktopIsFollowed) {
@@ -396,11 +513,16 @@ TEST_F(X11OverlayWithoutCompositorTest, OnlyWhatMayBeOpaqueIsShownUntilOneComesA
   };
   expectOpaque();
   surface->setTint(0);
+  surface->setPicture({});
+  surface->present(coverScene);
+  EXPECT_TRUE(eventuallyColor(probe, coverColor)) << "a cover needs no compositing manager";
+  surface->present(alertScene);
   desktop.startPicom();
   ASSERT_TRUE(eventuallyLimited(""));
   EXPECT_TRUE(eventuallyStriped(0.7));
   desktop.stopPicom();
   ASSERT_TRUE(eventuallyLimited("error_no_compositing"));
+  surface->setPicture(flatPicture());
   expectOpaque();
 }
 
@@ -467,6 +589,11 @@ TEST_F(WaylandOverlayTest, FollowsModeScaleAndTurn) {
   const Screen screen = backend->screens().at(0);
   sway("output * scale 2");
   EXPECT_TRUE(eventuallyStriped(0, width, height, 2));
+  surface->present(coverScene);
+  const auto [notice, place] = paintCover({0, 0, width, height}, 2, *coverScene.cover);
+  const QPoint onButton(place.x + 30, place.y + 30);
+  EXPECT_TRUE(eventuallyColor(notice.at + onButton, notice.image.pixel(onButton)));
+  surface->present(nominalScene);
   sway("output * mode --custom 1280x720 scale 1.25");
   EXPECT_TRUE(eventuallyStriped(0, 1280, 720, 1.25));
   for (const char* turn : {"90", "270"}) {

@@ -6,8 +6,10 @@
 #include <cmath>
 #include <numbers>
 
+#include "linux/overlay/painter/cover_painter.h"
 #include "linux/overlay/painter/retro_painter.h"
 #include "linux/overlay/painter/scene_painter.h"
+#include "look/palette.h"
 
 namespace sentrel {
 namespace {
@@ -65,6 +67,59 @@ TEST(ScenePainter, AgreesWithASampledDrawing) {
       }
     }
     EXPECT_LE(worst, 1.5);  // of 255: half for rounding, the rest for the sampling
+  }
+}
+
+TEST(CoverPainter, TheButtonIsThereInEveryLook) {
+  int argumentCount = 1;
+  char name[] = "test";                 // NOLINT(modernize-avoid-c-arrays)
+  char* arguments[] = {name, nullptr};  // NOLINT(modernize-avoid-c-arrays)
+  qputenv("QT_QPA_PLATFORM", "offscreen");
+  const QGuiApplication application(argumentCount, arguments);
+  const struct {
+    Rect screen;
+    double scale;
+    Cover cover;
+    QSize button;  // at least; empty where there is no room for it
+  } cases[] = {
+      {{0, 0, 1920, 1080}, 1, {}, {264, 40}},
+      {{1920, 200, 3840, 2160}, 2, {.shortcut = true}, {528, 80}},
+      {{0, 0, 1080, 1920}, 1.25, {.shortcut = true, .highContrast = true}, {330, 50}},
+      {{0, 0, 1366, 768}, 1, {.shortcut = true, .highContrast = false, .textScale = 2}, {264, 40}},
+      {{0, 0, 320, 200}, 1, {.shortcut = true, .highContrast = false, .textScale = 2}, {}},
+      {{0, 0, 8, 6}, 1, {}, {}},
+  };
+  for (const auto& [screen, scale, cover, least] : cases) {
+    SCOPED_TRACE(testing::Message() << screen.width << "x" << screen.height);
+    const auto [notice, button] = paintCover(screen, scale, cover);
+    const QRect panel(notice.at, notice.image.size());
+    const QRect whole(screen.x, screen.y, screen.width, screen.height);
+    EXPECT_NEAR(panel.center().x(), whole.center().x(), 1);
+    if (screen.width < 100) continue;  // too small for anything
+    EXPECT_TRUE(whole.contains(panel));
+    EXPECT_GE(whole.bottom() - panel.bottom(), panel.top() - whole.top()) << "not below the middle";
+    const QRect box(button.x, button.y, button.width, button.height);
+    EXPECT_TRUE(notice.image.rect().contains(box));
+    EXPECT_GE(box.width(), least.width());
+    EXPECT_GE(box.height(), least.height());
+    if (least.isEmpty()) continue;
+    const AppColors& colors =
+        AppColors::of(AppColors::Scheme::dark,
+                      cover.highContrast ? AppColors::Contrast::high : AppColors::Contrast::normal);
+    EXPECT_EQ(notice.image.pixelColor(0, 0), colors.window);
+    EXPECT_EQ(coverGround(cover), colors.window);
+    EXPECT_EQ(notice.image.pixelColor(box.left() + 20, box.center().y()), colors.tonal);
+    const auto differs = [&](const QRect& part) {
+      int others = 0;
+      for (int y = part.top(); y <= part.bottom(); ++y) {
+        for (int x = part.left(); x <= part.right(); ++x)
+          others += notice.image.pixelColor(x, y) != colors.window;
+      }
+      return others > 0;
+    };
+    const QRect underButton(0, box.bottom() + 1, notice.image.width(),
+                            notice.image.height() - box.bottom() - 1);
+    EXPECT_EQ(differs(underButton), cover.shortcut) << "how to take it off";
   }
 }
 

@@ -57,6 +57,8 @@ void WaylandGlobals::appeared(const WaylandConnection& connection, std::uint32_t
   bind(layerShell, zwlr_layer_shell_v1_interface, 1, 1);
   bind(outputManager, zxdg_output_manager_v1_interface, 1, 3);
   bind(fractionalScales, wp_fractional_scale_manager_v1_interface, 1, 1);
+  // Version 3 lets go of pointers; later ones tell more than we want to know.
+  bind(seat, wl_seat_interface, 1, 3);
 }
 
 bool WaylandGlobals::canCover() const {
@@ -198,6 +200,7 @@ void WaylandDesktop::offersKnown() {
     return;
   }
   palette_.emplace(std::move(colors));
+  clicks_.emplace(globals_.compositor.get(), globals_.sharedMemory.get(), globals_.seat.get());
   addOutputs();
   // With the answers to this the outputs have told all about themselves.
   connection_->whenAnswered([this] {

@@ -13,6 +13,7 @@
 #include "linux/display/wayland_connection.h"
 #include "linux/overlay/desktop_overlay_backend.h"
 #include "linux/overlay/wayland/wayland_buffers.h"
+#include "linux/overlay/wayland/wayland_clicks.h"
 #include "platform/overlay_surface.h"
 #include "support/main_loop.h"
 #include "support/registration.h"
@@ -45,6 +46,7 @@ struct WaylandGlobals {
   // These may be missing.
   WaylandObject<zxdg_output_manager_v1> outputManager;
   WaylandObject<wp_fractional_scale_manager_v1> fractionalScales;
+  WaylandObject<wl_seat> seat;
 
   void appeared(const WaylandConnection& connection, std::uint32_t name, std::string_view interface,
                 std::uint32_t version);
@@ -102,6 +104,8 @@ class WaylandDesktop {
   [[nodiscard]] bool isUsable() const { return stage_ == Stage::usable; }
   /// Once it is usable.
   [[nodiscard]] WaylandPalette& palette() { return *palette_; }
+  /// Clicks on those of our surfaces that take them; likewise.
+  [[nodiscard]] WaylandClicks& clicks() { return *clicks_; }
   [[nodiscard]] MainLoop& loop() { return loop_; }
   /// Those whose description is complete, the main one marked, in the compositor's order.
   [[nodiscard]] std::vector<Screen> screens() const;
@@ -109,6 +113,9 @@ class WaylandDesktop {
   [[nodiscard]] std::string limitation() const { return isUsable() ? "" : "error_no_overlay"; }
   /// Null when there is none. Who shows something on it holds it, because it may go a turn before that does.
   [[nodiscard]] std::shared_ptr<const WaylandOutput> output(std::uint64_t screenId) const;
+  /// As OverlayBackend has it; surfaces look before they show what came meanwhile.
+  void setHeld(bool held) { held_ = held; }
+  [[nodiscard]] bool isHeld() const { return held_; }
   void flush() const { wl_display_flush(connection_->get()); }
 
  private:
@@ -130,7 +137,9 @@ class WaylandDesktop {
   std::unique_ptr<WaylandConnection> connection_;
   WaylandGlobals globals_;
   Stage stage_ = Stage::asking;
+  bool held_ = false;
   std::optional<WaylandPalette> palette_;
+  std::optional<WaylandClicks> clicks_;
   std::vector<std::pair<std::uint32_t, std::uint32_t>> offeredOutputs_;  // name and version, not yet in use
   std::vector<std::shared_ptr<WaylandOutput>> outputs_;
   Registration change_;

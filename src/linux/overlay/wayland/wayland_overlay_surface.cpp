@@ -3,7 +3,7 @@
 
 #include <QImage>
 #include <QPainter>
-#include <QRect>
+#include <QRectF>
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "linux/overlay/painter/cover_painter.h"
 #include "linux/overlay/painter/retro_painter.h"
 #include "linux/overlay/painter/scene_painter.h"
 
@@ -39,15 +40,15 @@ std::size_t count(int columns, int rows) {
   return static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows);
 }
 
-/// A surface without input: every click reaches what lies beneath. What it shows is stretched to the size
-/// that is asked for, so that the buffer's resolution and the surface's size are independent.
+/// A surface without input, but where it takes clicks: every other click reaches what lies beneath. What it
+/// shows is stretched to the size that is asked for, so that the buffer's resolution and the surface's size
+/// are independent.
 class WaylandSurface {
  public:
   explicit WaylandSurface(const WaylandGlobals& globals)
       : surface_(wl_compositor_create_surface(globals.compositor.get())),
         viewport_(wp_viewporter_get_viewport(globals.viewporter.get(), get())) {
-    const WaylandObject<wl_region> nothing(wl_compositor_create_region(globals.compositor.get()));
-    wl_surface_set_input_region(get(), nothing.get());
+    takeInput(globals, {});
   }
   /// A subsurface, above the others that the parent has; shows its changes without waiting for the parent.
   WaylandSurface(const WaylandGlobals& globals, wl_surface* parent) : WaylandSurface(globals) {
@@ -57,6 +58,12 @@ class WaylandSurface {
 
   [[nodiscard]] wl_surface* get() const { return surface_.get(); }
 
+  /// Takes the pointer here, in logical pixels of the surface, and nowhere else; with the next content.
+  void takeInput(const WaylandGlobals& globals, const Rect& area) {
+    const WaylandObject<wl_region> region(wl_compositor_create_region(globals.compositor.get()));
+    wl_region_add(region.get(), area.x, area.y, area.width, area.height);
+    wl_surface_set_input_region(get(), region.get());
+  }
   /// Of a subsurface: where it lies on its parent, in logical pixels; takes effect with the parent's commit.
   void place(int x, int y) { wl_subsurface_set_position(place_.get(), x, y); }
   /// Shows a buffer that stays with the caller, on `width` by `height` logical pixels.
@@ -176,14 +183,16 @@ class WaylandRetroLayer {
 }  // namespace
 
 /// All layers on one output: a surface in the overlay layer for stripes and veil, and as its subsurfaces,
-/// bottom to top, the tint, the hint, the banner and the onlooker's picture. Nothing is shown before the
+/// bottom to top, the tint, the hint, the banner, the panel of the cover and the onlooker's picture, of which
+/// the last two are never there together. Nothing is shown before the
 /// compositor has told the size. Must not outlive its desktop. Main thread.
 class WaylandOverlaySurface::Layers {
  public:
   /// Shows `content`, which is the caller's, as it is when one of the calls below comes. `onClosed` is called
   /// when the compositor will not show them any more; it may destroy them.
+  /// `onClick` is called when the cover's button was clicked.
   Layers(WaylandDesktop& desktop, std::shared_ptr<const WaylandOutput> output, const SurfaceContent& content,
-         std::function<void()> onClosed)
+         std::function<void()> onClosed, std::function<void()> onClick)
       : desktop_(desktop),
         output_(std::move(output)),
         content_(content),
@@ -193,7 +202,12 @@ class WaylandOverlaySurface::Layers {
         layer_(enterLayer(desktop.globals(), *output_, base_)),
         tint_(desktop.globals(), base_.get()),
         hint_(desktop.globals(), base_.get()),
-        banner_(desktop.globals(), base_.get()) {
+        banner_(desktop.globals(), base_.get()),
+        coverPanel_(desktop.globals(), base_.get()) {
+    clicks_ = desktop.clicks().clicked.connect(
+        [this, clicked = std::move(onClick)](wl_surface* surface, double x, double y) {
+          if (surface == coverPanel_.get() && coverButton_.contains(QPointF(x, y))) clicked();
+        });
     listen();
   }
   ~Layers() = default;
@@ -227,16 +241,17 @@ class WaylandOverlaySurface::Layers {
 
   /// Paints what has changed; also to be called after a change of the output.
   void paint() {
-    if (!isShown()) return;
+    if (!isShown() || desktop_.isHeld()) return;
     const Painted target{*content_.scene, width_, height_, scale()};
     if (target == painted_) return;
     const bool moved =
         target.width != painted_.width || target.height != painted_.height || target.scale != painted_.scale;
     if (moved) placePicture();
     paintNotices(target, moved);
+    const bool panelShown = paintCoverPanel(target, moved);
     showTint();
     // Last, because the subsurfaces' places come with its commit.
-    if (paintScene(target)) {
+    if (paintScene(target) && panelShown) {
       painted_ = target;
       memoryRetry_.reset();
     } else {
@@ -310,6 +325,10 @@ class WaylandOverlaySurface::Layers {
   /// False when there was no memory for it: what was shown before stays.
   [[nodiscard]] bool paintScene(const Painted& target) {
     const auto& [scene, width, height, scale] = target;
+    if (scene.cover) {
+      base_.show(desktop_.palette().color(coverGround(*scene.cover).rgba()), width, height);
+      return true;
+    }
     if (!scene.stripes || !ScenePainter::covers(scene)) {
       std::uint32_t pixel = 0;
       ScenePainter(scene, 1, 1, scale).paint(1, 1, {&pixel, 1});
@@ -348,7 +367,10 @@ class WaylandOverlaySurface::Layers {
         bannerBuffer_.buffer.reset();
       }
     }
-    if (moved || !hintBuffer_.buffer || scene.shortcutInHint != painted_.scene.shortcutInHint) {
+    if (scene.cover) {
+      if (hintBuffer_.buffer) hint_.hide();
+      hintBuffer_ = {};
+    } else if (moved || !hintBuffer_.buffer || scene.shortcutInHint != painted_.scene.shortcutInHint) {
       if (allocate(hint_, hintBuffer_, paintHint(screen, scale, scene.shortcutInHint), scale)) {
         hint_.show(hintBuffer_.buffer.get(), hintBuffer_.width, hintBuffer_.height);
       }
@@ -361,6 +383,26 @@ class WaylandOverlaySurface::Layers {
     } else {
       banner_.hide();
     }
+  }
+
+  /// What stands on the ground of the cover. False when there is no memory: the ground alone hides the
+  /// screen.
+  [[nodiscard]] bool paintCoverPanel(const Painted& target, bool moved) {
+    const auto& [scene, width, height, scale] = target;
+    if (!scene.cover) {
+      if (coverBuffer_.buffer) coverPanel_.hide();
+      coverBuffer_ = {};
+      return true;
+    }
+    if (!moved && coverBuffer_.buffer && scene.cover == painted_.scene.cover) return true;
+    const auto [notice, button] =
+        paintCover({0, 0, device(width, scale), device(height, scale)}, scale, *scene.cover);
+    if (!allocate(coverPanel_, coverBuffer_, notice, scale)) return false;
+    coverButton_ = QRectF(button.x / scale, button.y / scale, button.width / scale, button.height / scale);
+    const QRect taken = coverButton_.toAlignedRect();
+    coverPanel_.takeInput(desktop_.globals(), {taken.x(), taken.y(), taken.width(), taken.height()});
+    coverPanel_.show(coverBuffer_.buffer.get(), coverBuffer_.width, coverBuffer_.height);
+    return true;
   }
 
   /// Gives a notice to the compositor and its subsurface a place. False when there is no memory.
@@ -399,8 +441,12 @@ class WaylandOverlaySurface::Layers {
   WaylandSurface tint_;
   WaylandSurface hint_;
   WaylandSurface banner_;
+  WaylandSurface coverPanel_;
   NoticeBuffer hintBuffer_;
   NoticeBuffer bannerBuffer_;
+  NoticeBuffer coverBuffer_;
+  QRectF coverButton_;  // on its panel, in logical pixels
+  Registration clicks_;
   std::unique_ptr<WaylandRetroLayer> retro_;
 
   bool tintShown_ = false;
@@ -436,7 +482,8 @@ void WaylandOverlaySurface::refresh() {
   if (layers_ && layers_->output().globalName() != output->globalName()) release();
   if (layers_) return layers_->paint();
   if (retry_) return;
-  layers_ = std::make_unique<Layers>(*desktop(), output, content(), [this] { closed(); });
+  layers_ = std::make_unique<Layers>(
+      *desktop(), output, content(), [this] { closed(); }, [this] { clicked.emit(); });
 }
 
 void WaylandOverlaySurface::release() {
@@ -449,7 +496,7 @@ void WaylandOverlaySurface::closed() {
   layers_.reset();
   retry_ = desktop()->loop().after(retryMs_, [this] {
     retry_.reset();
-    refresh();
+    update();
   });
   retryMs_ = std::min(2 * retryMs_, longestRetryMs);
 }

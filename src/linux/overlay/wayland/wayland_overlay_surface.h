@@ -21,7 +21,6 @@ class WaylandOverlaySurface final : public DesktopSurface<WaylandDesktop> {
   WaylandOverlaySurface& operator=(const WaylandOverlaySurface&) = delete;
   ~WaylandOverlaySurface() override;
 
-  void refresh() override;
   void release() override;
 
   /// Whether the compositor has what is to be seen.
@@ -34,6 +33,7 @@ class WaylandOverlaySurface final : public DesktopSurface<WaylandDesktop> {
   static constexpr std::int64_t firstRetryMs = 250;
   static constexpr std::int64_t longestRetryMs = 8'000;
 
+  void refresh() override;
   void tintChanged() override;
   void pictureChanged(const std::optional<RetroPicture>& former) override;
   void closed();

@@ -380,7 +380,11 @@ void X11Desktop::handle(const xcb_generic_event_t& event) {
   compositor_->handle(event);
   paintRounds_.handle(event);
   if (concernsMonitors(event)) reloadSoon();
-  if ((event.response_type & 0x7FU) != XCB_EXPOSE) return;
+  const auto type = event.response_type & 0x7FU;
+  if (type == XCB_BUTTON_PRESS || type == XCB_BUTTON_RELEASE) {
+    buttons_.emit(reinterpret_cast<const xcb_button_press_event_t&>(event));
+  }
+  if (type != XCB_EXPOSE) return;
   const auto& expose = reinterpret_cast<const xcb_expose_event_t&>(event);
   // Of a series of exposed rectangles the last one counts.
   if (expose.count == 0) exposed_.emit(expose.window);

@@ -100,6 +100,9 @@ class X11Desktop {
   [[nodiscard]] std::string limitation() const;
   /// Tells the window of ours that has to be drawn again.
   [[nodiscard]] Signal<xcb_window_t>& exposed() { return exposed_; }
+  /// Tells what pointer buttons do on windows of ours that take them, presses and releases.
+  [[nodiscard]] Signal<xcb_button_press_event_t>& buttons() { return buttons_; }
+  void setHeld(bool held) { stack_.setHeld(held); }
   void flush() const { xcb_flush(get()); }
 
  private:
@@ -130,6 +133,7 @@ class X11Desktop {
   ClickThrough clickThrough_ = ClickThrough::nothing;
   bool watchful_ = false;
   Signal<xcb_window_t> exposed_;
+  Signal<xcb_button_press_event_t> buttons_;
   X11WindowStack stack_;
   X11PaintRounds paintRounds_;
   std::unique_ptr<CompositorWatch> compositor_;

@@ -6,10 +6,12 @@
 #include <QRegion>
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "linux/overlay/painter/cover_painter.h"
 #include "linux/overlay/painter/retro_painter.h"
 #include "linux/overlay/painter/scene_painter.h"
 #include "linux/overlay/x11/x11_overlay_window.h"
@@ -255,6 +257,57 @@ class X11RetroWindow {
   xcb_pixmap_t pixmap_;                // the window's background
 };
 
+/// The windows of the cover: its ground, one colour on the whole monitor, and what stands on it, which takes
+/// the clicks on its button. Opaque, so that they need no compositing manager. Shown as long as they live.
+class X11CoverWindows {
+ public:
+  X11CoverWindows(X11Desktop& desktop, const X11Monitor& monitor, const Cover& cover,
+                  std::function<void()> clicked)
+      : cover_(cover),
+        clicked_(std::move(clicked)),
+        ground_(desktop, X11Layer::cover, Look::opaque, "sentrel cover"),
+        panel_(desktop, X11Layer::coverPanel, Look::opaque, "sentrel uncover") {
+    ground_.setBackground(coverGround(cover).rgb());
+    ground_.place(monitor.pixels);
+    ground_.setMapped(true);
+    const auto [notice, button] = paintCover(monitor.pixels, monitor.scale, cover);
+    const Rect whole{0, 0, notice.image.width(), notice.image.height()};
+    const xcb_pixmap_t pixmap = panel_.createBackground(whole.width, whole.height);
+    panel_.putImage(pixmap, whole, reinterpret_cast<const std::uint32_t*>(notice.image.constBits()));
+    panel_.setBackgroundPicture(pixmap);
+    xcb_free_pixmap(panel_.connection(), pixmap);  // the window keeps it
+    panel_.place({notice.at.x(), notice.at.y(), whole.width, whole.height});
+    panel_.takeClicks(button);
+    panel_.setMapped(true);
+    button_ = QRect(button.x, button.y, button.width, button.height);
+    buttons_ =
+        desktop.buttons().connect([this](const xcb_button_press_event_t& event) { buttonChanged(event); });
+  }
+  X11CoverWindows(const X11CoverWindows&) = delete;
+  X11CoverWindows& operator=(const X11CoverWindows&) = delete;
+  ~X11CoverWindows() = default;
+
+  [[nodiscard]] const Cover& cover() const { return cover_; }
+
+ private:
+  /// A click begins and ends on the button; in between the server tells us alone.
+  void buttonChanged(const xcb_button_press_event_t& event) {
+    if (event.event != panel_.id() || event.detail != XCB_BUTTON_INDEX_1) return;
+    const bool presses = (event.response_type & 0x7FU) == XCB_BUTTON_PRESS;
+    if (std::exchange(pressed_, presses) && !presses && button_.contains(event.event_x, event.event_y)) {
+      clicked_();
+    }
+  }
+
+  const Cover cover_;
+  const std::function<void()> clicked_;
+  X11OverlayWindow ground_;
+  X11OverlayWindow panel_;
+  QRect button_;  // on the panel
+  bool pressed_ = false;
+  Registration buttons_;
+};
+
 }  // namespace
 
 struct X11OverlaySurface::Windows {
@@ -274,6 +327,7 @@ struct X11OverlaySurface::Windows {
   std::optional<X11NoticeWindow> hint;
   X11NoticeWindow banner;
   std::optional<X11RetroWindow> picture;
+  std::unique_ptr<X11CoverWindows> cover;
 };
 
 X11OverlaySurface::X11OverlaySurface(std::shared_ptr<List> list, std::uint64_t screenId)
@@ -306,16 +360,25 @@ void X11OverlaySurface::refresh() {
   if (monitor == nullptr || !content().scene) return release();
   const OverlayScene& scene = *content().scene;
   const bool translucent = desktop()->blendsWindows();
+  // Goes only once what takes its place is there.
+  std::unique_ptr<X11CoverWindows> formerCover;
   if (!windows_ || windows_->translucent != translucent || *monitor != monitor_) {
     monitor_ = *monitor;
     keys_.reset();
+    if (windows_) formerCover = std::move(windows_->cover);
     windows_.reset();
     windows_ = std::make_unique<Windows>(*desktop(), translucent);
+  } else if (windows_->cover && (!scene.cover || windows_->cover->cover() != *scene.cover)) {
+    formerCover = std::move(windows_->cover);
+  }
+  if (scene.cover && !windows_->cover) {
+    windows_->cover =
+        std::make_unique<X11CoverWindows>(*desktop(), monitor_, *scene.cover, [this] { clicked.emit(); });
   }
   paintNotices(scene.shortcutInHint);
   if (windows_->scene) windows_->scene->present(scene, monitor_.pixels, monitor_.scale);
   showTint();
-  if (windows_->hint) windows_->hint->setShown(true);
+  if (windows_->hint) windows_->hint->setShown(!scene.cover);
   windows_->banner.setShown(scene.banner);
   if (!windows_->picture) showPicture();
   keepPictureOnTop();

@@ -20,13 +20,13 @@ class X11OverlaySurface final : public DesktopSurface<X11Desktop> {
   X11OverlaySurface& operator=(const X11OverlaySurface&) = delete;
   ~X11OverlaySurface() override;
 
-  void refresh() override;
   void release() override;
 
  private:
   /// Everything on the server; rebuilt when the way of showing changes.
   struct Windows;
 
+  void refresh() override;
   void tintChanged() override;
   void pictureChanged(const std::optional<RetroPicture>& former) override;
   [[nodiscard]] const X11Monitor* findMonitor() const;

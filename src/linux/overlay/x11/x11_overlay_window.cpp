@@ -172,6 +172,16 @@ void X11OverlayWindow::setOpacity(double opacity) const {
                       XCB_ATOM_CARDINAL, 32, 1, &value);
 }
 
+void X11OverlayWindow::takeClicks(const Rect& area) const {
+  const xcb_rectangle_t taken{static_cast<std::int16_t>(area.x), static_cast<std::int16_t>(area.y),
+                              static_cast<std::uint16_t>(area.width),
+                              static_cast<std::uint16_t>(area.height)};
+  xcb_shape_rectangles(connection(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_UNSORTED, id_, 0,
+                       0, 1, &taken);
+  const std::uint32_t events = XCB_EVENT_MASK_BUTTON_PRESS | XCB_EVENT_MASK_BUTTON_RELEASE;
+  xcb_change_window_attributes(connection(), id_, XCB_CW_EVENT_MASK, &events);
+}
+
 void X11OverlayWindow::selectExposures() {
   const std::uint32_t events = XCB_EVENT_MASK_EXPOSURE;
   xcb_change_window_attributes(connection(), id_, XCB_CW_EVENT_MASK, &events);

@@ -12,8 +12,8 @@
 
 namespace sentrel {
 
-/// One window of the overlay: not managed by any window manager, without input, above everything. Created
-/// unmapped, transparent or black. Must not outlive its desktop. Main thread.
+/// One window of the overlay: not managed by any window manager, without input but where it takes clicks,
+/// above everything. Created unmapped, transparent or black. Must not outlive its desktop. Main thread.
 class X11OverlayWindow {
  public:
   enum class Look { translucent, opaque };
@@ -49,6 +49,8 @@ class X11OverlayWindow {
   void setShape(const QRegion& region) const;
   /// Of the whole window as it is blended, 0..1, where the compositor heeds it.
   void setOpacity(double opacity) const;
+  /// Takes the pointer's buttons here, in the window's own pixels, and nowhere else.
+  void takeClicks(const Rect& area) const;
   /// Asks the server to tell when content has to be drawn again.
   void selectExposures();
 

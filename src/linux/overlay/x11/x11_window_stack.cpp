@@ -51,6 +51,11 @@ void X11WindowStack::map(xcb_window_t window) {
   lastMapped_ = window;
 }
 
+void X11WindowStack::setHeld(bool held) {
+  held_ = held;
+  held ? timer_.reset() : raiseSoon();
+}
+
 // From the top down, each below the one before: in this order no window of ours ever covers another that
 // belongs above it, and where all are in place already the server does nothing and tells nobody.
 void X11WindowStack::raise() {
@@ -83,7 +88,7 @@ bool X11WindowStack::isOurs(xcb_window_t window) const {
 }
 
 void X11WindowStack::raiseSoon() {
-  if (timer_ || entries_.empty()) return;
+  if (held_ || timer_ || entries_.empty()) return;
   const auto sinceLast =
       std::chrono::duration_cast<std::chrono::milliseconds>(SteadyClock::now() - lastRaise_);
   const auto delay = std::max(settleTime, leastRaiseInterval - sinceLast);

@@ -17,7 +17,7 @@ namespace sentrel {
 class X11Desktop;
 
 /// What lies over what, bottom to top.
-enum class X11Layer { scene, tint, notice, picture };
+enum class X11Layer { scene, tint, notice, picture, cover, coverPanel };
 
 /// Keeps our windows above all others and in the order of their layers.
 ///
@@ -34,6 +34,8 @@ class X11WindowStack {
 
   /// Maps a window of ours, after all of them have been put on top.
   void map(xcb_window_t window);
+  /// While held nothing is raised; after that, everything is, once.
+  void setHeld(bool held);
   [[nodiscard]] xcb_window_t lastMapped() const { return lastMapped_; }
 
   /// Any event of the root window's substructure.
@@ -53,6 +55,7 @@ class X11WindowStack {
   X11Desktop& desktop_;
   MainLoop& loop_;
   std::vector<Entry> entries_;  // bottom to top
+  bool held_ = false;
   SteadyClock::time_point lastRaise_;
   Registration timer_;
   xcb_window_t lastMapped_ = XCB_NONE;
