@@ -40,9 +40,14 @@ class SessionEvents {
   /// session that is away has delivered its event; without an answer after half a second.
   virtual void whenKnown(std::function<void()> known) = 0;
 
-  /// Whether the screen is known to be locked; false while nobody observes. While it is, nothing may be
+  /// Whether the screen is known to be locked; false while nobody listens. While it is, nothing may be
   /// mapped or raised, and the shortcut is not for us.
   [[nodiscard]] virtual bool isLocked() const = 0;
+
+  /// Calls back with whether the screen is locked, until the registration ends: for the first time once that
+  /// is known, in a later turn and after half a second at the latest, then with each change. Listens as an
+  /// observer does; there may be several beside it.
+  [[nodiscard]] virtual Registration followLock(std::function<void(bool locked)> follower) = 0;
 
   /// To be told after each going-away event, once the camera's device is closed: a system sleep waits for
   /// this, at most as long as the system allows.

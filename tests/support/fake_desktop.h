@@ -15,6 +15,7 @@ class FakeSessionEvents final : public SessionEvents {
   explicit FakeSessionEvents(std::shared_ptr<MainLoop> mainLoop) : mainLoop_(std::move(mainLoop)) {}
 
   Signal<SessionEvent> observer;
+  Signal<bool> lockFollowers;
   bool resting = false;
   bool answering = true;  ///< those who know of a lock answer at once
   int closings = 0;       ///< how often the camera was said to be closed
@@ -36,8 +37,13 @@ class FakeSessionEvents final : public SessionEvents {
   void tell(SessionEvent event) {
     isAway = isGoingAway(event);
     observer.emit(event);
+    lockFollowers.emit(isAway);
   }
   [[nodiscard]] bool isLocked() const override { return isAway; }
+  [[nodiscard]] Registration followLock(std::function<void(bool locked)> follower) override {
+    if (answering) mainLoop_->post([this] { lockFollowers.emit(isAway); });
+    return lockFollowers.connect(std::move(follower));
+  }
   void cameraIsClosed() override { ++closings; }
   void setResting(bool now) override { resting = now; }
 

@@ -268,22 +268,64 @@ Registration DesktopSessionEvents::install(Observer observer) {
   if (!order_) {
     begin();
   } else {
+    updatePolling();
     repeat_ = parts_.mainLoop->after(0, [this] { order_->repeatForNewObserver(); });
   }
   return Registration([this, weak = std::weak_ptr(observer_)] {
-    if (!weak.expired()) end();
+    if (!weak.expired()) observerEnded();
   });
+}
+
+/// Who wants to know of the lock alone.
+struct DesktopSessionEvents::LockFollower {
+  std::function<void(bool locked)> tell;
+  std::optional<bool> told;
+  Registration firstTime;
+};
+
+Registration DesktopSessionEvents::followLock(std::function<void(bool locked)> follower) {
+  const auto entry = std::make_shared<LockFollower>();
+  entry->tell = std::move(follower);
+  lockFollowers_.push_back(entry);
+  if (!order_) begin();
+  entry->firstTime =
+      parts_.mainLoop->after(order_->isKnown() ? 0 : knownLimitMs, [this, weak = std::weak_ptr(entry)] {
+        if (const auto waiting = weak.lock()) tellLock(*waiting);
+      });
+  return Registration([this, weak = std::weak_ptr(entry)] {
+    const auto ended = weak.lock();
+    if (!ended) return;
+    std::erase(lockFollowers_, ended);
+    endUnheard();
+  });
+}
+
+void DesktopSessionEvents::tellLock(LockFollower& follower) const {
+  const bool locked = isLocked();
+  if (std::exchange(follower.told, locked) != locked) follower.tell(locked);
+}
+
+void DesktopSessionEvents::tellLockFollowers() {
+  const auto current = lockFollowers_;  // they may end while they are told
+  for (const auto& follower : current) {
+    if (order_ && (follower->told || order_->isKnown() || order_->isLocked())) tellLock(*follower);
+  }
 }
 
 void DesktopSessionEvents::begin() {
   order_ = std::make_shared<SessionEventOrder>(*parts_.mainLoop, *parts_.clock, [this](SessionEvent event) {
     // Copied, because it may end its own registration.
     const Observer told = observer_ ? *observer_ : Observer();
-    if (told) told(event);
+    if (told) {
+      told(event);
+    } else if (isGoingAway(event)) {
+      cameraIsClosed();  // nobody has opened it
+    }
   });
   settled_ = order_->settled.connect([this] {
     updatePolling();
     if (order_ && order_->isKnown()) tellKnown();
+    tellLockFollowers();
   });
   sources_ = std::make_unique<BusSources>(parts_, *order_);
   x11_ = {parts_.displays, [observer = observerOn(parts_.mainLoop, order_, Source::x11Displays)] {
@@ -296,14 +338,20 @@ void DesktopSessionEvents::begin() {
   updatePolling();
 }
 
-void DesktopSessionEvents::end() {
+void DesktopSessionEvents::observerEnded() {
   observer_ = nullptr;
-  x11_ = {};
-  wayland_ = {};
-  settled_.reset();
   repeat_.reset();
   known_ = nullptr;
   knownTimer_.reset();
+  updatePolling();
+  endUnheard();
+}
+
+void DesktopSessionEvents::endUnheard() {
+  if (observer_ || !lockFollowers_.empty()) return;
+  x11_ = {};
+  wayland_ = {};
+  settled_.reset();
   // An observer may end its own registration while it is being told: who tells it is left to finish this
   // turn.
   if (order_)
@@ -314,7 +362,7 @@ void DesktopSessionEvents::end() {
 
 void DesktopSessionEvents::updatePolling() {
   if (!order_) return;
-  const bool wanted = !resting_ && !order_->isAwayWithout(Source::x11Displays);
+  const bool wanted = observer_ && !resting_ && !order_->isAwayWithout(Source::x11Displays);
   if (std::exchange(polling_, wanted) == wanted) return;
   x11_.call([wanted](X11DisplayPower& power) { power.setPolling(wanted); });
 }

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <memory>
+#include <vector>
 
 #include "linux/desktop/bus.h"
 #include "linux/desktop/event_thread.h"
@@ -16,7 +17,7 @@ class WaylandDisplayPower;
 class X11DisplayPower;
 
 /// Session events from the login manager, the screen lockers, and whoever powers the displays. Nothing is
-/// listened to while nobody observes. Main thread.
+/// listened to while nobody observes or follows. Main thread.
 class DesktopSessionEvents final : public SessionEvents {
  public:
   struct Parts {
@@ -35,14 +36,19 @@ class DesktopSessionEvents final : public SessionEvents {
   [[nodiscard]] Registration install(Observer observer) override;
   void whenKnown(std::function<void()> known) override;
   [[nodiscard]] bool isLocked() const override;
+  [[nodiscard]] Registration followLock(std::function<void(bool locked)> follower) override;
   void cameraIsClosed() override;
   void setResting(bool resting) override;
 
  private:
   struct BusSources;
+  struct LockFollower;
 
   void begin();
-  void end();
+  void observerEnded();
+  void endUnheard();
+  void tellLock(LockFollower& follower) const;
+  void tellLockFollowers();
   void updatePolling();
   void tellKnown();
 
@@ -53,7 +59,9 @@ class DesktopSessionEvents final : public SessionEvents {
   std::function<void()> known_;  // who waits for the first answers, or nobody
   Registration knownTimer_;      // the limit of that, or the turn in which it is told
 
-  // All of these exist while somebody observes.
+  std::vector<std::shared_ptr<LockFollower>> lockFollowers_;  // each held weakly by its registration
+
+  // All of these exist while somebody observes or follows.
   std::shared_ptr<SessionEventOrder> order_;
   Registration settled_;
   Registration repeat_;

@@ -68,6 +68,47 @@ TEST_F(SessionEventsTest, ASleepWaitsUntilTheCameraIsClosed) {
   EXPECT_THAT(delivered, ElementsAre(screensDidSleep, screensDidWake, screenIsLocked));
 }
 
+TEST_F(SessionEventsTest, TheLockIsFollowedAlsoWhereNobodyObserves) {
+  const MockSession session(desktop);
+  session.setLockedHint(true);
+  std::vector<bool> told;
+  const auto follow = [&] { return events.followLock([&](bool locked) { told.push_back(locked); }); };
+  Registration following = follow();
+  EXPECT_THAT(told, IsEmpty()) << "never before it returns";
+  ASSERT_TRUE(runUntil([&] { return !told.empty(); }));
+  EXPECT_THAT(told, ElementsAre(true));
+  EXPECT_TRUE(events.isLocked());
+  // A sleep does not wait for a camera that nobody uses.
+  ASSERT_TRUE(runUntil([&] { return session.sleepDelays() == 1; }));
+  session.setLockedHint(false);
+  ASSERT_TRUE(runUntil([&] { return told.size() == 2; }));
+  session.prepareForSleep(true);
+  ASSERT_TRUE(runUntil([&] { return session.sleepDelays() == 0; }));
+  session.prepareForSleep(false);
+  // One who observes comes and goes beside it.
+  install();
+  session.setLockedHint(true);
+  ASSERT_TRUE(runUntilDelivered(1));
+  registration.reset();
+  session.setLockedHint(false);
+  ASSERT_TRUE(runUntil([&] { return told.size() == 4; }));
+  EXPECT_THAT(told, ElementsAre(true, false, true, false));
+  EXPECT_EQ(delivered.size(), 1U);
+  {
+    const Registration another = follow();
+    ASSERT_TRUE(runUntil([&] { return told.size() == 5; })) << "what is known already, too";
+  }
+  following.reset();
+  EXPECT_TRUE(runUntil([&] { return session.sleepDelays() == 0; })) << "nobody listens any more";
+  EXPECT_FALSE(events.isLocked());
+  // Where nobody answers it counts as not locked.
+  desktop.systemBus().signal(SIGSTOP);
+  following = follow();
+  EXPECT_TRUE(runUntil([&] { return told.size() == 6; }));
+  EXPECT_FALSE(told.back());
+  desktop.systemBus().signal(SIGCONT);
+}
+
 TEST_F(SessionEventsTest, WhereNobodyAnswersNothingWaits) {
   for (const int state : {SIGCONT, SIGSTOP}) {  // nobody is on the bus, and it hangs
     desktop.sessionBus().signal(state);
