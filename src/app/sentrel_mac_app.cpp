@@ -273,13 +273,19 @@ void SentrelMacApp::installPlatform() {
                                .sessionBus = sessionBus_,
                                .displays = displays,
                                .sessionEvents = platform.sessionEvents,
-                               .description = qtTrId("tray_disable").toStdString()});
+                               .descriptions = {qtTrId("tray_disable").toStdString(),
+                                                qtTrId("shortcut_cover_description").toStdString()}});
   platform.localizedText = [](const char* key) { return qtTrId(key).toStdString(); };
   Platform::install(std::move(platform));
   appearance_ = std::make_unique<DesktopAppearance>(sessionBus_);
   looks_ = appearance_->appearance().subscribe([](const Appearance& appearance) {
-    OverlayWindowManager::shared()->reducedMotion = appearance.reducedMotion;
+    const auto& overlay = OverlayWindowManager::shared();
+    overlay->reducedMotion = appearance.reducedMotion;
     Theme::shared().follow(appearance);
+    Cover look = overlay->coverLook;
+    look.highContrast = Theme::shared().highContrast();
+    look.textScale = Theme::shared().look().textScale;
+    overlay->coverLook.assignIfChanged(look);
   });
 }
 

@@ -109,21 +109,26 @@ class ScreenSharing {
   [[nodiscard]] virtual const Published<bool>& isShared() const = 0;
 };
 
-/// The global shortcut: Super+Shift and the key that carries C. Keys are only observed, never taken away from
-/// the program that has the focus.
+/// A global shortcut: Super+Shift and a key.
+enum class Shortcut {
+  toggle,  ///< the key that carries C: protection on and off
+  cover,   ///< the key that carries V: every screen covered and uncovered
+};
+
+/// The global shortcuts. Keys are only observed, never taken away from the program that has the focus.
 class KeyMonitor {
  public:
   virtual ~KeyMonitor() = default;
 
-  /// Whether the shortcut can be observed on this desktop. It may take a moment after the start, and a
-  /// decision of the person, until this becomes true.
-  [[nodiscard]] virtual bool canObserve() const = 0;
+  /// Whether the shortcut can be observed on this desktop. It may take a moment after the start or after it
+  /// was first observed, and a decision of the person, until this becomes true.
+  [[nodiscard]] virtual bool canObserve(Shortcut shortcut) const = 0;
   Signal<> canObserveChanged;
 
-  /// Calls `pressed` for each press until the registration ends, except while the screen is locked or a
-  /// window of ours has the focus. There is one observer: a new one replaces the former, whose registration
-  /// then ends nothing.
-  [[nodiscard]] virtual Registration observe(std::function<void()> pressed) = 0;
+  /// Calls `pressed` for each press until the registration ends, except while the screen is locked and, of
+  /// the toggle, while a window of ours has the focus. Each shortcut has one observer: a new one replaces the
+  /// former, whose registration then ends nothing.
+  [[nodiscard]] virtual Registration observe(Shortcut shortcut, std::function<void()> pressed) = 0;
 };
 
 /// Whether the program starts when the person logs in.

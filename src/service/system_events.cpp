@@ -41,7 +41,7 @@ void SystemEvents::registerGlobalShortcut(std::function<void()> pressed) {
 }
 
 void SystemEvents::observeShortcut() {
-  globalMonitor = uses_.platform.keyMonitor->observe(pressed_);
+  globalMonitor = uses_.platform.keyMonitor->observe(Shortcut::toggle, pressed_);
   updateShortcutHint();
 }
 
@@ -57,7 +57,8 @@ void SystemEvents::setAway(bool away) {
 
 /// The overlay names the keys only where they do something.
 void SystemEvents::updateShortcutHint() {
-  const bool available = static_cast<bool>(globalMonitor) && uses_.platform.keyMonitor->canObserve();
+  const bool available =
+      static_cast<bool>(globalMonitor) && uses_.platform.keyMonitor->canObserve(Shortcut::toggle);
   uses_.overlayManager->shortcutAvailable.assignIfChanged(available);
 }
 

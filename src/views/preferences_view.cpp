@@ -227,7 +227,7 @@ void PreferencesView::buildBehaviour(Card& card) {
   PrefRow* shortcut =
       addSwitch(card, qtTrId("Raccourci global ⌘⇧C"), {}, &FilterSettings::globalShortcutEnabled);
   const auto tellShortcut = [this, shortcut] {
-    shortcut->setHint(parts_.keyMonitor->canObserve()
+    shortcut->setHint(parts_.keyMonitor->canObserve(Shortcut::toggle)
                           ? qtTrId("Activer / désactiver le filtre sans ouvrir le menu")
                           : qtTrId("shortcut_unavailable_hint"));
   };

@@ -72,11 +72,12 @@ struct FakeScreenSharing final : ScreenSharing {
 
 struct FakeKeyMonitor final : KeyMonitor {
   Signal<> observer;
+  Signal<> coverObserver;
   bool possible = true;
 
-  [[nodiscard]] bool canObserve() const override { return possible; }
-  [[nodiscard]] Registration observe(std::function<void()> pressed) override {
-    return observer.connect(std::move(pressed));
+  [[nodiscard]] bool canObserve(Shortcut /*shortcut*/) const override { return possible; }
+  [[nodiscard]] Registration observe(Shortcut shortcut, std::function<void()> pressed) override {
+    return (shortcut == Shortcut::cover ? coverObserver : observer).connect(std::move(pressed));
   }
 };
 

@@ -4,6 +4,7 @@
 #include <QGuiApplication>
 #include <QVariantMap>
 #include <algorithm>
+#include <array>
 #include <utility>
 #include <vector>
 
@@ -19,10 +20,16 @@ bool isX11Session() {
 }
 
 constexpr auto portalPath = "/org/freedesktop/portal/desktop";
-constexpr auto shortcutId = "toggle";
 
-/// As the portal writes shortcuts: modifiers in capitals, then the name of the key.
-constexpr auto keys = "LOGO+SHIFT+c";
+/// How the portal knows a shortcut.
+struct PortalShortcut {
+  const char* id;
+  const char* session;  ///< the last part of its session's path
+  const char* keys;     ///< modifiers in capitals, then the name of the key
+};
+// In the order of the shortcuts.
+constexpr std::array<PortalShortcut, 2> portalShortcuts{
+    {{"toggle", "sentrel", "LOGO+SHIFT+c"}, {"cover", "sentrel_cover", "LOGO+SHIFT+v"}}};
 
 BusMember ofShortcuts(const char* member) {
   return {portalPath, "org.freedesktop.portal.GlobalShortcuts", member};
@@ -30,12 +37,14 @@ BusMember ofShortcuts(const char* member) {
 
 }  // namespace
 
-/// The shortcut through the desktop portal's GlobalShortcuts (version 1): one portal session a process, bound
-/// when first wanted; the desktop asks the person.
+/// A shortcut through the desktop portal's GlobalShortcuts (version 1): one portal session a process and
+/// shortcut, because a session is bound once, when the shortcut is first wanted; the desktop asks the person.
 class DesktopKeyMonitor::Portal final : private BusService {
  public:
-  explicit Portal(DesktopKeyMonitor& monitor)
-      : BusService(monitor.parts_.sessionBus, "org.freedesktop.portal.Desktop"), monitor_(monitor) {}
+  Portal(DesktopKeyMonitor& monitor, Shortcut shortcut)
+      : BusService(monitor.parts_.sessionBus, "org.freedesktop.portal.Desktop"),
+        monitor_(monitor),
+        shortcut_(shortcut) {}
 
   /// Binds the shortcut, unless it is bound or the person declined.
   void bind() {
@@ -58,7 +67,12 @@ class DesktopKeyMonitor::Portal final : private BusService {
   [[nodiscard]] BusReply requested();
   void failed();
 
+  [[nodiscard]] const PortalShortcut& names() const {
+    return portalShortcuts[static_cast<std::size_t>(shortcut_)];
+  }
+
   DesktopKeyMonitor& monitor_;
+  const Shortcut shortcut_;
   Stage stage_ = Stage::idle;
   int requests_ = 0;
   std::string session_;
@@ -71,14 +85,14 @@ void DesktopKeyMonitor::Portal::gone() {
   response_.reset();
   session_.clear();
   if (stage_ == Stage::declined) return;
-  if (std::exchange(stage_, Stage::idle) == Stage::bound) monitor_.setPossible(false);
+  if (std::exchange(stage_, Stage::idle) == Stage::bound) monitor_.setPossible(shortcut_, false);
 }
 
 void DesktopKeyMonitor::Portal::createSession() {
   stage_ = Stage::binding;
   const auto registered = [this](const BusMessage&) {
     const std::string token = expectAnswer([this](const QVariantMap& results) { sessionCreated(results); });
-    call(ofShortcuts("CreateSession"), requested(), "a{sv}", 2, "session_handle_token", "s", "sentrel",
+    call(ofShortcuts("CreateSession"), requested(), "a{sv}", 2, "session_handle_token", "s", names().session,
          "handle_token", "s", token.c_str());
   };
   // Portals since 2025 want to know who speaks; older ones do not know the question.
@@ -96,7 +110,8 @@ void DesktopKeyMonitor::Portal::sessionCreated(const QVariantMap& results) {
   }
   listening_.push_back(listen(ofShortcuts("Activated"), [this](const BusMessage& signal) {
     const bool ours = valueOf<QString>(signal.arguments.value(0)) == QString::fromStdString(session_);
-    if (ours && valueOf<QString>(signal.arguments.value(1)) == QLatin1String(shortcutId)) monitor_.pressed();
+    if (ours && valueOf<QString>(signal.arguments.value(1)) == QLatin1String(names().id))
+      monitor_.pressed(shortcut_);
   }));
   listening_.push_back(
       listen({session_, "org.freedesktop.portal.Session", "Closed"}, [this](const BusMessage&) { gone(); }));
@@ -106,18 +121,18 @@ void DesktopKeyMonitor::Portal::sessionCreated(const QVariantMap& results) {
 void DesktopKeyMonitor::Portal::bindShortcut() {
   const std::string token = expectAnswer([this](const QVariantMap&) {
     stage_ = Stage::bound;
-    monitor_.setPossible(true);
+    monitor_.setPossible(shortcut_, true);
   });
   constexpr auto noParentWindow = "";
-  call(ofShortcuts("BindShortcuts"), requested(), "oa(sa{sv})sa{sv}", session_.c_str(), 1, shortcutId, 2,
-       "description", "s", monitor_.parts_.description.c_str(), "preferred_trigger", "s", keys,
-       noParentWindow, 1, "handle_token", "s", token.c_str());
+  call(ofShortcuts("BindShortcuts"), requested(), "oa(sa{sv})sa{sv}", session_.c_str(), 1, names().id, 2,
+       "description", "s", monitor_.parts_.descriptions[static_cast<std::size_t>(shortcut_)].c_str(),
+       "preferred_trigger", "s", names().keys, noParentWindow, 1, "handle_token", "s", token.c_str());
 }
 
 /// The portal answers a request by a signal of an object whose path is known beforehand, so that it can be
 /// listened to before the question is asked. Gives the token that the path is made of.
 std::string DesktopKeyMonitor::Portal::expectAnswer(Answer answer) {
-  std::string token = "sentrel" + std::to_string(++requests_);
+  std::string token = names().session + std::to_string(++requests_);
   std::string sender = bus().ownName().erase(0, 1);
   std::ranges::replace(sender, '.', '_');
   std::string path = portalPath;
@@ -154,47 +169,57 @@ DesktopKeyMonitor::DesktopKeyMonitor(Parts parts) : parts_(std::move(parts)), on
   if (!onX11_) return;
   parts_.displays->post([loop = parts_.mainLoop, weak = std::weak_ptr(self_)] {
     loop->post([weak, possible = X11KeyMonitor::isPossible()] {
-      if (const auto self = weak.lock()) (*self)->setPossible(possible);
+      const auto self = weak.lock();
+      if (!self) return;
+      for (const Shortcut shortcut : {Shortcut::toggle, Shortcut::cover})
+        (*self)->setPossible(shortcut, possible);
     });
   });
 }
 
 DesktopKeyMonitor::~DesktopKeyMonitor() = default;
 
-Registration DesktopKeyMonitor::observe(std::function<void()> pressed) {
-  const bool running = observer_ != nullptr;
-  observer_ = std::make_shared<const std::function<void()>>(std::move(pressed));
-  if (!running) begin();
-  return Registration([this, weak = std::weak_ptr(observer_)] {
+Registration DesktopKeyMonitor::observe(Shortcut shortcut, std::function<void()> pressed) {
+  auto& observer = of(shortcut).observer;
+  const bool running = observer != nullptr;
+  observer = std::make_shared<const std::function<void()>>(std::move(pressed));
+  if (!running) begin(shortcut);
+  return Registration([this, shortcut, weak = std::weak_ptr(observer)] {
     if (weak.expired()) return;
-    observer_ = nullptr;
+    of(shortcut).observer = nullptr;
+    if (std::ranges::any_of(observed_, [](const Observed& each) { return each.observer != nullptr; })) return;
     x11_ = {};
+    hearsX11_ = false;
   });
 }
 
-void DesktopKeyMonitor::begin() {
-  if (onX11_) {
-    const auto tellPress = [loop = parts_.mainLoop, weak = std::weak_ptr(self_)] {
-      loop->post([weak] {
-        if (const auto self = weak.lock()) (*self)->pressed();
-      });
-    };
-    x11_ = {parts_.displays, [tellPress] { return std::make_unique<X11KeyMonitor>(tellPress); }};
+void DesktopKeyMonitor::begin(Shortcut shortcut) {
+  if (!onX11_) {
+    auto& portal = of(shortcut).portal;
+    if (!portal) portal = std::make_unique<Portal>(*this, shortcut);
+    portal->bind();
     return;
   }
-  if (!portal_) portal_ = std::make_unique<Portal>(*this);
-  portal_->bind();
+  if (std::exchange(hearsX11_, true)) return;
+  const auto tellPress = [loop = parts_.mainLoop, weak = std::weak_ptr(self_)](X11KeyMonitor::Letter letter) {
+    loop->post([weak, letter] {
+      const auto self = weak.lock();
+      if (self) (*self)->pressed(letter == X11KeyMonitor::Letter::v ? Shortcut::cover : Shortcut::toggle);
+    });
+  };
+  x11_ = {parts_.displays, [tellPress] { return std::make_unique<X11KeyMonitor>(tellPress); }};
 }
 
-void DesktopKeyMonitor::setPossible(bool possible) {
-  if (std::exchange(possible_, possible) != possible) canObserveChanged.emit();
+void DesktopKeyMonitor::setPossible(Shortcut shortcut, bool possible) {
+  if (std::exchange(of(shortcut).possible, possible) != possible) canObserveChanged.emit();
 }
 
-void DesktopKeyMonitor::pressed() const {
-  const bool ourWindow = QGuiApplication::focusWindow() != nullptr;
+void DesktopKeyMonitor::pressed(Shortcut shortcut) const {
+  const bool ourWindow = shortcut == Shortcut::toggle && QGuiApplication::focusWindow() != nullptr;
   const bool locked = parts_.sessionEvents && parts_.sessionEvents->isLocked();
-  if (ourWindow || locked || !observer_) return;
-  const auto told = *observer_;  // copied, because it may end its own registration
+  const auto& observer = of(shortcut).observer;
+  if (ourWindow || locked || !observer) return;
+  const auto told = *observer;  // copied, because it may end its own registration
   told();
 }
 

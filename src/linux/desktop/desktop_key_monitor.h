@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
@@ -15,8 +17,8 @@ namespace sentrel {
 
 class X11KeyMonitor;
 
-/// The shortcut on X11 through the X server, elsewhere through the desktop portal. Never both: a desktop that
-/// has both would tell each press twice.
+/// The shortcuts on X11 through the X server, elsewhere through the desktop portal. Never both: a desktop
+/// that has both would tell each press twice.
 class DesktopKeyMonitor final : public KeyMonitor {
  public:
   struct Parts {
@@ -24,7 +26,7 @@ class DesktopKeyMonitor final : public KeyMonitor {
     std::shared_ptr<Bus> sessionBus;
     std::shared_ptr<EventThread> displays;               ///< the thread for the display servers
     std::shared_ptr<const SessionEvents> sessionEvents;  ///< who knows whether the screen is locked
-    std::string description;                             ///< what the shortcut does, for the portal's dialog
+    std::array<std::string, 2> descriptions;             ///< what each does, for the portal's dialog
   };
 
   explicit DesktopKeyMonitor(Parts parts);
@@ -32,23 +34,33 @@ class DesktopKeyMonitor final : public KeyMonitor {
   DesktopKeyMonitor(const DesktopKeyMonitor&) = delete;
   DesktopKeyMonitor& operator=(const DesktopKeyMonitor&) = delete;
 
-  [[nodiscard]] bool canObserve() const override { return possible_; }
-  [[nodiscard]] Registration observe(std::function<void()> pressed) override;
+  [[nodiscard]] bool canObserve(Shortcut shortcut) const override { return of(shortcut).possible; }
+  [[nodiscard]] Registration observe(Shortcut shortcut, std::function<void()> pressed) override;
 
  private:
   class Portal;
 
-  void begin();
-  void setPossible(bool possible);
-  void pressed() const;
+  /// What is known of one shortcut.
+  struct Observed {
+    bool possible = false;
+    std::shared_ptr<const std::function<void()>> observer;  // whose registration holds it weakly
+    std::unique_ptr<Portal> portal;                         // once wanted
+  };
+
+  [[nodiscard]] Observed& of(Shortcut shortcut) { return observed_[static_cast<std::size_t>(shortcut)]; }
+  [[nodiscard]] const Observed& of(Shortcut shortcut) const {
+    return observed_[static_cast<std::size_t>(shortcut)];
+  }
+  void begin(Shortcut shortcut);
+  void setPossible(Shortcut shortcut, bool possible);
+  void pressed(Shortcut shortcut) const;
 
   const Parts parts_;
   const bool onX11_;
-  bool possible_ = false;
-  std::shared_ptr<const std::function<void()>> observer_;  // whose registration holds it weakly
   std::shared_ptr<DesktopKeyMonitor*> self_ = std::make_shared<DesktopKeyMonitor*>(this);
-  ThreadBound<X11KeyMonitor> x11_;  // while observed
-  std::unique_ptr<Portal> portal_;  // once wanted
+  ThreadBound<X11KeyMonitor> x11_;  // while one is observed
+  bool hearsX11_ = false;
+  std::array<Observed, 2> observed_;
 };
 
 }  // namespace sentrel

@@ -19,12 +19,13 @@ namespace sentrel {
 namespace {
 
 // Keyboard symbols, from the X protocol's keysym encoding.
-constexpr xcb_keysym_t smallC = 0x63;
+constexpr std::array<xcb_keysym_t, 2> smallLetters{0x63, 0x76};  // c, v
 constexpr xcb_keysym_t leftSuper = 0xffeb;
 constexpr xcb_keysym_t rightSuper = 0xffec;
 
-/// Where C is on the keys of an ordinary keyboard, for layouts without the letter (evdev code 46 plus 8).
-constexpr xcb_keycode_t usualKey = 54;
+/// Where they are on the keys of an ordinary keyboard, for layouts without the letter (evdev codes 46 and 47
+/// plus 8).
+constexpr std::array<xcb_keycode_t, 2> usualKeys{54, 55};
 
 constexpr std::size_t modifierCount = 8;
 
@@ -55,7 +56,7 @@ bool X11KeyMonitor::isPossible() {
   return server && canTellKeys(*server);
 }
 
-X11KeyMonitor::X11KeyMonitor(std::function<void()> pressed)
+X11KeyMonitor::X11KeyMonitor(std::function<void(Letter)> pressed)
     : pressed_(std::move(pressed)), server_(X11Connection::open()) {
   if (!server_ || !canTellKeys(*server_)) {
     server_.reset();
@@ -112,13 +113,14 @@ void X11KeyMonitor::readKeys() {
                           static_cast<std::size_t>(xcb_get_keyboard_mapping_keysyms_length(keys.get())));
   const std::size_t perKey = keys->keysyms_per_keycode;
   std::set<xcb_keycode_t> superKeys;
-  for (auto& group : carryC_) group.clear();
+  carrying_ = {};
   for (std::size_t i = 0; i < symbols.size(); ++i) {
     const auto keycode = static_cast<xcb_keycode_t>(first + i / perKey);
     const std::size_t column = i % perKey;
     // Two columns (plain, shifted) for each layout.
-    if (symbols[i] == smallC && column % 2 == 0 && column / 2 < groupCount)
-      carryC_[column / 2].insert(keycode);
+    const auto letter = std::ranges::find(smallLetters, symbols[i]);
+    if (letter != smallLetters.end() && column % 2 == 0 && column / 2 < groupCount)
+      carrying_[static_cast<std::size_t>(letter - smallLetters.begin())][column / 2].insert(keycode);
     if (symbols[i] == leftSuper || symbols[i] == rightSuper) superKeys.insert(keycode);
   }
 
@@ -133,12 +135,16 @@ void X11KeyMonitor::readKeys() {
 }
 
 /// Further modifiers do not matter.
-bool X11KeyMonitor::isShortcut(std::uint32_t keycode) const {
-  if ((modifiers_ & XCB_MOD_MASK_SHIFT) == 0 || (modifiers_ & superMask_) == 0) return false;
-  // A layout without a C (Greek, Cyrillic) stands beside one that has it.
-  const auto& active = carryC_[std::min<std::size_t>(group_, groupCount - 1)];
-  const auto& keys = active.empty() ? carryC_[0] : active;
-  return keys.empty() ? keycode == usualKey
+bool X11KeyMonitor::isModified() const {
+  return (modifiers_ & XCB_MOD_MASK_SHIFT) != 0 && (modifiers_ & superMask_) != 0;
+}
+
+bool X11KeyMonitor::carries(std::size_t letter, std::uint32_t keycode) const {
+  // A layout without the letter (Greek, Cyrillic) stands beside one that has it.
+  const auto& groups = carrying_[letter];
+  const auto& active = groups[std::min<std::size_t>(group_, groupCount - 1)];
+  const auto& keys = active.empty() ? groups[0] : active;
+  return keys.empty() ? keycode == usualKeys[letter]
                       : keycode <= 0xff && keys.contains(static_cast<xcb_keycode_t>(keycode));
 }
 
@@ -148,7 +154,10 @@ void X11KeyMonitor::handle(const xcb_generic_event_t& event) {
     const auto key = as<xcb_input_raw_key_press_event_t>(event);
     if (key.extension != inputOpcode_ || key.event_type != XCB_INPUT_RAW_KEY_PRESS) return;
     if ((key.flags & XCB_INPUT_KEY_EVENT_FLAGS_KEY_REPEAT) != 0) return;
-    if (isShortcut(key.detail)) pressed_();
+    if (!isModified()) return;
+    for (const Letter letter : {Letter::c, Letter::v}) {
+      if (carries(static_cast<std::size_t>(letter), key.detail)) pressed_(letter);
+    }
   } else if (type == keyboardEvent_) {
     // All events of the keyboard extension share one number; the second byte tells them apart.
     const auto state = as<xcb_xkb_state_notify_event_t>(event);

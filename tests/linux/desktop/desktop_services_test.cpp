@@ -197,8 +197,8 @@ TEST_F(AppearanceTest, FollowsWhatThePersonAskedOfTheDesktop) {
 
 struct KeyMonitorTest : EventDesk {
   std::unique_ptr<DesktopKeyMonitor> monitor() {
-    return std::make_unique<DesktopKeyMonitor>(
-        DesktopKeyMonitor::Parts{loop, ownSessionBus, displays, session, "Désactiver la protection"});
+    return std::make_unique<DesktopKeyMonitor>(DesktopKeyMonitor::Parts{
+        loop, ownSessionBus, displays, session, {"Désactiver la protection", "Couvrir"}});
   }
   void press(const char* keys) { desktop.run("xdotool", {"key", keys}); }
 
@@ -208,14 +208,21 @@ struct KeyMonitorTest : EventDesk {
 
 TEST_F(KeyMonitorTest, ObservesTheShortcutOnX11) {
   const auto keys = monitor();
-  ASSERT_TRUE(runUntil([&] { return keys->canObserve(); }));
-  Registration observing = keys->observe([&] { ++presses; });
+  ASSERT_TRUE(runUntil([&] { return keys->canObserve(Shortcut::toggle); }));
+  Registration observing = keys->observe(Shortcut::toggle, [&] { ++presses; });
   // The observer begins on another thread: pressed again until it is heard.
   ASSERT_TRUE(runUntil([&] {
     if (presses == 0) press("super+shift+c");
     return presses > 0;
   }));
-  for (const char* other : {"c", "shift+c", "super+c", "super+shift+x", "ctrl+shift+c"}) press(other);
+  for (const char* other : {"c", "shift+c", "super+c", "super+shift+x", "ctrl+shift+c", "super+shift+v"})
+    press(other);
+  int covers = 0;
+  Registration covering = keys->observe(Shortcut::cover, [&] { ++covers; });
+  press("super+shift+v");
+  EXPECT_TRUE(runUntil([&] { return covers == 1; }));
+  covering.reset();
+  press("super+shift+v");
   session->isAway = true;
   press("super+shift+c");
   ASSERT_TRUE(runUntil([&] { return true; }));
@@ -250,15 +257,15 @@ TEST_F(KeyMonitorTest, BindsAtThePortalOnceAndHearsItsActivations) {
   portal.keep(u"CreateSession"_s);
   portal.keep(u"BindShortcuts"_s);
   const auto keys = monitor();
-  Registration observing = keys->observe([&] { ++presses; });
+  Registration observing = keys->observe(Shortcut::toggle, [&] { ++presses; });
   ASSERT_TRUE(runUntilCalls(portal, "CreateSession", 1));
   agree(portal.calls(u"CreateSession"_s)[0], {{u"session_handle"_s, sessionHandle.path()}});
   ASSERT_TRUE(runUntilCalls(portal, "BindShortcuts", 1));
   const QDBusMessage bind = portal.calls(u"BindShortcuts"_s)[0];
   EXPECT_EQ(bind.signature(), u"oa(sa{sv})sa{sv}"_s);
-  EXPECT_FALSE(keys->canObserve()) << "the person is still being asked";
+  EXPECT_FALSE(keys->canObserve(Shortcut::toggle)) << "the person is still being asked";
   agree(bind, {});
-  ASSERT_TRUE(runUntil([&] { return keys->canObserve(); }));
+  ASSERT_TRUE(runUntil([&] { return keys->canObserve(Shortcut::toggle); }));
 
   const auto activate = [&](const QDBusObjectPath& handle, const char* id) {
     portal.emitSignal(portalPath, shortcuts, u"Activated"_s,
@@ -269,11 +276,28 @@ TEST_F(KeyMonitorTest, BindsAtThePortalOnceAndHearsItsActivations) {
   activate(sessionHandle, "toggle");
   ASSERT_TRUE(runUntil([&] { return presses > 0; }));
   observing.reset();
-  observing = keys->observe([&] { presses += 10; });
+  observing = keys->observe(Shortcut::toggle, [&] { presses += 10; });
   activate(sessionHandle, "toggle");
   ASSERT_TRUE(runUntil([&] { return presses > 1; }));
   EXPECT_EQ(presses, 11);
   EXPECT_EQ(portal.calls(u"CreateSession"_s).size(), 1U) << "one session a process";
+
+  // The other shortcut is asked for once it is wanted, and for itself.
+  int covers = 0;
+  const Registration covering = keys->observe(Shortcut::cover, [&] { ++covers; });
+  ASSERT_TRUE(runUntilCalls(portal, "CreateSession", 2));
+  const QDBusObjectPath coverHandle(portalPath + u"/session/1_1/sentrel_cover"_s);
+  agree(portal.calls(u"CreateSession"_s)[1], {{u"session_handle"_s, coverHandle.path()}});
+  ASSERT_TRUE(runUntilCalls(portal, "BindShortcuts", 2));
+  EXPECT_FALSE(keys->canObserve(Shortcut::cover));
+  agree(portal.calls(u"BindShortcuts"_s)[1], {});
+  ASSERT_TRUE(runUntil([&] { return keys->canObserve(Shortcut::cover); }));
+  activate(coverHandle, "toggle");
+  activate(sessionHandle, "cover");
+  activate(coverHandle, "cover");
+  ASSERT_TRUE(runUntil([&] { return covers > 0; }));
+  EXPECT_EQ(covers, 1);
+  EXPECT_EQ(presses, 11);
 }
 
 }  // namespace
