@@ -10,6 +10,7 @@
 #include "detection/vision_face_analyzer.h"
 #include "service/filter_overlay.h"
 #include "service/relaxations.h"
+#include "service/screen_cover.h"
 #include "service/service_dependencies.h"
 #include "service/system_events.h"
 #include "service/user_feedback.h"
@@ -52,6 +53,9 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   /// What weakens protection for a while; to be asked for only while protection is switched on.
   [[nodiscard]] Relaxations& relaxations() { return relaxations_; }
 
+  /// What covers the screens, whether or not protection is on.
+  [[nodiscard]] ScreenCover& screenCover() { return screenCover_; }
+
   /// Counts the session's seconds at once, for an end of the process that leaves no turn for a stop.
   void countSession();
 
@@ -80,6 +84,7 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   BlindnessNotice blindness_{uses_};
   SystemEvents systemEvents_{uses_};
   Relaxations relaxations_{uses_};
+  ScreenCover screenCover_{uses_};
 
   FilterFsm fsm;
   std::shared_ptr<VisionFaceAnalyzer> analyzer;  // of the current session

@@ -70,6 +70,18 @@ RemoteControl::Answer RemoteControl::sendGuestsAway() {
   return Answer::done;
 }
 
+RemoteControl::Answer RemoteControl::cover() {
+  switch (service_->screenCover().toggle()) {
+    case ScreenCover::Answer::locked:
+      return Answer::locked;
+    case ScreenCover::Answer::impossible:
+      return Answer::impossible;
+    case ScreenCover::Answer::done:
+      break;
+  }
+  return Answer::done;
+}
+
 RemoteControl::Answer RemoteControl::quit() {
   const Answer answer = mayWeaken();
   if (answer == Answer::locked) return answer;

@@ -17,9 +17,10 @@ class RemoteControl {
  public:
   enum class Answer {
     done,
-    locked,   ///< refused: the screen is locked
-    off,      ///< refused: protection is switched off
-    misused,  ///< refused: a duration or a number out of range
+    locked,      ///< refused: the screen is locked
+    off,         ///< refused: protection is switched off
+    misused,     ///< refused: a duration or a number out of range
+    impossible,  ///< refused: no screen of this desktop can be covered
   };
   /// Tells what a command has done; the program takes it away when protection is switched on again.
   static constexpr const char* notification = "sentrel.off";
@@ -38,6 +39,9 @@ class RemoteControl {
   /// 1..OnlookerRules::mostGuests in all, until the next lock where there is no duration.
   Answer welcome(std::int64_t guests, std::optional<std::int64_t> durationMs);
   Answer sendGuestsAway();
+  /// Covers every screen, or uncovers them; it weakens nothing.
+  Answer cover();
+  [[nodiscard]] const Published<bool>& isCovered() const { return service_->screenCover().isCovered(); }
   Answer quit();
 
   /// Where the last weakening came from that the person has not seen yet.

@@ -221,6 +221,86 @@ TEST_F(RelaxationsTest, CommandsAreToldAndRefusedWhileLocked) {
   EXPECT_TRUE(quits);
 }
 
+TEST_F(RelaxationsTest, TheScreensAreCoveredWithoutProtectionAndNeverAboveALock) {
+  using Answer = RemoteControl::Answer;
+  RemoteControl remote(service, {platform(), camera, control, overlay, nullptr, settings, stats}, [] {});
+  const auto isCovered = [&] {
+    machine.settle();
+    return backend->shown.contains(1) && !backend->shown.at(1).scenes.empty() &&
+           backend->shown.at(1).scenes.back().cover.has_value();
+  };
+  EXPECT_EQ(remote.cover(), Answer::done);
+  EXPECT_TRUE(isCovered());
+  EXPECT_TRUE(remote.isCovered().get());
+  EXPECT_FALSE(machine.session->running) << "needs no camera";
+  EXPECT_TRUE(desktop.notifications->shown.empty()) << "weakens nothing";
+  EXPECT_EQ(remote.cover(), Answer::done);
+  EXPECT_FALSE(isCovered());
+  EXPECT_EQ(desktop.session->lockFollowers.observerCount(), 0U) << "nothing is listened to for nothing";
+  // Asked for while nobody knows yet whether the screen is locked.
+  desktop.session->answering = false;
+  remote.cover();
+  EXPECT_FALSE(isCovered());
+  EXPECT_EQ(remote.cover(), Answer::done) << "and taken back";
+  EXPECT_EQ(desktop.session->lockFollowers.observerCount(), 0U);
+  remote.cover();
+  desktop.session->lockFollowers.emit(true);
+  desktop.session->lockFollowers.emit(false);
+  EXPECT_FALSE(isCovered()) << "it was locked";
+  remote.cover();
+  desktop.session->lockFollowers.emit(false);
+  EXPECT_TRUE(isCovered());
+  desktop.session->answering = true;
+
+  tell(SessionEvent::screenIsLocked);
+  EXPECT_TRUE(isCovered()) << "a lock uncovers nothing";
+  EXPECT_TRUE(backend->held);
+  EXPECT_EQ(remote.cover(), Answer::locked);
+  tell(SessionEvent::screenIsUnlocked);
+  EXPECT_FALSE(backend->held);
+  // An alert goes on below it.
+  start();
+  see(watched, 700);
+  EXPECT_EQ(state(), Kind::alert);
+  EXPECT_TRUE(isCovered());
+  backend->click(1);
+  EXPECT_FALSE(isCovered());
+  EXPECT_TRUE(backend->shown.at(1).scenes.back().banner);
+  stop();
+  tell(SessionEvent::screenIsLocked);
+  EXPECT_EQ(remote.cover(), Answer::locked);
+  tell(SessionEvent::screenIsUnlocked);
+  backend->setScreens({});
+  EXPECT_EQ(remote.cover(), Answer::impossible);
+  EXPECT_FALSE(remote.isCovered().get());
+}
+
+TEST_F(RelaxationsTest, TheShortcutCoversWhereItIsWantedAndNothingIsLocked) {
+  auto& keys = *desktop.keys;
+  machine.settle();
+  EXPECT_EQ(keys.coverObserver.observerCount(), 0U);
+  ProtectionOptions next;
+  next.coverShortcutEnabled = true;
+  settings->save(next);
+  machine.settle();
+  keys.coverObserver.emit();
+  machine.settle();
+  EXPECT_TRUE(overlay->isCovered());
+  EXPECT_TRUE(overlay->coverLook.get().shortcut);
+  keys.possible = false;
+  keys.canObserveChanged.emit();
+  EXPECT_FALSE(overlay->coverLook.get().shortcut) << "a key that does nothing is not named";
+  keys.coverObserver.emit();
+  EXPECT_FALSE(overlay->isCovered());
+  tell(SessionEvent::screenIsLocked);
+  EXPECT_EQ(keys.coverObserver.observerCount(), 0U) << "a password";
+  tell(SessionEvent::screenIsUnlocked);
+  EXPECT_EQ(keys.coverObserver.observerCount(), 1U);
+  settings->save(ProtectionOptions());
+  EXPECT_EQ(keys.coverObserver.observerCount(), 0U);
+  EXPECT_EQ(desktop.session->lockFollowers.observerCount(), 0U);
+}
+
 TEST_F(RelaxationsTest, ASharedScreenHidesTheStripesAndAnAlertOnlyNotifies) {
   const auto options = [this](auto change) {
     ProtectionOptions next = settings->options;
