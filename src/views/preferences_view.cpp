@@ -233,6 +233,7 @@ void PreferencesView::buildBehaviour(Card& card) {
   };
   keysRegistration_ = parts_.keyMonitor->canObserveChanged.connect(tellShortcut);
   tellShortcut();
+  addCoverShortcut(card);
   addSwitch(card, qtTrId("Couvrir tous les écrans"), qtTrId("Étend l'overlay à chaque moniteur connecté"),
             &FilterSettings::coverAllScreens);
   addSwitch(card, qtTrId("Vibration lors d'une alerte"),
@@ -387,6 +388,28 @@ void PreferencesView::addOnlyFacing(Card& card) {
   });
   refreshers_.emplace_back([this, toggle] { toggle->setChecked(options_.onlyFacing); });
   card.addRow(label, qtTrId("Un visage tourné de 45° ou plus n'alerte pas"), toggle);
+}
+
+/// A portal tells whether the keys can be observed only once they are wanted.
+void PreferencesView::addCoverShortcut(Card& card) {
+  const QString label = qtTrId("Raccourci global ⌘⇧V");
+  auto* toggle = new ToggleSwitch(label);
+  auto* row = card.addRow(label, {}, toggle);
+  const auto isWanted = [this] { return parts_.settingsRepo->options.get().coverShortcutEnabled; };
+  const auto tell = [this, row, isWanted] {
+    const bool inVain = isWanted() && !parts_.keyMonitor->canObserve(Shortcut::cover);
+    row->setHint(inVain ? qtTrId("shortcut_unavailable_hint") : qtTrId("shortcut_cover_hint"));
+  };
+  connect(toggle, &ToggleSwitch::toggled, this, [this, tell](bool on) {
+    if (showing_) return;
+    ProtectionOptions next = parts_.settingsRepo->options;
+    next.coverShortcutEnabled = on;
+    parts_.settingsRepo->save(next);
+    tell();
+  });
+  refreshers_.emplace_back([toggle, isWanted] { toggle->setChecked(isWanted()); });
+  coverKeysRegistration_ = parts_.keyMonitor->canObserveChanged.connect(tell);
+  tell();
 }
 
 /// Its switch shows what the desktop says, also when registering has failed; its words say that it has.

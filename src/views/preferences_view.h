@@ -78,6 +78,7 @@ class PreferencesView : public FixedWindow {
                const std::vector<std::pair<QString, Value>>& choices, Value ProtectionOptions::*field);
   void addAlertAfter(Card& card);
   void addOnlyFacing(Card& card);
+  void addCoverShortcut(Card& card);
   void addLaunchAtLogin(Card& card);
   void addCalibration(Card& card);
 
@@ -116,6 +117,7 @@ class PreferencesView : public FixedWindow {
   Registration ignoredRegistration_;
   Registration devicesRegistration_;
   Registration keysRegistration_;
+  Registration coverKeysRegistration_;
   Registration stateRegistration_;
 };
 

@@ -882,5 +882,13 @@
         <source></source>
         <translation>Cover or uncover every screen</translation>
     </message>
+    <message id="Raccourci global ⌘⇧V">
+        <source></source>
+        <translation>Global shortcut Super+Shift+V</translation>
+    </message>
+    <message id="shortcut_cover_hint">
+        <source></source>
+        <translation>Cover or uncover every screen at once</translation>
+    </message>
 </context>
 </TS>

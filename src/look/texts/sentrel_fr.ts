@@ -882,5 +882,13 @@
         <source></source>
         <translation>Couvrir ou découvrir tous les écrans</translation>
     </message>
+    <message id="Raccourci global ⌘⇧V">
+        <source></source>
+        <translation>Raccourci global Super+Maj+V</translation>
+    </message>
+    <message id="shortcut_cover_hint">
+        <source></source>
+        <translation>Couvrir ou découvrir tous les écrans d&apos;un coup</translation>
+    </message>
 </context>
 </TS>
