@@ -66,7 +66,8 @@ CoverPanel paintCover(const Rect& screen, double scale, const Cover& cover) {
   const double titleTop = eyeBox + gap;
   const double buttonTop = titleTop + title.height() + gap;
   const double hintTop = buttonTop + button.height() + smallGap;
-  const QSizeF size(std::max({button.width(), title.width(), hint.width()}), hintTop + hint.height());
+  const QSizeF size(std::max({button.width(), title.width(), hint.width()}),
+                    cover.shortcut ? hintTop + hint.height() : buttonTop + button.height());
 
   const double room = std::min((screen.width / scale - 2 * edge) / size.width(),
                                (screen.height / scale - 2 * edge) / size.height());
