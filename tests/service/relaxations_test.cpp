@@ -223,7 +223,7 @@ TEST_F(RelaxationsTest, CommandsAreToldAndRefusedWhileLocked) {
 
 TEST_F(RelaxationsTest, TheScreensAreCoveredWithoutProtectionAndNeverAboveALock) {
   using Answer = RemoteControl::Answer;
-  RemoteControl remote(service, {platform(), camera, control, overlay, nullptr, settings, stats}, [] {});
+  RemoteControl remote(service, platform(), [] {});
   const auto isCovered = [&] {
     machine.settle();
     return backend->shown.contains(1) && !backend->shown.at(1).scenes.empty() &&

@@ -866,6 +866,7 @@
     <message id="depuis %1">
         <source></source>
         <translation>for %1</translation>
+    </message>
     <message id="cover_title">
         <source></source>
         <translation>Screen covered</translation>

@@ -866,6 +866,7 @@
     <message id="depuis %1">
         <source></source>
         <translation>depuis %1</translation>
+    </message>
     <message id="cover_title">
         <source></source>
         <translation>Écran couvert</translation>

@@ -24,6 +24,7 @@ namespace {
 using namespace Qt::StringLiterals;
 using enum SessionEvent;
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 const auto gnomePath = u"/org/gnome/ScreenSaver"_s;
 const auto gnome = u"org.gnome.ScreenSaver"_s;
