@@ -10,6 +10,7 @@ local -a commands=(
   'resume:end the pause'
   'guest:let guests look on'
   'alone:let nobody look on any more'
+  'cover:cover every screen, or uncover them'
   'preferences:open the preferences'
   'statistics:open the statistics'
   'quit:end the program'

@@ -58,7 +58,8 @@ void AppDelegate::applicationDidFinishLaunching() {
       service_->fsmState().onChange(show), service_->isActive().onChange(show),
       StatsRepository::shared()->stats.onChange(show), relaxations.pauseEndMs().onChange(show),
       relaxations.stay().onChange(show), relaxations.filter.ignoredCount().onChange(show),
-      relaxations.isScreenShared().onChange(show),
+      relaxations.isScreenShared().onChange(show), uses_.remote->isCovered().onChange(show),
+      SettingsRepository::shared()->options.onChange(show),
       CameraControl::shared()->failure().subscribe([this](const std::optional<CameraFailure>& failure) {
         if (failure) reportCameraFailure(*failure);
         watchForModels(failure);
@@ -160,6 +161,11 @@ void AppDelegate::showOnTheBus() {
   QStringList words{statusWords(state).words};
   const QString cause = failureWords(CameraControl::shared()->failure());
   if (!cause.isEmpty()) words += cause;
+  // A pause is known a little before protection rests, and guests are a little after it was switched off.
+  const bool rests = state.is(FilterState::Kind::autoPaused);
+  const bool isOff = state.is(FilterState::Kind::inactive);
+  const QString relaxed = relaxationWords(relaxations, Platform::current().clock->nowMs());
+  if (!relaxed.isEmpty() && !isOff && (rests || !pauseEnd)) words += relaxed;
   uses_.bus.show(state, {.state = {},
                          .status = words.join(u'\n').toStdString(),
                          .isActive = service_->isActive(),
@@ -168,7 +174,8 @@ void AppDelegate::showOnTheBus() {
                          .guests = stay ? stay->guests : 0,
                          .guestsEnd = stay ? byTheWall(stay->untilMs) : 0,
                          .ignoredFaces = relaxations.filter.ignoredCount(),
-                         .isScreenShared = relaxations.isScreenShared()});
+                         .isScreenShared = relaxations.isScreenShared(),
+                         .isCovered = uses_.remote->isCovered()});
 }
 
 /// What other programs ask for, as ProgramBus::perform has it.
@@ -180,6 +187,7 @@ const char* AppDelegate::carryOut(const std::string& request, const std::vector<
   const auto welcome = [&] {
     return remote.welcome(numbers[0], numbers[1] == 0 ? std::nullopt : std::optional(numbers[1]));
   };
+  const auto cover = [&] { return remote.cover(); };
   const auto quit = [&] { return remote.quit(); };
   const std::map<std::string_view, std::function<Answer()>> commands{
       {"SwitchOn", switchOn},
@@ -190,6 +198,8 @@ const char* AppDelegate::carryOut(const std::string& request, const std::vector<
       {"Resume", [&] { return remote.resume(); }},
       {"Welcome", welcome},
       {"SendGuestsAway", [&] { return remote.sendGuestsAway(); }},
+      {"Cover", cover},
+      {"cover", cover},
       {"Quit", quit},
       {"quit", quit},
   };
@@ -204,6 +214,8 @@ const char* AppDelegate::carryOut(const std::string& request, const std::vector<
       return program_interface::offError;
     case Answer::misused:
       return program_interface::misusedError;
+    case Answer::impossible:
+      return program_interface::impossibleError;
   }
   return nullptr;
 }

@@ -63,7 +63,7 @@ class AppDelegate {
   std::shared_ptr<PrivacyFilterService> service_;
   bool begun_ = false;            // protection was switched on, whether or not it still is
   std::int64_t wallAheadMs_ = 0;  // of the program's clock, as it was last told
-  std::array<Registration, 12> registrations_;
+  std::array<Registration, 14> registrations_;
   std::unique_ptr<QFileSystemWatcher> modelWatch_;  // while a model is missing
 };
 

@@ -135,10 +135,11 @@ class Client final : private BusService {
     if (std::ranges::find(ended, reply.error) != ended.end()) return absent();
     if (reply.error == program::misusedError)
       return end(ExitStatus::misused, textId("command_refused_misused"));
-    end(ExitStatus::refused, reply.error == program::lockedError      ? textId("command_refused_locked")
-                             : reply.error == program::offError       ? textId("command_refused_off")
-                             : reply.error == program::noDisplayError ? textId("command_refused_display")
-                                                                      : textId("command_no_answer"));
+    end(ExitStatus::refused, reply.error == program::lockedError       ? textId("command_refused_locked")
+                             : reply.error == program::offError        ? textId("command_refused_off")
+                             : reply.error == program::impossibleError ? textId("command_refused_cover")
+                             : reply.error == program::noDisplayError  ? textId("command_refused_display")
+                                                                       : textId("command_no_answer"));
   }
 
   const Question question_;
@@ -240,6 +241,7 @@ QString asJson(const QVariantMap& properties) {
       {QStringLiteral("guestsEnd"), time("GuestsEnd")},
       {QStringLiteral("ignoredFaces"), value("IgnoredFaces")},
       {QStringLiteral("screenShared"), value("IsScreenShared")},
+      {QStringLiteral("covered"), value("IsCovered")},
   };
   return QString::fromUtf8(QJsonDocument(status).toJson(QJsonDocument::Compact));
 }
@@ -281,6 +283,7 @@ constexpr std::array commands{
     Command{"resume", "", QT_TRID_NOOP("command_resume"), method, "Resume"},
     Command{"guest", "[1-3] [30m|1h]", QT_TRID_NOOP("command_guest"), guest, "Welcome"},
     Command{"alone", "", QT_TRID_NOOP("command_alone"), method, "SendGuestsAway"},
+    Command{"cover", "", QT_TRID_NOOP("command_cover"), method, "Cover"},
     Command{"preferences", "", QT_TRID_NOOP("command_preferences"), window, "preferences"},
     Command{"statistics", "", QT_TRID_NOOP("command_statistics"), window, "statistics"},
     Command{"quit", "", QT_TRID_NOOP("command_quit"), method, "Quit"},

@@ -139,6 +139,7 @@ void MenuBarController::openPopover(const QRect& anchor) {
   popover = new PopoverWindow(
       {.service = service_,
        .clock = Platform::current().clock,
+       .remote = actions_.remote,
        .failure = {cameraControl_, &cameraControl_->failure()},
        .statsRepo = StatsRepository::shared(),
        .notice = notice(),

@@ -25,7 +25,8 @@ constexpr std::int64_t answerDeadlineMs = 2000;
 constexpr std::int64_t activationTimeoutMs = 3000;
 constexpr int mostAttempts = 3;
 
-constexpr std::array<std::string_view, 5> actions{"toggle", "preferences", "statistics", "about", "quit"};
+constexpr std::array<std::string_view, 6> actions{"toggle",     "cover", "preferences",
+                                                  "statistics", "about", "quit"};
 
 /// The states as other programs read them on the bus, in their order; part of the program's interface, never
 /// translated.
@@ -49,6 +50,7 @@ void forEachProperty(Visitor&& visit) {
   visit("GuestsEnd", &V::guestsEnd);
   visit("IgnoredFaces", &V::ignoredFaces);
   visit("IsScreenShared", &V::isScreenShared);
+  visit("IsCovered", &V::isCovered);
 }
 
 int append(sd_bus_message* reply, const std::string& value) {
@@ -164,6 +166,7 @@ void ProgramBus::connectionChanged(bool connected) {
                                      method("Resume"),
                                      method("Welcome", "xx", SD_BUS_PARAM(guests) SD_BUS_PARAM(duration_ms)),
                                      method("SendGuestsAway"),
+                                     method("Cover"),
                                      method("Quit"),
                                      sd_bus_vtable SD_BUS_VTABLE_END};
   // Never destroyed, because sd-bus reads it to the very end.

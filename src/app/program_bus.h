@@ -70,13 +70,14 @@ class ProgramBus {
     std::int64_t guestsEnd = 0;  ///< 0 with guests is the next lock
     std::int64_t ignoredFaces = 0;
     bool isScreenShared = false;
+    bool isCovered = false;
   };
   /// Tells everybody what has changed.
   void show(const FilterState& state, Values values);
 
   /// Carries out what another program asks for: "Activate", which means the program itself, one of the
-  /// actions "toggle", "preferences", "statistics", "about" and "quit", or a method of our own interface with
-  /// its numbers. Gives the name of the error with which it is refused, or null.
+  /// actions "toggle", "cover", "preferences", "statistics", "about" and "quit", or a method of our own
+  /// interface with its numbers. Gives the name of the error with which it is refused, or null.
   std::function<const char*(const std::string& request, const std::vector<std::int64_t>& numbers)> perform;
 
  private:

@@ -68,6 +68,7 @@ TEST_F(CommandsTest, EachIsCarriedOutAndWhatWeakensIsTold) {
       {{"on"}, 0, "nominal", u""_s, ""},
       {{"preferences"}, 1, "nominal", u""_s, "écran"},
       {{"statistics"}, 1, "nominal", u""_s, "écran"},
+      {{"cover"}, 1, "nominal", u""_s, "aucun écran ne peut être couvert"},
   };
   std::vector<QString> expected;
   for (const auto& step : steps) {
@@ -93,13 +94,14 @@ TEST_F(CommandsTest, EachIsCarriedOutAndWhatWeakensIsTold) {
   weaken({"pause", "1h"}, u"Protection en pause"_s);  // during a pause
   EXPECT_NEAR(minutesUntil(u"PauseEnd"_s), 60, 1);
   EXPECT_TRUE(waitUntil([&] { return !camera.isOpen(); }));
-  EXPECT_THAT(say({"status"}).out, testing::StartsWith("En pause\n"));
+  EXPECT_THAT(say({"status"}).out, testing::StartsWith("En pause\nReprend à "));
   EXPECT_EQ(say({"resume"}).status, 0);
   EXPECT_EQ(number(u"PauseEnd"_s), 0);
   EXPECT_TRUE(becomes("nominal"));
 
   weaken({"guest", "2", "30m"}, u"Des invités peuvent regarder"_s);
   EXPECT_EQ(number(u"Guests"_s), 2);
+  EXPECT_EQ(say({"status"}).out, "Protection active\n2 invités\n");
   EXPECT_NEAR(minutesUntil(u"GuestsEnd"_s), 30, 1);
   weaken({"guest", "1"}, u"Des invités peuvent regarder"_s);
   EXPECT_EQ(number(u"Guests"_s), 1);
@@ -115,13 +117,15 @@ TEST_F(CommandsTest, EachIsCarriedOutAndWhatWeakensIsTold) {
 TEST_F(CommandsTest, WhatWeakensIsRefusedWhileLocked) {
   session.setLockedHint(true);
   ASSERT_TRUE(becomes("autoPaused"));
-  const std::vector<std::string> refused[] = {{"off"}, {"toggle"}, {"pause", "1h"}, {"guest"}, {"quit"}};
+  const std::vector<std::string> refused[] = {{"off"},   {"toggle"}, {"pause", "1h"},
+                                              {"guest"}, {"quit"},   {"cover"}};
   for (const auto& command : refused) {
     const Said said = say(command);
     EXPECT_EQ(said.status, 1) << command[0];
     EXPECT_THAT(said.err, testing::HasSubstr("verrouillée"));
   }
-  for (const char* action : {"toggle", "quit"}) EXPECT_THROW(perform(action), std::runtime_error) << action;
+  for (const char* action : {"toggle", "cover", "quit"})
+    EXPECT_THROW(perform(action), std::runtime_error) << action;
   for (const char* command : {"on", "resume", "alone", "status"})
     EXPECT_EQ(say({command}).status, 0) << command;
   session.setLockedHint(false);
@@ -152,7 +156,8 @@ TEST_F(CommandsTest, StatusFollowsInOneStableForm) {
                                 {u"guests"_s, 0},
                                 {u"guestsEnd"_s, QJsonValue()},
                                 {u"ignoredFaces"_s, 0},
-                                {u"screenShared"_s, false}}));
+                                {u"screenShared"_s, false},
+                                {u"covered"_s, false}}));
 
   ChildProcess watch = desktop.spawn(SENTREL_PROGRAM, {"status", "--json", "--watch"});
   ChildProcess words = desktop.spawn(SENTREL_PROGRAM, {"status", "--watch"});
@@ -176,7 +181,7 @@ TEST_F(CommandsTest, StatusFollowsInOneStableForm) {
   terminate();
   EXPECT_EQ(watch.waitForExit(seconds(10)), 3) << watch.output();
   EXPECT_EQ(words.waitForExit(seconds(10)), 3);
-  EXPECT_THAT(words.output(), testing::AllOf(testing::StartsWith("Protection active\nEn pause"),
+  EXPECT_THAT(words.output(), testing::AllOf(testing::StartsWith("Protection active\nEn pause\nReprend à "),
                                              testing::EndsWith("Sentrel ne tourne pas.\n")));
 }
 

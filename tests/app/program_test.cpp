@@ -117,6 +117,25 @@ TEST_F(ProgramTest, ItBeginsAndEndsInGoodOrderOnADamagedFileAndWhenNoBusAnswers)
   desktop.systemBus().signal(SIGCONT);
 }
 
+TEST_F(ProgramTest, EveryScreenIsCoveredWithoutProtectionUntilAskedAgainOrTheEnd) {
+  startProtecting();
+  perform("toggle");
+  ASSERT_TRUE(becomes("inactive") && cameraIs(false) && waitUntil([&] { return !isCovered(); }));
+  const auto covers = [&](bool covered) {
+    return waitUntil([&] { return isCovered() == covered && property(u"IsCovered"_s).toBool() == covered; });
+  };
+  perform("cover");
+  EXPECT_TRUE(covers(true));
+  EXPECT_EQ(say({"cover"}).status, 0);
+  EXPECT_TRUE(covers(false));
+  EXPECT_EQ(state(), "inactive");
+  EXPECT_FALSE(camera.isOpen());
+  EXPECT_EQ(say({"cover"}).status, 0);
+  EXPECT_TRUE(covers(true));
+  process.signal(SIGKILL);
+  EXPECT_TRUE(waitUntil([&] { return !isCovered(); }));
+}
+
 TEST_F(ProgramTest, TheBusStartsItAndOnlyWhatIsAskedIsDone) {
   fs::create_directory(desktop.serviceFolder());
   std::ofstream(desktop.serviceFolder() / "expert.mardeck.sentrel.service")

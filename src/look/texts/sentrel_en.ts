@@ -303,6 +303,10 @@
         <source></source>
         <translation>let nobody look on any more</translation>
     </message>
+    <message id="command_cover">
+        <source></source>
+        <translation>cover every screen, or uncover them</translation>
+    </message>
     <message id="command_preferences">
         <source></source>
         <translation>open the preferences</translation>
@@ -338,6 +342,10 @@
     <message id="command_refused_off">
         <source></source>
         <translation>refused: protection is off.</translation>
+    </message>
+    <message id="command_refused_cover">
+        <source></source>
+        <translation>refused: no screen can be covered.</translation>
     </message>
     <message id="command_refused_misused">
         <source></source>

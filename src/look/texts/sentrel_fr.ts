@@ -303,6 +303,10 @@
         <source></source>
         <translation>ne laisse plus regarder personne</translation>
     </message>
+    <message id="command_cover">
+        <source></source>
+        <translation>couvre tous les écrans, ou les découvre</translation>
+    </message>
     <message id="command_preferences">
         <source></source>
         <translation>ouvre les préférences</translation>
@@ -338,6 +342,10 @@
     <message id="command_refused_off">
         <source></source>
         <translation>refusé&#xa0;: la protection est désactivée.</translation>
+    </message>
+    <message id="command_refused_cover">
+        <source></source>
+        <translation>refusé&#xa0;: aucun écran ne peut être couvert.</translation>
     </message>
     <message id="command_refused_misused">
         <source></source>
