@@ -496,7 +496,8 @@ void PreferencesView::showIgnored() {
 
 void PreferencesView::showIgnoredTimes() {
   for (const IgnoredRow& face : ignoredRows_) {
-    face.since->setWords(qtTrId("depuis %1").arg(timeSpan((parts_.clock->nowMs() - face.place.sinceMs) / 60'000)));
+    face.since->setWords(
+        qtTrId("depuis %1").arg(timeSpan((parts_.clock->nowMs() - face.place.sinceMs) / 60'000)));
     face.forget->setAccessibleDescription(face.since->text());
   }
 }
