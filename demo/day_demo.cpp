@@ -6,23 +6,18 @@
 #include <iterator>
 #include <regex>
 #include <stdexcept>
-#include <vector>
 
-#include "program_trial.h"
-#include "stage/bus_doubles.h"
+#include "session_trial.h"
 
 namespace sentrel::test {
 
 namespace {
 
-using std::chrono::milliseconds;
-using SteadyClock = std::chrono::steady_clock;
-
 const auto notificationService = QStringLiteral("org.freedesktop.Notifications");
 
-class DayDemo final : public ProgramTrial {
+class DayDemo final : public SessionTrial {
  public:
-  using ProgramTrial::ProgramTrial;
+  using SessionTrial::SessionTrial;
 
  private:
   void play() override {
@@ -34,8 +29,6 @@ class DayDemo final : public ProgramTrial {
     quitAndJudge();
     std::printf("Everything followed as it should. Pictures and timeline.txt are in %s\n", folder_.c_str());
   }
-
-  void stateChanged(const StateWatcher::Entry& entry) override { note("state: " + entry.state); }
 
   void prepare() {
     showDocument();
@@ -103,8 +96,7 @@ class DayDemo final : public ProgramTrial {
   void quitAndJudge() {
     happens("the program is asked to quit", [this] { quit(); });
     followsCamera(false);
-    std::ofstream out(folder_ / "timeline.txt");
-    for (const std::string& line : timeline_) out << line << '\n';
+    writeTimeline();
 
     std::ifstream file(desktop_.configFolder() / "sentrel" / "defaults.json");
     const std::string kept{std::istreambuf_iterator<char>(file), {}};
@@ -126,28 +118,6 @@ class DayDemo final : public ProgramTrial {
     if (brightness("07-alert") >= 0.7 * bare) throw std::runtime_error("the alert is not seen");
   }
 
-  /// Something happens; the words go to the timeline.
-  void happens(const std::string& words, const std::function<void()>& action) {
-    note("-- " + words);
-    happened_ = SteadyClock::now();
-    action();
-  }
-
-  /// Waits for what follows, and notes how long it took since the last happening.
-  void follows(const std::string& words, const std::function<bool()>& condition) {
-    waitFor(words, condition);
-    const auto took = std::chrono::duration_cast<milliseconds>(SteadyClock::now() - happened_);
-    note(words + " (" + std::to_string(took.count()) + " ms)");
-  }
-
-  void followsState(const std::string& state) {
-    follows("protection is in " + state, [&] { return isIn(state); });
-  }
-
-  void followsCamera(bool open) {
-    follows(open ? "the camera is open" : "the camera is closed", [&] { return camera_.isOpen() == open; });
-  }
-
   /// Looks for a while that nothing follows.
   void nothingFollows() {
     const std::size_t before = watcher_.entries().size();
@@ -155,12 +125,6 @@ class DayDemo final : public ProgramTrial {
     if (runUntil(somethingFollowed, std::chrono::seconds(2)))
       throw std::runtime_error("something followed that should not");
     note("nothing follows");
-  }
-
-  void note(const std::string& words) {
-    const std::chrono::duration<double> passed = SteadyClock::now() - began_;
-    timeline_.push_back(QString::asprintf("%7.3f s  ", passed.count()).toStdString() + words);
-    std::printf("  %s\n", timeline_.back().c_str());
   }
 
   [[nodiscard]] int notifications() const {
@@ -171,11 +135,7 @@ class DayDemo final : public ProgramTrial {
     return reply.arguments().constFirst().value<QDBusVariant>().variant().toInt();
   }
 
-  MockSession session_{desktop_};
   ChildProcess notificationServer_;
-  SteadyClock::time_point began_ = SteadyClock::now();
-  SteadyClock::time_point happened_ = began_;
-  std::vector<std::string> timeline_;
 };
 
 }  // namespace

@@ -98,5 +98,10 @@ class ProgramTrial {
 [[nodiscard]] std::unique_ptr<ProgramTrial> dayDemo(HeadlessDesktop& desktop,
                                                     const std::filesystem::path& folder,
                                                     const std::string& program);
+/// What the person asks for: a pause, a guest, a face that is nobody, answers to the notification, and the
+/// cover of every screen. Needs X11 and both buses.
+[[nodiscard]] std::unique_ptr<ProgramTrial> handsDemo(HeadlessDesktop& desktop,
+                                                      const std::filesystem::path& folder,
+                                                      const std::string& program);
 
 }  // namespace sentrel::test
