@@ -36,9 +36,13 @@ QtMainLoop::~QtMainLoop() {
 }
 
 void QtMainLoop::post(Task task) {
-  const std::lock_guard lock(mutex_);
-  tasks_.push(std::move(task));
-  if (tasks_.size() == 1) eventfd_write(descriptor_, 1);
+  {
+    const std::lock_guard lock(mutex_);
+    tasks_.push(std::move(task));
+    if (tasks_.size() > 1) return;
+  }
+  // Not under the lock, which would be the first thing that the woken thread waits for.
+  eventfd_write(descriptor_, 1);
 }
 
 bool QtMainLoop::idle() const {
@@ -49,13 +53,15 @@ bool QtMainLoop::idle() const {
 /// Runs what was posted before this turn; what those tasks post waits for the next one, so that timers and
 /// windows get theirs.
 void QtMainLoop::runTurn() {
+  const auto stopWaking = [this] {
+    eventfd_t ignored = 0;
+    eventfd_read(descriptor_, &ignored);
+  };
   std::unique_lock lock(mutex_);
+  if (tasks_.empty()) stopWaking();  // a task came, and was run, before it was told
   for (std::size_t left = tasks_.size(); left > 0 && !tasks_.empty(); --left) {
     Task task = tasks_.pop();
-    if (tasks_.empty()) {
-      eventfd_t ignored = 0;
-      eventfd_read(descriptor_, &ignored);
-    }
+    if (tasks_.empty()) stopWaking();
     lock.unlock();
     task();
     task = Task();  // what the task holds is released outside the lock
