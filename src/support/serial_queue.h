@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <mutex>
@@ -52,12 +53,16 @@ class TaskRing {
   std::size_t count_ = 0;
 };
 
-/// One thread that runs tasks in the order of their arrival. Destroying the queue runs what is already queued
-/// and waits for it; when the last owner lets go on the queue's own thread it is left to finish by itself.
+/// Runs tasks one after the other in the order of their arrival, on a thread of its own or on that of another
+/// queue. Destroying the queue runs what is already queued and waits for it; when the last owner lets go on
+/// the queue's own thread it is left to finish by itself.
 class SerialQueue {
  public:
   /// The last 15 characters of `label` name the thread.
   explicit SerialQueue(const std::string& label);
+  /// Shares the thread of `other`, which is renamed: a task that hands its work on from one queue to the
+  /// other as the last thing it does wakes nobody. The tasks of either wait for those of both.
+  SerialQueue(const std::string& label, const SerialQueue& other);
   virtual ~SerialQueue();
   SerialQueue(const SerialQueue&) = delete;
   SerialQueue& operator=(const SerialQueue&) = delete;
@@ -65,7 +70,11 @@ class SerialQueue {
   /// Any thread. Allocates only when more tasks wait than ever before.
   virtual void async(Task task);
 
-  /// Runs `task` on the queue and waits for it. Any thread but the queue's own.
+  /// Runs `task` at a moment or soon after it, in the order of the moments; a queue that is destroyed before
+  /// drops it. On the queue itself this wakes nobody. Any thread.
+  void asyncAt(std::chrono::steady_clock::time_point moment, Task task);
+
+  /// Runs `task` on the queue and waits for it. Any thread but the one that runs the queue.
   virtual void sync(Task task);
 
  protected:
@@ -74,7 +83,8 @@ class SerialQueue {
 
  private:
   struct State;
-  std::shared_ptr<State> state_;
+  struct Thread;
+  std::shared_ptr<Thread> thread_;
 };
 
 }  // namespace sentrel
