@@ -44,6 +44,61 @@ CaptureError captureErrorFrom(std::string message) {
   return {kind, std::move(message)};
 }
 
+void NewestFrame::begin(pw_stream* stream) {
+  const std::lock_guard lock(mutex_);
+  stream_ = stream;
+  check_ = {};
+}
+
+void NewestFrame::end() {
+  const std::lock_guard reading(readMutex_);
+  const std::lock_guard lock(mutex_);
+  stream_ = nullptr;
+  format_.reset();
+  buffer_ = nullptr;
+}
+
+void NewestFrame::setFormat(std::optional<VideoFormat> format) {
+  const std::lock_guard lock(mutex_);
+  format_ = format;
+}
+
+void NewestFrame::remove(pw_buffer* buffer) {
+  const std::lock_guard reading(readMutex_);
+  const std::lock_guard lock(mutex_);
+  if (buffer == buffer_) buffer_ = nullptr;
+}
+
+std::optional<PixelFormat> NewestFrame::receive(std::atomic<std::int64_t>& broken) {
+  const std::lock_guard lock(mutex_);
+  if (stream_ == nullptr) return {};
+  std::optional<PixelFormat> newer;
+  while (pw_buffer* buffer = pw_stream_dequeue_buffer(stream_)) {
+    const auto frame = format_ ? check_.check(*buffer->buffer, *format_) : std::nullopt;
+    if (!frame) {
+      broken.fetch_add(1, std::memory_order_relaxed);
+      pw_stream_queue_buffer(stream_, buffer);
+      continue;
+    }
+    if (buffer_ != nullptr) pw_stream_queue_buffer(stream_, buffer_);
+    buffer_ = buffer;
+    frame_ = *frame;
+    newer = frame_.format.pixels;
+  }
+  return newer;
+}
+
+pw_buffer* NewestFrame::take() {
+  const std::lock_guard lock(mutex_);
+  taken_ = frame_;
+  return std::exchange(buffer_, nullptr);
+}
+
+void NewestFrame::recycle(pw_buffer* buffer) {
+  const std::lock_guard lock(mutex_);
+  pw_stream_queue_buffer(stream_, buffer);
+}
+
 struct CaptureStream::Callbacks {
   spa_hook hook{};
 
@@ -61,16 +116,16 @@ struct CaptureStream::Callbacks {
             if (id == SPA_PARAM_Format) of(self).formatAgreed(parameter);
           },
       .add_buffer = [](void*, pw_buffer* buffer) { leaveOutOfCoreDumps(*buffer->buffer); },
-      .remove_buffer = [](void* self, pw_buffer* buffer) { of(self).bufferRemoved(buffer); },
+      .remove_buffer = [](void* self, pw_buffer* buffer) { of(self).newest_.remove(buffer); },
       .process = [](void* self) { of(self).readBuffers(); }};
 };
 
 CaptureStream::CaptureStream(pw_context* context, std::string nodeSerial, int width, int height,
-                             BufferLease& lease, std::atomic<std::int64_t>& broken, Events events)
+                             NewestFrame& newest, std::atomic<std::int64_t>& broken, Events events)
     : nodeSerial_(std::move(nodeSerial)),
       wantedWidth_(width),
       wantedHeight_(height),
-      lease_(lease),
+      newest_(newest),
       broken_(broken),
       events_(std::move(events)),
       callbacks_(std::make_unique<Callbacks>()) {
@@ -78,11 +133,9 @@ CaptureStream::CaptureStream(pw_context* context, std::string nodeSerial, int wi
 }
 
 CaptureStream::~CaptureStream() {
-  lease_.revoke();  // its buffers go with it
-  if (stream_ != nullptr) {
-    spa_hook_remove(&callbacks_->hook);
-    pw_stream_destroy(stream_);
-  }
+  newest_.end();
+  // Its callbacks stay until the data thread has let go of it: one may be under way there.
+  if (stream_ != nullptr) pw_stream_destroy(stream_);
   if (core_ != nullptr) pw_core_disconnect(core_);
 }
 
@@ -104,62 +157,31 @@ void CaptureStream::connect(pw_context* context) {
     fail(captureErrorFrom(std::strerror(errno)));
     return;
   }
+  newest_.begin(stream_);
   pw_stream_add_listener(stream_, &callbacks_->hook, &Callbacks::events, this);
   auto [storage, parameters] = formatOffer(wantedWidth_, wantedHeight_);
   const auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS |
-                                                  PW_STREAM_FLAG_DONT_RECONNECT);
+                                                  PW_STREAM_FLAG_DONT_RECONNECT | PW_STREAM_FLAG_RT_PROCESS);
   const int result = pw_stream_connect(stream_, PW_DIRECTION_INPUT, PW_ID_ANY, flags, parameters.data(),
                                        static_cast<std::uint32_t>(parameters.size()));
   if (result < 0) fail(captureErrorFrom(spa_strerror(result)));
 }
 
 void CaptureStream::formatAgreed(const void* parameter) {
-  format_.reset();
+  newest_.setFormat({});
   if (parameter == nullptr) return;  // the camera is about to leave, or to agree on another one
-  format_ = parseFormat(static_cast<const spa_pod*>(parameter));
-  if (!format_) {
+  const auto format = parseFormat(static_cast<const spa_pod*>(parameter));
+  if (!format) {
     pw_stream_set_error(stream_, -EINVAL, "the camera insists on an unknown format");
     return;
   }
+  newest_.setFormat(format);
   auto [storage, parameters] = bufferRequest();
   pw_stream_update_params(stream_, parameters.data(), static_cast<std::uint32_t>(parameters.size()));
 }
 
 void CaptureStream::readBuffers() {
-  bool newer = false;
-  while (pw_buffer* buffer = pw_stream_dequeue_buffer(stream_)) {
-    const auto frame = format_ ? check_.check(*buffer->buffer, *format_) : std::nullopt;
-    if (!frame) {
-      broken_.fetch_add(1, std::memory_order_relaxed);
-      recycle(buffer);
-      continue;
-    }
-    if (newest_ != nullptr) recycle(newest_);
-    newest_ = buffer;
-    newestFrame_ = *frame;
-    newer = true;
-  }
-  if (newer) events_.frameArrived();
-}
-
-void CaptureStream::bufferRemoved(pw_buffer* buffer) {
-  if (buffer == newest_) newest_ = nullptr;
-  if (buffer != leased_) return;
-  lease_.revoke();
-  leased_ = nullptr;
-}
-
-void CaptureStream::startLease() {
-  leased_ = std::exchange(newest_, nullptr);
-  lease_.grant(newestFrame_);
-}
-
-void CaptureStream::endLease() {
-  if (leased_ != nullptr) recycle(std::exchange(leased_, nullptr));
-}
-
-void CaptureStream::recycle(pw_buffer* buffer) {
-  pw_stream_queue_buffer(stream_, buffer);
+  if (const auto pixels = newest_.receive(broken_)) events_.frameArrived(*pixels);
 }
 
 void CaptureStream::fail(CaptureError error) {

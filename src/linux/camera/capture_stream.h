@@ -8,6 +8,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "linux/camera/stream_format.h"
 #include "platform/capture_session.h"
@@ -19,54 +20,70 @@ struct pw_stream;
 
 namespace sentrel {
 
-/// One of the camera's buffers, leased to the camera queue. The camera may take its memory away at any time;
-/// then the PipeWire loop waits for a reader that is just at it.
-class BufferLease {
+/// Where the newest good buffer of the camera waits for the camera queue; every other one goes straight back
+/// to the camera. It outlives the streams that use it, one after the other.
+class NewestFrame {
  public:
-  /// PipeWire loop.
-  void grant(const RawFrame& frame) {
+  /// From now on the buffers are those of a stream. PipeWire loop.
+  void begin(pw_stream* stream);
+  /// Nobody touches the stream or a buffer of it any more once this returns. PipeWire loop.
+  void end();
+  /// What the buffers hold from now on. PipeWire loop.
+  void setFormat(std::optional<VideoFormat> format);
+  /// The same for one buffer. The camera may take its memory away at any time; then the loop waits for a
+  /// reader that is just at it. PipeWire loop.
+  void remove(pw_buffer* buffer);
+
+  /// Takes in what the camera has delivered, and counts what could not be trusted. Gives the encoding of the
+  /// frame that waits, where it is a newer one. The library's data thread.
+  std::optional<PixelFormat> receive(std::atomic<std::int64_t>& broken);
+
+  [[nodiscard]] bool isWaiting() const {
     const std::lock_guard lock(mutex_);
-    frame_ = frame;
+    return buffer_ != nullptr;
   }
 
-  /// Nobody reads the buffer any more once this returns. PipeWire loop.
-  void revoke() {
-    const std::lock_guard lock(mutex_);
-    frame_.reset();
-  }
-
-  /// Calls `read` with the frame and ends the lease; false when there is none. Camera queue; `read` must not
-  /// wait for the PipeWire loop.
+  /// Calls `read` with the frame that waits and gives its buffer back; false when there is none. Camera
+  /// queue; `read` must not wait for the PipeWire loop.
   template <class Read>
   bool use(Read&& read) {
-    const std::lock_guard lock(mutex_);
-    if (!frame_) return false;
-    read(*frame_);
-    frame_.reset();
+    const std::lock_guard reading(readMutex_);
+    pw_buffer* const buffer = take();
+    if (buffer == nullptr) return false;
+    read(std::as_const(taken_));
+    recycle(buffer);
     return true;
   }
 
  private:
-  std::mutex mutex_;
-  std::optional<RawFrame> frame_;
+  [[nodiscard]] pw_buffer* take();
+  void recycle(pw_buffer* buffer);
+
+  std::mutex readMutex_;  // held while a buffer is read; locked before the other one
+  mutable std::mutex mutex_;
+  pw_stream* stream_ = nullptr;
+  std::optional<VideoFormat> format_;
+  BufferCheck check_;
+  pw_buffer* buffer_ = nullptr;  // that waits
+  RawFrame frame_;               // in it
+  RawFrame taken_;               // that is read
 };
 
 /// The kind of a failure of which PipeWire gives the text alone: strerror's, where a device is at fault.
 [[nodiscard]] CaptureError captureErrorFrom(std::string message);
 
-/// The stream from one camera node, from its connection to its end. It keeps the newest good buffer and
-/// recycles every other one. PipeWire loop, under its lock; it is made and destroyed on the loop's own
-/// thread.
+/// The stream from one camera node, from its connection to its end. PipeWire loop, under its lock; it is made
+/// and destroyed on the loop's own thread.
 class CaptureStream {
  public:
   struct Events {
-    std::function<void()> frameArrived;  ///< a newer frame waits
-    std::function<void()> failed;        ///< `error()` says why; destroy the stream later, not in here
+    std::function<void(PixelFormat)> frameArrived;  ///< a newer frame waits; the library's data thread
+    std::function<void()> failed;  ///< `error()` says why; destroy the stream later, not in here
   };
 
-  /// Asks the camera for `width` x `height` pixels or what comes near. `lease` and `broken`, which
-  /// counts the buffers that could not be trusted, outlive the stream.
-  CaptureStream(pw_context* context, std::string nodeSerial, int width, int height, BufferLease& lease,
+  /// Asks the camera for `width` x `height` pixels or what comes near. `newest` and `broken`, which counts
+  /// the buffers that could not be trusted, outlive the stream.
+  CaptureStream(pw_context* context, std::string nodeSerial, int width, int height, NewestFrame& newest,
                 std::atomic<std::int64_t>& broken, Events events);
   /// Disconnects; the camera is free when the daemon has read that.
   ~CaptureStream();
@@ -78,39 +95,23 @@ class CaptureStream {
   [[nodiscard]] int wantedHeight() const { return wantedHeight_; }
   [[nodiscard]] const std::optional<CaptureError>& error() const { return error_; }
 
-  [[nodiscard]] bool hasFrame() const { return newest_ != nullptr; }
-  /// The encoding of the frame that waits.
-  [[nodiscard]] PixelFormat pixels() const { return newestFrame_.format.pixels; }
-  [[nodiscard]] bool isLeased() const { return leased_ != nullptr; }
-  /// Leases the buffer of the frame that waits; requires `hasFrame` and not `isLeased`.
-  void startLease();
-  /// The lease is over: its buffer goes back to the camera.
-  void endLease();
-
  private:
   struct Callbacks;
 
   void connect(pw_context* context);
   void formatAgreed(const void* parameter);
   void readBuffers();
-  void bufferRemoved(pw_buffer* buffer);
-  void recycle(pw_buffer* buffer);
   void fail(CaptureError error);
 
   std::string nodeSerial_;
   int wantedWidth_;
   int wantedHeight_;
-  BufferLease& lease_;
+  NewestFrame& newest_;
   std::atomic<std::int64_t>& broken_;
   Events events_;
   std::unique_ptr<Callbacks> callbacks_;
   pw_core* core_ = nullptr;
   pw_stream* stream_ = nullptr;
-  std::optional<VideoFormat> format_;
-  BufferCheck check_;
-  pw_buffer* newest_ = nullptr;
-  RawFrame newestFrame_;
-  pw_buffer* leased_ = nullptr;
   std::optional<CaptureError> error_;
 };
 

@@ -80,7 +80,6 @@ PipeWireCaptureSession::PipeWireCaptureSession(std::shared_ptr<MainLoop> mainLoo
       loop_("sentrel-camera"),
       reconcileSoon_(loop_.get(), [this] { reconcile(); }),
       watchTimer_(loop_.get(), [this] { watchTick(); }),
-      paceTimer_(loop_.get(), [this] { pump(); }),
       directory_({.devicesChanged =
                       [this] {
                         reconcileSoon_.signal();
@@ -222,66 +221,90 @@ void PipeWireCaptureSession::applyOrders(Retarget retarget) {
   if (!wanted_.preview || !wanted_.demand.wanted || !wanted_.running) held_.reset();
   loop_.call([this, retarget] {
     orders_ = wanted_;
-    holdsFrame_ = held_ != nullptr;
     retarget_ = retarget_ || retarget == Retarget::yes;
     reconcile();
-    pump();
   });
-  if (open_) return;
+  if (open_) return callServe();
   // Nothing reads the camera any more. A frame that somebody still holds goes when it is let go.
   held_.reset();
+  handedOnAt_.reset();
   pool_.reset();
   converter_.reset();
 }
 
-/// Converts the leased frame: for the consumer when the pace says so, and for whoever looks at every one.
-void PipeWireCaptureSession::deliver(bool due) {
+/// Any thread.
+void PipeWireCaptureSession::callServe() {
+  if (serveCalled_.exchange(true)) return;
+  cameraQueue_->async([weak = weak_from_this()] {
+    if (const auto self = weak.lock()) self->serve();
+  });
+}
+
+/// When the next frame may be handed on: one pace after the last one, whenever the camera's frames arrive. A
+/// consumer that drops what comes too early then drops nothing, and its rate does not fall to the next
+/// divisor of the camera's.
+SteadyTime PipeWireCaptureSession::nextDue() const {
+  return handedOnAt_ ? *handedOnAt_ + std::chrono::milliseconds(wanted_.demand.paceMs) : SteadyTime{};
+}
+
+/// Hands on the newest frame when the pace allows it, shows each to whoever looks at every one, and sees to
+/// it that it is called when there is something to do again.
+void PipeWireCaptureSession::serve() {
+  serveCalled_ = false;
+  const bool wanted = wanted_.demand.wanted;
+  const bool due = wanted && steadyNow() >= nextDue();
+  if (due || wanted_.preview) readFrame(due);
+  // When the moment has come by itself the newest frame is there already, or the next one calls.
+  if (wanted && handedOnAt_ && std::exchange(calledFor_, nextDue()) != nextDue()) {
+    cameraQueue_->asyncAt(nextDue(), [weak = weak_from_this()] {
+      if (const auto self = weak.lock()) self->serve();
+    });
+  }
+  const SteadyTime from = wanted_.preview ? SteadyTime{} : wanted ? nextDue() : SteadyTime::max();
+  serveFrom_ = from;
+  // One that came just before was told of the moment before.
+  if (newest_.isWaiting() && steadyNow() >= from) callServe();
+}
+
+void PipeWireCaptureSession::readFrame(bool due) {
   std::shared_ptr<Frame> frame;  // none while all pooled ones are in use
-  bool readable = true;
-  const bool leased = lease_.use([&](const RawFrame& raw) {
+  const bool isNew = newest_.use([&](const RawFrame& raw) {
     if (!pool_) pool_.emplace(pooledFrames);
     if (!converter_) converter_.emplace();
     if (wanted_.request) frame = pool_->acquire(wanted_.request->width, wanted_.request->height);
-    if (frame) readable = converter_->convert(raw, *frame);
-  });
-  if (!leased) {
-    const PipeWireLoop::Lock lock(loop_);
-    if (due) handOnIsDue_ = false;
-    return;
-  }
-
-  bool handedOn = false;
-  if (!readable) {
-    brokenFrames_.fetch_add(1, std::memory_order_relaxed);
-  } else if (frame) {
-    if (wanted_.preview) wanted_.preview(frame);
-    held_.reset();
-    if (due) {
-      handedOn = handOn(frame);
-    } else if (wanted_.demand.wanted) {
-      held_ = std::move(frame);
+    if (!frame) return;
+    if (converter_->convert(raw, *frame)) {
+      goodFrame();
+    } else {
+      brokenFrames_.fetch_add(1, std::memory_order_relaxed);
+      frame.reset();
     }
+  });
+  if (isNew && frame) {
+    if (wanted_.preview) wanted_.preview(frame);
+    held_ = std::move(frame);
   }
-  const PipeWireLoop::Lock lock(loop_);
-  holdsFrame_ = held_ != nullptr;
-  if (due) handOnIsDue_ = false;
-  frameRead(readable, handedOn ? std::optional(steadyNow()) : std::nullopt);
+  if (due && held_) handOn(std::exchange(held_, nullptr));
+  if (!wanted_.preview || !wanted_.demand.wanted) held_.reset();
 }
 
-/// The pace allows a frame, and none is newer than the one that was only looked at.
-void PipeWireCaptureSession::deliverHeld() {
-  const FrameRef frame = std::exchange(held_, nullptr);
-  const bool handedOn = frame != nullptr && wanted_.demand.wanted && handOn(frame);
-  const PipeWireLoop::Lock lock(loop_);
-  handOnIsDue_ = false;
-  if (handedOn) handedOnAt_ = steadyNow();
-  pump();
-}
-
-bool PipeWireCaptureSession::handOn(const FrameRef& frame) {
-  if (!wanted_.request || !wanted_.request->onFrame) return false;
+void PipeWireCaptureSession::handOn(const FrameRef& frame) {
+  if (!wanted_.request || !wanted_.request->onFrame) return;
   wanted_.request->onFrame(frame);
-  return true;
+  handedOnAt_ = steadyNow();
+}
+
+// The library's data thread.
+
+void PipeWireCaptureSession::frameArrived(PixelFormat pixels) {
+  // Whether a compressed frame is good is known only once it is read.
+  if (pixels != PixelFormat::mjpeg) goodFrame();
+  if (steadyNow() >= serveFrom_.load()) callServe();
+}
+
+void PipeWireCaptureSession::goodFrame() {
+  lastGood_ = steadyNow();
+  if (awaitsGood_.exchange(false)) reconcileSoon_.signal();
 }
 
 // PipeWire loop.
@@ -291,6 +314,7 @@ bool PipeWireCaptureSession::shouldBeOpen() const {
 }
 
 void PipeWireCaptureSession::reconcile() {
+  noteGoodFrames();
   if (!shouldBeOpen()) {
     closeCamera();
     return;
@@ -301,12 +325,12 @@ void PipeWireCaptureSession::reconcile() {
   retargetStream(now);
   if (!stream_) connectStream(now);
   armWatch(now);
+  awaitsGood_ = !streamHasDelivered_ || watch_.isInterrupted();
 }
 
 void PipeWireCaptureSession::openCamera(SteadyTime now) {
   open_ = true;
   watch_.open(now);
-  handedOnAt_.reset();
   retry_ = {};
   connection_.setNeeded(true);
 }
@@ -316,7 +340,6 @@ void PipeWireCaptureSession::closeCamera() {
   stream_.reset();
   watch_.close();
   watchTimer_.disarm();
-  paceTimer_.disarm();
   connection_.setNeeded(false);
   setCause({});
 }
@@ -371,9 +394,10 @@ void PipeWireCaptureSession::connectStream(SteadyTime now) {
     const std::lock_guard lock(causeMutex_);
     currentDevice_ = device;
   }
-  stream_.emplace(connection_.context(), serial, orders_.request->width, orders_.request->height, lease_,
+  notedGood_ = lastGood_;  // of an earlier stream
+  stream_.emplace(connection_.context(), serial, orders_.request->width, orders_.request->height, newest_,
                   brokenFrames_,
-                  CaptureStream::Events{.frameArrived = [this] { frameArrived(); },
+                  CaptureStream::Events{.frameArrived = [this](PixelFormat pixels) { frameArrived(pixels); },
                                         .failed = [this] { reconcileSoon_.signal(); }});
   streamBegun_ = now;
   streamHasDelivered_ = false;
@@ -386,6 +410,7 @@ void PipeWireCaptureSession::armWatch(SteadyTime now) {
 }
 
 void PipeWireCaptureSession::watchTick() {
+  noteGoodFrames();
   const SteadyTime now = steadyNow();
   if (watch_.tick(now)) {
     if (stream_) endSilentStream(now);
@@ -403,50 +428,11 @@ void PipeWireCaptureSession::endSilentStream(SteadyTime now) {
   if (hasHadItsTime || !nodeError.empty()) stream_.reset();
 }
 
-void PipeWireCaptureSession::frameArrived() {
-  // Whether a compressed frame is good is known only once it is read.
-  if (stream_->pixels() != PixelFormat::mjpeg) goodFrame(steadyNow());
-  pump();
-}
-
-/// When the next frame may be handed on: one pace after the last one, whenever the camera's frames arrive. A
-/// consumer that drops what comes too early then drops nothing, and its rate does not fall to the next
-/// divisor of the camera's.
-SteadyTime PipeWireCaptureSession::nextDue() const {
-  return handedOnAt_ ? *handedOnAt_ + std::chrono::milliseconds(orders_.demand.paceMs) : SteadyTime{};
-}
-
-void PipeWireCaptureSession::pump() {
-  if (!stream_ || stream_->isLeased()) return;
-  const bool due = orders_.demand.wanted && !handOnIsDue_ && steadyNow() >= nextDue();
-  if (stream_->hasFrame() && (due || orders_.preview)) {
-    stream_->startLease();
-    handOnIsDue_ = handOnIsDue_ || due;
-    cameraQueue_->async([weak = weak_from_this(), due] {
-      if (const auto self = weak.lock()) self->deliver(due);
-    });
-  } else if (holdsFrame_ && due) {
-    holdsFrame_ = false;
-    handOnIsDue_ = true;
-    cameraQueue_->async([weak = weak_from_this()] {
-      if (const auto self = weak.lock()) self->deliverHeld();
-    });
-  } else if (orders_.demand.wanted && (stream_->hasFrame() || holdsFrame_)) {
-    paceTimer_.arm(nextDue());
-  }
-}
-
-void PipeWireCaptureSession::frameRead(bool readable, std::optional<SteadyTime> handedOnAt) {
-  if (handedOnAt) handedOnAt_ = handedOnAt;
-  if (!stream_) return;
-  stream_->endLease();
-  if (readable) goodFrame(steadyNow());
-  pump();
-}
-
-void PipeWireCaptureSession::goodFrame(SteadyTime now) {
+void PipeWireCaptureSession::noteGoodFrames() {
+  const SteadyTime last = lastGood_;
+  if (last == std::exchange(notedGood_, last)) return;
   if (!std::exchange(streamHasDelivered_, true)) retry_ = {};
-  if (!watch_.goodFrame(now)) return;
+  if (!watch_.goodFrame(last)) return;
   setCause({});
   report(&CaptureSession::interruptionEnded);
 }

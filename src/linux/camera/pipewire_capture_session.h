@@ -43,15 +43,16 @@ class InterruptionWatch {
   }
   void close() { open_ = interrupted_ = false; }
   [[nodiscard]] bool isOpen() const { return open_; }
+  [[nodiscard]] bool isInterrupted() const { return interrupted_; }
 
   /// The camera was exchanged on purpose: the new one has the whole time.
   void restart(SteadyTime now) {
     if (open_ && !interrupted_) since_ = now;
   }
-  /// A good frame came; true when it ends an interruption.
-  [[nodiscard]] bool goodFrame(SteadyTime now) {
+  /// A good frame came at a moment; true when it ends an interruption.
+  [[nodiscard]] bool goodFrame(SteadyTime moment) {
     if (!open_) return false;
-    since_ = now;
+    since_ = moment;
     return std::exchange(interrupted_, false);
   }
   /// There is nothing to get frames from; true when that has to be reported.
@@ -75,9 +76,10 @@ class InterruptionWatch {
 };
 
 /// The capture session on PipeWire. It holds one stream exactly while it runs, frames are wanted and there is
-/// a request; it paces, converts and recovers. The PipeWire loop decides, the camera queue converts and
-/// delivers. A picture of another size than the one asked for is cut to its shape about the centre and
-/// scaled. The same connection tells, also while the camera is closed, who gets pictures from whom.
+/// a request; it paces, converts and recovers. The PipeWire loop decides, the camera queue paces, converts
+/// and delivers: it wakes for a frame only when one may be handed on, or somebody looks at every one. A
+/// picture of another size than the one asked for is cut to its shape about the centre and scaled. The same
+/// connection tells, also while the camera is closed, who gets pictures from whom.
 class PipeWireCaptureSession final : public CaptureSession,
                                      public ScreenReads,
                                      public std::enable_shared_from_this<PipeWireCaptureSession> {
@@ -144,9 +146,17 @@ class PipeWireCaptureSession final : public CaptureSession,
 
   // Camera queue.
   void applyOrders(Retarget retarget = Retarget::no);
-  void deliver(bool due);
-  void deliverHeld();
-  bool handOn(const FrameRef& frame);
+  void callServe();
+  void serve();
+  void readFrame(bool due);
+  void handOn(const FrameRef& frame);
+  [[nodiscard]] SteadyTime nextDue() const;
+
+  // The library's data thread.
+  void frameArrived(PixelFormat pixels);
+
+  // The library's data thread or the camera queue.
+  void goodFrame();
 
   // PipeWire loop.
   [[nodiscard]] bool shouldBeOpen() const;
@@ -160,11 +170,7 @@ class PipeWireCaptureSession final : public CaptureSession,
   void armWatch(SteadyTime now);
   void watchTick();
   void endSilentStream(SteadyTime now);
-  void pump();
-  void frameArrived();
-  void frameRead(bool readable, std::optional<SteadyTime> handedOnAt);
-  [[nodiscard]] SteadyTime nextDue() const;
-  void goodFrame(SteadyTime now);
+  void noteGoodFrames();
   void reportLost(SteadyTime now, CaptureError cause);
   void setCause(std::optional<CaptureError> cause);
 
@@ -172,7 +178,11 @@ class PipeWireCaptureSession final : public CaptureSession,
   std::shared_ptr<SerialQueue> cameraQueue_;
   std::shared_ptr<CameraConsent> consent_;
   std::atomic<std::int64_t> brokenFrames_{0};
-  BufferLease lease_;
+  NewestFrame newest_;
+  std::atomic<SteadyTime> serveFrom_{SteadyTime::max()};  // a frame that arrives later has the queue called
+  std::atomic<bool> serveCalled_{false};                  // and it has yet to come
+  std::atomic<SteadyTime> lastGood_{SteadyTime{}};        // when the last good frame came
+  std::atomic<bool> awaitsGood_{false};                   // the loop wants to hear of the next one at once
   std::atomic<bool> open_{false};  // the camera is meant to be open: reports count only then
 
   Published<std::vector<ScreenRead>> screenReads_;  // main thread
@@ -186,6 +196,8 @@ class PipeWireCaptureSession final : public CaptureSession,
   // Camera queue.
   Orders wanted_;
   FrameRef held_;  // the newest frame that was only looked at, for when the pace allows it
+  std::optional<SteadyTime> handedOnAt_;  // the last frame since the camera was opened
+  SteadyTime calledFor_{};                // when the queue calls itself
   std::optional<FramePool> pool_;
   std::optional<FrameConverter> converter_;
 
@@ -193,19 +205,16 @@ class PipeWireCaptureSession final : public CaptureSession,
   PipeWireLoop loop_;
   LoopEvent reconcileSoon_;
   LoopTimer watchTimer_;
-  LoopTimer paceTimer_;
   CameraDirectory directory_;
   Orders orders_;  // those wanted, as the loop was told
   bool ended_ = false;
-  bool holdsFrame_ = false;   // the camera queue has one that was only looked at
-  bool handOnIsDue_ = false;  // a frame is on its way to the consumer
   bool retarget_ = false;
   std::optional<CaptureStream> stream_;
   SteadyTime streamBegun_{};
   bool streamHasDelivered_ = false;
   Retry retry_;
+  SteadyTime notedGood_{};
   InterruptionWatch watch_;
-  std::optional<SteadyTime> handedOnAt_;  // the last frame since the camera was opened
   PipeWireConnection connection_;
 };
 

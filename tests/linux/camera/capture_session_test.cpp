@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <fstream>
 
@@ -200,6 +201,24 @@ TEST_F(CaptureTest, TheCameraIsOpenOnlyWhileFramesAreWanted) {
     user.start("other");
     ASSERT_TRUE(user.getsFrames(10));
     EXPECT_TRUE(user.interruptions.empty() && user.ends == 0);
+  }
+}
+
+// Whoever looks at the pictures gets all of them, and the pace of what is handed on stays the same.
+TEST_F(CaptureTest, ThePaceHoldsHoweverManyFramesArrive) {
+  VirtualCamera camera({.modes = {{.width = 64, .height = 48, .fps = 200}}});
+  camera.appear();
+  std::atomic<int> looked = 0;
+  CaptureUser user;
+  user.start({}, 50);
+  for (const bool looks : {false, true}) {
+    if (looks) user.session->setPreviewTap([&](const FrameRef&) { ++looked; });
+    ASSERT_TRUE(user.getsFrames(2));
+    const auto [before, begin, colours] = user.handed();
+    ASSERT_TRUE(user.getsFrames(8));
+    const auto [after, end, last] = user.handed();
+    EXPECT_GE(end - begin, (after - before) * milliseconds(50)) << looks;
+    EXPECT_EQ(looked > 8, looks);
   }
 }
 
