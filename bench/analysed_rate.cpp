@@ -71,7 +71,7 @@ class DetectionLine {
   const std::shared_ptr<SerialQueue> cameraQueue =
       std::make_shared<SerialQueue>("com.mardeck.sentrel.camera");
   const std::shared_ptr<SerialQueue> analysisQueue =
-      std::make_shared<SerialQueue>("com.mardeck.sentrel.vision");
+      std::make_shared<SerialQueue>("com.mardeck.sentrel.vision", *cameraQueue);
   const std::shared_ptr<PipeWireCaptureSession> captureSession =
       PipeWireCaptureSession::create(mainLoop, cameraQueue);
   const AnalysisEnvironment environment;

@@ -247,7 +247,7 @@ void SentrelMacApp::installPlatform() {
   platform.mainLoop = mainLoop_;
   platform.clock = std::make_shared<SystemClock>();
   platform.cameraQueue = std::make_shared<SerialQueue>("com.mardeck.sentrel.camera");
-  platform.analysisQueue = std::make_shared<SerialQueue>("com.mardeck.sentrel.vision");
+  platform.analysisQueue = std::make_shared<SerialQueue>("com.mardeck.sentrel.vision", *platform.cameraQueue);
   platform.faceDetector = std::make_shared<vision::NeuralFaceDetector>(vision::modelFolder());
   platform.overlayBackend = createOverlayBackend(*mainLoop_);
   defaults_ = std::make_shared<DefaultsFile>(DefaultsFile::personalPath(), mainLoop_,
