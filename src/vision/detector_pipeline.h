@@ -61,7 +61,7 @@ class PrimaryFaceReader {
 };
 
 /// What is done with one frame, so that faces down to two hundredths of its width are found at a steady
-/// price, in a picture freed of the dark's noise:
+/// price, in a picture freed of strong noise:
 ///
 ///  1. the mesh of the widest face, which shows where it is now; a face about which nothing moved is taken
 ///     for unchanged for a while,

@@ -29,8 +29,8 @@ constexpr double roomByZoom = 0.8;
 // A suspect is sure by the mean of what scans say and of the best looks.
 constexpr std::ptrdiff_t bestLooks = 3;
 constexpr double enterScore = 0.5;
-constexpr double enterScoreInTheDark = 0.47;
-constexpr double scansShareInTheDark = 2.0 / 3;
+constexpr double enterScoreInNoise = 0.47;
+constexpr double scansShareInNoise = 2.0 / 3;
 // As sure as this, one look is enough.
 constexpr double enterScoreAtOnce = 0.65;
 constexpr double stayScore = 0.40;
@@ -223,15 +223,15 @@ void FaceTracker::suspect(const Candidate& candidate, const MotionGate& gate, st
   same->checkedMs = timestampMs;
 }
 
-bool FaceTracker::lookAtSuspect(const Frame& frame, Suspect& suspect, std::int64_t timestampMs, bool dark) {
+bool FaceTracker::lookAtSuspect(const Frame& frame, Suspect& suspect, std::int64_t timestampMs, bool noisy) {
   CloseLooks& looks = suspect.looks;
   const std::size_t zoom = looks.made;
   const auto seen = lookNext(frame, suspect.candidate.box, looks);
-  const double scansShare = dark ? scansShareInTheDark : 0.5;
+  const double scansShare = noisy ? scansShareInNoise : 0.5;
   const auto sureness = [&](double look) {
     return std::lerp(look, suspect.scanSum / suspect.scans, scansShare);
   };
-  const double needed = dark ? enterScoreInTheDark : enterScore;
+  const double needed = noisy ? enterScoreInNoise : enterScore;
   // No more looks where even the best could not make it sure.
   if (suspect.scans == 1 && sureness(looks.best(bestLook)) < needed) looks.made = looks.scores.size();
   const bool sureAtOnce = zoom == 0 && sureness(looks.scores[0]) >= enterScoreAtOnce;
@@ -254,7 +254,7 @@ void FaceTracker::enter(const TrackedFace& entering) {
 }
 
 void FaceTracker::confirm(const Frame& frame, const MotionGate& gate, std::int64_t timestampMs,
-                          std::span<const Candidate> candidates, bool dark) {
+                          std::span<const Candidate> candidates, bool noisy) {
   std::erase_if(suspects_, [&](const Suspect& known) {
     const std::int64_t age = timestampMs - known.checkedMs;
     return age > forgetSuspectMs ||
@@ -269,7 +269,7 @@ void FaceTracker::confirm(const Frame& frame, const MotionGate& gate, std::int64
   std::erase_if(suspects_, [&](Suspect& known) {
     bool done = isKnown(known.candidate);
     for (; !done && left > 0 && !known.looks.isComplete(); --left)
-      done = lookAtSuspect(frame, known, timestampMs, dark);
+      done = lookAtSuspect(frame, known, timestampMs, noisy);
     return done;
   });
   tidy(gate);

@@ -63,10 +63,10 @@ class FaceTracker {
   /// The widest face was seen in this frame by other means, where `face` says; a close look can wait.
   void carry(const Candidate& face, std::int64_t timestampMs);
 
-  /// Confirms new faces among `candidates`, which are sorted and free of overlaps. In the dark, where close
-  /// looks see little, the scans count for more.
+  /// Confirms new faces among `candidates`, which are sorted and free of overlaps. In strong noise,
+  /// where close looks see little, the scans count for more.
   void confirm(const Frame& frame, const MotionGate& gate, std::int64_t timestampMs,
-               std::span<const Candidate> candidates, bool dark);
+               std::span<const Candidate> candidates, bool noisy);
 
   /// Whether a face was not seen where it is expected: it has gone, or must be found again.
   [[nodiscard]] bool unsure() const;
@@ -99,7 +99,8 @@ class FaceTracker {
   void lookAgain(const Frame& frame, TrackedFace& tracked, const MotionGate& gate, std::int64_t timestampMs);
   [[nodiscard]] bool isKnown(const Candidate& candidate) const;
   void suspect(const Candidate& candidate, const MotionGate& gate, std::int64_t timestampMs);
-  [[nodiscard]] bool lookAtSuspect(const Frame& frame, Suspect& suspect, std::int64_t timestampMs, bool dark);
+  [[nodiscard]] bool lookAtSuspect(const Frame& frame, Suspect& suspect, std::int64_t timestampMs,
+                                   bool noisy);
   void enter(const TrackedFace& entering);
   /// Goes on with the trial of a face; false once it has failed.
   [[nodiscard]] bool passesTrial(const Frame& frame, TrackedFace& tracked, std::size_t tries);

@@ -11,8 +11,9 @@ namespace {
 constexpr int block = 4;
 constexpr std::size_t blockBytes = std::size_t{block} * 4;
 constexpr int meanBits = 7;
-// Light and noise are measured on a pixel of every square of this side.
+// Light and noise are measured on two pixels of every square of this side, so far from each other.
 constexpr int apart = 8;
+constexpr std::size_t pairBytes = std::size_t{2} * 4;
 // A block moves when its mean steps by more than this; in the dark by as much less as everything is darker.
 constexpr int movedLevel = 10;
 constexpr int movedLevelInTheDark = 2;
@@ -22,12 +23,11 @@ constexpr int brightnessPerLevel = 8;
 constexpr int shareBits = 8;
 constexpr int fullShare = 1 << shareBits;
 constexpr int mostFrames = 8;
-// Where there is light, faces are found through noise as well as without. Below this mean they are not.
-constexpr std::size_t darkLevel = 48;
-// Noise is strong when half of the pixels differ by more than a sixteenth of the picture's brightness from
-// the frame before, and counts as gone below a twenty-fourth.
-constexpr std::size_t strongNoise = 16;
-constexpr std::size_t weakNoise = 24;
+// From frame to frame noise changes one pixel in another way than the next, motion both alike. Noise is
+// strong when the changes of half of the pairs differ by more than an eleventh of the picture's brightness,
+// and counts as gone below a seventeenth.
+constexpr std::size_t strongNoise = 11;
+constexpr std::size_t weakNoise = 17;
 
 /// Some rows of a few pixels, in the new frame, in the mean of the last ones, and in the quiet picture.
 struct Block {
@@ -79,24 +79,25 @@ void NoiseFilter::measure(const Frame& frame) {
   const int rows = frame.height() / apart;
   const auto count = static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows);
   if (count == 0) return;
-  const bool comparable = sample_.size() == count;
-  sample_.resize(count);
-  std::array<std::size_t, 256> differences{};
+  const bool comparable = sample_.size() == 2 * count;
+  sample_.resize(2 * count);
+  std::array<std::size_t, 2 * 255 + 1> differences{};
   std::size_t light = 0;
   std::uint8_t* last = sample_.data();
   for (int row = 0; row < rows; ++row) {
     const std::uint8_t* green = frame.row(row * apart) + 1;
-    for (int column = 0; column < columns; ++column, ++last, green += std::size_t{apart} * 4) {
-      ++differences[static_cast<std::size_t>(std::abs(*green - *last))];
-      light += *green;
-      *last = *green;
+    for (int column = 0; column < columns; ++column, last += 2, green += std::size_t{apart} * 4) {
+      ++differences[static_cast<std::size_t>(std::abs((green[0] - last[0]) - (green[pairBytes] - last[1])))];
+      light += green[0];
+      last[0] = green[0];
+      last[1] = green[pairBytes];
     }
   }
   if (!comparable) return;
   std::size_t below = 0;
   std::size_t median = 0;
   while ((below += differences[median]) * 2 < count) ++median;
-  active_ = light < darkLevel * count && median * (active_ ? weakNoise : strongNoise) * count > light;
+  active_ = median * (active_ ? weakNoise : strongNoise) * count > light;
 }
 
 void NoiseFilter::average(const Frame& frame) {

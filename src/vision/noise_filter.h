@@ -9,10 +9,9 @@
 
 namespace sentrel::vision {
 
-/// Takes the noise out of a camera's pictures where it hides faces: in the dark. What stands still is
-/// averaged over the last frames; what moves is shown as it is. Other pictures pass through untouched, at
-/// next to no cost. Allocates when it first becomes active and at a new size only.
-/// One thread.
+/// Takes the noise out of a camera's pictures where it hides faces: in the dark, or with a poor camera. What
+/// stands still is averaged over the last frames; what moves is shown as it is. Other pictures pass through
+/// untouched, at next to no cost. Allocates when it first becomes active and at a new size only. One thread.
 class NoiseFilter {
  public:
   NoiseFilter() = default;
@@ -22,7 +21,7 @@ class NoiseFilter {
   /// `frame` itself, or its quieter copy, which is valid until the next call.
   [[nodiscard]] const Frame& steady(const Frame& frame);
 
-  /// Whether the last picture was dark and full of noise.
+  /// Whether the last picture was full of noise.
   [[nodiscard]] bool isActive() const { return active_; }
 
   /// Forgets the frames so far, and overwrites what is left of them.

@@ -43,9 +43,12 @@ class NoiseFilterTest : public ::testing::Test {
   NoiseFilter filter_;
 };
 
-TEST_F(NoiseFilterTest, averagesNoiseInTheDarkAndNothingElse) {
-  for (const auto& [level, noise, filtered] :
-       {std::tuple{110, 16.0, false}, {14, 2.0, true}, {14, 0.3, false}, {14, 0.0, false}}) {
+TEST_F(NoiseFilterTest, averagesStrongNoiseAndNothingElse) {
+  for (const auto& [level, noise, filtered] : {std::tuple{110, 16.0, true},
+                                               {110, 4.0, false},
+                                               {14, 2.0, true},
+                                               {14, 0.3, false},
+                                               {14, 0.0, false}}) {
     SCOPED_TRACE(testing::Message() << level << " with noise " << noise);
     filter_.restart();
     const Frame* seen = nullptr;
@@ -54,6 +57,16 @@ TEST_F(NoiseFilterTest, averagesNoiseInTheDarkAndNothingElse) {
     if (filtered) {
       EXPECT_LT(deviation(*seen, level), 0.75 * deviation(frame_, level));
     }
+  }
+}
+
+TEST_F(NoiseFilterTest, takesMotionForNoNoise) {
+  for (int i = 0; i < 6; ++i) {
+    frame_.resize(width, height);
+    for (int k = 0; k < width * height * 4; ++k)
+      frame_.data()[k] =
+          static_cast<std::uint8_t>(std::lround(110 + 60 * std::sin(k / 4 % width * 0.1 + 0.3 * i)));
+    EXPECT_EQ(&filter_.steady(frame_), &frame_);
   }
 }
 
