@@ -71,11 +71,7 @@ void AppDelegate::applicationDidFinishLaunching() {
       }),
       // Without the person's consent the camera stays closed, and a start waits for it.
       uses_.consent->asked.connect([this] { askForConsent(); }),
-      service_->isStarting().onChange([this, notifications](bool starting) {
-        if (!starting) return;
-        begun_ = true;
-        notifications->remove(RemoteControl::notification);
-      })};
+      service_->isStarting().onChange([this](bool starting) { begun_ = begun_ || starting; })};
   uses_.bus.perform = [this](const std::string& request, const std::vector<std::int64_t>& numbers) {
     return carryOut(request, numbers);
   };
@@ -212,6 +208,8 @@ const char* AppDelegate::carryOut(const std::string& request, const std::vector<
       return program_interface::lockedError;
     case Answer::off:
       return program_interface::offError;
+    case Answer::paused:
+      return program_interface::pausedError;
     case Answer::misused:
       return program_interface::misusedError;
     case Answer::impossible:

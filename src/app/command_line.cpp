@@ -137,6 +137,7 @@ class Client final : private BusService {
       return end(ExitStatus::misused, textId("command_refused_misused"));
     end(ExitStatus::refused, reply.error == program::lockedError       ? textId("command_refused_locked")
                              : reply.error == program::offError        ? textId("command_refused_off")
+                             : reply.error == program::pausedError     ? textId("command_refused_paused")
                              : reply.error == program::impossibleError ? textId("command_refused_cover")
                              : reply.error == program::noDisplayError  ? textId("command_refused_display")
                                                                        : textId("command_no_answer"));

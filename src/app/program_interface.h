@@ -14,6 +14,7 @@ inline constexpr auto tokenEntry = "activation-token";  ///< of the platform dat
 // Why something was refused.
 inline constexpr auto lockedError = "expert.mardeck.sentrel1.Error.Locked";
 inline constexpr auto offError = "expert.mardeck.sentrel1.Error.Off";
+inline constexpr auto pausedError = "expert.mardeck.sentrel1.Error.Paused";
 inline constexpr auto impossibleError = "expert.mardeck.sentrel1.Error.Impossible";
 inline constexpr auto misusedError = "org.freedesktop.DBus.Error.InvalidArgs";
 inline constexpr auto noDisplayError = "org.freedesktop.DBus.Error.NotSupported";

@@ -53,10 +53,10 @@ class CameraControl : public std::enable_shared_from_this<CameraControl> {
     quitting,
     noConsent,       ///< the person said no; the next wish asks again
     away,            ///< locked, asleep, another session, or the displays are off
+    sessionUnknown,  ///< it is not known yet whether the session is locked
     userPaused,      ///< for a time; ends with `away` too
     screenShared,    ///< the person wants no alerts while others see the screen
     lowBattery,      ///< ends with `away` too
-    sessionUnknown,  ///< it is not known yet whether the session is locked
   };
 
   struct Status {

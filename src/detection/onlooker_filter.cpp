@@ -101,6 +101,12 @@ OnlookerFilter::Frame OnlookerFilter::apply(const DetectionInput& input, const F
   return frame;
 }
 
+void OnlookerFilter::beginAnew() {
+  onlooker_.reset();
+  onlookerSinceMs_ = 0;
+  forgetIgnored();
+}
+
 // What was said to be nobody.
 
 /// As a share of the ignored face's width.

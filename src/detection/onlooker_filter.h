@@ -79,6 +79,8 @@ class OnlookerFilter {
   bool ignoreOnlooker();
   void forget(const IgnoredPlace& place);
   void forgetIgnored() { setPlaces({}); }
+  /// What was seen so far is nothing to go by: nobody has looked, or another camera comes.
+  void beginAnew();
 
   /// How many places are ignored, or will be once they have been still for long enough.
   [[nodiscard]] const Published<std::int64_t>& ignoredCount() const { return ignoredCount_; }

@@ -63,8 +63,8 @@ class Notifications {
   /// Takes the notification away, also one whose showing is still under way.
   virtual void remove(const std::string& identifier) = 0;
 
-  /// Whether a notification would be seen now: a server is there, and was not told to be quiet.
-  [[nodiscard]] virtual bool isHeard() const = 0;
+  /// Whether a notification would be seen now: a server is there, answers, and was not told to be quiet.
+  [[nodiscard]] virtual const Published<bool>& isHeard() const = 0;
 
   /// The person chose the notification of this identifier.
   Signal<std::string> chosen;

@@ -79,11 +79,12 @@ void PrivacyFilterService::stop() {
   ++stopCount_;  // cancels the side effects that earlier states have posted
   handleFsmSideEffects(FilterState::inactive());
   blindness_.end();
-  relaxations_.end();
   analyzer.reset();
   uses_.cameraManager->setAnalyzer(nullptr);
+  // The wish goes before what speaks against it: the camera must not open between the two.
   cameraStatus_.reset();
   cameraWish_.reset();
+  relaxations_.end();
   settingsCancellable.reset();
   relaxationsObserved_.clear();
   fsmCancellable.reset();
@@ -188,21 +189,23 @@ FilterOverlay::Softening PrivacyFilterService::softening() const {
   const bool hides = relaxations_.isScreenShared() && options.whenShared == WhenShared::hideStripes;
   const bool notifiesOnly = hides || options.reaction == Reaction::notifyOnly;
   // What nobody would hear of is shown.
-  return {hides, notifiesOnly && uses_.platform.notifications->isHeard()};
+  return {hides, notifiesOnly && uses_.platform.notifications->isHeard().get()};
 }
 
 void PrivacyFilterService::observeRelaxations() {
   const auto apply = [this] {
-    const auto now = softening();
-    if (now == overlay_.softening) return;
-    overlay_.softening = now;
+    const auto former = std::exchange(overlay_.softening, softening());
+    if (overlay_.softening == former) return;
     overlay_.applyOpacity(fsm.state());
     overlay_.showState(fsm.state());
+    if (isAlert_) feedback_.softened(analyzer.get(), former, overlay_.softening);
   };
   overlay_.softening = softening();
   relaxationsObserved_.clear();
   relaxationsObserved_.push_back(relaxations_.isScreenShared().onChange([apply](bool) { apply(); }));
   relaxationsObserved_.push_back(uses_.settingsRepo->options.onChange([apply](const auto&) { apply(); }));
+  relaxationsObserved_.push_back(
+      uses_.platform.notifications->isHeard().onChange([apply](bool) { apply(); }));
 }
 
 void PrivacyFilterService::tuneDetector(const FilterSettings& settings) {

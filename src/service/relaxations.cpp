@@ -52,9 +52,15 @@ void Relaxations::forgetPause() {
 
 // Guests.
 
+bool Relaxations::refusesGuests() const {
+  const auto rest = uses_.cameraControl->rest();
+  return rest && rest != CameraControl::Rest::sessionUnknown;  // which is how every start begins
+}
+
 bool Relaxations::welcome(std::int64_t guests, std::optional<std::int64_t> durationMs) {
   if (guests < 1 || guests > OnlookerRules::mostGuests || (durationMs && !isAllowed(*durationMs)))
     return false;
+  if (refusesGuests()) return false;
   Stay stay{guests, std::nullopt};
   stayTimer_.reset();
   if (durationMs) {
@@ -89,7 +95,7 @@ void Relaxations::begin() {
   observed_.push_back(uses_.settingsRepo->settings.onChange([this](const FilterSettings& settings) {
     if (cameraID_ == settings.selectedCameraID) return;
     cameraID_ = settings.selectedCameraID;
-    filter.forgetIgnored();
+    filter.beginAnew();
   }));
   const auto stored = uses_.platform.userDefaults->value(storedPauseEnd);
   if (!stored) return;
@@ -129,9 +135,9 @@ void Relaxations::follow(const CameraControl::Status& status) {
   using Kind = CameraControl::Status::Kind;
   using Rest = CameraControl::Rest;
   const bool rests = status.kind == Kind::resting;
-  if (rests) sendGuestsAway();
+  if (refusesGuests()) sendGuestsAway();
   // What was seen before may have been seen by another camera.
-  if (status.kind != Kind::seeing) filter.forgetIgnored();
+  if (status.kind != Kind::seeing) filter.beginAnew();
   // Whoever comes back ends every pause.
   const bool isKept = rests && (status.rest == Rest::away || status.rest == Rest::userPaused ||
                                 status.rest == Rest::sessionUnknown || status.rest == Rest::quitting);
@@ -144,7 +150,7 @@ void Relaxations::end() {
   isScreenShared_.assignIfChanged(false);
   uses_.platform.notifications->remove(sharingNotification);
   sendGuestsAway();
-  filter.forgetIgnored();
+  filter.beginAnew();
   pauseTimer_.reset();
   if (uses_.cameraControl->rest() != CameraControl::Rest::quitting) forgetPause();
   pauseEndMs_.assignIfChanged(std::nullopt);

@@ -40,12 +40,15 @@ class Relaxations {
   [[nodiscard]] const Published<std::optional<std::int64_t>>& pauseEndMs() const { return pauseEndMs_; }
 
   /// From now on as many more faces (1..OnlookerRules::mostGuests) are welcome, for `durationMs`
-  /// (1..longestMs) or until the next lock. False for any other number or duration.
+  /// (1..longestMs) or until the next lock. False for any other number or duration, and while the camera
+  /// rests: guests would still be welcome to whoever comes back.
   bool welcome(std::int64_t guests, std::optional<std::int64_t> durationMs);
   /// One more than before is welcome.
   bool addGuest(std::optional<std::int64_t> durationMs) {
     return welcome((stay_.get() ? stay_.get()->guests : 0) + 1, durationMs);
   }
+  /// Whether it would be refused at this moment, whatever the number.
+  [[nodiscard]] bool refusesGuests() const;
   /// Nobody is welcome any more.
   void sendGuestsAway();
   [[nodiscard]] const Published<std::optional<Stay>>& stay() const { return stay_; }

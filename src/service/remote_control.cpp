@@ -8,11 +8,29 @@
 
 namespace sentrel {
 
+namespace {
+
+constexpr const char* offTitle = textId("notif_off_title");
+constexpr const char* pauseTitle = textId("notif_pause_title");
+constexpr const char* guestTitle = textId("notif_guest_title");
+
+}  // namespace
+
 RemoteControl::RemoteControl(std::shared_ptr<PrivacyFilterService> service, Platform platform,
                              std::function<void()> quit)
     : service_(std::move(service)), platform_(std::move(platform)), quit_(std::move(quit)) {
-  answered_ = platform_.notifications->answered.connect(
-      [this](const std::string& shown, const std::string& action) { answered(shown, action); });
+  Relaxations& relaxations = service_->relaxations();
+  observed_.push_back(platform_.notifications->answered.connect(
+      [this](const std::string& shown, const std::string& action) { answered(shown, action); }));
+  observed_.push_back(service_->isStarting().onChange([this](bool isStarting) {
+    if (isStarting) ended(offTitle);
+  }));
+  observed_.push_back(relaxations.pauseEndMs().onChange([this](const auto& end) {
+    if (!end) ended(pauseTitle);
+  }));
+  observed_.push_back(relaxations.stay().onChange([this](const auto& stay) {
+    if (!stay) ended(guestTitle);
+  }));
 }
 
 RemoteControl::Answer RemoteControl::mayWeaken() const {
@@ -24,9 +42,16 @@ RemoteControl::Answer RemoteControl::mayWeaken() const {
 RemoteControl::Answer RemoteControl::weakened(bool done, const char* title) {
   if (!done) return Answer::misused;
   news_.assignIfChanged(Origin::command);
+  told_ = title;
   platform_.notifications->add(notification, {.title = platform_.localizedText(title),
                                               .body = platform_.localizedText(textId("notif_off_text"))});
   return Answer::done;
+}
+
+void RemoteControl::ended(std::string_view title) {
+  if (told_ != title) return;
+  told_ = {};
+  platform_.notifications->remove(notification);
 }
 
 RemoteControl::Answer RemoteControl::switchOn() {
@@ -39,7 +64,7 @@ RemoteControl::Answer RemoteControl::switchOff() {
   if (answer == Answer::off) return Answer::done;
   if (answer != Answer::done) return answer;
   service_->stop();
-  return weakened(true, textId("notif_off_title"));
+  return weakened(true, offTitle);
 }
 
 RemoteControl::Answer RemoteControl::toggle() {
@@ -49,7 +74,7 @@ RemoteControl::Answer RemoteControl::toggle() {
 RemoteControl::Answer RemoteControl::pause(std::int64_t durationMs) {
   const Answer answer = mayWeaken();
   if (answer != Answer::done) return answer;
-  return weakened(service_->relaxations().pause(durationMs), textId("notif_pause_title"));
+  return weakened(service_->relaxations().pause(durationMs), pauseTitle);
 }
 
 RemoteControl::Answer RemoteControl::resume() {
@@ -61,7 +86,8 @@ RemoteControl::Answer RemoteControl::resume() {
 RemoteControl::Answer RemoteControl::welcome(std::int64_t guests, std::optional<std::int64_t> durationMs) {
   const Answer answer = mayWeaken();
   if (answer != Answer::done) return answer;
-  return weakened(service_->relaxations().welcome(guests, durationMs), textId("notif_guest_title"));
+  if (service_->relaxations().refusesGuests()) return Answer::paused;
+  return weakened(service_->relaxations().welcome(guests, durationMs), guestTitle);
 }
 
 RemoteControl::Answer RemoteControl::sendGuestsAway() {
@@ -85,7 +111,7 @@ RemoteControl::Answer RemoteControl::cover() {
 RemoteControl::Answer RemoteControl::quit() {
   const Answer answer = mayWeaken();
   if (answer == Answer::locked) return answer;
-  if (answer == Answer::done) weakened(true, textId("notif_off_title"));
+  if (answer == Answer::done) weakened(true, offTitle);
   platform_.mainLoop->post(quit_);
   return Answer::done;
 }

@@ -5,6 +5,8 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string_view>
+#include <vector>
 
 #include "service/privacy_filter_service.h"
 
@@ -19,10 +21,11 @@ class RemoteControl {
     done,
     locked,      ///< refused: the screen is locked
     off,         ///< refused: protection is switched off
+    paused,      ///< refused: no guests while the camera rests
     misused,     ///< refused: a duration or a number out of range
     impossible,  ///< refused: no screen of this desktop can be covered
   };
-  /// Tells what a command has done; the program takes it away when protection is switched on again.
+  /// Tells what a command has done, until that ends.
   static constexpr const char* notification = "sentrel.off";
 
   enum class Origin { command, notification };
@@ -51,14 +54,17 @@ class RemoteControl {
  private:
   /// Why what weakens protection is refused at this moment, or `done`.
   [[nodiscard]] Answer mayWeaken() const;
-  Answer weakened(bool done, const char* text);
+  Answer weakened(bool done, const char* title);
+  /// What was told under this title has ended.
+  void ended(std::string_view title);
   void answered(const std::string& notification, const std::string& action);
 
   const std::shared_ptr<PrivacyFilterService> service_;
   const Platform platform_;
   const std::function<void()> quit_;
   Published<std::optional<Origin>> news_;
-  Registration answered_;
+  std::string_view told_;  // the key of the title under which something is told; empty: nothing is
+  std::vector<Registration> observed_;
 };
 
 }  // namespace sentrel

@@ -16,20 +16,30 @@ constexpr std::int64_t feedbackCooldownMs = 30'000;
 
 }  // namespace
 
+void OnlookerFeedback::showPicture(VisionFaceAnalyzer* analyzer) {
+  if (analyzer == nullptr) return;
+  // Which of the faces in it alerts is known only once the frame was judged, in the next turn.
+  analyzer->onRetroFrame = [pip = uses_.retroPiP, loop = uses_.platform.mainLoop,
+                            source = analyzer->weak_from_this(), onlooker = onlooker_](
+                               const FrameRef& frame, const std::optional<NormalizedRect>& /*second*/) {
+    loop->post([pip, source, onlooker, frame] {
+      const auto from = source.lock();
+      if (!from || !from->onRetroFrame) return;  // the alert has ended
+      if (!pip->isOpen()) pip->openWindow();
+      pip->renderFrame(frame, *onlooker);
+    });
+  };
+}
+
+void OnlookerFeedback::softened(VisionFaceAnalyzer* analyzer, const FilterOverlay::Softening& former,
+                                const FilterOverlay::Softening& softening) {
+  softening.hidesStripes ? alertEnded(analyzer) : showPicture(analyzer);
+  // What was dark until now would go without a word.
+  if (softening.noDarkening && !former.noDarkening) postAlertNotification(true);
+}
+
 void OnlookerFeedback::alertStarted(VisionFaceAnalyzer* analyzer, const FilterOverlay::Softening& softening) {
-  if (analyzer != nullptr && !softening.hidesStripes) {
-    // Which of the faces in it alerts is known only once the frame was judged, in the next turn.
-    analyzer->onRetroFrame = [pip = uses_.retroPiP, loop = uses_.platform.mainLoop,
-                              source = analyzer->weak_from_this(), onlooker = onlooker_](
-                                 const FrameRef& frame, const std::optional<NormalizedRect>& /*second*/) {
-      loop->post([pip, source, onlooker, frame] {
-        const auto from = source.lock();
-        if (!from || !from->onRetroFrame) return;  // the alert has ended
-        if (!pip->isOpen()) pip->openWindow();
-        pip->renderFrame(frame, *onlooker);
-      });
-    };
-  }
+  if (!softening.hidesStripes) showPicture(analyzer);
   const std::int64_t now = uses_.platform.clock->nowMs();
   if (lastAlertNotifiedAt && checkedSubtract(now, *lastAlertNotifiedAt) < feedbackCooldownMs) {
     if (softening.noDarkening) postAlertNotification(true);

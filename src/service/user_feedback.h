@@ -33,11 +33,15 @@ class OnlookerFeedback {
   /// screen. Haptic feedback, notification and count follow at most once in 30 s; a notification that stands
   /// for the darkening comes every time.
   void alertStarted(VisionFaceAnalyzer* analyzer, const FilterOverlay::Softening& softening);
+  /// The looks of the alert that is on were `former`, and are `softening` now.
+  void softened(VisionFaceAnalyzer* analyzer, const FilterOverlay::Softening& former,
+                const FilterOverlay::Softening& softening);
   /// Hides the picture-in-picture; the notification stays.
   void alertEnded(VisionFaceAnalyzer* analyzer);
   void withdrawNotification();
 
  private:
+  void showPicture(VisionFaceAnalyzer* analyzer);
   void postAlertNotification(bool silent);
 
   const ServiceDependencies& uses_;

@@ -143,8 +143,8 @@ RelaxationRows::RelaxationRows(std::shared_ptr<PrivacyFilterService> service,
   const auto changed = [this](const auto&) { refresh(); };
   const Relaxations& relaxations = service_->relaxations();
   registrations_ = {service_->isActive().onChange(changed), service_->isAlert().onChange(changed),
-                    relaxations.pauseEndMs().onChange(changed), relaxations.stay().onChange(changed),
-                    relaxations.filter.ignored().onChange(changed)};
+                    service_->fsmState().onChange(changed), relaxations.pauseEndMs().onChange(changed),
+                    relaxations.stay().onChange(changed),   relaxations.filter.ignored().onChange(changed)};
   refresh();
 }
 
@@ -235,7 +235,7 @@ void RelaxationRows::refresh() {
   const auto& stay = relaxations.stay().get();
   const std::int64_t guests = stay ? stay->guests : 0;
   const bool canPause = chooses && !isPaused;
-  const bool canWelcome = canPause && guests < OnlookerRules::mostGuests;
+  const bool canWelcome = canPause && !relaxations.refusesGuests() && guests < OnlookerRules::mostGuests;
   const bool hadFocus = isAncestorOf(QApplication::focusWidget());
   if ((unfolded_ == &pause_ && !canPause) || (unfolded_ == &guests_ && !canWelcome)) fold();
 

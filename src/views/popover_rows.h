@@ -96,7 +96,7 @@ class RelaxationRows final : public QWidget {
   MenuBarButton* alone_;
   const Fold* unfolded_ = nullptr;
   QTimer ticks_;  // while a time is shown
-  std::array<Registration, 5> registrations_;
+  std::array<Registration, 6> registrations_;
 };
 
 }  // namespace sentrel

@@ -127,6 +127,13 @@ TEST_F(RelaxationsTest, GuestsAreWelcomeUntilTheyAreSentAway) {
   relaxations().addGuest(std::nullopt);
   relaxations().pause(minute);
   EXPECT_FALSE(relaxations().stay().get());
+  EXPECT_FALSE(relaxations().addGuest(minute)) << "nobody is welcome to whoever comes back";
+  // Asked for as soon as it is switched on.
+  stop();
+  service->start();
+  EXPECT_TRUE(relaxations().addGuest(minute));
+  machine.settle();
+  EXPECT_TRUE(relaxations().stay().get());
 }
 
 TEST_F(RelaxationsTest, APosterIsNobodyUntilTheCameraSeesAnew) {
@@ -198,8 +205,19 @@ TEST_F(RelaxationsTest, CommandsAreToldAndRefusedWhileLocked) {
   remote.seen();
   EXPECT_EQ(remote.pause(minute), Answer::done);
   EXPECT_EQ(shown[RemoteControl::notification].title, "notif_pause_title");
+  EXPECT_EQ(remote.welcome(1, minute), Answer::paused);
   EXPECT_EQ(remote.resume(), Answer::done);
   EXPECT_FALSE(relaxations().pauseEndMs().get());
+  EXPECT_TRUE(shown.empty()) << "it has ended";
+  machine.settle();
+  remote.welcome(1, minute);
+  machine.advance(minute, 1000);
+  EXPECT_TRUE(shown.empty()) << "by itself, too";
+  remote.pause(minute);
+  remote.switchOff();
+  EXPECT_EQ(shown[RemoteControl::notification].title, "notif_off_title");
+  remote.switchOn();
+  EXPECT_TRUE(shown.empty());
   machine.settle();
   remote.seen();
 
@@ -334,7 +352,22 @@ TEST_F(RelaxationsTest, ASharedScreenHidesTheStripesAndAnAlertOnlyNotifies) {
   EXPECT_TRUE(overlay->isShowing());
   see(alone, 40'000);
   EXPECT_FALSE(overlay->isShowing());
+  // Whoever is warned by the screen alone, and shares it then, is told.
   desktop.notifications->heard = true;
+  desktop.sharing->shared = false;
+  options([](auto& next) { next.reaction = Reaction::darkenOnly; });
+  shown.clear();
+  see(watched, 700);
+  EXPECT_TRUE(overlay->picture.get());
+  EXPECT_FALSE(shown.contains("sentrel.alert"));
+  desktop.sharing->shared = true;
+  EXPECT_FALSE(overlay->isAlertMode);
+  EXPECT_FALSE(overlay->picture.get());
+  EXPECT_TRUE(shown.contains("sentrel.alert"));
+  desktop.notifications->heard = false;
+  EXPECT_TRUE(overlay->isAlertMode) << "at once";
+  desktop.notifications->heard = true;
+  see(alone, 40'000);
 
   options([](auto& next) { next.whenShared = WhenShared::pause; });
   EXPECT_EQ(service->fsmState().get(), FilterState::autoPaused(PauseReason::userPaused(0)));
@@ -342,6 +375,12 @@ TEST_F(RelaxationsTest, ASharedScreenHidesTheStripesAndAnAlertOnlyNotifies) {
   tell(SessionEvent::screenIsLocked);
   tell(SessionEvent::screenIsUnlocked);
   EXPECT_FALSE(isOpen()) << "it is still shared";
+  relaxations().pause(minute);
+  const int starts = machine.session->starts;
+  stop();
+  EXPECT_FALSE(service->isActive());
+  EXPECT_EQ(machine.session->starts, starts) << "not even for a moment";
+  start();
   desktop.sharing->shared = false;
   machine.settle();
   EXPECT_TRUE(isOpen());

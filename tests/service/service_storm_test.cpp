@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Whatever happens to the camera, to the service and to calibrations, in whatever order and however their
-// threads take turns: the camera is open when it should be and only then, what is said of it is true, and
-// what is held and shown fits what is said.
+// Whatever happens to the camera, to the service and to calibrations, and whatever the person or a command
+// allows for a while, in whatever order and however their threads take turns: the camera is open when it
+// should be and only then, what is said of it is true, what is held and shown fits what is said, and nothing
+// protects less than was asked for, or for longer.
 #include <iostream>
 #include <random>
 
+#include "service/remote_control.h"
 #include "support/test_core.h"
 
 namespace sentrel {
@@ -22,19 +24,23 @@ constexpr std::int64_t closingLimitMs = 500;
 /// A chain that broke without a word is noticed after 2.3 s, and begun anew 5 s later.
 constexpr std::int64_t healingLimitMs = 8000;
 constexpr std::int64_t reportMs = 2000;
+/// Beyond the time that the person chose.
+constexpr std::int64_t alertLimitMs = 1500;
 
 struct ServiceStormTest : testing::Test, test::TestCore {
   ServiceStormTest() {
     // Also what lasts for less than a tick.
-    stateRegistration = service->fsmState().onChange([this](const FilterState&) {
+    stateRegistration = service->fsmState().onChange([this](const FilterState& next) {
       if (!isWatching()) watchingSinceMs = now();
+      // The second face is welcome, or too far away.
+      EXPECT_FALSE(next.is(Kind::alert) && (stay() || isTooFar())) << "never to be told of";
     });
   }
 
   // The world.
 
   void happen() {
-    std::int64_t left = pick(32);  // one of those that follow
+    std::int64_t left = pick(44);  // one of those that follow
     const auto comes = [&](const char* what) {
       if (left-- != 0) return false;
       steps += std::to_string(now()) + " ms: " + what + '\n';
@@ -63,18 +69,124 @@ struct ServiceStormTest : testing::Test, test::TestCore {
     if (comes("screens")) backend->setScreens({backend->screenList[0], Screen{2, "", {}, false}});
     if (comes("a screen goes")) backend->setScreens({backend->screenList[0]});
     if (comes("everything is well for a while")) heal();
-    if (comes("watched")) machine.detector->next = watched;
-    if (comes("looking away")) machine.detector->next = lookingAway;
-    if (comes("alone")) machine.detector->next = alone;
+    if (comes("watched")) look(watched);
+    if (comes("looking away")) look(lookingAway);
+    if (comes("alone")) look(alone);
     if (comes("going away")) desktop.session->tell(static_cast<SessionEvent>(2 * pick(3)));
-    if (comes("coming back")) desktop.session->tell(static_cast<SessionEvent>(2 * pick(3) + 1));
+    if (comes("coming back")) comeBack();
     if (comes("the session answers")) answerSession(pick(4) != 0);
     if (comes("battery")) desktop.power->source = {{static_cast<int>(pick(20)), pick(2) == 0}};
     if (comes("a calibration begins")) theCalibration().start();
     if (comes("a calibration is given up")) theCalibration().cancel();
     if (comes("a calibration's window goes")) calibration.reset();
+    if (comes("a pause")) pauseFor(someTime());
+    if (comes("no pause")) relaxations().resume();
+    if (comes("a guest")) addGuest();
+    if (comes("the guests go")) relaxations().sendGuestsAway();
+    if (comes("it is nobody")) relaxations().filter.ignoreOnlooker();
+    if (comes("the screen is shared, or no longer")) desktop.sharing->shared.assignIfChanged(pick(2) == 0);
+    if (comes("another choice")) changeOptions();
+    if (comes("do not disturb, or do")) desktop.notifications->heard.assignIfChanged(pick(3) != 0);
+    if (comes("cover")) cover(pick(2) == 0);
+    if (comes("a command")) command(pick(5));
+    if (comes("another command")) command(pick(5));
+    if (comes("an answer to a notification")) answerNotification();
   }
 
+  // What is allowed for a while.
+
+  /// Half of the time one that ends soon; now and then one that is none.
+  std::int64_t someTime() {
+    const std::int64_t longest = Relaxations::longestMs;
+    const std::int64_t times[] = {100 * (1 + pick(100)), 1000 * (1 + pick(60)), longest, longest + 1, 0, -5};
+    return times[pick(2) == 0 ? 0 : pick(6)];
+  }
+  void pauseFor(std::int64_t durationMs) {
+    if (!service->isSwitchedOn()) return;
+    EXPECT_EQ(relaxations().pause(durationMs), durationMs > 0 && durationMs <= Relaxations::longestMs);
+    if (pauseEnd()) cameBack = false;
+  }
+  void addGuest() {
+    if (!service->isSwitchedOn()) return;
+    const std::int64_t before = stay() ? stay()->guests : 0;
+    const std::int64_t time = someTime();
+    const auto rest = control->rest();
+    const bool isAllowed = (!rest || isUnknown()) && time > 0 && time <= Relaxations::longestMs &&
+                           before < OnlookerRules::mostGuests;
+    EXPECT_EQ(relaxations().addGuest(time), isAllowed);
+  }
+  void changeOptions() {
+    const std::int64_t delays[] = {500, 1000, 2000};
+    const std::int64_t distances[] = {0, 0, 350, 150};
+    ProtectionOptions next;
+    next.reaction = static_cast<Reaction>(pick(3));
+    next.whenShared = static_cast<WhenShared>(pick(3));
+    next.alertAfterMs = delays[pick(3)];
+    next.watchUpToCm = distances[pick(4)];
+    next.coverShortcutEnabled = pick(2) == 0;
+    settings->save(next);
+  }
+  void cover(bool byCommand) {
+    const bool before = overlay->isCovered();
+    if (!byCommand) {
+      if (before) backend->click(backend->screenList[0].id);
+      machine.loop->runPosted();
+    } else if (remote.cover() == Answer::locked) {
+      EXPECT_TRUE(desktop.session->isAway);
+      EXPECT_EQ(overlay->isCovered().get(), before);
+    } else {
+      EXPECT_FALSE(desktop.session->isAway) << "a lock was to be uncovered";
+      EXPECT_FALSE(before && overlay->isCovered());
+    }
+    mayBeCovered = !before || desktop.session->isAway;
+    wasCovered = overlay->isCovered();
+  }
+  /// Is refused while the session is locked, or else told.
+  void command(std::int64_t which) {
+    auto& shown = desktop.notifications->shown;
+    const bool wasOn = service->isSwitchedOn();
+    const std::int64_t time = someTime();
+    const std::int64_t guests = pick(6);
+    shown.erase(RemoteControl::notification);
+    remote.seen();
+    if (which == 1 && !wasOn) return;  // that switches on
+    const Answer answer = which == 0   ? remote.switchOff()
+                          : which == 1 ? remote.toggle()
+                          : which == 2 ? remote.pause(time)
+                          : which == 3 ? remote.welcome(guests, time)
+                                       : remote.quit();
+    EXPECT_EQ(answer == Answer::locked, desktop.session->isAway);
+    const bool weakened = answer == Answer::done && wasOn;
+    EXPECT_EQ(shown.contains(RemoteControl::notification), weakened) << "command " << which;
+    EXPECT_EQ(remote.news().get() == RemoteControl::Origin::command, weakened);
+    if (which == 2 && weakened) cameBack = false;
+  }
+  void answerNotification() {
+    const char* const notifications[] = {"sentrel.alert", "sentrel.off", "sentrel.shared", "nobody"};
+    const char* const actions[] = {"nobody", "pause", "default", "off", ""};
+    const auto endBefore = pauseEnd();
+    const auto ignoredBefore = relaxations().filter.ignoredCount().get();
+    const auto* notification = notifications[pick(4)];
+    desktop.notifications->answered.emit(notification, actions[pick(5)]);
+    if (pauseEnd() != endBefore) cameBack = false;
+    const bool isNone = notification != notifications[0] || desktop.session->isAway;
+    EXPECT_FALSE(isNone &&
+                 (pauseEnd() != endBefore || relaxations().filter.ignoredCount().get() != ignoredBefore));
+  }
+  void comeBack() {
+    const bool isHeard = desktop.session->observer.observerCount() > 0 && !quits;
+    desktop.session->tell(static_cast<SessionEvent>(2 * pick(3) + 1));
+    cameBack = cameBack || isHeard;
+  }
+  Relaxations& relaxations() { return service->relaxations(); }
+  [[nodiscard]] std::optional<std::int64_t> pauseEnd() { return relaxations().pauseEndMs(); }
+  [[nodiscard]] const std::optional<Relaxations::Stay>& stay() { return relaxations().stay(); }
+  [[nodiscard]] bool isTooFar() const { return settings->options.get().watchUpToCm == 150; }
+
+  void look(const FaceDetections& faces) {
+    machine.detector->next = faces;
+    isWatched = &faces == &watched;
+  }
   void heal() {
     // Half of the time nothing is told of it. Who was denied the camera has to be told.
     const auto failure = control->failure().get();
@@ -224,7 +336,42 @@ struct ServiceStormTest : testing::Test, test::TestCore {
     EXPECT_TRUE(!isWatching() || machine.session->running) << "watches before the camera is open";
     // 4. A start that waits or failed leaves nothing behind.
     EXPECT_TRUE(service->isActive() || state() == Kind::inactive);
+    expectBounds();
   }
+
+  /// What is allowed ends by itself, and allows nothing else.
+  void expectBounds() {
+    const auto isBounded = [this](const std::optional<std::int64_t>& endMs) {
+      return !endMs || (*endMs > now() && *endMs - now() <= Relaxations::longestMs);
+    };
+    // 5. A pause: the camera is closed, and who comes back ends it.
+    if (!pauseEnd()) notPausedSinceMs = now();
+    EXPECT_TRUE(isBounded(pauseEnd()));
+    EXPECT_FALSE(pauseEnd() && (!service->isSwitchedOn() || (cameBack && !isUnknown()))) << "lasts";
+    EXPECT_TRUE(!pauseEnd() || now() - notPausedSinceMs < closingLimitMs || !machine.session->isOpen())
+        << "open in a pause";
+    if (!pauseEnd()) cameBack = false;
+    // 6. Guests: a few, and none after any closing of the camera.
+    EXPECT_TRUE(!stay() || (isBounded(stay()->untilMs) && stay()->guests >= 1 &&
+                            stay()->guests <= OnlookerRules::mostGuests));
+    const bool isResting = control->status().get().kind == CameraControl::Status::Kind::resting;
+    EXPECT_FALSE(stay() && isResting && !isUnknown());
+    const auto ignored = relaxations().filter.ignoredCount().get();
+    EXPECT_FALSE(ignored > 0 && isResting);
+    EXPECT_FALSE((stay() || ignored > 0) && !service->isSwitchedOn());
+    EXPECT_LE(ignored, 3);
+    // 7. An onlooker of whom nothing of this is true alerts.
+    const bool isOnlooker = isWatched && !stay() && ignored == 0 && !isTooFar();
+    if (!isOnlooker || !isHealthy()) onlookerSinceMs = now();
+    const std::int64_t seenForMs = now() - std::max(onlookerSinceMs, watchingSinceMs);
+    EXPECT_TRUE(state() == Kind::alert || seenForMs <= settings->options.get().alertAfterMs + alertLimitMs)
+        << "an onlooker, and no alert for " << seenForMs;
+    // 8. The cover stays until somebody takes it away.
+    EXPECT_FALSE(overlay->isCovered() && !mayBeCovered);
+    EXPECT_FALSE(wasCovered && mayBeCovered && !overlay->isCovered());
+    wasCovered = overlay->isCovered();
+  }
+  [[nodiscard]] bool isUnknown() const { return control->rest() == Rest::sessionUnknown; }
 
   void expectFitting() {
     const bool active = service->isActive();
@@ -236,21 +383,42 @@ struct ServiceStormTest : testing::Test, test::TestCore {
     EXPECT_EQ(desktop.power->observer.observerCount(), active ? 1U : 0U);
     EXPECT_EQ(desktop.keys->observer.observerCount(), active && !isAway ? 1U : 0U) << "a password";
     EXPECT_EQ(overlay->shortcutAvailable, active && !isAway);
-    EXPECT_TRUE(kind == Kind::cameraBusy || overlay->isShowing() == isWatching());
-    EXPECT_EQ(backend->shown.size(), overlay->isShowing() ? backend->screenList.size() : 0U);
-    EXPECT_EQ(camera->analyzer() && camera->analyzer()->onRetroFrame, kind == Kind::alert);
+    const ProtectionOptions& options = settings->options;
+    const bool isShared = relaxations().isScreenShared();
+    EXPECT_TRUE(!active || isShared == desktop.sharing->shared);
+    EXPECT_TRUE(!isShared || service->isSwitchedOn());
+    const bool hides = isShared && options.whenShared == WhenShared::hideStripes;
+    const bool onlyTells =
+        (hides || options.reaction == Reaction::notifyOnly) && desktop.notifications->heard;
+    const bool isDark = kind == Kind::alert && !onlyTells;
+    EXPECT_TRUE(kind == Kind::cameraBusy || overlay->isShowing() == (isWatching() && (!hides || isDark)));
+    EXPECT_EQ(backend->shown.size(),
+              overlay->isShowing() || overlay->isCovered() ? backend->screenList.size() : 0U);
+    EXPECT_EQ(camera->analyzer() && camera->analyzer()->onRetroFrame, kind == Kind::alert && !hides);
+    auto& shown = desktop.notifications->shown;
+    EXPECT_FALSE(kind == Kind::alert && onlyTells && !shown.contains(OnlookerFeedback::notification))
+        << "an alert that nobody learns of";
+    EXPECT_FALSE(!isShared && shown.contains("sentrel.shared"));
+    EXPECT_FALSE(isShared && options.whenShared != WhenShared::changeNothing &&
+                 !shown.contains("sentrel.shared"));
+    EXPECT_FALSE(isShared && options.whenShared == WhenShared::pause && !control->rest());
     if (active) {
       EXPECT_TRUE(!isAway || current == FilterState::autoPaused(PauseReason::screenOff()));
-      EXPECT_EQ(desktop.session->resting, control->rest() == Rest::lowBattery);
+      const auto rest = control->rest();
+      const bool isPaused = rest == Rest::userPaused || rest == Rest::screenShared;
+      EXPECT_EQ(desktop.session->resting, isPaused || rest == Rest::lowBattery);
+      EXPECT_EQ(rest == Rest::userPaused, rest != Rest::away && pauseEnd().has_value() && !quits);
       EXPECT_NE(kind, Kind::inactive);
-      const float alpha = filterAlpha(current, settings->settings.get().filterStrength);
+      const auto strength = settings->settings.get().filterStrength;
+      const bool isAsBefore = kind == Kind::alert && !isDark;
+      const float alpha = filterAlpha(isAsBefore ? FilterState::nominal(strength) : current, strength);
       EXPECT_EQ(overlay->currentAlpha, std::min(0.8F, alpha));
     }
     EXPECT_FALSE(active && service->isStarting());
     EXPECT_EQ(service->isAlert(), kind == Kind::alert);
-    EXPECT_EQ(overlay->isAlertMode, kind == Kind::alert);
-    // Of the camera, the battery, the notice, and a calibration.
-    EXPECT_LE(machine.loop->timerCount(), 4 + (kind == Kind::alert ? backend->shown.size() : 0));
+    EXPECT_EQ(overlay->isAlertMode, isDark);
+    // Of the camera, the battery, the notice, a calibration, a pause and guests.
+    EXPECT_LE(machine.loop->timerCount(), 6 + (kind == Kind::alert ? backend->shown.size() : 0));
   }
 
   // The test's own business.
@@ -263,7 +431,15 @@ struct ServiceStormTest : testing::Test, test::TestCore {
   void begin(unsigned seed) {
     random.seed(seed);
     steps = "seed " + std::to_string(seed) + '\n';
-    desktop.session->isAway = false;
+    desktop.session->tell(SessionEvent::screensDidWake);
+    desktop.sharing->shared = false;
+    desktop.notifications->heard = true;
+    settings->save(ProtectionOptions());
+    look(alone);
+    cameBack = false;
+    mayBeCovered = true;  // as the life before left it
+    wasCovered = overlay->isCovered();
+    notPausedSinceMs = onlookerSinceMs = now();
     beWell();
     watchingSinceMs = healthySinceMs = closedSinceMs = now();
     // Every other life begins without a camera.
@@ -273,6 +449,7 @@ struct ServiceStormTest : testing::Test, test::TestCore {
   void end() {
     calibration.reset();
     service->stop();
+    settings->save(ProtectionOptions());
     capture.heldMs = analysis.heldMs = 0;
     answerConsent(false);
     answerNotifications(true);
@@ -284,6 +461,8 @@ struct ServiceStormTest : testing::Test, test::TestCore {
     EXPECT_EQ(machine.freeFrames(), 8U) << "no frame is held";
   }
 
+  using Answer = RemoteControl::Answer;
+  RemoteControl remote{service, platform(), [] {}};
   Registration stateRegistration;
   std::mt19937 random;
   std::string steps;
@@ -298,6 +477,12 @@ struct ServiceStormTest : testing::Test, test::TestCore {
   std::int64_t watchingSinceMs = 0;
   std::int64_t healthySinceMs = 0;
   std::int64_t closedSinceMs = 0;
+  std::int64_t notPausedSinceMs = 0;
+  std::int64_t onlookerSinceMs = 0;
+  bool isWatched = false;
+  bool cameBack = false;      // since the pause began
+  bool mayBeCovered = false;  // because it was asked for
+  bool wasCovered = false;
 };
 
 TEST_F(ServiceStormTest, AHundredThousandRandomStepsBreakNoRule) {
@@ -306,6 +491,11 @@ TEST_F(ServiceStormTest, AHundredThousandRandomStepsBreakNoRule) {
   std::map<Kind, int> seen;
   int measured = 0;
   int healed = 0;
+  int paused = 0;
+  int visited = 0;
+  int shared = 0;
+  int covered = 0;
+  int ignored = 0;
   for (unsigned seed = 0; seed < lives && !HasFailure(); ++seed) {
     begin(seed);
     for (int i = 0; i < stepsInALife && !HasFailure(); ++i) {
@@ -315,6 +505,11 @@ TEST_F(ServiceStormTest, AHundredThousandRandomStepsBreakNoRule) {
       ++seen[state()];
       measured += isCalibrating();
       healed += now() - healthySinceMs > healingLimitMs;
+      paused += pauseEnd().has_value();
+      visited += stay().has_value();
+      shared += relaxations().isScreenShared();
+      covered += overlay->isCovered();
+      ignored += relaxations().filter.ignoredCount() > 0;
     }
     if (!HasFailure()) end();
   }
@@ -324,6 +519,8 @@ TEST_F(ServiceStormTest, AHundredThousandRandomStepsBreakNoRule) {
   EXPECT_GT(seen[Kind::cameraBusy], 2000);
   EXPECT_GT(measured, 1000);
   EXPECT_GT(healed, 1000);
+  for (const int often : {paused, visited, shared, covered}) EXPECT_GT(often, 500);
+  EXPECT_GT(ignored, 50);
 }
 
 }  // namespace

@@ -88,7 +88,7 @@ class FakeNotifications final : public Notifications {
 
   std::map<std::string, NotificationContent> shown;
   int added = 0;
-  bool heard = true;
+  Published<bool> heard{true};
   bool answering = true;
   std::vector<std::function<void(bool)>> questions;
 
@@ -104,7 +104,7 @@ class FakeNotifications final : public Notifications {
     ++added;
   }
   void remove(const std::string& identifier) override { shown.erase(identifier); }
-  [[nodiscard]] bool isHeard() const override { return heard; }
+  [[nodiscard]] const Published<bool>& isHeard() const override { return heard; }
 
  private:
   std::shared_ptr<MainLoop> mainLoop_;

@@ -33,10 +33,12 @@ void DesktopNotifications::appeared() {
   const auto follow = [this](const char* interface, const char* property) {
     quiet_.push_back(followProperties(path, interface, [this, property](const QVariantMap& properties, bool) {
       isQuiet_ = valueOf<bool>(properties, property).value_or(isQuiet_);
+      updateHeard();
     }));
   };
   follow("org.freedesktop.Notifications", "Inhibited");
   follow("org.dunstproject.cmd0", "paused");
+  updateHeard();
   if (deadline_) askServer();
   for (auto& [identifier, entry] : entries_) showNext(identifier);
 }
@@ -51,7 +53,9 @@ void DesktopNotifications::gone() {
   starting_ = false;
   listening_.clear();
   quiet_.clear();
-  isQuiet_ = false;
+  isQuiet_ = isMute_ = false;
+  patience_.reset();
+  updateHeard();
   for (auto& [identifier, entry] : entries_) {
     entry.number = 0;  // the next server counts anew
     if (!entry.next && !entry.unwanted) entry.next = std::move(entry.underWay);
@@ -117,6 +121,11 @@ void DesktopNotifications::showNext(const std::string& identifier) {
   // A late answer is still an answer: without its number a notification could never be taken away.
   const BusReply reply{[this, identifier](const BusMessage& answer) { shown(identifier, answer); },
                        BusReply::noTimeout};
+  if (!patience_)
+    patience_ = mainLoop_->after(answerDeadlineMs, [this] {
+      isMute_ = true;
+      updateHeard();
+    });
   const NotificationContent& content = *entry.underWay;
   const auto notify = [&](auto... actions) {
     const auto withHint = [&](const char* name, const char* type, auto value) {
@@ -141,6 +150,9 @@ void DesktopNotifications::shown(const std::string& identifier, const BusMessage
   Entry& entry = entries_[identifier];
   entry.underWay.reset();
   entry.number = reply.only<uint>().value_or(0);
+  patience_.reset();
+  isMute_ = false;
+  updateHeard();
   if (std::exchange(entry.unwanted, false)) close(entry);
   showNext(identifier);
   listenWhileShown();

@@ -25,7 +25,7 @@ class DesktopNotifications final : public Notifications, private BusService {
   void requestAuthorization(std::function<void(bool granted)> answer) override;
   void add(const std::string& identifier, const NotificationContent& content) override;
   void remove(const std::string& identifier) override;
-  [[nodiscard]] bool isHeard() const override { return isPresent() && !isQuiet_; }
+  [[nodiscard]] const Published<bool>& isHeard() const override { return isHeard_; }
 
  private:
   struct Entry {
@@ -36,6 +36,7 @@ class DesktopNotifications final : public Notifications, private BusService {
     bool unwanted = false;                        // to be closed as soon as the number is known
   };
 
+  void updateHeard() { isHeard_.assignIfChanged(isPresent() && !isQuiet_ && !isMute_); }
   void appeared() override;
   void absent() override;
   void gone() override;
@@ -58,6 +59,9 @@ class DesktopNotifications final : public Notifications, private BusService {
   std::vector<Registration> listening_;
   std::vector<Registration> quiet_;  // what servers tell of being quiet
   bool isQuiet_ = false;
+  bool isMute_ = false;    // does not answer, though it is there
+  Registration patience_;  // with a server that was given something to show
+  Published<bool> isHeard_{false};
   bool starting_ = false;
   std::optional<std::chrono::steady_clock::time_point> startFailedAt_;
 };

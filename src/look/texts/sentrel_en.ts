@@ -343,6 +343,10 @@
         <source></source>
         <translation>refused: protection is off.</translation>
     </message>
+    <message id="command_refused_paused">
+        <source></source>
+        <translation>refused: protection is paused.</translation>
+    </message>
     <message id="command_refused_cover">
         <source></source>
         <translation>refused: no screen can be covered.</translation>

@@ -343,6 +343,10 @@
         <source></source>
         <translation>refusé&#xa0;: la protection est désactivée.</translation>
     </message>
+    <message id="command_refused_paused">
+        <source></source>
+        <translation>refusé&#xa0;: la protection est en pause.</translation>
+    </message>
     <message id="command_refused_cover">
         <source></source>
         <translation>refusé&#xa0;: aucun écran ne peut être couvert.</translation>
