@@ -11,7 +11,7 @@
 #include <QStandardPaths>
 #include <utility>
 
-#include "linux/desktop/defaults_file.h"
+#include "linux/desktop/private_files.h"
 
 namespace sentrel {
 
@@ -44,7 +44,7 @@ std::string failure(const QString& path, const QString& reason) {
 }  // namespace
 
 AutostartLoginItem::AutostartLoginItem()
-    : AutostartLoginItem(QFile::decodeName(personalConfigFolder().c_str()), installedCommand()) {}
+    : AutostartLoginItem(nameOf(personalConfigFolder()), installedCommand()) {}
 
 AutostartLoginItem::AutostartLoginItem(const QString& configFolder, QString program)
     : folder_(configFolder + QStringLiteral("/autostart")),

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/desktop/defaults_file.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <QDir>
@@ -9,9 +8,7 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QLockFile>
-#include <QSaveFile>
 #include <array>
-#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -20,6 +17,7 @@
 #include <system_error>
 #include <utility>
 
+#include "linux/desktop/private_files.h"
 #include "support/serial_queue.h"
 
 namespace sentrel {
@@ -37,17 +35,6 @@ constexpr qsizetype keptDamagedFiles = 5;
 constexpr int lockTimeoutMs = 250;
 /// What the file's own keys are indented by; lines farther in belong to a value.
 constexpr qsizetype keyIndent = 4;
-
-QString nameOf(const fs::path& path) {
-  return QFile::decodeName(path.c_str());
-}
-
-std::string failure(const fs::path& path, const QString& reason) {
-  return path.string() + ": " + reason.toStdString();
-}
-std::string failure(const fs::path& path, const std::error_code& error) {
-  return path.string() + ": " + error.message();
-}
 
 QString textOf(std::string_view text) {
   return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
@@ -83,31 +70,6 @@ struct ToJson {
   QJsonValue operator()(float value) const { return shortest(value); }
   QJsonValue operator()(const std::string& value) const { return textOf(value); }
 };
-
-/// Puts a complete file in the place of `path`, or changes nothing.
-std::optional<std::string> replaceFile(const fs::path& path, QByteArrayView bytes) {
-  QSaveFile file(nameOf(path));
-  // Unbuffered, because a commit does not tell when the disk took only a part of the last buffer.
-  bool isWritten = file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) &&
-                   file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
-  while (isWritten && !bytes.empty()) {
-    const qint64 count = file.write(bytes.data(), bytes.size());
-    isWritten = count > 0;
-    bytes = bytes.sliced(isWritten ? count : 0);
-  }
-  return isWritten && file.commit() ? std::nullopt : std::optional(failure(path, file.errorString()));
-}
-
-/// Makes what is missing of the folder, closed to others (XDG Base Directory).
-std::error_code makeFolder(const fs::path& folder) {
-  std::error_code ignored;
-  if (fs::is_directory(folder, ignored)) return {};
-  if (folder.has_relative_path()) {
-    if (const auto error = makeFolder(folder.parent_path())) return error;
-  }
-  const bool isMade = ::mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST;
-  return isMade ? std::error_code() : std::error_code(errno, std::generic_category());
-}
 
 /// Keeps what is damaged as "<name>.damaged-N": the newest five. Gives why it could not.
 std::optional<std::string> setAside(const fs::path& path, const DefaultsFile::Content& content) {
@@ -235,14 +197,6 @@ class DefaultsFile::Writer {
   std::optional<Changes> unwritten_;
   bool isTold_ = false;
 };
-
-fs::path personalConfigFolder() {
-  fs::path config = qgetenv("XDG_CONFIG_HOME").toStdString();
-  const fs::path home = qgetenv("HOME").toStdString();
-  // A relative path is to be ignored (XDG Base Directory).
-  if (config.is_absolute()) return config;
-  return home.is_absolute() ? home / ".config" : fs::path();
-}
 
 fs::path DefaultsFile::personalPath() {
   const fs::path config = personalConfigFolder();

@@ -19,9 +19,6 @@
 
 namespace sentrel {
 
-/// "$XDG_CONFIG_HOME", by default "~/.config"; empty when there is no home.
-[[nodiscard]] std::filesystem::path personalConfigFolder();
-
 /// The person's settings in a JSON file that they can read and edit, one key a line. What is set counts at
 /// once; the file follows on the store queue: everything that one turn of the main loop sets is written as
 /// one file, and while a write is under way only the newest state waits. A write that fails is told once on
