@@ -29,6 +29,7 @@
 #include "linux/desktop/desktop_notifications.h"
 #include "linux/desktop/desktop_screen_sharing.h"
 #include "linux/desktop/desktop_session_events.h"
+#include "linux/desktop/journal_file.h"
 #include "linux/desktop/upower_power_source.h"
 #include "linux/overlay/desktop_overlay_backend.h"
 #include "look/icons.h"
@@ -250,9 +251,12 @@ void SentrelMacApp::installPlatform() {
   platform.analysisQueue = std::make_shared<SerialQueue>("com.mardeck.sentrel.vision", *platform.cameraQueue);
   platform.faceDetector = std::make_shared<vision::NeuralFaceDetector>(vision::modelFolder());
   platform.overlayBackend = createOverlayBackend(*mainLoop_);
-  defaults_ = std::make_shared<DefaultsFile>(DefaultsFile::personalPath(), mainLoop_,
-                                             std::make_shared<SerialQueue>("com.mardeck.sentrel.store"));
+  // One queue: whoever waits for the settings has waited for the journal, too.
+  const auto storeQueue = std::make_shared<SerialQueue>("com.mardeck.sentrel.store");
+  defaults_ = std::make_shared<DefaultsFile>(DefaultsFile::personalPath(), mainLoop_, storeQueue);
   platform.userDefaults = defaults_;
+  platform.alertJournal =
+      std::make_shared<JournalFile>(JournalFile::personalPath(), mainLoop_, platform.clock, storeQueue);
   consent_ = std::make_shared<CameraConsent>(
       defaults_->value(rawValue(SettingsKey::hasCompletedOnboarding)) == DefaultsValue(true));
   const auto pipeWire = PipeWireCaptureSession::create(mainLoop_, platform.cameraQueue, consent_);

@@ -4,6 +4,7 @@
 #include <memory>
 #include <utility>
 
+#include "platform/alert_journal.h"
 #include "platform/capture_session.h"
 #include "platform/desktop_services.h"
 #include "platform/face_detector.h"
@@ -26,6 +27,7 @@ struct Platform {
   std::shared_ptr<FaceDetector> faceDetector;
   std::shared_ptr<OverlayBackend> overlayBackend;
   std::shared_ptr<UserDefaults> userDefaults;
+  std::shared_ptr<AlertJournal> alertJournal;
   std::shared_ptr<LoginItem> loginItem;
   std::shared_ptr<Notifications> notifications;
   std::shared_ptr<Haptics> haptics;

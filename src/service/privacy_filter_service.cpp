@@ -93,6 +93,7 @@ void PrivacyFilterService::stop() {
 
 void PrivacyFilterService::countSession() {
   if (const auto seconds = takeSessionSeconds()) uses_.statsRepo->addActiveSeconds(*seconds);
+  recorder_.alertEnded(FilterState::inactive());
 }
 
 /// Of the session that runs; it counts as ended from now on.
@@ -168,6 +169,7 @@ void PrivacyFilterService::handleDetectionInput(const DetectionInput& input, con
   const bool isAlert = fsm.state().get().is(FilterState::Kind::alert);
   const auto frame = relaxations_.filter.apply(input, faces != nullptr ? *faces : alone, isAlert);
   feedback_.follow(frame.onlooker);
+  recorder_.follow(frame);
   fsm.handle(frame.input);
   if (input.primaryFace) overlay_.updateDistance(*input.primaryFace);
 }
@@ -235,10 +237,14 @@ void PrivacyFilterService::observeFsm() {
 void PrivacyFilterService::handleFsmSideEffects(const FilterState& state) {
   const bool isAlert = state.is(FilterState::Kind::alert);
   isAlert_.assignIfChanged(isAlert);
-  if (!isAlert) feedback_.alertEnded(analyzer.get());
+  if (!isAlert) {
+    feedback_.alertEnded(analyzer.get());
+    recorder_.alertEnded(state);
+  }
   overlay_.showState(state);
   if (isAlert) {
-    feedback_.alertStarted(analyzer.get(), overlay_.softening);
+    const bool notifies = feedback_.alertStarted(analyzer.get(), overlay_.softening);
+    recorder_.alertStarted(!overlay_.softening.noDarkening, notifies);
   } else if (!state.is(FilterState::Kind::autoPaused) && !state.is(FilterState::Kind::cameraBusy)) {
     feedback_.withdrawNotification();
   }

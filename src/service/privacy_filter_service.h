@@ -8,6 +8,7 @@
 
 #include "detection/filter_fsm.h"
 #include "detection/vision_face_analyzer.h"
+#include "service/alert_recorder.h"
 #include "service/filter_overlay.h"
 #include "service/relaxations.h"
 #include "service/screen_cover.h"
@@ -56,7 +57,8 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   /// What covers the screens, whether or not protection is on.
   [[nodiscard]] ScreenCover& screenCover() { return screenCover_; }
 
-  /// Counts the session's seconds at once, for an end of the process that leaves no turn for a stop.
+  /// Counts the session's seconds and ends a line of the journal at once, for an end of the process that
+  /// leaves no turn for a stop.
   void countSession();
 
  private:
@@ -84,6 +86,7 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   BlindnessNotice blindness_{uses_};
   SystemEvents systemEvents_{uses_};
   Relaxations relaxations_{uses_};
+  AlertRecorder recorder_{uses_, relaxations_};
   ScreenCover screenCover_{uses_};
 
   FilterFsm fsm;

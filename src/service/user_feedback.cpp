@@ -38,18 +38,20 @@ void OnlookerFeedback::softened(VisionFaceAnalyzer* analyzer, const FilterOverla
   if (softening.noDarkening && !former.noDarkening) postAlertNotification(true);
 }
 
-void OnlookerFeedback::alertStarted(VisionFaceAnalyzer* analyzer, const FilterOverlay::Softening& softening) {
+bool OnlookerFeedback::alertStarted(VisionFaceAnalyzer* analyzer, const FilterOverlay::Softening& softening) {
   if (!softening.hidesStripes) showPicture(analyzer);
   const std::int64_t now = uses_.platform.clock->nowMs();
   if (lastAlertNotifiedAt && checkedSubtract(now, *lastAlertNotifiedAt) < feedbackCooldownMs) {
     if (softening.noDarkening) postAlertNotification(true);
-    return;
+    return softening.noDarkening;
   }
   lastAlertNotifiedAt = now;
   if (uses_.settingsRepo->settings.get().hapticOnAlert) uses_.platform.haptics->perform();
   const bool darkensOnly = uses_.settingsRepo->options.get().reaction == Reaction::darkenOnly;
-  if (!darkensOnly || softening.noDarkening) postAlertNotification(false);
+  const bool notifies = !darkensOnly || softening.noDarkening;
+  if (notifies) postAlertNotification(false);
   uses_.statsRepo->incrementAlerts();
+  return notifies;
 }
 
 void OnlookerFeedback::postAlertNotification(bool silent) {

@@ -31,8 +31,8 @@ class OnlookerFeedback {
 
   /// Shows the picture-in-picture from the frames of `analyzer`, which may be null, unless others see the
   /// screen. Haptic feedback, notification and count follow at most once in 30 s; a notification that stands
-  /// for the darkening comes every time.
-  void alertStarted(VisionFaceAnalyzer* analyzer, const FilterOverlay::Softening& softening);
+  /// for the darkening comes every time. Gives whether a notification was shown.
+  bool alertStarted(VisionFaceAnalyzer* analyzer, const FilterOverlay::Softening& softening);
   /// The looks of the alert that is on were `former`, and are `softening` now.
   void softened(VisionFaceAnalyzer* analyzer, const FilterOverlay::Softening& former,
                 const FilterOverlay::Softening& softening);

@@ -22,6 +22,13 @@ enum class WhenShared {
   pause,
 };
 
+/// Whether a journal of alerts is kept.
+enum class JournalWish {
+  unasked,  ///< offered in the statistics until the person has answered
+  refused,
+  kept,
+};
+
 /// What the person asked for beyond FilterSettings: a plain value. Each begins as if nobody had asked. A new
 /// option is a field here and a row of forEachOption().
 struct ProtectionOptions {
@@ -31,6 +38,7 @@ struct ProtectionOptions {
   bool onlyFacing = false;          ///< faces that are turned away do not count
   WhenShared whenShared = WhenShared::hideStripes;
   bool coverShortcutEnabled = false;  ///< Super+Shift+V covers every screen
+  JournalWish journal = JournalWish::unasked;
 
   bool operator==(const ProtectionOptions&) const = default;
 };
@@ -54,6 +62,7 @@ constexpr void forEachOption(Visitor&& visit) {
   visit(Option("only_facing", &O::onlyFacing));
   visit(Option("when_shared", &O::whenShared, 0, 2));
   visit(Option("cover_shortcut_enabled", &O::coverShortcutEnabled));
+  visit(Option("alert_journal", &O::journal, 0, 2));
 }
 
 }  // namespace sentrel

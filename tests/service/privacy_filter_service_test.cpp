@@ -84,6 +84,80 @@ TEST_F(PrivacyFilterServiceTest, AnAlertIsFeltToldShownAndCountedOnceInHalfAMinu
   EXPECT_TRUE(shown.empty());
 }
 
+TEST_F(PrivacyFilterServiceTest, EachAlertIsALineOfTheJournalWhereOneIsWanted) {
+  const auto choose = [this](JournalWish journal, Reaction reaction) {
+    ProtectionOptions options = settings->options;
+    options.journal = journal;
+    options.reaction = reaction;
+    settings->save(options);
+  };
+  const auto crowd = test::detectionsOf({test::faceOf(0.2), test::faceOf(0.05), test::faceOf(0.08, 0.6)},
+                                        {test::faceOf(0.2)});
+  const auto answer = [this](auto weaken) {
+    weaken(service->relaxations());
+    see(watched, 15'000);
+  };
+  const struct {
+    AlertEnd end;
+    std::function<void()> bringAbout;
+  } cases[] = {
+      {AlertEnd::gone, [&] { see(alone, 4000); }},
+      {AlertEnd::nobody, [&] { answer([](Relaxations& r) { r.filter.ignoreOnlooker(); }); }},
+      {AlertEnd::welcomed, [&] { answer([](Relaxations& r) { r.welcome(2, std::nullopt); }); }},
+      {AlertEnd::paused, [&] { service->relaxations().pause(60'000); }},
+      {AlertEnd::away, [&] { desktop.session->tell(SessionEvent::screenIsLocked); }},
+      {AlertEnd::blind, [&] { machine.session->interrupt(CaptureError::Kind::busy); }},
+      {AlertEnd::off, [&] { stop(); }},
+      {AlertEnd::off, [&] { service->countSession(); }},
+  };
+  auto& records = desktop.journal->records;
+  for (const auto& [end, bringAbout] : cases) {
+    SCOPED_TRACE(static_cast<int>(end));
+    choose(JournalWish::kept, Reaction::darkenAndNotify);
+    start();
+    see(alone, 31'000);  // the next notification may come
+    see(watched, 600);
+    const std::int64_t began = machine.loop->nowMs();
+    see(crowd, 500);
+    see(watched, 500);
+    EXPECT_THAT(records, testing::IsEmpty()) << "it is not over";
+    bringAbout();
+    machine.settle();
+    ASSERT_THAT(records, testing::SizeIs(1));
+    const AlertRecord& record = records.front();
+    EXPECT_EQ(record.end, end);
+    EXPECT_NEAR(static_cast<double>(record.beganMs - began), 0, 300);
+    EXPECT_NEAR(static_cast<double>(machine.loop->nowMs() - began - record.lengthMs), 0, 12'000);
+    EXPECT_GE(record.lengthMs, 1000);
+    EXPECT_EQ(record.faces, 3);
+    EXPECT_EQ(record.widestFace, 0.08);
+    EXPECT_EQ(record.camera, "Front");
+    EXPECT_TRUE(record.darkened && record.notified);
+    stop();
+    machine.session->cause.reset();
+    desktop.session->tell(SessionEvent::screenIsUnlocked);
+    machine.settle();
+    EXPECT_THAT(records, testing::SizeIs(1)) << "once";
+    records.clear();
+  }
+
+  const auto alertWith = [&](JournalWish journal, Reaction reaction) {
+    choose(journal, reaction);
+    start();
+    see(alone, 31'000);
+    see(watched, 1000);
+    see(alone, 4000);
+  };
+  alertWith(JournalWish::kept, Reaction::notifyOnly);
+  alertWith(JournalWish::kept, Reaction::darkenOnly);
+  ASSERT_THAT(records, testing::SizeIs(2));
+  EXPECT_TRUE(!records[0].darkened && records[0].notified);
+  EXPECT_TRUE(records[1].darkened && !records[1].notified);
+  alertWith(JournalWish::refused, Reaction::darkenAndNotify);
+  alertWith(JournalWish::unasked, Reaction::darkenAndNotify);
+  EXPECT_THAT(records, testing::SizeIs(2));
+}
+
 TEST_F(PrivacyFilterServiceTest, TheBatteryPausesBelowItsThreshold) {
   start();
   const auto low = FilterState::autoPaused(PauseReason::lowBattery());

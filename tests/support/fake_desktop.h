@@ -3,6 +3,7 @@
 
 #include <map>
 
+#include "platform/alert_journal.h"
 #include "platform/desktop_services.h"
 #include "platform/session_events.h"
 #include "support/main_loop.h"
@@ -115,6 +116,21 @@ struct FakeHaptics final : Haptics {
   void perform() override { ++performed; }
 };
 
+/// A journal in memory.
+struct FakeJournal final : AlertJournal {
+  std::vector<AlertRecord> records;
+  std::string exportedTo;
+  bool canExport = true;
+
+  void add(AlertRecord record) override { records.push_back(std::move(record)); }
+  void erase() override { records.clear(); }
+  void read(std::function<void(const std::vector<AlertRecord>&)> reader) override { reader(records); }
+  void exportTo(std::string path, std::function<void(bool)> told) override {
+    exportedTo = std::move(path);
+    told(canExport);
+  }
+};
+
 /// A login item that remembers what it was asked and fails on demand.
 struct FakeLoginItem final : LoginItem {
   [[nodiscard]] bool isEnabled() const override { return enabled; }
@@ -160,6 +176,7 @@ struct FakeDesktop {
   std::shared_ptr<FakeScreenSharing> sharing = std::make_shared<FakeScreenSharing>();
   std::shared_ptr<FakeKeyMonitor> keys = std::make_shared<FakeKeyMonitor>();
   std::shared_ptr<FakeHaptics> haptics = std::make_shared<FakeHaptics>();
+  std::shared_ptr<FakeJournal> journal = std::make_shared<FakeJournal>();
 };
 
 }  // namespace sentrel::test

@@ -112,8 +112,10 @@ struct TestCore {
     given.mainLoop = machine.mainLoop;
     given.clock = machine.loop;
     given.analysisQueue = machine.analysisQueue;
+    given.captureSession = machine.session;
     given.faceDetector = machine.detector;
     given.userDefaults = defaults;
+    given.alertJournal = desktop.journal;
     given.notifications = desktop.notifications;
     given.haptics = desktop.haptics;
     given.powerSource = desktop.power;

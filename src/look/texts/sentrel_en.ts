@@ -903,5 +903,17 @@
         <source></source>
         <translation>Cover or uncover every screen at once</translation>
     </message>
+    <message id="journal_newer">
+        <source></source>
+        <translation>Journal of a newer version: it is neither read nor added to.</translation>
+    </message>
+    <message id="journal_damaged">
+        <source></source>
+        <translation>Damaged journal: the lines that could be read were kept.</translation>
+    </message>
+    <message id="journal_unwritable">
+        <source></source>
+        <translation>The journal cannot be written: check the room and the rights of its folder.</translation>
+    </message>
 </context>
 </TS>

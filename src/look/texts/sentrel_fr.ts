@@ -903,5 +903,17 @@
         <source></source>
         <translation>Couvrir ou découvrir tous les écrans d&apos;un coup</translation>
     </message>
+    <message id="journal_newer">
+        <source></source>
+        <translation>Journal d&apos;une version plus récente&#xa0;: il n&apos;est ni lu ni complété.</translation>
+    </message>
+    <message id="journal_damaged">
+        <source></source>
+        <translation>Journal endommagé&#xa0;: les lignes lisibles ont été gardées.</translation>
+    </message>
+    <message id="journal_unwritable">
+        <source></source>
+        <translation>Le journal ne peut pas être écrit&#xa0;: vérifiez la place et les droits de son dossier.</translation>
+    </message>
 </context>
 </TS>
