@@ -5,10 +5,11 @@
 _sentrel() {
   local words
   if ((COMP_CWORD == 1)); then
-    words="status on off toggle pause resume guest alone cover preferences statistics quit --help --version"
+    words="status on off toggle pause resume guest alone cover preferences statistics journal quit --help --version"
   else
     case ${COMP_WORDS[1]} in
       status) words="--json --watch" ;;
+      journal) words="--since --csv" ;;
       pause) words="15m 1h tomorrow" ;;
       guest) words="30m 1h" && ((COMP_CWORD > 2)) || words="1 2 3 $words" ;;
     esac

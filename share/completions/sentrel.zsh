@@ -13,6 +13,7 @@ local -a commands=(
   'cover:cover every screen, or uncover them'
   'preferences:open the preferences'
   'statistics:open the statistics'
+  'journal:list the alerts that are kept'
   'quit:end the program'
   '--help:print the commands'
   '--version:print the version'
@@ -23,6 +24,7 @@ if ((CURRENT == 2)); then
 else
   case $words[2] in
     status) compadd -- --json --watch ;;
+    journal) compadd -- --since --csv ;;
     pause) compadd 15m 1h tomorrow ;;
     guest) ((CURRENT == 3)) && compadd 1 2 3; compadd 30m 1h ;;
   esac

@@ -23,6 +23,7 @@
 #include "app/build_options.h"
 #include "app/program_interface.h"
 #include "linux/desktop/bus.h"
+#include "linux/desktop/journal_file.h"
 #include "linux/desktop/qt_main_loop.h"
 #include "service/relaxations.h"
 
@@ -269,6 +270,77 @@ ExitStatus status(const Command& /*command*/, Arguments arguments) {
   });
 }
 
+/// A number of minutes, hours, days or weeks, of which none is longer than the journal reaches.
+std::optional<std::int64_t> spanMs(std::string_view words) {
+  std::int64_t number = 0;
+  const auto [end, error] = std::from_chars(words.data(), words.data() + words.size(), number);
+  const std::string_view unit(end, words.data() + words.size());
+  constexpr std::int64_t hourMs = 3'600'000;
+  const std::int64_t unitMs = unit == "m"   ? hourMs / 60
+                              : unit == "h" ? hourMs
+                              : unit == "d" ? 24 * hourMs
+                              : unit == "w" ? 7 * 24 * hourMs
+                                            : 0;
+  if (error != std::errc() || unitMs == 0 || number < 1) return std::nullopt;
+  return std::min(number, JournalFile::keptMs / unitMs + 1) * unitMs;
+}
+
+QString endWords(AlertEnd end) {
+  // In the order of the ends.
+  constexpr std::array words{QT_TRID_NOOP("journal_end_gone"),     QT_TRID_NOOP("journal_end_nobody"),
+                             QT_TRID_NOOP("journal_end_welcomed"), QT_TRID_NOOP("journal_end_paused"),
+                             QT_TRID_NOOP("journal_end_away"),     QT_TRID_NOOP("journal_end_low_battery"),
+                             QT_TRID_NOOP("journal_end_blind"),    QT_TRID_NOOP("journal_end_off")};
+  return qtTrId(words[static_cast<std::size_t>(end)]);
+}
+
+/// A line for the person.
+QString asWords(const AlertRecord& record) {
+  QStringList done;
+  if (record.darkened) done += qtTrId("assombri");
+  if (record.notified) done += qtTrId("notifié");
+  const QDateTime began = QDateTime::fromMSecsSinceEpoch(record.beganMs);
+  QStringList words{began.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")),
+                    QStringLiteral("%1 s").arg(record.lengthMs / 1000, 5),
+                    record.faces == 1 ? qtTrId("1 visage") : qtTrId("%1 visages").arg(record.faces),
+                    QStringLiteral("%1 %").arg(record.widestFace * 100, 4, 'f', 1),
+                    done.join(QStringLiteral(", ")),
+                    endWords(record.end),
+                    QString::fromStdString(record.camera)};
+  words.removeAll(QString());
+  return words.join(QStringLiteral("  ")) + u'\n';
+}
+
+/// Reads the file itself: no program has to run for it.
+ExitStatus journal(const Command& /*command*/, Arguments arguments) {
+  bool isTable = false;
+  std::int64_t spannedMs = JournalFile::keptMs;
+  for (auto argument = arguments.begin(); argument != arguments.end(); ++argument) {
+    if (*argument == std::string_view("--csv")) {
+      isTable = true;
+    } else if (*argument == std::string_view("--since")) {
+      ++argument;
+      const auto span = argument == arguments.end() ? std::nullopt : spanMs(*argument);
+      if (!span) return fail(ExitStatus::misused, qtTrId("command_since"));
+      spannedMs = *span;
+    } else {
+      return unknown(*argument);
+    }
+  }
+  auto [records, isDamaged, isNewer, error] = JournalFile::read(JournalFile::personalPath());
+  if (isNewer) return fail(ExitStatus::refused, qtTrId("journal_newer"));
+  if (!error.empty())
+    return fail(ExitStatus::refused, qtTrId("command_journal_unreadable") +
+                                         QStringLiteral(" (%1)").arg(QString::fromStdString(error)));
+  const std::int64_t oldestMs = QDateTime::currentMSecsSinceEpoch() - spannedMs;
+  std::erase_if(records, [oldestMs](const AlertRecord& record) { return record.beganMs < oldestMs; });
+  if (isDamaged) fail(ExitStatus::done, qtTrId("journal_damaged"));
+  if (isTable) return print(QString::fromUtf8(asTable(records)));
+  QString words;
+  for (const AlertRecord& record : records) words += asWords(record);
+  return print(words.isEmpty() ? qtTrId("Aucune alerte") + u'\n' : words);
+}
+
 ExitStatus version(const Command& /*command*/, Arguments /*arguments*/) {
   return print(QStringLiteral("sentrel " SENTREL_VERSION "\n"));
 }
@@ -287,6 +359,7 @@ constexpr std::array commands{
     Command{"cover", "", QT_TRID_NOOP("command_cover"), method, "Cover"},
     Command{"preferences", "", QT_TRID_NOOP("command_preferences"), window, "preferences"},
     Command{"statistics", "", QT_TRID_NOOP("command_statistics"), window, "statistics"},
+    Command{"journal", "[--since 7d] [--csv]", QT_TRID_NOOP("command_journal"), journal},
     Command{"quit", "", QT_TRID_NOOP("command_quit"), method, "Quit"},
     Command{"--help", "", QT_TRID_NOOP("command_help"), help},
     Command{"--version", "", QT_TRID_NOOP("command_version"), version},

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // How the program begins and ends: once, wherever it is started, and whole whenever it is killed.
+#include <QDateTime>
+
 #include "app/program_desk.h"
 
 namespace sentrel::test {
@@ -112,8 +114,8 @@ TEST_F(Entry, ArgumentsAreAnsweredInWords) {
     std::string err;
   } cases[] = {
       {{"--help"}, session, "", 0, "Utilisation\u00A0: sentrel [COMMANDE]\n", ""},
-      {{"--help"}, english, "", 0, "\n  --version                  print the version", ""},
-      {{"--help"}, nothing, "", 0, "\n  --help                     affiche cette aide", ""},
+      {{"--help"}, english, "", 0, "\n  --version                     print the version", ""},
+      {{"--help"}, nothing, "", 0, "\n  --help                        affiche cette aide", ""},
       {{"--version"}, session, "", 0, "sentrel " SENTREL_VERSION "\n", ""},
       {{"--nonsense"}, session, "", 2, "", "sentrel: argument inconnu\u00A0: «\u00A0--nonsense\u00A0»"},
       {{"--service", "--nonsense"}, english, "", 2, "", "“--nonsense”"},
@@ -128,6 +130,10 @@ TEST_F(Entry, ArgumentsAreAnsweredInWords) {
       {{"guest", "1h", "2"}, english, "", 2, "", "“2”"},
       {{"status", "--yaml"}, english, "", 2, "", "“--yaml”"},
       {{"off", "now"}, english, "", 2, "", "“now”"},
+      {{"journal", "--since"}, english, "", 2, "", "a span of time"},
+      {{"journal", "--since", "7s"}, english, "", 2, "", "a span of time"},
+      {{"journal", "7d"}, english, "", 2, "", "“7d”"},
+      {{"journal"}, nothing, "", 0, "Aucune alerte\n", ""},
       {{"status"}, session, "", 3, "", "sentrel: Sentrel ne tourne pas.\n"},
       {{"pause", "24h"}, session, "", 3, "", "ne tourne pas"},
       {{"guest"}, nothing, "", 3, "", "ne tourne pas"},
@@ -148,6 +154,44 @@ TEST_F(Entry, ArgumentsAreAnsweredInWords) {
   for (const char* duration : {"0", "0m", "-5m", "+5m", "5", "m", "", "1.5h", "15 m", "15min", "25h", "1441m",
                                "99999h", "99999999999999999999h", "abc", "Tomorrow"})
     EXPECT_EQ(say({"pause", duration}).status, 2) << duration;
+}
+
+TEST_F(Entry, TheJournalIsReadWithoutTheProgram) {
+  Environment environment = desktop.environment();
+  const fs::path state = desktop.runtimeFolder() / "state";
+  environment["XDG_STATE_HOME"] = state.string();
+  const auto line = [](int hoursAgo, const char* camera) {
+    const QDateTime began = QDateTime::currentDateTimeUtc().addSecs(-hoursAgo * 3600);
+    return R"({"began":")" + began.toString(Qt::ISODateWithMs).toStdString() + R"(","camera":")" + camera +
+           R"(","darkened":true,"end":"gone","faces":2,"length_ms":7900,"notified":true,"widest_face":0.083})"
+           "\n";
+  };
+  const auto write = [&](const std::string& text) {
+    fs::create_directories(state / "sentrel");
+    std::ofstream(state / "sentrel" / "alerts.jsonl") << text;
+  };
+  const std::string head = "{\"sentrel\":\"alerts\",\"version\":1}\n";
+  write(head + line(50, "=old") + line(1, "new"));
+  EXPECT_THAT(
+      say({"journal"}, environment).out,
+      testing::MatchesRegex("20[^\n]* 7 s  2 visages   8.3 %  assombri, notifié  plus personne  =old\n"
+                            "20[^\n]*  new\n"));
+  EXPECT_THAT(say({"journal", "--since", "2d"}, environment).out,
+              testing::AllOf(testing::HasSubstr("  new\n"), testing::Not(testing::HasSubstr("old"))));
+  EXPECT_THAT(say({"journal", "--csv", "--since", "3d"}, environment).out,
+              testing::MatchesRegex("began,length_s,[^\r]*\r\n20[^\r]*,7.9,2,8.3,\"'=old\",yes,yes,gone\r\n"
+                                    "20[^\r]*,\"new\",yes,yes,gone\r\n"));
+  EXPECT_EQ(say({"journal", "--since", "99999999999999999w"}, environment).status, 0);
+
+  write(head + "{" + line(1, "new") + line(1, "newer"));
+  const Said damaged = say({"journal"}, environment);
+  EXPECT_EQ(damaged.status, 0);
+  EXPECT_THAT(damaged.out, testing::EndsWith("  newer\n"));
+  EXPECT_THAT(damaged.err, testing::HasSubstr("endommagé"));
+  write("{\"sentrel\":\"alerts\",\"version\":7}\n");
+  const Said newer = say({"journal"}, environment);
+  EXPECT_EQ(newer.status, 1);
+  EXPECT_THAT(newer.err, testing::HasSubstr("version plus récente"));
 }
 
 }  // namespace

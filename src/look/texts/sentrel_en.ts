@@ -915,5 +915,69 @@
         <source></source>
         <translation>The journal cannot be written: check the room and the rights of its folder.</translation>
     </message>
+    <message id="journal_end_gone">
+        <source></source>
+        <translation>nobody any more</translation>
+    </message>
+    <message id="journal_end_nobody">
+        <source></source>
+        <translation>it was nobody</translation>
+    </message>
+    <message id="journal_end_welcomed">
+        <source></source>
+        <translation>a guest</translation>
+    </message>
+    <message id="journal_end_paused">
+        <source></source>
+        <translation>paused</translation>
+    </message>
+    <message id="journal_end_away">
+        <source></source>
+        <translation>away or locked</translation>
+    </message>
+    <message id="journal_end_low_battery">
+        <source></source>
+        <translation>low battery</translation>
+    </message>
+    <message id="journal_end_blind">
+        <source></source>
+        <translation>camera lost</translation>
+    </message>
+    <message id="journal_end_off">
+        <source></source>
+        <translation>protection off</translation>
+    </message>
+    <message id="assombri">
+        <source></source>
+        <translation>darkened</translation>
+    </message>
+    <message id="notifié">
+        <source></source>
+        <translation>notified</translation>
+    </message>
+    <message id="1 visage">
+        <source></source>
+        <translation>1 face</translation>
+    </message>
+    <message id="%1 visages">
+        <source></source>
+        <translation>%1 faces</translation>
+    </message>
+    <message id="command_since">
+        <source></source>
+        <translation>a span of time is asked for: 90m, 12h, 7d or 4w.</translation>
+    </message>
+    <message id="command_journal_unreadable">
+        <source></source>
+        <translation>the journal cannot be read.</translation>
+    </message>
+    <message id="Aucune alerte">
+        <source></source>
+        <translation>No alert</translation>
+    </message>
+    <message id="command_journal">
+        <source></source>
+        <translation>list the alerts that are kept</translation>
+    </message>
 </context>
 </TS>

@@ -915,5 +915,69 @@
         <source></source>
         <translation>Le journal ne peut pas être écrit&#xa0;: vérifiez la place et les droits de son dossier.</translation>
     </message>
+    <message id="journal_end_gone">
+        <source></source>
+        <translation>plus personne</translation>
+    </message>
+    <message id="journal_end_nobody">
+        <source></source>
+        <translation>ce n&apos;était personne</translation>
+    </message>
+    <message id="journal_end_welcomed">
+        <source></source>
+        <translation>invité</translation>
+    </message>
+    <message id="journal_end_paused">
+        <source></source>
+        <translation>mis en pause</translation>
+    </message>
+    <message id="journal_end_away">
+        <source></source>
+        <translation>absent ou verrouillé</translation>
+    </message>
+    <message id="journal_end_low_battery">
+        <source></source>
+        <translation>batterie faible</translation>
+    </message>
+    <message id="journal_end_blind">
+        <source></source>
+        <translation>caméra perdue</translation>
+    </message>
+    <message id="journal_end_off">
+        <source></source>
+        <translation>protection désactivée</translation>
+    </message>
+    <message id="assombri">
+        <source></source>
+        <translation>assombri</translation>
+    </message>
+    <message id="notifié">
+        <source></source>
+        <translation>notifié</translation>
+    </message>
+    <message id="1 visage">
+        <source></source>
+        <translation>1 visage</translation>
+    </message>
+    <message id="%1 visages">
+        <source></source>
+        <translation>%1 visages</translation>
+    </message>
+    <message id="command_since">
+        <source></source>
+        <translation>un temps est demandé&#xa0;: 90m, 12h, 7d ou 4w.</translation>
+    </message>
+    <message id="command_journal_unreadable">
+        <source></source>
+        <translation>le journal ne peut pas être lu.</translation>
+    </message>
+    <message id="Aucune alerte">
+        <source></source>
+        <translation>Aucune alerte</translation>
+    </message>
+    <message id="command_journal">
+        <source></source>
+        <translation>liste les alertes gardées</translation>
+    </message>
 </context>
 </TS>
