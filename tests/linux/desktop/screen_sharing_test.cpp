@@ -294,8 +294,8 @@ class OwnReader {
   explicit OwnReader(const std::string& node)
       : connection_(loop_, {.connected =
                                 [this, node](pw_core*) {
-                                  stream_.emplace(connection_.context(), node, 640, 480, lease_, broken_,
-                                                  CaptureStream::Events{[] {}, [] {}});
+                                  stream_.emplace(connection_.context(), node, 640, 480, newest_, broken_,
+                                                  CaptureStream::Events{[](PixelFormat) {}, [] {}});
                                 },
                             .lost = [this] { stream_.reset(); },
                             .absent = [] {}}) {
@@ -311,7 +311,7 @@ class OwnReader {
 
  private:
   PipeWireLoop loop_{"reader"};
-  BufferLease lease_;
+  NewestFrame newest_;
   std::atomic<std::int64_t> broken_{0};
   std::optional<CaptureStream> stream_;
   PipeWireConnection connection_;
