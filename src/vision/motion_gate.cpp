@@ -47,8 +47,10 @@ constexpr std::int64_t rescanWholeMs = 6000;
 // How often the motion of the user alone is a reason for a scan, of the whole and of any tile.
 constexpr std::int64_t rescanUserWholeMs = 1000;
 constexpr std::int64_t rescanUserMs = 600;
-// How much sooner a tile is scanned in which something moves, or which was never scanned, than one that only
-// waits for its turn; and as if how long a tile had waited that is to be enlarged.
+// How much sooner a tile is scanned in which something moves, above all elsewhere than the user, or which was
+// never scanned, than one that only waits for its turn; and as if how long a tile had waited that is to be
+// enlarged.
+constexpr std::int64_t strangeUrgency = 32;
 constexpr std::int64_t movedUrgency = 8;
 constexpr std::int64_t unseenUrgency = 4;
 constexpr std::int64_t enlargedUrgency = 3000;
@@ -298,10 +300,13 @@ std::int64_t MotionGate::urgency(std::size_t tile) const {
   const Scan& scan = scans_[tile];
   if (scan.count == 0) return unseenUrgency * (nowMs_ - *beganMs_ + 1);
   const Area area = areaOf(tiles[tile]);
-  if (isMuch(maps_[0].news, area)) return movedUrgency * age(scan);
+  const Maps& maps = maps_[0];
+  if (count(area, [&](std::size_t i) { return maps.news[i] > maps.user[i]; }) >= changedCells)
+    return strangeUrgency * age(scan);
+  if (isMuch(maps.news, area)) return movedUrgency * age(scan);
   const auto repeat = static_cast<std::size_t>(scan.count);
   const bool due = age(scan) >= (repeat < rescanTileMs.size() ? rescanTileMs[repeat] : rescanTileLongMs);
-  return due || (nowMs_ - userScanMs_ >= rescanUserMs && isMuch(maps_[0].changed, area)) ? age(scan) : 0;
+  return due || (nowMs_ - userScanMs_ >= rescanUserMs && isMuch(maps.changed, area)) ? age(scan) : 0;
 }
 
 std::optional<Tile> MotionGate::takeTile() {
