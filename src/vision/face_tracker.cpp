@@ -15,6 +15,8 @@ namespace {
 constexpr double lowestScore = 0.1;
 constexpr double seenPlaceOverlap = 0.25;
 constexpr std::size_t maxSeen = 64;
+// The square in which a face is looked for that moved quickly, in widths of the face.
+constexpr double roomToMove = 3;
 
 // In units of the field. Well below two hundredths of its width, as the boxes of small faces are uncertain.
 constexpr double smallestFace = 11;
@@ -74,6 +76,28 @@ double generosity(double width) {
   return 1 + error * std::clamp((certain - width) / (certain - uncertain), 0.0, 1.0);
 }
 
+Point centre(const Region& box) {
+  return {box.x + box.width / 2, box.y + box.height / 2};
+}
+
+/// Whether a face may be the one that was seen in the last frames.
+bool couldHaveMoved(const Region& from, const Region& to) {
+  const double ratio = to.width / from.width;
+  const Point a = centre(from);
+  const Point b = centre(to);
+  return ratio > 0.66 && ratio < 1.5 && std::hypot(b.x - a.x, b.y - a.y) < 2 * from.width;
+}
+
+void moveTo(TrackedFace& tracked, const Candidate& seen, std::int64_t timestampMs) {
+  const auto elapsed = static_cast<double>(std::max<std::int64_t>(1, timestampMs - tracked.seenMs));
+  const Point from = centre(tracked.face.box);
+  const Point to = centre(seen.box);
+  tracked.speed = {(to.x - from.x) / elapsed, (to.y - from.y) / elapsed};
+  tracked.face = seen;
+  tracked.misses = 0;
+  tracked.seenMs = tracked.lookedMs = timestampMs;
+}
+
 }  // namespace
 
 double CloseLooks::best(double hoped) const {
@@ -99,70 +123,100 @@ bool FaceTracker::isCalm(const TrackedFace& tracked, const MotionGate& gate) {
          gate.calmSince(scaledAboutCentre(tracked.face.box, surroundings), tracked.seenMs);
 }
 
-std::optional<Candidate> FaceTracker::lookClosely(const Frame& frame, const Region& box, std::size_t zoom) {
-  const double enlargement = enlargements[zoom];
-  const double side = std::max(fieldScale(frame) * inputSize.width / enlargement,
-                               std::max(box.width, box.height) * (roomPerFace + roomByZoom / enlargement));
+template <class Is>
+std::optional<Candidate> FaceTracker::bestIn(const Frame& frame, const Region& box, double side, double least,
+                                             Is is) {
   const Region crop{box.x + (box.width - side) / 2, box.y + (box.height - side) / 2, side, side};
   seen_.clear();
-  search_.find(frame, crop, lowestScore, seen_);
+  search_.find(frame, crop, least, seen_);
   std::optional<Candidate> best;
   for (const Candidate& candidate : seen_) {
     if (candidate.box.width < smallestFace * fieldScale(frame)) continue;
     if (best && candidate.score <= best->score) continue;
-    if (intersectionOverUnion(candidate.box, box) >= seenPlaceOverlap) best = candidate;
+    if (is(candidate.box)) best = candidate;
   }
   if (best) best->box = scaledAboutCentre(best->box, generosity(best->box.width / fieldScale(frame)));
   return best;
 }
 
+std::optional<Candidate> FaceTracker::lookClosely(const Frame& frame, const Region& box, std::size_t zoom,
+                                                  double least) {
+  const double enlargement = enlargements[zoom];
+  const double side = std::max(fieldScale(frame) * inputSize.width / enlargement,
+                               std::max(box.width, box.height) * (roomPerFace + roomByZoom / enlargement));
+  return bestIn(frame, box, side, least,
+                [&](const Region& seen) { return intersectionOverUnion(seen, box) >= seenPlaceOverlap; });
+}
+
+std::optional<Candidate> FaceTracker::lookAround(const Frame& frame, const Region& box) {
+  const double side = std::max(fieldScale(frame) * inputSize.width, box.width * roomToMove);
+  return bestIn(frame, box, side, stayScore, [&](const Region& seen) { return couldHaveMoved(box, seen); });
+}
+
 void FaceTracker::carry(const Candidate& face, std::int64_t timestampMs) {
   if (faces_.empty()) return;
   faces_.front().face = face;
+  faces_.front().speed = {};
   faces_.front().seenMs = timestampMs;
 }
 
 std::optional<Candidate> FaceTracker::lookNext(const Frame& frame, const Region& box, CloseLooks& looks) {
-  const auto seen = lookClosely(frame, box, looks.made);
+  const auto seen = lookClosely(frame, box, looks.made, lowestScore);
   looks.scores[looks.made++] = seen ? seen->score : 0;
   return seen;
 }
 
-bool FaceTracker::passesTrial(const Frame& frame, TrackedFace& tracked, std::size_t tries) {
+std::optional<Candidate> FaceTracker::tryOut(const Frame& frame, const Region& box, TrackedFace& tracked,
+                                             const MotionGate& gate) {
   CloseLooks& trial = tracked.trial;
-  for (; tries > 0 && !trial.isComplete(); --tries) {
-    const auto seen = lookNext(frame, tracked.face.box, trial);
-    if (seen && seen->score >= stayScore) tracked.face = *seen;
+  const bool calm = gate.calmSince(scaledAboutCentre(box, surroundings), tracked.seenMs);
+  Candidate latest = tracked.face;
+  for (std::size_t i = 0; i < (gate.isBusy() ? triesWhenBusy : triesPerFrame) && !trial.isComplete(); ++i) {
+    const auto seen = lookNext(frame, box, trial);
+    if (seen && seen->score >= stayScore) latest = *seen;
+    if (seen || calm) continue;
+    // It says nothing of a face that it has moved on.
+    --trial.made;
+    return std::nullopt;
   }
-  if (!trial.isComplete()) return true;
-  const double width = tracked.face.box.width / fieldScale(frame);
+  if (!trial.isComplete()) return latest;
+  const double width = latest.box.width / fieldScale(frame);
   const double share = std::clamp((width - smallFace) / (wideFace - smallFace), 0.0, 1.0);
-  return trial.best() >= std::lerp(passedSmall, passedWide, share) ||
-         (width >= wideFace && mesh_->presence(frame, meshRegion(tracked.face)) >= surePresence);
+  if (trial.best() >= std::lerp(passedSmall, passedWide, share) ||
+      (width >= wideFace && mesh_->presence(frame, meshRegion(latest)) >= surePresence))
+    return latest;
+  tracked.misses = dropCalmAfter;
+  return std::nullopt;
 }
 
 void FaceTracker::lookAgain(const Frame& frame, TrackedFace& tracked, const MotionGate& gate,
                             std::int64_t timestampMs) {
-  if (!tracked.trial.isComplete()) {
-    const bool passes = passesTrial(frame, tracked, gate.isBusy() ? triesWhenBusy : triesPerFrame);
-    tracked.misses = passes ? 0 : dropCalmAfter;
-    tracked.seenMs = tracked.lookedMs = timestampMs;
-    return;
-  }
+  const bool onTrial = !tracked.trial.isComplete();
+  const bool calm = isCalm(tracked, gate);
+  const auto elapsed = static_cast<double>(timestampMs - tracked.seenMs);
   // Seen by other means, or as it was: a look now and then makes sure.
-  const bool carried = tracked.seenMs == timestampMs;
-  if (carried ? timestampMs - tracked.lookedMs < carriedLookMs
-              : isCalm(tracked, gate) && timestampMs - tracked.seenMs < holdMs)
-    return;
-  const auto seen = lookClosely(frame, tracked.face.box, tracked.zoom);
-  if (!seen || seen->score < stayScore) {
-    ++tracked.misses;
-    tracked.zoom = (tracked.zoom + 1) % enlargements.size();
-    return;
+  const bool canWait =
+      elapsed == 0 ? timestampMs - tracked.lookedMs < carriedLookMs : calm && elapsed < holdMs;
+  if (!onTrial && canWait) return;
+  Region expected = tracked.face.box;
+  if (!calm) {
+    expected.x += tracked.speed.x * elapsed;
+    expected.y += tracked.speed.y * elapsed;
   }
-  tracked.face = *seen;
-  tracked.misses = 0;
-  tracked.seenMs = tracked.lookedMs = timestampMs;
+  std::optional<Candidate> seen;
+  if (onTrial) {
+    seen = tryOut(frame, expected, tracked, gate);
+  } else {
+    seen = lookClosely(frame, expected, tracked.zoom, stayScore);
+    if (!seen) tracked.zoom = (tracked.zoom + 1) % enlargements.size();
+  }
+  if (!seen && !calm && tracked.misses < dropAfter && faces_.size() <= knownLooks)
+    seen = lookAround(frame, expected);
+  if (seen) {
+    moveTo(tracked, *seen, timestampMs);
+  } else {
+    ++tracked.misses;
+  }
 }
 
 void FaceTracker::follow(const Frame& frame, const MotionGate& gate, std::int64_t timestampMs) {
@@ -185,13 +239,8 @@ bool FaceTracker::hasBacklog() const {
 }
 
 TrackedFace* FaceTracker::movedFrom(const Candidate& candidate) {
-  const double x = candidate.box.x + candidate.box.width / 2;
-  const double y = candidate.box.y + candidate.box.height / 2;
   for (TrackedFace& tracked : faces_) {
-    const Region& box = tracked.face.box;
-    const double ratio = candidate.box.width / box.width;
-    const double distance = std::hypot(x - box.x - box.width / 2, y - box.y - box.height / 2);
-    if (tracked.misses > 0 && ratio > 0.66 && ratio < 1.5 && distance < 2 * box.width) return &tracked;
+    if (tracked.misses > 0 && couldHaveMoved(tracked.face.box, candidate.box)) return &tracked;
   }
   return nullptr;
 }
@@ -236,17 +285,15 @@ bool FaceTracker::lookAtSuspect(const Frame& frame, Suspect& suspect, std::int64
   if (suspect.scans == 1 && sureness(looks.best(bestLook)) < needed) looks.made = looks.scores.size();
   const bool sureAtOnce = zoom == 0 && sureness(looks.scores[0]) >= enterScoreAtOnce;
   if (!seen || (!sureAtOnce && sureness(looks.best()) < needed)) return false;
-  enter({0, *seen, 0, zoom, timestampMs, timestampMs, {}});
+  enter({0, *seen, {}, 0, zoom, timestampMs, timestampMs, {}});
   return true;
 }
 
 void FaceTracker::enter(const TrackedFace& entering) {
   if (TrackedFace* moved = movedFrom(entering.face)) {
     // A face that moved faster than its look could follow.
-    const std::uint64_t id = moved->id;
-    *moved = entering;
-    moved->id = id;
-    moved->trial.made = moved->trial.scores.size();
+    moveTo(*moved, entering.face, entering.seenMs);
+    moved->zoom = entering.zoom;
   } else if (faces_.size() < maxFaces) {
     faces_.push_back(entering);
     faces_.back().id = ++lastId_;

@@ -28,6 +28,7 @@ struct CloseLooks {
 struct TrackedFace {
   std::uint64_t id = 0;  ///< the same as long as the face is followed
   Candidate face;
+  Point speed;                ///< of its middle, in pixels a millisecond
   int misses = 0;             ///< looks in a row that did not see it
   std::size_t zoom = 0;       ///< of the close look that sees it well
   std::int64_t seenMs = 0;    ///< when it was last seen, by a look or by whoever called `carry`
@@ -92,9 +93,16 @@ class FaceTracker {
     std::int64_t checkedMs = 0;
   };
 
+  /// The best face in a square about a box that scores at least so much and of which `is` says so, or none.
+  template <class Is>
+  [[nodiscard]] std::optional<Candidate> bestIn(const Frame& frame, const Region& box, double side,
+                                                double least, Is is);
   /// The best face that stands where `box` is, with its score in a close look, or none.
-  [[nodiscard]] std::optional<Candidate> lookClosely(const Frame& frame, const Region& box, std::size_t zoom);
-  /// The same at the zoom that comes next in `looks`, which takes the score in.
+  [[nodiscard]] std::optional<Candidate> lookClosely(const Frame& frame, const Region& box, std::size_t zoom,
+                                                     double least);
+  /// The face that moved away from `box` beyond what a close look shows, or none.
+  [[nodiscard]] std::optional<Candidate> lookAround(const Frame& frame, const Region& box);
+  /// A close look at the zoom that comes next in `looks`, which takes the score in.
   [[nodiscard]] std::optional<Candidate> lookNext(const Frame& frame, const Region& box, CloseLooks& looks);
   void lookAgain(const Frame& frame, TrackedFace& tracked, const MotionGate& gate, std::int64_t timestampMs);
   [[nodiscard]] bool isKnown(const Candidate& candidate) const;
@@ -102,8 +110,10 @@ class FaceTracker {
   [[nodiscard]] bool lookAtSuspect(const Frame& frame, Suspect& suspect, std::int64_t timestampMs,
                                    bool noisy);
   void enter(const TrackedFace& entering);
-  /// Goes on with the trial of a face; false once it has failed.
-  [[nodiscard]] bool passesTrial(const Frame& frame, TrackedFace& tracked, std::size_t tries);
+  /// Goes on with the trial of a face that is expected in a box. None while the face has moved elsewhere, or
+  /// once the trial has failed.
+  [[nodiscard]] std::optional<Candidate> tryOut(const Frame& frame, const Region& box, TrackedFace& tracked,
+                                                const MotionGate& gate);
   [[nodiscard]] TrackedFace* movedFrom(const Candidate& candidate);
   void tidy(const MotionGate& gate);
 

@@ -86,6 +86,23 @@ TEST_F(DetectorPipelineTest, followsTheUserWithoutCloseLooks) {
   }
 }
 
+// Within a frame somebody moves by nearly the width of the own face.
+TEST_F(DetectorPipelineTest, followsWhoeverWalksByQuickly) {
+  show(scene().frame({}), 20);
+  std::uint64_t id = 0;
+  for (int frame = 0; frame < 9; ++frame) {
+    const double x = 630 - 21 * frame;
+    show(scene().frame({0, test::SecondFace{x, 60, 26}}), 1);
+    if (frame < 3) continue;
+    ASSERT_EQ(pipeline_.faces().size(), 2U) << frame;
+    const TrackedFace& walker = pipeline_.faces()[1];
+    const Region box = DetectorPipeline::tightBox(walker.face);
+    EXPECT_NEAR(box.x + box.width / 2, x, 6) << frame;
+    if (frame == 3) id = walker.id;
+    EXPECT_EQ(walker.id, id) << frame;
+  }
+}
+
 // A new face that no look is sure of must have a mesh, or it goes before an alert can come of it.
 TEST_F(DetectorPipelineTest, putsANewFaceOnTrial) {
   const QImage watched = scene().frame({0, test::SecondFace{520, 110, 50}});
