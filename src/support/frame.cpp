@@ -30,6 +30,18 @@ void Frame::resize(int width, int height) {
   width_ = width > 0 && height > 0 ? width : 0;
   height_ = width_ > 0 ? height : 0;
   bytes_.resize(static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_) * 4);
+  if (larger_) larger_->resize(0, 0);
+}
+
+Frame& Frame::resizeLarger(int width, int height) {
+  if (!larger_) larger_ = std::make_unique<Frame>();
+  larger_->resize(width, height);
+  return *larger_;
+}
+
+void Frame::clear() {
+  bytes_.wipe();
+  if (larger_) larger_->clear();
 }
 
 FramePool::FramePool(std::size_t count) {

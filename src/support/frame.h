@@ -63,7 +63,8 @@ class FrameMemory {
   std::size_t size_ = 0;
 };
 
-/// One image in memory: 32-bit BGRA rows from top to bottom, `stride` bytes apart.
+/// One image in memory: 32-bit BGRA rows from top to bottom, `stride` bytes apart. It may bring the same
+/// image with more pixels, for whoever reads small things in it.
 class Frame {
  public:
   Frame() = default;
@@ -80,14 +81,22 @@ class Frame {
     return bytes_.data() + static_cast<std::ptrdiff_t>(y) * stride();
   }
 
-  /// Gives the frame a size; its content is undefined afterwards. Allocates only when it grows.
+  /// The same image with more pixels, or none.
+  [[nodiscard]] const Frame* larger() const { return larger_ && !larger_->empty() ? larger_.get() : nullptr; }
+
+  /// Gives the frame a size; its content is undefined afterwards, and there is no larger image. Allocates
+  /// only when it grows.
   void resize(int width, int height);
 
+  /// Gives the larger image a size, and itself to be filled; none where that is 0. Allocates like `resize`.
+  Frame& resizeLarger(int width, int height);
+
   /// Overwrites every pixel with zero, also those of a larger frame before.
-  void clear() { bytes_.wipe(); }
+  void clear();
 
  private:
   FrameMemory<std::uint8_t> bytes_;
+  std::unique_ptr<Frame> larger_;
   int width_ = 0;
   int height_ = 0;
 };

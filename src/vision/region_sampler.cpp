@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "support/geometry.h"
 #include "vision/vector_clones.h"
 
 namespace sentrel::vision {
@@ -21,6 +22,12 @@ FourFloats pixelAt(const std::uint8_t* bytes) {
   std::uint8_t __attribute__((vector_size(4))) pixel;
   std::memcpy(&pixel, bytes, sizeof pixel);
   return __builtin_convertvector(pixel, FourFloats);
+}
+
+/// How many pixels of its larger image one of the frame's is, across and down.
+Point pixelsOfLarger(const Frame& frame) {
+  return {static_cast<double>(frame.larger()->width()) / frame.width(),
+          static_cast<double>(frame.larger()->height()) / frame.height()};
 }
 
 SENTREL_CLONES void accumulate(const std::uint8_t* bytes, std::size_t count, float weight, float* sums) {
@@ -57,6 +64,11 @@ void RegionSampler::Axis::plan(double start, double extent, int outputs, int sou
 
 void RegionSampler::sample(const Frame& frame, const Region& region, int width, int height, ValueRange range,
                            std::span<float> output) {
+  if (frame.larger() != nullptr && region.width < width) {
+    const auto [x, y] = pixelsOfLarger(frame);
+    const Region same{region.x * x, region.y * y, region.width * x, region.height * y};
+    return sample(*frame.larger(), same, width, height, range, output);
+  }
   horizontal_.plan(region.x, region.width, width, frame.width());
   vertical_.plan(region.y, region.height, height, frame.height());
   const auto left = static_cast<std::size_t>(horizontal_.low);
@@ -90,6 +102,11 @@ void RegionSampler::sample(const Frame& frame, const Region& region, int width, 
 
 void RegionSampler::sample(const Frame& frame, const TurnedSquare& square, int side, ValueRange range,
                            std::span<float> output) {
+  if (frame.larger() != nullptr && square.side < side) {
+    const auto [x, y] = pixelsOfLarger(frame);
+    const TurnedSquare same{square.centreX * x, square.centreY * y, square.side * x, square.angle};
+    return sample(*frame.larger(), same, side, range, output);
+  }
   const double scale = square.side / side;
   const auto stepX = static_cast<float>(std::cos(square.angle) * scale);
   const auto stepY = static_cast<float>(std::sin(square.angle) * scale);

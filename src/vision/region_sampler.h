@@ -31,8 +31,9 @@ struct ValueRange {
   float high = 1;
 };
 
-/// Cuts pieces out of BGRA frames as RGB network inputs. What lies outside the frame is black. Keeps its
-/// scratch memory: it allocates only for a larger piece than ever before. One thread.
+/// Cuts pieces out of BGRA frames as RGB network inputs. What lies outside the frame is black. A piece that
+/// is enlarged is read in the frame's larger image, where there is one. Keeps its scratch memory: it
+/// allocates only for a larger piece than ever before. One thread.
 class RegionSampler {
  public:
   /// Shrinks by exact area means and enlarges bilinearly. `output` holds width x height x 3 values.

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -58,6 +59,21 @@ TEST(RegionSampler, takesPixelsMeansAndInterpolatedValues) {
   // Enlarged: linear between pixel centres.
   Sampled(*frame, Region{10, 10, 8, 8}, 32, 32)
       .expect(16, 16, {10 + 16.5 / 4 - 0.5, 10 + 16.5 / 4 - 0.5, 77});
+}
+
+TEST(RegionSampler, readsWhatIsEnlargedInTheLargerImage) {
+  const auto frame = ramp(64, 48);
+  Frame& larger = frame->resizeLarger(96, 72);
+  std::copy_n(ramp(96, 72)->data(), larger.stride() * larger.height(), larger.data());
+  // Half a pixel of the frame is three quarters of one there.
+  const Sampled enlarged(*frame, Region{10, 20, 16, 8}, 24, 12);
+  enlarged.expect(0, 0, {15, 30, 77});
+  enlarged.expect(23, 11, {38, 41, 77});
+  Sampled(*frame, TurnedSquare{20, 30, 14, 0}, 21).expect(10, 10, {29.5, 44.5, 77});
+  // What is not enlarged needs no more pixels than the frame's.
+  Sampled(*frame, Region{10, 20, 16, 8}, 16, 8).expect(3, 2, {13, 22, 77});
+  frame->resize(64, 48);
+  EXPECT_EQ(frame->larger(), nullptr) << "it belonged to the picture before";
 }
 
 TEST(RegionSampler, isBlackBeyondTheFrame) {
