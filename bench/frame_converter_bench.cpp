@@ -10,7 +10,8 @@
 namespace sentrel {
 namespace {
 
-/// What one frame that is handed on costs: the conversion of a camera's picture to 640x480 BGRA.
+/// What one frame that is handed on costs: the conversion of a camera's picture to 640x480 BGRA, and to what
+/// a larger one shows besides.
 void convert(benchmark::State& state, PixelFormat pixels, int width, int height) {
   std::vector<std::uint8_t> scene(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4);
   // Soft shades with an edge every 16 pixels: about as many bytes as a webcam's pictures have.
@@ -21,18 +22,7 @@ void convert(benchmark::State& state, PixelFormat pixels, int width, int height)
   }
   std::vector<std::uint8_t> bytes(test::encodedCapacity(pixels, width, height));
   bytes.resize(test::encodePicture(pixels, scene.data(), width, height, bytes));
-
-  RawFrame picture;
-  picture.format = {pixels, width, height};
-  const int stride = test::encodedStride(pixels, width);
-  const std::size_t luma = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
-  picture.planes[0] = {bytes.data(), stride, bytes.size()};
-  if (pixels == PixelFormat::nv12) picture.planes[1] = {bytes.data() + luma, width, luma / 2};
-  if (pixels == PixelFormat::i420) {
-    picture.planes[1] = {bytes.data() + luma, width / 2, luma / 4};
-    picture.planes[2] = {bytes.data() + luma + luma / 4, width / 2, luma / 4};
-  }
-
+  const RawFrame picture = test::encodedFrame({pixels, width, height}, bytes);
   FrameConverter converter;
   Frame frame;
   frame.resize(640, 480);
@@ -48,6 +38,7 @@ BENCHMARK_CAPTURE(convert, nv12, PixelFormat::nv12, 640, 480);
 BENCHMARK_CAPTURE(convert, i420, PixelFormat::i420, 640, 480);
 BENCHMARK_CAPTURE(convert, mjpeg, PixelFormat::mjpeg, 640, 480);
 BENCHMARK_CAPTURE(convert, yuy2_of_720p, PixelFormat::yuy2, 1280, 720);
+BENCHMARK_CAPTURE(convert, nv12_of_720p, PixelFormat::nv12, 1280, 720);
 BENCHMARK_CAPTURE(convert, mjpeg_of_720p, PixelFormat::mjpeg, 1280, 720);
 
 }  // namespace

@@ -95,7 +95,10 @@ struct VirtualCamera::Listener {
 };
 
 VirtualCamera::VirtualCamera(Options options)
-    : options_(std::move(options)), loop_("virtual-camera"), timer_(loop_.get(), [this] { present(); }) {
+    : options_(std::move(options)),
+      modes_(options_.modes),
+      loop_("virtual-camera"),
+      timer_(loop_.get(), [this] { present(); }) {
   loop_.start();
 }
 
@@ -174,17 +177,32 @@ void VirtualCamera::connectStream() {
   stream_ = pw_stream_new(core_, options_.name.c_str(), properties);
   listener_ = std::make_unique<Listener>(*this);
 
-  std::vector<std::uint8_t> storage(512 * options_.modes.size());
-  spa_pod_builder builder{};
-  spa_pod_builder_init(&builder, storage.data(), static_cast<std::uint32_t>(storage.size()));
-  std::vector<const spa_pod*> parameters;
-  for (const Mode& mode : options_.modes) parameters.push_back(formatOf(mode, builder));
+  std::vector<std::uint8_t> storage;
+  std::vector<const spa_pod*> parameters = offer(storage);
   // A camera decides when there is a picture, so it drives those who watch it.
   const auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_DRIVER | PW_STREAM_FLAG_MAP_BUFFERS);
   if (pw_stream_connect(stream_, PW_DIRECTION_OUTPUT, PW_ID_ANY, flags, parameters.data(),
                         static_cast<std::uint32_t>(parameters.size())) < 0) {
     error_ = "it cannot connect";
   }
+}
+
+std::vector<const spa_pod*> VirtualCamera::offer(std::vector<std::uint8_t>& storage) const {
+  storage.resize(512 * modes_.size());
+  spa_pod_builder builder{};
+  spa_pod_builder_init(&builder, storage.data(), static_cast<std::uint32_t>(storage.size()));
+  std::vector<const spa_pod*> parameters;
+  for (const Mode& mode : modes_) parameters.push_back(formatOf(mode, builder));
+  return parameters;
+}
+
+void VirtualCamera::setModes(std::vector<Mode> modes) {
+  const PipeWireLoop::Lock lock(loop_);
+  modes_ = std::move(modes);
+  if (stream_ == nullptr) return;
+  std::vector<std::uint8_t> storage;
+  std::vector<const spa_pod*> parameters = offer(storage);
+  pw_stream_update_params(stream_, parameters.data(), static_cast<std::uint32_t>(parameters.size()));
 }
 
 void VirtualCamera::stateChanged() {
@@ -196,10 +214,10 @@ void VirtualCamera::stateChanged() {
 
 void VirtualCamera::agree(const spa_pod* format) {
   const auto agreed = parseFormat(format);
-  const auto found = std::ranges::find_if(options_.modes, [&](const Mode& mode) {
+  const auto found = std::ranges::find_if(modes_, [&](const Mode& mode) {
     return agreed == VideoFormat{mode.format, mode.width, mode.height};
   });
-  if (found == options_.modes.end()) {
+  if (found == modes_.end()) {
     pw_stream_set_error(stream_, -EINVAL, "not one of the camera's modes");
     return;
   }
@@ -274,6 +292,8 @@ void VirtualCamera::spoil(spa_data& data, spa_meta_header* header) {
   spa_chunk& chunk = *data.chunk;
   if (fault_ == Fault::zeroLength) chunk.size = 0;
   if (fault_ == Fault::shortChunk) chunk.size /= 2;
+  if (fault_ == Fault::small)
+    chunk.size = std::min(chunk.size, static_cast<std::uint32_t>(encodedCapacity(mode_->format, 640, 480)));
   if (fault_ == Fault::corruptedFlag) {
     chunk.flags = SPA_CHUNK_FLAG_CORRUPTED;
     if (header != nullptr) header->flags = SPA_META_HEADER_FLAG_CORRUPTED;
@@ -314,6 +334,20 @@ std::size_t encodePicture(PixelFormat format, const std::uint8_t* bgra, int widt
       return encodeJpeg(bgra, width, height, target);
   }
   return 0;
+}
+
+RawFrame encodedFrame(const VideoFormat& format, std::span<const std::uint8_t> bytes) {
+  RawFrame frame;
+  frame.format = format;
+  const int stride = encodedStride(format.pixels, format.width);
+  frame.planes[0] = {bytes.data(), stride, bytes.size()};
+  const std::size_t luma = static_cast<std::size_t>(format.width) * static_cast<std::size_t>(format.height);
+  if (format.pixels == PixelFormat::nv12) frame.planes[1] = {bytes.data() + luma, stride, luma / 2};
+  if (format.pixels == PixelFormat::i420) {
+    frame.planes[1] = {bytes.data() + luma, stride / 2, luma / 4};
+    frame.planes[2] = {bytes.data() + luma + luma / 4, stride / 2, luma / 4};
+  }
+  return frame;
 }
 
 }  // namespace sentrel::test

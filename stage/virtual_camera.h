@@ -55,6 +55,7 @@ class VirtualCamera {
     shortChunk,     ///< half of the bytes
     corruptedFlag,  ///< marked as damaged by the producer
     garbage,        ///< random bytes, which only a compressed format can notice
+    small,          ///< never more bytes than 640x480 pixels have
   };
 
   /// Gives the picture of a frame: `width` x `height` BGRA pixels without padding, valid until the next call.
@@ -76,6 +77,8 @@ class VirtualCamera {
   void setSource(Source source);
   /// While it does not play, the node stays and gives no frames.
   void setPlaying(bool playing);
+  /// From now on it offers these modes, also to whoever has it open. The source is to fit them.
+  void setModes(std::vector<Mode> modes);
   void setFault(Fault fault);
 
   /// Whether somebody has the camera open: a real one would show its light.
@@ -89,6 +92,7 @@ class VirtualCamera {
 
   // On the camera's PipeWire thread.
   void connectStream();
+  [[nodiscard]] std::vector<const spa_pod*> offer(std::vector<std::uint8_t>& storage) const;
   void agree(const spa_pod* format);
   void stateChanged();
   void scheduleNext();
@@ -97,6 +101,7 @@ class VirtualCamera {
   void spoil(spa_data& data, spa_meta_header* header);
 
   const Options options_;
+  std::vector<Mode> modes_;
   PipeWireLoop loop_;
   // On that thread, or under the loop's lock.
   LoopTimer timer_;
@@ -126,5 +131,7 @@ class VirtualCamera {
 /// they do not fit.
 std::size_t encodePicture(PixelFormat format, const std::uint8_t* bgra, int width, int height,
                           std::span<std::uint8_t> target);
+/// The frame that lies in such bytes, for as long as they are there.
+[[nodiscard]] RawFrame encodedFrame(const VideoFormat& format, std::span<const std::uint8_t> bytes);
 
 }  // namespace sentrel::test

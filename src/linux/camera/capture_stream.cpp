@@ -121,10 +121,12 @@ struct CaptureStream::Callbacks {
 };
 
 CaptureStream::CaptureStream(pw_context* context, std::string nodeSerial, int width, int height,
-                             NewestFrame& newest, std::atomic<std::int64_t>& broken, Events events)
+                             Pixels pixels, NewestFrame& newest, std::atomic<std::int64_t>& broken,
+                             Events events)
     : nodeSerial_(std::move(nodeSerial)),
       wantedWidth_(width),
       wantedHeight_(height),
+      wantedPixels_(pixels),
       newest_(newest),
       broken_(broken),
       events_(std::move(events)),
@@ -159,7 +161,7 @@ void CaptureStream::connect(pw_context* context) {
   }
   newest_.begin(stream_);
   pw_stream_add_listener(stream_, &callbacks_->hook, &Callbacks::events, this);
-  auto [storage, parameters] = formatOffer(wantedWidth_, wantedHeight_);
+  auto [storage, parameters] = formatOffer(wantedWidth_, wantedHeight_, wantedPixels_);
   const auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS |
                                                   PW_STREAM_FLAG_DONT_RECONNECT | PW_STREAM_FLAG_RT_PROCESS);
   const int result = pw_stream_connect(stream_, PW_DIRECTION_INPUT, PW_ID_ANY, flags, parameters.data(),

@@ -81,10 +81,10 @@ class CaptureStream {
     std::function<void()> failed;  ///< `error()` says why; destroy the stream later, not in here
   };
 
-  /// Asks the camera for `width` x `height` pixels or what comes near. `newest` and `broken`, which counts
-  /// the buffers that could not be trusted, outlive the stream.
-  CaptureStream(pw_context* context, std::string nodeSerial, int width, int height, NewestFrame& newest,
-                std::atomic<std::int64_t>& broken, Events events);
+  /// Asks the camera for `width` x `height` pixels, or more, or what comes near. `newest` and `broken`, which
+  /// counts the buffers that could not be trusted, outlive the stream.
+  CaptureStream(pw_context* context, std::string nodeSerial, int width, int height, Pixels pixels,
+                NewestFrame& newest, std::atomic<std::int64_t>& broken, Events events);
   /// Disconnects; the camera is free when the daemon has read that.
   ~CaptureStream();
   CaptureStream(const CaptureStream&) = delete;
@@ -93,6 +93,7 @@ class CaptureStream {
   [[nodiscard]] const std::string& nodeSerial() const { return nodeSerial_; }
   [[nodiscard]] int wantedWidth() const { return wantedWidth_; }
   [[nodiscard]] int wantedHeight() const { return wantedHeight_; }
+  [[nodiscard]] Pixels wantedPixels() const { return wantedPixels_; }
   [[nodiscard]] const std::optional<CaptureError>& error() const { return error_; }
 
  private:
@@ -106,6 +107,7 @@ class CaptureStream {
   std::string nodeSerial_;
   int wantedWidth_;
   int wantedHeight_;
+  Pixels wantedPixels_;
   NewestFrame& newest_;
   std::atomic<std::int64_t>& broken_;
   Events events_;

@@ -18,6 +18,9 @@ namespace sentrel {
 
 namespace {
 
+/// A larger image than this would fill the pool with memory that no camera near the wanted size needs.
+constexpr int mostLargerRows = 1080;
+
 /// Room for the decoder's rows and coefficients of one picture: some 0.5 MB at 1280 pixels, growing with the
 /// width. Pages that are never touched cost nothing.
 constexpr std::size_t arenaBytes = std::size_t{8} << 20;
@@ -30,31 +33,29 @@ constexpr std::size_t roundUp(std::size_t value, std::size_t step) {
   return (value + step - 1) / step * step;
 }
 
-struct Size {
-  int width = 0;
-  int height = 0;
-};
-
-/// The size at which a JPEG picture is decoded: its own, or a half, a quarter or an eighth of it while that
+/// As what a JPEG picture is decoded: at its own size, or a half, a quarter or an eighth of it while that
 /// still covers `wanted`.
-Size reducedSize(Size size, const Frame& wanted) {
-  const Size whole = size;
+VideoFormat reduced(VideoFormat picture, const Frame& wanted) {
+  const VideoFormat whole = picture;
   for (int divisor = 2; divisor <= 8; divisor *= 2) {
-    const Size smaller{(whole.width + divisor - 1) / divisor, (whole.height + divisor - 1) / divisor};
-    if (smaller.width < wanted.width() || smaller.height < wanted.height()) break;
-    size = smaller;
+    const int width = (whole.width + divisor - 1) / divisor;
+    const int height = (whole.height + divisor - 1) / divisor;
+    if (width < wanted.width() || height < wanted.height()) break;
+    picture.width = width;
+    picture.height = height;
   }
-  return size;
+  return picture;
 }
 
-/// The largest part of `size` about its centre that has the shape of `wanted`.
-Rect centredPart(Size size, const Frame& wanted) {
+/// The largest part of a picture about its centre that has the shape of `wanted`, from an even column and row
+/// on: cameras give colours for every second pixel.
+Rect centredPart(const VideoFormat& size, const Frame& wanted) {
   const std::int64_t width =
       std::min<std::int64_t>(size.width, std::int64_t{size.height} * wanted.width() / wanted.height());
   const std::int64_t height =
       std::min<std::int64_t>(size.height, std::int64_t{size.width} * wanted.height() / wanted.width());
   const Rect part{0, 0, std::max(1, static_cast<int>(width)), std::max(1, static_cast<int>(height))};
-  return {(size.width - part.width) / 2, (size.height - part.height) / 2, part.width, part.height};
+  return {(size.width - part.width) / 4 * 2, (size.height - part.height) / 4 * 2, part.width, part.height};
 }
 
 }  // namespace
@@ -82,12 +83,14 @@ class FrameConverter::JpegDecoder {
   JpegDecoder(const JpegDecoder&) = delete;
   JpegDecoder& operator=(const JpegDecoder&) = delete;
 
-  /// Decodes a picture of `format` into `target`, whose size is a `reducedSize` of it. False when the bytes
-  /// are anything else; the content of `target` is then undefined.
-  bool decode(const RawFrame::Plane& bytes, const VideoFormat& format, Frame& target) {
+  /// Decodes a picture of `format` as `shown`, which it may be `reduced` to, and fills `target` with that
+  /// part. False when the bytes are anything else; the content of `target` is then undefined.
+  bool decode(const RawFrame::Plane& bytes, const VideoFormat& format, const VideoFormat& shown,
+              const Rect& part, Frame& target) {
     if (bytes.size == 0 || format.width <= 0 || format.height <= 0) return false;
     damaged_ = false;
-    const bool decoded = decodeWithin(bytes, format, target);
+    row_.resize(std::size_t{4} * static_cast<std::size_t>(shown.width));
+    const bool decoded = decodeWithin(bytes, format, shown, part, target);
     jpeg_abort_decompress(&info_);
     return decoded;
   }
@@ -147,7 +150,8 @@ class FrameConverter::JpegDecoder {
   }
 
   /// Runs inside the jump's reach, hence without objects that need destroying.
-  bool decodeWithin(const RawFrame::Plane& bytes, const VideoFormat& format, Frame& target) {
+  bool decodeWithin(const RawFrame::Plane& bytes, const VideoFormat& format, const VideoFormat& shown,
+                    const Rect& part, Frame& target) {
     if (setjmp(failed_) != 0) return false;  // NOLINT(cert-err52-cpp): the library knows no other way out
     jpeg_mem_src(&info_, bytes.data, bytes.size);
     if (jpeg_read_header(&info_, TRUE) != JPEG_HEADER_OK) return false;
@@ -163,17 +167,19 @@ class FrameConverter::JpegDecoder {
     info_.dct_method = JDCT_ISLOW;
     info_.do_fancy_upsampling = FALSE;
     info_.scale_num =
-        static_cast<unsigned>(target.width() * 8 + format.width / 2) / static_cast<unsigned>(format.width);
+        static_cast<unsigned>(shown.width * 8 + format.width / 2) / static_cast<unsigned>(format.width);
     info_.scale_denom = 8;
     if (!jpeg_start_decompress(&info_)) return false;
-    if (info_.output_width != static_cast<JDIMENSION>(target.width()) ||
-        info_.output_height != static_cast<JDIMENSION>(target.height())) {
+    if (info_.output_width != static_cast<JDIMENSION>(shown.width) ||
+        info_.output_height != static_cast<JDIMENSION>(shown.height)) {
       return false;
     }
-    while (info_.output_scanline < info_.output_height) {
-      JSAMPROW row = target.data() + static_cast<std::size_t>(info_.output_scanline) *
-                                         static_cast<std::size_t>(target.stride());
+    for (int y = 0; y < part.y + part.height; ++y) {
+      JSAMPROW row = row_.data();
       if (jpeg_read_scanlines(&info_, &row, 1) != 1) return false;
+      if (y < part.y) continue;
+      std::copy_n(row_.data() + std::ptrdiff_t{part.x} * 4, target.stride(),
+                  target.data() + std::ptrdiff_t{y - part.y} * target.stride());
     }
     return !damaged_;
   }
@@ -183,6 +189,7 @@ class FrameConverter::JpegDecoder {
   jpeg_memory_mgr standard_{};  // the library's own functions, for what outlives a picture
   std::jmp_buf failed_{};
   FrameMemory<std::byte> arena_{arenaBytes};
+  FrameMemory<JSAMPLE> row_;
   std::size_t used_ = 0;
   bool damaged_ = false;
 };
@@ -192,35 +199,41 @@ FrameConverter::~FrameConverter() = default;
 
 bool FrameConverter::convert(const RawFrame& raw, Frame& target) {
   if (target.empty()) return false;
-  Size source{raw.format.width, raw.format.height};
-  if (raw.format.pixels == PixelFormat::mjpeg) source = reducedSize(source, target);
-  if (source.width == target.width() && source.height == target.height()) return decode(raw, target);
+  const bool isJpeg = raw.format.pixels == PixelFormat::mjpeg;
+  const VideoFormat shown = isJpeg ? reduced(raw.format, target) : raw.format;
+  const Rect part = centredPart(shown, target);
+  target.resize(target.width(), target.height());  // without the larger image of an earlier picture
+  if (part.width == target.width() && part.height == target.height()) return decode(raw, shown, part, target);
 
-  fullSize_.resize(source.width, source.height);
-  if (!decode(raw, fullSize_)) return false;
-  const Rect part = centredPart(source, target);
-  return libyuv::ARGBScale(fullSize_.row(part.y) + std::ptrdiff_t{part.x} * 4, fullSize_.stride(), part.width,
-                           part.height, target.data(), target.stride(), target.width(), target.height(),
-                           libyuv::kFilterBox) == 0;
+  const bool isLarger = part.width > target.width() && part.height > target.height();
+  const bool kept = isLarger && part.height <= mostLargerRows;
+  if (!kept) scratch_.resize(part.width, part.height);
+  Frame& cut = kept ? target.resizeLarger(part.width, part.height) : scratch_;
+  return decode(raw, shown, part, cut) &&
+         libyuv::ARGBScale(cut.data(), cut.stride(), cut.width(), cut.height(), target.data(),
+                           target.stride(), target.width(), target.height(), libyuv::kFilterBox) == 0;
 }
 
-bool FrameConverter::decode(const RawFrame& raw, Frame& target) {
+bool FrameConverter::decode(const RawFrame& raw, const VideoFormat& shown, const Rect& part, Frame& target) {
   const auto& [first, second, third] = raw.planes;
-  const int width = raw.format.width;
-  const int height = raw.format.height;
+  const auto at = [&](const RawFrame::Plane& plane, int rowsPerRow, int bytes) {
+    return plane.data + std::ptrdiff_t{part.y / rowsPerRow} * plane.stride + bytes;
+  };
   // What libyuv calls ARGB is a 32-bit number; in memory its bytes are B, G, R, A.
   switch (raw.format.pixels) {
     case PixelFormat::yuy2:
-      return libyuv::YUY2ToARGB(first.data, first.stride, target.data(), target.stride(), width, height) == 0;
+      return libyuv::YUY2ToARGB(at(first, 1, part.x * 2), first.stride, target.data(), target.stride(),
+                                part.width, part.height) == 0;
     case PixelFormat::nv12:
-      return libyuv::NV12ToARGB(first.data, first.stride, second.data, second.stride, target.data(),
-                                target.stride(), width, height) == 0;
+      return libyuv::NV12ToARGB(at(first, 1, part.x), first.stride, at(second, 2, part.x), second.stride,
+                                target.data(), target.stride(), part.width, part.height) == 0;
     case PixelFormat::i420:
-      return libyuv::I420ToARGB(first.data, first.stride, second.data, second.stride, third.data,
-                                third.stride, target.data(), target.stride(), width, height) == 0;
+      return libyuv::I420ToARGB(at(first, 1, part.x), first.stride, at(second, 2, part.x / 2), second.stride,
+                                at(third, 2, part.x / 2), third.stride, target.data(), target.stride(),
+                                part.width, part.height) == 0;
     case PixelFormat::mjpeg:
       if (!jpeg_) jpeg_ = std::make_unique<JpegDecoder>();
-      return jpeg_->decode(first, raw.format, target);
+      return jpeg_->decode(first, raw.format, shown, part, target);
   }
   return false;
 }

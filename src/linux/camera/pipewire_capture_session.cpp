@@ -394,13 +394,15 @@ void PipeWireCaptureSession::connectStream(SteadyTime now) {
     const std::lock_guard lock(causeMutex_);
     currentDevice_ = device;
   }
+  const Pixels wanted = serial == tooLarge_ ? Pixels::asWanted : Pixels::moreIfCheap;
   notedGood_ = lastGood_;  // of an earlier stream
-  stream_.emplace(connection_.context(), serial, orders_.request->width, orders_.request->height, newest_,
-                  brokenFrames_,
+  stream_.emplace(connection_.context(), serial, orders_.request->width, orders_.request->height, wanted,
+                  newest_, brokenFrames_,
                   CaptureStream::Events{.frameArrived = [this](PixelFormat pixels) { frameArrived(pixels); },
                                         .failed = [this] { reconcileSoon_.signal(); }});
   streamBegun_ = now;
   streamHasDelivered_ = false;
+  brokenBefore_ = brokenFrames_;
 }
 
 void PipeWireCaptureSession::armWatch(SteadyTime now) {
@@ -424,8 +426,13 @@ void PipeWireCaptureSession::endSilentStream(SteadyTime now) {
   const std::string nodeError = directory_.errorOf(stream_->nodeSerial());
   setCause(nodeError.empty() ? unavailable("the camera gives no picture") : captureErrorFrom(nodeError));
   // A camera that is still starting is left alone for longer.
-  const bool hasHadItsTime = streamHasDelivered_ || now - streamBegun_ >= slowStart;
-  if (hasHadItsTime || !nodeError.empty()) stream_.reset();
+  const bool givesOnlyBroken = !streamHasDelivered_ && brokenFrames_ > brokenBefore_;
+  const bool hasHadItsTime = streamHasDelivered_ || givesOnlyBroken || now - streamBegun_ >= slowStart;
+  if (!hasHadItsTime && nodeError.empty()) return;
+  // Some cameras promise more pixels than they, or the cable, can give.
+  if (!streamHasDelivered_)
+    tooLarge_ = stream_->wantedPixels() == Pixels::moreIfCheap ? stream_->nodeSerial() : std::string();
+  stream_.reset();
 }
 
 void PipeWireCaptureSession::noteGoodFrames() {

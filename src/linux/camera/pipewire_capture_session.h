@@ -212,6 +212,8 @@ class PipeWireCaptureSession final : public CaptureSession,
   std::optional<CaptureStream> stream_;
   SteadyTime streamBegun_{};
   bool streamHasDelivered_ = false;
+  std::int64_t brokenBefore_ = 0;  // counted before the stream began
+  std::string tooLarge_;           // the serial of a node that gave nothing when it was asked for more pixels
   Retry retry_;
   SteadyTime notedGood_{};
   InterruptionWatch watch_;

@@ -10,6 +10,7 @@ namespace sentrel {
 namespace {
 
 constexpr spa_fraction usualRate{30, 1};
+constexpr spa_rectangle largerSize{1280, 720};
 constexpr int largestSide = 8192;  // pixels; it also keeps every size below in 32 bits
 
 /// Sizes of real cameras near 640x480, nearest first.
@@ -138,7 +139,7 @@ const spa_meta_header* headerOf(const spa_buffer& buffer) {
 
 }  // namespace
 
-StreamParameters formatOffer(int width, int height) {
+StreamParameters formatOffer(int width, int height, Pixels pixels) {
   StreamParameters offer{std::vector<std::uint8_t>(std::size_t{16} << 10), {}};
   spa_pod_builder builder{};
   spa_pod_builder_init(&builder, offer.storage.data(), static_cast<std::uint32_t>(offer.storage.size()));
@@ -147,6 +148,9 @@ StreamParameters formatOffer(int width, int height) {
       offer.parameters.push_back(addFormat(&builder, subtype, rate, size, preferred));
   };
   const spa_rectangle wanted{static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)};
+  if (pixels == Pixels::moreIfCheap && wanted.width < largerSize.width && wanted.height < largerSize.height)
+    offer.parameters.push_back(
+        addFormat(&builder, SPA_MEDIA_SUBTYPE_raw, Rate::usual, Size::exact, largerSize));
   add(Rate::usual, Size::exact, wanted);
   add(Rate::any, Size::exact, wanted);
   for (const spa_rectangle& size : otherSizes) {

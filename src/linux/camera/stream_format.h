@@ -41,10 +41,14 @@ struct StreamParameters {
   std::vector<const spa_pod*> parameters;  ///< best first
 };
 
+/// Whether a camera is asked for more pixels than are wanted, where they cost little.
+enum class Pixels { asWanted, moreIfCheap };
+
 /// The formats that are offered to a camera, best first: the wanted size, in pixels, before others near it
 /// before any, about 30 frames a second before any rate, uncompressed before MJPEG. One parameter for each,
-/// because PipeWire tries them in order and takes the first that the camera knows.
-[[nodiscard]] StreamParameters formatOffer(int width, int height);
+/// because PipeWire tries them in order and takes the first that the camera knows. Before all of them comes
+/// 1280x720, if it is asked for: uncompressed and fluent, as decoding that many costs more than all else.
+[[nodiscard]] StreamParameters formatOffer(int width, int height, Pixels pixels);
 
 /// The format that was agreed on; nothing where it is none of those offered.
 [[nodiscard]] std::optional<VideoFormat> parseFormat(const spa_pod* parameter);

@@ -113,6 +113,78 @@ std::vector<std::uint8_t> jpegOf(int columns, int rows) {
   return bytes;
 }
 
+TEST(FrameConverter, KeepsWhatALargerPictureShowsInTheMiddle) {
+  struct Case {
+    VideoFormat format;
+    int padding;  // bytes from row to row beyond the pixels
+    int largerWidth;
+    int largerHeight;  // 0: none
+  };
+  constexpr auto yuy2 = PixelFormat::yuy2;
+  const Case cases[] = {
+      {{yuy2, 640, 480}, 0, 0, 0},
+      {{yuy2, 848, 480}, 0, 0, 0},  // wider, and no larger
+      {{yuy2, 640, 360}, 0, 0, 0},
+      {{yuy2, 320, 240}, 0, 0, 0},
+      {{yuy2, 1280, 720}, 0, 960, 720},
+      {{yuy2, 1280, 720}, 32, 960, 720},
+      {{PixelFormat::nv12, 1280, 720}, 32, 960, 720},
+      {{PixelFormat::i420, 1280, 720}, 0, 960, 720},
+      {{PixelFormat::mjpeg, 1280, 720}, 0, 960, 720},
+      {{PixelFormat::mjpeg, 1920, 1080}, 0, 720, 540},  // decoded at half its size
+      {{yuy2, 720, 1280}, 0, 720, 540},
+      {{PixelFormat::nv12, 1366, 768}, 0, 1024, 768},  // begins at an odd column
+      {{yuy2, 2560, 1440}, 0, 0, 0},                   // more than anybody needs
+  };
+  FrameConverter converter;
+  Frame frame;
+  frame.resize(640, 480);
+  for (const auto& [format, padding, largerWidth, largerHeight] : cases) {
+    SCOPED_TRACE(testing::Message() << static_cast<int>(format.pixels) << " " << format.width << "x"
+                                    << format.height << "+" << padding);
+    // Blue counts the columns and green the rows, from 0 to 250.
+    std::vector<std::uint8_t> scene;
+    for (int y = 0; y < format.height; ++y) {
+      for (int x = 0; x < format.width; ++x) {
+        for (const int value : {x * 250 / format.width, y * 250 / format.height, 100, 255})
+          scene.push_back(static_cast<std::uint8_t>(value));
+      }
+    }
+    std::vector<std::uint8_t> bytes(encodedCapacity(format.pixels, format.width, format.height));
+    bytes.resize(encodePicture(format.pixels, scene.data(), format.width, format.height, bytes));
+    RawFrame picture = encodedFrame(format, bytes);
+    std::array<std::vector<std::uint8_t>, 3> padded;
+    for (std::size_t i = 0; padding > 0 && i < 3; ++i) {
+      RawFrame::Plane& plane = picture.planes.at(i);
+      const auto stride = static_cast<std::size_t>(plane.stride);
+      for (std::size_t row = 0; stride > 0 && row < plane.size / stride; ++row) {
+        padded.at(i).insert(padded.at(i).end(), plane.data + row * stride, plane.data + (row + 1) * stride);
+        padded.at(i).insert(padded.at(i).end(), static_cast<std::size_t>(padding), 0xFF);
+      }
+      plane = {padded.at(i).data(), plane.stride + padding, padded.at(i).size()};
+    }
+    ASSERT_TRUE(converter.convert(picture, frame));
+    const Frame* larger = frame.larger();
+    ASSERT_EQ(larger != nullptr, largerHeight > 0);
+    if (larger != nullptr) {
+      EXPECT_EQ(larger->width(), largerWidth);
+      EXPECT_EQ(larger->height(), largerHeight);
+    }
+    // Both show the middle of the picture, cut to their shape.
+    const double across = std::min(1.0, format.height * 4.0 / 3 / format.width);
+    const double down = std::min(1.0, format.width * 0.75 / format.height);
+    for (const Frame* seen : {static_cast<const Frame*>(&frame), larger}) {
+      if (seen == nullptr) continue;
+      for (const double at : {0.05, 0.5, 0.95}) {
+        const std::uint8_t* pixel =
+            seen->row(static_cast<int>(at * seen->height())) + static_cast<int>(at * seen->width()) * 4;
+        EXPECT_NEAR(pixel[0], 250 * (0.5 + (at - 0.5) * across), 5) << at;
+        EXPECT_NEAR(pixel[1], 250 * (0.5 + (at - 0.5) * down), 5) << at;
+      }
+    }
+  }
+}
+
 TEST(FrameConverter, ReadsWhatCamerasSendAndOutlivesWhatIsDamaged) {
   const std::vector<std::uint8_t> good = jpegOf(640, 480);
   FrameConverter converter;

@@ -154,14 +154,18 @@ TEST_F(CaptureTest, TheBestModeIsAgreedOn) {
   const Mode usualMjpeg{Format::mjpeg, 640, 480, 30};
   const Mode slow{Format::yuy2, 640, 480, 5};
   const Mode large{Format::yuy2, 1280, 720, 10};
+  const Mode large30{Format::nv12, 1280, 720, 30};
   const Mode largeMjpeg{Format::mjpeg, 1280, 720, 30};
   const Mode huge{Format::nv12, 1920, 1080, 30};
   const Mode odd{Format::i420, 720, 576, 25};
   const std::vector<std::pair<std::vector<Mode>, Mode>> cases{
-      {{large, usualMjpeg, usual}, usual},     // the right size, uncompressed
-      {{huge, slow, usualMjpeg}, usualMjpeg},  // a fluent picture before an uncompressed one
-      {{huge, largeMjpeg, slow}, slow},        // the right size before a fluent picture
-      {{huge, large, largeMjpeg}, largeMjpeg}, {{odd}, odd},
+      {{usual, usualMjpeg, huge, large30}, large30},  // more pixels, which cost little
+      {{large, usualMjpeg, usual}, usual},            // a fluent picture before more pixels
+      {{largeMjpeg, usual}, usual},                   // these cost much
+      {{huge, slow, usualMjpeg}, usualMjpeg},         // a fluent picture before an uncompressed one
+      {{huge, largeMjpeg, slow}, slow},               // the right size before a fluent picture
+      {{huge, large, largeMjpeg}, largeMjpeg},
+      {{odd}, odd},
   };
   for (const auto& [modes, best] : cases) {
     VirtualCamera camera({.modes = modes});
@@ -341,6 +345,42 @@ TEST_F(CaptureTest, ACameraWithoutAGoodFrameIsInterrupted) {
     camera.setPlaying(true);
     ASSERT_TRUE(user.eventually([&] { return user.ends == 1; }));
     EXPECT_TRUE(user.getsFrames());
+  }
+}
+
+TEST_F(CaptureTest, ACameraThatCannotKeepItsLargerSizeIsUsedAtTheUsualOne) {
+  const Mode usual{Format::yuy2, 640, 480, 30};
+  const Mode large{Format::yuy2, 1280, 720, 30};
+  VirtualCamera camera({.modes = {usual, large}});
+  camera.setFault(Fault::small);
+  camera.appear();
+  CaptureUser user;
+  user.start();
+  ASSERT_TRUE(user.getsFrames());
+  EXPECT_EQ(camera.agreedMode(), usual);
+  EXPECT_GT(user.session->brokenFrames(), 0);
+  EXPECT_EQ(user.interruptions.size(), 1U);
+  // It is not asked a second time.
+  const auto broken = user.session->brokenFrames();
+  user.session->setFrameDemand({false, 0});
+  ASSERT_TRUE(user.eventually([&] { return !camera.isOpen(); }));
+  user.start();
+  ASSERT_TRUE(user.getsFrames());
+  EXPECT_EQ(user.session->brokenFrames(), broken);
+}
+
+TEST_F(CaptureTest, ACameraMayChangeItsSize) {
+  const Mode usual{Format::yuy2, 640, 480, 30};
+  const Mode large{Format::yuy2, 1280, 720, 30};
+  VirtualCamera camera({.modes = {usual}});
+  camera.appear();
+  CaptureUser user;
+  user.start();
+  ASSERT_TRUE(user.getsFrames());
+  for (const Mode& mode : {large, usual, large}) {
+    camera.setModes({mode});
+    ASSERT_TRUE(user.eventually([&] { return camera.agreedMode() == mode; }));
+    ASSERT_TRUE(user.getsFrames());
   }
 }
 
