@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// sentrel-evaluate FOLDER [plain|dark|noisy]: how well the detector sees, on pictures of a folder as
-// PictureSet describes it. Every picture is shown as a still scene for three seconds, and until all that was
-// seen in it was looked at. Prints one "name value" a line, and counts with their 95 % intervals in lines
-// beginning with "#".
+// sentrel-evaluate FOLDER [plain|dark|noisy] [640x480]: how well the detector sees, on pictures of a folder
+// as PictureSet describes it. Every picture is shown as a still scene for three seconds, and until all that
+// was seen in it was looked at. Pictures of 1280x720 are seen as the program sees such a camera's, or with
+// "640x480" as if it gave no more than that. Prints one "name value" a line, and counts with their 95 %
+// intervals in lines beginning with "#".
 #include <malloc.h>
 #include <unistd.h>
 
@@ -26,9 +27,11 @@
 #include <random>
 #include <regex>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "camera_road.h"
 #include "coarse_pass.h"
 #include "figures.h"
 #include "film.h"
@@ -180,6 +183,11 @@ constexpr int leastFrames = 30;
 constexpr int mostFrames = 60;
 constexpr int frameMs = 100;
 
+/// The width that ratios refer to: of a wide picture only the middle is looked at.
+double widthOf(const Frame& picture) {
+  return std::min<double>(picture.width(), picture.height() * 4 / 3.0);
+}
+
 struct Seen {
   std::vector<Region> faces;  // tight boxes
   std::optional<vision::FaceReading> primary;
@@ -187,19 +195,21 @@ struct Seen {
 
 class Eye {
  public:
-  Eye(const vision::Models& models, Degradation degradation)
-      : pipeline_(models, vision::makeInferenceEngine), degradation_(degradation) {}
+  Eye(const vision::Models& models, Degradation degradation, bool larger)
+      : pipeline_(models, vision::makeInferenceEngine), degradation_(degradation), road_(larger) {}
 
+  /// In pixels of the picture.
   Seen look(const Frame& picture) {
     pipeline_.restart();
     for (int i = 0; i < leastFrames || (pipeline_.hasBacklog() && i < mostFrames); ++i) {
       degradation_.apply(picture, shown_, random_);
-      pipeline_.analyse(shown_, now_ += frameMs);
+      pipeline_.analyse(road_.see(shown_), now_ += frameMs);
     }
+    const double smallest = smallestWidth * widthOf(picture);
     Seen seen;
     for (const auto& tracked : pipeline_.faces()) {
-      const Region box = DetectorPipeline::tightBox(tracked.face);
-      if (box.width / picture.width() >= smallestWidth) seen.faces.push_back(box);
+      const Region box = CameraRoad::inPicture(DetectorPipeline::tightBox(tracked.face), picture);
+      if (box.width >= smallest) seen.faces.push_back(box);
     }
     if (!seen.faces.empty()) seen.primary = pipeline_.primary();
     return seen;
@@ -208,6 +218,7 @@ class Eye {
  private:
   DetectorPipeline pipeline_;
   Degradation degradation_;
+  CameraRoad road_;
   Frame shown_;
   std::mt19937 random_{1};
   std::int64_t now_ = 0;
@@ -265,7 +276,7 @@ void evaluateFaces(const PictureSet& set, Eye& eye) {
       });
       const bool found = best != free.end() && overlap(*best) >= sameFace;
       if (found) free.erase(best);
-      const double width = label.box.width / picture->width();
+      const double width = label.box.width / widthOf(*picture);
       if (label.confidence >= surestLabel) byWidth.count(label.box.width * 480 / picture->height(), found);
       if (label.confidence < surestLabel || width < limits.front() || width >= limits.back()) continue;
       const auto bucket = std::upper_bound(limits.begin(), limits.end(), width) - limits.begin() - 1;
@@ -439,7 +450,7 @@ struct Cost {
   double passMs = 0;
 };
 
-void evaluateCost(const PictureSet& set, const fs::path& modelFolder) {
+void evaluateCost(const PictureSet& set, const fs::path& modelFolder, CameraRoad& road) {
   const vision::Models models = vision::readModels(modelFolder);
   std::unique_ptr<Frame> picture;
   std::optional<Region> face;
@@ -466,8 +477,9 @@ void evaluateCost(const PictureSet& set, const fs::path& modelFolder) {
     double spent = 0;
     for (int i = 0; i < frames; ++i, ++frame) {
       film.show(scene, static_cast<double>(frame) * frameMs / 1000, shown);
+      const Frame& seen = road.see(shown);
       const double begin = threadMilliseconds();
-      (void)detector.detect(shown, frame * frameMs);
+      (void)detector.detect(seen, frame * frameMs);
       spent += threadMilliseconds() - begin;
     }
     return spent / frames;
@@ -496,21 +508,22 @@ void evaluateCost(const PictureSet& set, const fs::path& modelFolder) {
   std::printf("rss_added_mib %.1f\n", residentMib() - before);
 }
 
-int evaluate(const fs::path& folder, Degradation degradation) {
+int evaluate(const fs::path& folder, Degradation degradation, bool larger) {
   if (!fs::is_directory(folder)) {
     std::fprintf(stderr, "sentrel-evaluate: %s is not a folder\n", folder.c_str());
     return 1;
   }
   const fs::path modelFolder = vision::modelFolder();
   const PictureSet set(folder);
-  evaluateCost(set, modelFolder);
-  Eye eye(vision::readModels(modelFolder), degradation);
+  CameraRoad road(larger);
+  evaluateCost(set, modelFolder, road);
+  Eye eye(vision::readModels(modelFolder), degradation, larger);
   evaluateFaces(set, eye);
   evaluateNoFaces(set, eye);
   evaluatePose(set, eye);
   if (degradation.gain == 1 && degradation.noiseLevel == 0) {
     const People people = findPeople(set);
-    evaluateFilms(people.users, people.passers, modelFolder);
+    evaluateFilms(people.users, people.passers, modelFolder, road);
   }
   return 0;
 }
@@ -519,13 +532,14 @@ int evaluate(const fs::path& folder, Degradation degradation) {
 }  // namespace sentrel::bench
 
 int main(int argc, char** argv) {
-  const auto degradation = sentrel::bench::Degradation::named(argc == 3 ? argv[2] : "plain");
-  if (argc < 2 || argc > 3 || !degradation) {
-    std::fputs("usage: sentrel-evaluate FOLDER [plain|dark|noisy]\n", stderr);
+  const auto degradation = sentrel::bench::Degradation::named(argc >= 3 ? argv[2] : "plain");
+  const bool larger = argc < 4;
+  if (argc < 2 || argc > 4 || !degradation || (!larger && std::string_view(argv[3]) != "640x480")) {
+    std::fputs("usage: sentrel-evaluate FOLDER [plain|dark|noisy] [640x480]\n", stderr);
     return 2;
   }
   try {
-    return sentrel::bench::evaluate(argv[1], *degradation);
+    return sentrel::bench::evaluate(argv[1], *degradation, larger);
   } catch (const sentrel::vision::ModelError& error) {
     std::fprintf(stderr, "sentrel-evaluate: %s\n", error.what());
     return 1;

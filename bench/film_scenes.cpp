@@ -108,7 +108,7 @@ bool isRight(const Scene& scene, const std::vector<bool>& alerts) {
 }
 
 std::vector<bool> play(const Scene& scene, const Person& user, const Person& passer,
-                       vision::NeuralFaceDetector& detector) {
+                       vision::NeuralFaceDetector& detector, CameraRoad& road) {
   Frame composed;
   Frame shown;
   Film film(composed, user.face);
@@ -122,7 +122,7 @@ std::vector<bool> play(const Scene& scene, const Person& user, const Person& pas
     showPasser(scene, user, passer, time, composed);
     if (scene.change != nullptr) scene.change(composed, time);
     film.show(scene.camera, time, shown);
-    const auto seen = detector.detect(shown, ms);
+    const auto seen = detector.detect(road.see(shown), ms);
     int faces = 0;
     if (seen) {
       faces = static_cast<int>(std::ranges::count_if(seen->rectangles, [](const FaceObservation& face) {
@@ -176,14 +176,14 @@ void paste(Frame& picture, const Person& person, double centreX, double centreY)
 }
 
 void evaluateFilms(const std::vector<Person>& users, const std::vector<Person>& passers,
-                   const std::filesystem::path& modelFolder) {
+                   const std::filesystem::path& modelFolder, CameraRoad& road) {
   vision::NeuralFaceDetector detector(modelFolder);
   if (users.empty() || passers.empty() || detector.prepare()) return;
   int right = 0;
   for (const Scene& scene : scenes) {
     int these = 0;
     for (std::size_t i = 0; i < users.size(); ++i)
-      these += isRight(scene, play(scene, users[i], passers[i % passers.size()], detector)) ? 1 : 0;
+      these += isRight(scene, play(scene, users[i], passers[i % passers.size()], detector, road)) ? 1 : 0;
     std::printf("# films of \"%s\": %d of %zu right\n", scene.name, these, users.size());
     right += these;
   }

@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include "camera_road.h"
 #include "support/frame.h"
 #include "vision/region_sampler.h"
 
@@ -27,6 +28,6 @@ void paste(Frame& picture, const Person& person, double centreX, double centreY)
 /// right, and `films_right`, the percentage of all: whether there was an alert (two faces in every frame for
 /// half a second) when there must be one, and none otherwise.
 void evaluateFilms(const std::vector<Person>& users, const std::vector<Person>& passers,
-                   const std::filesystem::path& modelFolder);
+                   const std::filesystem::path& modelFolder, CameraRoad& road);
 
 }  // namespace sentrel::bench

@@ -30,6 +30,8 @@ TEST(Evaluation, CountsWhatIsThereAndSkipsWhatIsNoPicture) {
       loadPicture("astronaut.png").scaledToWidth(480);  // the face is about 95 wide, at 200, 65
   save("faces/good.png", portrait);
   save("faces/unlabelled.png", portrait);
+  // As a camera of that size shows it: labels are in its pixels, ratios of its middle.
+  save("faces/larger.png", portrait.copy(-400, 0, 1280, 720));
   std::ifstream file(folder / "faces/good.png", std::ios::binary);
   const std::string png{std::istreambuf_iterator<char>(file), {}};
   write("faces/truncated.png", png.substr(0, png.size() / 3));
@@ -44,12 +46,13 @@ TEST(Evaluation, CountsWhatIsThereAndSkipsWhatIsNoPicture) {
   save("pose/no angles.png", portrait);
   write("faces.json", R"({
     "faces/good.png": [[168, 45, 95, 110, 0.9], [9000, 40, 95, 110, 0.9], [10, 10, -5, 20, 0.9], ["x", 1, 2, 3, 4]],
+    "faces/larger.png": [[568, 45, 95, 110, 0.9]],
     "faces/truncated.png": [[190, 60, 95, 110, 0.9]], "faces/empty.png": [[1, 2, 30, 40, 0.9]],
     "faces/text.png": [], "faces/huge.png": [[1, 2, 3000, 4000, 0.9]], "faces/tiny.png": [[0, 0, 1, 1, 0.9]],
     "faces/missing.png": [[1, 2, 30, 40, 0.9]]})");
   const std::string printed = evaluate();
   for (const char* words :
-       {"recall_0.12_0.40: 1 of 1", "recall_0.06_0.12: 0 of 0", "false_faces_per_100 0.00",
+       {"recall_0.12_0.40: 1 of 1", "recall_0.06_0.12: 1 of 1", "false_faces_per_100 0.00",
         "skipped faces/truncated", "skipped faces/empty", "skipped faces/text", "skipped faces/huge",
         "skipped faces/missing", "it lies outside the picture", "it is not five numbers",
         "its name holds no angles"}) {
