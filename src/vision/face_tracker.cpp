@@ -46,8 +46,8 @@ constexpr std::int64_t goneSuspectMs = 1000;  // where something moved since
 constexpr std::int64_t carriedLookMs = 1000;
 // The best looks of a trial must score so high at a face, the higher the wider it is, as small ones are a
 // blur. Instead of that a face that is wide enough may have a mesh: users in bad light do, and dogs do not.
-constexpr std::size_t triesPerFrame = 2;
-constexpr std::size_t triesWhenBusy = 1;
+constexpr std::int64_t trialMs = 300;
+constexpr std::int64_t trialWhenBusyMs = 500;
 constexpr double smallFace = 16;
 constexpr double wideFace = 30;
 constexpr double passedSmall = 0.5;
@@ -111,11 +111,13 @@ FaceTracker::FaceTracker(FaceSearch search, MeshFinder& mesh) : search_(std::mov
   seen_.reserve(maxSeen);
   faces_.reserve(maxFaces);
   suspects_.reserve(maxSuspects);
+  failed_.reserve(maxFaces);
 }
 
 void FaceTracker::restart() {
   faces_.clear();
   suspects_.clear();
+  failed_.clear();
 }
 
 bool FaceTracker::isCalm(const TrackedFace& tracked, const MotionGate& gate) {
@@ -171,7 +173,11 @@ std::optional<Candidate> FaceTracker::tryOut(const Frame& frame, const Region& b
   CloseLooks& trial = tracked.trial;
   const bool calm = gate.calmSince(scaledAboutCentre(box, surroundings), tracked.seenMs);
   Candidate latest = tracked.face;
-  for (std::size_t i = 0; i < (gate.isBusy() ? triesWhenBusy : triesPerFrame) && !trial.isComplete(); ++i) {
+  // Enough in each frame to be done in time, whatever their rate is.
+  const std::int64_t withinMs = gate.isBusy() ? trialWhenBusyMs : trialMs;
+  const auto looks = static_cast<std::int64_t>(trial.scores.size());
+  auto tries = std::max<std::int64_t>(1, (looks * intervalMs_ + withinMs * 9 / 10) / withinMs);
+  for (; tries > 0 && !trial.isComplete(); --tries) {
     const auto seen = lookNext(frame, box, trial);
     if (seen && seen->score >= stayScore) latest = *seen;
     if (seen || calm) continue;
@@ -186,6 +192,7 @@ std::optional<Candidate> FaceTracker::tryOut(const Frame& frame, const Region& b
       (width >= wideFace && mesh_->presence(frame, meshRegion(latest)) >= surePresence))
     return latest;
   tracked.misses = dropCalmAfter;
+  failed_.push_back(latest.box);
   return std::nullopt;
 }
 
@@ -220,6 +227,9 @@ void FaceTracker::lookAgain(const Frame& frame, TrackedFace& tracked, const Moti
 }
 
 void FaceTracker::follow(const Frame& frame, const MotionGate& gate, std::int64_t timestampMs) {
+  failed_.clear();
+  intervalMs_ =
+      std::clamp<std::int64_t>(timestampMs - std::exchange(followedMs_, timestampMs), 0, trialWhenBusyMs);
   const std::size_t looks = gate.isBusy() ? looksWhenBusy : knownLooks;
   const std::size_t widest = std::min(looks, faces_.size());
   for (std::size_t i = 0; i < widest; ++i) lookAgain(frame, faces_[i], gate, timestampMs);
@@ -315,6 +325,8 @@ void FaceTracker::confirm(const Frame& frame, const MotionGate& gate, std::int64
   std::size_t left = gate.isBusy() ? looksWhenBusy : newLooks;
   std::erase_if(suspects_, [&](Suspect& known) {
     bool done = isKnown(known.candidate);
+    const auto isSame = [&](const Region& box) { return samePlace(known.candidate.box, box); };
+    if (std::ranges::any_of(failed_, isSame)) return done;
     for (; !done && left > 0 && !known.looks.isComplete(); --left)
       done = lookAtSuspect(frame, known, timestampMs, noisy);
     return done;

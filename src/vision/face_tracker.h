@@ -44,7 +44,8 @@ struct TrackedFace {
 /// enough together; where nothing moves, scans at different times add to each other. From then on the face
 /// stays with a lower score, so that it does not flicker at the threshold, and is looked at again in every
 /// frame in which something near it moved, and now and then. One that was not sure at the first look is on
-/// trial for its first frames: what only looked like a face by chance goes before anything comes of it.
+/// trial for at most half a second: what only looked like a face by chance goes before anything comes of it.
+/// It is missing in a frame at least before it can be on trial again, so that two trials do not add up.
 ///
 /// Work in one frame is bounded: the widest faces come first, the others in turns. Allocates nothing per
 /// frame. One thread.
@@ -111,7 +112,7 @@ class FaceTracker {
                                    bool noisy);
   void enter(const TrackedFace& entering);
   /// Goes on with the trial of a face that is expected in a box. None while the face has moved elsewhere, or
-  /// once the trial has failed.
+  /// once the trial has failed, which `failed_` notes.
   [[nodiscard]] std::optional<Candidate> tryOut(const Frame& frame, const Region& box, TrackedFace& tracked,
                                                 const MotionGate& gate);
   [[nodiscard]] TrackedFace* movedFrom(const Candidate& candidate);
@@ -122,6 +123,9 @@ class FaceTracker {
   std::vector<Candidate> seen_;
   std::vector<TrackedFace> faces_;
   std::vector<Suspect> suspects_;
+  std::vector<Region> failed_;  // where trials have failed in this frame
+  std::int64_t followedMs_ = 0;
+  std::int64_t intervalMs_ = 0;  // between the last two frames
   std::uint64_t lastId_ = 0;
   std::size_t turn_ = 0;
 };
