@@ -31,7 +31,7 @@ class DetectorPipelineTest : public ::testing::Test {
       std::for_each_n(frame->data(), 640 * 480 * 4, [&](std::uint8_t& value) {
         value = static_cast<std::uint8_t>(std::clamp(value + noise(random_), 0.0, 255.0));
       });
-      pipeline_.analyse(*frame, now_ += 100);
+      pipeline_.analyse(*frame, now_ += intervalMs_);
     }
     test::HookedRunner::hook = nullptr;
     return values / (192.0 * 160 * 3);
@@ -52,6 +52,7 @@ class DetectorPipelineTest : public ::testing::Test {
     return true;
   }
 
+  int intervalMs_ = 100;
   float mostScore_ = 99;
   float mostPresence_ = 99;
   std::mt19937 random_{1};
@@ -117,6 +118,60 @@ TEST_F(DetectorPipelineTest, putsANewFaceOnTrial) {
     show(watched, 4);
     EXPECT_EQ(pipeline_.faces().size(), hasMesh ? 2U : 1U);
   }
+}
+
+TEST_F(DetectorPipelineTest, findsWhoeverComesInTheDarkAtSevenFramesASecond) {
+  const auto dark = [](QImage picture) {
+    std::for_each_n(picture.bits(), picture.sizeInBytes(), [](uchar& value) { value /= 8; });
+    return picture;
+  };
+  intervalMs_ = 143;
+  show(dark(scene().frame({})), 30);
+  ASSERT_EQ(pipeline_.faces().size(), 1U);
+  const QImage watched = dark(scene().frame({0, test::SecondFace{520, 110, 50}}));
+  int seen = 0;
+  for (int frame = 0; frame < 14; ++frame) {
+    show(watched, 1);
+    seen = pipeline_.faces().size() == 2 ? seen + 1 : 0;
+  }
+  EXPECT_GE(seen, 7) << "a second later at the latest, and for good";
+}
+
+TEST_F(DetectorPipelineTest, bearsACameraThatIsTurnedOrMirrored) {
+  const QImage watched = scene().frame({0, test::SecondFace{520, 110, 50}});
+  show(watched.mirrored(true, false), 15);
+  EXPECT_EQ(pipeline_.faces().size(), 2U) << "mirrored";
+  const QImage alone = scene().frame({});
+  for (const int degrees : {90, 180, 270}) {
+    const QImage turned =
+        alone.transformed(QTransform().rotate(degrees)).convertToFormat(QImage::Format_RGB32);
+    pipeline_.restart();
+    show(turned, 20);
+    double cost = 0;
+    for (int frame = 0; frame < 20; ++frame) {
+      cost += show(turned, 1);
+      EXPECT_LE(pipeline_.faces().size(), 1U) << degrees;
+    }
+    EXPECT_LT(cost, 2 * 40) << "in two seconds, at " << degrees;
+  }
+}
+
+TEST_F(DetectorPipelineTest, looksLittleAtPicturesOfOneColour) {
+  QImage picture(640, 480, QImage::Format_RGB32);
+  for (const Qt::GlobalColor colour : {Qt::black, Qt::gray, Qt::white}) {
+    picture.fill(colour);
+    EXPECT_LT(show(picture, 60), 6 * 20) << "in six seconds, in which every place is looked at three times";
+    EXPECT_TRUE(pipeline_.faces().empty());
+  }
+  // Another one in every frame.
+  double cost = 0;
+  for (int frame = 0; frame < 40; ++frame) {
+    picture.fill(frame % 2 == 0 ? Qt::black : Qt::white);
+    const double spent = show(picture, 1);
+    if (frame >= 20) cost += spent;
+    EXPECT_TRUE(pipeline_.faces().empty());
+  }
+  EXPECT_LT(cost, 2 * 40) << "in two seconds";
 }
 
 // What is a face to some of the looks only: nothing may come of a pattern that is never the same.
