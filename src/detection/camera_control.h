@@ -98,6 +98,10 @@ class CameraControl : public std::enable_shared_from_this<CameraControl> {
 
   /// Whether the camera may be used, so that nobody has to be asked.
   [[nodiscard]] bool isPermitted() const;
+  /// Whether any camera is listed.
+  [[nodiscard]] bool hasCamera() const { return !uses_.captureSession->devices().empty(); }
+  /// As `CaptureSession::otherUser`.
+  [[nodiscard]] std::string otherUser() const { return uses_.captureSession->otherUser(); }
 
   /// An analysed frame, by the time at which it was accepted.
   void frameAnalysed(std::int64_t timestampMs);

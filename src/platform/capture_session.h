@@ -97,6 +97,10 @@ class CaptureSession {
 
   /// The camera that streams, or did last. Any thread.
   [[nodiscard]] virtual std::optional<CameraDevice> currentDevice() const = 0;
+  /// Another program that gets pictures from that camera: the name that it gives itself, up to
+  /// `longestUserName` bytes of anything; empty where there is none. Any thread.
+  [[nodiscard]] virtual std::string otherUser() const = 0;
+  static constexpr std::size_t longestUserName = 256;
 
   // Emitted on the main thread.
   Signal<> wasInterrupted;

@@ -16,6 +16,7 @@ struct FakeCaptureSession final : CaptureSession {
   CaptureError unseen{CaptureError::Kind::deviceUnavailable, "never seen"};  ///< while no camera was
   std::optional<CaptureError> configureError;
   std::optional<CaptureError> cause;
+  std::string user;                    ///< another program that has the camera
   std::function<void()> whileListing;  ///< runs on the camera queue when devices are awaited
 
   // What it was told.
@@ -73,6 +74,7 @@ struct FakeCaptureSession final : CaptureSession {
   [[nodiscard]] std::optional<CameraDevice> currentDevice() const override {
     return cameras.empty() ? std::nullopt : std::optional(cameras.front());
   }
+  [[nodiscard]] std::string otherUser() const override { return user; }
 };
 
 /// A detector that finds what the test put there. Its fields are for the analysis queue, and for the test

@@ -251,6 +251,7 @@ std::string CameraDirectory::errorOf(const std::string& serial) const {
 }
 
 void CameraDirectory::publish() {
+  publishUsers();
   Listing listing;
   for (const auto& node : nodes_) {
     if (!node->device) continue;
@@ -276,7 +277,20 @@ void CameraDirectory::publish() {
   if (differs) events_.devicesChanged();
 }
 
+/// Who uses each camera, beside this process.
+void CameraDirectory::publishUsers() {
+  std::map<std::string, std::string> users;
+  for (const auto& node : nodes_) {
+    if (!node->device) continue;
+    std::string user = screenLinks_.otherReaderOf(node->id);
+    if (!user.empty()) users[node->device->uniqueID] = std::move(user);
+  }
+  const std::lock_guard lock(mutex_);
+  users_ = std::move(users);
+}
+
 void CameraDirectory::publishReads(bool changed) {
+  publishUsers();
   if (!changed) return;
   {
     const std::lock_guard lock(mutex_);
@@ -293,6 +307,12 @@ CameraDirectory::Listing CameraDirectory::listing() const {
 std::vector<ScreenRead> CameraDirectory::screenReads() const {
   const std::lock_guard lock(mutex_);
   return screenReads_;
+}
+
+std::string CameraDirectory::otherUserOf(const std::string& uniqueID) const {
+  const std::lock_guard lock(mutex_);
+  const auto found = users_.find(uniqueID);
+  return found == users_.end() ? std::string() : found->second;
 }
 
 bool CameraDirectory::hasSeen(const std::string& uniqueID) const {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -67,6 +68,8 @@ class CameraDirectory {
 
   [[nodiscard]] Listing listing() const;
   [[nodiscard]] std::vector<ScreenRead> screenReads() const;
+  /// As `CaptureSession::otherUser`, of this device.
+  [[nodiscard]] std::string otherUserOf(const std::string& uniqueID) const;
   /// Among the last 64 that appeared.
   [[nodiscard]] bool hasSeen(const std::string& uniqueID) const;
   /// Waits until the first complete listing that holds a camera, at most `timeout`; once that has happened,
@@ -82,6 +85,7 @@ class CameraDirectory {
   void synced(int sequence);
   void publish();
   void publishReads(bool changed);
+  void publishUsers();
 
   Events events_;
   std::unique_ptr<Binding> binding_;
@@ -95,7 +99,8 @@ class CameraDirectory {
   std::condition_variable arrived_;
   Listing listing_;
   std::vector<ScreenRead> screenReads_;
-  std::deque<std::string> seen_;  // the newest at the end
+  std::map<std::string, std::string> users_;  // names, by the device that they use
+  std::deque<std::string> seen_;              // the newest at the end
   bool firstOver_ = false;
 };
 

@@ -173,6 +173,11 @@ std::optional<CameraDevice> PipeWireCaptureSession::currentDevice() const {
   return currentDevice_;
 }
 
+std::string PipeWireCaptureSession::otherUser() const {
+  const auto device = currentDevice();
+  return device ? directory_.otherUserOf(device->uniqueID) : std::string();
+}
+
 void PipeWireCaptureSession::setCause(std::optional<CaptureError> cause) {
   const std::lock_guard lock(causeMutex_);
   cause_ = std::move(cause);

@@ -108,6 +108,7 @@ class PipeWireCaptureSession final : public CaptureSession,
   void setFrameDemand(FrameDemand demand) override;
   void setPreviewTap(std::function<void(const FrameRef&)> onFrame) override;
   [[nodiscard]] std::optional<CameraDevice> currentDevice() const override;
+  [[nodiscard]] std::string otherUser() const override;
 
   [[nodiscard]] const Published<std::vector<ScreenRead>>& screenReads() const override {
     return screenReads_;

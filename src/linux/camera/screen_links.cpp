@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/camera/screen_links.h"
 
+#include <unistd.h>
+
 #include <charconv>
 #include <optional>
 #include <set>
 #include <utility>
 
 #include "linux/camera/pipewire_headers.h"
+#include "platform/capture_session.h"
 
 namespace sentrel {
 
@@ -25,6 +28,15 @@ std::optional<Number> numberIn(const spa_dict* properties, const char* key) {
   return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
+/// What a node's maker calls itself, or else the node.
+std::string nameIn(const spa_dict* properties) {
+  for (const char* key : {PW_KEY_APP_NAME, PW_KEY_NODE_DESCRIPTION, PW_KEY_NODE_NAME}) {
+    const std::string_view name = property(properties, key);
+    if (!name.empty()) return std::string(name.substr(0, CaptureSession::longestUserName));
+  }
+  return {};
+}
+
 template <class Object>
 void insert(std::map<std::uint32_t, Object>& objects, std::uint32_t id, Object object) {
   if (objects.size() < ScreenLinks::mostObjects) objects.emplace(id, std::move(object));
@@ -41,17 +53,21 @@ bool ScreenLinks::add(std::uint32_t id, std::string_view type, const spa_dict* p
     if (serial && pid && *pid > 0) insert(clients_, id, {*serial, *pid});
   } else if (type == PW_TYPE_INTERFACE_Node) {
     const std::string_view kind = property(properties, PW_KEY_MEDIA_CLASS);
-    const bool givesPictures = (kind == "Video/Source" || kind == "Stream/Output/Video") &&
-                               property(properties, PW_KEY_MEDIA_ROLE) != "Camera";
+    const bool isCamera = property(properties, PW_KEY_MEDIA_ROLE) == "Camera";
+    const bool givesPictures = kind == "Video/Source" || kind == "Stream/Output/Video";
     const bool isSound = kind.find("Audio") != kind.npos || kind.find("Midi") != kind.npos;
     const auto client = id32(PW_KEY_CLIENT_ID);
-    if (serial && client && !isSound) insert(nodes_, id, {*serial, *client, givesPictures});
+    if (serial && client && !isSound) {
+      insert(nodes_, id,
+             {*serial, *client, givesPictures && !isCamera, givesPictures && isCamera, nameIn(properties)});
+    }
   } else if (type == PW_TYPE_INTERFACE_Link) {
     const auto output = id32(PW_KEY_LINK_OUTPUT_NODE);
     const auto input = id32(PW_KEY_LINK_INPUT_NODE);
     // A link is told after its nodes.
     const auto node = output ? nodes_.find(*output) : nodes_.end();
-    if (input && node != nodes_.end() && node->second.givesPictures) insert(links_, id, {*output, *input});
+    if (input && node != nodes_.end() && (node->second.givesPictures || node->second.isCamera))
+      insert(links_, id, {*output, *input});
   }
   return update();
 }
@@ -77,11 +93,22 @@ void ScreenLinks::forget(std::uint32_t id) {
 bool ScreenLinks::update() {
   std::set<ScreenRead> found;
   for (const auto& [id, link] : links_) {
+    const auto output = nodes_.find(link.output);
+    if (output == nodes_.end() || !output->second.givesPictures) continue;
     const ScreenRead read{makerOf(link.output), makerOf(link.input)};
     if (read.maker != 0 && read.reader != 0) found.insert(read);
   }
   std::vector<ScreenRead> reads(found.begin(), found.end());
   return std::exchange(reads_, std::move(reads)) != reads_;
+}
+
+std::string ScreenLinks::otherReaderOf(std::uint32_t camera) const {
+  for (const auto& [id, link] : links_) {
+    const auto reader = nodes_.find(link.input);
+    if (link.output != camera || reader == nodes_.end() || makerOf(link.input) == getpid()) continue;
+    if (!reader->second.name.empty()) return reader->second.name;
+  }
+  return {};
 }
 
 pid_t ScreenLinks::makerOf(std::uint32_t node) const {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -14,7 +15,7 @@ struct spa_dict;
 namespace sentrel {
 
 /// Finds who gets pictures from whom in what the registry of PipeWire says of its objects. These properties
-/// are the server's own word; an object's further ones are its maker's, who may write anything there. Nothing
+/// are the server's own word, but for names: those are their maker's, who may write anything there. Nothing
 /// is bound, so that no further events come. PipeWire loop.
 class ScreenLinks {
  public:
@@ -29,6 +30,9 @@ class ScreenLinks {
 
   /// In order, each pair once.
   [[nodiscard]] const std::vector<ScreenRead>& reads() const { return reads_; }
+  /// The name of the first program, save this one, that gets pictures from the camera with this id: at most
+  /// `CaptureSession::longestUserName` bytes. Empty where none does, or it has no name.
+  [[nodiscard]] std::string otherReaderOf(std::uint32_t camera) const;
 
  private:
   struct Client {
@@ -38,7 +42,9 @@ class ScreenLinks {
   struct Node {
     std::uint64_t serial = 0;
     std::uint32_t client = 0;
-    bool givesPictures = false;
+    bool givesPictures = false;  // other than a camera's
+    bool isCamera = false;
+    std::string name;  // of the program, as it says itself
   };
   struct Link {
     std::uint32_t output = 0;
@@ -52,7 +58,7 @@ class ScreenLinks {
 
   std::map<std::uint32_t, Client> clients_;
   std::map<std::uint32_t, Node> nodes_;
-  std::map<std::uint32_t, Link> links_;  // from nodes that give pictures
+  std::map<std::uint32_t, Link> links_;  // from nodes that give pictures, and cameras
   std::vector<ScreenRead> reads_;
 };
 

@@ -123,6 +123,42 @@ TEST_F(ScreenLinksTest, WhatIsNotCertainIsNoPair) {
   }
 }
 
+TEST_F(ScreenLinksTest, WhoElseUsesACameraIsKnownByTheNameThatItGives) {
+  const std::string endless(10'000, 'x');
+  const struct {
+    const char* what;
+    Properties names;
+    std::string pid;
+    std::string expected;
+  } cases[] = {
+      {"a program", {{"application.name", "meeting"}, {"node.name", "stream"}}, "200", "meeting"},
+      {"a node's description", {{"node.description", "Meeting"}, {"node.name", "stream"}}, "200", "Meeting"},
+      {"a node", {{"application.name", ""}, {"node.name", "stream"}}, "200", "stream"},
+      {"no name", {}, "200", ""},
+      {"of an unknown process", {{"node.name", "stream"}}, "-1", "stream"},
+      {"this program", {{"application.name", "meeting"}}, std::to_string(getpid()), ""},
+      {"10 kB", {{"application.name", endless}}, "200", endless.substr(0, CaptureSession::longestUserName)},
+      {"control characters", {{"application.name", "a\n\x1b[2Jb"}}, "200", "a\n\x1b[2Jb"},
+  };
+  for (const auto& [what, names, pid, expected] : cases) {
+    SCOPED_TRACE(what);
+    (void)links.clear();
+    client(10, "10", "100");
+    client(20, "20", pid);
+    node(11, "11", "10", "Video/Source", "Camera");
+    node(12, "12", "10", "Video/Source", "Camera");
+    Properties reader{{"object.serial", "21"}, {"client.id", "20"}, {"media.class", "Stream/Input/Video"}};
+    reader.insert(reader.end(), names.begin(), names.end());
+    add(21, PW_TYPE_INTERFACE_Node, reader);
+    EXPECT_EQ(links.otherReaderOf(11), "");
+    EXPECT_FALSE(link(30, "11", "21")) << "no picture of the screen";
+    EXPECT_EQ(links.otherReaderOf(11), expected);
+    EXPECT_EQ(links.otherReaderOf(12), "") << "another camera";
+    (void)links.remove(30);
+    EXPECT_EQ(links.otherReaderOf(11), "");
+  }
+}
+
 TEST_F(ScreenLinksTest, ObjectsWithoutEndAreNotKept) {
   for (std::uint32_t id = 1000; id < 1000 + ScreenLinks::mostObjects; ++id) client(id, "1", "300");
   makePrograms();
