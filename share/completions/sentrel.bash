@@ -10,8 +10,11 @@ _sentrel() {
     case ${COMP_WORDS[1]} in
       status) words="--json --watch" ;;
       journal) words="--since --csv" ;;
-      pause) words="15m 1h tomorrow" ;;
-      guest) words="30m 1h" && ((COMP_CWORD > 2)) || words="1 2 3 $words" ;;
+      pause) ((COMP_CWORD == 2)) && words="15m 1h tomorrow" ;;
+      guest)
+        ((COMP_CWORD == 2)) && words="1 2 3 30m 1h"
+        [[ $COMP_CWORD == 3 && ${COMP_WORDS[2]} == [123] ]] && words="30m 1h"
+        ;;
     esac
   fi
   mapfile -t COMPREPLY < <(compgen -W "$words" -- "${COMP_WORDS[COMP_CWORD]}")

@@ -2,6 +2,14 @@
 #
 # Completes sentrel's commands in fish.
 
+# Whether what comes next follows the command and one of these words, where there are any.
+function __sentrel_after
+    set -l words (commandline -opc)
+    test (count $words) -ge 2; and test $words[2] = $argv[1]; or return
+    test (count $words) -eq 2 -a (count $argv) -eq 1; and return
+    test (count $words) -eq 3; and contains -- $words[3] $argv[2..-1]
+end
+
 complete -c sentrel -f
 complete -c sentrel -n __fish_use_subcommand -a status -d 'tell what protection does'
 complete -c sentrel -n __fish_use_subcommand -a on -d 'turn protection on'
@@ -22,5 +30,6 @@ complete -c sentrel -n '__fish_seen_subcommand_from status' -l json -d 'in a for
 complete -c sentrel -n '__fish_seen_subcommand_from status' -l watch -d 'and again with every change'
 complete -c sentrel -n '__fish_seen_subcommand_from journal' -l since -x -a '7d 4w' -d 'not older than this'
 complete -c sentrel -n '__fish_seen_subcommand_from journal' -l csv -d 'as a table'
-complete -c sentrel -n '__fish_seen_subcommand_from pause' -a '15m 1h tomorrow'
-complete -c sentrel -n '__fish_seen_subcommand_from guest' -a '1 2 3 30m 1h'
+complete -c sentrel -n '__sentrel_after pause' -a '15m 1h tomorrow'
+complete -c sentrel -n '__sentrel_after guest' -a '1 2 3 30m 1h'
+complete -c sentrel -n '__sentrel_after guest 1 2 3' -a '30m 1h'

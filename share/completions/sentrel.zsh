@@ -25,7 +25,10 @@ else
   case $words[2] in
     status) compadd -- --json --watch ;;
     journal) compadd -- --since --csv ;;
-    pause) compadd 15m 1h tomorrow ;;
-    guest) ((CURRENT == 3)) && compadd 1 2 3; compadd 30m 1h ;;
+    pause) ((CURRENT == 3)) && compadd 15m 1h tomorrow ;;
+    guest)
+      ((CURRENT == 3)) && compadd 1 2 3 30m 1h
+      [[ $CURRENT == 4 && $words[3] == [123] ]] && compadd 30m 1h
+      ;;
   esac
 fi
