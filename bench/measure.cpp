@@ -372,9 +372,12 @@ class Measurement {
     desktop_.waitForNode("larger_camera");
     camera.setSource([this](std::int64_t index) { return film_.largerFrame(index); });
     start();
+    const auto isLarger = [&] {
+      const auto mode = camera.agreedMode();
+      return mode && mode->height == CameraFilm::largerHeight;
+    };
+    until("the camera's larger picture is taken", isLarger);
     untilState("nominal");
-    if (camera.agreedMode()->height != CameraFilm::largerHeight)
-      throw std::runtime_error("the program did not ask for the camera's larger picture");
     film_.show(CameraFilm::Scene::working);
     pause(15);
     printCost("working_720p", measured());
