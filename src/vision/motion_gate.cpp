@@ -46,7 +46,7 @@ constexpr std::int64_t rescanTileLongMs = 24'000;
 constexpr std::int64_t rescanWholeMs = 6000;
 // How often the motion of the user alone is a reason for a scan, of the whole and of any tile.
 constexpr std::int64_t rescanUserWholeMs = 1000;
-constexpr std::int64_t rescanUserMs = 600;
+constexpr std::int64_t rescanUserMs = 1000;
 // How much sooner a tile is scanned in which something moves, above all elsewhere than the user, or which was
 // never scanned, than one that only waits for its turn; and as if how long a tile had waited that is to be
 // enlarged.
