@@ -152,7 +152,7 @@ std::optional<Candidate> FaceTracker::lookClosely(const Frame& frame, const Regi
 
 std::optional<Candidate> FaceTracker::lookAround(const Frame& frame, const Region& box) {
   const double side = std::max(fieldScale(frame) * inputSize.width, box.width * roomToMove);
-  return bestIn(frame, box, side, stayScore, [&](const Region& seen) { return couldHaveMoved(box, seen); });
+  return bestIn(frame, box, side, enterScore, [&](const Region& seen) { return couldHaveMoved(box, seen); });
 }
 
 void FaceTracker::carry(const Candidate& face, std::int64_t timestampMs) {
@@ -248,13 +248,6 @@ bool FaceTracker::hasBacklog() const {
          std::ranges::any_of(suspects_, [](const Suspect& suspect) { return !suspect.looks.isComplete(); });
 }
 
-TrackedFace* FaceTracker::movedFrom(const Candidate& candidate) {
-  for (TrackedFace& tracked : faces_) {
-    if (tracked.misses > 0 && couldHaveMoved(tracked.face.box, candidate.box)) return &tracked;
-  }
-  return nullptr;
-}
-
 bool FaceTracker::isKnown(const Candidate& candidate) const {
   return std::ranges::any_of(faces_, [&](const TrackedFace& tracked) {
     return tracked.misses == 0 && samePlace(candidate.box, tracked.face.box);
@@ -300,7 +293,10 @@ bool FaceTracker::lookAtSuspect(const Frame& frame, Suspect& suspect, std::int64
 }
 
 void FaceTracker::enter(const TrackedFace& entering) {
-  if (TrackedFace* moved = movedFrom(entering.face)) {
+  const auto moved = std::ranges::find_if(faces_, [&](const TrackedFace& tracked) {
+    return tracked.misses > 0 && couldHaveMoved(tracked.face.box, entering.face.box);
+  });
+  if (moved != faces_.end()) {
     // A face that moved faster than its look could follow.
     moveTo(*moved, entering.face, entering.seenMs);
     moved->zoom = entering.zoom;

@@ -101,7 +101,7 @@ class FaceTracker {
   /// The best face that stands where `box` is, with its score in a close look, or none.
   [[nodiscard]] std::optional<Candidate> lookClosely(const Frame& frame, const Region& box, std::size_t zoom,
                                                      double least);
-  /// The face that moved away from `box` beyond what a close look shows, or none.
+  /// The face that moved away from `box` beyond what a close look shows, or none: as sure as a new one.
   [[nodiscard]] std::optional<Candidate> lookAround(const Frame& frame, const Region& box);
   /// A close look at the zoom that comes next in `looks`, which takes the score in.
   [[nodiscard]] std::optional<Candidate> lookNext(const Frame& frame, const Region& box, CloseLooks& looks);
@@ -115,7 +115,6 @@ class FaceTracker {
   /// once the trial has failed, which `failed_` notes.
   [[nodiscard]] std::optional<Candidate> tryOut(const Frame& frame, const Region& box, TrackedFace& tracked,
                                                 const MotionGate& gate);
-  [[nodiscard]] TrackedFace* movedFrom(const Candidate& candidate);
   void tidy(const MotionGate& gate);
 
   FaceSearch search_;
