@@ -91,17 +91,24 @@ void VisionFaceAnalyzer::analyzeWaiting() {
   auto job = waiting_.take();
   if (!job) return;
   const auto found = environment_.faceDetector->detect(*job->frame, job->timestampMs);
+  const auto look = found && onLook ? measureLook(*job->frame, found->rectangles) : std::nullopt;
   if (!job->wantsRetro) job->frame.reset();
   if (found) {
-    return processResults(found->rectangles, found->landmarks, job->timestampMs, std::move(job->frame));
+    return processResults(found->rectangles, found->landmarks, job->timestampMs, std::move(job->frame), look);
   }
   environment_.mainLoop->post([weak = weak_from_this()] {
     if (const auto self = weak.lock()) self->onFailure();
   });
 }
 
+std::optional<FrameLook> VisionFaceAnalyzer::measureLook(const Frame& frame, const FaceList& faces) {
+  const FaceObservation* main = widest(faces);
+  return meter_.measure(frame, main != nullptr ? &main->boundingBox : nullptr);
+}
+
 void VisionFaceAnalyzer::processResults(const FaceList& rectangles, const FaceList& landmarks,
-                                        std::int64_t timestampMs, FrameRef pixelBuffer) {
+                                        std::int64_t timestampMs, FrameRef pixelBuffer,
+                                        const std::optional<FrameLook>& look) {
   DetectionInput input{timestampMs, std::ranges::count_if(rectangles, counts), std::nullopt};
   const FaceObservation* primary = widest(landmarks);
   if (primary != nullptr) input.primaryFace = measure(*primary);
@@ -114,10 +121,11 @@ void VisionFaceAnalyzer::processResults(const FaceList& rectangles, const FaceLi
   const auto secondBox = second != nullptr ? std::optional(second->boundingBox) : std::nullopt;
 
   environment_.mainLoop->post([weak = weak_from_this(), input, faces = several(rectangles), sample, secondBox,
-                               frame = std::move(pixelBuffer)] {
+                               frame = std::move(pixelBuffer), look] {
     const auto self = weak.lock();
     if (!self) return;
     self->onResult(input, faces);
+    self->onLook(input.timestampMs, input.faceCount, look);
     if (sample) self->onCalibrationSample(*sample);
     if (frame) self->onRetroFrame(frame, secondBox);
   });

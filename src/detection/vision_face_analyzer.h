@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "detection/filter_fsm.h"
+#include "detection/frame_look.h"
 #include "platform/face_detector.h"
 #include "support/frame.h"
 #include "support/geometry.h"
@@ -67,6 +68,9 @@ class VisionFaceAnalyzer : public std::enable_shared_from_this<VisionFaceAnalyze
   /// Every analysed frame, also one without faces. With two faces and more, the second says where they are:
   /// those that count, in the detector's order; null otherwise.
   CallbackSlot<DetectionInput, std::shared_ptr<const FaceList>> onResult;
+  /// How the frame of the result looks, just after it: when it was accepted, how many faces count, and what
+  /// was measured of a picture that is large enough. Frames are measured only while this is set.
+  CallbackSlot<std::int64_t, std::int64_t, std::optional<FrameLook>> onLook;
   /// A frame on which the detection failed: nobody knows what it shows.
   CallbackSlot<> onFailure;
   /// The main face's width as a fraction of the image's width, where there is a face.
@@ -94,11 +98,13 @@ class VisionFaceAnalyzer : public std::enable_shared_from_this<VisionFaceAnalyze
 
   void analyzeWaiting();
   void processResults(const FaceList& rectangles, const FaceList& landmarks, std::int64_t timestampMs,
-                      FrameRef pixelBuffer);
+                      FrameRef pixelBuffer, const std::optional<FrameLook>& look);
+  [[nodiscard]] std::optional<FrameLook> measureLook(const Frame& frame, const FaceList& faces);
 
   const AnalysisEnvironment environment_;
   const std::int64_t minIntervalMs_;
   std::int64_t lastAnalysisMs = 0;  // camera queue
+  FrameMeter meter_;                // analysis queue
   Latest<Job> waiting_;
 };
 

@@ -79,6 +79,7 @@ void PrivacyFilterService::stop() {
   ++stopCount_;  // cancels the side effects that earlier states have posted
   handleFsmSideEffects(FilterState::inactive());
   blindness_.end();
+  conditions_.end();
   analyzer.reset();
   uses_.cameraManager->setAnalyzer(nullptr);
   // The wish goes before what speaks against it: the camera must not open between the two.
@@ -110,6 +111,7 @@ void PrivacyFilterService::cameraChanged(const CameraControl::Status& status) {
     stop();
     return;
   }
+  conditions_.follow(status);
   blindness_.follow(status);
   relaxations_.follow(status);
   if (!isActive_) {
@@ -160,6 +162,10 @@ void PrivacyFilterService::makeAnalyzer() {
       self->uses_.cameraControl->frameAnalysed(input.timestampMs);
       self->handleDetectionInput(input, faces.get());
     });
+  };
+  analyzer->onLook = [weak = weak_from_this()](std::int64_t timestampMs, std::int64_t faces,
+                                               const auto& look) {
+    if (const auto self = weak.lock()) self->conditions_.frame(timestampMs, faces, look);
   };
   analyzer->onFailure = [control = uses_.cameraControl] { control->analysisFailed(); };
 }

@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "detection/camera_condition.h"
 #include "detection/filter_fsm.h"
 #include "detection/vision_face_analyzer.h"
 #include "service/alert_recorder.h"
@@ -54,6 +55,11 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   /// What weakens protection for a while; to be asked for only while protection is switched on.
   [[nodiscard]] Relaxations& relaxations() { return relaxations_; }
 
+  /// What keeps the camera from seeing well, while protection is switched on.
+  [[nodiscard]] const Published<std::optional<CameraCondition>>& cameraCondition() const {
+    return conditions_.condition();
+  }
+
   /// What covers the screens, whether or not protection is on.
   [[nodiscard]] ScreenCover& screenCover() { return screenCover_; }
 
@@ -88,6 +94,7 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   Relaxations relaxations_{uses_};
   AlertRecorder recorder_{uses_, relaxations_};
   ScreenCover screenCover_{uses_};
+  CameraConditions conditions_{environment_.mainLoop, environment_.clock, uses_.cameraControl};
 
   FilterFsm fsm;
   std::shared_ptr<VisionFaceAnalyzer> analyzer;  // of the current session
