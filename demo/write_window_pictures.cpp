@@ -10,6 +10,8 @@
 #include <QPainter>
 #include <QTest>
 #include <QTimer>
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <functional>
 #include <memory>
@@ -113,7 +115,8 @@ FrameRef drawnPerson() {
 
 void press(QWidget& window, const QString& words) {
   for (auto* button : window.findChildren<QAbstractButton*>()) {
-    if (button->text() == words && button->isVisible()) return button->click();
+    const bool isNamed = button->text() == words || button->accessibleName() == words;
+    if (isNamed && button->isVisible()) return button->click();
   }
   std::fprintf(stderr, "no button %s\n", qPrintable(words));
 }
@@ -223,12 +226,12 @@ void preferences(PictureBook& book) {
   show(window);
   lookIntoCamera(fixture);
   book.add("04-preferences-top", window);
-  window.scrollTo(540);
+  window.scrollTo(630);
   book.add("05-preferences-middle", window);
-  window.scrollTo(1020);
+  window.scrollTo(1110);
   book.add("05-preferences-reactions", window);
   fixture.ignorePoster();
-  window.scrollTo(1400);
+  window.scrollTo(1490);
   book.add("05-preferences-exceptions", window);
   window.scrollTo(5000);
   book.add("06-preferences-bottom", window);
@@ -275,11 +278,49 @@ void onboarding(PictureBook& book) {
   book.add("08-onboarding-4-calibrated", window);
 }
 
+/// A frame of one colour, new noise in each.
+FrameRef plainFrame(int brightness) {
+  static int count = 0;
+  auto frame = std::make_shared<Frame>();
+  frame->resize(640, 480);
+  std::fill_n(frame->data(), 640 * 480 * 4, static_cast<std::uint8_t>(brightness));
+  std::fill_n(frame->data() + 640 * 4 * 5, 640 * 4, static_cast<std::uint8_t>(++count));
+  return frame;
+}
+
+/// The camera covered for a while.
+void coveredCamera(ViewsFixture& fixture) {
+  fixture.start();
+  fixture.machine.detector->next = FaceDetections{};
+  for (int i = 0; i < 140; ++i) {
+    fixture.machine.session->request->onFrame(plainFrame(6));
+    fixture.machine.settle();
+    fixture.machine.loop->advance(100);
+  }
+}
+
+void cameraInWords(PictureBook& book, const QString& suffix = {}) {
+  popover(book, "22-popover-covered" + suffix, coveredCamera);
+  popover(book, "22-popover-used" + suffix, [](ViewsFixture& fixture) {
+    on(fixture);
+    fixture.machine.session->user = "Un logiciel de réunion au nom qui ne finit pas";
+    fixture.machine.session->interrupt(CaptureError::Kind::busy);
+    fixture.machine.advance(5000);
+  });
+  ViewsFixture fixture;
+  coveredCamera(fixture);
+  PreferencesView window(fixture.preferencesParts());
+  show(window);
+  lookIntoCamera(fixture);
+  book.add("22-preferences-covered" + suffix, window);
+}
+
 /// What large text and high contrast make of the windows.
 void extremes(PictureBook& book) {
   Theme::shared().setLook({.textScale = 2});
   popover(book, "03-popover-text200", watched);
   relaxations(book, "-text200");
+  cameraInWords(book, "-text200");
   popover(book, "09-statistics-confirm-text200", watched, statisticsConfirm);
   popover(book, "10-about-text200", watched, about);
   {
@@ -288,7 +329,7 @@ void extremes(PictureBook& book) {
     fixture.ignorePoster();
     PreferencesView window(fixture.preferencesParts());
     book.add("04-preferences-text200", window);
-    window.scrollTo(2300);
+    window.scrollTo(2450);
     book.add("05-preferences-exceptions-text200", window);
     press(window, "Calibrer…");
     book.add("07-calibration-text200", window);
@@ -305,12 +346,13 @@ void extremes(PictureBook& book) {
       for (int i = 0; i < 2; ++i) QTest::keyClick(window.focusWidget(), Qt::Key_Tab);
     });
     relaxations(book, "-highcontrast");
+    cameraInWords(book, "-highcontrast");
     ViewsFixture fixture;
     on(fixture);
     fixture.ignorePoster();
     PreferencesView window(fixture.preferencesParts());
     book.add("05-preferences-highcontrast", window);
-    window.scrollTo(1400);
+    window.scrollTo(1490);
     book.add("05-preferences-exceptions-highcontrast", window);
   }
 }
@@ -350,6 +392,7 @@ int writePictures(const QString& folder) {
     Theme::shared().setLook(look);
     popovers(book);
     preferences(book);
+    cameraInWords(book);
     calibration(book);
     onboarding(book);
   }

@@ -79,15 +79,20 @@ MenuBarController::MenuBarController(Actions actions, std::shared_ptr<Bus> sessi
                     service_->isActive().onChange(update),
                     service_->isStarting().onChange(update),
                     cameraControl_->failure().onChange(update),
+                    service_->cameraCondition().onChange(update),
                     service_->fsmState().subscribe([this](const auto&) { tellScreenReaders(); }),
                     sentrelOpenPreferences().connect([this] { openPreferences(); })};
 }
 
 void MenuBarController::updateStatusItem() {
-  const QString cause = failureWords(cameraControl_->failure().get());
-  // A start that waits for its camera does not protect, so the icon is that of a pause.
-  const bool waits = service_->isStarting() && !cause.isEmpty();
-  statusItem.setState(waits ? StatusBarIcon::IconState::paused : iconOf(service_->fsmState()));
+  using IconState = StatusBarIcon::IconState;
+  const auto& condition = service_->cameraCondition().get();
+  const QString cause = cameraWords(cameraControl_->failure(), condition).words;
+  // Neither a start that waits for its camera nor a camera that is covered protects: the icon of a pause.
+  const bool waits = service_->isStarting() && cameraControl_->failure().get();
+  const bool seesNothing = condition && condition->isSerious;
+  const IconState icon = iconOf(service_->fsmState());
+  statusItem.setState(waits || (seesNothing && icon == IconState::nominal) ? IconState::paused : icon);
   toggle_->setText(service_->isSwitchedOn() ? qtTrId("tray_disable") : qtTrId("tray_enable"));
   QString words = QStringLiteral("Sentrel\n") + statusWords(service_->fsmState()).words;
   if (!cause.isEmpty()) words += QStringLiteral("\n") + cause;
@@ -190,6 +195,7 @@ void MenuBarController::openPreferences() {
                                        .loginItem = platform.loginItem,
                                        .keyMonitor = platform.keyMonitor,
                                        .mainLoop = platform.mainLoop,
+                                       .failure = {cameraControl_, &cameraControl_->failure()},
                                        .newCalibration = [] { return CalibrationSession::create(); }});
     prefsWindow->setAttribute(Qt::WA_DeleteOnClose);
     giveMemoryBackAfter(*prefsWindow);

@@ -109,13 +109,12 @@ void StatusItem::update() {
 }
 
 void StatusItem::setState(StatusBarIcon::IconState state) {
-  state_ = state;
-  update();
+  if (std::exchange(state_, state) != state) update();
 }
 
 void StatusItem::setToolTip(const QString& words) {
-  toolTip_ = words;
-  update();
+  if (std::exchange(toolTip_, words) == words || !icon_) return;
+  icon_->setToolTip(words);
 }
 
 QRect StatusItem::anchor() const {

@@ -54,6 +54,57 @@ QString failureWords(const std::optional<CameraFailure>& failure) {
   return failure ? qtTrId(textKey(failure->kind)) : QString();
 }
 
+namespace {
+
+constexpr qsizetype longestName = 40;
+
+/// A program's name as it gives it itself, in one line that can be read.
+QString readableName(const std::string& name) {
+  QString words = QString::fromUtf8(name);
+  for (QChar& character : words) {
+    const bool isSeen = character.isPrint() || character.isSurrogate();
+    if (!isSeen || character == QChar::ReplacementCharacter) character = u' ';
+  }
+  words = words.simplified();
+  if (words.size() <= longestName) return words;
+  // Never half of a character.
+  const qsizetype end = words.at(longestName - 2).isHighSurrogate() ? longestName - 2 : longestName - 1;
+  return words.first(end) + u'…';
+}
+
+QString conditionWords(const CameraCondition& condition) {
+  using Kind = CameraCondition::Kind;
+  switch (condition.kind) {
+    case Kind::covered:
+      return qtTrId("Caméra couverte ou volet fermé");
+    case Kind::tooDark:
+      return qtTrId("Trop sombre pour bien voir");
+    case Kind::frozen:
+      return qtTrId("Image figée");
+    case Kind::nobody:
+      return qtTrId("Vous n'êtes pas dans le champ");
+    case Kind::backlight:
+      return qtTrId("Contre-jour");
+    case Kind::usedBy: {
+      const QString name = readableName(condition.user);
+      return qtTrId("Caméra utilisée par %1").arg(name.isEmpty() ? qtTrId("un autre programme") : name);
+    }
+    case Kind::noPicture:
+      break;
+  }
+  const QString time = condition.seconds < 60 ? QStringLiteral("%1 s").arg(condition.seconds)
+                                              : timeSpan(condition.seconds / 60);
+  return qtTrId("Aucune image depuis %1").arg(time);
+}
+
+}  // namespace
+
+StatusWords cameraWords(const std::optional<CameraFailure>& failure,
+                        const std::optional<CameraCondition>& condition) {
+  if (!condition) return {failureWords(failure), &AppColors::textSecondary};
+  return {conditionWords(*condition), condition->isSerious ? &AppColors::warning : &AppColors::textSecondary};
+}
+
 // The buttons.
 
 namespace {
@@ -151,6 +202,7 @@ MenuBarPopoverView::MenuBarPopoverView(Parts parts, QWidget* parent)
   registrations_.push_back(
       service.isStarting().subscribe([this](bool starting) { switch_->setWaiting(starting); }));
   registrations_.push_back(parts_.failure->onChange(changed));
+  registrations_.push_back(service.cameraCondition().onChange(changed));
   registrations_.push_back(relaxations.pauseEndMs().onChange(changed));
   registrations_.push_back(relaxations.isScreenShared().onChange(changed));
   registrations_.push_back(relaxations.stay().onChange(changed));
@@ -241,7 +293,9 @@ void MenuBarPopoverView::showWords() {
   switch_->setAccessibleDescription(words);
   logo_->setMood(moodOf(state));
 
-  QString cause = failureWords(parts_.failure->get());
+  const auto [camera, cameraColor] = cameraWords(*parts_.failure, parts_.service->cameraCondition());
+  QString cause = camera;
+  cause_->setColor(cameraColor);
   if (cause.isEmpty()) cause = parts_.notice;
   if (cause.isEmpty()) cause = relaxationWords(relaxations, parts_.clock->nowMs());
   cause_->setWords(cause);

@@ -10,6 +10,7 @@
 #include <optional>
 #include <vector>
 
+#include "detection/camera_condition.h"
 #include "detection/camera_control.h"
 #include "service/privacy_filter_service.h"
 #include "service/remote_control.h"
@@ -35,6 +36,12 @@ struct StatusWords {
 
 /// What keeps the camera from giving frames, in words; empty while nothing does.
 [[nodiscard]] QString failureWords(const std::optional<CameraFailure>& failure);
+
+/// The same, or what keeps it from seeing well, which says more; in the warning colour where nobody is
+/// watched though frames come. Another program's name is shortened, and has nothing in it that cannot be
+/// seen.
+[[nodiscard]] StatusWords cameraWords(const std::optional<CameraFailure>& failure,
+                                      const std::optional<CameraCondition>& condition);
 
 /// What weakens protection for a while and until when, in words: the first of a pause, a shared screen, and
 /// guests; empty while nothing does.

@@ -11,6 +11,7 @@
 #include "views/controls/buttons.h"
 #include "views/controls/labels.h"
 #include "views/controls/painting.h"
+#include "views/popover.h"
 #include "views/popover_rows.h"
 #include "views/theme.h"
 
@@ -190,11 +191,16 @@ PreferencesView::PreferencesView(Parts parts)
       [this](const auto& /*places*/) { showIgnored(); });
   stateRegistration_ = parts_.service->fsmState().subscribe(
       [this](const FilterState& state) { preview_->setResting(isMinimized() || isAway(state)); });
+  failureRegistration_ = parts_.failure->onChange([this](const auto&) { showCameraWords(); });
+  conditionRegistration_ =
+      parts_.service->cameraCondition().subscribe([this](const auto&) { showCameraWords(); });
 }
 
 // The sections.
 
 void PreferencesView::buildCamera(QBoxLayout& column) {
+  cameraWords_ = new TextLabel(TextRole::caption);
+  cameraWords_->setContentsMargins(4, 0, 4, 8);
   preview_ = new CameraPreviewView(parts_.camera, parts_.mainLoop);
   preview_->setFixedHeight(160);
   cameraPicker_ = new MenuPicker(qtTrId("Caméra"));
@@ -202,7 +208,14 @@ void PreferencesView::buildCamera(QBoxLayout& column) {
   auto* card = new Card;
   card->addRow({}, qtTrId("Sélectionnez la caméra utilisée pour la détection"), cameraPicker_);
   addItems(column, {new SectionHeader(QStringLiteral("camera.fill"), qtTrId("Caméra")), headerToCard,
-                    preview_, 10, card});
+                    cameraWords_, preview_, 10, card});
+}
+
+void PreferencesView::showCameraWords() {
+  const auto [words, color] = cameraWords(*parts_.failure, parts_.service->cameraCondition());
+  cameraWords_->setWords(words);
+  cameraWords_->setColor(color);
+  cameraWords_->setVisible(!words.isEmpty());
 }
 
 void PreferencesView::buildDetection(Card& card) {

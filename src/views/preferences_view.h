@@ -6,16 +6,19 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include "detection/av_capture_manager.h"
 #include "detection/calibration_session.h"
+#include "detection/camera_control.h"
 #include "platform/desktop_services.h"
 #include "service/privacy_filter_service.h"
 #include "settings/protection_options.h"
 #include "settings/settings_repository.h"
 #include "support/main_loop.h"
+#include "support/published.h"
 #include "support/registration.h"
 #include "views/camera_preview_view.h"
 #include "views/controls/labels.h"
@@ -41,6 +44,7 @@ class PreferencesView : public FixedWindow {
     std::shared_ptr<LoginItem> loginItem;
     std::shared_ptr<KeyMonitor> keyMonitor;
     std::shared_ptr<MainLoop> mainLoop;
+    std::shared_ptr<const Published<std::optional<CameraFailure>>> failure;  ///< why the camera gives nothing
     std::function<std::shared_ptr<CalibrationSession>()> newCalibration;
   };
 
@@ -93,6 +97,7 @@ class PreferencesView : public FixedWindow {
   void paintPlace(QPainter& painter, const QRectF& whole, const IgnoredPlace& place) const;
   void showIgnored();
   void showIgnoredTimes();
+  void showCameraWords();
 
   /// Lists the cameras anew.
   void discoverCameras();
@@ -107,6 +112,7 @@ class PreferencesView : public FixedWindow {
   bool showing_ = false;                           // the controls follow the draft, not the person
   std::vector<std::function<void()>> refreshers_;  // each shows a field of the draft in its control
   ScrollPage* page_;
+  TextLabel* cameraWords_ = nullptr;
   CameraPreviewView* preview_ = nullptr;
   MenuPicker* cameraPicker_ = nullptr;
   std::array<IgnoredRow, OnlookerFilter::mostIgnored> ignoredRows_{};
@@ -119,6 +125,8 @@ class PreferencesView : public FixedWindow {
   Registration keysRegistration_;
   Registration coverKeysRegistration_;
   Registration stateRegistration_;
+  Registration failureRegistration_;
+  Registration conditionRegistration_;
 };
 
 }  // namespace sentrel

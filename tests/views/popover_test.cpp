@@ -54,6 +54,59 @@ TEST_F(PopoverTest, AStartWithoutACameraSaysWhyAndWaitsUntilAClickGivesUp) {
   EXPECT_FALSE(shows("Caméra introuvable"));
 }
 
+TEST(CameraWords, SayTheConditionAndHoldAnyName) {
+  using Condition = CameraCondition::Kind;
+  const CameraFailure busy{CameraFailure::Kind::cameraBusy, {}};
+  const std::string smiles = [] {
+    std::string text;
+    for (int i = 0; i < 2500; ++i) text += "\U0001F600";
+    return text;
+  }();
+  const struct {
+    CameraCondition condition;
+    QString words;
+  } cases[] = {
+      {{.kind = Condition::covered}, "Caméra couverte ou volet fermé"},
+      {{.kind = Condition::tooDark}, "Trop sombre pour bien voir"},
+      {{.kind = Condition::frozen}, "Image figée"},
+      {{.kind = Condition::nobody}, "Vous n'êtes pas dans le champ"},
+      {{.kind = Condition::backlight}, "Contre-jour"},
+      {{.kind = Condition::noPicture, .seconds = 12}, "Aucune image depuis 12 s"},
+      {{.kind = Condition::noPicture, .seconds = 120}, "Aucune image depuis 2 min"},
+      {{.kind = Condition::usedBy, .user = "Réunion"}, "Caméra utilisée par Réunion"},
+      {{.kind = Condition::usedBy, .user = " a\n\x1b[2J\tb "}, "Caméra utilisée par a [2J b"},
+      {{.kind = Condition::usedBy, .user = "\u202E\u200B\xff\x01"}, "Caméra utilisée par un autre programme"},
+      {{.kind = Condition::usedBy, .user = std::string(10'000, 'x')},
+       "Caméra utilisée par " + QString(39, u'x') + u'…'},
+      {{.kind = Condition::usedBy, .user = "x" + smiles},
+       "Caméra utilisée par x" + QString::fromUtf8(smiles.data(), 19 * 4) + u'…'},
+  };
+  for (const auto& [condition, words] : cases) {
+    EXPECT_EQ(cameraWords(busy, condition).words, words);
+    EXPECT_EQ(cameraWords(busy, condition).color, &AppColors::textSecondary);
+  }
+  EXPECT_EQ(cameraWords(busy, {}).words, "Caméra occupée");
+  EXPECT_EQ(cameraWords({}, {}).words, "");
+  EXPECT_EQ(cameraWords({}, CameraCondition{.isSerious = true}).color, &AppColors::warning);
+}
+
+TEST_F(PopoverTest, TheSecondLineSaysWhatKeepsTheCameraFromSeeing) {
+  start();
+  see(FaceDetections{}, 8500);
+  expectSwitch(true, false, "Protection active");
+  EXPECT_TRUE(shows("Vous n'êtes pas dans le champ"));
+  see(alone, 2000);
+  EXPECT_FALSE(shows("Vous n'êtes pas dans le champ"));
+  machine.session->user = "meeting";
+  machine.session->interrupt(CaptureError::Kind::busy);
+  machine.settle();
+  EXPECT_TRUE(shows("Caméra occupée")) << "at once";
+  machine.advance(4000);
+  expectSwitch(true, false, "Caméra indisponible");
+  EXPECT_TRUE(shows("Caméra utilisée par meeting"));
+  EXPECT_FALSE(shows("Caméra occupée"));
+}
+
 TEST_F(PopoverTest, AChoiceDoesWhatItSaysAndItsRowEndsIt) {
   start();
   const struct {

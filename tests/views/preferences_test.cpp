@@ -182,5 +182,17 @@ TEST_F(PreferencesTest, ThePreviewTakesFramesOnlyWhileItIsSeen) {
   expectTap(false, "closed");
 }
 
+TEST_F(PreferencesTest, TheWordsOfTheCameraStandAboveThePreview) {
+  start();
+  open();
+  EXPECT_EQ(named<TextLabel>("Vous n'êtes pas dans le champ"), nullptr);
+  see(FaceDetections{}, 8500);
+  EXPECT_TRUE(shows("Vous n'êtes pas dans le champ"));
+  see(alone, 2000);
+  EXPECT_FALSE(shows("Vous n'êtes pas dans le champ"));
+  interruptCamera();
+  EXPECT_TRUE(shows("Caméra occupée"));
+}
+
 }  // namespace
 }  // namespace sentrel::test

@@ -62,6 +62,7 @@ struct ViewsFixture : TestCore {
             .loginItem = loginItem,
             .keyMonitor = desktop.keys,
             .mainLoop = machine.loop,
+            .failure = {control, &control->failure()},
             .newCalibration = [this] { return newCalibration(); }};
   }
   OnboardingView::Parts onboardingParts() {

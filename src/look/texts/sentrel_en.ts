@@ -903,6 +903,38 @@
         <source></source>
         <translation>Cover or uncover every screen at once</translation>
     </message>
+    <message id="Caméra couverte ou volet fermé">
+        <source></source>
+        <translation>Camera covered, or its shutter closed</translation>
+    </message>
+    <message id="Trop sombre pour bien voir">
+        <source></source>
+        <translation>Too dark to see well</translation>
+    </message>
+    <message id="Image figée">
+        <source></source>
+        <translation>Frozen picture</translation>
+    </message>
+    <message id="Vous n'êtes pas dans le champ">
+        <source></source>
+        <translation>You are out of the camera&apos;s view</translation>
+    </message>
+    <message id="Contre-jour">
+        <source></source>
+        <translation>Light from behind you</translation>
+    </message>
+    <message id="Caméra utilisée par %1">
+        <source></source>
+        <translation>Camera in use by %1</translation>
+    </message>
+    <message id="un autre programme">
+        <source></source>
+        <translation>another program</translation>
+    </message>
+    <message id="Aucune image depuis %1">
+        <source></source>
+        <translation>No picture for %1</translation>
+    </message>
     <message id="journal_newer">
         <source></source>
         <translation>Journal of a newer version: it is neither read nor added to.</translation>

@@ -903,6 +903,38 @@
         <source></source>
         <translation>Couvrir ou découvrir tous les écrans d&apos;un coup</translation>
     </message>
+    <message id="Caméra couverte ou volet fermé">
+        <source></source>
+        <translation>Caméra couverte ou volet fermé</translation>
+    </message>
+    <message id="Trop sombre pour bien voir">
+        <source></source>
+        <translation>Trop sombre pour bien voir</translation>
+    </message>
+    <message id="Image figée">
+        <source></source>
+        <translation>Image figée</translation>
+    </message>
+    <message id="Vous n'êtes pas dans le champ">
+        <source></source>
+        <translation>Vous n&apos;êtes pas dans le champ</translation>
+    </message>
+    <message id="Contre-jour">
+        <source></source>
+        <translation>Contre-jour</translation>
+    </message>
+    <message id="Caméra utilisée par %1">
+        <source></source>
+        <translation>Caméra utilisée par %1</translation>
+    </message>
+    <message id="un autre programme">
+        <source></source>
+        <translation>un autre programme</translation>
+    </message>
+    <message id="Aucune image depuis %1">
+        <source></source>
+        <translation>Aucune image depuis %1</translation>
+    </message>
     <message id="journal_newer">
         <source></source>
         <translation>Journal d&apos;une version plus récente&#xa0;: il n&apos;est ni lu ni complété.</translation>
