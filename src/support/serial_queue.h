@@ -70,7 +70,7 @@ class SerialQueue {
   /// Any thread. Allocates only when more tasks wait than ever before.
   virtual void async(Task task);
 
-  /// Runs `task` at a moment or soon after it, in the order of the moments; a queue that is destroyed before
+  /// Runs `task` at a moment or soon after it, in the order of the moments; a thread that ends before
   /// drops it. On the queue itself this wakes nobody. Any thread.
   void asyncAt(std::chrono::steady_clock::time_point moment, Task task);
 
