@@ -52,7 +52,7 @@ void AppDelegate::applicationDidFinishLaunching() {
   service_ = PrivacyFilterService::shared();
   const auto notifications = Platform::current().notifications;
   const auto backend = Platform::current().overlayBackend;
-  const auto show = [this](const auto&) { showOnTheBus(); };
+  const auto show = [this](const auto&) { showOnTheBusSoon(); };
   const Relaxations& relaxations = service_->relaxations();
   registrations_ = {
       service_->fsmState().onChange(show), service_->isActive().onChange(show),
@@ -63,7 +63,7 @@ void AppDelegate::applicationDidFinishLaunching() {
       CameraControl::shared()->failure().subscribe([this](const std::optional<CameraFailure>& failure) {
         if (failure) reportCameraFailure(*failure);
         watchForModels(failure);
-        showOnTheBus();
+        showOnTheBusSoon();
       }),
       backend->limitationChanged.connect([backend] { reportLimitation(*backend); }),
       notifications->chosen.connect([this](const std::string&) {
@@ -73,7 +73,10 @@ void AppDelegate::applicationDidFinishLaunching() {
       uses_.consent->asked.connect([this] { askForConsent(); }),
       service_->isStarting().onChange([this](bool starting) { begun_ = begun_ || starting; })};
   uses_.bus.perform = [this](const std::string& request, const std::vector<std::int64_t>& numbers) {
-    return carryOut(request, numbers);
+    const char* const refusal = carryOut(request, numbers);
+    // Whoever has the answer and asks again must find what has come of it.
+    if (shownSoon_) showOnTheBus();
+    return refusal;
   };
   reportLimitation(*backend);
   // A program that only reads a property makes the bus start us. That alone does not switch protection on,
@@ -139,12 +142,20 @@ void AppDelegate::watchForModels(const std::optional<CameraFailure>& failure) {
 void AppDelegate::applicationWillTerminate() {
   // First of all: who quits has not ended a pause.
   CameraControl::shared()->setRest(CameraControl::Rest::quitting, true);
-  if (service_) service_->stop();
+  if (!service_) return;
+  service_->stop();
+  showOnTheBus();
 }
 
 // The session bus.
 
+/// One happening changes several of what is told, one after the other; what lies between was never so.
+void AppDelegate::showOnTheBusSoon() {
+  if (!shownSoon_) shownSoon_ = Platform::current().mainLoop->after(0, [this] { showOnTheBus(); });
+}
+
 void AppDelegate::showOnTheBus() {
+  shownSoon_.reset();
   const Relaxations& relaxations = service_->relaxations();
   // By the wall clock, which may have been set since the program started. What the two clocks differ by
   // otherwise is no news.
@@ -157,11 +168,8 @@ void AppDelegate::showOnTheBus() {
   QStringList words{statusWords(state).words};
   const QString cause = failureWords(CameraControl::shared()->failure());
   if (!cause.isEmpty()) words += cause;
-  // A pause is known a little before protection rests, and guests are a little after it was switched off.
-  const bool rests = state.is(FilterState::Kind::autoPaused);
-  const bool isOff = state.is(FilterState::Kind::inactive);
   const QString relaxed = relaxationWords(relaxations, Platform::current().clock->nowMs());
-  if (!relaxed.isEmpty() && !isOff && (rests || !pauseEnd)) words += relaxed;
+  if (!relaxed.isEmpty() && !state.is(FilterState::Kind::inactive)) words += relaxed;
   uses_.bus.show(state, {.state = {},
                          .status = words.join(u'\n').toStdString(),
                          .isActive = service_->isActive(),

@@ -55,6 +55,7 @@ class AppDelegate {
   void showOnboarding();
   void watchForModels(const std::optional<CameraFailure>& failure);
   void showOnTheBus();
+  void showOnTheBusSoon();
   const char* carryOut(const std::string& request, const std::vector<std::int64_t>& numbers);
   const char* open(const std::string& request);
 
@@ -63,6 +64,7 @@ class AppDelegate {
   std::shared_ptr<PrivacyFilterService> service_;
   bool begun_ = false;            // protection was switched on, whether or not it still is
   std::int64_t wallAheadMs_ = 0;  // of the program's clock, as it was last told
+  Registration shownSoon_;
   std::array<Registration, 14> registrations_;
   std::unique_ptr<QFileSystemWatcher> modelWatch_;  // while a model is missing
 };

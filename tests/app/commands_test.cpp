@@ -180,6 +180,12 @@ TEST_F(CommandsTest, StatusFollowsInOneStableForm) {
   line(u"inactive"_s);
   terminate();
   EXPECT_EQ(watch.waitForExit(seconds(10)), 3) << watch.output();
+  // Nothing between two states was told: a pause and its end come and go together.
+  for (const QByteArray& each : QByteArray::fromStdString(watch.output()).split('\n')) {
+    const QJsonObject told = QJsonDocument::fromJson(each).object();
+    EXPECT_TRUE(told.isEmpty() || told[u"pauseEnd"].isNull() || told[u"state"] == u"autoPaused"_s)
+        << each.toStdString();
+  }
   EXPECT_EQ(words.waitForExit(seconds(10)), 3);
   EXPECT_THAT(words.output(), testing::AllOf(testing::StartsWith("Protection active\nEn pause\nReprend à "),
                                              testing::EndsWith("Sentrel ne tourne pas.\n")));
