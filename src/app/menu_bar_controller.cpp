@@ -75,7 +75,14 @@ MenuBarController::MenuBarController(Actions actions, std::shared_ptr<Bus> sessi
   menu_.addAction(QStringLiteral("Quitter"), actions_.quit);
   const auto update = [this](const auto&) { updateStatusItem(); };
   updateStatusItem();
+  const Relaxations& relaxations = service_->relaxations();
   registrations_ = {service_->fsmState().onChange(update),
+                    relaxations.pauseEndMs().onChange(update),
+                    relaxations.stay().onChange(update),
+                    relaxations.isScreenShared().onChange(update),
+                    relaxations.filter.ignored().onChange(update),
+                    SettingsRepository::shared()->options.onChange(update),
+                    actions_.remote->news().onChange(update),
                     service_->isActive().onChange(update),
                     service_->isStarting().onChange(update),
                     cameraControl_->failure().onChange(update),
@@ -94,9 +101,15 @@ void MenuBarController::updateStatusItem() {
   const IconState icon = iconOf(service_->fsmState());
   statusItem.setState(waits || (seesNothing && icon == IconState::nominal) ? IconState::paused : icon);
   toggle_->setText(service_->isSwitchedOn() ? qtTrId("tray_disable") : qtTrId("tray_enable"));
-  QString words = QStringLiteral("Sentrel\n") + statusWords(service_->fsmState()).words;
-  if (!cause.isEmpty()) words += QStringLiteral("\n") + cause;
-  statusItem.setToolTip(words);
+  const Relaxations& relaxations = service_->relaxations();
+  QStringList words{QStringLiteral("Sentrel"),
+                    statusWords(service_->fsmState()).words,
+                    cause,
+                    relaxationWords(relaxations, Platform::current().clock->nowMs()),
+                    ignoredWords(relaxations.filter.ignored().get().size()),
+                    originWords(actions_.remote->news())};
+  words.removeAll(QString());
+  statusItem.setToolTip(words.join(u'\n'));
 }
 
 /// Windows go before the Qt application: one that is left to it would use what Qt has already destroyed.

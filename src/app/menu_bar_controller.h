@@ -76,7 +76,7 @@ class MenuBarController {
   QElapsedTimer sinceClosed_;  // a click on the icon takes the focus first, which closes the popover
   QPointer<PreferencesView> prefsWindow;
   QObject trayTimeout_;  // what waits for a tray waits no longer than this lives
-  std::array<Registration, 7> registrations_;
+  std::array<Registration, 13> registrations_;
 };
 
 }  // namespace sentrel

@@ -105,6 +105,17 @@ StatusWords cameraWords(const std::optional<CameraFailure>& failure,
   return {conditionWords(*condition), condition->isSerious ? &AppColors::warning : &AppColors::textSecondary};
 }
 
+QString ignoredWords(std::size_t places) {
+  if (places == 0) return {};
+  return places == 1 ? qtTrId("1 visage ignoré") : qtTrId("%1 visages ignorés").arg(places);
+}
+
+QString originWords(std::optional<RemoteControl::Origin> origin) {
+  if (!origin) return {};
+  return *origin == RemoteControl::Origin::command ? qtTrId("par une commande")
+                                                   : qtTrId("par la notification");
+}
+
 // The buttons.
 
 namespace {
@@ -212,13 +223,17 @@ MenuBarPopoverView::MenuBarPopoverView(Parts parts, QWidget* parent)
 }
 
 QWidget* MenuBarPopoverView::buildHome() {
-  const auto row = [this](const QString& icon, const QString& label, auto action) {
+  auto* home = new QWidget;
+  // The Tab key goes from one to the next in the order in which they become the page's.
+  const auto row = [this, home](const QString& icon, const QString& label, auto action) {
     auto* button = new MenuBarButton(icon, label);
+    button->setParent(home);
     connect(button, &QAbstractButton::clicked, this, action);
     return button;
   };
-  auto* home = new QWidget;
-  relaxations_ = new RelaxationRows(parts_.service, parts_.clock, home);
+  const auto allowed = [this, home] {
+    return relaxations_ = new RelaxationRows(parts_.service, parts_.clock, home);
+  };
   columnIn(
       home, {0, 0, 0, side}, 0,
       {{buildHeader(), 1},
@@ -230,7 +245,7 @@ QWidget* MenuBarPopoverView::buildHome() {
        between,
        insetDivider(side, side),
        between,
-       relaxations_,
+       allowed(),
        row(QStringLiteral("xmark.circle.fill"), QStringLiteral("Quitter"), parts_.quit)});
   return home;
 }
@@ -301,15 +316,12 @@ void MenuBarPopoverView::showWords() {
   cause_->setWords(cause);
   cause_->setVisible(!cause.isEmpty());
 
-  const auto ignored = relaxations.filter.ignored().get().size();
-  ignored_->setText(ignored == 1 ? qtTrId("1 visage ignoré") : qtTrId("%1 visages ignorés").arg(ignored));
-  ignored_->setVisible(ignored > 0);
+  ignored_->setText(ignoredWords(relaxations.filter.ignored().get().size()));
+  ignored_->setVisible(!ignored_->text().isEmpty());
 
-  const auto news = parts_.remote ? parts_.remote->news().get() : std::nullopt;
-  news_->setWords(!news                                     ? QString()
-                  : *news == RemoteControl::Origin::command ? qtTrId("par une commande")
-                                                            : qtTrId("par la notification"));
-  news_->setVisible(news.has_value());
+  const QString news = originWords(parts_.remote ? parts_.remote->news().get() : std::nullopt);
+  news_->setWords(news);
+  news_->setVisible(!news.isEmpty());
 }
 
 void MenuBarPopoverView::closes() {

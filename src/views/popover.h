@@ -47,6 +47,11 @@ struct StatusWords {
 /// guests; empty while nothing does.
 [[nodiscard]] QString relaxationWords(const Relaxations& relaxations, std::int64_t nowMs);
 
+/// How many faces are nobody, and what a command or a notification has weakened, in words; empty where there
+/// is nothing to say.
+[[nodiscard]] QString ignoredWords(std::size_t places);
+[[nodiscard]] QString originWords(std::optional<RemoteControl::Origin> origin);
+
 /// The program's home: what protection is doing, its switch, and what else there is to open. Statistics and
 /// About take its place and give it back. Made anew each time the popover opens. Main thread.
 class MenuBarPopoverView : public QWidget {

@@ -197,6 +197,12 @@ TEST_F(PopoverTest, WhatIsAllowedForAWhileIsOfferedOnlyWhileProtectionIsOn) {
 
 TEST_F(PopoverTest, ArrowsReachTheChoicesAndEscapeFoldsThem) {
   start();
+  protection()->setFocus();
+  for (const char* name : {"Statistiques", "Préférences…", "À propos de Sentrel", "Mettre en pause",
+                           "Je ne suis pas seul", "Quitter"}) {
+    key(Qt::Key_Down);
+    EXPECT_EQ(window->focusWidget(), named(name)) << name;
+  }
   named("Mettre en pause")->setFocus();
   key(Qt::Key_Space);
   for (const char* name : {"15 minutes", "1 heure", "Jusqu'à demain 8 h", "Je ne suis pas seul"}) {
