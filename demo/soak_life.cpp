@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "soak_life.h"
 
+#include <QDBusVariant>
 #include <QVariantMap>
 #include <algorithm>
 #include <stdexcept>
@@ -8,6 +9,7 @@
 #include <utility>
 
 #include "stage/pictures.h"
+#include "stage/shared_screen.h"
 
 namespace sentrel::test {
 
@@ -24,6 +26,7 @@ constexpr std::array reasons{&SoakWorld::locked, &SoakWorld::lockerCovers, &Soak
 const auto busName = QStringLiteral("expert.mardeck.sentrel");
 const auto objectPath = QStringLiteral("/expert/mardeck/sentrel");
 const auto applicationInterface = QStringLiteral("org.freedesktop.Application");
+const auto ownInterface = QStringLiteral("expert.mardeck.sentrel1");
 const auto notifications = QStringLiteral("org.freedesktop.Notifications");
 
 }  // namespace
@@ -105,7 +108,7 @@ void SoakLife::happenOnce() {
   }
   if (!world.wished && chance(3) == 0) return toggle();
   const std::size_t camera = chance(3) == 0 ? 1 : 0;
-  const unsigned what = chance(30);
+  const unsigned what = chance(42);
   if (what < 4) return changeScene(scene_ == Scene::watched ? Scene::alone : Scene::watched);
   if (what < 6) return changeScene(scene_ == Scene::away ? Scene::alone : Scene::away);
   if (what < 10) {
@@ -128,6 +131,13 @@ void SoakLife::happenOnce() {
   }
   if (what == 25) return chooseCamera();
   if (what < 28) return window_ == Window::calibration ? closeWindow() : startCalibration();
+  if (what >= 40) return cover();
+  if (what >= 30) {
+    if (!comesToRest()) return;
+    if (what < 34) return pauseForAWhile();
+    if (what < 36) return welcomeGuest();
+    return what < 38 ? callItNobody() : shareScreen();
+  }
   toggle();
 }
 
@@ -385,6 +395,113 @@ void SoakLife::toggle() {
       [&](SoakWorld& world) { world.wished = on; }, [&] { activate("toggle"); });
 }
 
+// What the person allows for a while. Each waits for its end, so that what must follow is known.
+
+bool SoakLife::comesToRest() {
+  const SoakWorld& world = watch_->world();
+  if (!world.wished || world.isAway() || world.unclear) return false;
+  closeWindow();
+  if (scene_ != Scene::alone) changeScene(Scene::alone);
+  return wait([this] { return watch_->state() == "nominal"; }, seconds(5));
+}
+
+void SoakLife::pauseForAWhile() {
+  const milliseconds length = some(1500, 8000);
+  change(
+      "a pause", [](SoakWorld& world) { world.paused = true; },
+      [&] { command("Pause", {static_cast<qlonglong>(length.count())}); });
+  const unsigned end = chance(3);
+  if (end == 0) {
+    pause(length / 3);
+    goAway(reasons.at(0));
+    pause(some(100, 4000));
+    change(
+        "locked: ends, and the pause", [](SoakWorld& world) { world.locked = world.paused = false; },
+        [&] { session_->setLockedHint(false); });
+  } else if (end == 1) {
+    pause(length / 2);
+    change(
+        "no pause", [](SoakWorld& world) { world.paused = false; }, [&] { command("Resume"); });
+  } else {
+    pause(length - milliseconds(500));
+    change(
+        "the pause is about to end", [](SoakWorld& world) { world.unclear = true; }, [] {});
+    pause(seconds(1));
+    change(
+        "the pause has ended", [](SoakWorld& world) { world.unclear = world.paused = false; }, [] {});
+  }
+  reach("nominal");
+  if (number("PauseEnd") != 0) breach("a pause has ended, and it says that it has not");
+}
+
+void SoakLife::welcomeGuest() {
+  constexpr qlonglong lengthMs = 6000;
+  const int alerts = watch_->alerts();
+  change(
+      "a guest", [](SoakWorld&) {},
+      [&] {
+        command("Welcome", {1LL, lengthMs});
+      });
+  changeScene(Scene::watched);
+  pause(milliseconds(lengthMs - 2000));
+  if (number("Guests") == 1 && watch_->alerts() != alerts) breach("a guest was an onlooker");
+  reach("alert");
+  if (number("Guests") != 0) breach("a guest is still welcome");
+  changeScene(Scene::alone);
+}
+
+void SoakLife::callItNobody() {
+  changeScene(Scene::watched);
+  reach("alert");
+  openWindow(Window::popover, "");
+  change(
+      "it is nobody", [](SoakWorld&) {},
+      [&] {
+        pause(milliseconds(500));
+        for (int i = 0; i < 4; ++i) press("Tab");  // the switch, three rows
+        press("space");
+        if (!wait([&] { return number("IgnoredFaces") == 1; }, seconds(5))) breach("it is somebody");
+      });
+  closeWindow();
+  reach("nominal");
+  if (number("IgnoredFaces") != 1) breach("it has forgotten who is nobody");
+  changeScene(Scene::alone);
+  if (chance(2) == 0) return;
+  lock(true);
+  pause(some(600, 3000));
+  if (number("IgnoredFaces") != 0) breach("a face is nobody while it is locked");
+  lock(false);
+}
+
+void SoakLife::shareScreen() {
+  std::optional<SharedScreen> screen;
+  change(
+      "the screen is shared", [](SoakWorld& world) { world.shared = true; },
+      [&] {
+        screen.emplace(desktop_);
+        if (!wait([&] { return number("IsScreenShared") == 1; }))
+          breach("it does not see who sees the screen");
+      });
+  pause(some(500, 5000));
+  if (chance(2) == 0) lookOn();
+  change(
+      "the screen is not shared any more", [](SoakWorld& world) { world.shared = false; },
+      [&] {
+        screen.reset();
+        if (!wait([&] { return number("IsScreenShared") == 0; }))
+          breach("it sees who does not see the screen");
+      });
+}
+
+void SoakLife::cover() {
+  const SoakWorld& now = watch_->world();
+  if (now.isAway() || now.unclear) return;
+  const bool covers = !now.covered;
+  change(
+      covers ? "every screen is covered" : "every screen is uncovered",
+      [&](SoakWorld& world) { world.covered = covers; }, [&] { command("Cover"); });
+}
+
 void SoakLife::calmDown() {
   closeWindow();
   if (scene_ != Scene::alone) changeScene(Scene::alone);
@@ -397,6 +514,7 @@ void SoakLife::calmDown() {
     if (camera.there != (i == 0)) plug(i, i == 0);
   }
   if (watch_->world().monitors != 1) setMonitors(1);
+  if (watch_->world().covered) cover();
   if (!watch_->world().wished) toggle();
 }
 
@@ -440,6 +558,25 @@ void SoakLife::breach(const std::string& words) {
 void SoakLife::activate(const char* action) const {
   session_->sessionBus().call(busName, objectPath, applicationInterface, QStringLiteral("ActivateAction"),
                               {QString::fromLatin1(action), QVariantList(), QVariantMap()});
+}
+
+void SoakLife::command(const char* method, const QVariantList& arguments) {
+  const auto isDone = [&] {
+    try {
+      session_->sessionBus().call(busName, objectPath, ownInterface, QString::fromLatin1(method), arguments);
+      return true;
+    } catch (const std::exception&) {
+      return false;  // it may not have heard yet that the session is not locked any more
+    }
+  };
+  if (!wait(isDone, seconds(3))) breach(std::string("it refuses ") + method);
+}
+
+qlonglong SoakLife::number(const char* property) const {
+  const QDBusMessage reply =
+      session_->sessionBus().call(busName, objectPath, QStringLiteral("org.freedesktop.DBus.Properties"),
+                                  QStringLiteral("Get"), {ownInterface, QString::fromLatin1(property)});
+  return reply.arguments().constFirst().value<QDBusVariant>().variant().toLongLong();
 }
 
 void SoakLife::press(const std::string& key) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QImage>
+#include <QVariantList>
 #include <array>
 #include <atomic>
 #include <chrono>
@@ -83,12 +84,22 @@ class SoakLife {
   void chooseCamera();
   void startCalibration();
   void toggle();
+  void pauseForAWhile();
+  void welcomeGuest();
+  void callItNobody();
+  void shareScreen();
+  void cover();
 
   /// Does it, and says what is true of the world then.
   void change(const std::string& words, const Edit& edit, const std::function<void()>& action);
   /// Not where the person has ended everything.
   void breach(const std::string& words);
   void activate(const char* action) const;
+  /// A method of the program; a breach where it goes on refusing what it must do.
+  void command(const char* method, const QVariantList& arguments = {});
+  [[nodiscard]] qlonglong number(const char* property) const;
+  /// A person alone whom it protects; false where that cannot be now.
+  [[nodiscard]] bool comesToRest();
   void press(const std::string& key);
   void pause(std::chrono::milliseconds length) const;
   [[nodiscard]] unsigned chance(unsigned in) { return static_cast<unsigned>(random_() % in); }

@@ -149,6 +149,7 @@ SoakWatch::Expected SoakWatch::expectedIn(const SoakWorld& world) {
   if (!world.started || world.unclear) return Expected::anything;
   if (world.isAway() || !world.agreed) return Expected::closed;
   if (!world.wished) return world.calibrating ? Expected::anything : Expected::closed;
+  if (world.paused) return Expected::closed;
   const auto there = [](const SoakWorld::Camera& camera) { return camera.there; };
   const auto gives = [](const SoakWorld::Camera& camera) { return camera.there && camera.gives; };
   const auto cameras = std::ranges::count_if(world.cameras, there);
@@ -184,6 +185,8 @@ void SoakWatch::change(const std::function<void(SoakWorld&)>& edit, const std::f
   sessionBus_ = next.sessionBus;
   wished_ = next.wished;
   calibrating_ = next.calibrating;
+  shared_ = next.shared;
+  covered_ = next.covered;
   monitors_ = next.monitors;
   worldSince_ = now_;
   world_ = next;
@@ -328,10 +331,15 @@ void SoakWatch::judgeScreen(Duration now) {
   const Duration settledFor = now - std::max({stateSince_, worldSince_, coversSince_});
   if (settledFor < coverLimit || now - coversAt_ > 2 * askInterval) return;
   const bool fresh = sessionBus_ && now - answeredAt_ < 2 * askInterval;
-  if (fresh && seesIn(state_))
-    require(Rule::covers, covers_ == monitors_,
+  const auto expect = [this](int screens) {
+    require(Rule::covers, covers_ == screens,
             "it says " + state_ + ", and " + std::to_string(covers_) + " of " + std::to_string(monitors_) +
-                " screens are covered");
+                " screens are covered" + (covered_ ? ", though all were asked for" : "") +
+                (shared_ ? ", while the screen is shared" : ""));
+  };
+  if (covered_) return expect(monitors_);
+  // What is shared shows no stripes, and an alert only notifies.
+  if (fresh && seesIn(state_)) expect(shared_ ? 0 : monitors_);
   if (expected_ == Expected::closed || (fresh && (state_ == "inactive" || state_ == "autoPaused")))
     require(Rule::uncovers, covers_ == 0, "it rests (" + state_ + "), and the screen is covered");
 }

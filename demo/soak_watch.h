@@ -61,6 +61,9 @@ struct SoakWorld {
   bool asleep = false;
   bool switchedAway = false;
   bool lockAsked = false;  ///< and nobody has confirmed it
+  bool paused = false;     ///< for a time, by a command
+  bool shared = false;     ///< others see the screen
+  bool covered = false;    ///< every screen, by a command
   bool unclear = false;    ///< it need not have heard of everything yet
   bool pipeWire = true;
   bool sessionBus = true;
@@ -151,6 +154,8 @@ class SoakWatch {
   bool started_ = false;
   bool wished_ = false;
   bool calibrating_ = false;
+  bool shared_ = false;
+  bool covered_ = false;
   bool sessionBus_ = true;
   int monitors_ = 1;
   Duration worldSince_{};

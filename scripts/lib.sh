@@ -26,7 +26,8 @@ run_packages=(
 demo_packages=(dbus-daemon xvfb openbox picom imagemagick pipewire-bin fonts-dejavu-core)
 demo_wayland_packages=(sway swaybg grim)
 demo_day_packages=(python3-dbusmock dunst)
-soak_packages=(xdotool x11-xserver-utils)
+demo_hands_packages=(xdotool gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-pipewire)
+soak_packages=("${demo_hands_packages[@]}" x11-xserver-utils)
 test_packages=(
   libgtest-dev libgmock-dev libbenchmark-dev gdb
   feedbackd x11-utils x11-xserver-utils x11-xkb-utils xdotool at-spi2-core wev
@@ -131,6 +132,7 @@ setup() {
         ;;
       demo-wayland) names+=("${demo_wayland_packages[@]}") ;;
       demo-day) names+=("${demo_day_packages[@]}") ;;
+      demo-hands) names+=("${demo_day_packages[@]}" "${demo_hands_packages[@]}") ;;
       soak) names+=("${soak_packages[@]}") ;;
       test)
         names+=("${demo_packages[@]}" "${demo_wayland_packages[@]}" "${demo_day_packages[@]}" "${test_packages[@]}")
@@ -140,7 +142,7 @@ setup() {
       sharing) names+=("${sharing_packages[@]}") ;;
       package) names+=("${package_packages[@]}") ;;
       check) names+=("${check_packages[@]}") ;;
-      *) fail "unknown group $group; groups are build, run, demo, demo-wayland, demo-day, soak, test, gnome, sharing, package and check" ;;
+      *) fail "unknown group $group; groups are build, run, demo, demo-wayland, demo-day, demo-hands, soak, test, gnome, sharing, package and check" ;;
     esac
   done
   install_packages "${names[@]}"
