@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <QDBusVariant>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <cmath>
 #include <cstdio>
 #include <stdexcept>
 
 #include "session_trial.h"
+#include "stage/shared_screen.h"
 
 namespace sentrel::test {
 
@@ -21,8 +25,14 @@ class HandsDemo final : public SessionTrial {
   void play() override {
     prepare();
     pauseForAWhile();
+    pauseByPointer();
+    welcomeByKeys();
     welcomeAGuest();
     callItNobody();
+    callItNobodyByPointer();
+    shareTheScreen();
+    reactAsChosen();
+    letPassersByPass();
     cover();
     happens("the program is asked to quit", [this] { quit(); });
     followsCamera(false);
@@ -64,6 +74,32 @@ class HandsDemo final : public SessionTrial {
     followsCamera(true);
   }
 
+  void pauseByPointer() {
+    openPopover();
+    takePicture("10-rows");
+    click("the row of the pause", rowAt(0));
+    takePicture("11-pause-choices");
+    click("15 minutes", rowAt(0) + QPoint(0, (rowHeight + choiceHeight) / 2));
+    followsState("autoPaused");
+    followsCamera(false);
+    takePicture("12-paused-by-pointer");
+    click("the row that resumes", rowAt(0));
+    followsState("nominal");
+    closePopover();
+  }
+
+  void welcomeByKeys() {
+    openPopover();
+    press({"Down", "Down", "Down", "Down", "Down", "space", "Down", "space"});
+    followsProperty("Guests", 1);
+    takePicture("13-guest-by-keys");
+    press({"Escape"});
+    openPopover();
+    press({"Down", "Down", "Down", "Down", "Down", "Down", "space"});
+    followsProperty("Guests", 0);
+    closePopover();
+  }
+
   void welcomeAGuest() {
     command({"guest", "1", "30m"});
     see(Seen::watched);
@@ -93,24 +129,128 @@ class HandsDemo final : public SessionTrial {
     followsState("nominal");
   }
 
+  void callItNobodyByPointer() {
+    see(Seen::watched);
+    followsState("alert");
+    openPopover();
+    takePicture("14-alert-window");
+    click("the button", rowAt(0));
+    followsProperty("IgnoredFaces", 1);
+    takePicture("15-nobody-by-pointer");
+    click("the words that tell so", ignoredLink);
+    followsProperty("IgnoredFaces", 0);
+    closePopover();
+    see(Seen::alone);
+    followsState("nominal");
+  }
+
+  void shareTheScreen() {
+    std::optional<SharedScreen> sharing;
+    happens("the screen is shared", [&] { sharing.emplace(desktop_); });
+    followsProperty("IsScreenShared", 1);
+    takePicture("16-shared");
+    takePopover("17-shared-window");
+    see(Seen::watched);
+    followsState("alert");
+    takePicture("18-shared-alert");
+    see(Seen::alone);
+    followsState("nominal");
+    happens("nobody else sees the screen any more", [&] { sharing.reset(); });
+    followsProperty("IsScreenShared", 0);
+    takePicture("19-not-shared");
+  }
+
+  void reactAsChosen() {
+    constexpr int notifyOnly = 1;
+    constexpr int darkenOnly = 2;
+    startWith({{QStringLiteral("reaction"), notifyOnly}});
+    uint before = shown_;
+    see(Seen::watched);
+    followsState("alert");
+    follows("a notification", [&] { return shown_ != before; });
+    takePicture("20-notifies-only");
+    startWith({{QStringLiteral("reaction"), darkenOnly}});
+    before = shown_;
+    see(Seen::watched);
+    followsState("alert");
+    takePicture("21-darkens-only");
+    if (shown_ != before) throw std::runtime_error("an alert that only darkens has notified");
+  }
+
+  void letPassersByPass() {
+    startWith({{QStringLiteral("watch_up_to_cm"), 150}});
+    happens("somebody looks on from two metres", [this] { see(Seen::watchedFromAfar); });
+    staysIn("nominal", std::chrono::seconds(4));
+    takePicture("22-too-far");
+    happens("somebody looks on from near", [this] { see(Seen::watched); });
+    followsState("alert");
+    startWith({{QStringLiteral("alert_after_ms"), 2000}});
+    happens("somebody passes by", [this] { see(Seen::watched); });
+    staysIn("nominal", std::chrono::milliseconds(1500));
+    see(Seen::alone);
+    staysIn("nominal", std::chrono::seconds(2));
+    happens("somebody stays", [this] { see(Seen::watched); });
+    followsState("alert");
+    startWith({});
+    happens("somebody looks on from two metres", [this] { see(Seen::watchedFromAfar); });
+    followsState("alert");
+    startWith({});
+  }
+
+  /// Ends the program, and starts it with these options and nobody looking on.
+  void startWith(const QJsonObject& options) {
+    QString words;
+    for (const QString& key : options.keys())
+      words += QStringLiteral(" %1=%2").arg(key).arg(options.value(key).toInt());
+    happens("the program starts anew" + words.toStdString(), [&] {
+      quit();
+      see(Seen::alone);
+      QFile file(QString::fromStdString((desktop_.configFolder() / "sentrel" / "defaults.json").string()));
+      if (!file.open(QIODevice::ReadOnly)) throw std::runtime_error("no settings are kept");
+      QJsonObject kept = QJsonDocument::fromJson(file.readAll()).object();
+      file.close();
+      for (const char* key : {"reaction", "watch_up_to_cm", "alert_after_ms"})
+        kept.remove(QLatin1String(key));
+      for (const QString& key : options.keys()) kept[key] = options.value(key);
+      if (!file.open(QIODevice::WriteOnly)) throw std::runtime_error("the settings cannot be written");
+      file.write(QJsonDocument(kept).toJson());
+      file.close();
+      start();
+    });
+    followsState("nominal");
+  }
+
   void cover() {
     command({"off"});
     followsState("inactive");
     command({"cover"});
     followsProperty("IsCovered", 1);
     takePicture("08-covered");
-    command({"cover"});
+    click("Découvrir", coverButton);
     followsProperty("IsCovered", 0);
     takePicture("09-uncovered");
+    command({"cover"});
+    followsProperty("IsCovered", 1);
+    command({"cover"});
+    followsProperty("IsCovered", 0);
   }
 
   void judge() const {
     const double bare = brightness("00-uncovered");
-    for (const char* name : {"02-paused", "09-uncovered"}) {
+    for (const char* name : {"02-paused", "09-uncovered", "16-shared", "18-shared-alert"}) {
       if (std::abs(brightness(name) - bare) > 1) throw std::runtime_error(std::string(name) + " is covered");
     }
-    if (brightness("01-protected") >= bare - 1) throw std::runtime_error("no stripes are seen");
-    if (brightness("05-alert") >= 0.7 * bare) throw std::runtime_error("the alert is not seen");
+    const double protectedOnes = brightness("01-protected");
+    if (protectedOnes >= bare - 1) throw std::runtime_error("no stripes are seen");
+    for (const char* name : {"19-not-shared", "22-too-far"}) {
+      if (std::abs(brightness(name) - protectedOnes) > 1)
+        throw std::runtime_error(std::string(name) + " is not as always");
+    }
+    for (const char* name : {"05-alert", "21-darkens-only"}) {
+      if (brightness(name) >= 0.7 * bare)
+        throw std::runtime_error(std::string("no alert is seen in ") + name);
+    }
+    if (brightness("20-notifies-only") < 0.9 * protectedOnes) throw std::runtime_error("it does darken");
     if (brightness("08-covered") >= 0.4 * bare) throw std::runtime_error("the cover is not seen");
   }
 
@@ -125,14 +265,41 @@ class HandsDemo final : public SessionTrial {
     });
   }
 
-  /// Of the program's window.
-  void takePopover(const std::string& name) {
+  /// The program's window, where the pointer is.
+  void openPopover() {
+    desktop_.run("xdotool", {"mousemove", "900", "200"});
     ChildProcess opener = desktop_.spawn(binary_);
     waitFor("the window opens", [&] { return !opener.isRunning(); });
-    takePicture(name);
-    desktop_.run("xdotool", {"key", "Escape"});
     pause(pictureDelay_);
   }
+  void closePopover() {
+    press({"Escape"});
+    pause(pictureDelay_);
+  }
+  void takePopover(const std::string& name) {
+    openPopover();
+    takePicture(name);
+    closePopover();
+  }
+  void press(const std::vector<std::string>& keys) {
+    for (const std::string& key : keys) {
+      desktop_.run("xdotool", {"key", key});
+      pause(std::chrono::milliseconds(200));
+    }
+  }
+  void click(const std::string& what, QPoint at) {
+    happens("a click on " + what, [&] {
+      desktop_.run("xdotool", {"mousemove", std::to_string(at.x()), std::to_string(at.y()), "click", "1"});
+    });
+  }
+  /// The middle of a row of what is allowed for a while, on the screen.
+  [[nodiscard]] static QPoint rowAt(int row) { return firstRow + QPoint(0, row * rowHeight); }
+
+  static constexpr QPoint ignoredLink{695, 273};
+  static constexpr QPoint firstRow{760, 450};
+  static constexpr int rowHeight = 36;
+  static constexpr int choiceHeight = 32;
+  static constexpr QPoint coverButton{960, 588};
 
   /// Of the last notification, by what its button says.
   void answer(const char* button) {

@@ -59,7 +59,9 @@ void ProgramTrial::see(Seen seen) {
   seen_ = seen;
   if (std::exchange(pluggedIn_, true)) return;
   const PortraitScene portrait;
-  people_ = {portrait.frame({}), portrait.frame({60, {}}), portrait.frame({.secondFace = SecondFace{}})};
+  // An arm's length behind the user, and some two metres away.
+  people_ = {portrait.frame({}), portrait.frame({60, {}}), portrait.frame({.secondFace = SecondFace{}}),
+             portrait.frame({.secondFace = SecondFace{.width = 36}})};
   camera_.appear();
   desktop_.waitForNode("demo_camera");
   camera_.setSource([this](std::int64_t) {

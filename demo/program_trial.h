@@ -32,7 +32,7 @@ class ProgramTrial {
   [[nodiscard]] int run();
 
  protected:
-  enum class Seen { alone, away, watched };
+  enum class Seen { alone, away, watched, watchedFromAfar };
 
   /// Throws std::runtime_error when something else happens than it should.
   virtual void play() = 0;
@@ -84,7 +84,7 @@ class ProgramTrial {
   std::chrono::milliseconds pictureDelay_{700};
 
  private:
-  std::array<QImage, 3> people_;  // by `Seen`
+  std::array<QImage, 4> people_;  // by `Seen`
   std::atomic<Seen> seen_ = Seen::alone;
   bool pluggedIn_ = false;
 };

@@ -17,6 +17,7 @@
 #include <memory>
 #include <utility>
 
+#include "linux/overlay/painter/cover_painter.h"
 #include "look/icons.h"
 #include "support/frame.h"
 #include "views/popover.h"
@@ -383,10 +384,39 @@ class IconSheet final : public QWidget {
   }
 };
 
+/// What hides a screen of 640 by 360, and one that stands, as a person sees it.
+class CoverSheet final : public QWidget {
+ public:
+  CoverSheet() { setFixedSize(2 * 660, 3 * 380); }
+
+ protected:
+  void paintEvent(QPaintEvent* /*event*/) override {
+    QPainter painter(this);
+    const std::pair<Cover, Rect> covers[] = {
+        {{}, {0, 0, 640, 360}},
+        {{.shortcut = true}, {660, 0, 640, 360}},
+        {{.shortcut = true, .highContrast = true}, {0, 380, 640, 360}},
+        {{.shortcut = true, .textScale = 2}, {660, 380, 640, 360}},
+        {{.shortcut = true, .textScale = 2}, {0, 760, 200, 360}},
+        {{.shortcut = true, .highContrast = true, .textScale = 2}, {660, 760, 640, 360}},
+    };
+    constexpr double scale = 2;
+    for (const auto& [cover, place] : covers) {
+      const auto at = [](const Rect& r) { return QRectF(r.x, r.y, r.width, r.height); };
+      painter.fillRect(at(place), coverGround(cover));
+      const auto panel = paintCover({0, 0, 2 * place.width, 2 * place.height}, scale, cover).notice;
+      const QPointF corner = QPointF(place.x, place.y) + QPointF(panel.at) / scale;
+      painter.drawImage(QRectF(corner, QSizeF(panel.image.size()) / scale), panel.image);
+    }
+  }
+};
+
 int writePictures(const QString& folder) {
   PictureBook book(folder);
   IconSheet icons;
   book.addNamed("15-status-icon-sheet.png", icons, 0);
+  CoverSheet covers;
+  book.addNamed("21-covers.png", covers, 0);
   extremes(book);
   for (const Theme::Look& look : {Theme::Look{}, Theme::Look{.scheme = AppColors::Scheme::dark}}) {
     Theme::shared().setLook(look);
