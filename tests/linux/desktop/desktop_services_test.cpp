@@ -94,6 +94,49 @@ TEST_F(NotificationsTest, AreReplacedWithdrawnAndChosen) {
       << "another server's numbers mean nothing";
 }
 
+TEST_F(NotificationsTest, OnlyTheServersAnswersToWhatWasOfferedCount) {
+  auto server = serve(7);
+  ASSERT_TRUE(runUntil([&] { return centre.isHeard().get(); }));
+  centre.add("a", {.title = "Titre", .body = "Texte", .actions = {{"one", "Un"}, {"two", "Deux"}}});
+  ASSERT_TRUE(runUntilCalls(*server, "Notify", 1));
+  std::vector<std::string> answers;
+  const auto watch = centre.answered.connect(
+      [&](const std::string& id, const std::string& action) { answers.push_back(id + ' ' + action); });
+  // Another process speaks as the server, which has the name; then the server makes actions up.
+  BusDouble stranger(desktop, TestBus::session, u"org.example.Stranger"_s);
+  ASSERT_TRUE(runUntil([&] {
+    stranger.emitSignal(notificationsPath, notifications, u"ActionInvoked"_s, {7U, u"one"_s});
+    for (const auto& action : {u"three"_s, u""_s, u"one "_s})
+      server->emitSignal(notificationsPath, notifications, u"ActionInvoked"_s, {7U, action});
+    server->emitSignal(notificationsPath, notifications, u"ActionInvoked"_s, {u"7"_s, u"one"_s});
+    server->emitSignal(notificationsPath, notifications, u"ActionInvoked"_s, {7U, u"two"_s});
+    return !answers.empty();
+  }));
+  EXPECT_THAT(answers, testing::Each("a two"));
+}
+
+TEST_F(NotificationsTest, AServerThatIsQuietHangsOrGoesIsNotHeard) {
+  const auto becomes = [&](bool heard) { return runUntil([&] { return centre.isHeard() == heard; }); };
+  EXPECT_FALSE(centre.isHeard()) << "nobody serves";
+  auto server = serve(7);
+  EXPECT_TRUE(becomes(true));
+  const auto tell = [&](bool inhibited) {
+    server->emitSignal(notificationsPath, u"org.freedesktop.DBus.Properties"_s, u"PropertiesChanged"_s,
+                       {notifications, QVariantMap{{u"Inhibited"_s, inhibited}}, QStringList()});
+  };
+  tell(true);
+  EXPECT_TRUE(becomes(false));
+  tell(false);
+  EXPECT_TRUE(becomes(true));
+  server->keep(u"Notify"_s);
+  centre.add("a", content);
+  EXPECT_TRUE(becomes(false)) << "it hangs";
+  server->reply(server->calls(u"Notify"_s)[0], {7U});
+  EXPECT_TRUE(becomes(true)) << "late, but there";
+  server.reset();
+  EXPECT_TRUE(becomes(false));
+}
+
 struct PowerTest : EventDesk {
   UPowerPowerSource power{ownSystemBus};
 };
