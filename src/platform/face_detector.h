@@ -26,6 +26,8 @@ struct FaceObservation {
   NormalizedRect boundingBox;
   std::optional<double> yaw;  ///< radians; positive when the face turns to the image's right
   std::optional<FaceLandmarks> landmarks;
+  /// For how long nothing has moved there in the picture, as far as that can be told; 0 where it cannot.
+  std::int64_t stillMs = 0;
   bool operator==(const FaceObservation&) const = default;
 };
 
@@ -61,6 +63,9 @@ struct FaceDetections {
 struct FaceTuning {
   int sensitivity = 3;  ///< 1 (slow, smooth) to 5 (no smoothing)
   bool glasses = true;  ///< reflections are not faces, eye points are damped
+  /// Faces beside the person's own are read as well: rectangles have a yaw, and it is known whether they
+  /// move. That costs.
+  bool others = false;
   bool operator==(const FaceTuning&) const = default;
 };
 

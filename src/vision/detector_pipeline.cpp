@@ -124,11 +124,12 @@ DetectorPipeline::DetectorPipeline(const Models& models, MakeEngine makeEngine)
       fine_(std::move(runners_[1]), fineSize, sampler_),
       mesh_(std::move(runners_[3]), models.face.points.size()),
       tracker_(FaceSearch(std::move(runners_[2]), FaceTracker::inputSize, sampler_), mesh_),
-      reader_(mesh_, models.face) {
+      reader_(mesh_, models.face),
+      others_(mesh_, models.face) {
   candidates_.reserve(maxCandidates);
 }
 
-void DetectorPipeline::analyse(const Frame& taken, std::int64_t timestampMs) {
+void DetectorPipeline::analyse(const Frame& taken, std::int64_t timestampMs, bool others) {
   if (taken.width() != frameWidth_ || taken.height() != frameHeight_)
     restart();  // every position was in the old size
   frameWidth_ = taken.width();
@@ -142,6 +143,8 @@ void DetectorPipeline::analyse(const Frame& taken, std::int64_t timestampMs) {
   scan(frame);
   tracker_.confirm(frame, gate_, timestampMs, candidates_, noise_.isActive());
   readPrimary(frame, timestampMs, followed);
+  const auto faces = tracker_.faces();
+  others_.read(frame, others && !faces.empty() ? faces.subspan(1) : faces.first(0), timestampMs);
 }
 
 bool DetectorPipeline::canWait(const TrackedFace& first, std::int64_t timestampMs) const {
@@ -196,6 +199,7 @@ void DetectorPipeline::readPrimary(const Frame& frame, std::int64_t timestampMs,
 void DetectorPipeline::restart() {
   tracker_.restart();
   reader_.restart();
+  others_.restart();
   gate_.restart();
   noise_.restart();
   primary_.reset();

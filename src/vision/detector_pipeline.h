@@ -15,6 +15,7 @@
 #include "vision/models.h"
 #include "vision/motion_gate.h"
 #include "vision/noise_filter.h"
+#include "vision/other_faces.h"
 #include "vision/region_sampler.h"
 
 namespace sentrel::vision {
@@ -68,7 +69,8 @@ class PrimaryFaceReader {
 ///  2. a close look at the other faces that are followed,
 ///  3. one coarse pass over the whole frame, if the motion gate says that something changed,
 ///  4. one pass over a tile at full resolution, where it says so,
-///  5. a close look at new candidates.
+///  5. a close look at new candidates,
+///  6. if that is asked for, where the faces turn that had a close look.
 ///
 /// One thread. Allocates nothing after the first frames.
 class DetectorPipeline {
@@ -76,13 +78,19 @@ class DetectorPipeline {
   /// Throws ModelError.
   DetectorPipeline(const Models& models, MakeEngine makeEngine);
 
-  /// `taken` is not empty. Throws InferenceFailure; the next frame then begins anew.
-  void analyse(const Frame& taken, std::int64_t timestampMs);
+  /// `taken` is not empty. With `others` it is read where all faces turn, not only the first. Throws
+  /// InferenceFailure; the next frame then begins anew.
+  void analyse(const Frame& taken, std::int64_t timestampMs, bool others = false);
 
   /// The confirmed faces of the last frame, widest first, with the network's wide boxes.
   [[nodiscard]] std::span<const TrackedFace> faces() const { return tracker_.faces(); }
   /// What was read off the first of them.
   [[nodiscard]] const std::optional<FaceReading>& primary() const { return primary_; }
+  /// The yaw of one of the others, in radians; none where it is not known.
+  [[nodiscard]] std::optional<double> yawOf(const TrackedFace& face) const { return others_.yaw(face); }
+
+  /// For how long nothing has moved in a face's box; 0 where that cannot be told.
+  [[nodiscard]] std::int64_t stillMs(const TrackedFace& face) const { return gate_.stillMs(face.face.box); }
 
   /// Whether something of the frames so far is still to be looked at.
   [[nodiscard]] bool hasBacklog() const { return tracker_.hasBacklog() || gate_.hasBacklog(); }
@@ -107,6 +115,7 @@ class DetectorPipeline {
   MeshFinder mesh_;
   FaceTracker tracker_;
   PrimaryFaceReader reader_;
+  OtherFaceReader others_;
   MotionGate gate_;
   NoiseFilter noise_;
   std::vector<Candidate> candidates_;

@@ -72,10 +72,24 @@ double yawFromKeypoints(const Candidate& face) {
   if (!(across > 0)) return 0;
   // Along the line between the ears: half their distance is a x cos(yaw), the nose's offset from their middle
   // is b x sin(yaw), where b / a is a head's length from ears to nose over half its width.
-  constexpr double depthOverHalfWidth = 1.4;
+  constexpr double depthOverHalfWidth = 2.0;
   const double offset =
       ((nose.x - (left.x + right.x) / 2) * acrossX + (nose.y - (left.y + right.y) / 2) * acrossY) / across;
   return std::atan2(offset / depthOverHalfWidth, across / 2);
+}
+
+void RecentYaws::add(double yaw) {
+  yaws_[added_++ % yaws_.size()] = yaw;
+}
+
+std::optional<double> RecentYaws::yaw() const {
+  constexpr std::size_t fewest = 3;
+  if (added_ < fewest) return std::nullopt;
+  auto sorted = yaws_;
+  const auto end = sorted.begin() + static_cast<std::ptrdiff_t>(std::min(added_, sorted.size()));
+  auto* const middle = sorted.begin() + (end - sorted.begin()) / 2;
+  std::nth_element(sorted.begin(), middle, end);
+  return *middle;
 }
 
 void NeutralPitch::restart() {

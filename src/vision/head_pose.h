@@ -24,6 +24,18 @@ struct HeadPose {
 /// A rough yaw in radians from where the nose stands between the ears: for faces whose mesh cannot be read.
 [[nodiscard]] double yawFromKeypoints(const Candidate& face);
 
+/// What was read off a face lately, so that a single misreading changes nothing.
+class RecentYaws {
+ public:
+  void add(double yaw);
+  /// The median of the last readings; none until there are three.
+  [[nodiscard]] std::optional<double> yaw() const;
+
+ private:
+  std::array<double, 5> yaws_{};
+  std::size_t added_ = 0;
+};
+
 /// The pitch at which a person looks at the screen. A camera on the screen's upper edge sees someone who
 /// reads its lower half looking down by 10 to 20 degrees all the time; that is not looking away. It is the
 /// median over the last minute of frames with a face that looks roughly ahead, where a minute not yet lived

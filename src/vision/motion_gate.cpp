@@ -28,6 +28,9 @@ constexpr int brightnessPerLevel = 8;
 constexpr int movedLevel = 4;
 constexpr int movedLevelInTheDark = 1;
 constexpr int fewMovedCells = 4;
+constexpr int movedPerNoise = 4;
+// A place shows small motion where its brightness differs by so many times what counts as motion.
+constexpr int telling = 12;
 // Beyond this a median change from frame to frame is motion, not noise.
 constexpr int mostNoise = 2;
 // About the area of the smallest face that counts.
@@ -250,7 +253,7 @@ void MotionGate::trackMotion(std::int64_t elapsedMs) {
   std::nth_element(changes.begin(), median, changes.end());
   noise_ = std::min(*median, mostNoise);
   maps.before = maps.now;
-  trackCells(maps, dark_ ? movedLevelInTheDark + noise_ : movedLevel + 4 * noise_,
+  trackCells(maps, dark_ ? movedLevelInTheDark + noise_ : movedLevel + movedPerNoise * noise_,
              static_cast<int>(std::min<std::int64_t>(elapsedMs, longestQuiet)));
 }
 
@@ -284,6 +287,21 @@ void MotionGate::observe(const Frame& frame, std::int64_t timestampMs, const std
 
 bool MotionGate::calmSince(const Region& region, std::int64_t timestampMs) const {
   return timestampMs >= *beganMs_ && movedCells(areaOf(region), nowMs_ - timestampMs) < fewMovedCells;
+}
+
+std::int64_t MotionGate::stillMs(const Region& region) const {
+  if (dark_) return 0;
+  std::int64_t shortest = nowMs_ - *beganMs_;
+  int darkest = std::numeric_limits<std::uint8_t>::max();
+  int brightest = 0;
+  forEachRow(areaOf(region), [&](std::size_t first, std::size_t end) {
+    for (std::size_t i = first; i < end; ++i) {
+      shortest = std::min<std::int64_t>(shortest, maps_[0].quietMs[i]);
+      darkest = std::min<int>(darkest, maps_[0].now[i]);
+      brightest = std::max<int>(brightest, maps_[0].now[i]);
+    }
+  });
+  return brightest - darkest >= telling * (movedLevel + movedPerNoise * noise_) ? shortest : 0;
 }
 
 double MotionGate::movedShare(const Region& region) const {

@@ -65,6 +65,10 @@ class MotionGate {
   /// time.
   [[nodiscard]] bool calmSince(const Region& region, std::int64_t timestampMs) const;
 
+  /// For how long not a single cell of a region has moved, up to about a minute; 0 where small motion would
+  /// not show: in the dark, and where there is little contrast for so much noise.
+  [[nodiscard]] std::int64_t stillMs(const Region& region) const;
+
   /// The share of a region that moved since the frame before.
   [[nodiscard]] double movedShare(const Region& region) const;
 

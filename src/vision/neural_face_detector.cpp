@@ -42,7 +42,7 @@ class NeuralFaceDetector::State {
   State(const Models& models, MakeEngine makeEngine) : pipeline_(models, makeEngine) {}
 
   FaceDetections detect(const Frame& frame, std::int64_t timestampMs, const FaceTuning& tuning) {
-    pipeline_.analyse(frame, timestampMs);
+    pipeline_.analyse(frame, timestampMs, tuning.others);
     FaceDetections detections;
     const auto faces = pipeline_.faces();
     if (faces.empty()) return detections;
@@ -53,6 +53,10 @@ class NeuralFaceDetector::State {
       if (tuning.glasses && !first && containedShare(box, primaryBox) > reflectionShare) continue;
       FaceObservation observation;
       observation.boundingBox = normalized(box, frame);
+      if (tuning.others && !first) {
+        observation.yaw = pipeline_.yawOf(tracked);
+        observation.stillMs = pipeline_.stillMs(tracked);
+      }
       detections.rectangles.push(observation);
     }
     if (!pipeline_.primary()) return detections;

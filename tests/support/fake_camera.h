@@ -102,9 +102,9 @@ struct ScriptedDetector final : FaceDetector {
   void tune(const FaceTuning& tuning) override { tunings.push_back(tuning); }
 };
 
-/// A face `width` of the image wide, at `x`.
+/// A face `width` of the image wide, at `x`, as still as a picture.
 inline FaceObservation faceOf(double width, double x = 0.1, std::optional<double> yaw = 0.0) {
-  return {{x, 0.2, width, width * 1.3}, yaw, std::nullopt};
+  return {{x, 0.2, width, width * 1.3}, yaw, std::nullopt, 60'000};
 }
 
 inline FaceDetections detectionsOf(std::initializer_list<FaceObservation> rectangles,

@@ -76,6 +76,22 @@ TEST(HeadPose, keypointsGiveSideAndRoughSize) {
   EXPECT_EQ(yawFromKeypoints(face), 0);
 }
 
+TEST(RecentYaws, followATurnButNotAMisreading) {
+  RecentYaws yaws;
+  for (const double yaw : {0.1, 0.2}) {
+    yaws.add(yaw);
+    EXPECT_FALSE(yaws.yaw());
+  }
+  const struct {
+    double read;
+    double known;
+  } readings[] = {{0.1, 0.1}, {1.5, 0.2}, {0.2, 0.2}, {1.4, 0.2}, {1.3, 1.3}, {1.3, 1.3}, {-0.2, 1.3}};
+  for (const auto& each : readings) {
+    yaws.add(each.read);
+    EXPECT_EQ(yaws.yaw(), each.known);
+  }
+}
+
 TEST(NeutralPitch, isWhatAPersonDoesMostOfAMinute) {
   NeutralPitch pitch;
   std::int64_t now = 1000000;

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QPainter>
 #include <cmath>
 #include <numbers>
 
@@ -122,6 +123,36 @@ TEST_F(NeuralFaceDetectorTest, findsASecondFaceAndKeepsIt) {
   }
 }
 
+// The portrait itself, so that the second face turns as the first does.
+TEST_F(NeuralFaceDetectorTest, readsWhereOthersTurnWhenAsked) {
+  for (const double width : {30.0, 60.0}) {
+    for (const double warp : {0.0, -50.0, 50.0}) {
+      SCOPED_TRACE(testing::Message() << width << ' ' << warp);
+      const QImage turned = scene().frame({warp, {}});
+      const QRectF box = scene().faceBox();
+      QImage picture = scene().frame({});
+      QPainter painter(&picture);
+      painter.setRenderHint(QPainter::SmoothPixmapTransform);
+      const QRectF from =
+          box.adjusted(-box.width() / 2, -box.height() / 2, box.width() / 2, box.height() / 2);
+      painter.drawImage(QRectF(520, 20, 2 * width, 2 * width * from.height() / from.width()), turned, from);
+      painter.end();
+      for (const bool others : {false, true}) {
+        detector_.restartTracking();
+        detector_.tune({5, true, others});
+        const FaceDetections found = detect(picture, 60);
+        ASSERT_EQ(found.rectangles.size(), 2U);
+        EXPECT_FALSE(found.rectangles[0].yaw);
+        EXPECT_EQ(found.rectangles[1].yaw.has_value(), others);
+        EXPECT_EQ(found.rectangles[1].stillMs > 1000, others);
+        if (!others) continue;
+        const double yaw = degrees(*found.rectangles[1].yaw);
+        EXPECT_GT(warp == 0 ? 12 - std::abs(yaw) : yaw * warp / 50, warp == 0 ? 0 : 25) << yaw;
+      }
+    }
+  }
+}
+
 TEST_F(NeuralFaceDetectorTest, aReflectionInTheFaceIsNotAPersonWithGlasses) {
   const QRectF face = scene().faceBox();
   const auto count = [&](double x, bool glasses) {
@@ -182,7 +213,7 @@ TEST_F(NeuralFaceDetectorTest, allocatesNothingPerFrame) {
   detect(10);
   const std::size_t before = test::allocationCount();
   detect(60);
-  detector_.tune({5, false});
+  detector_.tune({5, false, true});
   detector_.restartTracking();
   detect(20);
   EXPECT_EQ(test::allocationCount() - before, 0U);
