@@ -23,8 +23,8 @@ constexpr double facingYawDegrees = 45;
 // As still as paper: within this share of the face's width, and within this angle.
 constexpr double paperShare = 0.03;
 constexpr double paperDegrees = 3;
-// The detector's boxes tremble: what is compared is the average over about this time.
-constexpr double averageMs = 1000;
+// The detector's boxes tremble: what is compared is the average over about this time with that of before.
+constexpr double averageMs = 2000;
 constexpr std::int64_t unseenMs = 600'000;
 // A face this close to a place, as shares of its width, stands there or has just moved away from there.
 constexpr double nearShare = 0.5;
@@ -32,8 +32,9 @@ constexpr double nearShare = 0.5;
 // Frames are 4:3. Places are in units of the frame's width.
 constexpr double heightOfFrame = 0.75;
 
-double yawDegrees(const FaceObservation& face) {
-  return face.yaw.value_or(0) * 180 / std::numbers::pi;
+std::optional<double> yawDegrees(const FaceObservation& face) {
+  if (!face.yaw) return std::nullopt;
+  return *face.yaw * 180 / std::numbers::pi;
 }
 
 }  // namespace
@@ -47,16 +48,12 @@ OnlookerFilter::Place OnlookerFilter::placeOf(const FaceObservation& face) {
   return {box.x + box.width / 2, (box.y + box.height / 2) * heightOfFrame, box.width};
 }
 
-IgnoredPlace OnlookerFilter::published(const Ignored& ignored) {
-  const Place& place = ignored.place;
-  return {place.x, place.y / heightOfFrame, place.width, ignored.begunMs};
-}
-
 /// By the rules that look at one face alone. A face whose direction is not known faces the screen.
 FaceRole OnlookerFilter::judge(const FaceObservation& face) const {
   if (rules.farthestCm > 0 && distanceOf(face.boundingBox.width) > static_cast<double>(rules.farthestCm))
     return FaceRole::tooFar;
-  if (rules.onlyFacing && std::abs(yawDegrees(face)) >= facingYawDegrees) return FaceRole::turnedAway;
+  if (rules.onlyFacing && std::abs(yawDegrees(face).value_or(0)) >= facingYawDegrees)
+    return FaceRole::turnedAway;
   return FaceRole::onlooker;
 }
 
@@ -111,7 +108,33 @@ void OnlookerFilter::beginAnew() {
 
 /// As a share of the ignored face's width.
 double OnlookerFilter::distanceFrom(const Ignored& ignored, const Place& place) {
-  return std::hypot(place.x - ignored.place.x, place.y - ignored.place.y) / ignored.place.width;
+  const Place& from = ignored.pose.place;
+  return std::hypot(place.x - from.x, place.y - from.y) / from.width;
+}
+
+/// `average` takes in a share of what is seen now.
+void OnlookerFilter::follow(Pose& average, const FaceObservation& face, double share) {
+  const auto mix = [share](double& value, double now) { value += share * (now - value); };
+  const Place seen = placeOf(face);
+  mix(average.place.x, seen.x);
+  mix(average.place.y, seen.y);
+  mix(average.place.width, seen.width);
+  const auto yaw = yawDegrees(face);
+  if (yaw && average.yaw) {
+    mix(*average.yaw, *yaw);
+  } else if (yaw) {
+    average.yaw = yaw;
+  }
+}
+
+/// Whether what stands there is where it was.
+bool OnlookerFilter::isStill(const Ignored& ignored) {
+  const Place& was = ignored.pose.place;
+  const Place& now = ignored.now.place;
+  const double most = paperShare * was.width;
+  return std::abs(now.x - was.x) <= most && std::abs(now.y - was.y) <= most &&
+         std::abs(now.width - was.width) <= most &&
+         std::abs(ignored.now.yaw.value_or(0) - ignored.pose.yaw.value_or(0)) <= paperDegrees;
 }
 
 bool OnlookerFilter::ignoreOnlooker() {
@@ -121,9 +144,10 @@ bool OnlookerFilter::ignoreOnlooker() {
   if (std::ranges::any_of(places_, isHere)) return true;  // it has yet to be still for long enough
   if (places_.size() >= mostIgnored) return false;
   Ignored ignored;
-  ignored.place = ignored.now = at;
-  ignored.yaw = ignored.yawNow = yawDegrees(*onlooker_);
-  ignored.begunMs = ignored.seenMs = newestMs_;
+  ignored.said = {at.x, at.y / heightOfFrame, at.width, newestMs_};
+  ignored.pose = ignored.now = {at, yawDegrees(*onlooker_)};
+  ignored.frames = 1;
+  ignored.seenMs = newestMs_;
   auto places = places_;
   places.push_back(ignored);
   setPlaces(std::move(places));
@@ -132,14 +156,14 @@ bool OnlookerFilter::ignoreOnlooker() {
 
 void OnlookerFilter::forget(const IgnoredPlace& place) {
   auto places = places_;
-  std::erase_if(places, [&place](const Ignored& each) { return published(each) == place; });
+  std::erase_if(places, [&place](const Ignored& each) { return each.said == place; });
   setPlaces(std::move(places));
 }
 
 void OnlookerFilter::setPlaces(std::vector<Ignored> places) {
   places_ = std::move(places);
   std::vector<IgnoredPlace> now;
-  for (const Ignored& each : places_) now.push_back(published(each));
+  for (const Ignored& each : places_) now.push_back(each.said);
   ignored_.assignIfChanged(std::move(now));
   ignoredCount_.assignIfChanged(static_cast<std::int64_t>(places_.size()));
 }
@@ -171,23 +195,17 @@ void OnlookerFilter::followIgnored(const FaceList& faces, std::size_t person, Fr
       continue;
     }
     const FaceObservation& face = faces[*nearest];
-    const double share =
-        1 - std::exp(-static_cast<double>(checkedSubtract(newestMs_, each.seenMs)) / averageMs);
-    const Place seen = placeOf(face);
-    const auto follow = [share](double& average, double value) { average += share * (value - average); };
-    follow(each.now.x, seen.x);
-    follow(each.now.y, seen.y);
-    follow(each.now.width, seen.width);
-    follow(each.yawNow, yawDegrees(face));
+    const auto sinceSeen = static_cast<double>(checkedSubtract(newestMs_, each.seenMs));
+    follow(each.now, face, 1 - std::exp(-sinceSeen / averageMs));
+    if (!each.isPaper) follow(each.pose, face, 1.0 / static_cast<double>(++each.frames));
     each.seenMs = newestMs_;
     each.person = personNow;
-    const double most = paperShare * each.place.width;
-    const bool isStill = std::abs(each.now.x - each.place.x) <= most &&
-                         std::abs(each.now.y - each.place.y) <= most &&
-                         std::abs(each.now.width - each.place.width) <= most &&
-                         std::abs(each.yawNow - each.yaw) <= paperDegrees;
-    if (!isStill) continue;  // it moved: forgotten
-    if (frame.roles[*nearest] == FaceRole::onlooker && checkedSubtract(newestMs_, each.begunMs) >= stillMs)
+    const std::int64_t age = checkedSubtract(newestMs_, each.said.sinceMs);
+    if (age >= stillMs && face.stillMs >= stillMs && each.now.yaw) each.isPaper = true;
+    // Where nothing moves in the picture, it is the measurement that does.
+    const bool moved = face.stillMs < stillMs && !isStill(each);
+    if (moved || (!each.isPaper && age >= proofMs)) continue;  // somebody: forgotten
+    if (each.isPaper && frame.roles[*nearest] == FaceRole::onlooker)
       frame.roles[*nearest] = FaceRole::ignored;
     kept.push_back(each);
   }

@@ -63,8 +63,12 @@ class OnlookerFilter {
 
   /// Places that can be ignored at the same time.
   static constexpr std::size_t mostIgnored = 3;
-  /// For how long a face must have been still before it is nobody.
+  /// For how long a face must have been still before it is nobody. Nothing may have moved there in the
+  /// picture for so long, either: somebody who sits and reads can keep a head that still, but not for long
+  /// without anything to see.
   static constexpr std::int64_t stillMs = 10'000;
+  /// What has not been still for so long when this has passed is somebody.
+  static constexpr std::int64_t proofMs = 30'000;
 
   OnlookerRules rules;
 
@@ -74,6 +78,7 @@ class OnlookerFilter {
 
   /// The face that alerts is a picture on the wall: what stands at this place is ignored once it has been
   /// as still as paper for 10 s, until it moves, or was not seen for 10 minutes, or the camera was moved.
+  /// What does not show within half a minute that it is paper is forgotten, too.
   /// False where there is no such face, or `mostIgnored` places are ignored already. Once more for the same
   /// face changes nothing.
   bool ignoreOnlooker();
@@ -94,20 +99,26 @@ class OnlookerFilter {
     double y = 0;
     double width = 0;
   };
+  /// Where a face is, and where it turns in degrees, as far as that is known.
+  struct Pose {
+    Place place;
+    std::optional<double> yaw;
+  };
   /// A place that is ignored while what stands there is still.
   struct Ignored {
-    Place place;
-    double yaw = 0;  // degrees
-    Place now;       // averaged over the last second
-    double yawNow = 0;
-    std::int64_t begunMs = 0;  // it has been still since then
+    IgnoredPlace said;  // as the person called it nobody
+    Pose pose;          // the mean of what was seen before it was known for paper
+    std::int64_t frames = 0;
+    Pose now;              // averaged over the last seconds
+    bool isPaper = false;  // it has been still for long enough
     std::int64_t seenMs = 0;
     std::optional<Place> person;  // where the person's face was then
   };
 
   static Place placeOf(const FaceObservation& face);
-  static IgnoredPlace published(const Ignored& ignored);
   static double distanceFrom(const Ignored& ignored, const Place& place);
+  static void follow(Pose& average, const FaceObservation& face, double share);
+  static bool isStill(const Ignored& ignored);
   [[nodiscard]] FaceRole judge(const FaceObservation& face) const;
   void forgetUnseen();
   void followIgnored(const FaceList& faces, std::size_t person, Frame& frame);

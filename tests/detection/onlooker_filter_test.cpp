@@ -11,10 +11,12 @@
 namespace sentrel {
 namespace {
 
+/// One about which nothing has moved for a minute.
 FaceObservation faceAt(double x, double y, double width, double yaw = 0) {
   FaceObservation face;
   face.boundingBox = {x, y, width, width * 4 / 3};
   face.yaw = yaw * std::numbers::pi / 180;
+  face.stillMs = 60'000;
   return face;
 }
 
@@ -89,9 +91,10 @@ TEST(OnlookerFilterTest, AnOnlookerMustBeThereForTheChosenTime) {
   EXPECT_EQ(filter.apply({1'001'900, 0, std::nullopt}, {}, false).input, (DetectionInput{1'001'900, 0, {}}));
 }
 
-/// A face at `place` that moves by `sway` of its width and turns by `turn` degrees, slowly, from frame to
-/// frame, with the trembling of a detector. Tells after how many seconds it first did not count, or -1.
-double secondsUntilIgnored(Filter& filter, double sway, double turn, int seconds) {
+/// A face that moves by `sway` of its width and turns by `turn` degrees, slowly, from frame to frame, with
+/// the trembling of a detector, and in whose picture something moves every `blinkSeconds`. Tells after how
+/// many seconds it first did not count, or -1.
+double secondsUntilIgnored(Filter& filter, double sway, double turn, int blinkSeconds, int seconds) {
   std::mt19937 random(7);
   std::normal_distribution<double> noise(0, 1);
   filter.frame(0, {faceAt(0.7, 0.5, 0.1)});
@@ -99,7 +102,8 @@ double secondsUntilIgnored(Filter& filter, double sway, double turn, int seconds
   for (int i = 1; i <= seconds * 10; ++i) {
     const double phase = std::sin(i / 50.0 * 2 * std::numbers::pi);
     const double width = 0.1 * (1 + 0.01 * noise(random));
-    const auto face = faceAt(0.7 + 0.1 * (sway * phase + 0.01 * noise(random)), 0.5, width, turn * phase);
+    auto face = faceAt(0.7 + 0.1 * (sway * phase + 0.01 * noise(random)), 0.5, width, turn * phase);
+    face.stillMs = i * 100 % (blinkSeconds * 1000);
     if (filter.heard(i * 100, {face}) == 1) return i / 10.0;
   }
   return -1;
@@ -109,13 +113,39 @@ TEST(OnlookerFilterTest, OnlyWhatIsAsStillAsPaperIsNobody) {
   const struct {
     double sway;
     double turn;
-    bool isPaper;
-  } cases[] = {{0, 0, true}, {0.02, 0, true}, {0.06, 0, false}, {0, 6, false}};
+    int blinkSeconds;
+    double paperAfter;  // seconds; -1 is never
+  } cases[] = {{0, 0, 1000, 10}, {0.02, 0, 1000, 10}, {0.08, 0, 8, -1},
+               {0, 8, 8, -1},    {0, 0, 9, -1},       {0, 0, 17, 10}};
   for (const auto& each : cases) {
     Filter filter;
-    EXPECT_EQ(secondsUntilIgnored(filter, each.sway, each.turn, 60), each.isPaper ? 10 : -1)
-        << each.sway << ' ' << each.turn;
-    EXPECT_EQ(filter.ignoredCount().get(), each.isPaper ? 1 : 0) << "what moves is forgotten";
+    EXPECT_EQ(secondsUntilIgnored(filter, each.sway, each.turn, each.blinkSeconds, 60), each.paperAfter)
+        << each.sway << ' ' << each.turn << ' ' << each.blinkSeconds;
+    EXPECT_EQ(filter.ignoredCount().get(), each.paperAfter > 0 ? 1 : 0) << "what moves is forgotten";
+  }
+}
+
+TEST(OnlookerFilterTest, PaperThatMovesIsSomebody) {
+  // It is measured elsewhere after a minute, and something moves in the picture or does not.
+  for (const bool moves : {false, true}) {
+    Filter filter;
+    EXPECT_EQ(secondsUntilIgnored(filter, 0, 0, 1000, 60), 10);
+    auto face = faceAt(0.71, 0.5, 0.1);
+    if (moves) face.stillMs = 0;
+    std::int64_t heard = 0;
+    for (int ms = 60'100; ms <= 63'000; ms += 100) heard = filter.heard(ms, {face});
+    EXPECT_EQ(heard, moves ? 2 : 1);
+  }
+  // One whose direction or stillness nobody knows.
+  for (const bool knowsYaw : {false, true}) {
+    Filter filter;
+    auto face = faceAt(0.7, 0.5, 0.1);
+    if (!knowsYaw) face.yaw.reset();
+    if (knowsYaw) face.stillMs = 0;
+    filter.frame(0, {face});
+    EXPECT_TRUE(filter.ignoreOnlooker());
+    for (int ms = 100; ms < 40'000; ms += 100) EXPECT_EQ(filter.heard(ms, {face}), 2);
+    EXPECT_EQ(filter.ignoredCount().get(), 0);
   }
 }
 
