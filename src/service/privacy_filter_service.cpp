@@ -187,7 +187,7 @@ void PrivacyFilterService::observeSettings() {
     appliedSettings_ = settings;
     fsm.settings = settings;
     overlay_.applySettings(fsm.state());
-    tuneDetector(settings);
+    tuneDetector();
   });
 }
 
@@ -211,14 +211,21 @@ void PrivacyFilterService::observeRelaxations() {
   overlay_.softening = softening();
   relaxationsObserved_.clear();
   relaxationsObserved_.push_back(relaxations_.isScreenShared().onChange([apply](bool) { apply(); }));
-  relaxationsObserved_.push_back(uses_.settingsRepo->options.onChange([apply](const auto&) { apply(); }));
   relaxationsObserved_.push_back(
       uses_.platform.notifications->isHeard().onChange([apply](bool) { apply(); }));
+  relaxationsObserved_.push_back(uses_.settingsRepo->options.onChange([this, apply](const auto&) {
+    apply();
+    tuneDetector();
+  }));
+  relaxationsObserved_.push_back(
+      relaxations_.filter.ignoredCount().onChange([this](const auto&) { tuneDetector(); }));
 }
 
-void PrivacyFilterService::tuneDetector(const FilterSettings& settings) {
+void PrivacyFilterService::tuneDetector() {
+  const FilterSettings& settings = uses_.settingsRepo->settings;
+  const bool others = uses_.settingsRepo->options.get().onlyFacing || relaxations_.filter.ignoredCount() > 0;
   const FaceTuning tuning{static_cast<int>(inUse(settings, &FilterSettings::sensitivity)),
-                          settings.glassesCompat};
+                          settings.glassesCompat, others};
   if (tuning_ == tuning) return;
   tuning_ = tuning;
   environment_.analysisQueue->async(

@@ -81,7 +81,7 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   void observeSettings();
   void observeRelaxations();
   [[nodiscard]] FilterOverlay::Softening softening() const;
-  void tuneDetector(const FilterSettings& settings);
+  void tuneDetector();
   void observeFsm();
   void handleFsmSideEffects(const FilterState& state);
 

@@ -3,6 +3,8 @@
 // What weakens protection for a while: that it does, is told, and ends by itself.
 #include "service/relaxations.h"
 
+#include <numbers>
+
 #include "service/remote_control.h"
 #include "support/test_core.h"
 
@@ -140,8 +142,10 @@ TEST_F(RelaxationsTest, APosterIsNobodyUntilTheCameraSeesAnew) {
   start();
   see(watched, 700);
   EXPECT_EQ(state(), Kind::alert);
+  EXPECT_FALSE(machine.detector->tunings.back().others);
   EXPECT_TRUE(relaxations().filter.ignoreOnlooker());
   see(watched, 9000);
+  EXPECT_TRUE(machine.detector->tunings.back().others) << "whether a face is paper must be read off it";
   EXPECT_EQ(state(), Kind::alert) << "not yet known to be paper";
   see(watched, 4500);
   EXPECT_EQ(state(), Kind::nominal);
@@ -149,6 +153,24 @@ TEST_F(RelaxationsTest, APosterIsNobodyUntilTheCameraSeesAnew) {
   tell(SessionEvent::screenIsUnlocked);
   EXPECT_EQ(relaxations().filter.ignoredCount().get(), 0);
   see(watched, 700);
+  EXPECT_EQ(state(), Kind::alert);
+  EXPECT_FALSE(machine.detector->tunings.back().others);
+}
+
+TEST_F(RelaxationsTest, WhoeverIsTurnedAwayIsNoOnlooker) {
+  const auto with = [](double degrees) {
+    const double yaw = degrees * std::numbers::pi / 180;
+    return test::detectionsOf({test::faceOf(0.3), test::faceOf(0.1, 0.7, yaw)}, {test::faceOf(0.3)});
+  };
+  start();
+  ProtectionOptions options = settings->options;
+  options.onlyFacing = true;
+  settings->save(options);
+  machine.settle();
+  EXPECT_TRUE(machine.detector->tunings.back().others);
+  see(with(-60), 2000);
+  EXPECT_EQ(state(), Kind::nominal);
+  see(with(-30), 700);
   EXPECT_EQ(state(), Kind::alert);
 }
 
