@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// sentrel-evaluate FOLDER [plain|dark|noisy] [640x480]: how well the detector sees, on pictures of a folder
-// as PictureSet describes it. Every picture is shown as a still scene for three seconds, and until all that
-// was seen in it was looked at. Pictures of 1280x720 are seen as the program sees such a camera's, or with
-// "640x480" as if it gave no more than that. Prints one "name value" a line, and counts with their 95 %
-// intervals in lines beginning with "#".
+// sentrel-evaluate FOLDER [plain|dark|noisy] [640x480] [cost|pictures|pose|films|paper]: how well the
+// detector sees, on pictures of a folder as PictureSet describes it. Every picture is shown as a still scene
+// for three seconds, and until all that was seen in it was looked at. Pictures of 1280x720 are seen as the
+// program sees such a camera's, or with "640x480" as if it gave no more than that. Prints one "name value" a
+// line, and counts with their 95 % intervals in lines beginning with "#". Without the last word all but
+// "paper", which plays more than an hour of films of people who read and of posters.
 #include <malloc.h>
 #include <unistd.h>
 
@@ -36,6 +37,7 @@
 #include "figures.h"
 #include "film.h"
 #include "film_scenes.h"
+#include "paper_films.h"
 #include "support/frame.h"
 #include "vision/detector_pipeline.h"
 #include "vision/models.h"
@@ -189,7 +191,8 @@ double widthOf(const Frame& picture) {
 }
 
 struct Seen {
-  std::vector<Region> faces;  // tight boxes
+  std::vector<Region> faces;                // tight boxes
+  std::vector<std::optional<double>> yaws;  // of each, where it was asked for
   std::optional<vision::FaceReading> primary;
 };
 
@@ -199,17 +202,19 @@ class Eye {
       : pipeline_(models, vision::makeInferenceEngine), degradation_(degradation), road_(larger) {}
 
   /// In pixels of the picture.
-  Seen look(const Frame& picture) {
+  Seen look(const Frame& picture, bool others = false) {
     pipeline_.restart();
     for (int i = 0; i < leastFrames || (pipeline_.hasBacklog() && i < mostFrames); ++i) {
       degradation_.apply(picture, shown_, random_);
-      pipeline_.analyse(road_.see(shown_), now_ += frameMs);
+      pipeline_.analyse(road_.see(shown_), now_ += frameMs, others);
     }
     const double smallest = smallestWidth * widthOf(picture);
     Seen seen;
     for (const auto& tracked : pipeline_.faces()) {
       const Region box = CameraRoad::inPicture(DetectorPipeline::tightBox(tracked.face), picture);
-      if (box.width >= smallest) seen.faces.push_back(box);
+      if (box.width < smallest) continue;
+      seen.faces.push_back(box);
+      seen.yaws.push_back(pipeline_.yawOf(tracked));
     }
     if (!seen.faces.empty()) seen.primary = pipeline_.primary();
     return seen;
@@ -341,15 +346,17 @@ People findPeople(const PictureSet& set) {
   return people;
 }
 
-/// Recall of onlookers who are turned away, or look down.
-class RecallOfTurned {
+/// Recall of onlookers who are turned away, or look down, and whether those who are found are rightly taken
+/// for turned away.
+class OnlookersTurned {
  public:
-  RecallOfTurned(Eye& eye, std::vector<Person> users) : eye_(&eye), users_(std::move(users)) {}
+  OnlookersTurned(Eye& eye, std::vector<Person> users) : eye_(&eye), users_(std::move(users)) {}
 
   /// Shows somebody of three sizes behind the users; angles in degrees.
   void count(const Person& turned, double yaw, double pitch) {
     if (users_.empty()) return;
-    for (const double width : {26.0, 40.0, 64.0}) {
+    for (std::size_t size = 0; size < widths.size(); ++size) {
+      const double width = widths[size];
       const Person& user = users_[next_++ % users_.size()];
       const double unit = user.picture->height() / 480.0;
       Frame picture;
@@ -361,10 +368,15 @@ class RecallOfTurned {
       const Region& face = onlooker.face;
       const Region box{x - face.width / 2, user.face.y - face.height / 2, face.width, face.height};
       paste(picture, onlooker, x, user.face.y);
-      const Seen seen = eye_->look(picture);
-      const bool found = std::ranges::any_of(seen.faces, [&](const Region& other) {
+      const Seen seen = eye_->look(picture, true);
+      const auto onlookerFace = std::ranges::find_if(seen.faces, [&](const Region& other) {
         return vision::intersectionOverUnion(other, box) >= sameFace;
       });
+      const bool found = onlookerFace != seen.faces.end();
+      if (found) {
+        const auto& read = seen.yaws[static_cast<std::size_t>(onlookerFace - seen.faces.begin())];
+        facing_[size].count((std::abs(read.value_or(0)) < facingYaw) == (std::abs(yaw) < 45));
+      }
       if (pitch <= -30) down_.count(found);
       if (std::abs(pitch) <= 20) byYaw_[static_cast<int>(std::abs(yaw))].count(found);
     }
@@ -375,18 +387,27 @@ class RecallOfTurned {
       std::printf("# yaw %d: %s\nrecall_yaw_%d %.1f\n", yaw, share.interval().c_str(), yaw, share.percent());
     if (down_.trials > 0)
       std::printf("# head down: %s\nrecall_head_down %.1f\n", down_.interval().c_str(), down_.percent());
+    for (std::size_t size = 0; size < widths.size(); ++size) {
+      const std::string name = "facing_agreement_" + std::to_string(static_cast<int>(widths[size])) + "px";
+      std::printf("# %s: %s\n%s %.1f\n", name.c_str(), facing_[size].interval().c_str(), name.c_str(),
+                  facing_[size].percent());
+    }
   }
 
  private:
+  static constexpr std::array<double, 3> widths{26, 40, 64};
+  static constexpr double facingYaw = std::numbers::pi / 4;
+
   Eye* eye_;
   std::vector<Person> users_;
   std::size_t next_ = 0;
+  std::array<Share, widths.size()> facing_;  // among the found
   std::map<int, Share> byYaw_;
   Share down_;  // by 30 degrees and more
 };
 
 void evaluatePose(const PictureSet& set, Eye& eye) {
-  RecallOfTurned turned(eye, findPeople(set).users);
+  OnlookersTurned turned(eye, findPeople(set).users);
   constexpr double degree = std::numbers::pi / 180;
   const std::regex name("yaw(-?[0-9]+)_pitch(-?[0-9]+)");
   std::vector<double> yawErrors;
@@ -508,7 +529,29 @@ void evaluateCost(const PictureSet& set, const fs::path& modelFolder, CameraRoad
   std::printf("rss_added_mib %.1f\n", residentMib() - before);
 }
 
-int evaluate(const fs::path& folder, Degradation degradation, bool larger) {
+void evaluatePaper(const std::vector<Person>& people, const fs::path& modelFolder) {
+  constexpr double minutes = 10;
+  constexpr std::array<std::array<double, 2>, 4> widths{{{26, 100}, {40, 64}, {32, 80}, {50, 28}}};
+  constexpr std::array<double, 3> swaysMm{1, 0.7, 1.5};
+  vision::NeuralFaceDetector detector(modelFolder);
+  if (people.empty() || detector.prepare()) return;
+  PaperFigures figures;
+  unsigned seed = 0;
+  for (std::size_t film = 0; film < widths.size(); ++film) {
+    const auto seat = [&](std::size_t side) {
+      return PaperSeat{people[(film + 1 + 2 * side) % people.size()], widths[film][side],
+                       swaysMm[(film + side) % swaysMm.size()], ++seed};
+    };
+    figures.play(people[film % people.size()], {seat(0), seat(1)}, minutes, detector);
+  }
+  std::printf("# %d readers, and their photographs, for %.0f minutes each\n", figures.readers(), minutes);
+  std::printf("readers_taken_for_paper %d\nposters_kept_quiet %.1f\n", figures.takenForPaper(),
+              figures.keptQuiet());
+}
+
+constexpr std::array<std::string_view, 5> parts{"cost", "pictures", "pose", "films", "paper"};
+
+int evaluate(const fs::path& folder, Degradation degradation, bool larger, std::string_view part) {
   if (!fs::is_directory(folder)) {
     std::fprintf(stderr, "sentrel-evaluate: %s is not a folder\n", folder.c_str());
     return 1;
@@ -516,15 +559,19 @@ int evaluate(const fs::path& folder, Degradation degradation, bool larger) {
   const fs::path modelFolder = vision::modelFolder();
   const PictureSet set(folder);
   CameraRoad road(larger);
-  evaluateCost(set, modelFolder, road);
+  const auto wants = [part](std::string_view name) { return part.empty() || part == name; };
+  if (wants("cost")) evaluateCost(set, modelFolder, road);
   Eye eye(vision::readModels(modelFolder), degradation, larger);
-  evaluateFaces(set, eye);
-  evaluateNoFaces(set, eye);
-  evaluatePose(set, eye);
-  if (degradation.gain == 1 && degradation.noiseLevel == 0) {
+  if (wants("pictures")) {
+    evaluateFaces(set, eye);
+    evaluateNoFaces(set, eye);
+  }
+  if (wants("pose")) evaluatePose(set, eye);
+  if (wants("films") && degradation.gain == 1 && degradation.noiseLevel == 0) {
     const People people = findPeople(set);
     evaluateFilms(people.users, people.passers, modelFolder, road);
   }
+  if (part == "paper") evaluatePaper(findPeople(set).users, modelFolder);
   return 0;
 }
 
@@ -532,14 +579,22 @@ int evaluate(const fs::path& folder, Degradation degradation, bool larger) {
 }  // namespace sentrel::bench
 
 int main(int argc, char** argv) {
-  const auto degradation = sentrel::bench::Degradation::named(argc >= 3 ? argv[2] : "plain");
-  const bool larger = argc < 4;
-  if (argc < 2 || argc > 4 || !degradation || (!larger && std::string_view(argv[3]) != "640x480")) {
-    std::fputs("usage: sentrel-evaluate FOLDER [plain|dark|noisy] [640x480]\n", stderr);
+  using namespace sentrel::bench;
+  std::vector<std::string> words(argv + 1, argv + argc);
+  const bool hasPart = words.size() > 1 && std::ranges::find(parts, words.back()) != parts.end();
+  const std::string part = hasPart ? words.back() : "";
+  if (hasPart) words.pop_back();
+  const bool larger = words.size() < 2 || words.back() != "640x480";
+  if (!larger) words.pop_back();
+  const auto degradation = Degradation::named(words.size() == 2 ? words[1] : "plain");
+  if (words.empty() || words.size() > 2 || !degradation) {
+    std::fputs(
+        "usage: sentrel-evaluate FOLDER [plain|dark|noisy] [640x480] [cost|pictures|pose|films|paper]\n",
+        stderr);
     return 2;
   }
   try {
-    return sentrel::bench::evaluate(argv[1], *degradation, larger);
+    return evaluate(words[0], *degradation, larger, part);
   } catch (const sentrel::vision::ModelError& error) {
     std::fprintf(stderr, "sentrel-evaluate: %s\n", error.what());
     return 1;

@@ -3,8 +3,10 @@
 
 #include <fstream>
 
+#include "paper_films.h"
 #include "stage/child_process.h"
 #include "stage/pictures.h"
+#include "vision/neural_face_detector.h"
 
 namespace sentrel::test {
 namespace {
@@ -64,6 +66,19 @@ TEST(Evaluation, CountsWhatIsThereAndSkipsWhatIsNoPicture) {
   for (const char* name : {"faces", "no-faces", "pose"}) fs::remove_all(folder / name);
   EXPECT_THAT(evaluate(), testing::Not(HasSubstr("nan")));
   fs::remove_all(folder);
+}
+
+TEST(Evaluation, AReaderIsNoPaperAndAPosterIs) {
+  const PortraitScene scene;
+  const QRectF face = scene.faceBox();
+  const bench::Person person{toFrame(scene.frame({})), {face.x(), face.y(), face.width(), face.height()}};
+  vision::NeuralFaceDetector detector(modelFolderPath().toStdString());
+  ASSERT_FALSE(detector.prepare());
+  bench::PaperFigures figures;
+  figures.play(person, {{{person, 30, 1, 1}, {person, 60, 1, 2}}}, 0.8, detector);
+  EXPECT_EQ(figures.readers(), 2);
+  EXPECT_EQ(figures.takenForPaper(), 0);
+  EXPECT_GT(figures.keptQuiet(), 95);
 }
 
 }  // namespace
