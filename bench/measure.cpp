@@ -147,37 +147,38 @@ QImage toImage(const Frame& frame) {
 /// What the virtual camera shows to the measured program: a user, with the noise of a camera in every frame.
 class CameraFilm {
  public:
-  enum class Scene { still, working, moving, onlooker };
+  using Scene = Film::Scene;
 
   CameraFilm() {
     const test::PortraitScene portrait;
     const QImage alone = portrait.frame({});
     const QRectF box = portrait.faceBox();
     const vision::Region face{box.x(), box.y(), box.width(), box.height()};
-    still_ = filmed(alone, face, Film::Scene::still, noiseVariants, 1);
-    moving_ =
-        filmed(alone, face, Film::Scene::moving, static_cast<int>(movingSeconds * cameraFramesPerSecond), 1);
+    still_ = filmed(alone, face, Scene::still, noiseVariants, 1);
+    moving_ = filmed(alone, face, Scene::moving, static_cast<int>(movingSeconds * cameraFramesPerSecond), 1);
     // Analysed are ten frames a second; those between them would take half a gibibyte more.
-    working_ = filmed(alone, face, Film::Scene::working,
-                      static_cast<int>(workingSeconds * cameraFramesPerSecond), 3);
+    working_ =
+        filmed(alone, face, Scene::working, static_cast<int>(workingSeconds * cameraFramesPerSecond), 3);
     for (const double x : {520.0, 555.0, 590.0, 95.0, 60.0}) {
       for (const double y : {110.0, 150.0}) {
-        onlookers_.push_back(
-            filmed(portrait.frame({0, test::SecondFace{x, y, onlookerWidth * test::PortraitScene::width}}),
-                   face, Film::Scene::still, noiseVariants, 1));
+        const QImage both =
+            portrait.frame({0, test::SecondFace{x, y, onlookerWidth * test::PortraitScene::width}});
+        onlookers_.push_back({filmed(both, face, Scene::still, noiseVariants, 1), difference(alone, both)});
       }
     }
     shown_ = &still_;
   }
 
-  /// From the next frame on. With an onlooker, each time at another place.
+  /// From the next frame on, without an onlooker.
   void show(Scene scene) {
+    onlooker_ = nullptr;
+    shown_ = scene == Scene::still ? &still_ : scene == Scene::working ? &working_ : &moving_;
+  }
+
+  /// From the next frame on somebody else is in it, each time at another place.
+  void showOnlooker() {
     onlookerNs_ = 0;
-    if (scene == Scene::onlooker) {
-      shown_ = &onlookers_[nextPlace_++ % onlookers_.size()];
-    } else {
-      shown_ = scene == Scene::still ? &still_ : scene == Scene::working ? &working_ : &moving_;
-    }
+    onlooker_ = &onlookers_[nextPlace_++ % onlookers_.size()];
   }
 
   /// When the first frame with the onlooker was handed on, or nothing yet.
@@ -189,11 +190,19 @@ class CameraFilm {
 
   /// The picture of a frame, 640 x 480 BGRA. On the camera's thread.
   [[nodiscard]] const std::uint8_t* frame(std::int64_t index) {
-    const Pictures* pictures = shown_;
-    if (pictures != &still_ && pictures != &working_ && pictures != &moving_ && onlookerNs_ == 0) {
+    const auto at = static_cast<std::size_t>(index);
+    const Pictures& pictures = *shown_;
+    const QImage& alone = pictures[at % pictures.size()];
+    const Onlooker* onlooker = onlooker_;
+    if (onlooker == nullptr) return alone.constBits();
+    if (onlookerNs_ == 0)
       onlookerNs_ = std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count();
-    }
-    return (*pictures)[static_cast<std::size_t>(index) % pictures->size()].constBits();
+    both_ = alone.copy();
+    QPainter painter(&both_);
+    painter.drawImage(onlooker->where.topLeft(), onlooker->pictures[at % onlooker->pictures.size()],
+                      onlooker->where);
+    painter.end();
+    return both_.constBits();
   }
 
   /// The same, as a camera of 1280 x 720 shows it, wider at both sides. On the camera's thread.
@@ -217,7 +226,23 @@ class CameraFilm {
  private:
   using Pictures = std::vector<QImage>;  // shown in turns
 
-  static Pictures filmed(const QImage& picture, const vision::Region& face, Film::Scene scene, int frames,
+  struct Onlooker {
+    Pictures pictures;
+    QRect where;  // in them; elsewhere is the still person
+  };
+
+  /// The smallest rectangle beyond which two pictures are the same.
+  static QRect difference(const QImage& one, const QImage& other) {
+    QRect where;
+    for (int y = 0; y < one.height(); ++y) {
+      for (int x = 0; x < one.width(); ++x) {
+        if (one.pixel(x, y) != other.pixel(x, y)) where |= QRect(x, y, 1, 1);
+      }
+    }
+    return where;
+  }
+
+  static Pictures filmed(const QImage& picture, const vision::Region& face, Scene scene, int frames,
                          int step) {
     const auto still = test::toFrame(picture);
     Film film(*still, face);
@@ -233,9 +258,11 @@ class CameraFilm {
   Pictures still_;
   Pictures working_;
   Pictures moving_;
-  std::vector<Pictures> onlookers_;
+  std::vector<Onlooker> onlookers_;
+  QImage both_;
   QImage larger_;
   std::atomic<const Pictures*> shown_;
+  std::atomic<const Onlooker*> onlooker_ = nullptr;
   std::atomic<std::int64_t> onlookerNs_ = 0;  // of the steady clock; 0 while not shown
   std::size_t nextPlace_ = 0;
 };
@@ -275,8 +302,13 @@ class Measurement {
     pause(2);
     printCost("moving", measured());
     print("coarse_pass_ms", pass_.milliseconds());
+    for (const bool working : {false, true}) {
+      const auto scene = working ? CameraFilm::Scene::working : CameraFilm::Scene::still;
+      film_.show(scene);
+      pause(working ? 15 : 2);
+      measureEntries(scene, working ? "_working" : "");
+    }
     film_.show(CameraFilm::Scene::still);
-    measureEntries();
     watcher_.activateAction(QStringLiteral("toggle"));
     untilState("inactive");
     pause(7);  // five seconds after the camera is closed its daemon suspends it, and tells everybody once
@@ -405,7 +437,8 @@ class Measurement {
     print("ms_start_to_protected", median(protecting));
   }
 
-  void measureEntries() {
+  /// While the camera shows `scene`; `suffix` is that of the figures' names.
+  void measureEntries(CameraFilm::Scene scene, const std::string& suffix) {
     const ScreenLight screen;
     std::mt19937 random(7);
     std::vector<double> delays;
@@ -417,7 +450,7 @@ class Measurement {
           Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(
                              secondsBetweenEntries + std::uniform_real_distribution<double>(0, 0.2)(random)));
       const double calm = screen.now();
-      film_.show(CameraFilm::Scene::onlooker);
+      film_.showOnlooker();
       const auto end = Clock::now() + seconds(5);
       // Not by way of the event loop: only the screen counts.
       while (screen.now() > darkShare * calm && Clock::now() < end)
@@ -426,14 +459,14 @@ class Measurement {
       const auto shown = film_.onlookerShownAt();
       if (shown) delays.push_back(milliseconds(dark - *shown));
       unseen += dark >= end ? 1 : 0;
-      film_.show(CameraFilm::Scene::still);
+      film_.show(scene);
       until("the screen is calm again", [&] { return screen.now() > 0.9 * calm; });
       untilState("nominal");
     }
-    std::printf("# onlooker to dark: %zu entries, %d of them not answered within 5 s\n", delays.size(),
-                unseen);
-    print("ms_onlooker_to_dark_p50", median(delays));
-    print("ms_onlooker_to_dark_p95", percentile(delays, 0.95));
+    std::printf("# onlooker to dark%s: %zu entries, %d of them not answered within 5 s\n", suffix.c_str(),
+                delays.size(), unseen);
+    print("ms_onlooker_to_dark" + suffix + "_p50", median(delays));
+    print("ms_onlooker_to_dark" + suffix + "_p95", percentile(delays, 0.95));
   }
 
   test::HeadlessDesktop& desktop_;
