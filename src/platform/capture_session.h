@@ -101,6 +101,8 @@ class CaptureSession {
   /// `longestUserName` bytes of anything; empty where there is none. Any thread.
   [[nodiscard]] virtual std::string otherUser() const = 0;
   static constexpr std::size_t longestUserName = 256;
+  /// How long the device has been open; none while it is closed. Any thread.
+  [[nodiscard]] virtual std::optional<std::chrono::milliseconds> openFor() const = 0;
 
   // Emitted on the main thread.
   Signal<> wasInterrupted;

@@ -10,6 +10,14 @@
 
 namespace sentrel {
 
+namespace {
+std::atomic<std::int64_t> framesWithMemory{0};
+}  // namespace
+
+std::int64_t framesInMemory() {
+  return framesWithMemory;
+}
+
 void FramePagesDeleter::operator()(void* pages) const {
   munmap(pages, size);
 }
@@ -26,10 +34,16 @@ void wipe(const FramePages& pages) {
   if (pages) explicit_bzero(pages.get(), pages.get_deleter().size);
 }
 
+Frame::~Frame() {
+  if (bytes_.data() != nullptr) --framesWithMemory;
+}
+
 void Frame::resize(int width, int height) {
+  const bool hadMemory = bytes_.data() != nullptr;
   width_ = width > 0 && height > 0 ? width : 0;
   height_ = width_ > 0 ? height : 0;
   bytes_.resize(static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_) * 4);
+  if (!hadMemory && bytes_.data() != nullptr) ++framesWithMemory;
   if (larger_) larger_->resize(0, 0);
 }
 

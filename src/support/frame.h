@@ -68,6 +68,7 @@ class FrameMemory {
 class Frame {
  public:
   Frame() = default;
+  ~Frame();
   Frame(const Frame&) = delete;
   Frame& operator=(const Frame&) = delete;
 
@@ -100,6 +101,9 @@ class Frame {
   int width_ = 0;
   int height_ = 0;
 };
+
+/// How many frames of this process have memory just now. Any thread.
+[[nodiscard]] std::int64_t framesInMemory();
 
 /// A shared, read-only reference to a pooled frame; the frame returns to its pool with the last reference.
 /// Any thread.

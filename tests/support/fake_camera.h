@@ -75,6 +75,9 @@ struct FakeCaptureSession final : CaptureSession {
     return cameras.empty() ? std::nullopt : std::optional(cameras.front());
   }
   [[nodiscard]] std::string otherUser() const override { return user; }
+  [[nodiscard]] std::optional<std::chrono::milliseconds> openFor() const override {
+    return isOpen() ? std::optional(std::chrono::milliseconds(0)) : std::nullopt;
+  }
 };
 
 /// A detector that finds what the test put there. Its fields are for the analysis queue, and for the test

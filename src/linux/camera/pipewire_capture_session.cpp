@@ -178,6 +178,12 @@ std::string PipeWireCaptureSession::otherUser() const {
   return device ? directory_.otherUserOf(device->uniqueID) : std::string();
 }
 
+std::optional<std::chrono::milliseconds> PipeWireCaptureSession::openFor() const {
+  const SteadyTime since = streamsSince_;
+  if (since == SteadyTime{}) return std::nullopt;
+  return std::chrono::duration_cast<std::chrono::milliseconds>(steadyNow() - since);
+}
+
 void PipeWireCaptureSession::setCause(std::optional<CaptureError> cause) {
   const std::lock_guard lock(causeMutex_);
   cause_ = std::move(cause);
@@ -329,6 +335,7 @@ void PipeWireCaptureSession::reconcile() {
   dropLostStream(now);
   retargetStream(now);
   if (!stream_) connectStream(now);
+  noteStream(now);
   armWatch(now);
   awaitsGood_ = !streamHasDelivered_ || watch_.isInterrupted();
 }
@@ -347,6 +354,12 @@ void PipeWireCaptureSession::closeCamera() {
   watchTimer_.disarm();
   connection_.setNeeded(false);
   setCause({});
+  noteStream({});
+}
+
+/// Every loss of the stream is followed by a reconciliation, which ends here.
+void PipeWireCaptureSession::noteStream(SteadyTime now) {
+  if (!stream_ || streamsSince_.load() == SteadyTime{}) streamsSince_ = stream_ ? now : SteadyTime{};
 }
 
 void PipeWireCaptureSession::dropLostStream(SteadyTime now) {

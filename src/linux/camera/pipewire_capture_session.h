@@ -109,6 +109,7 @@ class PipeWireCaptureSession final : public CaptureSession,
   void setPreviewTap(std::function<void(const FrameRef&)> onFrame) override;
   [[nodiscard]] std::optional<CameraDevice> currentDevice() const override;
   [[nodiscard]] std::string otherUser() const override;
+  [[nodiscard]] std::optional<std::chrono::milliseconds> openFor() const override;
 
   [[nodiscard]] const Published<std::vector<ScreenRead>>& screenReads() const override {
     return screenReads_;
@@ -164,6 +165,7 @@ class PipeWireCaptureSession final : public CaptureSession,
   void reconcile();
   void openCamera(SteadyTime now);
   void closeCamera();
+  void noteStream(SteadyTime now);
   void dropLostStream(SteadyTime now);
   void streamFailed(SteadyTime now, const CaptureError& error);
   void retargetStream(SteadyTime now);
@@ -185,6 +187,8 @@ class PipeWireCaptureSession final : public CaptureSession,
   std::atomic<SteadyTime> lastGood_{SteadyTime{}};        // when the last good frame came
   std::atomic<bool> awaitsGood_{false};                   // the loop wants to hear of the next one at once
   std::atomic<bool> open_{false};  // the camera is meant to be open: reports count only then
+  std::atomic<SteadyTime> streamsSince_{
+      SteadyTime{}};  // without interruption; the epoch while no stream does
 
   Published<std::vector<ScreenRead>> screenReads_;  // main thread
   std::atomic<bool> readsReported_{false};          // and not yet read there

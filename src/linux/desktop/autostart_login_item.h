@@ -19,6 +19,8 @@ class AutostartLoginItem final : public LoginItem {
   /// `configFolder` is the folder that holds `autostart`; `program` is the command without arguments.
   AutostartLoginItem(const QString& configFolder, QString program);
 
+  /// The entry's file, whether or not it is there.
+  [[nodiscard]] const QString& path() const { return path_; }
   [[nodiscard]] bool isEnabled() const override;
   [[nodiscard]] std::optional<std::string> setEnabled(bool enabled) override;
 
