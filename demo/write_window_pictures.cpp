@@ -3,6 +3,7 @@
 // write-window-pictures FOLDER: one picture of every window in every state, light and dark.
 #include <QAbstractButton>
 #include <QApplication>
+#include <QDateTime>
 #include <QDir>
 #include <QEventLoop>
 #include <QImage>
@@ -189,6 +190,66 @@ void relaxations(PictureBook& book, const QString& suffix = {}) {
   });
 }
 
+/// Alerts of two weeks, most of them in the afternoon.
+void keepJournal(ViewsFixture& fixture) {
+  on(fixture);
+  ProtectionOptions options = fixture.settings->options;
+  options.journal = JournalWish::kept;
+  fixture.settings->save(options);
+  const QDateTime today(QDate::currentDate(), QTime(0, 0));
+  const int perDay[] = {2, 0, 1, 3, 0, 0, 5, 2, 4, 1, 0, 0, 7, 3};
+  const int hours[] = {9, 14, 15, 16, 14, 11, 15};
+  for (int day = 0; day < 14; ++day) {
+    for (int i = 0; i < perDay[day]; ++i)
+      fixture.desktop.journal->add(
+          {.beganMs = today.addDays(day - 13).addSecs(hours[i] * 3600).toMSecsSinceEpoch(),
+           .lengthMs = 8000});
+  }
+}
+void chosenDay(PopoverWindow& window) {
+  statistics(window);
+  for (auto* widget : window.findChildren<QWidget*>()) {
+    if (widget->focusPolicy() != Qt::StrongFocus || !widget->accessibleName().contains("2 alertes")) continue;
+    widget->setFocus(Qt::TabFocusReason);
+    QTest::keyClick(widget, Qt::Key_End);
+    return QTest::keyClick(window.focusWidget(), Qt::Key_Left);
+  }
+}
+
+/// The journal in the statistics.
+void journal(PictureBook& book, const QString& suffix = {}) {
+  popover(book, "21-journal-offer" + suffix, on, statistics);
+  popover(book, "21-journal" + suffix, keepJournal, chosenDay);
+  popover(
+      book, "21-journal-trouble" + suffix,
+      [](ViewsFixture& fixture) {
+        keepJournal(fixture);
+        fixture.desktop.journal->records.clear();
+        fixture.desktop.journal->trouble = "journal_unwritable";
+      },
+      statistics);
+}
+
+/// What the program claims of privacy: kept, and not kept on a kernel without a filter.
+void privacy(PictureBook& book, const QString& suffix = {}) {
+  const auto unfold = [](PopoverWindow& window) {
+    window.content().showPage(MenuBarPopoverView::Page::privacy);
+    press(window, "Une connexion au réseau est refusée");
+  };
+  popover(book, "22-privacy" + suffix, on, unfold);
+  popover(
+      book, "22-privacy-unfiltered" + suffix,
+      [](ViewsFixture& fixture) {
+        on(fixture);
+        PrivacyFacts& facts = fixture.desktop.proof->facts;
+        facts.filterMode = 0;
+        facts.sockets = {{"socket(AF_INET, SOCK_STREAM)", "0"},
+                         {"socket(AF_INET6, SOCK_STREAM)", "EAFNOSUPPORT"}};
+        facts.program = {"posix_spawn(/bin/true)", "0"};
+      },
+      [](PopoverWindow& window) { window.content().showPage(MenuBarPopoverView::Page::privacy); });
+}
+
 void popovers(PictureBook& book) {
   const auto counted = [](ViewsFixture& fixture) {
     on(fixture);
@@ -209,6 +270,8 @@ void popovers(PictureBook& book) {
     fixture.machine.settle();
   });
   relaxations(book);
+  journal(book);
+  privacy(book);
   popover(book, "09-statistics", counted, statistics);
   popover(book, "09-statistics-confirm", counted, statisticsConfirm);
   popover(book, "10-about", on, about);
@@ -322,6 +385,8 @@ void extremes(PictureBook& book) {
   popover(book, "03-popover-text200", watched);
   relaxations(book, "-text200");
   cameraInWords(book, "-text200");
+  journal(book, "-text200");
+  privacy(book, "-text200");
   popover(book, "09-statistics-confirm-text200", watched, statisticsConfirm);
   popover(book, "10-about-text200", watched, about);
   {
@@ -348,6 +413,8 @@ void extremes(PictureBook& book) {
     });
     relaxations(book, "-highcontrast");
     cameraInWords(book, "-highcontrast");
+    journal(book, "-highcontrast");
+    privacy(book, "-highcontrast");
     ViewsFixture fixture;
     on(fixture);
     fixture.ignorePoster();

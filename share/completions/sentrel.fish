@@ -22,6 +22,7 @@ complete -c sentrel -n __fish_use_subcommand -a alone -d 'let nobody look on any
 complete -c sentrel -n __fish_use_subcommand -a cover -d 'cover every screen, or uncover them'
 complete -c sentrel -n __fish_use_subcommand -a preferences -d 'open the preferences'
 complete -c sentrel -n __fish_use_subcommand -a statistics -d 'open the statistics'
+complete -c sentrel -n __fish_use_subcommand -a privacy -d 'have it try what it says it cannot do'
 complete -c sentrel -n __fish_use_subcommand -a journal -d 'list the alerts that are kept'
 complete -c sentrel -n __fish_use_subcommand -a quit -d 'end the program'
 complete -c sentrel -n __fish_use_subcommand -l help -d 'print the commands'

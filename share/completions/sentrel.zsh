@@ -13,6 +13,7 @@ local -a commands=(
   'cover:cover every screen, or uncover them'
   'preferences:open the preferences'
   'statistics:open the statistics'
+  'privacy:have it try what it says it cannot do'
   'journal:list the alerts that are kept'
   'quit:end the program'
   '--help:print the commands'

@@ -13,6 +13,7 @@
 #include "app/program_interface.h"
 #include "detection/av_capture_manager.h"
 #include "platform/platform.h"
+#include "views/privacy_view.h"
 #include "vision/models.h"
 
 namespace sentrel {
@@ -45,6 +46,7 @@ AppDelegate::AppDelegate(Dependencies dependencies) : uses_(std::move(dependenci
 
 AppDelegate::~AppDelegate() {
   uses_.bus.perform = nullptr;
+  uses_.bus.prove = nullptr;
   delete onboardingWindow;  // as other windows, before the Qt application ends
 }
 
@@ -77,6 +79,12 @@ void AppDelegate::applicationDidFinishLaunching() {
     // Whoever has the answer and asks again must find what has come of it.
     if (shownSoon_) showOnTheBus();
     return refusal;
+  };
+  uses_.bus.prove = [](const ProgramBus::ProofTold& told) {
+    Platform::current().privacyProof->ask([told](const PrivacyFacts& facts) {
+      const auto [holds, words] = proofReport(facts);
+      told(holds, words.toStdString());
+    });
   };
   reportLimitation(*backend);
   // A program that only reads a property makes the bus start us. That alone does not switch protection on,

@@ -96,6 +96,13 @@ class Client final : private BusService {
     call({program::path, interface, method},
          {[this](const BusMessage& reply) { answered(reply); }, BusReply::noTimeout}, types, values...);
   }
+  /// Gives the answer to a method without arguments; `reader` ends it.
+  void request(const char* method, std::function<void(const BusMessage& answer)> reader) {
+    const auto read = [this, reader = std::move(reader)](const BusMessage& reply) {
+      reply.isError ? answered(reply) : reader(reply);
+    };
+    call({program::path, program::name, method}, {read, BusReply::noTimeout}, "");
+  }
   /// Gives all properties of the program now, and again whenever some have changed, until end().
   void follow(std::function<void(const QVariantMap& properties)> follower) {
     follower_ = std::move(follower);
@@ -270,6 +277,17 @@ ExitStatus status(const Command& /*command*/, Arguments arguments) {
   });
 }
 
+/// What the program that runs says of itself; a claim that does not hold is a failure.
+ExitStatus privacy(const Command& command, Arguments /*arguments*/) {
+  return Client::ask([&](Client& client) {
+    client.request(command.asked, [&client](const BusMessage& answer) {
+      if (answer.signature != "bs") return client.end(ExitStatus::refused, textId("command_no_answer"));
+      const ExitStatus printed = print(answer.arguments.at(1).toString());
+      client.end(answer.arguments.at(0).toBool() ? printed : ExitStatus::refused);
+    });
+  });
+}
+
 /// A number of minutes, hours, days or weeks, of which none is longer than the journal reaches.
 std::optional<std::int64_t> spanMs(std::string_view words) {
   std::int64_t number = 0;
@@ -359,6 +377,7 @@ constexpr std::array commands{
     Command{"cover", "", QT_TRID_NOOP("command_cover"), method, "Cover"},
     Command{"preferences", "", QT_TRID_NOOP("command_preferences"), window, "preferences"},
     Command{"statistics", "", QT_TRID_NOOP("command_statistics"), window, "statistics"},
+    Command{"privacy", "", QT_TRID_NOOP("command_privacy"), privacy, "Privacy"},
     Command{"journal", "[--since 7d] [--csv]", QT_TRID_NOOP("command_journal"), journal},
     Command{"quit", "", QT_TRID_NOOP("command_quit"), method, "Quit"},
     Command{"--help", "", QT_TRID_NOOP("command_help"), help},

@@ -160,6 +160,9 @@ void MenuBarController::openPopover(const QRect& anchor) {
        .remote = actions_.remote,
        .failure = {cameraControl_, &cameraControl_->failure()},
        .statsRepo = StatsRepository::shared(),
+       .settingsRepo = SettingsRepository::shared(),
+       .journal = Platform::current().alertJournal,
+       .proof = Platform::current().privacyProof,
        .notice = notice(),
        .version = QGuiApplication::applicationVersion(),
        .projectsPage = QUrl(QStringLiteral(SENTREL_PROJECTS_PAGE)),
@@ -207,6 +210,7 @@ void MenuBarController::openPreferences() {
                                        .clock = platform.clock,
                                        .loginItem = platform.loginItem,
                                        .keyMonitor = platform.keyMonitor,
+                                       .journal = platform.alertJournal,
                                        .mainLoop = platform.mainLoop,
                                        .failure = {cameraControl_, &cameraControl_->failure()},
                                        .newCalibration = [] { return CalibrationSession::create(); }});

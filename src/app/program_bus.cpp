@@ -148,8 +148,9 @@ void ProgramBus::connectionChanged(bool connected) {
     finish(InstanceRole::unreachable);
     return;
   }
-  constexpr auto method = [](const char* name, const char* types = "", const char* names = "") {
-    return sd_bus_vtable SD_BUS_METHOD_WITH_NAMES(name, types, names, "", , &ProgramBus::called,
+  constexpr auto method = [](const char* name, const char* types = "", const char* names = "",
+                             const char* result = "") {
+    return sd_bus_vtable SD_BUS_METHOD_WITH_NAMES(name, types, names, result, , &ProgramBus::called,
                                                   SD_BUS_VTABLE_UNPRIVILEGED);
   };
   static const std::array applicationMembers{
@@ -167,6 +168,7 @@ void ProgramBus::connectionChanged(bool connected) {
                                      method("Welcome", "xx", SD_BUS_PARAM(guests) SD_BUS_PARAM(duration_ms)),
                                      method("SendGuestsAway"),
                                      method("Cover"),
+                                     method("Privacy", "", SD_BUS_PARAM(holds) SD_BUS_PARAM(report), "bs"),
                                      method("Quit"),
                                      sd_bus_vtable SD_BUS_VTABLE_END};
   // Never destroyed, because sd-bus reads it to the very end.
@@ -231,7 +233,7 @@ void ProgramBus::finish(InstanceRole role) {
 int ProgramBus::called(sd_bus_message* message, void* self, sd_bus_error* /*error*/) noexcept {
   constexpr int answeredByUs = 1;  // now, later or never
   auto& bus = *static_cast<ProgramBus*>(self);
-  if (bus.leaving_ || (!bus.outcome_ && !bus.perform)) return answeredByUs;
+  if (bus.leaving_ || (!bus.outcome_ && !(bus.perform && bus.prove))) return answeredByUs;
   if (bus.outcome_) {
     bus.early_.emplace_back(sd_bus_message_ref(message), sd_bus_message_unref);
   } else {
@@ -242,6 +244,13 @@ int ProgramBus::called(sd_bus_message* message, void* self, sd_bus_error* /*erro
 
 void ProgramBus::answer(sd_bus_message* message) const {
   const BusMessage call(message);
+  if (call.member == "Privacy") {
+    prove([asked = Message(sd_bus_message_ref(message), sd_bus_message_unref)](bool holds,
+                                                                               const std::string& report) {
+      sd_bus_reply_method_return(asked.get(), "bs", static_cast<int>(holds), report.c_str());
+    });
+    return;
+  }
   std::string request = call.member == "Open" ? "Activate" : call.member;  // there are no documents
   const char* refusal = nullptr;
   if (request == "ActivateAction") {

@@ -31,6 +31,7 @@
 #include "linux/desktop/desktop_session_events.h"
 #include "linux/desktop/journal_file.h"
 #include "linux/desktop/upower_power_source.h"
+#include "linux/hardening/self_examination.h"
 #include "linux/overlay/desktop_overlay_backend.h"
 #include "look/icons.h"
 #include "overlay/overlay_window_manager.h"
@@ -262,7 +263,15 @@ void SentrelMacApp::installPlatform() {
   const auto pipeWire = PipeWireCaptureSession::create(mainLoop_, platform.cameraQueue, consent_);
   platform.captureSession = pipeWire;
   platform.screenSharing = std::make_shared<DesktopScreenSharing>(mainLoop_, sessionBus_, pipeWire);
-  platform.loginItem = std::make_shared<AutostartLoginItem>();
+  const auto loginItem = std::make_shared<AutostartLoginItem>();
+  platform.loginItem = loginItem;
+  platform.privacyProof = std::make_shared<SelfExamination>(SelfExamination::Parts{
+      .mainLoop = mainLoop_,
+      .queue = storeQueue,
+      .captureSession = pipeWire,
+      .places = {
+          .folders = {DefaultsFile::personalPath().parent_path(), JournalFile::personalPath().parent_path()},
+          .files = {loginItem->path().toStdString()}}});
   platform.notifications = std::make_shared<DesktopNotifications>(mainLoop_, sessionBus_);
   platform.haptics = std::make_shared<FeedbackdHaptics>(sessionBus_);
   platform.powerSource = std::make_shared<UPowerPowerSource>(systemBus);

@@ -1,19 +1,27 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What `qtTrId` says: the text of a key in the person's language, and in French where that has none.
+#include "look/texts.h"
+
 #include <QCoreApplication>
-#include <QLocale>
 #include <QTranslator>
 
 namespace sentrel {
 
 namespace {
 
+QLocale& installed() {
+  static QLocale locale(QLocale::French);
+  return locale;
+}
+
 /// Asked before those that were installed earlier.
 bool install(const QString& language) {
   auto* translator = new QTranslator(QCoreApplication::instance());
-  return translator->load(QStringLiteral("sentrel_") + language, QStringLiteral(":/sentrel/texts")) &&
-         QCoreApplication::installTranslator(translator);
+  if (!translator->load(QStringLiteral("sentrel_") + language, QStringLiteral(":/sentrel/texts")))
+    return false;
+  installed() = QLocale(language);
+  return QCoreApplication::installTranslator(translator);
 }
 
 void installTexts() {
@@ -27,6 +35,10 @@ void installTexts() {
 }
 
 }  // namespace
+
+const QLocale& textLocale() {
+  return installed();
+}
 
 Q_COREAPP_STARTUP_FUNCTION(installTexts)
 

@@ -28,7 +28,7 @@ struct AlertRecord {
   std::int64_t lengthMs = 0;
   std::int64_t faces = 0;  ///< the most at the same time that counted, the person's own among them
   double widestFace = 0;   ///< of the onlookers, as a share of the picture's width
-  std::string camera;      ///< its name
+  std::string camera{};    ///< its name
   bool darkened = false;   ///< what was done: the screens darkened, ...
   bool notified = false;   ///< ... and a notification was shown
   AlertEnd end = AlertEnd::gone;

@@ -9,6 +9,7 @@
 #include "platform/desktop_services.h"
 #include "platform/face_detector.h"
 #include "platform/overlay_surface.h"
+#include "platform/privacy_proof.h"
 #include "platform/session_events.h"
 #include "support/fatal.h"
 #include "support/main_loop.h"
@@ -28,6 +29,7 @@ struct Platform {
   std::shared_ptr<OverlayBackend> overlayBackend;
   std::shared_ptr<UserDefaults> userDefaults;
   std::shared_ptr<AlertJournal> alertJournal;
+  std::shared_ptr<PrivacyProof> privacyProof;
   std::shared_ptr<LoginItem> loginItem;
   std::shared_ptr<Notifications> notifications;
   std::shared_ptr<Haptics> haptics;

@@ -15,6 +15,7 @@
 #include "views/controls/painting.h"
 #include "views/popover_pages.h"
 #include "views/popover_rows.h"
+#include "views/privacy_view.h"
 #include "views/theme.h"
 
 namespace sentrel {
@@ -329,12 +330,12 @@ void MenuBarPopoverView::closes() {
 }
 
 MenuBarPopoverView::Page MenuBarPopoverView::page() const {
-  return showStats ? Page::stats : showAbout ? Page::about : Page::home;
+  return showStats ? Page::stats : showAbout ? Page::about : showPrivacy_ ? Page::privacy : Page::home;
 }
 
 bool MenuBarPopoverView::asks() const {
   const auto* stats = dynamic_cast<const StatsView*>(page_);
-  return address_ || (stats != nullptr && stats->showResetConfirm());
+  return address_ || (stats != nullptr && stats->asks());
 }
 
 void MenuBarPopoverView::showPage(Page page) {
@@ -343,14 +344,18 @@ void MenuBarPopoverView::showPage(Page page) {
   if (address_) address_->dismiss();
   showStats = page == Page::stats;
   showAbout = page == Page::about;
+  showPrivacy_ = page == Page::privacy;
   if (page_ != nullptr) {
     page_->hide();
     page_->deleteLater();
     page_ = nullptr;
   }
   const auto back = [this] { showPage(Page::home); };
-  if (showStats) page_ = new StatsView(parts_.statsRepo, buildFooter(), back);
-  if (showAbout) page_ = new AboutView(parts_.version, buildFooter(), back);
+  if (showStats)
+    page_ = new StatsView({parts_.statsRepo, parts_.settingsRepo, parts_.journal}, buildFooter(), back);
+  if (showAbout)
+    page_ = new AboutView(parts_.version, buildFooter(), back, [this] { showPage(Page::privacy); });
+  if (showPrivacy_) page_ = new PrivacyView(parts_.proof, [this] { showPage(Page::about); });
   home_->setVisible(page_ == nullptr);
   if (page_ != nullptr) {
     stack_->addWidget(page_);
@@ -363,7 +368,7 @@ void MenuBarPopoverView::showPage(Page page) {
 
 QSize MenuBarPopoverView::sizeHint() const {
   const int width = Theme::shared().grown(viewWidth, widthAddedForText);
-  const int least = showStats ? statsHeight : showAbout ? aboutHeight : homeHeight;
+  const int least = showStats ? statsHeight : showAbout || showPrivacy_ ? aboutHeight : homeHeight;
   const int wanted =
       stack_->hasHeightForWidth() ? stack_->totalHeightForWidth(width) : stack_->totalSizeHint().height();
   return {width, std::max(least, wanted)};
@@ -379,7 +384,7 @@ void MenuBarPopoverView::keyPressEvent(QKeyEvent* event) {
   if (event->key() == Qt::Key_Down || event->key() == Qt::Key_Up) {
     focusNextPrevChild(event->key() == Qt::Key_Down);
   } else if (event->key() == Qt::Key_Escape && page_ != nullptr) {
-    showPage(Page::home);
+    showPage(showPrivacy_ ? Page::about : Page::home);
   } else if (event->key() == Qt::Key_Escape && relaxations_->fold()) {
     return;
   } else {

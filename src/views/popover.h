@@ -12,8 +12,11 @@
 
 #include "detection/camera_condition.h"
 #include "detection/camera_control.h"
+#include "platform/alert_journal.h"
+#include "platform/privacy_proof.h"
 #include "service/privacy_filter_service.h"
 #include "service/remote_control.h"
+#include "settings/settings_repository.h"
 #include "settings/stats_repository.h"
 #include "support/main_loop.h"
 #include "support/published.h"
@@ -62,6 +65,9 @@ class MenuBarPopoverView : public QWidget {
     std::shared_ptr<RemoteControl> remote = nullptr;  ///< null where no commands come from outside
     std::shared_ptr<const Published<std::optional<CameraFailure>>> failure;  ///< why the camera gives nothing
     std::shared_ptr<StatsRepository> statsRepo;
+    std::shared_ptr<SettingsRepository> settingsRepo;
+    std::shared_ptr<AlertJournal> journal;
+    std::shared_ptr<PrivacyProof> proof;
     QString notice;     ///< what else a person must know, or empty
     QString version;    ///< of the program
     QUrl projectsPage;  ///< empty where the program was built without one
@@ -70,7 +76,7 @@ class MenuBarPopoverView : public QWidget {
     /// Opens an address; calls back where nothing on this desktop does.
     std::function<void(const QUrl&, std::function<void()> failed)> openLink;
   };
-  enum class Page { home, stats, about };
+  enum class Page { home, stats, about, privacy };
 
   MenuBarPopoverView(Parts parts, QWidget* parent);
 
@@ -101,6 +107,7 @@ class MenuBarPopoverView : public QWidget {
   const Parts parts_;
   bool showStats = false;
   bool showAbout = false;
+  bool showPrivacy_ = false;
   QBoxLayout* stack_;
   ScrollPage* home_;
   QWidget* page_ = nullptr;  // over home, or none

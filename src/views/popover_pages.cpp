@@ -23,6 +23,22 @@ QString formatTime(std::int64_t seconds) {
   return QStringLiteral("%1h %2m").arg(seconds / 3600).arg(minutes);
 }
 
+QWidget* pageToolbar(QWidget& page, const QString& title, const std::function<void()>& dismissed) {
+  auto* toolbar = new QWidget;
+  toolbar->setMinimumHeight(48);
+  auto* back = new PushButton(PushButton::Kind::plain, qtTrId("stats_back"));
+  back->setSymbol(QStringLiteral("chevron.left"));
+  QObject::connect(back, &PushButton::clicked, &page, dismissed);
+  page.setFocusProxy(back);
+  auto* words = new TextLabel(TextRole::headline, title);
+  words->setAlignment(Qt::AlignVCenter);
+  words->setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Preferred);
+  auto* line = lineIn(toolbar, {12, 0, 12, 0}, 8, {back, {stretch, 1}, words, {stretch, 1}});
+  // As wide as the button on the other side, so that the title stands in the middle where there is space.
+  line->addSpacerItem(new QSpacerItem(back->sizeHint().width(), 0, QSizePolicy::Maximum));
+  return toolbar;
+}
+
 // StatCard.
 
 StatCard::StatCard(const QString& symbol, const QString& labelText, Highlight emphasis)
@@ -69,9 +85,8 @@ void StatCard::paintEvent(QPaintEvent* /*event*/) {
 
 // StatsView.
 
-StatsView::StatsView(std::shared_ptr<StatsRepository> repository, QWidget* footer,
-                     const std::function<void()>& dismissed)
-    : statsRepo(std::move(repository)) {
+StatsView::StatsView(Parts parts, QWidget* footer, const std::function<void()>& dismissed)
+    : parts_(std::move(parts)), journal_(new JournalCards(*this, parts_.settingsRepo, parts_.journal)) {
   auto* header = new TextLabel(TextRole::subheadline, qtTrId("stats_header"), &AppColors::textSecondary);
   auto* alerts = new StatCard(QStringLiteral("eye.trianglebadge.exclamationmark.fill"),
                               qtTrId("stats_alerts_label"), StatCard::Highlight::yes);
@@ -89,47 +104,39 @@ StatsView::StatsView(std::shared_ptr<StatsRepository> repository, QWidget* foote
                          alerts,
                          tileGap,
                          lineIn(nullptr, {}, tileGap, {{sessions, 1}, {time, 1}}),
+                         journal_,
                          12,
                          reset,
                          {stretch, 1}});
-  if (footer != nullptr) addItems(*body, {centred(footer)});
+  if (footer != nullptr) addItems(*body, {8, centred(footer)});
   auto* scroll = new ScrollPage;
   scroll->setPage(page);
-  columnIn(this, {}, 0, {buildToolbar(dismissed), divider(), {scroll, 1}});
+  columnIn(this, {}, 0, {pageToolbar(*this, qtTrId("stats_title"), dismissed), divider(), {scroll, 1}});
 
-  statsRegistration_ = statsRepo->stats.subscribe([alerts, sessions, time](const FilterStats& stats) {
+  statsRegistration_ = parts_.statsRepo->stats.subscribe([alerts, sessions, time](const FilterStats& stats) {
     alerts->setValue(QString::number(stats.alertCount));
     sessions->setValue(QString::number(stats.sessionCount));
     time->setValue(formatTime(stats.totalActiveSeconds));
   });
 }
 
-QWidget* StatsView::buildToolbar(const std::function<void()>& dismiss) {
-  auto* toolbar = new QWidget;
-  toolbar->setMinimumHeight(48);
-  auto* back = new PushButton(PushButton::Kind::plain, qtTrId("stats_back"));
-  back->setSymbol(QStringLiteral("chevron.left"));
-  connect(back, &PushButton::clicked, this, dismiss);
-  setFocusProxy(back);
-  auto* title = new TextLabel(TextRole::headline, qtTrId("stats_title"));
-  title->setAlignment(Qt::AlignVCenter);
-  title->setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Preferred);
-  auto* line = lineIn(toolbar, {12, 0, 12, 0}, 8, {back, {stretch, 1}, title, {stretch, 1}});
-  // As wide as the button on the other side, so that the title stands in the middle where there is space.
-  line->addSpacerItem(new QSpacerItem(back->sizeHint().width(), 0, QSizePolicy::Maximum));
-  return toolbar;
-}
-
 void StatsView::askForReset() {
-  if (confirm_ != nullptr) return;
+  if (asks()) return;
+  QString words = qtTrId("stats_reset_confirm");
+  if (parts_.settingsRepo->options.get().journal == JournalWish::kept)
+    words += u' ' + qtTrId("Le journal des alertes est effacé aussi.");
   // Over this view, to go with it: another page may be opened from outside.
   confirm_ = openDialog(*this, {.symbol = QStringLiteral("exclamationmark.triangle.fill"),
                                 .color = &AppColors::warningGraphic,
-                                .words = qtTrId("stats_reset_confirm"),
+                                .words = words,
                                 .cancel = qtTrId("stats_reset_cancel"),
                                 .confirm = qtTrId("stats_reset_yes"),
                                 .kind = PushButton::Kind::destructive,
-                                .confirmed = [this] { statsRepo->reset(); }});
+                                .confirmed = [this] {
+                                  parts_.statsRepo->reset();
+                                  parts_.journal->erase();
+                                  journal_->refresh();
+                                }});
   confirm_->onClosed = [this] { confirm_.clear(); };
 }
 
@@ -149,15 +156,19 @@ class AboutSection final : public QWidget {
 
 }  // namespace
 
-AboutView::AboutView(const QString& version, QWidget* footer, const std::function<void()>& dismissed)
+AboutView::AboutView(const QString& version, QWidget* footer, const std::function<void()>& dismissed,
+                     const std::function<void()>& verify)
     : ToolbarPage(qtTrId("Fermer"), {10, 5, 0, 0}) {
   connect(leaveButton(), &PushButton::clicked, this, dismissed);
   setFocusProxy(leaveButton());
+  auto* check = new PushButton(PushButton::Kind::secondary, qtTrId("Vérifier par vous-même…"));
+  connect(check, &PushButton::clicked, this, verify);
   auto* sections =
       columnIn(nullptr, {20, 0, 20, 0}, 14,
                {new AboutSection(qtTrId("about_developer_title"), qtTrId("about_developer_body")),
                 new AboutSection(qtTrId("about_project_title"), qtTrId("about_project_body")),
-                new AboutSection(qtTrId("about_privacy_title"), qtTrId("about_privacy_body"))});
+                new AboutSection(qtTrId("about_privacy_title"), qtTrId("about_privacy_body")),
+                {check, 0, Qt::AlignLeft}});
   auto* page = new QWidget;
   auto* column = columnIn(
       page, {}, 0,

@@ -7,14 +7,22 @@
 #include <functional>
 #include <memory>
 
+#include "platform/alert_journal.h"
+#include "settings/settings_repository.h"
 #include "settings/stats_repository.h"
 #include "support/registration.h"
 #include "views/controls/layout.h"
 #include "views/controls/windows.h"
+#include "views/journal_cards.h"
 
 // What takes the place of the popover's home. Each takes a link to show at its foot, or none. Main thread.
 
 namespace sentrel {
+
+/// The head of a page: its title between the button back and as much space. That button gets the focus of
+/// `page`.
+[[nodiscard]] QWidget* pageToolbar(QWidget& page, const QString& title,
+                                   const std::function<void()>& dismissed);
 
 /// A tile with a number and its label; one of a group may be emphasised. A long number is drawn smaller, down
 /// to 16 pixels, and then cut.
@@ -37,21 +45,27 @@ class StatCard : public QWidget {
   QString value;
 };
 
-/// The lifetime counters, with their reset behind a question.
+/// The lifetime counters, with their reset behind a question, and the journal of alerts.
 class StatsView : public QWidget {
  public:
-  /// `dismissed` is called when the person goes back.
-  StatsView(std::shared_ptr<StatsRepository> repository, QWidget* footer,
-            const std::function<void()>& dismissed);
+  struct Parts {
+    std::shared_ptr<StatsRepository> statsRepo;
+    std::shared_ptr<SettingsRepository> settingsRepo;
+    std::shared_ptr<AlertJournal> journal;
+  };
 
-  /// Whether the question is asked just now.
+  /// `dismissed` is called when the person goes back.
+  StatsView(Parts parts, QWidget* footer, const std::function<void()>& dismissed);
+
+  /// Whether the question of the reset is asked just now.
   [[nodiscard]] bool showResetConfirm() const { return confirm_ != nullptr; }
+  /// Whether any question is.
+  [[nodiscard]] bool asks() const { return showResetConfirm() || journal_->asks(); }
   void askForReset();
 
  private:
-  QWidget* buildToolbar(const std::function<void()>& dismiss);
-
-  const std::shared_ptr<StatsRepository> statsRepo;
+  const Parts parts_;
+  JournalCards* journal_;
   QPointer<Sheet> confirm_;
   Registration statsRegistration_;
 };
@@ -59,8 +73,10 @@ class StatsView : public QWidget {
 /// What the program is, who makes it and what becomes of pictures.
 class AboutView : public ToolbarPage {
  public:
-  /// `dismissed` is called when the person closes it.
-  AboutView(const QString& version, QWidget* footer, const std::function<void()>& dismissed);
+  /// `dismissed` is called when the person closes it, and `verify` when they want to see what it claims
+  /// tried.
+  AboutView(const QString& version, QWidget* footer, const std::function<void()>& dismissed,
+            const std::function<void()>& verify);
 };
 
 /// Whole minutes and, from an hour on, hours: "47m", "2h 5m". Days are not used.

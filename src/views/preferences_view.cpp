@@ -11,6 +11,7 @@
 #include "views/controls/buttons.h"
 #include "views/controls/labels.h"
 #include "views/controls/painting.h"
+#include "views/journal_cards.h"
 #include "views/popover.h"
 #include "views/popover_rows.h"
 #include "views/theme.h"
@@ -271,6 +272,7 @@ void PreferencesView::buildReactions(Card& card) {
       {{qtTrId("Sans limite"), 0}, {qtTrId("3,5 m"), 350}, {qtTrId("2,5 m"), 250}, {qtTrId("1,5 m"), 150}},
       &ProtectionOptions::watchUpToCm);
   addAlertAfter(card);
+  addJournal(card);
   if constexpr (facingWasMeasured) addOnlyFacing(card);
 }
 
@@ -423,6 +425,22 @@ void PreferencesView::addCoverShortcut(Card& card) {
   refreshers_.emplace_back([toggle, isWanted] { toggle->setChecked(isWanted()); });
   coverKeysRegistration_ = parts_.keyMonitor->canObserveChanged.connect(tell);
   tell();
+}
+
+/// Its end erases what was kept, and is asked about first.
+void PreferencesView::addJournal(Card& card) {
+  const QString label = qtTrId("Journal des alertes");
+  auto* toggle = new ToggleSwitch(label, ToggleSwitch::Click::asks);
+  connect(toggle, &ToggleSwitch::clicked, this, [this] {
+    if (options_.journal == JournalWish::kept) {
+      askToEndJournal(*this, parts_.settingsRepo, parts_.journal)->setCornerRadius(0);
+    } else {
+      options_.journal = JournalWish::kept;
+      parts_.settingsRepo->save(options_);
+    }
+  });
+  refreshers_.emplace_back([this, toggle] { toggle->setChecked(options_.journal == JournalWish::kept); });
+  card.addRow(label, qtTrId("journal_hint"), toggle);
 }
 
 /// Its switch shows what the desktop says, also when registering has failed; its words say that it has.

@@ -43,6 +43,7 @@ class PreferencesView : public FixedWindow {
     std::shared_ptr<const Clock> clock;
     std::shared_ptr<LoginItem> loginItem;
     std::shared_ptr<KeyMonitor> keyMonitor;
+    std::shared_ptr<AlertJournal> journal;
     std::shared_ptr<MainLoop> mainLoop;
     std::shared_ptr<const Published<std::optional<CameraFailure>>> failure;  ///< why the camera gives nothing
     std::function<std::shared_ptr<CalibrationSession>()> newCalibration;
@@ -83,6 +84,7 @@ class PreferencesView : public FixedWindow {
   void addAlertAfter(Card& card);
   void addOnlyFacing(Card& card);
   void addCoverShortcut(Card& card);
+  void addJournal(Card& card);
   void addLaunchAtLogin(Card& card);
   void addCalibration(Card& card);
 

@@ -135,6 +135,7 @@ TEST_F(Entry, ArgumentsAreAnsweredInWords) {
       {{"journal", "7d"}, english, "", 2, "", "“7d”"},
       {{"journal"}, nothing, "", 0, "Aucune alerte\n", ""},
       {{"status"}, session, "", 3, "", "sentrel: Sentrel ne tourne pas.\n"},
+      {{"privacy"}, session, "", 3, "", "ne tourne pas"},
       {{"pause", "24h"}, session, "", 3, "", "ne tourne pas"},
       {{"guest"}, nothing, "", 3, "", "ne tourne pas"},
       {{"--help"}, session, ">/dev/full", 1, "", "sentrel: No space left on device\n"},

@@ -57,7 +57,7 @@ struct ProgramRun : testing::Test {
 
   /// A command that has ended.
   struct Said {
-    int status;
+    int status = 0;
     std::string out;
     std::string err;
   };

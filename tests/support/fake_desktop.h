@@ -5,6 +5,7 @@
 
 #include "platform/alert_journal.h"
 #include "platform/desktop_services.h"
+#include "platform/privacy_proof.h"
 #include "platform/session_events.h"
 #include "support/main_loop.h"
 
@@ -131,6 +132,29 @@ struct FakeJournal final : AlertJournal {
   }
 };
 
+/// Answers at once with the facts that a test wants.
+struct FakeProof final : PrivacyProof {
+  PrivacyFacts facts{
+      .process = 4711,
+      .filterMode = 2,
+      .sockets = {{"socket(AF_INET, SOCK_STREAM)", "EPERM", true},
+                  {"socket(AF_INET6, SOCK_STREAM)", "EPERM", true}},
+      .program = {"posix_spawn(/bin/true)", "EPERM", true},
+      .coreDumps = "00000010",
+      .openForWriting = {{2, "/home/someone/.xsession-errors", true}},
+      .keptFiles = {{"/home/someone/.config/sentrel/defaults.json", 812, 1'795'000'000'000, true,
+                     "{\n    \"filter_strength\": 3\n}\n"}},
+      .cameraOpenMs = 60'000,
+      .framesInMemory = 3,
+  };
+  int asked = 0;
+
+  void ask(std::function<void(const PrivacyFacts&)> told) override {
+    ++asked;
+    told(facts);
+  }
+};
+
 /// A login item that remembers what it was asked and fails on demand.
 struct FakeLoginItem final : LoginItem {
   [[nodiscard]] bool isEnabled() const override { return enabled; }
@@ -177,6 +201,7 @@ struct FakeDesktop {
   std::shared_ptr<FakeKeyMonitor> keys = std::make_shared<FakeKeyMonitor>();
   std::shared_ptr<FakeHaptics> haptics = std::make_shared<FakeHaptics>();
   std::shared_ptr<FakeJournal> journal = std::make_shared<FakeJournal>();
+  std::shared_ptr<FakeProof> proof = std::make_shared<FakeProof>();
 };
 
 }  // namespace sentrel::test

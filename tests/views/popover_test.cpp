@@ -1,8 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <QAccessible>
 #include <QClipboard>
+#include <QFileDialog>
+#include <QLocale>
+#include <numeric>
 
 #include "views/popover_pages.h"
 #include "views/popover_rows.h"
+#include "views/privacy_view.h"
 #include "views/window_test.h"
 
 namespace sentrel::test {
@@ -297,6 +302,218 @@ TEST_F(PopoverTest, AQuestionGoesWithThePageThatAskedIt) {
   EXPECT_FALSE(content().asks());
   close();
   linkFailed();  // too late
+}
+
+/// The statistics of somebody who was asked about the journal.
+struct JournalCardsTest : PopoverTest {
+  void openStatistics(JournalWish wish) {
+    ProtectionOptions options = settings->options;
+    options.journal = wish;
+    settings->save(options);
+    openPopover();
+    content().showPage(Page::stats);
+    QCoreApplication::processEvents();
+  }
+  [[nodiscard]] JournalWish wish() const { return settings->options.get().journal; }
+  void keep(int today, int yesterday) const {
+    const QDateTime noon(QDate::currentDate(), QTime(12, 0));
+    for (int i = 0; i < today + yesterday; ++i)
+      desktop.journal->add({.beganMs = noon.addDays(i < today ? 0 : -1).toMSecsSinceEpoch()});
+  }
+  /// The words of the bar of the day that is so many days ago.
+  [[nodiscard]] static QString day(int ago, const char* alerts) {
+    return QLocale(QLocale::French).toString(QDate::currentDate().addDays(-ago), QStringLiteral("ddd d")) +
+           QStringLiteral("\u00A0: ") + QString::fromUtf8(alerts);
+  }
+};
+
+TEST_F(JournalCardsTest, AJournalIsOfferedUntilThePersonHasAnswered) {
+  openStatistics(JournalWish::unasked);
+  press("Non merci");
+  EXPECT_EQ(wish(), JournalWish::refused);
+  EXPECT_EQ(named("Tenir un journal"), nullptr);
+  openStatistics(JournalWish::unasked);
+  press("Tenir un journal");
+  EXPECT_EQ(wish(), JournalWish::kept);
+  EXPECT_NE(named("Exporter…"), nullptr);
+  for (const auto answered : {JournalWish::refused, JournalWish::kept}) {
+    openStatistics(answered);
+    EXPECT_EQ(named("Non merci"), nullptr);
+    EXPECT_EQ(named("Exporter…") != nullptr, answered == JournalWish::kept);
+  }
+}
+
+TEST_F(JournalCardsTest, BarsAreReadByKeyAndByAssistiveTechnology) {
+  keep(3, 1);
+  openStatistics(JournalWish::kept);
+  auto* days = named<QWidget>("14 derniers jours\u00A0: 4 alertes");
+  ASSERT_NE(days, nullptr);
+  const QAccessibleInterface* list = QAccessible::queryAccessibleInterface(days);
+  EXPECT_EQ(list->role(), QAccessible::List);
+  ASSERT_EQ(list->childCount(), 14);
+  EXPECT_EQ(list->child(13)->role(), QAccessible::ListItem);
+  EXPECT_EQ(list->child(13)->text(QAccessible::Name), day(0, "3 alertes"));
+  EXPECT_EQ(list->child(12)->text(QAccessible::Name), day(1, "1 alerte"));
+  EXPECT_EQ(list->child(0)->text(QAccessible::Name), day(13, "aucune alerte"));
+  EXPECT_NE(named<QWidget>("de 12 h à 13 h\u00A0: 4 alertes"), nullptr);
+
+  named("Retour")->setFocus();
+  key(Qt::Key_Tab);
+  EXPECT_EQ(window->focusWidget()->accessibleName(), day(13, "aucune alerte"));
+  const std::pair<Qt::Key, int> steps[] = {{Qt::Key_Left, 13}, {Qt::Key_End, 0},   {Qt::Key_Right, 0},
+                                           {Qt::Key_Left, 1},  {Qt::Key_Home, 13}, {Qt::Key_Right, 12}};
+  for (const auto& [pressed, ago] : steps) {
+    key(pressed);
+    EXPECT_TRUE(window->focusWidget()->accessibleName().startsWith(day(ago, ""))) << ago;
+  }
+  key(Qt::Key_Tab);
+  EXPECT_TRUE(window->focusWidget()->accessibleName().startsWith("de 0 h à 1 h")) << "one stop for a chart";
+  key(Qt::Key_Backtab);
+  EXPECT_TRUE(window->focusWidget()->accessibleName().startsWith(day(12, ""))) << "where it was";
+}
+
+TEST_F(JournalCardsTest, WhatIsKeptGoesOnlyAfterAQuestion) {
+  const auto records = [this] { return desktop.journal->records.size(); };
+  keep(2, 0);
+  openStatistics(JournalWish::kept);
+  press("Effacer");
+  EXPECT_TRUE(content().asks());
+  key(Qt::Key_Escape);
+  EXPECT_EQ(records(), 2U);
+  press("Effacer");
+  key(Qt::Key_Tab);
+  key(Qt::Key_Space);
+  EXPECT_EQ(records(), 0U);
+  EXPECT_NE(named<QWidget>("14 derniers jours\u00A0: Aucune alerte"), nullptr);
+  EXPECT_EQ(wish(), JournalWish::kept) << "it goes on";
+  keep(1, 0);
+  press("Remettre à zéro…");
+  press("Remettre à zéro");
+  EXPECT_EQ(records(), 0U);
+
+  keep(1, 0);
+  open<PreferencesView>(preferencesParts());
+  auto* toggle = named<ToggleSwitch>("Journal des alertes");
+  EXPECT_TRUE(toggle->isChecked());
+  click(toggle);
+  press("Annuler");
+  EXPECT_TRUE(toggle->isChecked());
+  EXPECT_EQ(records(), 1U);
+  click(toggle);
+  press("Arrêter et effacer");
+  EXPECT_FALSE(toggle->isChecked());
+  EXPECT_EQ(records(), 0U);
+  EXPECT_EQ(wish(), JournalWish::refused);
+  click(toggle);
+  EXPECT_TRUE(toggle->isChecked()) << "nothing to ask about";
+  EXPECT_EQ(wish(), JournalWish::kept);
+}
+
+TEST_F(JournalCardsTest, AnExportSaysHowItEnded) {
+  keep(1, 0);
+  openStatistics(JournalWish::kept);
+  for (const bool canExport : {true, false}) {
+    desktop.journal->canExport = canExport;
+    press("Exporter…");
+    EXPECT_TRUE(content().asks()) << "the popover stays";
+    auto* dialog = content().findChild<QFileDialog*>();
+    ASSERT_NE(dialog, nullptr);
+    static_cast<QDialog*>(dialog)->accept();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_THAT(desktop.journal->exportedTo, testing::EndsWith("/alertes-sentrel.csv"));
+    EXPECT_TRUE(shows(canExport ? "Exporté\u00A0: alertes-sentrel.csv"
+                                : "alertes-sentrel.csv n'a pas pu être écrit."));
+    EXPECT_FALSE(content().asks());
+  }
+  desktop.journal->trouble = "journal_damaged";
+  EXPECT_TRUE(shows("Journal endommagé\u00A0: les lignes lisibles ont été gardées."));
+}
+
+TEST(AlertCounts, AreOfDaysAndHoursOfTheWall) {
+  const QDateTime now(QDate(2026, 11, 22), QTime(0, 30));
+  const auto began = [](int day, int hour, int minute) {
+    return AlertRecord{.beganMs = QDateTime(QDate(2026, 11, day), QTime(hour, minute)).toMSecsSinceEpoch()};
+  };
+  const std::vector records{began(22, 0, 10), began(21, 23, 59), began(21, 0, 0), began(9, 0, 0),
+                            began(8, 23, 59), began(23, 8, 0)};  // too long ago, and of tomorrow
+  const auto days = alertsByDay(records, now);
+  EXPECT_EQ(days[13], 1);
+  EXPECT_EQ(days[12], 2);
+  EXPECT_EQ(days[0], 1);
+  EXPECT_EQ(std::accumulate(days.begin(), days.end(), std::int64_t{0}), 4);
+  const auto hours = alertsByHour(records);
+  EXPECT_EQ(hours[0], 3);
+  EXPECT_EQ(hours[23], 2);
+  EXPECT_EQ(hours[8], 1);
+}
+
+TEST_F(PopoverTest, TheClaimsAreTriedWhenThePageOpens) {
+  desktop.proof->facts.cameraOpenMs.reset();  // since when is told by the clock
+  desktop.proof->facts.framesInMemory = 0;
+  content().showPage(Page::about);
+  EXPECT_EQ(desktop.proof->asked, 0);
+  press("Vérifier par vous-même…");
+  EXPECT_EQ(content().page(), Page::privacy);
+  EXPECT_EQ(desktop.proof->asked, 1);
+  const QString claim = "Une connexion au réseau est refusée";
+  const QString answer = "socket(AF_INET, SOCK_STREAM) = EPERM\nsocket(AF_INET6, SOCK_STREAM) = EPERM";
+  EXPECT_EQ(named<QWidget>(answer), nullptr);
+  press(claim);
+  EXPECT_NE(named<QWidget>(answer), nullptr);
+  EXPECT_EQ(named<QWidget>("Vérifié\u00A0: " + claim + ", EPERM")->accessibleDescription(), "Déplié");
+  press("Gardé, pour vous seul\u00A0: defaults.json");
+  EXPECT_NE(named<QWidget>("{\n    \"filter_strength\": 3\n}\n…"), nullptr) << "its beginning";
+  press("Copier");
+  const QString copied = QGuiApplication::clipboard()->text();
+  EXPECT_EQ(copied, proofReport(desktop.proof->facts).words);
+  EXPECT_TRUE(copied.contains("/home/someone/.config/sentrel/defaults.json"));
+  EXPECT_FALSE(copied.contains("filter_strength")) << "no content";
+  key(Qt::Key_Escape);
+  EXPECT_EQ(content().page(), Page::about);
+}
+
+TEST_F(PopoverTest, AClaimThatDoesNotHoldIsRedAndNoOther) {
+  const PrivacyFacts good = desktop.proof->facts;
+  EXPECT_TRUE(proofReport(good).holds);
+  const struct {
+    const char* claim;
+    std::function<void(PrivacyFacts&)> spoil;
+  } cases[] = {
+      {"Ce noyau ne filtre pas les appels de ce programme", [](auto& facts) { facts.filterMode = 0; }},
+      {"Une connexion au réseau n'est pas refusée",
+       [](auto& facts) {
+         facts.sockets[1] = {"socket(AF_INET6, SOCK_STREAM)", "EAFNOSUPPORT"};
+       }},
+      {"Une connexion au réseau n'est pas refusée", [](auto& facts) { facts.sockets.clear(); }},
+      {"Lancer un autre programme n'est pas refusé",
+       [](auto& facts) {
+         facts.program = {"posix_spawn(/bin/true)", "0"};
+       }},
+      {"Un plantage pourrait écrire la mémoire", [](auto& facts) { facts.coreDumps = "00000033"; }},
+      {"Un plantage pourrait écrire la mémoire", [](auto& facts) { facts.coreDumps.clear(); }},
+      {"Un fichier inattendu est ouvert en écriture",
+       [](auto& facts) {
+         facts.openForWriting.push_back({7, "/tmp/picture", false});
+       }},
+      {"Images de la caméra restées en mémoire", [](auto& facts) { facts.cameraOpenMs.reset(); }},
+      {"Gardé, et lisible par d'autres\u00A0: defaults.json",
+       [](auto& facts) { facts.keptFiles[0].isPrivate = false; }},
+  };
+  for (const auto& [claim, spoil] : cases) {
+    PrivacyFacts facts = good;
+    spoil(facts);
+    std::vector<QString> wrong;
+    for (const ProofLine& line : proofLines(facts)) {
+      if (!line.holds) wrong.push_back(line.claim);
+    }
+    EXPECT_EQ(wrong, std::vector{QString::fromUtf8(claim)});
+    EXPECT_FALSE(proofReport(facts).holds);
+    EXPECT_TRUE(proofReport(facts).words.contains(QStringLiteral("✗ ") + QString::fromUtf8(claim)));
+  }
+  PrivacyFacts undumpable = good;
+  undumpable.coreDumps.clear();
+  undumpable.isDumpable = false;
+  EXPECT_TRUE(proofReport(undumpable).holds) << "the other way to keep memory out";
 }
 
 TEST(FormatTime, DropsSecondsAndKnowsNoDays) {

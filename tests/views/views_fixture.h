@@ -46,6 +46,9 @@ struct ViewsFixture : TestCore {
             .remote = remote,
             .failure = {control, &control->failure()},
             .statsRepo = stats,
+            .settingsRepo = settings,
+            .journal = desktop.journal,
+            .proof = desktop.proof,
             .notice = {},
             .version = QStringLiteral("1.0.0"),
             .projectsPage = QUrl(QStringLiteral("https://example.org")),
@@ -61,6 +64,7 @@ struct ViewsFixture : TestCore {
             .clock = machine.loop,
             .loginItem = loginItem,
             .keyMonitor = desktop.keys,
+            .journal = desktop.journal,
             .mainLoop = machine.loop,
             .failure = {control, &control->failure()},
             .newCalibration = [this] { return newCalibration(); }};

@@ -22,7 +22,7 @@ struct WindowsTest : WindowTest {
   void forEachWindow(const std::function<void()>& visit) {
     openPopover();
     if (auto* pause = named("Mettre en pause")) pause->click();
-    for (const auto page : {Page::home, Page::stats, Page::about}) {
+    for (const auto page : {Page::home, Page::stats, Page::about, Page::privacy}) {
       dynamic_cast<PopoverWindow&>(*window).content().showPage(page);
       visit();
     }

@@ -1011,5 +1011,225 @@
         <source></source>
         <translation>list the alerts that are kept</translation>
     </message>
+    <message id="1 alerte">
+        <source></source>
+        <translation>1 alert</translation>
+    </message>
+    <message id="%1 alertes">
+        <source></source>
+        <translation>%1 alerts</translation>
+    </message>
+    <message id="Arrêter le journal des alertes et effacer ce qu'il contient ?">
+        <source></source>
+        <translation>Stop the journal of alerts and erase what it holds?</translation>
+    </message>
+    <message id="Arrêter et effacer">
+        <source></source>
+        <translation>Stop and erase</translation>
+    </message>
+    <message id="Tenir un journal">
+        <source></source>
+        <translation>Keep a journal</translation>
+    </message>
+    <message id="Non merci">
+        <source></source>
+        <translation>No thanks</translation>
+    </message>
+    <message id="Journal des alertes">
+        <source></source>
+        <translation>Journal of alerts</translation>
+    </message>
+    <message id="journal_offer">
+        <source></source>
+        <translation>A line for each alert, kept for 90 days on this computer: date, length, number of faces, camera. Never a picture, nor the name of a window.</translation>
+    </message>
+    <message id="14 derniers jours">
+        <source></source>
+        <translation>Last 14 days</translation>
+    </message>
+    <message id="Heures de la journée">
+        <source></source>
+        <translation>Hours of the day</translation>
+    </message>
+    <message id="Exporter…">
+        <source></source>
+        <translation>Export…</translation>
+    </message>
+    <message id="Effacer">
+        <source></source>
+        <translation>Erase</translation>
+    </message>
+    <message id="aujourd'hui">
+        <source></source>
+        <translation>today</translation>
+    </message>
+    <message id="%1 h">
+        <source></source>
+        <translation>%1:00</translation>
+    </message>
+    <message id="de %1 h à %2 h">
+        <source></source>
+        <translation>%1:00 to %2:00</translation>
+    </message>
+    <message id="Effacer le journal des alertes ? Cette action est définitive.">
+        <source></source>
+        <translation>Erase the journal of alerts? This cannot be undone.</translation>
+    </message>
+    <message id="Exporter le journal des alertes">
+        <source></source>
+        <translation>Export the journal of alerts</translation>
+    </message>
+    <message id="Exporter">
+        <source></source>
+        <translation>Export</translation>
+    </message>
+    <message id="Dossier :">
+        <source></source>
+        <translation>Folder:</translation>
+    </message>
+    <message id="Nom du fichier :">
+        <source></source>
+        <translation>File name:</translation>
+    </message>
+    <message id="Type :">
+        <source></source>
+        <translation>Type:</translation>
+    </message>
+    <message id="alertes-sentrel.csv">
+        <source></source>
+        <translation>sentrel-alerts.csv</translation>
+    </message>
+    <message id="Exporté : %1">
+        <source></source>
+        <translation>Exported: %1</translation>
+    </message>
+    <message id="%1 n'a pas pu être écrit.">
+        <source></source>
+        <translation>%1 could not be written.</translation>
+    </message>
+    <message id="Le journal des alertes est effacé aussi.">
+        <source></source>
+        <translation>The journal of alerts is erased, too.</translation>
+    </message>
+    <message id="journal_hint">
+        <source></source>
+        <translation>A line for each alert, 90 days, on this computer; never a picture</translation>
+    </message>
+    <message id="Vérifier par vous-même…">
+        <source></source>
+        <translation>See for yourself…</translation>
+    </message>
+    <message id="Le noyau filtre les appels de ce programme">
+        <source></source>
+        <translation>The kernel filters this program&apos;s calls</translation>
+    </message>
+    <message id="Ce noyau ne filtre pas les appels de ce programme">
+        <source></source>
+        <translation>This kernel does not filter this program&apos;s calls</translation>
+    </message>
+    <message id="Une connexion au réseau est refusée">
+        <source></source>
+        <translation>A network connection is refused</translation>
+    </message>
+    <message id="Une connexion au réseau n'est pas refusée">
+        <source></source>
+        <translation>A network connection is not refused</translation>
+    </message>
+    <message id="Lancer un autre programme est refusé">
+        <source></source>
+        <translation>Starting another program is refused</translation>
+    </message>
+    <message id="Lancer un autre programme n'est pas refusé">
+        <source></source>
+        <translation>Starting another program is not refused</translation>
+    </message>
+    <message id="Un plantage n'écrit rien de la mémoire">
+        <source></source>
+        <translation>A crash writes nothing of the memory</translation>
+    </message>
+    <message id="Un plantage pourrait écrire la mémoire">
+        <source></source>
+        <translation>A crash could write the memory</translation>
+    </message>
+    <message id="Un fichier inattendu est ouvert en écriture">
+        <source></source>
+        <translation>An unexpected file is open for writing</translation>
+    </message>
+    <message id="Aucun fichier n'est ouvert en écriture">
+        <source></source>
+        <translation>No file is open for writing</translation>
+    </message>
+    <message id="Ouverts en écriture : ses messages ou ses fichiers">
+        <source></source>
+        <translation>Open for writing: its messages or its own files</translation>
+    </message>
+    <message id="La caméra est fermée">
+        <source></source>
+        <translation>The camera is closed</translation>
+    </message>
+    <message id="La caméra est ouverte depuis">
+        <source></source>
+        <translation>The camera has been open since</translation>
+    </message>
+    <message id="Images de la caméra en mémoire">
+        <source></source>
+        <translation>Camera pictures in memory</translation>
+    </message>
+    <message id="Images de la caméra restées en mémoire">
+        <source></source>
+        <translation>Camera pictures left in memory</translation>
+    </message>
+    <message id="Comptées là où elles sont réservées et rendues">
+        <source></source>
+        <translation>Counted where they are taken and given back</translation>
+    </message>
+    <message id="Gardé, pour vous seul : %1">
+        <source></source>
+        <translation>Kept, for you alone: %1</translation>
+    </message>
+    <message id="Gardé, et lisible par d'autres : %1">
+        <source></source>
+        <translation>Kept, and others can read it: %1</translation>
+    </message>
+    <message id="n'affiche rien : aucun réseau">
+        <source></source>
+        <translation>prints nothing: no network</translation>
+    </message>
+    <message id="montre tout ce qui est ouvert">
+        <source></source>
+        <translation>shows all that is open</translation>
+    </message>
+    <message id="affiche 2 : un filtre">
+        <source></source>
+        <translation>prints 2: a filter</translation>
+    </message>
+    <message id="Depuis un terminal :">
+        <source></source>
+        <translation>From a terminal:</translation>
+    </message>
+    <message id="Vérifié">
+        <source></source>
+        <translation>Verified</translation>
+    </message>
+    <message id="Échec">
+        <source></source>
+        <translation>Failed</translation>
+    </message>
+    <message id="privacy_intro">
+        <source></source>
+        <translation>Sentrel has just tried what it says it cannot do, and read again what it keeps.</translation>
+    </message>
+    <message id="Vérifier par vous-même">
+        <source></source>
+        <translation>See for yourself</translation>
+    </message>
+    <message id="Copier">
+        <source></source>
+        <translation>Copy</translation>
+    </message>
+    <message id="command_privacy">
+        <source></source>
+        <translation>have the program try what it says it cannot do</translation>
+    </message>
 </context>
 </TS>

@@ -1011,5 +1011,225 @@
         <source></source>
         <translation>liste les alertes gardées</translation>
     </message>
+    <message id="1 alerte">
+        <source></source>
+        <translation>1 alerte</translation>
+    </message>
+    <message id="%1 alertes">
+        <source></source>
+        <translation>%1 alertes</translation>
+    </message>
+    <message id="Arrêter le journal des alertes et effacer ce qu'il contient ?">
+        <source></source>
+        <translation>Arrêter le journal des alertes et effacer ce qu&apos;il contient&#x202f;?</translation>
+    </message>
+    <message id="Arrêter et effacer">
+        <source></source>
+        <translation>Arrêter et effacer</translation>
+    </message>
+    <message id="Tenir un journal">
+        <source></source>
+        <translation>Tenir un journal</translation>
+    </message>
+    <message id="Non merci">
+        <source></source>
+        <translation>Non merci</translation>
+    </message>
+    <message id="Journal des alertes">
+        <source></source>
+        <translation>Journal des alertes</translation>
+    </message>
+    <message id="journal_offer">
+        <source></source>
+        <translation>Une ligne par alerte, gardée 90 jours sur cet ordinateur&#xa0;: date, durée, nombre de visages, caméra. Jamais une image ni le nom d&apos;une fenêtre.</translation>
+    </message>
+    <message id="14 derniers jours">
+        <source></source>
+        <translation>14 derniers jours</translation>
+    </message>
+    <message id="Heures de la journée">
+        <source></source>
+        <translation>Heures de la journée</translation>
+    </message>
+    <message id="Exporter…">
+        <source></source>
+        <translation>Exporter…</translation>
+    </message>
+    <message id="Effacer">
+        <source></source>
+        <translation>Effacer</translation>
+    </message>
+    <message id="aujourd'hui">
+        <source></source>
+        <translation>aujourd&apos;hui</translation>
+    </message>
+    <message id="%1 h">
+        <source></source>
+        <translation>%1&#xa0;h</translation>
+    </message>
+    <message id="de %1 h à %2 h">
+        <source></source>
+        <translation>de %1 h à %2 h</translation>
+    </message>
+    <message id="Effacer le journal des alertes ? Cette action est définitive.">
+        <source></source>
+        <translation>Effacer le journal des alertes&#x202f;? Cette action est définitive.</translation>
+    </message>
+    <message id="Exporter le journal des alertes">
+        <source></source>
+        <translation>Exporter le journal des alertes</translation>
+    </message>
+    <message id="Exporter">
+        <source></source>
+        <translation>Exporter</translation>
+    </message>
+    <message id="Dossier :">
+        <source></source>
+        <translation>Dossier&#xa0;:</translation>
+    </message>
+    <message id="Nom du fichier :">
+        <source></source>
+        <translation>Nom du fichier&#xa0;:</translation>
+    </message>
+    <message id="Type :">
+        <source></source>
+        <translation>Type&#xa0;:</translation>
+    </message>
+    <message id="alertes-sentrel.csv">
+        <source></source>
+        <translation>alertes-sentrel.csv</translation>
+    </message>
+    <message id="Exporté : %1">
+        <source></source>
+        <translation>Exporté&#xa0;: %1</translation>
+    </message>
+    <message id="%1 n'a pas pu être écrit.">
+        <source></source>
+        <translation>%1 n&apos;a pas pu être écrit.</translation>
+    </message>
+    <message id="Le journal des alertes est effacé aussi.">
+        <source></source>
+        <translation>Le journal des alertes est effacé aussi.</translation>
+    </message>
+    <message id="journal_hint">
+        <source></source>
+        <translation>Une ligne par alerte, 90 jours, sur cet ordinateur&#xa0;; jamais une image</translation>
+    </message>
+    <message id="Vérifier par vous-même…">
+        <source></source>
+        <translation>Vérifier par vous-même…</translation>
+    </message>
+    <message id="Le noyau filtre les appels de ce programme">
+        <source></source>
+        <translation>Le noyau filtre les appels de ce programme</translation>
+    </message>
+    <message id="Ce noyau ne filtre pas les appels de ce programme">
+        <source></source>
+        <translation>Ce noyau ne filtre pas les appels de ce programme</translation>
+    </message>
+    <message id="Une connexion au réseau est refusée">
+        <source></source>
+        <translation>Une connexion au réseau est refusée</translation>
+    </message>
+    <message id="Une connexion au réseau n'est pas refusée">
+        <source></source>
+        <translation>Une connexion au réseau n&apos;est pas refusée</translation>
+    </message>
+    <message id="Lancer un autre programme est refusé">
+        <source></source>
+        <translation>Lancer un autre programme est refusé</translation>
+    </message>
+    <message id="Lancer un autre programme n'est pas refusé">
+        <source></source>
+        <translation>Lancer un autre programme n&apos;est pas refusé</translation>
+    </message>
+    <message id="Un plantage n'écrit rien de la mémoire">
+        <source></source>
+        <translation>Un plantage n&apos;écrit rien de la mémoire</translation>
+    </message>
+    <message id="Un plantage pourrait écrire la mémoire">
+        <source></source>
+        <translation>Un plantage pourrait écrire la mémoire</translation>
+    </message>
+    <message id="Un fichier inattendu est ouvert en écriture">
+        <source></source>
+        <translation>Un fichier inattendu est ouvert en écriture</translation>
+    </message>
+    <message id="Aucun fichier n'est ouvert en écriture">
+        <source></source>
+        <translation>Aucun fichier n&apos;est ouvert en écriture</translation>
+    </message>
+    <message id="Ouverts en écriture : ses messages ou ses fichiers">
+        <source></source>
+        <translation>Ouverts en écriture&#xa0;: ses messages ou ses fichiers</translation>
+    </message>
+    <message id="La caméra est fermée">
+        <source></source>
+        <translation>La caméra est fermée</translation>
+    </message>
+    <message id="La caméra est ouverte depuis">
+        <source></source>
+        <translation>La caméra est ouverte depuis</translation>
+    </message>
+    <message id="Images de la caméra en mémoire">
+        <source></source>
+        <translation>Images de la caméra en mémoire</translation>
+    </message>
+    <message id="Images de la caméra restées en mémoire">
+        <source></source>
+        <translation>Images de la caméra restées en mémoire</translation>
+    </message>
+    <message id="Comptées là où elles sont réservées et rendues">
+        <source></source>
+        <translation>Comptées là où elles sont réservées et rendues</translation>
+    </message>
+    <message id="Gardé, pour vous seul : %1">
+        <source></source>
+        <translation>Gardé, pour vous seul&#xa0;: %1</translation>
+    </message>
+    <message id="Gardé, et lisible par d'autres : %1">
+        <source></source>
+        <translation>Gardé, et lisible par d&apos;autres&#xa0;: %1</translation>
+    </message>
+    <message id="n'affiche rien : aucun réseau">
+        <source></source>
+        <translation>n&apos;affiche rien&#xa0;: aucun réseau</translation>
+    </message>
+    <message id="montre tout ce qui est ouvert">
+        <source></source>
+        <translation>montre tout ce qui est ouvert</translation>
+    </message>
+    <message id="affiche 2 : un filtre">
+        <source></source>
+        <translation>affiche 2&#xa0;: un filtre</translation>
+    </message>
+    <message id="Depuis un terminal :">
+        <source></source>
+        <translation>Depuis un terminal&#xa0;:</translation>
+    </message>
+    <message id="Vérifié">
+        <source></source>
+        <translation>Vérifié</translation>
+    </message>
+    <message id="Échec">
+        <source></source>
+        <translation>Échec</translation>
+    </message>
+    <message id="privacy_intro">
+        <source></source>
+        <translation>Sentrel vient d&apos;essayer ce qu&apos;il dit ne pas pouvoir faire, et de relire ce qu&apos;il garde.</translation>
+    </message>
+    <message id="Vérifier par vous-même">
+        <source></source>
+        <translation>Vérifier par vous-même</translation>
+    </message>
+    <message id="Copier">
+        <source></source>
+        <translation>Copier</translation>
+    </message>
+    <message id="command_privacy">
+        <source></source>
+        <translation>fait essayer au programme ce qu&apos;il dit ne pas pouvoir faire</translation>
+    </message>
 </context>
 </TS>
