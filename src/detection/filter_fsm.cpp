@@ -59,6 +59,20 @@ void FilterFsm::activate() {
   if (state_.get().is(FilterState::Kind::inactive)) resume();
 }
 
+std::optional<FilterFsm::Timer> FilterFsm::timer(std::int64_t nowMs) const {
+  const auto since = [nowMs](Timer::Kind kind, std::int64_t beganMs, std::int64_t lengthMs) {
+    return Timer{kind, std::clamp<std::int64_t>(checkedSubtract(nowMs, beganMs), 0, lengthMs), lengthMs};
+  };
+  const FilterState& state = state_.get();
+  if (state.is(FilterState::Kind::nominal) && inattentionStartMs != 0 && settings.inattentionDelayMs > 0)
+    return since(Timer::Kind::lookingAway, inattentionStartMs, settings.inattentionDelayMs);
+  if (!state.is(FilterState::Kind::alert)) return std::nullopt;
+  if (nowMs < alertLockedUntilMs)
+    return since(Timer::Kind::held, checkedSubtract(alertLockedUntilMs, flapLockMs), flapLockMs);
+  if (!alertRecoveryStartMs) return std::nullopt;
+  return since(Timer::Kind::recovery, *alertRecoveryStartMs, alertRecoveryMs);
+}
+
 void FilterFsm::handle(const DetectionInput& input) {
   const FilterState::Kind kind = state_.get().kind();
   if (kind == FilterState::Kind::nominal) handleNominal(input);

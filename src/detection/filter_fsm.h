@@ -99,6 +99,23 @@ class FilterFsm {
   /// Read by every transition; replaced wholesale when the person changes something.
   FilterSettings settings;
 
+  /// A wait that leads to another state.
+  struct Timer {
+    enum class Kind {
+      lookingAway,  ///< in `nominal`
+      onlooker,     ///< before an alert
+      recovery,     ///< nobody else is there any more, in `alert`
+      held,         ///< an alert that kept coming back
+    };
+    Kind kind = Kind::lookingAway;
+    std::int64_t lastedMs = 0;  ///< 0..lengthMs
+    std::int64_t lengthMs = 0;
+    bool operator==(const Timer&) const = default;
+  };
+  /// The timer that runs as of a frame at `nowMs`; none while nothing is waited for. `OnlookerFilter` knows
+  /// how long an onlooker has been there.
+  [[nodiscard]] std::optional<Timer> timer(std::int64_t nowMs) const;
+
   /// Never publishes a value equal to the one before.
   [[nodiscard]] const Published<FilterState>& state() const { return state_; }
   /// Enters `next` from outside, under the same rule: nothing happens when it is the current state.

@@ -104,6 +104,13 @@ void OnlookerFilter::beginAnew() {
   forgetIgnored();
 }
 
+std::optional<FilterFsm::Timer> OnlookerFilter::timer() const {
+  if (onlookerSinceMs_ == 0) return std::nullopt;
+  const std::int64_t lengthMs = std::max(rules.alertAfterMs, machineConfirmMs);
+  return FilterFsm::Timer{FilterFsm::Timer::Kind::onlooker,
+                          std::min(checkedSubtract(newestMs_, onlookerSinceMs_), lengthMs), lengthMs};
+}
+
 // What was said to be nobody.
 
 /// As a share of the ignored face's width.

@@ -76,6 +76,9 @@ class OnlookerFilter {
   /// alert an onlooker counts at once.
   Frame apply(const DetectionInput& input, const FaceList& faces, bool isAlert);
 
+  /// The wait before an alert, as of the newest frame; none while no onlooker is there.
+  [[nodiscard]] std::optional<FilterFsm::Timer> timer() const;
+
   /// The face that alerts is a picture on the wall: what stands at this place is ignored once it has been
   /// as still as paper for 10 s, until it moves, or was not seen for 10 minutes, or the camera was moved.
   /// What does not show within half a minute that it is paper is forgotten, too.

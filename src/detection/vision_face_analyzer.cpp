@@ -25,10 +25,6 @@ double widthOf(const FaceObservation& face) {
   return face.boundingBox.width;
 }
 
-bool counts(const FaceObservation& face) {
-  return widthOf(face) >= minimumFaceWidth;
-}
-
 /// The widest face that counts, except `other`; the first of equals, or none.
 const FaceObservation* widest(const FaceList& faces, const FaceObservation* other = nullptr) {
   const FaceObservation* best = nullptr;
@@ -67,6 +63,10 @@ FaceData measure(const FaceObservation& face) {
 
 }  // namespace
 
+bool counts(const FaceObservation& face) {
+  return widthOf(face) >= minimumFaceWidth;
+}
+
 AnalysisEnvironment AnalysisEnvironment::of(const Platform& platform) {
   return {platform.mainLoop, platform.clock, platform.analysisQueue, platform.faceDetector};
 }
@@ -93,6 +93,12 @@ void VisionFaceAnalyzer::analyzeWaiting() {
   const auto found = environment_.faceDetector->detect(*job->frame, job->timestampMs);
   const auto look = found && onLook ? measureLook(*job->frame, found->rectangles) : std::nullopt;
   if (!job->wantsRetro) job->frame.reset();
+  if (found && onDetections) {
+    environment_.mainLoop->post([weak = weak_from_this(), timestampMs = job->timestampMs,
+                                 all = std::make_shared<const FaceDetections>(*found)] {
+      if (const auto self = weak.lock()) self->onDetections(timestampMs, all);
+    });
+  }
   if (found) {
     return processResults(found->rectangles, found->landmarks, job->timestampMs, std::move(job->frame), look);
   }

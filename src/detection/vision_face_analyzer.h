@@ -20,6 +20,9 @@ namespace sentrel {
 
 struct Platform;
 
+/// Whether the face is wide enough to count: narrower ones are too far away to read a screen.
+[[nodiscard]] bool counts(const FaceObservation& face);
+
 /// What every analyser of the process shares: one detector, which lives on one queue.
 struct AnalysisEnvironment {
   std::shared_ptr<MainLoop> mainLoop;
@@ -68,6 +71,8 @@ class VisionFaceAnalyzer : public std::enable_shared_from_this<VisionFaceAnalyze
   /// Every analysed frame, also one without faces. With two faces and more, the second says where they are:
   /// those that count, in the detector's order; null otherwise.
   CallbackSlot<DetectionInput, std::shared_ptr<const FaceList>> onResult;
+  /// Everything that was found in a frame, just before its result: for somebody who looks at it.
+  CallbackSlot<std::int64_t, std::shared_ptr<const FaceDetections>> onDetections;
   /// How the frame of the result looks, just after it: when it was accepted, how many faces count, and what
   /// was measured of a picture that is large enough. Frames are measured only while this is set.
   CallbackSlot<std::int64_t, std::int64_t, std::optional<FrameLook>> onLook;

@@ -167,6 +167,7 @@ void PrivacyFilterService::makeAnalyzer() {
                                                const auto& look) {
     if (const auto self = weak.lock()) self->conditions_.frame(timestampMs, faces, look);
   };
+  liveView_.follow(analyzer);
   analyzer->onFailure = [control = uses_.cameraControl] { control->analysisFailed(); };
 }
 
@@ -177,6 +178,7 @@ void PrivacyFilterService::handleDetectionInput(const DetectionInput& input, con
   feedback_.follow(frame.onlooker);
   recorder_.follow(frame);
   fsm.handle(frame.input);
+  liveView_.judged(input.timestampMs, frame, relaxations_.filter, fsm);
   if (input.primaryFace) overlay_.updateDistance(*input.primaryFace);
 }
 

@@ -11,6 +11,7 @@
 #include "detection/vision_face_analyzer.h"
 #include "service/alert_recorder.h"
 #include "service/filter_overlay.h"
+#include "service/live_view.h"
 #include "service/relaxations.h"
 #include "service/screen_cover.h"
 #include "service/service_dependencies.h"
@@ -59,6 +60,8 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   [[nodiscard]] const Published<std::optional<CameraCondition>>& cameraCondition() const {
     return conditions_.condition();
   }
+  /// What is found in each frame, for somebody who looks.
+  [[nodiscard]] LiveView& liveView() { return liveView_; }
 
   /// What covers the screens, whether or not protection is on.
   [[nodiscard]] ScreenCover& screenCover() { return screenCover_; }
@@ -95,6 +98,7 @@ class PrivacyFilterService : public std::enable_shared_from_this<PrivacyFilterSe
   AlertRecorder recorder_{uses_, relaxations_};
   ScreenCover screenCover_{uses_};
   CameraConditions conditions_{environment_.mainLoop, environment_.clock, uses_.cameraControl};
+  LiveView liveView_;
 
   FilterFsm fsm;
   std::shared_ptr<VisionFaceAnalyzer> analyzer;  // of the current session

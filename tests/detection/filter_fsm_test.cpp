@@ -11,6 +11,7 @@ namespace {
 
 using Kind = FilterState::Kind;
 
+constexpr FaceData ahead{0, 0, 0.2F};
 constexpr FaceData away{45, 0, 0.2F};
 
 struct Machine : FilterFsm {
@@ -21,9 +22,15 @@ struct Machine : FilterFsm {
 };
 
 const std::map<char, std::optional<FaceData>> gazes{
-    {'-', std::nullopt},          {'l', FaceData{0, 0, 0.2F}},   {'a', away},
-    {'y', FaceData{30, 0, 0.2F}}, {'Y', FaceData{-30, 0, 0.2F}}, {'z', FaceData{-29.9F, 0, 0.2F}},
-    {'p', FaceData{0, 25, 0.2F}}, {'P', FaceData{0, -25, 0.2F}}, {'q', FaceData{0, 24.9F, 0.2F}},
+    {'-', std::nullopt},
+    {'l', ahead},
+    {'a', away},
+    {'y', FaceData{30, 0, 0.2F}},
+    {'Y', FaceData{-30, 0, 0.2F}},
+    {'z', FaceData{-29.9F, 0, 0.2F}},
+    {'p', FaceData{0, 25, 0.2F}},
+    {'P', FaceData{0, -25, 0.2F}},
+    {'q', FaceData{0, 24.9F, 0.2F}},
 };
 const std::map<char, Kind> states{
     {'N', Kind::nominal},    {'I', Kind::inattention}, {'A', Kind::alert},
@@ -98,6 +105,36 @@ TEST(FilterFsm, ActivationOnlyLeavesInactiveAndForgetsTimers) {
   machine.onSystemEvent(FilterFsm::SystemEvent::screenOff);
   machine.activate();
   EXPECT_EQ(machine.state().get().kind(), Kind::autoPaused);
+}
+
+TEST(FilterFsm, TellsTheTimerThatRuns) {
+  using Timer = FilterFsm::Timer;
+  Machine machine;
+  const auto timer = [&](std::int64_t ms) { return machine.timer(1'000'000 + ms); };
+  EXPECT_EQ(timer(0), std::nullopt) << "inactive";
+  machine.activate();
+  machine.frame(0, 1, away);
+  machine.frame(900, 1, away);
+  EXPECT_EQ(timer(900), (Timer{Timer::Kind::lookingAway, 900, 1500}));
+  EXPECT_EQ(timer(9000), (Timer{Timer::Kind::lookingAway, 1500, 1500})) << "never more than whole";
+  machine.frame(1000, 1, ahead);
+  EXPECT_EQ(timer(1000), std::nullopt);
+  // The third alert within the window is held for 30 s after it began.
+  std::int64_t now = 2000;
+  for (int alert = 0; alert < 3; ++alert) {
+    machine.frame(now, 2, ahead);
+    machine.frame(now + 500, 2, ahead);
+    EXPECT_EQ(machine.state().get().kind(), Kind::alert);
+    if (alert == 2) break;
+    EXPECT_EQ(timer(now + 500), std::nullopt);
+    machine.frame(now + 600, 1, ahead);
+    machine.frame(now + 1800, 1, ahead);
+    EXPECT_EQ(timer(now + 1800), (Timer{Timer::Kind::recovery, 1200, 3000}));
+    machine.frame(now + 3600, 1, ahead);
+    now += 4000;
+  }
+  machine.frame(now + 10'500, 1, ahead);
+  EXPECT_EQ(timer(now + 10'500), (Timer{Timer::Kind::held, 10'000, 30'000}));
 }
 
 TEST(FilterAlpha, ByStateAndStrength) {
