@@ -137,14 +137,15 @@ TEST_F(Hardening, TheProgramTriesInFrontOfThePersonWhatItClaims) {
 
   perform("toggle");
   ASSERT_TRUE(waitUntil([&] { return state() == "inactive" && !camera.isOpen(); }));
-  fs::permissions(settingsFolder() / "defaults.json", fs::perms(0644));
+  std::ofstream(settingsFolder() / "put here") << "by somebody";
+  fs::permissions(settingsFolder() / "put here", fs::perms(0644));
   Said closed;
   EXPECT_TRUE(waitUntil([&] {
     closed = say({"privacy"});
     return closed.out.find("✓ Images de la caméra en mémoire\u00A0: 0\n") != std::string::npos;
   })) << closed.out;
   EXPECT_THAT(closed.out, testing::HasSubstr("✓ La caméra est fermée"));
-  EXPECT_THAT(closed.out, testing::HasSubstr("✗ Gardé, et lisible par d'autres\u00A0: defaults.json"));
+  EXPECT_THAT(closed.out, testing::HasSubstr("✗ Gardé, et lisible par d'autres\u00A0: put here"));
   EXPECT_EQ(closed.status, 1);
 }
 
