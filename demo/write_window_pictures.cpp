@@ -342,6 +342,36 @@ void onboarding(PictureBook& book) {
   book.add("08-onboarding-4-calibrated", window);
 }
 
+/// What protection sees, over the preview: somebody beside the person, a poster and faces that do not count.
+void liveView(PictureBook& book, const QString& suffix = {}) {
+  ViewsFixture fixture;
+  fixture.start();
+  PreferencesView window(fixture.preferencesParts());
+  show(window);
+  press(window, QStringLiteral("Montrer ce que Sentrel voit"));
+  const auto face = [](double x, double y, double width, double height, double yaw) {
+    return FaceObservation{{x, y, width, height}, yaw, std::nullopt};
+  };
+  const FaceObservation person = face(0.39, 0.32, 0.22, 0.34, -0.15);
+  const FaceObservation away = face(0.39, 0.32, 0.22, 0.34, 0.9);
+  const FaceObservation other = face(0.78, 0.52, 0.07, 0.12, -0.5);
+  const FaceObservation far = face(0.2, 0.6, 0.018, 0.03, 0);
+  const auto add = [&](const QString& name) {
+    wait(100);
+    for (int i = 0; i < 3; ++i) lookIntoCamera(fixture);
+    book.add(name + suffix, window);
+  };
+  fixture.see(detectionsOf({person, other, far}, {person}), 400);
+  add(QStringLiteral("21-live-onlooker"));
+  fixture.service->relaxations().filter.ignoreOnlooker();
+  fixture.see(detectionsOf({person, other}, {person}), 12'000);
+  fixture.service->relaxations().addGuest({});
+  const FaceObservation guest = face(0.66, 0.36, 0.06, 0.1, 0.2);
+  fixture.see(detectionsOf({person, other, guest, far}, {person}), 4500);
+  fixture.see(detectionsOf({away, other, guest, far}, {away}), 900);
+  add(QStringLiteral("21-live-away"));
+}
+
 /// A frame of one colour, new noise in each.
 FrameRef plainFrame(int brightness) {
   static int count = 0;
@@ -384,6 +414,7 @@ void extremes(PictureBook& book) {
   Theme::shared().setLook({.textScale = 2});
   popover(book, "03-popover-text200", watched);
   relaxations(book, "-text200");
+  liveView(book, "-text200");
   cameraInWords(book, "-text200");
   journal(book, "-text200");
   privacy(book, "-text200");
@@ -412,6 +443,7 @@ void extremes(PictureBook& book) {
       for (int i = 0; i < 2; ++i) QTest::keyClick(window.focusWidget(), Qt::Key_Tab);
     });
     relaxations(book, "-highcontrast");
+    liveView(book, "-highcontrast");
     cameraInWords(book, "-highcontrast");
     journal(book, "-highcontrast");
     privacy(book, "-highcontrast");
@@ -489,6 +521,7 @@ int writePictures(const QString& folder) {
     Theme::shared().setLook(look);
     popovers(book);
     preferences(book);
+    liveView(book);
     cameraInWords(book);
     calibration(book);
     onboarding(book);

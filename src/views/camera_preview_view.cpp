@@ -28,8 +28,11 @@ struct CameraPreviewView::Inbox {
 };
 
 CameraPreviewView::CameraPreviewView(std::shared_ptr<AVCaptureManager> camera,
-                                     std::shared_ptr<MainLoop> mainLoop)
-    : camera_(std::move(camera)), mainLoop_(std::move(mainLoop)), inbox_(std::make_shared<Inbox>()) {
+                                     std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<const Clock> clock)
+    : camera_(std::move(camera)),
+      mainLoop_(std::move(mainLoop)),
+      inbox_(std::make_shared<Inbox>()),
+      findings_(std::move(clock)) {
   inbox_->view = this;
   setFocusPolicy(Qt::NoFocus);
   runningRegistration_ = camera_->isRunning().onChange([this](bool running) {
@@ -48,9 +51,29 @@ void CameraPreviewView::setResting(bool resting) {
   updateTap();
 }
 
+void CameraPreviewView::showFindings(PrivacyFilterService* service) {
+  findingService_ = service;
+  updateFindings();
+}
+
+/// They are asked for only while the picture is seen.
+void CameraPreviewView::updateFindings() {
+  findingsRegistration_.reset();
+  findings_.clear();
+  setAccessibleDescription({});
+  update();
+  if (!tapped_ || findingService_ == nullptr) return;
+  findingsRegistration_ = findingService_->liveView().watch([this](const LiveFrame& frame) {
+    findings_.show(frame);
+    const QString words = findings_.words();
+    if (words != accessibleDescription()) setAccessibleDescription(words);
+  });
+}
+
 void CameraPreviewView::updateTap() {
   const bool wanted = isVisible() && !resting_;
   if (wanted == std::exchange(tapped_, wanted)) return;
+  updateFindings();
   if (!wanted) {
     camera_->session()->setPreviewTap({});
     goBlack();
@@ -75,6 +98,7 @@ void CameraPreviewView::goBlack() {
   inbox_->newest.take();
   if (!frame_) return;
   frame_.reset();
+  findings_.clear();
   update();
 }
 
@@ -102,6 +126,9 @@ void CameraPreviewView::paintEvent(QPaintEvent* /*event*/) {
     painter.setPen(Qt::NoPen);
     painter.setBrush(brush);
     painter.drawPath(shape);
+    painter.setClipPath(shape);
+    findings_.paint(painter, box, QTransform::fromScale(picture.width(), picture.height()) * place);
+    painter.setClipping(false);
   }
   paintBox(painter, box, radius, {}, withAlpha(colors().textSecondary, 0.2));
 }

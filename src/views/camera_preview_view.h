@@ -5,10 +5,12 @@
 #include <memory>
 
 #include "detection/av_capture_manager.h"
+#include "service/privacy_filter_service.h"
 #include "support/frame.h"
 #include "support/main_loop.h"
 #include "support/registration.h"
 #include "support/serial_queue.h"
+#include "views/live_overlay.h"
 
 namespace sentrel {
 
@@ -17,11 +19,15 @@ namespace sentrel {
 /// the camera. Main thread.
 class CameraPreviewView : public QWidget {
  public:
-  CameraPreviewView(std::shared_ptr<AVCaptureManager> camera, std::shared_ptr<MainLoop> mainLoop);
+  CameraPreviewView(std::shared_ptr<AVCaptureManager> camera, std::shared_ptr<MainLoop> mainLoop,
+                    std::shared_ptr<const Clock> clock);
   ~CameraPreviewView() override;
 
   /// While the session is locked or away, or the window minimised, nobody looks, though the view is shown.
   void setResting(bool resting);
+  /// Draws what protection sees over the picture while it is seen; null draws nothing. The service outlives
+  /// the view.
+  void showFindings(PrivacyFilterService* service);
 
  protected:
   void paintEvent(QPaintEvent* event) override;
@@ -34,6 +40,7 @@ class CameraPreviewView : public QWidget {
 
   /// Asks the camera for frames while somebody can look, and for none otherwise.
   void updateTap();
+  void updateFindings();
   void takeFrame();
   void goBlack();
 
@@ -41,10 +48,13 @@ class CameraPreviewView : public QWidget {
   const std::shared_ptr<MainLoop> mainLoop_;
   std::shared_ptr<Inbox> inbox_;
   FrameRef frame_;
+  LiveOverlay findings_;
+  PrivacyFilterService* findingService_ = nullptr;
   bool resting_ = false;
   bool tapped_ = false;
   Registration runningRegistration_;
   Registration interruptedRegistration_;
+  Registration findingsRegistration_;
 };
 
 }  // namespace sentrel

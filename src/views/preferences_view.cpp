@@ -200,16 +200,22 @@ PreferencesView::PreferencesView(Parts parts)
 // The sections.
 
 void PreferencesView::buildCamera(QBoxLayout& column) {
+  const QString label = qtTrId("Montrer ce que Sentrel voit");
+  auto* live = new ToggleSwitch(label);
+  connect(live, &ToggleSwitch::toggled, this,
+          [this](bool on) { preview_->showFindings(on ? parts_.service.get() : nullptr); });
+  auto* shown = new Card;
+  shown->addRow(label, qtTrId("Les visages et les délais, tant que la protection est active"), live);
   cameraWords_ = new TextLabel(TextRole::caption);
   cameraWords_->setContentsMargins(4, 0, 4, 8);
-  preview_ = new CameraPreviewView(parts_.camera, parts_.mainLoop);
+  preview_ = new CameraPreviewView(parts_.camera, parts_.mainLoop, parts_.clock);
   preview_->setFixedHeight(160);
   cameraPicker_ = new MenuPicker(qtTrId("Caméra"));
   connect(cameraPicker_, &MenuPicker::currentIndexChanged, this, &PreferencesView::chooseCamera);
   auto* card = new Card;
   card->addRow({}, qtTrId("Sélectionnez la caméra utilisée pour la détection"), cameraPicker_);
-  addItems(column, {new SectionHeader(QStringLiteral("camera.fill"), qtTrId("Caméra")), headerToCard,
-                    cameraWords_, preview_, 10, card});
+  addItems(column, {new SectionHeader(QStringLiteral("camera.fill"), qtTrId("Caméra")), headerToCard, shown,
+                    10, cameraWords_, preview_, 10, card});
 }
 
 void PreferencesView::showCameraWords() {

@@ -182,6 +182,35 @@ TEST_F(PreferencesTest, ThePreviewTakesFramesOnlyWhileItIsSeen) {
   expectTap(false, "closed");
 }
 
+TEST_F(PreferencesTest, WhatSentrelSeesIsAskedForOnlyWhileItIsSeen) {
+  start();
+  const auto expectLooking = [this](bool looking, const char* when) {
+    see(alone, 300);
+    EXPECT_EQ(static_cast<bool>(camera->analyzer()->onDetections), looking) << when;
+  };
+  open();
+  expectLooking(false, "as it was");
+  press("Montrer ce que Sentrel voit");
+  expectLooking(true, "switched on");
+  see(watched, 300);
+  const auto widgets = window->findChildren<QWidget*>();
+  EXPECT_TRUE(std::ranges::any_of(widgets, [](const QWidget* widget) {
+    return widget->accessibleDescription() == "vous, quelqu'un";
+  })) << "for those who do not see it";
+  window->hide();
+  expectLooking(false, "hidden");
+  window->show();
+  expectLooking(true, "shown again");
+  desktop.session->observer.emit(SessionEvent::screenIsLocked);
+  machine.settle();
+  desktop.session->observer.emit(SessionEvent::screenIsUnlocked);
+  machine.settle();
+  expectLooking(true, "unlocked");
+  press("Montrer ce que Sentrel voit");
+  expectLooking(false, "switched off");
+  EXPECT_EQ(machine.freeFrames(), 8U) << "no picture is kept";
+}
+
 TEST_F(PreferencesTest, TheWordsOfTheCameraStandAboveThePreview) {
   start();
   open();

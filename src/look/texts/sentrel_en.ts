@@ -935,6 +935,58 @@
         <source></source>
         <translation>No picture for %1</translation>
     </message>
+    <message id="Montrer ce que Sentrel voit">
+        <source></source>
+        <translation>Show what Sentrel sees</translation>
+    </message>
+    <message id="Les visages et les délais, tant que la protection est active">
+        <source></source>
+        <translation>Faces and delays, while protection is on</translation>
+    </message>
+    <message id="invité">
+        <source></source>
+        <translation>guest</translation>
+    </message>
+    <message id="trop loin">
+        <source></source>
+        <translation>too far</translation>
+    </message>
+    <message id="de profil">
+        <source></source>
+        <translation>turned away</translation>
+    </message>
+    <message id="affiche">
+        <source></source>
+        <translation>poster</translation>
+    </message>
+    <message id="vous">
+        <source></source>
+        <translation>you</translation>
+    </message>
+    <message id="quelqu'un">
+        <source></source>
+        <translation>somebody</translation>
+    </message>
+    <message id="%1,%2 s">
+        <source></source>
+        <translation>%1.%2 s</translation>
+    </message>
+    <message id="regarde ailleurs depuis %1 sur %2">
+        <source></source>
+        <translation>looking away for %1 of %2</translation>
+    </message>
+    <message id="quelqu'un est là depuis %1 sur %2">
+        <source></source>
+        <translation>somebody there for %1 of %2</translation>
+    </message>
+    <message id="plus personne depuis %1 sur %2">
+        <source></source>
+        <translation>nobody there for %1 of %2</translation>
+    </message>
+    <message id="alerte maintenue depuis %1 sur %2">
+        <source></source>
+        <translation>alert held for %1 of %2</translation>
+    </message>
     <message id="journal_newer">
         <source></source>
         <translation>Journal of a newer version: it is neither read nor added to.</translation>

@@ -935,6 +935,58 @@
         <source></source>
         <translation>Aucune image depuis %1</translation>
     </message>
+    <message id="Montrer ce que Sentrel voit">
+        <source></source>
+        <translation>Montrer ce que Sentrel voit</translation>
+    </message>
+    <message id="Les visages et les délais, tant que la protection est active">
+        <source></source>
+        <translation>Les visages et les délais, tant que la protection est active</translation>
+    </message>
+    <message id="invité">
+        <source></source>
+        <translation>invité</translation>
+    </message>
+    <message id="trop loin">
+        <source></source>
+        <translation>trop loin</translation>
+    </message>
+    <message id="de profil">
+        <source></source>
+        <translation>de profil</translation>
+    </message>
+    <message id="affiche">
+        <source></source>
+        <translation>affiche</translation>
+    </message>
+    <message id="vous">
+        <source></source>
+        <translation>vous</translation>
+    </message>
+    <message id="quelqu'un">
+        <source></source>
+        <translation>quelqu&apos;un</translation>
+    </message>
+    <message id="%1,%2 s">
+        <source></source>
+        <translation>%1,%2 s</translation>
+    </message>
+    <message id="regarde ailleurs depuis %1 sur %2">
+        <source></source>
+        <translation>regarde ailleurs depuis %1 sur %2</translation>
+    </message>
+    <message id="quelqu'un est là depuis %1 sur %2">
+        <source></source>
+        <translation>quelqu&apos;un est là depuis %1 sur %2</translation>
+    </message>
+    <message id="plus personne depuis %1 sur %2">
+        <source></source>
+        <translation>plus personne depuis %1 sur %2</translation>
+    </message>
+    <message id="alerte maintenue depuis %1 sur %2">
+        <source></source>
+        <translation>alerte maintenue depuis %1 sur %2</translation>
+    </message>
     <message id="journal_newer">
         <source></source>
         <translation>Journal d&apos;une version plus récente&#xa0;: il n&apos;est ni lu ni complété.</translation>
