@@ -173,12 +173,13 @@ std::optional<Candidate> FaceTracker::tryOut(const Frame& frame, const Region& b
   CloseLooks& trial = tracked.trial;
   const bool calm = gate.calmSince(scaledAboutCentre(box, surroundings), tracked.seenMs);
   Candidate latest = tracked.face;
+  latest.box = box;
   // Enough in each frame to be done in time, whatever their rate is.
   const std::int64_t withinMs = gate.isBusy() ? trialWhenBusyMs : trialMs;
   const auto looks = static_cast<std::int64_t>(trial.scores.size());
   auto tries = std::max<std::int64_t>(1, (looks * intervalMs_ + withinMs * 9 / 10) / withinMs);
   for (; tries > 0 && !trial.isComplete(); --tries) {
-    const auto seen = lookNext(frame, box, trial);
+    const auto seen = lookNext(frame, latest.box, trial);
     if (seen && seen->score >= stayScore) latest = *seen;
     if (seen || calm) continue;
     // It says nothing of a face that it has moved on.
