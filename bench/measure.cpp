@@ -77,6 +77,8 @@ constexpr int countedRuns = 5;  // of every cost
 constexpr int entries = 24;
 // A third alert within 15 s would be held for long.
 constexpr double secondsBetweenEntries = 7.7;
+// Five seconds after the camera is closed its daemon suspends it, and tells everybody once.
+constexpr double closedCameraSettles = 7;
 constexpr seconds longestWait{20};
 // The screen is dark when this share of its light is left: less than any state but the alert leaves.
 constexpr double darkShare = 0.6;
@@ -309,9 +311,10 @@ class Measurement {
       measureEntries(scene, working ? "_working" : "");
     }
     film_.show(CameraFilm::Scene::still);
+    measurePause();
     watcher_.activateAction(QStringLiteral("toggle"));
     untilState("inactive");
-    pause(7);  // five seconds after the camera is closed its daemon suspends it, and tells everybody once
+    pause(closedCameraSettles);
     {
       const Usage off = measured();
       printRuns("wakeups_per_s_off", off.wakeUpsPerSecond);
@@ -435,6 +438,15 @@ class Measurement {
     print("ms_start_to_ready", median(ready));
     print("ms_start_to_tray", median(icon));
     print("ms_start_to_protected", median(protecting));
+  }
+
+  void measurePause() {
+    desktop_.run(programPath_, {"pause", "1h"});
+    untilState("autoPaused");
+    pause(closedCameraSettles);
+    printRuns("wakeups_per_s_paused", measured().wakeUpsPerSecond);
+    desktop_.run(programPath_, {"resume"});
+    untilState("nominal");
   }
 
   /// While the camera shows `scene`; `suffix` is that of the figures' names.
