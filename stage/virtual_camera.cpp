@@ -285,7 +285,16 @@ void VirtualCamera::fill(spa_buffer& buffer, Clock::time_point now) {
     header->pts = now.time_since_epoch().count();
     header->seq = static_cast<std::uint64_t>(index);
   }
+  if (fault_ != Fault::frozen) addNoise(data);
   spoil(data, header);
+}
+
+/// A step of brightness here and there: the picture looks the same, and its bytes are others.
+void VirtualCamera::addNoise(spa_data& data) {
+  if (mode_->format == PixelFormat::mjpeg || data.chunk->size == 0) return;
+  const auto luma = static_cast<std::uint32_t>(mode_->width * mode_->height);
+  const std::uint32_t apart = mode_->format == PixelFormat::yuy2 ? 2 : 1;
+  for (int i = 0; i < 16; ++i) static_cast<std::uint8_t*>(data.data)[random_() % luma * apart] ^= 1U;
 }
 
 void VirtualCamera::spoil(spa_data& data, spa_meta_header* header) {

@@ -56,6 +56,7 @@ class VirtualCamera {
     corruptedFlag,  ///< marked as damaged by the producer
     garbage,        ///< random bytes, which only a compressed format can notice
     small,          ///< never more bytes than 640x480 pixels have
+    frozen,         ///< without the noise by which no two pictures of a real camera are the same
   };
 
   /// Gives the picture of a frame: `width` x `height` BGRA pixels without padding, valid until the next call.
@@ -98,6 +99,7 @@ class VirtualCamera {
   void scheduleNext();
   void present();
   void fill(spa_buffer& buffer, Clock::time_point now);
+  void addNoise(spa_data& data);
   void spoil(spa_data& data, spa_meta_header* header);
 
   const Options options_;

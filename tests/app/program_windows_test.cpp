@@ -43,6 +43,41 @@ struct ProgramWindowsTest : ProgramDesk {
     words.insert(words.end(), values.begin(), values.end());
     return desktop.run("dbus-send", words);
   }
+  std::string iconProperty(const std::string& name) {
+    return ask("/StatusNotifierItem", "org.freedesktop.DBus.Properties.Get",
+               {"string:org.kde.StatusNotifierItem", "string:" + name});
+  }
+
+  /// What the camera sees from now on.
+  void show(const QImage& picture) {
+    camera.setSource([picture](std::int64_t) { return picture.constBits(); });
+  }
+  [[nodiscard]] QImage faceless(const std::function<int(int x, int y)>& brightness) const {
+    QImage picture = alone.copy();
+    for (int y = 0; y < picture.height(); ++y)
+      for (int x = 0; x < picture.width(); ++x) {
+        const int value = brightness(x, y);
+        picture.setPixel(x, y, qRgb(value, value, value));
+      }
+    return picture;
+  }
+  /// The user before a bright window.
+  [[nodiscard]] QImage backlit() const {
+    const QRectF face = portrait.faceBox();
+    QImage picture = alone.copy();
+    for (int y = 0; y < picture.height(); ++y)
+      for (int x = 0; x < picture.width(); ++x) {
+        const bool isUser =
+            face.adjusted(-face.width() * 0.2, -face.height() * 0.4, face.width() * 0.2, 0).contains(x, y) ||
+            y > face.bottom();
+        const QRgb before = alone.pixel(x, y);
+        picture.setPixel(
+            x, y,
+            isUser ? qRgb(qRed(before) / 3, qGreen(before) / 3, qBlue(before) / 3) : qRgb(245, 245, 250));
+      }
+    return picture;
+  }
+
   void clickIcon() {
     ask("/StatusNotifierItem", "org.kde.StatusNotifierItem.Activate", {"int32:900", "int32:20"});
   }
@@ -83,6 +118,38 @@ TEST_F(ProgramWindowsTest, TheIconOpensThePopoverAndNeverClosesAQuestion) {
   ASSERT_TRUE(opens("Préférences Sentrel"));
   EXPECT_TRUE(closes("Sentrel"));
   terminate();  // with a window open
+}
+
+TEST_F(ProgramWindowsTest, TheIconSaysWhatKeepsTheCameraFromSeeing) {
+  const auto tells = [this](const std::string& words) {
+    const auto says = [&] { return iconProperty("ToolTip").find(words) != std::string::npos; };
+    EXPECT_TRUE(eventually(says, seconds(60))) << words;
+  };
+  const std::string open = iconProperty("IconPixmap");
+  show(faceless([](int, int) { return 4; }));
+  tells("Caméra couverte ou volet fermé");
+  EXPECT_TRUE(eventually([&] { return iconProperty("IconPixmap") != open; }, seconds(60))) << "struck";
+  show(alone);
+  EXPECT_TRUE(eventually([&] { return iconProperty("IconPixmap") == open; }, seconds(60)));
+  show(faceless([](int x, int y) { return 4 + (x / 80 + y / 80) % 2 * 20; }));
+  tells("Trop sombre pour bien voir");
+  show(faceless([](int, int) { return 120; }));
+  tells("Vous n'êtes pas dans le champ");
+  show(backlit());
+  tells("Contre-jour");
+  camera.setFault(VirtualCamera::Fault::frozen);
+  show(alone);
+  tells("Image figée");
+  camera.setFault(VirtualCamera::Fault::none);
+  camera.setPlaying(false);
+  tells("Aucune image depuis ");
+  const auto other = desktop.spawn("gst-launch-1.0", {"-q", "pipewiresrc", "target-object=virtual_camera",
+                                                      "!", "video/x-raw", "!", "fakesink"});
+  tells("Caméra utilisée par gst-launch-1.0");
+  camera.setPlaying(true);
+  EXPECT_TRUE(eventually([&] { return iconProperty("ToolTip").find("gst-launch") == std::string::npos; }));
+  EXPECT_EQ(state(), "nominal");
+  terminate();
 }
 
 }  // namespace
