@@ -28,7 +28,7 @@ std::optional<Number> numberIn(const spa_dict* properties, const char* key) {
   return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
-/// What a node's maker calls itself, or else the node.
+/// What the maker of a client or a node calls itself, or else the node.
 std::string nameIn(const spa_dict* properties) {
   for (const char* key : {PW_KEY_APP_NAME, PW_KEY_NODE_DESCRIPTION, PW_KEY_NODE_NAME}) {
     const std::string_view name = property(properties, key);
@@ -50,7 +50,7 @@ bool ScreenLinks::add(std::uint32_t id, std::string_view type, const spa_dict* p
   const auto serial = numberIn<std::uint64_t>(properties, PW_KEY_OBJECT_SERIAL);
   if (type == PW_TYPE_INTERFACE_Client) {
     const auto pid = numberIn<pid_t>(properties, PW_KEY_SEC_PID);
-    if (serial && pid && *pid > 0) insert(clients_, id, {*serial, *pid});
+    if (serial && pid && *pid > 0) insert(clients_, id, {*serial, *pid, nameIn(properties)});
   } else if (type == PW_TYPE_INTERFACE_Node) {
     const std::string_view kind = property(properties, PW_KEY_MEDIA_CLASS);
     const bool isCamera = property(properties, PW_KEY_MEDIA_ROLE) == "Camera";
@@ -105,8 +105,12 @@ bool ScreenLinks::update() {
 std::string ScreenLinks::otherReaderOf(std::uint32_t camera) const {
   for (const auto& [id, link] : links_) {
     const auto reader = nodes_.find(link.input);
-    if (link.output != camera || reader == nodes_.end() || makerOf(link.input) == getpid()) continue;
-    if (!reader->second.name.empty()) return reader->second.name;
+    if (link.output != camera || reader == nodes_.end()) continue;
+    const pid_t maker = makerOf(link.input);
+    if (maker == getpid()) continue;
+    // A program is better known than its streams.
+    const std::string& name = maker != 0 ? clients_.at(reader->second.client).name : reader->second.name;
+    if (!name.empty() || !reader->second.name.empty()) return name.empty() ? reader->second.name : name;
   }
   return {};
 }

@@ -38,13 +38,14 @@ class ScreenLinks {
   struct Client {
     std::uint64_t serial = 0;
     pid_t pid = 0;
+    std::string name = {};  // as it says itself
   };
   struct Node {
     std::uint64_t serial = 0;
     std::uint32_t client = 0;
     bool givesPictures = false;  // other than a camera's
     bool isCamera = false;
-    std::string name;  // of the program, as it says itself
+    std::string name;  // of its maker, as that says itself
   };
   struct Link {
     std::uint32_t output = 0;

@@ -272,9 +272,10 @@ TEST_F(CaptureTest, ACameraIsSharedWithAnotherProgram) {
   EXPECT_TRUE(other.getsFrames());
   EXPECT_GT(user.handed().colours[0][2], 200);
   EXPECT_EQ(user.session->otherUser(), "") << "this program is no other";
-  const auto reader = desktop.spawn("gst-launch-1.0", {"-q", "pipewiresrc", "target-object=foreign",
-                                                       "client-name=meeting", "!", "fakesink"});
-  EXPECT_TRUE(user.eventually([&] { return !user.session->otherUser().empty(); })) << reader.output();
+  const auto reader = desktop.spawn(
+      "gst-launch-1.0", {"-q", "pipewiresrc", "target-object=foreign", "!", "video/x-raw", "!", "fakesink"});
+  EXPECT_TRUE(user.eventually([&] { return user.session->otherUser() == "gst-launch-1.0"; }))
+      << reader.output();
   other.stop();
   EXPECT_TRUE(user.getsFrames(10));
 }

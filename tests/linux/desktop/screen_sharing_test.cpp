@@ -157,6 +157,14 @@ TEST_F(ScreenLinksTest, WhoElseUsesACameraIsKnownByTheNameThatItGives) {
     (void)links.remove(30);
     EXPECT_EQ(links.otherReaderOf(11), "");
   }
+  (void)links.clear();
+  add(20, PW_TYPE_INTERFACE_Client,
+      {{"object.serial", "20"}, {"pipewire.sec.pid", "200"}, {"application.name", "Meeting"}});
+  node(11, "11", "10", "Video/Source", "Camera");
+  add(21, PW_TYPE_INTERFACE_Node,
+      {{"object.serial", "21"}, {"client.id", "20"}, {"node.description", "stream"}});
+  link(30, "11", "21");
+  EXPECT_EQ(links.otherReaderOf(11), "Meeting") << "a program is better known than its streams";
 }
 
 TEST_F(ScreenLinksTest, ObjectsWithoutEndAreNotKept) {
