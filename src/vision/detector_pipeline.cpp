@@ -110,7 +110,7 @@ std::optional<FaceReading> PrimaryFaceReader::follow(const Frame& frame, Candida
 
 FaceReading PrimaryFaceReader::read(const Frame& frame, const Candidate& face, bool sameFace) {
   if (const auto reading = readMesh(frame, meshRegion(face), face.box)) return *reading;
-  double yaw = yawFromKeypoints(face);
+  double yaw = yawFromKeypoints(face, shallowKeypointDepth);
   if (sameFace && std::abs(lastYaw_) >= turnedAway)
     yaw = std::copysign(std::max(std::abs(yaw), std::abs(lastYaw_)), lastYaw_);
   lastYaw_ = yaw;

@@ -62,7 +62,7 @@ std::optional<HeadPose> fitHeadPose(const FaceMesh& mesh, const CanonicalFace& c
   return HeadPose{std::atan2(facing.x(), facing.z()), std::asin(std::clamp(facing.y(), -1.0, 1.0))};
 }
 
-double yawFromKeypoints(const Candidate& face) {
+double yawFromKeypoints(const Candidate& face, double depth) {
   const Point& right = face.keypoints[rightEar];
   const Point& left = face.keypoints[leftEar];
   const Point& nose = face.keypoints[noseTip];
@@ -71,11 +71,10 @@ double yawFromKeypoints(const Candidate& face) {
   const double across = std::hypot(acrossX, acrossY);
   if (!(across > 0)) return 0;
   // Along the line between the ears: half their distance is a x cos(yaw), the nose's offset from their middle
-  // is b x sin(yaw), where b / a is a head's length from ears to nose over half its width.
-  constexpr double depthOverHalfWidth = 2.0;
+  // is b x sin(yaw), where b / a is the depth.
   const double offset =
       ((nose.x - (left.x + right.x) / 2) * acrossX + (nose.y - (left.y + right.y) / 2) * acrossY) / across;
-  return std::atan2(offset / depthOverHalfWidth, across / 2);
+  return std::atan2(offset / depth, across / 2);
 }
 
 void RecentYaws::add(double yaw) {

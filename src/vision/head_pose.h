@@ -21,8 +21,13 @@ struct HeadPose {
 /// rotation of Kabsch's and Umeyama's least-squares fit). None when the mesh is degenerate.
 [[nodiscard]] std::optional<HeadPose> fitHeadPose(const FaceMesh& mesh, const CanonicalFace& canonical);
 
+/// The length of a head from the ears to the nose over half its width, as the detector sees them.
+inline constexpr double keypointDepth = 2.0;
+/// With this a face seems more turned than it is: for one who may be looking away.
+inline constexpr double shallowKeypointDepth = 1.4;
+
 /// A rough yaw in radians from where the nose stands between the ears: for faces whose mesh cannot be read.
-[[nodiscard]] double yawFromKeypoints(const Candidate& face);
+[[nodiscard]] double yawFromKeypoints(const Candidate& face, double depth);
 
 /// What was read off a face lately, so that a single misreading changes nothing.
 class RecentYaws {

@@ -56,7 +56,7 @@ double OtherFaceReader::readYaw(const Frame& frame, const Candidate& face,
     }
   }
   place.reset();
-  return yawFromKeypoints(face);
+  return yawFromKeypoints(face, keypointDepth);
 }
 
 std::optional<double> OtherFaceReader::yaw(const TrackedFace& face) const {

@@ -67,13 +67,15 @@ TEST(HeadPose, keypointsGiveSideAndRoughSize) {
   face.keypoints[leftEar] = {200, 100};
   const auto yawAt = [&](double noseX) {
     face.keypoints[noseTip] = {noseX, 130};
-    return yawFromKeypoints(face) / degree;
+    return yawFromKeypoints(face, keypointDepth) / degree;
   };
   EXPECT_NEAR(yawAt(150), 0, 1e-9);
   EXPECT_GT(yawAt(190), 25);
   EXPECT_NEAR(yawAt(110), -yawAt(190), 1e-9);
+  const double turned = yawAt(190);
+  EXPECT_GT(yawFromKeypoints(face, shallowKeypointDepth) / degree, turned) << "towards looking away";
   face.keypoints[leftEar] = face.keypoints[rightEar];
-  EXPECT_EQ(yawFromKeypoints(face), 0);
+  EXPECT_EQ(yawFromKeypoints(face, keypointDepth), 0);
 }
 
 TEST(RecentYaws, followATurnButNotAMisreading) {
