@@ -189,6 +189,26 @@ TEST_F(ProgramTest, TheBusStartsItAndOnlyWhatIsAskedIsDone) {
   perform("quit");  // it is started again, only to do what it is asked
 }
 
+TEST_F(ProgramTest, AnAlertIsALineOfTheJournalAlsoWhenTheProgramEndsInIt) {
+  std::ofstream(settingsFolder() / "defaults.json")
+      << "{\n  \"alert_journal\": 2,\n  \"has_completed_onboarding\": true\n}\n";
+  startProtecting();
+  EXPECT_EQ(say({"journal"}).out, "Aucune alerte\n");
+  isWatched = true;
+  ASSERT_TRUE(becomes("alert"));
+  isWatched = false;
+  ASSERT_TRUE(becomes("nominal"));
+  const auto ends = [&](const std::string& words) {
+    return say({"journal"}).out.find(words) != std::string::npos;
+  };
+  EXPECT_TRUE(waitUntil([&] { return ends("  2 visages  "); }));
+  EXPECT_TRUE(ends("  plus personne  ")) << say({"journal"}).out;
+  isWatched = true;
+  ASSERT_TRUE(becomes("alert"));
+  terminate();
+  EXPECT_TRUE(ends("  protection désactivée  ")) << say({"journal"}).out;
+}
+
 TEST_F(ProgramTest, EveryEndCountsTheSessionsSeconds) {
   long counted = 0;
   long sessions = 0;
