@@ -173,7 +173,7 @@ QFont mono() {
   return monoFont(qRound(monoPixels * Theme::shared().textScale()));
 }
 
-/// What machines have said: broken anywhere, since paths have no spaces.
+/// What machines have said: broken between words, and anywhere where one is too long, as paths are.
 class MonoText final : public QWidget {
  public:
   explicit MonoText(const QString& words) : words_(words) {
@@ -185,9 +185,7 @@ class MonoText final : public QWidget {
   }
 
   [[nodiscard]] int heightForWidth(int width) const override {
-    return QFontMetrics(mono())
-        .boundingRect(QRect(0, 0, width, 1 << 20), Qt::TextWrapAnywhere, words_)
-        .height();
+    return QFontMetrics(mono()).boundingRect(QRect(0, 0, width, 1 << 20), wrapping(width), words_).height();
   }
   [[nodiscard]] QSize sizeHint() const override { return {100, heightForWidth(std::max(100, width()))}; }
 
@@ -196,10 +194,18 @@ class MonoText final : public QWidget {
     QPainter painter(this);
     painter.setFont(mono());
     painter.setPen(colors().textSecondary);
-    painter.drawText(rect(), Qt::TextWrapAnywhere, words_);
+    painter.drawText(rect(), wrapping(width()), words_);
   }
 
  private:
+  [[nodiscard]] int wrapping(int width) const {
+    const QFontMetrics metrics(mono());
+    const QStringList words = QString(words_).replace(u'\n', u' ').split(u' ');
+    const bool fits = std::ranges::all_of(
+        words, [&](const QString& word) { return metrics.horizontalAdvance(word) <= width; });
+    return fits ? Qt::TextWordWrap : Qt::TextWrapAnywhere;
+  }
+
   const QString words_;
 };
 
