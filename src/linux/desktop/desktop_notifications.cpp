@@ -116,6 +116,7 @@ void DesktopNotifications::showNext(const std::string& identifier) {
   if (entry.underWay || !entry.next) return;
   entry.underWay = std::exchange(entry.next, std::nullopt);
   entry.actions = entry.underWay->actions;
+  listenWhileShown();  // before it is shown: it can be answered at once
   constexpr int critical = 2;
   constexpr int serversOwnExpiry = -1;
   // A late answer is still an answer: without its number a notification could never be taken away.
@@ -201,7 +202,7 @@ void DesktopNotifications::chooses(const BusMessage& signal) {
 
 /// Servers tell everybody about everybody's notifications, so they are listened to only while one is ours.
 void DesktopNotifications::listenWhileShown() {
-  const auto isShown = [](const auto& entry) { return entry.second.number != 0; };
+  const auto isShown = [](const auto& entry) { return entry.second.number != 0 || entry.second.underWay; };
   if (!std::ranges::any_of(entries_, isShown)) {
     listening_.clear();
     return;
