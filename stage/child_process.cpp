@@ -2,6 +2,7 @@
 #include "stage/child_process.h"
 
 #include <fcntl.h>
+#include <linux/close_range.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -43,6 +44,8 @@ std::vector<char*> pointers(std::vector<std::string>& strings) {
   ::dup2(output, STDERR_FILENO);
   const int null = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
   ::dup2(null, STDIN_FILENO);
+  // What the parent was given by its own, a test's log for example.
+  ::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
   ::execvpe(arguments[0], arguments, environment);
   constexpr std::string_view words = "the program cannot be started\n";
   if (::write(STDERR_FILENO, words.data(), words.size()) < 0) ::_exit(126);
