@@ -21,8 +21,8 @@ constexpr float coveredUnevenness = 5;
 constexpr float darkBrightness = 20;
 // A face that is found in the dark is seen well enough until there is nearly no light at all.
 constexpr float darkWithFace = 8;
-constexpr float backlitFace = 80;
-constexpr float backlitDifference = 80;
+constexpr int backlitFace = 80;
+constexpr int backlitDifference = 80;
 
 struct Rule {
   Kind kind;

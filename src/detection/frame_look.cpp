@@ -45,7 +45,9 @@ struct Mean {
     sum += value;
     ++count;
   }
-  [[nodiscard]] float value() const { return count > 0 ? sum / static_cast<float>(count) : 0; }
+  [[nodiscard]] std::uint8_t value() const {
+    return static_cast<std::uint8_t>(count > 0 ? sum / static_cast<float>(count) : 0);
+  }
 };
 
 /// The face without its edges and hair, and what is beside and above it; shoulders are left out.

@@ -13,8 +13,8 @@ namespace sentrel {
 struct FrameLook {
   /// The main face, and what is above the chin around it.
   struct Contrast {
-    float face = 0;
-    float around = 0;
+    std::uint8_t face = 0;
+    std::uint8_t around = 0;
     bool operator==(const Contrast&) const = default;
   };
 
