@@ -119,10 +119,6 @@ class SectionHeader final : public QWidget {
   [[nodiscard]] QSize sizeHint() const override { return {0, Theme::shared().grown(24)}; }
 };
 
-/// Whether heads that are turned away were measured to be told from others in nine of ten pictures at every
-/// size of face. They were not yet, so nobody is offered to rely on it.
-constexpr bool facingWasMeasured = false;
-
 constexpr int ignoredTickMs = 15'000;
 
 constexpr QSize windowSize(560, 440);
@@ -278,8 +274,8 @@ void PreferencesView::buildReactions(Card& card) {
       {{qtTrId("Sans limite"), 0}, {qtTrId("3,5 m"), 350}, {qtTrId("2,5 m"), 250}, {qtTrId("1,5 m"), 150}},
       &ProtectionOptions::watchUpToCm);
   addAlertAfter(card);
+  addOnlyFacing(card);
   addJournal(card);
-  if constexpr (facingWasMeasured) addOnlyFacing(card);
 }
 
 void PreferencesView::buildExceptions(Card& card) {
