@@ -149,7 +149,7 @@ bool OnlookerFilter::ignoreOnlooker() {
   const Place at = placeOf(*onlooker_);
   const auto isHere = [&at](const Ignored& each) { return distanceFrom(each, at) <= nearShare; };
   if (std::ranges::any_of(places_, isHere)) return true;  // it has yet to be still for long enough
-  if (places_.size() >= mostIgnored) return false;
+  if (places_.size() >= mostIgnored || isTooFarToIgnore()) return false;
   Ignored ignored;
   ignored.said = {at.x, at.y / heightOfFrame, at.width, newestMs_};
   ignored.pose = ignored.now = {at, yawDegrees(*onlooker_)};
@@ -159,6 +159,10 @@ bool OnlookerFilter::ignoreOnlooker() {
   places.push_back(ignored);
   setPlaces(std::move(places));
   return true;
+}
+
+bool OnlookerFilter::isTooFarToIgnore() const {
+  return onlooker_ && onlooker_->boundingBox.width < narrowestPaper;
 }
 
 void OnlookerFilter::forget(const IgnoredPlace& place) {
@@ -177,8 +181,10 @@ void OnlookerFilter::setPlaces(std::vector<Ignored> places) {
 
 void OnlookerFilter::forgetUnseen() {
   auto places = places_;
-  std::erase_if(places,
-                [this](const Ignored& each) { return checkedSubtract(newestMs_, each.seenMs) >= unseenMs; });
+  std::erase_if(places, [this](const Ignored& each) {
+    return checkedSubtract(newestMs_, each.seenMs) >= unseenMs ||
+           (!each.said.isPaper && checkedSubtract(newestMs_, each.said.sinceMs) > proofMs);
+  });
   if (places.size() < places_.size()) setPlaces(std::move(places));
 }
 
@@ -204,15 +210,15 @@ void OnlookerFilter::followIgnored(const FaceList& faces, std::size_t person, Fr
     const FaceObservation& face = faces[*nearest];
     const auto sinceSeen = static_cast<double>(checkedSubtract(newestMs_, each.seenMs));
     follow(each.now, face, 1 - std::exp(-sinceSeen / averageMs));
-    if (!each.isPaper) follow(each.pose, face, 1.0 / static_cast<double>(++each.frames));
+    if (!each.said.isPaper) follow(each.pose, face, 1.0 / static_cast<double>(++each.frames));
     each.seenMs = newestMs_;
     each.person = personNow;
     const std::int64_t age = checkedSubtract(newestMs_, each.said.sinceMs);
-    if (age >= stillMs && face.stillMs >= stillMs && each.now.yaw) each.isPaper = true;
+    if (age >= stillMs && face.stillMs >= stillMs && each.now.yaw) each.said.isPaper = true;
     // Where nothing moves in the picture, it is the measurement that does.
     const bool moved = face.stillMs < stillMs && !isStill(each);
-    if (moved || (!each.isPaper && age >= proofMs)) continue;  // somebody: forgotten
-    if (each.isPaper && frame.roles[*nearest] == FaceRole::onlooker)
+    if (moved) continue;  // somebody: forgotten
+    if (each.said.isPaper && frame.roles[*nearest] == FaceRole::onlooker)
       frame.roles[*nearest] = FaceRole::ignored;
     kept.push_back(each);
   }

@@ -44,6 +44,7 @@ struct IgnoredPlace {
   double y = 0;
   double width = 0;
   std::int64_t sinceMs = 0;  ///< when the person said so, on the time base of the frames
+  bool isPaper = false;      ///< it has been as still as paper for long enough; what is not yet known alerts
   bool operator==(const IgnoredPlace&) const = default;
 };
 
@@ -63,6 +64,8 @@ class OnlookerFilter {
 
   /// Places that can be ignored at the same time.
   static constexpr std::size_t mostIgnored = 3;
+  /// A face narrower than this share of the picture is never nobody: one that reads moves too little to see.
+  static constexpr double narrowestPaper = 0.05;
   /// For how long a face must have been still before it is nobody. Nothing may have moved there in the
   /// picture for so long, either: somebody who sits and reads can keep a head that still, but not for long
   /// without anything to see.
@@ -82,9 +85,11 @@ class OnlookerFilter {
   /// The face that alerts is a picture on the wall: what stands at this place is ignored once it has been
   /// as still as paper for 10 s, until it moves, or was not seen for 10 minutes, or the camera was moved.
   /// What does not show within half a minute that it is paper is forgotten, too.
-  /// False where there is no such face, or `mostIgnored` places are ignored already. Once more for the same
-  /// face changes nothing.
+  /// False where there is no such face, where it is too narrow, or `mostIgnored` places are ignored already.
+  /// Once more for the same face changes nothing.
   bool ignoreOnlooker();
+  /// Whether the face that alerts is too narrow for it to be seen whether it is still.
+  [[nodiscard]] bool isTooFarToIgnore() const;
   void forget(const IgnoredPlace& place);
   void forgetIgnored() { setPlaces({}); }
   /// What was seen so far is nothing to go by: nobody has looked, or another camera comes.
@@ -92,7 +97,7 @@ class OnlookerFilter {
 
   /// How many places are ignored, or will be once they have been still for long enough.
   [[nodiscard]] const Published<std::int64_t>& ignoredCount() const { return ignoredCount_; }
-  /// These places, the oldest first; each stays as it is until it is forgotten.
+  /// These places, the oldest first; each becomes paper, or is forgotten within `proofMs`.
   [[nodiscard]] const Published<std::vector<IgnoredPlace>>& ignored() const { return ignored_; }
 
  private:
@@ -112,8 +117,7 @@ class OnlookerFilter {
     IgnoredPlace said;  // as the person called it nobody
     Pose pose;          // the mean of what was seen before it was known for paper
     std::int64_t frames = 0;
-    Pose now;              // averaged over the last seconds
-    bool isPaper = false;  // it has been still for long enough
+    Pose now;  // averaged over the last seconds
     std::int64_t seenMs = 0;
     std::optional<Place> person;  // where the person's face was then
   };

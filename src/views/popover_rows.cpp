@@ -152,7 +152,8 @@ QWidget* RelaxationRows::makeNobody() {
   nobody_ = new PushButton(PushButton::Kind::secondary, qtTrId("Ce n'est personne"));
   nobody_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
   connect(nobody_, &QAbstractButton::clicked, this, [this] {
-    service_->relaxations().filter.ignoreOnlooker();
+    OnlookerFilter& filter = service_->relaxations().filter;
+    isTooFar_ = !filter.ignoreOnlooker() && filter.isTooFarToIgnore();
     refresh();
   });
   whyNot_ = centredLabel(TextRole::caption, {}, &AppColors::textSecondary);
@@ -261,15 +262,14 @@ void RelaxationRows::keepFocus() {
 
 void RelaxationRows::showNobody(bool isAlert) {
   const auto& places = service_->relaxations().filter.ignored().get();
-  const bool isWatched = std::ranges::any_of(places, [this](const IgnoredPlace& place) {
-    return clock_->nowMs() - place.sinceMs <= OnlookerFilter::stillMs;
-  });
+  const bool isWatched = !std::ranges::all_of(places, &IgnoredPlace::isPaper);
   const bool isFull = places.size() >= OnlookerFilter::mostIgnored;
+  isTooFar_ = isTooFar_ && isAlert;
   nobodyBox_->setVisible(isAlert);
-  nobody_->setEnabled(!isWatched && !isFull);
-  whyNot_->setWords(isWatched ? qtTrId("Ignoré dès qu'il sera resté immobile 10 s")
+  nobody_->setEnabled(!isWatched && !isFull && !isTooFar_);
+  whyNot_->setWords(isWatched ? qtTrId("Il alerte encore, et sera ignoré s'il reste immobile 10 s d'ici 30 s")
                     : isFull  ? qtTrId("Trois visages sont déjà ignorés")
-                              : QString());
+                              : qtTrId("Trop loin pour savoir s'il est immobile"));
   whyNot_->setVisible(!nobody_->isEnabled());
 }
 

@@ -89,6 +89,7 @@ class RelaxationRows final : public QWidget {
   const std::shared_ptr<const Clock> clock_;
   PushButton* nobody_ = nullptr;
   TextLabel* whyNot_ = nullptr;  // nobody_ cannot be pressed
+  bool isTooFar_ = false;        // as pressing it has shown, in this alert
   QWidget* nobodyBox_;
   const Fold pause_;
   MenuBarButton* resume_;

@@ -125,6 +125,20 @@ TEST(OnlookerFilterTest, OnlyWhatIsAsStillAsPaperIsNobody) {
   }
 }
 
+TEST(OnlookerFilterTest, WhatIsTooFarToBeSeenStillIsSomebody) {
+  Filter filter;
+  for (const double width : {0.049, 0.051}) {
+    filter.frame(0, {faceAt(0.7, 0.5, width)});
+    EXPECT_EQ(filter.isTooFarToIgnore(), width < 0.05);
+    EXPECT_EQ(filter.ignoreOnlooker(), width >= 0.05);
+  }
+  // What has gone before it was known for paper is forgotten as well.
+  EXPECT_EQ(filter.ignoredCount().get(), 1);
+  for (int ms = 100; ms <= 31'000; ms += 100) filter.frame(ms, {});
+  EXPECT_EQ(filter.ignoredCount().get(), 0);
+  EXPECT_FALSE(filter.isTooFarToIgnore()) << "nobody";
+}
+
 TEST(OnlookerFilterTest, PaperThatMovesIsSomebody) {
   // It is measured elsewhere after a minute, and something moves in the picture or does not.
   for (const bool moves : {false, true}) {

@@ -102,6 +102,7 @@ TEST_F(PreferencesTest, IgnoredFacesAreListedAndForgottenOneByOne) {
   const auto crowd = detectionsOf({faceOf(0.2), faceOf(0.05), faceOf(0.06, 0.5)}, {faceOf(0.2)});
   see(crowd, 14'000);
   service->relaxations().filter.ignoreOnlooker();
+  see(crowd, 11'000);
   const auto places = service->relaxations().filter.ignored().get();
   ASSERT_EQ(places.size(), 2);
   press("Oublier");

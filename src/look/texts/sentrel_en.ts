@@ -779,13 +779,17 @@
         <source></source>
         <translation>Until locked</translation>
     </message>
-    <message id="Ignoré dès qu'il sera resté immobile 10 s">
+    <message id="Il alerte encore, et sera ignoré s'il reste immobile 10 s d'ici 30 s">
         <source></source>
-        <translation>Ignored once it has been still for 10 s</translation>
+        <translation>It still alerts, and will be ignored if it stays still for 10 s within 30 s</translation>
     </message>
     <message id="Trois visages sont déjà ignorés">
         <source></source>
         <translation>Three faces are ignored already</translation>
+    </message>
+    <message id="Trop loin pour savoir s'il est immobile">
+        <source></source>
+        <translation>Too far away to tell whether it is still</translation>
     </message>
     <message id="Réactions">
         <source></source>

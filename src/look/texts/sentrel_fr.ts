@@ -779,13 +779,17 @@
         <source></source>
         <translation>Jusqu&apos;au verrouillage</translation>
     </message>
-    <message id="Ignoré dès qu'il sera resté immobile 10 s">
+    <message id="Il alerte encore, et sera ignoré s'il reste immobile 10 s d'ici 30 s">
         <source></source>
-        <translation>Ignoré dès qu&apos;il sera resté immobile 10 s</translation>
+        <translation>Il alerte encore, et sera ignoré s&apos;il reste immobile 10 s d&apos;ici 30 s</translation>
     </message>
     <message id="Trois visages sont déjà ignorés">
         <source></source>
         <translation>Trois visages sont déjà ignorés</translation>
+    </message>
+    <message id="Trop loin pour savoir s'il est immobile">
+        <source></source>
+        <translation>Trop loin pour savoir s&apos;il est immobile</translation>
     </message>
     <message id="Réactions">
         <source></source>
