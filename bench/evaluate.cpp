@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// sentrel-evaluate FOLDER [plain|dark|noisy] [640x480] [cost|pictures|pose|films|paper]: how well the
-// detector sees, on pictures of a folder as PictureSet describes it. Every picture is shown as a still scene
-// for three seconds, and until all that was seen in it was looked at. Pictures of 1280x720 are seen as the
-// program sees such a camera's, or with "640x480" as if it gave no more than that. Prints one "name value" a
-// line, and counts with their 95 % intervals in lines beginning with "#". Without the last word all but
-// "paper", which plays more than an hour of films of people who read and of posters.
+// sentrel-evaluate FOLDER [plain|dark|noisy|GAIN:NOISE] [640x480] [cost|pictures|pose|films|paper]: how well
+// the detector sees, on pictures of a folder as PictureSet describes it. Every picture is shown as a still
+// scene for three seconds, and until all that was seen in it was looked at. Pictures of 1280x720 are seen as
+// the program sees such a camera's, or with "640x480" as if it gave no more than that. Prints one "name
+// value" a line, and counts with their 95 % intervals in lines beginning with "#". Without the last word all
+// but "paper", which plays 24 minutes of films of people who read and of posters.
 #include <malloc.h>
 #include <unistd.h>
 
@@ -529,22 +529,29 @@ void evaluateCost(const PictureSet& set, const fs::path& modelFolder, CameraRoad
   std::printf("rss_added_mib %.1f\n", residentMib() - before);
 }
 
-void evaluatePaper(const std::vector<Person>& people, const fs::path& modelFolder) {
+void evaluatePaper(const std::vector<Person>& people, Degradation camera, const fs::path& modelFolder) {
   constexpr double minutes = 10;
-  constexpr std::array<std::array<double, 2>, 4> widths{{{26, 100}, {40, 64}, {32, 80}, {50, 28}}};
+  constexpr double posterMinutes = 2;
+  constexpr std::array<std::array<double, PaperFigures::seats>, 2> widths{
+      {{26, 16, 32, 20}, {40, 100, 50, 64}}};
   constexpr std::array<double, 3> swaysMm{1, 0.7, 1.5};
   vision::NeuralFaceDetector detector(modelFolder);
   if (people.empty() || detector.prepare()) return;
+  camera.noiseLevel = std::max(camera.noiseLevel, 2.0);  // there is no camera without
   PaperFigures figures;
   unsigned seed = 0;
   for (std::size_t film = 0; film < widths.size(); ++film) {
-    const auto seat = [&](std::size_t side) {
-      return PaperSeat{people[(film + 1 + 2 * side) % people.size()], widths[film][side],
-                       swaysMm[(film + side) % swaysMm.size()], ++seed};
-    };
-    figures.play(people[film % people.size()], {seat(0), seat(1)}, minutes, detector);
+    std::array<PaperSeat, PaperFigures::seats> seats;
+    for (std::size_t i = 0; i < seats.size(); ++i) {
+      seats[i] = {people[(film + 1 + i) % people.size()], widths[film][i],
+                  swaysMm[(film + i) % swaysMm.size()], ++seed};
+    }
+    const Person& user = people[film % people.size()];
+    figures.play(user, seats, true, camera, minutes, detector);
+    figures.play(user, seats, false, camera, posterMinutes, detector);
   }
-  std::printf("# %d readers, and their photographs, for %.0f minutes each\n", figures.readers(), minutes);
+  std::printf("# %d readers for %.0f minutes each, and their photographs for %.0f\n", figures.readers(),
+              minutes, posterMinutes);
   std::printf("readers_taken_for_paper %d\nposters_kept_quiet %.1f\n", figures.takenForPaper(),
               figures.keptQuiet());
 }
@@ -571,7 +578,7 @@ int evaluate(const fs::path& folder, Degradation degradation, bool larger, std::
     const People people = findPeople(set);
     evaluateFilms(people.users, people.passers, modelFolder, road);
   }
-  if (part == "paper") evaluatePaper(findPeople(set).users, modelFolder);
+  if (part == "paper") evaluatePaper(findPeople(set).users, degradation, modelFolder);
   return 0;
 }
 
@@ -589,7 +596,8 @@ int main(int argc, char** argv) {
   const auto degradation = Degradation::named(words.size() == 2 ? words[1] : "plain");
   if (words.empty() || words.size() > 2 || !degradation) {
     std::fputs(
-        "usage: sentrel-evaluate FOLDER [plain|dark|noisy] [640x480] [cost|pictures|pose|films|paper]\n",
+        "usage: sentrel-evaluate FOLDER [plain|dark|noisy|GAIN:NOISE] [640x480] "
+        "[cost|pictures|pose|films|paper]\n",
         stderr);
     return 2;
   }

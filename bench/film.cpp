@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <numbers>
+#include <string>
 #include <vector>
 
 namespace sentrel::bench {
@@ -40,6 +42,8 @@ std::optional<Degradation> Degradation::named(std::string_view name) {
   if (name == "plain") return Degradation{};
   if (name == "dark") return Degradation{0.125, 2};
   if (name == "noisy") return Degradation{1, 16};
+  Degradation own;
+  if (std::sscanf(std::string(name).c_str(), "%lf:%lf", &own.gain, &own.noiseLevel) == 2) return own;
   return std::nullopt;
 }
 

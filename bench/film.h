@@ -16,7 +16,8 @@ struct Degradation {
   double gain = 1;        ///< of every channel
   double noiseLevel = 0;  ///< standard deviation in steps of 1/255, new in every frame
 
-  /// "plain", "dark" (an eighth of the light, with the noise that comes with it), "noisy".
+  /// "plain", "dark" (an eighth of the light, with the noise that comes with it), "noisy", or a gain and a
+  /// level of noise as "0.4:6".
   [[nodiscard]] static std::optional<Degradation> named(std::string_view name);
 
   /// `to` becomes the degraded `from`.
@@ -33,7 +34,8 @@ class Film {
   };
 
   /// `face` is the person's face in `picture`, which outlives the film.
-  Film(const Frame& picture, const vision::Region& face) : picture_(&picture), face_(face) {}
+  Film(const Frame& picture, const vision::Region& face, const Degradation& camera = {1, 2})
+      : picture_(&picture), face_(face), camera_(camera) {}
 
   /// `to` becomes the picture at a time in seconds.
   void show(Scene scene, double time, Frame& to);
@@ -47,7 +49,7 @@ class Film {
   const Frame* picture_;
   vision::Region face_;
   Frame shown_;
-  Degradation camera_{1, 2};
+  Degradation camera_;
   std::mt19937 random_{1};
 };
 

@@ -5,9 +5,11 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <deque>
 #include <numbers>
 #include <optional>
 #include <random>
+#include <vector>
 
 #include "detection/onlooker_filter.h"
 #include "film.h"
@@ -34,8 +36,7 @@ struct Movement {
 ///  - Over a line of an A4 page, 28.6 degrees wide, the head turns by 4.7 % of the eyes' way, and down the
 ///    page by 28.7 % (Proudlock, Shekhar and Gottlob, Investigative Ophthalmology & Visual Science 44, 2003).
 ///  - A reader blinks 4.5 times a minute (Bentivoglio and others, Movement Disorders 12, 1997).
-///  - Nobody sits without swaying by about a millimetre and breathing. Even heads that are held by a mask
-///  turn
+///  - Nobody sits without swaying by about a millimetre and breathing. Even heads held by a mask turn
 ///    by 2.4 to 4.1 degrees in two hours (Ruttimann and others, Psychiatry Research 61, 1995).
 ///  - Every page ends with a hand that turns it, and some with another way to sit.
 class Reader {
@@ -205,7 +206,10 @@ class Seat {
     }
     const auto frame =
         filter_.apply({timestampMs, static_cast<std::int64_t>(faces.size()), std::nullopt}, faces, false);
+    ++frames_;
     if (faces.size() < 2) return;
+    ++found_;
+    longestStillMs_ = std::max(longestStillMs_, faces[1].stillMs);
     const bool ignored = frame.roles[1] == FaceRole::ignored;
     ignored_ += ignored ? 1 : 0;
     if (known_ || ignored) ++sinceKnown_;
@@ -213,6 +217,8 @@ class Seat {
     if (frame.onlooker) filter_.ignoreOnlooker();
   }
 
+  [[nodiscard]] double foundShare() const { return frames_ == 0 ? 0 : static_cast<double>(found_) / frames_; }
+  [[nodiscard]] int longestStillSeconds() const { return static_cast<int>(longestStillMs_ / 1000); }
   [[nodiscard]] bool wasKnown() const { return known_; }
   /// Of the frames since it was first ignored.
   [[nodiscard]] double quietShare() const {
@@ -226,49 +232,56 @@ class Seat {
   double width_;
   OnlookerFilter filter_;
   bool known_ = false;
+  int frames_ = 0;
+  int found_ = 0;
+  std::int64_t longestStillMs_ = 0;
   int ignored_ = 0;
   int sinceKnown_ = 0;
 };
 
 }  // namespace
 
-void PaperFigures::play(const Person& user, const std::array<PaperSeat, 2>& people, double minutes,
-                        FaceDetector& detector) {
-  for (const bool reads : {true, false}) {
-    std::array<Seat, 2> seats{Seat(people[0].person, people[0].faceWidth, 0.13, 0.3),
-                              Seat(people[1].person, people[1].faceWidth, 0.87, 0.35)};
-    std::array<Reader, 2> readers{Reader(people[0].seed, people[0].swayMm),
-                                  Reader(people[1].seed, people[1].swayMm)};
-    Frame room;
-    Frame shown;
-    Film film(room, user.face);
-    detector.restartTracking();
-    detector.tune({.others = true});
-    for (int ms = 0; ms < minutes * 60'000; ms += frameMs) {
-      const double time = ms / 1000.0;
-      room.resize(user.picture->width(), user.picture->height());
-      std::copy_n(user.picture->data(), std::ptrdiff_t{room.stride()} * room.height(), room.data());
-      for (std::size_t i = 0; i < seats.size(); ++i)
-        seats[i].show(reads ? readers[i].next(time) : Movement{}, room);
-      if (!reads) dim(room, time);
-      film.show(Film::Scene::working, time, shown);
-      const auto found = detector.detect(shown, ms);
-      if (!found || found->rectangles.empty()) continue;
-      for (Seat& seat : seats) seat.judge(found->rectangles, shown, ms);
+void PaperFigures::play(const Person& user, const std::array<PaperSeat, seats>& people, bool reads,
+                        const Degradation& camera, double minutes, FaceDetector& detector) {
+  constexpr std::array<std::array<double, 2>, seats> places{
+      {{0.08, 0.3}, {0.92, 0.35}, {0.22, 0.25}, {0.78, 0.3}}};
+  std::deque<Seat> seated;
+  std::vector<Reader> readers;
+  for (std::size_t i = 0; i < seats; ++i) {
+    seated.emplace_back(people[i].person, people[i].faceWidth, places[i][0], places[i][1]);
+    readers.emplace_back(people[i].seed, people[i].swayMm);
+  }
+  // The user moves behind their places, and the camera's noise is over all of it.
+  Film film(*user.picture, user.face, {1, 0});
+  Frame room;
+  Frame shown;
+  std::mt19937 random(1);
+  detector.restartTracking();
+  detector.tune({.others = true});
+  for (int ms = 0; ms < minutes * 60'000; ms += frameMs) {
+    const double time = ms / 1000.0;
+    film.show(Film::Scene::working, time, room);
+    for (std::size_t i = 0; i < seats; ++i) seated[i].show(reads ? readers[i].next(time) : Movement{}, room);
+    if (!reads) dim(room, time);
+    camera.apply(room, shown, random);
+    const auto found = detector.detect(shown, ms);
+    if (!found || found->rectangles.empty()) continue;
+    for (Seat& seat : seated) seat.judge(found->rectangles, shown, ms);
+  }
+  for (std::size_t i = 0; i < seats; ++i) {
+    const Seat& seat = seated[i];
+    if (reads) {
+      ++readers_;
+      takenForPaper_ += seat.wasKnown() ? 1 : 0;
+    } else {
+      ++posters_;
+      quiet_ += seat.quietShare();
     }
-    for (std::size_t i = 0; i < seats.size(); ++i) {
-      const Seat& seat = seats[i];
-      if (reads) {
-        ++readers_;
-        takenForPaper_ += seat.wasKnown() ? 1 : 0;
-      } else {
-        ++posters_;
-        quiet_ += seat.quietShare();
-      }
-      std::printf("# %s of %.0f px: ignored in %.1f %% of the frames since the first\n",
-                  reads ? "reader" : "poster", people[i].faceWidth, 100 * seat.quietShare());
-      std::fflush(stdout);
-    }
+    std::printf(
+        "# %s of %.0f px: found in %.0f %% of the frames, seemed still for %d s, ignored in %.1f %%\n",
+        reads ? "reader" : "poster", people[i].faceWidth, 100 * seat.foundShare(), seat.longestStillSeconds(),
+        100 * seat.quietShare());
+    std::fflush(stdout);
   }
 }
 

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 
+#include "film.h"
 #include "film_scenes.h"
 #include "platform/face_detector.h"
 
@@ -20,10 +22,12 @@ struct PaperSeat {
 /// alert.
 class PaperFigures {
  public:
-  /// Plays a film of two readers behind the user at work, and one of their photographs in changing light,
-  /// of 10 frames a second.
-  void play(const Person& user, const std::array<PaperSeat, 2>& people, double minutes,
-            FaceDetector& detector);
+  static constexpr std::size_t seats = 4;
+
+  /// Plays a film of 10 frames a second: the user at work and, at the sides behind, four who read or, where
+  /// nobody `reads`, their photographs in changing light.
+  void play(const Person& user, const std::array<PaperSeat, seats>& people, bool reads,
+            const Degradation& camera, double minutes, FaceDetector& detector);
 
   [[nodiscard]] int readers() const { return readers_; }
   /// Readers who did not alert for a moment.
