@@ -76,7 +76,7 @@ TEST(Evaluation, AReaderIsNoPaperAndAPosterIs) {
   ASSERT_FALSE(detector.prepare());
   bench::PaperFigures figures;
   for (const bool reads : {true, false})
-    figures.play(person, {{{person, 40, 1, 1}, {person, 60, 1, 2}, {person, 32, 1, 3}, {person, 50, 1, 4}}},
+    figures.play(person, {{{person, 40, 1, 1}, {person, 60, 1, 2}, {person, 45, 1, 3}, {person, 50, 1, 4}}},
                  reads, {1, 2}, 0.8, detector);
   EXPECT_EQ(figures.readers(), 4);
   EXPECT_EQ(figures.takenForPaper(), 0);
