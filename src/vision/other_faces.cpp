@@ -15,6 +15,10 @@ constexpr double narrowestWithMesh = 40;
 constexpr double onTheFace = 0.2;  // how far the mesh's box must overlap the face's
 constexpr std::size_t most = 64;
 
+bool hasMesh(const Frame& frame, const Candidate& face) {
+  return DetectorPipeline::tightBox(face).width >= narrowestWithMesh * fieldScale(frame);
+}
+
 }  // namespace
 
 OtherFaceReader::OtherFaceReader(MeshFinder& finder, CanonicalFace canonical)
@@ -35,15 +39,17 @@ void OtherFaceReader::read(const Frame& frame, std::span<const TrackedFace> face
     return std::ranges::find(faces, reading.id, &TrackedFace::id) == faces.end();
   });
   for (const TrackedFace& face : faces.first(std::min(faces.size(), most))) {
-    if (face.lookedMs != timestampMs) continue;
     Reading& reading = readingOf(face);
+    // Who sits still has a close look only now and then. The first meshes are not waited for.
+    const bool isAwaited = !reading.yaws.yaw() && hasMesh(frame, face.face);
+    if (face.lookedMs != timestampMs && !isAwaited) continue;
     reading.yaws.add(readYaw(frame, face.face, reading.place));
   }
 }
 
 double OtherFaceReader::readYaw(const Frame& frame, const Candidate& face,
                                 std::optional<TurnedSquare>& place) {
-  if (DetectorPipeline::tightBox(face).width >= narrowestWithMesh * fieldScale(frame)) {
+  if (hasMesh(frame, face)) {
     // The detector's box is a rough place, from which a turned head is read too little turned. A second look
     // where the first one saw the mesh mends that.
     if (!place && finder_->find(frame, meshRegion(face), mesh_)) place = meshRegion(mesh_);

@@ -21,8 +21,8 @@ class OtherFaceReader {
  public:
   OtherFaceReader(MeshFinder& finder, CanonicalFace canonical);
 
-  /// Reads those that a close look saw in this frame, which bounds the work; the others stay as they were
-  /// read. `faces` are all but the primary one.
+  /// Reads those that a close look saw in this frame, which bounds the work, and large ones that were not
+  /// read often enough yet; the others stay as they were read. `faces` are all but the primary one.
   void read(const Frame& frame, std::span<const TrackedFace> faces, std::int64_t timestampMs);
 
   /// In radians, positive when the face turns to the image's right: the median of the last readings, so that
