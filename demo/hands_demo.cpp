@@ -139,7 +139,15 @@ class HandsDemo final : public SessionTrial {
     takePicture("15-nobody-by-pointer");
     click("the words that tell so", ignoredLink);
     followsProperty("IgnoredFaces", 0);
+    click("the button", rowAt(0));
+    followsProperty("IgnoredFaces", 1);
     closePopover();
+    followsState("nominal");
+    staysIn("nominal", std::chrono::seconds(4));
+    happens("what was taken for a poster moves", [this] { see(Seen::watchedFromElsewhere); });
+    followsState("alert");
+    followsProperty("IgnoredFaces", 0);
+    takePicture("24-poster-moved");
     see(Seen::alone);
     followsState("nominal");
   }
@@ -305,6 +313,7 @@ class HandsDemo final : public SessionTrial {
   void answer(const char* button) {
     follows("the notification can be answered",
             [&] { return shown_ != answered_ && !actionOf(button).isEmpty(); });
+    pause(pictureDelay_);  // no person is faster than the program learns the notification's number
     happens(std::string("the person answers: ") + button, [&] {
       server_.emitSignal(notificationPath, notificationService, QStringLiteral("ActionInvoked"),
                          {shown_, actionOf(button)});

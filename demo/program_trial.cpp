@@ -3,6 +3,8 @@
 
 #include <QEventLoop>
 #include <QTimer>
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -22,6 +24,23 @@ namespace {
 constexpr std::chrono::seconds longestWait{45};
 
 }  // namespace
+
+CameraNoise::CameraNoise() : noise_(1 << 16) {
+  std::normal_distribution<double> normal(0, 2);
+  for (std::int8_t& each : noise_) each = static_cast<std::int8_t>(std::lround(normal(random_)));
+}
+
+const std::uint8_t* CameraNoise::over(const QImage& picture) {
+  const std::uint8_t* from = picture.constBits();
+  shown_.resize(static_cast<std::size_t>(picture.sizeInBytes()));
+  constexpr std::size_t step = 2048;
+  for (std::size_t begin = 0; begin < shown_.size(); begin += step) {
+    const std::int8_t* noise = noise_.data() + random_() % (noise_.size() - step);
+    for (std::size_t i = begin; i < std::min(begin + step, shown_.size()); ++i)
+      shown_[i] = static_cast<std::uint8_t>(std::clamp(from[i] + noise[i - begin], 0, 255));
+  }
+  return shown_.data();
+}
 
 ProgramTrial::ProgramTrial(HeadlessDesktop& desktop, fs::path folder, std::string program)
     : desktop_(desktop),
@@ -61,12 +80,12 @@ void ProgramTrial::see(Seen seen) {
   const PortraitScene portrait;
   // An arm's length behind the user, and some two metres away.
   people_ = {portrait.frame({}), portrait.frame({60, {}}), portrait.frame({.secondFace = SecondFace{}}),
-             portrait.frame({.secondFace = SecondFace{.width = 36}})};
+             portrait.frame({.secondFace = SecondFace{.width = 36}}),
+             portrait.frame({.secondFace = SecondFace{.x = 510}})};
   camera_.appear();
   desktop_.waitForNode("demo_camera");
-  camera_.setSource([this](std::int64_t) {
-    return std::as_const(people_).at(static_cast<std::size_t>(seen_.load())).constBits();
-  });
+  camera_.setSource(
+      [this](std::int64_t) { return noise_.over(people_.at(static_cast<std::size_t>(seen_.load()))); });
 }
 
 void ProgramTrial::quit() {

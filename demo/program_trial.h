@@ -6,10 +6,13 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <random>
 #include <string>
+#include <vector>
 
 #include "stage/document_desktop.h"
 #include "stage/headless_desktop.h"
@@ -17,6 +20,19 @@
 #include "stage/virtual_camera.h"
 
 namespace sentrel::test {
+
+/// No two frames of a camera are the same. One thread.
+class CameraNoise {
+ public:
+  CameraNoise();
+  /// Valid until the next call.
+  [[nodiscard]] const std::uint8_t* over(const QImage& picture);
+
+ private:
+  std::vector<std::int8_t> noise_;
+  std::vector<std::uint8_t> shown_;
+  std::minstd_rand random_;
+};
 
 /// The program on a private desktop, with a document below its cover and its user before a virtual camera,
 /// who has agreed to the camera long ago. What is to happen says the class that derives from it. Main thread.
@@ -32,7 +48,7 @@ class ProgramTrial {
   [[nodiscard]] int run();
 
  protected:
-  enum class Seen { alone, away, watched, watchedFromAfar };
+  enum class Seen { alone, away, watched, watchedFromAfar, watchedFromElsewhere };
 
   /// Throws std::runtime_error when something else happens than it should.
   virtual void play() = 0;
@@ -84,8 +100,9 @@ class ProgramTrial {
   std::chrono::milliseconds pictureDelay_{700};
 
  private:
-  std::array<QImage, 4> people_;  // by `Seen`
+  std::array<QImage, 5> people_;  // by `Seen`
   std::atomic<Seen> seen_ = Seen::alone;
+  CameraNoise noise_;
   bool pluggedIn_ = false;
 };
 
