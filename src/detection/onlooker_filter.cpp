@@ -19,6 +19,8 @@ constexpr std::int64_t machineConfirmMs = 500;
 constexpr double widthTimesDistance = 12600.0 / 1280.0;
 
 constexpr double facingYawDegrees = 45;
+// Where it matters, a direction that is not known yet is waited for so long.
+constexpr std::int64_t readDirectionMs = 1000;
 
 // As still as paper: within this share of the face's width, and within this angle.
 constexpr double paperShare = 0.03;
@@ -48,7 +50,7 @@ OnlookerFilter::Place OnlookerFilter::placeOf(const FaceObservation& face) {
   return {box.x + box.width / 2, (box.y + box.height / 2) * heightOfFrame, box.width};
 }
 
-/// By the rules that look at one face alone. A face whose direction is not known faces the screen.
+/// By the rules that look at one face alone. A face whose direction is not known may face the screen.
 FaceRole OnlookerFilter::judge(const FaceObservation& face) const {
   if (rules.farthestCm > 0 && distanceOf(face.boundingBox.width) > static_cast<double>(rules.farthestCm))
     return FaceRole::tooFar;
@@ -76,6 +78,7 @@ OnlookerFilter::Frame OnlookerFilter::apply(const DetectionInput& input, const F
   frame.roles[sorted.front()] = FaceRole::person;
   followIgnored(faces, sorted.front(), frame);
 
+  bool isDirectionKnown = false;
   std::int64_t guestsLeft = std::clamp<std::int64_t>(rules.guests, 0, OnlookerRules::mostGuests);
   frame.input.faceCount = 1;
   for (const std::size_t i : sorted) {
@@ -85,6 +88,7 @@ OnlookerFilter::Frame OnlookerFilter::apply(const DetectionInput& input, const F
       continue;
     }
     ++frame.input.faceCount;
+    isDirectionKnown = isDirectionKnown || faces[i].yaw;
     if (!onlooker_) onlooker_ = faces[i];
   }
   if (!onlooker_) {
@@ -94,7 +98,9 @@ OnlookerFilter::Frame OnlookerFilter::apply(const DetectionInput& input, const F
   frame.onlooker = onlooker_->boundingBox;
   if (onlookerSinceMs_ == 0) onlookerSinceMs_ = input.timestampMs;
   const std::int64_t here = checkedSubtract(input.timestampMs, onlookerSinceMs_);
-  if (!isAlert && here < rules.alertAfterMs - machineConfirmMs) frame.input.faceCount = 1;
+  const std::int64_t waitsMs = std::max(rules.alertAfterMs - machineConfirmMs,
+                                        rules.onlyFacing && !isDirectionKnown ? readDirectionMs : 0);
+  if (!isAlert && here < waitsMs) frame.input.faceCount = 1;
   return frame;
 }
 

@@ -91,6 +91,25 @@ TEST(OnlookerFilterTest, AnOnlookerMustBeThereForTheChosenTime) {
   EXPECT_EQ(filter.apply({1'001'900, 0, std::nullopt}, {}, false).input, (DetectionInput{1'001'900, 0, {}}));
 }
 
+TEST(OnlookerFilterTest, ADirectionIsWaitedForWhereItMatters) {
+  FaceObservation unread = faceAt(0.7, 0.5, 0.1);
+  unread.yaw.reset();
+  const FaceObservation facing = faceAt(0.7, 0.5, 0.1, 10);
+  const FaceObservation turned = faceAt(0.7, 0.5, 0.1, 60);
+  Filter filter;
+  EXPECT_EQ(filter.heard(0, {unread}), 2) << "it does not matter";
+  EXPECT_EQ(filter.heard(100, {}), 1);
+  filter.rules.onlyFacing = true;
+  EXPECT_EQ(filter.heard(200, {unread}), 1);
+  EXPECT_EQ(filter.heard(300, {facing}), 2) << "at once";
+  EXPECT_EQ(filter.heard(400, {turned}), 1);
+  EXPECT_EQ(filter.heard(500, {unread}), 1);
+  EXPECT_EQ(filter.heard(1499, {unread}), 1);
+  EXPECT_EQ(filter.heard(1500, {unread}), 2) << "never unseen";
+  EXPECT_EQ(filter.heard(1600, {}), 1);
+  EXPECT_EQ(filter.heard(1700, {unread}, true), 2) << "an alert goes on";
+}
+
 /// A face that moves by `sway` of its width and turns by `turn` degrees, slowly, from frame to frame, with
 /// the trembling of a detector, and in whose picture something moves every `blinkSeconds`. Tells after how
 /// many seconds it first did not count, or -1.
