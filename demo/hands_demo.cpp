@@ -33,6 +33,7 @@ class HandsDemo final : public SessionTrial {
     shareTheScreen();
     reactAsChosen();
     letPassersByPass();
+    letWhoLooksElsewhere();
     cover();
     happens("the program is asked to quit", [this] { quit(); });
     followsCamera(false);
@@ -205,6 +206,18 @@ class HandsDemo final : public SessionTrial {
     startWith({});
   }
 
+  void letWhoLooksElsewhere() {
+    happens("somebody is beside the person and looks elsewhere", [this] { see(Seen::turnedAway); });
+    followsState("alert");
+    startWith({{QStringLiteral("only_facing"), true}});
+    happens("somebody is beside the person and looks elsewhere", [this] { see(Seen::turnedAway); });
+    staysIn("nominal", std::chrono::seconds(10));
+    takePicture("23-looks-elsewhere");
+    happens("that person looks at the screen", [this] { see(Seen::watched); });
+    followsState("alert");
+    startWith({});
+  }
+
   /// Ends the program, and starts it with these options and nobody looking on.
   void startWith(const QJsonObject& options) {
     QString words;
@@ -217,7 +230,7 @@ class HandsDemo final : public SessionTrial {
       if (!file.open(QIODevice::ReadOnly)) throw std::runtime_error("no settings are kept");
       QJsonObject kept = QJsonDocument::fromJson(file.readAll()).object();
       file.close();
-      for (const char* key : {"reaction", "watch_up_to_cm", "alert_after_ms"})
+      for (const char* key : {"reaction", "watch_up_to_cm", "alert_after_ms", "only_facing"})
         kept.remove(QLatin1String(key));
       for (const QString& key : options.keys()) kept[key] = options.value(key);
       if (!file.open(QIODevice::WriteOnly)) throw std::runtime_error("the settings cannot be written");

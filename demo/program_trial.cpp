@@ -79,9 +79,12 @@ void ProgramTrial::see(Seen seen) {
   if (std::exchange(pluggedIn_, true)) return;
   const PortraitScene portrait;
   // An arm's length behind the user, and some two metres away.
-  people_ = {portrait.frame({}), portrait.frame({60, {}}), portrait.frame({.secondFace = SecondFace{}}),
+  people_ = {portrait.frame({}),
+             portrait.frame({60, {}}),
+             portrait.frame({.secondFace = SecondFace{}}),
              portrait.frame({.secondFace = SecondFace{.width = 36}}),
-             portrait.frame({.secondFace = SecondFace{.x = 510}})};
+             portrait.frame({.secondFace = SecondFace{.x = 510}}),
+             portrait.frame({.secondFace = SecondFace{.yawDegrees = 65}})};
   camera_.appear();
   desktop_.waitForNode("demo_camera");
   camera_.setSource(

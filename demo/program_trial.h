@@ -48,7 +48,7 @@ class ProgramTrial {
   [[nodiscard]] int run();
 
  protected:
-  enum class Seen { alone, away, watched, watchedFromAfar, watchedFromElsewhere };
+  enum class Seen { alone, away, watched, watchedFromAfar, watchedFromElsewhere, turnedAway };
 
   /// Throws std::runtime_error when something else happens than it should.
   virtual void play() = 0;
@@ -100,7 +100,7 @@ class ProgramTrial {
   std::chrono::milliseconds pictureDelay_{700};
 
  private:
-  std::array<QImage, 5> people_;  // by `Seen`
+  std::array<QImage, 6> people_;  // by `Seen`
   std::atomic<Seen> seen_ = Seen::alone;
   CameraNoise noise_;
   bool pluggedIn_ = false;

@@ -117,7 +117,7 @@ PortraitScene::PortraitScene() {
   } catch (const vision::ModelError& error) {
     fatal(error.what());
   }
-  buildOnlooker();
+  onlooker_ = head(user_);
 }
 
 void PortraitScene::buildSurface(const std::vector<Vector3>& mesh, const vision::CanonicalFace& canonical) {
@@ -158,11 +158,11 @@ void PortraitScene::buildSurface(const std::vector<Vector3>& mesh, const vision:
   }
 }
 
-void PortraitScene::buildOnlooker() {
-  // The head with its hair and neck, cut out along a soft oval.
-  const QRectF head = faceBox_.adjusted(-0.38 * faceBox_.width(), -0.55 * faceBox_.height(),
+QImage PortraitScene::head(const QImage& picture) const {
+  // Cut out along a soft oval.
+  const QRectF part = faceBox_.adjusted(-0.38 * faceBox_.width(), -0.55 * faceBox_.height(),
                                         0.38 * faceBox_.width(), 0.30 * faceBox_.height());
-  QImage cut = user_.copy(head.toRect()).convertToFormat(QImage::Format_ARGB32_Premultiplied);
+  QImage cut = picture.copy(part.toRect()).convertToFormat(QImage::Format_ARGB32_Premultiplied);
   QRadialGradient oval(1, 1, 1);
   oval.setColorAt(0.86, Qt::white);
   oval.setColorAt(1, Qt::transparent);
@@ -171,7 +171,7 @@ void PortraitScene::buildOnlooker() {
   painter.setCompositionMode(QPainter::CompositionMode_DestinationIn);
   painter.fillRect(QRectF(0, 0, 2, 2), oval);
   painter.end();
-  onlooker_ = cut.mirrored(true, false);
+  return cut.mirrored(true, false);
 }
 
 QImage PortraitScene::turned(double yawDegrees) const {
@@ -228,10 +228,11 @@ QImage PortraitScene::frame(const SceneState& state) const {
   QImage result = turned(state.yawDegrees);
   if (!state.secondFace) return result;
   const double scale = state.secondFace->width / faceBox_.width();
-  const QImage small =
-      onlooker_.scaled(std::max(1, static_cast<int>(std::lround(onlooker_.width() * scale))),
-                       std::max(1, static_cast<int>(std::lround(onlooker_.height() * scale))),
-                       Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+  const QImage onlooker =
+      state.secondFace->yawDegrees == 0 ? onlooker_ : head(turned(state.secondFace->yawDegrees));
+  const QImage small = onlooker.scaled(std::max(1, static_cast<int>(std::lround(onlooker.width() * scale))),
+                                       std::max(1, static_cast<int>(std::lround(onlooker.height() * scale))),
+                                       Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
   QPainter painter(&result);
   // The face's centre lies below the middle of the head.
   const double above = (0.55 - 0.30) / 2 * faceBox_.height() * scale;

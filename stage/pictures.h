@@ -28,7 +28,8 @@ namespace sentrel::test {
 struct SecondFace {
   double x = 530;  ///< centre of the face in pixels of the frame
   double y = 120;
-  double width = 80;  ///< of the face without hair and ears, in pixels
+  double width = 80;      ///< of the face without hair and ears, in pixels
+  double yawDegrees = 0;  ///< as that of `SceneState`
 };
 
 /// What the camera sees.
@@ -60,7 +61,8 @@ class PortraitScene {
     double turn;  // how much of the head's rotation it takes part in
   };
   void buildSurface(const std::vector<vision::Vector3>& mesh, const vision::CanonicalFace& canonical);
-  void buildOnlooker();
+  /// The head of a picture with its hair and neck, mirrored.
+  [[nodiscard]] QImage head(const QImage& picture) const;
   [[nodiscard]] QImage turned(double yawDegrees) const;
 
   QImage user_;
