@@ -222,7 +222,7 @@ class HandsDemo final : public SessionTrial {
   void startWith(const QJsonObject& options) {
     QString words;
     for (const QString& key : options.keys())
-      words += QStringLiteral(" %1=%2").arg(key).arg(options.value(key).toInt());
+      words += QStringLiteral(" %1=%2").arg(key).arg(options.value(key).toVariant().toString());
     happens("the program starts anew" + words.toStdString(), [&] {
       quit();
       see(Seen::alone);
