@@ -33,7 +33,7 @@ struct SelfExaminationTest : testing::Test {
     fs::permissions(file, rights);
   }
 
-  std::string name = (fs::temp_directory_path() / "sentrel-kept-XXXXXX").string();
+  std::string name = "/var/tmp/sentrel-kept-XXXXXX";  // on a disk, where /tmp may be memory
   const fs::path root = fs::canonical(::mkdtemp(name.data()));
   const KeptPlaces places{.folders = {root / "own", root / "not there", {}},
                           .files = {root / "autostart/entry", {}}};
