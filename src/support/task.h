@@ -47,7 +47,7 @@ class Task {
   }
 
  private:
-  static constexpr std::size_t inlineBytes = 200;
+  static constexpr std::size_t inlineBytes = 160;
 
   struct Operations {
     void (*run)(void*);
