@@ -33,7 +33,11 @@ void OnlookerFeedback::showPicture(VisionFaceAnalyzer* analyzer) {
 
 void OnlookerFeedback::softened(VisionFaceAnalyzer* analyzer, const FilterOverlay::Softening& former,
                                 const FilterOverlay::Softening& softening) {
-  softening.hidesStripes ? alertEnded(analyzer) : showPicture(analyzer);
+  if (softening.hidesStripes) {
+    alertEnded(analyzer);
+  } else {
+    showPicture(analyzer);
+  }
   // What was dark until now would go without a word.
   if (softening.noDarkening && !former.noDarkening) postAlertNotification(true);
 }
