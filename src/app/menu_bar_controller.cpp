@@ -213,6 +213,7 @@ void MenuBarController::openPreferences() {
                                        .journal = platform.alertJournal,
                                        .mainLoop = platform.mainLoop,
                                        .failure = {cameraControl_, &cameraControl_->failure()},
+                                       .notifications = platform.notifications,
                                        .newCalibration = [] { return CalibrationSession::create(); }});
     prefsWindow->setAttribute(Qt::WA_DeleteOnClose);
     giveMemoryBackAfter(*prefsWindow);

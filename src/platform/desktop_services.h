@@ -66,6 +66,14 @@ class Notifications {
   /// Whether a notification would be seen now: a server is there, answers, and was not told to be quiet.
   [[nodiscard]] virtual const Published<bool>& isHeard() const = 0;
 
+  /// Whether the server can hide what other programs show: false until it has said so, and again once it
+  /// has hidden ours as well.
+  [[nodiscard]] virtual const Published<bool>& canHideOthers() const = 0;
+  /// Has the server hide the notifications of others that come until the registration, or this process,
+  /// ends. To be called after what is to be seen was added; nothing where it cannot be, is held already, or
+  /// the person has told the server to be quiet.
+  [[nodiscard]] virtual Registration hideOthers() = 0;
+
   /// The person chose the notification of this identifier.
   Signal<std::string> chosen;
   /// The person chose one of its actions, which was offered: the notification's identifier and the action's.

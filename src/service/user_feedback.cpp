@@ -31,10 +31,15 @@ void OnlookerFeedback::showPicture(VisionFaceAnalyzer* analyzer) {
   };
 }
 
+void OnlookerFeedback::hidePicture(VisionFaceAnalyzer* analyzer) {
+  if (analyzer != nullptr) analyzer->onRetroFrame = nullptr;
+  uses_.retroPiP->hide();
+}
+
 void OnlookerFeedback::softened(VisionFaceAnalyzer* analyzer, const FilterOverlay::Softening& former,
                                 const FilterOverlay::Softening& softening) {
   if (softening.hidesStripes) {
-    alertEnded(analyzer);
+    hidePicture(analyzer);
   } else {
     showPicture(analyzer);
   }
@@ -44,6 +49,13 @@ void OnlookerFeedback::softened(VisionFaceAnalyzer* analyzer, const FilterOverla
 
 bool OnlookerFeedback::alertStarted(VisionFaceAnalyzer* analyzer, const FilterOverlay::Softening& softening) {
   if (!softening.hidesStripes) showPicture(analyzer);
+  const bool notifies = tell(softening);
+  const bool hidesOthers = uses_.settingsRepo->options.get().hideOtherNotifications;
+  if (hidesOthers && !othersHidden_) othersHidden_ = uses_.platform.notifications->hideOthers();
+  return notifies;
+}
+
+bool OnlookerFeedback::tell(const FilterOverlay::Softening& softening) {
   const std::int64_t now = uses_.platform.clock->nowMs();
   if (lastAlertNotifiedAt && checkedSubtract(now, *lastAlertNotifiedAt) < feedbackCooldownMs) {
     if (softening.noDarkening) postAlertNotification(true);
@@ -69,8 +81,8 @@ void OnlookerFeedback::postAlertNotification(bool silent) {
 }
 
 void OnlookerFeedback::alertEnded(VisionFaceAnalyzer* analyzer) {
-  if (analyzer != nullptr) analyzer->onRetroFrame = nullptr;
-  uses_.retroPiP->hide();
+  hidePicture(analyzer);
+  othersHidden_.reset();
 }
 
 void OnlookerFeedback::withdrawNotification() {

@@ -29,25 +29,29 @@ class OnlookerFeedback {
   /// The face that alerts in the newest frame, or none.
   void follow(const std::optional<NormalizedRect>& onlooker) { *onlooker_ = onlooker; }
 
-  /// Shows the picture-in-picture from the frames of `analyzer`, which may be null, unless others see the
-  /// screen. Haptic feedback, notification and count follow at most once in 30 s; a notification that stands
-  /// for the darkening comes every time. Gives whether a notification was shown.
+  /// Of an alert that begins: shows the picture-in-picture from the frames of `analyzer`, which may be null,
+  /// unless others see the screen. Haptic feedback, notification and count follow at most once in 30 s; a
+  /// notification that stands for the darkening comes every time. Then those of others are hidden, where the
+  /// person wants that. Gives whether a notification was shown.
   bool alertStarted(VisionFaceAnalyzer* analyzer, const FilterOverlay::Softening& softening);
   /// The looks of the alert that is on were `former`, and are `softening` now.
   void softened(VisionFaceAnalyzer* analyzer, const FilterOverlay::Softening& former,
                 const FilterOverlay::Softening& softening);
-  /// Hides the picture-in-picture; the notification stays.
+  /// Hides the picture-in-picture, and lets others notify again; our notification stays.
   void alertEnded(VisionFaceAnalyzer* analyzer);
   void withdrawNotification();
 
  private:
   void showPicture(VisionFaceAnalyzer* analyzer);
+  void hidePicture(VisionFaceAnalyzer* analyzer);
+  bool tell(const FilterOverlay::Softening& softening);
   void postAlertNotification(bool silent);
 
   const ServiceDependencies& uses_;
   const std::shared_ptr<std::optional<NormalizedRect>> onlooker_ =
       std::make_shared<std::optional<NormalizedRect>>();
   std::optional<std::int64_t> lastAlertNotifiedAt;  // milliseconds
+  Registration othersHidden_;
 };
 
 /// Shows a notification when the camera has given nothing for half a minute while protection is on: once,

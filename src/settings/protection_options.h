@@ -37,7 +37,8 @@ struct ProtectionOptions {
   std::int64_t alertAfterMs = 500;  ///< how long an onlooker must be there
   bool onlyFacing = false;          ///< faces that are turned away do not count
   WhenShared whenShared = WhenShared::hideStripes;
-  bool coverShortcutEnabled = false;  ///< Super+Shift+V covers every screen
+  bool coverShortcutEnabled = false;    ///< Super+Shift+V covers every screen
+  bool hideOtherNotifications = false;  ///< those of other programs, during an alert
   JournalWish journal = JournalWish::unasked;
 
   bool operator==(const ProtectionOptions&) const = default;
@@ -62,6 +63,7 @@ constexpr void forEachOption(Visitor&& visit) {
   visit(Option("only_facing", &O::onlyFacing));
   visit(Option("when_shared", &O::whenShared, 0, 2));
   visit(Option("cover_shortcut_enabled", &O::coverShortcutEnabled));
+  visit(Option("hide_other_notifications", &O::hideOtherNotifications));
   visit(Option("alert_journal", &O::journal, 0, 2));
 }
 

@@ -274,7 +274,9 @@ void PreferencesView::buildReactions(Card& card) {
       {{qtTrId("Sans limite"), 0}, {qtTrId("3,5 m"), 350}, {qtTrId("2,5 m"), 250}, {qtTrId("1,5 m"), 150}},
       &ProtectionOptions::watchUpToCm);
   addAlertAfter(card);
-  addOnlyFacing(card);
+  addOption(card, qtTrId("Seulement si l'on regarde l'écran"),
+            qtTrId("Un visage tourné de 45° ou plus n'alerte pas"), &ProtectionOptions::onlyFacing);
+  addHideOthers(card);
   addJournal(card);
 }
 
@@ -395,16 +397,28 @@ void PreferencesView::addAlertAfter(Card& card) {
   card.addRow(label, qtTrId("Temps pendant lequel quelqu'un doit être là"), picker);
 }
 
-void PreferencesView::addOnlyFacing(Card& card) {
-  const QString label = qtTrId("Seulement si l'on regarde l'écran");
+PrefRow* PreferencesView::addOption(Card& card, const QString& label, const QString& hint,
+                                    bool ProtectionOptions::*field) {
   auto* toggle = new ToggleSwitch(label);
-  connect(toggle, &ToggleSwitch::toggled, this, [this](bool on) {
+  connect(toggle, &ToggleSwitch::toggled, this, [this, field](bool on) {
     if (showing_) return;
-    options_.onlyFacing = on;
+    options_.*field = on;
     parts_.settingsRepo->save(options_);
   });
-  refreshers_.emplace_back([this, toggle] { toggle->setChecked(options_.onlyFacing); });
-  card.addRow(label, qtTrId("Un visage tourné de 45° ou plus n'alerte pas"), toggle);
+  refreshers_.emplace_back([this, toggle, field] { toggle->setChecked(options_.*field); });
+  return card.addRow(label, hint, toggle);
+}
+
+/// It stays as it was chosen where the desktop cannot do it: the person may use another one, too.
+void PreferencesView::addHideOthers(Card& card) {
+  PrefRow* row = addOption(card, qtTrId("Masquer les autres notifications pendant une alerte"), {},
+                           &ProtectionOptions::hideOtherNotifications);
+  const auto tell = [row](bool can) {
+    row->setEnabled(can);
+    row->setHint(can ? qtTrId("Leur contenu n'apparaît pas tant que quelqu'un regarde")
+                     : qtTrId("Ce bureau ne permet pas de masquer celles des autres programmes"));
+  };
+  hidingRegistration_ = parts_.notifications->canHideOthers().subscribe(tell);
 }
 
 /// A portal tells whether the keys can be observed only once they are wanted.

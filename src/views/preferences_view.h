@@ -46,6 +46,7 @@ class PreferencesView : public FixedWindow {
     std::shared_ptr<AlertJournal> journal;
     std::shared_ptr<MainLoop> mainLoop;
     std::shared_ptr<const Published<std::optional<CameraFailure>>> failure;  ///< why the camera gives nothing
+    std::shared_ptr<Notifications> notifications;
     std::function<std::shared_ptr<CalibrationSession>()> newCalibration;
   };
 
@@ -82,7 +83,8 @@ class PreferencesView : public FixedWindow {
   void addMenu(Card& card, const QString& label, const QString& hint,
                const std::vector<std::pair<QString, Value>>& choices, Value ProtectionOptions::*field);
   void addAlertAfter(Card& card);
-  void addOnlyFacing(Card& card);
+  PrefRow* addOption(Card& card, const QString& label, const QString& hint, bool ProtectionOptions::*field);
+  void addHideOthers(Card& card);
   void addCoverShortcut(Card& card);
   void addJournal(Card& card);
   void addLaunchAtLogin(Card& card);
@@ -126,6 +128,7 @@ class PreferencesView : public FixedWindow {
   Registration devicesRegistration_;
   Registration keysRegistration_;
   Registration coverKeysRegistration_;
+  Registration hidingRegistration_;
   Registration stateRegistration_;
   Registration failureRegistration_;
   Registration conditionRegistration_;

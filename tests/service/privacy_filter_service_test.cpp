@@ -158,6 +158,27 @@ TEST_F(PrivacyFilterServiceTest, EachAlertIsALineOfTheJournalWhereOneIsWanted) {
   EXPECT_THAT(records, testing::SizeIs(2));
 }
 
+TEST_F(PrivacyFilterServiceTest, OthersNotifyNothingDuringAnAlertWhereThePersonWantsThat) {
+  start();
+  const auto hidden = [this] { return desktop.notifications->othersHidden.observerCount() > 0; };
+  see(watched, 700);
+  EXPECT_FALSE(hidden()) << "nobody has asked for it";
+  see(alone, 3200);
+
+  ProtectionOptions options = settings->options;
+  options.hideOtherNotifications = true;
+  settings->save(options);
+  EXPECT_FALSE(hidden()) << "without an alert";
+  see(watched, 700);
+  EXPECT_TRUE(hidden()) << "also when the person is not told again so soon";
+  see(alone, 3200);
+  EXPECT_FALSE(hidden());
+  see(watched, 700);
+  EXPECT_TRUE(hidden());
+  stop();
+  EXPECT_FALSE(hidden());
+}
+
 TEST_F(PrivacyFilterServiceTest, TheBatteryPausesBelowItsThreshold) {
   start();
   const auto low = FilterState::autoPaused(PauseReason::lowBattery());

@@ -112,7 +112,7 @@ TEST_F(SettingsRepositoryTest, LoginItemFollowsAChangeAndReportsItsFailure) {
 TEST_F(SettingsRepositoryTest, OptionsBeginAsIfNobodyHadAskedAndSurviveDamage) {
   SettingsRepository saved(store, loginItem);
   EXPECT_EQ(saved.options.get(), ProtectionOptions{});
-  const ProtectionOptions asked{Reaction::notifyOnly, 250, 2000, true, WhenShared::pause, true};
+  const ProtectionOptions asked{Reaction::notifyOnly, 250, 2000, true, WhenShared::pause, true, true};
   saved.save(asked);
   EXPECT_EQ(SettingsRepository(store, loginItem).options.get(), asked);
   for (const auto& [key, value] : {std::pair{"reaction", DefaultsValue(std::int64_t{3})},
@@ -120,7 +120,8 @@ TEST_F(SettingsRepositoryTest, OptionsBeginAsIfNobodyHadAskedAndSurviveDamage) {
                                    {"watch_up_to_cm", DefaultsValue(std::int64_t{-1})},
                                    {"alert_after_ms", DefaultsValue(std::int64_t{86'400'000})},
                                    {"only_facing", DefaultsValue(std::int64_t{1})},
-                                   {"cover_shortcut_enabled", DefaultsValue(1.0F)}})
+                                   {"cover_shortcut_enabled", DefaultsValue(1.0F)},
+                                   {"hide_other_notifications", DefaultsValue(1.0F)}})
     store->set(key, value);
   EXPECT_EQ(SettingsRepository(store, loginItem).options.get(), ProtectionOptions{});
 }

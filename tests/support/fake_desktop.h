@@ -93,6 +93,8 @@ class FakeNotifications final : public Notifications {
   Published<bool> heard{true};
   bool answering = true;
   std::vector<std::function<void(bool)>> questions;
+  Published<bool> hidesOthers{true};
+  Signal<> othersHidden;  ///< observed while they are
 
   void requestAuthorization(std::function<void(bool granted)> told) override {
     questions.push_back(std::move(told));
@@ -107,6 +109,10 @@ class FakeNotifications final : public Notifications {
   }
   void remove(const std::string& identifier) override { shown.erase(identifier); }
   [[nodiscard]] const Published<bool>& isHeard() const override { return heard; }
+  [[nodiscard]] const Published<bool>& canHideOthers() const override { return hidesOthers; }
+  [[nodiscard]] Registration hideOthers() override {
+    return othersHidden.connect([] {});
+  }
 
  private:
   std::shared_ptr<MainLoop> mainLoop_;

@@ -76,6 +76,8 @@ TEST_F(PreferencesTest, EveryOptionIsSavedAtOnceAndShownAsItIs) {
       {twoSeconds(), Qt::Key_Space, [&] { expected.alertAfterMs = 2000; }},
       {named<QWidget>("Seulement si l'on regarde l'écran"), Qt::Key_Space,
        [&] { expected.onlyFacing = true; }},
+      {named<QWidget>("Masquer les autres notifications pendant une alerte"), Qt::Key_Space,
+       [&] { expected.hideOtherNotifications = true; }},
   };
   for (const auto& [picker, pressed, change] : cases) {
     QTest::keyClick(picker, pressed);
@@ -90,6 +92,12 @@ TEST_F(PreferencesTest, EveryOptionIsSavedAtOnceAndShownAsItIs) {
   settings->save(expected);
   EXPECT_EQ(named<MenuPicker>("Surveiller jusqu'à")->currentIndex(), -1) << "none of these";
   EXPECT_EQ(settings->options.get(), expected);
+
+  auto* hiding = named("Masquer les autres notifications pendant une alerte");
+  desktop.notifications->hidesOthers = false;
+  EXPECT_FALSE(hiding->isEnabled());
+  EXPECT_EQ(hiding->accessibleDescription(),
+            "Ce bureau ne permet pas de masquer celles des autres programmes");
 }
 
 TEST_F(PreferencesTest, IgnoredFacesAreListedAndForgottenOneByOne) {

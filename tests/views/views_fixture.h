@@ -67,6 +67,7 @@ struct ViewsFixture : TestCore {
             .journal = desktop.journal,
             .mainLoop = machine.loop,
             .failure = {control, &control->failure()},
+            .notifications = desktop.notifications,
             .newCalibration = [this] { return newCalibration(); }};
   }
   OnboardingView::Parts onboardingParts() {

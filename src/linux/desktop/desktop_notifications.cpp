@@ -14,6 +14,9 @@ constexpr std::int64_t answerDeadlineMs = 2'000;
 /// After a server could not be started, no start is tried for this long.
 constexpr std::chrono::minutes startRest{10};
 
+/// A server that hides ours together with those of others does so at once.
+constexpr std::int64_t trialMs = 2'000;
+
 constexpr auto path = "/org/freedesktop/Notifications";
 
 BusMember ofServer(const char* member) {
@@ -25,6 +28,10 @@ BusMember ofServer(const char* member) {
 DesktopNotifications::DesktopNotifications(std::shared_ptr<MainLoop> mainLoop,
                                            std::shared_ptr<Bus> sessionBus)
     : BusService(std::move(sessionBus), "org.freedesktop.Notifications"), mainLoop_(std::move(mainLoop)) {}
+
+void DesktopNotifications::updateHeard() {
+  isHeard_.assignIfChanged(isPresent() && (!isQuiet_ || isOurQuiet_) && !isMute_);
+}
 
 void DesktopNotifications::appeared() {
   starting_ = false;
@@ -39,6 +46,7 @@ void DesktopNotifications::appeared() {
   follow("org.freedesktop.Notifications", "Inhibited");
   follow("org.dunstproject.cmd0", "paused");
   updateHeard();
+  askAboutHiding();
   if (deadline_) askServer();
   for (auto& [identifier, entry] : entries_) showNext(identifier);
 }
@@ -53,9 +61,12 @@ void DesktopNotifications::gone() {
   starting_ = false;
   listening_.clear();
   quiet_.clear();
-  isQuiet_ = isMute_ = false;
+  isQuiet_ = isOurQuiet_ = isMute_ = false;
   patience_.reset();
   updateHeard();
+  canHideOthers_.assignIfChanged(false);
+  inhibition_.reset();
+  trial_.reset();
   for (auto& [identifier, entry] : entries_) {
     entry.number = 0;  // the next server counts anew
     if (!entry.next && !entry.unwanted) entry.next = std::move(entry.underWay);
@@ -210,10 +221,78 @@ void DesktopNotifications::listenWhileShown() {
   if (!listening_.empty()) return;
   listening_.push_back(
       listen(ofServer("ActionInvoked"), [this](const BusMessage& signal) { chooses(signal); }));
-  listening_.push_back(listen(ofServer("NotificationClosed"), [this](const BusMessage& signal) {
-    if (const auto identifier = identifierOf(signal)) entries_[*identifier].number = 0;
-    listenWhileShown();
-  }));
+  listening_.push_back(
+      listen(ofServer("NotificationClosed"), [this](const BusMessage& signal) { closed(signal); }));
+}
+
+void DesktopNotifications::closed(const BusMessage& signal) {
+  const auto identifier = identifierOf(signal);
+  if (!identifier) return;
+  entries_[*identifier].number = 0;
+  listenWhileShown();
+  constexpr uint byThePerson = 2;
+  constexpr uint byUs = 3;
+  const auto reason = valueOf<uint>(signal.arguments.value(1)).value_or(0);
+  if (!trial_ || reason == byThePerson || reason == byUs) return;
+  // Ours went with the others: rather none is hidden.
+  canHideOthers_ = false;
+  showOthers();
+}
+
+// The notifications of others.
+
+/// Servers name what they can do.
+void DesktopNotifications::askAboutHiding() {
+  call(ofServer("GetCapabilities"), {[this](const BusMessage& reply) {
+         const auto abilities = reply.only<QStringList>().value_or(QStringList());
+         canHideOthers_.assignIfChanged(abilities.contains(QLatin1String("inhibitions")));
+       }},
+       "");
+}
+
+Registration DesktopNotifications::hideOthers() {
+  if (!canHideOthers_ || inhibition_ || (isQuiet_ && !isOurQuiet_)) return {};
+  inhibition_ = std::make_shared<Inhibition>(0);
+  isOurQuiet_ = true;
+  const std::weak_ptr weak(inhibition_);
+  constexpr int noHints = 0;
+  call(ofServer("Inhibit"),
+       {[this, weak](const BusMessage& reply) { inhibited(weak, reply); }, BusReply::noTimeout}, "ssa{sv}",
+       "expert.mardeck.sentrel", "Sentrel", noHints);
+  return Registration([this, weak] {
+    if (!weak.expired()) showOthers();
+  });
+}
+
+void DesktopNotifications::inhibited(const std::weak_ptr<Inhibition>& inhibition, const BusMessage& reply) {
+  const auto number = reply.only<uint>().value_or(0);
+  const auto held = inhibition.lock();
+  if (number == 0) {
+    canHideOthers_.assignIfChanged(false);
+    if (!held) return;
+    isOurQuiet_ = false;
+    showOthers();
+  } else if (!held) {
+    endInhibition(number);  // it is over already
+  } else {
+    *held = number;
+    trial_ = mainLoop_->after(trialMs, [this] { trial_.reset(); });
+  }
+}
+
+void DesktopNotifications::showOthers() {
+  trial_.reset();
+  const auto ended = std::exchange(inhibition_, nullptr);
+  if (ended && *ended != 0) endInhibition(*ended);
+}
+
+void DesktopNotifications::endInhibition(Inhibition number) {
+  const auto ended = [this](const BusMessage&) {
+    if (inhibition_) return;
+    isOurQuiet_ = false;
+    updateHeard();
+  };
+  call(ofServer("UnInhibit"), {ended}, "u", number);
 }
 
 FeedbackdHaptics::FeedbackdHaptics(std::shared_ptr<Bus> sessionBus)

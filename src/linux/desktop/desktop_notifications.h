@@ -26,6 +26,8 @@ class DesktopNotifications final : public Notifications, private BusService {
   void add(const std::string& identifier, const NotificationContent& content) override;
   void remove(const std::string& identifier) override;
   [[nodiscard]] const Published<bool>& isHeard() const override { return isHeard_; }
+  [[nodiscard]] const Published<bool>& canHideOthers() const override { return canHideOthers_; }
+  [[nodiscard]] Registration hideOthers() override;
 
  private:
   struct Entry {
@@ -35,8 +37,10 @@ class DesktopNotifications final : public Notifications, private BusService {
     std::optional<NotificationContent> next;      // waits for a server or for the number
     bool unwanted = false;                        // to be closed as soon as the number is known
   };
+  /// The server's number of an inhibition; 0 while it is not known.
+  using Inhibition = std::uint32_t;
 
-  void updateHeard() { isHeard_.assignIfChanged(isPresent() && !isQuiet_ && !isMute_); }
+  void updateHeard();
   void appeared() override;
   void absent() override;
   void gone() override;
@@ -49,6 +53,11 @@ class DesktopNotifications final : public Notifications, private BusService {
   void startFailed();
   void listenWhileShown();
   void chooses(const BusMessage& signal);
+  void closed(const BusMessage& signal);
+  void askAboutHiding();
+  void inhibited(const std::weak_ptr<Inhibition>& inhibition, const BusMessage& reply);
+  void showOthers();
+  void endInhibition(Inhibition number);
   [[nodiscard]] std::optional<std::string> identifierOf(const BusMessage& signal) const;
 
   const std::shared_ptr<MainLoop> mainLoop_;
@@ -59,9 +68,13 @@ class DesktopNotifications final : public Notifications, private BusService {
   std::vector<Registration> listening_;
   std::vector<Registration> quiet_;  // what servers tell of being quiet
   bool isQuiet_ = false;
-  bool isMute_ = false;    // does not answer, though it is there
-  Registration patience_;  // with a server that was given something to show
+  bool isOurQuiet_ = false;  // because of an inhibition of ours
+  bool isMute_ = false;      // does not answer, though it is there
+  Registration patience_;    // with a server that was given something to show
   Published<bool> isHeard_{false};
+  Published<bool> canHideOthers_{false};
+  std::shared_ptr<Inhibition> inhibition_;  // while others are hidden; its registration holds it weakly
+  Registration trial_;                      // whether ours is still shown
   bool starting_ = false;
   std::optional<std::chrono::steady_clock::time_point> startFailedAt_;
 };

@@ -907,6 +907,18 @@
         <source></source>
         <translation>Cover or uncover every screen at once</translation>
     </message>
+    <message id="Masquer les autres notifications pendant une alerte">
+        <source></source>
+        <translation>Hide other notifications during an alert</translation>
+    </message>
+    <message id="Leur contenu n'apparaît pas tant que quelqu'un regarde">
+        <source></source>
+        <translation>Their content does not appear while somebody looks on</translation>
+    </message>
+    <message id="Ce bureau ne permet pas de masquer celles des autres programmes">
+        <source></source>
+        <translation>This desktop cannot hide those of other programs</translation>
+    </message>
     <message id="Caméra couverte ou volet fermé">
         <source></source>
         <translation>Camera covered, or its shutter closed</translation>

@@ -907,6 +907,18 @@
         <source></source>
         <translation>Couvrir ou découvrir tous les écrans d&apos;un coup</translation>
     </message>
+    <message id="Masquer les autres notifications pendant une alerte">
+        <source></source>
+        <translation>Masquer les autres notifications pendant une alerte</translation>
+    </message>
+    <message id="Leur contenu n'apparaît pas tant que quelqu'un regarde">
+        <source></source>
+        <translation>Leur contenu n&apos;apparaît pas tant que quelqu&apos;un regarde</translation>
+    </message>
+    <message id="Ce bureau ne permet pas de masquer celles des autres programmes">
+        <source></source>
+        <translation>Ce bureau ne permet pas de masquer celles des autres programmes</translation>
+    </message>
     <message id="Caméra couverte ou volet fermé">
         <source></source>
         <translation>Caméra couverte ou volet fermé</translation>

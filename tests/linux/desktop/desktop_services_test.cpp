@@ -137,6 +137,61 @@ TEST_F(NotificationsTest, AServerThatIsQuietHangsOrGoesIsNotHeard) {
   EXPECT_TRUE(becomes(false));
 }
 
+/// Others are hidden by an inhibition of ours, and only where ours stays.
+TEST_F(NotificationsTest, OthersAreHiddenOnlyWhereOursAreStillShown) {
+  const struct {
+    const char* what;
+    QStringList abilities;
+    QVariantList answer;  // to the inhibition
+    uint closedFor;       // why ours is closed meanwhile; 0 is not at all
+    bool hides, stillCan;
+    std::size_t ended;  // inhibitions that we have ended
+  } cases[] = {
+      {"hidden for as long as wanted", {u"body"_s, u"inhibitions"_s}, {5U}, 0, true, true, 1},
+      {"the person has read ours", {u"inhibitions"_s}, {5U}, 2, true, true, 1},
+      {"ours was hidden as well", {u"inhibitions"_s}, {5U}, 1, true, false, 1},
+      {"refused in the end", {u"inhibitions"_s}, {u"garbage"_s}, 0, true, false, 0},
+      {"a server that cannot", {u"body"_s}, {5U}, 0, false, false, 0},
+  };
+  for (const auto& [what, abilities, answer, closedFor, hides, stillCan, ended] : cases) {
+    SCOPED_TRACE(what);
+    auto server = serve(7);
+    server->answer(u"GetCapabilities"_s, [&](const QDBusMessage&) { return QVariantList{abilities}; });
+    server->answer(u"Inhibit"_s, [&](const QDBusMessage&) { return answer; });
+    server->answer(u"UnInhibit"_s, [](const QDBusMessage&) { return QVariantList(); });
+    ASSERT_TRUE(runUntilCalls(*server, "GetCapabilities", 1));
+    centre.add("alert", content);
+    ASSERT_TRUE(runUntilCalls(*server, "Notify", 1));
+    ASSERT_TRUE(runUntil([&] { return centre.canHideOthers() == hides; }));
+
+    Registration hidden = centre.hideOthers();
+    EXPECT_EQ(static_cast<bool>(hidden), hides);
+    if (hides) {
+      ASSERT_TRUE(runUntilCalls(*server, "Inhibit", 1));
+      const auto told = server->calls(u"Inhibit"_s)[0].arguments();
+      EXPECT_EQ(told.at(0).toString(), u"expert.mardeck.sentrel"_s);
+      EXPECT_FALSE(centre.hideOthers()) << "once at a time";
+      EXPECT_TRUE(centre.isHeard());
+    }
+    if (closedFor != 0)
+      server->emitSignal(notificationsPath, notifications, u"NotificationClosed"_s, {7U, closedFor});
+    // The second is asked for once the first was answered, which was after all that was told before.
+    for (const std::size_t count : {2U, 3U}) {
+      centre.add("other", content);
+      ASSERT_TRUE(runUntilCalls(*server, "Notify", count));
+    }
+    EXPECT_EQ(centre.canHideOthers(), stillCan);
+    hidden.reset();
+    ASSERT_TRUE(runUntilCalls(*server, "UnInhibit", ended));
+    for (const QDBusMessage& call : server->calls(u"UnInhibit"_s))
+      EXPECT_EQ(call.arguments().at(0).toUInt(), 5U);
+    server.reset();
+    ASSERT_TRUE(runUntil([&] { return !centre.isHeard(); }));
+    EXPECT_FALSE(centre.canHideOthers()) << "nobody serves";
+    for (const char* shown : {"alert", "other"}) centre.remove(shown);
+  }
+}
+
 struct PowerTest : EventDesk {
   UPowerPowerSource power{ownSystemBus};
 };
