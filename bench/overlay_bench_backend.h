@@ -29,6 +29,7 @@ class OverlayBenchBackend final : public OverlayBackend {
                                  [](const Surface* surface) { return surface->isShown(); });
   }
 
+  [[nodiscard]] std::string system() const override { return real_->system(); }
   [[nodiscard]] std::vector<Screen> screens() const override { return real_->screens(); }
   [[nodiscard]] std::unique_ptr<OverlaySurface> createSurface(const Screen& screen) override {
     return std::make_unique<Surface>(real_->createSurface(screen), counts_);

@@ -211,9 +211,11 @@ void MenuBarController::openPreferences() {
                                        .loginItem = platform.loginItem,
                                        .keyMonitor = platform.keyMonitor,
                                        .journal = platform.alertJournal,
-                                       .mainLoop = platform.mainLoop,
                                        .failure = {cameraControl_, &cameraControl_->failure()},
                                        .notifications = platform.notifications,
+                                       .overlayBackend = platform.overlayBackend,
+                                       .tray = [this] { return statusItem.tray(); },
+                                       .mainLoop = platform.mainLoop,
                                        .newCalibration = [] { return CalibrationSession::create(); }});
     prefsWindow->setAttribute(Qt::WA_DeleteOnClose);
     giveMemoryBackAfter(*prefsWindow);

@@ -11,6 +11,7 @@
 
 #include "linux/desktop/bus.h"
 #include "look/icons.h"
+#include "views/desktop_words.h"
 
 namespace sentrel {
 
@@ -29,6 +30,10 @@ class StatusItem final : private QAbstractNativeEventFilter, private BusService 
   void setToolTip(const QString& words);
 
   [[nodiscard]] bool isShown() const { return icon_ != nullptr; }
+  /// Who has the icon.
+  [[nodiscard]] Tray tray() const {
+    return !isShown() ? Tray::none : isPresent() ? Tray::statusNotifier : Tray::x11;
+  }
   /// Where the icon is, or the pointer where nobody tells.
   [[nodiscard]] QRect anchor() const;
 

@@ -123,15 +123,33 @@ enum class Shortcut {
   cover,   ///< the key that carries V: every screen covered and uncovered
 };
 
+/// What the desktop says to a shortcut.
+struct ShortcutGrant {
+  enum class Kind {
+    unknown,   ///< nobody has asked for it yet, or it was not answered
+    observed,  ///< nobody has to be asked
+    granted,
+    refused,  ///< by the desktop or the person, or there is no way to hear of it
+  };
+  Kind kind = Kind::unknown;
+  std::string keys{};  ///< of `granted`, in the desktop's words; may be empty
+  bool operator==(const ShortcutGrant&) const = default;
+};
+
 /// The global shortcuts. Keys are only observed, never taken away from the program that has the focus.
 class KeyMonitor {
  public:
   virtual ~KeyMonitor() = default;
 
-  /// Whether the shortcut can be observed on this desktop. It may take a moment after the start or after it
-  /// was first observed, and a decision of the person, until this becomes true.
-  [[nodiscard]] virtual bool canObserve(Shortcut shortcut) const = 0;
-  Signal<> canObserveChanged;
+  /// What is known now. It may take a moment after the start or after the shortcut was first observed, and a
+  /// decision of the person, until anything is.
+  [[nodiscard]] virtual ShortcutGrant grant(Shortcut shortcut) const = 0;
+  /// Whether the shortcut can be observed on this desktop.
+  [[nodiscard]] bool canObserve(Shortcut shortcut) const {
+    const auto kind = grant(shortcut).kind;
+    return kind == ShortcutGrant::Kind::observed || kind == ShortcutGrant::Kind::granted;
+  }
+  Signal<> grantChanged;
 
   /// Calls `pressed` for each press until the registration ends, except while the screen is locked and, of
   /// the toggle, while a window of ours has the focus. Each shortcut has one observer: a new one replaces the

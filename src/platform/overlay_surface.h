@@ -20,6 +20,7 @@ struct Screen {
   std::string name;
   Rect frame;
   bool isMain = false;
+  double scale = 1;  ///< device pixels to a logical one
   bool operator==(const Screen&) const = default;
 };
 
@@ -98,6 +99,8 @@ class OverlayBackend {
  public:
   virtual ~OverlayBackend() = default;
 
+  /// The name of the windowing system, as people know it; empty where nothing can be covered.
+  [[nodiscard]] virtual std::string system() const = 0;
   /// In the system's order, the main screen marked.
   [[nodiscard]] virtual std::vector<Screen> screens() const = 0;
   /// Never null; for a screen that has just gone the surface shows nothing.

@@ -7,7 +7,7 @@ ScreenCover::ScreenCover(const ServiceDependencies& dependencies) : uses_(depend
   revealAsked_ = uses_.overlayManager->revealAsked.connect([this] {
     if (isCovered()) toggle();
   });
-  canObserve_ = uses_.platform.keyMonitor->canObserveChanged.connect([this] { updateShortcut(); });
+  canObserve_ = uses_.platform.keyMonitor->grantChanged.connect([this] { updateShortcut(); });
   options_ = uses_.settingsRepo->options.subscribe([this](const ProtectionOptions&) { update(); });
 }
 

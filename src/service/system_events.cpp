@@ -35,8 +35,7 @@ void SystemEvents::checkBattery() {
 
 void SystemEvents::registerGlobalShortcut(std::function<void()> pressed) {
   pressed_ = [mainLoop = uses_.platform.mainLoop, pressed = std::move(pressed)] { mainLoop->post(pressed); };
-  canObserveRegistration_ =
-      uses_.platform.keyMonitor->canObserveChanged.connect([this] { updateShortcutHint(); });
+  canObserveRegistration_ = uses_.platform.keyMonitor->grantChanged.connect([this] { updateShortcutHint(); });
   observeShortcut();
 }
 

@@ -247,13 +247,14 @@ void PreferencesView::buildBehaviour(Card& card) {
                           ? qtTrId("Activer / désactiver le filtre sans ouvrir le menu")
                           : qtTrId("shortcut_unavailable_hint"));
   };
-  keysRegistration_ = parts_.keyMonitor->canObserveChanged.connect(tellShortcut);
+  keysRegistration_ = parts_.keyMonitor->grantChanged.connect(tellShortcut);
   tellShortcut();
   addCoverShortcut(card);
   addSwitch(card, qtTrId("Couvrir tous les écrans"), qtTrId("Étend l'overlay à chaque moniteur connecté"),
             &FilterSettings::coverAllScreens);
   addSwitch(card, qtTrId("Vibration lors d'une alerte"),
             qtTrId("Retour haptique quand un regard indiscret est détecté"), &FilterSettings::hapticOnAlert);
+  addDesktop(card);
 }
 
 void PreferencesView::buildReactions(Card& card) {
@@ -439,7 +440,7 @@ void PreferencesView::addCoverShortcut(Card& card) {
     tell();
   });
   refreshers_.emplace_back([toggle, isWanted] { toggle->setChecked(isWanted()); });
-  coverKeysRegistration_ = parts_.keyMonitor->canObserveChanged.connect(tell);
+  coverKeysRegistration_ = parts_.keyMonitor->grantChanged.connect(tell);
   tell();
 }
 
@@ -457,6 +458,28 @@ void PreferencesView::addJournal(Card& card) {
   });
   refreshers_.emplace_back([this, toggle] { toggle->setChecked(options_.journal == JournalWish::kept); });
   card.addRow(label, qtTrId("journal_hint"), toggle);
+}
+
+/// What this desktop lets the program do; nothing here can be changed.
+void PreferencesView::addDesktop(Card& card) {
+  const auto line = [] { return new TextLabel(TextRole::subheadline, {}, &AppColors::textSecondary); };
+  auto* cover = line();
+  auto* shortcut = line();
+  auto* icon = line();
+  auto* row = new QWidget;
+  columnIn(row, {15, 14, 15, 14}, 2,
+           {new TextLabel(TextRole::bodyLabel, qtTrId("Ce bureau")), cover, shortcut, icon});
+  card.add(row);
+  const auto tell = [this, cover, shortcut, icon] {
+    const auto grant = parts_.keyMonitor->grant(Shortcut::toggle);
+    cover->setWords(coverWords(CoverFacts::of(*parts_.overlayBackend), draft.coverAllScreens));
+    shortcut->setWords(qtTrId("Raccourci : %1").arg(shortcutWords(grant, qtTrId("⌘⇧C"))));
+    icon->setWords(qtTrId("Icône : %1").arg(trayWords(parts_.tray())));
+  };
+  refreshers_.emplace_back(tell);
+  desktopRegistrations_ = {parts_.overlayBackend->screensChanged.connect(tell),
+                           parts_.overlayBackend->limitationChanged.connect(tell),
+                           parts_.keyMonitor->grantChanged.connect(tell)};
 }
 
 /// Its switch shows what the desktop says, also when registering has failed; its words say that it has.

@@ -26,6 +26,7 @@
 #include "views/controls/pickers.h"
 #include "views/controls/value_slider.h"
 #include "views/controls/windows.h"
+#include "views/desktop_words.h"
 
 namespace sentrel {
 
@@ -44,9 +45,11 @@ class PreferencesView : public FixedWindow {
     std::shared_ptr<LoginItem> loginItem;
     std::shared_ptr<KeyMonitor> keyMonitor;
     std::shared_ptr<AlertJournal> journal;
-    std::shared_ptr<MainLoop> mainLoop;
     std::shared_ptr<const Published<std::optional<CameraFailure>>> failure;  ///< why the camera gives nothing
     std::shared_ptr<Notifications> notifications;
+    std::shared_ptr<OverlayBackend> overlayBackend;
+    std::function<Tray()> tray;  ///< that has the program's icon at this moment
+    std::shared_ptr<MainLoop> mainLoop;
     std::function<std::shared_ptr<CalibrationSession>()> newCalibration;
   };
 
@@ -85,6 +88,7 @@ class PreferencesView : public FixedWindow {
   void addAlertAfter(Card& card);
   PrefRow* addOption(Card& card, const QString& label, const QString& hint, bool ProtectionOptions::*field);
   void addHideOthers(Card& card);
+  void addDesktop(Card& card);
   void addCoverShortcut(Card& card);
   void addJournal(Card& card);
   void addLaunchAtLogin(Card& card);
@@ -129,6 +133,7 @@ class PreferencesView : public FixedWindow {
   Registration keysRegistration_;
   Registration coverKeysRegistration_;
   Registration hidingRegistration_;
+  std::array<Registration, 3> desktopRegistrations_;
   Registration stateRegistration_;
   Registration failureRegistration_;
   Registration conditionRegistration_;

@@ -211,11 +211,11 @@ TEST_F(PrivacyFilterServiceTest, TheBatteryPausesBelowItsThreshold) {
 }
 
 TEST_F(PrivacyFilterServiceTest, TheShortcutIsNamedWhereItWorks) {
-  desktop.keys->possible = false;
+  desktop.keys->answer = {ShortcutGrant::Kind::refused};
   start();
   EXPECT_FALSE(overlay->shortcutAvailable);
-  desktop.keys->possible = true;
-  desktop.keys->canObserveChanged.emit();
+  desktop.keys->answer = {ShortcutGrant::Kind::observed};
+  desktop.keys->grantChanged.emit();
   EXPECT_TRUE(overlay->shortcutAvailable);
   desktop.keys->observer.emit();
   machine.settle();

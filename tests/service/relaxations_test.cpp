@@ -327,8 +327,8 @@ TEST_F(RelaxationsTest, TheShortcutCoversWhereItIsWantedAndNothingIsLocked) {
   machine.settle();
   EXPECT_TRUE(overlay->isCovered());
   EXPECT_TRUE(overlay->coverLook.get().shortcut);
-  keys.possible = false;
-  keys.canObserveChanged.emit();
+  keys.answer = {ShortcutGrant::Kind::refused};
+  keys.grantChanged.emit();
   EXPECT_FALSE(overlay->coverLook.get().shortcut) << "a key that does nothing is not named";
   keys.coverObserver.emit();
   EXPECT_FALSE(overlay->isCovered());

@@ -75,9 +75,9 @@ struct FakeScreenSharing final : ScreenSharing {
 struct FakeKeyMonitor final : KeyMonitor {
   Signal<> observer;
   Signal<> coverObserver;
-  bool possible = true;
+  ShortcutGrant answer{ShortcutGrant::Kind::observed};
 
-  [[nodiscard]] bool canObserve(Shortcut /*shortcut*/) const override { return possible; }
+  [[nodiscard]] ShortcutGrant grant(Shortcut /*shortcut*/) const override { return answer; }
   [[nodiscard]] Registration observe(Shortcut shortcut, std::function<void()> pressed) override {
     return (shortcut == Shortcut::cover ? coverObserver : observer).connect(std::move(pressed));
   }

@@ -22,6 +22,9 @@ class FakeOverlayBackend final : public OverlayBackend {
   int created = 0;
   bool held = false;
 
+  std::string cannot;  ///< its limitation
+
+  [[nodiscard]] std::string system() const override { return "X11"; }
   [[nodiscard]] std::vector<Screen> screens() const override { return screenList; }
   [[nodiscard]] std::unique_ptr<OverlaySurface> createSurface(const Screen& screen) override {
     ++created;
@@ -30,7 +33,7 @@ class FakeOverlayBackend final : public OverlayBackend {
     clicks[screen.id] = &surface->clicked;
     return surface;
   }
-  [[nodiscard]] std::string limitation() const override { return {}; }
+  [[nodiscard]] std::string limitation() const override { return cannot; }
 
   void setHeld(bool now) override { held = now; }
 

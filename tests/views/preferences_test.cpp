@@ -100,6 +100,36 @@ TEST_F(PreferencesTest, EveryOptionIsSavedAtOnceAndShownAsItIs) {
             "Ce bureau ne permet pas de masquer celles des autres programmes");
 }
 
+TEST_F(PreferencesTest, WhatTheDesktopCannotDoIsSaid) {
+  open();
+  EXPECT_TRUE(shows("Bandes : X11, 1 écran couvert"));
+  EXPECT_TRUE(shows("Raccourci : Super+Maj+C"));
+  EXPECT_TRUE(shows("Icône : StatusNotifier"));
+  const Screen second{2, "two", {1920, 0, 800, 600}, false};
+  backend->setScreens({backend->screenList[0], second});
+  EXPECT_TRUE(shows("Bandes : X11, 2 écrans couverts"));
+  press("Couvrir tous les écrans");
+  EXPECT_TRUE(shows("Bandes : X11, 1 écran couvert"));
+  backend->cannot = "error_no_overlay";
+  backend->limitationChanged.emit();
+  EXPECT_TRUE(shows("Ce bureau ne permet pas de couvrir l'écran"));
+  tray = Tray::none;
+  std::string keys(10'000, 'k');
+  keys[3] = '\n';
+  desktop.keys->answer = {ShortcutGrant::Kind::granted, keys};
+  desktop.keys->grantChanged.emit();
+  EXPECT_TRUE(shows("Icône : aucune barre"));
+  EXPECT_TRUE(shows("Raccourci : attribué par le bureau : kkk?" + QString(35, u'k') + "…"));
+  desktop.keys->answer = {ShortcutGrant::Kind::refused};
+  desktop.keys->grantChanged.emit();
+  EXPECT_TRUE(shows("Raccourci : refusé"));
+}
+
+TEST(Presentable, NamesOfOthersCommandNothing) {
+  EXPECT_EQ(presentable("a\x1b[31mb\n\u2028\u202Ec é😀"), "a?[31mb???c é😀");
+  EXPECT_EQ(presentable(QString(10'000, u'x')).size(), 120);
+}
+
 TEST_F(PreferencesTest, IgnoredFacesAreListedAndForgottenOneByOne) {
   start();
   open();

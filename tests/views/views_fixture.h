@@ -16,6 +16,7 @@ struct ViewsFixture : TestCore {
   std::shared_ptr<CameraConsent> consent = std::make_shared<CameraConsent>(false);
   std::shared_ptr<RemoteControl> remote = std::make_shared<RemoteControl>(service, platform(), [] {});
   bool onboardingShown = true;
+  Tray tray = Tray::statusNotifier;
   std::function<void()> linkFailed;  ///< of the link that was opened last
 
   void tell(SessionEvent event) {
@@ -65,9 +66,11 @@ struct ViewsFixture : TestCore {
             .loginItem = loginItem,
             .keyMonitor = desktop.keys,
             .journal = desktop.journal,
-            .mainLoop = machine.loop,
             .failure = {control, &control->failure()},
             .notifications = desktop.notifications,
+            .overlayBackend = backend,
+            .tray = [this] { return tray; },
+            .mainLoop = machine.loop,
             .newCalibration = [this] { return newCalibration(); }};
   }
   OnboardingView::Parts onboardingParts() {

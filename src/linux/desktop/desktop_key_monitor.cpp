@@ -35,6 +35,13 @@ BusMember ofShortcuts(const char* member) {
   return {portalPath, "org.freedesktop.portal.GlobalShortcuts", member};
 }
 
+/// The keys of the one shortcut that was bound, where the portal tells them.
+std::string keysIn(const QVariantMap& results) {
+  const QVariantList bound = results.value(QStringLiteral("shortcuts")).toList().value(0).toList();
+  const QVariantMap properties = bound.value(1).toMap();
+  return valueOf<QString>(properties, "trigger_description").value_or(QString()).toStdString();
+}
+
 }  // namespace
 
 /// A shortcut through the desktop portal's GlobalShortcuts (version 1): one portal session a process and
@@ -85,7 +92,7 @@ void DesktopKeyMonitor::Portal::gone() {
   response_.reset();
   session_.clear();
   if (stage_ == Stage::declined) return;
-  if (std::exchange(stage_, Stage::idle) == Stage::bound) monitor_.setPossible(shortcut_, false);
+  if (std::exchange(stage_, Stage::idle) == Stage::bound) monitor_.setGrant(shortcut_, {});
 }
 
 void DesktopKeyMonitor::Portal::createSession() {
@@ -119,9 +126,9 @@ void DesktopKeyMonitor::Portal::sessionCreated(const QVariantMap& results) {
 }
 
 void DesktopKeyMonitor::Portal::bindShortcut() {
-  const std::string token = expectAnswer([this](const QVariantMap&) {
+  const std::string token = expectAnswer([this](const QVariantMap& results) {
     stage_ = Stage::bound;
-    monitor_.setPossible(shortcut_, true);
+    monitor_.setGrant(shortcut_, {ShortcutGrant::Kind::granted, keysIn(results)});
   });
   constexpr auto noParentWindow = "";
   call(ofShortcuts("BindShortcuts"), requested(), "oa(sa{sv})sa{sv}", session_.c_str(), 1, names().id, 2,
@@ -163,6 +170,7 @@ void DesktopKeyMonitor::Portal::failed() {
   stage_ = Stage::declined;
   response_.reset();
   listening_.clear();
+  monitor_.setGrant(shortcut_, {ShortcutGrant::Kind::refused});
 }
 
 DesktopKeyMonitor::DesktopKeyMonitor(Parts parts) : parts_(std::move(parts)), onX11_(isX11Session()) {
@@ -172,7 +180,8 @@ DesktopKeyMonitor::DesktopKeyMonitor(Parts parts) : parts_(std::move(parts)), on
       const auto self = weak.lock();
       if (!self) return;
       for (const Shortcut shortcut : {Shortcut::toggle, Shortcut::cover})
-        (*self)->setPossible(shortcut, possible);
+        (*self)->setGrant(shortcut,
+                          {possible ? ShortcutGrant::Kind::observed : ShortcutGrant::Kind::refused});
     });
   });
 }
@@ -210,8 +219,10 @@ void DesktopKeyMonitor::begin(Shortcut shortcut) {
   x11_ = {parts_.displays, [tellPress] { return std::make_unique<X11KeyMonitor>(tellPress); }};
 }
 
-void DesktopKeyMonitor::setPossible(Shortcut shortcut, bool possible) {
-  if (std::exchange(of(shortcut).possible, possible) != possible) canObserveChanged.emit();
+void DesktopKeyMonitor::setGrant(Shortcut shortcut, ShortcutGrant grant) {
+  if (of(shortcut).grant == grant) return;
+  of(shortcut).grant = std::move(grant);
+  grantChanged.emit();
 }
 
 void DesktopKeyMonitor::pressed(Shortcut shortcut) const {

@@ -34,7 +34,7 @@ class DesktopKeyMonitor final : public KeyMonitor {
   DesktopKeyMonitor(const DesktopKeyMonitor&) = delete;
   DesktopKeyMonitor& operator=(const DesktopKeyMonitor&) = delete;
 
-  [[nodiscard]] bool canObserve(Shortcut shortcut) const override { return of(shortcut).possible; }
+  [[nodiscard]] ShortcutGrant grant(Shortcut shortcut) const override { return of(shortcut).grant; }
   [[nodiscard]] Registration observe(Shortcut shortcut, std::function<void()> pressed) override;
 
  private:
@@ -42,7 +42,7 @@ class DesktopKeyMonitor final : public KeyMonitor {
 
   /// What is known of one shortcut.
   struct Observed {
-    bool possible = false;
+    ShortcutGrant grant{};
     std::shared_ptr<const std::function<void()>> observer;  // whose registration holds it weakly
     std::unique_ptr<Portal> portal;                         // once wanted
   };
@@ -52,7 +52,7 @@ class DesktopKeyMonitor final : public KeyMonitor {
     return observed_[static_cast<std::size_t>(shortcut)];
   }
   void begin(Shortcut shortcut);
-  void setPossible(Shortcut shortcut, bool possible);
+  void setGrant(Shortcut shortcut, ShortcutGrant grant);
   void pressed(Shortcut shortcut) const;
 
   const Parts parts_;

@@ -14,6 +14,7 @@ namespace {
 /// The overlay where nothing can be covered: no screens, and it says so.
 class NullOverlayBackend final : public OverlayBackend {
  public:
+  [[nodiscard]] std::string system() const override { return {}; }
   [[nodiscard]] std::vector<Screen> screens() const override { return {}; }
   [[nodiscard]] std::unique_ptr<OverlaySurface> createSurface(const Screen& /*screen*/) override {
     return std::make_unique<Surface>();

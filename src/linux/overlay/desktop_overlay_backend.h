@@ -123,8 +123,8 @@ class DesktopSurface : public OverlaySurface {
 /// twice a minute. Neither ends the process. Needs a Qt event loop on the main thread and, to paint, a
 /// QGuiApplication of any platform.
 ///
-/// `Surface` is the desktop's DesktopSurface. The desktop has `open(display, loop, handlers)`, null
-/// where the server cannot be used, `isUsable()`, `flush()`, `screens()`, and `limitation()` and
+/// `Surface` is the desktop's DesktopSurface. The desktop has `systemName`, `open(display, loop, handlers)`,
+/// null where the server cannot be used, `isUsable()`, `flush()`, `screens()`, and `limitation()` and
 /// `setHeld()` as those of OverlayBackend.
 template <class Desktop, class Surface>
 class DesktopOverlayBackend final : public OverlayBackend {
@@ -139,6 +139,7 @@ class DesktopOverlayBackend final : public OverlayBackend {
   DesktopOverlayBackend& operator=(const DesktopOverlayBackend&) = delete;
   ~DesktopOverlayBackend() override { disconnect(); }
 
+  [[nodiscard]] std::string system() const override { return Desktop::systemName; }
   [[nodiscard]] std::vector<Screen> screens() const override {
     return desktop_ ? desktop_->screens() : std::vector<Screen>();
   }

@@ -919,6 +919,46 @@
         <source></source>
         <translation>This desktop cannot hide those of other programs</translation>
     </message>
+    <message id="Bandes : %1, 1 écran couvert">
+        <source></source>
+        <translation>Stripes: %1, 1 screen covered</translation>
+    </message>
+    <message id="Bandes : %1, %2 écrans couverts">
+        <source></source>
+        <translation>Stripes: %1, %2 screens covered</translation>
+    </message>
+    <message id="Ce bureau ne permet pas de couvrir l'écran">
+        <source></source>
+        <translation>This desktop does not let the screen be covered</translation>
+    </message>
+    <message id="attribué par le bureau : %1">
+        <source></source>
+        <translation>given by the desktop: %1</translation>
+    </message>
+    <message id="refusé">
+        <source></source>
+        <translation>refused</translation>
+    </message>
+    <message id="sans réponse du bureau">
+        <source></source>
+        <translation>no answer from the desktop</translation>
+    </message>
+    <message id="aucune barre">
+        <source></source>
+        <translation>no panel takes it</translation>
+    </message>
+    <message id="Ce bureau">
+        <source></source>
+        <translation>This desktop</translation>
+    </message>
+    <message id="Raccourci : %1">
+        <source></source>
+        <translation>Shortcut: %1</translation>
+    </message>
+    <message id="Icône : %1">
+        <source></source>
+        <translation>Icon: %1</translation>
+    </message>
     <message id="Caméra couverte ou volet fermé">
         <source></source>
         <translation>Camera covered, or its shutter closed</translation>

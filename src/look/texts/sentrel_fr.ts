@@ -919,6 +919,46 @@
         <source></source>
         <translation>Ce bureau ne permet pas de masquer celles des autres programmes</translation>
     </message>
+    <message id="Bandes : %1, 1 écran couvert">
+        <source></source>
+        <translation>Bandes : %1, 1 écran couvert</translation>
+    </message>
+    <message id="Bandes : %1, %2 écrans couverts">
+        <source></source>
+        <translation>Bandes : %1, %2 écrans couverts</translation>
+    </message>
+    <message id="Ce bureau ne permet pas de couvrir l'écran">
+        <source></source>
+        <translation>Ce bureau ne permet pas de couvrir l&apos;écran</translation>
+    </message>
+    <message id="attribué par le bureau : %1">
+        <source></source>
+        <translation>attribué par le bureau : %1</translation>
+    </message>
+    <message id="refusé">
+        <source></source>
+        <translation>refusé</translation>
+    </message>
+    <message id="sans réponse du bureau">
+        <source></source>
+        <translation>sans réponse du bureau</translation>
+    </message>
+    <message id="aucune barre">
+        <source></source>
+        <translation>aucune barre</translation>
+    </message>
+    <message id="Ce bureau">
+        <source></source>
+        <translation>Ce bureau</translation>
+    </message>
+    <message id="Raccourci : %1">
+        <source></source>
+        <translation>Raccourci : %1</translation>
+    </message>
+    <message id="Icône : %1">
+        <source></source>
+        <translation>Icône : %1</translation>
+    </message>
     <message id="Caméra couverte ou volet fermé">
         <source></source>
         <translation>Caméra couverte ou volet fermé</translation>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <QDBusArgument>
+#include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QDBusVariant>
 #include <cstdlib>
@@ -23,6 +24,24 @@ const NotificationContent content{"Titre", "Texte"};
 
 using HapticsTest = EventDesk;
 using AppearanceTest = EventDesk;
+
+/// As the portal tells what was bound.
+struct BoundShortcut {
+  QString id;
+  QVariantMap properties;
+};
+[[maybe_unused]] QDBusArgument& operator<<(QDBusArgument& to, const BoundShortcut& shortcut) {
+  to.beginStructure();
+  to << shortcut.id << shortcut.properties;
+  to.endStructure();
+  return to;
+}
+[[maybe_unused]] const QDBusArgument& operator>>(const QDBusArgument& from, BoundShortcut& shortcut) {
+  from.beginStructure();
+  from >> shortcut.id >> shortcut.properties;
+  from.endStructure();
+  return from;
+}
 
 struct NotificationsTest : EventDesk {
   /// A server that numbers what it shows from `first` on.
@@ -342,14 +361,14 @@ TEST_F(KeyMonitorTest, BindsAtThePortalOnceAndHearsItsActivations) {
   const QDBusObjectPath sessionHandle(portalPath + u"/session/1_1/sentrel"_s);
   BusDouble portal(desktop, TestBus::session, u"org.freedesktop.portal.Desktop"_s);
   // Each request is answered by a signal of its own object, as the portal does.
-  const auto agree = [&](const QDBusMessage& call, const QVariantMap& results) {
+  const auto agree = [&](const QDBusMessage& call, const QVariantMap& results, uint declined = 0) {
     QString sender = call.service().mid(1);
     sender.replace(QLatin1Char('.'), QLatin1Char('_'));
     const auto options = qdbus_cast<QVariantMap>(call.arguments().constLast());
     const QString path =
         u"%1/request/%2/%3"_s.arg(portalPath, sender, options.value(u"handle_token"_s).toString());
     portal.reply(call, {QVariant::fromValue(QDBusObjectPath(path))});
-    portal.emitSignal(path, u"org.freedesktop.portal.Request"_s, u"Response"_s, {0U, results});
+    portal.emitSignal(path, u"org.freedesktop.portal.Request"_s, u"Response"_s, {declined, results});
   };
   portal.keep(u"CreateSession"_s);
   portal.keep(u"BindShortcuts"_s);
@@ -387,14 +406,26 @@ TEST_F(KeyMonitorTest, BindsAtThePortalOnceAndHearsItsActivations) {
   agree(portal.calls(u"CreateSession"_s)[1], {{u"session_handle"_s, coverHandle.path()}});
   ASSERT_TRUE(runUntilCalls(portal, "BindShortcuts", 2));
   EXPECT_FALSE(keys->canObserve(Shortcut::cover));
-  agree(portal.calls(u"BindShortcuts"_s)[1], {});
+  qDBusRegisterMetaType<BoundShortcut>();
+  qDBusRegisterMetaType<QList<BoundShortcut>>();
+  const QList<BoundShortcut> bound{{u"cover"_s, {{u"trigger_description"_s, u"Meta+Shift+V"_s}}}};
+  agree(portal.calls(u"BindShortcuts"_s)[1], {{u"shortcuts"_s, QVariant::fromValue(bound)}});
   ASSERT_TRUE(runUntil([&] { return keys->canObserve(Shortcut::cover); }));
+  EXPECT_EQ(keys->grant(Shortcut::cover).keys, "Meta+Shift+V");
   activate(coverHandle, "toggle");
   activate(sessionHandle, "cover");
   activate(coverHandle, "cover");
   ASSERT_TRUE(runUntil([&] { return covers > 0; }));
   EXPECT_EQ(covers, 1);
   EXPECT_EQ(presses, 11);
+
+  const auto declined = monitor();
+  observing = declined->observe(Shortcut::toggle, [] {});
+  ASSERT_TRUE(runUntilCalls(portal, "CreateSession", 3));
+  EXPECT_EQ(declined->grant(Shortcut::toggle).kind, ShortcutGrant::Kind::unknown);
+  agree(portal.calls(u"CreateSession"_s)[2], {}, 1);
+  ASSERT_TRUE(
+      runUntil([&] { return declined->grant(Shortcut::toggle).kind == ShortcutGrant::Kind::refused; }));
 }
 
 }  // namespace

@@ -600,7 +600,7 @@ TEST_F(WaylandOverlayTest, FollowsModeScaleAndTurn) {
     sway(std::string("output * transform ") + turn);
     EXPECT_TRUE(eventuallyStriped(0, 720, 1280, 1.25)) << turn;
   }
-  EXPECT_EQ(backend->screens().at(0), (Screen{screen.id, screen.name, {0, 0, 576, 1024}, true}));
+  EXPECT_EQ(backend->screens().at(0), (Screen{screen.id, screen.name, {0, 0, 576, 1024}, true, 1.25}));
   // So large that the memory of one picture serves the next.
   sway("output * mode --custom 2560x1600 scale 1 transform normal");
   for (const double veil : {0.0, 0.7, 0.2, 0.5}) {
@@ -741,8 +741,9 @@ TEST(X11Monitors, AreNumberedAndScaledAndCopiesAreLeftOut) {
   };
   for (const auto& [monitors, resources, arranged] : cases) {
     std::ostringstream found;
-    for (const auto& [screen, pixels, scale] : arrangeMonitors(monitors, parseXftDpi(resources)))
-      found << screen.name << " " << scale << " " << screen.frame.width << (screen.isMain ? "*, " : ", ");
+    for (const auto& [screen, pixels] : arrangeMonitors(monitors, parseXftDpi(resources)))
+      found << screen.name << " " << screen.scale << " " << screen.frame.width
+            << (screen.isMain ? "*, " : ", ");
     EXPECT_EQ(found.str(), arranged) << resources;
   }
 }

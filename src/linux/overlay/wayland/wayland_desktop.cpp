@@ -80,7 +80,7 @@ WaylandOutput::WaylandOutput(const WaylandConnection& connection, const WaylandG
 Screen WaylandOutput::screen() const {
   // Without a name the global's number is the best there is: it changes when the output is plugged in anew.
   const std::string name = state_.name.empty() ? "output-" + std::to_string(globalName_) : state_.name;
-  return {screenIdOf(name), name, logicalFrame(state_), false};
+  return {screenIdOf(name), name, logicalFrame(state_), false, deviceScale(state_)};
 }
 
 void WaylandOutput::listenToOutput() {

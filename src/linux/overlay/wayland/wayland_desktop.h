@@ -89,6 +89,8 @@ class WaylandOutput {
 /// One compositor as long as its connection lives, and its outputs. Main thread.
 class WaylandDesktop {
  public:
+  static constexpr auto systemName = "Wayland";
+
   /// Whether the compositor is there, and whether it can be covered. A silent one does not answer in time.
   enum class Reach { covers, refuses, absent, silent };
   /// `display` as in WAYLAND_DISPLAY.

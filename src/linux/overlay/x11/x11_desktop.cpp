@@ -198,7 +198,7 @@ std::vector<X11Monitor> arrangeMonitors(const std::vector<X11MonitorInfo>& monit
     const double scale = dpi ? settingScale(*dpi) : densityScale(monitors[i]);
     const Rect frame{logical(pixels.x, scale), logical(pixels.y, scale), logical(pixels.width, scale),
                      logical(pixels.height, scale)};
-    result.push_back({{screenIdOf(name), name, frame, primary}, pixels, scale});
+    result.push_back({{screenIdOf(name), name, frame, primary, scale}, pixels});
   }
   const auto isMain = [](const X11Monitor& monitor) { return monitor.screen.isMain; };
   if (!result.empty() && std::ranges::none_of(result, isMain)) result.front().screen.isMain = true;

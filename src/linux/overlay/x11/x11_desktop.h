@@ -33,8 +33,7 @@ struct X11MonitorInfo {
 /// A monitor as the overlay uses it.
 struct X11Monitor {
   Screen screen;
-  Rect pixels;       ///< device pixels
-  double scale = 1;  ///< device pixels to a logical one
+  Rect pixels;  ///< device pixels
   bool operator==(const X11Monitor&) const = default;
 };
 
@@ -69,6 +68,8 @@ enum class ClickThrough {
 /// translucent windows, and the order of ours. Main thread.
 class X11Desktop {
  public:
+  static constexpr auto systemName = "X11";
+
   /// Null when the server cannot be reached, cannot let clicks through a window, or has no screen that we can
   /// draw on.
   [[nodiscard]] static std::unique_ptr<X11Desktop> open(const std::string& display, MainLoop& loop,

@@ -205,10 +205,10 @@ class X11RetroWindow {
  public:
   X11RetroWindow(X11Desktop& desktop, const X11Monitor& monitor)
       : window_(desktop, X11Layer::picture, lookOfPicture(desktop), "sentrel picture"),
-        painter_(monitor.scale),
+        painter_(monitor.screen.scale),
         pixels_(static_cast<std::size_t>(painter_.width()) * static_cast<std::size_t>(painter_.height())),
         pixmap_(window_.createBackground(painter_.width(), painter_.height())) {
-    window_.place(placeRetro(monitor.pixels, monitor.scale));
+    window_.place(placeRetro(monitor.pixels, monitor.screen.scale));
   }
 
   ~X11RetroWindow() { xcb_free_pixmap(window_.connection(), pixmap_); }
@@ -270,7 +270,7 @@ class X11CoverWindows {
     ground_.setBackground(coverGround(cover).rgb());
     ground_.place(monitor.pixels);
     ground_.setMapped(true);
-    const auto [notice, button] = paintCover(monitor.pixels, monitor.scale, cover);
+    const auto [notice, button] = paintCover(monitor.pixels, monitor.screen.scale, cover);
     const Rect whole{0, 0, notice.image.width(), notice.image.height()};
     const xcb_pixmap_t pixmap = panel_.createBackground(whole.width, whole.height);
     panel_.putImage(pixmap, whole, reinterpret_cast<const std::uint32_t*>(notice.image.constBits()));
@@ -376,7 +376,7 @@ void X11OverlaySurface::refresh() {
         std::make_unique<X11CoverWindows>(*desktop(), monitor_, *scene.cover, [this] { clicked.emit(); });
   }
   paintNotices(scene.shortcutInHint);
-  if (windows_->scene) windows_->scene->present(scene, monitor_.pixels, monitor_.scale);
+  if (windows_->scene) windows_->scene->present(scene, monitor_.pixels, monitor_.screen.scale);
   showTint();
   if (windows_->hint) windows_->hint->setShown(!scene.cover);
   windows_->banner.setShown(scene.banner);
@@ -395,9 +395,9 @@ const X11Monitor* X11OverlaySurface::findMonitor() const {
 void X11OverlaySurface::paintNotices(bool keys) {
   if (std::exchange(keys_, keys) == keys) return;
   windows_->banner.setNotice(
-      paintBanner(monitor_.pixels, monitor_.scale,
+      paintBanner(monitor_.pixels, monitor_.screen.scale,
                   windows_->translucent ? BannerStyle::translucent : BannerStyle::opaque));
-  if (windows_->hint) windows_->hint->setNotice(paintHint(monitor_.pixels, monitor_.scale, keys));
+  if (windows_->hint) windows_->hint->setNotice(paintHint(monitor_.pixels, monitor_.screen.scale, keys));
 }
 
 /// During an alert its window stays through the dark moments of the flash: mapping costs more than clearing.

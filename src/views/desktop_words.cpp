@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "views/desktop_words.h"
+
+#include <algorithm>
+
+namespace sentrel {
+
+QString coverWords(const CoverFacts& facts, bool everyScreen) {
+  if (facts.limitation == "error_no_compositing") return qtTrId("error_no_compositing");
+  const std::size_t screens =
+      everyScreen ? facts.screens.size() : std::min<std::size_t>(facts.screens.size(), 1);
+  if (!facts.limitation.empty() || screens == 0) return qtTrId("Ce bureau ne permet pas de couvrir l'écran");
+  const QString system = QString::fromStdString(facts.system);
+  return screens == 1 ? qtTrId("Bandes : %1, 1 écran couvert").arg(system)
+                      : qtTrId("Bandes : %1, %2 écrans couverts").arg(system).arg(screens);
+}
+
+QString shortcutWords(const ShortcutGrant& grant, const QString& usual) {
+  switch (grant.kind) {
+    case ShortcutGrant::Kind::observed:
+      return usual;
+    case ShortcutGrant::Kind::granted:
+      return qtTrId("attribué par le bureau : %1")
+          .arg(grant.keys.empty() ? usual : presentable(QString::fromStdString(grant.keys), 40));
+    case ShortcutGrant::Kind::refused:
+      return qtTrId("refusé");
+    case ShortcutGrant::Kind::unknown:
+      break;
+  }
+  return qtTrId("sans réponse du bureau");
+}
+
+QString trayWords(Tray tray) {
+  switch (tray) {
+    case Tray::statusNotifier:
+      return QStringLiteral("StatusNotifier");
+    case Tray::x11:
+      return QStringLiteral("X11");
+    case Tray::none:
+      break;
+  }
+  return qtTrId("aucune barre");
+}
+
+QString presentable(const QString& words, qsizetype most) {
+  QString result;
+  for (const QChar character : words) {
+    if (result.size() == most) return result.chopped(1) + u'…';
+    const auto category = character.category();
+    const bool isRead = category != QChar::Other_Control && category != QChar::Other_Format &&
+                        category != QChar::Separator_Line && category != QChar::Separator_Paragraph;
+    result += isRead ? character : u'?';
+  }
+  return result;
+}
+
+}  // namespace sentrel
