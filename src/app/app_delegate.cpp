@@ -74,6 +74,10 @@ void AppDelegate::applicationDidFinishLaunching() {
       // Without the person's consent the camera stays closed, and a start waits for it.
       uses_.consent->asked.connect([this] { askForConsent(); }),
       service_->isStarting().onChange([this](bool starting) { begun_ = begun_ || starting; })};
+  events_.emplace(EventLog::Parts{.platform = Platform::current(),
+                                  .service = service_,
+                                  .cameraControl = CameraControl::shared(),
+                                  .sessionBus = uses_.sessionBus});
   uses_.bus.perform = [this](const std::string& request, const std::vector<std::int64_t>& numbers) {
     const char* const refusal = carryOut(request, numbers);
     // Whoever has the answer and asks again must find what has come of it.

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "app/event_log.h"
 #include "app/menu_bar_controller.h"
 #include "app/program_bus.h"
 #include "platform/capture_session.h"
@@ -35,6 +36,7 @@ class AppDelegate {
     std::unique_ptr<MenuBarController> menuBarController;  ///< null where there are no windows
     std::shared_ptr<CameraConsent> consent;
     Launch launch = Launch::person;
+    std::shared_ptr<Bus> sessionBus;
   };
 
   explicit AppDelegate(Dependencies dependencies);
@@ -66,6 +68,7 @@ class AppDelegate {
   std::int64_t wallAheadMs_ = 0;  // of the program's clock, as it was last told
   Registration shownSoon_;
   std::array<Registration, 14> registrations_;
+  std::optional<EventLog> events_;
   std::unique_ptr<QFileSystemWatcher> modelWatch_;  // while a model is missing
 };
 

@@ -3,6 +3,7 @@
 #include <span>
 
 #include "app/command_line.h"
+#include "app/event_log.h"
 #include "app/sentrel_mac_app.h"
 #include "linux/hardening/process_hardening.h"
 
@@ -10,6 +11,7 @@ int main(int argc, char** argv) {
   // First of all: who only asks for words has no use for what follows.
   const std::span given(argv, static_cast<std::size_t>(argc));
   if (const auto status = sentrel::answerCommandLine(given.subspan(given.empty() ? 0 : 1))) return *status;
+  sentrel::obeyLoggingRules();
   // Before anything else could open, start or copy something.
   if (!sentrel::installSystemCallFilter())
     std::fputs("sentrel: the kernel cannot be told to refuse network sockets\n", stderr);

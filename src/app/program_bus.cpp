@@ -28,13 +28,8 @@ constexpr int mostAttempts = 3;
 constexpr std::array<std::string_view, 6> actions{"toggle",     "cover", "preferences",
                                                   "statistics", "about", "quit"};
 
-/// The states as other programs read them on the bus, in their order; part of the program's interface, never
-/// translated.
+/// In their order.
 constexpr std::array stateNames{"nominal", "inattention", "autoPaused", "cameraBusy", "inactive", "alert"};
-
-constexpr const char* stateName(const FilterState& state) {
-  return stateNames[static_cast<std::size_t>(state.kind())];
-}
 
 // The properties, which sd-bus reads from ProgramBus::Values.
 
@@ -113,6 +108,10 @@ Reserved& reserved() {
 }
 
 }  // namespace
+
+const char* stateName(const FilterState& state) {
+  return stateNames[static_cast<std::size_t>(state.kind())];
+}
 
 void reserveActivationToken() {
   Reserved& made = reserved();

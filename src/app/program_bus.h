@@ -33,6 +33,9 @@ enum class Launch {
 // The desktop's leave to come to the front goes from the program that the person used to the one that shows a
 // window, as platform data of `org.freedesktop.Application`. Main thread.
 
+/// The state as other programs read it; part of the program's interface, never translated.
+[[nodiscard]] const char* stateName(const FilterState& state);
+
 /// Makes room in the environment for tokens to come. To be called once, before the first thread starts.
 void reserveActivationToken();
 

@@ -232,7 +232,8 @@ void SentrelMacApp::begin(InstanceRole role) {
                                 .remote = remote,
                                 .menuBarController = std::move(menuBarController),
                                 .consent = consent_,
-                                .launch = launch_});
+                                .launch = launch_,
+                                .sessionBus = sessionBus_});
   appDelegate->applicationDidFinishLaunching();
   lastDuty() = [defaults = defaults_] {
     PrivacyFilterService::shared()->countSession();

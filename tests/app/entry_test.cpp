@@ -47,6 +47,34 @@ TEST_F(Entry, ItCanBeKilledAtAnyStageOfItsStart) {
     EXPECT_EQ(file.path().filename(), "defaults.json");
 }
 
+/// What the person has asked for by SENTREL_LOG alone, and with priorities where the journal reads them.
+TEST_F(Entry, EventsAreLoggedByTheirRulesAndToTheJournal) {
+  const struct {
+    const char* setting;
+    bool state, bus, priority;
+  } cases[] = {
+      {"", false, false, false},
+      {"'SENTREL_LOG=sentrel.state=true'", true, false, false},
+      {"'SENTREL_LOG=sentrel.*=true;sentrel.bus=false'", true, false, false},
+      {"'SENTREL_LOG=sentrel.*=true'", true, true, true},
+  };
+  for (const auto& [setting, state, connected, priority] : cases) {
+    SCOPED_TRACE(setting);
+    ChildProcess process = desktop.spawn(
+        "sh",
+        {"-c", std::string(priority ? "export JOURNAL_STREAM=$(stat -Lc %d:%i /proc/self/fd/2); " : "") +
+                   "exec env A=b " + setting + " " SENTREL_PROGRAM});
+    ASSERT_TRUE(waitUntil([&] { return owner() == process.pid() && bus->hasName(programName); }));
+    ASSERT_TRUE(waitUntil([&] { return property(u"State"_s).toString() == u"inactive"_s; }));
+    process.signal(SIGTERM);
+    EXPECT_EQ(process.waitForExit(seconds(10)), 0);
+    const std::string words = process.output();
+    EXPECT_EQ(words.find("sentrel.state: inactive") != std::string::npos, state) << words;
+    EXPECT_EQ(words.find("sentrel.bus: session bus connected") != std::string::npos, connected) << words;
+    EXPECT_EQ(words.find("<6>sentrel.state: ") != std::string::npos, priority) << words;
+  }
+}
+
 TEST_F(Entry, AStartWhileTheFirstOneEndsTakesItsPlace) {
   ChildProcess process = spawn();
   for (const int delayMs : {0, 20, 60, 150}) {
