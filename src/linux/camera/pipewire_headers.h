@@ -15,10 +15,12 @@
 #include <pipewire/pipewire.h>
 #include <spa/buffer/buffer.h>
 #include <spa/buffer/meta.h>
+#include <spa/debug/types.h>
 #include <spa/param/buffers.h>
 #include <spa/param/format-utils.h>
 #include <spa/param/param.h>
 #include <spa/param/video/format-utils.h>
+#include <spa/param/video/type-info.h>
 #include <spa/pod/builder.h>
 #include <spa/utils/hook.h>
 #include <spa/utils/json.h>
@@ -39,6 +41,10 @@ inline void addNodeListener(pw_proxy* node, spa_hook* hook, const pw_node_events
 inline void addMetadataListener(pw_proxy* metadata, spa_hook* hook, const pw_metadata_events* events,
                                 void* data) {
   pw_metadata_add_listener(reinterpret_cast<pw_metadata*>(metadata), hook, events, data);
+}
+/// Each is told as an event of the node.
+inline void requestFormats(pw_proxy* node) {
+  pw_node_enum_params(reinterpret_cast<pw_node*>(node), 0, SPA_PARAM_EnumFormat, 0, UINT32_MAX, nullptr);
 }
 /// Returns the number that the answer will bear.
 inline int requestSync(pw_core* core) {
