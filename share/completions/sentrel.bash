@@ -5,7 +5,7 @@
 _sentrel() {
   local words
   if ((COMP_CWORD == 1)); then
-    words="status on off toggle pause resume guest alone cover preferences statistics privacy journal quit --help --version"
+    words="status on off toggle pause resume guest alone cover preferences statistics privacy journal doctor quit --help --version"
   else
     case ${COMP_WORDS[1]} in
       status) words="--json --watch" ;;

@@ -24,6 +24,7 @@ complete -c sentrel -n __fish_use_subcommand -a preferences -d 'open the prefere
 complete -c sentrel -n __fish_use_subcommand -a statistics -d 'open the statistics'
 complete -c sentrel -n __fish_use_subcommand -a privacy -d 'have it try what it says it cannot do'
 complete -c sentrel -n __fish_use_subcommand -a journal -d 'list the alerts that are kept'
+complete -c sentrel -n __fish_use_subcommand -a doctor -d 'tell what is missing, and what to do'
 complete -c sentrel -n __fish_use_subcommand -a quit -d 'end the program'
 complete -c sentrel -n __fish_use_subcommand -l help -d 'print the commands'
 complete -c sentrel -n __fish_use_subcommand -l version -d 'print the version'

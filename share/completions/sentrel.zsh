@@ -15,6 +15,7 @@ local -a commands=(
   'statistics:open the statistics'
   'privacy:have it try what it says it cannot do'
   'journal:list the alerts that are kept'
+  'doctor:tell what is missing, and what to do'
   'quit:end the program'
   '--help:print the commands'
   '--version:print the version'

@@ -47,6 +47,7 @@ AppDelegate::AppDelegate(Dependencies dependencies) : uses_(std::move(dependenci
 AppDelegate::~AppDelegate() {
   uses_.bus.perform = nullptr;
   uses_.bus.prove = nullptr;
+  uses_.bus.report = nullptr;
   delete onboardingWindow;  // as other windows, before the Qt application ends
 }
 
@@ -89,6 +90,9 @@ void AppDelegate::applicationDidFinishLaunching() {
       const auto [holds, words] = proofReport(facts);
       told(holds, words.toStdString());
     });
+  };
+  uses_.bus.report = [this](ProgramBus::ReportTold told) {
+    report([told = std::move(told)](const Report& made) { told(asText(made).toStdString()); });
   };
   reportLimitation(*backend);
   // A program that only reads a property makes the bus start us. That alone does not switch protection on,
@@ -161,6 +165,48 @@ void AppDelegate::applicationWillTerminate() {
 
 // The session bus.
 
+/// What protection does, in words for the person.
+QString AppDelegate::statusLines() const {
+  const Relaxations& relaxations = service_->relaxations();
+  const FilterState state = service_->fsmState();
+  QStringList words{statusWords(state).words};
+  const QString cause = failureWords(CameraControl::shared()->failure());
+  if (!cause.isEmpty()) words += cause;
+  const QString relaxed = relaxationWords(relaxations, Platform::current().clock->nowMs());
+  if (!relaxed.isEmpty() && !state.is(FilterState::Kind::inactive)) words += relaxed;
+  return words.join(u'\n');
+}
+
+ProgramFacts AppDelegate::programFacts() const {
+  const Platform& platform = Platform::current();
+  const auto& camera = *CameraControl::shared();
+  ProgramFacts facts;
+  facts.running = ProgramFacts::Running::yes;
+  facts.runningMs = events_->runningMs();
+  facts.status = statusLines();
+  facts.failure = camera.failure();
+  facts.cover = CoverFacts::of(*platform.overlayBackend);
+  const auto device = platform.captureSession->currentDevice();
+  if (device && camera.status().get().kind == CameraControl::Status::Kind::seeing)
+    facts.camera = device->localizedName;
+  if (uses_.menuBarController) facts.tray = uses_.menuBarController->tray();
+  facts.shortcut = platform.keyMonitor->grant(Shortcut::toggle);
+  facts.events.assign(events_->last().begin(), events_->last().end());
+  return facts;
+}
+
+void AppDelegate::report(std::function<void(const Report&)> told) {
+  waiting_.push_back(std::move(told));
+  if (waiting_.size() > 1) return;
+  examineMachine(Platform::current().mainLoop, uses_.sessionBus, uses_.systemBus, Screens::known,
+                 [weak = std::weak_ptr(self_)](const MachineFacts& machine) {
+                   const auto self = weak.lock();
+                   if (!self) return;
+                   const Report made = makeReport(machine, (*self)->programFacts(), Secrets::ofThisProcess());
+                   for (const auto& each : std::exchange((*self)->waiting_, {})) each(made);
+                 });
+}
+
 /// One happening changes several of what is told, one after the other; what lies between was never so.
 void AppDelegate::showOnTheBusSoon() {
   if (!shownSoon_) shownSoon_ = Platform::current().mainLoop->after(0, [this] { showOnTheBus(); });
@@ -176,22 +222,16 @@ void AppDelegate::showOnTheBus() {
   const auto byTheWall = [this](std::optional<std::int64_t> ms) { return ms ? *ms + wallAheadMs_ : 0; };
   const auto pauseEnd = relaxations.pauseEndMs().get();
   const auto& stay = relaxations.stay().get();
-  const FilterState state = service_->fsmState();
-  QStringList words{statusWords(state).words};
-  const QString cause = failureWords(CameraControl::shared()->failure());
-  if (!cause.isEmpty()) words += cause;
-  const QString relaxed = relaxationWords(relaxations, Platform::current().clock->nowMs());
-  if (!relaxed.isEmpty() && !state.is(FilterState::Kind::inactive)) words += relaxed;
-  uses_.bus.show(state, {.state = {},
-                         .status = words.join(u'\n').toStdString(),
-                         .isActive = service_->isActive(),
-                         .alertCount = StatsRepository::shared()->stats.get().alertCount,
-                         .pauseEnd = byTheWall(pauseEnd),
-                         .guests = stay ? stay->guests : 0,
-                         .guestsEnd = stay ? byTheWall(stay->untilMs) : 0,
-                         .ignoredFaces = relaxations.filter.ignoredCount(),
-                         .isScreenShared = relaxations.isScreenShared(),
-                         .isCovered = uses_.remote->isCovered()});
+  uses_.bus.show(service_->fsmState(), {.state = {},
+                                        .status = statusLines().toStdString(),
+                                        .isActive = service_->isActive(),
+                                        .alertCount = StatsRepository::shared()->stats.get().alertCount,
+                                        .pauseEnd = byTheWall(pauseEnd),
+                                        .guests = stay ? stay->guests : 0,
+                                        .guestsEnd = stay ? byTheWall(stay->untilMs) : 0,
+                                        .ignoredFaces = relaxations.filter.ignoredCount(),
+                                        .isScreenShared = relaxations.isScreenShared(),
+                                        .isCovered = uses_.remote->isCovered()});
 }
 
 /// What other programs ask for, as ProgramBus::perform has it.

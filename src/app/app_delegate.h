@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "app/doctor.h"
 #include "app/event_log.h"
 #include "app/menu_bar_controller.h"
 #include "app/program_bus.h"
@@ -37,6 +38,7 @@ class AppDelegate {
     std::shared_ptr<CameraConsent> consent;
     Launch launch = Launch::person;
     std::shared_ptr<Bus> sessionBus;
+    std::shared_ptr<Bus> systemBus;
   };
 
   explicit AppDelegate(Dependencies dependencies);
@@ -51,6 +53,10 @@ class AppDelegate {
   /// posts must still run.
   void applicationWillTerminate();
 
+  /// What there is to know when something does not work; who asks meanwhile gets the same report. Told
+  /// within 2 s, in a later turn, unless this has gone by then.
+  void report(std::function<void(const Report&)> told);
+
  private:
   bool begin();
   void askForConsent();
@@ -60,6 +66,8 @@ class AppDelegate {
   void showOnTheBusSoon();
   const char* carryOut(const std::string& request, const std::vector<std::int64_t>& numbers);
   const char* open(const std::string& request);
+  [[nodiscard]] QString statusLines() const;
+  [[nodiscard]] ProgramFacts programFacts() const;
 
   const Dependencies uses_;
   QPointer<OnboardingView> onboardingWindow;
@@ -69,7 +77,9 @@ class AppDelegate {
   Registration shownSoon_;
   std::array<Registration, 14> registrations_;
   std::optional<EventLog> events_;
-  std::unique_ptr<QFileSystemWatcher> modelWatch_;  // while a model is missing
+  std::vector<std::function<void(const Report&)>> waiting_;  // for the report that is being made
+  std::shared_ptr<AppDelegate*> self_ = std::make_shared<AppDelegate*>(this);  // it holds this weakly
+  std::unique_ptr<QFileSystemWatcher> modelWatch_;                             // while a model is missing
 };
 
 }  // namespace sentrel

@@ -21,6 +21,7 @@
 #include <utility>
 
 #include "app/build_options.h"
+#include "app/doctor.h"
 #include "app/program_interface.h"
 #include "linux/desktop/bus.h"
 #include "linux/desktop/journal_file.h"
@@ -36,6 +37,7 @@ namespace program = program_interface;
 using Arguments = std::span<const char* const>;
 
 constexpr std::int64_t answerTimeoutMs = 5'000;
+constexpr std::int64_t reportTimeoutMs = 4'000;
 
 // Words.
 
@@ -82,11 +84,15 @@ class Client final : private BusService {
  public:
   using Question = std::function<void(Client& client)>;
 
+  /// Whether the person is told why there is no answer.
+  enum class Failure { told, silent };
+
   /// Runs the event loop meanwhile.
-  static ExitStatus ask(Question question) {
+  static ExitStatus ask(Question question, Failure failure = Failure::told,
+                        std::int64_t timeoutMs = answerTimeoutMs) {
     const auto mainLoop = std::make_shared<QtMainLoop>();
     const auto bus = std::make_shared<Bus>(mainLoop, BusKind::session);
-    Client client(*mainLoop, bus, std::move(question));
+    Client client(*mainLoop, bus, std::move(question), failure, timeoutMs);
     return static_cast<ExitStatus>(QCoreApplication::exec());
   }
 
@@ -116,19 +122,21 @@ class Client final : private BusService {
   /// `key` is that of a text to be told; what happens afterwards is of no interest.
   void end(ExitStatus status, const char* key = nullptr) {
     if (std::exchange(ended_, true)) return;
-    if (key != nullptr) fail(status, qtTrId(key));
+    if (key != nullptr && failure_ == Failure::told) fail(status, qtTrId(key));
     QCoreApplication::exit(static_cast<int>(status));
   }
 
  private:
-  Client(MainLoop& mainLoop, const std::shared_ptr<Bus>& bus, Question question)
+  Client(MainLoop& mainLoop, const std::shared_ptr<Bus>& bus, Question question, Failure failure,
+         std::int64_t timeoutMs)
       : BusService(bus, program::busName),
         question_(std::move(question)),
+        failure_(failure),
         connection_(bus->follow([this](bool connected) {
           if (!connected) absent();
         })),
-        deadline_(mainLoop.after(answerTimeoutMs,
-                                 [this] { end(ExitStatus::refused, textId("command_no_answer")); })) {}
+        deadline_(
+            mainLoop.after(timeoutMs, [this] { end(ExitStatus::refused, textId("command_no_answer")); })) {}
 
   void appeared() override { question_(*this); }
   void gone() override { absent(); }
@@ -152,6 +160,7 @@ class Client final : private BusService {
   }
 
   const Question question_;
+  const Failure failure_;
   bool ended_ = false;
   Registration connection_;
   Registration deadline_;
@@ -359,6 +368,23 @@ ExitStatus journal(const Command& /*command*/, Arguments arguments) {
   return print(words.isEmpty() ? qtTrId("Aucune alerte") + u'\n' : words);
 }
 
+/// The program that runs answers for itself; where none does, the machine is asked.
+ExitStatus doctor(const Command& command, Arguments /*arguments*/) {
+  QString words;
+  const auto read = [&words](Client& client, const BusMessage& answer) {
+    words = answer.only<QString>().value_or(QString());
+    client.end(ExitStatus::done);
+  };
+  const ExitStatus asked = Client::ask(
+      [&](Client& client) {
+        client.request(command.asked, [&](const BusMessage& answer) { read(client, answer); });
+      },
+      Client::Failure::silent, reportTimeoutMs);
+  if (asked == ExitStatus::done && !words.isEmpty()) return print(words);
+  using Running = ProgramFacts::Running;
+  return print(asText(examineWithout(asked == ExitStatus::notRunning ? Running::no : Running::silent)));
+}
+
 ExitStatus version(const Command& /*command*/, Arguments /*arguments*/) {
   return print(QStringLiteral("sentrel " SENTREL_VERSION "\n"));
 }
@@ -379,6 +405,7 @@ constexpr std::array commands{
     Command{"statistics", "", QT_TRID_NOOP("command_statistics"), window, "statistics"},
     Command{"privacy", "", QT_TRID_NOOP("command_privacy"), privacy, "Privacy"},
     Command{"journal", "[--since 7d] [--csv]", QT_TRID_NOOP("command_journal"), journal},
+    Command{"doctor", "", QT_TRID_NOOP("command_doctor"), doctor, "Report"},
     Command{"quit", "", QT_TRID_NOOP("command_quit"), method, "Quit"},
     Command{"--help", "", QT_TRID_NOOP("command_help"), help},
     Command{"--version", "", QT_TRID_NOOP("command_version"), version},

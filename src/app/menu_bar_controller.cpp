@@ -172,6 +172,7 @@ void MenuBarController::openPopover(const QRect& anchor) {
              sentrelOpenPreferences().emit();
            },
        .quit = actions_.quit,
+       .askForReport = actions_.askForReport,
        .openLink = [this](const QUrl& address,
                           std::function<void()> failed) { openLink(address, std::move(failed)); }},
       groundOfPopover());

@@ -37,12 +37,15 @@ class MenuBarController {
     /// What the person must be told once, as the key of a text; empty where there is nothing.
     std::function<std::string()> news;
     std::shared_ptr<RemoteControl> remote;  ///< knows what other programs have weakened
+    AskForReport askForReport;
   };
 
   MenuBarController(Actions actions, std::shared_ptr<Bus> sessionBus);
   MenuBarController(const MenuBarController&) = delete;
   MenuBarController& operator=(const MenuBarController&) = delete;
   ~MenuBarController();
+
+  [[nodiscard]] Tray tray() const { return statusItem.tray(); }
 
   /// What a click on the icon does. `anchor` is the place of the icon on the screen.
   void togglePopover(const QRect& anchor);

@@ -168,6 +168,7 @@ void ProgramBus::connectionChanged(bool connected) {
                                      method("SendGuestsAway"),
                                      method("Cover"),
                                      method("Privacy", "", SD_BUS_PARAM(holds) SD_BUS_PARAM(report), "bs"),
+                                     method("Report", "", SD_BUS_PARAM(words), "s"),
                                      method("Quit"),
                                      sd_bus_vtable SD_BUS_VTABLE_END};
   // Never destroyed, because sd-bus reads it to the very end.
@@ -232,7 +233,7 @@ void ProgramBus::finish(InstanceRole role) {
 int ProgramBus::called(sd_bus_message* message, void* self, sd_bus_error* /*error*/) noexcept {
   constexpr int answeredByUs = 1;  // now, later or never
   auto& bus = *static_cast<ProgramBus*>(self);
-  if (bus.leaving_ || (!bus.outcome_ && !(bus.perform && bus.prove))) return answeredByUs;
+  if (bus.leaving_ || (!bus.outcome_ && !(bus.perform && bus.prove && bus.report))) return answeredByUs;
   if (bus.outcome_) {
     bus.early_.emplace_back(sd_bus_message_ref(message), sd_bus_message_unref);
   } else {
@@ -243,13 +244,16 @@ int ProgramBus::called(sd_bus_message* message, void* self, sd_bus_error* /*erro
 
 void ProgramBus::answer(sd_bus_message* message) const {
   const BusMessage call(message);
-  if (call.member == "Privacy") {
-    prove([asked = Message(sd_bus_message_ref(message), sd_bus_message_unref)](bool holds,
-                                                                               const std::string& report) {
-      sd_bus_reply_method_return(asked.get(), "bs", static_cast<int>(holds), report.c_str());
+  // The call is held until the answer is known; a caller that has gone is no error.
+  const auto held = [message] { return Message(sd_bus_message_ref(message), sd_bus_message_unref); };
+  if (call.member == "Privacy")
+    return prove([asked = held()](bool holds, const std::string& words) {
+      sd_bus_reply_method_return(asked.get(), "bs", static_cast<int>(holds), words.c_str());
     });
-    return;
-  }
+  if (call.member == "Report")
+    return report([asked = held()](const std::string& words) {
+      sd_bus_reply_method_return(asked.get(), "s", words.c_str());
+    });
   std::string request = call.member == "Open" ? "Activate" : call.member;  // there are no documents
   const char* refusal = nullptr;
   if (request == "ActivateAction") {

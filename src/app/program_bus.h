@@ -82,11 +82,13 @@ class ProgramBus {
   /// actions "toggle", "cover", "preferences", "statistics", "about" and "quit", or a method of our own
   /// interface with its numbers. Gives the name of the error with which it is refused, or null.
   std::function<const char*(const std::string& request, const std::vector<std::int64_t>& numbers)> perform;
-
   /// Has the program try what it claims of the person's privacy, and gives what is told of that: whether
   /// every claim holds, and the report.
   using ProofTold = std::function<void(bool holds, const std::string& report)>;
   std::function<void(ProofTold told)> prove;
+  /// Tells, now or within some seconds, all there is to know when something does not work.
+  using ReportTold = std::function<void(const std::string& words)>;
+  std::function<void(ReportTold told)> report;
 
  private:
   using Message = std::shared_ptr<sd_bus_message>;

@@ -146,6 +146,7 @@ SentrelMacApp::SentrelMacApp(char** argv, Launch launch)
       application_(argumentCount_, argv),
       mainLoop_(std::make_shared<QtMainLoop>()),
       sessionBus_(std::make_shared<Bus>(mainLoop_, BusKind::session)),
+      systemBus_(std::make_shared<Bus>(mainLoop_, BusKind::system)),
       bus_(mainLoop_, sessionBus_, launch) {
   QGuiApplication::setApplicationName(QStringLiteral("sentrel"));
   QGuiApplication::setDesktopFileName(QStringLiteral("expert.mardeck.sentrel"));
@@ -224,7 +225,10 @@ void SentrelMacApp::begin(InstanceRole role) {
   if (QGuiApplication::platformName() != QLatin1String("offscreen")) {
     menuBarController = std::make_unique<MenuBarController>(
         MenuBarController::Actions{
-            .quit = quitNow, .news = [this] { return std::exchange(untold_, {}); }, .remote = remote},
+            .quit = quitNow,
+            .news = [this] { return std::exchange(untold_, {}); },
+            .remote = remote,
+            .askForReport = [this](auto told) { appDelegate->report(std::move(told)); }},
         sessionBus_);
   }
   appDelegate = std::make_unique<AppDelegate>(
@@ -233,7 +237,8 @@ void SentrelMacApp::begin(InstanceRole role) {
                                 .menuBarController = std::move(menuBarController),
                                 .consent = consent_,
                                 .launch = launch_,
-                                .sessionBus = sessionBus_});
+                                .sessionBus = sessionBus_,
+                                .systemBus = systemBus_});
   appDelegate->applicationDidFinishLaunching();
   lastDuty() = [defaults = defaults_] {
     PrivacyFilterService::shared()->countSession();
@@ -244,7 +249,6 @@ void SentrelMacApp::begin(InstanceRole role) {
 }
 
 void SentrelMacApp::installPlatform() {
-  const auto systemBus = std::make_shared<Bus>(mainLoop_, BusKind::system);
   const auto displays = std::make_shared<EventThread>(QStringLiteral("sentrel-display"));
   Platform platform;
   platform.mainLoop = mainLoop_;
@@ -275,12 +279,12 @@ void SentrelMacApp::installPlatform() {
           .files = {loginItem->path().toStdString()}}});
   platform.notifications = std::make_shared<DesktopNotifications>(mainLoop_, sessionBus_);
   platform.haptics = std::make_shared<FeedbackdHaptics>(sessionBus_);
-  platform.powerSource = std::make_shared<UPowerPowerSource>(systemBus);
+  platform.powerSource = std::make_shared<UPowerPowerSource>(systemBus_);
   platform.sessionEvents =
       std::make_shared<DesktopSessionEvents>(DesktopSessionEvents::Parts{.mainLoop = mainLoop_,
                                                                          .clock = platform.clock,
                                                                          .sessionBus = sessionBus_,
-                                                                         .systemBus = systemBus,
+                                                                         .systemBus = systemBus_,
                                                                          .displays = displays});
   platform.keyMonitor = std::make_shared<DesktopKeyMonitor>(
       DesktopKeyMonitor::Parts{.mainLoop = mainLoop_,

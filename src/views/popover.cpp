@@ -330,7 +330,11 @@ void MenuBarPopoverView::closes() {
 }
 
 MenuBarPopoverView::Page MenuBarPopoverView::page() const {
-  return showStats ? Page::stats : showAbout ? Page::about : showPrivacy_ ? Page::privacy : Page::home;
+  return showStats      ? Page::stats
+         : showAbout    ? Page::about
+         : showPrivacy_ ? Page::privacy
+         : showReport_  ? Page::report
+                        : Page::home;
 }
 
 bool MenuBarPopoverView::asks() const {
@@ -345,17 +349,23 @@ void MenuBarPopoverView::showPage(Page page) {
   showStats = page == Page::stats;
   showAbout = page == Page::about;
   showPrivacy_ = page == Page::privacy;
+  showReport_ = page == Page::report;
   if (page_ != nullptr) {
     page_->hide();
     page_->deleteLater();
     page_ = nullptr;
   }
   const auto back = [this] { showPage(Page::home); };
+  const auto about = [this] { showPage(Page::about); };
   if (showStats)
     page_ = new StatsView({parts_.statsRepo, parts_.settingsRepo, parts_.journal}, buildFooter(), back);
   if (showAbout)
-    page_ = new AboutView(parts_.version, buildFooter(), back, [this] { showPage(Page::privacy); });
-  if (showPrivacy_) page_ = new PrivacyView(parts_.proof, [this] { showPage(Page::about); });
+    page_ = new AboutView(parts_.version, buildFooter(),
+                          {.dismissed = back,
+                           .verify = [this] { showPage(Page::privacy); },
+                           .diagnose = [this] { showPage(Page::report); }});
+  if (showPrivacy_) page_ = new PrivacyView(parts_.proof, about);
+  if (showReport_) page_ = new ReportPage(parts_.askForReport, about);
   home_->setVisible(page_ == nullptr);
   if (page_ != nullptr) {
     stack_->addWidget(page_);
@@ -371,7 +381,7 @@ QSize MenuBarPopoverView::sizeHint() const {
   const int least = showStats ? statsHeight : showAbout || showPrivacy_ ? aboutHeight : homeHeight;
   const int wanted =
       stack_->hasHeightForWidth() ? stack_->totalHeightForWidth(width) : stack_->totalSizeHint().height();
-  return {width, std::max(least, wanted)};
+  return {width, showReport_ ? aboutHeight : std::max(least, wanted)};  // a report scrolls
 }
 
 bool MenuBarPopoverView::event(QEvent* event) {

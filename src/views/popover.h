@@ -25,6 +25,7 @@
 #include "views/controls/layout.h"
 #include "views/controls/windows.h"
 #include "views/eye_logo.h"
+#include "views/report_page.h"
 
 namespace sentrel {
 
@@ -73,10 +74,11 @@ class MenuBarPopoverView : public QWidget {
     QUrl projectsPage;  ///< empty where the program was built without one
     std::function<void()> openPreferences;
     std::function<void()> quit;
+    AskForReport askForReport;
     /// Opens an address; calls back where nothing on this desktop does.
     std::function<void(const QUrl&, std::function<void()> failed)> openLink;
   };
-  enum class Page { home, stats, about, privacy };
+  enum class Page { home, stats, about, privacy, report };
 
   MenuBarPopoverView(Parts parts, QWidget* parent);
 
@@ -108,6 +110,7 @@ class MenuBarPopoverView : public QWidget {
   bool showStats = false;
   bool showAbout = false;
   bool showPrivacy_ = false;
+  bool showReport_ = false;
   QBoxLayout* stack_;
   ScrollPage* home_;
   QWidget* page_ = nullptr;  // over home, or none

@@ -156,19 +156,24 @@ class AboutSection final : public QWidget {
 
 }  // namespace
 
-AboutView::AboutView(const QString& version, QWidget* footer, const std::function<void()>& dismissed,
-                     const std::function<void()>& verify)
+AboutView::AboutView(const QString& version, QWidget* footer, const Leaves& leaves)
     : ToolbarPage(qtTrId("Fermer"), {10, 5, 0, 0}) {
-  connect(leaveButton(), &PushButton::clicked, this, dismissed);
+  connect(leaveButton(), &PushButton::clicked, this, leaves.dismissed);
   setFocusProxy(leaveButton());
-  auto* check = new PushButton(PushButton::Kind::secondary, qtTrId("Vérifier par vous-même…"));
-  connect(check, &PushButton::clicked, this, verify);
+  const auto leading = [this](const QString& words, const std::function<void()>& leave) {
+    auto* button = new PushButton(PushButton::Kind::secondary, words);
+    connect(button, &PushButton::clicked, this, leave);
+    return button;
+  };
+  auto* verify = leading(qtTrId("Vérifier par vous-même…"), leaves.verify);
+  auto* diagnose = leading(qtTrId("report_title") + u'…', leaves.diagnose);
   auto* sections =
       columnIn(nullptr, {20, 0, 20, 0}, 14,
                {new AboutSection(qtTrId("about_developer_title"), qtTrId("about_developer_body")),
                 new AboutSection(qtTrId("about_project_title"), qtTrId("about_project_body")),
                 new AboutSection(qtTrId("about_privacy_title"), qtTrId("about_privacy_body")),
-                {check, 0, Qt::AlignLeft}});
+                {verify, 0, Qt::AlignLeft},
+                {diagnose, 0, Qt::AlignLeft}});
   auto* page = new QWidget;
   auto* column = columnIn(
       page, {}, 0,

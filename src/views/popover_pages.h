@@ -73,10 +73,12 @@ class StatsView : public QWidget {
 /// What the program is, who makes it and what becomes of pictures.
 class AboutView : public ToolbarPage {
  public:
-  /// `dismissed` is called when the person closes it, and `verify` when they want to see what it claims
-  /// tried.
-  AboutView(const QString& version, QWidget* footer, const std::function<void()>& dismissed,
-            const std::function<void()>& verify);
+  /// What is called when the person closes it, wants to see what it claims tried, and wants to know what is
+  /// missing.
+  struct Leaves {
+    std::function<void()> dismissed, verify, diagnose;
+  };
+  AboutView(const QString& version, QWidget* footer, const Leaves& leaves);
 };
 
 /// Whole minutes and, from an hour on, hours: "47m", "2h 5m". Days are not used.

@@ -114,6 +114,30 @@ TEST_F(CommandsTest, EachIsCarriedOutAndWhatWeakensIsTold) {
   EXPECT_EQ(say({"quit"}).status, 3);
 }
 
+TEST_F(CommandsTest, TheDoctorAsksTheProgramAndTheMachineWhereItDoesNotAnswer) {
+  const auto answer = [this] {
+    const Said said = say({"doctor"});
+    EXPECT_EQ(said.status, 0);
+    EXPECT_EQ(said.err, "");
+    return said.out;
+  };
+  const std::string running = answer();
+  for (const char* part : {"Programme : en marche depuis 0:0", "Protection : Protection active",
+                           "Virtual camera : ", "Utilisée : Virtual camera", "org.freedesktop.login1",
+                           ": sentrel.state: nominal", "Modèles de détection : en bon état"})
+    EXPECT_THAT(running, testing::HasSubstr(part));
+  EXPECT_THAT(running, testing::Not(testing::HasSubstr(settingsFolder().string())));
+
+  process.signal(SIGSTOP);
+  EXPECT_THAT(answer(), testing::HasSubstr("! Programme : pas de réponse\n    → "));
+  process.signal(SIGCONT);
+  terminate();
+  const std::string without = answer();
+  EXPECT_THAT(without, testing::HasSubstr("  Programme : ne tourne pas\n"));
+  EXPECT_THAT(without, testing::HasSubstr("Virtual camera : "));
+  EXPECT_THAT(say({"doctor"}, {}).out, testing::HasSubstr("! PipeWire : pas de réponse\n    → ")) << "bare";
+}
+
 TEST_F(CommandsTest, WhatWeakensIsRefusedWhileLocked) {
   session.setLockedHint(true);
   ASSERT_TRUE(becomes("autoPaused"));

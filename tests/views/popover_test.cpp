@@ -289,6 +289,25 @@ TEST_F(PopoverTest, CountersAreResetOnlyAfterTheQuestion) {
   EXPECT_EQ(stats->stats.get(), FilterStats{});
 }
 
+TEST_F(PopoverTest, AboutLeadsToAReportThatIsCopied) {
+  content().showPage(Page::about);
+  press("Diagnostic");
+  ASSERT_EQ(content().page(), Page::report);
+  EXPECT_TRUE(shows("Les réponses arrivent…"));
+  EXPECT_EQ(named("Copier"), nullptr);
+  reportAsked(report);
+  QCoreApplication::processEvents();
+  EXPECT_TRUE(shows("1 problème trouvé"));
+  EXPECT_TRUE(shows("→ Branchez-la"));
+  press("Copier");
+  EXPECT_EQ(QGuiApplication::clipboard()->text(),
+            "1 problème trouvé\n\nMachine\n  Écran : 1280x720\n! Caméra : aucune\n    → Branchez-la\n");
+  EXPECT_NE(named("Copié"), nullptr);
+  press("Retour");
+  EXPECT_EQ(content().page(), Page::about);
+  reportAsked(report);  // nobody waits any more
+}
+
 TEST_F(PopoverTest, AQuestionGoesWithThePageThatAskedIt) {
   content().showPage(Page::stats);
   press("Remettre à zéro…");

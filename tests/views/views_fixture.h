@@ -17,6 +17,11 @@ struct ViewsFixture : TestCore {
   std::shared_ptr<RemoteControl> remote = std::make_shared<RemoteControl>(service, platform(), [] {});
   bool onboardingShown = true;
   Tray tray = Tray::statusNotifier;
+  std::function<void(const Report&)> reportAsked;  ///< who waits for it
+  const Report report{
+      {QStringLiteral("Machine"),
+       {{QStringLiteral("Écran"), QStringLiteral("1280x720")},
+        {QStringLiteral("Caméra"), QStringLiteral("aucune"), QStringLiteral("Branchez-la")}}}};
   std::function<void()> linkFailed;  ///< of the link that was opened last
 
   void tell(SessionEvent event) {
@@ -55,6 +60,7 @@ struct ViewsFixture : TestCore {
             .projectsPage = QUrl(QStringLiteral("https://example.org")),
             .openPreferences = [] {},
             .quit = [] {},
+            .askForReport = [this](const auto& told) { reportAsked = told; },
             .openLink = [this](const QUrl&, const auto& failed) { linkFailed = failed; }};
   }
 

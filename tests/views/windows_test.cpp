@@ -26,6 +26,9 @@ struct WindowsTest : WindowTest {
       dynamic_cast<PopoverWindow&>(*window).content().showPage(page);
       visit();
     }
+    dynamic_cast<PopoverWindow&>(*window).content().showPage(Page::report);
+    reportAsked(report);
+    visit();
     auto* preferences = open<PreferencesView>(preferencesParts());
     preferences->setFixedHeight(preferences->page()->height());
     visit();

@@ -959,6 +959,254 @@
         <source></source>
         <translation>Icon: %1</translation>
     </message>
+    <message id="command_doctor">
+        <source></source>
+        <translation>tell what is missing, and what to do</translation>
+    </message>
+    <message id="doctor_no_answer">
+        <source></source>
+        <translation>no answer</translation>
+    </message>
+    <message id="doctor_version">
+        <source></source>
+        <translation>Versions</translation>
+    </message>
+    <message id="doctor_system">
+        <source></source>
+        <translation>System</translation>
+    </message>
+    <message id="doctor_processor">
+        <source></source>
+        <translation>Processor</translation>
+    </message>
+    <message id="doctor_engine">
+        <source></source>
+        <translation>Detection engine</translation>
+    </message>
+    <message id="doctor_system_advice">
+        <source></source>
+        <translation>A disk does not answer: look at the system&apos;s journal</translation>
+    </message>
+    <message id="doctor_running">
+        <source></source>
+        <translation>running for %1</translation>
+    </message>
+    <message id="doctor_protection">
+        <source></source>
+        <translation>Protection</translation>
+    </message>
+    <message id="doctor_not_running">
+        <source></source>
+        <translation>not running</translation>
+    </message>
+    <message id="doctor_silent_advice">
+        <source></source>
+        <translation>Quit Sentrel or log out, then start it again</translation>
+    </message>
+    <message id="doctor_desktop">
+        <source></source>
+        <translation>Desktop</translation>
+    </message>
+    <message id="doctor_session">
+        <source></source>
+        <translation>Desktop and session</translation>
+    </message>
+    <message id="doctor_display">
+        <source></source>
+        <translation>Display</translation>
+    </message>
+    <message id="doctor_none">
+        <source></source>
+        <translation>none</translation>
+    </message>
+    <message id="doctor_display_advice">
+        <source></source>
+        <translation>Start Sentrel from the graphical session; for a service: systemctl --user import-environment DISPLAY WAYLAND_DISPLAY</translation>
+    </message>
+    <message id="doctor_bus">
+        <source></source>
+        <translation>Session bus</translation>
+    </message>
+    <message id="doctor_bus_advice">
+        <source></source>
+        <translation>Install dbus-user-session, then log in again</translation>
+    </message>
+    <message id="doctor_portal">
+        <source></source>
+        <translation>Portal interfaces</translation>
+    </message>
+    <message id="doctor_portal_advice">
+        <source></source>
+        <translation>Install xdg-desktop-portal and that of your desktop: the shortcut and the contrast depend on it</translation>
+    </message>
+    <message id="doctor_notifications">
+        <source></source>
+        <translation>Notifications</translation>
+    </message>
+    <message id="doctor_yes">
+        <source></source>
+        <translation>yes</translation>
+    </message>
+    <message id="doctor_notifications_advice">
+        <source></source>
+        <translation>Start a notification server, or an alert is seen on the screen alone</translation>
+    </message>
+    <message id="doctor_tray">
+        <source></source>
+        <translation>Panel that takes the icon</translation>
+    </message>
+    <message id="doctor_tray_advice">
+        <source></source>
+        <translation>Add a tray to your panel (an extension on GNOME), or start Sentrel again to open its window</translation>
+    </message>
+    <message id="doctor_shortcut">
+        <source></source>
+        <translation>Shortcut</translation>
+    </message>
+    <message id="doctor_shortcut_advice">
+        <source></source>
+        <translation>Bind a key to the command “sentrel toggle” in the keyboard settings</translation>
+    </message>
+    <message id="doctor_cover_through_x11">
+        <source></source>
+        <translation>(the compositor has no layer shell)</translation>
+    </message>
+    <message id="doctor_screens">
+        <source></source>
+        <translation>Screens</translation>
+    </message>
+    <message id="doctor_cover">
+        <source></source>
+        <translation>Cover</translation>
+    </message>
+    <message id="doctor_compositing_advice">
+        <source></source>
+        <translation>Turn on the window manager&apos;s compositing, or start picom</translation>
+    </message>
+    <message id="doctor_cover_advice">
+        <source></source>
+        <translation>Log in to an X11 session, or to a Wayland desktop that offers zwlr_layer_shell_v1; notifications stay</translation>
+    </message>
+    <message id="doctor_protocols">
+        <source></source>
+        <translation>Wayland protocols</translation>
+    </message>
+    <message id="doctor_extensions">
+        <source></source>
+        <translation>X11 extensions</translation>
+    </message>
+    <message id="doctor_cameras">
+        <source></source>
+        <translation>Cameras</translation>
+    </message>
+    <message id="doctor_pipewire_advice">
+        <source></source>
+        <translation>systemctl --user start pipewire wireplumber; install them if they are missing</translation>
+    </message>
+    <message id="doctor_camera_used">
+        <source></source>
+        <translation>In use</translation>
+    </message>
+    <message id="doctor_access">
+        <source></source>
+        <translation>Access to cameras</translation>
+    </message>
+    <message id="doctor_witnesses">
+        <source></source>
+        <translation>Lock, sleep and power</translation>
+    </message>
+    <message id="doctor_lock">
+        <source></source>
+        <translation>Tell of the lock</translation>
+    </message>
+    <message id="doctor_lock_advice">
+        <source></source>
+        <translation>Without them the camera stays open behind a locked screen: use a locker that tells logind</translation>
+    </message>
+    <message id="doctor_sleep">
+        <source></source>
+        <translation>Tell of sleep</translation>
+    </message>
+    <message id="doctor_sleep_advice">
+        <source></source>
+        <translation>Without systemd-logind, or elogind, the camera may stay open when the machine goes to sleep</translation>
+    </message>
+    <message id="doctor_power">
+        <source></source>
+        <translation>Tell of power</translation>
+    </message>
+    <message id="doctor_mains">
+        <source></source>
+        <translation>mains, without a battery</translation>
+    </message>
+    <message id="doctor_power_advice">
+        <source></source>
+        <translation>Install upower: without it a low battery does not pause</translation>
+    </message>
+    <message id="doctor_battery">
+        <source></source>
+        <translation>Battery</translation>
+    </message>
+    <message id="doctor_files">
+        <source></source>
+        <translation>Files</translation>
+    </message>
+    <message id="doctor_settings">
+        <source></source>
+        <translation>Settings</translation>
+    </message>
+    <message id="doctor_healthy">
+        <source></source>
+        <translation>healthy</translation>
+    </message>
+    <message id="doctor_settings_none">
+        <source></source>
+        <translation>no file yet</translation>
+    </message>
+    <message id="doctor_settings_damaged">
+        <source></source>
+        <translation>damaged</translation>
+    </message>
+    <message id="doctor_settings_unreadable">
+        <source></source>
+        <translation>unreadable</translation>
+    </message>
+    <message id="doctor_settings_damaged_advice">
+        <source></source>
+        <translation>The next start takes over what is readable, and keeps the old file beside it</translation>
+    </message>
+    <message id="doctor_settings_unreadable_advice">
+        <source></source>
+        <translation>Make yourself the owner of ~/.config/sentrel; the file stays as it is</translation>
+    </message>
+    <message id="doctor_models">
+        <source></source>
+        <translation>Detection models</translation>
+    </message>
+    <message id="doctor_events">
+        <source></source>
+        <translation>Latest events</translation>
+    </message>
+    <message id="report_title">
+        <source></source>
+        <translation>Diagnosis</translation>
+    </message>
+    <message id="report_no_problem">
+        <source></source>
+        <translation>No problem found</translation>
+    </message>
+    <message id="report_one_problem">
+        <source></source>
+        <translation>1 problem found</translation>
+    </message>
+    <message id="report_problems">
+        <source></source>
+        <translation>%1 problems found</translation>
+    </message>
+    <message id="report_asking">
+        <source></source>
+        <translation>The answers are coming…</translation>
+    </message>
     <message id="Caméra couverte ou volet fermé">
         <source></source>
         <translation>Camera covered, or its shutter closed</translation>
@@ -1334,6 +1582,22 @@
     <message id="Copier">
         <source></source>
         <translation>Copy</translation>
+    </message>
+    <message id="Copié">
+        <source></source>
+        <translation>Copied</translation>
+    </message>
+    <message id="doctor_program">
+        <source></source>
+        <translation>Program</translation>
+    </message>
+    <message id="report_line">
+        <source></source>
+        <translation>%1: %2</translation>
+    </message>
+    <message id="doctor_dark">
+        <source></source>
+        <translation>Tell of dark displays</translation>
     </message>
     <message id="command_privacy">
         <source></source>

@@ -959,6 +959,254 @@
         <source></source>
         <translation>Icône : %1</translation>
     </message>
+    <message id="command_doctor">
+        <source></source>
+        <translation>dire ce qui manque, et quoi faire</translation>
+    </message>
+    <message id="doctor_no_answer">
+        <source></source>
+        <translation>pas de réponse</translation>
+    </message>
+    <message id="doctor_version">
+        <source></source>
+        <translation>Versions</translation>
+    </message>
+    <message id="doctor_system">
+        <source></source>
+        <translation>Système</translation>
+    </message>
+    <message id="doctor_processor">
+        <source></source>
+        <translation>Processeur</translation>
+    </message>
+    <message id="doctor_engine">
+        <source></source>
+        <translation>Moteur de détection</translation>
+    </message>
+    <message id="doctor_system_advice">
+        <source></source>
+        <translation>Un disque ne répond pas : regardez le journal du système</translation>
+    </message>
+    <message id="doctor_running">
+        <source></source>
+        <translation>en marche depuis %1</translation>
+    </message>
+    <message id="doctor_protection">
+        <source></source>
+        <translation>Protection</translation>
+    </message>
+    <message id="doctor_not_running">
+        <source></source>
+        <translation>ne tourne pas</translation>
+    </message>
+    <message id="doctor_silent_advice">
+        <source></source>
+        <translation>Quittez Sentrel ou fermez la session, puis relancez-le</translation>
+    </message>
+    <message id="doctor_desktop">
+        <source></source>
+        <translation>Bureau</translation>
+    </message>
+    <message id="doctor_session">
+        <source></source>
+        <translation>Bureau et session</translation>
+    </message>
+    <message id="doctor_display">
+        <source></source>
+        <translation>Affichage</translation>
+    </message>
+    <message id="doctor_none">
+        <source></source>
+        <translation>aucun</translation>
+    </message>
+    <message id="doctor_display_advice">
+        <source></source>
+        <translation>Lancez Sentrel depuis la session graphique ; pour un service : systemctl --user import-environment DISPLAY WAYLAND_DISPLAY</translation>
+    </message>
+    <message id="doctor_bus">
+        <source></source>
+        <translation>Bus de session</translation>
+    </message>
+    <message id="doctor_bus_advice">
+        <source></source>
+        <translation>Installez dbus-user-session, puis rouvrez la session</translation>
+    </message>
+    <message id="doctor_portal">
+        <source></source>
+        <translation>Interfaces du portail</translation>
+    </message>
+    <message id="doctor_portal_advice">
+        <source></source>
+        <translation>Installez xdg-desktop-portal et celui de votre bureau : le raccourci et le contraste en dépendent</translation>
+    </message>
+    <message id="doctor_notifications">
+        <source></source>
+        <translation>Notifications</translation>
+    </message>
+    <message id="doctor_yes">
+        <source></source>
+        <translation>oui</translation>
+    </message>
+    <message id="doctor_notifications_advice">
+        <source></source>
+        <translation>Lancez un serveur de notifications, sinon une alerte ne s&apos;affiche que sur l&apos;écran</translation>
+    </message>
+    <message id="doctor_tray">
+        <source></source>
+        <translation>Barre qui prend l&apos;icône</translation>
+    </message>
+    <message id="doctor_tray_advice">
+        <source></source>
+        <translation>Ajoutez une zone de notification à votre barre (sous GNOME, une extension), ou relancez Sentrel pour ouvrir sa fenêtre</translation>
+    </message>
+    <message id="doctor_shortcut">
+        <source></source>
+        <translation>Raccourci</translation>
+    </message>
+    <message id="doctor_shortcut_advice">
+        <source></source>
+        <translation>Associez une touche à la commande « sentrel toggle » dans les réglages du clavier</translation>
+    </message>
+    <message id="doctor_cover_through_x11">
+        <source></source>
+        <translation>(le compositeur n&apos;a pas de layer shell)</translation>
+    </message>
+    <message id="doctor_screens">
+        <source></source>
+        <translation>Écrans</translation>
+    </message>
+    <message id="doctor_cover">
+        <source></source>
+        <translation>Couverture</translation>
+    </message>
+    <message id="doctor_compositing_advice">
+        <source></source>
+        <translation>Activez la composition du gestionnaire de fenêtres, ou lancez picom</translation>
+    </message>
+    <message id="doctor_cover_advice">
+        <source></source>
+        <translation>Ouvrez une session X11, ou un bureau Wayland qui offre zwlr_layer_shell_v1 ; les notifications restent</translation>
+    </message>
+    <message id="doctor_protocols">
+        <source></source>
+        <translation>Protocoles Wayland</translation>
+    </message>
+    <message id="doctor_extensions">
+        <source></source>
+        <translation>Extensions X11</translation>
+    </message>
+    <message id="doctor_cameras">
+        <source></source>
+        <translation>Caméras</translation>
+    </message>
+    <message id="doctor_pipewire_advice">
+        <source></source>
+        <translation>systemctl --user start pipewire wireplumber ; installez-les s&apos;ils manquent</translation>
+    </message>
+    <message id="doctor_camera_used">
+        <source></source>
+        <translation>Utilisée</translation>
+    </message>
+    <message id="doctor_access">
+        <source></source>
+        <translation>Accès aux caméras</translation>
+    </message>
+    <message id="doctor_witnesses">
+        <source></source>
+        <translation>Verrou, veille et énergie</translation>
+    </message>
+    <message id="doctor_lock">
+        <source></source>
+        <translation>Disent le verrou</translation>
+    </message>
+    <message id="doctor_lock_advice">
+        <source></source>
+        <translation>Sans eux, la caméra reste ouverte écran verrouillé : utilisez un verrou qui prévient logind</translation>
+    </message>
+    <message id="doctor_sleep">
+        <source></source>
+        <translation>Disent la veille</translation>
+    </message>
+    <message id="doctor_sleep_advice">
+        <source></source>
+        <translation>Sans systemd-logind, ou elogind, la caméra peut rester ouverte à la mise en veille</translation>
+    </message>
+    <message id="doctor_power">
+        <source></source>
+        <translation>Disent l&apos;énergie</translation>
+    </message>
+    <message id="doctor_mains">
+        <source></source>
+        <translation>secteur, sans batterie</translation>
+    </message>
+    <message id="doctor_power_advice">
+        <source></source>
+        <translation>Installez upower : sans lui, une batterie faible ne met pas en pause</translation>
+    </message>
+    <message id="doctor_battery">
+        <source></source>
+        <translation>Batterie</translation>
+    </message>
+    <message id="doctor_files">
+        <source></source>
+        <translation>Fichiers</translation>
+    </message>
+    <message id="doctor_settings">
+        <source></source>
+        <translation>Réglages</translation>
+    </message>
+    <message id="doctor_healthy">
+        <source></source>
+        <translation>en bon état</translation>
+    </message>
+    <message id="doctor_settings_none">
+        <source></source>
+        <translation>pas encore de fichier</translation>
+    </message>
+    <message id="doctor_settings_damaged">
+        <source></source>
+        <translation>abîmés</translation>
+    </message>
+    <message id="doctor_settings_unreadable">
+        <source></source>
+        <translation>illisibles</translation>
+    </message>
+    <message id="doctor_settings_damaged_advice">
+        <source></source>
+        <translation>Au prochain lancement, ce qui est lisible est repris et l&apos;ancien fichier gardé à côté</translation>
+    </message>
+    <message id="doctor_settings_unreadable_advice">
+        <source></source>
+        <translation>Rendez-vous propriétaire de ~/.config/sentrel ; le fichier reste tel quel</translation>
+    </message>
+    <message id="doctor_models">
+        <source></source>
+        <translation>Modèles de détection</translation>
+    </message>
+    <message id="doctor_events">
+        <source></source>
+        <translation>Derniers événements</translation>
+    </message>
+    <message id="report_title">
+        <source></source>
+        <translation>Diagnostic</translation>
+    </message>
+    <message id="report_no_problem">
+        <source></source>
+        <translation>Aucun problème trouvé</translation>
+    </message>
+    <message id="report_one_problem">
+        <source></source>
+        <translation>1 problème trouvé</translation>
+    </message>
+    <message id="report_problems">
+        <source></source>
+        <translation>%1 problèmes trouvés</translation>
+    </message>
+    <message id="report_asking">
+        <source></source>
+        <translation>Les réponses arrivent…</translation>
+    </message>
     <message id="Caméra couverte ou volet fermé">
         <source></source>
         <translation>Caméra couverte ou volet fermé</translation>
@@ -1334,6 +1582,22 @@
     <message id="Copier">
         <source></source>
         <translation>Copier</translation>
+    </message>
+    <message id="Copié">
+        <source></source>
+        <translation>Copié</translation>
+    </message>
+    <message id="doctor_program">
+        <source></source>
+        <translation>Programme</translation>
+    </message>
+    <message id="report_line">
+        <source></source>
+        <translation>%1 : %2</translation>
+    </message>
+    <message id="doctor_dark">
+        <source></source>
+        <translation>Disent les écrans éteints</translation>
     </message>
     <message id="command_privacy">
         <source></source>

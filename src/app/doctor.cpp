@@ -1,0 +1,501 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "app/doctor.h"
+
+#include <sys/utsname.h>
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QTimer>
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+#include "app/build_options.h"
+#include "linux/camera/pipewire_capture_session.h"
+#include "linux/desktop/defaults_file.h"
+#include "linux/desktop/qt_main_loop.h"
+#include "linux/overlay/desktop_overlay_backend.h"
+#include "vision/models.h"
+
+namespace sentrel {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr auto portalName = "org.freedesktop.portal.Desktop";
+constexpr std::chrono::milliseconds serviceLimit{1500};
+constexpr std::int64_t longestMs = 2000;
+
+QString text(const std::string& words) {
+  return QString::fromStdString(words);
+}
+
+// What this process finds out by itself.
+
+std::string contentOf(const fs::path& path) {
+  std::ostringstream words;
+  words << std::ifstream(path).rdbuf();
+  std::string content = words.str();
+  while (content.ends_with('\n')) content.pop_back();
+  return content;
+}
+
+/// The first value under `key` in lines such as `KEY = value`.
+std::string valueIn(const std::string& content, std::string_view key, char separator) {
+  std::istringstream lines(content);
+  for (std::string line; std::getline(lines, line);) {
+    const auto end = line.find(separator);
+    if (!line.starts_with(key) || end == std::string::npos) continue;
+    const auto from = line.find_first_not_of(" \t\"", end + 1);
+    return from == std::string::npos ? std::string()
+                                     : line.substr(from, line.find_last_not_of("\"") + 1 - from);
+  }
+  return {};
+}
+
+std::string usableFeatures(const std::string& processors) {
+  std::istringstream all(valueIn(processors, "flags", ':') + " " + valueIn(processors, "Features", ':'));
+  constexpr std::array<std::string_view, 9> usable{"sse4_1",   "avx",   "avx2", "fma",    "avx512f",
+                                                   "avx_vnni", "asimd", "neon", "asimddp"};
+  std::string found;
+  for (std::string each; all >> each;)
+    if (std::ranges::find(usable, each) != usable.end()) found += (found.empty() ? "" : " ") + each;
+  return found;
+}
+
+LocalFacts askThisMachine() {
+  LocalFacts facts;
+  utsname kernel{};
+  if (uname(&kernel) == 0)
+    facts.system = std::string(kernel.sysname) + " " + kernel.release + " " + kernel.machine;
+  if (const auto name = valueIn(contentOf("/etc/os-release"), "PRETTY_NAME", '='); !name.empty())
+    facts.system = name + ", " + facts.system;
+  const std::string processors = contentOf("/proc/cpuinfo");
+  facts.processor = valueIn(processors, "model name", ':');
+  if (facts.processor.empty()) facts.processor = kernel.machine;
+  facts.features = usableFeatures(processors);
+  facts.cores = std::thread::hardware_concurrency();
+
+  const auto settings = DefaultsFile::read(DefaultsFile::personalPath());
+  facts.settings = settings.error     ? LocalFacts::Settings::unreadable
+                   : settings.damaged ? LocalFacts::Settings::damaged
+                   : settings.bytes   ? LocalFacts::Settings::healthy
+                                      : LocalFacts::Settings::none;
+  try {
+    static_cast<void>(vision::readModels(vision::modelFolder()));
+  } catch (const std::exception& error) {
+    facts.modelFault = error.what();
+  }
+  facts.mayReadCameras = mayReadVideoDevices();
+
+  std::error_code error;
+  for (fs::directory_iterator each("/sys/class/power_supply", error), end; !error && each != end;
+       each.increment(error)) {
+    // That of a mouse has the scope of a device.
+    if (contentOf(each->path() / "type") != "Battery" || contentOf(each->path() / "scope") == "Device")
+      continue;
+    facts.batteries.push_back(contentOf(each->path() / "capacity") + " %, " +
+                              contentOf(each->path() / "status"));
+  }
+  return facts;
+}
+
+/// What the program would cover, were it to run here.
+CoverFacts askForCover() {
+  constexpr std::chrono::milliseconds settling{300};  // until a compositing manager is found
+  QEventLoop turns;  // first, because what follows needs this thread to have one
+  QtMainLoop loop;
+  const auto backend = createOverlayBackend(loop);
+  QTimer::singleShot(settling, &turns, &QEventLoop::quit);
+  turns.exec();
+  return CoverFacts::of(*backend);
+}
+
+// Questions.
+
+/// Calls `ask` on a thread of its own, and `told` with its answer; a thread that is stuck stays behind.
+template <class Ask, class Told>
+void askAside(const std::shared_ptr<MainLoop>& mainLoop, Ask ask, Told told) {
+  std::thread([loop = std::weak_ptr(mainLoop), ask = std::move(ask), told = std::move(told)] {
+    auto answer = ask();
+    if (const auto live = loop.lock())
+      live->post([told, answer = std::move(answer)]() mutable { told(std::move(answer)); });
+  }).detach();
+}
+
+/// Questions under way. It lives until it has told, and whoever answers later finds it gone.
+class Examination : public std::enable_shared_from_this<Examination> {
+  /// Stores an answer under `field`.
+  template <class Field>
+  auto taking(Field MachineFacts::*field) {
+    ++open_;
+    return [weak = weak_from_this(), field](auto answer) {
+      const auto self = weak.lock();
+      if (!self) return;
+      self->facts_.*field = std::move(answer);
+      self->answered();
+    };
+  }
+
+ public:
+  using Told = std::function<void(const MachineFacts&)>;
+
+  explicit Examination(Told told) : told_(std::move(told)) {}
+
+  void begin(const std::shared_ptr<MainLoop>& mainLoop, const std::shared_ptr<Bus>& sessionBus,
+             const std::shared_ptr<Bus>& systemBus, Screens screens) {
+    self_ = shared_from_this();
+    deadline_ = mainLoop->after(longestMs, [this] { tell(); });
+    askAside(mainLoop, askThisMachine, taking(&MachineFacts::local));
+    askAside(mainLoop, surveyDisplays, taking(&MachineFacts::displays));
+    askAside(
+        mainLoop, [] { return surveyCameras(serviceLimit); }, taking(&MachineFacts::cameras));
+    if (screens == Screens::unknown) askAside(mainLoop, askForCover, taking(&MachineFacts::cover));
+    askBus(sessionBus, &MachineFacts::sessionServices);
+    askBus(systemBus, &MachineFacts::systemServices);
+  }
+
+ private:
+  using Names = std::optional<QStringList>;
+
+  void askBus(const std::shared_ptr<Bus>& bus, Names MachineFacts::*field) {
+    const auto take = taking(field);
+    following_.push_back(bus->follow([this, bus, field, take, asked = false](bool connected) mutable {
+      if (std::exchange(asked, true)) return;
+      if (!connected) return take(Names());
+      const auto listed = [this, bus, field, take](const BusMessage& reply) {
+        const auto names = reply.only<QStringList>();
+        if (field == &MachineFacts::sessionServices && names && names->contains(QLatin1String(portalName)))
+          askPortal(bus);
+        take(names);
+      };
+      bus->call("org.freedesktop.DBus", {"/org/freedesktop/DBus", "org.freedesktop.DBus", "ListNames"},
+                {guarded(listed), serviceLimit.count()}, "");
+    }));
+  }
+
+  void askPortal(const std::shared_ptr<Bus>& bus) {
+    const auto take = taking(&MachineFacts::portals);
+    const auto described = [take](const BusMessage& reply) {
+      static const QRegularExpression interface(
+          QStringLiteral("interface name=\"org\\.freedesktop\\.portal\\.(\\w{1,40})\""));
+      QStringList found;
+      for (auto each = interface.globalMatch(reply.only<QString>().value_or(QString())); each.hasNext();)
+        found += each.next().captured(1);
+      take(found);
+    };
+    bus->call(portalName,
+              {"/org/freedesktop/portal/desktop", "org.freedesktop.DBus.Introspectable", "Introspect"},
+              {guarded(described), serviceLimit.count()}, "");
+  }
+
+  [[nodiscard]] BusHandler guarded(BusHandler handler) {
+    return [weak = weak_from_this(), handler = std::move(handler)](const BusMessage& reply) {
+      if (const auto self = weak.lock()) handler(reply);
+    };
+  }
+
+  void answered() {
+    if (--open_ == 0) tell();
+  }
+
+  void tell() {
+    const auto self = std::exchange(self_, nullptr);
+    deadline_.reset();
+    if (const auto told = std::exchange(told_, nullptr)) told(facts_);
+  }
+
+  Told told_;
+  MachineFacts facts_;
+  int open_ = 0;
+  std::shared_ptr<Examination> self_;
+  Registration deadline_;
+  std::vector<Registration> following_;
+};
+
+// The report. Each function puts one concern into words.
+
+class Words {
+ public:
+  explicit Words(const Secrets& secrets) : secrets_(secrets) {}
+
+  void section(const QString& title) { report_.push_back({title, {}}); }
+  /// `advice` makes it a problem.
+  void line(const QString& label, const QString& value, const QString& advice = {}) {
+    report_.back().lines.push_back({label, masked(value, secrets_), masked(advice, secrets_)});
+  }
+  [[nodiscard]] Report take() { return std::move(report_); }
+
+ private:
+  const Secrets& secrets_;
+  Report report_;
+};
+
+QString noAnswer() {
+  return qtTrId("doctor_no_answer");
+}
+
+/// "0:04:31".
+QString clockTime(std::int64_t ms) {
+  const std::int64_t seconds = ms / 1000;
+  return QStringLiteral("%1:%2:%3")
+      .arg(seconds / 3600)
+      .arg(seconds / 60 % 60, 2, 10, QLatin1Char('0'))
+      .arg(seconds % 60, 2, 10, QLatin1Char('0'));
+}
+
+void tellProgram(Words& words, const MachineFacts& machine, const ProgramFacts& program) {
+  words.section(QStringLiteral("Sentrel"));
+  words.line(qtTrId("doctor_version"), QStringLiteral("Sentrel " SENTREL_VERSION ", Qt %1, PipeWire %2")
+                                           .arg(QString::fromLatin1(qVersion()), text(pipeWireVersion())));
+  if (const auto& local = machine.local) {
+    words.line(qtTrId("doctor_system"), text(local->system));
+    words.line(qtTrId("doctor_processor"),
+               QStringLiteral("%1 × %2").arg(local->cores).arg(text(local->processor)));
+    words.line(qtTrId("doctor_engine"), QStringLiteral("XNNPACK (%1)").arg(text(local->features)));
+  } else {
+    words.line(qtTrId("doctor_system"), noAnswer(), qtTrId("doctor_system_advice"));
+  }
+  switch (program.running) {
+    case ProgramFacts::Running::yes:
+      words.line(qtTrId("doctor_program"), qtTrId("doctor_running").arg(clockTime(program.runningMs)));
+      words.line(qtTrId("doctor_protection"), QString(program.status).replace(u'\n', QStringLiteral(", ")),
+                 program.failure ? qtTrId(adviceKey(program.failure->kind)) : QString());
+      break;
+    case ProgramFacts::Running::no:
+      words.line(qtTrId("doctor_program"), qtTrId("doctor_not_running"));
+      break;
+    case ProgramFacts::Running::silent:
+      words.line(qtTrId("doctor_program"), noAnswer(), qtTrId("doctor_silent_advice"));
+      break;
+  }
+}
+
+void tellDesktop(Words& words, const MachineFacts& machine, const ProgramFacts& program) {
+  words.section(qtTrId("doctor_desktop"));
+  const auto variable = [](const char* name) {
+    const QString value = qEnvironmentVariable(name);
+    return value.isEmpty() ? QStringLiteral("—") : value;
+  };
+  words.line(qtTrId("doctor_session"),
+             variable("XDG_CURRENT_DESKTOP") + QStringLiteral(", ") + variable("XDG_SESSION_TYPE"));
+  QStringList displays;
+  for (const char* name : {"WAYLAND_DISPLAY", "DISPLAY"})
+    if (!qEnvironmentVariableIsEmpty(name)) displays += QString::fromLatin1(name);
+  words.line(qtTrId("doctor_display"), displays.isEmpty() ? qtTrId("doctor_none") : displays.join(u' '),
+             displays.isEmpty() ? qtTrId("doctor_display_advice") : QString());
+  if (!machine.sessionServices) {
+    words.line(qtTrId("doctor_bus"), noAnswer(), qtTrId("doctor_bus_advice"));
+    return;
+  }
+  const QStringList& services = *machine.sessionServices;
+  const bool needsPortal = !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+  words.line(qtTrId("doctor_portal"),
+             machine.portals.isEmpty() ? qtTrId("doctor_none") : machine.portals.join(u' '),
+             machine.portals.isEmpty() && needsPortal ? qtTrId("doctor_portal_advice") : QString());
+  const bool notifies = services.contains(QStringLiteral("org.freedesktop.Notifications"));
+  words.line(qtTrId("doctor_notifications"), notifies ? qtTrId("doctor_yes") : qtTrId("doctor_none"),
+             notifies ? QString() : qtTrId("doctor_notifications_advice"));
+  const Tray offered = services.contains(QStringLiteral("org.kde.StatusNotifierWatcher"))
+                           ? Tray::statusNotifier
+                       : machine.displays && machine.displays->hasX11Tray ? Tray::x11
+                                                                          : Tray::none;
+  const Tray tray = program.tray.value_or(offered);
+  words.line(qtTrId("doctor_tray"), trayWords(tray),
+             tray == Tray::none ? qtTrId("doctor_tray_advice") : QString());
+  if (const auto& shortcut = program.shortcut) {
+    const bool isRefused = shortcut->kind == ShortcutGrant::Kind::refused;
+    words.line(qtTrId("doctor_shortcut"), shortcutWords(*shortcut, qtTrId("⌘⇧C")),
+               isRefused ? qtTrId("doctor_shortcut_advice") : QString());
+  }
+}
+
+/// Why the windowing system was chosen.
+QString coverReason(const CoverFacts& cover) {
+  if (!cover.limitation.empty()) return {};
+  const bool isWayland = !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+  if (cover.system == "Wayland") return QStringLiteral(" (layer shell)");
+  if (cover.system == "X11" && isWayland) return u' ' + qtTrId("doctor_cover_through_x11");
+  return {};
+}
+
+void tellScreens(Words& words, const MachineFacts& machine, const ProgramFacts& program) {
+  words.section(qtTrId("doctor_screens"));
+  if (const auto& cover = program.cover ? program.cover : machine.cover) {
+    const std::string& limitation = cover->limitation;
+    words.line(qtTrId("doctor_cover"), coverWords(*cover, true) + coverReason(*cover),
+               limitation.empty()                     ? QString()
+               : limitation == "error_no_compositing" ? qtTrId("doctor_compositing_advice")
+                                                      : qtTrId("doctor_cover_advice"));
+    for (const Screen& screen : cover->screens)
+      words.line(text(screen.name), QStringLiteral("%1x%2 @ %3")
+                                        .arg(screen.frame.width)
+                                        .arg(screen.frame.height)
+                                        .arg(screen.scale, 0, 'g', 3));
+  } else {
+    words.line(qtTrId("doctor_cover"), noAnswer(), qtTrId("doctor_cover_advice"));
+  }
+  if (!machine.displays) return;
+  const auto list = [&](const QString& label, const auto& offered) {
+    if (!offered) return;
+    QStringList names;
+    for (const std::string& name : *offered) names += text(name);
+    words.line(label, names.join(QStringLiteral(", ")));
+  };
+  list(qtTrId("doctor_protocols"), machine.displays->protocols);
+  list(qtTrId("doctor_extensions"), machine.displays->extensions);
+}
+
+void tellCameras(Words& words, const MachineFacts& machine, const ProgramFacts& program) {
+  words.section(qtTrId("doctor_cameras"));
+  const auto advice = [](CameraFailure::Kind kind) { return qtTrId(adviceKey(kind)); };
+  if (!machine.cameras) {
+    words.line(QStringLiteral("PipeWire"), noAnswer(), qtTrId("doctor_pipewire_advice"));
+  } else {
+    words.line(QStringLiteral("PipeWire"), text(machine.cameras->version));
+    for (const auto& camera : machine.cameras->cameras) {
+      QStringList formats;
+      for (const std::string& format : camera.formats) formats += text(format);
+      words.line(presentable(text(camera.name), 60), formats.join(QStringLiteral("; ")));
+    }
+    if (machine.cameras->cameras.empty())
+      words.line(qtTrId("doctor_cameras"), qtTrId("doctor_none"), advice(CameraFailure::Kind::noCamera));
+  }
+  if (!program.camera.empty()) words.line(qtTrId("doctor_camera_used"), text(program.camera));
+  if (machine.local && !machine.local->mayReadCameras)
+    words.line(qtTrId("doctor_access"), qtTrId("refusé"), advice(CameraFailure::Kind::cameraDenied));
+}
+
+void tellWitnesses(Words& words, const MachineFacts& machine) {
+  words.section(qtTrId("doctor_witnesses"));
+  QStringList known = machine.sessionServices.value_or(QStringList());
+  known += machine.systemServices.value_or(QStringList());
+  const auto present = [&](std::initializer_list<const char*> names) {
+    QStringList found;
+    for (const char* name : names)
+      if (known.contains(QLatin1String(name))) found += QLatin1String(name);
+    return found.join(u' ');
+  };
+  const auto witness = [&](const QString& label, const QString& found, const QString& advice) {
+    words.line(label, found.isEmpty() ? qtTrId("doctor_none") : found, found.isEmpty() ? advice : QString());
+  };
+  witness(qtTrId("doctor_lock"),
+          present({"org.freedesktop.login1", "org.freedesktop.ScreenSaver", "org.gnome.ScreenSaver"}),
+          qtTrId("doctor_lock_advice"));
+  witness(qtTrId("doctor_sleep"), present({"org.freedesktop.login1"}), qtTrId("doctor_sleep_advice"));
+  QStringList dark{present({"org.gnome.Mutter.DisplayConfig"})};
+  const auto offers = [](const auto& offered, std::string_view name) {
+    return offered && std::ranges::any_of(*offered, [&](const auto& each) { return each.starts_with(name); });
+  };
+  if (machine.displays && offers(machine.displays->protocols, "zwlr_output_power_manager_v1"))
+    dark += QStringLiteral("zwlr_output_power_manager_v1");
+  if (machine.displays && offers(machine.displays->extensions, "DPMS")) dark += QStringLiteral("DPMS");
+  dark.removeAll(QString());
+  words.line(qtTrId("doctor_dark"), dark.isEmpty() ? qtTrId("doctor_none") : dark.join(u' '));
+  const QString power = present({"org.freedesktop.UPower"});
+  const bool hasBattery = machine.local && !machine.local->batteries.empty();
+  witness(qtTrId("doctor_power"), power.isEmpty() && !hasBattery ? qtTrId("doctor_mains") : power,
+          qtTrId("doctor_power_advice"));
+  if (!hasBattery) return;
+  for (const std::string& battery : machine.local->batteries)
+    words.line(qtTrId("doctor_battery"), text(battery));
+}
+
+void tellFiles(Words& words, const MachineFacts& machine) {
+  if (!machine.local) return;
+  words.section(qtTrId("doctor_files"));
+  using Settings = LocalFacts::Settings;
+  const Settings settings = machine.local->settings;
+  words.line(qtTrId("doctor_settings"),
+             settings == Settings::healthy   ? qtTrId("doctor_healthy")
+             : settings == Settings::none    ? qtTrId("doctor_settings_none")
+             : settings == Settings::damaged ? qtTrId("doctor_settings_damaged")
+                                             : qtTrId("doctor_settings_unreadable"),
+             settings == Settings::damaged      ? qtTrId("doctor_settings_damaged_advice")
+             : settings == Settings::unreadable ? qtTrId("doctor_settings_unreadable_advice")
+                                                : QString());
+  const bool isWhole = machine.local->modelFault.empty();
+  words.line(qtTrId("doctor_models"), isWhole ? qtTrId("doctor_healthy") : text(machine.local->modelFault),
+             isWhole ? QString() : qtTrId(adviceKey(CameraFailure::Kind::modelMissing)));
+}
+
+void tellEvents(Words& words, const ProgramFacts& program) {
+  if (program.events.empty()) return;
+  words.section(qtTrId("doctor_events"));
+  for (const EventLog::Event& event : program.events)
+    words.line(QStringLiteral("+") + clockTime(event.sinceStartMs), text(event.words));
+}
+
+}  // namespace
+
+Secrets Secrets::ofThisProcess() {
+  Secrets secrets{.home = qEnvironmentVariable("HOME"), .names = {}};
+  while (secrets.home.endsWith(u'/')) secrets.home.chop(1);
+  utsname machine{};
+  const QString host = uname(&machine) == 0 ? QString::fromLocal8Bit(machine.nodename) : QString();
+  secrets.names = QStringList{qEnvironmentVariable("USER"), qEnvironmentVariable("LOGNAME"),
+                              QFileInfo(secrets.home).fileName(), host};
+  secrets.names.removeAll(QString());
+  secrets.names.removeDuplicates();
+  std::ranges::sort(secrets.names, std::greater(), &QString::size);
+  return secrets;
+}
+
+QString masked(const QString& words, const Secrets& secrets) {
+  constexpr qsizetype longest = 2000;
+  QString shown = presentable(words, longest);
+  if (!secrets.home.isEmpty()) shown.replace(secrets.home, QStringLiteral("~"));
+  for (const QString& name : secrets.names)
+    shown.replace(
+        QRegularExpression(QStringLiteral("(?<!\\w)%1(?!\\w)").arg(QRegularExpression::escape(name)),
+                           QRegularExpression::UseUnicodePropertiesOption),
+        QStringLiteral("***"));
+  // Eight letters and digits or more, with four digits among them: the number of one device, unless it is a
+  // size in pixels.
+  static const QRegularExpression serial(QStringLiteral(
+      "(?<![0-9A-Za-z])(?![0-9]+x[0-9]+(?![0-9A-Za-z]))(?=(?:[A-Za-z]*[0-9]){4})[0-9A-Za-z]{8,}"));
+  return shown.replace(serial, QStringLiteral("***"));
+}
+
+void examineMachine(const std::shared_ptr<MainLoop>& mainLoop, const std::shared_ptr<Bus>& sessionBus,
+                    const std::shared_ptr<Bus>& systemBus, Screens screens,
+                    std::function<void(const MachineFacts&)> told) {
+  std::make_shared<Examination>(std::move(told))->begin(mainLoop, sessionBus, systemBus, screens);
+}
+
+Report makeReport(const MachineFacts& machine, const ProgramFacts& program, const Secrets& secrets) {
+  Words words(secrets);
+  tellProgram(words, machine, program);
+  tellDesktop(words, machine, program);
+  tellScreens(words, machine, program);
+  tellCameras(words, machine, program);
+  tellWitnesses(words, machine);
+  tellFiles(words, machine);
+  tellEvents(words, program);
+  return words.take();
+}
+
+Report examineWithout(ProgramFacts::Running running) {
+  const auto mainLoop = std::make_shared<QtMainLoop>();
+  const auto sessionBus = std::make_shared<Bus>(mainLoop, BusKind::session);
+  const auto systemBus = std::make_shared<Bus>(mainLoop, BusKind::system);
+  ProgramFacts program;
+  program.running = running;
+  Report report;
+  examineMachine(mainLoop, sessionBus, systemBus, Screens::unknown, [&](const MachineFacts& machine) {
+    report = makeReport(machine, program, Secrets::ofThisProcess());
+    QCoreApplication::quit();
+  });
+  QCoreApplication::exec();
+  return report;
+}
+
+}  // namespace sentrel
