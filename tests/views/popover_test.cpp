@@ -291,7 +291,7 @@ TEST_F(PopoverTest, CountersAreResetOnlyAfterTheQuestion) {
 
 TEST_F(PopoverTest, AboutLeadsToAReportThatIsCopied) {
   content().showPage(Page::about);
-  press("Diagnostic");
+  press("Diagnostic…");
   ASSERT_EQ(content().page(), Page::report);
   EXPECT_TRUE(shows("Les réponses arrivent…"));
   EXPECT_EQ(named("Copier"), nullptr);
