@@ -305,8 +305,8 @@ std::optional<std::int64_t> spanMs(std::string_view words) {
   constexpr std::int64_t hourMs = 3'600'000;
   const std::int64_t unitMs = unit == "m"   ? hourMs / 60
                               : unit == "h" ? hourMs
-                              : unit == "d" ? 24 * hourMs
-                              : unit == "w" ? 7 * 24 * hourMs
+                              : unit == "d" ? hourMs * 24
+                              : unit == "w" ? hourMs * 24 * 7
                                             : 0;
   if (error != std::errc() || unitMs == 0 || number < 1) return std::nullopt;
   return std::min(number, JournalFile::keptMs / unitMs + 1) * unitMs;

@@ -56,7 +56,7 @@ std::string valueIn(const std::string& content, std::string_view key, char separ
     if (!line.starts_with(key) || end == std::string::npos) continue;
     const auto from = line.find_first_not_of(" \t\"", end + 1);
     return from == std::string::npos ? std::string()
-                                     : line.substr(from, line.find_last_not_of("\"") + 1 - from);
+                                     : line.substr(from, line.find_last_not_of('"') + 1 - from);
   }
   return {};
 }

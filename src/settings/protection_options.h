@@ -47,10 +47,14 @@ struct ProtectionOptions {
 /// What there is to know of one field of ProtectionOptions.
 template <class T>
 struct Option {
+  constexpr Option(std::string_view text, T ProtectionOptions::*itsField, std::int64_t itsLeast = 0,
+                   std::int64_t itsMost = 1)
+      : storedAs(text), field(itsField), least(itsLeast), most(itsMost) {}
+
   std::string_view storedAs;  ///< the key's text, on which stored preferences depend
   T ProtectionOptions::*field;
-  std::int64_t least = 0;  ///< a stored number beyond these is no value
-  std::int64_t most = 1;
+  std::int64_t least;  ///< a stored number beyond these is no value
+  std::int64_t most;
 };
 
 /// Calls `visit(option)` with the Option of every field, in the order of the fields.
