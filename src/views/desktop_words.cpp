@@ -21,7 +21,7 @@ QString shortcutWords(const ShortcutGrant& grant, const QString& usual) {
       return usual;
     case ShortcutGrant::Kind::granted:
       return qtTrId("attribué par le bureau : %1")
-          .arg(grant.keys.empty() ? usual : presentable(QString::fromStdString(grant.keys), 40));
+          .arg(grant.keys.empty() ? usual : presentable(QString::fromStdString(grant.keys)));
     case ShortcutGrant::Kind::refused:
       return qtTrId("refusé");
     case ShortcutGrant::Kind::unknown:
@@ -42,16 +42,15 @@ QString trayWords(Tray tray) {
   return qtTrId("aucune barre");
 }
 
-QString presentable(const QString& words, qsizetype most) {
-  QString result;
-  for (const QChar character : words) {
-    if (result.size() == most) return result.chopped(1) + u'…';
-    const auto category = character.category();
-    const bool isRead = category != QChar::Other_Control && category != QChar::Other_Format &&
-                        category != QChar::Separator_Line && category != QChar::Separator_Paragraph;
-    result += isRead ? character : u'?';
+QString presentable(QString words, qsizetype most) {
+  for (QChar& character : words) {
+    const bool isSeen = character.isPrint() || character.isSurrogate();
+    if (!isSeen || character == QChar::ReplacementCharacter) character = u' ';
   }
-  return result;
+  words = words.simplified();
+  if (words.size() <= most) return words;
+  // Never half of a character.
+  return words.first(words.at(most - 2).isHighSurrogate() ? most - 2 : most - 1) + u'…';
 }
 
 }  // namespace sentrel

@@ -34,8 +34,8 @@ struct CoverFacts {
 
 [[nodiscard]] QString trayWords(Tray tray);
 
-/// What others have named, on one line: without what would command a terminal or turn the words around, and
-/// no longer than `most` characters.
-[[nodiscard]] QString presentable(const QString& words, qsizetype most = 120);
+/// What others have named, in one line that can be read: without what would command a terminal or turn the
+/// words around, and no longer than `most` characters.
+[[nodiscard]] QString presentable(QString words, qsizetype most = 40);
 
 }  // namespace sentrel

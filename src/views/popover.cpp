@@ -13,6 +13,7 @@
 
 #include "look/icons.h"
 #include "views/controls/painting.h"
+#include "views/desktop_words.h"
 #include "views/popover_pages.h"
 #include "views/popover_rows.h"
 #include "views/privacy_view.h"
@@ -57,22 +58,6 @@ QString failureWords(const std::optional<CameraFailure>& failure) {
 
 namespace {
 
-constexpr qsizetype longestName = 40;
-
-/// A program's name as it gives it itself, in one line that can be read.
-QString readableName(const std::string& name) {
-  QString words = QString::fromUtf8(name);
-  for (QChar& character : words) {
-    const bool isSeen = character.isPrint() || character.isSurrogate();
-    if (!isSeen || character == QChar::ReplacementCharacter) character = u' ';
-  }
-  words = words.simplified();
-  if (words.size() <= longestName) return words;
-  // Never half of a character.
-  const qsizetype end = words.at(longestName - 2).isHighSurrogate() ? longestName - 2 : longestName - 1;
-  return words.first(end) + u'…';
-}
-
 QString conditionWords(const CameraCondition& condition) {
   using Kind = CameraCondition::Kind;
   switch (condition.kind) {
@@ -87,7 +72,7 @@ QString conditionWords(const CameraCondition& condition) {
     case Kind::backlight:
       return qtTrId("Contre-jour");
     case Kind::usedBy: {
-      const QString name = readableName(condition.user);
+      const QString name = presentable(QString::fromStdString(condition.user));
       return qtTrId("Caméra utilisée par %1").arg(name.isEmpty() ? qtTrId("un autre programme") : name);
     }
     case Kind::noPicture:

@@ -24,7 +24,7 @@ TEST(Masked, WhoItIsAndWhichDeviceItIsAreNotShown) {
       {"usb-046d_Webcam_8A2B3C4F1D-video-index0", "usb-046d_Webcam_***-video-index0"},
       {"1920x1080 @ 1.5, 16x16-8192x8192", "1920x1080 @ 1.5, 16x16-8192x8192"},
       {"Linux 6.1.0-18-amd64, AMD Ryzen 7 PRO 4750U", "Linux 6.1.0-18-amd64, AMD Ryzen 7 PRO 4750U"},
-      {"a\nb\x1b[2Jc", "a?b?[2Jc"},
+      {"a\nb\x1b[2Jc", "a b [2Jc"},
   };
   for (const auto& [words, shown] : cases) EXPECT_EQ(masked(words, secrets).toStdString(), shown);
   EXPECT_EQ(masked(QString(10'000, u'k'), secrets).size(), 2000);
