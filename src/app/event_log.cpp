@@ -31,10 +31,13 @@ bool isJournal(int descriptor) {
 
 // In the order of their types.
 constexpr std::array statusNames{"closed", "resting", "opening", "seeing", "blind"};
-constexpr std::array restNames{"quitting",      "no consent",  "away",           "paused by the person",
-                               "screen shared", "low battery", "session unknown"};
+constexpr std::array restNames{"quitting",        "no consent",           "away",
+                               "session unknown", "paused by the person", "screen shared",
+                               "low battery"};
 constexpr std::array failureNames{"no camera",     "access denied", "busy",
                                   "model missing", "no PipeWire",   "analysis failed"};
+constexpr std::array conditionNames{"covered",   "too dark", "frozen",    "nobody there",
+                                    "backlight", "used",     "no picture"};
 constexpr std::array grantNames{"unknown", "observed", "granted", "refused"};
 
 template <class Names, class Kind>
@@ -67,6 +70,10 @@ EventLog::EventLog(Parts parts) : parts_(std::move(parts)), startedMs_(parts_.pl
       [this](const FilterState& state) { note(stateLog, QString::fromLatin1(stateName(state))); }));
   registrations_.push_back(parts_.cameraControl->status().onChange(camera));
   registrations_.push_back(parts_.cameraControl->failure().onChange(camera));
+  registrations_.push_back(
+      parts_.service->cameraCondition().onChange([this](const std::optional<CameraCondition>& condition) {
+        note(cameraLog, condition ? nameOf(conditionNames, condition->kind) : QStringLiteral("sees well"));
+      }));
   registrations_.push_back(platform.captureSession->devicesChanged.connect([this] {
     note(cameraLog, QStringLiteral("%1 listed").arg(parts_.platform.captureSession->devices().size()));
   }));
