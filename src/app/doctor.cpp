@@ -166,20 +166,28 @@ class Examination : public std::enable_shared_from_this<Examination> {
  private:
   using Names = std::optional<QStringList>;
 
+  /// Who is on the bus, and who would be started as soon as somebody asks.
   void askBus(const std::shared_ptr<Bus>& bus, Names MachineFacts::*field) {
     const auto take = taking(field);
     following_.push_back(bus->follow([this, bus, field, take, asked = false](bool connected) mutable {
       if (std::exchange(asked, true)) return;
       if (!connected) return take(Names());
-      const auto listed = [this, bus, field, take](const BusMessage& reply) {
-        const auto names = reply.only<QStringList>();
-        if (field == &MachineFacts::sessionServices && names && names->contains(QLatin1String(portalName)))
-          askPortal(bus);
-        take(names);
-      };
-      bus->call("org.freedesktop.DBus", {"/org/freedesktop/DBus", "org.freedesktop.DBus", "ListNames"},
-                {guarded(listed), serviceLimit.count()}, "");
+      list(bus, "ListActivatableNames", [=, this](const Names& startable) {
+        list(bus, "ListNames", [=, this](Names names) {
+          if (names) *names += startable.value_or(QStringList());
+          if (field == &MachineFacts::sessionServices && names && names->contains(QLatin1String(portalName)))
+            askPortal(bus);
+          take(names);
+        });
+      });
     }));
+  }
+  void list(const std::shared_ptr<Bus>& bus, const char* member, std::function<void(Names)> listed) {
+    const auto read = [listed = std::move(listed)](const BusMessage& reply) {
+      listed(reply.only<QStringList>());
+    };
+    bus->call("org.freedesktop.DBus", {"/org/freedesktop/DBus", "org.freedesktop.DBus", member},
+              {guarded(read), serviceLimit.count()}, "");
   }
 
   void askPortal(const std::shared_ptr<Bus>& bus) {
@@ -343,15 +351,10 @@ void tellScreens(Words& words, const MachineFacts& machine, const ProgramFacts& 
   } else {
     words.line(qtTrId("doctor_cover"), noAnswer(), qtTrId("doctor_cover_advice"));
   }
-  if (!machine.displays) return;
-  const auto list = [&](const QString& label, const auto& offered) {
-    if (!offered) return;
-    QStringList names;
-    for (const std::string& name : *offered) names += text(name);
-    words.line(label, names.join(QStringLiteral(", ")));
-  };
-  list(qtTrId("doctor_protocols"), machine.displays->protocols);
-  list(qtTrId("doctor_extensions"), machine.displays->extensions);
+  if (!machine.displays || !machine.displays->protocols) return;
+  QStringList protocols;
+  for (const std::string& name : *machine.displays->protocols) protocols += text(name);
+  words.line(qtTrId("doctor_protocols"), protocols.join(QStringLiteral(", ")));
 }
 
 void tellCameras(Words& words, const MachineFacts& machine, const ProgramFacts& program) {
@@ -364,7 +367,7 @@ void tellCameras(Words& words, const MachineFacts& machine, const ProgramFacts& 
     for (const auto& camera : machine.cameras->cameras) {
       QStringList formats;
       for (const std::string& format : camera.formats) formats += text(format);
-      words.line(presentable(text(camera.name), 60), formats.join(QStringLiteral("; ")));
+      words.line(presentable(text(camera.name)), formats.join(QStringLiteral("; ")));
     }
     if (machine.cameras->cameras.empty())
       words.line(qtTrId("doctor_cameras"), qtTrId("doctor_none"), advice(CameraFailure::Kind::noCamera));
@@ -392,12 +395,13 @@ void tellWitnesses(Words& words, const MachineFacts& machine) {
           qtTrId("doctor_lock_advice"));
   witness(qtTrId("doctor_sleep"), present({"org.freedesktop.login1"}), qtTrId("doctor_sleep_advice"));
   QStringList dark{present({"org.gnome.Mutter.DisplayConfig"})};
-  const auto offers = [](const auto& offered, std::string_view name) {
-    return offered && std::ranges::any_of(*offered, [&](const auto& each) { return each.starts_with(name); });
-  };
-  if (machine.displays && offers(machine.displays->protocols, "zwlr_output_power_manager_v1"))
-    dark += QStringLiteral("zwlr_output_power_manager_v1");
-  if (machine.displays && offers(machine.displays->extensions, "DPMS")) dark += QStringLiteral("DPMS");
+  if (const auto& displays = machine.displays) {
+    constexpr std::string_view powerManager = "zwlr_output_power_manager_v1";
+    const auto isIt = [&](const std::string& offered) { return offered.starts_with(powerManager); };
+    if (displays->protocols && std::ranges::any_of(*displays->protocols, isIt))
+      dark += QLatin1String(powerManager.data());
+    if (displays->hasDpms) dark += QStringLiteral("DPMS");
+  }
   dark.removeAll(QString());
   words.line(qtTrId("doctor_dark"), dark.isEmpty() ? qtTrId("doctor_none") : dark.join(u' '));
   const QString power = present({"org.freedesktop.UPower"});

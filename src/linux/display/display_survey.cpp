@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/display/display_survey.h"
 
+#include <xcb/dpms.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
@@ -39,14 +41,7 @@ std::optional<std::vector<std::string>> askCompositor(const std::string& display
 void askServer(DisplaySurvey& survey) {
   const auto server = X11Connection::open();
   if (!server) return;
-  const auto listed =
-      adopt(xcb_list_extensions_reply(server->get(), xcb_list_extensions(server->get()), nullptr));
-  if (!listed) return;
-  auto& extensions = survey.extensions.emplace();
-  for (auto each = xcb_list_extensions_names_iterator(listed.get()); each.rem > 0; xcb_str_next(&each))
-    extensions.emplace_back(xcb_str_name(each.data),
-                            static_cast<std::size_t>(xcb_str_name_length(each.data)));
-  std::ranges::sort(extensions);
+  survey.hasDpms = server->extension(xcb_dpms_id) != nullptr;
   const std::string tray = "_NET_SYSTEM_TRAY_S" + std::to_string(server->screenNumber());
   const auto atom = adopt(xcb_intern_atom_reply(
       server->get(), xcb_intern_atom(server->get(), 0, static_cast<std::uint16_t>(tray.size()), tray.data()),

@@ -11,9 +11,8 @@ namespace sentrel {
 struct DisplaySurvey {
   /// Of the compositor, each with its version; none where none answers.
   std::optional<std::vector<std::string>> protocols;
-  /// Of the X server; likewise.
-  std::optional<std::vector<std::string>> extensions;
   bool hasX11Tray = false;
+  bool hasDpms = false;  ///< the X server tells when it darkens the screens
 };
 
 /// Asks those of WAYLAND_DISPLAY and DISPLAY. An X server that hangs is waited for without end; for a thread

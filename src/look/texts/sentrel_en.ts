@@ -1091,10 +1091,6 @@
         <source></source>
         <translation>Wayland protocols</translation>
     </message>
-    <message id="doctor_extensions">
-        <source></source>
-        <translation>X11 extensions</translation>
-    </message>
     <message id="doctor_cameras">
         <source></source>
         <translation>Cameras</translation>

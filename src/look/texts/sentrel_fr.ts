@@ -1091,10 +1091,6 @@
         <source></source>
         <translation>Protocoles Wayland</translation>
     </message>
-    <message id="doctor_extensions">
-        <source></source>
-        <translation>Extensions X11</translation>
-    </message>
     <message id="doctor_cameras">
         <source></source>
         <translation>Caméras</translation>
