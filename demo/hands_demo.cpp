@@ -1,8 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <QDBusVariant>
-#include <QFile>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <cmath>
 #include <cstdio>
 #include <stdexcept>
@@ -218,29 +215,6 @@ class HandsDemo final : public SessionTrial {
     startWith({});
   }
 
-  /// Ends the program, and starts it with these options and nobody looking on.
-  void startWith(const QJsonObject& options) {
-    QString words;
-    for (const QString& key : options.keys())
-      words += QStringLiteral(" %1=%2").arg(key).arg(options.value(key).toVariant().toString());
-    happens("the program starts anew" + words.toStdString(), [&] {
-      quit();
-      see(Seen::alone);
-      QFile file(QString::fromStdString((desktop_.configFolder() / "sentrel" / "defaults.json").string()));
-      if (!file.open(QIODevice::ReadOnly)) throw std::runtime_error("no settings are kept");
-      QJsonObject kept = QJsonDocument::fromJson(file.readAll()).object();
-      file.close();
-      for (const char* key : {"reaction", "watch_up_to_cm", "alert_after_ms", "only_facing"})
-        kept.remove(QLatin1String(key));
-      for (const QString& key : options.keys()) kept[key] = options.value(key);
-      if (!file.open(QIODevice::WriteOnly)) throw std::runtime_error("the settings cannot be written");
-      file.write(QJsonDocument(kept).toJson());
-      file.close();
-      start();
-    });
-    followsState("nominal");
-  }
-
   void cover() {
     command({"off"});
     followsState("inactive");
@@ -275,44 +249,6 @@ class HandsDemo final : public SessionTrial {
     if (brightness("08-covered") >= 0.4 * bare) throw std::runtime_error("the cover is not seen");
   }
 
-  void command(std::vector<std::string> words) {
-    std::string line = "sentrel";
-    for (const std::string& word : words) line += ' ' + word;
-    happens(line, [&] {
-      ChildProcess asked = desktop_.spawn(binary_, words);
-      waitFor("it ends", [&] { return !asked.isRunning(); });
-      if (asked.waitForExit(std::chrono::milliseconds(0)) != 0)
-        throw std::runtime_error(line + " was refused");
-    });
-  }
-
-  /// The program's window, where the pointer is.
-  void openPopover() {
-    desktop_.run("xdotool", {"mousemove", "900", "200"});
-    ChildProcess opener = desktop_.spawn(binary_);
-    waitFor("the window opens", [&] { return !opener.isRunning(); });
-    pause(pictureDelay_);
-  }
-  void closePopover() {
-    press({"Escape"});
-    pause(pictureDelay_);
-  }
-  void takePopover(const std::string& name) {
-    openPopover();
-    takePicture(name);
-    closePopover();
-  }
-  void press(const std::vector<std::string>& keys) {
-    for (const std::string& key : keys) {
-      desktop_.run("xdotool", {"key", key});
-      pause(std::chrono::milliseconds(200));
-    }
-  }
-  void click(const std::string& what, QPoint at) {
-    happens("a click on " + what, [&] {
-      desktop_.run("xdotool", {"mousemove", std::to_string(at.x()), std::to_string(at.y()), "click", "1"});
-    });
-  }
   /// The middle of a row of what is allowed for a while, on the screen.
   [[nodiscard]] static QPoint rowAt(int row) { return firstRow + QPoint(0, row * rowHeight); }
 

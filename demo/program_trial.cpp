@@ -11,8 +11,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "stage/pictures.h"
-
 namespace sentrel::test {
 
 namespace fs = std::filesystem;
@@ -75,20 +73,26 @@ void ProgramTrial::showDocument() {
 }
 
 void ProgramTrial::see(Seen seen) {
-  seen_ = seen;
-  if (std::exchange(pluggedIn_, true)) return;
-  const PortraitScene portrait;
   // An arm's length behind the user, and some two metres away.
-  people_ = {portrait.frame({}),
-             portrait.frame({60, {}}),
-             portrait.frame({.secondFace = SecondFace{}}),
-             portrait.frame({.secondFace = SecondFace{.width = 36}}),
-             portrait.frame({.secondFace = SecondFace{.x = 510}}),
-             portrait.frame({.secondFace = SecondFace{.yawDegrees = 65}})};
-  camera_.appear();
-  desktop_.waitForNode("demo_camera");
-  camera_.setSource(
-      [this](std::int64_t) { return noise_.over(people_.at(static_cast<std::size_t>(seen_.load()))); });
+  static const std::map<Seen, SceneState> scenes{
+      {Seen::alone, {}},
+      {Seen::away, {60, {}}},
+      {Seen::watched, {.secondFace = SecondFace{}}},
+      {Seen::watchedFromAfar, {.secondFace = SecondFace{.width = 36}}},
+      {Seen::watchedFromElsewhere, {.secondFace = SecondFace{.x = 510}}},
+      {Seen::turnedAway, {.secondFace = SecondFace{.yawDegrees = 65}}}};
+  see(portrait_.frame(scenes.at(seen)));
+}
+
+void ProgramTrial::see(const QImage& picture, bool isFrozen) {
+  if (!std::exchange(pluggedIn_, true)) {
+    camera_.appear();
+    desktop_.waitForNode("demo_camera");
+  }
+  camera_.setFault(isFrozen ? VirtualCamera::Fault::frozen : VirtualCamera::Fault::none);
+  camera_.setSource([this, picture, isFrozen](std::int64_t) {
+    return isFrozen ? picture.constBits() : noise_.over(picture);
+  });
 }
 
 void ProgramTrial::quit() {

@@ -4,7 +4,6 @@
 #include <QImage>
 #include <QRect>
 #include <array>
-#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
@@ -16,6 +15,7 @@
 
 #include "stage/document_desktop.h"
 #include "stage/headless_desktop.h"
+#include "stage/pictures.h"
 #include "stage/state_watcher.h"
 #include "stage/virtual_camera.h"
 
@@ -59,6 +59,8 @@ class ProgramTrial {
   void showDocument();
   /// What the camera sees from now on. It is plugged in the first time.
   void see(Seen seen);
+  /// Another picture of 640 x 480, with noise or, to the bit, always the same.
+  void see(const QImage& picture, bool isFrozen = false);
   void start() { program_ = desktop_.spawn(binary_); }
   void quit();
 
@@ -92,6 +94,7 @@ class ProgramTrial {
   HeadlessDesktop& desktop_;
   const std::filesystem::path folder_;
   const std::string binary_;
+  const PortraitScene portrait_;
   DocumentDesktop document_;
   VirtualCamera camera_;
   StateWatcher watcher_;
@@ -100,8 +103,6 @@ class ProgramTrial {
   std::chrono::milliseconds pictureDelay_{700};
 
  private:
-  std::array<QImage, 6> people_;  // by `Seen`
-  std::atomic<Seen> seen_ = Seen::alone;
   CameraNoise noise_;
   bool pluggedIn_ = false;
 };
@@ -118,6 +119,11 @@ class ProgramTrial {
 /// What the person asks for: a pause, a guest, a face that is nobody, answers to the notification, and the
 /// cover of every screen. Needs X11 and both buses.
 [[nodiscard]] std::unique_ptr<ProgramTrial> handsDemo(HeadlessDesktop& desktop,
+                                                      const std::filesystem::path& folder,
+                                                      const std::string& program);
+/// What the program shows of itself: what keeps the camera from seeing, what protection sees, what it proves,
+/// its journal, and what the doctor says. Needs X11 and both buses.
+[[nodiscard]] std::unique_ptr<ProgramTrial> showsDemo(HeadlessDesktop& desktop,
                                                       const std::filesystem::path& folder,
                                                       const std::string& program);
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <QJsonObject>
+#include <QPoint>
 #include <chrono>
 #include <cstdio>
 #include <fstream>
@@ -57,12 +59,25 @@ class SessionTrial : public ProgramTrial {
     for (const std::string& line : timeline_) out << line << '\n';
   }
 
+  /// `sentrel WORDS`, which is to end well; gives what it printed.
+  std::string command(const std::vector<std::string>& words);
+  /// Ends the program, and starts it with these options alone and nobody looking on.
+  void startWith(const QJsonObject& options);
+
+  /// The program's window, where the pointer is.
+  void openPopover();
+  void closePopover();
+  void takePopover(const std::string& name);
+  void press(const std::vector<std::string>& keys);
+  void click(const std::string& what, QPoint at);
+
   MockSession session_{desktop_};
   SteadyClock::time_point began_ = SteadyClock::now();
   SteadyClock::time_point happened_ = began_;
 
  private:
   std::vector<std::string> timeline_;
+  QStringList chosen_;  // options that the program was started with
 };
 
 }  // namespace sentrel::test

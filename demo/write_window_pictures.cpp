@@ -250,6 +250,28 @@ void privacy(PictureBook& book, const QString& suffix = {}) {
       [](PopoverWindow& window) { window.content().showPage(MenuBarPopoverView::Page::privacy); });
 }
 
+/// What the doctor says of a machine on which something is wrong.
+void doctor(PictureBook& book, const QString& suffix = {}) {
+  const Report report{
+      {QStringLiteral("Sentrel"),
+       {{qtTrId("doctor_version"), QStringLiteral("Sentrel 1.0.0, Qt 6.4.2, PipeWire 0.3.65")},
+        {qtTrId("doctor_program"), qtTrId("doctor_running").arg(QStringLiteral("0:04:31"))}}},
+      {qtTrId("doctor_desktop"),
+       {{qtTrId("doctor_notifications"), qtTrId("doctor_none"), qtTrId("doctor_notifications_advice")},
+        {qtTrId("doctor_tray"), qtTrId("aucune barre"), qtTrId("doctor_tray_advice")}}},
+      {qtTrId("doctor_cameras"),
+       {{QStringLiteral("HD Webcam"),
+         QStringLiteral("YUY2 640x480@30, 1280x720@10; MJPG 1280x720@30, 1920x1080@30")}}}};
+  ViewsFixture fixture;
+  on(fixture);
+  PopoverWindow window(fixture.popoverParts(), PopoverWindow::Ground::translucent);
+  show(window);
+  window.content().showPage(MenuBarPopoverView::Page::report);
+  book.add("23-doctor-asking" + suffix, window);
+  fixture.reportAsked(report);
+  book.add("23-doctor" + suffix, window);
+}
+
 void popovers(PictureBook& book) {
   const auto counted = [](ViewsFixture& fixture) {
     on(fixture);
@@ -272,6 +294,7 @@ void popovers(PictureBook& book) {
   relaxations(book);
   journal(book);
   privacy(book);
+  doctor(book);
   popover(book, "09-statistics", counted, statistics);
   popover(book, "09-statistics-confirm", counted, statisticsConfirm);
   popover(book, "10-about", on, about);
@@ -418,6 +441,7 @@ void extremes(PictureBook& book) {
   cameraInWords(book, "-text200");
   journal(book, "-text200");
   privacy(book, "-text200");
+  doctor(book, "-text200");
   popover(book, "09-statistics-confirm-text200", watched, statisticsConfirm);
   popover(book, "10-about-text200", watched, about);
   {
@@ -447,6 +471,7 @@ void extremes(PictureBook& book) {
     cameraInWords(book, "-highcontrast");
     journal(book, "-highcontrast");
     privacy(book, "-highcontrast");
+    doctor(book, "-highcontrast");
     ViewsFixture fixture;
     on(fixture);
     fixture.ignorePoster();

@@ -242,4 +242,32 @@ QImage PortraitScene::frame(const SceneState& state) const {
   return result;
 }
 
+QImage PortraitScene::backlit() const {
+  constexpr double beside = 0.2;
+  constexpr double above = 0.4;
+  const QRectF head =
+      faceBox_.adjusted(-faceBox_.width() * beside, -faceBox_.height() * above, faceBox_.width() * beside, 0);
+  QImage picture = frame({});
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      const QRgb lit = picture.pixel(x, y);
+      const bool isUser = head.contains(x, y) || y > faceBox_.bottom();
+      picture.setPixel(x, y,
+                       isUser ? qRgb(qRed(lit) / 3, qGreen(lit) / 3, qBlue(lit) / 3) : qRgb(245, 245, 250));
+    }
+  }
+  return picture;
+}
+
+QImage PortraitScene::faceless(const std::function<int(int x, int y)>& brightness) {
+  QImage picture(width, height, QImage::Format_RGB32);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      const int value = brightness(x, y);
+      picture.setPixel(x, y, qRgb(value, value, value));
+    }
+  }
+  return picture;
+}
+
 }  // namespace sentrel::test

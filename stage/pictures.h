@@ -5,6 +5,7 @@
 #include <QString>
 #include <array>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -51,6 +52,10 @@ class PortraitScene {
 
   /// The same state always gives the same picture. Takes some milliseconds.
   [[nodiscard]] QImage frame(const SceneState& state) const;
+  /// The user before a bright window.
+  [[nodiscard]] QImage backlit() const;
+  /// Without anybody: of the brightness, 0 to 255, that each pixel has.
+  [[nodiscard]] static QImage faceless(const std::function<int(int x, int y)>& brightness);
 
   /// The user's face in the unturned picture, as the mesh bounds it.
   [[nodiscard]] QRectF faceBox() const { return faceBox_; }

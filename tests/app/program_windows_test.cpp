@@ -52,31 +52,6 @@ struct ProgramWindowsTest : ProgramDesk {
   void show(const QImage& picture) {
     camera.setSource([picture](std::int64_t) { return picture.constBits(); });
   }
-  [[nodiscard]] QImage faceless(const std::function<int(int x, int y)>& brightness) const {
-    QImage picture = alone.copy();
-    for (int y = 0; y < picture.height(); ++y)
-      for (int x = 0; x < picture.width(); ++x) {
-        const int value = brightness(x, y);
-        picture.setPixel(x, y, qRgb(value, value, value));
-      }
-    return picture;
-  }
-  /// The user before a bright window.
-  [[nodiscard]] QImage backlit() const {
-    const QRectF face = portrait.faceBox();
-    QImage picture = alone.copy();
-    for (int y = 0; y < picture.height(); ++y)
-      for (int x = 0; x < picture.width(); ++x) {
-        const bool isUser =
-            face.adjusted(-face.width() * 0.2, -face.height() * 0.4, face.width() * 0.2, 0).contains(x, y) ||
-            y > face.bottom();
-        const QRgb before = alone.pixel(x, y);
-        picture.setPixel(
-            x, y,
-            isUser ? qRgb(qRed(before) / 3, qGreen(before) / 3, qBlue(before) / 3) : qRgb(245, 245, 250));
-      }
-    return picture;
-  }
 
   void clickIcon() {
     ask("/StatusNotifierItem", "org.kde.StatusNotifierItem.Activate", {"int32:900", "int32:20"});
@@ -126,16 +101,16 @@ TEST_F(ProgramWindowsTest, TheIconSaysWhatKeepsTheCameraFromSeeing) {
     EXPECT_TRUE(eventually(says, seconds(60))) << words;
   };
   const std::string open = iconProperty("IconPixmap");
-  show(faceless([](int, int) { return 4; }));
+  show(PortraitScene::faceless([](int, int) { return 4; }));
   tells("Caméra couverte ou volet fermé");
   EXPECT_TRUE(eventually([&] { return iconProperty("IconPixmap") != open; }, seconds(60))) << "struck";
   show(alone);
   EXPECT_TRUE(eventually([&] { return iconProperty("IconPixmap") == open; }, seconds(60)));
-  show(faceless([](int x, int y) { return 4 + (x / 80 + y / 80) % 2 * 20; }));
+  show(PortraitScene::faceless([](int x, int y) { return 4 + (x / 80 + y / 80) % 2 * 20; }));
   tells("Trop sombre pour bien voir");
-  show(faceless([](int, int) { return 120; }));
+  show(PortraitScene::faceless([](int, int) { return 120; }));
   tells("Vous n'êtes pas dans le champ");
-  show(backlit());
+  show(portrait.backlit());
   tells("Contre-jour");
   camera.setFault(VirtualCamera::Fault::frozen);
   show(alone);
