@@ -57,10 +57,13 @@ QString asText(const Report& report) {
 ReportPage::ReportPage(const AskForReport& ask, const std::function<void()>& dismissed) {
   auto* waiting = new QWidget;
   columnIn(waiting, {side, 14, side, 16}, 0,
-           {new TextLabel(TextRole::subheadline, qtTrId("report_asking"), &AppColors::textSecondary),
+           {new TextLabel(TextRole::headline, qtTrId("report_title")),
+            4,
+            new TextLabel(TextRole::subheadline, qtTrId("report_asking"), &AppColors::textSecondary),
             {stretch, 1}});
   page_->setPage(waiting);
-  columnIn(this, {}, 0, {pageToolbar(*this, qtTrId("report_title"), dismissed), divider(), {page_, 1}});
+  // No title in the toolbar: with large text it would not stand beside the button.
+  columnIn(this, {}, 0, {pageToolbar(*this, {}, dismissed), divider(), {page_, 1}});
   ask([self = QPointer(this)](const Report& report) {
     if (self) self->show(report);
   });
@@ -76,7 +79,8 @@ void ReportPage::show(const Report& report) {
   auto* content = new QWidget;
   auto* column = columnIn(
       content, {side, 14, side, 16}, 0,
-      {new TextLabel(TextRole::subheadline, problemWords(report), &AppColors::textSecondary), 10, copy});
+      {new TextLabel(TextRole::headline, qtTrId("report_title")), 4,
+       new TextLabel(TextRole::subheadline, problemWords(report), &AppColors::textSecondary), 10, copy});
   for (const ReportSection& section : report) {
     addItems(*column, {16, divider(), 14, new TextLabel(TextRole::subheadlineStrong, section.title)});
     for (const ReportLine& line : section.lines) addItems(*column, {8, new ReportRow(line)});
