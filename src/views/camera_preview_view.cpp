@@ -14,12 +14,6 @@ namespace {
 
 constexpr double radius = 10;
 
-/// The part of a picture of `size` that fills a view of `shape`.
-QRectF visiblePart(QSizeF size, QSizeF shape) {
-  const QSizeF part = shape.scaled(size, Qt::KeepAspectRatio);
-  return {QPointF((size.width() - part.width()) / 2, (size.height() - part.height()) / 2), part};
-}
-
 }  // namespace
 
 struct CameraPreviewView::Inbox {
@@ -108,24 +102,30 @@ void CameraPreviewView::paintEvent(QPaintEvent* /*event*/) {
   const QRectF box(rect());
   QPainterPath shape;
   shape.addRoundedRect(box, radius, radius);
-  if (!frame_ || frame_->empty()) {
-    painter.fillPath(shape, Qt::black);
-  } else {
+  painter.fillPath(shape, Qt::black);
+  if (frame_ && !frame_->empty()) {
     // The frame's own memory: nothing is copied.
     const QImage picture(frame_->data(), frame_->width(), frame_->height(), frame_->stride(),
                          QImage::Format_RGB32);
-    const QRectF part = visiblePart(picture.size(), box.size());
+    // Faces are anywhere in the picture, so that all of it is shown with them.
+    const QSizeF shown = QSizeF(picture.size())
+                             .scaled(box.size(), findingService_ == nullptr ? Qt::KeepAspectRatioByExpanding
+                                                                            : Qt::KeepAspectRatio);
     const auto device = camera_->session()->currentDevice();
     QTransform place;
     if (device && device->position == CameraPosition::front) place = QTransform(-1, 0, 0, 1, box.width(), 0);
-    const double scale = box.width() / part.width();
+    const double scale = shown.width() / picture.width();
     place =
-        QTransform::fromTranslate(-part.left(), -part.top()) * QTransform::fromScale(scale, scale) * place;
+        QTransform::fromScale(scale, scale) *
+        QTransform::fromTranslate((box.width() - shown.width()) / 2, (box.height() - shown.height()) / 2) *
+        place;
+    QPainterPath all;
+    all.addRect(place.mapRect(QRectF(picture.rect())));
     QBrush brush(picture);
     brush.setTransform(place);
     painter.setPen(Qt::NoPen);
     painter.setBrush(brush);
-    painter.drawPath(shape);
+    painter.drawPath(shape.intersected(all));
     painter.setClipPath(shape);
     findings_.paint(painter, box, QTransform::fromScale(picture.width(), picture.height()) * place);
     painter.setClipping(false);

@@ -363,10 +363,10 @@ void MenuBarPopoverView::showPage(Page page) {
 
 QSize MenuBarPopoverView::sizeHint() const {
   const int width = Theme::shared().grown(viewWidth, widthAddedForText);
-  const int least = showStats ? statsHeight : showAbout || showPrivacy_ ? aboutHeight : homeHeight;
+  const int least = showStats ? statsHeight : showAbout || showPrivacy_ || showReport_ ? aboutHeight : homeHeight;
   const int wanted =
       stack_->hasHeightForWidth() ? stack_->totalHeightForWidth(width) : stack_->totalSizeHint().height();
-  return {width, showReport_ ? aboutHeight : std::max(least, wanted)};  // a report scrolls
+  return {width, std::max(least, wanted)};
 }
 
 bool MenuBarPopoverView::event(QEvent* event) {

@@ -127,6 +127,8 @@ constexpr int sides = 24;
 constexpr int ends = 20;
 constexpr int betweenSections = 20;
 constexpr int headerToCard = 8;
+constexpr int previewHeight = 160;
+constexpr int livePreviewHeight = 288;  // of a wide picture as wide as the page
 
 /// A section below the one before.
 Card& addSection(QBoxLayout& column, const QString& icon, const QString& title) {
@@ -198,14 +200,16 @@ PreferencesView::PreferencesView(Parts parts)
 void PreferencesView::buildCamera(QBoxLayout& column) {
   const QString label = qtTrId("Montrer ce que Sentrel voit");
   auto* live = new ToggleSwitch(label);
-  connect(live, &ToggleSwitch::toggled, this,
-          [this](bool on) { preview_->showFindings(on ? parts_.service.get() : nullptr); });
+  connect(live, &ToggleSwitch::toggled, this, [this](bool on) {
+    preview_->showFindings(on ? parts_.service.get() : nullptr);
+    preview_->setFixedHeight(on ? livePreviewHeight : previewHeight);
+  });
   auto* shown = new Card;
   shown->addRow(label, qtTrId("Les visages et les délais, tant que la protection est active"), live);
   cameraWords_ = new TextLabel(TextRole::caption);
   cameraWords_->setContentsMargins(4, 0, 4, 8);
   preview_ = new CameraPreviewView(parts_.camera, parts_.mainLoop, parts_.clock);
-  preview_->setFixedHeight(160);
+  preview_->setFixedHeight(previewHeight);
   cameraPicker_ = new MenuPicker(qtTrId("Caméra"));
   connect(cameraPicker_, &MenuPicker::currentIndexChanged, this, &PreferencesView::chooseCamera);
   auto* card = new Card;

@@ -85,8 +85,8 @@ TEST_F(DoctorTest, EachProblemComesWithWhatToDo) {
       {[&] { machine.cameras.reset(); }, "PipeWire"},
       {[&] { machine.cameras->cameras.clear(); }, "Caméras"},
       {[&] { machine.local->mayReadCameras = false; }, "Accès aux caméras"},
-      {[&] { machine.systemServices.reset(); }, "Disent le verrou"},
-      {[&] { machine.systemServices.reset(); }, "Disent la veille"},
+      {[&] { machine.systemServices.reset(); }, "Témoins du verrou"},
+      {[&] { machine.systemServices.reset(); }, "Témoins de la veille"},
       {[&] { machine.local->settings = Settings::damaged; }, "Réglages"},
       {[&] { machine.local->settings = Settings::unreadable; }, "Réglages"},
       {[&] { machine.local->modelFault = "missing"; }, "Modèles de détection"},
@@ -103,9 +103,9 @@ TEST_F(DoctorTest, EachProblemComesWithWhatToDo) {
     program = wholeProgram;
   }
   machine.systemServices = QStringList{"org.freedesktop.login1"};
-  EXPECT_EQ(saidOf(report(), "Disent l'énergie").at(0).second, "") << "there is no battery";
+  EXPECT_EQ(saidOf(report(), "Témoins de l'énergie").at(0).second, "") << "there is no battery";
   machine.local->batteries = {"57 %, Discharging"};
-  EXPECT_NE(saidOf(report(), "Disent l'énergie").at(0).second, "");
+  EXPECT_NE(saidOf(report(), "Témoins de l'énergie").at(0).second, "");
 }
 
 TEST_F(DoctorTest, NamesOfOthersStayOnTheirLine) {

@@ -1017,7 +1017,7 @@
     </message>
     <message id="doctor_none">
         <source></source>
-        <translation>none</translation>
+        <translation>none found</translation>
     </message>
     <message id="doctor_display_advice">
         <source></source>

@@ -1017,7 +1017,7 @@
     </message>
     <message id="doctor_none">
         <source></source>
-        <translation>aucun</translation>
+        <translation>rien trouvé</translation>
     </message>
     <message id="doctor_display_advice">
         <source></source>
@@ -1113,7 +1113,7 @@
     </message>
     <message id="doctor_lock">
         <source></source>
-        <translation>Disent le verrou</translation>
+        <translation>Témoins du verrou</translation>
     </message>
     <message id="doctor_lock_advice">
         <source></source>
@@ -1121,7 +1121,7 @@
     </message>
     <message id="doctor_sleep">
         <source></source>
-        <translation>Disent la veille</translation>
+        <translation>Témoins de la veille</translation>
     </message>
     <message id="doctor_sleep_advice">
         <source></source>
@@ -1129,7 +1129,7 @@
     </message>
     <message id="doctor_power">
         <source></source>
-        <translation>Disent l&apos;énergie</translation>
+        <translation>Témoins de l&apos;énergie</translation>
     </message>
     <message id="doctor_mains">
         <source></source>
@@ -1593,7 +1593,7 @@
     </message>
     <message id="doctor_dark">
         <source></source>
-        <translation>Disent les écrans éteints</translation>
+        <translation>Témoins des écrans éteints</translation>
     </message>
     <message id="command_privacy">
         <source></source>
