@@ -1113,7 +1113,7 @@
     </message>
     <message id="doctor_lock">
         <source></source>
-        <translation>Tell of the lock</translation>
+        <translation>Witnesses of the lock</translation>
     </message>
     <message id="doctor_lock_advice">
         <source></source>
@@ -1121,7 +1121,7 @@
     </message>
     <message id="doctor_sleep">
         <source></source>
-        <translation>Tell of sleep</translation>
+        <translation>Witnesses of sleep</translation>
     </message>
     <message id="doctor_sleep_advice">
         <source></source>
@@ -1129,7 +1129,7 @@
     </message>
     <message id="doctor_power">
         <source></source>
-        <translation>Tell of power</translation>
+        <translation>Witnesses of power</translation>
     </message>
     <message id="doctor_mains">
         <source></source>
@@ -1593,7 +1593,7 @@
     </message>
     <message id="doctor_dark">
         <source></source>
-        <translation>Tell of dark displays</translation>
+        <translation>Witnesses of dark displays</translation>
     </message>
     <message id="command_privacy">
         <source></source>
