@@ -81,22 +81,26 @@ tell_packages() {
 
 # install_packages NAME...: installs those that are missing. Only this goes through sudo.
 install_packages() {
-  local missing as_root=() log=$root/build/install.log status=0
+  local missing log=$root/build/install.log status=0
+  local as_root=(env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8)
   command -v dpkg-query >/dev/null || tell_packages "$@"
   mapfile -t missing < <(missing_packages "$@")
   if ((${#missing[@]} == 0)); then return; fi
   say "Installing packages (${#missing[@]}): ${missing[*]}"
   if ((EUID != 0)); then
     command -v sudo >/dev/null || fail "sudo is not there to install them; as root: apt-get install ${missing[*]}"
-    sudo true || fail "sudo does not let you install them; as root: apt-get install ${missing[*]}"
-    as_root=(sudo)
+    as_root=(sudo "${as_root[@]}")
+    "${as_root[@]}" true || fail "sudo does not let you install them; as root: apt-get install ${missing[*]}"
   fi
   mkdir -p build
-  as_root+=(env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8)
-  # A mirror that is silent is given up by apt itself; one that trickles, here.
-  "${as_root[@]}" timeout --kill-after=10 300 apt-get update -q -o Acquire::Retries=1 >"$log" 2>&1 </dev/null || status=$?
+  # A mirror that is silent is given up by apt itself; one that trickles, here. The mark tells what sudo refuses after all
+  # from what apt-get could not do.
+  # shellcheck disable=SC2016
+  "${as_root[@]}" sh -c 'echo "$*"; exec "$@"' update timeout --kill-after=10 300 apt-get update -q -o Acquire::Retries=1 \
+    >"$log" 2>&1 </dev/null || status=$?
   if ((status != 0)); then
     tail -n 20 "$log" >&2
+    grep -q '^timeout .*apt-get update' "$log" || fail "sudo does not let you install them; as root: apt-get install ${missing[*]}"
     if ((status == 124)); then fail "apt-get update has not ended within 5 minutes; does the mirror answer?"; fi
     fail "apt-get update failed; all it printed is in build/install.log"
   fi
