@@ -2,7 +2,6 @@
 #include "app/app_delegate.h"
 
 #include <QDateTime>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
@@ -12,6 +11,7 @@
 
 #include "app/program_interface.h"
 #include "detection/av_capture_manager.h"
+#include "linux/desktop/standard_error.h"
 #include "platform/platform.h"
 #include "views/privacy_view.h"
 #include "vision/models.h"
@@ -20,27 +20,18 @@ namespace sentrel {
 
 namespace {
 
-void print(const QString& words, const std::string& detail) {
-  QByteArray line = words.toUtf8();
-  if (!detail.empty()) line += " (" + QByteArray::fromStdString(detail) + ')';
-  std::fprintf(stderr, "sentrel: %s\n", line.constData());
-}
-
 void reportCameraFailure(const CameraFailure& failure) {
-  print(qtTrId(textKey(failure.kind)) + QStringLiteral(" — ") + qtTrId(adviceKey(failure.kind)),
-        failure.detail);
+  // What others said is no key, and stays as it is.
+  printError(qtTrId(textKey(failure.kind)) + QStringLiteral(" — ") + qtTrId(adviceKey(failure.kind)),
+             qtTrId(failure.detail.c_str()).toStdString());
 }
 
 void reportLimitation(const OverlayBackend& backend) {
   const std::string key = backend.limitation();
-  if (!key.empty()) reportFailure(key.c_str());
+  if (!key.empty()) printError(qtTrId(key.c_str()));
 }
 
 }  // namespace
-
-void reportFailure(const char* key, const std::string& detail) {
-  print(qtTrId(key), detail);
-}
 
 AppDelegate::AppDelegate(Dependencies dependencies) : uses_(std::move(dependencies)) {}
 
@@ -112,8 +103,7 @@ void AppDelegate::askForConsent() {
   if (uses_.menuBarController) {
     showOnboarding();
   } else {
-    std::fputs("sentrel: nobody has agreed to the camera yet, and without a display nobody can be asked\n",
-               stderr);
+    printError(qtTrId("consent_nobody_to_ask"));
   }
 }
 
@@ -282,7 +272,7 @@ const char* AppDelegate::carryOut(const std::string& request, const std::vector<
 const char* AppDelegate::open(const std::string& request) {
   const bool isItself = request == "Activate";
   const bool begins = begin();
-  if (!uses_.menuBarController) return isItself ? nullptr : program_interface::noDisplayError;
+  if (!uses_.menuBarController) return program_interface::noDisplayError;
   MenuBarController& windows = *uses_.menuBarController;
   if (isItself) begins ? windows.showPopoverWithoutTray() : windows.showPopover();
   if (request == "preferences") windows.openPreferences();

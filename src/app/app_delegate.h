@@ -25,9 +25,6 @@
 
 namespace sentrel {
 
-/// One line on standard error: the text of `key` and, in brackets, what a technician wants to know.
-void reportFailure(const char* key, const std::string& detail = {});
-
 /// What happens at launch and at the end, and what the session bus is told and asks in between. Main thread.
 class AppDelegate {
  public:

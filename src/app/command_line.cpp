@@ -26,6 +26,7 @@
 #include "linux/desktop/bus.h"
 #include "linux/desktop/journal_file.h"
 #include "linux/desktop/qt_main_loop.h"
+#include "linux/desktop/standard_error.h"
 #include "service/relaxations.h"
 
 namespace sentrel {
@@ -46,7 +47,7 @@ ExitStatus print(const QString& words) {
   const QByteArray bytes = words.toUtf8();
   std::fwrite(bytes.constData(), 1, static_cast<std::size_t>(bytes.size()), stdout);
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return ExitStatus::done;
-  std::fprintf(stderr, "sentrel: %s\n", std::strerror(errno));
+  printError(QString::fromLocal8Bit(std::strerror(errno)));
   return ExitStatus::refused;
 }
 
@@ -58,7 +59,7 @@ void keepClosedOutputsClosed() {
 }
 
 ExitStatus fail(ExitStatus status, const QString& words) {
-  std::fprintf(stderr, "sentrel: %s\n", words.toUtf8().constData());
+  printError(words);
   return status;
 }
 

@@ -34,8 +34,8 @@ constexpr std::array statusNames{"closed", "resting", "opening", "seeing", "blin
 constexpr std::array restNames{"quitting",        "no consent",           "away",
                                "session unknown", "paused by the person", "screen shared",
                                "low battery"};
-constexpr std::array failureNames{"no camera",     "access denied", "busy",
-                                  "model missing", "no PipeWire",   "analysis failed"};
+constexpr std::array failureNames{"no camera",   "access denied",   "busy",      "model missing",
+                                  "no PipeWire", "analysis failed", "no consent"};
 constexpr std::array conditionNames{"covered",   "too dark", "frozen",    "nobody there",
                                     "backlight", "used",     "no picture"};
 constexpr std::array grantNames{"unknown", "observed", "granted", "refused"};

@@ -209,10 +209,11 @@ void ProgramBus::nameAnswered(const BusMessage& reply) {
 void ProgramBus::activateOther() {
   deadline_.reset();  // the bus has answered
   const auto answered = [this](const BusMessage& reply) {
-    if (reply.isError && ++attempts_ < mostAttempts) {
+    const bool isEnding = reply.isError && reply.error != program_interface::noDisplayError;
+    if (isEnding && ++attempts_ < mostAttempts) {
       requestName();
     } else {
-      finish(InstanceRole::later);
+      finish(reply.isError ? InstanceRole::later : InstanceRole::activator);
     }
   };
   const QByteArray token = qgetenv(variable.data());

@@ -20,7 +20,8 @@ namespace sentrel {
 /// How the attempt to become the one running instance ended.
 enum class InstanceRole {
   first,       ///< the bus name is ours
-  later,       ///< another instance has it; that one was activated, had a person started this one
+  later,       ///< another instance has it, and shows nothing for this start
+  activator,   ///< another instance has it, and has opened its window because a person started this one
   unreachable  ///< there is no session bus: nobody can tell
 };
 

@@ -30,6 +30,7 @@
 #include "linux/desktop/desktop_screen_sharing.h"
 #include "linux/desktop/desktop_session_events.h"
 #include "linux/desktop/journal_file.h"
+#include "linux/desktop/standard_error.h"
 #include "linux/desktop/upower_power_source.h"
 #include "linux/hardening/self_examination.h"
 #include "linux/overlay/desktop_overlay_backend.h"
@@ -123,7 +124,6 @@ std::function<void()>& lastDuty() {
 
 void leaveAtOnce() {
   if (!lastDuty()) return;
-  std::fputs("sentrel: the display was lost\n", stderr);
   std::exchange(lastDuty(), nullptr)();
   std::fflush(nullptr);
   _exit(EXIT_FAILURE);
@@ -200,23 +200,23 @@ int SentrelMacApp::run() {
 }
 
 void SentrelMacApp::begin(InstanceRole role) {
-  if (role == InstanceRole::later) {
-    std::fputs("sentrel: already running\n", stderr);
+  if (role == InstanceRole::later || role == InstanceRole::activator) {
+    printError(role == InstanceRole::activator ? qtTrId("running_opened") : qtTrId("running_already"));
     quit();
     return;
   }
   if (role == InstanceRole::unreachable) {
-    std::fputs("sentrel: no session bus: nothing can show or switch the protection from outside\n", stderr);
+    printError(qtTrId("error_no_session_bus"));
   }
   installPlatform();
   if (const auto& error = defaults_->readError()) {
     untold_ = QT_TRID_NOOP("error_settings_unreadable");
-    reportFailure(untold_.c_str(), *error);
+    printError(qtTrId(untold_.c_str()), *error);
   }
   damaged_ = defaults_->damaged.subscribe([this](bool damaged) {
     if (!damaged) return;
     untold_ = QT_TRID_NOOP("error_settings_damaged");
-    reportFailure(untold_.c_str());
+    printError(qtTrId(untold_.c_str()));
   });
   const auto quitNow = [this] { quit(); };
   const auto remote =
@@ -240,7 +240,8 @@ void SentrelMacApp::begin(InstanceRole role) {
                                 .sessionBus = sessionBus_,
                                 .systemBus = systemBus_});
   appDelegate->applicationDidFinishLaunching();
-  lastDuty() = [defaults = defaults_] {
+  lastDuty() = [defaults = defaults_, words = qtTrId("error_display_lost")] {
+    printError(words);
     PrivacyFilterService::shared()->countSession();
     defaults->flush(storeTimeout);
   };
@@ -315,7 +316,7 @@ void SentrelMacApp::end() {
   QElapsedTimer elapsed;
   elapsed.start();
   while (!mainLoop_->idle() && elapsed.elapsed() < lastTurnsMs) QGuiApplication::processEvents();
-  if (!defaults_->flush(storeTimeout)) std::fputs("sentrel: the settings were not saved in time\n", stderr);
+  if (!defaults_->flush(storeTimeout)) printError(qtTrId("settings_late"));
 }
 
 void SentrelMacApp::quit() {

@@ -19,13 +19,14 @@ struct FailureTexts {
 };
 
 // In the order of the kinds.
-constexpr std::array<FailureTexts, 6> texts{{
+constexpr std::array<FailureTexts, 7> texts{{
     {textId("error_no_camera"), textId("advice_no_camera")},
     {textId("error_camera_denied"), textId("advice_camera_denied")},
     {textId("error_camera_busy"), textId("advice_camera_busy")},
     {textId("error_model_missing"), textId("advice_model_missing")},
     {textId("error_no_pipewire"), textId("advice_no_pipewire")},
     {textId("error_analysis_failed"), textId("advice_analysis_failed")},
+    {textId("error_no_consent"), textId("advice_no_consent")},
 }};
 
 Kind kindOf(CameraError error) {
@@ -252,7 +253,7 @@ void CameraControl::frameAnalysed(std::int64_t timestampMs) {
 
 void CameraControl::analysisFailed() {
   if (camera_ != Camera::open || ++failedFrames_ < mostFailedFrames) return;
-  lose({Kind::analysisFailed, "the detection failed on every frame"});
+  lose({Kind::analysisFailed, {}});
 }
 
 void CameraControl::lose(CameraFailure failure) {
@@ -275,7 +276,7 @@ void CameraControl::beginToSee(std::int64_t sinceMs) {
 void CameraControl::watch() {
   const std::int64_t left = frameTimeoutMs - checkedSubtract(uses_.clock->nowMs(), sinceMs_);
   if (left <= 0) {
-    lose({Kind::cameraBusy, "no frame was analysed"});
+    lose({Kind::cameraBusy, textId("detail_no_frame")});
     return;
   }
   timer_ = uses_.mainLoop->after(left, [this] { watch(); });
@@ -292,7 +293,7 @@ CameraControl::Status CameraControl::derivedStatus() const {
 void CameraControl::publish() {
   // Each is derived when it is published: an observer of the first may have changed everything.
   const bool isRefused = rest() == Rest::noConsent;
-  failure_.assignIfChanged(isRefused ? CameraFailure{Kind::cameraDenied, {}} : cause_);
+  failure_.assignIfChanged(isRefused ? CameraFailure{Kind::noConsent, {}} : cause_);
   status_.assignIfChanged(derivedStatus());
 }
 

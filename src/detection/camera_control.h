@@ -19,9 +19,17 @@ namespace sentrel {
 
 /// What keeps the camera from giving frames, for the person.
 struct CameraFailure {
-  enum class Kind { noCamera, cameraDenied, cameraBusy, modelMissing, noPipeWire, analysisFailed };
+  enum class Kind {
+    noCamera,
+    cameraDenied,
+    cameraBusy,
+    modelMissing,
+    noPipeWire,
+    analysisFailed,
+    noConsent  ///< the person said no, or not yet
+  };
   Kind kind = Kind::noCamera;
-  std::string detail;  ///< for a log line; may be empty
+  std::string detail;  ///< for a log line: the key of a text, or what another program said; may be empty
   bool operator==(const CameraFailure&) const = default;
 };
 

@@ -46,8 +46,8 @@ struct FrameDemand {
   bool operator==(const FrameDemand&) const = default;
 };
 
-/// Why a capture session cannot do what it was asked, in words for a log line and as a kind for the
-/// interface.
+/// Why a capture session cannot do what it was asked, as a kind for the interface, and for a log line as the
+/// key of a text or in another program's words; these may be empty.
 struct CaptureError {
   enum class Kind { deviceUnavailable, busy, accessDenied, noService };
   Kind kind = Kind::deviceUnavailable;

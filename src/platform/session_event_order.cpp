@@ -2,7 +2,6 @@
 #include "platform/session_event_order.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <utility>
 
 #include "support/fatal.h"
@@ -106,9 +105,7 @@ void SessionEventOrder::lockRequested() {
 
 void SessionEventOrder::requestRanOut() {
   endRequest();
-  std::fputs(
-      "sentrel: the screen was asked to lock, but nobody confirmed it within 60 s; protection goes on\n",
-      stderr);
+  requestUnconfirmed.emit();
   comeBack(SessionEvent::screenIsUnlocked);
   settled.emit();
 }

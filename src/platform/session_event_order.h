@@ -63,6 +63,8 @@ class SessionEventOrder {
 
   /// Emitted after each report and each timeout, once its events are delivered.
   Signal<> settled;
+  /// A request to lock has ended by itself.
+  Signal<> requestUnconfirmed;
 
   /// Whether everybody who knows of a lock has been heard.
   [[nodiscard]] bool isKnown() const;

@@ -21,7 +21,7 @@ TEST_F(Entry, OfTwoStartsAtOnceOneStays) {
     ChildProcess& other = both[0].isRunning() ? both[1] : both[0];
     ChildProcess& first = both[0].isRunning() ? both[0] : both[1];
     EXPECT_EQ(other.waitForExit(seconds(1)), 0);
-    EXPECT_NE(other.output().find("already running"), std::string::npos) << other.output();
+    EXPECT_NE(other.output().find("Sentrel tourne déjà\n"), std::string::npos) << other.output();
     ASSERT_TRUE(first.isRunning()) << first.output();
     EXPECT_EQ(owner(), first.pid());
     first.signal(SIGTERM);
@@ -115,7 +115,7 @@ TEST_F(Entry, ItDoesWithoutWhatOthersTakeForGranted) {
     SCOPED_TRACE(what);
     ChildProcess process = spawn(environment);
     EXPECT_TRUE(waitUntil([&] {
-      return owner() == process.pid() || process.output().find("no session bus") != std::string::npos;
+      return owner() == process.pid() || process.output().find("Aucun bus de session") != std::string::npos;
     })) << process.output();
     std::this_thread::sleep_for(milliseconds(200));
     ASSERT_TRUE(process.isRunning()) << process.output();

@@ -95,6 +95,13 @@ TEST_F(ProgramWindowsTest, TheIconOpensThePopoverAndNeverClosesAQuestion) {
   terminate();  // with a window open
 }
 
+TEST_F(ProgramWindowsTest, ASecondStartSaysThatItOpenedTheWindow) {
+  ChildProcess second = spawn();
+  EXPECT_EQ(second.waitForExit(seconds(10)), 0);
+  EXPECT_NE(second.output().find("sa fenêtre vient de s'ouvrir"), std::string::npos) << second.output();
+  EXPECT_TRUE(opens("Sentrel"));
+}
+
 TEST_F(ProgramWindowsTest, TheIconSaysWhatKeepsTheCameraFromSeeing) {
   const auto tells = [this](const std::string& words) {
     const auto says = [&] { return iconProperty("ToolTip").find(words) != std::string::npos; };

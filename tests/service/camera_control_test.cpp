@@ -90,7 +90,7 @@ TEST_F(CameraControlTest, APermissionThatIsDeniedIsToldAndNotAskedForAgain) {
   machine.session->accessRequests.at(0)(false);
   machine.settle();
   EXPECT_FALSE(service->isStarting());
-  EXPECT_EQ(failure(), FailureKind::cameraDenied);
+  EXPECT_EQ(failure(), FailureKind::noConsent);
   plug();
   EXPECT_EQ(machine.session->accessRequests.size(), 1U) << "a device is no reason to ask";
   start();

@@ -190,7 +190,8 @@ struct ServiceStormTest : testing::Test, test::TestCore {
   void heal() {
     // Half of the time nothing is told of it. Who was denied the camera has to be told.
     const auto failure = control->failure().get();
-    const bool isDenied = failure && failure->kind == CameraFailure::Kind::cameraDenied;
+    const bool isDenied = failure && (failure->kind == CameraFailure::Kind::cameraDenied ||
+                                      failure->kind == CameraFailure::Kind::noConsent);
     const bool isTold =
         isDenied || machine.session->status != authorized || machine.session->cameras.empty() || pick(2) == 0;
     beWell();

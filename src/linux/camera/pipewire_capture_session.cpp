@@ -8,6 +8,8 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/desktop_services.h"
+
 namespace sentrel {
 
 namespace {
@@ -38,7 +40,7 @@ CaptureError unavailable(const char* message) {
 }
 
 CaptureError noService() {
-  return {CaptureError::Kind::noService, "PipeWire is not running; cameras need pipewire and wireplumber"};
+  return {CaptureError::Kind::noService, {}};
 }
 
 }  // namespace
@@ -156,7 +158,7 @@ void PipeWireCaptureSession::requestAccess(std::function<void(bool granted)> ans
 
 std::optional<CaptureError> PipeWireCaptureSession::awaitDevices(std::chrono::milliseconds timeout) {
   if (directory_.awaitFirst(timeout)) return std::nullopt;
-  return serviceMissing_ ? noService() : unavailable("no camera is connected");
+  return serviceMissing_ ? noService() : unavailable("");
 }
 
 std::vector<CameraDevice> PipeWireCaptureSession::devices() const {
@@ -215,7 +217,7 @@ std::optional<CaptureError> PipeWireCaptureSession::configure(CaptureRequest req
   wanted_.request = denied ? std::nullopt : std::optional(std::move(request));
   applyOrders(Retarget::yes);
   if (!denied) return std::nullopt;
-  return CaptureError{CaptureError::Kind::accessDenied, "no video device may be opened by this user"};
+  return CaptureError{CaptureError::Kind::accessDenied, {}};
 }
 
 void PipeWireCaptureSession::startRunning() {
@@ -368,7 +370,7 @@ void PipeWireCaptureSession::dropLostStream(SteadyTime now) {
     streamFailed(now, *error);
   } else if (!directory_.hasSerial(stream_->nodeSerial())) {
     stream_.reset();
-    reportLost(now, unavailable("the camera has gone"));
+    reportLost(now, unavailable(textId("detail_camera_gone")));
   }
 }
 
@@ -403,7 +405,7 @@ void PipeWireCaptureSession::connectStream(SteadyTime now) {
   if (!directory_.isComplete()) return;  // its completion calls again
   const auto device = directory_.listing().choose(orders_.request->deviceID);
   if (!device) {
-    reportLost(now, unavailable("no camera is connected"));
+    reportLost(now, unavailable(""));
     return;
   }
   const std::string serial = directory_.serialOf(device->uniqueID);
@@ -442,7 +444,7 @@ void PipeWireCaptureSession::watchTick() {
 void PipeWireCaptureSession::endSilentStream(SteadyTime now) {
   // No error need come when a link breaks, and a device's own failure is told to its node alone.
   const std::string nodeError = directory_.errorOf(stream_->nodeSerial());
-  setCause(nodeError.empty() ? unavailable("the camera gives no picture") : captureErrorFrom(nodeError));
+  setCause(nodeError.empty() ? unavailable(textId("detail_no_picture")) : captureErrorFrom(nodeError));
   // A camera that is still starting is left alone for longer.
   const bool givesOnlyBroken = !streamHasDelivered_ && brokenFrames_ > brokenBefore_;
   const bool hasHadItsTime = streamHasDelivered_ || givesOnlyBroken || now - streamBegun_ >= slowStart;

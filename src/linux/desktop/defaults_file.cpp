@@ -11,13 +11,13 @@
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <cstdio>
 #include <functional>
 #include <future>
 #include <system_error>
 #include <utility>
 
 #include "linux/desktop/private_files.h"
+#include "linux/desktop/standard_error.h"
 #include "support/serial_queue.h"
 
 namespace sentrel {
@@ -95,7 +95,7 @@ std::optional<std::string> setAside(const fs::path& path, const DefaultsFile::Co
   } else if (fs::rename(path, aside, error); error) {
     return failure(path, error);
   }
-  std::fprintf(stderr, "sentrel: the settings file was damaged; it is kept as %s\n", aside.c_str());
+  printError(qtTrId("settings_kept"), aside.string());
   kept[number] = std::move(aside);
   // A folder that somebody put there stays.
   for (; kept.size() > keptDamagedFiles; kept.erase(kept.begin())) fs::remove(kept.begin()->second, error);
@@ -143,9 +143,7 @@ class DefaultsFile::Writer {
       std::error_code error;
       if ((fs::status(place, error).permissions() & others) == fs::perms::none) continue;
       fs::permissions(place, others, fs::perm_options::remove, error);
-      if (error)
-        std::fprintf(stderr, "sentrel: the settings cannot be closed to others: %s\n",
-                     failure(place, error).c_str());
+      if (error) printError(qtTrId("settings_open"), failure(place, error));
     }
   }
 
@@ -160,7 +158,7 @@ class DefaultsFile::Writer {
     if (!error) {
       unwritten_.reset();
     } else if (!isTold_) {
-      std::fprintf(stderr, "sentrel: the settings cannot be saved: %s\n", error->c_str());
+      printError(qtTrId("settings_unsaved"), *error);
     }
     isTold_ = error.has_value();
     return !error;
@@ -169,7 +167,7 @@ class DefaultsFile::Writer {
  private:
   /// `changes` over what the file holds now, or over what was loaded where the file is gone or damaged.
   std::optional<std::string> update(const Changes& changes) const {
-    if (path_.empty()) return "there is no home folder";
+    if (path_.empty()) return qtTrId("home_missing").toStdString();
     if (loaded_.error) return loaded_.error;
     if (const auto error = makeFolder(path_.parent_path())) return failure(path_.parent_path(), error);
     QLockFile lock(nameOf(path_) + QStringLiteral(".lock"));

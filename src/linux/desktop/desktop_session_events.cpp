@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "linux/desktop/standard_error.h"
 #include "linux/display/display_power.h"
 #include "platform/session_event_order.h"
 
@@ -327,6 +328,7 @@ void DesktopSessionEvents::begin() {
     if (order_ && order_->isKnown()) tellKnown();
     tellLockFollowers();
   });
+  unconfirmed_ = order_->requestUnconfirmed.connect([] { printError(qtTrId("lock_unconfirmed")); });
   sources_ = std::make_unique<BusSources>(parts_, *order_);
   x11_ = {parts_.displays, [observer = observerOn(parts_.mainLoop, order_, Source::x11Displays)] {
             return std::make_unique<X11DisplayPower>(observer);
@@ -352,6 +354,7 @@ void DesktopSessionEvents::endUnheard() {
   x11_ = {};
   wayland_ = {};
   settled_.reset();
+  unconfirmed_.reset();
   // An observer may end its own registration while it is being told: who tells it is left to finish this
   // turn.
   if (order_)

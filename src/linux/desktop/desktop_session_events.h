@@ -64,6 +64,7 @@ class DesktopSessionEvents final : public SessionEvents {
   // All of these exist while somebody observes or follows.
   std::shared_ptr<SessionEventOrder> order_;
   Registration settled_;
+  Registration unconfirmed_;
   Registration repeat_;
   std::unique_ptr<BusSources> sources_;
   Registration ending_;  // holds what has ended in this turn, which may be under way

@@ -11,9 +11,9 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstdio>
 
 #include "linux/desktop/private_files.h"
+#include "linux/desktop/standard_error.h"
 #include "platform/desktop_services.h"
 
 namespace sentrel {
@@ -224,7 +224,7 @@ class JournalFile::Store {
   }
 
   void write() {
-    if (path_.empty()) return tell("there is no home folder");
+    if (path_.empty()) return tell(qtTrId("home_missing").toStdString());
     if (const auto error = makeFolder(path_.parent_path())) return tell(failure(path_.parent_path(), error));
     QLockFile lock(nameOf(path_) + QStringLiteral(".lock"));
     lock.tryLock(lockTimeoutMs);
@@ -245,7 +245,7 @@ class JournalFile::Store {
       if (trouble_ == key) trouble_.clear();
       return;
     }
-    if (trouble_ != key) std::fprintf(stderr, "sentrel: the alert journal: %s\n", error.c_str());
+    if (trouble_ != key) printError(qtTrId("journal_unwritable"), error);
     trouble_ = key;
   }
 
@@ -308,7 +308,7 @@ void JournalFile::exportTo(std::string path, std::function<void(bool isDone)> to
   onStoreQueue([path = std::move(path), told = std::move(told)](Store& store) {
     const auto records = store.read();
     const auto error = replaceFile(path, asTable(records));
-    if (error) std::fprintf(stderr, "sentrel: the alert journal: %s\n", error->c_str());
+    if (error) printError(qtTrId("journal_unexported"), *error);
     return [told, isDone = !error] { told(isDone); };
   });
 }

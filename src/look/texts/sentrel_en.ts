@@ -1599,5 +1599,81 @@
         <source></source>
         <translation>have the program try what it says it cannot do</translation>
     </message>
+    <message id="settings_kept">
+        <source></source>
+        <translation>The damaged settings file is kept</translation>
+    </message>
+    <message id="settings_open">
+        <source></source>
+        <translation>The settings cannot be closed to others</translation>
+    </message>
+    <message id="settings_unsaved">
+        <source></source>
+        <translation>The settings cannot be saved</translation>
+    </message>
+    <message id="settings_late">
+        <source></source>
+        <translation>The settings were not saved in time</translation>
+    </message>
+    <message id="home_missing">
+        <source></source>
+        <translation>there is no home folder</translation>
+    </message>
+    <message id="journal_unexported">
+        <source></source>
+        <translation>The journal cannot be exported</translation>
+    </message>
+    <message id="lock_unconfirmed">
+        <source></source>
+        <translation>The screen was asked to lock, but nothing confirmed it within 60 s: protection goes on</translation>
+    </message>
+    <message id="consent_nobody_to_ask">
+        <source></source>
+        <translation>The camera is not allowed yet, and without a display nobody can be asked</translation>
+    </message>
+    <message id="running_opened">
+        <source></source>
+        <translation>Sentrel is running already: its window has just opened</translation>
+    </message>
+    <message id="running_already">
+        <source></source>
+        <translation>Sentrel is running already</translation>
+    </message>
+    <message id="error_no_session_bus">
+        <source></source>
+        <translation>There is no session bus: nothing can show or switch the protection from outside</translation>
+    </message>
+    <message id="error_display_lost">
+        <source></source>
+        <translation>The display was lost</translation>
+    </message>
+    <message id="error_no_call_filter">
+        <source></source>
+        <translation>The kernel cannot be told to refuse network sockets</translation>
+    </message>
+    <message id="error_core_dumps">
+        <source></source>
+        <translation>Memory cannot be left out of core dumps</translation>
+    </message>
+    <message id="error_no_consent">
+        <source></source>
+        <translation>Camera not allowed yet</translation>
+    </message>
+    <message id="advice_no_consent">
+        <source></source>
+        <translation>switch protection on, and Sentrel asks again</translation>
+    </message>
+    <message id="detail_no_frame">
+        <source></source>
+        <translation>no frame was analysed</translation>
+    </message>
+    <message id="detail_camera_gone">
+        <source></source>
+        <translation>the camera has gone</translation>
+    </message>
+    <message id="detail_no_picture">
+        <source></source>
+        <translation>the camera gives no picture</translation>
+    </message>
 </context>
 </TS>

@@ -1599,5 +1599,81 @@
         <source></source>
         <translation>fait essayer au programme ce qu&apos;il dit ne pas pouvoir faire</translation>
     </message>
+    <message id="settings_kept">
+        <source></source>
+        <translation>Le fichier de réglages endommagé est conservé</translation>
+    </message>
+    <message id="settings_open">
+        <source></source>
+        <translation>Les réglages ne peuvent pas être fermés aux autres</translation>
+    </message>
+    <message id="settings_unsaved">
+        <source></source>
+        <translation>Les réglages ne peuvent pas être enregistrés</translation>
+    </message>
+    <message id="settings_late">
+        <source></source>
+        <translation>Les réglages n&apos;ont pas été enregistrés à temps</translation>
+    </message>
+    <message id="home_missing">
+        <source></source>
+        <translation>aucun dossier personnel</translation>
+    </message>
+    <message id="journal_unexported">
+        <source></source>
+        <translation>Le journal ne peut pas être exporté</translation>
+    </message>
+    <message id="lock_unconfirmed">
+        <source></source>
+        <translation>Le verrouillage a été demandé, mais rien ne l&apos;a confirmé en 60 s&#xa0;: la protection continue</translation>
+    </message>
+    <message id="consent_nobody_to_ask">
+        <source></source>
+        <translation>La caméra n&apos;est pas encore autorisée, et sans affichage personne ne peut le demander</translation>
+    </message>
+    <message id="running_opened">
+        <source></source>
+        <translation>Sentrel tourne déjà&#xa0;: sa fenêtre vient de s&apos;ouvrir</translation>
+    </message>
+    <message id="running_already">
+        <source></source>
+        <translation>Sentrel tourne déjà</translation>
+    </message>
+    <message id="error_no_session_bus">
+        <source></source>
+        <translation>Aucun bus de session&#xa0;: rien ne peut montrer ni commander la protection de l&apos;extérieur</translation>
+    </message>
+    <message id="error_display_lost">
+        <source></source>
+        <translation>L&apos;affichage a été perdu</translation>
+    </message>
+    <message id="error_no_call_filter">
+        <source></source>
+        <translation>Le noyau ne peut pas refuser les connexions réseau</translation>
+    </message>
+    <message id="error_core_dumps">
+        <source></source>
+        <translation>La mémoire ne peut pas être exclue des vidages</translation>
+    </message>
+    <message id="error_no_consent">
+        <source></source>
+        <translation>Caméra pas encore autorisée</translation>
+    </message>
+    <message id="advice_no_consent">
+        <source></source>
+        <translation>activez la protection, et Sentrel le demandera de nouveau</translation>
+    </message>
+    <message id="detail_no_frame">
+        <source></source>
+        <translation>aucune image n&apos;a été analysée</translation>
+    </message>
+    <message id="detail_camera_gone">
+        <source></source>
+        <translation>la caméra a disparu</translation>
+    </message>
+    <message id="detail_no_picture">
+        <source></source>
+        <translation>la caméra ne donne pas d&apos;image</translation>
+    </message>
 </context>
 </TS>

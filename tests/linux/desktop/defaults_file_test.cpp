@@ -185,8 +185,7 @@ TEST_F(DefaultsFileTest, ADamagedFileIsKeptMendedAndToldOnce) {
   EXPECT_TRUE(file->damaged.get());
   EXPECT_EQ(file->value("haptic_on_alert"), DefaultsValue(false));
   EXPECT_TRUE(settle(*file)) << "without any change";
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "sentrel: the settings file was damaged; it is kept as " + aside.string() + "\n");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "sentrel: settings_kept (" + aside.string() + ")\n");
   EXPECT_EQ(read(path), sample);
   EXPECT_EQ(read(aside), damaged);
   EXPECT_EQ(mode(aside), 0600);
@@ -258,7 +257,7 @@ TEST_F(DefaultsFileTest, NoRoomForTheFileIsToldOnceEachTime) {
     }
     ::setrlimit(RLIMIT_FSIZE, &before);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                testing::MatchesRegex("sentrel: the settings cannot be saved: [^\n]*File too large\n"));
+                testing::MatchesRegex("sentrel: settings_unsaved [^\n]*File too large.\n"));
     EXPECT_EQ(read(path), old);
     store(*file, "after", time);  // the first change afterwards writes everything
     EXPECT_EQ(open()->value("change"), DefaultsValue(time + 2));
@@ -281,7 +280,7 @@ TEST_F(DefaultsFileTest, WhatCannotBeReadIsToldAndNeverReplaced) {
   file->set("filter_strength", std::int64_t{3});  // the standard value, as all others that are saved
   EXPECT_FALSE(settle(*file));
   EXPECT_EQ(read(path), theirs);
-  EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("sentrel: the settings cannot be saved: "));
+  EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("sentrel: settings_unsaved ("));
   EXPECT_FALSE(open()->readError()) << "the next start reads it";
 }
 
