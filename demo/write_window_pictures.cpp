@@ -432,6 +432,23 @@ void cameraInWords(PictureBook& book, const QString& suffix = {}) {
   book.add("22-preferences-covered" + suffix, window);
 }
 
+/// A machine without a camera.
+void missing(PictureBook& book, const QString& suffix = {}) {
+  ViewsFixture fixture;
+  fixture.machine.session->cameras.clear();
+  fixture.machine.session->seen = false;
+  OnboardingView first(fixture.onboardingParts());
+  fixture.machine.settle();
+  book.add("23-onboarding-no-camera" + suffix, first);
+  PreferencesView window(fixture.preferencesParts());
+  show(window);
+  window.openCalibration();
+  press(window, "Démarrer");
+  wait(50);
+  fixture.machine.advance(10'000);
+  book.add("23-calibration-no-camera" + suffix, window);
+}
+
 /// What large text and high contrast make of the windows.
 void extremes(PictureBook& book) {
   Theme::shared().setLook({.textScale = 2});
@@ -439,6 +456,7 @@ void extremes(PictureBook& book) {
   relaxations(book, "-text200");
   liveView(book, "-text200");
   cameraInWords(book, "-text200");
+  missing(book, "-text200");
   journal(book, "-text200");
   privacy(book, "-text200");
   doctor(book, "-text200");
@@ -469,6 +487,7 @@ void extremes(PictureBook& book) {
     relaxations(book, "-highcontrast");
     liveView(book, "-highcontrast");
     cameraInWords(book, "-highcontrast");
+    missing(book, "-highcontrast");
     journal(book, "-highcontrast");
     privacy(book, "-highcontrast");
     doctor(book, "-highcontrast");
@@ -548,6 +567,7 @@ int writePictures(const QString& folder) {
     preferences(book);
     liveView(book);
     cameraInWords(book);
+    missing(book);
     calibration(book);
     onboarding(book);
   }

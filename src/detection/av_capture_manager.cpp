@@ -109,6 +109,13 @@ void AVCaptureManager::requestAccess(std::function<void(bool granted)> answer) {
   }
 }
 
+void AVCaptureManager::findCameras(
+    std::function<void(const std::optional<CaptureError>& missing)> told) const {
+  sessionQueue->async([session = session_, mainLoop = environment_.mainLoop, told = std::move(told)] {
+    mainLoop->post([told, missing = session->awaitDevices(firstListingTimeout)] { told(missing); });
+  });
+}
+
 void AVCaptureManager::startSession(StartCompletion completion) {
   if (start_) start_->abandoned = true;
   const auto start = start_ = std::make_shared<Start>();

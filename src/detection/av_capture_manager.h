@@ -81,6 +81,10 @@ class AVCaptureManager final : public CameraFeedProviding,
   /// Whether the camera may be used; asks the person where that is not known yet. `answer` may come at once.
   void requestAccess(std::function<void(bool granted)> answer);
 
+  /// Waits for the first listing of cameras, 3 s at most, and tells in a later turn why there is none, or
+  /// nothing where there is one. Opens none.
+  void findCameras(std::function<void(const std::optional<CaptureError>& missing)> told) const;
+
   /// Prepares the detector, configures the session and starts it. Fails with `permissionDenied`,
   /// `noCameraAvailable` (only while this process has never seen a camera), `configurationFailed`, the
   /// device's error or the detector's. A camera that is busy or away just then is no failure: the session

@@ -54,11 +54,11 @@ void CalibrationSession::start() {
   measureStart.reset();
   cameraWish_ = uses_.cameraControl->wish(CameraControl::Wish::calibration);
   if (cameraRests()) {
-    fail();
+    fail(restingCamera);
     return;
   }
   cameraStatus_ = uses_.cameraControl->status().onChange([this](const CameraControl::Status&) {
-    if (cameraRests()) fail();
+    if (cameraRests()) fail(restingCamera);
   });
   startCountdown(countdownSeconds);
 }
@@ -68,9 +68,10 @@ bool CalibrationSession::cameraRests() const {
   return rest && *rest != CameraControl::Rest::sessionUnknown;
 }
 
-void CalibrationSession::fail() {
+void CalibrationSession::fail(const char* message) {
+  const auto failure = uses_.cameraControl->failure().get();
   end();
-  phase_ = Phase::failed(restingCamera);
+  phase_ = Phase::failed(message, failure ? textKey(failure->kind) : "");
 }
 
 void CalibrationSession::startCountdown(std::int64_t remaining) {
@@ -99,11 +100,8 @@ void CalibrationSession::beginMeasuring() {
 }
 
 void CalibrationSession::finalizeMeasurement() {
+  if (samples.size() < fewestSamples) return fail(noFace);
   end();
-  if (samples.size() < fewestSamples) {
-    phase_ = Phase::failed(noFace);
-    return;
-  }
   std::ranges::sort(samples);
   phase_ = Phase::done(distanceFor(samples[samples.size() / 2]));
 }

@@ -34,12 +34,15 @@ class CalibrationSession : public std::enable_shared_from_this<CalibrationSessio
     static Phase counting(std::int64_t remaining) { return {.kind = Kind::counting, .remaining = remaining}; }
     static Phase measuring() { return {.kind = Kind::measuring}; }
     static Phase done(std::int64_t distanceCm) { return {.kind = Kind::done, .distanceCm = distanceCm}; }
-    static Phase failed(const char* message) { return {.kind = Kind::failed, .message = message}; }
+    static Phase failed(const char* message, const char* cause) {
+      return {.kind = Kind::failed, .message = message, .cause = cause};
+    }
 
     Kind kind = Kind::idle;
     std::int64_t remaining = 0;   ///< of `counting`
     std::int64_t distanceCm = 0;  ///< of `done`: 30 to 200
     std::string message = {};     ///< of `failed`: a text key
+    std::string cause = {};       ///< of `failed`: that of what ails the camera; empty where nothing does
     bool operator==(const Phase&) const = default;
   };
 
@@ -74,7 +77,8 @@ class CalibrationSession : public std::enable_shared_from_this<CalibrationSessio
   void finalizeMeasurement();
   /// Whether the camera must stay closed, whoever wishes it.
   [[nodiscard]] bool cameraRests() const;
-  void fail();
+  /// Ends in `failed`; the camera's failure ends with the wish for it, and is told.
+  void fail(const char* message);
   /// Ends whatever runs, and the wish for the camera.
   void end();
 

@@ -250,6 +250,9 @@ class CalibrationView final : public QWidget {
     addItems(column, {centred(symbolView(symbol, 40, &AppColors::warningGraphic)), 10,
                       centredLabel(TextRole::headline, qtTrId("Calibration échouée")), 6,
                       paragraph(qtTrId(shown_.message.c_str()), 30)});
+    if (!shown_.cause.empty())
+      addItems(column,
+               {6, centredLabel(TextRole::bodyLabel, qtTrId(shown_.cause.c_str()), &AppColors::warning)});
   }
 
   PushButton* addButton(QBoxLayout& line, PushButton::Kind kind, const QString& words, int width,

@@ -6,6 +6,7 @@
 #include <QPointer>
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <utility>
 
 #include "settings/filter_settings.h"
@@ -71,7 +72,6 @@ class OnboardingPageLayout : public QWidget {
     Action primaryAction;
     QString secondaryLabel = {};  ///< empty where there is no second button
     Action secondaryAction = {};
-    QString notice = {};  ///< in the second button's place, where there is none
   };
 
   explicit OnboardingPageLayout(const Content& content)
@@ -100,6 +100,13 @@ class OnboardingPageLayout : public QWidget {
 
   [[nodiscard]] PushButton* primaryButton() const { return primary_; }
 
+ protected:
+  /// Words in the second button's place, of a page that has none.
+  void setNotice(const QString& words) {
+    notice_->setWords(words);
+    primary_->setAccessibleDescription(words);
+  }
+
  private:
   /// The second button, or what takes its place.
   LayoutItem second(const Content& content) {
@@ -109,37 +116,62 @@ class OnboardingPageLayout : public QWidget {
       connect(secondary, &PushButton::clicked, this, content.secondaryAction);
       return centred(secondary);
     }
-    if (content.notice.isEmpty()) return secondaryHeight;
-    auto* notice = centredLabel(TextRole::subheadline, content.notice, &AppColors::warning);
-    notice->setContentsMargins(textSide, 0, textSide, 0);
-    notice->setAlignment(Qt::AlignCenter);
-    notice->setMinimumHeight(secondaryHeight);
-    primary_->setAccessibleDescription(content.notice);
-    return notice;
+    notice_ = centredLabel(TextRole::subheadline, {}, &AppColors::warning);
+    notice_->setContentsMargins(textSide, 0, textSide, 0);
+    notice_->setAlignment(Qt::AlignCenter);
+    notice_->setMinimumHeight(secondaryHeight);
+    return notice_;
   }
 
   PushButton* primary_;
+  TextLabel* notice_ = nullptr;
 };
 
 namespace {
 
-/// Asks the person whether the camera may be used.
+/// Asks the person whether the camera may be used, and says when there is none.
 class OnboardingCameraPage final : public OnboardingPageLayout {
  public:
   OnboardingCameraPage(const Parts& parts, const Action& onNext)
-      : OnboardingPageLayout(
-            {.header = QStringLiteral("camera.fill"),
-             .title = qtTrId("onboarding_camera_title"),
-             .text = qtTrId("onboarding_camera_body"),
-             .primaryLabel = qtTrId("onboarding_continue"),
-             .primaryAction =
-                 [this, &parts, onNext] {
-                   parts.consent->answer(true);
-                   parts.camera->requestAccess([page = QPointer(this), onNext](bool) {
-                     if (page) onNext();
-                   });
-                 },
-             .notice = parts.consent->wasRefused() ? qtTrId("onboarding_camera_again") : QString()}) {}
+      : OnboardingPageLayout({.header = QStringLiteral("camera.fill"),
+                              .title = qtTrId("onboarding_camera_title"),
+                              .text = qtTrId("onboarding_camera_body"),
+                              .primaryLabel = qtTrId("onboarding_continue"),
+                              .primaryAction =
+                                  [this, &parts, onNext] {
+                                    parts.consent->answer(true);
+                                    parts.camera->requestAccess([page = QPointer(this), onNext](bool) {
+                                      if (page) onNext();
+                                    });
+                                  }}),
+        session_(parts.camera->session()),
+        wasRefused_(parts.consent->wasRefused()) {
+    tell({});
+    parts.camera->findCameras([page = QPointer(this)](const std::optional<CaptureError>& missing) {
+      if (page) page->follow(missing);
+    });
+  }
+
+ private:
+  void follow(const std::optional<CaptureError>& missing) {
+    devicesRegistration_ = session_->devicesChanged.connect([this] { tell({}); });
+    tell(missing);
+  }
+
+  void tell(const std::optional<CaptureError>& missing) {
+    const bool isKnown = static_cast<bool>(devicesRegistration_);
+    QString words;
+    if (wasRefused_) words = qtTrId("onboarding_camera_again");
+    if (isKnown && session_->devices().empty()) {
+      const bool isWithoutService = missing && missing->kind == CaptureError::Kind::noService;
+      words = isWithoutService ? qtTrId("error_no_pipewire") : qtTrId("onboarding_no_camera");
+    }
+    setNotice(words);
+  }
+
+  const std::shared_ptr<CaptureSession> session_;
+  const bool wasRefused_;
+  Registration devicesRegistration_;  // once the first listing is there
 };
 
 /// Says what the overlay does.

@@ -33,6 +33,21 @@ TEST_F(CalibrationTest, TheAdjustedDistanceIsTheOneThatIsKept) {
   EXPECT_EQ(named("Démarrer"), nullptr) << "the sheet has gone";
 }
 
+TEST_F(CalibrationTest, AFailureSaysWhatAilsTheCamera) {
+  machine.session->cameras.clear();
+  machine.session->seen = false;
+  openSheet();
+  press("Démarrer");
+  machine.advance(10'000);
+  EXPECT_TRUE(shows("Aucun visage détecté. Assurez-vous d'être bien en face de la caméra."));
+  EXPECT_TRUE(shows("Caméra introuvable"));
+  machine.session->plug(true);
+  press("Réessayer");
+  press("Démarrer");
+  machine.advance(6200);
+  EXPECT_FALSE(shows("Caméra introuvable"));
+}
+
 TEST_F(CalibrationTest, WhatStartsItTwiceDoesNotEndIt) {
   for (const Qt::Key pressed : {Qt::Key_Return, Qt::Key_Space}) {
     openSheet();

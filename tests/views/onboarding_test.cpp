@@ -23,6 +23,27 @@ TEST_F(OnboardingTest, ClosingItUnansweredIsANoThatCanBeAskedAgain) {
   EXPECT_EQ(answer, true) << "later pages do not take the yes back";
 }
 
+TEST_F(OnboardingTest, ItSaysWhileThereIsNoCamera) {
+  const QString none =
+      QStringLiteral("Aucune caméra trouvée. Branchez-en une\u00A0: Sentrel la verra aussitôt.");
+  open<OnboardingView>(onboardingParts());
+  machine.settle();
+  EXPECT_FALSE(shows(none));
+  machine.session->plug(false);
+  EXPECT_TRUE(shows(none));
+  machine.session->plug(true);
+  EXPECT_FALSE(shows(none));
+  machine.session->cameras.clear();
+  machine.session->seen = false;
+  machine.session->unseen.kind = CaptureError::Kind::noService;
+  open<OnboardingView>(onboardingParts());
+  EXPECT_FALSE(shows(none)) << "not known yet";
+  machine.settle();
+  EXPECT_TRUE(shows("Service PipeWire introuvable\u00A0: installez pipewire et wireplumber."));
+  machine.session->plug(true);
+  EXPECT_TRUE(shows(""));
+}
+
 TEST_F(OnboardingTest, ItsEndIsWrittenBeforeItClosesThoughTheLoginItemFails) {
   loginItem->failure = "no";
   open<OnboardingView>(onboardingParts())->setPage(4);

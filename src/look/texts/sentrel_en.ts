@@ -1675,5 +1675,9 @@
         <source></source>
         <translation>the camera gives no picture</translation>
     </message>
+    <message id="onboarding_no_camera">
+        <source></source>
+        <translation>No camera found. Plug one in, and Sentrel sees it at once.</translation>
+    </message>
 </context>
 </TS>

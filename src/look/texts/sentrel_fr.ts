@@ -1675,5 +1675,9 @@
         <source></source>
         <translation>la caméra ne donne pas d&apos;image</translation>
     </message>
+    <message id="onboarding_no_camera">
+        <source></source>
+        <translation>Aucune caméra trouvée. Branchez-en une&#xa0;: Sentrel la verra aussitôt.</translation>
+    </message>
 </context>
 </TS>
