@@ -311,6 +311,9 @@ void preferences(PictureBook& book) {
   fixture.start();
   PreferencesView window(fixture.preferencesParts());
   show(window);
+  // Where it is drawn.
+  const FaceObservation face{{0.39, 0.32, 0.22, 0.34}, 0.0, std::nullopt};
+  fixture.see(detectionsOf({face}, {face}), 400);
   lookIntoCamera(fixture);
   book.add("04-preferences-top", window);
   window.scrollTo(630);

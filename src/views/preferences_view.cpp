@@ -201,14 +201,14 @@ void PreferencesView::buildCamera(QBoxLayout& column) {
   const QString label = qtTrId("Montrer ce que Sentrel voit");
   auto* live = new ToggleSwitch(label);
   connect(live, &ToggleSwitch::toggled, this, [this](bool on) {
-    preview_->showFindings(on ? parts_.service.get() : nullptr);
+    preview_->showFindings(on);
     preview_->setFixedHeight(on ? livePreviewHeight : previewHeight);
   });
   auto* shown = new Card;
   shown->addRow(label, qtTrId("Les visages et les délais, tant que la protection est active"), live);
   cameraWords_ = new TextLabel(TextRole::caption);
   cameraWords_->setContentsMargins(4, 0, 4, 8);
-  preview_ = new CameraPreviewView(parts_.camera, parts_.mainLoop, parts_.clock);
+  preview_ = new CameraPreviewView(parts_.camera, *parts_.service, parts_.mainLoop, parts_.clock);
   preview_->setFixedHeight(previewHeight);
   cameraPicker_ = new MenuPicker(qtTrId("Caméra"));
   connect(cameraPicker_, &MenuPicker::currentIndexChanged, this, &PreferencesView::chooseCamera);

@@ -225,9 +225,8 @@ TEST_F(PreferencesTest, WhatSentrelSeesIsAskedForOnlyWhileItIsSeen) {
     EXPECT_EQ(static_cast<bool>(camera->analyzer()->onDetections), looking) << when;
   };
   open();
-  expectLooking(false, "as it was");
+  expectLooking(true, "for the face that the preview shows");
   press("Montrer ce que Sentrel voit");
-  expectLooking(true, "switched on");
   see(watched, 300);
   const auto widgets = window->findChildren<QWidget*>();
   EXPECT_TRUE(std::ranges::any_of(widgets, [](const QWidget* widget) {
@@ -243,8 +242,38 @@ TEST_F(PreferencesTest, WhatSentrelSeesIsAskedForOnlyWhileItIsSeen) {
   machine.settle();
   expectLooking(true, "unlocked");
   press("Montrer ce que Sentrel voit");
-  expectLooking(false, "switched off");
+  EXPECT_TRUE(std::ranges::none_of(window->findChildren<QWidget*>(), [](const QWidget* widget) {
+    return widget->accessibleDescription().startsWith("vous");
+  })) << "switched off";
   EXPECT_EQ(machine.freeFrames(), 8U) << "no picture is kept";
+}
+
+TEST(PreviewCutTest, FollowsTheFaceCalmly) {
+  Theme::shared().setLook({.reducedMotion = true});
+  QWidget view;
+  PreviewCut cut(view);
+  std::int64_t nowMs = 0;
+  // Where the part begins that a view of 512 by 160 shows of a picture of 640 by 480, from above.
+  const auto beginsAfter = [&](std::int64_t ms, std::optional<double> faceMiddle) {
+    LiveFrame frame;
+    frame.timestampMs = nowMs += ms;
+    frame.faces.push_back({{0.1, 0, 0.05, 0.05}, {}, FaceRole::onlooker});
+    if (faceMiddle) frame.faces.push_back({{0.4, 1 - *faceMiddle - 0.15, 0.2, 0.3}, {}, FaceRole::person});
+    cut.follow(frame);
+    const QRectF part = cut.of({640, 480}, {512, 160});
+    EXPECT_EQ(part.size(), QSizeF(640, 200)) << "filled";
+    EXPECT_EQ(part.left(), 0);
+    return part.top();
+  };
+  EXPECT_NEAR(beginsAfter(0, {}), 140, 0.01) << "the middle, while there is no face";
+  EXPECT_NEAR(beginsAfter(200, 0.35), 68, 0.01);
+  EXPECT_NEAR(beginsAfter(200, 0.43), 68, 0.01) << "a small movement";
+  EXPECT_NEAR(beginsAfter(200, 0.5), 140, 0.01);
+  EXPECT_NEAR(beginsAfter(200, 0.1), 0, 0.01) << "no farther than the picture";
+  EXPECT_NEAR(beginsAfter(200, {}), 0, 0.01) << "overlooked";
+  EXPECT_NEAR(beginsAfter(4000, {}), 140, 0.01) << "gone";
+  EXPECT_EQ(cut.of({480, 640}, {160, 512}).size(), QSizeF(200, 640)) << "cut at its sides";
+  Theme::shared().setLook({});
 }
 
 TEST_F(PreferencesTest, TheWordsOfTheCameraStandAboveThePreview) {
