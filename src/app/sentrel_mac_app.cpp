@@ -30,6 +30,7 @@
 #include "linux/desktop/desktop_screen_sharing.h"
 #include "linux/desktop/desktop_session_events.h"
 #include "linux/desktop/journal_file.h"
+#include "linux/desktop/private_files.h"
 #include "linux/desktop/standard_error.h"
 #include "linux/desktop/upower_power_source.h"
 #include "linux/hardening/self_examination.h"
@@ -296,7 +297,7 @@ void SentrelMacApp::installPlatform() {
                                                 qtTrId("shortcut_cover_description").toStdString()}});
   platform.localizedText = [](const char* key) { return qtTrId(key).toStdString(); };
   Platform::install(std::move(platform));
-  appearance_ = std::make_unique<DesktopAppearance>(sessionBus_);
+  appearance_ = std::make_unique<DesktopAppearance>(sessionBus_, personalConfigFolder() / "dconf" / "user");
   looks_ = appearance_->appearance().subscribe([](const Appearance& appearance) {
     const auto& overlay = OverlayWindowManager::shared();
     overlay->reducedMotion = appearance.reducedMotion;

@@ -6,10 +6,12 @@
 #include <cstdlib>
 #include <tuple>
 
+#include "linux/desktop/dconf_file.h"
 #include "linux/desktop/desktop_appearance.h"
 #include "linux/desktop/desktop_key_monitor.h"
 #include "linux/desktop/desktop_notifications.h"
 #include "linux/desktop/event_desk.h"
+#include "linux/desktop/private_files.h"
 #include "linux/desktop/upower_power_source.h"
 #include "support/fake_desktop.h"
 
@@ -280,7 +282,7 @@ TEST_F(AppearanceTest, FollowsWhatThePersonAskedOfTheDesktop) {
   // A text where only one desktop has one.
   portal.answer(u"Read"_s,
                 [boxed](const QDBusMessage&) { return QVariantList{boxed(boxed(QVariant(u"0"_s)))}; });
-  const DesktopAppearance desktopAppearance(ownSessionBus);
+  const DesktopAppearance desktopAppearance(ownSessionBus, {});
   const auto looks = [&] { return desktopAppearance.appearance().get(); };
   EXPECT_EQ(looks(), Appearance{});
   ASSERT_TRUE(runUntil([&] { return looks().reducedMotion; }));
@@ -309,6 +311,95 @@ TEST_F(AppearanceTest, FollowsWhatThePersonAskedOfTheDesktop) {
                       u"SettingChanged"_s,
                       {QString::fromLatin1(space), QString::fromLatin1(key), boxed(value)});
     EXPECT_TRUE(!expected || runUntil([&, &wanted = expected] { return looks() == *wanted; })) << key;
+  }
+}
+
+// As dconf wrote it. Under /org/gnome/desktop are interface/color-scheme 'prefer-dark', gtk-theme 'Arc-Dark',
+// text-scaling-factor 1.5 and enable-animations false, a11y/interface/high-contrast true, and input sources.
+const QByteArray gnomeSettings = QByteArray::fromBase64(
+    "R1ZhcmlhbnQAAAAAAAAAABgAAACoAQAAAAAAKA4AAAAAAAAAAwAAAAQAAAAGAAAABgAAAAcAAAAIAAAACQAAAAkA"
+    "AAAJAAAACgAAAAoAAAAMAAAADAAAAMB/Xz4NAAAAqAEAABEAdgDAAQAAwwEAAEQCM1EGAAAAwwEAAAoATADQAQAA"
+    "1AEAAPi7cr4NAAAA1AEAABMAdgDoAQAA8gEAAEtQkAsEAAAA8gEAAAQATAD4AQAA/AEAANS1AgD//////AEAAAEA"
+    "TAAAAgAABAIAAJpHt5YNAAAABAIAAAwAdgAQAgAAHgIAAATsMzUKAAAAHgIAAAUATAAkAgAAKAIAAJ8JhzMNAAAA"
+    "KAIAAAkAdgA4AgAAQwIAALC3JDADAAAAQwIAAAYATABMAgAAUAIAAE1FxbMMAAAAUAIAAAcAdgBYAgAAZwIAALmI"
+    "/doIAAAAZwIAAAgATABwAgAAfAIAAB/jeokBAAAAfAIAAA0AdgCQAgAAkwIAAClcnnIKAAAAkwIAAA4ATACkAgAA"
+    "qAIAADnFO08KAAAAqAIAAAoATAC0AgAAxAIAAGVuYWJsZS1hbmltYXRpb25zAAAAAAAAAAAAYmludGVyZmFjZS8A"
+    "AAALAAAAdGV4dC1zY2FsaW5nLWZhY3RvcgAAAAAAAAD4PwBkb3JnLwAACAAAAC8AAAADAAAAY29sb3Itc2NoZW1l"
+    "cHJlZmVyLWRhcmsAAHNhMTF5LwABAAAAZ3RrLXRoZW1lAAAAAAAAAEFyYy1EYXJrAABzZ25vbWUvAAAACgAAAHNv"
+    "dXJjZXMAeGtiAGZyAAQIAGEoc3MpZGVza3RvcC8ABgAAAAwAAAANAAAAaGlnaC1jb250cmFzdAAAAAAAAAABAGJp"
+    "bnB1dC1zb3VyY2VzLwAAAAkAAABpbnRlcmZhY2UvAAAFAAAAAAAAAAcAAAACAAAA");
+
+TEST(DconfFile, IsReadWholeOrDamaged) {
+  const QString interface = u"/org/gnome/desktop/interface/"_s;
+  const QVariantMap expected{{u"/org/gnome/desktop/a11y/interface/high-contrast"_s, true},
+                             {interface + u"color-scheme"_s, u"prefer-dark"_s},
+                             {interface + u"enable-animations"_s, false},
+                             {interface + u"gtk-theme"_s, u"Arc-Dark"_s},
+                             {interface + u"text-scaling-factor"_s, 1.5}};
+  EXPECT_EQ(readDconf(gnomeSettings), expected);
+  for (qsizetype size = 0; size < gnomeSettings.size(); ++size) {
+    EXPECT_LE(readDconf(gnomeSettings.first(size)).size(), 5);
+    for (const char damage : {'\0', '\x01', '\x7f', '\xff'}) {
+      QByteArray damaged = gnomeSettings;
+      damaged[size] = damage;
+      EXPECT_LE(readDconf(damaged).size(), 14) << size;
+    }
+  }
+}
+
+TEST_F(AppearanceTest, IsReadFromTheSettingsWhileNoPortalTells) {
+  const std::filesystem::path file = desktop.runtimeFolder() / "config" / "dconf" / "user";
+  const DesktopAppearance desktopAppearance(ownSessionBus, file);
+  const auto looks = [&] { return desktopAppearance.appearance().get(); };
+  const auto write = [&](const QByteArray& bytes) {
+    std::filesystem::create_directories(file.parent_path());
+    EXPECT_EQ(replaceFile(file, bytes), std::nullopt);
+  };
+  EXPECT_EQ(looks(), Appearance{});
+  write(gnomeSettings);
+  EXPECT_TRUE(runUntil([&] { return looks() == Appearance{true, true, true, 1.5}; })) << "a new folder";
+  // Of the same length: everything else stays where it is.
+  QByteArray changed = gnomeSettings;
+  write(changed.replace("Arc-Dark", "Arc-Grey"));
+  EXPECT_TRUE(runUntil([&] { return looks().dark == true; })) << "by the wish alone";
+  write(changed.replace("prefer-dark", "noprefer..."));
+  EXPECT_TRUE(runUntil([&] { return looks().dark == std::nullopt; }));
+  write(changed.replace("Arc-Grey", "Arc-Dark"));
+  EXPECT_TRUE(runUntil([&] { return looks().dark == true; })) << "by the theme alone";
+  BusDouble portal(desktop, TestBus::session, u"org.freedesktop.portal.Desktop"_s);
+  portal.answer(u"Read"_s, [](const QDBusMessage&) {
+    const QVariant value = QVariant::fromValue(QDBusVariant(1U));
+    return QVariantList{QVariant::fromValue(QDBusVariant(value))};
+  });
+  EXPECT_TRUE(runUntil([&] { return looks() == Appearance{true, true, true, 1.5}; }));
+}
+
+TEST_F(AppearanceTest, XfceTellsTheThemeAlone) {
+  ::setenv("XDG_CURRENT_DESKTOP", "XFCE", 1);
+  BusDouble xfconf(desktop, TestBus::session, u"org.xfce.Xfconf"_s);
+  const auto boxed = [](const char* value) {
+    return QVariant::fromValue(QDBusVariant(QString::fromUtf8(value)));
+  };
+  xfconf.answer(u"GetProperty"_s, [boxed](const QDBusMessage& call) {
+    EXPECT_EQ(call.arguments(), (QVariantList{u"xsettings"_s, u"/Net/ThemeName"_s}));
+    return QVariantList{boxed("Greybird-dark")};
+  });
+  const DesktopAppearance desktopAppearance(ownSessionBus, {});
+  ::unsetenv("XDG_CURRENT_DESKTOP");
+  const auto looks = [&] { return desktopAppearance.appearance().get(); };
+  EXPECT_TRUE(runUntil([&] { return looks().dark == true; }));
+  const std::tuple<const char*, const char*, std::optional<bool>, bool> changes[] = {
+      {"/Net/ThemeName", "Greybird", {}, false},
+      {"/Net/IconThemeName", "elementary-dark", {}, false},
+      {"/Net/ThemeName", "HighContrastInverse", true, true},
+      {"/Net/ThemeName", "Arc-Darker", {}, false},
+      {"/Net/ThemeName", "Adwaita-dark", true, false}};
+  for (const auto& [property, theme, dark, contrast] : changes) {
+    xfconf.emitSignal(u"/org/xfce/Xfconf"_s, u"org.xfce.Xfconf"_s, u"PropertyChanged"_s,
+                      {u"xsettings"_s, QString::fromUtf8(property), boxed(theme)});
+    EXPECT_TRUE(runUntil([&, &wanted = dark, &high = contrast] {
+      return looks().dark == wanted && looks().highContrast == high;
+    })) << theme;
   }
 }
 
