@@ -504,28 +504,33 @@ void extremes(PictureBook& book) {
   }
 }
 
-/// The eye in the panel, on light and dark.
+/// The eye in the panel, on light and dark, and where the panel is not as light or dark as was guessed.
 class IconSheet final : public QWidget {
  public:
-  IconSheet() { setFixedSize(560, 240); }
+  IconSheet() { setFixedSize(4 * 280, 240); }
 
  protected:
   void paintEvent(QPaintEvent* /*event*/) override {
     QPainter painter(this);
-    for (const bool isDark : {false, true}) {
-      const QColor ground = isDark ? QColor(0x16, 0x17, 0x1D) : QColor(0xF6, 0xF6, 0xF8);
-      painter.fillRect(isDark ? 280 : 0, 0, 280, 240, ground);
+    const QColor light(0xF6, 0xF6, 0xF8);
+    const QColor dark(0x16, 0x17, 0x1D);
+    const std::pair<QColor, QColor> panels[] = {
+        {light, light}, {dark, dark}, {QColor(0x3C, 0x3C, 0x3C), light}, {Qt::white, dark}};
+    int left = 0;
+    for (const auto& [ground, guessed] : panels) {
+      painter.fillRect(left, 0, 280, 240, ground);
       int y = 20;
       for (const auto state : {StatusBarIcon::IconState::nominal, StatusBarIcon::IconState::inactive,
                                StatusBarIcon::IconState::alert, StatusBarIcon::IconState::paused}) {
-        int x = isDark ? 300 : 20;
+        int x = left + 20;
         for (const int size : {16, 18, 22, 24, 32, 48}) {
           StatusBarIcon::paint(painter, QRectF(x, y + (48 - size) / 2.0, size, size), state,
-                               StatusBarIcon::labelOn(ground));
+                               StatusBarIcon::labelOn(guessed));
           x += size + 14;
         }
         y += 52;
       }
+      left += 280;
     }
   }
 };

@@ -178,6 +178,8 @@ namespace {
 constexpr double statusUnits = 18;
 constexpr double irisDiameter = 8.84;
 constexpr double pupilDiameter = 4.0664;
+constexpr double closedStroke = 1.5;
+constexpr double outline = 1.5 * statusUnits / 16;  // 1.5 pixels where they are fewest
 
 QColor faint(QColor color, float alpha) {
   color.setAlphaF(alpha);
@@ -200,12 +202,21 @@ void paintOpenEye(QPainter& painter, const QColor& iris, const QColor& label) {
   painter.drawPath(almond);
 }
 
-void paintClosedEye(QPainter& painter, const QColor& label) {
+/// Strokes each on its own outline, which is seen where the panel has the strokes' colour after all: nobody
+/// tells how dark it is.
+void paintClosedEye(QPainter& painter, const QColor& label, bool isStruck) {
   QPainterPath lid(QPointF(-7.5, 0));
   lid.cubicTo(-1.5, 4.42, 1.5, 4.42, 7.5, 0);
+  QPainterPath bar(QPointF(-6, -3.6));
+  bar.lineTo(6, 3.6);
+  const auto stroke = [&](const QColor& color, double width) {
+    painter.setPen(QPen(color, width, Qt::SolidLine, Qt::RoundCap));
+    painter.drawPath(lid);
+    if (isStruck) painter.drawPath(bar);
+  };
   painter.setBrush(Qt::NoBrush);
-  painter.setPen(QPen(faint(label, 0.6F), 1.5, Qt::SolidLine, Qt::RoundCap));
-  painter.drawPath(lid);
+  stroke(StatusBarIcon::labelOn(label), closedStroke + 2 * outline);
+  stroke(faint(label, 0.6F), closedStroke);
 }
 
 }  // namespace
@@ -223,11 +234,10 @@ void StatusBarIcon::paint(QPainter& painter, const QRectF& box, IconState state,
       paintOpenEye(painter, fixed_colors::trayRed, label);
       break;
     case IconState::inactive:
-      paintClosedEye(painter, label);
+      paintClosedEye(painter, label, false);
       break;
     case IconState::paused:
-      paintClosedEye(painter, label);
-      painter.drawLine(QPointF(-6, -3.6), QPointF(6, 3.6));
+      paintClosedEye(painter, label, true);
       break;
   }
   painter.restore();

@@ -174,6 +174,27 @@ TEST(Symbols, EveryDrawingFillsItsGridAndNotMore) {
   }
 }
 
+// The panel's colour is guessed, and may be guessed wrong.
+TEST(StatusBarIconTest, TheClosedEyeIsSeenOnPanelsOfAnyColor) {
+  for (const auto state : {StatusBarIcon::IconState::inactive, StatusBarIcon::IconState::paused})
+    for (const QColor& guessed : {QColor(Qt::black), QColor(Qt::white)})
+      for (const QColor& panel : {QColor(Qt::black), QColor(Qt::white), QColor(0x3C, 0x3C, 0x3C)})
+        for (const int size : {16, 22, 24, 32, 48}) {
+          QImage shown(size, size, QImage::Format_RGB32);
+          shown.fill(panel);
+          QPainter(&shown).drawPixmap(
+              0, 0, StatusBarIcon::make(state, StatusBarIcon::labelOn(guessed)).pixmap(size, size));
+          int columns = 0;  // in which something stands out
+          for (int x = 0; x < size; ++x) {
+            double best = 1;
+            for (int y = 0; y < size; ++y) best = std::max(best, contrast(shown.pixelColor(x, y), panel));
+            if (best >= 3) ++columns;
+          }
+          EXPECT_GE(columns, size * 3 / 4)
+              << guessed.name().toStdString() << " on " << panel.name().toStdString() << " at " << size;
+        }
+}
+
 }  // namespace
 }  // namespace sentrel::test
 
