@@ -14,6 +14,8 @@
 #include <QSize>
 #include <cmath>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <ostream>
 #include <random>
 #include <sstream>
@@ -41,6 +43,8 @@ constexpr StripePattern darkStripes{11.3137, 0x000000, 0.42, 1};
 const OverlayScene nominalScene{.stripes = darkStripes, .shortcutInHint = true};
 const OverlayScene alertScene{
     .stripes = darkStripes, .veilAlpha = 0.7, .banner = true, .shortcutInHint = true};
+
+const OverlayScene darkScene{.stripes = {}, .veilAlpha = 0.9};
 
 /// A new onlooker's picture of a flat grey, which is `retroColor` between two scan lines.
 [[nodiscard]] RetroPicture flatPicture() {
@@ -185,6 +189,16 @@ class OverlayTest : public testing::Test {
         if (std::abs(qRed(image.pixel(at)) - light) > 2) return false;
       }
       return true;
+    });
+  }
+  /// Waits until what is bright in the upper right corner of the `darkScene` begins there.
+  bool eventuallyHintBelow(int y) {
+    return eventually([&, y] {
+      const QImage image = screenshot();
+      for (int row = y; row < 100; ++row)
+        for (int x = width - 100; x < width; ++x)
+          if (qRed(image.pixel(x, row)) > 60) return row - y < 14;  // the padding and the eye's lid
+      return false;
     });
   }
   bool eventuallyLimited(const std::string& limitation) {
@@ -497,6 +511,19 @@ TEST_F(X11OverlayTest, ScaleOfTheDesktopIsFollowed) {
   EXPECT_EQ(backend->screens().at(0).frame.width, width / 2);
 }
 
+TEST_F(X11OverlayTest, TheHintLeavesRoomForPanels) {
+  const auto setAreas = [this](const char* name, const char* areas) {
+    desktop.run("xprop", {"-root", "-f", name, "32c", "-set", name, areas});
+  };
+  setAreas("_NET_WORKAREA", "0, 30, 1024, 610");
+  cover(darkScene);
+  EXPECT_TRUE(eventuallyHintBelow(30));
+  setAreas("_NET_WORKAREA", "0, 60, 1024, 580, 0, 0, 1024, 640");
+  EXPECT_TRUE(eventuallyHintBelow(60)) << "a panel that grows";
+  setAreas("_NET_CURRENT_DESKTOP", "1");
+  EXPECT_TRUE(eventuallyHintBelow(0)) << "a desktop without panels";
+}
+
 TEST_F(X11OverlayWithoutCompositorTest, OnlyWhatMayBeOpaqueIsShownUntilOneComesAndOnceItEnds) {
   cover(nominalScene, "error_no_compositing");
   surface->setTint(20);
@@ -607,6 +634,19 @@ TEST_F(WaylandOverlayTest, FollowsModeScaleAndTurn) {
     surface->present({.stripes = darkStripes, .veilAlpha = veil});
     EXPECT_TRUE(eventuallyStriped(veil, 2560, 1600)) << veil;
   }
+}
+
+TEST_F(WaylandOverlayTest, TheHintLeavesRoomForPanels) {
+  cover(darkScene);
+  EXPECT_TRUE(eventuallyHintBelow(0));
+  std::ofstream(desktop.runtimeFolder().parent_path() / "sway.conf", std::ios::app)
+      << "bar {\n position top\n height 40\n}\n";
+  sway("reload");
+  EXPECT_TRUE(eventuallyHintBelow(40));
+  surface->present(coverScene);
+  EXPECT_TRUE(eventuallyColor(onHint + QPoint(0, 40), coverColor));
+  surface->present(darkScene);
+  EXPECT_TRUE(eventuallyHintBelow(40)) << "after a cover";
 }
 
 TEST_F(WaylandOverlayTest, ACompositorThatHangsHoldsNothingUp) {
@@ -746,6 +786,27 @@ TEST(X11Monitors, AreNumberedAndScaledAndCopiesAreLeftOut) {
             << (screen.isMain ? "*, " : ", ");
     EXPECT_EQ(found.str(), arranged) << resources;
   }
+}
+
+TEST(X11Monitors, HaveTheirPartOfTheWorkArea) {
+  const Rect left{0, 0, 1920, 1080};
+  const Rect right{1920, 500, 1280, 720};
+  const struct {
+    const char* what;
+    Rect monitor;
+    std::vector<Rect> areas;
+    Rect expected;
+  } cases[] = {
+      {"nobody tells", right, {}, right},
+      {"one for both", right, {{0, 30, 3200, 1190}}, right},
+      {"a panel above", left, {{0, 30, 3200, 1190}}, {0, 30, 1920, 1050}},
+      {"one each", right, {{0, 0, 1920, 1040}, {1920, 530, 1280, 690}}, {1920, 530, 1280, 690}},
+      {"a panel of the lower monitor, for both", left, {{0, 560, 3200, 660}}, left},
+      {"elsewhere", right, {{0, 0, 1920, 1080}}, right},
+      {"nonsense", left, {{-1, -1, -1, -1}, {2147483647, 0, 2147483647, -7}}, left},
+  };
+  for (const auto& [what, monitor, areas, expected] : cases)
+    EXPECT_EQ(workAreaOf(monitor, areas), expected) << what;
 }
 
 }  // namespace

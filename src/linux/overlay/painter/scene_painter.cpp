@@ -243,7 +243,7 @@ Notice paintBanner(const Rect& screen, double scale, BannerStyle style) {
   return {image, QPoint(left, bottom - body.height()) - body.topLeft()};
 }
 
-Notice paintHint(const Rect& screen, double scale, bool keys) {
+Notice paintHint(const Rect& area, double scale, bool keys) {
   using namespace hint;
   const QFont font = monoFont(11, QFont::Medium);
   const QFontMetricsF metrics(font);
@@ -265,7 +265,7 @@ Notice paintHint(const Rect& screen, double scale, bool keys) {
   // Centred by its capital letters, which is what the eye beside it is compared with.
   const double baseline = padding + rowHeight / 2 + metrics.capHeight() / 2;
   painter.drawText(QPointF(padding + eyeBox + spacing, baseline), shortcut);
-  return {image, QPoint(screen.x + screen.width - image.width(), screen.y)};
+  return {image, QPoint(area.x + area.width - image.width(), area.y)};
 }
 
 }  // namespace sentrel

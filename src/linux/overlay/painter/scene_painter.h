@@ -55,8 +55,8 @@ enum class BannerStyle {
 /// pixels, `scale` device pixels to a logical one. Needs a QGuiApplication. Main thread.
 [[nodiscard]] Notice paintBanner(const Rect& screen, double scale, BannerStyle style);
 
-/// Paints the permanent hint with its padding, in the upper right corner of the screen: an eye and, when
-/// `keys`, the shortcut beside it. Otherwise as `paintBanner`.
-[[nodiscard]] Notice paintHint(const Rect& screen, double scale, bool keys);
+/// Paints the permanent hint with its padding, in the upper right corner of `area`, which is what panels
+/// leave of the screen: an eye and, when `keys`, the shortcut beside it. Otherwise as `paintBanner`.
+[[nodiscard]] Notice paintHint(const Rect& area, double scale, bool keys);
 
 }  // namespace sentrel

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/overlay/wayland/wayland_desktop.h"
 
+#include <QtGlobal>
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -51,6 +52,7 @@ void WaylandGlobals::appeared(const WaylandConnection& connection, std::uint32_t
   };
   // From version 4 on, damage of surfaces is told in the buffer's own pixels.
   bind(compositor, wl_compositor_interface, 4, 4);
+  if (interface == wl_compositor_interface.name) compositorVersion = version;
   bind(subcompositor, wl_subcompositor_interface, 1, 1);
   bind(sharedMemory, wl_shm_interface, 1, 1);
   bind(viewporter, wp_viewporter_interface, 1, 1);
@@ -175,6 +177,11 @@ bool WaylandDesktop::connect(const std::string& display) {
   connection_->await(openLimit, [this] { return stage_ != Stage::asking; });
   connection_->run([this] { lose(); });
   return stage_ != Stage::useless && !connection_->broken();
+}
+
+bool WaylandDesktop::stacksNewestLowest() const {
+  constexpr std::uint32_t firstThatDoesNot = 6;
+  return qEnvironmentVariableIsSet("SWAYSOCK") && globals_.compositorVersion < firstThatDoesNot;
 }
 
 void WaylandDesktop::appeared(std::uint32_t name, std::string_view interface, std::uint32_t version) {

@@ -47,6 +47,7 @@ struct WaylandGlobals {
   WaylandObject<zxdg_output_manager_v1> outputManager;
   WaylandObject<wp_fractional_scale_manager_v1> fractionalScales;
   WaylandObject<wl_seat> seat;
+  std::uint32_t compositorVersion = 0;  ///< that is offered
 
   void appeared(const WaylandConnection& connection, std::uint32_t name, std::string_view interface,
                 std::uint32_t version);
@@ -108,6 +109,9 @@ class WaylandDesktop {
   [[nodiscard]] WaylandPalette& palette() { return *palette_; }
   /// Clicks on those of our surfaces that take them; likewise.
   [[nodiscard]] WaylandClicks& clicks() { return *clicks_; }
+  /// Whether, of two surfaces in one layer, the one that enters later lies below the other. sway did so until
+  /// it offered version 6 of the compositor.
+  [[nodiscard]] bool stacksNewestLowest() const;
   [[nodiscard]] MainLoop& loop() { return loop_; }
   /// Those whose description is complete, the main one marked, in the compositor's order.
   [[nodiscard]] std::vector<Screen> screens() const;

@@ -22,7 +22,9 @@ namespace {
 
 constexpr std::uint32_t everyEdge = ZWLR_LAYER_SURFACE_V1_ANCHOR_TOP | ZWLR_LAYER_SURFACE_V1_ANCHOR_BOTTOM |
                                     ZWLR_LAYER_SURFACE_V1_ANCHOR_LEFT | ZWLR_LAYER_SURFACE_V1_ANCHOR_RIGHT;
+constexpr std::uint32_t topRight = ZWLR_LAYER_SURFACE_V1_ANCHOR_TOP | ZWLR_LAYER_SURFACE_V1_ANCHOR_RIGHT;
 constexpr std::int32_t belowAndAbovePanels = -1;
+constexpr std::int32_t besidePanels = 0;
 // As many pixels as five 4K screens have: what asks for more does not mean it.
 constexpr double mostPixels = 42e6;
 // From here on, above WQHD, making a picture anew takes longer than a frame of the screen; below, 8 MiB and
@@ -86,19 +88,66 @@ class WaylandSurface {
   WaylandObject<wp_viewport> viewport_;
 };
 
-/// Puts the surface into the overlay layer and asks for its size. Its subsurfaces may be made only
-/// after that request: sway does not see changes of those that are older.
+/// Puts the surface into the overlay layer, at these edges, and asks for its size, which is as large as can
+/// be where `side` is 0. Its subsurfaces may be made only after that request: sway does not see changes of
+/// those that are older.
 zwlr_layer_surface_v1* enterLayer(const WaylandGlobals& globals, const WaylandOutput& output,
-                                  WaylandSurface& surface) {
+                                  WaylandSurface& surface, std::uint32_t edges, std::int32_t zone,
+                                  std::uint32_t side) {
   auto* layer = zwlr_layer_shell_v1_get_layer_surface(globals.layerShell.get(), surface.get(), output.get(),
                                                       ZWLR_LAYER_SHELL_V1_LAYER_OVERLAY, "sentrel");
-  zwlr_layer_surface_v1_set_size(layer, 0, 0);
-  zwlr_layer_surface_v1_set_anchor(layer, everyEdge);
-  zwlr_layer_surface_v1_set_exclusive_zone(layer, belowAndAbovePanels);
+  zwlr_layer_surface_v1_set_size(layer, side, side);
+  zwlr_layer_surface_v1_set_anchor(layer, edges);
+  zwlr_layer_surface_v1_set_exclusive_zone(layer, zone);
   zwlr_layer_surface_v1_set_keyboard_interactivity(layer, 0);
   surface.commit();
   return layer;
 }
+
+/// The hint: a surface of its own in the overlay layer, because the compositor alone knows the corner that
+/// panels leave free.
+class WaylandHintLayer {
+ public:
+  WaylandHintLayer(const WaylandGlobals& globals, const WaylandOutput& output)
+      : surface_(globals), layer_(enterLayer(globals, output, surface_, topRight, besidePanels, 1)) {
+    static constexpr zwlr_layer_surface_v1_listener listener{
+        .configure =
+            [](void* self, zwlr_layer_surface_v1* layer, std::uint32_t serial, std::uint32_t, std::uint32_t) {
+              zwlr_layer_surface_v1_ack_configure(layer, serial);
+              auto& hint = *static_cast<WaylandHintLayer*>(self);
+              if (!std::exchange(hint.isConfigured_, true)) hint.update();
+            },
+        .closed = [](void*, zwlr_layer_surface_v1*) {},  // as is the one for stripes and veil, which is heard
+    };
+    zwlr_layer_surface_v1_add_listener(layer_.get(), &listener, this);
+  }
+  WaylandHintLayer(const WaylandHintLayer&) = delete;
+  WaylandHintLayer& operator=(const WaylandHintLayer&) = delete;
+  ~WaylandHintLayer() = default;
+
+  /// Shows a buffer that stays with the caller, on `width` by `height` logical pixels.
+  void show(wl_buffer* buffer, int width, int height) {
+    buffer_ = buffer;
+    width_ = width;
+    height_ = height;
+    if (isConfigured_) update();
+  }
+
+ private:
+  void update() {
+    if (buffer_ == nullptr) return;
+    zwlr_layer_surface_v1_set_size(layer_.get(), static_cast<std::uint32_t>(width_),
+                                   static_cast<std::uint32_t>(height_));
+    surface_.show(buffer_, width_, height_);
+  }
+
+  WaylandSurface surface_;
+  WaylandObject<zwlr_layer_surface_v1> layer_;
+  wl_buffer* buffer_ = nullptr;
+  int width_ = 0;  // logical pixels
+  int height_ = 0;
+  bool isConfigured_ = false;
+};
 
 /// The onlooker's picture on the surface that covers an output: subsurfaces of that one, because a second
 /// surface in the overlay layer may come to lie below it. The dot is a subsurface of its own, so that its
@@ -182,9 +231,9 @@ class WaylandRetroLayer {
 
 }  // namespace
 
-/// All layers on one output: a surface in the overlay layer for stripes and veil, and as its subsurfaces,
-/// bottom to top, the tint, the hint, the banner, the panel of the cover and the onlooker's picture, of which
-/// the last two are never there together. Nothing is shown before the
+/// All layers on one output: two surfaces in the overlay layer, one for stripes and veil and one above it for
+/// the hint, and as subsurfaces of the first, bottom to top, the tint, the banner, the panel of the cover and
+/// the onlooker's picture, of which the last two are never there together. Nothing is shown before the
 /// compositor has told the size. Must not outlive its desktop. Main thread.
 class WaylandOverlaySurface::Layers {
  public:
@@ -199,11 +248,12 @@ class WaylandOverlaySurface::Layers {
         onClosed_(std::move(onClosed)),
         base_(desktop.globals()),
         sceneBuffers_(leastKeptPixels),
-        layer_(enterLayer(desktop.globals(), *output_, base_)),
+        hint_(desktop.stacksNewestLowest() ? newHint() : nullptr),
+        layer_(enterLayer(desktop.globals(), *output_, base_, everyEdge, belowAndAbovePanels, 0)),
         tint_(desktop.globals(), base_.get()),
-        hint_(desktop.globals(), base_.get()),
         banner_(desktop.globals(), base_.get()),
         coverPanel_(desktop.globals(), base_.get()) {
+    if (!hint_) hint_ = newHint();
     clicks_ = desktop.clicks().clicked.connect(
         [this, clicked = std::move(onClick)](wl_surface* surface, double x, double y) {
           if (surface == coverPanel_.get() && coverButton_.contains(QPointF(x, y))) clicked();
@@ -278,6 +328,10 @@ class WaylandOverlaySurface::Layers {
     double scale = 0;
     bool operator==(const Painted&) const = default;
   };
+
+  [[nodiscard]] std::unique_ptr<WaylandHintLayer> newHint() const {
+    return std::make_unique<WaylandHintLayer>(desktop_.globals(), *output_);
+  }
 
   void listen() {
     static constexpr zwlr_layer_surface_v1_listener layerListener{
@@ -363,16 +417,17 @@ class WaylandOverlaySurface::Layers {
     const Rect screen{0, 0, device(width, scale), device(height, scale)};
     if (moved || !bannerBuffer_.buffer) {
       bannerShown_ = false;
-      if (!allocate(banner_, bannerBuffer_, paintBanner(screen, scale, BannerStyle::translucent), scale)) {
-        bannerBuffer_.buffer.reset();
-      }
+      const Notice notice = paintBanner(screen, scale, BannerStyle::translucent);
+      if (!allocate(bannerBuffer_, notice.image, scale)) bannerBuffer_.buffer.reset();
+      place(banner_, notice, scale);
     }
     if (scene.cover) {
-      if (hintBuffer_.buffer) hint_.hide();
+      // One that has been hidden would have to enter its layer anew.
+      hint_->show(desktop_.palette().color(0), 1, 1);
       hintBuffer_ = {};
     } else if (moved || !hintBuffer_.buffer || scene.shortcutInHint != painted_.scene.shortcutInHint) {
-      if (allocate(hint_, hintBuffer_, paintHint(screen, scale, scene.shortcutInHint), scale)) {
-        hint_.show(hintBuffer_.buffer.get(), hintBuffer_.width, hintBuffer_.height);
+      if (allocate(hintBuffer_, paintHint(screen, scale, scene.shortcutInHint).image, scale)) {
+        hint_->show(hintBuffer_.buffer.get(), hintBuffer_.width, hintBuffer_.height);
       }
     }
     const bool wanted = scene.banner && bannerBuffer_.buffer;
@@ -397,7 +452,8 @@ class WaylandOverlaySurface::Layers {
     if (!moved && coverBuffer_.buffer && scene.cover == painted_.scene.cover) return true;
     const auto [notice, button] =
         paintCover({0, 0, device(width, scale), device(height, scale)}, scale, *scene.cover);
-    if (!allocate(coverPanel_, coverBuffer_, notice, scale)) return false;
+    if (!allocate(coverBuffer_, notice.image, scale)) return false;
+    place(coverPanel_, notice, scale);
     coverButton_ = QRectF(button.x / scale, button.y / scale, button.width / scale, button.height / scale);
     const QRect taken = coverButton_.toAlignedRect();
     coverPanel_.takeInput(desktop_.globals(), {taken.x(), taken.y(), taken.width(), taken.height()});
@@ -405,23 +461,25 @@ class WaylandOverlaySurface::Layers {
     return true;
   }
 
-  /// Gives a notice to the compositor and its subsurface a place. False when there is no memory.
-  [[nodiscard]] bool allocate(WaylandSurface& subsurface, NoticeBuffer& buffer, const Notice& notice,
-                              double scale) {
+  /// Gives the picture of a notice to the compositor. False when there is no memory.
+  [[nodiscard]] bool allocate(NoticeBuffer& buffer, const QImage& image, double scale) {
     // Whole logical pixels, so that one pixel of the picture is one of the screen.
-    const int width = static_cast<int>(std::ceil(notice.image.width() / scale));
-    const int height = static_cast<int>(std::ceil(notice.image.height() / scale));
-    const int columns = std::max(device(width, scale), notice.image.width());
-    const int rows = std::max(device(height, scale), notice.image.height());
+    const int width = static_cast<int>(std::ceil(image.width() / scale));
+    const int height = static_cast<int>(std::ceil(image.height() / scale));
+    const int columns = std::max(device(width, scale), image.width());
+    const int rows = std::max(device(height, scale), image.height());
     const auto memory = WaylandMemory::allocate(desktop_.globals().sharedMemory.get(), count(columns, rows));
     if (!memory) return false;
     QImage padded(reinterpret_cast<uchar*>(memory->pixels().data()), columns, rows,
                   QImage::Format_ARGB32_Premultiplied);
-    QPainter(&padded).drawImage(0, 0, notice.image);
+    QPainter(&padded).drawImage(0, 0, image);
     buffer = {memory->makeBuffer(0, columns, rows), width, height};
+    return true;
+  }
+
+  static void place(WaylandSurface& subsurface, const Notice& notice, double scale) {
     subsurface.place(static_cast<int>(std::lround(notice.at.x() / scale)),
                      static_cast<int>(std::lround(notice.at.y() / scale)));
-    return true;
   }
 
   [[nodiscard]] double scale() const {
@@ -436,10 +494,10 @@ class WaylandOverlaySurface::Layers {
   std::function<void()> onClosed_;
   WaylandSurface base_;
   WaylandBuffers sceneBuffers_;
+  std::unique_ptr<WaylandHintLayer> hint_;
   WaylandObject<zwlr_layer_surface_v1> layer_;
   WaylandObject<wp_fractional_scale_v1> fractionalScale_;
   WaylandSurface tint_;
-  WaylandSurface hint_;
   WaylandSurface banner_;
   WaylandSurface coverPanel_;
   NoticeBuffer hintBuffer_;

@@ -99,6 +99,17 @@ QByteArray readResources(const X11Connection& connection) {
           xcb_get_property_value_length(reply.get())};
 }
 
+/// Of a property of the root window.
+std::vector<std::uint32_t> readCardinals(const X11Connection& connection, xcb_atom_t name) {
+  constexpr std::uint32_t most = 1024;
+  const auto reply = adopt(xcb_get_property_reply(
+      connection.get(),
+      xcb_get_property(connection.get(), 0, connection.root(), name, XCB_ATOM_CARDINAL, 0, most), nullptr));
+  if (!reply || reply->format != 32) return {};
+  const auto* first = static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
+  return {first, first + xcb_get_property_value_length(reply.get()) / 4};
+}
+
 // The root's own geometry changes with every new arrangement, also where RandR tells nothing.
 constexpr std::uint32_t quietEvents = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
 constexpr std::uint32_t watchfulEvents =
@@ -110,7 +121,7 @@ constexpr std::int64_t redirectionIntervalMs = 25;
 // After 2 s it is believed all the same: some leave full-screen programs alone until another window comes.
 constexpr int redirectionTries = 80;
 
-constexpr std::array<std::string_view, 10> atomNames{"UTF8_STRING",
+constexpr std::array<std::string_view, 12> atomNames{"UTF8_STRING",
                                                      "_NET_WM_NAME",
                                                      "_NET_WM_WINDOW_TYPE",
                                                      "_NET_WM_WINDOW_TYPE_DOCK",
@@ -118,6 +129,8 @@ constexpr std::array<std::string_view, 10> atomNames{"UTF8_STRING",
                                                      "_NET_WM_WINDOW_OPACITY",
                                                      "_NET_SUPPORTING_WM_CHECK",
                                                      "_NET_REQUEST_FRAME_EXTENTS",
+                                                     "_NET_CURRENT_DESKTOP",
+                                                     "_NET_WORKAREA",
                                                      "_MUTTER_VERSION",
                                                      "_COMPTON_SHADOW"};
 
@@ -203,6 +216,22 @@ std::vector<X11Monitor> arrangeMonitors(const std::vector<X11MonitorInfo>& monit
   const auto isMain = [](const X11Monitor& monitor) { return monitor.screen.isMain; };
   if (!result.empty() && std::ranges::none_of(result, isMain)) result.front().screen.isMain = true;
   return result;
+}
+
+Rect workAreaOf(const Rect& monitor, const std::vector<Rect>& areas) {
+  // In wider numbers: any program may have written them.
+  const auto within = [](std::int64_t begin, std::int64_t length, std::int64_t from, std::int64_t size) {
+    const std::int64_t first = std::clamp(begin, from, from + size);
+    return std::pair(static_cast<int>(first),
+                     static_cast<int>(std::clamp(begin + length, first, from + size) - first));
+  };
+  Rect best;
+  for (const Rect& area : areas) {
+    const auto [x, width] = within(area.x, area.width, monitor.x, monitor.width);
+    const auto [y, height] = within(area.y, area.height, monitor.y, monitor.height);
+    if (width * height > best.width * best.height) best = {x, y, width, height};
+  }
+  return 2 * best.width >= monitor.width && 2 * best.height >= monitor.height ? best : monitor;
 }
 
 std::optional<double> parseXftDpi(const QByteArray& resources) {
@@ -398,7 +427,8 @@ bool X11Desktop::concernsMonitors(const xcb_generic_event_t& event) const {
   if (type == XCB_PROPERTY_NOTIFY) {
     const auto& notify = reinterpret_cast<const xcb_property_notify_event_t&>(event);
     return notify.window == root() &&
-           (notify.atom == XCB_ATOM_RESOURCE_MANAGER || notify.atom == atom("_NET_SUPPORTING_WM_CHECK"));
+           (notify.atom == XCB_ATOM_RESOURCE_MANAGER || notify.atom == atom("_NET_SUPPORTING_WM_CHECK") ||
+            notify.atom == atom("_NET_WORKAREA") || notify.atom == atom("_NET_CURRENT_DESKTOP"));
   }
   const auto* randr = connection_->extension(xcb_randr_id);
   return randr != nullptr && (type == randr->first_event + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
@@ -423,11 +453,34 @@ bool X11Desktop::readMonitors() {
   const ClickThrough clickThrough = findClickThrough(monitors);
   // A screen that takes every click is worse than one that is not covered.
   if (clickThrough == ClickThrough::nothing) monitors.clear();
-  if (connection_->broken() || (monitors == monitors_ && clickThrough == clickThrough_)) return false;
+  std::vector<Rect> areas = readWorkAreas();
+  const bool isSame = monitors == monitors_ && areas == workAreas_ && clickThrough == clickThrough_;
+  if (connection_->broken() || isSame) return false;
   monitors_ = std::move(monitors);
+  workAreas_ = std::move(areas);
   clickThrough_ = clickThrough;
   selectRootEvents();
   return true;
+}
+
+std::vector<Rect> X11Desktop::readWorkAreas() const {
+  const auto desktops = readCardinals(*connection_, atom("_NET_CURRENT_DESKTOP"));
+  const std::size_t desktop = desktops.empty() ? 0 : desktops.front();
+  const auto areasIn = [](const std::vector<std::uint32_t>& numbers) {
+    std::vector<Rect> areas;
+    for (std::size_t i = 0; i + 4 <= numbers.size(); i += 4) {
+      const auto at = [&](std::size_t n) { return static_cast<int>(numbers[i + n]); };
+      areas.push_back({at(0), at(1), at(2), at(3)});
+    }
+    return areas;
+  };
+  // Some window managers tell that of each monitor, others one of all together for each desktop.
+  const auto own = adopt(
+      xcb_intern_atom_reply(get(), internAtom(get(), "_GTK_WORKAREAS_D" + std::to_string(desktop)), nullptr));
+  auto areas = areasIn(readCardinals(*connection_, own ? own->atom : xcb_atom_t{XCB_ATOM_NONE}));
+  if (!areas.empty()) return areas;
+  areas = areasIn(readCardinals(*connection_, atom("_NET_WORKAREA")));
+  return desktop < areas.size() ? std::vector{areas[desktop]} : std::vector<Rect>();
 }
 
 ClickThrough X11Desktop::findClickThrough(const std::vector<X11Monitor>& monitors) const {

@@ -43,6 +43,10 @@ struct X11Monitor {
 [[nodiscard]] std::vector<X11Monitor> arrangeMonitors(const std::vector<X11MonitorInfo>& monitors,
                                                       std::optional<double> dpi);
 
+/// What panels leave of a monitor: the most that one of `areas` has of it. One that leaves less than half of
+/// its width or height is not about this monitor, and without any it is the whole one.
+[[nodiscard]] Rect workAreaOf(const Rect& monitor, const std::vector<Rect>& areas);
+
 /// The value of Xft.dpi in the text of the resource manager, where it is a sane one.
 [[nodiscard]] std::optional<double> parseXftDpi(const QByteArray& resources);
 
@@ -92,6 +96,9 @@ class X11Desktop {
   void setWatchful(bool watchful);
   /// None while clicks would not get through what lies on them.
   [[nodiscard]] const std::vector<X11Monitor>& monitors() const { return monitors_; }
+  /// What panels leave of the desktop that is seen, of each monitor or of all together; empty where nobody
+  /// tells.
+  [[nodiscard]] const std::vector<Rect>& workAreas() const { return workAreas_; }
   [[nodiscard]] ClickThrough clickThrough() const { return clickThrough_; }
   [[nodiscard]] bool blendsWindows() const;
   /// From the beginning: its server has answered when it opens.
@@ -121,6 +128,7 @@ class X11Desktop {
   void reloadSoon();
   /// False when nothing has changed.
   bool readMonitors();
+  [[nodiscard]] std::vector<Rect> readWorkAreas() const;
   [[nodiscard]] ClickThrough findClickThrough(const std::vector<X11Monitor>& monitors) const;
   [[nodiscard]] bool isMutter() const;
 
@@ -131,6 +139,7 @@ class X11Desktop {
   X11Visual translucent_;
   X11Visual opaque_;
   std::vector<X11Monitor> monitors_;
+  std::vector<Rect> workAreas_;
   ClickThrough clickThrough_ = ClickThrough::nothing;
   bool watchful_ = false;
   Signal<xcb_window_t> exposed_;

@@ -393,11 +393,17 @@ const X11Monitor* X11OverlaySurface::findMonitor() const {
 
 /// Ahead of their use: when an alert comes, its banner has only to be mapped.
 void X11OverlaySurface::paintNotices(bool keys) {
-  if (std::exchange(keys_, keys) == keys) return;
-  windows_->banner.setNotice(
-      paintBanner(monitor_.pixels, monitor_.screen.scale,
-                  windows_->translucent ? BannerStyle::translucent : BannerStyle::opaque));
-  if (windows_->hint) windows_->hint->setNotice(paintHint(monitor_.pixels, monitor_.screen.scale, keys));
+  const Rect area = workAreaOf(monitor_.pixels, desktop()->workAreas());
+  const bool isNew = !keys_;
+  const bool isMoved = std::exchange(hintArea_, area) != area;
+  const bool isReworded = std::exchange(keys_, keys) != keys;
+  if (isNew) {
+    windows_->banner.setNotice(
+        paintBanner(monitor_.pixels, monitor_.screen.scale,
+                    windows_->translucent ? BannerStyle::translucent : BannerStyle::opaque));
+  }
+  if (windows_->hint && (isMoved || isReworded))
+    windows_->hint->setNotice(paintHint(area, monitor_.screen.scale, keys));
 }
 
 /// During an alert its window stays through the dark moments of the flash: mapping costs more than clearing.

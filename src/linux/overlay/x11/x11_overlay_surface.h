@@ -36,8 +36,10 @@ class X11OverlaySurface final : public DesktopSurface<X11Desktop> {
   void keepPictureOnTop();
 
   std::unique_ptr<Windows> windows_;
-  X11Monitor monitor_;        // that the windows are painted for
-  std::optional<bool> keys_;  // whether the hint on the server shows the keys
+  X11Monitor monitor_;  // that the windows are painted for
+  // Of the hint on the server.
+  std::optional<bool> keys_;  // whether it shows the keys
+  Rect hintArea_;             // in whose corner it is
 };
 
 /// The overlay on an X server; its display as in DISPLAY.
