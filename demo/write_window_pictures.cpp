@@ -435,8 +435,12 @@ void cameraInWords(PictureBook& book, const QString& suffix = {}) {
   book.add("22-preferences-covered" + suffix, window);
 }
 
-/// A machine without a camera.
+/// A desktop that cannot be covered, and a machine without a camera.
 void missing(PictureBook& book, const QString& suffix = {}) {
+  popover(book, "23-popover-uncovered" + suffix, [](ViewsFixture& fixture) {
+    on(fixture);
+    fixture.backend->cannot = "error_no_overlay";
+  });
   ViewsFixture fixture;
   fixture.machine.session->cameras.clear();
   fixture.machine.session->seen = false;

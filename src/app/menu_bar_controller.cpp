@@ -76,19 +76,21 @@ MenuBarController::MenuBarController(Actions actions, std::shared_ptr<Bus> sessi
   const auto update = [this](const auto&) { updateStatusItem(); };
   updateStatusItem();
   const Relaxations& relaxations = service_->relaxations();
-  registrations_ = {service_->fsmState().onChange(update),
-                    relaxations.pauseEndMs().onChange(update),
-                    relaxations.stay().onChange(update),
-                    relaxations.isScreenShared().onChange(update),
-                    relaxations.filter.ignored().onChange(update),
-                    SettingsRepository::shared()->options.onChange(update),
-                    actions_.remote->news().onChange(update),
-                    service_->isActive().onChange(update),
-                    service_->isStarting().onChange(update),
-                    cameraControl_->failure().onChange(update),
-                    service_->cameraCondition().onChange(update),
-                    service_->fsmState().subscribe([this](const auto&) { tellScreenReaders(); }),
-                    sentrelOpenPreferences().connect([this] { openPreferences(); })};
+  registrations_ = {
+      service_->fsmState().onChange(update),
+      relaxations.pauseEndMs().onChange(update),
+      relaxations.stay().onChange(update),
+      relaxations.isScreenShared().onChange(update),
+      relaxations.filter.ignored().onChange(update),
+      SettingsRepository::shared()->options.onChange(update),
+      actions_.remote->news().onChange(update),
+      service_->isActive().onChange(update),
+      service_->isStarting().onChange(update),
+      cameraControl_->failure().onChange(update),
+      service_->cameraCondition().onChange(update),
+      Platform::current().overlayBackend->limitationChanged.connect([this] { updateStatusItem(); }),
+      service_->fsmState().subscribe([this](const auto&) { tellScreenReaders(); }),
+      sentrelOpenPreferences().connect([this] { openPreferences(); })};
 }
 
 void MenuBarController::updateStatusItem() {
@@ -105,6 +107,7 @@ void MenuBarController::updateStatusItem() {
   QStringList words{QStringLiteral("Sentrel"),
                     statusWords(service_->fsmState()).words,
                     cause,
+                    limitationWords(*Platform::current().overlayBackend),
                     relaxationWords(relaxations, Platform::current().clock->nowMs()),
                     ignoredWords(relaxations.filter.ignored().get().size()),
                     originWords(actions_.remote->news())};
@@ -145,15 +148,9 @@ void MenuBarController::togglePopover(const QRect& anchor) {
   }
 }
 
-/// News come before a limitation: they are shown once, a limitation each time.
-QString MenuBarController::notice() {
-  std::string key = actions_.news();
-  if (key.empty()) key = Platform::current().overlayBackend->limitation();
-  return key.empty() ? QString() : qtTrId(key.c_str());
-}
-
 void MenuBarController::openPopover(const QRect& anchor) {
   if (popover) popover->close();
+  const std::string news = actions_.news();
   popover = new PopoverWindow(
       {.service = service_,
        .clock = Platform::current().clock,
@@ -163,7 +160,8 @@ void MenuBarController::openPopover(const QRect& anchor) {
        .settingsRepo = SettingsRepository::shared(),
        .journal = Platform::current().alertJournal,
        .proof = Platform::current().privacyProof,
-       .notice = notice(),
+       .overlayBackend = Platform::current().overlayBackend,
+       .notice = news.empty() ? QString() : qtTrId(news.c_str()),
        .version = QGuiApplication::applicationVersion(),
        .projectsPage = QUrl(QStringLiteral(SENTREL_PROJECTS_PAGE)),
        .openPreferences =

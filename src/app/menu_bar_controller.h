@@ -61,7 +61,6 @@ class MenuBarController {
 
  private:
   void openPopover(const QRect& anchor);
-  [[nodiscard]] QString notice();
   void updateStatusItem();
   void tellScreenReaders();
   void openLink(const QUrl& address, std::function<void()> failed);
@@ -79,7 +78,7 @@ class MenuBarController {
   QElapsedTimer sinceClosed_;  // a click on the icon takes the focus first, which closes the popover
   QPointer<PreferencesView> prefsWindow;
   QObject trayTimeout_;  // what waits for a tray waits no longer than this lives
-  std::array<Registration, 13> registrations_;
+  std::array<Registration, 14> registrations_;
 };
 
 }  // namespace sentrel

@@ -52,6 +52,11 @@ QString relaxationWords(const Relaxations& relaxations, std::int64_t nowMs) {
   return stay->guests == 1 ? qtTrId("1 invité") : qtTrId("%1 invités").arg(stay->guests);
 }
 
+QString limitationWords(const OverlayBackend& backend) {
+  const std::string key = backend.limitation();
+  return key.empty() ? QString() : qtTrId(key.c_str());
+}
+
 QString failureWords(const std::optional<CameraFailure>& failure) {
   return failure ? qtTrId(textKey(failure->kind)) : QString();
 }
@@ -200,6 +205,7 @@ MenuBarPopoverView::MenuBarPopoverView(Parts parts, QWidget* parent)
       service.isStarting().subscribe([this](bool starting) { switch_->setWaiting(starting); }));
   registrations_.push_back(parts_.failure->onChange(changed));
   registrations_.push_back(service.cameraCondition().onChange(changed));
+  registrations_.push_back(parts_.overlayBackend->limitationChanged.connect([this] { showWords(); }));
   registrations_.push_back(relaxations.pauseEndMs().onChange(changed));
   registrations_.push_back(relaxations.isScreenShared().onChange(changed));
   registrations_.push_back(relaxations.stay().onChange(changed));
@@ -288,16 +294,22 @@ void MenuBarPopoverView::showWords() {
   const Relaxations& relaxations = parts_.service->relaxations();
   const FilterState& state = parts_.service->fsmState();
   const auto [words, color] = statusWords(state);
+  const QString limitation = limitationWords(*parts_.overlayBackend);
   const bool isSoftened = relaxations.isScreenShared() && relaxations.whenShared() == WhenShared::hideStripes;
   status_->setWords(words);
-  status_->setColor(isSoftened && color == &AppColors::success ? &AppColors::textSecondary : color);
+  status_->setColor((isSoftened || !limitation.isEmpty()) && color == &AppColors::success
+                        ? &AppColors::textSecondary
+                        : color);
   switch_->setAccessibleDescription(words);
   logo_->setMood(moodOf(state));
 
-  const auto [camera, cameraColor] = cameraWords(*parts_.failure, parts_.service->cameraCondition());
-  QString cause = camera;
-  cause_->setColor(cameraColor);
-  if (cause.isEmpty()) cause = parts_.notice;
+  const auto& condition = parts_.service->cameraCondition().get();
+  const auto [camera, cameraColor] = cameraWords(*parts_.failure, condition);
+  const bool isBlind = parts_.failure->get() || (condition && condition->isSerious);
+  QString cause = isBlind ? camera : parts_.notice;
+  if (cause.isEmpty()) cause = limitation;
+  if (cause.isEmpty()) cause = camera;
+  cause_->setColor(cause == camera ? cameraColor : &AppColors::textSecondary);
   if (cause.isEmpty()) cause = relaxationWords(relaxations, parts_.clock->nowMs());
   cause_->setWords(cause);
   cause_->setVisible(!cause.isEmpty());

@@ -13,6 +13,7 @@
 #include "detection/camera_condition.h"
 #include "detection/camera_control.h"
 #include "platform/alert_journal.h"
+#include "platform/overlay_surface.h"
 #include "platform/privacy_proof.h"
 #include "service/privacy_filter_service.h"
 #include "service/remote_control.h"
@@ -51,6 +52,9 @@ struct StatusWords {
 /// guests; empty while nothing does.
 [[nodiscard]] QString relaxationWords(const Relaxations& relaxations, std::int64_t nowMs);
 
+/// What keeps screens from being covered, in words; empty while nothing does.
+[[nodiscard]] QString limitationWords(const OverlayBackend& backend);
+
 /// How many faces are nobody, and what a command or a notification has weakened, in words; empty where there
 /// is nothing to say.
 [[nodiscard]] QString ignoredWords(std::size_t places);
@@ -69,7 +73,8 @@ class MenuBarPopoverView : public QWidget {
     std::shared_ptr<SettingsRepository> settingsRepo;
     std::shared_ptr<AlertJournal> journal;
     std::shared_ptr<PrivacyProof> proof;
-    QString notice;     ///< what else a person must know, or empty
+    std::shared_ptr<OverlayBackend> overlayBackend;
+    QString notice;     ///< what a person must be told once, or empty
     QString version;    ///< of the program
     QUrl projectsPage;  ///< empty where the program was built without one
     std::function<void()> openPreferences;

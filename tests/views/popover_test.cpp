@@ -112,6 +112,36 @@ TEST_F(PopoverTest, TheSecondLineSaysWhatKeepsTheCameraFromSeeing) {
   EXPECT_FALSE(shows("Caméra occupée"));
 }
 
+TEST_F(PopoverTest, WhereScreensCannotBeCoveredTheStatusIsNotGreenAndTheSecondLineSaysWhy) {
+  const QString uncovered = "Ce bureau ne permet pas de couvrir l'écran. Les alertes restent actives.";
+  const auto isGreen = [this] {
+    const QImage shown = window->grab().toImage();
+    for (int y = 0; y < shown.height(); ++y)
+      for (int x = 0; x < shown.width(); ++x)
+        if (shown.pixelColor(x, y) == colors().success) return true;
+    return false;
+  };
+  start();
+  see(alone, 2000);
+  EXPECT_TRUE(isGreen());
+  backend->cannot = "error_no_overlay";
+  backend->limitationChanged.emit();
+  EXPECT_FALSE(isGreen());
+  EXPECT_TRUE(shows(uncovered));
+  see(FaceDetections{}, 8500);
+  EXPECT_TRUE(shows(uncovered)) << "a lesser trouble";
+  machine.session->interrupt(CaptureError::Kind::busy);
+  machine.settle();
+  EXPECT_TRUE(shows("Caméra occupée")) << "a greater one";
+  machine.session->cause.reset();
+  machine.session->interruptionEnded.emit();
+  see(alone, 2000);
+  backend->cannot.clear();
+  backend->limitationChanged.emit();
+  EXPECT_TRUE(isGreen());
+  EXPECT_FALSE(shows(uncovered));
+}
+
 TEST_F(PopoverTest, AChoiceDoesWhatItSaysAndItsRowEndsIt) {
   start();
   const struct {

@@ -55,6 +55,7 @@ struct ViewsFixture : TestCore {
             .settingsRepo = settings,
             .journal = desktop.journal,
             .proof = desktop.proof,
+            .overlayBackend = backend,
             .notice = {},
             .version = QStringLiteral("1.0.0"),
             .projectsPage = QUrl(QStringLiteral("https://example.org")),
