@@ -640,7 +640,7 @@ TEST_F(WaylandOverlayTest, TheHintLeavesRoomForPanels) {
   cover(darkScene);
   EXPECT_TRUE(eventuallyHintBelow(0));
   std::ofstream(desktop.runtimeFolder().parent_path() / "sway.conf", std::ios::app)
-      << "bar {\n position top\n height 40\n}\n";
+      << "bar {\n position top\n height 40\n tray_output none\n}\n";
   sway("reload");
   EXPECT_TRUE(eventuallyHintBelow(40));
   surface->present(coverScene);
