@@ -116,7 +116,7 @@ class OnboardingPageLayout : public QWidget {
       connect(secondary, &PushButton::clicked, this, content.secondaryAction);
       return centred(secondary);
     }
-    notice_ = centredLabel(TextRole::subheadline, {}, &AppColors::warning);
+    notice_ = centredLabel(TextRole::caption, {}, &AppColors::warning);  // two lines fit
     notice_->setContentsMargins(textSide, 0, textSide, 0);
     notice_->setAlignment(Qt::AlignCenter);
     notice_->setMinimumHeight(secondaryHeight);
