@@ -33,7 +33,9 @@ const spa_pod* formatOf(const Mode& mode, spa_pod_builder& builder) {
     info.framerate = rate;
     return spa_format_video_mjpg_build(&builder, SPA_PARAM_EnumFormat, &info);
   }
-  constexpr std::array pixels{SPA_VIDEO_FORMAT_YUY2, SPA_VIDEO_FORMAT_NV12, SPA_VIDEO_FORMAT_I420};
+  constexpr std::array pixels{SPA_VIDEO_FORMAT_YUY2, SPA_VIDEO_FORMAT_NV12, SPA_VIDEO_FORMAT_I420,
+                              SPA_VIDEO_FORMAT_BGRx, SPA_VIDEO_FORMAT_RGBx, SPA_VIDEO_FORMAT_BGR,
+                              SPA_VIDEO_FORMAT_RGB};
   spa_video_info_raw info{};
   info.format = pixels.at(static_cast<std::size_t>(mode.format));
   info.size = size;
@@ -293,7 +295,7 @@ void VirtualCamera::fill(spa_buffer& buffer, Clock::time_point now) {
 void VirtualCamera::addNoise(spa_data& data) {
   if (mode_->format == PixelFormat::mjpeg || data.chunk->size == 0) return;
   const auto luma = static_cast<std::uint32_t>(mode_->width * mode_->height);
-  const std::uint32_t apart = mode_->format == PixelFormat::yuy2 ? 2 : 1;
+  const auto apart = static_cast<std::uint32_t>(std::max(pixelBytes(mode_->format), 1));
   for (int i = 0; i < 16; ++i) static_cast<std::uint8_t*>(data.data)[random_() % luma * apart] ^= 1U;
 }
 
@@ -315,12 +317,13 @@ void VirtualCamera::spoil(spa_data& data, spa_meta_header* header) {
 
 std::size_t encodedCapacity(PixelFormat format, int width, int height) {
   const auto pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
-  return format == PixelFormat::nv12 || format == PixelFormat::i420 ? pixels * 3 / 2 : pixels * 2;
+  if (format == PixelFormat::nv12 || format == PixelFormat::i420) return pixels * 3 / 2;
+  return pixels * (format == PixelFormat::mjpeg ? 2U : static_cast<std::size_t>(pixelBytes(format)));
 }
 
 int encodedStride(PixelFormat format, int width) {
   if (format == PixelFormat::mjpeg) return 0;
-  return format == PixelFormat::yuy2 ? width * 2 : width;
+  return width * std::max(pixelBytes(format), 1);
 }
 
 std::size_t encodePicture(PixelFormat format, const std::uint8_t* bgra, int width, int height,
@@ -338,6 +341,18 @@ std::size_t encodePicture(PixelFormat format, const std::uint8_t* bgra, int widt
     case PixelFormat::i420:
       libyuv::ARGBToI420(bgra, width * 4, target.data(), width, chroma, width / 2,
                          chroma + std::ptrdiff_t{width} * height / 4, width / 2, width, height);
+      return capacity;
+    case PixelFormat::bgrx:
+      libyuv::ARGBCopy(bgra, width * 4, target.data(), width * 4, width, height);
+      return capacity;
+    case PixelFormat::rgbx:
+      libyuv::ARGBToABGR(bgra, width * 4, target.data(), width * 4, width, height);
+      return capacity;
+    case PixelFormat::bgr:
+      libyuv::ARGBToRGB24(bgra, width * 4, target.data(), width * 3, width, height);
+      return capacity;
+    case PixelFormat::rgb:
+      libyuv::ARGBToRAW(bgra, width * 4, target.data(), width * 3, width, height);
       return capacity;
     case PixelFormat::mjpeg:
       return encodeJpeg(bgra, width, height, target);

@@ -219,11 +219,24 @@ bool FrameConverter::decode(const RawFrame& raw, const VideoFormat& shown, const
   const auto at = [&](const RawFrame::Plane& plane, int rowsPerRow, int bytes) {
     return plane.data + std::ptrdiff_t{part.y / rowsPerRow} * plane.stride + bytes;
   };
-  // What libyuv calls ARGB is a 32-bit number; in memory its bytes are B, G, R, A.
+  const auto read = [&](auto conversion) {
+    const int left = part.x * pixelBytes(raw.format.pixels);
+    return conversion(at(first, 1, left), first.stride, target.data(), target.stride(), part.width,
+                      part.height) == 0;
+  };
+  // What libyuv calls ARGB is a 32-bit number; in memory its bytes are B, G, R, A. Its names of the others
+  // are mirrored, too, and what it calls RAW has the bytes R, G, B.
   switch (raw.format.pixels) {
     case PixelFormat::yuy2:
-      return libyuv::YUY2ToARGB(at(first, 1, part.x * 2), first.stride, target.data(), target.stride(),
-                                part.width, part.height) == 0;
+      return read(libyuv::YUY2ToARGB);
+    case PixelFormat::bgrx:
+      return read(libyuv::ARGBCopy);
+    case PixelFormat::rgbx:
+      return read(libyuv::ABGRToARGB);
+    case PixelFormat::bgr:
+      return read(libyuv::RGB24ToARGB);
+    case PixelFormat::rgb:
+      return read(libyuv::RAWToARGB);
     case PixelFormat::nv12:
       return libyuv::NV12ToARGB(at(first, 1, part.x), first.stride, at(second, 2, part.x), second.stride,
                                 target.data(), target.stride(), part.width, part.height) == 0;

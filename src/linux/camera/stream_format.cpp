@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/camera/stream_format.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "linux/camera/pipewire_headers.h"
@@ -17,6 +18,19 @@ constexpr int largestSide = 8192;  // pixels; it also keeps every size below in 
 constexpr std::array<spa_rectangle, 8> otherSizes{
     {{640, 480}, {640, 360}, {800, 600}, {848, 480}, {960, 540}, {1280, 720}, {352, 288}, {320, 240}}};
 
+/// How PipeWire names the uncompressed ones.
+struct RawFormat {
+  spa_video_format name;
+  PixelFormat pixels;
+};
+constexpr std::array<RawFormat, 7> rawFormats{{{SPA_VIDEO_FORMAT_YUY2, PixelFormat::yuy2},
+                                               {SPA_VIDEO_FORMAT_NV12, PixelFormat::nv12},
+                                               {SPA_VIDEO_FORMAT_I420, PixelFormat::i420},
+                                               {SPA_VIDEO_FORMAT_BGRx, PixelFormat::bgrx},
+                                               {SPA_VIDEO_FORMAT_RGBx, PixelFormat::rgbx},
+                                               {SPA_VIDEO_FORMAT_BGR, PixelFormat::bgr},
+                                               {SPA_VIDEO_FORMAT_RGB, PixelFormat::rgb}}};
+
 enum class Rate { usual, any };
 enum class Size { exact, any };
 
@@ -32,10 +46,12 @@ const spa_pod* addFormat(spa_pod_builder* builder, spa_media_subtype subtype, Ra
   spa_pod_builder_add(builder, SPA_FORMAT_mediaType, SPA_POD_Id(SPA_MEDIA_TYPE_video),
                       SPA_FORMAT_mediaSubtype, SPA_POD_Id(subtype), 0);
   if (subtype == SPA_MEDIA_SUBTYPE_raw) {
-    spa_pod_builder_add(builder, SPA_FORMAT_VIDEO_format,
-                        SPA_POD_CHOICE_ENUM_Id(4, SPA_VIDEO_FORMAT_YUY2, SPA_VIDEO_FORMAT_YUY2,
-                                               SPA_VIDEO_FORMAT_NV12, SPA_VIDEO_FORMAT_I420),
-                        0);
+    spa_pod_frame choice{};
+    spa_pod_builder_prop(builder, SPA_FORMAT_VIDEO_format, 0);
+    spa_pod_builder_push_choice(builder, &choice, SPA_CHOICE_Enum, 0);
+    spa_pod_builder_id(builder, rawFormats.front().name);  // the preferred one
+    for (const RawFormat& format : rawFormats) spa_pod_builder_id(builder, format.name);
+    spa_pod_builder_pop(builder, &choice);
   }
   if (size == Size::exact) {
     spa_pod_builder_add(builder, SPA_FORMAT_VIDEO_size, SPA_POD_Rectangle(&preferred), 0);
@@ -74,6 +90,11 @@ Shape shapeOf(const VideoFormat& format) {
   switch (format.pixels) {
     case PixelFormat::yuy2:
       return {{{{chromaWidth * 4, height, height}}}, 1};
+    case PixelFormat::bgrx:
+    case PixelFormat::rgbx:
+    case PixelFormat::bgr:
+    case PixelFormat::rgb:
+      return {{{{width * pixelBytes(format.pixels), height, height}}}, 1};
     case PixelFormat::nv12:
       return {{{luma, {chromaWidth * 2, chromaHeight, chromaHeight}}}, 2};
     case PixelFormat::i420: {
@@ -172,9 +193,8 @@ std::optional<VideoFormat> parseFormat(const spa_pod* parameter) {
   if (mediaSubtype == SPA_MEDIA_SUBTYPE_raw) {
     spa_video_info_raw info{};
     if (spa_format_video_raw_parse(parameter, &info) < 0) return {};
-    if (info.format == SPA_VIDEO_FORMAT_YUY2) return checkedSize(PixelFormat::yuy2, info.size);
-    if (info.format == SPA_VIDEO_FORMAT_NV12) return checkedSize(PixelFormat::nv12, info.size);
-    if (info.format == SPA_VIDEO_FORMAT_I420) return checkedSize(PixelFormat::i420, info.size);
+    const auto known = std::ranges::find(rawFormats, info.format, &RawFormat::name);
+    if (known != rawFormats.end()) return checkedSize(known->pixels, info.size);
   }
   if (mediaSubtype == SPA_MEDIA_SUBTYPE_mjpg) {
     spa_video_info_mjpg info{};

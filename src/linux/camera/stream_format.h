@@ -12,8 +12,25 @@ struct spa_pod;
 
 namespace sentrel {
 
-/// The encodings that are accepted from a camera.
-enum class PixelFormat { yuy2, nv12, i420, mjpeg };
+/// The encodings that are accepted from a camera. Of those with colours for every pixel the names are
+/// PipeWire's: the order of the bytes in memory.
+enum class PixelFormat { yuy2, nv12, i420, bgrx, rgbx, bgr, rgb, mjpeg };
+
+/// Bytes of a pixel where all of them lie in one plane; 0 for the other encodings.
+[[nodiscard]] constexpr int pixelBytes(PixelFormat pixels) {
+  switch (pixels) {
+    case PixelFormat::yuy2:
+      return 2;
+    case PixelFormat::bgrx:
+    case PixelFormat::rgbx:
+      return 4;
+    case PixelFormat::bgr:
+    case PixelFormat::rgb:
+      return 3;
+    default:
+      return 0;
+  }
+}
 
 /// What a stream has agreed to deliver; sizes in pixels.
 struct VideoFormat {

@@ -74,6 +74,13 @@ TEST(BufferCheck, FindsThePlanesOrRefuses) {
       {"a byte of NV12 short", false, intact, PixelFormat::nv12, planarBytes - 1, width},
       {"I420", true, intact, PixelFormat::i420, planarBytes, width},
       {"a byte of I420 short", false, intact, PixelFormat::i420, planarBytes - 1, width},
+      {"BGRx", true, intact, PixelFormat::bgrx, width * height * 4, width * 4},
+      {"a byte of BGRx short", false, intact, PixelFormat::bgrx, width * height * 4 - 1, width * 4},
+      {"BGRx with rows of RGB", false, intact, PixelFormat::bgrx, width * height * 4, width * 3},
+      {"RGB without a stride", true, intact, PixelFormat::rgb, width * height * 3, 0},
+      {"padded RGB", true, intact, PixelFormat::rgb, (width * 3 + 4) * height - 4, width * 3 + 4},
+      {"a byte of padded RGB short", false, intact, PixelFormat::rgb, (width * 3 + 4) * height - 5,
+       width * 3 + 4},
       {"planes in blocks of their own", true, [](TestBuffer& b) { b.addChroma(); }, PixelFormat::i420,
        width * height, width},
       {"a byte of one short", false,
@@ -132,6 +139,8 @@ TEST(FrameConverter, KeepsWhatALargerPictureShowsInTheMiddle) {
       {{PixelFormat::i420, 1280, 720}, 0, 960, 720},
       {{PixelFormat::mjpeg, 1280, 720}, 0, 960, 720},
       {{PixelFormat::mjpeg, 1920, 1080}, 0, 720, 540},  // decoded at half its size
+      {{PixelFormat::bgrx, 1280, 720}, 64, 960, 720},
+      {{PixelFormat::rgb, 1366, 768}, 2, 1024, 768},
       {{yuy2, 720, 1280}, 0, 720, 540},
       {{PixelFormat::nv12, 1366, 768}, 0, 1024, 768},  // begins at an odd column
       {{yuy2, 2560, 1440}, 0, 0, 0},                   // more than anybody needs

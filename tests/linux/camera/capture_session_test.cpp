@@ -128,7 +128,8 @@ TEST_F(CaptureTest, EveryFormatShowsItsColours) {
   const Mode modes[] = {{Format::yuy2, 640, 480},  {Format::nv12, 640, 480}, {Format::i420, 640, 480},
                         {Format::mjpeg, 640, 480}, {Format::yuy2, 320, 240}, {Format::mjpeg, 1280, 960},
                         {Format::yuy2, 1280, 720}, {Format::nv12, 640, 360}, {Format::mjpeg, 1920, 1080},
-                        {Format::yuy2, 480, 640}};
+                        {Format::yuy2, 480, 640},  {Format::bgrx, 640, 480}, {Format::rgbx, 640, 480},
+                        {Format::bgr, 640, 480},   {Format::rgb, 1280, 720}};
   for (const auto& [format, width, height, fps] : modes) {
     SCOPED_TRACE(testing::Message() << static_cast<int>(format) << " at " << width << "x" << height);
     const auto picture = shades(width, height);
@@ -158,6 +159,7 @@ TEST_F(CaptureTest, TheBestModeIsAgreedOn) {
   const Mode largeMjpeg{Format::mjpeg, 1280, 720, 30};
   const Mode huge{Format::nv12, 1920, 1080, 30};
   const Mode odd{Format::i420, 720, 576, 25};
+  const Mode software{Format::rgbx, 640, 480, 30};
   const std::vector<std::pair<std::vector<Mode>, Mode>> cases{
       {{usual, usualMjpeg, huge, large30}, large30},  // more pixels, which cost little
       {{large, usualMjpeg, usual}, usual},            // a fluent picture before more pixels
@@ -166,6 +168,8 @@ TEST_F(CaptureTest, TheBestModeIsAgreedOn) {
       {{huge, largeMjpeg, slow}, slow},               // the right size before a fluent picture
       {{huge, large, largeMjpeg}, largeMjpeg},
       {{odd}, odd},
+      {{software}, software},
+      {{usualMjpeg, software}, software},
   };
   for (const auto& [modes, best] : cases) {
     VirtualCamera camera({.modes = modes});
