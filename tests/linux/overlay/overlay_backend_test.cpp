@@ -503,6 +503,73 @@ TEST_F(X11OverlayTest, ACoverThatIsHeldIsNotRaised) {
   EXPECT_TRUE(eventuallyColor(probe, coverColor));
 }
 
+/// An unmanaged window that fills both screens in one colour, as that of a locker; it is raised above others
+/// when it is made.
+class FullScreenWindow {
+ public:
+  static constexpr QRgb color = 0xFF3366CC;
+
+  FullScreenWindow(std::string_view windowClass, bool grabs) : connection_(xcb_connect(nullptr, nullptr)) {
+    const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data;
+    const xcb_window_t window = xcb_generate_id(connection_);
+    const std::array<std::uint32_t, 2> values{color & 0xFFFFFFU, 1};
+    xcb_create_window(connection_, XCB_COPY_FROM_PARENT, window, screen->root, 0, 0, screen->width_in_pixels,
+                      screen->height_in_pixels, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                      XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values.data());
+    xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
+                        static_cast<std::uint32_t>(windowClass.size()), windowClass.data());
+    if (grabs)
+      xcb_grab_keyboard(connection_, 1, screen->root, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC,
+                        XCB_GRAB_MODE_ASYNC);
+    xcb_map_window(connection_, window);
+    xcb_flush(connection_);
+  }
+  ~FullScreenWindow() { xcb_disconnect(connection_); }
+  FullScreenWindow(const FullScreenWindow&) = delete;
+  FullScreenWindow& operator=(const FullScreenWindow&) = delete;
+
+ private:
+  xcb_connection_t* connection_;
+};
+
+TEST_F(X11OverlayTest, StaysBelowALockerOnly) {
+  using namespace std::string_view_literals;
+  const struct {
+    std::string_view windowClass;
+    bool grabs;
+    bool staysAbove;
+  } cases[] = {
+      {"game\0Game\0"sv, false, false}, {"game\0Game\0"sv, true, true}, {"i3lock\0i3lock\0"sv, false, true}};
+  for (const auto& [windowClass, grabs, staysAbove] : cases) {
+    SCOPED_TRACE(testing::Message() << windowClass << (grabs ? " grabs" : ""));
+    for (const bool isFirst : {false, true}) {
+      std::unique_ptr<FullScreenWindow> window;
+      if (isFirst) window = std::make_unique<FullScreenWindow>(windowClass, grabs);
+      cover(nominalScene);
+      if (!isFirst) {
+        ASSERT_TRUE(eventuallyStriped());
+        window = std::make_unique<FullScreenWindow>(windowClass, grabs);
+      }
+      if (staysAbove) {
+        ASSERT_TRUE(eventuallyColor(probe, FullScreenWindow::color));
+        surface->present(alertScene);
+        const auto rival = desktop.spawn("xev", {"-geometry", "300x200+500+300", "-name", "rival"});
+        desktop.run("xdotool", {"search", "--sync", "--onlyvisible", "--name", "rival", "windowraise"});
+        desktop.run("xdotool", {"search", "--name", "rival", "windowmove", "300", "200"});
+        runFor(300);
+        EXPECT_EQ(screenshot().pixel(probe), FullScreenWindow::color);
+        EXPECT_EQ(screenshot().pixel(onBanner), FullScreenWindow::color);
+        surface->present(nominalScene);
+      } else {
+        EXPECT_TRUE(eventually([&] { return screenshot().pixel(probe) != FullScreenWindow::color; }));
+      }
+      window.reset();
+      EXPECT_TRUE(eventuallyStriped());
+      surface.reset();
+    }
+  }
+}
+
 TEST_F(X11OverlayTest, ScaleOfTheDesktopIsFollowed) {
   cover(nominalScene);
   ASSERT_TRUE(eventuallyStriped());

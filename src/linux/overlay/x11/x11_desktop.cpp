@@ -376,6 +376,12 @@ void X11Desktop::observe() {
   readMonitors();
 }
 
+bool X11Desktop::isOurs(xcb_window_t window) const {
+  // Every resource of this connection bears its base.
+  const auto* setup = xcb_get_setup(get());
+  return (window & ~setup->resource_id_mask) == setup->resource_id_base;
+}
+
 bool X11Desktop::blendsWindows() const {
   return compositor_->isRunning() && translucent_;
 }

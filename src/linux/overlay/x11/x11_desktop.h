@@ -84,6 +84,8 @@ class X11Desktop {
 
   [[nodiscard]] xcb_connection_t* get() const { return connection_->get(); }
   [[nodiscard]] xcb_window_t root() const { return connection_->root(); }
+  /// Windows that are already gone are known, too.
+  [[nodiscard]] bool isOurs(xcb_window_t window) const;
   /// The server's number of a name that is in the list of those that the overlay uses.
   [[nodiscard]] xcb_atom_t atom(std::string_view name) const { return atoms_.at(name); }
   /// 32 bits with alpha; empty where the server has none.

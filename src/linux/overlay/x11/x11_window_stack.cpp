@@ -3,7 +3,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <span>
+#include <string_view>
 #include <utility>
 
 #include "linux/overlay/x11/x11_desktop.h"
@@ -16,10 +19,11 @@ namespace {
 constexpr std::chrono::milliseconds settleTime{15};
 constexpr std::chrono::milliseconds leastRaiseInterval{100};
 
-// The window that may have come above ours, or none.
+// The window that may have come above ours or has gone, or none.
 xcb_window_t restackedWindow(const xcb_generic_event_t& event) {
   switch (event.response_type & 0x7FU) {
     case XCB_MAP_NOTIFY:
+    case XCB_UNMAP_NOTIFY:
     case XCB_CONFIGURE_NOTIFY:
     case XCB_CIRCULATE_NOTIFY:
     case XCB_REPARENT_NOTIFY:
@@ -29,13 +33,112 @@ xcb_window_t restackedWindow(const xcb_generic_event_t& event) {
   }
 }
 
+// Of lockers that open their window before they grab the keyboard, or let go of it for a moment; as in the
+// second part of WM_CLASS.
+constexpr std::array<std::string_view, 4> lockerClasses{"i3lock", "xsecurelock", "XScreenSaver", "XLock"};
+
+bool isOfLocker(const xcb_get_property_reply_t& windowClass) {
+  const std::string_view parts(static_cast<const char*>(xcb_get_property_value(&windowClass)),
+                               static_cast<std::size_t>(xcb_get_property_value_length(&windowClass)));
+  const std::string_view second = parts.substr(std::min(parts.find('\0'), parts.size() - 1) + 1);
+  return std::ranges::find(lockerClasses, second.substr(0, second.find('\0'))) != lockerClasses.end();
+}
+
 }  // namespace
+
+void X11Lockers::begin() {
+  unmanaged_.clear();
+  xcb_connection_t* connection = desktop_.get();
+  const auto tree =
+      adopt(xcb_query_tree_reply(connection, xcb_query_tree(connection, desktop_.root()), nullptr));
+  if (!tree) return;
+  std::vector<std::pair<xcb_window_t, xcb_get_window_attributes_cookie_t>> asked;
+  const std::span windows(xcb_query_tree_children(tree.get()),
+                          static_cast<std::size_t>(xcb_query_tree_children_length(tree.get())));
+  for (const xcb_window_t window : windows)
+    asked.emplace_back(window, xcb_get_window_attributes(connection, window));
+  for (const auto& [window, cookie] : asked) {
+    const auto is = adopt(xcb_get_window_attributes_reply(connection, cookie, nullptr));
+    if (is && is->override_redirect != 0 && is->map_state == XCB_MAP_STATE_VIEWABLE &&
+        !desktop_.isOurs(window))
+      unmanaged_.insert(window);
+  }
+}
+
+void X11Lockers::handle(const xcb_generic_event_t& event) {
+  const auto type = event.response_type & 0x7FU;
+  if (type == XCB_MAP_NOTIFY) {
+    const auto& mapped = reinterpret_cast<const xcb_map_notify_event_t&>(event);
+    if (mapped.override_redirect != 0) unmanaged_.insert(mapped.window);
+  } else if (type == XCB_UNMAP_NOTIFY) {
+    unmanaged_.erase(reinterpret_cast<const xcb_unmap_notify_event_t&>(event).window);
+  }
+}
+
+xcb_window_t X11Lockers::undermost() const {
+  if (unmanaged_.empty()) return XCB_NONE;
+  xcb_connection_t* connection = desktop_.get();
+  struct Asked {
+    xcb_window_t window;
+    xcb_get_geometry_cookie_t place;
+    xcb_get_property_cookie_t windowClass;
+  };
+  std::vector<Asked> asked;
+  for (const xcb_window_t window : unmanaged_) {
+    constexpr std::uint32_t mostWords = 64;
+    asked.push_back(
+        {window, xcb_get_geometry(connection, window),
+         xcb_get_property(connection, 0, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, mostWords)});
+  }
+  std::set<xcb_window_t> found;
+  std::set<xcb_window_t> unnamed;  // full-screen windows of somebody
+  for (const Asked& one : asked) {
+    const auto place = adopt(xcb_get_geometry_reply(connection, one.place, nullptr));
+    const auto windowClass = adopt(xcb_get_property_reply(connection, one.windowClass, nullptr));
+    if (!place || !windowClass || !fillsMonitor(*place)) continue;
+    (isOfLocker(*windowClass) ? found : unnamed).insert(one.window);
+  }
+  if (!unnamed.empty() && keyboardIsGrabbed()) found.merge(unnamed);
+  if (found.size() < 2) return found.empty() ? xcb_window_t{XCB_NONE} : *found.begin();
+  const auto tree =
+      adopt(xcb_query_tree_reply(connection, xcb_query_tree(connection, desktop_.root()), nullptr));
+  if (!tree) return *found.begin();
+  const std::span upwards(xcb_query_tree_children(tree.get()),
+                          static_cast<std::size_t>(xcb_query_tree_children_length(tree.get())));
+  const auto first =
+      std::ranges::find_if(upwards, [&](xcb_window_t window) { return found.contains(window); });
+  return first == upwards.end() ? xcb_window_t{XCB_NONE} : *first;
+}
+
+bool X11Lockers::fillsMonitor(const xcb_get_geometry_reply_t& place) const {
+  return std::ranges::any_of(desktop_.monitors(), [&](const X11Monitor& monitor) {
+    const Rect& pixels = monitor.pixels;
+    return place.x <= pixels.x && place.y <= pixels.y && place.x + place.width >= pixels.x + pixels.width &&
+           place.y + place.height >= pixels.y + pixels.height;
+  });
+}
+
+/// Nobody tells who has grabbed it, but a grab of ours then fails. It lasts for no key, and no locker that
+/// comes at this moment sees it: the server does nothing else in between.
+bool X11Lockers::keyboardIsGrabbed() const {
+  xcb_connection_t* connection = desktop_.get();
+  xcb_grab_server(connection);
+  const auto cookie = xcb_grab_keyboard(connection, 0, desktop_.root(), XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC,
+                                        XCB_GRAB_MODE_ASYNC);
+  xcb_ungrab_keyboard(connection, XCB_CURRENT_TIME);
+  xcb_ungrab_server(connection);
+  const auto reply = adopt(xcb_grab_keyboard_reply(connection, cookie, nullptr));
+  return reply &&
+         (reply->status == XCB_GRAB_STATUS_ALREADY_GRABBED || reply->status == XCB_GRAB_STATUS_FROZEN);
+}
 
 void X11WindowStack::add(xcb_window_t window, X11Layer layer) {
   const auto above =
       std::ranges::find_if(entries_, [layer](const Entry& entry) { return entry.layer > layer; });
   entries_.insert(above, {window, layer});
-  if (entries_.size() == 1) desktop_.setWatchful(true);
+  if (entries_.size() > 1) return;
+  desktop_.setWatchful(true);
+  lockers_.begin();
 }
 
 void X11WindowStack::remove(xcb_window_t window) {
@@ -61,7 +164,7 @@ void X11WindowStack::setHeld(bool held) {
 void X11WindowStack::raise() {
   timer_.reset();
   lastRaise_ = SteadyClock::now();
-  xcb_window_t above = XCB_NONE;
+  xcb_window_t above = lockers_.undermost();
   std::for_each(entries_.rbegin(), entries_.rend(), [&](const Entry& entry) {
     if (above == XCB_NONE) {
       const std::uint32_t mode = XCB_STACK_MODE_ABOVE;
@@ -77,14 +180,10 @@ void X11WindowStack::raise() {
 
 void X11WindowStack::handle(const xcb_generic_event_t& event) {
   const xcb_window_t window = restackedWindow(event);
-  if (window == XCB_NONE || window == desktop_.root() || isOurs(window)) return;
-  raiseSoon();
-}
-
-bool X11WindowStack::isOurs(xcb_window_t window) const {
-  // Every resource of this connection bears its base: windows that are already gone are known, too.
-  const auto* setup = xcb_get_setup(desktop_.get());
-  return (window & ~setup->resource_id_mask) == setup->resource_id_base;
+  if (window == XCB_NONE || window == desktop_.root() || desktop_.isOurs(window)) return;
+  lockers_.handle(event);
+  // When a locker goes there is nothing to raise: nobody has come between it and our windows.
+  if ((event.response_type & 0x7FU) != XCB_UNMAP_NOTIFY) raiseSoon();
 }
 
 void X11WindowStack::raiseSoon() {

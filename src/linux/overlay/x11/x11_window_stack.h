@@ -4,6 +4,7 @@
 #include <chrono>
 #include <functional>
 #include <map>
+#include <set>
 #include <vector>
 
 #include <xcb/xcb.h>
@@ -19,7 +20,30 @@ class X11Desktop;
 /// What lies over what, bottom to top.
 enum class X11Layer { scene, tint, notice, picture, cover, coverPanel };
 
-/// Keeps our windows above all others and in the order of their layers.
+/// Knows the windows of screen lockers that tell nobody that they lock. Theirs, like ours, is not managed: it
+/// fills a monitor, and bears a locker's name or stands there while a program has grabbed the keyboard. Main
+/// thread.
+class X11Lockers {
+ public:
+  explicit X11Lockers(const X11Desktop& desktop) : desktop_(desktop) {}
+
+  /// Finds the windows that are there; what `handle` gets tells of the others. Waits for the server's answer.
+  void begin();
+  /// Any event of the root window's substructure, save those of our own windows.
+  void handle(const xcb_generic_event_t& event);
+  /// The undermost window of a locker, or none. Waits for the server's answer, where windows may be one.
+  [[nodiscard]] xcb_window_t undermost() const;
+
+ private:
+  [[nodiscard]] bool fillsMonitor(const xcb_get_geometry_reply_t& place) const;
+  [[nodiscard]] bool keyboardIsGrabbed() const;
+
+  const X11Desktop& desktop_;
+  std::set<xcb_window_t> unmanaged_;  // that are mapped: menus and the like, too
+};
+
+/// Keeps our windows above all others and in the order of their layers, but below a screen locker: who sees
+/// these windows while a locker covers the screen looks past it.
 ///
 /// No window manager knows these windows, so nothing keeps them on top but we: when a foreign window is
 /// mapped, moved or restacked, ours are raised once, a moment later, and not more than ten times a second,
@@ -27,7 +51,7 @@ enum class X11Layer { scene, tint, notice, picture, cover, coverPanel };
 class X11WindowStack {
  public:
   /// The desktop is watchful from the first window until the last has gone.
-  X11WindowStack(X11Desktop& desktop, MainLoop& loop) : desktop_(desktop), loop_(loop) {}
+  X11WindowStack(X11Desktop& desktop, MainLoop& loop) : desktop_(desktop), loop_(loop), lockers_(desktop) {}
 
   void add(xcb_window_t window, X11Layer layer);
   void remove(xcb_window_t window);
@@ -48,12 +72,12 @@ class X11WindowStack {
   };
   using SteadyClock = std::chrono::steady_clock;
 
-  [[nodiscard]] bool isOurs(xcb_window_t window) const;
   void raise();
   void raiseSoon();
 
   X11Desktop& desktop_;
   MainLoop& loop_;
+  X11Lockers lockers_;
   std::vector<Entry> entries_;  // bottom to top
   bool held_ = false;
   SteadyClock::time_point lastRaise_;
