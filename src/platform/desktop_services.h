@@ -136,7 +136,8 @@ struct ShortcutGrant {
   bool operator==(const ShortcutGrant&) const = default;
 };
 
-/// The global shortcuts. Keys are only observed, never taken away from the program that has the focus.
+/// The global shortcuts. While one is observed, the program that has the focus does not get its keys, where
+/// the desktop can see to that.
 class KeyMonitor {
  public:
   virtual ~KeyMonitor() = default;

@@ -196,9 +196,7 @@ Registration DesktopKeyMonitor::observe(Shortcut shortcut, std::function<void()>
   return Registration([this, shortcut, weak = std::weak_ptr(observer)] {
     if (weak.expired()) return;
     of(shortcut).observer = nullptr;
-    if (std::ranges::any_of(observed_, [](const Observed& each) { return each.observer != nullptr; })) return;
-    x11_ = {};
-    hearsX11_ = false;
+    of(shortcut).x11 = {};
   });
 }
 
@@ -209,14 +207,14 @@ void DesktopKeyMonitor::begin(Shortcut shortcut) {
     portal->bind();
     return;
   }
-  if (std::exchange(hearsX11_, true)) return;
-  const auto tellPress = [loop = parts_.mainLoop, weak = std::weak_ptr(self_)](X11KeyMonitor::Letter letter) {
-    loop->post([weak, letter] {
-      const auto self = weak.lock();
-      if (self) (*self)->pressed(letter == X11KeyMonitor::Letter::v ? Shortcut::cover : Shortcut::toggle);
+  const auto tellPress = [loop = parts_.mainLoop, weak = std::weak_ptr(self_), shortcut] {
+    loop->post([weak, shortcut] {
+      if (const auto self = weak.lock()) (*self)->pressed(shortcut);
     });
   };
-  x11_ = {parts_.displays, [tellPress] { return std::make_unique<X11KeyMonitor>(tellPress); }};
+  const auto letter = shortcut == Shortcut::cover ? X11KeyMonitor::Letter::v : X11KeyMonitor::Letter::c;
+  of(shortcut).x11 = {parts_.displays,
+                      [letter, tellPress] { return std::make_unique<X11KeyMonitor>(letter, tellPress); }};
 }
 
 void DesktopKeyMonitor::setGrant(Shortcut shortcut, ShortcutGrant grant) {

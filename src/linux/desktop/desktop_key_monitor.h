@@ -45,6 +45,7 @@ class DesktopKeyMonitor final : public KeyMonitor {
     ShortcutGrant grant{};
     std::shared_ptr<const std::function<void()>> observer;  // whose registration holds it weakly
     std::unique_ptr<Portal> portal;                         // once wanted
+    ThreadBound<X11KeyMonitor> x11;                         // while observed
   };
 
   [[nodiscard]] Observed& of(Shortcut shortcut) { return observed_[static_cast<std::size_t>(shortcut)]; }
@@ -58,8 +59,6 @@ class DesktopKeyMonitor final : public KeyMonitor {
   const Parts parts_;
   const bool onX11_;
   std::shared_ptr<DesktopKeyMonitor*> self_ = std::make_shared<DesktopKeyMonitor*>(this);
-  ThreadBound<X11KeyMonitor> x11_;  // while one is observed
-  bool hearsX11_ = false;
   std::array<Observed, 2> observed_;
 };
 

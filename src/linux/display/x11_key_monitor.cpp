@@ -8,6 +8,7 @@
 #include <span>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 // The X library's C header of the keyboard extension has a field with the name of a C++ keyword.
 #define explicit explicit_
@@ -22,6 +23,8 @@ namespace {
 constexpr std::array<xcb_keysym_t, 2> smallLetters{0x63, 0x76};  // c, v
 constexpr xcb_keysym_t leftSuper = 0xffeb;
 constexpr xcb_keysym_t rightSuper = 0xffec;
+constexpr xcb_keysym_t numLock = 0xff7f;
+constexpr xcb_keysym_t scrollLock = 0xff14;
 
 /// Where they are on the keys of an ordinary keyboard, for layouts without the letter (evdev codes 46 and 47
 /// plus 8).
@@ -56,8 +59,10 @@ bool X11KeyMonitor::isPossible() {
   return server && canTellKeys(*server);
 }
 
-X11KeyMonitor::X11KeyMonitor(std::function<void(Letter)> pressed)
-    : pressed_(std::move(pressed)), server_(X11Connection::open()) {
+X11KeyMonitor::X11KeyMonitor(Letter letter, std::function<void()> pressed)
+    : letter_(static_cast<std::size_t>(letter)),
+      pressed_(std::move(pressed)),
+      server_(X11Connection::open()) {
   if (!server_ || !canTellKeys(*server_)) {
     server_.reset();
     return;
@@ -95,6 +100,7 @@ void X11KeyMonitor::keyboardChanged() {
     modifiers_ = state->mods;
     group_ = state->group;
   }
+  grabKeys();
 }
 
 /// Waits for the server's answer.
@@ -113,25 +119,55 @@ void X11KeyMonitor::readKeys() {
                           static_cast<std::size_t>(xcb_get_keyboard_mapping_keysyms_length(keys.get())));
   const std::size_t perKey = keys->keysyms_per_keycode;
   std::set<xcb_keycode_t> superKeys;
+  std::set<xcb_keycode_t> lockKeys;
   carrying_ = {};
   for (std::size_t i = 0; i < symbols.size(); ++i) {
     const auto keycode = static_cast<xcb_keycode_t>(first + i / perKey);
     const std::size_t column = i % perKey;
     // Two columns (plain, shifted) for each layout.
-    const auto letter = std::ranges::find(smallLetters, symbols[i]);
-    if (letter != smallLetters.end() && column % 2 == 0 && column / 2 < groupCount)
-      carrying_[static_cast<std::size_t>(letter - smallLetters.begin())][column / 2].insert(keycode);
+    if (symbols[i] == smallLetters[letter_] && column % 2 == 0 && column / 2 < groupCount)
+      carrying_[column / 2].insert(keycode);
     if (symbols[i] == leftSuper || symbols[i] == rightSuper) superKeys.insert(keycode);
+    if (symbols[i] == numLock || symbols[i] == scrollLock) lockKeys.insert(keycode);
   }
 
   const std::span owners(xcb_get_modifier_mapping_keycodes(modifiers.get()),
                          static_cast<std::size_t>(xcb_get_modifier_mapping_keycodes_length(modifiers.get())));
   const std::size_t perModifier = owners.size() / modifierCount;
-  std::uint8_t mask = 0;
-  for (std::size_t i = 0; i < owners.size(); ++i) {
-    if (superKeys.contains(owners[i])) mask = static_cast<std::uint8_t>(mask | 1U << i / perModifier);
-  }
+  const auto maskOf = [&](const std::set<xcb_keycode_t>& wanted, unsigned mask) {
+    for (std::size_t i = 0; i < owners.size(); ++i) {
+      if (wanted.contains(owners[i])) mask |= 1U << i / perModifier;
+    }
+    return static_cast<std::uint8_t>(mask);
+  };
+  const std::uint8_t mask = maskOf(superKeys, 0);
   superMask_ = mask != 0 ? mask : static_cast<std::uint8_t>(XCB_MOD_MASK_4);
+  lockMask_ = maskOf(lockKeys, XCB_MOD_MASK_LOCK);
+}
+
+/// In place of what was grabbed before. Raw events tell of a press even so: they come before the grab begins.
+void X11KeyMonitor::grabKeys() {
+  xcb_connection_t* connection = server_->get();
+  std::vector<xcb_void_cookie_t> cookies;
+  auto screens = xcb_setup_roots_iterator(xcb_get_setup(connection));
+  for (; screens.rem > 0; xcb_screen_next(&screens)) {
+    const xcb_window_t root = screens.data->root;
+    xcb_ungrab_key(connection, XCB_GRAB_ANY, root, XCB_MOD_MASK_ANY);
+    for (const xcb_keycode_t key : carrying()) {
+      for (unsigned super = 1; super <= superMask_; super <<= 1U) {
+        if ((super & superMask_) == 0) continue;
+        // Every subset of the locks.
+        for (unsigned locks = lockMask_;; locks = (locks - 1) & lockMask_) {
+          const auto modifiers = static_cast<std::uint16_t>(XCB_MOD_MASK_SHIFT | super | locks);
+          cookies.push_back(xcb_grab_key_checked(connection, 1, root, modifiers, key, XCB_GRAB_MODE_ASYNC,
+                                                 XCB_GRAB_MODE_ASYNC));
+          if (locks == 0) break;
+        }
+      }
+    }
+  }
+  // Refused are those that another program has grabbed.
+  for (const auto& cookie : cookies) adopt(xcb_request_check(connection, cookie));
 }
 
 /// Further modifiers do not matter.
@@ -139,13 +175,12 @@ bool X11KeyMonitor::isModified() const {
   return (modifiers_ & XCB_MOD_MASK_SHIFT) != 0 && (modifiers_ & superMask_) != 0;
 }
 
-bool X11KeyMonitor::carries(std::size_t letter, std::uint32_t keycode) const {
+/// The keys that count under the present layout.
+std::set<xcb_keycode_t> X11KeyMonitor::carrying() const {
   // A layout without the letter (Greek, Cyrillic) stands beside one that has it.
-  const auto& groups = carrying_[letter];
-  const auto& active = groups[std::min<std::size_t>(group_, groupCount - 1)];
-  const auto& keys = active.empty() ? groups[0] : active;
-  return keys.empty() ? keycode == usualKeys[letter]
-                      : keycode <= 0xff && keys.contains(static_cast<xcb_keycode_t>(keycode));
+  const auto& active = carrying_[std::min<std::size_t>(group_, groupCount - 1)];
+  const auto& keys = active.empty() ? carrying_[0] : active;
+  return keys.empty() ? std::set{usualKeys[letter_]} : keys;
 }
 
 void X11KeyMonitor::handle(const xcb_generic_event_t& event) {
@@ -154,16 +189,14 @@ void X11KeyMonitor::handle(const xcb_generic_event_t& event) {
     const auto key = as<xcb_input_raw_key_press_event_t>(event);
     if (key.extension != inputOpcode_ || key.event_type != XCB_INPUT_RAW_KEY_PRESS) return;
     if ((key.flags & XCB_INPUT_KEY_EVENT_FLAGS_KEY_REPEAT) != 0) return;
-    if (!isModified()) return;
-    for (const Letter letter : {Letter::c, Letter::v}) {
-      if (carries(static_cast<std::size_t>(letter), key.detail)) pressed_(letter);
-    }
+    if (isModified() && key.detail <= 0xff && carrying().contains(static_cast<xcb_keycode_t>(key.detail)))
+      pressed_();
   } else if (type == keyboardEvent_) {
     // All events of the keyboard extension share one number; the second byte tells them apart.
     const auto state = as<xcb_xkb_state_notify_event_t>(event);
     if (state.xkbType == XCB_XKB_STATE_NOTIFY) {
       modifiers_ = state.mods;
-      group_ = state.group;
+      if (std::exchange(group_, state.group) != state.group) grabKeys();
     } else {
       keyboardChanged();
     }

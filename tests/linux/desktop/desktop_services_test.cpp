@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <xcb/xcb.h>
+
+#include <QByteArray>
 #include <QDBusArgument>
 #include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QDBusVariant>
+#include <algorithm>
 #include <cstdlib>
 #include <tuple>
 
@@ -443,6 +447,65 @@ TEST_F(KeyMonitorTest, ObservesTheShortcutOnX11) {
   EXPECT_TRUE(runUntil([&] { return presses >= before + 2; }));
   EXPECT_EQ(presses, before + 2);
   desktop.run("setxkbmap", {"us"});
+}
+
+/// What reaches the program that has the focus.
+TEST_F(KeyMonitorTest, TakesItsKeysFromOthersUnlessTheyHaveGrabbedThem) {
+  const auto other = desktop.spawn("stdbuf", {"-oL", "xev", "-event", "keyboard", "-name", "other"});
+  desktop.run("xdotool", {"search", "--sync", "--onlyvisible", "--name", "other", "windowfocus", "--sync"});
+  const auto typed = [&](const char* letter) {
+    const auto lines = QByteArray::fromStdString(other.output()).split('\n');
+    return std::ranges::count_if(lines, [&](const QByteArray& line) {
+      return line.contains(QByteArray(", ") + letter + "), same_screen");
+    });
+  };
+  // By its press; Shift is let go before the letter. A last key shows that all before have arrived.
+  int markers = 0;
+  const auto typedAfter = [&](const char* keys, const char* letter) {
+    const auto before = typed(letter);
+    press(keys);
+    press("F5");
+    ++markers;
+    EXPECT_TRUE(runUntil([&] { return typed("F5") == 2 * markers; }));
+    return typed(letter) - before;
+  };
+  const auto keys = monitor();
+  EXPECT_EQ(typedAfter("super+shift+c", "C"), 1) << "nobody observes";
+  Registration observing = keys->observe(Shortcut::toggle, [&] { ++presses; });
+  ASSERT_TRUE(runUntil([&] { return typedAfter("super+shift+c", "C") == 0; }));
+  for (const char* lock : {"Caps_Lock", "Num_Lock"}) {
+    press(lock);
+    const int before = presses;
+    EXPECT_EQ(typedAfter("super+shift+c", "C") + typedAfter("super+shift+c", "c"), 0) << lock;
+    EXPECT_TRUE(runUntil([&] { return presses == before + 2; })) << lock;
+    press(lock);
+  }
+  EXPECT_EQ(typedAfter("shift+c", "C"), 1) << "another key";
+  EXPECT_EQ(typedAfter("super+shift+v", "V"), 1) << "the shortcut that nobody observes";
+  desktop.run("setxkbmap", {"us", "-variant", "dvorak"});
+  ASSERT_TRUE(runUntil([&] { return typedAfter("super+shift+c", "C") == 0; }));
+  desktop.run("setxkbmap", {"us"});
+  observing.reset();
+  ASSERT_TRUE(runUntil([&] { return typedAfter("super+shift+c", "C") == 1; })) << "given back";
+
+  // Somebody has the keys already: both hear of a press.
+  const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> rival(xcb_connect(nullptr, nullptr),
+                                                                           &xcb_disconnect);
+  const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(rival.get())).data->root;
+  constexpr xcb_keycode_t keyOfC = 54;
+  xcb_grab_key(rival.get(), 1, root, XCB_MOD_MASK_ANY, keyOfC, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+  std::free(xcb_get_input_focus_reply(rival.get(), xcb_get_input_focus(rival.get()), nullptr));
+  observing = keys->observe(Shortcut::toggle, [&] { ++presses; });
+  presses = 0;
+  int rivalPresses = 0;
+  ASSERT_TRUE(runUntil([&] {
+    if (presses == 0) press("super+shift+c");
+    while (xcb_generic_event_t* event = xcb_poll_for_event(rival.get())) {
+      if ((event->response_type & 0x7FU) == XCB_KEY_PRESS) ++rivalPresses;
+      std::free(event);
+    }
+    return presses > 0 && rivalPresses > 0;
+  }));
 }
 
 TEST_F(KeyMonitorTest, BindsAtThePortalOnceAndHearsItsActivations) {
