@@ -151,6 +151,11 @@ void CameraControl::sessionChanged(SessionEvent event) {
 
 void CameraControl::update() {
   const bool wanted = !wishes_.empty() && rests_.empty();
+  if (!wanted) {
+    devices_.reset();
+  } else if (!devices_) {
+    devices_ = uses_.captureSession->observeDevices();
+  }
   if (wanted && camera_ == Camera::closed) open();
   if (!wanted) close();
   uses_.sessionEvents->setResting(rest() == Rest::userPaused || rest() == Rest::screenShared ||

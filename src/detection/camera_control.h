@@ -164,6 +164,7 @@ class CameraControl : public std::enable_shared_from_this<CameraControl> {
   Registration interrupted_;
   Registration interruptionEnded_;
   Registration devicesChanged_;
+  Registration devices_;  // observed while the camera is to be open
 };
 
 }  // namespace sentrel

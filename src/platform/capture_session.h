@@ -14,6 +14,7 @@
 
 #include "support/frame.h"
 #include "support/published.h"
+#include "support/registration.h"
 
 namespace sentrel {
 
@@ -68,8 +69,11 @@ class CaptureSession {
   /// Asks the person where the status is not determined; the answer comes on the main thread. Main thread.
   virtual void requestAccess(std::function<void(bool granted)> answer) = 0;
 
-  /// Waits for the first listing of devices, at most `timeout`; from then on it answers at once. Where this
-  /// process has never seen a camera it says why: `noService`, or none is connected. Camera queue.
+  /// Keeps `devices` up to date until the registration ends. Without one, and while the session is not open,
+  /// it may be empty, and nobody is told of changes. Several may be held. Any thread.
+  [[nodiscard]] virtual Registration observeDevices() = 0;
+  /// Waits for a listing of devices, at most `timeout`; where one is kept up to date it answers at once.
+  /// Where this process has never seen a camera it says why: `noService`, or none is connected. Camera queue.
   [[nodiscard]] virtual std::optional<CaptureError> awaitDevices(std::chrono::milliseconds timeout) = 0;
   /// Every camera on offer. Any thread.
   [[nodiscard]] virtual std::vector<CameraDevice> devices() const = 0;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "support/published.h"
+#include "support/registration.h"
 
 namespace sentrel {
 
@@ -23,6 +24,9 @@ struct ScreenRead {
 class ScreenReads {
  public:
   virtual ~ScreenReads() = default;
+  /// Keeps `screenReads` up to date until the registration ends; without one it may be empty. Several may be
+  /// held.
+  [[nodiscard]] virtual Registration observe() = 0;
   /// In order, each pair once, at most 256; none while nobody can tell. Main thread.
   [[nodiscard]] virtual const Published<std::vector<ScreenRead>>& screenReads() const = 0;
 };

@@ -81,15 +81,15 @@ void Relaxations::sendGuestsAway() {
 // Protection goes on and off, the camera opens and closes.
 
 void Relaxations::begin() {
-  ScreenSharing& sharing = *uses_.platform.screenSharing;
-  observed_.push_back(sharing.observe());
-  observed_.push_back(sharing.isShared().subscribe([this](bool) { applySharing(); }));
+  observed_.push_back(uses_.platform.screenSharing->isShared().subscribe([this](bool) { applySharing(); }));
   observed_.push_back(uses_.settingsRepo->options.subscribe([this](const auto& options) {
     filter.rules.farthestCm = options.watchUpToCm;
     filter.rules.alertAfterMs = options.alertAfterMs;
     filter.rules.onlyFacing = options.onlyFacing;
     applySharing();
   }));
+  away_ = false;
+  watchSharing();
   // Another camera sees other places.
   cameraID_ = uses_.settingsRepo->settings.get().selectedCameraID;
   observed_.push_back(uses_.settingsRepo->settings.onChange([this](const FilterSettings& settings) {
@@ -120,6 +120,17 @@ void Relaxations::applySharing() {
   } else if (wanted != WhenShared::changeNothing && !std::exchange(toldSharing_, true)) {
     tellSharing();
   }
+  watchSharing();
+}
+
+/// While the person is away no sharing is looked for; one that goes on is followed to its end.
+void Relaxations::watchSharing() {
+  ScreenSharing& sharing = *uses_.platform.screenSharing;
+  if (observed_.empty() || (away_ && !sharing.isShared())) {
+    sharing_.reset();
+  } else if (!sharing_) {
+    sharing_ = sharing.observe();
+  }
 }
 
 void Relaxations::tellSharing() {
@@ -135,6 +146,8 @@ void Relaxations::follow(const CameraControl::Status& status) {
   using Kind = CameraControl::Status::Kind;
   using Rest = CameraControl::Rest;
   const bool rests = status.kind == Kind::resting;
+  away_ = rests && status.rest == Rest::away;
+  watchSharing();
   if (refusesGuests()) sendGuestsAway();
   // What was seen before may have been seen by another camera.
   if (status.kind != Kind::seeing) filter.beginAnew();
@@ -146,6 +159,7 @@ void Relaxations::follow(const CameraControl::Status& status) {
 
 void Relaxations::end() {
   observed_.clear();
+  sharing_.reset();
   toldSharing_ = false;
   isScreenShared_.assignIfChanged(false);
   uses_.platform.notifications->remove(sharingNotification);

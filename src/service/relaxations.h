@@ -67,6 +67,7 @@ class Relaxations {
 
  private:
   void applySharing();
+  void watchSharing();
   void tellSharing();
   void setPauseEnd(std::optional<std::int64_t> endMs);
   void forgetPause();
@@ -76,6 +77,8 @@ class Relaxations {
   Published<std::optional<Stay>> stay_;
   Published<bool> isScreenShared_;
   std::vector<Registration> observed_;
+  Registration sharing_;
+  bool away_ = false;
   std::optional<std::string> cameraID_;
   bool toldSharing_ = false;
   Registration pauseTimer_;

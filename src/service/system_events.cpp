@@ -10,6 +10,7 @@ constexpr std::int64_t batteryIntervalMs = 30'000;
 }  // namespace
 
 void SystemEvents::end() {
+  away_ = false;
   batteryTimer.reset();
   powerRegistration_.reset();
   pressed_ = nullptr;
@@ -45,12 +46,15 @@ void SystemEvents::observeShortcut() {
 }
 
 void SystemEvents::setAway(bool away) {
-  if (!pressed_ || away != static_cast<bool>(globalMonitor)) return;
+  if (std::exchange(away_, away) == away) return;
   if (away) {
+    batteryTimer.reset();
+    powerRegistration_.reset();
     globalMonitor.reset();
     updateShortcutHint();
   } else {
-    observeShortcut();
+    startBatteryMonitor();
+    if (pressed_) observeShortcut();
   }
 }
 

@@ -8,16 +8,18 @@
 
 namespace sentrel {
 
-/// Watches the battery and the shortcut while protection is on. A low battery closes the camera. Main thread.
+/// Watches the battery and the shortcut while protection is on and the person is there. A low battery closes
+/// the camera. Main thread.
 class SystemEvents {
  public:
   explicit SystemEvents(const ServiceDependencies& dependencies) : uses_(dependencies) {}
 
+  /// The first look at the battery is due after 30 s.
   void startBatteryMonitor();
   /// `pressed` is called in a turn of its own.
   void registerGlobalShortcut(std::function<void()> pressed);
-  /// Stops observing the shortcut until the person is back: what is typed while the screen is locked is a
-  /// password.
+  /// Stops both until the person is back: the camera is closed anyway, and what is typed while the screen is
+  /// locked is a password.
   void setAway(bool away);
   /// Ends both.
   void end();
@@ -28,6 +30,7 @@ class SystemEvents {
   void updateShortcutHint();
 
   const ServiceDependencies& uses_;
+  bool away_ = false;
   Registration batteryTimer;
   Registration powerRegistration_;
   std::function<void()> pressed_;  // while the shortcut is registered

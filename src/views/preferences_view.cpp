@@ -173,6 +173,7 @@ PreferencesView::PreferencesView(Parts parts)
   page_->setPage(content);
   columnIn(this, {}, 0, {page_});
 
+  listedRegistration_ = parts_.camera->session()->observeDevices();
   discoverCameras();
   showDraft();
   devicesRegistration_ = parts_.camera->session()->devicesChanged.connect([this] { discoverCameras(); });

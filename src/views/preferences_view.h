@@ -129,6 +129,7 @@ class PreferencesView : public FixedWindow {
   Registration settingsRegistration_;
   Registration optionsRegistration_;
   Registration ignoredRegistration_;
+  Registration listedRegistration_;
   Registration devicesRegistration_;
   Registration keysRegistration_;
   Registration coverKeysRegistration_;

@@ -381,7 +381,9 @@ struct ServiceStormTest : testing::Test, test::TestCore {
     const FilterState current = service->fsmState();
     const bool isWished = control->status().get().kind != CameraControl::Status::Kind::closed;
     EXPECT_EQ(desktop.session->observer.observerCount(), isWished ? 1U : 0U);
-    EXPECT_EQ(desktop.power->observer.observerCount(), active ? 1U : 0U);
+    EXPECT_EQ(desktop.power->observer.observerCount(), active && !isAway ? 1U : 0U);
+    EXPECT_TRUE(service->isSwitchedOn() || desktop.sharing->observer.observerCount() == 0);
+    EXPECT_EQ(*machine.session->observers, isWished && !control->rest() ? 1 : 0) << "of the cameras";
     EXPECT_EQ(desktop.keys->observer.observerCount(), active && !isAway ? 1U : 0U) << "a password";
     EXPECT_EQ(overlay->shortcutAvailable, active && !isAway);
     const ProtectionOptions& options = settings->options;
@@ -404,6 +406,7 @@ struct ServiceStormTest : testing::Test, test::TestCore {
                  !shown.contains("sentrel.shared"));
     EXPECT_FALSE(isShared && options.whenShared == WhenShared::pause && !control->rest());
     if (active) {
+      EXPECT_EQ(desktop.sharing->observer.observerCount(), !isAway || isShared ? 1U : 0U);
       EXPECT_TRUE(!isAway || current == FilterState::autoPaused(PauseReason::screenOff()));
       const auto rest = control->rest();
       const bool isPaused = rest == Rest::userPaused || rest == Rest::screenShared;

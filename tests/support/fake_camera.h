@@ -26,6 +26,7 @@ struct FakeCaptureSession final : CaptureSession {
   std::optional<CaptureRequest> request;  ///< the last one, unless that failed
   FrameDemand demand;
   std::function<void(const FrameRef&)> previewTap;
+  std::shared_ptr<int> observers = std::make_shared<int>(0);  ///< of the devices
 
   /// Whether the device is open: its light is on.
   [[nodiscard]] bool isOpen() const {
@@ -49,6 +50,10 @@ struct FakeCaptureSession final : CaptureSession {
     accessRequests.push_back(std::move(answer));
   }
 
+  [[nodiscard]] Registration observeDevices() override {
+    ++*observers;
+    return Registration([observers = observers] { --*observers; });
+  }
   [[nodiscard]] std::optional<CaptureError> awaitDevices(std::chrono::milliseconds) override {
     if (whileListing) whileListing();
     return seen || !cameras.empty() ? std::nullopt : std::optional(unseen);

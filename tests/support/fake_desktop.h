@@ -67,8 +67,11 @@ struct FakePowerSource final : PowerSource {
 
 struct FakeScreenSharing final : ScreenSharing {
   Published<bool> shared{false};
+  Signal<> observer;
 
-  [[nodiscard]] Registration observe() override { return {}; }
+  [[nodiscard]] Registration observe() override {
+    return observer.connect([] {});
+  }
   [[nodiscard]] const Published<bool>& isShared() const override { return shared; }
 };
 

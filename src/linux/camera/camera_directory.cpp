@@ -199,6 +199,10 @@ void CameraDirectory::detach() {
   nodes_.clear();
   binding_.reset();
   complete_ = false;
+  {
+    const std::lock_guard lock(mutex_);
+    firstOver_ = false;
+  }
   publish();
   publishReads(screenLinks_.clear());
 }
@@ -271,7 +275,7 @@ void CameraDirectory::publish() {
     }
     // Whoever may make nodes could fill the memory with names.
     while (seen_.size() > mostSeen) seen_.pop_front();
-    if (complete_ && !listing_.devices.empty()) firstOver_ = true;
+    if (complete_ && !seen_.empty()) firstOver_ = true;
   }
   arrived_.notify_all();
   if (differs) events_.devicesChanged();

@@ -72,8 +72,9 @@ class CameraDirectory {
   [[nodiscard]] std::string otherUserOf(const std::string& uniqueID) const;
   /// Among the last 64 that appeared.
   [[nodiscard]] bool hasSeen(const std::string& uniqueID) const;
-  /// Waits until the first complete listing that holds a camera, at most `timeout`; once that has happened,
-  /// or a wait has run out, it never waits again. Whether a camera was ever listed. Not the PipeWire loop.
+  /// Waits for a complete listing, and for a camera in it where none was ever listed, at most `timeout`. Once
+  /// that has happened, or a wait has run out, it waits again only after `detach`. Whether a camera was ever
+  /// listed. Not the PipeWire loop.
   [[nodiscard]] bool awaitFirst(std::chrono::milliseconds timeout);
 
  private:

@@ -21,6 +21,9 @@ constexpr std::size_t pooledFrames = 8;
 /// How long a camera may take from the connection to its first frame before it is asked anew.
 constexpr std::chrono::seconds slowStart{6};
 
+/// How long the connection outlives its use: who awaits the devices opens one of them soon.
+constexpr std::chrono::seconds restAfter{2};
+
 /// A camera that was just plugged in is refused until the session manager knows it too: hardly a moment, too
 /// short to alarm anybody, and over long before this many attempts.
 constexpr int quietFailures = 3;
@@ -63,7 +66,6 @@ std::shared_ptr<PipeWireCaptureSession> PipeWireCaptureSession::create(
     std::shared_ptr<CameraConsent> consent) {
   std::shared_ptr<PipeWireCaptureSession> session(
       new PipeWireCaptureSession(std::move(mainLoop), std::move(cameraQueue), std::move(consent)));
-  session->connection_.open();
   session->loop_.start();
   // A delivery that is under way keeps the session itself until it returns.
   auto* const used = session.get();
@@ -82,6 +84,7 @@ PipeWireCaptureSession::PipeWireCaptureSession(std::shared_ptr<MainLoop> mainLoo
       loop_("sentrel-camera"),
       reconcileSoon_(loop_.get(), [this] { reconcile(); }),
       watchTimer_(loop_.get(), [this] { watchTick(); }),
+      restTimer_(loop_.get(), [this] { rest(); }),
       directory_({.devicesChanged =
                       [this] {
                         reconcileSoon_.signal();
@@ -96,7 +99,7 @@ PipeWireCaptureSession::PipeWireCaptureSession(std::shared_ptr<MainLoop> mainLoo
                               },
                           .lost =
                               [this] {
-                                serviceMissing_ = true;
+                                serviceMissing_ = connection_.isOpen();
                                 stream_.reset();
                                 directory_.detach();
                                 reconcileSoon_.signal();
@@ -156,7 +159,19 @@ void PipeWireCaptureSession::requestAccess(std::function<void(bool granted)> ans
   }
 }
 
+Registration PipeWireCaptureSession::observeDevices() {
+  ++observers_;
+  reconcileSoon_.signal();
+  return Registration([weak = weak_from_this()] {
+    const auto self = weak.lock();
+    if (!self) return;
+    --self->observers_;
+    self->reconcileSoon_.signal();
+  });
+}
+
 std::optional<CaptureError> PipeWireCaptureSession::awaitDevices(std::chrono::milliseconds timeout) {
+  const Registration observing = observeDevices();
   if (directory_.awaitFirst(timeout)) return std::nullopt;
   return serviceMissing_ ? noService() : unavailable("");
 }
@@ -328,11 +343,12 @@ bool PipeWireCaptureSession::shouldBeOpen() const {
 
 void PipeWireCaptureSession::reconcile() {
   noteGoodFrames();
+  const SteadyTime now = steadyNow();
+  followNeed(now);
   if (!shouldBeOpen()) {
     closeCamera();
     return;
   }
-  const SteadyTime now = steadyNow();
   if (!watch_.isOpen()) openCamera(now);
   dropLostStream(now);
   retargetStream(now);
@@ -342,11 +358,26 @@ void PipeWireCaptureSession::reconcile() {
   awaitsGood_ = !streamHasDelivered_ || watch_.isInterrupted();
 }
 
+void PipeWireCaptureSession::followNeed(SteadyTime now) {
+  if (ended_) return;
+  if (shouldBeOpen() || observers_ > 0) {
+    restTimer_.disarm();
+    connection_.open();
+  } else if (connection_.isOpen()) {
+    restTimer_.arm(now + restAfter);
+  }
+}
+
+void PipeWireCaptureSession::rest() {
+  if (shouldBeOpen() || observers_ > 0) return;
+  connection_.close();
+  serviceMissing_ = false;
+}
+
 void PipeWireCaptureSession::openCamera(SteadyTime now) {
   open_ = true;
   watch_.open(now);
   retry_ = {};
-  connection_.setNeeded(true);
 }
 
 void PipeWireCaptureSession::closeCamera() {
@@ -354,7 +385,6 @@ void PipeWireCaptureSession::closeCamera() {
   stream_.reset();
   watch_.close();
   watchTimer_.disarm();
-  connection_.setNeeded(false);
   setCause({});
   noteStream({});
 }

@@ -78,8 +78,9 @@ class InterruptionWatch {
 /// The capture session on PipeWire. It holds one stream exactly while it runs, frames are wanted and there is
 /// a request; it paces, converts and recovers. The PipeWire loop decides, the camera queue paces, converts
 /// and delivers: it wakes for a frame only when one may be handed on, or somebody looks at every one. A
-/// picture of another size than the one asked for is cut to its shape about the centre and scaled. The same
-/// connection tells, also while the camera is closed, who gets pictures from whom.
+/// picture of another size than the one asked for is cut to its shape about the centre and scaled. The
+/// connection that lists the cameras tells also who gets pictures from whom. It wakes this process whenever
+/// anybody begins or ends to use PipeWire, hence it lasts only while the camera is open or somebody observes.
 class PipeWireCaptureSession final : public CaptureSession,
                                      public ScreenReads,
                                      public std::enable_shared_from_this<PipeWireCaptureSession> {
@@ -97,6 +98,8 @@ class PipeWireCaptureSession final : public CaptureSession,
   [[nodiscard]] AuthorizationStatus authorizationStatus() const override;
   void requestAccess(std::function<void(bool granted)> answer) override;
 
+  [[nodiscard]] Registration observeDevices() override;
+  [[nodiscard]] Registration observe() override { return observeDevices(); }
   [[nodiscard]] std::optional<CaptureError> awaitDevices(std::chrono::milliseconds timeout) override;
   [[nodiscard]] std::vector<CameraDevice> devices() const override;
   [[nodiscard]] std::optional<CaptureError> interruptionCause() const override;
@@ -163,6 +166,8 @@ class PipeWireCaptureSession final : public CaptureSession,
   // PipeWire loop.
   [[nodiscard]] bool shouldBeOpen() const;
   void reconcile();
+  void followNeed(SteadyTime now);
+  void rest();
   void openCamera(SteadyTime now);
   void closeCamera();
   void noteStream(SteadyTime now);
@@ -193,6 +198,7 @@ class PipeWireCaptureSession final : public CaptureSession,
   Published<std::vector<ScreenRead>> screenReads_;  // main thread
   std::atomic<bool> readsReported_{false};          // and not yet read there
 
+  std::atomic<int> observers_{0};
   std::atomic<bool> serviceMissing_{false};
   mutable std::mutex causeMutex_;
   std::optional<CaptureError> cause_;
@@ -210,6 +216,7 @@ class PipeWireCaptureSession final : public CaptureSession,
   PipeWireLoop loop_;
   LoopEvent reconcileSoon_;
   LoopTimer watchTimer_;
+  LoopTimer restTimer_;
   CameraDirectory directory_;
   Orders orders_;  // those wanted, as the loop was told
   bool ended_ = false;

@@ -211,19 +211,16 @@ PipeWireConnection::~PipeWireConnection() {
 }
 
 void PipeWireConnection::open() {
-  if (core_ == nullptr) retryTimer_.arm(std::chrono::steady_clock::now());
+  if (std::exchange(open_, true)) return;
+  pause_ = std::chrono::milliseconds(0);
+  retryTimer_.arm(std::chrono::steady_clock::now());
 }
 
 void PipeWireConnection::close() {
+  open_ = false;
   retryTimer_.disarm();
   watch_.reset();
   disconnect();
-}
-
-void PipeWireConnection::setNeeded(bool needed) {
-  if (std::exchange(needed_, needed) == needed || !needed || core_ != nullptr) return;
-  pause_ = firstPause;
-  open();
 }
 
 void PipeWireConnection::attempt() {
@@ -262,7 +259,6 @@ void PipeWireConnection::retry() {
       });
     }
   }
-  if (!needed_ && pause_ >= longestPause) return;  // from here on the watch, or a need, wakes it
   pause_ = std::clamp(pause_ * 2, firstPause, longestPause);
   retryTimer_.arm(std::chrono::steady_clock::now() + pause_);
 }

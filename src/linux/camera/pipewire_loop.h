@@ -86,9 +86,8 @@ class PipeWireLoop {
   bool running_ = false;                           // under `callMutex_`
 };
 
-/// Keeps this process connected to the PipeWire daemon. Where there is none, it watches the folder of the
-/// daemon's socket, so that nothing has to be polled, and tries again with growing pauses: for as long as
-/// somebody needs the daemon, else a few times only. PipeWire loop, under its lock.
+/// Keeps this process connected to the PipeWire daemon while it is open. Where there is none, it watches the
+/// folder of the daemon's socket, and tries again with growing pauses. PipeWire loop, under its lock.
 class PipeWireConnection {
  public:
   struct Events {
@@ -104,15 +103,14 @@ class PipeWireConnection {
   PipeWireConnection(const PipeWireConnection&) = delete;
   PipeWireConnection& operator=(const PipeWireConnection&) = delete;
 
-  /// Tries to connect soon, unless it is connected.
+  /// Connects soon, unless it is open.
   void open();
   /// Tells `lost` where it is connected, and ends everything.
   void close();
+  [[nodiscard]] bool isOpen() const { return open_; }
   [[nodiscard]] bool isConnected() const { return core_ != nullptr; }
   /// Valid while connected.
   [[nodiscard]] pw_context* context() const { return context_; }
-  /// Whether somebody needs the daemon now.
-  void setNeeded(bool needed);
 
  private:
   struct Listener;
@@ -130,7 +128,7 @@ class PipeWireConnection {
   std::unique_ptr<FolderWatch> watch_;
   pw_context* context_ = nullptr;
   pw_core* core_ = nullptr;
-  bool needed_ = false;
+  bool open_ = false;
   std::chrono::milliseconds pause_{0};
 };
 

@@ -50,7 +50,10 @@ class DesktopScreenSharing::Watch {
  public:
   Watch(std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<Bus> bus,
         const std::shared_ptr<ScreenReads>& reads, std::shared_ptr<Published<bool>> isShared)
-      : mainLoop_(std::move(mainLoop)), bus_(std::move(bus)), isShared_(std::move(isShared)) {
+      : mainLoop_(std::move(mainLoop)),
+        bus_(std::move(bus)),
+        isShared_(std::move(isShared)),
+        observing_(reads->observe()) {
     connection_ = bus_->follow([this](bool) {
       question_.reset();
       answers_.clear();
@@ -150,6 +153,7 @@ class DesktopScreenSharing::Watch {
   const std::shared_ptr<MainLoop> mainLoop_;
   const std::shared_ptr<Bus> bus_;
   const std::shared_ptr<Published<bool>> isShared_;
+  const Registration observing_;
   std::vector<ScreenRead> reads_;
   std::map<ScreenRead, bool> answers_;  // whether the pair shares the screen
   std::shared_ptr<Question> question_;  // the one under way

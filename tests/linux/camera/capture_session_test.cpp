@@ -236,6 +236,7 @@ TEST_F(CaptureTest, CamerasAreListedAndChosen) {
   VirtualCamera other({.name = "other", .description = "Other camera"});
   other.appear();
   CaptureUser user;
+  const Registration observing = user.session->observeDevices();
   user.queue->sync([&] { EXPECT_FALSE(user.session->awaitDevices(std::chrono::seconds(10))); });
   ASSERT_TRUE(user.eventually([&] { return user.session->devices().size() == 2; }));
   EXPECT_EQ(user.session->devices()[0], (CameraDevice{"plain", "Plain camera", CameraPosition::unspecified}));
@@ -258,6 +259,56 @@ TEST_F(CaptureTest, CamerasAreListedAndChosen) {
   ASSERT_TRUE(user.eventually([&] { return user.deviceChanges > 0 && user.session->devices().size() == 3; }));
   EXPECT_TRUE(streams("front"));
   EXPECT_TRUE(streams("plain", "plain"));
+}
+
+/// How often the session's own thread was woken.
+std::int64_t wakeUps() {
+  for (const auto& task : fs::directory_iterator("/proc/self/task")) {
+    std::ifstream name(task.path() / "comm");
+    std::string thread;
+    if (std::getline(name, thread) && thread == "sentrel-camera")
+      return ProcessUsage::of(getpid()).wakeUps.at(static_cast<pid_t>(std::stol(task.path().filename())));
+  }
+  return -1;
+}
+
+// Each program that comes, with every sound, is told to all who listen.
+TEST_F(CaptureTest, OthersWakeItOnlyWhileSomebodyNeedsCameras) {
+  VirtualCamera camera({.name = "camera"});
+  camera.appear();
+  CaptureUser user;
+  VirtualCamera sound({.name = "sound", .mediaClass = "Audio/Source", .role = ""});
+  const auto wakesForSounds = [&] {
+    const std::int64_t before = wakeUps();
+    for (int i = 0; i < 5; ++i) {
+      sound.appear();
+      sound.vanish();
+    }
+    desktop.run("pw-cli", {"info", "0"});
+    return wakeUps() - before;
+  };
+  const auto isKnown = [&] { return user.session->devices().size() == 1; };
+  EXPECT_EQ(wakesForSounds(), 0) << "from the beginning";
+  {
+    const Registration observing = user.session->observeDevices();
+    const Registration reading = user.session->observe();
+    ASSERT_TRUE(user.eventually(isKnown));
+    EXPECT_GE(wakesForSounds(), 5);
+  }
+  ASSERT_TRUE(user.eventually([&] { return !isKnown(); }));
+  EXPECT_EQ(wakesForSounds(), 0);
+
+  user.start("camera");
+  ASSERT_TRUE(user.getsFrames());
+  EXPECT_EQ(user.session->currentDevice()->uniqueID, "camera");
+  user.stop();
+  ASSERT_TRUE(user.eventually([&] { return !isKnown(); }));
+  EXPECT_EQ(wakesForSounds(), 0);
+  VirtualCamera other({.name = "other"});
+  other.appear();
+  user.start("other");
+  ASSERT_TRUE(user.getsFrames());
+  EXPECT_EQ(user.session->currentDevice()->uniqueID, "other") << "it came while nobody listened";
 }
 
 TEST_F(CaptureTest, ACameraIsSharedWithAnotherProgram) {

@@ -181,6 +181,7 @@ TEST_F(ScreenLinksTest, ObjectsWithoutEndAreNotKept) {
 
 struct FakeReads final : ScreenReads {
   Published<Reads> current;
+  [[nodiscard]] Registration observe() override { return {}; }
   [[nodiscard]] const Published<Reads>& screenReads() const override { return current; }
 };
 
