@@ -117,6 +117,7 @@ class OnboardingPageLayout : public QWidget {
       return centred(secondary);
     }
     notice_ = centredLabel(TextRole::caption, {}, &AppColors::warning);  // two lines fit
+    notice_->setBalanced(true);
     notice_->setContentsMargins(textSide, 0, textSide, 0);
     notice_->setAlignment(Qt::AlignCenter);
     notice_->setMinimumHeight(secondaryHeight);
@@ -145,6 +146,7 @@ class OnboardingCameraPage final : public OnboardingPageLayout {
                                     });
                                   }}),
         session_(parts.camera->session()),
+        listing_(session_->observeDevices()),
         wasRefused_(parts.consent->wasRefused()) {
     tell({});
     parts.camera->findCameras([page = QPointer(this)](const std::optional<CaptureError>& missing) {
@@ -170,6 +172,7 @@ class OnboardingCameraPage final : public OnboardingPageLayout {
   }
 
   const std::shared_ptr<CaptureSession> session_;
+  const Registration listing_;
   const bool wasRefused_;
   Registration devicesRegistration_;  // once the first listing is there
 };

@@ -25,7 +25,7 @@ TEST_F(OnboardingTest, ClosingItUnansweredIsANoThatCanBeAskedAgain) {
 
 TEST_F(OnboardingTest, ItSaysWhileThereIsNoCamera) {
   const QString none =
-      QStringLiteral("Aucune caméra trouvée. Branchez-en une\u00A0: Sentrel la verra aussitôt.");
+      QStringLiteral("Aucune caméra trouvée. Branchez‑en une\u00A0: Sentrel la verra aussitôt.");
   open<OnboardingView>(onboardingParts());
   machine.settle();
   EXPECT_FALSE(shows(none));

@@ -1677,7 +1677,7 @@
     </message>
     <message id="onboarding_no_camera">
         <source></source>
-        <translation>Aucune caméra trouvée. Branchez-en une&#xa0;: Sentrel la verra aussitôt.</translation>
+        <translation>Aucune caméra trouvée. Branchez‑en une&#xa0;: Sentrel la verra aussitôt.</translation>
     </message>
 </context>
 </TS>
