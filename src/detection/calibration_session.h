@@ -34,7 +34,7 @@ class CalibrationSession : public std::enable_shared_from_this<CalibrationSessio
     static Phase counting(std::int64_t remaining) { return {.kind = Kind::counting, .remaining = remaining}; }
     static Phase measuring() { return {.kind = Kind::measuring}; }
     static Phase done(std::int64_t distanceCm) { return {.kind = Kind::done, .distanceCm = distanceCm}; }
-    static Phase failed(const char* message, const char* cause) {
+    static Phase failed(const char* message, const char* cause = "") {
       return {.kind = Kind::failed, .message = message, .cause = cause};
     }
 
