@@ -71,7 +71,7 @@ struct FaceTuning {
 
 /// Why faces cannot be found at all.
 struct FaceDetectorError {
-  std::string message;  ///< names the file and what to do
+  std::string message;  ///< for a log line: in the person's language, with the file
 };
 
 /// Finds faces in frames. One for the process; every call on the analysis queue.

@@ -2,6 +2,7 @@
 #include "vision/models.h"
 
 #include <QCryptographicHash>
+#include <QString>
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -122,21 +123,21 @@ void readWeight(std::span<const std::byte> bytes, std::vector<double>& weights) 
 
 constexpr std::uintmax_t largestModel = 64U << 20U;
 
-[[noreturn]] void fail(const std::filesystem::path& file, const std::string& what) {
-  throw ModelError("the face model " + file.string() + " " + what +
-                   "; run scripts/fetch-models and build again, or install the program again");
+/// Words for the person; what is wrong within the file is for us.
+[[noreturn]] void fail(const std::filesystem::path& file, const QString& what, const std::string& why = {}) {
+  throw ModelError(what.toStdString() + ": " + file.string() + (why.empty() ? "" : ", " + why));
 }
 
 std::vector<std::byte> readFile(const std::filesystem::path& file) {
   std::error_code error;
   const std::uintmax_t size = std::filesystem::file_size(file, error);
-  if (error == std::errc::no_such_file_or_directory) fail(file, "is missing");
-  if (error) fail(file, "cannot be read (" + error.message() + ")");
-  if (size > largestModel) fail(file, "is damaged (too large)");
+  if (error == std::errc::no_such_file_or_directory) fail(file, qtTrId("detail_model_missing"));
+  if (error) fail(file, qtTrId("detail_model_unreadable"), error.message());
+  if (size > largestModel) fail(file, qtTrId("detail_model_damaged"));
   std::vector<std::byte> bytes(static_cast<std::size_t>(size));
   std::ifstream stream(file, std::ios::binary);
   stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  if (!stream) fail(file, "cannot be read");
+  if (!stream) fail(file, qtTrId("detail_model_unreadable"));
   return bytes;
 }
 
@@ -149,11 +150,11 @@ auto readModel(const std::filesystem::path& folder, std::string_view name, Parse
   const auto isOfThisBuild = [&](const ModelDigest& known) {
     return known.file == name && known.sha256 == digest;
   };
-  if (std::ranges::none_of(modelDigests, isOfThisBuild)) fail(file, "is damaged (its checksum is wrong)");
+  if (std::ranges::none_of(modelDigests, isOfThisBuild)) fail(file, qtTrId("detail_model_damaged"));
   try {
     return parse(std::span<const std::byte>(bytes));
   } catch (const ModelError& error) {
-    fail(file, std::string("is damaged (") + error.what() + ")");
+    fail(file, qtTrId("detail_model_damaged"), error.what());
   }
 }
 

@@ -3,6 +3,7 @@
 
 #include <malloc.h>
 
+#include <QString>
 #include <algorithm>
 #include <cmath>
 #include <new>
@@ -137,7 +138,7 @@ std::optional<FaceDetectorError> NeuralFaceDetector::prepare() {
   } catch (const ModelError& error) {
     return FaceDetectorError{error.what()};
   } catch (const std::bad_alloc&) {
-    return FaceDetectorError{"there is not enough memory for the face models in " + modelFolder_.string()};
+    return FaceDetectorError{qtTrId("detail_model_memory").toStdString()};
   }
 }
 

@@ -1679,5 +1679,21 @@
         <source></source>
         <translation>No camera found. Plug one in, and Sentrel sees it at once.</translation>
     </message>
+    <message id="detail_model_missing">
+        <source></source>
+        <translation>the file is missing</translation>
+    </message>
+    <message id="detail_model_unreadable">
+        <source></source>
+        <translation>the file cannot be read</translation>
+    </message>
+    <message id="detail_model_damaged">
+        <source></source>
+        <translation>the file is damaged</translation>
+    </message>
+    <message id="detail_model_memory">
+        <source></source>
+        <translation>there is not enough memory</translation>
+    </message>
 </context>
 </TS>

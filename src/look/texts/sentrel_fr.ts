@@ -1679,5 +1679,21 @@
         <source></source>
         <translation>Aucune caméra trouvée. Branchez‑en une&#xa0;: Sentrel la verra aussitôt.</translation>
     </message>
+    <message id="detail_model_missing">
+        <source></source>
+        <translation>fichier absent</translation>
+    </message>
+    <message id="detail_model_unreadable">
+        <source></source>
+        <translation>fichier illisible</translation>
+    </message>
+    <message id="detail_model_damaged">
+        <source></source>
+        <translation>fichier endommagé</translation>
+    </message>
+    <message id="detail_model_memory">
+        <source></source>
+        <translation>mémoire insuffisante</translation>
+    </message>
 </context>
 </TS>
