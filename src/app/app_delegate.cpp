@@ -188,13 +188,11 @@ ProgramFacts AppDelegate::programFacts() const {
 void AppDelegate::report(std::function<void(const Report&)> told) {
   waiting_.push_back(std::move(told));
   if (waiting_.size() > 1) return;
-  examineMachine(Platform::current().mainLoop, uses_.sessionBus, uses_.systemBus, Screens::known,
-                 [weak = std::weak_ptr(self_)](const MachineFacts& machine) {
-                   const auto self = weak.lock();
-                   if (!self) return;
-                   const Report made = makeReport(machine, (*self)->programFacts(), Secrets::ofThisProcess());
-                   for (const auto& each : std::exchange((*self)->waiting_, {})) each(made);
-                 });
+  examination_ =
+      examineMachine(Platform::current().mainLoop, Screens::known, [this](const MachineFacts& machine) {
+        const Report made = makeReport(machine, programFacts(), Secrets::ofThisProcess());
+        for (const auto& each : std::exchange(waiting_, {})) each(made);
+      });
 }
 
 /// One happening changes several of what is told, one after the other; what lies between was never so.

@@ -35,7 +35,6 @@ class AppDelegate {
     std::shared_ptr<CameraConsent> consent;
     Launch launch = Launch::person;
     std::shared_ptr<Bus> sessionBus;
-    std::shared_ptr<Bus> systemBus;
   };
 
   explicit AppDelegate(Dependencies dependencies);
@@ -75,8 +74,8 @@ class AppDelegate {
   std::array<Registration, 14> registrations_;
   std::optional<EventLog> events_;
   std::vector<std::function<void(const Report&)>> waiting_;  // for the report that is being made
-  std::shared_ptr<AppDelegate*> self_ = std::make_shared<AppDelegate*>(this);  // it holds this weakly
-  std::unique_ptr<QFileSystemWatcher> modelWatch_;                             // while a model is missing
+  Registration examination_;
+  std::unique_ptr<QFileSystemWatcher> modelWatch_;  // while a model is missing
 };
 
 }  // namespace sentrel

@@ -2,6 +2,7 @@
 #include "app/doctor.h"
 
 #include <sys/utsname.h>
+#include <systemd/sd-bus.h>
 
 #include <QCoreApplication>
 #include <QEventLoop>
@@ -10,6 +11,8 @@
 #include <QTimer>
 #include <algorithm>
 #include <array>
+#include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -30,7 +33,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr auto portalName = "org.freedesktop.portal.Desktop";
 constexpr std::chrono::milliseconds serviceLimit{1500};
 constexpr std::int64_t longestMs = 2000;
 
@@ -119,115 +121,55 @@ CoverFacts askForCover() {
   return CoverFacts::of(*backend);
 }
 
-// Questions.
+struct CloseBus {
+  void operator()(sd_bus* bus) const { sd_bus_flush_close_unref(bus); }
+};
+using BusConnection = std::unique_ptr<sd_bus, CloseBus>;
 
-/// Calls `ask` on a thread of its own, and `told` with its answer; a thread that is stuck stays behind.
-template <class Ask, class Told>
-void askAside(const std::shared_ptr<MainLoop>& mainLoop, Ask ask, Told told) {
-  std::thread([loop = std::weak_ptr(mainLoop), ask = std::move(ask), told = std::move(told)] {
-    auto answer = ask();
-    if (const auto live = loop.lock())
-      live->post([told, answer = std::move(answer)]() mutable { told(std::move(answer)); });
-  }).detach();
+/// A connection for some questions. None where nobody listens.
+BusConnection openBus(int (*open)(sd_bus** made)) {
+  sd_bus* made = nullptr;
+  if (open(&made) < 0) return nullptr;
+  sd_bus_set_method_call_timeout(made,
+                                 static_cast<std::uint64_t>(std::chrono::microseconds(serviceLimit).count()));
+  return BusConnection(made);
 }
 
-/// Questions under way. It lives until it has told, and whoever answers later finds it gone.
-class Examination : public std::enable_shared_from_this<Examination> {
-  /// Stores an answer under `field`.
-  template <class Field>
-  auto taking(Field MachineFacts::*field) {
-    ++open_;
-    return [weak = weak_from_this(), field](auto answer) {
-      const auto self = weak.lock();
-      if (!self) return;
-      self->facts_.*field = std::move(answer);
-      self->answered();
-    };
+/// Who is on the bus, and who would be started as soon as somebody asks.
+std::optional<QStringList> askForServices(int (*open)(sd_bus** made)) {
+  const BusConnection bus = openBus(open);
+  char** running = nullptr;
+  char** startable = nullptr;
+  if (!bus || sd_bus_list_names(bus.get(), &running, &startable) < 0) return std::nullopt;
+  QStringList names;
+  for (char** const list : {running, startable}) {
+    for (char** name = list; name != nullptr && *name != nullptr; ++name) {
+      names += QString::fromUtf8(*name);
+      std::free(*name);
+    }
+    std::free(list);
   }
+  return names;
+}
 
- public:
-  using Told = std::function<void(const MachineFacts&)>;
-
-  explicit Examination(Told told) : told_(std::move(told)) {}
-
-  void begin(const std::shared_ptr<MainLoop>& mainLoop, const std::shared_ptr<Bus>& sessionBus,
-             const std::shared_ptr<Bus>& systemBus, Screens screens) {
-    self_ = shared_from_this();
-    deadline_ = mainLoop->after(longestMs, [this] { tell(); });
-    askAside(mainLoop, askThisMachine, taking(&MachineFacts::local));
-    askAside(mainLoop, surveyDisplays, taking(&MachineFacts::displays));
-    askAside(
-        mainLoop, [] { return surveyCameras(serviceLimit); }, taking(&MachineFacts::cameras));
-    if (screens == Screens::unknown) askAside(mainLoop, askForCover, taking(&MachineFacts::cover));
-    askBus(sessionBus, &MachineFacts::sessionServices);
-    askBus(systemBus, &MachineFacts::systemServices);
-  }
-
- private:
-  using Names = std::optional<QStringList>;
-
-  /// Who is on the bus, and who would be started as soon as somebody asks.
-  void askBus(const std::shared_ptr<Bus>& bus, Names MachineFacts::*field) {
-    const auto take = taking(field);
-    following_.push_back(bus->follow([this, bus, field, take, asked = false](bool connected) mutable {
-      if (std::exchange(asked, true)) return;
-      if (!connected) return take(Names());
-      list(bus, "ListActivatableNames", [=, this](const Names& startable) {
-        list(bus, "ListNames", [=, this](Names names) {
-          if (names) *names += startable.value_or(QStringList());
-          if (field == &MachineFacts::sessionServices && names && names->contains(QLatin1String(portalName)))
-            askPortal(bus);
-          take(names);
-        });
-      });
-    }));
-  }
-  void list(const std::shared_ptr<Bus>& bus, const char* member, std::function<void(Names)> listed) {
-    const auto read = [listed = std::move(listed)](const BusMessage& reply) {
-      listed(reply.only<QStringList>());
-    };
-    bus->call("org.freedesktop.DBus", {"/org/freedesktop/DBus", "org.freedesktop.DBus", member},
-              {guarded(read), serviceLimit.count()}, "");
-  }
-
-  void askPortal(const std::shared_ptr<Bus>& bus) {
-    const auto take = taking(&MachineFacts::portals);
-    const auto described = [take](const BusMessage& reply) {
-      static const QRegularExpression interface(
-          QStringLiteral("interface name=\"org\\.freedesktop\\.portal\\.(\\w{1,40})\""));
-      QStringList found;
-      for (auto each = interface.globalMatch(reply.only<QString>().value_or(QString())); each.hasNext();)
-        found += each.next().captured(1);
-      take(found);
-    };
-    bus->call(portalName,
-              {"/org/freedesktop/portal/desktop", "org.freedesktop.DBus.Introspectable", "Introspect"},
-              {guarded(described), serviceLimit.count()}, "");
-  }
-
-  [[nodiscard]] BusHandler guarded(BusHandler handler) {
-    return [weak = weak_from_this(), handler = std::move(handler)](const BusMessage& reply) {
-      if (const auto self = weak.lock()) handler(reply);
-    };
-  }
-
-  void answered() {
-    if (--open_ == 0) tell();
-  }
-
-  void tell() {
-    const auto self = std::exchange(self_, nullptr);
-    deadline_.reset();
-    if (const auto told = std::exchange(told_, nullptr)) told(facts_);
-  }
-
-  Told told_;
-  MachineFacts facts_;
-  int open_ = 0;
-  std::shared_ptr<Examination> self_;
-  Registration deadline_;
-  std::vector<Registration> following_;
-};
+/// The interfaces of the desktop's portal, in short.
+QStringList askPortal() {
+  static const QRegularExpression interface(
+      QStringLiteral("interface name=\"org\\.freedesktop\\.portal\\.(\\w{1,40})\""));
+  const BusConnection bus = openBus(sd_bus_open_user);
+  sd_bus_message* reply = nullptr;
+  const char* described = nullptr;
+  QStringList found;
+  if (!bus ||
+      sd_bus_call_method(bus.get(), "org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop",
+                         "org.freedesktop.DBus.Introspectable", "Introspect", nullptr, &reply, "") < 0)
+    return found;
+  if (sd_bus_message_read(reply, "s", &described) > 0)
+    for (auto each = interface.globalMatch(QString::fromUtf8(described)); each.hasNext();)
+      found += each.next().captured(1);
+  sd_bus_message_unref(reply);
+  return found;
+}
 
 // The report. Each function puts one concern into words.
 
@@ -469,10 +411,47 @@ QString masked(const QString& words, const Secrets& secrets) {
   return shown.replace(serial, QStringLiteral("***"));
 }
 
-void examineMachine(const std::shared_ptr<MainLoop>& mainLoop, const std::shared_ptr<Bus>& sessionBus,
-                    const std::shared_ptr<Bus>& systemBus, Screens screens,
-                    std::function<void(const MachineFacts&)> told) {
-  std::make_shared<Examination>(std::move(told))->begin(mainLoop, sessionBus, systemBus, screens);
+Registration examineMachine(const std::shared_ptr<MainLoop>& mainLoop, Screens screens,
+                            std::function<void(const MachineFacts&)> told) {
+  struct Examination {
+    std::function<void(const MachineFacts&)> told;
+    MachineFacts facts{};
+    int open = 0;
+    Registration deadline{};
+
+    void end() {
+      deadline.reset();
+      if (const auto tell = std::exchange(told, nullptr)) tell(facts);
+    }
+  };
+  const auto owned = std::make_shared<Examination>(Examination{std::move(told)});
+  const std::weak_ptr weak(owned);
+  // Each on a thread of its own: what is stuck stays behind.
+  const auto ask = [&](auto question, auto MachineFacts::*field) {
+    ++owned->open;
+    std::thread([loop = std::weak_ptr(mainLoop), weak, question, field] {
+      auto answer = question();
+      const auto live = loop.lock();
+      if (!live) return;
+      live->post([weak, field, answer = std::move(answer)] {
+        const auto examination = weak.lock();
+        if (!examination) return;
+        examination->facts.*field = answer;
+        if (--examination->open == 0) examination->end();
+      });
+    }).detach();
+  };
+  ask(askThisMachine, &MachineFacts::local);
+  ask(surveyDisplays, &MachineFacts::displays);
+  ask([] { return surveyCameras(serviceLimit); }, &MachineFacts::cameras);
+  ask([] { return askForServices(sd_bus_open_user); }, &MachineFacts::sessionServices);
+  ask([] { return askForServices(sd_bus_open_system); }, &MachineFacts::systemServices);
+  ask(askPortal, &MachineFacts::portals);
+  if (screens == Screens::unknown) ask(askForCover, &MachineFacts::cover);
+  owned->deadline = mainLoop->after(longestMs, [weak] {
+    if (const auto examination = weak.lock()) examination->end();
+  });
+  return Registration([owned] {});
 }
 
 Report makeReport(const MachineFacts& machine, const ProgramFacts& program, const Secrets& secrets) {
@@ -489,12 +468,10 @@ Report makeReport(const MachineFacts& machine, const ProgramFacts& program, cons
 
 Report examineWithout(ProgramFacts::Running running) {
   const auto mainLoop = std::make_shared<QtMainLoop>();
-  const auto sessionBus = std::make_shared<Bus>(mainLoop, BusKind::session);
-  const auto systemBus = std::make_shared<Bus>(mainLoop, BusKind::system);
   ProgramFacts program;
   program.running = running;
   Report report;
-  examineMachine(mainLoop, sessionBus, systemBus, Screens::unknown, [&](const MachineFacts& machine) {
+  const auto examination = examineMachine(mainLoop, Screens::unknown, [&](const MachineFacts& machine) {
     report = makeReport(machine, program, Secrets::ofThisProcess());
     QCoreApplication::quit();
   });

@@ -11,7 +11,6 @@
 
 #include "app/event_log.h"
 #include "linux/camera/camera_survey.h"
-#include "linux/desktop/bus.h"
 #include "linux/display/display_survey.h"
 #include "platform/desktop_services.h"
 #include "support/main_loop.h"
@@ -38,7 +37,7 @@ struct LocalFacts {
 /// What the machine says. None is what did not answer.
 struct MachineFacts {
   std::optional<LocalFacts> local;
-  std::optional<QStringList> sessionServices;  ///< names on the session bus
+  std::optional<QStringList> sessionServices;  ///< names on the session bus, or startable there
   std::optional<QStringList> systemServices;
   QStringList portals;  ///< interfaces of the desktop's portal, in short
   std::optional<CameraSurvey> cameras;
@@ -70,11 +69,10 @@ struct Secrets {
 /// Whether a back end of this process knows the screens.
 enum class Screens { known, unknown };
 
-/// Asks everything at once, and tells what has answered, after 2 s at the latest. What is stuck then is left
-/// behind.
-void examineMachine(const std::shared_ptr<MainLoop>& mainLoop, const std::shared_ptr<Bus>& sessionBus,
-                    const std::shared_ptr<Bus>& systemBus, Screens screens,
-                    std::function<void(const MachineFacts&)> told);
+/// Asks everything at once, and tells in a later turn what has answered, after 2 s at the latest, unless the
+/// registration has ended by then. What is stuck then is left behind.
+[[nodiscard]] Registration examineMachine(const std::shared_ptr<MainLoop>& mainLoop, Screens screens,
+                                          std::function<void(const MachineFacts&)> told);
 
 /// In the person's language. Free of serial numbers, and of what `secrets` names.
 [[nodiscard]] Report makeReport(const MachineFacts& machine, const ProgramFacts& program,

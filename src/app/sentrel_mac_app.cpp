@@ -147,7 +147,6 @@ SentrelMacApp::SentrelMacApp(char** argv, Launch launch)
       application_(argumentCount_, argv),
       mainLoop_(std::make_shared<QtMainLoop>()),
       sessionBus_(std::make_shared<Bus>(mainLoop_, BusKind::session)),
-      systemBus_(std::make_shared<Bus>(mainLoop_, BusKind::system)),
       bus_(mainLoop_, sessionBus_, launch) {
   QGuiApplication::setApplicationName(QStringLiteral("sentrel"));
   QGuiApplication::setDesktopFileName(QStringLiteral("expert.mardeck.sentrel"));
@@ -238,8 +237,7 @@ void SentrelMacApp::begin(InstanceRole role) {
                                 .menuBarController = std::move(menuBarController),
                                 .consent = consent_,
                                 .launch = launch_,
-                                .sessionBus = sessionBus_,
-                                .systemBus = systemBus_});
+                                .sessionBus = sessionBus_});
   appDelegate->applicationDidFinishLaunching();
   lastDuty() = [defaults = defaults_, words = qtTrId("error_display_lost")] {
     printError(words);
@@ -251,6 +249,7 @@ void SentrelMacApp::begin(InstanceRole role) {
 }
 
 void SentrelMacApp::installPlatform() {
+  const auto systemBus = std::make_shared<Bus>(mainLoop_, BusKind::system);
   const auto displays = std::make_shared<EventThread>(QStringLiteral("sentrel-display"));
   Platform platform;
   platform.mainLoop = mainLoop_;
@@ -281,12 +280,12 @@ void SentrelMacApp::installPlatform() {
           .files = {loginItem->path().toStdString()}}});
   platform.notifications = std::make_shared<DesktopNotifications>(mainLoop_, sessionBus_);
   platform.haptics = std::make_shared<FeedbackdHaptics>(sessionBus_);
-  platform.powerSource = std::make_shared<UPowerPowerSource>(systemBus_);
+  platform.powerSource = std::make_shared<UPowerPowerSource>(systemBus);
   platform.sessionEvents =
       std::make_shared<DesktopSessionEvents>(DesktopSessionEvents::Parts{.mainLoop = mainLoop_,
                                                                          .clock = platform.clock,
                                                                          .sessionBus = sessionBus_,
-                                                                         .systemBus = systemBus_,
+                                                                         .systemBus = systemBus,
                                                                          .displays = displays});
   platform.keyMonitor = std::make_shared<DesktopKeyMonitor>(
       DesktopKeyMonitor::Parts{.mainLoop = mainLoop_,

@@ -40,7 +40,6 @@ class SentrelMacApp {
   std::unique_ptr<QObject> paintFilter_;
   std::shared_ptr<QtMainLoop> mainLoop_;
   std::shared_ptr<Bus> sessionBus_;
-  std::shared_ptr<Bus> systemBus_;
   ProgramBus bus_;
   std::shared_ptr<DefaultsFile> defaults_;
   std::shared_ptr<CameraConsent> consent_;
