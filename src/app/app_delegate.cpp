@@ -21,8 +21,10 @@ namespace sentrel {
 namespace {
 
 void reportCameraFailure(const CameraFailure& failure) {
+  QString words = qtTrId(textKey(failure.kind));
+  if (words.endsWith(u'.')) words.chop(1);
   // What others said is no key, and stays as it is.
-  printError(qtTrId(textKey(failure.kind)) + QStringLiteral(" — ") + qtTrId(adviceKey(failure.kind)),
+  printError(words + QStringLiteral(" — ") + qtTrId(adviceKey(failure.kind)),
              qtTrId(failure.detail.c_str()).toStdString());
 }
 
