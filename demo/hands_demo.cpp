@@ -1,5 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <QDBusVariant>
+#include <QDrag>
+#include <QDropEvent>
+#include <QInputMethodEvent>
+#include <QMimeData>
+#include <QPainter>
+#include <QRasterWindow>
 #include <cmath>
 #include <cstdio>
 #include <stdexcept>
@@ -14,6 +20,51 @@ namespace {
 const auto notificationService = QStringLiteral("org.freedesktop.Notifications");
 const auto notificationPath = QStringLiteral("/org/freedesktop/Notifications");
 
+/// A window that the person works in below the cover: it takes what is typed, gives a word to be dragged, and
+/// takes what is dropped.
+class WorkWindow final : public QRasterWindow {
+ public:
+  explicit WorkWindow(const QRect& place) {
+    setFlags(Qt::FramelessWindowHint);
+    setGeometry(place);
+    show();
+  }
+  [[nodiscard]] const QString& typed() const { return typed_; }
+  [[nodiscard]] int drops() const { return drops_; }
+
+ protected:
+  void paintEvent(QPaintEvent* /*event*/) override { QPainter(this).fillRect(QRect(QPoint(), size()), Qt::white); }
+  void keyPressEvent(QKeyEvent* event) override { typed_ += event->text(); }
+  void mouseMoveEvent(QMouseEvent* event) override {
+    if (event->buttons() == Qt::NoButton) return;
+    auto* const drag = new QDrag(this);
+    auto* const word = new QMimeData;
+    word->setText(QStringLiteral("word"));
+    drag->setMimeData(word);
+    drag->exec(Qt::CopyAction);
+  }
+  bool event(QEvent* event) override {
+    if (event->type() == QEvent::InputMethodQuery) {
+      static_cast<QInputMethodQueryEvent*>(event)->setValue(Qt::ImEnabled, true);
+      return true;
+    }
+    if (event->type() == QEvent::InputMethod)
+      typed_ += static_cast<QInputMethodEvent*>(event)->commitString();
+    if (event->type() == QEvent::DragEnter || event->type() == QEvent::DragMove)
+      static_cast<QDropEvent*>(event)->acceptProposedAction();
+    if (event->type() == QEvent::Drop) {
+      auto* const drop = static_cast<QDropEvent*>(event);
+      if (drop->mimeData()->text() == QStringLiteral("word")) ++drops_;
+      drop->acceptProposedAction();
+    }
+    return QRasterWindow::event(event);
+  }
+
+ private:
+  QString typed_;
+  int drops_ = 0;
+};
+
 class HandsDemo final : public SessionTrial {
  public:
   using SessionTrial::SessionTrial;
@@ -21,6 +72,7 @@ class HandsDemo final : public SessionTrial {
  private:
   void play() override {
     prepare();
+    workBelowTheCover();
     pauseForAWhile();
     pauseByPointer();
     welcomeByKeys();
@@ -213,6 +265,40 @@ class HandsDemo final : public SessionTrial {
     happens("that person looks at the screen", [this] { see(Seen::watched); });
     followsState("alert");
     startWith({});
+  }
+
+  /// In every state, with the mouse, the keys and an input method: one that composes letters.
+  void workBelowTheCover() {
+    WorkWindow from(QRect(300, 300, 300, 300));
+    WorkWindow to(QRect(1000, 300, 300, 300));
+    waitFor("the windows are shown", [&] { return from.isExposed() && to.isExposed(); });
+    desktop_.run("setxkbmap", {"-layout", "us", "-variant", "intl"});  // has dead keys
+    int drops = 0;
+    QString typed;
+    for (const auto& [seen, state] : {std::pair(Seen::alone, "nominal"), std::pair(Seen::away, "inattention"),
+                                      std::pair(Seen::watched, "alert")}) {
+      happens(std::string("the person works in ") + state, [this, seen = seen] { see(seen); });
+      followsState(state);
+      desktop_.run("xdotool", {"mousemove", "1100", "400", "click", "1"});
+      follows("the window has the focus", [&] { return to.isActive(); });
+      typed += u'x';
+      desktop_.run("xdotool", {"key", "x"});
+      follows("what is typed arrives", [&] { return to.typed() == typed; });
+      typed += u'\u00E9';
+      desktop_.run("xdotool", {"key", "dead_acute", "e"});
+      follows("what is composed arrives", [&] { return to.typed() == typed; });
+      std::vector<std::string> drag{"mousemove", "400", "400", "mousedown", "1", "sleep", "0.1"};
+      for (int x = 420; x <= 1100; x += 40)
+        drag.insert(drag.end(), {"mousemove", std::to_string(x), "420", "sleep", "0.02"});
+      drag.insert(drag.end(), {"sleep", "0.2", "mouseup", "1"});
+      const ChildProcess hand = desktop_.spawn("xdotool", drag);
+      ++drops;
+      follows("what is dragged arrives", [&] { return to.drops() == drops; });
+      if (!isIn(state)) throw std::runtime_error(std::string(state) + " did not last");
+    }
+    takePicture("25-work-below");
+    see(Seen::alone);
+    followsState("nominal");
   }
 
   void cover() {
