@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QPoint>
+#include <QRect>
+#include <QString>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "stage/headless_desktop.h"
+
+namespace sentrel::test {
+
+/// What a desktop cannot do, or not without a screen. The words say why, and stand in the table of a trial.
+class NotHere : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// How a desktop is set to look.
+enum class Appearance { light, dark, highContrast };
+
+/// A real desktop without a screen, started on the services of a `HeadlessDesktop`: what a person does with
+/// it, and what a trial must know of it. Ready when it is made, the environment of the `HeadlessDesktop`
+/// leads to it, and it ends with the object. Coordinates are those of the desktop's own layout, those of
+/// pictures are pixels of the screen. Whatever a desktop does not have throws `NotHere`; other failures throw
+/// std::runtime_error. Main thread.
+class DesktopShell {
+ public:
+  DesktopShell() = default;
+  virtual ~DesktopShell() = default;
+  DesktopShell(const DesktopShell&) = delete;
+  DesktopShell& operator=(const DesktopShell&) = delete;
+
+  /// Its name and version, as in "GNOME Shell 43.9".
+  [[nodiscard]] virtual std::string version() const = 0;
+
+  /// Moves the pointer there, then presses and releases its first button, as a mouse would.
+  virtual void click(QPoint at) = 0;
+  /// Presses and releases a key, after the modifiers before it: "a", "Return", "ctrl+alt+shift+c". Names are
+  /// those of X without their prefix.
+  virtual void pressKey(const std::string& keys) = 0;
+
+  /// Where the window of this title is, without shadows; nothing where there is none.
+  [[nodiscard]] virtual std::optional<QRect> window(const QString& title) = 0;
+  /// What would get a click there, in words, to tell why one is lost.
+  [[nodiscard]] virtual QString under(QPoint at) = 0;
+  /// Puts it above every other window that is no panel, for good.
+  virtual void raiseWindow(const QString& title) = 0;
+  virtual void maximizeWindow(const QString& title) = 0;
+  /// With which a program that is started shows that a person wanted it: a new window gets the focus then.
+  /// Empty where nobody asks for one.
+  [[nodiscard]] virtual std::string startupToken() { return {}; }
+
+  /// Where it can be clicked on the panel so that `panelClicks()` counts it.
+  [[nodiscard]] virtual std::vector<QPoint> panelSpots() { throw NotHere("no panel"); }
+  /// How many presses the panel has got so far.
+  [[nodiscard]] virtual int panelClicks() { throw NotHere("no panel"); }
+  /// While it is deaf, the panel counts presses and does nothing else.
+  virtual void setPanelDeaf(bool /*deaf*/) {}
+
+  /// Opens or closes the overview with the mouse, as a person would; returns when that has happened.
+  virtual void clickOverview(bool /*open*/) { throw NotHere("no overview"); }
+
+  /// Lets what composes the screen hang, or go on.
+  virtual void setHanging(bool hangs) = 0;
+  /// Saves the composed screen as PNG; the path is absolute.
+  virtual void screenshot(const std::filesystem::path& path) = 0;
+
+  /// Plugs in or pulls out a second screen, to the right of the first one; returns where it is, in the layout
+  /// and in a picture of everything.
+  virtual QRect addOutput() { throw NotHere("one screen only"); }
+  virtual void removeOutput() { throw NotHere("one screen only"); }
+  /// Of every output; 1 at the start.
+  virtual void setScale(double /*scale*/) { throw NotHere("one scale only"); }
+
+  virtual void setAppearance(Appearance /*appearance*/) { throw NotHere("one appearance only"); }
+  /// By the desktop's own locker; returns when the screen is locked or unlocked.
+  virtual void setLocked(bool /*locked*/) { throw NotHere("no locker"); }
+};
+
+/// A desktop that can be tried.
+struct DesktopKind {
+  const char* name;
+  HeadlessDesktop::Options options;  ///< what it is started on
+  /// Whether its own windows are Wayland's; X11 windows are there either way.
+  bool wayland;
+  std::unique_ptr<DesktopShell> (*start)(HeadlessDesktop& desktop, QSize screen);
+};
+
+/// All that there are.
+[[nodiscard]] const std::vector<DesktopKind>& desktopKinds();
+
+// By family, for `desktopKinds()` alone.
+[[nodiscard]] std::unique_ptr<DesktopShell> startGnomeOnWayland(HeadlessDesktop& desktop, QSize screen);
+
+}  // namespace sentrel::test
