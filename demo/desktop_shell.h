@@ -63,6 +63,14 @@ class DesktopShell {
   /// While it is deaf, the panel counts presses and does nothing else.
   virtual void setPanelDeaf(bool /*deaf*/) {}
 
+  /// A key that the desktop keeps for itself, and how many times it has answered it so far.
+  [[nodiscard]] virtual std::string desktopKey() { throw NotHere("no key of the desktop's own"); }
+  [[nodiscard]] virtual int desktopKeys() { throw NotHere("no key of the desktop's own"); }
+  /// Presses the keys of a program's shortcut, where the desktop lets programs have some.
+  virtual void pressShortcut(const std::string& keys) { pressKey(keys); }
+  /// Where a notification is shown; nothing while there is none.
+  [[nodiscard]] virtual std::optional<QRect> notification() { throw NotHere("no notifications"); }
+
   /// Opens or closes the overview with the mouse, as a person would; returns when that has happened.
   virtual void clickOverview(bool /*open*/) { throw NotHere("no overview"); }
 
@@ -97,5 +105,8 @@ struct DesktopKind {
 
 // By family, for `desktopKinds()` alone.
 [[nodiscard]] std::unique_ptr<DesktopShell> startGnomeOnWayland(HeadlessDesktop& desktop, QSize screen);
+[[nodiscard]] std::unique_ptr<DesktopShell> startGnomeOnX11(HeadlessDesktop& desktop, QSize screen);
+[[nodiscard]] std::unique_ptr<DesktopShell> startXfce(HeadlessDesktop& desktop, QSize screen);
+[[nodiscard]] std::unique_ptr<DesktopShell> startKWinOnX11(HeadlessDesktop& desktop, QSize screen);
 
 }  // namespace sentrel::test

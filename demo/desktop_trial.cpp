@@ -1,14 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "desktop_trial.h"
 
+#include <QGuiApplication>
 #include <QRect>
+#include <QScreen>
+#include <QSysInfo>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <fstream>
+#include <map>
 #include <optional>
-#include <sstream>
 #include <stdexcept>
+#include <utility>
 
 namespace sentrel::test {
 
@@ -25,18 +29,36 @@ constexpr milliseconds lostClickLimit{400};
 
 /// Where no other window ever lies on the document.
 const QRect bareDocument(700, 450, 560, 420);
-/// From the middle of the program's window.
-const QPoint switchInPopover(120, -98);
+/// The middle of the desktop's panel, which is at the top.
+const QRect panel(200, 4, 1400, 16);
+
+// Within the program's window, without its shadow.
+constexpr int popoverWidth = 320;
+constexpr QPoint switchInPopover(281, 44);
+constexpr QPoint aboutInPopover(150, 190);
+constexpr int firstRunButton = 98;  // from the bottom of the window of the first run
+constexpr int firstRunSecond = 54;  // the one below
 
 constexpr seconds hang{25};
-
-constexpr int fewClicks = 20;  // while nothing flashes
+constexpr double darkShare = 0.7;  // of the document's brightness is left at most in an alert
 
 // On a screen of 1920 x 1080: bare, below the banner, below the onlooker's picture and its dot, at the edges.
 const std::vector<QPoint> onDocument{{960, 500},  {960, 975},  {810, 950}, {1772, 904},
                                      {1660, 820}, {1910, 600}, {30, 1000}, {1400, 120}};
+/// Whether the banner of an alert is where it belongs on a screen of 1920 x 1080.
+bool showsBanner(const QImage& screen) {
+  int red = 0;
+  for (int x = 800; x < 1120; x += 4) {
+    const QRgb pixel = screen.pixel(x, 925);
+    red += qRed(pixel) > 150 && qGreen(pixel) < 60 && qBlue(pixel) < 80 ? 1 : 0;
+  }
+  return red > 60;
+}
+
 /// The X11 window, smaller, in front of the document.
 const auto other = QStringLiteral("other");
+const auto firstRun = QStringLiteral("Bienvenue dans Sentrel");
+const auto ownTitle = QStringLiteral("Sentrel");
 
 }  // namespace
 
@@ -49,16 +71,24 @@ DesktopTrial::DesktopTrial(HeadlessDesktop& desktop, const DesktopKind& kind, De
 
 void DesktopTrial::play() {
   prepare();
-  clickThrough("nominal", "nominal", fewClicks);
-  clickThrough("inattention", "inattention", fewClicks);
-  clickThrough("alert", "alert", clicks_);
-  openOverview("alert");
+  runForTheFirstTime();
+  reachThrough("nominal", "nominal");
+  reachThrough("inattention", "inattention");
+  reachThrough("alert", "alert");
+  openOverview();
   outliveHangingDesktop();
-  clickThrough("after", "nominal", fewClicks);
-  bringAbout("alert");
-  switchOffWithTheMouse();
-  quit();
-  judge();
+  reachThrough("after", "nominal");
+  coverFullScreenWindow();
+  coverSecondOutput();
+  for (const double scale : {1.5, 2.0}) coverAtScale(scale);
+  openPreferences();
+  followAppearance();
+  showNotification();
+  lockAndUnlock();
+  switchOffByKeys();
+  switchOffByMouse();
+  leaveNothing();
+  writeTable();
 }
 
 void DesktopTrial::prepare() {
@@ -69,13 +99,246 @@ void DesktopTrial::prepare() {
     const auto place = shell_.window(document_.title());
     return place && place->width() == 1920;
   });
-  otherWindow_ = desktop_.spawn("stdbuf", {"-oL", "xev", "-event", "button", "-name", other.toStdString()});
+  otherWindow_ = desktop_.spawn("stdbuf", {"-oL", "xev", "-event", "button", "-event", "keyboard",
+                                           "-geometry", "200x200+1450+350", "-name", other.toStdString()});
   follows("the X11 window is there", [&] { return shell_.window(other).has_value(); });
   shell_.raiseWindow(other);
   see(Seen::alone);
   takePicture("uncovered");
-  clickEverywhere("uncovered", fewClicks);  // that the clicks are real ones
+  reachEverything("uncovered");  // that clicks and keys are real ones
+}
+
+void DesktopTrial::runForTheFirstTime() {
+  fs::remove(desktop_.configFolder() / "sentrel" / "defaults.json");
   start();
+  record("first run", "first run", [this] {
+    follows("the first run is there", [&] { return shell_.window(firstRun).has_value(); });
+    const auto click = [this](int y) {
+      const QRect window = shell_.window(firstRun).value();
+      shell_.click({window.center().x(), window.bottom() - y});
+    };
+    takePicture("first-run-camera");
+    click(firstRunButton);
+    takePicture("first-run-cover");
+    shell_.pressKey("Return");
+    takePicture("first-run-notifications");
+    click(firstRunButton);
+    takePicture("first-run-distance");
+    click(firstRunSecond);
+    takePicture("first-run-login");
+    for (const char* key : {"Tab", "space"}) shell_.pressKey(key);
+    follows("the first run is over", [&] { return !shell_.window(firstRun); });
+  });
+  follows("protection begins", [this] { return isIn("nominal"); });
+}
+
+void DesktopTrial::reachThrough(const std::string& name, const std::string& state) {
+  record("cover", name, [&] {
+    takePictureIn(state, name);
+    const double bright = brightness("uncovered", bareDocument);
+    if (brightness(name, bareDocument) >= (state == "alert" ? darkShare : 1) * bright - 1)
+      throw std::runtime_error("the document is not covered in " + name);
+    if (state == "alert" && difference(name, "uncovered", panel) < 3)
+      throw std::runtime_error("the panel is not covered");
+  });
+  const auto began = std::chrono::steady_clock::now();
+  const double before = ProcessUsage::of(program_.pid()).cpuSeconds;
+  reachEverything(name);
+  reachOwnWindow(name);
+  if (!isIn(state)) throw std::runtime_error("the state did not last: " + state);
+  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
+  std::printf("  %-14s processor time of the program: %.1f %%\n", name.c_str(),
+              100 * (ProcessUsage::of(program_.pid()).cpuSeconds - before) / took.count());
+}
+
+void DesktopTrial::coverFullScreenWindow() {
+  record("cover", "full-screen window", [this] {
+    document_.showFullScreen();
+    follows("the document fills the whole screen", [this] {
+      const auto place = shell_.window(document_.title());
+      return place && place->height() == 1080;
+    });
+    coverDocument("full-screen", bareDocument);
+  });
+  document_.showMaximized();
+}
+
+void DesktopTrial::coverSecondOutput() {
+  record("cover", "second screen", [this] {
+    bringAbout("nominal");
+    const QRect place = shell_.addOutput();
+    DocumentDesktop second;
+    follows("a second screen", [] { return QGuiApplication::screens().size() == 2; });
+    second.setScreen(QGuiApplication::screens().at(1));
+    second.setGeometry(QGuiApplication::screens().at(1)->geometry());
+    second.showFullScreen();
+    follows("the second document is painted", [&] { return second.isPainted(); });
+    coverDocument("second-screen", bareDocument.translated(place.topLeft()));
+    second.close();
+    shell_.removeOutput();
+    follows("one screen again", [] { return QGuiApplication::screens().size() == 1; });
+    coverDocument("one-screen-again", bareDocument);
+  });
+}
+
+void DesktopTrial::coverAtScale(double scale) {
+  const std::string name = "scale " + QString::number(scale).toStdString();
+  record("cover", name, [&] {
+    bringAbout("nominal");
+    shell_.setScale(scale);
+    pause(pictureDelay_);
+    coverDocument("scale-" + QString::number(100 * scale).toStdString(), bareDocument);
+  });
+  record("clicks", name, clicks_, [&] {
+    const QRect place = shell_.window(document_.title()).value();
+    bringAbout("alert");
+    return clicksPassed({place.center(), place.center() / 2, place.center() + QPoint(0, 60)},
+                        [this] { return document_.clicks(); });
+  });
+  record("cover", name + ", back", [&] { shell_.setScale(1); });
+}
+
+/// A document at this place of the picture is covered in nominal and in an alert; nominal is left.
+void DesktopTrial::coverDocument(const std::string& name, const QRect& place) {
+  const double bright = brightness("uncovered", bareDocument);
+  const QRect screen(place.topLeft() - bareDocument.topLeft(), QSize(1920, 1080));
+  takePictureIn("nominal", name + "-nominal");
+  if (brightness(name + "-nominal", place) >= bright - 1)
+    throw std::runtime_error("the document is not covered in " + name + "-nominal");
+  bringAbout("alert");
+  follows("the screen shows it", [&] {
+    takePicture(name + "-alert");
+    return showsBanner(picture(name + "-alert").copy(screen));
+  });
+  if (brightness(name + "-alert", place) >= darkShare * bright - 1)
+    throw std::runtime_error("the document is not covered in " + name + "-alert");
+  takePictureIn("nominal", name + "-calm");
+  if (std::abs(brightness(name + "-calm", place) - brightness(name + "-nominal", place)) > 1)
+    throw std::runtime_error("the alert's cover stays in " + name + "-calm");
+}
+
+void DesktopTrial::openPreferences() {
+  record("windows", "preferences", [this] {
+    const auto title = QStringLiteral("Préférences Sentrel");
+    bringAbout("nominal");
+    watcher_.activateAction(QStringLiteral("preferences"));
+    follows("the preferences are there", [&] { return shell_.window(title).has_value(); });
+    takePicture("preferences");
+    shell_.pressKey("Escape");
+    follows("the preferences are closed", [&] { return !shell_.window(title); });
+  });
+}
+
+void DesktopTrial::followAppearance() {
+  const auto look = [this](Appearance appearance, const std::string& name) {
+    shell_.setAppearance(appearance);
+    pause(seconds(2));
+    takePicture(name);
+    return brightness(name, popover().adjusted(8, 8, -8, -8));
+  };
+  record("appearance", "light, dark, high contrast", [&] {
+    bringAbout("nominal");
+    openPopover();
+    const double light = look(Appearance::light, "light");
+    const double dark = look(Appearance::dark, "dark");
+    (void)look(Appearance::highContrast, "high-contrast");
+    const bool differs = difference("high-contrast", "dark", popover()) > 2;
+    const double again = look(Appearance::light, "light-again");
+    closePopover();
+    if (dark > 0.6 * light || std::abs(again - light) > 2)
+      throw std::runtime_error("the window does not follow the colours");
+    if (!differs) throw std::runtime_error("the window does not follow the contrast");
+  });
+}
+
+void DesktopTrial::showNotification() {
+  record("notification", "not hidden", [this] {
+    bringAbout("nominal");
+    pause(seconds(2));
+    bringAbout("alert");
+    follows("a notification", [this] { return shell_.notification().has_value(); });
+    takePicture("notification");
+    const QRect place = shell_.notification().value_or(QRect());
+    if (place.intersects(QRect(1920 - 276, 1080 - 272, 256, 192)))
+      throw std::runtime_error("the onlooker's picture hides the notification");
+    bringAbout("nominal");
+  });
+}
+
+void DesktopTrial::lockAndUnlock() {
+  record("lock", "camera rests while locked", [this] {
+    bringAbout("nominal");
+    shell_.setLocked(true);
+    follows("protection rests", [this] { return isIn("autoPaused"); });
+    follows("the camera is closed", [this] { return !camera_.isOpen(); });
+    takePicture("locked");
+    shell_.setLocked(false);
+    follows("protection is back", [this] { return isIn("nominal"); });
+    follows("the camera is open", [this] { return camera_.isOpen(); });
+    takePicture("unlocked");
+  });
+}
+
+void DesktopTrial::openOverview() {
+  record("windows", "overview", [this] {
+    // As a person sees that the desktop hears them.
+    shell_.clickOverview(true);
+    takePicture("overview");
+    shell_.clickOverview(false);
+  });
+}
+
+/// What is painted while nobody takes it must not pile up: an X server of the desktop's would end, and every
+/// X11 program with it.
+void DesktopTrial::outliveHangingDesktop() {
+  shell_.setHanging(true);
+  pause(hang);
+  shell_.setHanging(false);
+  reachEverything("after a hang");
+  if (!isIn("alert")) throw std::runtime_error("the alert did not outlive a desktop that hangs");
+}
+
+void DesktopTrial::switchOffByKeys() {
+  int typed = 0;
+  record("shortcut", "Super+Shift+C switches off", [&] {
+    bringAbout("alert");
+    shell_.click(onDocument.front());
+    const int before = document_.keys();
+    shell_.pressShortcut("super+shift+c");
+    follows("protection is off", [this] { return isIn("inactive"); });
+    takePicture("shortcut");
+    typed = document_.keys() - before;
+    desktop_.run(binary_, {"on"});
+  });
+  record("shortcut", "it types nothing", [&] {
+    constexpr int modifiers = 2;
+    if (typed > modifiers) throw std::runtime_error("the window below got the key");
+  });
+}
+
+/// The way out for whoever does not want the cover any more: the program's window, and the switch in it.
+void DesktopTrial::switchOffByMouse() {
+  record("clicks", "own switch", [this] {
+    bringAbout("alert");
+    openPopover();
+    takePicture("popover");
+    shell_.click(popover().topLeft() + switchInPopover);
+    follows("protection is off", [this] { return isIn("inactive"); });
+    closePopover();
+    takePicture("switched-off");
+    if (difference("switched-off", "uncovered", bareDocument) > 1)
+      throw std::runtime_error("the document is still covered in switched-off");
+  });
+}
+
+void DesktopTrial::leaveNothing() {
+  record("end", "nothing is left", [this] {
+    quit();
+    follows("the camera is closed", [this] { return !camera_.isOpen(); });
+    takePicture("left");
+    if (difference("left", "uncovered", QRect(0, 40, 1920, 1040)) > 0.5)
+      throw std::runtime_error("something is left on the screen");
+  });
 }
 
 void DesktopTrial::bringAbout(const std::string& state) {
@@ -83,44 +346,64 @@ void DesktopTrial::bringAbout(const std::string& state) {
   follows("protection is in " + state, [&] { return isIn(state); });
 }
 
-void DesktopTrial::clickThrough(const std::string& name, const std::string& state, int clicks) {
+void DesktopTrial::takePictureIn(const std::string& state, const std::string& name) {
   bringAbout(state);
-  pause(pictureDelay_);
   follows("the screen shows it", [&] {
-    screenshot(pathOf(name));
-    return showsOnlooker(picture(name)) == (state == "alert");
+    takePicture(name);
+    return showsOnlooker(picture(name).copy(0, 0, 1920, 1080)) == (state == "alert");
   });
-  const auto began = std::chrono::steady_clock::now();
-  const double before = ProcessUsage::of(program_.pid()).cpuSeconds;
-  clickEverywhere(name, clicks);
-  if (!isIn(state)) throw std::runtime_error("the state did not last: " + state);
-  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
-  std::printf("  %-12s processor time of the program: %.1f %%\n", name.c_str(),
-              100 * (ProcessUsage::of(program_.pid()).cpuSeconds - before) / took.count());
 }
 
-void DesktopTrial::clickEverywhere(const std::string& state, int clicks) {
+void DesktopTrial::reachEverything(const std::string& when) {
   // The document is a window of the desktop's own kind.
-  record(state, kind_.wayland ? "Wayland window" : "large window", clicks,
-         [&] { return clicksPassed(clicks, onDocument, [this] { return document_.clicks(); }); });
-  record(state, "X11 window", clicks, [&] {
+  const std::string document = when + (kind_.wayland ? ", Wayland window" : ", large window");
+  record("clicks", document, clicks_,
+         [&] { return clicksPassed(onDocument, [this] { return document_.clicks(); }); });
+  record("keys", document, clicks_, [&] { return keysPassed("a", [this] { return document_.keys(); }); });
+  record("clicks", when + ", X11 window", clicks_, [&] {
     const QPoint middle = shell_.window(other).value().center();
-    return clicksPassed(clicks, {middle, middle + QPoint(40, 50), middle - QPoint(60, 20)}, [this] {
-      return static_cast<int>(QByteArray::fromStdString(otherWindow_.output()).count("ButtonPress event"));
-    });
+    return clicksPassed({middle, middle + QPoint(40, 50), middle - QPoint(60, 20)},
+                        [this] { return wordsPrinted("ButtonPress event"); });
   });
-  record(state, "panel", clicks, [&] {
+  record("keys", when + ", X11 window", clicks_,
+         [&] { return keysPassed("a", [this] { return wordsPrinted("KeyPress event"); }); });
+  record("clicks", when + ", panel", clicks_, [&] {
     shell_.setPanelDeaf(true);
-    const int passed = clicksPassed(clicks, shell_.panelSpots(), [this] { return shell_.panelClicks(); });
+    const int passed = clicksPassed(shell_.panelSpots(), [this] { return shell_.panelClicks(); });
     shell_.setPanelDeaf(false);
     return passed;
   });
+  record("keys", when + ", desktop", clicks_,
+         [&] { return keysPassed(shell_.desktopKey(), [this] { return shell_.desktopKeys(); }); });
 }
 
-int DesktopTrial::clicksPassed(int clicks, const std::vector<QPoint>& points,
-                               const std::function<int()>& count) {
+/// A click opens another page, a key goes back: each page has its size.
+void DesktopTrial::reachOwnWindow(const std::string& when) {
+  int opened = 0;
+  int closed = 0;
+  record("clicks", when + ", own window", clicks_, [&] {
+    openPopover();
+    const QSize home = popover().size();
+    const auto isHome = [&] { return popover().size() == home; };
+    takePicture("popover-" + when);
+    for (int i = 0; i < clicks_; ++i) {
+      shell_.click(popover().topLeft() + aboutInPopover + QPoint(i % 7, i % 3));
+      if (!runUntil([&] { return !isHome(); }, clickLimit)) continue;
+      ++opened;
+      pause(milliseconds(300));  // the page fades in
+      shell_.pressKey("Escape");
+      if (runUntil(isHome, clickLimit)) ++closed;
+      pause(milliseconds(300));
+    }
+    closePopover();
+    return opened;
+  });
+  record("keys", when + ", own window", clicks_, [&] { return closed; });
+}
+
+int DesktopTrial::clicksPassed(const std::vector<QPoint>& points, const std::function<int()>& count) {
   int passed = 0;
-  for (int i = 0; i < clicks; ++i) {
+  for (int i = 0; i < clicks_; ++i) {
     const int before = count();
     // Never twice on the same pixel: a pointer that rests would not ask again what lies below it.
     const QPoint at = points[static_cast<std::size_t>(i) % points.size()] + QPoint(i % 5, i % 3);
@@ -135,75 +418,101 @@ int DesktopTrial::clicksPassed(int clicks, const std::vector<QPoint>& points,
   return passed;
 }
 
-void DesktopTrial::openOverview(const std::string& state) {
-  record(state, "overview", 2, [this] {
-    // As a person sees that the desktop hears them.
-    shell_.clickOverview(true);
-    takePicture("overview");
-    shell_.clickOverview(false);
-    return 2;
-  });
+int DesktopTrial::keysPassed(const std::string& key, const std::function<int()>& count) {
+  int passed = 0;
+  for (int i = 0; i < clicks_; ++i) {
+    const int before = count();
+    shell_.pressKey(key);
+    passed += runUntil([&] { return count() > before; }, passed == 0 ? lostClickLimit : clickLimit) ? 1 : 0;
+  }
+  return passed;
 }
 
-/// What is painted while nobody takes it must not pile up: an X server of the desktop's would end, and every
-/// X11 program with it.
-void DesktopTrial::outliveHangingDesktop() {
-  shell_.setHanging(true);
-  pause(hang);
-  shell_.setHanging(false);
-  clickEverywhere("after a hang", fewClicks);
-  if (!isIn("alert")) throw std::runtime_error("the alert did not outlive a desktop that hangs");
+int DesktopTrial::wordsPrinted(const char* words) const {
+  return static_cast<int>(QByteArray::fromStdString(otherWindow_.output()).count(words));
 }
 
-/// The way out for whoever does not want the cover any more: the program's window, and the switch in it.
-void DesktopTrial::switchOffWithTheMouse() {
-  const auto title = QStringLiteral("Sentrel");
-  // A second start opens the first one's window.
+void DesktopTrial::openPopover() {
   const std::string token = shell_.startupToken();
   desktop_.run("env", {"DESKTOP_STARTUP_ID=" + token, "XDG_ACTIVATION_TOKEN=" + token, binary_});
-  follows("the program's window is there", [&] { return shell_.window(title).has_value(); });
+  follows("the program's window is there", [this] { return shell_.window(ownTitle).has_value(); });
   pause(pictureDelay_);
-  takePicture("popover");
-  record("alert", "own switch", 1, [&] {
-    shell_.click(shell_.window(title).value().center() + switchInPopover);
-    return runUntil([this] { return isIn("inactive"); }, seconds(5)) ? 1 : 0;
-  });
-  takePicture("switched-off");
 }
 
-void DesktopTrial::judge() const {
-  std::ostringstream table;
-  table << "state\ttarget\tpassed\twanted\tnot here\n";
-  bool allPassed = true;
-  for (const Row& row : rows_) {
-    table << row.state << '\t' << row.target << '\t' << row.passed << '\t' << row.wanted << '\t'
-          << row.notHere << '\n';
-    allPassed = allPassed && (!row.notHere.empty() || row.passed == row.wanted);
+void DesktopTrial::closePopover() {
+  shell_.pressKey("Escape");
+  follows("the program's window is closed", [this] { return !shell_.window(ownTitle); });
+}
+
+QRect DesktopTrial::popover() {
+  const QRect window = shell_.window(ownTitle).value();
+  const int shadow = (window.width() - popoverWidth) / 2;
+  return window.adjusted(shadow, shadow, -shadow, -shadow);
+}
+
+double DesktopTrial::difference(const std::string& one, const std::string& another, const QRect& part) const {
+  const QImage first = picture(one).copy(part);
+  const QImage second = picture(another).copy(part);
+  double sum = 0;
+  int count = 0;
+  for (int y = 0; y < first.height(); y += 4) {
+    for (int x = 0; x < first.width(); x += 4, ++count)
+      sum += std::abs(qGray(first.pixel(x, y)) - qGray(second.pixel(x, y)));
   }
-  std::ofstream(folder_ / "trial.tsv") << table.str();
-  std::printf("\n%s\nThe table and the pictures are in %s\n", table.str().c_str(), folder_.c_str());
-  if (!allPassed) throw std::runtime_error("something did not arrive");
-  judgeCovers({"uncovered", "nominal", "inattention", "alert"}, bareDocument);
-  if (std::abs(brightness("switched-off", bareDocument) - brightness("uncovered", bareDocument)) > 1)
-    throw std::runtime_error("the document is still covered in switched-off");
+  return sum / count;
 }
 
-void DesktopTrial::record(const std::string& state, const std::string& target, int wanted,
+void DesktopTrial::writeTable() const {
+  std::ofstream table(folder_ / "trial.tsv");
+  table << "topic\twhat\tpassed\twanted\tnot here\n";
+  bool allPassed = true;
+  std::map<std::string, std::pair<int, int>> sums;  // passed and wanted
+  std::string notHere;
+  for (const Row& row : rows_) {
+    table << row.topic << '\t' << row.what << '\t' << row.passed << '\t' << row.wanted << '\t' << row.notHere
+          << '\n';
+    if (row.notHere.empty()) {
+      auto& [passed, wanted] = sums[row.topic == "clicks" || row.topic == "keys" ? row.topic : "rest"];
+      passed += row.passed;
+      wanted += row.wanted;
+      allPassed = allPassed && row.passed == row.wanted;
+    } else if (notHere.find(row.notHere) == std::string::npos) {
+      notHere += (notHere.empty() ? "" : "; ") + row.topic + ": " + row.notHere;
+    }
+  }
+  std::string line = "| " + shell_.version() + " (" + kind_.name + ") | " +
+                     QSysInfo::prettyProductName().toStdString() + " |";
+  for (const char* topic : {"clicks", "keys", "rest"}) {
+    const auto& [passed, wanted] = sums[topic];
+    line += " " + std::to_string(passed) + " of " + std::to_string(wanted) + " |";
+  }
+  line += " " + notHere + " |\n";
+  std::ofstream(folder_ / "line.md") << line;
+  std::printf("\n%s\nThe table and the pictures are in %s\n", line.c_str(), folder_.c_str());
+  if (!allPassed) throw std::runtime_error("not everything passed");
+}
+
+void DesktopTrial::record(const std::string& topic, const std::string& what, int wanted,
                           const std::function<int()>& passed) {
-  Row row{.state = state, .target = target, .wanted = wanted};
+  Row row{.topic = topic, .what = what, .wanted = wanted};
+  std::string words;
   try {
     row.passed = passed();
-    std::printf("  %-12s %-16s %3d of %3d\n", state.c_str(), target.c_str(), row.passed, row.wanted);
   } catch (const NotHere& reason) {
     row.notHere = reason.what();
-    std::printf("  %-12s %-16s not here: %s\n", state.c_str(), target.c_str(), reason.what());
+    words = std::string("not here: ") + reason.what();
+  } catch (const std::exception& error) {
+    if (program_.pid() != 0 && !program_.isRunning()) throw;
+    words = error.what();
   }
+  std::printf("  %-12s %-32s %3d of %3d %s\n", topic.c_str(), what.c_str(), row.passed, row.wanted,
+              words.c_str());
   rows_.push_back(row);
 }
 
 void DesktopTrial::follows(const std::string& words, const std::function<bool()>& condition) {
   waitFor(words, condition);
-  std::printf("  %s\n", words.c_str());
+  std::printf("    %s\n", words.c_str());
 }
 
 }  // namespace sentrel::test

@@ -2,8 +2,10 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 #include <QStringList>
 #include <chrono>
+#include <cmath>
 #include <csignal>
 #include <optional>
 
@@ -19,12 +21,14 @@ constexpr std::chrono::seconds startLimit{90};
 constexpr std::chrono::seconds answerLimit{120};
 
 const auto shellName = QStringLiteral("org.gnome.Shell");
+const auto displayManagerName = QStringLiteral("org.gnome.DisplayManager");
+const auto displayManagerPath = QStringLiteral("/org/gnome/DisplayManager/Manager");
 /// "Activities".
 constexpr QPoint overviewButton{55, 16};
 
 QString quoted(const QString& text) {
-  const QByteArray list = QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact);
-  return QString::fromUtf8(list).mid(1, list.size() - 2);
+  const QString list = QString::fromUtf8(QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact));
+  return list.mid(1, list.size() - 2);
 }
 
 QString windowNamed(const QString& title) {
@@ -32,11 +36,14 @@ QString windowNamed(const QString& title) {
       .arg(quoted(title));
 }
 
-// A pointer and keys, and a count of what the panel gets.
+/// Nobody else has it.
+constexpr const char* ownKey = "super+alt+k";
+
+// A pointer and keys, and a count of what the panel and a key of the shell's get.
 const auto prelude = QStringLiteral(R"((() => {
-  const { Clutter } = imports.gi;
+  const { Clutter, Meta, Shell } = imports.gi;
   const seat = Clutter.get_default_backend().get_default_seat();
-  const trial = { clicks: 0, deaf: false,
+  const trial = { clicks: 0, keys: 0, deaf: false,
                   pointer: seat.create_virtual_device(Clutter.InputDeviceType.POINTER_DEVICE),
                   keyboard: seat.create_virtual_device(Clutter.InputDeviceType.KEYBOARD_DEVICE) };
   global.trial = trial;
@@ -45,27 +52,50 @@ const auto prelude = QStringLiteral(R"((() => {
     const isButton = [Clutter.EventType.BUTTON_PRESS, Clutter.EventType.BUTTON_RELEASE].includes(event.type());
     return trial.deaf && isButton ? Clutter.EVENT_STOP : Clutter.EVENT_PROPAGATE;
   });
+  const key = global.display.grab_accelerator('<Super><Alt>k', Meta.KeyBindingFlags.NONE);
+  Main.wm.allowKeybinding(Meta.external_binding_name_for_action(key), Shell.ActionMode.ALL);
+  global.display.connect('accelerator-activated', (display, action) => { if (action === key) ++trial.keys; });
   Main.overview.hide();
   return true;
 })())");
 
-/// GNOME's shell as the Wayland compositor of a private desktop, with one virtual monitor that the processor
-/// draws, and with its own X server. What a person does with mouse and keys comes from virtual devices of the
-/// shell's, so that it takes the way of real ones.
+/// GNOME's shell: as the Wayland compositor of a private desktop, with virtual monitors that the processor
+/// draws and with its own X server, or on the X server that is there. What a person does with mouse and keys
+/// comes from virtual devices of the shell's, so that it takes the way of real ones.
 class GnomeShell final : public DesktopShell {
  public:
-  GnomeShell(HeadlessDesktop& desktop, QSize screen) : desktop_(desktop), bus_(desktop, TestBus::session) {
+  GnomeShell(HeadlessDesktop& desktop, QSize screen, bool wayland)
+      : desktop_(desktop),
+        screen_(screen),
+        wayland_(wayland),
+        bus_(desktop, TestBus::session),
+        systemBus_(desktop, TestBus::system),
+        loginManager_(mockLoginManager(desktop, systemBus_)),
+        displayManager_(BusMock::empty(desktop, systemBus_, displayManagerName, displayManagerPath)) {
+    // Without one that it knows it has no locker.
+    displayManager_.control(displayManagerPath, QStringLiteral("AddProperties"),
+                            {QStringLiteral("org.gnome.DisplayManager.Manager"),
+                             QVariantMap{{QStringLiteral("Version"), QStringLiteral("43.0")}}});
     desktop.setVariable("XDG_CURRENT_DESKTOP", "GNOME");
-    desktop.setVariable("XDG_SESSION_TYPE", "wayland");
+    desktop.setVariable("XDG_SESSION_TYPE", wayland ? "wayland" : "x11");
     const std::string monitor = std::to_string(screen.width()) + "x" + std::to_string(screen.height());
-    process_ = desktop.spawn("gnome-shell",
-                             {"--headless", "--virtual-monitor", monitor, "--wayland", "--unsafe-mode"});
+    process_ =
+        desktop.spawn("gnome-shell", wayland ? std::vector<std::string>{"--headless", "--wayland",
+                                                                        "--unsafe-mode", "--virtual-monitor",
+                                                                        monitor, "--virtual-monitor", monitor}
+                                             : std::vector<std::string>{"--x11", "--unsafe-mode"});
     waitUntilStarted();
     for (const char* name : {"WAYLAND_DISPLAY", "DISPLAY", "XAUTHORITY"}) {
       const QJsonValue value =
           evaluate(QStringLiteral("imports.gi.GLib.getenv('%1')").arg(QLatin1String(name)));
-      desktop.setVariable(name, value.toString().toStdString());
+      if (value.isString()) desktop.setVariable(name, value.toString().toStdString());
     }
+    desktop.run("dbus-update-activation-environment", {"--all"});
+    if (wayland) arrangeOutputs(1, 1);
+    // Before any other that is installed.
+    (void)bus_.call(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+                    QStringLiteral("org.freedesktop.DBus"), QStringLiteral("StartServiceByName"),
+                    {QStringLiteral("org.gnome.Shell.Notifications"), 0U}, answerLimit);
     (void)evaluate(prelude);
     if (!waitUntil([this] { return !overviewIsOpen(); }, startLimit))
       throw std::runtime_error("the overview stays");
@@ -120,12 +150,9 @@ class GnomeShell final : public DesktopShell {
   }
 
   [[nodiscard]] std::optional<QRect> window(const QString& title) override {
-    const QJsonValue place =
-        evaluate(QStringLiteral("(w => { if (!w) return null; const r = w.get_frame_rect();"
-                                " return {x: r.x, y: r.y, width: r.width, height: r.height}; })(%1)")
-                     .arg(windowNamed(title)));
-    if (!place.isObject()) return {};
-    return QRect(place[u"x"].toInt(), place[u"y"].toInt(), place[u"width"].toInt(), place[u"height"].toInt());
+    return place(evaluate(QStringLiteral("(w => { if (!w) return null; const r = w.get_frame_rect();"
+                                         " return {x: r.x, y: r.y, width: r.width, height: r.height}; })(%1)")
+                              .arg(windowNamed(title))));
   }
 
   [[nodiscard]] QString under(QPoint at) override {
@@ -169,6 +196,17 @@ class GnomeShell final : public DesktopShell {
     (void)evaluate(QStringLiteral("global.trial.deaf = %1").arg(QLatin1String(deaf ? "true" : "false")));
   }
 
+  [[nodiscard]] std::string desktopKey() override { return ownKey; }
+  [[nodiscard]] int desktopKeys() override { return evaluate(QStringLiteral("global.trial.keys")).toInt(); }
+
+  [[nodiscard]] std::optional<QRect> notification() override {
+    return place(evaluate(QStringLiteral(R"((banner => {
+    if (!banner) return null;
+    const [x, y] = banner.get_transformed_position();
+    return { x, y, width: banner.width, height: banner.height };
+  })(Main.messageTray._banner))")));
+  }
+
   void clickOverview(bool open) override {
     click(overviewButton);
     if (!waitUntil([&] { return overviewIsOpen() == open; }, std::chrono::seconds(5)))
@@ -176,6 +214,44 @@ class GnomeShell final : public DesktopShell {
   }
 
   void setHanging(bool hangs) override { process_.signal(hangs ? SIGSTOP : SIGCONT); }
+
+  QRect addOutput() override {
+    if (!wayland_) throw NotHere("the X server without a screen has one output");
+    arrangeOutputs(2, 1);
+    return {screen_.width(), 0, screen_.width(), screen_.height()};
+  }
+  void removeOutput() override { arrangeOutputs(1, 1); }
+
+  void setScale(double scale) override {
+    if (!wayland_) throw NotHere("the X server without a screen has one scale");
+    if (scale != std::floor(scale)) throw NotHere("fractions only where the person opens them");
+    arrangeOutputs(1, scale);
+  }
+
+  void setAppearance(Appearance appearance) override {
+    const auto set = [this](const char* where, const char* name, const char* value) {
+      desktop_.run("gsettings", {"set", where, name, value});
+    };
+    set("org.gnome.desktop.interface", "color-scheme",
+        appearance == Appearance::dark ? "prefer-dark" : "default");
+    set("org.gnome.desktop.a11y.interface", "high-contrast",
+        appearance == Appearance::highContrast ? "true" : "false");
+  }
+
+  void setLocked(bool locked) override {
+    if (!evaluate(QStringLiteral("Main.screenShield !== null")).toBool())
+      throw NotHere("GNOME locks nothing where systemd has no seats");
+    (void)evaluate(locked ? QStringLiteral("Main.screenShield.lock(false) ?? true")
+                          : QStringLiteral("Main.screenShield.deactivate(false) ?? true"));
+    if (!waitUntil([&] { return evaluate(QStringLiteral("Main.screenShield.locked")).toBool() == locked; },
+                   startLimit))
+      throw std::runtime_error(locked ? "the screen is not locked" : "the screen stays locked");
+  }
+
+  void pressShortcut(const std::string& keys) override {
+    if (wayland_ && !offersShortcuts()) throw NotHere("its portal offers no shortcuts");
+    pressKey(keys);
+  }
 
   void screenshot(const std::filesystem::path& path) override {
     const auto service = QStringLiteral("org.gnome.Shell.Screenshot");
@@ -197,8 +273,54 @@ class GnomeShell final : public DesktopShell {
     return QJsonDocument::fromJson(answer).array().first();
   }
 
+  [[nodiscard]] static std::optional<QRect> place(const QJsonValue& value) {
+    if (!value.isObject()) return {};
+    return QRectF(value[u"x"].toDouble(), value[u"y"].toDouble(), value[u"width"].toDouble(),
+                  value[u"height"].toDouble())
+        .toRect();
+  }
+
   [[nodiscard]] bool overviewIsOpen() const {
     return evaluate(QStringLiteral("Main.overview.visible")).toBool();
+  }
+
+  [[nodiscard]] bool offersShortcuts() const {
+    try {
+      (void)bus_.call(
+          QStringLiteral("org.freedesktop.portal.Desktop"), QStringLiteral("/org/freedesktop/portal/desktop"),
+          QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"),
+          {QStringLiteral("org.freedesktop.portal.GlobalShortcuts"), QStringLiteral("version")}, answerLimit);
+      return true;
+    } catch (const std::runtime_error&) {
+      return false;
+    }
+  }
+
+  /// The first ones of those that it was started with, side by side.
+  void arrangeOutputs(int count, double scale) const {
+    const std::string service = "org.gnome.Mutter.DisplayConfig";
+    const auto call = [&](const std::string& method, std::vector<std::string> arguments) {
+      arguments.insert(arguments.begin(),
+                       {"call", "--session", "--dest", service, "--object-path",
+                        "/org/gnome/Mutter/DisplayConfig", "--method", service + "." + method});
+      return QString::fromStdString(desktop_.run("gdbus", arguments));
+    };
+    const QString state = call("GetCurrentState", {});
+    static const QRegularExpression serial(QStringLiteral("^\\(uint32 (\\d+)"));
+    static const QRegularExpression monitor(
+        QStringLiteral("\\(\\('([^']+)', '[^']*', '[^']*', '[^']*'\\), \\[\\('([^']+)'"));
+    QStringList outputs;
+    for (auto found = monitor.globalMatch(state); found.hasNext() && outputs.size() < count;) {
+      const auto match = found.next();
+      outputs += QStringLiteral("(%1, 0, %2, uint32 0, %3, [('%4', '%5', @a{sv} {})])")
+                     .arg(outputs.size() * screen_.width())
+                     .arg(scale, 0, 'f', 2)
+                     .arg(QLatin1String(outputs.isEmpty() ? "true" : "false"))
+                     .arg(match.captured(1), match.captured(2));
+    }
+    constexpr const char* temporary = "1";
+    (void)call("ApplyMonitorsConfig", {serial.match(state).captured(1).toStdString(), temporary,
+                                       ("[" + outputs.join(u',') + "]").toStdString(), "@a{sv} {}"});
   }
 
   void waitUntilStarted() {
@@ -217,14 +339,23 @@ class GnomeShell final : public DesktopShell {
   }
 
   HeadlessDesktop& desktop_;
+  const QSize screen_;
+  const bool wayland_;
   BusClient bus_;
+  BusClient systemBus_;
+  BusMock loginManager_;
+  BusMock displayManager_;
   ChildProcess process_;
 };
 
 }  // namespace
 
 std::unique_ptr<DesktopShell> startGnomeOnWayland(HeadlessDesktop& desktop, QSize screen) {
-  return std::make_unique<GnomeShell>(desktop, screen);
+  return std::make_unique<GnomeShell>(desktop, screen, true);
+}
+
+std::unique_ptr<DesktopShell> startGnomeOnX11(HeadlessDesktop& desktop, QSize screen) {
+  return std::make_unique<GnomeShell>(desktop, screen, false);
 }
 
 }  // namespace sentrel::test

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // sentrel-try-desktop DESKTOP FOLDER [CLICKS [PROGRAM]]: runs the program, the one of this build unless
-// another is named, on a real desktop without a screen, and clicks through its cover in every state, on each
-// target 60 times or so many during the alert. Leaves a table and pictures in the folder; fails when a click
-// is lost.
+// another is named, on a real desktop without a screen, and plays what a person does: clicks and keys go
+// through its cover in every state, to each target 20 times or so many. Leaves a table and pictures in the
+// folder; fails when something is lost.
 #include <QGuiApplication>
 #include <QLoggingCategory>
 #include <algorithm>
@@ -21,8 +21,17 @@ namespace sentrel::test {
 
 const std::vector<DesktopKind>& desktopKinds() {
   constexpr HeadlessDesktop::Options services{.activation = true, .systemBus = true, .pipeWire = true};
+  constexpr HeadlessDesktop::Options x11{.activation = true,
+                                         .systemBus = true,
+                                         .pipeWire = true,
+                                         .x11 = true,
+                                         .windowManager = false,
+                                         .compositor = false};
   static const std::vector<DesktopKind> kinds{
       {"gnome-wayland", services, true, startGnomeOnWayland},
+      {"gnome-x11", x11, false, startGnomeOnX11},
+      {"xfce", x11, false, startXfce},
+      {"kwin-x11", x11, false, startKWinOnX11},
   };
   return kinds;
 }
@@ -32,7 +41,7 @@ const std::vector<DesktopKind>& desktopKinds() {
 int main(int argc, char** argv) {
   using namespace sentrel::test;  // NOLINT(google-build-using-namespace): in a program's main function
   const std::string_view name = argc >= 3 && argc <= 5 ? argv[1] : "";
-  const int clicks = argc >= 4 ? std::atoi(argv[3]) : 60;
+  const int clicks = argc >= 4 ? std::atoi(argv[3]) : 20;
   const auto& kinds = desktopKinds();
   const auto kind = std::ranges::find(kinds, name, &DesktopKind::name);
   if (kind == kinds.end() || clicks < 1) {

@@ -34,8 +34,13 @@ test_packages=(
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-pipewire
   desktop-file-utils appstream groff-base libxml2-utils
 )
-# A real desktop, without a screen.
-gnome_packages=(gnome-shell xwayland dbus-daemon pipewire-bin x11-utils)
+# Real desktops, without a screen, and what tells and does there what a person would.
+desktops=(gnome-wayland gnome-x11 xfce kwin-x11)
+desktop_packages=(dbus-daemon dbus-bin pipewire-bin x11-utils)
+x11_desktop_packages=(xvfb xdotool wmctrl imagemagick)
+gnome_packages=(gnome-shell xwayland libglib2.0-bin xdg-desktop-portal xdg-desktop-portal-gnome python3-dbusmock)
+xfce_packages=(xfwm4 xfce4-settings xfce4-panel xfce4-notifyd "${x11_desktop_packages[@]}")
+kwin_x11_packages=(kwin-x11 "${x11_desktop_packages[@]}")
 # What gives away the screen of sway.
 sharing_packages=(xdg-desktop-portal-wlr)
 package_packages=(build-essential git dpkg-dev debhelper)
@@ -142,11 +147,14 @@ setup() {
         names+=("${demo_packages[@]}" "${demo_wayland_packages[@]}" "${demo_day_packages[@]}" "${test_packages[@]}")
         pictures=yes
         ;;
-      gnome) names+=("${gnome_packages[@]}") ;;
+      gnome-wayland) names+=("${desktop_packages[@]}" "${gnome_packages[@]}") ;;
+      gnome-x11) names+=("${desktop_packages[@]}" "${gnome_packages[@]}" "${x11_desktop_packages[@]}") ;;
+      xfce) names+=("${desktop_packages[@]}" "${xfce_packages[@]}") ;;
+      kwin-x11) names+=("${desktop_packages[@]}" "${kwin_x11_packages[@]}") ;;
       sharing) names+=("${sharing_packages[@]}") ;;
       package) names+=("${package_packages[@]}") ;;
       check) names+=("${check_packages[@]}") ;;
-      *) fail "unknown group $group; groups are build, run, demo, demo-wayland, demo-day, demo-hands, soak, test, gnome, sharing, package and check" ;;
+      *) fail "unknown group $group; groups are build, run, demo, demo-wayland, demo-day, demo-hands, soak, test, sharing, package, check and ${desktops[*]}" ;;
     esac
   done
   install_packages "${names[@]}"

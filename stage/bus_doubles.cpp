@@ -135,10 +135,14 @@ bool BusDouble::handleMessage(const QDBusMessage& message, const QDBusConnection
   return connection.send(message.createReply(found->second(message)));
 }
 
+BusMock mockLoginManager(HeadlessDesktop& desktop, const BusClient& systemBus) {
+  return {desktop, systemBus, QStringLiteral("org.freedesktop.login1"), loginManager(desktop)};
+}
+
 MockSession::MockSession(HeadlessDesktop& desktop)
     : sessionBus_(desktop, TestBus::session),
       systemBus_(desktop, TestBus::system),
-      logind_(desktop, systemBus_, QStringLiteral("org.freedesktop.login1"), loginManager(desktop)),
+      logind_(mockLoginManager(desktop, systemBus_)),
       locker_(desktop, sessionBus_, locker, QStringLiteral("gnome_screensaver")),
       upower_(desktop, systemBus_, QStringLiteral("org.freedesktop.UPower"), QStringLiteral("upower")) {
   constexpr qlonglong secondsLeft = 7200;

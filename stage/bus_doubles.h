@@ -106,6 +106,10 @@ class BusDouble final : public QDBusVirtualObject {
   std::vector<QDBusMessage> calls_;
 };
 
+/// The login manager of a private desktop: whoever asks belongs to one session, which is active and unlocked.
+/// `systemBus` must outlive it.
+[[nodiscard]] BusMock mockLoginManager(HeadlessDesktop& desktop, const BusClient& systemBus);
+
 /// A person's session on a private desktop: the login manager, GNOME's screen locker and the battery, as mock
 /// services. Whoever asks belongs to this session.
 class MockSession {

@@ -17,14 +17,18 @@ class DocumentDesktop final : public QRasterWindow {
   [[nodiscard]] static bool isShownIn(const QImage& screen);
   /// How many times a mouse button was pressed on it.
   [[nodiscard]] int clicks() const { return clicks_; }
+  /// How many times a key was pressed in it.
+  [[nodiscard]] int keys() const { return keys_; }
 
  protected:
   void paintEvent(QPaintEvent* event) override;
   void mousePressEvent(QMouseEvent* /*event*/) override { ++clicks_; }
+  void keyPressEvent(QKeyEvent* /*event*/) override { ++keys_; }
 
  private:
   bool painted_ = false;
   int clicks_ = 0;
+  int keys_ = 0;
 };
 
 }  // namespace sentrel::test

@@ -343,6 +343,14 @@ void HeadlessDesktop::killX() {
   compositor_.terminate();
 }
 
+bool HeadlessDesktop::hasWindowManager() const {
+  return probe_->hasWindowManager();
+}
+
+bool HeadlessDesktop::hasCompositor() const {
+  return probe_->hasCompositor();
+}
+
 void HeadlessDesktop::startPicom() {
   if (compositor_.isRunning()) return;
   compositor_ = spawn("picom", {"--config", "/dev/null", "--backend", "xrender", "--no-vsync"});

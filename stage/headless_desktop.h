@@ -74,6 +74,8 @@ class HeadlessDesktop {
   void killPipeWire();  ///< as a crash
   void startX();  ///< with its window manager and compositor as chosen; the display may get a new number
   void killX();   ///< as a crash; takes window manager and compositor with it
+  [[nodiscard]] bool hasWindowManager() const;  ///< only with `x11`
+  [[nodiscard]] bool hasCompositor() const;     ///< only with `x11`
   void startPicom();
   void stopPicom() { compositor_.terminate(); }
   void startSway();

@@ -1,0 +1,264 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <QRegularExpression>
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include "desktop_shell.h"
+
+namespace sentrel::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The processor draws it all, on a machine that may be busy.
+constexpr std::chrono::seconds startLimit{90};
+
+/// Any desktop on X11: mouse and keys by the server's test extension, windows as the window manager tells of
+/// them, pictures of the root window.
+class X11Shell : public DesktopShell {
+ public:
+  X11Shell(HeadlessDesktop& desktop, const std::string& name);
+  ~X11Shell() override;
+  X11Shell(const X11Shell&) = delete;
+  X11Shell& operator=(const X11Shell&) = delete;
+
+  void click(QPoint at) override;
+  void pressKey(const std::string& keys) override;
+  [[nodiscard]] std::optional<QRect> window(const QString& title) override;
+  [[nodiscard]] QString under(QPoint at) override;
+  void raiseWindow(const QString& title) override;
+  void maximizeWindow(const QString& title) override;
+  void setHanging(bool hangs) override;
+  void screenshot(const std::filesystem::path& path) override { desktop_.screenshot(path); }
+
+ protected:
+  /// Returns once it manages windows and blends them. It is what can hang.
+  void startWindowManager(const std::string& program, const std::vector<std::string>& arguments);
+  /// Where the first window is that xdotool finds so.
+  [[nodiscard]] std::optional<QRect> windowOf(std::vector<std::string> search);
+  /// Of the Debian package.
+  [[nodiscard]] std::string versionOf(const std::string& package) const;
+
+  HeadlessDesktop& desktop_;
+
+ private:
+  ChildProcess windowManager_;
+};
+
+X11Shell::X11Shell(HeadlessDesktop& desktop, const std::string& name) : desktop_(desktop) {
+  desktop.setVariable("XDG_CURRENT_DESKTOP", name);
+  desktop.setVariable("XDG_SESSION_TYPE", "x11");
+  desktop.run("dbus-update-activation-environment", {"--all"});
+}
+
+X11Shell::~X11Shell() {
+  windowManager_.signal(SIGCONT);
+}
+
+void X11Shell::click(QPoint at) {
+  desktop_.run("xdotool", {"mousemove", std::to_string(at.x()), std::to_string(at.y()), "click", "1"});
+}
+
+void X11Shell::pressKey(const std::string& keys) {
+  desktop_.run("xdotool", {"key", keys});
+}
+
+std::optional<QRect> X11Shell::window(const QString& title) {
+  return windowOf({"--name", "^" + title.toStdString() + "$"});
+}
+
+std::optional<QRect> X11Shell::windowOf(std::vector<std::string> search) {
+  search.insert(search.begin(), {"search", "--onlyvisible"});
+  ChildProcess found = desktop_.spawn("xdotool", search);
+  if (found.waitForExit(std::chrono::seconds(30)) != 0) return {};
+  std::string id;
+  std::istringstream(found.output()) >> id;
+  if (id.empty()) return {};
+  static const QRegularExpression number(QStringLiteral(": +(-?\\d+)"));
+  const auto numberAfter =
+      [printed = QString::fromStdString(desktop_.run("xwininfo", {"-id", id}))](QLatin1String words) {
+        return number.match(printed, printed.indexOf(words)).captured(1).toInt();
+      };
+  return QRect(numberAfter(QLatin1String("Absolute upper-left X")),
+               numberAfter(QLatin1String("Absolute upper-left Y")), numberAfter(QLatin1String("Width")),
+               numberAfter(QLatin1String("Height")));
+}
+
+QString X11Shell::under(QPoint at) {
+  const std::string printed = desktop_.run(
+      "xdotool",
+      {"mousemove", std::to_string(at.x()), std::to_string(at.y()), "getmouselocation", "--shell"});
+  const std::string window = printed.substr(printed.find("WINDOW=") + 7);
+  return QString::fromStdString(desktop_.run("xprop", {"-id", window, "WM_NAME", "WM_CLASS"})).simplified();
+}
+
+void X11Shell::raiseWindow(const QString& title) {
+  desktop_.run("wmctrl", {"-F", "-r", title.toStdString(), "-b", "add,above"});
+}
+
+void X11Shell::maximizeWindow(const QString& title) {
+  desktop_.run("wmctrl", {"-F", "-r", title.toStdString(), "-b", "add,maximized_vert,maximized_horz"});
+}
+
+void X11Shell::setHanging(bool hangs) {
+  windowManager_.signal(hangs ? SIGSTOP : SIGCONT);
+}
+
+void X11Shell::startWindowManager(const std::string& program, const std::vector<std::string>& arguments) {
+  windowManager_ = desktop_.spawn(program, arguments);
+  const auto isReady = [this] { return desktop_.hasWindowManager() && desktop_.hasCompositor(); };
+  (void)waitUntil([&] { return isReady() || !windowManager_.isRunning(); }, startLimit);
+  if (!isReady())
+    throw std::runtime_error(program + " did not start; it printed:\n" + windowManager_.output());
+}
+
+std::string X11Shell::versionOf(const std::string& package) const {
+  return QString::fromStdString(
+             desktop_.run("dpkg-query", {"-W", "-f", "${source:Upstream-Version}", package}))
+      .trimmed()
+      .toStdString();
+}
+
+/// Xfce as it is installed, but for a panel of which each click can be counted.
+class Xfce final : public X11Shell {
+ public:
+  explicit Xfce(HeadlessDesktop& desktop) : X11Shell(desktop, "XFCE") {
+    writePanel();
+    set("xfce4-keyboard-shortcuts", "/commands/custom/override", "bool", "true");
+    set("xfce4-keyboard-shortcuts", "/commands/custom/<Super><Alt>k", "string", writeCounter("desktop-keys"));
+    settings_ = desktop.spawn("xfsettingsd", {"--no-daemon"});
+    // As a session starts it, before any other that is installed.
+    notifications_ =
+        desktop.spawn("sh", {"-c", "exec $(sed -n 's/^Exec=//p' /etc/xdg/autostart/xfce4-notifyd.desktop)"});
+    startWindowManager("xfwm4", {"--compositor=on"});
+    panel_ = desktop.spawn("xfce4-panel", {"--disable-wm-check", "--sm-client-disable"});
+    // It is there before its buttons are.
+    const bool started = waitUntil(
+        [this] {
+          for (const QPoint spot : panelSpots()) click(spot);
+          return panelClicks() >= static_cast<int>(launchers.size());
+        },
+        startLimit, std::chrono::milliseconds(500));
+    if (!started) throw std::runtime_error("xfce4-panel did not start; it printed:\n" + panel_.output());
+  }
+
+  [[nodiscard]] std::string version() const override { return "Xfwm4 " + versionOf("xfwm4"); }
+
+  // Three at the left, and the last thing of the panel.
+  [[nodiscard]] std::vector<QPoint> panelSpots() override {
+    return {{14, 16}, {44, 16}, {74, 16}, {1904, 16}};
+  }
+  [[nodiscard]] int panelClicks() override { return counted("panel-clicks"); }
+  [[nodiscard]] std::string desktopKey() override { return "super+alt+k"; }
+  [[nodiscard]] int desktopKeys() override { return counted("desktop-keys"); }
+  [[nodiscard]] std::optional<QRect> notification() override {
+    return windowOf({"--class", "Xfce4-notifyd"});
+  }
+
+  void setScale(double scale) override {
+    if (scale != std::floor(scale)) throw NotHere("whole scales only");
+    set("xsettings", "/Gdk/WindowScalingFactor", "int", std::to_string(static_cast<int>(scale)));
+  }
+
+  void setAppearance(Appearance appearance) override {
+    set("xsettings", "/Net/ThemeName", "string",
+        appearance == Appearance::light  ? "Adwaita"
+        : appearance == Appearance::dark ? "Adwaita-dark"
+                                         : "HighContrast");
+  }
+
+ private:
+  static constexpr std::array launchers{1, 2, 3, 7};
+
+  /// How many times the command has run that adds a line to this file.
+  [[nodiscard]] int counted(const char* file) const {
+    std::ifstream lines(desktop_.home() / file);
+    return static_cast<int>(std::count(std::istreambuf_iterator<char>(lines), {}, '\n'));
+  }
+
+  [[nodiscard]] fs::path writeCounter(const char* file) const {
+    const fs::path command = desktop_.home() / (std::string("count-") + file);
+    std::ofstream(command) << "#!/bin/sh\necho >>'" << (desktop_.home() / file).string() << "'\n";
+    fs::permissions(command, fs::perms::owner_all);
+    return command;
+  }
+
+  void set(const std::string& channel, const std::string& property, const std::string& type,
+           const std::string& value) const {
+    desktop_.run("xfconf-query", {"-c", channel, "-p", property, "-n", "-t", type, "-s", value});
+  }
+
+  void writePanel() const {
+    const fs::path xfce = desktop_.configFolder() / "xfce4";
+    const fs::path command = writeCounter("panel-clicks");
+    std::ostringstream plugins;
+    for (const int id : launchers) {
+      const std::string name = "launcher-" + std::to_string(id);
+      fs::create_directories(xfce / "panel" / name);
+      std::ofstream(xfce / "panel" / name / "count.desktop")
+          << "[Desktop Entry]\nType=Application\nName=Count\nIcon=view-refresh\nStartupNotify=false\nExec="
+          << command.string() << "\n";
+      plugins
+          << "<property name=\"plugin-" << id << R"(" type="string" value="launcher">)"
+          << R"(<property name="items" type="array"><value type="string" value="count.desktop"/></property>)"
+          << "</property>";
+    }
+    const fs::path file = xfce / "xfconf" / "xfce-perchannel-xml" / "xfce4-panel.xml";
+    fs::create_directories(file.parent_path());
+    std::ofstream(file) << R"(<?xml version="1.0" encoding="UTF-8"?>
+<channel name="xfce4-panel" version="1.0">
+  <property name="configver" type="int" value="2"/>
+  <property name="panels" type="array"><value type="int" value="1"/>
+    <property name="panel-1" type="empty">
+      <property name="position" type="string" value="p=6;x=0;y=0"/>
+      <property name="length" type="uint" value="100"/>
+      <property name="position-locked" type="bool" value="true"/>
+      <property name="size" type="uint" value="30"/>
+      <property name="plugin-ids" type="array">
+        <value type="int" value="1"/><value type="int" value="2"/><value type="int" value="3"/>
+        <value type="int" value="4"/><value type="int" value="5"/><value type="int" value="6"/>
+        <value type="int" value="7"/>
+      </property>
+    </property>
+  </property>
+  <property name="plugins" type="empty">
+    <property name="plugin-4" type="string" value="separator">
+      <property name="expand" type="bool" value="true"/>
+    </property>
+    <property name="plugin-5" type="string" value="systray"/>
+    <property name="plugin-6" type="string" value="clock"/>
+    )" << plugins.str() << "\n  </property>\n</channel>\n";
+  }
+
+  ChildProcess settings_;
+  ChildProcess notifications_;
+  ChildProcess panel_;
+};
+
+/// KDE's window manager.
+class KWin final : public X11Shell {
+ public:
+  explicit KWin(HeadlessDesktop& desktop) : X11Shell(desktop, "KDE") { startWindowManager("kwin_x11", {}); }
+
+  [[nodiscard]] std::string version() const override { return "KWin " + versionOf("kwin-x11"); }
+  [[nodiscard]] std::vector<QPoint> panelSpots() override { throw NotHere("KWin alone has no panel"); }
+};
+
+}  // namespace
+
+std::unique_ptr<DesktopShell> startXfce(HeadlessDesktop& desktop, QSize /*screen*/) {
+  return std::make_unique<Xfce>(desktop);
+}
+
+std::unique_ptr<DesktopShell> startKWinOnX11(HeadlessDesktop& desktop, QSize /*screen*/) {
+  return std::make_unique<KWin>(desktop);
+}
+
+}  // namespace sentrel::test
