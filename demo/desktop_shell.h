@@ -24,7 +24,7 @@ class NotHere : public std::runtime_error {
 /// How a desktop is set to look.
 enum class Appearance { light, dark, highContrast };
 
-/// A real desktop without a screen, started on the services of a `HeadlessDesktop`: what a person does with
+/// A real desktop without a screen, of one output of 1920 x 1080 at first, started on the services of a `HeadlessDesktop`: what a person does with
 /// it, and what a trial must know of it. Ready when it is made, the environment of the `HeadlessDesktop`
 /// leads to it, and it ends with the object. Coordinates are those of the desktop's own layout, those of
 /// pictures are pixels of the screen. Whatever a desktop does not have throws `NotHere`; other failures throw
@@ -97,16 +97,16 @@ struct DesktopKind {
   HeadlessDesktop::Options options;  ///< what it is started on
   /// Whether its own windows are Wayland's; X11 windows are there either way.
   bool wayland;
-  std::unique_ptr<DesktopShell> (*start)(HeadlessDesktop& desktop, QSize screen);
+  std::unique_ptr<DesktopShell> (*start)(HeadlessDesktop& desktop);
 };
 
 /// All that there are.
 [[nodiscard]] const std::vector<DesktopKind>& desktopKinds();
 
 // By family, for `desktopKinds()` alone.
-[[nodiscard]] std::unique_ptr<DesktopShell> startGnomeOnWayland(HeadlessDesktop& desktop, QSize screen);
-[[nodiscard]] std::unique_ptr<DesktopShell> startGnomeOnX11(HeadlessDesktop& desktop, QSize screen);
-[[nodiscard]] std::unique_ptr<DesktopShell> startXfce(HeadlessDesktop& desktop, QSize screen);
-[[nodiscard]] std::unique_ptr<DesktopShell> startKWinOnX11(HeadlessDesktop& desktop, QSize screen);
+[[nodiscard]] std::unique_ptr<DesktopShell> startGnomeOnWayland(HeadlessDesktop& desktop);
+[[nodiscard]] std::unique_ptr<DesktopShell> startGnomeOnX11(HeadlessDesktop& desktop);
+[[nodiscard]] std::unique_ptr<DesktopShell> startXfce(HeadlessDesktop& desktop);
+[[nodiscard]] std::unique_ptr<DesktopShell> startKWinOnX11(HeadlessDesktop& desktop);
 
 }  // namespace sentrel::test

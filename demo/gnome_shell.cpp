@@ -11,6 +11,7 @@
 
 #include "desktop_shell.h"
 #include "stage/bus_doubles.h"
+#include "x11_outputs.h"
 
 namespace sentrel::test {
 
@@ -64,9 +65,9 @@ const auto prelude = QStringLiteral(R"((() => {
 /// comes from virtual devices of the shell's, so that it takes the way of real ones.
 class GnomeShell final : public DesktopShell {
  public:
-  GnomeShell(HeadlessDesktop& desktop, QSize screen, bool wayland)
+  GnomeShell(HeadlessDesktop& desktop, bool wayland)
       : desktop_(desktop),
-        screen_(screen),
+
         wayland_(wayland),
         bus_(desktop, TestBus::session),
         systemBus_(desktop, TestBus::system),
@@ -78,7 +79,8 @@ class GnomeShell final : public DesktopShell {
                              QVariantMap{{QStringLiteral("Version"), QStringLiteral("43.0")}}});
     desktop.setVariable("XDG_CURRENT_DESKTOP", "GNOME");
     desktop.setVariable("XDG_SESSION_TYPE", wayland ? "wayland" : "x11");
-    const std::string monitor = std::to_string(screen.width()) + "x" + std::to_string(screen.height());
+    const std::string monitor = "1920x1080";
+    if (!wayland) outputs_.emplace(desktop);
     process_ =
         desktop.spawn("gnome-shell", wayland ? std::vector<std::string>{"--headless", "--wayland",
                                                                         "--unsafe-mode", "--virtual-monitor",
@@ -216,11 +218,11 @@ class GnomeShell final : public DesktopShell {
   void setHanging(bool hangs) override { process_.signal(hangs ? SIGSTOP : SIGCONT); }
 
   QRect addOutput() override {
-    if (!wayland_) throw NotHere("the X server without a screen has one output");
+    if (outputs_) return outputs_->addSecond();
     arrangeOutputs(2, 1);
-    return {screen_.width(), 0, screen_.width(), screen_.height()};
+    return {X11Outputs::width, 0, X11Outputs::width, X11Outputs::height};
   }
-  void removeOutput() override { arrangeOutputs(1, 1); }
+  void removeOutput() override { outputs_ ? outputs_->removeSecond() : arrangeOutputs(1, 1); }
 
   void setScale(double scale) override {
     if (!wayland_) throw NotHere("the X server without a screen has one scale");
@@ -313,7 +315,7 @@ class GnomeShell final : public DesktopShell {
     for (auto found = monitor.globalMatch(state); found.hasNext() && outputs.size() < count;) {
       const auto match = found.next();
       outputs += QStringLiteral("(%1, 0, %2, uint32 0, %3, [('%4', '%5', @a{sv} {})])")
-                     .arg(outputs.size() * screen_.width())
+                     .arg(outputs.size() * X11Outputs::width)
                      .arg(scale, 0, 'f', 2)
                      .arg(QLatin1String(outputs.isEmpty() ? "true" : "false"))
                      .arg(match.captured(1), match.captured(2));
@@ -339,23 +341,23 @@ class GnomeShell final : public DesktopShell {
   }
 
   HeadlessDesktop& desktop_;
-  const QSize screen_;
   const bool wayland_;
   BusClient bus_;
   BusClient systemBus_;
   BusMock loginManager_;
   BusMock displayManager_;
+  std::optional<X11Outputs> outputs_;  // on X11
   ChildProcess process_;
 };
 
 }  // namespace
 
-std::unique_ptr<DesktopShell> startGnomeOnWayland(HeadlessDesktop& desktop, QSize screen) {
-  return std::make_unique<GnomeShell>(desktop, screen, true);
+std::unique_ptr<DesktopShell> startGnomeOnWayland(HeadlessDesktop& desktop) {
+  return std::make_unique<GnomeShell>(desktop, true);
 }
 
-std::unique_ptr<DesktopShell> startGnomeOnX11(HeadlessDesktop& desktop, QSize screen) {
-  return std::make_unique<GnomeShell>(desktop, screen, false);
+std::unique_ptr<DesktopShell> startGnomeOnX11(HeadlessDesktop& desktop) {
+  return std::make_unique<GnomeShell>(desktop, false);
 }
 
 }  // namespace sentrel::test

@@ -16,6 +16,7 @@
 
 #include "desktop_shell.h"
 #include "desktop_trial.h"
+#include "x11_outputs.h"
 
 namespace sentrel::test {
 
@@ -26,7 +27,8 @@ const std::vector<DesktopKind>& desktopKinds() {
                                          .pipeWire = true,
                                          .x11 = true,
                                          .windowManager = false,
-                                         .compositor = false};
+                                         .compositor = false,
+                                         .width = 2 * X11Outputs::width};
   static const std::vector<DesktopKind> kinds{
       {"gnome-wayland", services, true, startGnomeOnWayland},
       {"gnome-x11", x11, false, startGnomeOnX11},
@@ -55,7 +57,7 @@ int main(int argc, char** argv) {
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   try {
     HeadlessDesktop desktop(kind->options);
-    const auto shell = kind->start(desktop, {kind->options.width, kind->options.height});
+    const auto shell = kind->start(desktop);
     std::printf("  %s\n", shell->version().c_str());
     desktop.exportToProcess();
     qputenv("QT_QPA_PLATFORM", kind->wayland ? "wayland" : "xcb");  // for the document, not for the program

@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "desktop_shell.h"
+#include "x11_outputs.h"
 
 namespace sentrel::test {
 
@@ -36,6 +37,8 @@ class X11Shell : public DesktopShell {
   void raiseWindow(const QString& title) override;
   void maximizeWindow(const QString& title) override;
   void setHanging(bool hangs) override;
+  QRect addOutput() override { return outputs_.addSecond(); }
+  void removeOutput() override { outputs_.removeSecond(); }
   void screenshot(const std::filesystem::path& path) override { desktop_.screenshot(path); }
 
  protected:
@@ -49,6 +52,7 @@ class X11Shell : public DesktopShell {
   HeadlessDesktop& desktop_;
 
  private:
+  X11Outputs outputs_{desktop_};
   ChildProcess windowManager_;
 };
 
@@ -253,11 +257,11 @@ class KWin final : public X11Shell {
 
 }  // namespace
 
-std::unique_ptr<DesktopShell> startXfce(HeadlessDesktop& desktop, QSize /*screen*/) {
+std::unique_ptr<DesktopShell> startXfce(HeadlessDesktop& desktop) {
   return std::make_unique<Xfce>(desktop);
 }
 
-std::unique_ptr<DesktopShell> startKWinOnX11(HeadlessDesktop& desktop, QSize /*screen*/) {
+std::unique_ptr<DesktopShell> startKWinOnX11(HeadlessDesktop& desktop) {
   return std::make_unique<KWin>(desktop);
 }
 

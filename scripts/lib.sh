@@ -38,7 +38,7 @@ test_packages=(
 desktops=(gnome-wayland gnome-x11 xfce kwin-x11)
 desktop_packages=(dbus-daemon dbus-bin pipewire-bin x11-utils)
 x11_desktop_packages=(xvfb xdotool wmctrl imagemagick)
-gnome_packages=(gnome-shell xwayland libglib2.0-bin xdg-desktop-portal xdg-desktop-portal-gnome python3-dbusmock)
+gnome_packages=(gnome-shell gjs xwayland libglib2.0-bin xdg-desktop-portal xdg-desktop-portal-gnome python3-dbusmock)
 xfce_packages=(xfwm4 xfce4-settings xfce4-panel xfce4-notifyd "${x11_desktop_packages[@]}")
 kwin_x11_packages=(kwin-x11 "${x11_desktop_packages[@]}")
 # What gives away the screen of sway.
