@@ -56,6 +56,8 @@ const auto prelude = QStringLiteral(R"((() => {
   const key = global.display.grab_accelerator('<Super><Alt>k', Meta.KeyBindingFlags.NONE);
   Main.wm.allowKeybinding(Meta.external_binding_name_for_action(key), Shell.ActionMode.ALL);
   global.display.connect('accelerator-activated', (display, action) => { if (action === key) ++trial.keys; });
+  // Nobody answers who unlocks; without a display manager the locker would ask again and again.
+  imports.gi.Gdm.Client.prototype.open_reauthentication_channel = () => new Promise(() => {});
   Main.overview.hide();
   return true;
 })())");
