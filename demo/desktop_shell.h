@@ -24,11 +24,11 @@ class NotHere : public std::runtime_error {
 /// How a desktop is set to look.
 enum class Appearance { light, dark, highContrast };
 
-/// A real desktop without a screen, of one output of 1920 x 1080 at first, started on the services of a `HeadlessDesktop`: what a person does with
-/// it, and what a trial must know of it. Ready when it is made, the environment of the `HeadlessDesktop`
-/// leads to it, and it ends with the object. Coordinates are those of the desktop's own layout, those of
-/// pictures are pixels of the screen. Whatever a desktop does not have throws `NotHere`; other failures throw
-/// std::runtime_error. Main thread.
+/// A real desktop without a screen, of one output of 1920 x 1080 at first, started on the services of a
+/// `HeadlessDesktop`: what a person does with it, and what a trial must know of it. Ready when it is made,
+/// the environment of the `HeadlessDesktop` leads to it, and it ends with the object. Coordinates are those
+/// of the desktop's own layout, those of pictures are pixels of the screen. Whatever a desktop does not have
+/// throws `NotHere`; other failures throw std::runtime_error. Main thread.
 class DesktopShell {
  public:
   DesktopShell() = default;

@@ -33,7 +33,9 @@ class WorkWindow final : public QRasterWindow {
   [[nodiscard]] int drops() const { return drops_; }
 
  protected:
-  void paintEvent(QPaintEvent* /*event*/) override { QPainter(this).fillRect(QRect(QPoint(), size()), Qt::white); }
+  void paintEvent(QPaintEvent* /*event*/) override {
+    QPainter(this).fillRect(QRect(QPoint(), size()), Qt::white);
+  }
   void keyPressEvent(QKeyEvent* event) override { typed_ += event->text(); }
   void mouseMoveEvent(QMouseEvent* event) override {
     if (event->buttons() == Qt::NoButton) return;

@@ -375,7 +375,9 @@ void MenuBarPopoverView::showPage(Page page) {
 
 QSize MenuBarPopoverView::sizeHint() const {
   const int width = Theme::shared().grown(viewWidth, widthAddedForText);
-  const int least = showStats ? statsHeight : showAbout || showPrivacy_ || showReport_ ? aboutHeight : homeHeight;
+  const int least = showStats                                  ? statsHeight
+                    : showAbout || showPrivacy_ || showReport_ ? aboutHeight
+                                                               : homeHeight;
   const int wanted =
       stack_->hasHeightForWidth() ? stack_->totalHeightForWidth(width) : stack_->totalSizeHint().height();
   return {width, std::max(least, wanted)};
