@@ -112,7 +112,7 @@ TEST_F(ProgramTest, ItBeginsAndEndsInGoodOrderOnADamagedFileAndWhenNoBusAnswers)
   ASSERT_TRUE(cameraIs(false)) << "that of the one that has ended";
   process = desktop.spawn(SENTREL_PROGRAM);
   EXPECT_TRUE(cameraIs(true)) << "it protects, though nobody can ask it how it is";
-  EXPECT_THAT(process.output(), testing::HasSubstr("no session bus"));
+  EXPECT_THAT(process.output(), testing::HasSubstr("Aucun bus de session"));
   terminate();
   desktop.sessionBus().signal(SIGCONT);
   desktop.systemBus().signal(SIGCONT);
