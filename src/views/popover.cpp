@@ -181,6 +181,7 @@ constexpr int headerHeight = 88;
 constexpr int homeHeight = 280;
 constexpr int statsHeight = 400;
 constexpr int aboutHeight = 440;
+constexpr int reportHeight = 600;  // of a list that would fill any screen
 
 EyeLogo::Mood moodOf(const FilterState& state) {
   if (state.is(FilterState::Kind::alert)) return EyeLogo::Mood::alert;
@@ -375,12 +376,10 @@ void MenuBarPopoverView::showPage(Page page) {
 
 QSize MenuBarPopoverView::sizeHint() const {
   const int width = Theme::shared().grown(viewWidth, widthAddedForText);
-  const int least = showStats                                  ? statsHeight
-                    : showAbout || showPrivacy_ || showReport_ ? aboutHeight
-                                                               : homeHeight;
+  const int least = showStats ? statsHeight : showAbout || showPrivacy_ ? aboutHeight : homeHeight;
   const int wanted =
       stack_->hasHeightForWidth() ? stack_->totalHeightForWidth(width) : stack_->totalSizeHint().height();
-  return {width, std::max(least, wanted)};
+  return {width, showReport_ ? reportHeight : std::max(least, wanted)};
 }
 
 bool MenuBarPopoverView::event(QEvent* event) {
