@@ -5,7 +5,7 @@
 # tools can be looked for, and after it.
 
 set(sentrel_needs program)
-if(SENTREL_DEMO OR SENTREL_TESTS OR SENTREL_BENCH)
+if(SENTREL_DEMO OR SENTREL_TESTS OR SENTREL_BENCH OR SENTREL_FUZZ)
   list(APPEND sentrel_needs demo)
 endif()
 if(SENTREL_TESTS)

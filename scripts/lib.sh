@@ -43,6 +43,7 @@ xfce_packages=(xfwm4 xfce4-settings xfce4-panel xfce4-notifyd "${x11_desktop_pac
 kwin_x11_packages=(kwin-x11 "${x11_desktop_packages[@]}")
 # What gives away the screen of sway.
 sharing_packages=(xdg-desktop-portal-wlr)
+fuzz_packages=(clang)
 package_packages=(build-essential git dpkg-dev debhelper)
 check_packages=(git strace devscripts clang-tidy clang-format reuse shellcheck qemu-user lintian debootstrap systemd)
 
@@ -152,9 +153,10 @@ setup() {
       xfce) names+=("${desktop_packages[@]}" "${xfce_packages[@]}") ;;
       kwin-x11) names+=("${desktop_packages[@]}" "${kwin_x11_packages[@]}") ;;
       sharing) names+=("${sharing_packages[@]}") ;;
+      fuzz) names+=("${fuzz_packages[@]}") ;;
       package) names+=("${package_packages[@]}") ;;
       check) names+=("${check_packages[@]}") ;;
-      *) fail "unknown group $group; groups are build, run, demo, demo-wayland, demo-day, demo-hands, soak, test, sharing, package, check and ${desktops[*]}" ;;
+      *) fail "unknown group $group; groups are build, run, demo, demo-wayland, demo-day, demo-hands, soak, test, sharing, fuzz, package, check and ${desktops[*]}" ;;
     esac
   done
   install_packages "${names[@]}"
