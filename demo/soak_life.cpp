@@ -37,7 +37,7 @@ SoakLife::SoakLife(Parts parts) : parts_(std::move(parts)), desktop_(parts_.desk
     scenes_.push_back(portrait.frame(state));
   for (std::size_t i = 0; i < cameras_.size(); ++i) {
     cameras_[i] = std::make_unique<VirtualCamera>(VirtualCamera::Options{
-        .name = cameraNames[i], .description = cameraNames[i], .modes = {{.fps = 15}}});
+        .name = cameraNames[i], .description = cameraNames[i], .modes = {{.fps = parts_.fps}}});
     cameras_[i]->setSource([this, i](std::int64_t) {
       if (gives_[i]) ++frames_;
       return scenes_[static_cast<std::size_t>(scene_.load())].constBits();

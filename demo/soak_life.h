@@ -30,6 +30,7 @@ class SoakLife {
     SoakJournal& journal;
     std::string program;
     unsigned seed;
+    int fps;                               ///< of the cameras
     const std::atomic<bool>& interrupted;  ///< nothing is waited for any more
   };
   explicit SoakLife(Parts parts);
