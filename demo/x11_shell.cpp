@@ -19,7 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 
 /// The processor draws it all, on a machine that may be busy.
-constexpr std::chrono::seconds startLimit{90};
+constexpr std::chrono::seconds startLimit{240};
 
 /// Any desktop on X11: mouse and keys by the server's test extension, windows as the window manager tells of
 /// them, pictures of the root window.
