@@ -83,7 +83,6 @@ class GnomeShell final : public DesktopShell {
     desktop.setVariable("XDG_SESSION_ID", "c2");  // as the login manager has it
     desktop.setVariable("XDG_SESSION_TYPE", wayland ? "wayland" : "x11");
     const std::string monitor = "1920x1080";
-    if (!wayland) outputs_.emplace(desktop);
     process_ =
         desktop.spawn("gnome-shell", wayland ? std::vector<std::string>{"--headless", "--wayland",
                                                                         "--unsafe-mode", "--virtual-monitor",
@@ -96,7 +95,11 @@ class GnomeShell final : public DesktopShell {
       if (value.isString()) desktop.setVariable(name, value.toString().toStdString());
     }
     desktop.run("dbus-update-activation-environment", {"--all"});
-    if (wayland) arrangeOutputs(1, 1);
+    if (wayland) {
+      arrangeOutputs(1, 1);
+    } else {
+      outputs_.emplace(desktop);  // the shell has begun with the output's own mode
+    }
     // As a whole session starts them; notifications before any other that is installed.
     for (const char* service : {"org.gnome.Shell.Notifications", "org.gnome.ScreenSaver"}) {
       (void)bus_.call(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
