@@ -30,7 +30,7 @@ class SessionEventOrder {
     sessionInactive,
     systemSleep,
     x11Displays,
-    wlrDisplays,
+    waylandDisplays,
     gnomeDisplays,
   };
   static constexpr std::size_t sourceCount = 8;

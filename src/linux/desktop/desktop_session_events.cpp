@@ -333,7 +333,7 @@ void DesktopSessionEvents::begin() {
   x11_ = {parts_.displays, [observer = observerOn(parts_.mainLoop, order_, Source::x11Displays)] {
             return std::make_unique<X11DisplayPower>(observer);
           }};
-  wayland_ = {parts_.displays, [observer = observerOn(parts_.mainLoop, order_, Source::wlrDisplays)] {
+  wayland_ = {parts_.displays, [observer = observerOn(parts_.mainLoop, order_, Source::waylandDisplays)] {
                 return std::make_unique<WaylandDisplayPower>(observer);
               }};
   polling_ = false;

@@ -110,6 +110,7 @@ WaylandDisplayPower::WaylandDisplayPower(DisplayPowerObserver observer) : observ
   QObject::connect(&closing_, &QTimer::timeout, &closing_, [this] {
     outputs_.clear();
     manager_.reset();
+    kwinManager_.reset();
     compositor_.reset();
   });
   const QByteArray display = qgetenv("WAYLAND_DISPLAY");
@@ -121,7 +122,7 @@ WaylandDisplayPower::WaylandDisplayPower(DisplayPowerObserver observer) : observ
   if (!compositor_) return;
   compositor_->whenAnswered([this] {
     listed_ = true;
-    manager_ ? evaluate() : closing_.start(0);
+    canTell() ? evaluate() : closing_.start(0);
   });
   compositor_->run([this] {
     closing_.start(0);
@@ -134,11 +135,15 @@ void WaylandDisplayPower::appeared(std::uint32_t name, std::string_view interfac
     manager_ =
         compositor_->bind<zwlr_output_power_manager_v1>(name, zwlr_output_power_manager_v1_interface, 1);
     for (const auto& output : outputs_) watch(*output);
+  } else if (interface == org_kde_kwin_dpms_manager_interface.name && !kwinManager_) {
+    kwinManager_ = compositor_->bind<org_kde_kwin_dpms_manager>(name, org_kde_kwin_dpms_manager_interface, 1);
+    for (const auto& output : outputs_) watchKwin(*output);
   } else if (interface == wl_output_interface.name) {
     hadOutput_ = true;
     outputs_.push_back(std::make_unique<Output>(
         Output{*this, name, compositor_->bind<wl_output>(name, wl_output_interface, 1)}));
     watch(*outputs_.back());
+    watchKwin(*outputs_.back());
   }
 }
 
@@ -165,9 +170,23 @@ void WaylandDisplayPower::watch(Output& output) {
   zwlr_output_power_v1_add_listener(output.power.get(), &listener, &output);
 }
 
+void WaylandDisplayPower::watchKwin(Output& output) {
+  static constexpr org_kde_kwin_dpms_listener listener{
+      .supported =
+          [](void* data, org_kde_kwin_dpms*, std::uint32_t supported) {
+            if (supported == 0) static_cast<Output*>(data)->on = true;
+          },
+      .mode = [](void* data, org_kde_kwin_dpms*,
+                 std::uint32_t mode) { static_cast<Output*>(data)->on = mode == ORG_KDE_KWIN_DPMS_MODE_ON; },
+      .done = [](void* data, org_kde_kwin_dpms*) { static_cast<Output*>(data)->owner.evaluate(); }};
+  if (!kwinManager_) return;
+  output.kwinPower.reset(org_kde_kwin_dpms_manager_get(kwinManager_.get(), output.output.get()));
+  org_kde_kwin_dpms_add_listener(output.kwinPower.get(), &listener, &output);
+}
+
 /// Off means: no output shows anything, and there was one to begin with.
 void WaylandDisplayPower::evaluate() {
-  if (!listed_ || !manager_ || !hadOutput_) return;
+  if (!listed_ || !canTell() || !hadOutput_) return;
   bool off = true;
   for (const auto& output : outputs_) {
     if (!output->on) return;  // its first word is under way

@@ -39,8 +39,8 @@ class X11DisplayPower {
   QTimer poll_;
 };
 
-/// A wlroots compositor about the power of its outputs, on a connection of its own that is closed at once
-/// where the compositor cannot tell. Lives on a thread with a Qt event loop.
+/// A wlroots compositor or KWin about the power of its outputs, on a connection of its own that is closed at
+/// once where the compositor cannot tell. Lives on a thread with a Qt event loop.
 class WaylandDisplayPower {
  public:
   explicit WaylandDisplayPower(DisplayPowerObserver observer);
@@ -53,17 +53,21 @@ class WaylandDisplayPower {
     std::uint32_t name;
     WaylandObject<wl_output> output;
     WaylandObject<zwlr_output_power_v1> power = nullptr;
+    WaylandObject<org_kde_kwin_dpms> kwinPower = nullptr;
     std::optional<bool> on = std::nullopt;
   };
 
   void appeared(std::uint32_t name, std::string_view interface);
   void removed(std::uint32_t name);
+  [[nodiscard]] bool canTell() const { return manager_ || kwinManager_; }
   void watch(Output& output);
+  void watchKwin(Output& output);
   void evaluate();
 
   DisplayPowerObserver observer_;
   std::unique_ptr<WaylandConnection> compositor_;
   WaylandObject<zwlr_output_power_manager_v1> manager_;
+  WaylandObject<org_kde_kwin_dpms_manager> kwinManager_;
   std::vector<std::unique_ptr<Output>> outputs_;
   bool listed_ = false;
   bool hadOutput_ = false;

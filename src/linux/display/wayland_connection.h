@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include <fractional-scale-client-protocol.h>
+#include <kde-client-protocol.h>
 #include <viewporter-client-protocol.h>
 #include <wlr-client-protocol.h>
 #include <xdg-output-client-protocol.h>
@@ -54,6 +55,8 @@ struct WaylandDeleter {
     zwlr_output_power_manager_v1_destroy(object);
   }
   void operator()(zwlr_output_power_v1* object) const { zwlr_output_power_v1_destroy(object); }
+  void operator()(org_kde_kwin_dpms_manager* object) const { org_kde_kwin_dpms_manager_destroy(object); }
+  void operator()(org_kde_kwin_dpms* object) const { org_kde_kwin_dpms_release(object); }
   void operator()(zxdg_output_manager_v1* object) const { zxdg_output_manager_v1_destroy(object); }
   void operator()(zxdg_output_v1* object) const { zxdg_output_v1_destroy(object); }
   void operator()(wp_fractional_scale_manager_v1* object) const {

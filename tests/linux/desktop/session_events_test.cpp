@@ -324,6 +324,112 @@ TEST_F(SessionEventsTest, AWaylandCompositorTellsWhenItsLastOutputGoes) {
   EXPECT_THAT(delivered, ElementsAre(screensDidSleep, screensDidWake)) << "one output is enough to be seen";
 }
 
+/// A compositor that has one output, and tells of its power as KWin does. It answers from the event loop.
+class KwinPowerServer {
+ public:
+  explicit KwinPowerServer(const std::string& path, bool canSwitchOff) : canSwitchOff_(canSwitchOff) {
+    sockaddr_un address{AF_UNIX, {}};
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    ::unlink(path.c_str());
+    EXPECT_EQ(::bind(listening_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ::listen(listening_, 1);
+    QObject::connect(&called_, &QSocketNotifier::activated, &called_, [this] {
+      client_ = ::accept(listening_, nullptr, nullptr);
+      asked_ = std::make_unique<QSocketNotifier>(client_, QSocketNotifier::Read);
+      QObject::connect(asked_.get(), &QSocketNotifier::activated, asked_.get(), [this] { answer(); });
+    });
+  }
+  ~KwinPowerServer() {
+    ::close(client_);
+    ::close(listening_);
+  }
+
+  void setMode(std::uint32_t mode) {
+    mode_ = mode;
+    if (power_ != 0) tell();
+  }
+  [[nodiscard]] bool isAsked() const { return power_ != 0; }
+
+ private:
+  using Words = std::vector<std::uint32_t>;
+
+  void send(std::uint32_t object, std::uint32_t event, const Words& arguments) const {
+    Words message{object, static_cast<std::uint32_t>((arguments.size() + 2) * 4) << 16U | event};
+    message.insert(message.end(), arguments.begin(), arguments.end());
+    ::send(client_, message.data(), message.size() * 4, MSG_NOSIGNAL);
+  }
+  void offer(std::uint32_t name, std::string_view interface) const {
+    Words arguments(2 + interface.size() / 4 + 1 + 1);
+    arguments.front() = name;
+    arguments[1] = static_cast<std::uint32_t>(interface.size()) + 1;
+    interface.copy(reinterpret_cast<char*>(&arguments[2]), interface.size());
+    arguments.back() = 1;  // the version
+    send(registry_, 0, arguments);
+  }
+  void tell() const {
+    send(power_, 0, {canSwitchOff_ ? 1U : 0U});
+    if (canSwitchOff_) send(power_, 1, {mode_});
+    send(power_, 2, {});
+  }
+  void answer() {
+    std::array<std::uint32_t, 2> head{};
+    if (::recv(client_, head.data(), sizeof head, MSG_WAITALL) <= 0) return asked_->setEnabled(false);
+    Words body((head[1] >> 16U) / 4 - 2);
+    if (!body.empty()) ::recv(client_, body.data(), body.size() * 4, MSG_WAITALL);
+    const std::uint32_t request = head[1] & 0xffffU;
+    if (head[0] == display && request == getRegistry) {
+      registry_ = body[0];
+      offer(1, "wl_output");
+      offer(managerName, "org_kde_kwin_dpms_manager");
+    } else if (head[0] == display) {
+      send(body[0], 0, {0});  // everything before is answered
+    } else if (head[0] == registry_ && body[0] == managerName) {
+      manager_ = body.back();
+    } else if (head[0] == manager_) {
+      power_ = body[0];
+      tell();
+    }
+  }
+
+  static constexpr std::uint32_t display = 1;
+  static constexpr std::uint32_t getRegistry = 1;
+  static constexpr std::uint32_t managerName = 2;
+  const bool canSwitchOff_;
+  const int listening_ = ::socket(AF_UNIX, SOCK_STREAM, 0);
+  int client_ = -1;
+  std::uint32_t registry_ = 0;
+  std::uint32_t manager_ = 0;
+  std::uint32_t power_ = 0;
+  std::uint32_t mode_ = 0;
+  QSocketNotifier called_{listening_, QSocketNotifier::Read};
+  std::unique_ptr<QSocketNotifier> asked_;
+};
+
+TEST_F(SessionEventsTest, KwinTellsOfItsDisplays) {
+  const std::string path = (desktop.runtimeFolder() / "kwin").string();
+  ::setenv("WAYLAND_DISPLAY", path.c_str(), 1);
+  ::unsetenv("DISPLAY");
+  {
+    KwinPowerServer server(path, true);
+    server.setMode(3);
+    install();
+    ASSERT_TRUE(runUntilDelivered(1)) << "found off";
+    for (const std::uint32_t mode : {0U, 1U, 2U, 0U, 3U}) server.setMode(mode);
+    ASSERT_TRUE(runUntilDelivered(5));
+  }
+  ASSERT_TRUE(runUntilDelivered(6)) << "a compositor that has gone keeps nobody away";
+  EXPECT_THAT(delivered, ElementsAre(screensDidSleep, screensDidWake, screensDidSleep, screensDidWake,
+                                     screensDidSleep, screensDidWake));
+  registration.reset();
+  KwinPowerServer noPower(path, false);
+  install();
+  ASSERT_TRUE(runUntil([&] { return noPower.isAsked(); }));
+  bool known = false;
+  events.whenKnown([&] { known = true; });
+  ASSERT_TRUE(runUntil([&] { return known; }));
+  EXPECT_EQ(delivered.size(), 6U) << "what cannot be switched off is on";
+}
+
 /// Everything that speaks with a bus is in use while one hangs: whatever waited for an answer would wait
 /// until the bus library gives up, 25 s.
 TEST_F(SessionEventsTest, ABusThatHangsHoldsUpNeitherTheMainLoopNorTheOther) {
