@@ -11,7 +11,6 @@
 
 #include "desktop_shell.h"
 #include "stage/bus_doubles.h"
-#include "x11_outputs.h"
 
 namespace sentrel::test {
 
@@ -24,6 +23,8 @@ constexpr std::chrono::seconds answerLimit{120};
 const auto shellName = QStringLiteral("org.gnome.Shell");
 const auto displayManagerName = QStringLiteral("org.gnome.DisplayManager");
 const auto displayManagerPath = QStringLiteral("/org/gnome/DisplayManager/Manager");
+constexpr int width = 1920;
+constexpr int height = 1080;
 /// "Activities".
 constexpr QPoint overviewButton{55, 16};
 
@@ -82,7 +83,7 @@ class GnomeShell final : public DesktopShell {
     desktop.setVariable("XDG_CURRENT_DESKTOP", "GNOME");
     desktop.setVariable("XDG_SESSION_ID", "c2");  // as the login manager has it
     desktop.setVariable("XDG_SESSION_TYPE", wayland ? "wayland" : "x11");
-    const std::string monitor = "1920x1080";
+    const std::string monitor = std::to_string(width) + "x" + std::to_string(height);
     process_ =
         desktop.spawn("gnome-shell", wayland ? std::vector<std::string>{"--headless", "--wayland",
                                                                         "--unsafe-mode", "--virtual-monitor",
@@ -95,11 +96,7 @@ class GnomeShell final : public DesktopShell {
       if (value.isString()) desktop.setVariable(name, value.toString().toStdString());
     }
     desktop.run("dbus-update-activation-environment", {"--all"});
-    if (wayland) {
-      arrangeOutputs(1, 1);
-    } else {
-      outputs_.emplace(desktop);  // the shell has begun with the output's own mode
-    }
+    if (wayland) arrangeOutputs(1, 1);
     // As a whole session starts them; notifications before any other that is installed.
     for (const char* service : {"org.gnome.Shell.Notifications", "org.gnome.ScreenSaver"}) {
       (void)bus_.call(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
@@ -226,11 +223,11 @@ class GnomeShell final : public DesktopShell {
   void setHanging(bool hangs) override { process_.signal(hangs ? SIGSTOP : SIGCONT); }
 
   QRect addOutput() override {
-    if (outputs_) return outputs_->addSecond();
+    if (!wayland_) throw NotHere("its X server without a screen has one output");
     arrangeOutputs(2, 1);
-    return {X11Outputs::width, 0, X11Outputs::width, X11Outputs::height};
+    return {width, 0, width, height};
   }
-  void removeOutput() override { outputs_ ? outputs_->removeSecond() : arrangeOutputs(1, 1); }
+  void removeOutput() override { arrangeOutputs(1, 1); }
 
   void setScale(double scale) override {
     if (!wayland_) throw NotHere("the X server without a screen has one scale");
@@ -323,7 +320,7 @@ class GnomeShell final : public DesktopShell {
     for (auto found = monitor.globalMatch(state); found.hasNext() && outputs.size() < count;) {
       const auto match = found.next();
       outputs += QStringLiteral("(%1, 0, %2, uint32 0, %3, [('%4', '%5', @a{sv} {})])")
-                     .arg(outputs.size() * X11Outputs::width)
+                     .arg(outputs.size() * width)
                      .arg(scale, 0, 'f', 2)
                      .arg(QLatin1String(outputs.isEmpty() ? "true" : "false"))
                      .arg(match.captured(1), match.captured(2));
@@ -354,7 +351,6 @@ class GnomeShell final : public DesktopShell {
   BusClient systemBus_;
   BusMock loginManager_;
   BusMock displayManager_;
-  std::optional<X11Outputs> outputs_;  // on X11
   ChildProcess process_;
 };
 

@@ -27,13 +27,14 @@ const std::vector<DesktopKind>& desktopKinds() {
                                          .pipeWire = true,
                                          .x11 = true,
                                          .windowManager = false,
-                                         .compositor = false,
-                                         .width = 2 * X11Outputs::width};
+                                         .compositor = false};
+  HeadlessDesktop::Options twoMonitors = x11;
+  twoMonitors.width = 2 * X11Outputs::width;
   static const std::vector<DesktopKind> kinds{
       {"gnome-wayland", services, true, startGnomeOnWayland},
       {"gnome-x11", x11, false, startGnomeOnX11},
-      {"xfce", x11, false, startXfce},
-      {"kwin-x11", x11, false, startKWinOnX11},
+      {"xfce", twoMonitors, false, startXfce},
+      {"kwin-x11", twoMonitors, false, startKWinOnX11},
   };
   return kinds;
 }
