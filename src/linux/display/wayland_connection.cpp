@@ -65,8 +65,9 @@ bool WaylandConnection::await(std::chrono::milliseconds limit, const std::functi
   return done();
 }
 
-void WaylandConnection::run(std::function<void()> onBroken) {
+void WaylandConnection::run(std::function<void()> onBroken, std::function<void()> onDrained) {
   onBroken_ = std::move(onBroken);
+  onDrained_ = std::move(onDrained);
   readable_ = std::make_unique<QSocketNotifier>(wl_display_get_fd(get()), QSocketNotifier::Read);
   writable_ = std::make_unique<QSocketNotifier>(wl_display_get_fd(get()), QSocketNotifier::Write);
   writable_->setEnabled(false);
@@ -90,9 +91,12 @@ void WaylandConnection::readSocket() {
 void WaylandConnection::dispatchAndSend() {
   if (!readable_->isEnabled()) return;
   wl_display_dispatch_pending(get());
-  const bool full = wl_display_flush(get()) < 0 && errno == EAGAIN;
-  writable_->setEnabled(full);
-  if (!broken()) return;
+  const bool wasFull = full();
+  writable_->setEnabled(wl_display_flush(get()) < 0 && errno == EAGAIN);
+  if (!broken()) {
+    if (wasFull && !full()) onDrained_();
+    return;
+  }
   readable_->setEnabled(false);
   writable_->setEnabled(false);
   onBroken_();

@@ -94,8 +94,13 @@ class WaylandConnection {
   /// From now on handles what the compositor says as it comes, and sends what was requested before the event
   /// loop goes to sleep. `onBroken` is called once, when the connection is found broken; it must not destroy
   /// this.
-  void run(std::function<void()> onBroken);
+  /// `onDrained` is called when the compositor takes again what it did not take.
+  void run(
+      std::function<void()> onBroken, std::function<void()> onDrained = [] {});
 
+  /// Whether the compositor does not take what is sent. A few requests more, and the library gives the
+  /// connection up.
+  [[nodiscard]] bool full() const { return writable_ && writable_->isEnabled(); }
   [[nodiscard]] bool broken() const { return wl_display_get_error(get()) != 0; }
   [[nodiscard]] wl_display* get() const { return display_.get(); }
 
@@ -117,6 +122,7 @@ class WaylandConnection {
   WaylandObject<wl_callback> answer_;
   std::function<void()> answered_;
   std::function<void()> onBroken_;
+  std::function<void()> onDrained_;
   std::unique_ptr<QSocketNotifier> readable_;
   std::unique_ptr<QSocketNotifier> writable_;  // enabled only while the socket is full
 };

@@ -721,7 +721,14 @@ TEST_F(WaylandOverlayTest, ACompositorThatHangsHoldsNothingUp) {
   ASSERT_TRUE(eventuallyStriped());
   ::kill(desktop.swayPid(), SIGSTOP);
   surface->present(alertScene);
-  QCoreApplication::processEvents();
+  bool lost = false;
+  const Registration losses = backend->limitationChanged.connect([&lost] { lost = true; });
+  for (int step = 0; step < 6000; ++step) {
+    surface->setTint(1 + step % 26);
+    if (step % 10 == 0) runFor(1);
+  }
+  surface->setTint(0);
+  EXPECT_FALSE(lost) << "what flashes piles up until the connection breaks";
   const auto late = createOverlayBackend(*loop);  // a program that starts just now
   QCoreApplication::processEvents();
   EXPECT_EQ(late->limitation(), "error_no_overlay");

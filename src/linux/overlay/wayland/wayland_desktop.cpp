@@ -175,7 +175,7 @@ bool WaylandDesktop::connect(const std::string& display) {
   if (!connection_) return false;
   connection_->whenAnswered([this] { offersKnown(); });
   connection_->await(openLimit, [this] { return stage_ != Stage::asking; });
-  connection_->run([this] { lose(); });
+  connection_->run([this] { lose(); }, [this] { announce(); });
   return stage_ != Stage::useless && !connection_->broken();
 }
 

@@ -122,6 +122,8 @@ class WaylandDesktop {
   /// As OverlayBackend has it; surfaces look before they show what came meanwhile.
   void setHeld(bool held) { held_ = held; }
   [[nodiscard]] bool isHeld() const { return held_; }
+  /// Whether the compositor hangs and takes nothing; `changed` is told when it does again.
+  [[nodiscard]] bool isFull() const { return connection_->full(); }
   void flush() const { wl_display_flush(connection_->get()); }
 
  private:

@@ -267,7 +267,7 @@ class WaylandOverlaySurface::Layers {
   /// During an alert it stays through the dark moments of the flash. Not every compositor repaints what a
   /// subsurface that goes has covered, so it goes only with a scene that paints everything anew.
   void showTint() {
-    if (!isShown()) return;
+    if (!isShown() || mustWait()) return;
     if (content_.tint == 0 && !content_.scene->banner) {
       if (!std::exchange(tintShown_, false)) return;
       tint_.hide();
@@ -278,7 +278,7 @@ class WaylandOverlaySurface::Layers {
   }
 
   void pictureChanged(const std::optional<RetroPicture>& former) {
-    if (!isShown()) return;
+    if (!isShown() || mustWait()) return;
     const auto& picture = content_.picture;
     if (!retro_ || !picture) {
       placePicture();
@@ -291,7 +291,8 @@ class WaylandOverlaySurface::Layers {
 
   /// Paints what has changed; also to be called after a change of the output.
   void paint() {
-    if (!isShown() || desktop_.isHeld()) return;
+    if (!isShown() || desktop_.isHeld() || mustWait()) return;
+    if (std::exchange(missed_, false)) painted_ = {};
     const Painted target{*content_.scene, width_, height_, scale()};
     if (target == painted_) return;
     const bool moved =
@@ -314,6 +315,13 @@ class WaylandOverlaySurface::Layers {
   [[nodiscard]] const WaylandOutput& output() const { return *output_; }
 
  private:
+  /// What is shown while a compositor hangs must not pile up: the connection would break, and the screen be
+  /// bare. It is painted anew when the compositor takes it.
+  [[nodiscard]] bool mustWait() {
+    missed_ = missed_ || desktop_.isFull();
+    return desktop_.isFull();
+  }
+
   /// A finished notice, its memory with the compositor.
   struct NoticeBuffer {
     WaylandObject<wl_buffer> buffer;
@@ -508,7 +516,8 @@ class WaylandOverlaySurface::Layers {
   std::unique_ptr<WaylandRetroLayer> retro_;
 
   bool tintShown_ = false;
-  int width_ = 0;  // logical pixels, 0 before they are told
+  bool missed_ = false;  // something was to be shown while the compositor took nothing
+  int width_ = 0;        // logical pixels, 0 before they are told
   int height_ = 0;
   double preferredScale_ = 0;  // 0 when not told
   Painted painted_;
