@@ -135,6 +135,7 @@ sentrel_require(program "building"            ninja-build         ninja-build   
 sentrel_require(program "finding libraries"   pkg-config          pkgconf-pkg-config     PACKAGE PkgConfig)
 sentrel_require(program "threads"             g++                 gcc-c++                PACKAGE Threads)
 sentrel_require(program "windows"             qt6-base-dev        qt6-qtbase-devel       PACKAGE Qt6>=6.4 Core Gui Widgets)
+sentrel_require(program "places of windows"   qt6-base-private-dev qt6-qtbase-private-devel HEADER QT_PLATFORM_INCLUDE_DIR qpa/qplatformnativeinterface.h qt6/QtGui/${Qt6_VERSION}/QtGui)
 sentrel_require(program "buses"               libsystemd-dev      systemd-devel          MODULE SYSTEMD libsystemd>=246)
 sentrel_require(program "translations"        qt6-l10n-tools      qt6-linguist           PROGRAM LRELEASE lrelease lrelease-qt6)
 sentrel_require(program "cameras"             libpipewire-0.3-dev pipewire-devel         MODULE PIPEWIRE libpipewire-0.3>=0.3.65)

@@ -11,7 +11,7 @@ cd "$root"
 # brings as well, and each command installs only the groups that it needs.
 build_packages=(
   g++ cmake ninja-build pkg-config
-  qt6-base-dev qt6-l10n-tools
+  qt6-base-dev qt6-base-private-dev qt6-l10n-tools
   libpipewire-0.3-dev libyuv-dev libjpeg-dev
   libxnnpack-dev libpthreadpool-dev libeigen3-dev
   libxcb1-dev libxcb-shape0-dev libxcb-randr0-dev libxcb-xfixes0-dev libxcb-composite0-dev

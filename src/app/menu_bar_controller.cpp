@@ -144,11 +144,11 @@ void MenuBarController::togglePopover(const QRect& anchor) {
     if (popover->content().asks()) return showPopover();
     popover->close();
   } else if (!sinceClosed_.isValid() || sinceClosed_.elapsed() > sameClickMs) {
-    openPopover(anchor);
+    openPopover(anchor, Opener::click);
   }
 }
 
-void MenuBarController::openPopover(const QRect& anchor) {
+void MenuBarController::openPopover(const QRect& anchor, Opener opener) {
   if (popover) popover->close();
   const std::string news = actions_.news();
   popover = new PopoverWindow(
@@ -175,7 +175,11 @@ void MenuBarController::openPopover(const QRect& anchor) {
                           std::function<void()> failed) { openLink(address, std::move(failed)); }},
       groundOfPopover());
   giveMemoryBackAfter(*popover);
-  popover->onClosed = [this] { sinceClosed_.start(); };
+  popover->onClosed = [this] {
+    placement_.release();
+    sinceClosed_.start();
+  };
+  if (opener == Opener::click) placement_.openAtPointer(*popover);
   popover->openAt(anchor);
 }
 
@@ -184,7 +188,7 @@ void MenuBarController::showPopover() {
     popover->raise();
     popover->activateWindow();
   } else {
-    openPopover(statusItem.anchor());
+    openPopover(statusItem.anchor(), Opener::other);
   }
 }
 

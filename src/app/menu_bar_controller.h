@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 
+#include "app/kwin_placement.h"
 #include "app/status_item.h"
 #include "detection/av_capture_manager.h"
 #include "linux/desktop/bus.h"
@@ -60,7 +61,8 @@ class MenuBarController {
   void showPage(MenuBarPopoverView::Page page);
 
  private:
-  void openPopover(const QRect& anchor);
+  enum class Opener { click, other };
+  void openPopover(const QRect& anchor, Opener opener);
   void updateStatusItem();
   void tellScreenReaders();
   void openLink(const QUrl& address, std::function<void()> failed);
@@ -73,6 +75,7 @@ class MenuBarController {
   QMenu menu_;
   QAction* toggle_;
   StatusItem statusItem;
+  KwinPlacement placement_;
   std::unique_ptr<QWidget> banner_;  // its words for screen readers
   QPointer<PopoverWindow> popover;
   QElapsedTimer sinceClosed_;  // a click on the icon takes the focus first, which closes the popover

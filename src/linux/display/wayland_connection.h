@@ -57,6 +57,8 @@ struct WaylandDeleter {
   void operator()(zwlr_output_power_v1* object) const { zwlr_output_power_v1_destroy(object); }
   void operator()(org_kde_kwin_dpms_manager* object) const { org_kde_kwin_dpms_manager_destroy(object); }
   void operator()(org_kde_kwin_dpms* object) const { org_kde_kwin_dpms_release(object); }
+  void operator()(org_kde_plasma_shell* object) const { org_kde_plasma_shell_destroy(object); }
+  void operator()(org_kde_plasma_surface* object) const { org_kde_plasma_surface_destroy(object); }
   void operator()(zxdg_output_manager_v1* object) const { zxdg_output_manager_v1_destroy(object); }
   void operator()(zxdg_output_v1* object) const { zxdg_output_v1_destroy(object); }
   void operator()(wp_fractional_scale_manager_v1* object) const {
