@@ -266,6 +266,7 @@ void SentrelMacApp::installPlatform() {
       std::make_shared<JournalFile>(JournalFile::personalPath(), mainLoop_, platform.clock, storeQueue);
   consent_ = std::make_shared<CameraConsent>(
       defaults_->value(rawValue(SettingsKey::hasCompletedOnboarding)) == DefaultsValue(true));
+  const auto portal = std::make_shared<DesktopPortal>(sessionBus_);
   const auto pipeWire = PipeWireCaptureSession::create(mainLoop_, platform.cameraQueue, consent_);
   platform.captureSession = pipeWire;
   platform.screenSharing = std::make_shared<DesktopScreenSharing>(mainLoop_, sessionBus_, pipeWire);
@@ -289,14 +290,16 @@ void SentrelMacApp::installPlatform() {
                                                                          .displays = displays});
   platform.keyMonitor = std::make_shared<DesktopKeyMonitor>(
       DesktopKeyMonitor::Parts{.mainLoop = mainLoop_,
-                               .sessionBus = sessionBus_,
+                               .portal = portal,
+                               .userDefaults = defaults_,
                                .displays = displays,
                                .sessionEvents = platform.sessionEvents,
                                .descriptions = {qtTrId("tray_disable").toStdString(),
                                                 qtTrId("shortcut_cover_description").toStdString()}});
   platform.localizedText = [](const char* key) { return qtTrId(key).toStdString(); };
   Platform::install(std::move(platform));
-  appearance_ = std::make_unique<DesktopAppearance>(sessionBus_, personalConfigFolder() / "dconf" / "user");
+  appearance_ =
+      std::make_unique<DesktopAppearance>(sessionBus_, portal, personalConfigFolder() / "dconf" / "user");
   looks_ = appearance_->appearance().subscribe([](const Appearance& appearance) {
     const auto& overlay = OverlayWindowManager::shared();
     overlay->reducedMotion = appearance.reducedMotion;

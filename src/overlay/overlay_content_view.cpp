@@ -108,7 +108,7 @@ OverlayContentView::OverlayContentView(const OverlayWindowManager& owner,
       manager.matrixDistanceCm.onChange(redraw),
       manager.matrixColorArgb.onChange(redraw),
       manager.matrixStripeAlpha.onChange(redraw),
-      manager.shortcutAvailable.onChange(redraw),
+      manager.shortcutKeys.onChange(redraw),
       manager.reducedMotion.onChange([this](bool) {
         if (!flash_.isStopped()) changeFlash();
       }),
@@ -203,7 +203,7 @@ OverlayScene OverlayContentView::scene() const {
     result.veilAlpha = veilAlpha;
     result.banner = true;
   }
-  result.shortcutInHint = manager.shortcutAvailable;
+  result.shortcutInHint = manager.shortcutKeys;
   return result;
 }
 

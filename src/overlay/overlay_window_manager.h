@@ -39,7 +39,7 @@ class OverlayWindowManager {
   Published<std::uint64_t> matrixColorArgb{0xFF000000};  ///< low 32 bits 0xAARRGGBB
   Published<float> matrixStripeAlpha{0.42F};             ///< 0..1, of a stripe's colour
   Published<bool> reducedMotion{false};                  ///< nothing flashes or blinks
-  Published<bool> shortcutAvailable{false};              ///< the hint names the shortcut beside its eye
+  Published<std::string> shortcutKeys;                   ///< that the hint names beside its eye, if any
   Published<bool> coverAllScreens{true};                 ///< not only the main one
   Published<std::optional<RetroPicture>> picture;        ///< the onlooker's, shown on the main screen
   Published<Cover> coverLook;                            ///< of the cover

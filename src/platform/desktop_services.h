@@ -132,7 +132,8 @@ struct ShortcutGrant {
     refused,  ///< by the desktop or the person, or there is no way to hear of it
   };
   Kind kind = Kind::unknown;
-  std::string keys{};  ///< of `granted`, in the desktop's words; may be empty
+  /// Of `granted`: "⌘⇧C" or "⌘⇧V" where the desktop gave those keys, else others in its words; never empty.
+  std::string keys{};
   bool operator==(const ShortcutGrant&) const = default;
 };
 
@@ -156,6 +157,9 @@ class KeyMonitor {
   /// the toggle, while a window of ours has the focus. Each shortcut has one observer: a new one replaces the
   /// former, whose registration then ends nothing.
   [[nodiscard]] virtual Registration observe(Shortcut shortcut, std::function<void()> pressed) = 0;
+  /// The person does not want the shortcut: a desktop that asks the person may do so again when it is next
+  /// observed, and not before.
+  virtual void forget(Shortcut shortcut) = 0;
 };
 
 /// Whether the program starts when the person logs in.

@@ -44,9 +44,9 @@ struct Cover {
 /// What one screen's overlay shows besides its tint, bottom to top.
 struct OverlayScene {
   std::optional<StripePattern> stripes;
-  double veilAlpha = 0;         ///< black over everything, 0..1
-  bool banner = false;          ///< the alert banner
-  bool shortcutInHint = false;  ///< the permanent hint shows the keys beside its eye
+  double veilAlpha = 0;          ///< black over everything, 0..1
+  bool banner = false;           ///< the alert banner
+  std::string shortcutInHint{};  ///< keys that the permanent hint shows beside its eye; none where empty
   /// Hides the screen and everything else of the scene; tint and picture must be off.
   std::optional<Cover> cover{};
   bool operator==(const OverlayScene&) const = default;

@@ -59,6 +59,7 @@ void ScreenCover::lockTold(bool locked) {
 /// What is typed while the screen is locked is a password.
 void ScreenCover::updateShortcut() {
   KeyMonitor& keys = *uses_.platform.keyMonitor;
+  if (!wantsShortcut()) keys.forget(Shortcut::cover);
   if (!wantsShortcut() || locked_ != false) {
     shortcut_.reset();
   } else if (!shortcut_) {

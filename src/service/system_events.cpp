@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "service/system_events.h"
 
+#include <string>
 #include <utility>
 
 namespace sentrel {
@@ -8,6 +9,12 @@ namespace sentrel {
 namespace {
 constexpr std::int64_t batteryIntervalMs = 30'000;
 }  // namespace
+
+SystemEvents::SystemEvents(const ServiceDependencies& dependencies)
+    : uses_(dependencies),
+      settings_(uses_.settingsRepo->settings.subscribe([this](const FilterSettings& settings) {
+        if (!settings.globalShortcutEnabled) uses_.platform.keyMonitor->forget(Shortcut::toggle);
+      })) {}
 
 void SystemEvents::end() {
   away_ = false;
@@ -60,9 +67,13 @@ void SystemEvents::setAway(bool away) {
 
 /// The overlay names the keys only where they do something.
 void SystemEvents::updateShortcutHint() {
-  const bool available =
-      static_cast<bool>(globalMonitor) && uses_.platform.keyMonitor->canObserve(Shortcut::toggle);
-  uses_.overlayManager->shortcutAvailable.assignIfChanged(available);
+  std::string keys;
+  if (globalMonitor) {
+    const ShortcutGrant grant = uses_.platform.keyMonitor->grant(Shortcut::toggle);
+    const bool isObserved = grant.kind == ShortcutGrant::Kind::observed;
+    keys = isObserved ? uses_.platform.localizedText(textId("⌘⇧C")) : grant.keys;
+  }
+  uses_.overlayManager->shortcutKeys.assignIfChanged(keys);
 }
 
 }  // namespace sentrel

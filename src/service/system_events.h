@@ -12,7 +12,7 @@ namespace sentrel {
 /// the camera. Main thread.
 class SystemEvents {
  public:
-  explicit SystemEvents(const ServiceDependencies& dependencies) : uses_(dependencies) {}
+  explicit SystemEvents(const ServiceDependencies& dependencies);
 
   /// The first look at the battery is due after 30 s.
   void startBatteryMonitor();
@@ -36,6 +36,7 @@ class SystemEvents {
   std::function<void()> pressed_;  // while the shortcut is registered
   Registration globalMonitor;
   Registration canObserveRegistration_;
+  Registration settings_;
 };
 
 }  // namespace sentrel

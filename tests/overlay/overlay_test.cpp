@@ -77,7 +77,7 @@ TEST_F(OverlayWindowManagerTest, ComposesTheScene) {
   const StripePattern stripes{8 * std::sqrt(80.0 / 60.0), 0x000000, double{0.42F}, 0.5};
   EXPECT_EQ(scenes().back(), (OverlayScene{stripes, 0, false, false}));
   manager.isAlertMode = true;
-  manager.shortcutAvailable = true;
+  manager.shortcutKeys = "⌘⇧C";
   EXPECT_EQ(scenes().back(), (OverlayScene{stripes, 0.7, true, true}));
   manager.hide();
   manager.matrixEnabled = false;

@@ -211,17 +211,24 @@ TEST_F(PrivacyFilterServiceTest, TheBatteryPausesBelowItsThreshold) {
 }
 
 TEST_F(PrivacyFilterServiceTest, TheShortcutIsNamedWhereItWorks) {
+  const auto& hint = overlay->shortcutKeys.get();
   desktop.keys->answer = {ShortcutGrant::Kind::refused};
   start();
-  EXPECT_FALSE(overlay->shortcutAvailable);
-  desktop.keys->answer = {ShortcutGrant::Kind::observed};
-  desktop.keys->grantChanged.emit();
-  EXPECT_TRUE(overlay->shortcutAvailable);
+  EXPECT_EQ(hint, "");
+  for (const char* keys : {"Ctrl+F1", "⌘⇧C"}) {
+    const bool isUsual = std::string(keys) == "⌘⇧C";
+    desktop.keys->answer = isUsual ? ShortcutGrant{ShortcutGrant::Kind::observed}
+                                   : ShortcutGrant{ShortcutGrant::Kind::granted, keys};
+    desktop.keys->grantChanged.emit();
+    EXPECT_EQ(hint, keys);
+  }
+  EXPECT_FALSE(desktop.keys->forgotten.contains(Shortcut::toggle));
   desktop.keys->observer.emit();
   machine.settle();
   changeSettings([](FilterSettings& next) { next.globalShortcutEnabled = false; });
+  EXPECT_TRUE(desktop.keys->forgotten.contains(Shortcut::toggle));
   start();
-  EXPECT_FALSE(overlay->shortcutAvailable);
+  EXPECT_EQ(hint, "");
 }
 
 TEST(ViewingDistance, IsBoundedAndTruncated) {

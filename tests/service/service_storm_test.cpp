@@ -385,7 +385,7 @@ struct ServiceStormTest : testing::Test, test::TestCore {
     EXPECT_TRUE(service->isSwitchedOn() || desktop.sharing->observer.observerCount() == 0);
     EXPECT_EQ(*machine.session->observers, isWished && !control->rest() ? 1 : 0) << "of the cameras";
     EXPECT_EQ(desktop.keys->observer.observerCount(), active && !isAway ? 1U : 0U) << "a password";
-    EXPECT_EQ(overlay->shortcutAvailable, active && !isAway);
+    EXPECT_EQ(!overlay->shortcutKeys.get().empty(), active && !isAway);
     const ProtectionOptions& options = settings->options;
     const bool isShared = relaxations().isScreenShared();
     EXPECT_TRUE(!active || isShared == desktop.sharing->shared);

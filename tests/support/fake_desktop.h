@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 
 #include "platform/alert_journal.h"
 #include "platform/desktop_services.h"
@@ -79,11 +80,13 @@ struct FakeKeyMonitor final : KeyMonitor {
   Signal<> observer;
   Signal<> coverObserver;
   ShortcutGrant answer{ShortcutGrant::Kind::observed};
+  std::set<Shortcut> forgotten;
 
   [[nodiscard]] ShortcutGrant grant(Shortcut /*shortcut*/) const override { return answer; }
   [[nodiscard]] Registration observe(Shortcut shortcut, std::function<void()> pressed) override {
     return (shortcut == Shortcut::cover ? coverObserver : observer).connect(std::move(pressed));
   }
+  void forget(Shortcut shortcut) override { forgotten.insert(shortcut); }
 };
 
 /// What is shown, and how often something was.

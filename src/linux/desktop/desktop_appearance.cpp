@@ -14,7 +14,6 @@ namespace sentrel {
 
 namespace {
 
-constexpr auto path = "/org/freedesktop/portal/desktop";
 constexpr auto interface = "org.freedesktop.portal.Settings";
 
 constexpr auto freedesktop = "org.freedesktop.appearance";
@@ -88,8 +87,13 @@ class DesktopAppearance::XfceTheme final : private BusService {
   Registration listening_;
 };
 
-DesktopAppearance::DesktopAppearance(const std::shared_ptr<Bus>& sessionBus, std::filesystem::path settings)
-    : BusService(sessionBus, "org.freedesktop.portal.Desktop"), settings_(std::move(settings)) {
+DesktopAppearance::DesktopAppearance(const std::shared_ptr<Bus>& sessionBus,
+                                     std::shared_ptr<DesktopPortal> portal, std::filesystem::path settings)
+    : portal_(std::move(portal)), settings_(std::move(settings)) {
+  following_ = portal_->follow([this](bool ready) {
+    listening_.clear();
+    if (ready) read();
+  });
   if (qEnvironmentVariable("XDG_CURRENT_DESKTOP").contains(QLatin1String("XFCE")))
     xfce_ = std::make_unique<XfceTheme>(sessionBus, [this] { adopt(); });
   QObject::connect(&watcher_, &QFileSystemWatcher::directoryChanged, &watcher_, [this] { readSettings(); });
@@ -98,17 +102,19 @@ DesktopAppearance::DesktopAppearance(const std::shared_ptr<Bus>& sessionBus, std
 
 DesktopAppearance::~DesktopAppearance() = default;
 
-void DesktopAppearance::appeared() {
-  listening_ = listen({path, interface, "SettingChanged"}, [this](const BusMessage& signal) {
+void DesktopAppearance::read() {
+  const auto changed = [this](const BusMessage& signal) {
     if (!signal.signature.starts_with("ss") || signal.arguments.size() != 3) return;
     learn(signal.arguments[0].toString(), signal.arguments[1].toString(), signal.arguments[2]);
-  });
+  };
+  listening_.push_back(portal_->listen({DesktopPortal::path, interface, "SettingChanged"}, changed));
   for (const Setting& setting : settings) {
     const auto answered = [this, setting](const BusMessage& reply) {
       if (reply.isError || reply.signature != "v") return;
       learn(QLatin1String(setting.space), QLatin1String(setting.key), reply.arguments.constFirst());
     };
-    call({path, interface, "Read"}, {answered}, "ss", setting.space, setting.key);
+    listening_.push_back(
+        portal_->ask({DesktopPortal::path, interface, "Read"}, answered, "ss", setting.space, setting.key));
   }
 }
 

@@ -6,8 +6,9 @@
 #include <QVariant>
 #include <filesystem>
 #include <memory>
+#include <vector>
 
-#include "linux/desktop/bus.h"
+#include "linux/desktop/desktop_portal.h"
 #include "platform/desktop_services.h"
 #include "support/published.h"
 
@@ -18,11 +19,12 @@ namespace sentrel {
 /// use, too. Less movement is a setting of its own on newer desktops, GNOME's switch for animations, or the
 /// speed of KDE's. High contrast, too, is a setting of its own, GNOME's switch, or a theme. Where nobody has
 /// set the colours, the name of the toolkit's theme tells them; Xfce has no more than that. Main thread.
-class DesktopAppearance final : private BusService {
+class DesktopAppearance final {
  public:
   /// `settings` is the file of dconf, which need not be there.
-  DesktopAppearance(const std::shared_ptr<Bus>& sessionBus, std::filesystem::path settings);
-  ~DesktopAppearance() override;
+  DesktopAppearance(const std::shared_ptr<Bus>& sessionBus, std::shared_ptr<DesktopPortal> portal,
+                    std::filesystem::path settings);
+  ~DesktopAppearance();
 
   /// Published when it changes.
   [[nodiscard]] const Published<Appearance>& appearance() const { return appearance_; }
@@ -30,11 +32,12 @@ class DesktopAppearance final : private BusService {
  private:
   class XfceTheme;
 
-  void appeared() override;
+  void read();
   void learn(const QString& space, const QString& key, const QVariant& value);
   void readSettings();
   void adopt();
 
+  const std::shared_ptr<DesktopPortal> portal_;
   const std::filesystem::path settings_;
   Published<Appearance> appearance_;
   // By key.
@@ -42,7 +45,8 @@ class DesktopAppearance final : private BusService {
   QVariantMap stored_;
   std::unique_ptr<XfceTheme> xfce_;  // where the desktop is Xfce
   QFileSystemWatcher watcher_;       // of the folder of the settings, or of the nearest one above it
-  Registration listening_;
+  std::vector<Registration> listening_;
+  Registration following_;
 };
 
 }  // namespace sentrel

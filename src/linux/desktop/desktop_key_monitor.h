@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "linux/desktop/bus.h"
+#include "linux/desktop/desktop_portal.h"
 #include "linux/desktop/event_thread.h"
 #include "platform/desktop_services.h"
 #include "platform/session_events.h"
@@ -15,6 +15,7 @@
 
 namespace sentrel {
 
+class PortalShortcuts;
 class X11KeyMonitor;
 
 /// The shortcuts on X11 through the X server, elsewhere through the desktop portal. Never both: a desktop
@@ -23,7 +24,8 @@ class DesktopKeyMonitor final : public KeyMonitor {
  public:
   struct Parts {
     std::shared_ptr<MainLoop> mainLoop;
-    std::shared_ptr<Bus> sessionBus;
+    std::shared_ptr<DesktopPortal> portal;
+    std::shared_ptr<UserDefaults> userDefaults;          ///< remembers what the portal granted
     std::shared_ptr<EventThread> displays;               ///< the thread for the display servers
     std::shared_ptr<const SessionEvents> sessionEvents;  ///< who knows whether the screen is locked
     std::array<std::string, 2> descriptions;             ///< what each does, for the portal's dialog
@@ -36,15 +38,13 @@ class DesktopKeyMonitor final : public KeyMonitor {
 
   [[nodiscard]] ShortcutGrant grant(Shortcut shortcut) const override { return of(shortcut).grant; }
   [[nodiscard]] Registration observe(Shortcut shortcut, std::function<void()> pressed) override;
+  void forget(Shortcut shortcut) override;
 
  private:
-  class Portal;
-
   /// What is known of one shortcut.
   struct Observed {
     ShortcutGrant grant{};
     std::shared_ptr<const std::function<void()>> observer;  // whose registration holds it weakly
-    std::unique_ptr<Portal> portal;                         // once wanted
     ThreadBound<X11KeyMonitor> x11;                         // while observed
   };
 
@@ -60,6 +60,7 @@ class DesktopKeyMonitor final : public KeyMonitor {
   const bool onX11_;
   std::shared_ptr<DesktopKeyMonitor*> self_ = std::make_shared<DesktopKeyMonitor*>(this);
   std::array<Observed, 2> observed_;
+  std::unique_ptr<PortalShortcuts> portal_;  // once one is wanted
 };
 
 }  // namespace sentrel

@@ -286,7 +286,8 @@ TEST_F(AppearanceTest, FollowsWhatThePersonAskedOfTheDesktop) {
   // A text where only one desktop has one.
   portal.answer(u"Read"_s,
                 [boxed](const QDBusMessage&) { return QVariantList{boxed(boxed(QVariant(u"0"_s)))}; });
-  const DesktopAppearance desktopAppearance(ownSessionBus, {});
+  const DesktopAppearance desktopAppearance(ownSessionBus, std::make_shared<DesktopPortal>(ownSessionBus),
+                                            {});
   const auto looks = [&] { return desktopAppearance.appearance().get(); };
   EXPECT_EQ(looks(), Appearance{});
   ASSERT_TRUE(runUntil([&] { return looks().reducedMotion; }));
@@ -353,7 +354,8 @@ TEST(DconfFile, IsReadWholeOrDamaged) {
 
 TEST_F(AppearanceTest, IsReadFromTheSettingsWhileNoPortalTells) {
   const std::filesystem::path file = desktop.runtimeFolder() / "config" / "dconf" / "user";
-  const DesktopAppearance desktopAppearance(ownSessionBus, file);
+  const DesktopAppearance desktopAppearance(ownSessionBus, std::make_shared<DesktopPortal>(ownSessionBus),
+                                            file);
   const auto looks = [&] { return desktopAppearance.appearance().get(); };
   const auto write = [&](const QByteArray& bytes) {
     std::filesystem::create_directories(file.parent_path());
@@ -388,7 +390,8 @@ TEST_F(AppearanceTest, XfceTellsTheThemeAlone) {
     EXPECT_EQ(call.arguments(), (QVariantList{u"xsettings"_s, u"/Net/ThemeName"_s}));
     return QVariantList{boxed("Greybird-dark")};
   });
-  const DesktopAppearance desktopAppearance(ownSessionBus, {});
+  const DesktopAppearance desktopAppearance(ownSessionBus, std::make_shared<DesktopPortal>(ownSessionBus),
+                                            {});
   ::unsetenv("XDG_CURRENT_DESKTOP");
   const auto looks = [&] { return desktopAppearance.appearance().get(); };
   EXPECT_TRUE(runUntil([&] { return looks().dark == true; }));
@@ -409,12 +412,18 @@ TEST_F(AppearanceTest, XfceTellsTheThemeAlone) {
 
 struct KeyMonitorTest : EventDesk {
   std::unique_ptr<DesktopKeyMonitor> monitor() {
-    return std::make_unique<DesktopKeyMonitor>(DesktopKeyMonitor::Parts{
-        loop, ownSessionBus, displays, session, {"Désactiver la protection", "Couvrir"}});
+    return std::make_unique<DesktopKeyMonitor>(
+        DesktopKeyMonitor::Parts{loop,
+                                 std::make_shared<DesktopPortal>(ownSessionBus),
+                                 defaults,
+                                 displays,
+                                 session,
+                                 {"Désactiver la protection", "Couvrir"}});
   }
   void press(const char* keys) { desktop.run("xdotool", {"key", keys}); }
 
   std::shared_ptr<FakeSessionEvents> session = std::make_shared<FakeSessionEvents>(loop);
+  std::shared_ptr<MemoryUserDefaults> defaults = std::make_shared<MemoryUserDefaults>();
   int presses = 0;
 };
 
@@ -508,78 +517,191 @@ TEST_F(KeyMonitorTest, TakesItsKeysFromOthersUnlessTheyHaveGrabbedThem) {
   }));
 }
 
-TEST_F(KeyMonitorTest, BindsAtThePortalOnceAndHearsItsActivations) {
-  ::setenv("WAYLAND_DISPLAY", "wayland-none", 1);
-  const auto portalPath = u"/org/freedesktop/portal/desktop"_s;
-  const auto shortcuts = u"org.freedesktop.portal.GlobalShortcuts"_s;
-  const QDBusObjectPath sessionHandle(portalPath + u"/session/1_1/sentrel"_s);
-  BusDouble portal(desktop, TestBus::session, u"org.freedesktop.portal.Desktop"_s);
-  // Each request is answered by a signal of its own object, as the portal does.
-  const auto agree = [&](const QDBusMessage& call, const QVariantMap& results, uint declined = 0) {
+/// A desktop whose portal binds shortcuts; it keeps what the person has given.
+class ShortcutsPortal {
+ public:
+  /// How desktops differ.
+  struct Ways {
+    const char* name;
+    bool listsUnbound;      ///< what was bound in an earlier session
+    bool bindTells = true;  ///< what it has bound, in the answer
+    bool bindsAlways;       ///< and nothing is heard of what was not bound in this session
+    unsigned version;
+    const char* words = "Meta+Shift+%1";
+    const char* shown = "⌘⇧C";
+  };
+
+  ShortcutsPortal(const HeadlessDesktop& desktop, Ways ways)
+      : service(desktop, TestBus::session, u"org.freedesktop.portal.Desktop"_s), ways_(ways) {
+    qDBusRegisterMetaType<BoundShortcut>();
+    qDBusRegisterMetaType<QList<BoundShortcut>>();
+    service.answer(u"Register"_s, [](const QDBusMessage&) { return QVariantList(); });
+    service.answer(u"Close"_s, [](const QDBusMessage&) { return QVariantList(); });
+    service.answer(u"Get"_s, [this](const QDBusMessage&) {
+      return QVariantList{QVariant::fromValue(QDBusVariant(ways_.version))};
+    });
+    service.answer(u"CreateSession"_s, [this](const QDBusMessage& call) {
+      bound.clear();
+      session = QDBusObjectPath(path + u"/session/1/"_s + option(call, u"session_handle_token"_s));
+      return respond(call, {{u"session_handle"_s, session.path()}});
+    });
+    service.answer(u"ListShortcuts"_s, [this](const QDBusMessage& call) {
+      return respond(call, {{u"shortcuts"_s, listed(ways_.listsUnbound ? given : bound)}});
+    });
+    service.answer(u"BindShortcuts"_s, [this](const QDBusMessage& call) {
+      bound.clear();
+      for (const auto& shortcut : qdbus_cast<QList<BoundShortcut>>(call.arguments().at(1))) {
+        if (!given.contains(shortcut.id)) {
+          ++questions;
+          if (!grants) continue;
+          given[shortcut.id] =
+              QString::fromUtf8(ways_.words).arg(QChar(shortcut.id == u"toggle"_s ? u'C' : u'V'));
+        }
+        bound[shortcut.id] = given[shortcut.id];
+      }
+      const QVariantMap told{{u"shortcuts"_s, listed(bound)}};
+      return respond(call, ways_.bindTells ? told : QVariantMap(), bound.isEmpty() ? 1U : 0U);
+    });
+  }
+
+  void activate(const QDBusObjectPath& handle, const QString& id) {
+    service.emitSignal(path, u"org.freedesktop.portal.GlobalShortcuts"_s, u"Activated"_s,
+                       {QVariant::fromValue(handle), id, qulonglong{1}, QVariantMap()});
+  }
+  void change(const QString& id, const QString& words) {
+    given[id] = words;
+    service.emitSignal(path, u"org.freedesktop.portal.GlobalShortcuts"_s, u"ShortcutsChanged"_s,
+                       {QVariant::fromValue(session), listed(given)});
+  }
+  [[nodiscard]] std::size_t calls(const char* member) const {
+    return service.calls(QString::fromLatin1(member)).size();
+  }
+
+  const QString path = u"/org/freedesktop/portal/desktop"_s;
+  BusDouble service;
+  QDBusObjectPath session;
+  QMap<QString, QString> given;  ///< by the person, with their keys
+  QMap<QString, QString> bound;  ///< in the session
+  bool grants = true;
+  int questions = 0;  ///< to the person
+
+ private:
+  static QString option(const QDBusMessage& call, const QString& name) {
+    return qdbus_cast<QVariantMap>(call.arguments().constLast()).value(name).toString();
+  }
+  static QVariant listed(const QMap<QString, QString>& shortcuts) {
+    QList<BoundShortcut> list;
+    for (const auto& [id, words] : shortcuts.asKeyValueRange())
+      list.push_back({id, {{u"trigger_description"_s, words}}});
+    return QVariant::fromValue(list);
+  }
+  /// Each request is answered by a signal of its own object, as the portal does.
+  QVariantList respond(const QDBusMessage& call, const QVariantMap& results, uint refused = 0) {
     QString sender = call.service().mid(1);
-    sender.replace(QLatin1Char('.'), QLatin1Char('_'));
-    const auto options = qdbus_cast<QVariantMap>(call.arguments().constLast());
-    const QString path =
-        u"%1/request/%2/%3"_s.arg(portalPath, sender, options.value(u"handle_token"_s).toString());
-    portal.reply(call, {QVariant::fromValue(QDBusObjectPath(path))});
-    portal.emitSignal(path, u"org.freedesktop.portal.Request"_s, u"Response"_s, {declined, results});
+    sender.replace(u'.', u'_');
+    const QString request = u"%1/request/%2/%3"_s.arg(path, sender, option(call, u"handle_token"_s));
+    service.emitSignal(request, u"org.freedesktop.portal.Request"_s, u"Response"_s, {refused, results});
+    return {QVariant::fromValue(QDBusObjectPath(request))};
+  }
+
+  const Ways ways_;
+};
+
+TEST_F(KeyMonitorTest, AsksThePersonOnceAndIsBoundAtEveryStart) {
+  ::setenv("WAYLAND_DISPLAY", "wayland-none", 1);
+  const ShortcutsPortal::Ways desktops[] = {
+      {.name = "Plasma", .listsUnbound = true, .bindsAlways = false, .version = 1},
+      {.name = "newer Plasma", .listsUnbound = true, .bindTells = false, .bindsAlways = true, .version = 2},
+      {.name = "GNOME",
+       .listsUnbound = false,
+       .bindsAlways = true,
+       .version = 1,
+       .words = "Press <Shift><Super>%1"},
+      {.name = "others",
+       .listsUnbound = true,
+       .bindsAlways = false,
+       .version = 1,
+       .words = "Ctrl+Alt+%1",
+       .shown = "Ctrl+Alt+C"},
   };
-  portal.keep(u"CreateSession"_s);
-  portal.keep(u"BindShortcuts"_s);
+  for (const auto& ways : desktops) {
+    SCOPED_TRACE(ways.name);
+    defaults = std::make_shared<MemoryUserDefaults>();
+    ShortcutsPortal portal(desktop, ways);
+    presses = 0;
+    for (unsigned start = 0; start < 3; ++start) {
+      const auto keys = monitor();
+      const Registration observing = keys->observe(Shortcut::toggle, [&] { ++presses; });
+      ASSERT_TRUE(runUntil([&] { return keys->canObserve(Shortcut::toggle); })) << start;
+      EXPECT_EQ(keys->grant(Shortcut::toggle).keys, ways.shown);
+      portal.activate(QDBusObjectPath(u"/somebody/else"_s), u"toggle"_s);
+      portal.activate(portal.session, u"cover"_s);
+      portal.activate(portal.session, u"toggle"_s);
+      ASSERT_TRUE(runUntil([&] { return presses == static_cast<int>(start) + 1; }));
+      EXPECT_EQ(portal.questions, 1);
+      EXPECT_EQ(portal.calls("BindShortcuts"), ways.bindsAlways ? start + 1U : 1U) << "a window may open";
+      EXPECT_EQ(portal.calls("Register"), start + 1U);
+    }
+    // The other one comes to it, and both are heard.
+    const auto keys = monitor();
+    const Registration observing = keys->observe(Shortcut::toggle, [&] { ++presses; });
+    ASSERT_TRUE(runUntil([&] { return keys->canObserve(Shortcut::toggle); }));
+    int covers = 0;
+    const Registration covering = keys->observe(Shortcut::cover, [&] { ++covers; });
+    ASSERT_TRUE(
+        runUntil([&] { return keys->canObserve(Shortcut::cover) && keys->canObserve(Shortcut::toggle); }));
+    EXPECT_EQ(portal.bound.size(), 2);
+    portal.activate(portal.session, u"toggle"_s);
+    portal.activate(portal.session, u"cover"_s);
+    EXPECT_TRUE(runUntil([&] { return covers == 1 && presses == 4; }));
+    portal.change(u"toggle"_s, u"F8"_s);
+    EXPECT_TRUE(runUntil([&] { return keys->grant(Shortcut::toggle).keys == "F8"; }));
+    portal.change(u"toggle"_s, QString());
+    EXPECT_TRUE(runUntil([&] { return !keys->canObserve(Shortcut::toggle); })) << "no key is left";
+  }
+}
+
+TEST_F(KeyMonitorTest, WhoDeclinesAShortcutIsAskedAgainOnlyAfterSwitchingItOff) {
+  ::setenv("WAYLAND_DISPLAY", "wayland-none", 1);
+  ShortcutsPortal portal(desktop, {.name = "", .listsUnbound = true, .bindsAlways = false, .version = 1});
+  portal.grants = false;
+  const auto isRefused = [](const DesktopKeyMonitor& keys) {
+    return keys.grant(Shortcut::toggle).kind == ShortcutGrant::Kind::refused;
+  };
+  for (int start = 0; start < 2; ++start) {
+    const auto keys = monitor();
+    const Registration observing = keys->observe(Shortcut::toggle, [] {});
+    ASSERT_TRUE(runUntil([&] { return isRefused(*keys); }));
+    EXPECT_EQ(portal.questions, 1);
+  }
+  portal.grants = true;
   const auto keys = monitor();
-  Registration observing = keys->observe(Shortcut::toggle, [&] { ++presses; });
-  ASSERT_TRUE(runUntilCalls(portal, "CreateSession", 1));
-  agree(portal.calls(u"CreateSession"_s)[0], {{u"session_handle"_s, sessionHandle.path()}});
-  ASSERT_TRUE(runUntilCalls(portal, "BindShortcuts", 1));
-  const QDBusMessage bind = portal.calls(u"BindShortcuts"_s)[0];
-  EXPECT_EQ(bind.signature(), u"oa(sa{sv})sa{sv}"_s);
-  EXPECT_FALSE(keys->canObserve(Shortcut::toggle)) << "the person is still being asked";
-  agree(bind, {});
-  ASSERT_TRUE(runUntil([&] { return keys->canObserve(Shortcut::toggle); }));
-
-  const auto activate = [&](const QDBusObjectPath& handle, const char* id) {
-    portal.emitSignal(portalPath, shortcuts, u"Activated"_s,
-                      {QVariant::fromValue(handle), QString::fromLatin1(id), qulonglong{1}, QVariantMap()});
-  };
-  activate(QDBusObjectPath(u"/somebody/else"_s), "toggle");
-  activate(sessionHandle, "other");
-  activate(sessionHandle, "toggle");
-  ASSERT_TRUE(runUntil([&] { return presses > 0; }));
+  Registration observing = keys->observe(Shortcut::toggle, [] {});
+  ASSERT_TRUE(runUntil([&] { return isRefused(*keys); }));
   observing.reset();
-  observing = keys->observe(Shortcut::toggle, [&] { presses += 10; });
-  activate(sessionHandle, "toggle");
-  ASSERT_TRUE(runUntil([&] { return presses > 1; }));
-  EXPECT_EQ(presses, 11);
-  EXPECT_EQ(portal.calls(u"CreateSession"_s).size(), 1U) << "one session a process";
+  keys->forget(Shortcut::toggle);
+  observing = keys->observe(Shortcut::toggle, [] {});
+  EXPECT_TRUE(runUntil([&] { return keys->canObserve(Shortcut::toggle); }));
+}
 
-  // The other shortcut is asked for once it is wanted, and for itself.
-  int covers = 0;
-  const Registration covering = keys->observe(Shortcut::cover, [&] { ++covers; });
-  ASSERT_TRUE(runUntilCalls(portal, "CreateSession", 2));
-  const QDBusObjectPath coverHandle(portalPath + u"/session/1_1/sentrel_cover"_s);
-  agree(portal.calls(u"CreateSession"_s)[1], {{u"session_handle"_s, coverHandle.path()}});
-  ASSERT_TRUE(runUntilCalls(portal, "BindShortcuts", 2));
-  EXPECT_FALSE(keys->canObserve(Shortcut::cover));
-  qDBusRegisterMetaType<BoundShortcut>();
-  qDBusRegisterMetaType<QList<BoundShortcut>>();
-  const QList<BoundShortcut> bound{{u"cover"_s, {{u"trigger_description"_s, u"Meta+Shift+V"_s}}}};
-  agree(portal.calls(u"BindShortcuts"_s)[1], {{u"shortcuts"_s, QVariant::fromValue(bound)}});
-  ASSERT_TRUE(runUntil([&] { return keys->canObserve(Shortcut::cover); }));
-  EXPECT_EQ(keys->grant(Shortcut::cover).keys, "Meta+Shift+V");
-  activate(coverHandle, "toggle");
-  activate(sessionHandle, "cover");
-  activate(coverHandle, "cover");
-  ASSERT_TRUE(runUntil([&] { return covers > 0; }));
-  EXPECT_EQ(covers, 1);
-  EXPECT_EQ(presses, 11);
-
-  const auto declined = monitor();
-  observing = declined->observe(Shortcut::toggle, [] {});
-  ASSERT_TRUE(runUntilCalls(portal, "CreateSession", 3));
-  EXPECT_EQ(declined->grant(Shortcut::toggle).kind, ShortcutGrant::Kind::unknown);
-  agree(portal.calls(u"CreateSession"_s)[2], {}, 1);
-  ASSERT_TRUE(
-      runUntil([&] { return declined->grant(Shortcut::toggle).kind == ShortcutGrant::Kind::refused; }));
+/// Who asks it anything before it knows the program is nobody to it.
+TEST_F(KeyMonitorTest, ThePortalHearsFirstWhoAsks) {
+  ::setenv("WAYLAND_DISPLAY", "wayland-none", 1);
+  ShortcutsPortal portal(desktop, {.name = "", .listsUnbound = true, .bindsAlways = false, .version = 1});
+  portal.service.keep(u"Register"_s);
+  portal.service.answer(u"Read"_s, [](const QDBusMessage&) { return QVariantList(); });
+  const auto shared = std::make_shared<DesktopPortal>(ownSessionBus);
+  const DesktopAppearance appearance(ownSessionBus, shared, {});
+  DesktopKeyMonitor keys({loop, shared, defaults, displays, session, {"", ""}});
+  const Registration observing = keys.observe(Shortcut::toggle, [] {});
+  ASSERT_TRUE(runUntilCalls(portal.service, "Register", 1));
+  EXPECT_EQ(portal.calls("Read") + portal.calls("CreateSession"), 0U);
+  const QDBusMessage call = portal.service.calls(u"Register"_s)[0];
+  EXPECT_EQ(call.arguments().at(0).toString(), u"expert.mardeck.sentrel"_s);
+  portal.service.reply(call, {});
+  EXPECT_TRUE(runUntilCalls(portal.service, "Read", 1));
+  EXPECT_TRUE(runUntilCalls(portal.service, "CreateSession", 1));
+  EXPECT_EQ(portal.calls("Register"), 1U);
 }
 
 }  // namespace

@@ -40,9 +40,9 @@ void PrintTo(Server server, std::ostream* out) {
 }
 
 constexpr StripePattern darkStripes{11.3137, 0x000000, 0.42, 1};
-const OverlayScene nominalScene{.stripes = darkStripes, .shortcutInHint = true};
+const OverlayScene nominalScene{.stripes = darkStripes, .shortcutInHint = "⌘⇧C"};
 const OverlayScene alertScene{
-    .stripes = darkStripes, .veilAlpha = 0.7, .banner = true, .shortcutInHint = true};
+    .stripes = darkStripes, .veilAlpha = 0.7, .banner = true, .shortcutInHint = "⌘⇧C"};
 
 const OverlayScene darkScene{.stripes = {}, .veilAlpha = 0.9};
 

@@ -243,13 +243,13 @@ Notice paintBanner(const Rect& screen, double scale, BannerStyle style) {
   return {image, QPoint(left, bottom - body.height()) - body.topLeft()};
 }
 
-Notice paintHint(const Rect& area, double scale, bool keys) {
+Notice paintHint(const Rect& area, double scale, const std::string& keys) {
   using namespace hint;
   const QFont font = monoFont(11, QFont::Medium);
   const QFontMetricsF metrics(font);
-  const QString shortcut = keys ? qtTrId("⌘⇧C") : QString();
-  const double textWidth = keys ? spacing + metrics.horizontalAdvance(shortcut) : 0;
-  const double rowHeight = std::max(eyeBox, keys ? metrics.height() : 0);
+  const QString shortcut = QString::fromStdString(keys);
+  const double textWidth = keys.empty() ? 0 : spacing + metrics.horizontalAdvance(shortcut);
+  const double rowHeight = std::max(eyeBox, keys.empty() ? 0 : metrics.height());
   const QSizeF size(2 * padding + eyeBox + textWidth, 2 * padding + rowHeight);
 
   QImage image(static_cast<int>(std::ceil(size.width() * scale)),

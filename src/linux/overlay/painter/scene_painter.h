@@ -56,7 +56,8 @@ enum class BannerStyle {
 [[nodiscard]] Notice paintBanner(const Rect& screen, double scale, BannerStyle style);
 
 /// Paints the permanent hint with its padding, in the upper right corner of `area`, which is what panels
-/// leave of the screen: an eye and, when `keys`, the shortcut beside it. Otherwise as `paintBanner`.
-[[nodiscard]] Notice paintHint(const Rect& area, double scale, bool keys);
+/// leave of the screen: an eye, and beside it the shortcut's keys, where there are any. Otherwise as
+/// `paintBanner`.
+[[nodiscard]] Notice paintHint(const Rect& area, double scale, const std::string& keys);
 
 }  // namespace sentrel

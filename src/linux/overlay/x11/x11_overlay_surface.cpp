@@ -392,7 +392,7 @@ const X11Monitor* X11OverlaySurface::findMonitor() const {
 }
 
 /// Ahead of their use: when an alert comes, its banner has only to be mapped.
-void X11OverlaySurface::paintNotices(bool keys) {
+void X11OverlaySurface::paintNotices(const std::string& keys) {
   const Rect area = workAreaOf(monitor_.pixels, desktop()->workAreas());
   const bool isNew = !keys_;
   const bool isMoved = std::exchange(hintArea_, area) != area;

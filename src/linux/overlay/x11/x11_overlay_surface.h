@@ -30,7 +30,7 @@ class X11OverlaySurface final : public DesktopSurface<X11Desktop> {
   void tintChanged() override;
   void pictureChanged(const std::optional<RetroPicture>& former) override;
   [[nodiscard]] const X11Monitor* findMonitor() const;
-  void paintNotices(bool keys);
+  void paintNotices(const std::string& keys);
   void showTint();
   void showPicture();
   void keepPictureOnTop();
@@ -38,8 +38,8 @@ class X11OverlaySurface final : public DesktopSurface<X11Desktop> {
   std::unique_ptr<Windows> windows_;
   X11Monitor monitor_;  // that the windows are painted for
   // Of the hint on the server.
-  std::optional<bool> keys_;  // whether it shows the keys
-  Rect hintArea_;             // in whose corner it is
+  std::optional<std::string> keys_;  // that it shows
+  Rect hintArea_;                    // in whose corner it is
 };
 
 /// The overlay on an X server; its display as in DISPLAY.
