@@ -25,6 +25,7 @@
 #include "app/menu_bar_controller.h"
 #include "linux/camera/pipewire_capture_session.h"
 #include "linux/desktop/autostart_login_item.h"
+#include "linux/desktop/camera_portal.h"
 #include "linux/desktop/desktop_key_monitor.h"
 #include "linux/desktop/desktop_notifications.h"
 #include "linux/desktop/desktop_screen_sharing.h"
@@ -267,7 +268,9 @@ void SentrelMacApp::installPlatform() {
   consent_ = std::make_shared<CameraConsent>(
       defaults_->value(rawValue(SettingsKey::hasCompletedOnboarding)) == DefaultsValue(true));
   const auto portal = std::make_shared<DesktopPortal>(sessionBus_);
-  const auto pipeWire = PipeWireCaptureSession::create(mainLoop_, platform.cameraQueue, consent_);
+  const auto pipeWire = PipeWireCaptureSession::create(
+      mainLoop_, platform.cameraQueue, consent_,
+      [cameras = std::make_shared<CameraPortal>(portal)](auto opened) { cameras->open(std::move(opened)); });
   platform.captureSession = pipeWire;
   platform.screenSharing = std::make_shared<DesktopScreenSharing>(mainLoop_, sessionBus_, pipeWire);
   const auto loginItem = std::make_shared<AutostartLoginItem>();

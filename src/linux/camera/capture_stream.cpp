@@ -120,9 +120,9 @@ struct CaptureStream::Callbacks {
       .process = [](void* self) { of(self).readBuffers(); }};
 };
 
-CaptureStream::CaptureStream(pw_context* context, std::string nodeSerial, int width, int height,
-                             Pixels pixels, NewestFrame& newest, std::atomic<std::int64_t>& broken,
-                             Events events)
+CaptureStream::CaptureStream(pw_context* context, pw_core* remote, std::string nodeSerial, int width,
+                             int height, Pixels pixels, NewestFrame& newest,
+                             std::atomic<std::int64_t>& broken, Events events)
     : nodeSerial_(std::move(nodeSerial)),
       wantedWidth_(width),
       wantedHeight_(height),
@@ -131,7 +131,7 @@ CaptureStream::CaptureStream(pw_context* context, std::string nodeSerial, int wi
       broken_(broken),
       events_(std::move(events)),
       callbacks_(std::make_unique<Callbacks>()) {
-  connect(context);
+  connect(context, remote);
 }
 
 CaptureStream::~CaptureStream() {
@@ -141,11 +141,12 @@ CaptureStream::~CaptureStream() {
   if (core_ != nullptr) pw_core_disconnect(core_);
 }
 
-void CaptureStream::connect(pw_context* context) {
+void CaptureStream::connect(pw_context* context, pw_core* remote) {
   // A connection of its own: the library keeps descriptors that arrive for a stream which was destroyed
   // meanwhile; those that a closed connection has not read yet go with it.
-  core_ = pw_context_connect(context, nullptr, 0);
-  if (core_ == nullptr) {
+  if (remote == nullptr) core_ = pw_context_connect(context, nullptr, 0);
+  pw_core* const core = remote == nullptr ? core_ : remote;
+  if (core == nullptr) {
     fail(captureErrorFrom(std::strerror(errno)));
     return;
   }
@@ -154,7 +155,7 @@ void CaptureStream::connect(pw_context* context) {
       pw_properties_new(PW_KEY_MEDIA_TYPE, "Video", PW_KEY_MEDIA_CATEGORY, "Capture", PW_KEY_MEDIA_ROLE,
                         "Camera", PW_KEY_NODE_NAME, "sentrel", PW_KEY_NODE_DESCRIPTION, "Sentrel",
                         PW_KEY_TARGET_OBJECT, nodeSerial_.c_str(), nullptr);
-  stream_ = pw_stream_new(core_, "Sentrel", properties);
+  stream_ = pw_stream_new(core, "Sentrel", properties);
   if (stream_ == nullptr) {
     fail(captureErrorFrom(std::strerror(errno)));
     return;

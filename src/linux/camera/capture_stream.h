@@ -82,9 +82,10 @@ class CaptureStream {
   };
 
   /// Asks the camera for `width` x `height` pixels, or more, or what comes near. `newest` and `broken`, which
-  /// counts the buffers that could not be trusted, outlive the stream.
-  CaptureStream(pw_context* context, std::string nodeSerial, int width, int height, Pixels pixels,
-                NewestFrame& newest, std::atomic<std::int64_t>& broken, Events events);
+  /// counts the buffers that could not be trusted, outlive the stream; `remote`, too, where the camera is
+  /// seen on this connection only.
+  CaptureStream(pw_context* context, pw_core* remote, std::string nodeSerial, int width, int height,
+                Pixels pixels, NewestFrame& newest, std::atomic<std::int64_t>& broken, Events events);
   /// Disconnects; the camera is free when the daemon has read that.
   ~CaptureStream();
   CaptureStream(const CaptureStream&) = delete;
@@ -99,7 +100,7 @@ class CaptureStream {
  private:
   struct Callbacks;
 
-  void connect(pw_context* context);
+  void connect(pw_context* context, pw_core* remote);
   void formatAgreed(const void* parameter);
   void readBuffers();
   void fail(CaptureError error);
@@ -112,7 +113,7 @@ class CaptureStream {
   std::atomic<std::int64_t>& broken_;
   Events events_;
   std::unique_ptr<Callbacks> callbacks_;
-  pw_core* core_ = nullptr;
+  pw_core* core_ = nullptr;  // its own
   pw_stream* stream_ = nullptr;
   std::optional<CaptureError> error_;
 };

@@ -63,9 +63,9 @@ bool mayReadVideoDevices(const std::filesystem::path& folder) {
 
 std::shared_ptr<PipeWireCaptureSession> PipeWireCaptureSession::create(
     std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<SerialQueue> cameraQueue,
-    std::shared_ptr<CameraConsent> consent) {
-  std::shared_ptr<PipeWireCaptureSession> session(
-      new PipeWireCaptureSession(std::move(mainLoop), std::move(cameraQueue), std::move(consent)));
+    std::shared_ptr<CameraConsent> consent, OpenRemote openRemote) {
+  std::shared_ptr<PipeWireCaptureSession> session(new PipeWireCaptureSession(
+      std::move(mainLoop), std::move(cameraQueue), std::move(consent), std::move(openRemote)));
   session->loop_.start();
   // A delivery that is under way keeps the session itself until it returns.
   auto* const used = session.get();
@@ -77,10 +77,11 @@ std::shared_ptr<PipeWireCaptureSession> PipeWireCaptureSession::create(
 
 PipeWireCaptureSession::PipeWireCaptureSession(std::shared_ptr<MainLoop> mainLoop,
                                                std::shared_ptr<SerialQueue> cameraQueue,
-                                               std::shared_ptr<CameraConsent> consent)
+                                               std::shared_ptr<CameraConsent> consent, OpenRemote openRemote)
     : mainLoop_(std::move(mainLoop)),
       cameraQueue_(std::move(cameraQueue)),
       consent_(std::move(consent)),
+      openRemote_(std::move(openRemote)),
       loop_("sentrel-camera"),
       reconcileSoon_(loop_.get(), [this] { reconcile(); }),
       watchTimer_(loop_.get(), [this] { watchTick(); }),
@@ -100,6 +101,7 @@ PipeWireCaptureSession::PipeWireCaptureSession(std::shared_ptr<MainLoop> mainLoo
                           .lost =
                               [this] {
                                 serviceMissing_ = connection_.isOpen();
+                                if (connection_.remote() != nullptr) askedForRemote_ = false;
                                 stream_.reset();
                                 directory_.detach();
                                 reconcileSoon_.signal();
@@ -345,6 +347,7 @@ void PipeWireCaptureSession::reconcile() {
   noteGoodFrames();
   const SteadyTime now = steadyNow();
   followNeed(now);
+  followRemote();
   if (!shouldBeOpen()) {
     closeCamera();
     return;
@@ -368,10 +371,44 @@ void PipeWireCaptureSession::followNeed(SteadyTime now) {
   }
 }
 
+/// Where no camera is listed, or there is no daemon, another way is asked for: once, unless it has ended.
+void PipeWireCaptureSession::followRemote() {
+  std::shared_ptr<const int> remote;
+  {
+    const std::lock_guard lock(causeMutex_);
+    remote = std::exchange(remote_, nullptr);
+  }
+  if (remote) {
+    connection_.useRemote(std::move(remote));
+    return;
+  }
+  const bool isNeeded = connection_.isOpen() && (!consent_ || consent_->isGiven());
+  const bool showsNone = directory_.isComplete() && directory_.listing().devices.empty();
+  if (!openRemote_ || !isNeeded || askedForRemote_ || connection_.remote() != nullptr) return;
+  if (!showsNone && !serviceMissing_) return;
+  askedForRemote_ = true;
+  mainLoop_->post([weak = weak_from_this()] {
+    const auto self = weak.lock();
+    if (!self) return;
+    self->openRemote_([weak](std::shared_ptr<const int> socket) {
+      if (const auto asker = weak.lock()) asker->remoteOpened(std::move(socket));
+    });
+  });
+}
+
+void PipeWireCaptureSession::remoteOpened(std::shared_ptr<const int> socket) {
+  {
+    const std::lock_guard lock(causeMutex_);
+    remote_ = std::move(socket);
+  }
+  reconcileSoon_.signal();
+}
+
 void PipeWireCaptureSession::rest() {
   if (shouldBeOpen() || observers_ > 0) return;
   connection_.close();
   serviceMissing_ = false;
+  askedForRemote_ = false;
 }
 
 void PipeWireCaptureSession::openCamera(SteadyTime now) {
@@ -446,8 +483,8 @@ void PipeWireCaptureSession::connectStream(SteadyTime now) {
   }
   const Pixels wanted = serial == tooLarge_ ? Pixels::asWanted : Pixels::moreIfCheap;
   notedGood_ = lastGood_;  // of an earlier stream
-  stream_.emplace(connection_.context(), serial, orders_.request->width, orders_.request->height, wanted,
-                  newest_, brokenFrames_,
+  stream_.emplace(connection_.context(), connection_.remote(), serial, orders_.request->width,
+                  orders_.request->height, wanted, newest_, brokenFrames_,
                   CaptureStream::Events{.frameArrived = [this](PixelFormat pixels) { frameArrived(pixels); },
                                         .failed = [this] { reconcileSoon_.signal(); }});
   streamBegun_ = now;

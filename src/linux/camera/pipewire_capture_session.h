@@ -85,12 +85,16 @@ class PipeWireCaptureSession final : public CaptureSession,
                                      public ScreenReads,
                                      public std::enable_shared_from_this<PipeWireCaptureSession> {
  public:
+  /// Asks somebody for a socket that is connected to the daemon, where the program's own way there shows no
+  /// camera; called on the main thread, and answered there, once or never.
+  using OpenRemote = std::function<void(std::function<void(std::shared_ptr<const int> socket)> opened)>;
+
   /// Without `consent` the person is not asked. When the last owner of what this gives lets go, the camera is
   /// closed and its thread has ended before that returns; nothing is called afterwards, save a delivery that
   /// is under way. Any thread but the session's own.
   [[nodiscard]] static std::shared_ptr<PipeWireCaptureSession> create(
       std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<SerialQueue> cameraQueue,
-      std::shared_ptr<CameraConsent> consent = nullptr);
+      std::shared_ptr<CameraConsent> consent = nullptr, OpenRemote openRemote = nullptr);
   ~PipeWireCaptureSession() override;
   PipeWireCaptureSession(const PipeWireCaptureSession&) = delete;
   PipeWireCaptureSession& operator=(const PipeWireCaptureSession&) = delete;
@@ -141,12 +145,13 @@ class PipeWireCaptureSession final : public CaptureSession,
   enum class Retarget { no, yes };
 
   PipeWireCaptureSession(std::shared_ptr<MainLoop> mainLoop, std::shared_ptr<SerialQueue> cameraQueue,
-                         std::shared_ptr<CameraConsent> consent);
+                         std::shared_ptr<CameraConsent> consent, OpenRemote openRemote);
   void shutDown();
 
   // Any thread.
   void changeOrders(std::function<void(Orders&)> change);
   void report(Signal<> CaptureSession::*signal);
+  void remoteOpened(std::shared_ptr<const int> socket);
   void reportScreenReads();
 
   // Camera queue.
@@ -167,6 +172,7 @@ class PipeWireCaptureSession final : public CaptureSession,
   [[nodiscard]] bool shouldBeOpen() const;
   void reconcile();
   void followNeed(SteadyTime now);
+  void followRemote();
   void rest();
   void openCamera(SteadyTime now);
   void closeCamera();
@@ -185,6 +191,7 @@ class PipeWireCaptureSession final : public CaptureSession,
   std::shared_ptr<MainLoop> mainLoop_;
   std::shared_ptr<SerialQueue> cameraQueue_;
   std::shared_ptr<CameraConsent> consent_;
+  const OpenRemote openRemote_;
   std::atomic<std::int64_t> brokenFrames_{0};
   NewestFrame newest_;
   std::atomic<SteadyTime> serveFrom_{SteadyTime::max()};  // a frame that arrives later has the queue called
@@ -202,6 +209,7 @@ class PipeWireCaptureSession final : public CaptureSession,
   std::atomic<bool> serviceMissing_{false};
   mutable std::mutex causeMutex_;
   std::optional<CaptureError> cause_;
+  std::shared_ptr<const int> remote_;          // just opened
   std::optional<CameraDevice> currentDevice_;  // that streams, or did last
 
   // Camera queue.
@@ -220,6 +228,7 @@ class PipeWireCaptureSession final : public CaptureSession,
   CameraDirectory directory_;
   Orders orders_;  // those wanted, as the loop was told
   bool ended_ = false;
+  bool askedForRemote_ = false;
   bool retarget_ = false;
   std::optional<CaptureStream> stream_;
   SteadyTime streamBegun_{};

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/camera/pipewire_loop.h"
 
+#include <fcntl.h>
 #include <sys/inotify.h>
 #include <unistd.h>
 
@@ -218,9 +219,18 @@ void PipeWireConnection::open() {
 
 void PipeWireConnection::close() {
   open_ = false;
+  socket_.reset();
   retryTimer_.disarm();
   watch_.reset();
   disconnect();
+}
+
+void PipeWireConnection::useRemote(std::shared_ptr<const int> socket) {
+  if (!open_) return;
+  socket_ = std::move(socket);
+  disconnect();
+  pause_ = std::chrono::milliseconds(0);
+  retryTimer_.arm(std::chrono::steady_clock::now());
 }
 
 void PipeWireConnection::attempt() {
@@ -229,7 +239,13 @@ void PipeWireConnection::attempt() {
     // No realtime threads: to have them, newer versions of the library wait for the session bus.
     context_ = pw_context_new(loop_.get(), pw_properties_new("module.rt", "false", nullptr), 0);
   }
-  if (context_ != nullptr) core_ = pw_context_connect(context_, nullptr, 0);
+  isRemote_ = socket_ != nullptr;
+  if (context_ != nullptr && isRemote_) {
+    const auto socket = std::exchange(socket_, nullptr);
+    core_ = pw_context_connect_fd(context_, fcntl(*socket, F_DUPFD_CLOEXEC, 3), nullptr, 0);
+  } else if (context_ != nullptr) {
+    core_ = pw_context_connect(context_, nullptr, 0);
+  }
   if (core_ == nullptr) {
     events_.absent();
     retry();

@@ -109,6 +109,11 @@ class PipeWireConnection {
   void close();
   [[nodiscard]] bool isOpen() const { return open_; }
   [[nodiscard]] bool isConnected() const { return core_ != nullptr; }
+  /// Connects anew through a socket that somebody has connected for us. When that connection ends, the next
+  /// one is an ordinary one again.
+  void useRemote(std::shared_ptr<const int> socket);
+  /// Such a connection while there is one: other ways to the daemon would show no cameras.
+  [[nodiscard]] pw_core* remote() const { return isRemote_ ? core_ : nullptr; }
   /// Valid while connected.
   [[nodiscard]] pw_context* context() const { return context_; }
 
@@ -128,6 +133,8 @@ class PipeWireConnection {
   std::unique_ptr<FolderWatch> watch_;
   pw_context* context_ = nullptr;
   pw_core* core_ = nullptr;
+  std::shared_ptr<const int> socket_;  // for the next attempt
+  bool isRemote_ = false;
   bool open_ = false;
   std::chrono::milliseconds pause_{0};
 };

@@ -339,8 +339,8 @@ class OwnReader {
   explicit OwnReader(const std::string& node)
       : connection_(loop_, {.connected =
                                 [this, node](pw_core*) {
-                                  stream_.emplace(connection_.context(), node, 640, 480, Pixels::asWanted,
-                                                  newest_, broken_,
+                                  stream_.emplace(connection_.context(), nullptr, node, 640, 480,
+                                                  Pixels::asWanted, newest_, broken_,
                                                   CaptureStream::Events{[](PixelFormat) {}, [] {}});
                                 },
                             .lost = [this] { stream_.reset(); },
