@@ -399,16 +399,19 @@ void DesktopTrial::reachOwnWindow(const std::string& when) {
   int closed = 0;
   record("clicks", when + ", own window", clicks_, [&] {
     openPopover();
-    const QSize home = popover().size();
-    const auto isHome = [&] { return popover().size() == home; };
     takePicture("popover-" + when);
-    for (int i = 0; i < clicks_ && isHome(); ++i) {
+    const auto becomesOther = [&](QSize size) {
+      return runUntil([&] { return popover().size() != size; }, clickLimit);
+    };
+    for (int i = 0; i < clicks_; ++i) {
+      const QSize home = popover().size();
       shell_.click(popover().topLeft() + aboutInPopover + QPoint(i % 7, i % 3));
-      if (!runUntil([&] { return !isHome(); }, clickLimit)) continue;
+      if (!becomesOther(home)) continue;
       ++opened;
       pause(milliseconds(300));  // the page fades in
+      const QSize page = popover().size();
       shell_.pressKey("Escape");
-      if (runUntil(isHome, clickLimit)) ++closed;
+      if (becomesOther(page)) ++closed;
       pause(milliseconds(300));
     }
     closePopover();

@@ -135,6 +135,10 @@ class GnomeShell final : public DesktopShell {
   }
 
   void pressKey(const std::string& keys) override {
+    if (!wayland_) {
+      desktop_.run("xdotool", {"key", keys});
+      return;
+    }
     QStringList names;
     for (const QString& name : QString::fromStdString(keys).split(u'+')) {
       names += name == u"ctrl"    ? QStringLiteral("Control_L")
