@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <QIcon>
 #include <span>
 
 #include "app/command_line.h"
@@ -15,6 +16,9 @@ int main(int argc, char** argv) {
   // Before anything else could open, start or copy something.
   const bool isFiltered = sentrel::installSystemCallFilter();
   const bool isKeptOut = sentrel::keepMemoryOutOfCoreDumps();
+  // Qt empties its cache of icons as its application ends, and the cache must be there for that: it is made
+  // first. Only dialogs of Qt's own fill it.
+  static_cast<void>(QIcon::fromTheme(QStringLiteral("sentrel-none")));
   // Static, so that it outlives the shared instances, which are made later and need the Qt application to
   // end.
   static sentrel::SentrelMacApp app(argv, given.size() > 1 ? sentrel::Launch::bus : sentrel::Launch::person);
