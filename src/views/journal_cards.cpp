@@ -197,6 +197,9 @@ void JournalCards::chooseFile() {
   fileDialog_->setAttribute(Qt::WA_DeleteOnClose);
   fileDialog_->setOption(QFileDialog::DontUseNativeDialog);
   fileDialog_->setAcceptMode(QFileDialog::AcceptSave);
+  // Without what Qt names in English alone.
+  fileDialog_->setViewMode(QFileDialog::List);
+  fileDialog_->setSidebarUrls({QUrl::fromLocalFile(QDir::homePath())});
   fileDialog_->setDefaultSuffix(QStringLiteral("csv"));
   fileDialog_->setLabelText(QFileDialog::Accept, qtTrId("Exporter"));
   fileDialog_->setLabelText(QFileDialog::Reject, qtTrId("stats_reset_cancel"));
