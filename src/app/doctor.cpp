@@ -157,14 +157,18 @@ QStringList askPortal() {
   static const QRegularExpression interface(
       QStringLiteral("interface name=\"org\\.freedesktop\\.portal\\.(\\w{1,40})\""));
   const BusConnection bus = openBus(sd_bus_open_user);
+  sd_bus_message* asked = nullptr;
   sd_bus_message* reply = nullptr;
   const char* described = nullptr;
   QStringList found;
-  if (!bus ||
-      sd_bus_call_method(bus.get(), "org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop",
-                         "org.freedesktop.DBus.Introspectable", "Introspect", nullptr, &reply, "") < 0)
+  if (!bus || sd_bus_message_new_method_call(bus.get(), &asked, "org.freedesktop.portal.Desktop",
+                                             "/org/freedesktop/portal/desktop",
+                                             "org.freedesktop.DBus.Introspectable", "Introspect") < 0)
     return found;
-  if (sd_bus_message_read(reply, "s", &described) > 0)
+  sd_bus_message_set_auto_start(asked, 0);  // nothing is started by a look
+  sd_bus_call(bus.get(), asked, 0, nullptr, &reply);
+  sd_bus_message_unref(asked);
+  if (reply != nullptr && sd_bus_message_read(reply, "s", &described) > 0)
     for (auto each = interface.globalMatch(QString::fromUtf8(described)); each.hasNext();)
       found += each.next().captured(1);
   sd_bus_message_unref(reply);
