@@ -97,9 +97,10 @@ void ProgramTrial::see(const QImage& picture, bool isFrozen) {
 
 void ProgramTrial::quit() {
   watcher_.quitProgram();
-  if (!runUntil([this] { return !program_.isRunning(); }, longestWait) ||
-      program_.waitForExit(milliseconds(0)) != 0)
-    throw std::runtime_error("the program did not quit in good order");
+  if (!runUntil([this] { return !program_.isRunning(); }, longestWait))
+    throw std::runtime_error("the program does not quit");
+  if (const int status = program_.waitForExit(milliseconds(0)).value_or(-1); status != 0)
+    throw std::runtime_error("the program has quit with " + std::to_string(status));
   const std::string printed = program_.output();
   if (!printed.empty()) std::printf("The program printed:\n%s", printed.c_str());
 }

@@ -9,6 +9,7 @@ namespace sentrel::test {
 
 namespace {
 
+namespace fs = std::filesystem;
 using std::chrono::seconds;
 
 class ShowsDemo final : public SessionTrial {
@@ -168,6 +169,11 @@ class ShowsDemo final : public SessionTrial {
     write("journal.txt", kept + command({"journal", "--csv"}));
     command({"statistics"});
     takePicture("13-journal");
+    press({"Tab", "Tab", "Tab", "space"});
+    takePicture("14-export");
+    press({"Return"});
+    follows("the table is written", [this] { return fs::exists(desktop_.home() / "alertes-sentrel.csv"); });
+    takePicture("15-exported");
     closePopover();
   }
 
@@ -178,9 +184,9 @@ class ShowsDemo final : public SessionTrial {
     write("privacy.txt", proof);
     openAbout();
     press({"Tab", "space"});
-    takePicture("14-privacy");
+    takePicture("16-privacy");
     press({"Tab", "Tab", "space"});
-    takePicture("15-privacy-unfolded");
+    takePicture("17-privacy-unfolded");
     closePopover();
   }
 
@@ -193,7 +199,7 @@ class ShowsDemo final : public SessionTrial {
     openAbout();
     press({"Tab", "Tab", "space"});
     pause(seconds(3));  // it asks for two at most
-    takePicture("16-doctor");
+    takePicture("18-doctor");
     closePopover();
   }
 
