@@ -324,6 +324,7 @@ class Sockets {
 };
 
 struct Reads final : ScreenReads {
+  [[nodiscard]] Registration observe() override { return {}; }
   [[nodiscard]] const Published<std::vector<ScreenRead>>& screenReads() const override { return reads; }
   Published<std::vector<ScreenRead>> reads{{{1, 2}, {1, 3}}};
 };
@@ -355,7 +356,7 @@ struct Listeners {
   DesktopSessionEvents events;
   UPowerPowerSource power{system};
   DesktopScreenSharing sharing{loop, session, std::make_shared<Reads>()};
-  DesktopAppearance appearance{session};
+  DesktopAppearance appearance{session, "/nowhere"};
   DesktopNotifications notifications{loop, session};
   FeedbackdHaptics haptics{session};
   std::unique_ptr<DesktopKeyMonitor> keys;
