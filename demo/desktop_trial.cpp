@@ -252,6 +252,7 @@ void DesktopTrial::followAppearance() {
   };
   record("appearance", "light, dark, high contrast", [&] {
     bringAbout("nominal");
+    shell_.setAppearance(Appearance::light);
     openPopover();
     const double light = look(Appearance::light, "light");
     follows("the window is dark", [&] { return look(Appearance::dark, "dark") < 0.6 * light; });
@@ -262,7 +263,9 @@ void DesktopTrial::followAppearance() {
     follows("the window is light",
             [&] { return std::abs(look(Appearance::light, "light-again") - light) < 2; });
   });
-  if (shell_.window(ownTitle)) closePopover();
+  if (!shell_.window(ownTitle)) return;
+  closePopover();
+  shell_.setAppearance(Appearance::light);  // whatever came of it
 }
 
 void DesktopTrial::showNotification() {
