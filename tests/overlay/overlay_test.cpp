@@ -75,14 +75,14 @@ TEST_F(OverlayWindowManagerTest, ComposesTheScene) {
   EXPECT_EQ(scenes().back(), OverlayScene{}) << "no stripes at opacity 0";
   manager.currentAlpha = 0.5F;
   const StripePattern stripes{8 * std::sqrt(80.0 / 60.0), 0x000000, double{0.42F}, 0.5};
-  EXPECT_EQ(scenes().back(), (OverlayScene{stripes, 0, false, false}));
+  EXPECT_EQ(scenes().back(), (OverlayScene{stripes, 0, false, ""}));
   manager.isAlertMode = true;
   manager.shortcutKeys = "⌘⇧C";
-  EXPECT_EQ(scenes().back(), (OverlayScene{stripes, 0.7, true, true}));
+  EXPECT_EQ(scenes().back(), (OverlayScene{stripes, 0.7, true, "⌘⇧C"}));
   manager.hide();
   manager.matrixEnabled = false;
   manager.show();
-  EXPECT_EQ(scenes().back(), (OverlayScene{{}, 0.7, true, true})) << "values are kept while hidden";
+  EXPECT_EQ(scenes().back(), (OverlayScene{{}, 0.7, true, "⌘⇧C"})) << "values are kept while hidden";
 }
 
 TEST_F(OverlayWindowManagerTest, ACoverHidesEveryScreenWhateverIsShownBelow) {
