@@ -108,5 +108,7 @@ struct DesktopKind {
 [[nodiscard]] std::unique_ptr<DesktopShell> startGnomeOnX11(HeadlessDesktop& desktop);
 [[nodiscard]] std::unique_ptr<DesktopShell> startXfce(HeadlessDesktop& desktop);
 [[nodiscard]] std::unique_ptr<DesktopShell> startKWinOnX11(HeadlessDesktop& desktop);
+[[nodiscard]] std::unique_ptr<DesktopShell> startPlasmaOnWayland(HeadlessDesktop& desktop);
+[[nodiscard]] std::unique_ptr<DesktopShell> startSway(HeadlessDesktop& desktop);
 
 }  // namespace sentrel::test

@@ -22,6 +22,7 @@ namespace sentrel::test {
 
 const std::vector<DesktopKind>& desktopKinds() {
   constexpr HeadlessDesktop::Options services{.activation = true, .systemBus = true, .pipeWire = true};
+  // Also for compositors that have their outputs as windows of the server.
   constexpr HeadlessDesktop::Options x11{.activation = true,
                                          .systemBus = true,
                                          .pipeWire = true,
@@ -35,6 +36,8 @@ const std::vector<DesktopKind>& desktopKinds() {
       {"gnome-x11", x11, false, startGnomeOnX11},
       {"xfce", twoMonitors, false, startXfce},
       {"kwin-x11", twoMonitors, false, startKWinOnX11},
+      {"plasma-wayland", x11, true, startPlasmaOnWayland},
+      {"sway", x11, true, startSway},
   };
   return kinds;
 }

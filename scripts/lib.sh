@@ -35,12 +35,14 @@ test_packages=(
   desktop-file-utils appstream groff-base libxml2-utils
 )
 # Real desktops, without a screen, and what tells and does there what a person would.
-desktops=(gnome-wayland gnome-x11 xfce kwin-x11)
+desktops=(gnome-wayland gnome-x11 plasma-wayland sway xfce kwin-x11)
 desktop_packages=(dbus-daemon dbus-bin pipewire-bin x11-utils)
 x11_desktop_packages=(xvfb xdotool wmctrl imagemagick)
 gnome_packages=(gnome-shell gjs xwayland libglib2.0-bin xdg-desktop-portal xdg-desktop-portal-gnome python3-dbusmock)
 xfce_packages=(xfwm4 xfce4-settings xfce4-panel xfce4-notifyd "${x11_desktop_packages[@]}")
 kwin_x11_packages=(kwin-x11 "${x11_desktop_packages[@]}")
+plasma_packages=(plasma-workspace plasma-desktop kwin-wayland qtwayland5 xwayland "${x11_desktop_packages[@]}")
+sway_packages=(sway swaybg grim xwayland x11-xserver-utils "${x11_desktop_packages[@]}")
 # What gives away the screen of sway.
 sharing_packages=(xdg-desktop-portal-wlr)
 fuzz_packages=(clang)
@@ -152,6 +154,8 @@ setup() {
       gnome-x11) names+=("${desktop_packages[@]}" "${gnome_packages[@]}" "${x11_desktop_packages[@]}") ;;
       xfce) names+=("${desktop_packages[@]}" "${xfce_packages[@]}") ;;
       kwin-x11) names+=("${desktop_packages[@]}" "${kwin_x11_packages[@]}") ;;
+      plasma-wayland) names+=("${desktop_packages[@]}" "${plasma_packages[@]}") ;;
+      sway) names+=("${desktop_packages[@]}" "${sway_packages[@]}") ;;
       sharing) names+=("${sharing_packages[@]}") ;;
       fuzz) names+=("${fuzz_packages[@]}") ;;
       package) names+=("${package_packages[@]}") ;;

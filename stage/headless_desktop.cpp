@@ -28,11 +28,11 @@ namespace {
 
 constexpr seconds readyLimit{30};
 
-/// A bus on which anybody of this user may own any name. Unless services are named nothing is started on
-/// demand, so that an installed one never stands in for the one that a test registers.
+/// A bus on which anybody who reaches its socket may own any name. Unless services are named nothing is
+/// started on demand, so that an installed one never stands in for the one that a test registers.
 std::string busConfiguration(const std::string& socket, const std::string& services) {
   return "<busconfig><type>session</type><listen>unix:path=" + socket + "</listen>" + services +
-         R"(<policy context="default"><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/>)"
+         R"(<policy context="default"><allow user="*"/><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/>)"
          R"(<allow own="*"/></policy></busconfig>)";
 }
 
@@ -358,14 +358,14 @@ void HeadlessDesktop::startPicom() {
 }
 
 // It refuses to run as root and then gets an own user, who must reach its socket's folder.
-void HeadlessDesktop::startSway() {
+void HeadlessDesktop::startSway(const std::string& lines) {
   if (sway_.isRunning()) return;
   const std::string size = std::to_string(options_.width) + "x" + std::to_string(options_.height);
   const fs::path background = root_.path / "white.png";
   write(background, std::string(whitePng));
   const fs::path configuration = root_.path / "sway.conf";
   write(configuration, "output * mode --custom " + size + "\noutput * bg " + background.string() +
-                           " tile\ndefault_border none\nxwayland disable\n");
+                           " tile\ndefault_border none\nxwayland disable\n" + lines);
   environment_["WLR_BACKENDS"] = options_.x11 ? "x11" : "headless";
   environment_["WLR_RENDERER"] = "pixman";
   environment_["WLR_LIBINPUT_NO_DEVICES"] = "1";

@@ -78,7 +78,8 @@ class HeadlessDesktop {
   [[nodiscard]] bool hasCompositor() const;     ///< only with `x11`
   void startPicom();
   void stopPicom() { compositor_.terminate(); }
-  void startSway();
+  /// With these lines in its configuration, after all others.
+  void startSway(const std::string& lines = {});
   void killSway() { sway_.kill(); }  ///< as a crash
   [[nodiscard]] pid_t swayPid() const { return sway_.pid(); }
   /// Pulls out one of sway's outputs; only where they are windows of X.

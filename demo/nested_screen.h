@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <QPoint>
+#include <filesystem>
+#include <string>
+
+#include "stage/headless_desktop.h"
+
+namespace sentrel::test {
+
+/// The X server that a Wayland compositor has its outputs on, as windows: what goes in there comes to the
+/// compositor as from a mouse and a keyboard. To be made while DISPLAY still leads to that server.
+class NestedScreen {
+ public:
+  explicit NestedScreen(HeadlessDesktop& desktop)
+      : desktop_(desktop), display_(desktop.environment().at("DISPLAY")) {}
+
+  /// Of the server, as in DISPLAY.
+  [[nodiscard]] const std::string& display() const { return display_; }
+
+  /// In pixels of the server. Not at once, as no hand can: who has just got the pointer may not yet take
+  /// clicks.
+  void click(QPoint at) const {
+    run("xdotool",
+        {"mousemove", std::to_string(at.x()), std::to_string(at.y()), "sleep", "0.05", "click", "1"});
+  }
+  /// As in `DesktopShell::pressKey`.
+  void pressKey(const std::string& keys) const { run("xdotool", {"key", keys}); }
+  void screenshot(const std::filesystem::path& path) const {
+    run("import", {"-silent", "-window", "root", "png:" + path.string()});
+  }
+
+  /// Runs a program with this server as its display.
+  void run(const std::string& program, std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(), {"-u", "XAUTHORITY", "DISPLAY=" + display_, program});
+    (void)desktop_.run("env", arguments);
+  }
+
+ private:
+  HeadlessDesktop& desktop_;
+  const std::string display_;
+};
+
+}  // namespace sentrel::test
