@@ -19,11 +19,13 @@ class NestedScreen {
   /// Of the server, as in DISPLAY.
   [[nodiscard]] const std::string& display() const { return display_; }
 
-  /// In pixels of the server. Not at once, as no hand can: who has just got the pointer may not yet take
-  /// clicks.
+  /// In pixels of the server. The pointer comes through a place beside it, as that of a hand: an X server
+  /// within the compositor loses a click before the pointer has moved on its window.
   void click(QPoint at) const {
-    run("xdotool",
-        {"mousemove", std::to_string(at.x()), std::to_string(at.y()), "sleep", "0.05", "click", "1"});
+    const std::string x = std::to_string(at.x());
+    const std::string y = std::to_string(at.y());
+    run("xdotool", {"mousemove", std::to_string(at.x() - 4), y, "sleep", "0.03", "mousemove", x, y, "sleep",
+                    "0.03", "click", "1"});
   }
   /// As in `DesktopShell::pressKey`.
   void pressKey(const std::string& keys) const { run("xdotool", {"key", keys}); }
