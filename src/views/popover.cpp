@@ -392,7 +392,7 @@ void MenuBarPopoverView::keyPressEvent(QKeyEvent* event) {
   if (event->key() == Qt::Key_Down || event->key() == Qt::Key_Up) {
     focusNextPrevChild(event->key() == Qt::Key_Down);
   } else if (event->key() == Qt::Key_Escape && page_ != nullptr) {
-    showPage(showPrivacy_ ? Page::about : Page::home);
+    showPage(showPrivacy_ || showReport_ ? Page::about : Page::home);
   } else if (event->key() == Qt::Key_Escape && relaxations_->fold()) {
     return;
   } else {
