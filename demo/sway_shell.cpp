@@ -99,7 +99,10 @@ class SwayShell final : public DesktopShell {
     if (!there) throw std::runtime_error("sway's second output did not come");
     return place;
   }
-  void removeOutput() override { desktop_.removeOutput("X11-2"); }
+  void removeOutput() override {
+    desktop_.removeOutput("X11-2");
+    message("workspace number 1");  // not that of the screen which has gone
+  }
 
   void setScale(double scale) override {
     message("output * scale " + std::to_string(scale));
