@@ -50,7 +50,7 @@ const std::vector<QPoint> onDocument{{960, 500},  {960, 975},  {810, 950}, {1772
 bool showsBanner(const QImage& screen) {
   int red = 0;
   for (int x = 800; x < 1120; x += 4) {
-    const QRgb pixel = screen.pixel(x, 925);
+    const QRgb pixel = screen.pixel(x, 912);
     red += qRed(pixel) > 150 && qGreen(pixel) < 60 && qBlue(pixel) < 80 ? 1 : 0;
   }
   return red > 60;

@@ -99,6 +99,9 @@ class SwayShell final : public DesktopShell {
     if (!there) throw std::runtime_error("sway's second output did not come");
     return place;
   }
+  void pressShortcut(const std::string& /*keys*/) override {
+    throw NotHere("sway gives its keys to commands, not to programs");
+  }
   void removeOutput() override {
     desktop_.removeOutput("X11-2");
     message("workspace number 1");  // not that of the screen which has gone

@@ -219,9 +219,9 @@ bool FrameConverter::decode(const RawFrame& raw, const VideoFormat& shown, const
   const auto at = [&](const RawFrame::Plane& plane, int rowsPerRow, int bytes) {
     return plane.data + std::ptrdiff_t{part.y / rowsPerRow} * plane.stride + bytes;
   };
-  const auto read = [&](auto conversion) {
+  const auto read = [&, plane = raw.planes[0]](auto conversion) {
     const int left = part.x * pixelBytes(raw.format.pixels);
-    return conversion(at(first, 1, left), first.stride, target.data(), target.stride(), part.width,
+    return conversion(at(plane, 1, left), plane.stride, target.data(), target.stride(), part.width,
                       part.height) == 0;
   };
   // What libyuv calls ARGB is a 32-bit number; in memory its bytes are B, G, R, A. Its names of the others
