@@ -162,6 +162,7 @@ void DesktopTrial::coverFullScreenWindow() {
     coverDocument("full-screen", bareDocument);
   });
   document_.showMaximized();
+  shell_.maximizeWindow(document_.title());  // not every desktop remembers
 }
 
 void DesktopTrial::coverSecondOutput() {

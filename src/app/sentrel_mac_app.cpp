@@ -25,7 +25,6 @@
 #include "app/menu_bar_controller.h"
 #include "linux/camera/pipewire_capture_session.h"
 #include "linux/desktop/autostart_login_item.h"
-#include "linux/desktop/camera_portal.h"
 #include "linux/desktop/desktop_key_monitor.h"
 #include "linux/desktop/desktop_notifications.h"
 #include "linux/desktop/desktop_screen_sharing.h"
@@ -268,9 +267,13 @@ void SentrelMacApp::installPlatform() {
   consent_ = std::make_shared<CameraConsent>(
       defaults_->value(rawValue(SettingsKey::hasCompletedOnboarding)) == DefaultsValue(true));
   const auto portal = std::make_shared<DesktopPortal>(sessionBus_);
-  const auto pipeWire = PipeWireCaptureSession::create(
-      mainLoop_, platform.cameraQueue, consent_,
-      [cameras = std::make_shared<CameraPortal>(portal)](auto opened) { cameras->open(std::move(opened)); });
+  cameraPortal_ = std::make_shared<CameraPortal>(portal);
+  // The camera's own threads may be the last that hold the session: what belongs to this thread is not
+  // theirs.
+  const auto openRemote = [weak = std::weak_ptr(cameraPortal_)](auto opened) {
+    if (const auto cameras = weak.lock()) cameras->open(std::move(opened));
+  };
+  const auto pipeWire = PipeWireCaptureSession::create(mainLoop_, platform.cameraQueue, consent_, openRemote);
   platform.captureSession = pipeWire;
   platform.screenSharing = std::make_shared<DesktopScreenSharing>(mainLoop_, sessionBus_, pipeWire);
   const auto loginItem = std::make_shared<AutostartLoginItem>();

@@ -8,6 +8,7 @@
 
 #include "app/app_delegate.h"
 #include "app/program_bus.h"
+#include "linux/desktop/camera_portal.h"
 #include "linux/desktop/defaults_file.h"
 #include "linux/desktop/desktop_appearance.h"
 #include "linux/desktop/qt_main_loop.h"
@@ -43,6 +44,7 @@ class SentrelMacApp {
   ProgramBus bus_;
   std::shared_ptr<DefaultsFile> defaults_;
   std::shared_ptr<CameraConsent> consent_;
+  std::shared_ptr<CameraPortal> cameraPortal_;
   Registration damaged_;
   std::string untold_;  // the key of what the person is to be told once
   std::unique_ptr<DesktopAppearance> appearance_;

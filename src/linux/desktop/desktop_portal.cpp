@@ -39,7 +39,7 @@ std::shared_ptr<DesktopPortal::Question> DesktopPortal::expect(const std::string
                                                                Answer answer) const {
   std::string sender = bus().ownName().erase(0, 1);
   std::ranges::replace(sender, '.', '_');
-  const auto question = std::make_shared<Question>();
+  auto question = std::make_shared<Question>();
   question->answer = std::move(answer);
   const auto answered = [weak = std::weak_ptr(question)](const BusMessage& signal) {
     const auto asked = weak.lock();

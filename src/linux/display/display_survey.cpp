@@ -34,7 +34,7 @@ std::optional<std::vector<std::string>> askCompositor(const std::string& display
   compositor->whenAnswered([&] { answered = true; });
   if (!compositor->await(compositorLimit, [&] { return answered; })) return std::nullopt;
   std::ranges::sort(offered);
-  offered.erase(std::ranges::unique(offered).begin(), offered.end());  // an output each
+  offered.erase(std::unique(offered.begin(), offered.end()), offered.end());  // an output each
   return offered;
 }
 
