@@ -168,7 +168,10 @@ void PrivacyFilterService::makeAnalyzer() {
     if (const auto self = weak.lock()) self->conditions_.frame(timestampMs, faces, look);
   };
   liveView_.follow(analyzer);
-  analyzer->onFailure = [control = uses_.cameraControl] { control->analysisFailed(); };
+  // Weakly: the analysis queue may be the last that holds the analyser.
+  analyzer->onFailure = [weak = std::weak_ptr(uses_.cameraControl)] {
+    if (const auto control = weak.lock()) control->analysisFailed();
+  };
 }
 
 void PrivacyFilterService::handleDetectionInput(const DetectionInput& input, const FaceList* faces) {
