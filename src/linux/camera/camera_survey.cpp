@@ -77,7 +77,7 @@ std::string sizeAndRate(const spa_pod* format) {
   for (const spa_fraction& rate :
        valuesOf<spa_fraction>(format, SPA_FORMAT_VIDEO_framerate, SPA_TYPE_Fraction).all)
     if (rate.denom != 0) best = std::max(best, static_cast<double>(rate.num) / rate.denom);
-  if (best > 0) words += "@" + std::to_string(static_cast<int>(best + 0.5));
+  if (best > 0) words.append("@").append(std::to_string(static_cast<int>(best + 0.5)));
   return words;
 }
 
@@ -133,7 +133,7 @@ class Survey {
       if (known == camera.formats.end()) {
         camera.formats.push_back(encoding + " " + sizeAndRate(format));
       } else {
-        *known += ", " + sizeAndRate(format);
+        known->append(", ").append(sizeAndRate(format));
       }
     }
   };
