@@ -74,7 +74,6 @@ class HandsDemo final : public SessionTrial {
  private:
   void play() override {
     prepare();
-    workBelowTheCover();
     pauseForAWhile();
     pauseByPointer();
     welcomeByKeys();
@@ -85,6 +84,7 @@ class HandsDemo final : public SessionTrial {
     reactAsChosen();
     letPassersByPass();
     letWhoLooksElsewhere();
+    workBelowTheCover();
     cover();
     happens("the program is asked to quit", [this] { quit(); });
     followsCamera(false);
