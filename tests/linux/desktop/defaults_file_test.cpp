@@ -1,38 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/desktop/defaults_file.h"
 
-#include <gmock/gmock.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <QDir>
 #include <QJsonDocument>
 #include <QLockFile>
-#include <QTemporaryDir>
-#include <csignal>
-#include <fstream>
 #include <functional>
 #include <future>
 #include <limits>
-#include <set>
 
-#include "support/manual_main_loop.h"
+#include "linux/desktop/personal_file.h"
 
-namespace sentrel {
+namespace sentrel::test {
 namespace {
 
-namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-/// A folder of its own and what a DefaultsFile in it needs.
-struct DefaultsFileTest : testing::Test {
+struct DefaultsFileTest : PersonalFileTest {
   [[nodiscard]] std::unique_ptr<DefaultsFile> open() const {
     return std::make_unique<DefaultsFile>(path, loop, queue);
   }
-
   /// Ends the turn of the main loop and waits for the file.
   [[nodiscard]] bool settle(DefaultsFile& file) const {
     loop->runPosted();
@@ -45,33 +32,8 @@ struct DefaultsFileTest : testing::Test {
     EXPECT_TRUE(settle(file));
   }
 
-  void write(const fs::path& file, const std::string& text) const {
-    fs::create_directories(file.parent_path());
-    std::ofstream(file, std::ios::binary) << text;
-  }
-  [[nodiscard]] static std::string read(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-  }
-  /// The names in the file's folder.
-  [[nodiscard]] std::set<std::string> names() const {
-    std::set<std::string> found;
-    for (const auto& entry : fs::directory_iterator(path.parent_path()))
-      found.insert(entry.path().filename());
-    return found;
-  }
-  [[nodiscard]] static int mode(const fs::path& file) {
-    return static_cast<int>(fs::symlink_status(file).permissions());
-  }
-
-  // In memory where that can be had: the disk of a busy machine may take a second for one file.
-  QTemporaryDir folder{(::access("/dev/shm", W_OK) == 0 ? QStringLiteral("/dev/shm") : QDir::tempPath()) +
-                       QStringLiteral("/sentrel-defaults-XXXXXX")};
-  const fs::path root = folder.path().toStdString();
   const fs::path path = root / "sentrel" / "defaults.json";
   const fs::path aside = root / "sentrel" / "defaults.json.damaged-1";
-  std::shared_ptr<test::ManualMainLoop> loop = std::make_shared<test::ManualMainLoop>();
-  std::shared_ptr<SerialQueue> queue = std::make_shared<SerialQueue>("com.mardeck.sentrel.store");
 };
 
 constexpr auto sample = R"({
@@ -97,24 +59,18 @@ TEST_F(DefaultsFileTest, WritesWhatAPersonCanReadAndNobodyElse) {
 )");
   EXPECT_EQ(mode(path), 0600);
   EXPECT_EQ(mode(path.parent_path()), 0700);
-  EXPECT_THAT(names(), ElementsAre("defaults.json"));
+  EXPECT_THAT(namesIn(path.parent_path()), ElementsAre("defaults.json"));
   for (const fs::path& opened : {path.parent_path(), path}) fs::permissions(opened, fs::perms(0755));
-  const auto next = open();
-  EXPECT_TRUE(settle(*next));
-  EXPECT_EQ(mode(path.parent_path()), 0700) << "somebody has opened it";
-  EXPECT_EQ(mode(path), 0700);
-  EXPECT_EQ(next->value("matrix_stripe_alpha"), DefaultsValue(0.42F));
+  EXPECT_TRUE(settle(*open()));
+  for (const fs::path& closed : {path.parent_path(), path}) EXPECT_EQ(mode(closed), 0700) << closed;
 }
 
 TEST_F(DefaultsFileTest, ReadsEveryKindExactly) {
   const std::map<std::string, std::optional<DefaultsValue>> cases{
-      {"5", std::int64_t{5}},
       {"9007199254740993", std::int64_t{9007199254740993}},  // no double can hold it
       {"-9223372036854775808", std::numeric_limits<std::int64_t>::min()},
       {"0.1234567890123456", 0.12345679F},
-      {"3.4028234663852886e38", std::numeric_limits<float>::max()},
-      {"1e39", std::nullopt},  // nor can a float
-      {"null", std::nullopt},
+      {"1e39", std::nullopt},  // no float can hold it
       {"[1, {\"a\": []}]", std::nullopt},
       {R"("\u00e9\ud83d\ude00\/\b\u0000")", std::string("é\xF0\x9F\x98\x80/\b\0", 9)},
   };
@@ -157,20 +113,17 @@ TEST_F(DefaultsFileTest, OfADamagedFileWholeLinesAreKept) {
   const std::map<std::string, std::string> cases{
       {"", ""},
       {std::string(600, '\0'), ""},
-      {"[1, 2]\n", ""},
       {"{\n\"a\": 1\n\"b\": 2\n}", "a b "},        // no comma
       {"{\n\"a\": 1, // why\n\"b\": 2\n}", "b "},  // a comment
       {"{\n\"a\": 1,\n\"b\": 2", "a "},            // perhaps once 20
-      {"{\n\"a\": 05,\n\"b\": 0x1,\n\"c\": NaN,\n\"d\": 7\n}", "d "},
-      {"{\n\"a\": \"\xC3(\",\n\"b\": \"\xFF\",\n\"c\": 1\n}", "c "},
+      {"{\n\"a\": 05,\n\"b\": \"\xFF\",\n\"c\": NaN,\n\"d\": 7\n}", "d "},
       {"{\n    \"a\": {\n        \"inner\": 1\n    },\n    \"b\": tru\n    \"c\": 1,\n}", "c "},
       {"{\n\"a\": " + std::string(500'000, '[') + "\n,\n\"b\": 2\n}", "b "},
   };
   for (const auto& [text, keys] : cases) {
     write(path, text);
     const auto [bytes, values, damaged, error] = DefaultsFile::read(path);
-    EXPECT_TRUE(damaged) << text.substr(0, 80);
-    EXPECT_FALSE(error);
+    EXPECT_TRUE(damaged && !error) << text.substr(0, 80);
     std::string found;
     for (const QString& key : values.keys()) found += key.toStdString() + " ";
     EXPECT_EQ(found, keys) << text.substr(0, 80);
@@ -199,8 +152,9 @@ TEST_F(DefaultsFileTest, ADamagedFileIsKeptMendedAndToldOnce) {
     store(*running, "round", round);
   }
   EXPECT_EQ(told, 1);
-  EXPECT_THAT(names(), testing::SizeIs(6)) << "the newest five";
-  EXPECT_THAT(names(), testing::Contains("defaults.json.damaged-8"));
+  const auto names = namesIn(path.parent_path());
+  EXPECT_EQ(names.size(), 6U) << "the newest five";
+  EXPECT_TRUE(names.contains("defaults.json.damaged-8"));
   EXPECT_EQ(open()->value("battery_threshold"), DefaultsValue(std::int64_t{10})) << "memory is the truth";
 }
 
@@ -208,7 +162,6 @@ TEST_F(DefaultsFileTest, WhateverStandsInThePlaceIsMovedAside) {
   const std::map<std::string, std::function<void()>> cases{
       {"a folder", [&] { write(path / "file", "mine"); }},
       {"a dangling link", [&] { fs::create_symlink(root / "away" / "defaults.json", path); }},
-      {"a link to itself", [&] { fs::create_symlink(path, path); }},
       {"a device", [&] { fs::create_symlink("/dev/full", path); }},
       {"a pipe", [&] { ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0); }},
       {"somebody's big file", [&] { write(path, std::string(3'000'000, 'x')); }},
@@ -224,7 +177,7 @@ TEST_F(DefaultsFileTest, WhateverStandsInThePlaceIsMovedAside) {
     store(*file, "haptic_on_alert", false);
     EXPECT_EQ(read(path), sample);
     EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(path)));
-    EXPECT_THAT(names(), ElementsAre("defaults.json", "defaults.json.damaged-1"));
+    EXPECT_THAT(namesIn(path.parent_path()), ElementsAre("defaults.json", "defaults.json.damaged-1"));
   }
 }
 
@@ -240,28 +193,21 @@ TEST_F(DefaultsFileTest, FlushWaitsNoLongerThanItIsTold) {
 }
 
 TEST_F(DefaultsFileTest, NoRoomForTheFileIsToldOnceEachTime) {
-  std::signal(SIGXFSZ, SIG_IGN);  // NOLINT(cert-err33-c)
-  rlimit before{};
-  ::getrlimit(RLIMIT_FSIZE, &before);
   const auto file = open();
   store(*file, "padding", std::string(4000, 'x'));
   for (const std::int64_t time : {10, 20}) {
     const std::string old = read(path);
-    testing::internal::CaptureStderr();
-    // No file of this process may grow beyond 2 KiB, as if the disk were full.
-    const rlimit tiny{.rlim_cur = 2048, .rlim_max = before.rlim_max};
-    ::setrlimit(RLIMIT_FSIZE, &tiny);
-    for (const std::int64_t change : {1, 2}) {
-      file->set("change", time + change);
-      EXPECT_FALSE(settle(*file));
-    }
-    ::setrlimit(RLIMIT_FSIZE, &before);
-    EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                testing::MatchesRegex("sentrel: settings_unsaved [^\n]*File too large.\n"));
+    const std::string told = withRoomFor(2048, [&] {
+      for (const std::int64_t change : {1, 2}) {
+        file->set("change", time + change);
+        EXPECT_FALSE(settle(*file));
+      }
+    });
+    EXPECT_THAT(told, testing::MatchesRegex("sentrel: settings_unsaved [^\n]*File too large.\n"));
     EXPECT_EQ(read(path), old);
     store(*file, "after", time);  // the first change afterwards writes everything
     EXPECT_EQ(open()->value("change"), DefaultsValue(time + 2));
-    EXPECT_THAT(names(), ElementsAre("defaults.json"));
+    EXPECT_THAT(namesIn(path.parent_path()), ElementsAre("defaults.json"));
   }
 }
 
@@ -285,4 +231,4 @@ TEST_F(DefaultsFileTest, WhatCannotBeReadIsToldAndNeverReplaced) {
 }
 
 }  // namespace
-}  // namespace sentrel
+}  // namespace sentrel::test

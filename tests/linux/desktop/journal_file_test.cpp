@@ -1,32 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/desktop/journal_file.h"
 
-#include <gmock/gmock.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-
 #include <QDateTime>
-#include <QTemporaryDir>
 #include <algorithm>
-#include <csignal>
-#include <cstring>
-#include <fstream>
 
-#include "support/manual_main_loop.h"
+#include "linux/desktop/personal_file.h"
 
-namespace sentrel {
+namespace sentrel::test {
 namespace {
 
-namespace fs = std::filesystem;
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
 constexpr std::int64_t dayMs = std::int64_t{24} * 60 * 60 * 1000;
-constexpr auto firstLine = R"({"sentrel":"alerts","version":1})";
+const std::string firstLine = R"({"sentrel":"alerts","version":1})"
+                              "\n";
 
-struct JournalFileTest : testing::Test {
+struct JournalFileTest : PersonalFileTest {
   JournalFileTest() { loop->advance(nowMs()); }
 
   [[nodiscard]] static std::int64_t nowMs() { return QDateTime::currentMSecsSinceEpoch(); }
@@ -59,25 +50,9 @@ struct JournalFileTest : testing::Test {
     journal.add(std::move(added));
     settle();
   }
-  void write(const std::string& text) const {
-    fs::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary) << text;
-  }
-  [[nodiscard]] std::string text() const {
-    std::ifstream stream(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-  }
-  [[nodiscard]] std::string line() const {
-    const std::string now =
-        QDateTime::fromMSecsSinceEpoch(nowMs()).toUTC().toString(Qt::ISODateWithMs).toStdString();
-    return R"({"began":")" + now +
-           R"(","camera":"","darkened":true,"end":"gone","faces":2,"length_ms":1,"notified":true,"widest_face":0.1})";
-  }
+  [[nodiscard]] std::string text() const { return read(path); }
 
-  QTemporaryDir folder;
-  const fs::path path = fs::path(folder.path().toStdString()) / "state" / "sentrel" / "alerts.jsonl";
-  std::shared_ptr<test::ManualMainLoop> loop = std::make_shared<test::ManualMainLoop>();
-  std::shared_ptr<SerialQueue> queue = std::make_shared<SerialQueue>("com.mardeck.sentrel.store");
+  const fs::path path = root / "state" / "sentrel" / "alerts.jsonl";
 };
 
 TEST_F(JournalFileTest, KeepsWhatItIsGivenForThePersonAlone) {
@@ -86,9 +61,9 @@ TEST_F(JournalFileTest, KeepsWhatItIsGivenForThePersonAlone) {
   add(*journal, record(5000));
   loop->advance(60'000);  // the program's clock is ahead of the one on the wall
   add(*journal, record(1000));
-  EXPECT_EQ(fs::status(path).permissions(), fs::perms(0600));
-  EXPECT_EQ(fs::status(path.parent_path()).permissions(), fs::perms(0700));
-  EXPECT_THAT(text(), testing::StartsWith(std::string(firstLine) + "\n{\"began\":\""));
+  EXPECT_EQ(mode(path), 0600);
+  EXPECT_EQ(mode(path.parent_path()), 0700);
+  EXPECT_THAT(text(), testing::StartsWith(firstLine + "{\"began\":\""));
   EXPECT_THAT(text(),
               HasSubstr(R"("camera":"Caméra","darkened":true,"end":"nobody","faces":3,"length_ms":12345,)"
                         R"("notified":false,"widest_face":0.083})"));
@@ -100,7 +75,6 @@ TEST_F(JournalFileTest, KeepsWhatItIsGivenForThePersonAlone) {
   AlertRecord expected = record(0);
   expected.beganMs = again[0].beganMs;
   EXPECT_EQ(again[0], expected);
-  EXPECT_EQ(journal->trouble.get(), "");
 
   journal->erase();
   EXPECT_THAT(recordsOf(*journal), IsEmpty());
@@ -114,9 +88,10 @@ TEST_F(JournalFileTest, OldLinesGoAndNeverMoreThanTwoMebibytesStay) {
   EXPECT_THAT(text(), testing::Not(HasSubstr("old")));
   EXPECT_THAT(recordsOf(*journal), SizeIs(1));
 
-  std::string many = std::string(firstLine) + '\n';
-  while (std::ssize(many) < JournalFile::mostBytes + 100'000) many += line() + '\n';
-  write(many);
+  std::string many = text();
+  const std::string line = many.substr(firstLine.size());
+  while (std::ssize(many) < JournalFile::mostBytes + 100'000) many += line;
+  write(path, many);
   const auto tidied = open();
   EXPECT_LE(std::ssize(text()), JournalFile::mostBytes);
   EXPECT_GT(std::ssize(text()), JournalFile::mostBytes - 1000);
@@ -126,37 +101,35 @@ TEST_F(JournalFileTest, OldLinesGoAndNeverMoreThanTwoMebibytesStay) {
 }
 
 TEST_F(JournalFileTest, OfADamagedFileWholeLinesAreKept) {
-  const std::string first = std::string(firstLine) + '\n';
-  const std::string good = line() + '\n';
-  const auto with = [&](const char* name, const char* value) {
+  add(*open(), record(0));
+  const std::string good = text().substr(firstLine.size());
+  const auto with = [&](const std::string& name, const char* value) {
     std::string changed = good;
-    const auto at = changed.find(name) + std::strlen(name);
-    return changed.replace(at, changed.find_first_of(",}", at) - at, value);
+    const auto at = changed.find(name) + name.size();
+    return firstLine + changed.replace(at, changed.find_first_of(",}", at) - at, value) + good;
   };
   const struct {
     std::string text;
     std::size_t records;
     bool isDamaged;
   } cases[] = {
-      {first + good + good, 2, false},
-      {first, 0, false},
+      {firstLine + good + good, 2, false},
+      {firstLine, 0, false},
       {"", 0, false},
       {good + good, 2, true},  // its first line is gone
-      {first + good + "{\"began\":\n" + good, 2, true},
-      {first + good + good.substr(0, good.size() - 20), 1, true},  // cut
-      {first + good + line(), 1, true},                            // its end may be missing
-      {first + std::string(10'000, 'x') + '\n' + good, 1, true},
-      {first + std::string(3, '\0') + '\n' + good, 1, true},
-      {first + with("\"faces\":", "-2") + good, 1, true},
-      {first + with("\"faces\":", "\"2\"") + good, 1, true},
-      {first + with("\"widest_face\":", "1e9") + good, 1, true},
-      {first + with("\"length_ms\":", "-1") + good, 1, true},
-      {first + with("\"end\":", "\"eaten\"") + good, 1, true},
-      {first + with("\"began\":", "\"yesterday\"") + good, 1, true},
+      {firstLine + good + "{\"began\":\n" + good, 2, true},
+      {firstLine + good + good.substr(0, good.size() - 1), 1, true},  // its end may be missing
+      {firstLine + std::string(10'000, 'x') + '\n' + good, 1, true},
+      {firstLine + std::string(3, '\0') + '\n' + good, 1, true},
+      {with("\"faces\":", "\"2\""), 1, true},
+      {with("\"widest_face\":", "1e9"), 1, true},
+      {with("\"length_ms\":", "-1"), 1, true},
+      {with("\"end\":", "\"eaten\""), 1, true},
+      {with("\"began\":", "\"yesterday\""), 1, true},
   };
   for (const auto& [damaged, records, isDamaged] : cases) {
     SCOPED_TRACE(damaged);
-    write(damaged);
+    write(path, damaged);
     const auto content = JournalFile::read(path);
     EXPECT_THAT(content.records, SizeIs(records));
     EXPECT_EQ(content.isDamaged, isDamaged);
@@ -166,15 +139,12 @@ TEST_F(JournalFileTest, OfADamagedFileWholeLinesAreKept) {
     EXPECT_EQ(journal->trouble.get(), isDamaged ? "journal_damaged" : "");
     EXPECT_THAT(JournalFile::read(path).records, SizeIs(records + 1));
     EXPECT_FALSE(JournalFile::read(path).isDamaged) << "mended";
-    journal->erase();
-    settle();
-    EXPECT_EQ(journal->trouble.get(), "");
   }
 }
 
 TEST_F(JournalFileTest, AFileOfANewerVersionIsLeftAloneUntilItIsErased) {
   const std::string newer = "{\"sentrel\":\"alerts\",\"version\":2}\nwhatever that is\n";
-  write(newer);
+  write(path, newer);
   const auto journal = open();
   add(*journal, record(0));
   EXPECT_EQ(text(), newer);
@@ -190,18 +160,9 @@ TEST_F(JournalFileTest, WithoutRoomTheOldFileStaysAndTheRecordWaits) {
   const auto journal = open();
   for (int i = 0; i < 10; ++i) add(*journal, record(1000));
   const std::string before = text();
-  rlimit room{};
-  ::getrlimit(RLIMIT_FSIZE, &room);
-  const auto formerly = std::signal(SIGXFSZ, SIG_IGN);
-  // No file of this process may grow beyond 512 bytes, as if the disk were full.
-  const rlimit tiny{512, room.rlim_max};
-  ::setrlimit(RLIMIT_FSIZE, &tiny);
-  testing::internal::CaptureStderr();
-  add(*journal, record(0, "waits"));
-  add(*journal, record(0, "waits, too"));
-  ::setrlimit(RLIMIT_FSIZE, &room);
-  std::signal(SIGXFSZ, formerly);
-  const std::string said = testing::internal::GetCapturedStderr();
+  const std::string said = withRoomFor(512, [&] {
+    for (const char* camera : {"waits", "waits, too"}) add(*journal, record(0, camera));
+  });
   EXPECT_EQ(std::ranges::count(said, '\n'), 1) << said;
   EXPECT_EQ(text(), before);
   EXPECT_EQ(journal->trouble.get(), "journal_unwritable");
@@ -212,12 +173,10 @@ TEST_F(JournalFileTest, WithoutRoomTheOldFileStaysAndTheRecordWaits) {
 }
 
 TEST_F(JournalFileTest, WhereNothingCanBeWrittenItIsTold) {
-  const fs::path root = folder.path().toStdString();
-  std::ofstream(root / "file") << "no folder";
-  fs::create_directories(root / "folder");
+  write(root / "file", "no folder");
   ASSERT_EQ(::mkfifo((root / "pipe").c_str(), 0600), 0);
   testing::internal::CaptureStderr();
-  for (const fs::path& place : {root / "file" / "alerts.jsonl", root / "folder", root / "pipe", fs::path()}) {
+  for (const fs::path& place : {root / "file" / "alerts.jsonl", root, root / "pipe", fs::path()}) {
     SCOPED_TRACE(place);
     JournalFile journal(place, loop, loop, queue);
     add(journal, record(0));
@@ -229,8 +188,7 @@ TEST_F(JournalFileTest, WhereNothingCanBeWrittenItIsTold) {
 
 TEST_F(JournalFileTest, ATableIsNothingToCalculate) {
   const std::pair<std::string, std::string> cameras[] = {
-      {"Front, 1080p", R"("Front, 1080p")"},
-      {R"(the "good" one)", R"("the ""good"" one")"},
+      {R"(the "good" one, 1080p)", R"("the ""good"" one, 1080p")"},
       {R"(=HYPERLINK("x"))", R"-("'=HYPERLINK(""x"")")-"},
       {"+1", R"("'+1")"},
       {"-1", R"("'-1")"},
@@ -250,18 +208,17 @@ TEST_F(JournalFileTest, ATableIsNothingToCalculate) {
   const auto journal = open();
   add(*journal, record(0, std::string(10'000, '=') + "\x1b[2J\n"));
   EXPECT_EQ(recordsOf(*journal).front().camera, std::string(100, '='));
-  const fs::path table = path.parent_path() / "table.csv";
-  bool isDone = false;
-  journal->exportTo(table, [&isDone](bool done) { isDone = done; });
-  settle();
-  EXPECT_TRUE(isDone);
-  EXPECT_EQ(fs::status(table).permissions(), fs::perms(0600));
-  testing::internal::CaptureStderr();
-  journal->exportTo(path / "in a file", [&isDone](bool done) { isDone = done; });
-  settle();
-  EXPECT_FALSE(isDone);
-  testing::internal::GetCapturedStderr();
+  const fs::path table = root / "table.csv";
+  for (const bool works : {true, false}) {
+    bool isDone = !works;
+    testing::internal::CaptureStderr();
+    journal->exportTo(works ? table : path / "in a file", [&isDone](bool done) { isDone = done; });
+    settle();
+    EXPECT_EQ(testing::internal::GetCapturedStderr().empty(), works);
+    EXPECT_EQ(isDone, works);
+  }
+  EXPECT_EQ(mode(table), 0600);
 }
 
 }  // namespace
-}  // namespace sentrel
+}  // namespace sentrel::test
