@@ -1,20 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "linux/desktop/camera_portal.h"
+
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
-#include <QCoreApplication>
-#include <QDBusArgument>
-#include <QDBusObjectPath>
-#include <QDBusUnixFileDescriptor>
-#include <QDBusVariant>
 
+#include <QDBusUnixFileDescriptor>
 #include <algorithm>
 #include <cstdlib>
 
 #include "linux/camera/pipewire_capture_session.h"
-#include "linux/desktop/camera_portal.h"
-#include "linux/desktop/qt_main_loop.h"
-#include "stage/bus_doubles.h"
+#include "linux/desktop/event_desk.h"
 #include "stage/virtual_camera.h"
 
 namespace sentrel::test {
@@ -23,16 +19,14 @@ namespace {
 using namespace Qt::StringLiterals;
 
 /// A program that finds no daemon by itself, and a portal that hands out connections to a real one.
-struct CameraPortalTest : testing::Test {
-  CameraPortalTest() {
-    desktop.exportToProcess();
+struct CameraPortalTest : EventDesk {
+  CameraPortalTest() : EventDesk(desktopWithoutDisplay()) {
+    desktop.startPipeWire();
     ::setenv("PIPEWIRE_REMOTE", "hidden", 1);
-    const auto boxed = [](const QVariant& value) { return QVariant::fromValue(QDBusVariant(value)); };
     service.answer(u"Register"_s, [](const QDBusMessage&) { return QVariantList(); });
-    service.answer(u"Get"_s, [this, boxed](const QDBusMessage&) { return QVariantList{boxed(isPresent)}; });
+    service.answer(u"Get"_s, [this](const QDBusMessage&) { return QVariantList{boxed(isPresent)}; });
     service.answer(u"OpenPipeWireRemote"_s, [this](const QDBusMessage&) {
-      sockaddr_un address{};
-      address.sun_family = AF_UNIX;
+      sockaddr_un address{AF_UNIX, {}};
       (desktop.runtimeFolder() / "pipewire-0").string().copy(address.sun_path, sizeof address.sun_path - 1);
       const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
       EXPECT_EQ(connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
@@ -44,29 +38,13 @@ struct CameraPortalTest : testing::Test {
   }
   ~CameraPortalTest() override { ::unsetenv("PIPEWIRE_REMOTE"); }
 
-  void answerPerson(const QDBusMessage& call, bool granted) {
-    QString sender = call.service().mid(1);
-    sender.replace(u'.', u'_');
-    const auto options = qdbus_cast<QVariantMap>(call.arguments().constLast());
-    const QString path = u"/org/freedesktop/portal/desktop/request/%1/%2"_s.arg(
-        sender, options.value(u"handle_token"_s).toString());
-    service.reply(call, {QVariant::fromValue(QDBusObjectPath(path))});
-    service.emitSignal(path, u"org.freedesktop.portal.Request"_s, u"Response"_s,
-                       {granted ? 0U : 1U, QVariantMap()});
-  }
-  template <class Condition>
-  [[nodiscard]] bool runUntil(Condition condition) {
-    return waitUntil(
-        [&] {
-          QCoreApplication::processEvents();
-          return condition();
-        },
-        std::chrono::seconds(20), std::chrono::milliseconds(2));
-  }
   [[nodiscard]] std::size_t calls(const char* member) const {
     return service.calls(QString::fromLatin1(member)).size();
   }
-
+  void answerPerson(bool granted) {
+    const QDBusMessage call = service.calls(u"AccessCamera"_s)[0];
+    service.reply(call, portalAnswer(service, call, granted));
+  }
   /// PipeWire asks the portal, too, for priorities.
   [[nodiscard]] std::size_t questionsForCameras() const {
     const auto questions = service.calls(u"Get"_s);
@@ -75,16 +53,9 @@ struct CameraPortalTest : testing::Test {
     }));
   }
 
-  HeadlessDesktop desktop{{.pipeWire = true, .width = 640, .height = 480}};
-  int argumentCount = 1;
-  char program[5] = "test";
-  char* arguments[2] = {program, nullptr};
-  QCoreApplication application{argumentCount, arguments};
   bool isPresent = true;
   BusDouble service{desktop, TestBus::session, u"org.freedesktop.portal.Desktop"_s};
-  std::shared_ptr<QtMainLoop> loop = std::make_shared<QtMainLoop>();
-  std::shared_ptr<DesktopPortal> desktopPortal =
-      std::make_shared<DesktopPortal>(std::make_shared<Bus>(loop, BusKind::session));
+  std::shared_ptr<DesktopPortal> desktopPortal = std::make_shared<DesktopPortal>(ownSessionBus);
   std::shared_ptr<CameraPortal> portal = std::make_shared<CameraPortal>(desktopPortal);
   std::shared_ptr<SerialQueue> queue = std::make_shared<SerialQueue>("camera");
 };
@@ -111,7 +82,7 @@ TEST_F(CameraPortalTest, ShowsCamerasThatAreHiddenOtherwise) {
   observing = session->observeDevices();
   ASSERT_TRUE(runUntil([&] { return calls("AccessCamera") == 1; }));
   EXPECT_EQ(calls("OpenPipeWireRemote"), 0U) << "the person is still being asked";
-  answerPerson(service.calls(u"AccessCamera"_s)[0], true);
+  answerPerson(true);
   ASSERT_TRUE(runUntil([&] { return session->devices().size() == 1; }));
   EXPECT_EQ(session->devices()[0].uniqueID, "guarded");
   session->setFrameDemand({true, 0});
@@ -130,13 +101,11 @@ TEST_F(CameraPortalTest, WhoDeclinesIsNotAskedAgain) {
   ask();
   ASSERT_TRUE(runUntil([&] { return calls("AccessCamera") == 1; }));
   ask();
-  answerPerson(service.calls(u"AccessCamera"_s)[0], false);
+  answerPerson(false);
   // What is asked after all of that is answered after it.
-  bool isAnswered = false;
   for (int i = 0; i < 2; ++i) {
-    ASSERT_TRUE(runUntil([&] { return true; }));
     ask();
-    isAnswered = false;
+    bool isAnswered = false;
     const Registration asked = desktopPortal->ask(
         {DesktopPortal::path, "org.freedesktop.DBus.Properties", "Get"},
         [&](const BusMessage&) { isAnswered = true; }, "ss", "org.freedesktop.portal.Camera", "version");

@@ -4,6 +4,9 @@
 #include <gmock/gmock.h>
 
 #include <QCoreApplication>
+#include <QDBusArgument>
+#include <QDBusObjectPath>
+#include <QDBusVariant>
 
 #include "linux/desktop/bus.h"
 #include "linux/desktop/event_thread.h"
@@ -24,10 +27,33 @@ inline HeadlessDesktop& sharedDesktop() {
   return desktop;
 }
 
+/// As `sharedDesktop`, without a display server.
+inline HeadlessDesktop& desktopWithoutDisplay() {
+  static HeadlessDesktop desktop({.systemBus = true, .width = 640, .height = 480});
+  return desktop;
+}
+
+/// The person's answer to what a portal asks: a signal of an object that each request has. Gives the reply.
+inline QVariantList portalAnswer(BusDouble& portal, const QDBusMessage& call, bool granted,
+                                 const QVariantMap& results = {}) {
+  const auto options = qdbus_cast<QVariantMap>(call.arguments().constLast());
+  const QString request = QStringLiteral("/org/freedesktop/portal/desktop/request/%1/%2")
+                              .arg(call.service().mid(1).replace(u'.', u'_'),
+                                   options.value(QStringLiteral("handle_token")).toString());
+  portal.emitSignal(request, QStringLiteral("org.freedesktop.portal.Request"), QStringLiteral("Response"),
+                    {granted ? 0U : 1U, results});
+  return {QVariant::fromValue(QDBusObjectPath(request))};
+}
+
+/// As the bus carries a value of any type.
+inline QVariant boxed(const QVariant& value) {
+  return QVariant::fromValue(QDBusVariant(value));
+}
+
 /// What every test of the desktop's events needs: the application, its loop and its buses, and the test's own
 /// connections to those.
 struct EventDesk : testing::Test {
-  EventDesk() { desktop.exportToProcess(); }
+  explicit EventDesk(HeadlessDesktop& on = sharedDesktop()) : desktop(on) { desktop.exportToProcess(); }
 
   /// Runs the main loop until the condition holds.
   template <class Condition>
@@ -44,7 +70,7 @@ struct EventDesk : testing::Test {
     return runUntil([&] { return service.calls(QString::fromLatin1(member)).size() >= count; });
   }
 
-  HeadlessDesktop& desktop = sharedDesktop();
+  HeadlessDesktop& desktop;
   int argumentCount = 1;
   QCoreApplication application{argumentCount, &program_invocation_name};
   std::shared_ptr<QtMainLoop> loop = std::make_shared<QtMainLoop>();
