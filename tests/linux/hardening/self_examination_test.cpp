@@ -11,9 +11,6 @@
 #include <filesystem>
 #include <fstream>
 
-#include "linux/hardening/process_hardening.h"
-#include "support/frame.h"
-
 namespace sentrel {
 namespace {
 
@@ -48,19 +45,6 @@ TEST_F(SelfExaminationTest, WhatIsNotRefusedIsNotSaidToBe) {
   }
   EXPECT_TRUE(facts.isDumpable);
   EXPECT_NE(facts.coreDumps, "00000010");
-}
-
-TEST_F(SelfExaminationTest, WhatTheProgramGivesUpIsRefusedWhenItIsTried) {
-  EXPECT_EXIT(
-      {
-        const bool isDone = installSystemCallFilter() && keepMemoryOutOfCoreDumps();
-        const PrivacyFacts facts = examineProcess(places);
-        bool isRefused =
-            isDone && facts.program.isRefused && facts.filterMode == 2 && facts.coreDumps == "00000010";
-        for (const auto& socket : facts.sockets) isRefused = isRefused && socket.answer == "EPERM";
-        std::_Exit(isRefused ? 0 : 1);
-      },
-      testing::ExitedWithCode(0), "");
 }
 
 TEST_F(SelfExaminationTest, FilesThatCouldBeWrittenAreListed) {
@@ -104,20 +88,6 @@ TEST_F(SelfExaminationTest, WhatIsKeptIsShown) {
   };
   EXPECT_THAT(kept, ElementsAre(isFile("own/a", 3, false, 3), isFile("own/b", 100'000, true, 16 * 1024),
                                 isFile("autostart/entry", 15, true, 15)));
-}
-
-TEST_F(SelfExaminationTest, FramesAreCountedWhileTheyHaveMemory) {
-  const std::int64_t before = examineProcess(places).framesInMemory;
-  auto pool = std::make_unique<FramePool>(4);
-  auto first = pool->acquire(64, 48);
-  auto second = pool->acquire(64, 48);
-  first = pool->acquire(32, 24);
-  EXPECT_EQ(examineProcess(places).framesInMemory, before + 3);
-  first.reset();
-  pool.reset();
-  EXPECT_EQ(examineProcess(places).framesInMemory, before + 1) << "somebody holds it";
-  second.reset();
-  EXPECT_EQ(examineProcess(places).framesInMemory, before);
 }
 
 }  // namespace
