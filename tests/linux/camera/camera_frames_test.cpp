@@ -83,11 +83,7 @@ TEST(BufferCheck, FindsThePlanesOrRefuses) {
        width * 3 + 4},
       {"planes in blocks of their own", true, [](TestBuffer& b) { b.addChroma(); }, PixelFormat::i420,
        width * height, width},
-      {"a byte of one short", false,
-       [](TestBuffer& b) {
-         b.addChroma();
-         b.chunks[2].size -= 1;
-       },
+      {"a byte of one short", false, [](TestBuffer& b) { b.addChroma(), b.chunks[2].size -= 1; },
        PixelFormat::i420, width * height, width},
       {"MJPEG of any size", true, intact, PixelFormat::mjpeg, 7, 0},
   };
@@ -112,23 +108,28 @@ TEST(BufferCheck, AClockThatIsSetBackCostsOneFrame) {
   }
 }
 
-std::vector<std::uint8_t> jpegOf(int columns, int rows) {
-  std::vector<std::uint8_t> picture(static_cast<std::size_t>(columns * rows) * 4);
-  for (std::size_t i = 0; i < picture.size(); ++i) picture[i] = static_cast<std::uint8_t>(i / 64);
-  std::vector<std::uint8_t> bytes(encodedCapacity(PixelFormat::mjpeg, columns, rows));
-  bytes.resize(encodePicture(PixelFormat::mjpeg, picture.data(), columns, rows, bytes));
+/// Blue counts the columns and green the rows, from 0 to 250.
+std::vector<std::uint8_t> encodedScene(const VideoFormat& format) {
+  std::vector<std::uint8_t> scene;
+  for (int y = 0; y < format.height; ++y) {
+    for (int x = 0; x < format.width; ++x) {
+      for (const int value : {x * 250 / format.width, y * 250 / format.height, 100, 255})
+        scene.push_back(static_cast<std::uint8_t>(value));
+    }
+  }
+  std::vector<std::uint8_t> bytes(encodedCapacity(format.pixels, format.width, format.height));
+  bytes.resize(encodePicture(format.pixels, scene.data(), format.width, format.height, bytes));
   return bytes;
 }
 
 TEST(FrameConverter, KeepsWhatALargerPictureShowsInTheMiddle) {
-  struct Case {
+  constexpr auto yuy2 = PixelFormat::yuy2;
+  const struct {
     VideoFormat format;
     int padding;  // bytes from row to row beyond the pixels
     int largerWidth;
     int largerHeight;  // 0: none
-  };
-  constexpr auto yuy2 = PixelFormat::yuy2;
-  const Case cases[] = {
+  } cases[] = {
       {{yuy2, 640, 480}, 0, 0, 0},
       {{yuy2, 848, 480}, 0, 0, 0},  // wider, and no larger
       {{yuy2, 640, 360}, 0, 0, 0},
@@ -140,6 +141,8 @@ TEST(FrameConverter, KeepsWhatALargerPictureShowsInTheMiddle) {
       {{PixelFormat::mjpeg, 1280, 720}, 0, 960, 720},
       {{PixelFormat::mjpeg, 1920, 1080}, 0, 720, 540},  // decoded at half its size
       {{PixelFormat::bgrx, 1280, 720}, 64, 960, 720},
+      {{PixelFormat::rgbx, 640, 480}, 0, 0, 0},
+      {{PixelFormat::bgr, 640, 480}, 4, 0, 0},
       {{PixelFormat::rgb, 1366, 768}, 2, 1024, 768},
       {{yuy2, 720, 1280}, 0, 720, 540},
       {{PixelFormat::nv12, 1366, 768}, 0, 1024, 768},  // begins at an odd column
@@ -151,16 +154,7 @@ TEST(FrameConverter, KeepsWhatALargerPictureShowsInTheMiddle) {
   for (const auto& [format, padding, largerWidth, largerHeight] : cases) {
     SCOPED_TRACE(testing::Message() << static_cast<int>(format.pixels) << " " << format.width << "x"
                                     << format.height << "+" << padding);
-    // Blue counts the columns and green the rows, from 0 to 250.
-    std::vector<std::uint8_t> scene;
-    for (int y = 0; y < format.height; ++y) {
-      for (int x = 0; x < format.width; ++x) {
-        for (const int value : {x * 250 / format.width, y * 250 / format.height, 100, 255})
-          scene.push_back(static_cast<std::uint8_t>(value));
-      }
-    }
-    std::vector<std::uint8_t> bytes(encodedCapacity(format.pixels, format.width, format.height));
-    bytes.resize(encodePicture(format.pixels, scene.data(), format.width, format.height, bytes));
+    const auto bytes = encodedScene(format);
     RawFrame picture = encodedFrame(format, bytes);
     std::array<std::vector<std::uint8_t>, 3> padded;
     for (std::size_t i = 0; padding > 0 && i < 3; ++i) {
@@ -189,37 +183,27 @@ TEST(FrameConverter, KeepsWhatALargerPictureShowsInTheMiddle) {
             seen->row(static_cast<int>(at * seen->height())) + static_cast<int>(at * seen->width()) * 4;
         EXPECT_NEAR(pixel[0], 250 * (0.5 + (at - 0.5) * across), 5) << at;
         EXPECT_NEAR(pixel[1], 250 * (0.5 + (at - 0.5) * down), 5) << at;
+        EXPECT_NEAR(pixel[2], 100, 5) << at;
       }
     }
   }
 }
 
 TEST(FrameConverter, ReadsWhatCamerasSendAndOutlivesWhatIsDamaged) {
-  const std::vector<std::uint8_t> good = jpegOf(640, 480);
+  const std::vector<std::uint8_t> good = encodedScene({PixelFormat::mjpeg, 640, 480});
   FrameConverter converter;
   Frame frame;
   frame.resize(640, 480);
   const auto reads = [&](const std::vector<std::uint8_t>& bytes) {
-    RawFrame picture;
-    picture.format = {PixelFormat::mjpeg, 640, 480};
-    picture.planes[0] = {bytes.data(), 0, bytes.size()};
-    return converter.convert(picture, frame);
+    return converter.convert(encodedFrame({PixelFormat::mjpeg, 640, 480}, bytes), frame);
   };
   for (const std::size_t length : {std::size_t{1}, std::size_t{2}, std::size_t{200}, good.size() / 2}) {
     EXPECT_FALSE(reads({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(length)})) << length;
     EXPECT_TRUE(reads(good));
   }
-  EXPECT_FALSE(reads(jpegOf(320, 240))) << "a picture of another size than agreed";
+  EXPECT_FALSE(reads(encodedScene({PixelFormat::mjpeg, 320, 240})))
+      << "a picture of another size than agreed";
   EXPECT_TRUE(reads({good.begin(), good.end() - 2})) << "cameras forget the end mark";
-
-  // Whatever the bytes say, it neither crashes nor stays broken.
-  std::minstd_rand random(3);
-  for (int round = 0; round < 300; ++round) {
-    auto spoilt = good;
-    for (int i = 0; i <= round % 8; ++i)
-      spoilt.at(random() % spoilt.size()) = static_cast<std::uint8_t>(random());
-    static_cast<void>(reads(spoilt));
-  }
 
   // The Huffman tables of the standard need not be sent with each picture of a stream.
   auto bare = good;

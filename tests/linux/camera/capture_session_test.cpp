@@ -20,27 +20,6 @@ using SteadyClock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 namespace fs = std::filesystem;
 
-/// How late a report may be seen: the limit of what a loaded machine does, not of the session.
-constexpr milliseconds lateness{1500};
-
-using Colour = std::array<double, 3>;  // blue, green, red
-
-/// What a picture shows at `x`, a share of its width.
-Colour colourAt(double x) {
-  return {20 + 200 * x, 220 - 200 * x, 120};
-}
-
-/// The picture, as BGRA pixels.
-std::vector<std::uint8_t> shades(int width, int height) {
-  std::vector<std::uint8_t> pixels;
-  for (int i = 0; i < width * height; ++i) {
-    for (const double value : colourAt((i % width + 0.5) / width))
-      pixels.push_back(static_cast<std::uint8_t>(value));
-    pixels.push_back(255);
-  }
-  return pixels;
-}
-
 /// A capture session with its queue and a log of everything that it gives.
 class CaptureUser {
  public:
@@ -48,7 +27,7 @@ class CaptureUser {
   struct Handed {
     std::size_t count = 0;
     SteadyClock::time_point lastAt;
-    std::array<Colour, 8> colours;  ///< of the last one, in the middle of each of eight upright bars
+    std::array<std::uint8_t, 3> middle;  ///< of the last one: blue, green, red
   };
 
   CaptureUser() {
@@ -75,8 +54,7 @@ class CaptureUser {
       const std::lock_guard lock(mutex_);
       ++handed_.count;
       handed_.lastAt = SteadyClock::now();
-      for (std::size_t i = 0; i < 8; ++i)
-        std::copy_n(frame->row(240) + (40 + 80 * i) * 4, 3, handed_.colours.at(i).begin());
+      std::copy_n(frame->row(240) + std::size_t{320} * 4, 3, handed_.middle.begin());
     };
     queue->sync([&] { EXPECT_FALSE(session->configure({640, 480, deviceID, log})); });
   }
@@ -124,31 +102,6 @@ struct CaptureTest : ::testing::Test {
   HeadlessDesktop desktop{{.sessionBus = true, .pipeWire = true}};
 };
 
-TEST_F(CaptureTest, EveryFormatShowsItsColours) {
-  const Mode modes[] = {{Format::yuy2, 640, 480},  {Format::nv12, 640, 480}, {Format::i420, 640, 480},
-                        {Format::mjpeg, 640, 480}, {Format::yuy2, 320, 240}, {Format::mjpeg, 1280, 960},
-                        {Format::yuy2, 1280, 720}, {Format::nv12, 640, 360}, {Format::mjpeg, 1920, 1080},
-                        {Format::yuy2, 480, 640},  {Format::bgrx, 640, 480}, {Format::rgbx, 640, 480},
-                        {Format::bgr, 640, 480},   {Format::rgb, 1280, 720}};
-  for (const auto& [format, width, height, fps] : modes) {
-    SCOPED_TRACE(testing::Message() << static_cast<int>(format) << " at " << width << "x" << height);
-    const auto picture = shades(width, height);
-    VirtualCamera camera({.modes = {{format, width, height, fps}}});
-    camera.setSource([&](std::int64_t) { return picture.data(); });
-    camera.appear();
-    CaptureUser user;
-    user.start();
-    ASSERT_TRUE(user.getsFrames());
-    const auto colours = user.handed().colours;
-    // Another shape is cut about its centre.
-    const double shown = std::min(1.0, height * 4.0 / 3 / width);
-    for (std::size_t i = 0; i < 8; ++i) {
-      const Colour expected = colourAt(0.5 + (static_cast<double>(i) - 3.5) / 8 * shown);
-      for (std::size_t c = 0; c < 3; ++c) EXPECT_NEAR(colours.at(i).at(c), expected.at(c), 6) << i;
-    }
-  }
-}
-
 TEST_F(CaptureTest, TheBestModeIsAgreedOn) {
   // Each camera's own first choice is another one than the best.
   const Mode usual{Format::yuy2, 640, 480, 30};
@@ -160,17 +113,18 @@ TEST_F(CaptureTest, TheBestModeIsAgreedOn) {
   const Mode huge{Format::nv12, 1920, 1080, 30};
   const Mode odd{Format::i420, 720, 576, 25};
   const Mode software{Format::rgbx, 640, 480, 30};
-  const std::vector<std::pair<std::vector<Mode>, Mode>> cases{
+  std::vector<std::pair<std::vector<Mode>, Mode>> cases{
       {{usual, usualMjpeg, huge, large30}, large30},  // more pixels, which cost little
       {{large, usualMjpeg, usual}, usual},            // a fluent picture before more pixels
       {{largeMjpeg, usual}, usual},                   // these cost much
       {{huge, slow, usualMjpeg}, usualMjpeg},         // a fluent picture before an uncompressed one
       {{huge, largeMjpeg, slow}, slow},               // the right size before a fluent picture
       {{huge, large, largeMjpeg}, largeMjpeg},
-      {{odd}, odd},
-      {{software}, software},
       {{usualMjpeg, software}, software},
   };
+  for (const Mode& only : {odd, software, Mode{Format::bgrx, 320, 240}, Mode{Format::bgr, 480, 640},
+                           Mode{Format::rgb, 1280, 720}, Mode{Format::nv12, 640, 360}})
+    cases.push_back({{only}, only});
   for (const auto& [modes, best] : cases) {
     VirtualCamera camera({.modes = modes});
     camera.appear();
@@ -197,9 +151,8 @@ TEST_F(CaptureTest, TheCameraIsOpenOnlyWhileFramesAreWanted) {
           user.eventually([&] { return one.isOpen() == (name == "one") && other.isOpen() != one.isOpen(); }));
       ASSERT_TRUE(user.getsFrames(10));
     }
-    if (round % 2 == 0) user.session->setFrameDemand({false, 0});
-    if (round % 2 == 1) user.stop();
-    ASSERT_TRUE(user.eventually([&] { return !one.isOpen() && !other.isOpen(); }, lateness));
+    round % 2 == 0 ? user.session->setFrameDemand({false, 0}) : user.stop();
+    ASSERT_TRUE(user.eventually([&] { return !one.isOpen() && !other.isOpen(); }));
     const std::size_t frames = user.handed().count;
     if (round < 2) {
       // Longer than the timeout of the watch: it rests.
@@ -222,7 +175,7 @@ TEST_F(CaptureTest, ThePaceHoldsHoweverManyFramesArrive) {
   for (const bool looks : {false, true}) {
     if (looks) user.session->setPreviewTap([&](const FrameRef&) { ++looked; });
     ASSERT_TRUE(user.getsFrames(2));
-    const auto [before, begin, colours] = user.handed();
+    const auto [before, begin, middle] = user.handed();
     ASSERT_TRUE(user.getsFrames(8));
     const auto [after, end, last] = user.handed();
     EXPECT_GE(end - begin, (after - before) * milliseconds(50)) << looks;
@@ -261,55 +214,41 @@ TEST_F(CaptureTest, CamerasAreListedAndChosen) {
   EXPECT_TRUE(streams("plain", "plain"));
 }
 
-/// How often the session's own thread was woken.
-std::int64_t wakeUps() {
-  for (const auto& task : fs::directory_iterator("/proc/self/task")) {
-    std::ifstream name(task.path() / "comm");
-    std::string thread;
-    if (std::getline(name, thread) && thread == "sentrel-camera")
-      return ProcessUsage::of(getpid()).wakeUps.at(static_cast<pid_t>(std::stol(task.path().filename())));
-  }
-  return -1;
-}
-
-// Each program that comes, with every sound, is told to all who listen. What the session does itself may take
-// a wake-up.
-TEST_F(CaptureTest, OthersWakeItOnlyWhileSomebodyNeedsCameras) {
+// Each program that comes, with every sound, is told to all who are connected.
+TEST_F(CaptureTest, ItIsConnectedOnlyWhileSomebodyNeedsCameras) {
   VirtualCamera camera({.name = "camera"});
   camera.appear();
-  CaptureUser user;
-  VirtualCamera sound({.name = "sound", .mediaClass = "Audio/Source", .role = ""});
-  const auto wakesForSounds = [&] {
-    const std::int64_t before = wakeUps();
-    for (int i = 0; i < 5; ++i) {
-      sound.appear();
-      sound.vanish();
-    }
-    desktop.run("pw-cli", {"info", "0"});
-    return wakeUps() - before;
+  VirtualCamera other({.name = "other"});
+  other.appear();
+  const auto connections = [&] {
+    const std::string listed = desktop.run("pw-cli", {"ls", "Client"});
+    std::size_t count = 0;
+    for (auto at = listed.find("Interface:Client"); at != listed.npos;
+         at = listed.find("Interface:Client", at + 1))
+      ++count;
+    return count;
   };
-  const auto isKnown = [&] { return user.session->devices().size() == 1; };
-  EXPECT_LT(wakesForSounds(), 5) << "from the beginning";
+  const std::size_t others = connections();
+  CaptureUser user;
+  const auto isConnected = [&](bool wanted) {
+    return user.eventually([&] { return connections() == others + (wanted ? 1 : 0); });
+  };
+  EXPECT_TRUE(isConnected(false));
   {
     const Registration observing = user.session->observeDevices();
     const Registration reading = user.session->observe();
-    ASSERT_TRUE(user.eventually(isKnown));
-    EXPECT_GE(wakesForSounds(), 5);
+    ASSERT_TRUE(user.eventually([&] { return user.session->devices().size() == 2; }));
+    EXPECT_TRUE(isConnected(true));
   }
-  ASSERT_TRUE(user.eventually([&] { return !isKnown(); }));
-  EXPECT_LT(wakesForSounds(), 5);
-
-  user.start("camera");
-  ASSERT_TRUE(user.getsFrames());
-  EXPECT_EQ(user.session->currentDevice()->uniqueID, "camera");
-  user.stop();
-  ASSERT_TRUE(user.eventually([&] { return !isKnown(); }));
-  EXPECT_LT(wakesForSounds(), 5);
-  VirtualCamera other({.name = "other"});
-  other.appear();
-  user.start("other");
-  ASSERT_TRUE(user.getsFrames());
-  EXPECT_EQ(user.session->currentDevice()->uniqueID, "other") << "it came while nobody listened";
+  for (const std::string name : {"camera", "other"}) {
+    ASSERT_TRUE(isConnected(false));
+    EXPECT_TRUE(user.session->devices().empty());
+    user.start(name);
+    ASSERT_TRUE(user.getsFrames());
+    EXPECT_EQ(user.session->currentDevice()->uniqueID, name);
+    user.stop();
+  }
+  EXPECT_TRUE(isConnected(false));
 }
 
 TEST_F(CaptureTest, ACameraIsSharedWithAnotherProgram) {
@@ -326,7 +265,7 @@ TEST_F(CaptureTest, ACameraIsSharedWithAnotherProgram) {
   other.start({"foreign"});
   EXPECT_TRUE(user.getsFrames()) << camera.output();
   EXPECT_TRUE(other.getsFrames());
-  EXPECT_GT(user.handed().colours[0][2], 200);
+  EXPECT_GT(user.handed().middle[2], 200);
   EXPECT_EQ(user.session->otherUser(), "") << "this program is no other";
   const auto reader = desktop.spawn(
       "gst-launch-1.0", {"-q", "pipewiresrc", "target-object=foreign", "!", "video/x-raw", "!", "fakesink"});
@@ -362,18 +301,13 @@ TEST_F(CaptureTest, ServiceAndCameraMayComeLateGoAndComeBack) {
   desktop.startPipeWire();
   appears(1);
 
-  const auto pulled = SteadyClock::now();
   camera.vanish();
   ASSERT_TRUE(user.eventually([&] { return user.interruptions.size() == 2; }));
-  EXPECT_LT(user.interruptions[0] - pulled, lateness);
   EXPECT_GT(user.interruptions[1] - user.interruptions[0], milliseconds(1900));
-  EXPECT_LT(user.interruptions[1] - user.interruptions[0], milliseconds(2000) + lateness);
   EXPECT_FALSE(missing({})) << "it was here";
   EXPECT_TRUE(user.session->devices().empty());
   EXPECT_TRUE(user.session->interruptionCause());
-  const auto returns = SteadyClock::now();
   appears(2);
-  EXPECT_LT(user.handed().lastAt - returns, milliseconds(1000) + lateness);
 
   desktop.killPipeWire();
   ASSERT_TRUE(user.eventually([&] { return !user.interruptions.empty(); }));
@@ -399,9 +333,8 @@ TEST_F(CaptureTest, ACameraWithoutAGoodFrameIsInterrupted) {
     camera.setPlaying(fault != Fault::none);
     ASSERT_TRUE(user.eventually([&] { return !user.interruptions.empty(); }));
     EXPECT_GT(user.interruptions.front() - stopped, milliseconds(1800));
-    EXPECT_LT(user.interruptions.front() - stopped, milliseconds(2000) + lateness);
     EXPECT_EQ(user.session->brokenFrames() > 0, fault != Fault::none);
-    EXPECT_LT(user.handed().lastAt - stopped, lateness) << "nothing that is broken is handed on";
+    EXPECT_LT(user.handed().lastAt, user.interruptions.front() - milliseconds(1500)) << "nothing broken";
     camera.setFault(Fault::none);
     camera.setPlaying(true);
     ASSERT_TRUE(user.eventually([&] { return user.ends == 1; }));
@@ -409,7 +342,7 @@ TEST_F(CaptureTest, ACameraWithoutAGoodFrameIsInterrupted) {
   }
 }
 
-TEST_F(CaptureTest, ACameraThatCannotKeepItsLargerSizeIsUsedAtTheUsualOne) {
+TEST_F(CaptureTest, SizesChangeAndOneThatACameraCannotKeepIsNotAskedForAgain) {
   const Mode usual{Format::yuy2, 640, 480, 30};
   const Mode large{Format::yuy2, 1280, 720, 30};
   VirtualCamera camera({.modes = {usual, large}});
@@ -419,28 +352,21 @@ TEST_F(CaptureTest, ACameraThatCannotKeepItsLargerSizeIsUsedAtTheUsualOne) {
   user.start();
   ASSERT_TRUE(user.getsFrames());
   EXPECT_EQ(camera.agreedMode(), usual);
-  EXPECT_GT(user.session->brokenFrames(), 0);
   EXPECT_EQ(user.interruptions.size(), 1U);
-  // It is not asked a second time.
   const auto broken = user.session->brokenFrames();
+  EXPECT_GT(broken, 0);
   user.session->setFrameDemand({false, 0});
   ASSERT_TRUE(user.eventually([&] { return !camera.isOpen(); }));
   user.start();
   ASSERT_TRUE(user.getsFrames());
   EXPECT_EQ(user.session->brokenFrames(), broken);
-}
 
-TEST_F(CaptureTest, ACameraMayChangeItsSize) {
-  const Mode usual{Format::yuy2, 640, 480, 30};
-  const Mode large{Format::yuy2, 1280, 720, 30};
-  VirtualCamera camera({.modes = {usual}});
-  camera.appear();
-  CaptureUser user;
-  user.start();
-  ASSERT_TRUE(user.getsFrames());
-  for (const Mode& mode : {large, usual, large}) {
-    camera.setModes({mode});
-    ASSERT_TRUE(user.eventually([&] { return camera.agreedMode() == mode; }));
+  VirtualCamera other({.name = "other", .modes = {usual}});
+  other.appear();
+  user.start("other");
+  for (const Mode& mode : {usual, large, usual}) {
+    other.setModes({mode});
+    ASSERT_TRUE(user.eventually([&] { return other.agreedMode() == mode; }));
     ASSERT_TRUE(user.getsFrames());
   }
 }
