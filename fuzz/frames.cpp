@@ -39,6 +39,7 @@ class Block {
   std::uint8_t* begin_;
 };
 
+constexpr int formats = static_cast<int>(PixelFormat::mjpeg) + 1;  // it is the last one
 constexpr std::array<std::array<int, 2>, 4> targets{{{640, 480}, {64, 48}, {33, 97}, {1, 1}}};
 
 std::vector<std::uint8_t> pixelsOf(const Frame& frame) {
@@ -52,7 +53,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size < sizeof header || size > Block::room) return 0;
   std::memcpy(&header, data, sizeof header);
   const Bytes bytes(data + sizeof header, size - sizeof header);
-  const VideoFormat format{static_cast<PixelFormat>(header.pixels % 4), header.width % 8193,
+  const VideoFormat format{static_cast<PixelFormat>(header.pixels % formats), header.width % 8193,
                            header.height % 8193};
 
   static std::array<Block, 3> memory;

@@ -30,7 +30,4 @@ struct FrameHeader {
 };
 static_assert(sizeof(FrameHeader) == 20);
 
-/// The file that the first byte of an input for the models names, changed as the rest says.
-enum class ModelFile : std::uint8_t { none, detection, mesh, geometry };
-
 }  // namespace sentrel::fuzz

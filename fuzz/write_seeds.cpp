@@ -42,10 +42,11 @@ void writeFrames(const fs::path& folder) {
   int number = 0;
   for (const auto& [width, height] : {std::pair(64, 48), std::pair(96, 34), std::pair(1300, 20)}) {
     const QImage picture = astronaut.scaled(width, height).convertToFormat(QImage::Format_RGB32);
-    for (const auto pixels : {PixelFormat::yuy2, PixelFormat::nv12, PixelFormat::i420, PixelFormat::mjpeg}) {
+    for (const auto pixels : {PixelFormat::yuy2, PixelFormat::nv12, PixelFormat::i420, PixelFormat::bgrx,
+                              PixelFormat::rgbx, PixelFormat::bgr, PixelFormat::rgb, PixelFormat::mjpeg}) {
       std::vector<std::uint8_t> encoded(test::encodedCapacity(pixels, width, height));
       encoded.resize(test::encodePicture(pixels, picture.constBits(), width, height, encoded));
-      for (const std::uint8_t target : {0, 1, 2}) {
+      for (std::uint8_t target = 0; target < 3; ++target) {
         const FrameHeader header{.pixels = static_cast<std::uint8_t>(pixels),
                                  .blocks = 0,
                                  .target = target,
@@ -67,13 +68,13 @@ void writeModels(const fs::path& folder) {
   const std::string geometry = read(models / "canonical_face.binarypb");
   write(folder / "geometry", '\0' + geometry.substr(0, 4000));
   write(folder / "network", '\0' + read(models / "face_detection_full_range.tflite").substr(0, 4000));
-  for (const char which : {1, 2, 3}) {
+  for (char which = 1; which <= 3; ++which) {
     write(folder / ("intact" + std::to_string(which)), std::string(1, which));
     // The structure's offsets are small numbers; so are these.
     std::minstd_rand random(1);
     std::string bytes(1, which);
     for (int i = 0; i < 12; ++i) {
-      for (const unsigned value : {random(), random(), random() & 0x80U, random() % 9})
+      for (const auto value : {random(), random(), random() & 0x80U, random() % 9})
         bytes += static_cast<char>(value);
     }
     write(folder / ("changed" + std::to_string(which)), bytes);
