@@ -26,7 +26,7 @@ run_packages=(
 demo_packages=(dbus-daemon xvfb openbox picom imagemagick pipewire-bin fonts-dejavu-core)
 demo_wayland_packages=(sway swaybg grim)
 demo_day_packages=(python3-dbusmock dunst)
-demo_hands_packages=(xdotool gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-pipewire)
+demo_hands_packages=(dbus-bin xdotool x11-xkb-utils gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-pipewire)
 soak_packages=("${demo_hands_packages[@]}" x11-xserver-utils)
 test_packages=(
   libgtest-dev libgmock-dev libbenchmark-dev gdb
@@ -37,15 +37,15 @@ test_packages=(
 # Real desktops, without a screen, and what tells and does there what a person would.
 desktops=(gnome-wayland gnome-x11 plasma-wayland sway xfce kwin-x11)
 desktop_packages=(dbus-daemon dbus-bin pipewire-bin x11-utils)
-x11_desktop_packages=(xvfb xdotool wmctrl imagemagick)
+x11_desktop_packages=(xvfb x11-xserver-utils xdotool wmctrl imagemagick)
 gnome_packages=(gnome-shell gjs xwayland libglib2.0-bin xdg-desktop-portal xdg-desktop-portal-gnome python3-dbusmock)
 xfce_packages=(xfwm4 xfce4-settings xfce4-panel xfce4-notifyd "${x11_desktop_packages[@]}")
 kwin_x11_packages=(kwin-x11 "${x11_desktop_packages[@]}")
 plasma_packages=(plasma-workspace plasma-desktop kwin-wayland qtwayland5 xwayland "${x11_desktop_packages[@]}")
-sway_packages=(sway swaybg grim xwayland x11-xserver-utils "${x11_desktop_packages[@]}")
+sway_packages=(sway swaybg grim xwayland "${x11_desktop_packages[@]}")
 # What gives away the screen of sway.
 sharing_packages=(xdg-desktop-portal-wlr)
-fuzz_packages=(clang)
+fuzz_packages=(clang libclang-rt-dev)
 package_packages=(build-essential git dpkg-dev debhelper)
 check_packages=(git strace devscripts clang-tidy clang-format reuse shellcheck qemu-user lintian debootstrap systemd)
 
