@@ -330,34 +330,37 @@ std::size_t encodePicture(PixelFormat format, const std::uint8_t* bgra, int widt
                           std::span<std::uint8_t> target) {
   const std::size_t capacity = encodedCapacity(format, width, height);
   if (target.size() < capacity) return 0;
-  std::uint8_t* const chroma = target.data() + std::ptrdiff_t{width} * height;
+  const int from = width * 4;
+  const int stride = encodedStride(format, width);
+  std::uint8_t* const to = target.data();
+  std::uint8_t* const chroma = to + std::ptrdiff_t{width} * height;
   switch (format) {
     case PixelFormat::yuy2:
-      libyuv::ARGBToYUY2(bgra, width * 4, target.data(), width * 2, width, height);
-      return capacity;
+      libyuv::ARGBToYUY2(bgra, from, to, stride, width, height);
+      break;
     case PixelFormat::nv12:
-      libyuv::ARGBToNV12(bgra, width * 4, target.data(), width, chroma, width, width, height);
-      return capacity;
+      libyuv::ARGBToNV12(bgra, from, to, stride, chroma, stride, width, height);
+      break;
     case PixelFormat::i420:
-      libyuv::ARGBToI420(bgra, width * 4, target.data(), width, chroma, width / 2,
-                         chroma + std::ptrdiff_t{width} * height / 4, width / 2, width, height);
-      return capacity;
+      libyuv::ARGBToI420(bgra, from, to, stride, chroma, stride / 2,
+                         chroma + std::ptrdiff_t{width} * height / 4, stride / 2, width, height);
+      break;
     case PixelFormat::bgrx:
-      libyuv::ARGBCopy(bgra, width * 4, target.data(), width * 4, width, height);
-      return capacity;
+      libyuv::ARGBCopy(bgra, from, to, stride, width, height);
+      break;
     case PixelFormat::rgbx:
-      libyuv::ARGBToABGR(bgra, width * 4, target.data(), width * 4, width, height);
-      return capacity;
+      libyuv::ARGBToABGR(bgra, from, to, stride, width, height);
+      break;
     case PixelFormat::bgr:
-      libyuv::ARGBToRGB24(bgra, width * 4, target.data(), width * 3, width, height);
-      return capacity;
+      libyuv::ARGBToRGB24(bgra, from, to, stride, width, height);
+      break;
     case PixelFormat::rgb:
-      libyuv::ARGBToRAW(bgra, width * 4, target.data(), width * 3, width, height);
-      return capacity;
+      libyuv::ARGBToRAW(bgra, from, to, stride, width, height);
+      break;
     case PixelFormat::mjpeg:
       return encodeJpeg(bgra, width, height, target);
   }
-  return 0;
+  return capacity;
 }
 
 RawFrame encodedFrame(const VideoFormat& format, std::span<const std::uint8_t> bytes) {
