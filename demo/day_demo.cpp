@@ -27,17 +27,14 @@ class DayDemo final : public SessionTrial {
     lookOn();
     runLow();
     quitAndJudge();
-    std::printf("Everything followed as it should. Pictures and timeline.txt are in %s\n", folder_.c_str());
+    tellSuccess();
   }
 
   void prepare() {
     showDocument();
     notificationServer_ = desktop_.spawn("dunst", {"-conf", "/dev/null"});
     session_.sessionBus().waitForName(notificationService);
-    see(Seen::alone);
-    began_ = SteadyClock::now();
-    happens("the program starts", [this] { start(); });
-    followsState("nominal");
+    begin();
     followsCamera(true);
     follows("the program delays the sleep of the machine", [this] { return session_.sleepDelays() == 1; });
     takePicture("01-protected");
@@ -94,8 +91,7 @@ class DayDemo final : public SessionTrial {
   }
 
   void quitAndJudge() {
-    happens("the program is asked to quit", [this] { quit(); });
-    followsCamera(false);
+    end();
     writeTimeline();
 
     std::ifstream file(desktop_.configFolder() / "sentrel" / "defaults.json");

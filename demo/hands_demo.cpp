@@ -7,7 +7,6 @@
 #include <QPainter>
 #include <QRasterWindow>
 #include <cmath>
-#include <cstdio>
 #include <stdexcept>
 
 #include "session_trial.h"
@@ -86,32 +85,20 @@ class HandsDemo final : public SessionTrial {
     letWhoLooksElsewhere();
     workBelowTheCover();
     cover();
-    happens("the program is asked to quit", [this] { quit(); });
-    followsCamera(false);
+    end();
     writeTimeline();
     judge();
-    std::printf("Everything followed as it should. Pictures and timeline.txt are in %s\n", folder_.c_str());
+    tellSuccess();
   }
 
   void prepare() {
     showDocument();
-    server_.answer(QStringLiteral("GetCapabilities"), [](const QDBusMessage&) -> QVariantList {
-      return {QStringList{QStringLiteral("actions"), QStringLiteral("body")}};
-    });
-    server_.answer(QStringLiteral("GetServerInformation"), [](const QDBusMessage&) -> QVariantList {
-      const QString one = QStringLiteral("1");
-      return {QStringLiteral("demo"), QStringLiteral("demo"), one, QStringLiteral("1.2")};
-    });
-    server_.answer(QStringLiteral("CloseNotification"),
-                   [](const QDBusMessage&) -> QVariantList { return {}; });
+    describe(server_, {QStringLiteral("actions"), QStringLiteral("body")});
     server_.answer(QStringLiteral("Notify"), [this](const QDBusMessage& call) -> QVariantList {
       note("notification: " + call.arguments().value(3).toString().toStdString());
       return {++shown_};
     });
-    see(Seen::alone);
-    began_ = SteadyClock::now();
-    happens("the program starts", [this] { start(); });
-    followsState("nominal");
+    begin();
     takePicture("01-protected");
   }
 

@@ -3,9 +3,32 @@
 
 #include <QFile>
 #include <QJsonDocument>
+#include <cstdio>
+#include <fstream>
 #include <stdexcept>
 
 namespace sentrel::test {
+
+void SessionTrial::begin() {
+  see(Seen::alone);
+  began_ = SteadyClock::now();
+  happens("the program starts", [this] { start(); });
+  followsState("nominal");
+}
+
+void SessionTrial::end() {
+  happens("the program is asked to quit", [this] { quit(); });
+  followsCamera(false);
+}
+
+void SessionTrial::writeTimeline() const {
+  std::ofstream out(folder_ / "timeline.txt");
+  for (const std::string& line : timeline_) out << line << '\n';
+}
+
+void SessionTrial::tellSuccess() const {
+  std::printf("Everything followed as it should. Pictures and timeline.txt are in %s\n", folder_.c_str());
+}
 
 std::string SessionTrial::command(const std::vector<std::string>& words) {
   std::string line = "sentrel";
@@ -72,6 +95,17 @@ void SessionTrial::click(const std::string& what, QPoint at) {
   happens("a click on " + what, [&] {
     desktop_.run("xdotool", {"mousemove", std::to_string(at.x()), std::to_string(at.y()), "click", "1"});
   });
+}
+
+void SessionTrial::describe(BusDouble& notificationServer, const QStringList& capabilities) {
+  notificationServer.answer(QStringLiteral("GetCapabilities"),
+                            [capabilities](const QDBusMessage&) { return QVariantList{capabilities}; });
+  notificationServer.answer(QStringLiteral("GetServerInformation"), [](const QDBusMessage&) {
+    const QString one = QStringLiteral("1");
+    return QVariantList{QStringLiteral("demo"), QStringLiteral("demo"), one, QStringLiteral("1.2")};
+  });
+  notificationServer.answer(QStringLiteral("CloseNotification"),
+                            [](const QDBusMessage&) { return QVariantList(); });
 }
 
 }  // namespace sentrel::test

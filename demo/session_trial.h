@@ -3,9 +3,9 @@
 
 #include <QJsonObject>
 #include <QPoint>
+#include <QStringList>
 #include <chrono>
 #include <cstdio>
-#include <fstream>
 #include <functional>
 #include <string>
 #include <vector>
@@ -54,10 +54,12 @@ class SessionTrial : public ProgramTrial {
     std::printf("  %s\n", timeline_.back().c_str());
   }
 
-  void writeTimeline() const {
-    std::ofstream out(folder_ / "timeline.txt");
-    for (const std::string& line : timeline_) out << line << '\n';
-  }
+  /// The program protects the user, who is alone. The timeline begins here.
+  void begin();
+  void end();
+  void writeTimeline() const;
+  /// That nothing went wrong.
+  void tellSuccess() const;
 
   /// `sentrel WORDS`, which is to end well; gives what it printed.
   std::string command(const std::vector<std::string>& words);
@@ -70,6 +72,9 @@ class SessionTrial : public ProgramTrial {
   void takePopover(const std::string& name);
   void press(const std::vector<std::string>& keys);
   void click(const std::string& what, QPoint at);
+
+  /// Answers what notification servers are asked beside "Notify".
+  static void describe(BusDouble& notificationServer, const QStringList& capabilities);
 
   MockSession session_{desktop_};
   SteadyClock::time_point began_ = SteadyClock::now();

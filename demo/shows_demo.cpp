@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <QDBusVariant>
-#include <cstdio>
 #include <stdexcept>
 
 #include "session_trial.h"
@@ -26,11 +25,10 @@ class ShowsDemo final : public SessionTrial {
     showTheJournal();
     showTheProof();
     showTheDoctor();
-    happens("the program is asked to quit", [this] { quit(); });
-    followsCamera(false);
+    end();
     askTheDoctorAlone();
     writeTimeline();
-    std::printf("Everything followed as it should. Pictures and timeline.txt are in %s\n", folder_.c_str());
+    tellSuccess();
   }
 
   void prepare() {
@@ -44,22 +42,12 @@ class ShowsDemo final : public SessionTrial {
     panel_.answer(QStringLiteral("Get"), [](const QDBusMessage&) -> QVariantList {
       return {QVariant::fromValue(QDBusVariant(true))};  // it shows what is registered
     });
-    server_.answer(QStringLiteral("GetCapabilities"), [](const QDBusMessage&) -> QVariantList {
-      return {QStringList{QStringLiteral("actions"), QStringLiteral("body"), QStringLiteral("inhibitions")}};
-    });
-    server_.answer(QStringLiteral("GetServerInformation"), [](const QDBusMessage&) -> QVariantList {
-      const QString one = QStringLiteral("1");
-      return {QStringLiteral("demo"), QStringLiteral("demo"), one, QStringLiteral("1.2")};
-    });
+    describe(server_, {QStringLiteral("actions"), QStringLiteral("body"), QStringLiteral("inhibitions")});
     for (const char* answered : {"Notify", "Inhibit"})
       server_.answer(QLatin1String(answered),
                      [this](const QDBusMessage&) -> QVariantList { return {++numbers_}; });
-    for (const char* answered : {"CloseNotification", "UnInhibit"})
-      server_.answer(QLatin1String(answered), nothing);
-    see(Seen::alone);
-    began_ = SteadyClock::now();
-    happens("the program starts", [this] { start(); });
-    followsState("nominal");
+    server_.answer(QStringLiteral("UnInhibit"), nothing);
+    begin();
     const QString registered = QStringLiteral("RegisterStatusNotifierItem");
     follows("the panel has its icon", [&] { return !panel_.calls(registered).empty(); });
     icon_ = panel_.calls(registered).back().arguments().constFirst().toString();
@@ -211,10 +199,7 @@ class ShowsDemo final : public SessionTrial {
   }
 
   void openAbout() {
-    session_.sessionBus().call(
-        QStringLiteral("expert.mardeck.sentrel"), QStringLiteral("/expert/mardeck/sentrel"),
-        QStringLiteral("org.freedesktop.Application"), QStringLiteral("ActivateAction"),
-        {QStringLiteral("about"), QVariantList(), QVariantMap()});
+    watcher_.activateAction(QStringLiteral("about"));
     pause(pictureDelay_);
   }
 

@@ -92,6 +92,7 @@ class Soak {
   int run() {
     journal_.say("seed " + std::to_string(options_.seed) + ", " + std::to_string(options_.length.count()) +
                  " minutes; the log is " + (options_.folder / "soak.log").string());
+    bool hasLived = true;  // to the end
     try {
       life_.begin();
       while (goesOn()) {
@@ -99,8 +100,10 @@ class Soak {
         rest();
       }
       life_.quit();
-      if (!options_.races) compareHours();
-      if (!options_.races) compareMemory();
+      if (!options_.races) {
+        compareHours();
+        compareMemory();
+      }
       const auto& watch = life_.watch();
       const auto longest = watch.longest();
       const QString figures = QString::asprintf(
@@ -112,12 +115,12 @@ class Soak {
                    " alerts, " + std::to_string(journal_.breaches()) + " breaches");
     } catch (const std::exception& error) {
       journal_.breach(error.what());
-      hasLived_ = false;
+      hasLived = false;
     }
     keepPapers();
     const bool raced = life_.program().output().find("WARNING: ThreadSanitizer") != std::string::npos;
     if (raced) journal_.say("it races, as it has printed");
-    if (hasLived_ && !raced && (options_.races || journal_.breaches() == 0)) return EXIT_SUCCESS;
+    if (hasLived && !raced && (options_.races || journal_.breaches() == 0)) return EXIT_SUCCESS;
     journal_.say("the same life again: scripts/soak " + std::to_string(options_.length.count()) + " " +
                  std::to_string(options_.seed) + "; the log and what the program printed are in " +
                  options_.folder.string());
@@ -223,7 +226,6 @@ class Soak {
   SoakJournal journal_;
   SoakLife life_;
   std::map<std::string, std::vector<ProcessUsage>> rests_;  // by state, since the first tenth
-  bool hasLived_ = true;                                    // to the end
 };
 
 }  // namespace
