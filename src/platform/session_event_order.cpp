@@ -14,8 +14,9 @@ SessionEventOrder::SessionEventOrder(MainLoop& mainLoop, const Clock& clock, Ses
 SessionEventOrder::Absence SessionEventOrder::absenceOf(std::size_t source) {
   // In the order of the sources.
   static constexpr std::array<Absence, sourceCount> absences{
-      Absence::locked, Absence::locked,      Absence::locked,      Absence::inactive,
-      Absence::asleep, Absence::displaysOff, Absence::displaysOff, Absence::displaysOff};
+      Absence::locked,      Absence::locked,      Absence::locked,     Absence::locked,
+      Absence::locked,      Absence::locked,      Absence::inactive,   Absence::asleep,
+      Absence::displaysOff, Absence::displaysOff, Absence::displaysOff};
   return absences[source];
 }
 
@@ -58,8 +59,10 @@ void SessionEventOrder::silent(Source source) {
 }
 
 bool SessionEventOrder::isKnown() const {
-  return heard_[indexOf(Source::lockedHint)] && heard_[indexOf(Source::freedesktopScreenSaver)] &&
-         heard_[indexOf(Source::gnomeScreenSaver)];
+  for (std::size_t i = 0; i < sourceCount; ++i) {
+    if (!heard_[i] && absenceOf(i) == Absence::locked) return false;
+  }
+  return true;
 }
 
 void SessionEventOrder::lost(Source source) {

@@ -27,13 +27,16 @@ class SessionEventOrder {
     lockedHint,
     freedesktopScreenSaver,
     gnomeScreenSaver,
+    xfceScreenSaver,
+    mateScreenSaver,
+    lockerProgram,
     sessionInactive,
     systemSleep,
     x11Displays,
     waylandDisplays,
     gnomeDisplays,
   };
-  static constexpr std::size_t sourceCount = 8;
+  static constexpr std::size_t sourceCount = 11;
 
   /// A lock that shows within this time after its request is the requested one.
   static constexpr std::int64_t confirmationMs = 10'000;

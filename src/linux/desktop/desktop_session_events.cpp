@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "linux/desktop/locker_programs.h"
 #include "linux/desktop/standard_error.h"
 #include "linux/display/display_power.h"
 #include "platform/session_event_order.h"
@@ -243,20 +244,30 @@ DisplayPowerObserver observerOn(const std::shared_ptr<MainLoop>& mainLoop,
 
 }  // namespace
 
-/// Everybody on the buses who knows whether the person is there.
-struct DesktopSessionEvents::BusSources {
-  BusSources(const Parts& parts, SessionEventOrder& order)
+/// Everybody on this thread who knows whether the person is there.
+struct DesktopSessionEvents::Sources {
+  Sources(const Parts& parts, SessionEventOrder& order)
       : logind(parts.systemBus, order),
         freedesktop(parts.sessionBus, "org.freedesktop.ScreenSaver",
                     {"/org/freedesktop/ScreenSaver", "/ScreenSaver"}, Source::freedesktopScreenSaver, order),
         gnome(parts.sessionBus, "org.gnome.ScreenSaver", {"/org/gnome/ScreenSaver"}, Source::gnomeScreenSaver,
               order),
-        mutter(parts.sessionBus, order) {}
+        xfce(parts.sessionBus, "org.xfce.ScreenSaver", {"/org/xfce/ScreenSaver"}, Source::xfceScreenSaver,
+             order),
+        mate(parts.sessionBus, "org.mate.ScreenSaver", {"/org/mate/ScreenSaver", "/"},
+             Source::mateScreenSaver, order),
+        mutter(parts.sessionBus, order),
+        programs(parts.mainLoop, [&order](bool runs, bool isFirst) {
+          isFirst ? order.found(Source::lockerProgram, runs) : order.changed(Source::lockerProgram, runs);
+        }) {}
 
   LogindSession logind;
   ScreenLocker freedesktop;
   ScreenLocker gnome;
+  ScreenLocker xfce;
+  ScreenLocker mate;
   MutterDisplays mutter;
+  LockerPrograms programs;
 };
 
 DesktopSessionEvents::DesktopSessionEvents(Parts parts) : parts_(std::move(parts)) {}
@@ -329,7 +340,7 @@ void DesktopSessionEvents::begin() {
     tellLockFollowers();
   });
   unconfirmed_ = order_->requestUnconfirmed.connect([] { printError(qtTrId("lock_unconfirmed")); });
-  sources_ = std::make_unique<BusSources>(parts_, *order_);
+  sources_ = std::make_unique<Sources>(parts_, *order_);
   x11_ = {parts_.displays, [observer = observerOn(parts_.mainLoop, order_, Source::x11Displays)] {
             return std::make_unique<X11DisplayPower>(observer);
           }};

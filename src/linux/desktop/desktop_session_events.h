@@ -41,7 +41,7 @@ class DesktopSessionEvents final : public SessionEvents {
   void setResting(bool resting) override;
 
  private:
-  struct BusSources;
+  struct Sources;
   struct LockFollower;
 
   void begin();
@@ -66,7 +66,7 @@ class DesktopSessionEvents final : public SessionEvents {
   Registration settled_;
   Registration unconfirmed_;
   Registration repeat_;
-  std::unique_ptr<BusSources> sources_;
+  std::unique_ptr<Sources> sources_;
   Registration ending_;  // holds what has ended in this turn, which may be under way
   ThreadBound<X11DisplayPower> x11_;
   ThreadBound<WaylandDisplayPower> wayland_;

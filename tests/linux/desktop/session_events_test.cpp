@@ -9,6 +9,7 @@
 #include <QSocketNotifier>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <future>
 #include <vector>
 
@@ -158,6 +159,65 @@ TEST_F(SessionEventsTest, FollowsBothScreenSaversThroughTheirRestarts) {
   saver.emplace(desktop, sessionBus, gnome, u"gnome_screensaver"_s);  // without its cover
   ASSERT_TRUE(runUntilDelivered(2));
   EXPECT_THAT(delivered, ElementsAre(screenIsLocked, screenIsUnlocked));
+}
+
+TEST_F(SessionEventsTest, FollowsTheScreenSaverOfEachDesktop) {
+  std::size_t told = 0;
+  for (const auto& name : {u"org.xfce.ScreenSaver"_s, u"org.mate.ScreenSaver"_s}) {
+    BusDouble saver(desktop, TestBus::session, name);
+    const QString path = u'/' + QString(name).replace(u'.', u'/');
+    saver.answer(u"GetActive"_s, [](const QDBusMessage&) -> QVariantList { return {false}; });
+    install();
+    ASSERT_TRUE(runUntilCalls(saver, "GetActive", 1));
+    for (const bool covers : {true, false}) {
+      saver.emitSignal(path, name, u"ActiveChanged"_s, {covers});
+      EXPECT_TRUE(runUntilDelivered(++told)) << name.toStdString();
+    }
+    registration.reset();
+  }
+  EXPECT_THAT(delivered, ElementsAre(screenIsLocked, screenIsUnlocked, screenIsLocked, screenIsUnlocked));
+}
+
+/// Programs that do nothing, with the names of lockers.
+TEST_F(SessionEventsTest, ALockerThatTellsNobodyIsKnownByItsProgram) {
+  const auto folder = desktop.home() / "lockers";
+  std::filesystem::create_directories(folder);
+  for (const char* name : {"i3lock", "swaylock"})
+    std::filesystem::copy_file("/bin/sh", folder / name, std::filesystem::copy_options::overwrite_existing);
+  const std::string path = qgetenv("PATH").toStdString();
+  ::setenv("PATH", (folder.string() + ':' + path).c_str(), 1);
+  const auto start = [&](const char* name, const std::string& script) {
+    return desktop.spawn(folder / name, {"-c", script});
+  };
+  const std::string waits = "while :; do sleep 0.05; done";
+  ChildProcess locker = start("i3lock", waits);
+  install();
+  EXPECT_TRUE(runUntilDelivered(1)) << "it ran before";
+  locker.kill();
+  EXPECT_TRUE(runUntilDelivered(2));
+  // Goes into the background once it covers the screen.
+  locker = start("swaylock", "(" + waits + ") & echo $!");
+  EXPECT_TRUE(runUntilDelivered(3));
+  ASSERT_TRUE(locker.waitForExit(std::chrono::seconds(20)));
+  const ChildProcess again = start("swaylock", "exit");  // a second one beside it
+  bool isOver = false;
+  const Registration pause = loop->after(500, [&] { isOver = true; });
+  ASSERT_TRUE(runUntil([&] { return isOver; }));
+  EXPECT_TRUE(events.isLocked());
+  ASSERT_EQ(::kill(std::stoi(locker.output()), SIGTERM), 0);
+  EXPECT_TRUE(runUntilDelivered(4));
+  // One on another display is none of ours; the next one on ours is heard all the same.
+  const std::string display = desktop.environment().at("DISPLAY");
+  desktop.setVariable("DISPLAY", ":99999");
+  const ChildProcess elsewhere = start("i3lock", waits);
+  desktop.setVariable("DISPLAY", display);
+  locker = start("swaylock", waits);
+  EXPECT_TRUE(runUntilDelivered(5));
+  locker.kill();
+  EXPECT_TRUE(runUntilDelivered(6));
+  ::setenv("PATH", path.c_str(), 1);
+  EXPECT_THAT(delivered, ElementsAre(screenIsLocked, screenIsUnlocked, screenIsLocked, screenIsUnlocked,
+                                     screenIsLocked, screenIsUnlocked));
 }
 
 TEST_F(SessionEventsTest, FollowsGnomesDisplays) {
