@@ -179,7 +179,9 @@ void relaxations(PictureBook& book, const QString& suffix = {}) {
   });
   popover(book, "20-popover-shared" + suffix, [](ViewsFixture& fixture) {
     on(fixture);
-    fixture.share(WhenShared::hideStripes);
+    fixture.changeOptions([](ProtectionOptions& next) { next.whenShared = WhenShared::hideStripes; });
+    fixture.desktop.sharing->shared = true;
+    fixture.machine.settle();
   });
   popover(book, "20-popover-nobody" + suffix, watched,
           [](PopoverWindow& window) { press(window, "Ce n'est personne"); });

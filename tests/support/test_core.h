@@ -107,6 +107,16 @@ struct TestCore {
     change(next);
     settings->save(next);
   }
+  template <class Change>
+  void changeOptions(Change change) {
+    ProtectionOptions next = settings->options;
+    change(next);
+    settings->save(next);
+  }
+  void tell(SessionEvent event) {
+    desktop.session->tell(event);
+    machine.settle();
+  }
   [[nodiscard]] Platform platform() const {
     Platform given;
     given.mainLoop = machine.mainLoop;

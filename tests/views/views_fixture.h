@@ -24,17 +24,6 @@ struct ViewsFixture : TestCore {
         {QStringLiteral("Caméra"), QStringLiteral("aucune"), QStringLiteral("Branchez-la")}}}};
   std::function<void()> linkFailed;  ///< of the link that was opened last
 
-  void tell(SessionEvent event) {
-    desktop.session->tell(event);
-    machine.settle();
-  }
-  void share(WhenShared wanted) {
-    ProtectionOptions options = settings->options;
-    options.whenShared = wanted;
-    settings->save(options);
-    desktop.sharing->shared = true;
-    machine.settle();
-  }
   /// The person says that the face that alerts is nobody, and it is so still that this is believed.
   void ignorePoster() {
     see(watched, 1500);

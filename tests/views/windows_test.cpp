@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <QApplication>
-#include <QDir>
 #include <QRandomGenerator>
 #include <QScreen>
 #include <QScrollArea>
@@ -114,7 +113,7 @@ TEST_F(WindowsTest, NothingIsCutOffWithLargeTextNorLeavesTheScreen) {
       setText(2);
       expectWhole(*window);
       const bool isTall = dynamic_cast<PreferencesView*>(window.data()) != nullptr;  // by this test
-      const auto* popover = dynamic_cast<PopoverWindow*>(window.data());
+      auto* popover = dynamic_cast<PopoverWindow*>(window.data());
       const auto* content = popover != nullptr ? &popover->content() : nullptr;
       const QSize size = content != nullptr ? content->size() : window->size();
       EXPECT_TRUE(isTall || size.boundedTo(workArea * 0.98) == size) << qPrintable(window->windowTitle());
@@ -162,16 +161,6 @@ TEST_F(WindowsTest, LongStormOfAThousandClicksAndKeys) {
   close();
   stop();
   EXPECT_FALSE(machine.session->running);
-}
-
-TEST(Symbols, EveryDrawingFillsItsGridAndNotMore) {
-  const QStringList files = QDir(":/sentrel/icons").entryList();
-  EXPECT_EQ(files.size(), 28);
-  for (const QString& file : files) {
-    const QRectF bounds = symbolPath(QString(file).chopped(4)).boundingRect();
-    EXPECT_TRUE(QRectF(0, 0, 24, 24).contains(bounds)) << qPrintable(file);
-    EXPECT_GT(std::min(bounds.width(), bounds.height()), 7) << qPrintable(file);
-  }
 }
 
 // The panel's colour is guessed, and may be guessed wrong.
