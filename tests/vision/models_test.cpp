@@ -6,11 +6,8 @@
 #include <gmock/gmock.h>
 
 #include <QTemporaryDir>
-#include <algorithm>
 #include <cmath>
 #include <fstream>
-#include <iterator>
-#include <random>
 
 #include "stage/pictures.h"
 #include "vision/inference.h"
@@ -61,39 +58,6 @@ TEST(ModelFiles, nameTheirFault) {
     EXPECT_FALSE(detector.prepare()) << "they are read anew";
   }
   EXPECT_FALSE(NeuralFaceDetector(modelFolder()).prepare()) << "found from the build tree";
-}
-
-// Each file is cut off or a few bytes of it are changed, many times over. A reader may take the damage for
-// data or throw ModelError; anything else, a sanitizer's finding above all, fails the test.
-TEST(ModelFiles, areReadWhateverTheirDamage) {
-  for (const char* name : {geometry, detection, landmarks}) {
-    std::ifstream stream(test::modelFolderPath().toStdString() + "/" + name, std::ios::binary);
-    const std::string intact{std::istreambuf_iterator<char>(stream), {}};
-    // The structure takes a small part of the file, at its ends; the damage goes there.
-    const std::size_t structure = std::min<std::size_t>(intact.size(), 60000);
-    int refused = 0;
-    std::mt19937 random(1);
-    for (std::size_t round = 0; round < 400; ++round) {
-      const std::size_t length = round % 4 == 0 ? random() % intact.size() : intact.size();
-      // A copy of exactly this length, so that a sanitizer sees a read beyond the end.
-      std::vector<char> damaged(intact.begin(), intact.begin() + static_cast<std::ptrdiff_t>(length));
-      for (std::size_t k = 0; round % 4 > 0 && k < 1 + round % 3; ++k) {
-        const std::size_t offset = random() % structure;
-        damaged[round % 4 == 1 ? length - 1 - offset : offset] = static_cast<char>(random());
-      }
-      try {
-        if (name == geometry) {
-          (void)readCanonicalFace(std::as_bytes(std::span(damaged)));
-        } else {
-          const Network network = readTflite(std::as_bytes(std::span(damaged)));
-          (void)inferShapes(network, 192, 192);
-        }
-      } catch (const ModelError&) {
-        ++refused;
-      }
-    }
-    EXPECT_GT(refused, 50) << name;
-  }
 }
 
 // The sums are those of outputs that were compared, value by value, with a direct computation of every

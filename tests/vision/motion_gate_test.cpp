@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <random>
 #include <set>
 #include <utility>
 #include <vector>
@@ -32,10 +31,6 @@ class MotionGateTest : public ::testing::Test {
   std::optional<Tile> next(int ms = 100) {
     gate_->observe(*frame_, now_ += ms, user_);
     return gate_->takeTile();
-  }
-  bool whole(bool wanted) {
-    gate_->observe(*frame_, now_ += 100, user_);
-    return gate_->takeWhole(wanted);
   }
   /// Those of the next frames, as long as there are any.
   std::vector<Tile> scanned() {
@@ -92,31 +87,6 @@ TEST_F(MotionGateTest, enlargesOnceWhatHasComeToRest) {
   EXPECT_LE(enlarged, 12) << "only there";
 }
 
-TEST_F(MotionGateTest, isNotMovedByNoise) {
-  std::mt19937 random(1);
-  std::normal_distribution<double> noise(128, 12);
-  Places scanned;
-  for (std::size_t i = 0; i < 2 * tiles.size(); ++i) {
-    std::generate_n(frame_->data(), 640 * 480 * 4, [&] { return static_cast<std::uint8_t>(noise(random)); });
-    const auto tile = next(5);
-    if (tile) {
-      EXPECT_TRUE(scanned.emplace(tile->x * 1000 + tile->y, tile->width).second) << "once each";
-    }
-  }
-  EXPECT_EQ(scanned.size(), tiles.size());
-  EXPECT_TRUE(gate_->calmSince({100, 100, 200, 200}, now_ - 100));
-}
-
-TEST_F(MotionGateTest, scansTheWholeOnChangeOrWhenAskedOrAfterAWhile) {
-  EXPECT_TRUE(whole(false));
-  EXPECT_FALSE(whole(false));
-  EXPECT_TRUE(whole(true));
-  paint(300, 160, 13, 60);
-  EXPECT_TRUE(whole(false));
-  for (int i = 0; i < 59; ++i) EXPECT_FALSE(whole(false));
-  EXPECT_TRUE(whole(false));
-}
-
 TEST_F(MotionGateTest, aPlaceThatMovesComesFirstAndKeepsNoOtherFromItsTurn) {
   EXPECT_TRUE(next());
   Places others;
@@ -156,21 +126,6 @@ TEST_F(MotionGateTest, theUsersHabitsAreNoNewsButWhoComesThereIs) {
   const auto tile = next();
   ASSERT_TRUE(tile);
   EXPECT_TRUE(holds(*tile, 410, 300) && holds(*tile, 439, 329));
-}
-
-TEST_F(MotionGateTest, knowsSinceWhenAPlaceIsCalm) {
-  paint(0, 0, 480, 100);
-  (void)next();
-  const Region place{100, 100, 50, 50};
-  const std::int64_t before = now_;
-  EXPECT_FALSE(gate_->calmSince(place, before - 1)) << "that was before the first frame";
-  paint(110, 110, 20, 110);  // too little for a scan
-  for (int i = 0; i < 5; ++i) {
-    (void)next();
-    EXPECT_FALSE(gate_->calmSince(place, before));
-    EXPECT_TRUE(gate_->calmSince(place, before + 100));
-    EXPECT_TRUE(gate_->calmSince({300, 100, 50, 50}, before));
-  }
 }
 
 }  // namespace

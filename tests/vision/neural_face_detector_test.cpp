@@ -8,7 +8,6 @@
 #include <numbers>
 
 #include "stage/pictures.h"
-#include "vision/allocation_counter.h"
 #include "vision/hooked_engine.h"
 
 namespace sentrel::vision {
@@ -195,28 +194,6 @@ TEST_F(NeuralFaceDetectorTest, takesFramesOfAnySize) {
     ASSERT_EQ(found.landmarks.size(), 1U) << size.width();
     EXPECT_NEAR(found.landmarks[0].boundingBox.width, 0.17, 0.03);
   }
-}
-
-// After the first second a frame asks for no memory: whatever it shows, and while faces come and go.
-TEST_F(NeuralFaceDetectorTest, allocatesNothingPerFrame) {
-  if (test::allocationCount() == 0) GTEST_SKIP() << "allocations are not counted under this sanitizer";
-  std::vector<std::shared_ptr<Frame>> frames{toFrame(QImage(640, 480, QImage::Format_RGB32))};
-  for (const double yaw : {0.0, 20.0, 40.0}) {
-    frames.push_back(toFrame(scene().frame({yaw, {}})));
-    for (const double x : {500.0, 540.0})
-      frames.push_back(toFrame(scene().frame({yaw, test::SecondFace{x, 120, 40}})));
-  }
-  const auto detect = [&](std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i)
-      (void)detector_.detect(*frames[i * 7 % frames.size()], now_ += 100);
-  };
-  detect(10);
-  const std::size_t before = test::allocationCount();
-  detect(60);
-  detector_.tune({5, false, true});
-  detector_.restartTracking();
-  detect(20);
-  EXPECT_EQ(test::allocationCount() - before, 0U);
 }
 
 }  // namespace
