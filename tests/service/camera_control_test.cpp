@@ -98,22 +98,6 @@ TEST_F(CameraControlTest, APermissionThatIsDeniedIsToldAndNotAskedForAgain) {
   EXPECT_EQ(failure(), std::nullopt);
 }
 
-TEST_F(CameraControlTest, ADetectionThatKeepsFailingIsBegunAnew) {
-  start();
-  // Ten failed detections in a row are a failure, and fewer are no empty room.
-  for (int i = 0; i < 2; ++i) {
-    see(lookingAway, 1800);
-    see(std::nullopt, 900);
-    EXPECT_EQ(state(), Kind::inattention);
-  }
-  see(lookingAway, 200);
-  see(std::nullopt, 1000);
-  EXPECT_EQ(failure(), FailureKind::analysisFailed);
-  const int before = machine.detector->preparations;
-  see(std::nullopt, 5200);
-  EXPECT_EQ(machine.detector->preparations, before + 1) << "the models are loaded anew";
-}
-
 TEST_F(CameraControlTest, AnInterruptionIsWaitedOut) {
   start();
   // Another program has the camera: the session says so again and again.
@@ -128,17 +112,6 @@ TEST_F(CameraControlTest, AnInterruptionIsWaitedOut) {
   machine.session->cause.reset();
   machine.session->interruptionEnded.emit();
   EXPECT_EQ(state(), Kind::nominal);
-
-  // A frame that was under way when the camera was lost does not bring it back, a later one does.
-  machine.session->request->onFrame(machine.frame());
-  machine.loop->advance(1);
-  machine.session->interrupt(CaptureError::Kind::deviceUnavailable);
-  machine.settle();
-  EXPECT_EQ(state(), Kind::cameraBusy);
-  machine.session->cause.reset();
-  see(alone, 200);
-  EXPECT_EQ(state(), Kind::nominal);
-  EXPECT_EQ(failure(), std::nullopt) << "nothing stale is told";
 }
 
 TEST(CameraConsent, WhoWaitsLongestGivesUpAndNobodyIsTwiceAnswered) {

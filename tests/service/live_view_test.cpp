@@ -41,15 +41,12 @@ TEST_F(LiveViewTest, TellsWhatEveryFaceIsTakenFor) {
                                                Face{tiny.boundingBox, std::nullopt, FaceRole::tooFar},
                                                Face{behind.boundingBox, -0.2, FaceRole::onlooker}));
   EXPECT_THAT(frames.back().timers, ElementsAre(Timer{Timer::Kind::onlooker, 100, 500}));
-  see(detectionsOf({tiny}, {}), 100);
-  EXPECT_THAT(roles(), ElementsAre(FaceRole::tooFar));
   see(FaceDetections{}, 100);
   EXPECT_THAT(frames.back().faces, IsEmpty());
-
-  ProtectionOptions options = settings->options;
-  options.watchUpToCm = 150;
-  options.alertAfterMs = 2000;
-  settings->save(options);
+  changeOptions([](ProtectionOptions& next) {
+    next.watchUpToCm = 150;
+    next.alertAfterMs = 2000;
+  });
   service->relaxations().welcome(1, std::nullopt);
   see(detectionsOf({faceOf(0.05, 0.4), person, behind, faceOf(0.1, 0.9)}, {person}), 1000);
   EXPECT_THAT(roles(), ElementsAre(FaceRole::tooFar, FaceRole::person, FaceRole::onlooker, FaceRole::guest));
@@ -59,25 +56,21 @@ TEST_F(LiveViewTest, TellsWhatEveryFaceIsTakenFor) {
 }
 
 TEST_F(LiveViewTest, NothingIsCopiedWhileNobodyLooks) {
+  const auto expectFrames = [this](bool copied, std::size_t count) {
+    see(watched, 300);
+    EXPECT_EQ(static_cast<bool>(camera->analyzer()->onDetections), copied);
+    EXPECT_EQ(frames.size(), count);
+  };
   start();
-  const auto isCopied = [this] { return static_cast<bool>(camera->analyzer()->onDetections); };
-  see(watched, 300);
-  EXPECT_FALSE(isCopied());
+  expectFrames(false, 0);
   watch();
-  EXPECT_TRUE(isCopied());
-  see(watched, 300);
-  EXPECT_EQ(frames.size(), 3);
+  expectFrames(true, 3);
   watching.reset();
-  see(watched, 300);
-  EXPECT_FALSE(isCopied());
-  EXPECT_EQ(frames.size(), 3);
-
+  expectFrames(false, 3);
   watch();
   stop();
   start();
-  EXPECT_TRUE(isCopied()) << "whoever looks goes on with the next session";
-  see(watched, 300);
-  EXPECT_EQ(frames.size(), 6);
+  expectFrames(true, 6);  // whoever looks goes on with the next session
   // A frame's findings that come after the service has gone.
   machine.session->request->onFrame(machine.frame());
   machine.analysisQueue->sync([] {});

@@ -47,6 +47,7 @@ TEST_F(PrivacyFilterServiceTest, SettingsReachMachineOverlayAndDetector) {
   EXPECT_NE(overlay->matrixStripeAlpha, 1.0F) << "off: the next start takes it";
   start();
   EXPECT_EQ(camera->analyzer()->minIntervalMs(), 33) << "more than a control gives";
+  EXPECT_EQ(machine.session->demand, (FrameDemand{true, 34}));
   EXPECT_EQ(overlay->matrixStripeAlpha, 1.0F);
 }
 
@@ -76,8 +77,7 @@ TEST_F(PrivacyFilterServiceTest, AnAlertIsFeltToldShownAndCountedOnceInHalfAMinu
   EXPECT_EQ(desktop.notifications->added, 2);
   EXPECT_EQ(desktop.haptics->performed, 1);
   EXPECT_EQ(stats->stats.get().alertCount, 2);
-  desktop.session->tell(SessionEvent::screenIsLocked);
-  machine.settle();
+  tell(SessionEvent::screenIsLocked);
   EXPECT_EQ(shown.size(), 1U) << "a pause leaves it where it is";
   EXPECT_EQ(desktop.session->closings, 1) << "sleep may go on";
   stop();
@@ -86,24 +86,20 @@ TEST_F(PrivacyFilterServiceTest, AnAlertIsFeltToldShownAndCountedOnceInHalfAMinu
 
 TEST_F(PrivacyFilterServiceTest, EachAlertIsALineOfTheJournalWhereOneIsWanted) {
   const auto choose = [this](JournalWish journal, Reaction reaction) {
-    ProtectionOptions options = settings->options;
-    options.journal = journal;
-    options.reaction = reaction;
-    settings->save(options);
+    changeOptions([&](ProtectionOptions& next) {
+      next.journal = journal;
+      next.reaction = reaction;
+    });
   };
   const auto crowd = test::detectionsOf({test::faceOf(0.2), test::faceOf(0.05), test::faceOf(0.08, 0.6)},
                                         {test::faceOf(0.2)});
-  const auto answer = [this](auto weaken) {
-    weaken(service->relaxations());
-    see(watched, 15'000);
-  };
   const struct {
     AlertEnd end;
     std::function<void()> bringAbout;
   } cases[] = {
       {AlertEnd::gone, [&] { see(alone, 4000); }},
-      {AlertEnd::nobody, [&] { answer([](Relaxations& r) { r.filter.ignoreOnlooker(); }); }},
-      {AlertEnd::welcomed, [&] { answer([](Relaxations& r) { r.welcome(2, std::nullopt); }); }},
+      {AlertEnd::nobody, [&] { service->relaxations().filter.ignoreOnlooker(), see(watched, 15'000); }},
+      {AlertEnd::welcomed, [&] { service->relaxations().welcome(2, std::nullopt), see(watched, 15'000); }},
       {AlertEnd::paused, [&] { service->relaxations().pause(60'000); }},
       {AlertEnd::away, [&] { desktop.session->tell(SessionEvent::screenIsLocked); }},
       {AlertEnd::blind, [&] { machine.session->interrupt(CaptureError::Kind::busy); }},
@@ -135,8 +131,7 @@ TEST_F(PrivacyFilterServiceTest, EachAlertIsALineOfTheJournalWhereOneIsWanted) {
     EXPECT_TRUE(record.darkened && record.notified);
     stop();
     machine.session->cause.reset();
-    desktop.session->tell(SessionEvent::screenIsUnlocked);
-    machine.settle();
+    tell(SessionEvent::screenIsUnlocked);
     EXPECT_THAT(records, testing::SizeIs(1)) << "once";
     records.clear();
   }
@@ -158,25 +153,35 @@ TEST_F(PrivacyFilterServiceTest, EachAlertIsALineOfTheJournalWhereOneIsWanted) {
   EXPECT_THAT(records, testing::SizeIs(2));
 }
 
-TEST_F(PrivacyFilterServiceTest, OthersNotifyNothingDuringAnAlertWhereThePersonWantsThat) {
+TEST_F(PrivacyFilterServiceTest, APauseOutlivesTheProgramButNotItsSwitch) {
   start();
-  const auto hidden = [this] { return desktop.notifications->othersHidden.observerCount() > 0; };
-  see(watched, 700);
-  EXPECT_FALSE(hidden()) << "nobody has asked for it";
-  see(alone, 3200);
-
-  ProtectionOptions options = settings->options;
-  options.hideOtherNotifications = true;
-  settings->save(options);
-  EXPECT_FALSE(hidden()) << "without an alert";
-  see(watched, 700);
-  EXPECT_TRUE(hidden()) << "also when the person is not told again so soon";
-  see(alone, 3200);
-  EXPECT_FALSE(hidden());
-  see(watched, 700);
-  EXPECT_TRUE(hidden());
+  service->relaxations().pause(3'600'000);
+  control->setRest(CameraControl::Rest::quitting, true);
   stop();
-  EXPECT_FALSE(hidden());
+  control->setRest(CameraControl::Rest::quitting, false);
+  machine.advance(1'200'000, 60'000);
+  service = std::make_shared<PrivacyFilterService>(ServiceDependencies{
+      platform(), camera, control, overlay,
+      std::make_shared<RetroPiPManager>(overlay, machine.mainLoop, machine.loop), settings, stats});
+  start();
+  EXPECT_FALSE(machine.session->delivers());
+  EXPECT_EQ(service->fsmState().get(), FilterState::autoPaused(PauseReason::userPaused(2'400'000)));
+  machine.advance(2'400'000, 60'000);
+  EXPECT_EQ(state(), Kind::nominal);
+
+  service->relaxations().pause(3'600'000);
+  stop();
+  start();
+  EXPECT_EQ(state(), Kind::nominal) << "whoever switches it on wants it on";
+  for (const DefaultsValue& stored :
+       {DefaultsValue(machine.loop->nowMs() + Relaxations::longestMs + 1),
+        DefaultsValue(machine.loop->nowMs()), DefaultsValue(std::string("soon"))}) {
+    stop();
+    defaults->set("pause_until_ms", stored);
+    start();
+    EXPECT_EQ(state(), Kind::nominal);
+    EXPECT_FALSE(defaults->value("pause_until_ms"));
+  }
 }
 
 TEST_F(PrivacyFilterServiceTest, TheBatteryPausesBelowItsThreshold) {
@@ -204,21 +209,21 @@ TEST_F(PrivacyFilterServiceTest, TheBatteryPausesBelowItsThreshold) {
   changeSettings([](FilterSettings& next) { next.batteryThresholdPercent = 10; });
   machine.advance(30'000, 5000);
   EXPECT_EQ(service->fsmState().get(), low);
-  desktop.session->tell(SessionEvent::screenIsLocked);
-  desktop.session->tell(SessionEvent::screenIsUnlocked);
-  machine.settle();
+  tell(SessionEvent::screenIsLocked);
+  tell(SessionEvent::screenIsUnlocked);
   EXPECT_EQ(service->fsmState().get(), on) << "who comes back resumes from every pause";
 }
 
 TEST_F(PrivacyFilterServiceTest, TheShortcutIsNamedWhereItWorks) {
   const auto& hint = overlay->shortcutKeys.get();
-  desktop.keys->answer = {ShortcutGrant::Kind::refused};
   start();
-  EXPECT_EQ(hint, "");
-  for (const char* keys : {"Ctrl+F1", "⌘⇧C"}) {
-    const bool isUsual = std::string(keys) == "⌘⇧C";
-    desktop.keys->answer = isUsual ? ShortcutGrant{ShortcutGrant::Kind::observed}
-                                   : ShortcutGrant{ShortcutGrant::Kind::granted, keys};
+  const std::pair<ShortcutGrant, const char*> grants[] = {
+      {{ShortcutGrant::Kind::refused}, ""},
+      {{ShortcutGrant::Kind::granted, "Ctrl+F1"}, "Ctrl+F1"},
+      {{ShortcutGrant::Kind::observed}, "⌘⇧C"},
+  };
+  for (const auto& [grant, keys] : grants) {
+    desktop.keys->answer = grant;
     desktop.keys->grantChanged.emit();
     EXPECT_EQ(hint, keys);
   }
