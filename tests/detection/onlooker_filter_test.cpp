@@ -144,20 +144,6 @@ TEST(OnlookerFilterTest, OnlyWhatIsAsStillAsPaperIsNobody) {
   }
 }
 
-TEST(OnlookerFilterTest, WhatIsTooFarToBeSeenStillIsSomebody) {
-  Filter filter;
-  for (const double width : {0.049, 0.051}) {
-    filter.frame(0, {faceAt(0.7, 0.5, width)});
-    EXPECT_EQ(filter.isTooFarToIgnore(), width < 0.05);
-    EXPECT_EQ(filter.ignoreOnlooker(), width >= 0.05);
-  }
-  // What has gone before it was known for paper is forgotten as well.
-  EXPECT_EQ(filter.ignoredCount().get(), 1);
-  for (int ms = 100; ms <= 31'000; ms += 100) filter.frame(ms, {});
-  EXPECT_EQ(filter.ignoredCount().get(), 0);
-  EXPECT_FALSE(filter.isTooFarToIgnore()) << "nobody";
-}
-
 TEST(OnlookerFilterTest, PaperThatMovesIsSomebody) {
   // It is measured elsewhere after a minute, and something moves in the picture or does not.
   for (const bool moves : {false, true}) {
@@ -222,34 +208,6 @@ TEST(OnlookerFilterTest, PlacesAreForgotten) {
   EXPECT_EQ(many.ignoredCount().get(), 0);
   many.frame(100, {});
   EXPECT_FALSE(many.ignoreOnlooker()) << "the person's own face never";
-}
-
-TEST(OnlookerFilterTest, NeverTellsOfMoreFacesThanThereAreNorOfNone) {
-  std::mt19937 random(11);
-  const auto pick = [&](double least, double most) {
-    return std::uniform_real_distribution(least, most)(random);
-  };
-  Filter filter;
-  for (int i = 0; i < 20'000; ++i) {
-    if (i % 50 == 0) {
-      filter.rules = {.guests = i / 50 % 5,
-                      .farthestCm = std::int64_t{50} * (i / 250 % 8),
-                      .alertAfterMs = 500 * (i / 100 % 5),
-                      .onlyFacing = i % 100 == 0};
-      filter.ignoreOnlooker();
-    }
-    FaceList faces;
-    for (int face = i % 5; face > 0; --face)
-      faces.push(faceAt(pick(0, 0.7), pick(0, 0.7), pick(0.02, 0.3), pick(-90, 90)));
-    const auto count = static_cast<std::int64_t>(faces.size());
-    const auto frame = filter.apply({1'000'000 + i * 100, count, {}}, faces, i % 3 == 0);
-    ASSERT_LE(frame.input.faceCount, count);
-    ASSERT_EQ(frame.input.faceCount > 0, count > 0);
-    ASSERT_LE(filter.ignoredCount().get(), 3);
-    if (filter.rules == OnlookerRules{} && filter.ignoredCount().get() == 0) {
-      ASSERT_EQ(frame.input.faceCount, count) << "nobody is taken away by itself";
-    }
-  }
 }
 
 }  // namespace
