@@ -487,16 +487,29 @@ constexpr QRgb lockerColor = 0xFF3366CC;
   xcb_connection_t* const x = connection.get();
   const xcb_screen_t& screen = screenOf(connection);
   const xcb_window_t window = xcb_generate_id(x);
-  const std::array<std::uint32_t, 2> values{lockerColor & 0xFFFFFFU, 1};
+  const std::array<std::uint32_t, 3> values{lockerColor & 0xFFFFFFU, 1, XCB_EVENT_MASK_FOCUS_CHANGE};
   xcb_create_window(x, XCB_COPY_FROM_PARENT, window, screen.root, 0, 0, screen.width_in_pixels,
                     screen.height_in_pixels, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
-                    XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values.data());
+                    XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK, values.data());
   xcb_change_property(x, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
                       static_cast<std::uint32_t>(windowClass.size()), windowClass.data());
   if (grabs) xcb_grab_keyboard(x, 1, screen.root, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
   xcb_map_window(x, window);
+  xcb_set_input_focus(x, XCB_INPUT_FOCUS_POINTER_ROOT, window, XCB_CURRENT_TIME);
   xcb_flush(x);
   return connection;
+}
+
+/// How often a grab has taken the keyboard from the window of this connection so far.
+[[nodiscard]] int grabsSeen(const Connection& connection) {
+  int seen = 0;
+  while (xcb_generic_event_t* event = xcb_poll_for_event(connection.get())) {
+    if ((event->response_type & 0x7FU) == XCB_FOCUS_OUT &&
+        reinterpret_cast<const xcb_focus_out_event_t*>(event)->mode == XCB_NOTIFY_MODE_GRAB)
+      ++seen;
+    std::free(event);
+  }
+  return seen;
 }
 
 TEST_F(X11OverlayTest, StaysBelowALockerOnly) {
@@ -525,6 +538,7 @@ TEST_F(X11OverlayTest, StaysBelowALockerOnly) {
         surface->present(nominalScene);
       } else {
         EXPECT_TRUE(eventually([&] { return screenshot().pixel(probe) != lockerColor; }));
+        EXPECT_EQ(grabsSeen(window), 0) << "nobody takes the keys from a game";
       }
       window.reset();
       EXPECT_TRUE(eventuallyStriped());

@@ -118,18 +118,18 @@ bool X11Lockers::fillsMonitor(const xcb_get_geometry_reply_t& place) const {
   });
 }
 
-/// Nobody tells who has grabbed it, but a grab of ours then fails. It lasts for no key, and no locker that
-/// comes at this moment sees it: the server does nothing else in between.
+/// Nobody tells whether somebody has grabbed it. But who asks for a grab by a window that is not shown gets
+/// none, and hears first of all when another has it.
 bool X11Lockers::keyboardIsGrabbed() const {
   xcb_connection_t* connection = desktop_.get();
-  xcb_grab_server(connection);
-  const auto cookie = xcb_grab_keyboard(connection, 0, desktop_.root(), XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC,
-                                        XCB_GRAB_MODE_ASYNC);
-  xcb_ungrab_keyboard(connection, XCB_CURRENT_TIME);
-  xcb_ungrab_server(connection);
+  const xcb_window_t hidden = xcb_generate_id(connection);
+  xcb_create_window(connection, 0, hidden, desktop_.root(), -2, -2, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+                    XCB_COPY_FROM_PARENT, 0, nullptr);
+  const auto cookie =
+      xcb_grab_keyboard(connection, 0, hidden, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+  xcb_destroy_window(connection, hidden);
   const auto reply = adopt(xcb_grab_keyboard_reply(connection, cookie, nullptr));
-  return reply &&
-         (reply->status == XCB_GRAB_STATUS_ALREADY_GRABBED || reply->status == XCB_GRAB_STATUS_FROZEN);
+  return reply && reply->status == XCB_GRAB_STATUS_ALREADY_GRABBED;
 }
 
 void X11WindowStack::add(xcb_window_t window, X11Layer layer) {
