@@ -269,9 +269,8 @@ void DesktopNotifications::inhibited(const std::weak_ptr<Inhibition>& inhibition
   const auto held = inhibition.lock();
   if (number == 0) {
     canHideOthers_.assignIfChanged(false);
-    if (!held) return;
-    isOurQuiet_ = false;
-    showOthers();
+    if (held) showOthers();
+    quietEnded();
   } else if (!held) {
     endInhibition(number);  // it is over already
   } else {
@@ -287,12 +286,14 @@ void DesktopNotifications::showOthers() {
 }
 
 void DesktopNotifications::endInhibition(Inhibition number) {
-  const auto ended = [this](const BusMessage&) {
-    if (inhibition_) return;
-    isOurQuiet_ = false;
-    updateHeard();
-  };
-  call(ofServer("UnInhibit"), {ended}, "u", number);
+  call(ofServer("UnInhibit"), {[this](const BusMessage&) { quietEnded(); }}, "u", number);
+}
+
+/// From now on it is somebody else's, if there is any.
+void DesktopNotifications::quietEnded() {
+  if (inhibition_) return;
+  isOurQuiet_ = false;
+  updateHeard();
 }
 
 FeedbackdHaptics::FeedbackdHaptics(std::shared_ptr<Bus> sessionBus)

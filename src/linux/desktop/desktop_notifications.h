@@ -58,6 +58,7 @@ class DesktopNotifications final : public Notifications, private BusService {
   void inhibited(const std::weak_ptr<Inhibition>& inhibition, const BusMessage& reply);
   void showOthers();
   void endInhibition(Inhibition number);
+  void quietEnded();
   [[nodiscard]] std::optional<std::string> identifierOf(const BusMessage& signal) const;
 
   const std::shared_ptr<MainLoop> mainLoop_;

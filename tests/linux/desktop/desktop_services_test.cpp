@@ -183,6 +183,21 @@ TEST_F(NotificationsTest, OthersAreHiddenOnlyWhereOursAreStillShown) {
   }
 }
 
+TEST_F(NotificationsTest, ARefusalThatComesLateLeavesNoQuietOfOurs) {
+  auto server = serve(7);
+  server->answer(u"GetCapabilities"_s,
+                 [](const QDBusMessage&) { return QVariantList{QStringList{u"inhibitions"_s}}; });
+  server->keep(u"Inhibit"_s);
+  ASSERT_TRUE(runUntil([&] { return centre.canHideOthers().get(); }));
+  centre.hideOthers().reset();
+  ASSERT_TRUE(runUntilCalls(*server, "Inhibit", 1));
+  server->reply(server->calls(u"Inhibit"_s)[0], {u"garbage"_s});
+  ASSERT_TRUE(runUntil([&] { return !centre.canHideOthers(); }));
+  server->emitSignal(notificationsPath, u"org.freedesktop.DBus.Properties"_s, u"PropertiesChanged"_s,
+                     {notifications, QVariantMap{{u"Inhibited"_s, true}}, QStringList()});
+  EXPECT_TRUE(runUntil([&] { return !centre.isHeard(); })) << "the person wants it quiet";
+}
+
 struct PowerTest : EventDesk {
   UPowerPowerSource power{ownSystemBus};
 };
