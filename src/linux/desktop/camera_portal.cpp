@@ -12,11 +12,18 @@ constexpr auto interface = "org.freedesktop.portal.Camera";
 }  // namespace
 
 CameraPortal::CameraPortal(std::shared_ptr<DesktopPortal> portal)
-    : portal_(std::move(portal)), following_(portal_->follow([this](bool) { request_.reset(); })) {}
+    : portal_(std::move(portal)), following_(portal_->follow([this](bool ready) {
+        request_.reset();
+        if (ready && opened_) askForCameras();
+      })) {}
 
 void CameraPortal::open(std::function<void(BusDescriptor)> opened) {
   opened_ = std::move(opened);
-  if (isRefused_ || request_ || !portal_->isReady()) return;
+  if (portal_->isReady()) askForCameras();
+}
+
+void CameraPortal::askForCameras() {
+  if (isRefused_ || request_) return;
   const auto present = [this](const BusMessage& reply) {
     request_.reset();
     if (reply.only<bool>() == true) askPerson();

@@ -16,12 +16,13 @@ class CameraPortal {
  public:
   explicit CameraPortal(std::shared_ptr<DesktopPortal> portal);
 
-  /// Asks for a connection to the PipeWire daemon on which the cameras are listed. Nobody is asked where the
-  /// portal does not run or says that there is no camera; else the person may be, once. `opened` is called at
-  /// most once, with a connected socket; a later question replaces this one.
+  /// Asks for a connection to the PipeWire daemon on which the cameras are listed, as soon as the portal
+  /// runs. Where that says that there is no camera nobody is asked; else the person may be, once. `opened` is
+  /// called at most once, with a connected socket; a later question replaces this one.
   void open(std::function<void(BusDescriptor)> opened);
 
  private:
+  void askForCameras();
   void askPerson();
   void openRemote();
 

@@ -95,9 +95,9 @@ TEST_F(CameraPortalTest, ShowsCamerasThatAreHiddenOtherwise) {
 }
 
 TEST_F(CameraPortalTest, WhoDeclinesIsNotAskedAgain) {
-  ASSERT_TRUE(runUntil([&] { return desktopPortal->isReady(); }));
   bool isOpened = false;
   const auto ask = [&] { portal->open([&](const BusDescriptor&) { isOpened = true; }); };
+  EXPECT_FALSE(desktopPortal->isReady()) << "it is asked once it is";
   ask();
   ASSERT_TRUE(runUntil([&] { return calls("AccessCamera") == 1; }));
   ask();
