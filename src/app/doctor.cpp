@@ -184,7 +184,15 @@ class Words {
   void section(const QString& title) { report_.push_back({title, {}}); }
   /// `advice` makes it a problem.
   void line(const QString& label, const QString& value, const QString& advice = {}) {
-    report_.back().lines.push_back({label, masked(value, secrets_), masked(advice, secrets_)});
+    report_.back().lines.push_back(
+        {masked(label, secrets_), masked(value, secrets_), masked(advice, secrets_)});
+  }
+  /// What may be there: where it is not, `advice` makes that a problem.
+  void found(const QString& label, const QString& value, const QString& advice) {
+    value.isEmpty() ? line(label, qtTrId("doctor_none"), advice) : line(label, value);
+  }
+  void silent(const QString& label, const QString& advice) {
+    line(label, qtTrId("doctor_no_answer"), advice);
   }
   [[nodiscard]] Report take() { return std::move(report_); }
 
@@ -193,8 +201,10 @@ class Words {
   Report report_;
 };
 
-QString noAnswer() {
-  return qtTrId("doctor_no_answer");
+QString joined(const std::vector<std::string>& words, const QString& between) {
+  QStringList list;
+  for (const std::string& each : words) list += text(each);
+  return list.join(between);
 }
 
 /// "0:04:31".
@@ -216,7 +226,7 @@ void tellProgram(Words& words, const MachineFacts& machine, const ProgramFacts& 
                QStringLiteral("%1 × %2").arg(local->cores).arg(text(local->processor)));
     words.line(qtTrId("doctor_engine"), QStringLiteral("XNNPACK (%1)").arg(text(local->features)));
   } else {
-    words.line(qtTrId("doctor_system"), noAnswer(), qtTrId("doctor_system_advice"));
+    words.silent(qtTrId("doctor_system"), qtTrId("doctor_system_advice"));
   }
   switch (program.running) {
     case ProgramFacts::Running::yes:
@@ -228,7 +238,7 @@ void tellProgram(Words& words, const MachineFacts& machine, const ProgramFacts& 
       words.line(qtTrId("doctor_program"), qtTrId("doctor_not_running"));
       break;
     case ProgramFacts::Running::silent:
-      words.line(qtTrId("doctor_program"), noAnswer(), qtTrId("doctor_silent_advice"));
+      words.silent(qtTrId("doctor_program"), qtTrId("doctor_silent_advice"));
       break;
   }
 }
@@ -244,20 +254,15 @@ void tellDesktop(Words& words, const MachineFacts& machine, const ProgramFacts& 
   QStringList displays;
   for (const char* name : {"WAYLAND_DISPLAY", "DISPLAY"})
     if (!qEnvironmentVariableIsEmpty(name)) displays += QString::fromLatin1(name);
-  words.line(qtTrId("doctor_display"), displays.isEmpty() ? qtTrId("doctor_none") : displays.join(u' '),
-             displays.isEmpty() ? qtTrId("doctor_display_advice") : QString());
-  if (!machine.sessionServices) {
-    words.line(qtTrId("doctor_bus"), noAnswer(), qtTrId("doctor_bus_advice"));
-    return;
-  }
+  words.found(qtTrId("doctor_display"), displays.join(u' '), qtTrId("doctor_display_advice"));
+  if (!machine.sessionServices) return words.silent(qtTrId("doctor_bus"), qtTrId("doctor_bus_advice"));
   const QStringList& services = *machine.sessionServices;
   const bool needsPortal = !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
-  words.line(qtTrId("doctor_portal"),
-             machine.portals.isEmpty() ? qtTrId("doctor_none") : machine.portals.join(u' '),
-             machine.portals.isEmpty() && needsPortal ? qtTrId("doctor_portal_advice") : QString());
+  words.found(qtTrId("doctor_portal"), machine.portals.join(u' '),
+              needsPortal ? qtTrId("doctor_portal_advice") : QString());
   const bool notifies = services.contains(QStringLiteral("org.freedesktop.Notifications"));
-  words.line(qtTrId("doctor_notifications"), notifies ? qtTrId("doctor_yes") : qtTrId("doctor_none"),
-             notifies ? QString() : qtTrId("doctor_notifications_advice"));
+  words.found(qtTrId("doctor_notifications"), notifies ? qtTrId("doctor_yes") : QString(),
+              qtTrId("doctor_notifications_advice"));
   const Tray offered = services.contains(QStringLiteral("org.kde.StatusNotifierWatcher"))
                            ? Tray::statusNotifier
                        : machine.displays && machine.displays->hasX11Tray ? Tray::x11
@@ -295,28 +300,23 @@ void tellScreens(Words& words, const MachineFacts& machine, const ProgramFacts& 
                                         .arg(screen.frame.height)
                                         .arg(screen.scale, 0, 'g', 3));
   } else {
-    words.line(qtTrId("doctor_cover"), noAnswer(), qtTrId("doctor_cover_advice"));
+    words.silent(qtTrId("doctor_cover"), qtTrId("doctor_cover_advice"));
   }
-  if (!machine.displays || !machine.displays->protocols) return;
-  QStringList protocols;
-  for (const std::string& name : *machine.displays->protocols) protocols += text(name);
-  words.line(qtTrId("doctor_protocols"), protocols.join(QStringLiteral(", ")));
+  if (machine.displays && machine.displays->protocols)
+    words.line(qtTrId("doctor_protocols"), joined(*machine.displays->protocols, QStringLiteral(", ")));
 }
 
 void tellCameras(Words& words, const MachineFacts& machine, const ProgramFacts& program) {
   words.section(qtTrId("doctor_cameras"));
   const auto advice = [](CameraFailure::Kind kind) { return qtTrId(adviceKey(kind)); };
   if (!machine.cameras) {
-    words.line(QStringLiteral("PipeWire"), noAnswer(), qtTrId("doctor_pipewire_advice"));
+    words.silent(QStringLiteral("PipeWire"), qtTrId("doctor_pipewire_advice"));
   } else {
     words.line(QStringLiteral("PipeWire"), text(machine.cameras->version));
-    for (const auto& camera : machine.cameras->cameras) {
-      QStringList formats;
-      for (const std::string& format : camera.formats) formats += text(format);
-      words.line(presentable(text(camera.name)), formats.join(QStringLiteral("; ")));
-    }
+    for (const auto& camera : machine.cameras->cameras)
+      words.line(presentable(text(camera.name)), joined(camera.formats, QStringLiteral("; ")));
     if (machine.cameras->cameras.empty())
-      words.line(qtTrId("doctor_cameras"), qtTrId("doctor_none"), advice(CameraFailure::Kind::noCamera));
+      words.found(qtTrId("doctor_cameras"), {}, advice(CameraFailure::Kind::noCamera));
   }
   if (!program.camera.empty()) words.line(qtTrId("doctor_camera_used"), text(program.camera));
   if (machine.local && !machine.local->mayReadCameras)
@@ -325,35 +325,31 @@ void tellCameras(Words& words, const MachineFacts& machine, const ProgramFacts& 
 
 void tellWitnesses(Words& words, const MachineFacts& machine) {
   words.section(qtTrId("doctor_witnesses"));
-  QStringList known = machine.sessionServices.value_or(QStringList());
-  known += machine.systemServices.value_or(QStringList());
+  QStringList known =
+      machine.sessionServices.value_or(QStringList()) + machine.systemServices.value_or(QStringList());
+  if (const auto& displays = machine.displays) {
+    if (displays->hasDpms) known += QStringLiteral("DPMS");
+    for (const std::string& protocol : displays->protocols.value_or(std::vector<std::string>()))
+      known += text(protocol).section(u' ', 0, 0);  // without its version
+  }
   const auto present = [&](std::initializer_list<const char*> names) {
     QStringList found;
     for (const char* name : names)
       if (known.contains(QLatin1String(name))) found += QLatin1String(name);
     return found.join(u' ');
   };
-  const auto witness = [&](const QString& label, const QString& found, const QString& advice) {
-    words.line(label, found.isEmpty() ? qtTrId("doctor_none") : found, found.isEmpty() ? advice : QString());
-  };
-  witness(qtTrId("doctor_lock"),
-          present({"org.freedesktop.login1", "org.freedesktop.ScreenSaver", "org.gnome.ScreenSaver"}),
-          qtTrId("doctor_lock_advice"));
-  witness(qtTrId("doctor_sleep"), present({"org.freedesktop.login1"}), qtTrId("doctor_sleep_advice"));
-  QStringList dark{present({"org.gnome.Mutter.DisplayConfig"})};
-  if (const auto& displays = machine.displays) {
-    constexpr std::string_view powerManager = "zwlr_output_power_manager_v1";
-    const auto isIt = [&](const std::string& offered) { return offered.starts_with(powerManager); };
-    if (displays->protocols && std::ranges::any_of(*displays->protocols, isIt))
-      dark += QLatin1String(powerManager.data());
-    if (displays->hasDpms) dark += QStringLiteral("DPMS");
-  }
-  dark.removeAll(QString());
-  words.line(qtTrId("doctor_dark"), dark.isEmpty() ? qtTrId("doctor_none") : dark.join(u' '));
+  words.found(qtTrId("doctor_lock"),
+              present({"org.freedesktop.login1", "org.freedesktop.ScreenSaver", "org.gnome.ScreenSaver"}),
+              qtTrId("doctor_lock_advice"));
+  words.found(qtTrId("doctor_sleep"), present({"org.freedesktop.login1"}), qtTrId("doctor_sleep_advice"));
+  words.found(qtTrId("doctor_dark"),
+              present({"org.gnome.Mutter.DisplayConfig", "zwlr_output_power_manager_v1",
+                       "org_kde_kwin_dpms_manager", "DPMS"}),
+              {});
   const QString power = present({"org.freedesktop.UPower"});
   const bool hasBattery = machine.local && !machine.local->batteries.empty();
-  witness(qtTrId("doctor_power"), power.isEmpty() && !hasBattery ? qtTrId("doctor_mains") : power,
-          qtTrId("doctor_power_advice"));
+  words.found(qtTrId("doctor_power"), power.isEmpty() && !hasBattery ? qtTrId("doctor_mains") : power,
+              qtTrId("doctor_power_advice"));
   if (!hasBattery) return;
   for (const std::string& battery : machine.local->batteries)
     words.line(qtTrId("doctor_battery"), text(battery));

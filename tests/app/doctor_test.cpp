@@ -108,6 +108,21 @@ TEST_F(DoctorTest, EachProblemComesWithWhatToDo) {
   EXPECT_NE(saidOf(report(), "Témoins de l'énergie").at(0).second, "");
 }
 
+TEST_F(DoctorTest, ACameraMayBearTheNameOfThePersonOrANumber) {
+  machine.cameras->cameras = {{"Phone of lea, 8A2B3C4F1D", {}}};
+  program.camera = machine.cameras->cameras[0].name;
+  const std::string words = asText(report()).toStdString();
+  EXPECT_THAT(words, testing::HasSubstr("  Phone of ***, *** : "));
+  EXPECT_THAT(words, testing::Not(testing::HasSubstr("lea")));
+}
+
+TEST_F(DoctorTest, WhoeverTellsOfDarkScreensIsNamed) {
+  for (const char* protocol : {"zwlr_output_power_manager_v1", "org_kde_kwin_dpms_manager"}) {
+    machine.displays->protocols = std::vector{std::string(protocol) + " 1", std::string("wl_shm 1")};
+    EXPECT_EQ(saidOf(report(), "Témoins des écrans éteints").at(0).first.toStdString(), protocol);
+  }
+}
+
 TEST_F(DoctorTest, NamesOfOthersStayOnTheirLine) {
   const std::string name = "\x1b]0;title\a\n" + std::string(10'000, 'x');
   machine.cameras->cameras = {{name, std::vector<std::string>(5'000, name)}};
