@@ -59,9 +59,11 @@ Signal<>& sentrelOpenPreferences() {
   return signal;
 }
 
-MenuBarController::MenuBarController(Actions actions, std::shared_ptr<Bus> sessionBus)
+MenuBarController::MenuBarController(Actions actions, std::shared_ptr<Bus> sessionBus,
+                                     std::shared_ptr<DesktopPortal> portal)
     : actions_(std::move(actions)),
       bus_(std::move(sessionBus)),
+      portal_(std::move(portal)),
       service_(PrivacyFilterService::shared()),
       camera_(AVCaptureManager::shared()),
       cameraControl_(CameraControl::shared()),
@@ -228,17 +230,17 @@ void MenuBarController::openPreferences() {
 
 /// The desktop opens the address: this process may not start programs.
 void MenuBarController::openLink(const QUrl& address, std::function<void()> failed) {
-  if (!bus_->isConnected()) return failed();
-  constexpr std::int64_t timeoutMs = 25'000;  // the portal may have to be started
-  constexpr auto noParentWindow = "";
-  constexpr int noOptions = 0;
-  const auto answered = [failed = std::move(failed)](const BusMessage& reply) {
-    if (reply.isError) failed();
-  };
-  bus_->call("org.freedesktop.portal.Desktop",
-             {"/org/freedesktop/portal/desktop", "org.freedesktop.portal.OpenURI", "OpenURI"},
-             {answered, timeoutMs, true}, "ssa{sv}", noParentWindow, address.toString().toUtf8().constData(),
-             noOptions);
+  portal_->whenReady(
+      [portal = portal_.get(), words = address.toString().toUtf8(), failed = std::move(failed)](bool ready) {
+        if (!ready) return failed();
+        constexpr auto noParentWindow = "";
+        constexpr int noOptions = 0;
+        const auto answered = [failed](const BusMessage& reply) {
+          if (reply.isError) failed();
+        };
+        portal->call({DesktopPortal::path, "org.freedesktop.portal.OpenURI", "OpenURI"}, {answered},
+                     "ssa{sv}", noParentWindow, words.constData(), noOptions);
+      });
 }
 
 }  // namespace sentrel

@@ -14,6 +14,7 @@
 #include "app/status_item.h"
 #include "detection/av_capture_manager.h"
 #include "linux/desktop/bus.h"
+#include "linux/desktop/desktop_portal.h"
 #include "service/privacy_filter_service.h"
 #include "service/remote_control.h"
 #include "support/published.h"
@@ -41,7 +42,7 @@ class MenuBarController {
     AskForReport askForReport;
   };
 
-  MenuBarController(Actions actions, std::shared_ptr<Bus> sessionBus);
+  MenuBarController(Actions actions, std::shared_ptr<Bus> sessionBus, std::shared_ptr<DesktopPortal> portal);
   MenuBarController(const MenuBarController&) = delete;
   MenuBarController& operator=(const MenuBarController&) = delete;
   ~MenuBarController();
@@ -69,6 +70,7 @@ class MenuBarController {
 
   const Actions actions_;
   const std::shared_ptr<Bus> bus_;
+  const std::shared_ptr<DesktopPortal> portal_;
   const std::shared_ptr<PrivacyFilterService> service_;
   const std::shared_ptr<AVCaptureManager> camera_;
   const std::shared_ptr<CameraControl> cameraControl_;

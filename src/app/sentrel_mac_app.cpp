@@ -229,7 +229,7 @@ void SentrelMacApp::begin(InstanceRole role) {
             .news = [this] { return std::exchange(untold_, {}); },
             .remote = remote,
             .askForReport = [this](auto told) { appDelegate->report(std::move(told)); }},
-        sessionBus_);
+        sessionBus_, portal_);
   }
   appDelegate = std::make_unique<AppDelegate>(
       AppDelegate::Dependencies{.bus = bus_,
@@ -266,8 +266,8 @@ void SentrelMacApp::installPlatform() {
       std::make_shared<JournalFile>(JournalFile::personalPath(), mainLoop_, platform.clock, storeQueue);
   consent_ = std::make_shared<CameraConsent>(
       defaults_->value(rawValue(SettingsKey::hasCompletedOnboarding)) == DefaultsValue(true));
-  const auto portal = std::make_shared<DesktopPortal>(sessionBus_);
-  cameraPortal_ = std::make_shared<CameraPortal>(portal);
+  portal_ = std::make_shared<DesktopPortal>(sessionBus_);
+  cameraPortal_ = std::make_shared<CameraPortal>(portal_);
   // The camera's own threads may be the last that hold the session: what belongs to this thread is not
   // theirs.
   const auto openRemote = [weak = std::weak_ptr(cameraPortal_)](auto opened) {
@@ -296,7 +296,7 @@ void SentrelMacApp::installPlatform() {
                                                                          .displays = displays});
   platform.keyMonitor = std::make_shared<DesktopKeyMonitor>(
       DesktopKeyMonitor::Parts{.mainLoop = mainLoop_,
-                               .portal = portal,
+                               .portal = portal_,
                                .userDefaults = defaults_,
                                .displays = displays,
                                .sessionEvents = platform.sessionEvents,
@@ -305,7 +305,7 @@ void SentrelMacApp::installPlatform() {
   platform.localizedText = [](const char* key) { return qtTrId(key).toStdString(); };
   Platform::install(std::move(platform));
   appearance_ =
-      std::make_unique<DesktopAppearance>(sessionBus_, portal, personalConfigFolder() / "dconf" / "user");
+      std::make_unique<DesktopAppearance>(sessionBus_, portal_, personalConfigFolder() / "dconf" / "user");
   looks_ = appearance_->appearance().subscribe([](const Appearance& appearance) {
     const auto& overlay = OverlayWindowManager::shared();
     overlay->reducedMotion = appearance.reducedMotion;

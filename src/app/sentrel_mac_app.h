@@ -11,6 +11,7 @@
 #include "linux/desktop/camera_portal.h"
 #include "linux/desktop/defaults_file.h"
 #include "linux/desktop/desktop_appearance.h"
+#include "linux/desktop/desktop_portal.h"
 #include "linux/desktop/qt_main_loop.h"
 
 namespace sentrel {
@@ -44,6 +45,7 @@ class SentrelMacApp {
   ProgramBus bus_;
   std::shared_ptr<DefaultsFile> defaults_;
   std::shared_ptr<CameraConsent> consent_;
+  std::shared_ptr<DesktopPortal> portal_;
   std::shared_ptr<CameraPortal> cameraPortal_;
   Registration damaged_;
   std::string untold_;  // the key of what the person is to be told once

@@ -18,11 +18,23 @@ void DesktopPortal::want() {
   if (!std::exchange(wanted_, true) && isAbsent()) start();
 }
 
+void DesktopPortal::whenReady(std::function<void(bool ready)> then) {
+  if (ready_) return then(true);
+  waiting_.push_back(std::move(then));
+  if (isPresent()) return;  // it is being told who we are
+  isAbsent() ? start([this] { tellWaiting(false); }) : tellWaiting(false);
+}
+
+void DesktopPortal::tellWaiting(bool ready) {
+  for (const auto& then : std::exchange(waiting_, {})) then(ready);
+}
+
 void DesktopPortal::appeared() {
   // Older portals do not know the question, and one that hangs is no worse than without it.
   const auto registered = [this](const BusMessage&) {
     ready_ = true;
     changed_.emit(true);
+    tellWaiting(true);
   };
   constexpr int noOptions = 0;
   call({path, "org.freedesktop.host.portal.Registry", "Register"}, {registered}, "sa{sv}",
@@ -31,6 +43,12 @@ void DesktopPortal::appeared() {
 
 void DesktopPortal::gone() {
   if (std::exchange(ready_, false)) changed_.emit(false);
+  tellWaiting(false);
+}
+
+void DesktopPortal::absent() {
+  tellWaiting(false);
+  if (wanted_) start();
 }
 
 /// The answer is a signal of an object whose path is known beforehand, so that it can be listened to before

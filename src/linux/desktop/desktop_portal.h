@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "linux/desktop/bus.h"
 #include "support/published.h"
@@ -28,6 +29,9 @@ class DesktopPortal final : private BusService {
   [[nodiscard]] bool isReady() const { return ready_; }
   /// Has it started where it does not run.
   void want();
+  /// Calls `then` with true when the portal may be spoken to, which is started for that, and with false where
+  /// there is none.
+  void whenReady(std::function<void(bool ready)> then);
 
   // As those of BusService, once it is ready.
   using BusService::call;
@@ -72,15 +76,15 @@ class DesktopPortal final : private BusService {
 
   void appeared() override;
   void gone() override;
-  void absent() override {
-    if (wanted_) start();
-  }
+  void absent() override;
+  void tellWaiting(bool ready);
   [[nodiscard]] std::shared_ptr<Question> expect(const std::string& token, Answer answer) const;
 
   bool wanted_ = false;
   bool ready_ = false;
   int requests_ = 0;
   Signal<bool> changed_;
+  std::vector<std::function<void(bool ready)>> waiting_;
 };
 
 }  // namespace sentrel

@@ -625,19 +625,27 @@ TEST_F(KeyMonitorTest, WhoDeclinesAShortcutIsAskedAgainOnlyAfterSwitchingItOff) 
 
 /// Who asks it anything before it knows the program is nobody to it.
 TEST_F(KeyMonitorTest, ThePortalHearsFirstWhoAsks) {
+  const auto shared = std::make_shared<DesktopPortal>(ownSessionBus);
+  std::vector<bool> told;
+  const auto await = [&] { shared->whenReady([&](bool ready) { told.push_back(ready); }); };
+  ASSERT_TRUE(runUntil([&] { return ownSessionBus->isConnected(); }));
+  await();
+  ASSERT_TRUE(runUntil([&] { return told == std::vector{false}; })) << "nobody could start one";
   ShortcutsPortal portal(desktop);
   portal.service.keep(u"Register"_s);
   portal.service.answer(u"Read"_s, nothing);
-  const auto shared = std::make_shared<DesktopPortal>(ownSessionBus);
   const DesktopAppearance appearance(ownSessionBus, shared, {});
   DesktopKeyMonitor keys({loop, shared, defaults, displays, session, {"", ""}});
   const Registration observing = observe(keys);
   ASSERT_TRUE(runUntilCalls(portal.service, "Register", 1));
+  await();
   EXPECT_EQ(portal.calls("Read") + portal.calls("CreateSession"), 0U);
+  EXPECT_EQ(told.size(), 1U) << "it does not know yet who we are";
   const QDBusMessage call = portal.service.calls(u"Register"_s)[0];
   EXPECT_EQ(call.arguments().at(0), u"expert.mardeck.sentrel"_s);
   portal.service.reply(call, {});
   for (const char* next : {"Read", "CreateSession"}) EXPECT_TRUE(runUntilCalls(portal.service, next, 1));
+  EXPECT_EQ(told, (std::vector{false, true}));
   EXPECT_EQ(portal.calls("Register"), 1U);
 }
 
