@@ -3,6 +3,7 @@
 
 #include <QStringList>
 #include <algorithm>
+#include <tuple>
 #include <utility>
 
 namespace sentrel {
@@ -63,7 +64,7 @@ PortalShortcuts::PortalShortcuts(Parts parts)
 void PortalShortcuts::want(Shortcut shortcut) {
   wanted_.insert(shortcut);
   parts_.portal->want();
-  const bool isDone = isOpen_ && bound_.contains(shortcut) && isAsked(shortcut);
+  const bool isDone = bound_.contains(shortcut) && isAsked(shortcut);
   if (isDone || !parts_.portal->isReady()) return;
   close();
   open();
@@ -87,12 +88,10 @@ void PortalShortcuts::close() {
   listening_ = {};
   if (!session_.empty()) parts_.portal->call({session_, "org.freedesktop.portal.Session", "Close"}, {}, "");
   session_.clear();
-  isOpen_ = false;
   for (const Shortcut shortcut : std::exchange(bound_, {})) parts_.granted(shortcut, {});
 }
 
 void PortalShortcuts::open() {
-  isOpen_ = true;
   bound_ = wanted_;
   for (const Shortcut shortcut : bothShortcuts) {
     if (wasGranted(shortcut)) bound_.insert(shortcut);
@@ -171,23 +170,21 @@ void PortalShortcuts::bind(const Keys& listed) {
   };
   const std::string token = parts_.portal->newToken();
   constexpr auto noParentWindow = "";
-  const auto asked = [&](auto... shortcuts) {
+  const auto ask = [&](auto... shortcuts) {
     request_ =
         parts_.portal->request(token, answered, method("BindShortcuts"), "oa(sa{sv})sa{sv}", session_.c_str(),
                                shortcuts..., noParentWindow, 1, "handle_token", "s", token.c_str());
   };
-  const auto words = [this](Shortcut shortcut) {
-    return parts_.descriptions[static_cast<std::size_t>(shortcut)].c_str();
+  const auto valuesOf = [this](Shortcut shortcut) {
+    return std::tuple(namesOf(shortcut).id, 2, "description", "s",
+                      parts_.descriptions[static_cast<std::size_t>(shortcut)].c_str(), "preferred_trigger",
+                      "s", namesOf(shortcut).keys);
   };
-  const Shortcut first = *bound_.begin();
+  const auto first = valuesOf(*bound_.begin());
   if (bound_.size() == 1) {
-    asked(1, namesOf(first).id, 2, "description", "s", words(first), "preferred_trigger", "s",
-          namesOf(first).keys);
+    std::apply(ask, std::tuple_cat(std::tuple(1), first));
   } else {
-    const Shortcut last = *bound_.rbegin();
-    asked(2, namesOf(first).id, 2, "description", "s", words(first), "preferred_trigger", "s",
-          namesOf(first).keys, namesOf(last).id, 2, "description", "s", words(last), "preferred_trigger", "s",
-          namesOf(last).keys);
+    std::apply(ask, std::tuple_cat(std::tuple(2), first, valuesOf(*bound_.rbegin())));
   }
 }
 

@@ -60,8 +60,7 @@ class PortalShortcuts {
 
   const Parts parts_;
   std::set<Shortcut> wanted_;
-  std::set<Shortcut> bound_;  // or refused, in the session that is open
-  bool isOpen_ = false;
+  std::set<Shortcut> bound_;  // or refused, in the session that is open; none while none is
   unsigned version_ = 1;
   std::string session_;
   Registration request_;  // the one under way
