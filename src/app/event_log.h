@@ -60,7 +60,7 @@ class EventLog {
   const Parts parts_;
   const std::int64_t startedMs_;
   std::deque<Event> last_;
-  std::map<std::string, QString> newest_;  // by what it is about: what repeats itself is no event
+  std::map<std::string, QString> newest_;  // by category: what repeats itself is no event
   std::vector<Registration> registrations_;
 };
 

@@ -31,11 +31,11 @@ enum class Launch {
   bus      ///< the session bus, for a message to it
 };
 
-// The desktop's leave to come to the front goes from the program that the person used to the one that shows a
-// window, as platform data of `org.freedesktop.Application`. Main thread.
-
 /// The state as other programs read it; part of the program's interface, never translated.
 [[nodiscard]] const char* stateName(const FilterState& state);
+
+// The desktop's leave to come to the front goes from the program that the person used to the one that shows a
+// window, as platform data of `org.freedesktop.Application`. Main thread.
 
 /// Makes room in the environment for tokens to come. To be called once, before the first thread starts.
 void reserveActivationToken();

@@ -77,7 +77,7 @@ class CalibrationSession : public std::enable_shared_from_this<CalibrationSessio
   void finalizeMeasurement();
   /// Whether the camera must stay closed, whoever wishes it.
   [[nodiscard]] bool cameraRests() const;
-  /// Ends in `failed`; the camera's failure ends with the wish for it, and is told.
+  /// Ends in `failed`, with what ails the camera: nobody knows that any more once the wish for it has ended.
   void fail(const char* message);
   /// Ends whatever runs, and the wish for the camera.
   void end();

@@ -32,7 +32,7 @@ constexpr std::array settings{Setting{freedesktop, "reduced-motion"},
                               Setting{"org.gnome.desktop.a11y.interface", "high-contrast"},
                               Setting{"org.kde.kdeglobals.KDE", "AnimationDurationFactor"}};
 
-// By the portal it is the one of the common settings.
+// Of the portal nobody asks it: that has it as the common setting above.
 constexpr Setting storedScheme{gnome, "color-scheme"};
 
 // Much larger than anybody's.
