@@ -88,7 +88,6 @@ void Relaxations::begin() {
     filter.rules.onlyFacing = options.onlyFacing;
     applySharing();
   }));
-  away_ = false;
   watchSharing();
   // Another camera sees other places.
   cameraID_ = uses_.settingsRepo->settings.get().selectedCameraID;
@@ -126,7 +125,8 @@ void Relaxations::applySharing() {
 /// While the person is away no sharing is looked for; one that goes on is followed to its end.
 void Relaxations::watchSharing() {
   ScreenSharing& sharing = *uses_.platform.screenSharing;
-  if (observed_.empty() || (away_ && !sharing.isShared())) {
+  const bool isAway = uses_.cameraControl->rest() == CameraControl::Rest::away;
+  if (observed_.empty() || (isAway && !sharing.isShared())) {
     sharing_.reset();
   } else if (!sharing_) {
     sharing_ = sharing.observe();
@@ -146,7 +146,6 @@ void Relaxations::follow(const CameraControl::Status& status) {
   using Kind = CameraControl::Status::Kind;
   using Rest = CameraControl::Rest;
   const bool rests = status.kind == Kind::resting;
-  away_ = rests && status.rest == Rest::away;
   watchSharing();
   if (refusesGuests()) sendGuestsAway();
   // What was seen before may have been seen by another camera.

@@ -78,7 +78,6 @@ class Relaxations {
   Published<bool> isScreenShared_;
   std::vector<Registration> observed_;
   Registration sharing_;
-  bool away_ = false;
   std::optional<std::string> cameraID_;
   bool toldSharing_ = false;
   Registration pauseTimer_;

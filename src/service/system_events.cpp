@@ -17,7 +17,6 @@ SystemEvents::SystemEvents(const ServiceDependencies& dependencies)
       })) {}
 
 void SystemEvents::end() {
-  away_ = false;
   batteryTimer.reset();
   powerRegistration_.reset();
   pressed_ = nullptr;
@@ -53,7 +52,7 @@ void SystemEvents::observeShortcut() {
 }
 
 void SystemEvents::setAway(bool away) {
-  if (std::exchange(away_, away) == away) return;
+  if (away != static_cast<bool>(batteryTimer)) return;
   if (away) {
     batteryTimer.reset();
     powerRegistration_.reset();

@@ -30,8 +30,7 @@ class SystemEvents {
   void updateShortcutHint();
 
   const ServiceDependencies& uses_;
-  bool away_ = false;
-  Registration batteryTimer;
+  Registration batteryTimer;  // while the person is there
   Registration powerRegistration_;
   std::function<void()> pressed_;  // while the shortcut is registered
   Registration globalMonitor;
