@@ -122,9 +122,10 @@ TEST_F(CommandsTest, TheDoctorAsksTheProgramAndTheMachineWhereItDoesNotAnswer) {
     return said.out;
   };
   const std::string running = answer();
-  for (const char* part : {"Programme : en marche depuis 0:0", "Protection : Protection active",
-                           "Virtual camera : ", "Utilisée : Virtual camera", "org.freedesktop.login1",
-                           ": sentrel.state: nominal", "Modèles de détection : en bon état"})
+  for (const char* part :
+       {"Programme : en marche depuis 0:0", "Protection : Protection active",
+        "Virtual camera : YUY2 640x480@30", "Utilisée : Virtual camera", "org.freedesktop.login1",
+        ": sentrel.state: nominal", "Modèles de détection : en bon état"})
     EXPECT_THAT(running, testing::HasSubstr(part));
   EXPECT_THAT(running, testing::Not(testing::HasSubstr(settingsFolder().string())));
 

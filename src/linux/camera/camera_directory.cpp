@@ -76,8 +76,15 @@ struct CameraDirectory::Node {
       : owner(directory), id(nodeID), proxy(bound) {
     static constexpr pw_node_events events{
         .version = PW_VERSION_NODE_EVENTS,
-        .info = [](void* self, const pw_node_info* info) { static_cast<Node*>(self)->update(info); }};
+        .info = [](void* self, const pw_node_info* info) { static_cast<Node*>(self)->update(info); },
+        .param =
+            [](void* self, int, std::uint32_t kind, std::uint32_t, std::uint32_t, const spa_pod* parameter) {
+              const Node& node = *static_cast<Node*>(self);
+              if (kind == SPA_PARAM_EnumFormat && parameter != nullptr && node.device)
+                node.owner->events_.formatOffered(node.device->uniqueID, parameter);
+            }};
     addNodeListener(proxy, &listener, &events, this);
+    if (owner->events_.formatOffered) requestFormats(proxy);  // told after the properties
   }
   ~Node() {
     spa_hook_remove(&listener);

@@ -19,6 +19,7 @@
 
 struct pw_core;
 struct spa_dict;
+struct spa_pod;
 
 namespace sentrel {
 
@@ -44,6 +45,9 @@ class CameraDirectory {
     std::function<void()> devicesChanged;
     std::function<void()> completed;
     std::function<void()> screenReadsChanged;
+    /// One that the device `uniqueID` offers. They are asked for only where this is given, and all are told
+    /// before the first `completed`.
+    std::function<void(const std::string& uniqueID, const spa_pod* format)> formatOffered{};
   };
 
   explicit CameraDirectory(Events events);

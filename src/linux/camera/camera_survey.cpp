@@ -3,28 +3,19 @@
 
 #include <algorithm>
 #include <cctype>
-#include <memory>
+#include <map>
+#include <semaphore>
 #include <span>
-#include <string_view>
-#include <utility>
 
+#include "linux/camera/camera_directory.h"
 #include "linux/camera/pipewire_headers.h"
+#include "linux/camera/pipewire_loop.h"
 
 namespace sentrel {
 
 namespace {
 
 constexpr std::size_t mostFormats = 64;  // of a camera
-
-struct LoopDeleter {
-  void operator()(pw_main_loop* loop) const { pw_main_loop_destroy(loop); }
-  void operator()(pw_context* context) const { pw_context_destroy(context); }
-};
-
-std::string_view property(const spa_dict* properties, const char* key) {
-  const char* value = properties == nullptr ? nullptr : spa_dict_lookup(properties, key);
-  return value == nullptr ? std::string_view() : value;
-}
 
 /// One value, or all that there is to choose from, the usual one first; of another type than `T` none.
 template <class T>
@@ -81,143 +72,66 @@ std::string sizeAndRate(const spa_pod* format) {
   return words;
 }
 
-/// One walk through what the service lists, on a loop of its own.
-class Survey {
- public:
-  Survey() = default;
-  Survey(const Survey&) = delete;
-  Survey& operator=(const Survey&) = delete;
-  ~Survey() {
-    for (const auto& node : nodes_) {
-      spa_hook_remove(&node->listener);
-      pw_proxy_destroy(node->proxy);
-    }
-    if (registry_ != nullptr) {
-      spa_hook_remove(&registryListener_);
-      pw_proxy_destroy(reinterpret_cast<pw_proxy*>(registry_));
-    }
-    if (core_ == nullptr) return;
-    spa_hook_remove(&coreListener_);
-    pw_core_disconnect(core_);
-  }
+/// What one camera offers, put together from what it tells.
+struct Offer {
+  CameraSurvey::Formats formats;
+  std::size_t told = 0;
 
-  [[nodiscard]] std::optional<CameraSurvey> run(std::chrono::milliseconds limit) {
-    if (!connect()) return std::nullopt;
-    spa_source* timer = pw_loop_add_timer(
-        pw_main_loop_get_loop(loop_.get()),
-        [](void* self, std::uint64_t) { pw_main_loop_quit(static_cast<Survey*>(self)->loop_.get()); }, this);
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(limit);
-    timespec value{};
-    value.tv_sec = seconds.count();
-    value.tv_nsec = std::chrono::nanoseconds(limit - seconds).count();
-    pw_loop_update_timer(pw_main_loop_get_loop(loop_.get()), timer, &value, nullptr, false);
-    pw_main_loop_run(loop_.get());
-    pw_loop_destroy_source(pw_main_loop_get_loop(loop_.get()), timer);
-    if (result_.version.empty()) return std::nullopt;
-    for (const auto& node : nodes_) result_.cameras.push_back(node->camera);
-    return std::move(result_);
-  }
-
- private:
-  struct Node {
-    pw_proxy* proxy;
-    spa_hook listener{};
-    CameraSurvey::Camera camera{};
-    std::size_t formats = 0;
-
-    void add(const spa_pod* format) {
-      const std::string encoding = format == nullptr ? std::string() : encodingOf(format);
-      if (encoding.empty() || ++formats > mostFormats) return;
-      const auto known = std::ranges::find_if(
-          camera.formats, [&](const std::string& words) { return words.starts_with(encoding + " "); });
-      if (known == camera.formats.end()) {
-        camera.formats.push_back(encoding + " " + sizeAndRate(format));
-      } else {
-        known->append(", ").append(sizeAndRate(format));
-      }
-    }
-  };
-
-  bool connect() {
-    pw_init(nullptr, nullptr);
-    loop_.reset(pw_main_loop_new(nullptr));
-    if (!loop_) return false;
-    context_.reset(pw_context_new(pw_main_loop_get_loop(loop_.get()),
-                                  pw_properties_new("module.rt", "false", nullptr), 0));
-    core_ = context_ ? pw_context_connect(context_.get(), nullptr, 0) : nullptr;
-    if (core_ == nullptr) return false;
-    static constexpr pw_core_events coreEvents{
-        .version = PW_VERSION_CORE_EVENTS,
-        .info =
-            [](void* self, const pw_core_info* info) {
-              static_cast<Survey*>(self)->result_.version = info->version == nullptr ? "?" : info->version;
-            },
-        .done = [](void* self, std::uint32_t, int sequence) { static_cast<Survey*>(self)->synced(sequence); },
-        .error =
-            [](void* self, std::uint32_t id, int, int, const char*) {
-              if (id == PW_ID_CORE) pw_main_loop_quit(static_cast<Survey*>(self)->loop_.get());
-            },
-    };
-    static constexpr pw_registry_events registryEvents{
-        .version = PW_VERSION_REGISTRY_EVENTS,
-        .global = [](void* self, std::uint32_t id, std::uint32_t, const char* type, std::uint32_t,
-                     const spa_dict* properties) { static_cast<Survey*>(self)->found(id, type, properties); },
-    };
-    addListener(core_, &coreListener_, &coreEvents, this);
-    registry_ = pw_core_get_registry(core_, PW_VERSION_REGISTRY, 0);
-    if (registry_ == nullptr) return false;
-    addListener(registry_, &registryListener_, &registryEvents, this);
-    sequence_ = requestSync(core_);
-    return true;
-  }
-
-  void found(std::uint32_t id, const char* type, const spa_dict* properties) {
-    if (std::string_view(type == nullptr ? "" : type) != PW_TYPE_INTERFACE_Node ||
-        property(properties, PW_KEY_MEDIA_CLASS) != "Video/Source" ||
-        property(properties, PW_KEY_MEDIA_ROLE) != "Camera" || nodes_.size() == CameraSurvey::mostCameras)
-      return;
-    pw_proxy* proxy = bindGlobal(registry_, id, type, PW_VERSION_NODE);
-    if (proxy == nullptr) return;
-    static constexpr pw_node_events events{.version = PW_VERSION_NODE_EVENTS,
-                                           .param = [](void* self, int, std::uint32_t kind, std::uint32_t,
-                                                       std::uint32_t, const spa_pod* format) {
-                                             if (kind == SPA_PARAM_EnumFormat)
-                                               static_cast<Node*>(self)->add(format);
-                                           }};
-    auto node = std::make_unique<Node>(Node{proxy});
-    node->camera.name = property(properties, PW_KEY_NODE_DESCRIPTION);
-    if (node->camera.name.empty()) node->camera.name = property(properties, PW_KEY_NODE_NICK);
-    addNodeListener(proxy, &node->listener, &events, node.get());
-    requestFormats(proxy);
-    nodes_.push_back(std::move(node));
-  }
-
-  /// The first ends the list of objects, the second what was asked of them.
-  void synced(int sequence) {
-    if (sequence != sequence_) return;
-    if (std::exchange(isListed_, true)) {
-      pw_main_loop_quit(loop_.get());
+  void add(const spa_pod* format) {
+    const std::string encoding = encodingOf(format);
+    if (encoding.empty() || ++told > mostFormats) return;
+    const auto known = std::ranges::find_if(
+        formats, [&](const std::string& words) { return words.starts_with(encoding + " "); });
+    if (known == formats.end()) {
+      formats.push_back(encoding + " " + sizeAndRate(format));
     } else {
-      sequence_ = requestSync(core_);
+      known->append(", ").append(sizeAndRate(format));
     }
   }
-
-  std::unique_ptr<pw_main_loop, LoopDeleter> loop_;
-  std::unique_ptr<pw_context, LoopDeleter> context_;
-  pw_core* core_ = nullptr;
-  pw_registry* registry_ = nullptr;
-  spa_hook coreListener_{};
-  spa_hook registryListener_{};
-  std::vector<std::unique_ptr<Node>> nodes_;
-  CameraSurvey result_;
-  int sequence_ = -1;
-  bool isListed_ = false;
 };
 
 }  // namespace
 
 std::optional<CameraSurvey> surveyCameras(std::chrono::milliseconds limit) {
-  return Survey().run(limit);
+  CameraSurvey survey;
+  bool isComplete = false;
+  std::map<std::string, Offer> offers;  // by the unique id of the camera
+  std::counting_semaphore<> answered(0);
+  PipeWireLoop loop("sentrel-survey");
+  CameraDirectory directory(
+      {.devicesChanged = [] {},
+       .completed =
+           [&] {
+             for (const CameraDevice& device : directory.listing().devices)
+               if (survey.cameras.size() < CameraSurvey::mostCameras)
+                 survey.cameras.push_back({device.localizedName, offers[device.uniqueID].formats});
+             isComplete = true;
+             answered.release();
+           },
+       .screenReadsChanged = [] {},
+       .formatOffered = [&](const std::string& uniqueID,
+                            const spa_pod* format) { offers[uniqueID].add(format); }});
+  static constexpr pw_core_events events{
+      .version = PW_VERSION_CORE_EVENTS, .info = [](void* told, const pw_core_info* info) {
+        static_cast<CameraSurvey*>(told)->version = info->version == nullptr ? "?" : info->version;
+      }};
+  spa_hook listener{};
+  const auto connected = [&](pw_core* core) {
+    addListener(core, &listener, &events, &survey);
+    directory.attach(core);
+  };
+  const auto lost = [&] {
+    directory.detach();
+    spa_hook_remove(&listener);
+  };
+  const auto absent = [&] { answered.release(); };
+  PipeWireConnection connection(loop, {.connected = connected, .lost = lost, .absent = absent});
+  connection.open();
+  loop.start();
+  static_cast<void>(answered.try_acquire_for(limit));
+  loop.call([&] { connection.close(); });
+  loop.stop();
+  return isComplete ? std::optional(survey) : std::nullopt;
 }
 
 std::string pipeWireVersion() {
