@@ -14,7 +14,7 @@ constexpr std::int64_t answerDeadlineMs = 2'000;
 /// After a server could not be started, no start is tried for this long.
 constexpr std::chrono::minutes startRest{10};
 
-/// A server that hides ours together with those of others does so at once.
+/// A server that hides ours together with those of others does so at once, before or after it answers.
 constexpr std::int64_t trialMs = 2'000;
 
 constexpr auto path = "/org/freedesktop/Notifications";
@@ -233,7 +233,8 @@ void DesktopNotifications::closed(const BusMessage& signal) {
   constexpr uint byThePerson = 2;
   constexpr uint byUs = 3;
   const auto reason = valueOf<uint>(signal.arguments.value(1)).value_or(0);
-  if (!trial_ || reason == byThePerson || reason == byUs) return;
+  const bool isTried = trial_ || (inhibition_ && *inhibition_ == 0);
+  if (!isTried || reason == byThePerson || reason == byUs) return;
   // Ours went with the others: rather none is hidden.
   canHideOthers_ = false;
   showOthers();

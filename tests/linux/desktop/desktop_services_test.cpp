@@ -138,20 +138,28 @@ TEST_F(NotificationsTest, OthersAreHiddenOnlyWhereOursAreStillShown) {
     QStringList abilities;
     QVariantList answer;  // to the inhibition
     uint closedFor;       // why ours is closed meanwhile; 0 is not at all
+    bool closesFirst;     // before the answer
     bool hides, stillCan;
     std::size_t ended;  // inhibitions that we have ended
   } cases[] = {
-      {"hidden for as long as wanted", {u"body"_s, u"inhibitions"_s}, {5U}, 0, true, true, 1},
-      {"the person has read ours", {u"inhibitions"_s}, {5U}, 2, true, true, 1},
-      {"ours was hidden as well", {u"inhibitions"_s}, {5U}, 1, true, false, 1},
-      {"refused in the end", {u"inhibitions"_s}, {u"garbage"_s}, 0, true, false, 0},
-      {"a server that cannot", {u"body"_s}, {5U}, 0, false, false, 0},
+      {"hidden for as long as wanted", {u"body"_s, u"inhibitions"_s}, {5U}, 0, false, true, true, 1},
+      {"the person has read ours", {u"inhibitions"_s}, {5U}, 2, false, true, true, 1},
+      {"ours was hidden as well", {u"inhibitions"_s}, {5U}, 1, false, true, false, 1},
+      {"and that before it answered", {u"inhibitions"_s}, {5U}, 1, true, true, false, 1},
+      {"refused in the end", {u"inhibitions"_s}, {u"garbage"_s}, 0, false, true, false, 0},
+      {"a server that cannot", {u"body"_s}, {5U}, 0, false, false, false, 0},
   };
-  for (const auto& [what, abilities, answer, closedFor, hides, stillCan, ended] : cases) {
+  for (const auto& [what, abilities, answer, closedFor, closesFirst, hides, stillCan, ended] : cases) {
     SCOPED_TRACE(what);
     auto server = serve(7);
     server->answer(u"GetCapabilities"_s, [&](const QDBusMessage&) { return QVariantList{abilities}; });
-    server->answer(u"Inhibit"_s, [&](const QDBusMessage&) { return answer; });
+    const auto closeOurs = [&] {
+      server->emitSignal(notificationsPath, notifications, u"NotificationClosed"_s, {7U, closedFor});
+    };
+    server->answer(u"Inhibit"_s, [&](const QDBusMessage&) {
+      if (closesFirst) closeOurs();
+      return answer;
+    });
     ASSERT_TRUE(runUntilCalls(*server, "GetCapabilities", 1));
     centre.add("alert", content);
     ASSERT_TRUE(runUntilCalls(*server, "Notify", 1));
@@ -165,8 +173,7 @@ TEST_F(NotificationsTest, OthersAreHiddenOnlyWhereOursAreStillShown) {
       EXPECT_FALSE(centre.hideOthers()) << "once at a time";
       EXPECT_TRUE(centre.isHeard());
     }
-    if (closedFor != 0)
-      server->emitSignal(notificationsPath, notifications, u"NotificationClosed"_s, {7U, closedFor});
+    if (closedFor != 0 && !closesFirst) closeOurs();
     // The second is asked for once the first was answered, which was after all that was told before.
     for (const std::size_t count : {2U, 3U}) {
       centre.add("other", content);
