@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <map>
 #include <semaphore>
 #include <span>
@@ -68,7 +69,7 @@ std::string sizeAndRate(const spa_pod* format) {
   for (const spa_fraction& rate :
        valuesOf<spa_fraction>(format, SPA_FORMAT_VIDEO_framerate, SPA_TYPE_Fraction).all)
     if (rate.denom != 0) best = std::max(best, static_cast<double>(rate.num) / rate.denom);
-  if (best > 0) words.append("@").append(std::to_string(static_cast<int>(best + 0.5)));
+  if (best > 0) words.append("@").append(std::to_string(std::lround(best)));
   return words;
 }
 
