@@ -43,16 +43,6 @@ struct ProgramWindowsTest : ProgramDesk {
     words.insert(words.end(), values.begin(), values.end());
     return desktop.run("dbus-send", words);
   }
-  std::string iconProperty(const std::string& name) {
-    return ask("/StatusNotifierItem", "org.freedesktop.DBus.Properties.Get",
-               {"string:org.kde.StatusNotifierItem", "string:" + name});
-  }
-
-  /// What the camera sees from now on.
-  void show(const QImage& picture) {
-    camera.setSource([picture](std::int64_t) { return picture.constBits(); });
-  }
-
   void clickIcon() {
     ask("/StatusNotifierItem", "org.kde.StatusNotifierItem.Activate", {"int32:900", "int32:20"});
   }
@@ -93,45 +83,6 @@ TEST_F(ProgramWindowsTest, TheIconOpensThePopoverAndNeverClosesAQuestion) {
   ASSERT_TRUE(opens("Préférences Sentrel"));
   EXPECT_TRUE(closes("Sentrel"));
   terminate();  // with a window open
-}
-
-TEST_F(ProgramWindowsTest, ASecondStartSaysThatItOpenedTheWindow) {
-  ChildProcess second = spawn();
-  EXPECT_EQ(second.waitForExit(seconds(10)), 0);
-  EXPECT_NE(second.output().find("sa fenêtre vient de s'ouvrir"), std::string::npos) << second.output();
-  EXPECT_TRUE(opens("Sentrel"));
-}
-
-TEST_F(ProgramWindowsTest, TheIconSaysWhatKeepsTheCameraFromSeeing) {
-  const auto tells = [this](const std::string& words) {
-    const auto says = [&] { return iconProperty("ToolTip").find(words) != std::string::npos; };
-    EXPECT_TRUE(eventually(says, seconds(60))) << words;
-  };
-  const std::string open = iconProperty("IconPixmap");
-  show(PortraitScene::faceless([](int, int) { return 4; }));
-  tells("Caméra couverte ou volet fermé");
-  EXPECT_TRUE(eventually([&] { return iconProperty("IconPixmap") != open; }, seconds(60))) << "struck";
-  show(alone);
-  EXPECT_TRUE(eventually([&] { return iconProperty("IconPixmap") == open; }, seconds(60)));
-  show(PortraitScene::faceless([](int x, int y) { return 4 + (x / 80 + y / 80) % 2 * 20; }));
-  tells("Trop sombre pour bien voir");
-  show(PortraitScene::faceless([](int, int) { return 120; }));
-  tells("Vous n'êtes pas dans le champ");
-  show(portrait.backlit());
-  tells("Contre-jour");
-  camera.setFault(VirtualCamera::Fault::frozen);
-  show(alone);
-  tells("Image figée");
-  camera.setFault(VirtualCamera::Fault::none);
-  camera.setPlaying(false);
-  tells("Aucune image depuis ");
-  const auto other = desktop.spawn("gst-launch-1.0", {"-q", "pipewiresrc", "target-object=virtual_camera",
-                                                      "!", "video/x-raw", "!", "fakesink"});
-  tells("Caméra utilisée par gst-launch-1.0");
-  camera.setPlaying(true);
-  EXPECT_TRUE(eventually([&] { return iconProperty("ToolTip").find("gst-launch") == std::string::npos; }));
-  EXPECT_EQ(state(), "nominal");
-  terminate();
 }
 
 }  // namespace
