@@ -443,10 +443,9 @@ TEST_P(EveryOverlayTest, WhatIsHeldIsShownAfterwards) {
   backend->setHeld(false);
   ASSERT_TRUE(eventuallyColor(probe, coverColor));
   backend->setHeld(true);
-  surface->present(nominalScene);
+  surface->present(darkScene);
   surface->setPicture(flatPicture());
   surface->setTint(26);
-  surface->setTint(0);
   runFor(100);
   EXPECT_EQ(screenshot().pixel(probe), coverColor);
   ChildProcess locker;
@@ -457,7 +456,7 @@ TEST_P(EveryOverlayTest, WhatIsHeldIsShownAfterwards) {
     EXPECT_EQ(screenshot().pixel(probe), white) << "a locker is not fought";
   }
   backend->setHeld(false);
-  EXPECT_TRUE(eventuallyStriped());
+  EXPECT_TRUE(eventuallyGrey(probe, 0.1 * 255 * (1 - 26 / 255.0) + 26)) << "with its tint";
   EXPECT_TRUE(eventuallyColor(onRetro, retroColor));
 }
 
