@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <QJsonArray>
+#include <QJsonValue>
 #include <QPoint>
 #include <QRect>
 #include <QString>
+#include <chrono>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -89,6 +93,29 @@ class DesktopShell {
   virtual void setAppearance(Appearance /*appearance*/) { throw NotHere("one appearance only"); }
   /// By the desktop's own locker; returns when the screen is locked or unlocked.
   virtual void setLocked(bool /*locked*/) { throw NotHere("no locker"); }
+
+ protected:
+  /// The processor draws it all, on a machine that may be busy.
+  static constexpr std::chrono::seconds startLimit{240};
+  static constexpr std::chrono::milliseconds lookInterval{100};
+
+  /// Throws std::runtime_error where it does not come to that.
+  static void waitFor(const std::string& words, const std::function<bool()>& condition,
+                      std::chrono::milliseconds limit = startLimit);
+  /// Throws std::runtime_error, with what the program printed, where it ends before that or it takes too
+  /// long.
+  static void waitForStart(ChildProcess& program, const std::string& name,
+                           const std::function<bool()>& isReady,
+                           std::chrono::milliseconds interval = lookInterval);
+  /// What a program prints, without the space at its ends.
+  [[nodiscard]] static std::string outputOf(HeadlessDesktop& desktop, const std::string& program,
+                                            const std::vector<std::string>& arguments);
+
+  // For desktops that are asked in JavaScript.
+  /// A list, to be written into a script.
+  [[nodiscard]] static QString inScript(const QJsonArray& values);
+  /// Of an object with x, y, width and height; nothing of anything else.
+  [[nodiscard]] static std::optional<QRect> rectOf(const QJsonValue& value);
 };
 
 /// A desktop that can be tried.

@@ -27,6 +27,8 @@ constexpr milliseconds clickLimit{10'000};
 /// Once none of the first ones has arrived.
 constexpr milliseconds lostClickLimit{400};
 
+/// The first one, and what the places below are on.
+constexpr QSize screen(1920, 1080);
 /// Where no other window ever lies on the document.
 const QRect bareDocument(700, 450, 560, 420);
 /// The middle of the desktop's panel, which is at the top.
@@ -43,17 +45,17 @@ constexpr seconds hang{25};
 constexpr seconds betweenNotifications{31};  // the program rests for 30 s
 constexpr double darkShare = 0.7;            // of the document's brightness is left at most in an alert
 
-// On a screen of 1920 x 1080: bare, below the banner, below the onlooker's picture and its dot, at the edges.
+// Bare, below the banner, below the onlooker's picture and its dot, at the edges.
 const std::vector<QPoint> onDocument{{960, 500},  {960, 975},  {810, 950}, {1772, 904},
                                      {1660, 820}, {1910, 600}, {30, 1000}, {1400, 120}};
-/// Whether the banner of an alert is where it belongs on a screen of 1920 x 1080.
-bool showsBanner(const QImage& screen) {
+/// Whether the banner of an alert is where it belongs.
+bool showsBanner(const QImage& picture) {
   int red = 0;
   for (int x = 800; x < 1120; x += 4) {
-    const QRgb pixel = screen.pixel(x, 912);
+    const QRgb pixel = picture.pixel(x, 912);
     red += qRed(pixel) > 150 && qGreen(pixel) < 60 && qBlue(pixel) < 80 ? 1 : 0;
   }
-  return red > 60;
+  return red > 20;  // of 80: at some scales its words stand there
 }
 
 /// The X11 window, smaller, in front of the document.
@@ -96,10 +98,7 @@ void DesktopTrial::prepare() {
   document_.show();
   follows("the document is painted", [this] { return document_.isPainted(); });
   shell_.maximizeWindow(document_.title());
-  follows("the document fills the screen", [this] {
-    const auto place = shell_.window(document_.title());
-    return place && place->width() == 1920;
-  });
+  follows("the document fills the screen", [this] { return documentSize().width() == screen.width(); });
   otherWindow_ = desktop_.spawn("stdbuf", {"-oL", "xev", "-event", "button", "-event", "keyboard",
                                            "-geometry", "200x200+1450+350", "-name", other.toStdString()});
   follows("the X11 window is there", [&] { return shell_.window(other).has_value(); });
@@ -155,10 +154,8 @@ void DesktopTrial::reachThrough(const std::string& name, const std::string& stat
 void DesktopTrial::coverFullScreenWindow() {
   record("cover", "full-screen window", [this] {
     document_.showFullScreen();
-    follows("the document fills the whole screen", [this] {
-      const auto place = shell_.window(document_.title());
-      return place && place->height() == 1080;
-    });
+    follows("the document fills the whole screen",
+            [this] { return documentSize().height() == screen.height(); });
     coverDocument("full-screen", bareDocument);
   });
   document_.showMaximized();
@@ -205,27 +202,24 @@ void DesktopTrial::coverAtScale(double scale) {
                         [this] { return document_.clicks(); });
   });
   shell_.setScale(1);
-  follows("the document fills the screen again", [this] {
-    const auto place = shell_.window(document_.title());
-    return place && place->width() == 1920;
-  });
+  follows("the document fills the screen again", [this] { return documentSize().width() == screen.width(); });
 }
 
 /// A document at this place of the picture is covered in nominal and in an alert; nominal is left.
 void DesktopTrial::coverDocument(const std::string& name, const QRect& place) {
   const double bright = brightness("uncovered", bareDocument);
-  const QRect screen(place.topLeft() - bareDocument.topLeft(), QSize(1920, 1080));
+  const QRect output(place.topLeft() - bareDocument.topLeft(), screen);
   const auto isCalm = [&](const std::string& taken) {
     takePicture(taken);
     const double seen = brightness(taken, place);
-    return seen < bright - 1 && seen > darkShare * bright && !showsBanner(picture(taken).copy(screen));
+    return seen < bright - 1 && seen > darkShare * bright && !showsBanner(picture(taken).copy(output));
   };
   bringAbout("nominal");
   follows("the screen shows it", [&] { return isCalm(name + "-nominal"); });
   bringAbout("alert");
   follows("the screen shows it", [&] {
     takePicture(name + "-alert");
-    return showsBanner(picture(name + "-alert").copy(screen));
+    return showsBanner(picture(name + "-alert").copy(output));
   });
   if (brightness(name + "-alert", place) >= darkShare * bright - 1)
     throw std::runtime_error("the document is not covered in " + name + "-alert");
@@ -277,7 +271,7 @@ void DesktopTrial::showNotification() {
     follows("a notification", [this] { return shell_.notification().has_value(); });
     takePicture("notification");
     const QRect place = shell_.notification().value_or(QRect());
-    if (place.intersects(QRect(1920 - 276, 1080 - 272, 256, 192)))
+    if (place.intersects(onlookerPlace(screen)))
       throw std::runtime_error("the onlooker's picture hides the notification");
     bringAbout("nominal");
   });
@@ -370,7 +364,7 @@ void DesktopTrial::takePictureIn(const std::string& state, const std::string& na
   bringAbout(state);
   follows("the screen shows it", [&] {
     takePicture(name);
-    return showsOnlooker(picture(name).copy(0, 0, 1920, 1080)) == (state == "alert");
+    return showsOnlooker(picture(name).copy(QRect(QPoint(), screen))) == (state == "alert");
   });
 }
 

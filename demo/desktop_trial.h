@@ -56,6 +56,8 @@ class DesktopTrial final : public ProgramTrial {
 
   void bringAbout(const std::string& state);
   void coverDocument(const std::string& name, const QRect& place);
+  /// Of the document's window; empty where it is not there.
+  [[nodiscard]] QSize documentSize() { return shell_.window(document_.title()).value_or(QRect()).size(); }
   /// Brings the state about, and takes a picture of this name once the screen shows it.
   void takePictureIn(const std::string& state, const std::string& name);
   void reachEverything(const std::string& when);

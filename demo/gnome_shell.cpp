@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QRegularExpression>
 #include <QStringList>
 #include <chrono>
@@ -16,8 +15,6 @@ namespace sentrel::test {
 
 namespace {
 
-/// The processor draws it all, on a machine that may be busy.
-constexpr std::chrono::seconds startLimit{240};
 constexpr std::chrono::seconds answerLimit{120};
 
 const auto shellName = QStringLiteral("org.gnome.Shell");
@@ -27,16 +24,6 @@ constexpr int width = 1920;
 constexpr int height = 1080;
 /// "Activities".
 constexpr QPoint overviewButton{55, 16};
-
-QString quoted(const QString& text) {
-  const QString list = QString::fromUtf8(QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact));
-  return list.mid(1, list.size() - 2);
-}
-
-QString windowNamed(const QString& title) {
-  return QStringLiteral("global.get_window_actors().map(a => a.meta_window).find(w => w.title === %1)")
-      .arg(quoted(title));
-}
 
 /// Nobody else has it.
 constexpr const char* ownKey = "super+alt+k";
@@ -70,7 +57,6 @@ class GnomeShell final : public DesktopShell {
  public:
   GnomeShell(HeadlessDesktop& desktop, bool wayland)
       : desktop_(desktop),
-
         wayland_(wayland),
         bus_(desktop, TestBus::session),
         systemBus_(desktop, TestBus::system),
@@ -89,7 +75,7 @@ class GnomeShell final : public DesktopShell {
                                                                         "--unsafe-mode", "--virtual-monitor",
                                                                         monitor, "--virtual-monitor", monitor}
                                              : std::vector<std::string>{"--x11", "--unsafe-mode"});
-    waitUntilStarted();
+    waitForStart(process_, "gnome-shell", [this] { return hasStarted(); });
     for (const char* name : {"WAYLAND_DISPLAY", "DISPLAY", "XAUTHORITY"}) {
       const QJsonValue value =
           evaluate(QStringLiteral("imports.gi.GLib.getenv('%1')").arg(QLatin1String(name)));
@@ -104,8 +90,7 @@ class GnomeShell final : public DesktopShell {
                       {QString::fromLatin1(service), 0U}, answerLimit);
     }
     (void)evaluate(prelude);
-    if (!waitUntil([this] { return !overviewIsOpen(); }, startLimit))
-      throw std::runtime_error("the overview stays");
+    waitFor("the overview closes", [this] { return !overviewIsOpen(); });
   }
 
   ~GnomeShell() override {
@@ -117,7 +102,7 @@ class GnomeShell final : public DesktopShell {
   GnomeShell& operator=(const GnomeShell&) = delete;
 
   [[nodiscard]] std::string version() const override {
-    return QString::fromStdString(desktop_.run("gnome-shell", {"--version"})).trimmed().toStdString();
+    return outputOf(desktop_, "gnome-shell", {"--version"});
   }
 
   void click(QPoint at) override {
@@ -156,14 +141,14 @@ class GnomeShell final : public DesktopShell {
     keys.reverse().forEach(key => notify(key, Clutter.KeyState.RELEASED));
     return true;
   })())")
-                       .arg(QString::fromUtf8(
-                           QJsonDocument(QJsonArray::fromStringList(names)).toJson(QJsonDocument::Compact))));
+                       .arg(inScript(QJsonArray::fromStringList(names))));
   }
 
   [[nodiscard]] std::optional<QRect> window(const QString& title) override {
-    return place(evaluate(QStringLiteral("(w => { if (!w) return null; const r = w.get_frame_rect();"
-                                         " return {x: r.x, y: r.y, width: r.width, height: r.height}; })(%1)")
-                              .arg(windowNamed(title))));
+    return rectOf(
+        evaluate(QStringLiteral("(w => { if (!w) return null; const r = w.get_frame_rect();"
+                                " return {x: r.x, y: r.y, width: r.width, height: r.height}; })(%1)")
+                     .arg(windowNamed(title))));
   }
 
   [[nodiscard]] QString under(QPoint at) override {
@@ -211,7 +196,7 @@ class GnomeShell final : public DesktopShell {
   [[nodiscard]] int desktopKeys() override { return evaluate(QStringLiteral("global.trial.keys")).toInt(); }
 
   [[nodiscard]] std::optional<QRect> notification() override {
-    return place(evaluate(QStringLiteral(R"((banner => {
+    return rectOf(evaluate(QStringLiteral(R"((banner => {
     if (!banner) return null;
     const [x, y] = banner.get_transformed_position();
     return { x, y, width: banner.width, height: banner.height };
@@ -220,8 +205,9 @@ class GnomeShell final : public DesktopShell {
 
   void clickOverview(bool open) override {
     click(overviewButton);
-    if (!waitUntil([&] { return overviewIsOpen() == open; }, std::chrono::seconds(5)))
-      throw std::runtime_error(open ? "the overview does not open" : "the overview does not close");
+    waitFor(
+        open ? "the overview opens" : "the overview closes", [&] { return overviewIsOpen() == open; },
+        std::chrono::seconds(5));
   }
 
   void setHanging(bool hangs) override { process_.signal(hangs ? SIGSTOP : SIGCONT); }
@@ -254,9 +240,8 @@ class GnomeShell final : public DesktopShell {
       throw NotHere("GNOME locks nothing where systemd has no seats");
     (void)evaluate(locked ? QStringLiteral("Main.screenShield.lock(false) ?? true")
                           : QStringLiteral("Main.screenShield.deactivate(false) ?? true"));
-    if (!waitUntil([&] { return evaluate(QStringLiteral("Main.screenShield.locked")).toBool() == locked; },
-                   startLimit))
-      throw std::runtime_error(locked ? "the screen is not locked" : "the screen stays locked");
+    waitFor(locked ? "the screen is locked" : "the screen is unlocked",
+            [&] { return evaluate(QStringLiteral("Main.screenShield.locked")).toBool() == locked; });
   }
 
   void pressShortcut(const std::string& keys) override {
@@ -284,11 +269,10 @@ class GnomeShell final : public DesktopShell {
     return QJsonDocument::fromJson(answer).array().first();
   }
 
-  [[nodiscard]] static std::optional<QRect> place(const QJsonValue& value) {
-    if (!value.isObject()) return {};
-    return QRectF(value[u"x"].toDouble(), value[u"y"].toDouble(), value[u"width"].toDouble(),
-                  value[u"height"].toDouble())
-        .toRect();
+  [[nodiscard]] static QString windowNamed(const QString& title) {
+    return QStringLiteral(
+               "global.get_window_actors().map(a => a.meta_window).find(w => %1.includes(w.title))")
+        .arg(inScript({title}));
   }
 
   [[nodiscard]] bool overviewIsOpen() const {
@@ -334,19 +318,13 @@ class GnomeShell final : public DesktopShell {
                                        ("[" + outputs.join(u',') + "]").toStdString(), "@a{sv} {}"});
   }
 
-  void waitUntilStarted() {
-    const bool started = waitUntil(
-        [this] {
-          if (!process_.isRunning()) return true;
-          try {
-            return evaluate(QStringLiteral("!Main.layoutManager._startingUp")).toBool();
-          } catch (const std::runtime_error&) {
-            return false;  // not on the bus yet, or not so far
-          }
-        },
-        startLimit, std::chrono::milliseconds(100));
-    if (!started || !process_.isRunning())
-      throw std::runtime_error("gnome-shell did not start; it printed:\n" + process_.output());
+  /// Not before it is on the bus, nor before it can be asked.
+  [[nodiscard]] bool hasStarted() const {
+    try {
+      return evaluate(QStringLiteral("!Main.layoutManager._startingUp")).toBool();
+    } catch (const std::runtime_error&) {
+      return false;
+    }
   }
 
   HeadlessDesktop& desktop_;

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -18,10 +17,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace Qt::StringLiterals;
-
-/// The processor draws it all, on a machine that may be busy.
-constexpr std::chrono::seconds startLimit{120};
-constexpr std::chrono::milliseconds lookInterval{100};
 
 /// What a widget of the trial prints when it is pressed.
 constexpr auto pressed = "trial: pressed";
@@ -84,21 +79,16 @@ class PlasmaShell final : public DesktopShell {
   PlasmaShell& operator=(const PlasmaShell&) = delete;
 
   [[nodiscard]] std::string version() const override {
-    const QString shell = QString::fromStdString(desktop_.run("plasmashell", {"--version"}));
-    return (shell.trimmed() + u", "_s + kwinVersion()).toStdString();
+    return outputOf(desktop_, "plasmashell", {"--version"}) + ", " + kwinVersion();
   }
 
   void click(QPoint at) override { host_.click(at); }
   void pressKey(const std::string& keys) override { host_.pressKey(keys); }
 
   [[nodiscard]] std::optional<QRect> window(const QString& title) override {
-    const QJsonValue place = evaluate(
+    return rectOf(evaluate(
         u"(w => w && (r => ({x: r.x, y: r.y, width: r.width, height: r.height}))(w.frameGeometry))(%1)"_s.arg(
-            windowNamed(title)));
-    if (!place.isObject()) return {};
-    return QRectF(place[u"x"].toDouble(), place[u"y"].toDouble(), place[u"width"].toDouble(),
-                  place[u"height"].toDouble())
-        .toRect();
+            windowNamed(title))));
   }
 
   [[nodiscard]] QString under(QPoint at) override {
@@ -134,9 +124,9 @@ class PlasmaShell final : public DesktopShell {
   void screenshot(const fs::path& path) override { host_.screenshot(path); }
 
  private:
-  [[nodiscard]] bool isSix() const { return kwinVersion().contains(u" 6."); }
-  [[nodiscard]] QString kwinVersion() const {
-    return QString::fromStdString(desktop_.run(program_.string(), {"--version"})).trimmed();
+  [[nodiscard]] bool isSix() const { return kwinVersion().find(" 6.") != std::string::npos; }
+  [[nodiscard]] std::string kwinVersion() const {
+    return outputOf(desktop_, program_.string(), {"--version"});
   }
 
   void startKwin() {
@@ -149,15 +139,10 @@ class PlasmaShell final : public DesktopShell {
                    "sh -c 'printf \"%s\\n%s\\n\" \"$DISPLAY\" \"$XAUTHORITY\" > " + display.string() + "'"});
     std::string name;
     std::string authority;
-    const bool started = waitUntil(
-        [&] {
-          if (!kwin_.isRunning()) return true;
-          std::ifstream in(display);
-          return std::getline(in, name) && std::getline(in, authority) && !in.eof();
-        },
-        startLimit, lookInterval);
-    if (!started || !kwin_.isRunning())
-      throw std::runtime_error("KWin did not start; it printed:\n" + kwin_.output());
+    waitForStart(kwin_, "KWin", [&] {
+      std::ifstream in(display);
+      return std::getline(in, name) && std::getline(in, authority) && !in.eof();
+    });
     desktop_.setVariable("DISPLAY", name);
     desktop_.setVariable("XAUTHORITY", authority);
     desktop_.setVariable("WAYLAND_DISPLAY", "wayland-0");
@@ -176,15 +161,10 @@ class PlasmaShell final : public DesktopShell {
     services_ = desktop_.spawn(isSix() ? "kded6" : "kded5", {});
     panel_ = desktop_.spawn("env", {"QT_QUICK_BACKEND=software", "QT_QPA_PLATFORM=wayland", "plasmashell"});
     bus_.waitForName(u"org.kde.plasmashell"_s);
-    bool added = false;
-    (void)waitUntil(
-        [&] {
-          added = script(u"if (panels().length > 0) { panels()[0].addWidget('trial'); print('added'); }"_s) ==
-                  u"added";
-          return added || !panel_.isRunning();
-        },
-        startLimit, lookInterval);
-    if (!added) throw std::runtime_error("Plasma has no panel; it printed:\n" + panel_.output());
+    waitForStart(panel_, "Plasma's panel", [&] {
+      return script(u"if (panels().length > 0) { panels()[0].addWidget('trial'); print('added'); }"_s) ==
+             u"added";
+    });
   }
 
   /// What a script within Plasma's shell prints.
@@ -202,8 +182,7 @@ class PlasmaShell final : public DesktopShell {
   }
 
   static QString windowNamed(const QString& title) {
-    const QByteArray list = QJsonDocument(QJsonArray{title}).toJson(QJsonDocument::Compact);
-    return u"windows.find(w => %1.includes(w.caption))"_s.arg(QString::fromUtf8(list));
+    return u"windows.find(w => %1.includes(w.caption))"_s.arg(inScript({title}));
   }
 
   /// What an expression is within KWin, where `windows` are all windows.

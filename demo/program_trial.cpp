@@ -150,7 +150,7 @@ double ProgramTrial::brightness(const std::string& name, const QRect& part) cons
 }
 
 bool ProgramTrial::showsOnlooker(const QImage& screen) {
-  const QRect place(screen.width() - 276, screen.height() - 272, 256, 192);
+  const QRect place = onlookerPlace(screen.size());
   const auto isGreen = [&](int x, int y) {
     const QRgb pixel = screen.pixel(x, y);
     return qGreen(pixel) > 40 && qGreen(pixel) > 2 * qRed(pixel) && qGreen(pixel) > 2 * qBlue(pixel);

@@ -85,7 +85,11 @@ class ProgramTrial {
   [[nodiscard]] QImage picture(const std::string& name) const;
   /// 0 to 255, of a sample of the pixels; of the whole picture unless a part is named.
   [[nodiscard]] double brightness(const std::string& name, const QRect& part = {}) const;
-  /// Whether the onlooker's picture is where it belongs on a screen: something green, framed in green.
+  /// Where the onlooker's picture belongs.
+  [[nodiscard]] static QRect onlookerPlace(const QSize& screen) {
+    return {screen.width() - 276, screen.height() - 272, 256, 192};
+  }
+  /// Whether it is there: something green, framed in green.
   [[nodiscard]] static bool showsOnlooker(const QImage& screen);
   /// Throws std::runtime_error unless each state covers more of the document than the one before, and only
   /// the last one shows the onlooker. Pictures of: no cover, nominal, inattention, alert.

@@ -39,18 +39,15 @@ class SwayShell final : public DesktopShell {
         "'[[{\\\"name\\\":\\\"trial\\\",\\\"full_text\\\":\\\"Trial\\\",\\\"min_width\\\":1500}],' && exec "
         "cat 3>&1 > " +
         file("clicks") + "\"\n}\n");
-    const bool ready = waitUntil([this] { return read("display").ends_with('\n') && hasBar(); },
-                                 std::chrono::seconds(30), std::chrono::milliseconds(100));
-    if (!ready) throw std::runtime_error("sway's bar or its X server did not start");
+    waitFor("sway's bar and its X server start",
+            [this] { return read("display").ends_with('\n') && hasBar(); });
     const std::string display = read("display");
     desktop.setVariable("DISPLAY", display.substr(0, display.find('\n')));
   }
 
   ~SwayShell() override { hang(false); }
 
-  [[nodiscard]] std::string version() const override {
-    return QString::fromStdString(desktop_.run("sway", {"--version"})).trimmed().toStdString();
-  }
+  [[nodiscard]] std::string version() const override { return outputOf(desktop_, "sway", {"--version"}); }
 
   void click(QPoint at) override { host_.click(at * scale_); }
   void pressKey(const std::string& keys) override { host_.pressKey(keys); }
@@ -91,12 +88,11 @@ class SwayShell final : public DesktopShell {
   QRect addOutput() override {
     message("create_output");
     QRect place;
-    const bool there = waitUntil([&] {
+    waitFor("sway's second output comes", [&] {
       const QJsonArray outputs = ask("get_outputs").array();
-      place = outputs.size() == 2 ? rectOf(outputs.last().toObject()) : QRect();
+      place = outputs.size() == 2 ? placeOf(outputs.last().toObject()) : QRect();
       return !place.isEmpty();
     });
-    if (!there) throw std::runtime_error("sway's second output did not come");
     return place;
   }
   void pressShortcut(const std::string& /*keys*/) override {
@@ -128,18 +124,15 @@ class SwayShell final : public DesktopShell {
 
   [[nodiscard]] bool hasBar() const {
     const QJsonArray outputs = ask("get_workspaces").array();
-    return !outputs.isEmpty() && rectOf(outputs.first().toObject()).top() == barHeight;
+    return !outputs.isEmpty() && placeOf(outputs.first().toObject()).top() == barHeight;
   }
 
-  static QRect rectOf(const QJsonObject& node) {
-    const QJsonObject rect = node[u"rect"].toObject();
-    return {rect[u"x"].toInt(), rect[u"y"].toInt(), rect[u"width"].toInt(), rect[u"height"].toInt()};
-  }
+  static QRect placeOf(const QJsonObject& node) { return rectOf(node[u"rect"]).value_or(QRect()); }
 
   /// The highest comes last.
   void forEachWindow(const std::function<void(const QJsonObject& node, const QRect& rect)>& visit) const {
     const std::function<void(const QJsonObject&)> walk = [&](const QJsonObject& node) {
-      if (node[u"pid"].isDouble()) visit(node, rectOf(node));
+      if (node[u"pid"].isDouble()) visit(node, placeOf(node));
       for (const auto list : {u"nodes", u"floating_nodes"}) {
         for (const QJsonValue& child : node[QStringView(list)].toArray()) walk(child.toObject());
       }

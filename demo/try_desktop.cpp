@@ -16,33 +16,6 @@
 
 #include "desktop_shell.h"
 #include "desktop_trial.h"
-#include "x11_outputs.h"
-
-namespace sentrel::test {
-
-const std::vector<DesktopKind>& desktopKinds() {
-  constexpr HeadlessDesktop::Options services{.activation = true, .systemBus = true, .pipeWire = true};
-  // Also for compositors that have their outputs as windows of the server.
-  constexpr HeadlessDesktop::Options x11{.activation = true,
-                                         .systemBus = true,
-                                         .pipeWire = true,
-                                         .x11 = true,
-                                         .windowManager = false,
-                                         .compositor = false};
-  HeadlessDesktop::Options twoMonitors = x11;
-  twoMonitors.width = 2 * X11Outputs::width;
-  static const std::vector<DesktopKind> kinds{
-      {"gnome-wayland", services, true, startGnomeOnWayland},
-      {"gnome-x11", x11, false, startGnomeOnX11},
-      {"xfce", twoMonitors, false, startXfce},
-      {"kwin-x11", twoMonitors, false, startKWinOnX11},
-      {"plasma-wayland", x11, true, startPlasmaOnWayland},
-      {"sway", x11, true, startSway},
-  };
-  return kinds;
-}
-
-}  // namespace sentrel::test
 
 int main(int argc, char** argv) {
   using namespace sentrel::test;  // NOLINT(google-build-using-namespace): in a program's main function

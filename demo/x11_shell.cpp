@@ -18,117 +18,83 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The processor draws it all, on a machine that may be busy.
-constexpr std::chrono::seconds startLimit{240};
-
 /// Any desktop on X11: mouse and keys by the server's test extension, windows as the window manager tells of
 /// them, pictures of the root window.
 class X11Shell : public DesktopShell {
  public:
-  X11Shell(HeadlessDesktop& desktop, const std::string& name);
-  ~X11Shell() override;
+  X11Shell(HeadlessDesktop& desktop, const std::string& name) : desktop_(desktop) {
+    desktop.setVariable("XDG_CURRENT_DESKTOP", name);
+    desktop.setVariable("XDG_SESSION_TYPE", "x11");
+    desktop.run("dbus-update-activation-environment", {"--all"});
+  }
+  ~X11Shell() override { windowManager_.signal(SIGCONT); }
   X11Shell(const X11Shell&) = delete;
   X11Shell& operator=(const X11Shell&) = delete;
 
-  void click(QPoint at) override;
-  void pressKey(const std::string& keys) override;
-  [[nodiscard]] std::optional<QRect> window(const QString& title) override;
-  [[nodiscard]] QString under(QPoint at) override;
-  void raiseWindow(const QString& title) override;
-  void maximizeWindow(const QString& title) override;
-  void setHanging(bool hangs) override;
+  void click(QPoint at) override {
+    desktop_.run("xdotool", {"mousemove", std::to_string(at.x()), std::to_string(at.y()), "click", "1"});
+  }
+  void pressKey(const std::string& keys) override { desktop_.run("xdotool", {"key", keys}); }
+
+  [[nodiscard]] std::optional<QRect> window(const QString& title) override {
+    return windowOf({"--name", "^" + title.toStdString() + "$"});
+  }
+
+  [[nodiscard]] QString under(QPoint at) override {
+    const std::string printed = desktop_.run(
+        "xdotool",
+        {"mousemove", std::to_string(at.x()), std::to_string(at.y()), "getmouselocation", "--shell"});
+    const std::string window = printed.substr(printed.find("WINDOW=") + 7);
+    return QString::fromStdString(desktop_.run("xprop", {"-id", window, "WM_NAME", "WM_CLASS"})).simplified();
+  }
+
+  void raiseWindow(const QString& title) override { setState(title, "above"); }
+  void maximizeWindow(const QString& title) override { setState(title, "maximized_vert,maximized_horz"); }
+  void setHanging(bool hangs) override { windowManager_.signal(hangs ? SIGSTOP : SIGCONT); }
   QRect addOutput() override { return outputs_.addSecond(); }
   void removeOutput() override { outputs_.removeSecond(); }
-  void screenshot(const std::filesystem::path& path) override { desktop_.screenshot(path); }
+  void screenshot(const fs::path& path) override { desktop_.screenshot(path); }
 
  protected:
   /// Returns once it manages windows and blends them. It is what can hang.
-  void startWindowManager(const std::string& program, const std::vector<std::string>& arguments);
+  void startWindowManager(const std::string& program, const std::vector<std::string>& arguments) {
+    windowManager_ = desktop_.spawn(program, arguments);
+    waitForStart(windowManager_, program,
+                 [this] { return desktop_.hasWindowManager() && desktop_.hasCompositor(); });
+  }
+
   /// Where the first window is that xdotool finds so.
-  [[nodiscard]] std::optional<QRect> windowOf(std::vector<std::string> search);
+  [[nodiscard]] std::optional<QRect> windowOf(std::vector<std::string> search) {
+    search.insert(search.begin(), {"search", "--onlyvisible"});
+    ChildProcess found = desktop_.spawn("xdotool", search);
+    if (found.waitForExit(std::chrono::seconds(30)) != 0) return {};
+    std::string id;
+    std::istringstream(found.output()) >> id;
+    if (id.empty()) return {};
+    const QString printed = QString::fromStdString(desktop_.run("xwininfo", {"-id", id}));
+    const auto numberAfter = [&](const char* words) {
+      static const QRegularExpression number(QStringLiteral(": +(-?\\d+)"));
+      return number.match(printed, printed.indexOf(QLatin1String(words))).captured(1).toInt();
+    };
+    return QRect(numberAfter("Absolute upper-left X"), numberAfter("Absolute upper-left Y"),
+                 numberAfter("Width"), numberAfter("Height"));
+  }
+
   /// Of the Debian package.
-  [[nodiscard]] std::string versionOf(const std::string& package) const;
+  [[nodiscard]] std::string versionOf(const std::string& package) const {
+    return outputOf(desktop_, "dpkg-query", {"-W", "-f", "${source:Upstream-Version}", package});
+  }
 
   HeadlessDesktop& desktop_;
 
  private:
+  void setState(const QString& title, const std::string& state) {
+    desktop_.run("wmctrl", {"-F", "-r", title.toStdString(), "-b", "add," + state});
+  }
+
   X11Outputs outputs_{desktop_};
   ChildProcess windowManager_;
 };
-
-X11Shell::X11Shell(HeadlessDesktop& desktop, const std::string& name) : desktop_(desktop) {
-  desktop.setVariable("XDG_CURRENT_DESKTOP", name);
-  desktop.setVariable("XDG_SESSION_TYPE", "x11");
-  desktop.run("dbus-update-activation-environment", {"--all"});
-}
-
-X11Shell::~X11Shell() {
-  windowManager_.signal(SIGCONT);
-}
-
-void X11Shell::click(QPoint at) {
-  desktop_.run("xdotool", {"mousemove", std::to_string(at.x()), std::to_string(at.y()), "click", "1"});
-}
-
-void X11Shell::pressKey(const std::string& keys) {
-  desktop_.run("xdotool", {"key", keys});
-}
-
-std::optional<QRect> X11Shell::window(const QString& title) {
-  return windowOf({"--name", "^" + title.toStdString() + "$"});
-}
-
-std::optional<QRect> X11Shell::windowOf(std::vector<std::string> search) {
-  search.insert(search.begin(), {"search", "--onlyvisible"});
-  ChildProcess found = desktop_.spawn("xdotool", search);
-  if (found.waitForExit(std::chrono::seconds(30)) != 0) return {};
-  std::string id;
-  std::istringstream(found.output()) >> id;
-  if (id.empty()) return {};
-  static const QRegularExpression number(QStringLiteral(": +(-?\\d+)"));
-  const auto numberAfter =
-      [printed = QString::fromStdString(desktop_.run("xwininfo", {"-id", id}))](QLatin1String words) {
-        return number.match(printed, printed.indexOf(words)).captured(1).toInt();
-      };
-  return QRect(numberAfter(QLatin1String("Absolute upper-left X")),
-               numberAfter(QLatin1String("Absolute upper-left Y")), numberAfter(QLatin1String("Width")),
-               numberAfter(QLatin1String("Height")));
-}
-
-QString X11Shell::under(QPoint at) {
-  const std::string printed = desktop_.run(
-      "xdotool",
-      {"mousemove", std::to_string(at.x()), std::to_string(at.y()), "getmouselocation", "--shell"});
-  const std::string window = printed.substr(printed.find("WINDOW=") + 7);
-  return QString::fromStdString(desktop_.run("xprop", {"-id", window, "WM_NAME", "WM_CLASS"})).simplified();
-}
-
-void X11Shell::raiseWindow(const QString& title) {
-  desktop_.run("wmctrl", {"-F", "-r", title.toStdString(), "-b", "add,above"});
-}
-
-void X11Shell::maximizeWindow(const QString& title) {
-  desktop_.run("wmctrl", {"-F", "-r", title.toStdString(), "-b", "add,maximized_vert,maximized_horz"});
-}
-
-void X11Shell::setHanging(bool hangs) {
-  windowManager_.signal(hangs ? SIGSTOP : SIGCONT);
-}
-
-void X11Shell::startWindowManager(const std::string& program, const std::vector<std::string>& arguments) {
-  windowManager_ = desktop_.spawn(program, arguments);
-  const auto isReady = [this] { return desktop_.hasWindowManager() && desktop_.hasCompositor(); };
-  (void)waitUntil([&] { return isReady() || !windowManager_.isRunning(); }, startLimit);
-  if (!isReady())
-    throw std::runtime_error(program + " did not start; it printed:\n" + windowManager_.output());
-}
-
-std::string X11Shell::versionOf(const std::string& package) const {
-  return QString::fromStdString(
-             desktop_.run("dpkg-query", {"-W", "-f", "${source:Upstream-Version}", package}))
-      .trimmed()
-      .toStdString();
-}
 
 /// Xfce as it is installed, but for a panel of which each click can be counted.
 class Xfce final : public X11Shell {
@@ -144,13 +110,11 @@ class Xfce final : public X11Shell {
     startWindowManager("xfwm4", {"--compositor=on"});
     panel_ = desktop.spawn("xfce4-panel", {"--disable-wm-check", "--sm-client-disable"});
     // It is there before its buttons are.
-    const bool started = waitUntil(
-        [this] {
-          for (const QPoint spot : panelSpots()) click(spot);
-          return panelClicks() >= static_cast<int>(launchers.size());
-        },
-        startLimit, std::chrono::milliseconds(500));
-    if (!started) throw std::runtime_error("xfce4-panel did not start; it printed:\n" + panel_.output());
+    const auto isClicked = [this] {
+      for (const QPoint spot : panelSpots()) click(spot);
+      return panelClicks() >= static_cast<int>(launchers.size());
+    };
+    waitForStart(panel_, "xfce4-panel", isClicked, std::chrono::milliseconds(500));
   }
 
   [[nodiscard]] std::string version() const override { return "Xfwm4 " + versionOf("xfwm4"); }
