@@ -159,6 +159,7 @@ void DesktopTrial::coverFullScreenWindow() {
     coverDocument("full-screen", bareDocument);
   });
   document_.showMaximized();
+  pause(pictureDelay_);                      // the desktop is to hear that first
   shell_.maximizeWindow(document_.title());  // not every desktop remembers
 }
 
