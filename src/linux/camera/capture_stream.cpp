@@ -44,6 +44,9 @@ CaptureError captureErrorFrom(std::string message) {
   return {kind, std::move(message)};
 }
 
+NewestFrame::NewestFrame(std::atomic<std::int64_t>& broken, std::function<void(PixelFormat)> arrived)
+    : broken_(broken), arrived_(std::move(arrived)) {}
+
 void NewestFrame::begin(pw_stream* stream) {
   const std::lock_guard lock(mutex_);
   stream_ = stream;
@@ -69,14 +72,18 @@ void NewestFrame::remove(pw_buffer* buffer) {
   if (buffer == buffer_) buffer_ = nullptr;
 }
 
-std::optional<PixelFormat> NewestFrame::receive(std::atomic<std::int64_t>& broken) {
+void NewestFrame::receive() {
+  if (const auto pixels = dequeue()) arrived_(*pixels);
+}
+
+std::optional<PixelFormat> NewestFrame::dequeue() {
   const std::lock_guard lock(mutex_);
   if (stream_ == nullptr) return {};
   std::optional<PixelFormat> newer;
   while (pw_buffer* buffer = pw_stream_dequeue_buffer(stream_)) {
     const auto frame = format_ ? check_.check(*buffer->buffer, *format_) : std::nullopt;
     if (!frame) {
-      broken.fetch_add(1, std::memory_order_relaxed);
+      broken_.fetch_add(1, std::memory_order_relaxed);
       pw_stream_queue_buffer(stream_, buffer);
       continue;
     }
@@ -101,6 +108,7 @@ void NewestFrame::recycle(pw_buffer* buffer) {
 
 struct CaptureStream::Callbacks {
   spa_hook hook{};
+  spa_hook dataHook{};
 
   static CaptureStream& of(void* self) { return *static_cast<CaptureStream*>(self); }
 
@@ -116,20 +124,21 @@ struct CaptureStream::Callbacks {
             if (id == SPA_PARAM_Format) of(self).formatAgreed(parameter);
           },
       .add_buffer = [](void*, pw_buffer* buffer) { leaveOutOfCoreDumps(*buffer->buffer); },
-      .remove_buffer = [](void* self, pw_buffer* buffer) { of(self).newest_.remove(buffer); },
-      .process = [](void* self) { of(self).readBuffers(); }};
+      .remove_buffer = [](void* self, pw_buffer* buffer) { of(self).newest_.remove(buffer); }};
+
+  static constexpr pw_stream_events dataEvents{
+      .version = PW_VERSION_STREAM_EVENTS,
+      .process = [](void* newest) { static_cast<NewestFrame*>(newest)->receive(); }};
 };
 
 CaptureStream::CaptureStream(pw_context* context, pw_core* remote, std::string nodeSerial, int width,
-                             int height, Pixels pixels, NewestFrame& newest,
-                             std::atomic<std::int64_t>& broken, Events events)
+                             int height, Pixels pixels, NewestFrame& newest, std::function<void()> failed)
     : nodeSerial_(std::move(nodeSerial)),
       wantedWidth_(width),
       wantedHeight_(height),
       wantedPixels_(pixels),
       newest_(newest),
-      broken_(broken),
-      events_(std::move(events)),
+      failed_(std::move(failed)),
       callbacks_(std::make_unique<Callbacks>()) {
   connect(context, remote);
 }
@@ -162,6 +171,7 @@ void CaptureStream::connect(pw_context* context, pw_core* remote) {
   }
   newest_.begin(stream_);
   pw_stream_add_listener(stream_, &callbacks_->hook, &Callbacks::events, this);
+  pw_stream_add_listener(stream_, &callbacks_->dataHook, &Callbacks::dataEvents, &newest_);
   auto [storage, parameters] = formatOffer(wantedWidth_, wantedHeight_, wantedPixels_);
   const auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS |
                                                   PW_STREAM_FLAG_DONT_RECONNECT | PW_STREAM_FLAG_RT_PROCESS);
@@ -183,14 +193,10 @@ void CaptureStream::formatAgreed(const void* parameter) {
   pw_stream_update_params(stream_, parameters.data(), static_cast<std::uint32_t>(parameters.size()));
 }
 
-void CaptureStream::readBuffers() {
-  if (const auto pixels = newest_.receive(broken_)) events_.frameArrived(*pixels);
-}
-
 void CaptureStream::fail(CaptureError error) {
   if (error_) return;
   error_ = std::move(error);
-  events_.failed();
+  failed_();
 }
 
 }  // namespace sentrel

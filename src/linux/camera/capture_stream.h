@@ -21,9 +21,14 @@ struct pw_stream;
 namespace sentrel {
 
 /// Where the newest good buffer of the camera waits for the camera queue; every other one goes straight back
-/// to the camera. It outlives the streams that use it, one after the other.
+/// to the camera. It outlives the streams that use it, one after the other: the library's data thread needs
+/// nothing of theirs.
 class NewestFrame {
  public:
+  /// `arrived` is told of each newer frame that waits, on the library's data thread. `broken`, which counts
+  /// the buffers that could not be trusted, outlives this.
+  NewestFrame(std::atomic<std::int64_t>& broken, std::function<void(PixelFormat)> arrived);
+
   /// From now on the buffers are those of a stream. PipeWire loop.
   void begin(pw_stream* stream);
   /// Nobody touches the stream or a buffer of it any more once this returns. PipeWire loop.
@@ -34,9 +39,8 @@ class NewestFrame {
   /// reader that is just at it. PipeWire loop.
   void remove(pw_buffer* buffer);
 
-  /// Takes in what the camera has delivered, and counts what could not be trusted. Gives the encoding of the
-  /// frame that waits, where it is a newer one. The library's data thread.
-  std::optional<PixelFormat> receive(std::atomic<std::int64_t>& broken);
+  /// Takes in what the camera has delivered. The library's data thread.
+  void receive();
 
   [[nodiscard]] bool isWaiting() const {
     const std::lock_guard lock(mutex_);
@@ -56,9 +60,13 @@ class NewestFrame {
   }
 
  private:
+  /// The encoding of the frame that waits, where it is a newer one.
+  [[nodiscard]] std::optional<PixelFormat> dequeue();
   [[nodiscard]] pw_buffer* take();
   void recycle(pw_buffer* buffer);
 
+  std::atomic<std::int64_t>& broken_;
+  const std::function<void(PixelFormat)> arrived_;
   std::mutex readMutex_;  // held while a buffer is read; locked before the other one
   mutable std::mutex mutex_;
   pw_stream* stream_ = nullptr;
@@ -76,16 +84,11 @@ class NewestFrame {
 /// and destroyed on the loop's own thread.
 class CaptureStream {
  public:
-  struct Events {
-    std::function<void(PixelFormat)> frameArrived;  ///< a newer frame waits; the library's data thread
-    std::function<void()> failed;  ///< `error()` says why; destroy the stream later, not in here
-  };
-
-  /// Asks the camera for `width` x `height` pixels, or more, or what comes near. `newest` and `broken`, which
-  /// counts the buffers that could not be trusted, outlive the stream; `remote`, too, where the camera is
-  /// seen on this connection only.
+  /// Asks the camera for `width` x `height` pixels, or more, or what comes near. `newest` gets the frames and
+  /// outlives the stream; `remote`, too, where the camera is seen on this connection only. When `failed` is
+  /// called `error()` says why; destroy the stream later, not in there.
   CaptureStream(pw_context* context, pw_core* remote, std::string nodeSerial, int width, int height,
-                Pixels pixels, NewestFrame& newest, std::atomic<std::int64_t>& broken, Events events);
+                Pixels pixels, NewestFrame& newest, std::function<void()> failed);
   /// Disconnects; the camera is free when the daemon has read that.
   ~CaptureStream();
   CaptureStream(const CaptureStream&) = delete;
@@ -102,7 +105,6 @@ class CaptureStream {
 
   void connect(pw_context* context, pw_core* remote);
   void formatAgreed(const void* parameter);
-  void readBuffers();
   void fail(CaptureError error);
 
   std::string nodeSerial_;
@@ -110,8 +112,7 @@ class CaptureStream {
   int wantedHeight_;
   Pixels wantedPixels_;
   NewestFrame& newest_;
-  std::atomic<std::int64_t>& broken_;
-  Events events_;
+  std::function<void()> failed_;
   std::unique_ptr<Callbacks> callbacks_;
   pw_core* core_ = nullptr;  // its own
   pw_stream* stream_ = nullptr;

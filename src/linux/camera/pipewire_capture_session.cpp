@@ -484,9 +484,7 @@ void PipeWireCaptureSession::connectStream(SteadyTime now) {
   const Pixels wanted = serial == tooLarge_ ? Pixels::asWanted : Pixels::moreIfCheap;
   notedGood_ = lastGood_;  // of an earlier stream
   stream_.emplace(connection_.context(), connection_.remote(), serial, orders_.request->width,
-                  orders_.request->height, wanted, newest_, brokenFrames_,
-                  CaptureStream::Events{.frameArrived = [this](PixelFormat pixels) { frameArrived(pixels); },
-                                        .failed = [this] { reconcileSoon_.signal(); }});
+                  orders_.request->height, wanted, newest_, [this] { reconcileSoon_.signal(); });
   streamBegun_ = now;
   streamHasDelivered_ = false;
   brokenBefore_ = brokenFrames_;

@@ -193,7 +193,7 @@ class PipeWireCaptureSession final : public CaptureSession,
   std::shared_ptr<CameraConsent> consent_;
   const OpenRemote openRemote_;
   std::atomic<std::int64_t> brokenFrames_{0};
-  NewestFrame newest_;
+  NewestFrame newest_{brokenFrames_, [this](PixelFormat pixels) { frameArrived(pixels); }};
   std::atomic<SteadyTime> serveFrom_{SteadyTime::max()};  // a frame that arrives later has the queue called
   std::atomic<bool> serveCalled_{false};                  // and it has yet to come
   std::atomic<SteadyTime> lastGood_{SteadyTime{}};        // when the last good frame came
