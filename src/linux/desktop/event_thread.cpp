@@ -13,9 +13,8 @@ constexpr std::chrono::seconds endTimeout{1};
 }  // namespace
 
 EventThread::EventThread(const QString& name)
-    : thread_(std::make_unique<QThread>()), tasks_(std::make_unique<QObject>()) {
+    : thread_(std::make_unique<QThread>()), tasks_(std::make_unique<PostedTasks>(thread_.get())) {
   thread_->setObjectName(name);  // the thread's name for the system, too
-  tasks_->moveToThread(thread_.get());
   thread_->start();
 }
 
@@ -27,10 +26,7 @@ EventThread::~EventThread() {
 }
 
 void EventThread::post(Task task) {
-  // Qt copies what it is to call.
-  const auto shared = std::make_shared<Task>(std::move(task));
-  QMetaObject::invokeMethod(
-      tasks_.get(), [shared]() noexcept { (*shared)(); }, Qt::QueuedConnection);
+  tasks_->post(std::move(task));
 }
 
 }  // namespace sentrel

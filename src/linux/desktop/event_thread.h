@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <QObject>
 #include <QString>
 #include <QThread>
 #include <memory>
 #include <utility>
 
+#include "linux/desktop/posted_tasks.h"
 #include "support/task.h"
 
 namespace sentrel {
@@ -27,7 +27,7 @@ class EventThread {
 
  private:
   std::unique_ptr<QThread> thread_;
-  std::unique_ptr<QObject> tasks_;  // lives on the thread, which runs what is sent to it
+  std::unique_ptr<PostedTasks> tasks_;
 };
 
 /// An object that is made, used and destroyed on an event thread, and owned from another one. Making, using

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/desktop/qt_main_loop.h"
 
-#include <sys/eventfd.h>
-#include <unistd.h>
-
 #include <QPointer>
 #include <QTimer>
 #include <ctime>
@@ -24,49 +21,8 @@ std::int64_t readMs(clockid_t id) {
 
 }  // namespace
 
-QtMainLoop::QtMainLoop()
-    : descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), posted_(descriptor_, QSocketNotifier::Read) {
-  if (descriptor_ < 0) fatal("no event descriptor for the main loop");
-  QObject::connect(&posted_, &QSocketNotifier::activated, &posted_, [this]() noexcept { runTurn(); });
-}
-
-QtMainLoop::~QtMainLoop() {
-  posted_.setEnabled(false);
-  close(descriptor_);
-}
-
 void QtMainLoop::post(Task task) {
-  {
-    const std::lock_guard lock(mutex_);
-    tasks_.push(std::move(task));
-    if (tasks_.size() > 1) return;
-  }
-  // Not under the lock, which would be the first thing that the woken thread waits for.
-  eventfd_write(descriptor_, 1);
-}
-
-bool QtMainLoop::idle() const {
-  const std::lock_guard lock(mutex_);
-  return tasks_.empty();
-}
-
-/// Runs what was posted before this turn; what those tasks post waits for the next one, so that timers and
-/// windows get theirs.
-void QtMainLoop::runTurn() {
-  const auto stopWaking = [this] {
-    eventfd_t ignored = 0;
-    eventfd_read(descriptor_, &ignored);
-  };
-  std::unique_lock lock(mutex_);
-  if (tasks_.empty()) stopWaking();  // a task came, and was run, before it was told
-  for (std::size_t left = tasks_.size(); left > 0 && !tasks_.empty(); --left) {
-    Task task = tasks_.pop();
-    if (tasks_.empty()) stopWaking();
-    lock.unlock();
-    task();
-    task = Task();  // what the task holds is released outside the lock
-    lock.lock();
-  }
+  posted_.post(std::move(task));
 }
 
 Registration QtMainLoop::after(std::int64_t delayMs, Task task) {

@@ -2,12 +2,10 @@
 #pragma once
 
 #include <QObject>
-#include <QSocketNotifier>
 #include <cstdint>
-#include <mutex>
 
+#include "linux/desktop/posted_tasks.h"
 #include "support/main_loop.h"
-#include "support/serial_queue.h"
 
 namespace sentrel {
 
@@ -15,29 +13,17 @@ namespace sentrel {
 /// are still posted when it goes are let go unrun.
 class QtMainLoop final : public MainLoop {
  public:
-  QtMainLoop();
-  ~QtMainLoop() override;
-  QtMainLoop(const QtMainLoop&) = delete;
-  QtMainLoop& operator=(const QtMainLoop&) = delete;
-
-  /// Allocates only when more tasks wait than ever before.
   void post(Task task) override;
   Registration after(std::int64_t delayMs, Task task) override;
   Registration every(std::int64_t intervalMs, Task task) override;
 
   /// Whether posted tasks wait. Main thread.
-  [[nodiscard]] bool idle() const;
+  [[nodiscard]] bool idle() const { return posted_.idle(); }
 
  private:
-  void runTurn();
   Registration start(std::int64_t delayMs, bool repeats, Task task);
 
-  mutable std::mutex mutex_;
-  TaskRing tasks_;
-  // An event descriptor wakes the loop: unlike a posted Qt event it costs no allocation, and it stays
-  // readable until the ring is empty, so that a nested event loop goes on where the outer one stopped.
-  const int descriptor_;
-  QSocketNotifier posted_;
+  PostedTasks posted_;
   QObject timers_;  // the parent of all that run
 };
 
