@@ -65,12 +65,14 @@ FramePool::FramePool(std::size_t count) {
 
 std::shared_ptr<Frame> FramePool::acquire(int width, int height) {
   // A frame that only the pool holds. The count cannot grow again behind our back, because only the pool
-  // makes new references; the fence orders what the last holder did before what the next one does.
+  // makes new references. Referring to it, and the fence, order what the last holder did before what the next
+  // one does.
   const auto found = std::ranges::find(frames_, 1, &std::shared_ptr<Frame>::use_count);
   if (found == frames_.end()) return nullptr;
+  auto frame = *found;
   std::atomic_thread_fence(std::memory_order_acquire);
-  (*found)->resize(width, height);
-  return *found;
+  frame->resize(width, height);
+  return frame;
 }
 
 }  // namespace sentrel
