@@ -211,6 +211,7 @@ MenuBarPopoverView::MenuBarPopoverView(Parts parts, QWidget* parent)
   registrations_.push_back(relaxations.isScreenShared().onChange(changed));
   registrations_.push_back(relaxations.stay().onChange(changed));
   registrations_.push_back(relaxations.filter.ignored().onChange(changed));
+  registrations_.push_back(parts_.settingsRepo->options.onChange(changed));
   if (parts_.remote) registrations_.push_back(parts_.remote->news().onChange(changed));
   showWords();
 }
