@@ -14,7 +14,7 @@ std::atomic<std::size_t> allocations{0};
 
 // The C library's own names for what is counted here; operator new ends in malloc. A sanitizer brings an
 // allocator of its own.
-#if !defined(__SANITIZE_ADDRESS__) && defined(__GLIBC__)
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) && defined(__GLIBC__)
 extern "C" {
 void* __libc_malloc(std::size_t size);                           // NOLINT
 void* __libc_memalign(std::size_t alignment, std::size_t size);  // NOLINT
