@@ -25,8 +25,8 @@ constexpr int backlitFace = 80;
 constexpr int backlitDifference = 80;
 
 struct Rule {
-  Kind kind;
-  bool (*holds)(const Facts& facts);
+  Kind kind = Kind::covered;
+  bool (*holds)(const Facts& facts) = nullptr;
   bool becomesSerious = false;
 };
 

@@ -88,8 +88,8 @@ std::optional<FrameLook> FrameMeter::measure(const Frame& frame, const Normalize
       std::uint32_t bytes = 0;
       std::memcpy(&bytes, pixel, sizeof bytes);
       sparse = added(sparse, bytes);
-      parts[static_cast<std::size_t>(row * partsDown / rows * partsAcross +
-                                     column * partsAcross / columns)] += brightness;
+      const int part = row * partsDown / rows * partsAcross + column * partsAcross / columns;
+      parts[static_cast<std::size_t>(part)] += brightness;
       if (around) around->add((x + 0.5) / frame.width(), (y + 0.5) / frame.height(), brightness);
     }
   }
