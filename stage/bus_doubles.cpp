@@ -37,7 +37,8 @@ from dbusmock.templates.logind import *
 def load(mock, parameters):
     logind.load(mock, parameters)
     session = mock.AddSession('c2', 'seat0', dbus.UInt32(1000), 'user', True)
-    mock.AddMethod(MAIN_IFACE, 'GetSessionByPID', 'u', 'o', 'ret = "%s"' % session)
+    for method, types in [('GetSessionByPID', 'u'), ('GetSession', 's')]:  # also by the name "auto"
+        mock.AddMethod(MAIN_IFACE, method, types, 'o', 'ret = "%s"' % session)
 )";
   return QString::fromStdString(path.string());
 }
