@@ -25,7 +25,7 @@ const std::vector<DesktopKind>& desktopKinds() {
       {"gnome-x11", x11, false, startGnomeOnX11},
       {"xfce", twoMonitors, false, startXfce},
       {"kwin-x11", twoMonitors, false, startKWinOnX11},
-      {"plasma-wayland", x11, true, startPlasmaOnWayland},
+      {"plasma-wayland", twoMonitors, true, startPlasmaOnWayland},
       {"sway", x11, true, startSway},
   };
   return kinds;

@@ -91,6 +91,7 @@ void DesktopTrial::play() {
   switchOffByKeys();
   switchOffByMouse();
   leaveNothing();
+  lockWithoutProgram();
   writeTable();
 }
 
@@ -246,18 +247,21 @@ void DesktopTrial::followAppearance() {
     takePicture(name);
     return brightness(name, popover().adjusted(8, 8, -8, -8));
   };
-  record("appearance", "light, dark, high contrast", [&] {
+  double light = 0;
+  record("appearance", "light and dark", [&] {
     bringAbout("nominal");
     shell_.setAppearance(Appearance::light);
     openPopover();
-    const double light = look(Appearance::light, "light");
+    light = look(Appearance::light, "light");
     follows("the window is dark", [&] { return look(Appearance::dark, "dark") < 0.6 * light; });
+    follows("the window is light",
+            [&] { return std::abs(look(Appearance::light, "light-again") - light) < 2; });
+  });
+  record("appearance", "high contrast", [&] {
     follows("the window is rich in contrast", [&] {
       const double bright = look(Appearance::highContrast, "high-contrast");
       return bright > 0.9 * light && difference("high-contrast", "light", popover()) > 1;
     });
-    follows("the window is light",
-            [&] { return std::abs(look(Appearance::light, "light-again") - light) < 2; });
   });
   if (!shell_.window(ownTitle)) return;
   closePopover();
@@ -280,15 +284,32 @@ void DesktopTrial::showNotification() {
 
 void DesktopTrial::lockAndUnlock() {
   record("lock", "camera rests while locked", [this] {
-    bringAbout("nominal");
+    bringAbout("alert");  // of which the most would be seen
     shell_.setLocked(true);
     follows("protection rests", [this] { return isIn("autoPaused"); });
     follows("the camera is closed", [this] { return !camera_.isOpen(); });
     takePicture("locked");
+    see(Seen::alone);
     shell_.setLocked(false);
     follows("protection is back", [this] { return isIn("nominal"); });
     follows("the camera is open", [this] { return camera_.isOpen(); });
-    takePicture("unlocked");
+    follows("the document is covered", [this] {
+      takePicture("unlocked");
+      const double seen = brightness("unlocked", bareDocument);
+      const double bright = brightness("uncovered", bareDocument);
+      return seen < bright - 1 && seen > darkShare * bright;
+    });
+  });
+}
+
+/// The locker looks as it does without the program, but for a clock.
+void DesktopTrial::lockWithoutProgram() {
+  record("lock", "nothing covers the locker", [this] {
+    shell_.setLocked(true);
+    takePicture("locked-alone");
+    shell_.setLocked(false);
+    if (difference("locked", "locked-alone", QRect(0, 0, 1920, 1080)) > 2)
+      throw std::runtime_error("something of the program is above the locker");
   });
 }
 
@@ -372,8 +393,11 @@ void DesktopTrial::takePictureIn(const std::string& state, const std::string& na
 void DesktopTrial::reachEverything(const std::string& when) {
   // The document is a window of the desktop's own kind.
   const std::string document = when + (kind_.wayland ? ", Wayland window" : ", large window");
+  std::vector<QPoint> points = onDocument;
+  const QRect onlooker = onlookerPlace(screen);
+  points.insert(points.begin() + 3, {onlooker.center(), onlooker.topLeft() + QPoint(16, 12)});  // its dot
   record("clicks", document, clicks_,
-         [&] { return clicksPassed(onDocument, [this] { return document_.clicks(); }); });
+         [&] { return clicksPassed(points, [this] { return document_.clicks(); }); });
   record("keys", document, clicks_, [&] { return keysPassed("a", [this] { return document_.keys(); }); });
   record("clicks", when + ", X11 window", clicks_, [&] {
     const QPoint middle = shell_.window(other).value().center();

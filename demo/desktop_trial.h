@@ -52,6 +52,7 @@ class DesktopTrial final : public ProgramTrial {
   void switchOffByKeys();
   void switchOffByMouse();
   void leaveNothing();
+  void lockWithoutProgram();
   void writeTable() const;
 
   void bringAbout(const std::string& state);

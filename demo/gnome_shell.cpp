@@ -225,15 +225,7 @@ class GnomeShell final : public DesktopShell {
     arrangeOutputs(1, scale);
   }
 
-  void setAppearance(Appearance appearance) override {
-    const auto set = [this](const char* where, const char* name, const char* value) {
-      desktop_.run("gsettings", {"set", where, name, value});
-    };
-    set("org.gnome.desktop.interface", "color-scheme",
-        appearance == Appearance::dark ? "prefer-dark" : "default");
-    set("org.gnome.desktop.a11y.interface", "high-contrast",
-        appearance == Appearance::highContrast ? "true" : "false");
-  }
+  void setAppearance(Appearance appearance) override { setInSettings(desktop_, appearance); }
 
   void setLocked(bool locked) override {
     if (!evaluate(QStringLiteral("Main.screenShield !== null")).toBool())
@@ -337,6 +329,16 @@ class GnomeShell final : public DesktopShell {
 };
 
 }  // namespace
+
+void setInSettings(HeadlessDesktop& desktop, Appearance appearance) {
+  const auto set = [&](const char* where, const char* name, const char* value) {
+    desktop.run("gsettings", {"set", where, name, value});
+  };
+  set("org.gnome.desktop.interface", "color-scheme",
+      appearance == Appearance::dark ? "prefer-dark" : "default");
+  set("org.gnome.desktop.a11y.interface", "high-contrast",
+      appearance == Appearance::highContrast ? "true" : "false");
+}
 
 std::unique_ptr<DesktopShell> startGnomeOnWayland(HeadlessDesktop& desktop) {
   return std::make_unique<GnomeShell>(desktop, true);

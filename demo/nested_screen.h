@@ -33,10 +33,10 @@ class NestedScreen {
     run("import", {"-silent", "-window", "root", "png:" + path.string()});
   }
 
-  /// Runs a program with this server as its display.
-  void run(const std::string& program, std::vector<std::string> arguments) const {
+  /// Runs a program with this server as its display, and gives what it printed.
+  std::string run(const std::string& program, std::vector<std::string> arguments) const {
     arguments.insert(arguments.begin(), {"-u", "XAUTHORITY", "DISPLAY=" + display_, program});
-    (void)desktop_.run("env", arguments);
+    return desktop_.run("env", arguments);
   }
 
  private:

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QRegularExpression>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -8,8 +9,8 @@
 #include <optional>
 
 #include "desktop_shell.h"
+#include "kde_session.h"
 #include "nested_screen.h"
-#include "stage/bus_doubles.h"
 
 namespace sentrel::test {
 
@@ -60,8 +61,7 @@ void write(const fs::path& path, const QString& text) {
 class PlasmaShell final : public DesktopShell {
  public:
   explicit PlasmaShell(HeadlessDesktop& desktop)
-      : desktop_(desktop), bus_(desktop, TestBus::session), host_(desktop) {
-    desktop.setVariable("XDG_CURRENT_DESKTOP", "KDE");
+      : desktop_(desktop), session_(desktop), bus_(session_.bus()), host_(desktop) {
     desktop.setVariable("XDG_SESSION_TYPE", "wayland");
     desktop.setVariable("KDE_FULL_SESSION", "true");
     desktop.setVariable("QT_LOGGING_RULES", "js.debug=true;kwin_scripting.debug=true;qml.debug=true");
@@ -82,13 +82,11 @@ class PlasmaShell final : public DesktopShell {
     return outputOf(desktop_, "plasmashell", {"--version"}) + ", " + kwinVersion();
   }
 
-  void click(QPoint at) override { host_.click(at); }
+  void click(QPoint at) override { host_.click(at * scale_); }
   void pressKey(const std::string& keys) override { host_.pressKey(keys); }
 
   [[nodiscard]] std::optional<QRect> window(const QString& title) override {
-    return rectOf(evaluate(
-        u"(w => w && (r => ({x: r.x, y: r.y, width: r.width, height: r.height}))(w.frameGeometry))(%1)"_s.arg(
-            windowNamed(title))));
+    return place(windowNamed(title));
   }
 
   [[nodiscard]] QString under(QPoint at) override {
@@ -118,8 +116,26 @@ class PlasmaShell final : public DesktopShell {
   }
 
   void pressShortcut(const std::string& /*keys*/) override {
-    throw NotHere("no portal is installed for the trial");
+    throw NotHere("nothing is bound through its portal");
   }
+  [[nodiscard]] std::optional<QRect> notification() override {
+    return place(u"windows.find(w => w.notification || w.criticalNotification)"_s);
+  }
+
+  QRect addOutput() override {
+    setOutput(1, u"enable"_s);
+    setOutput(1, u"position.%1,0"_s.arg(screen_.width()));
+    return {QPoint(screen_.width(), 0), screen_};
+  }
+  void removeOutput() final { setOutput(1, u"disable"_s); }
+
+  void setScale(double scale) override {
+    setOutput(0, u"scale.%1"_s.arg(scale));
+    scale_ = scale;
+  }
+
+  void setAppearance(Appearance appearance) override { session_.setAppearance(appearance); }
+  void setLocked(bool locked) override { session_.setLocked(locked); }
   void setHanging(bool hangs) override { kwin_.signal(hangs ? SIGSTOP : SIGCONT); }
   void screenshot(const fs::path& path) override { host_.screenshot(path); }
 
@@ -134,9 +150,10 @@ class PlasmaShell final : public DesktopShell {
     const fs::path display = desktop_.runtimeFolder() / "display";
     desktop_.setVariable("KWIN_COMPOSE", "Q");
     kwin_ = desktop_.spawn(
-        program_, {"--x11-display", host_.display(), "--width", std::to_string(screen_.width()), "--height",
-                   std::to_string(screen_.height()), "--xwayland", "--no-lockscreen", "--socket", "wayland-0",
-                   "sh -c 'printf \"%s\\n%s\\n\" \"$DISPLAY\" \"$XAUTHORITY\" > " + display.string() + "'"});
+        program_,
+        {"--x11-display", host_.display(), "--width", std::to_string(screen_.width()), "--height",
+         std::to_string(screen_.height()), "--output-count", "2", "--xwayland", "--socket", "wayland-0",
+         "sh -c 'printf \"%s\\n%s\\n\" \"$DISPLAY\" \"$XAUTHORITY\" > " + display.string() + "'"});
     std::string name;
     std::string authority;
     waitForStart(kwin_, "KWin", [&] {
@@ -147,6 +164,18 @@ class PlasmaShell final : public DesktopShell {
     desktop_.setVariable("XAUTHORITY", authority);
     desktop_.setVariable("WAYLAND_DISPLAY", "wayland-0");
     bus_.waitForName(u"org.kde.KWin"_s);
+    // The windows that are its outputs lie above each other.
+    static const QRegularExpression windows(u"(0x[0-9a-f]+) \"KDE.*(0x[0-9a-f]+) \"KDE"_s,
+                                            QRegularExpression::DotMatchesEverythingOption);
+    QString second;
+    const auto areThere = [&] {
+      const auto found = windows.match(QString::fromStdString(host_.run("xwininfo", {"-root", "-children"})));
+      second = found.captured(1);  // the highest comes first
+      return found.hasMatch();
+    };
+    if (!waitUntil(areThere, startLimit, lookInterval)) throw std::runtime_error("KWin has no second output");
+    host_.run("xdotool", {"windowmove", second.toStdString(), std::to_string(screen_.width()), "0"});
+    removeOutput();
     (void)desktop_.run("dbus-update-activation-environment", {"--all"});
   }
 
@@ -156,10 +185,10 @@ class PlasmaShell final : public DesktopShell {
     write(folder / "contents/ui/main.qml",
           QString::fromLatin1(isSix() ? widget6 : widget5)
               .arg(QString::fromLatin1(pressArea).arg(widgetWidth).arg(QLatin1String(pressed))));
-    // Where no click of a trial goes.
-    write(desktop_.configFolder() / "plasmanotifyrc", u"[Notifications]\nPopupPosition=TopLeft\n"_s);
     services_ = desktop_.spawn(isSix() ? "kded6" : "kded5", {});
-    panel_ = desktop_.spawn("env", {"QT_QUICK_BACKEND=software", "QT_QPA_PLATFORM=wayland", "plasmashell"});
+    // Where it shows them by itself they lie below the onlooker's picture.
+    write(desktop_.configFolder() / "plasmanotifyrc", u"[Notifications]\nPopupPosition=TopLeft\n"_s);
+    panel_ = desktop_.spawn("env", {"QT_QPA_PLATFORM=wayland", "plasmashell"});
     bus_.waitForName(u"org.kde.plasmashell"_s);
     waitForStart(panel_, "Plasma's panel", [&] {
       return script(u"if (panels().length > 0) { panels()[0].addWidget('trial'); print('added'); }"_s) ==
@@ -179,6 +208,17 @@ class PlasmaShell final : public DesktopShell {
     } catch (const std::runtime_error&) {
       return {};  // not so far
     }
+  }
+
+  /// Of the window that an expression within KWin is.
+  [[nodiscard]] std::optional<QRect> place(const QString& expression) {
+    return rectOf(evaluate(
+        u"(w => w && (r => ({x: r.x, y: r.y, width: r.width, height: r.height}))(w.frameGeometry))(%1)"_s.arg(
+            expression)));
+  }
+
+  void setOutput(int number, const QString& setting) const {
+    (void)desktop_.run("kscreen-doctor", {u"output.%1.%2"_s.arg(number + 1).arg(setting).toStdString()});
   }
 
   static QString windowNamed(const QString& title) {
@@ -214,12 +254,14 @@ class PlasmaShell final : public DesktopShell {
   }
 
   HeadlessDesktop& desktop_;
-  BusClient bus_;
+  KdeSession session_;
+  const BusClient& bus_;
   NestedScreen host_;
   const QSize screen_{1920, 1080};
   /// A copy: the installed one takes a privilege with it that not every machine gives.
   const fs::path program_ = desktop_.home() / "kwin_wayland";
   int asked_ = 0;
+  double scale_ = 1;
   ChildProcess kwin_;
   ChildProcess services_;
   ChildProcess panel_;

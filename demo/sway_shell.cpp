@@ -8,9 +8,11 @@
 #include <fstream>
 #include <functional>
 #include <optional>
+#include <string>
 
 #include "desktop_shell.h"
 #include "nested_screen.h"
+#include "screen_locker.h"
 
 namespace sentrel::test {
 
@@ -29,6 +31,9 @@ class SwayShell final : public DesktopShell {
     // open.
     desktop.startSway(
         "xwayland enable\n"
+        "bindsym Mod4+l exec " +
+        locker_.command() +
+        "\n"
         "exec xhost +local: && echo \"$DISPLAY\" > " +
         file("display") +
         "\n"
@@ -43,6 +48,7 @@ class SwayShell final : public DesktopShell {
             [this] { return read("display").ends_with('\n') && hasBar(); });
     const std::string display = read("display");
     desktop.setVariable("DISPLAY", display.substr(0, display.find('\n')));
+    notifications_ = desktop.spawn("mako");
   }
 
   ~SwayShell() override { hang(false); }
@@ -103,6 +109,21 @@ class SwayShell final : public DesktopShell {
     message("workspace number 1");  // not that of the screen which has gone
   }
 
+  /// Where mako shows the newest one, unless it is told otherwise.
+  [[nodiscard]] std::optional<QRect> notification() override {
+    if (desktop_.run("makoctl", {"list"}).find("summary") == std::string::npos) return {};
+    return QRect(1920 - 10 - 300, barHeight + 10, 300, 100);
+  }
+
+  void setAppearance(Appearance appearance) override { setInSettings(desktop_, appearance); }
+
+  /// As people have it, by a key.
+  void setLocked(bool locked) override {
+    if (!locked) return locker_.end();
+    pressKey("super+l");
+    locker_.waitUntilShown(*this);
+  }
+
   void setScale(double scale) override {
     message("output * scale " + std::to_string(scale));
     scale_ = scale;
@@ -143,7 +164,9 @@ class SwayShell final : public DesktopShell {
   HeadlessDesktop& desktop_;
   NestedScreen host_;
   const std::filesystem::path folder_;
+  const ScreenLocker locker_{desktop_, "swaylock", SIGUSR1};  // which unlocks it
   double scale_ = 1;
+  ChildProcess notifications_;
 };
 
 }  // namespace

@@ -10,6 +10,8 @@
 #include <sstream>
 
 #include "desktop_shell.h"
+#include "kde_session.h"
+#include "screen_locker.h"
 #include "x11_outputs.h"
 
 namespace sentrel::test {
@@ -103,6 +105,7 @@ class Xfce final : public X11Shell {
     writePanel();
     set("xfce4-keyboard-shortcuts", "/commands/custom/override", "bool", "true");
     set("xfce4-keyboard-shortcuts", "/commands/custom/<Super><Alt>k", "string", writeCounter("desktop-keys"));
+    set("xfce4-session", "/general/LockCommand", "string", locker_.command());
     settings_ = desktop.spawn("xfsettingsd", {"--no-daemon"});
     // As a session starts it, before any other that is installed.
     notifications_ =
@@ -140,6 +143,13 @@ class Xfce final : public X11Shell {
         appearance == Appearance::light  ? "Adwaita"
         : appearance == Appearance::dark ? "Adwaita-dark"
                                          : "HighContrast");
+  }
+
+  /// By the command for it that the person has chosen.
+  void setLocked(bool locked) override {
+    if (!locked) return locker_.end();
+    desktop_.run("xflock4");
+    locker_.waitUntilShown(*this);
   }
 
  private:
@@ -205,18 +215,29 @@ class Xfce final : public X11Shell {
     )" << plugins.str() << "\n  </property>\n</channel>\n";
   }
 
+  const ScreenLocker locker_{desktop_, "i3lock --nofork", SIGTERM};
   ChildProcess settings_;
   ChildProcess notifications_;
   ChildProcess panel_;
 };
 
-/// KDE's window manager.
+/// KDE's window manager and its session manager, which locks.
 class KWin final : public X11Shell {
  public:
-  explicit KWin(HeadlessDesktop& desktop) : X11Shell(desktop, "KDE") { startWindowManager("kwin_x11", {}); }
+  explicit KWin(HeadlessDesktop& desktop) : X11Shell(desktop, "KDE"), session_(desktop) {
+    startWindowManager("kwin_x11", {});
+    manager_ = desktop.spawn("ksmserver");
+    session_.bus().waitForName(QStringLiteral("org.freedesktop.ScreenSaver"));
+  }
 
   [[nodiscard]] std::string version() const override { return "KWin " + versionOf("kwin-x11"); }
   [[nodiscard]] std::vector<QPoint> panelSpots() override { throw NotHere("KWin alone has no panel"); }
+  void setAppearance(Appearance appearance) override { session_.setAppearance(appearance); }
+  void setLocked(bool locked) override { session_.setLocked(locked); }
+
+ private:
+  KdeSession session_;
+  ChildProcess manager_;
 };
 
 }  // namespace
