@@ -56,6 +56,7 @@ class DesktopTrial final : public ProgramTrial {
   void writeTable() const;
 
   void bringAbout(const std::string& state);
+  void fillScreenAgain();
   void coverDocument(const std::string& name, const QRect& place);
   /// Of the document's window; empty where it is not there.
   [[nodiscard]] QSize documentSize() { return shell_.window(document_.title()).value_or(QRect()).size(); }
