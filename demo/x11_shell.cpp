@@ -232,7 +232,6 @@ class KWin final : public X11Shell {
 
   [[nodiscard]] std::string version() const override { return "KWin " + versionOf("kwin-x11"); }
   [[nodiscard]] std::vector<QPoint> panelSpots() override { throw NotHere("KWin alone has no panel"); }
-  void setAppearance(Appearance appearance) override { session_.setAppearance(appearance); }
   void setLocked(bool locked) override { session_.setLocked(locked); }
 
  private:
