@@ -290,6 +290,7 @@ Registration Bus::offer(const char* path, const char* interface, const sd_bus_vt
 void Bus::announceChanges(const char* path, const char* interface, std::vector<std::string> properties) {
   if (!connected_ || properties.empty()) return;
   std::vector<char*> names;
+  names.reserve(properties.size() + 1);
   for (std::string& property : properties) names.push_back(property.data());
   names.push_back(nullptr);
   sd_bus_emit_properties_changed_strv(bus_.get(), path, interface, names.data());

@@ -95,15 +95,18 @@ QByteArray fileOf(const std::vector<AlertRecord>& records) {
   const QByteArray first = firstLine();
   std::vector<QByteArray> lines;
   qsizetype size = first.size();
-  for (auto record = records.rbegin(); record != records.rend(); ++record) {
-    if (record->beganMs < oldest) continue;
-    QByteArray line = asLine(*record);
-    size += line.size();
-    if (size > JournalFile::mostBytes) break;
-    lines.push_back(std::move(line));
+  for (const AlertRecord& record : records) {
+    if (record.beganMs < oldest) continue;
+    lines.push_back(asLine(record));
+    size += lines.back().size();
   }
   QByteArray text = first;
-  for (auto line = lines.rbegin(); line != lines.rend(); ++line) text += *line;
+  for (const QByteArray& line : lines) {
+    if (size <= JournalFile::mostBytes)
+      text += line;
+    else
+      size -= line.size();
+  }
   return text;
 }
 

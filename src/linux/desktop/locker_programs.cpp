@@ -97,11 +97,11 @@ void LockerPrograms::watchFiles() {
 }
 
 void LockerPrograms::filesWereUsed() {
-  std::array<char, 4096> buffer;
+  std::array<char, 4096> buffer{};
   bool isReplaced = false;
   for (ssize_t size = 0; (size = read(files_, buffer.data(), buffer.size())) > 0;) {
     for (ssize_t at = 0; at < size;) {
-      inotify_event event;
+      inotify_event event{};
       std::memcpy(&event, buffer.data() + at, sizeof event);
       isReplaced = isReplaced || (event.mask & IN_IGNORED) != 0;
       at += static_cast<ssize_t>(sizeof event + event.len);

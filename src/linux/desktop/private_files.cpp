@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 namespace {
 
 fs::path personalFolder(const char* variable, const char* belowHome) {
-  const fs::path given = qgetenv(variable).toStdString();
+  fs::path given = qgetenv(variable).toStdString();
   const fs::path home = qgetenv("HOME").toStdString();
   // A relative path is to be ignored (XDG Base Directory).
   if (given.is_absolute()) return given;

@@ -31,7 +31,7 @@ namespace {
 
 using Attempt = PrivacyFacts::Attempt;
 
-constexpr std::size_t mostShown = 16 * 1024;  // of a file's content
+constexpr std::size_t mostShown = std::size_t{16} * 1024;  // of a file's content
 constexpr std::size_t mostKept = 50;
 
 /// What the filter answers counts; another error says nothing of it.
@@ -87,7 +87,7 @@ std::vector<PrivacyFacts::OpenFile> filesOpenForWriting(const KeptPlaces& places
   std::vector<PrivacyFacts::OpenFile> found;
   std::error_code error;
   for (const auto& entry : fs::directory_iterator("/proc/self/fd", error)) {
-    const fs::path link = entry.path();
+    const fs::path& link = entry.path();
     const int flags = number(lineOf("/proc/self/fdinfo" / link.filename(), "flags:"), 8);
     struct stat file {};
     if ((flags & O_ACCMODE) == O_RDONLY || ::stat(link.c_str(), &file) != 0) continue;
