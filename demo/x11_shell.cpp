@@ -108,8 +108,8 @@ class Xfce final : public X11Shell {
     set("xfce4-session", "/general/LockCommand", "string", locker_.command());
     settings_ = desktop.spawn("xfsettingsd", {"--no-daemon"});
     // As a session starts it, before any other that is installed.
-    notifications_ =
-        desktop.spawn("sh", {"-c", "exec $(sed -n 's/^Exec=//p' /etc/xdg/autostart/xfce4-notifyd.desktop)"});
+    notifications_ = desktop.spawn(
+        "sh", {"-c", "eval exec \"$(sed -n 's/^Exec=//p' /etc/xdg/autostart/xfce4-notifyd.desktop)\""});
     startWindowManager("xfwm4", {"--compositor=on"});
     panel_ = desktop.spawn("xfce4-panel", {"--disable-wm-check", "--sm-client-disable"});
     // It is there before its buttons are.
