@@ -212,14 +212,16 @@ RelaxationRows::Fold RelaxationRows::makeFold(const QString& symbol, const QStri
 
 void RelaxationRows::unfold(const Fold* fold) {
   unfolded_ = fold;
-  for (const Fold* each : {&pause_, &guests_}) {
-    const bool isUnfolded = each == unfolded_;
-    const bool hadFocus = each->choices->isAncestorOf(QApplication::focusWidget());
-    each->choices->setVisible(isUnfolded);
-    each->row->setUnfolding(isUnfolded ? MenuBarButton::Unfolding::unfolded
-                                       : MenuBarButton::Unfolding::folded);
-    if (hadFocus && !isUnfolded) each->row->setFocus(Qt::OtherFocusReason);
-  }
+  const auto show = [fold](const Fold& each) {
+    const bool isUnfolded = &each == fold;
+    const bool hadFocus = each.choices->isAncestorOf(QApplication::focusWidget());
+    each.choices->setVisible(isUnfolded);
+    each.row->setUnfolding(isUnfolded ? MenuBarButton::Unfolding::unfolded
+                                      : MenuBarButton::Unfolding::folded);
+    if (hadFocus && !isUnfolded) each.row->setFocus(Qt::OtherFocusReason);
+  };
+  show(pause_);
+  show(guests_);
 }
 
 bool RelaxationRows::fold() {
