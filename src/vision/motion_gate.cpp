@@ -125,8 +125,11 @@ void MotionGate::shrink(const Frame& frame) {
   now.fill(0);
   // Rows of the picture must not stay behind on the stack.
   struct Sums {
-    std::array<std::int16_t, std::size_t{fieldWidth} * 4> bytes;
-    std::array<std::uint8_t, std::size_t{fieldWidth} * 4> row;
+    std::array<std::int16_t, std::size_t{fieldWidth} * 4> bytes{};
+    std::array<std::uint8_t, std::size_t{fieldWidth} * 4> row{};
+    Sums() = default;
+    Sums(const Sums&) = delete;
+    Sums& operator=(const Sums&) = delete;
     ~Sums() { explicit_bzero(this, sizeof *this); }
   } sums;
   for (int row = 0; row < rows; ++row) {
