@@ -18,10 +18,17 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
+/// PipeWire starts before there is a portal: an ordinary user's asks that for priorities, and waits for the
+/// answer of a test that waits for PipeWire.
+HeadlessDesktop& desktopWithPipeWire() {
+  HeadlessDesktop& desktop = desktopWithoutDisplay();
+  desktop.startPipeWire();
+  return desktop;
+}
+
 /// A program that finds no daemon by itself, and a portal that hands out connections to a real one.
 struct CameraPortalTest : EventDesk {
-  CameraPortalTest() : EventDesk(desktopWithoutDisplay()) {
-    desktop.startPipeWire();
+  CameraPortalTest() : EventDesk(desktopWithPipeWire()) {
     ::setenv("PIPEWIRE_REMOTE", "hidden", 1);
     service.answer(u"Register"_s, [](const QDBusMessage&) { return QVariantList(); });
     service.answer(u"Get"_s, [this](const QDBusMessage&) { return QVariantList{boxed(isPresent)}; });
