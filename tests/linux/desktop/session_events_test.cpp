@@ -162,18 +162,17 @@ TEST_F(SessionEventsTest, FollowsBothScreenSaversThroughTheirRestarts) {
 }
 
 TEST_F(SessionEventsTest, FollowsTheScreenSaverOfEachDesktop) {
+  install();
   std::size_t told = 0;
   for (const auto& name : {u"org.xfce.ScreenSaver"_s, u"org.mate.ScreenSaver"_s}) {
     BusDouble saver(desktop, TestBus::session, name);
     const QString path = u'/' + QString(name).replace(u'.', u'/');
     saver.answer(u"GetActive"_s, [](const QDBusMessage&) -> QVariantList { return {false}; });
-    install();
     ASSERT_TRUE(runUntilCalls(saver, "GetActive", 1));
     for (const bool covers : {true, false}) {
       saver.emitSignal(path, name, u"ActiveChanged"_s, {covers});
       EXPECT_TRUE(runUntilDelivered(++told)) << name.toStdString();
     }
-    registration.reset();
   }
   EXPECT_THAT(delivered, ElementsAre(screenIsLocked, screenIsUnlocked, screenIsLocked, screenIsUnlocked));
 }
