@@ -339,7 +339,8 @@ void tellWitnesses(Words& words, const MachineFacts& machine) {
     return found.join(u' ');
   };
   words.found(qtTrId("doctor_lock"),
-              present({"org.freedesktop.login1", "org.freedesktop.ScreenSaver", "org.gnome.ScreenSaver"}),
+              present({"org.freedesktop.login1", "org.freedesktop.ScreenSaver", "org.gnome.ScreenSaver",
+                       "org.xfce.ScreenSaver", "org.mate.ScreenSaver"}),
               qtTrId("doctor_lock_advice"));
   words.found(qtTrId("doctor_sleep"), present({"org.freedesktop.login1"}), qtTrId("doctor_sleep_advice"));
   words.found(qtTrId("doctor_dark"),
