@@ -41,7 +41,7 @@ x11_desktop_packages=(xvfb x11-xserver-utils xdotool wmctrl imagemagick)
 gnome_packages=(gnome-shell gjs xwayland libglib2.0-bin xdg-desktop-portal xdg-desktop-portal-gnome python3-dbusmock)
 xfce_packages=(xfwm4 xfce4-settings xfce4-panel xfce4-notifyd xfce4-session i3lock "${x11_desktop_packages[@]}")
 kwin_x11_packages=(kwin-x11 plasma-workspace python3-dbusmock "${x11_desktop_packages[@]}")
-plasma_packages=(plasma-workspace plasma-desktop kwin-wayland qtwayland5 xwayland xdg-desktop-portal-kde python3-dbusmock "${x11_desktop_packages[@]}")
+plasma_packages=(plasma-workspace plasma-desktop kscreen kwin-wayland qtwayland5 xwayland xdg-desktop-portal-kde python3-dbusmock "${x11_desktop_packages[@]}")
 sway_packages=(sway swaybg swaylock mako-notifier grim xwayland libglib2.0-bin gsettings-desktop-schemas dconf-gsettings-backend "${x11_desktop_packages[@]}")
 # What gives away the screen of sway.
 sharing_packages=(xdg-desktop-portal-wlr)
