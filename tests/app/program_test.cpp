@@ -128,16 +128,17 @@ TEST_F(ProgramTest, TheBusStartsItAndOnlyWhatIsAskedIsDone) {
     EXPECT_EQ(second.waitForExit(seconds(10)), 0);
     EXPECT_THAT(second.output(), testing::HasSubstr("sa fenêtre vient de s'ouvrir"));
   };
-  const auto quit = [&] {
-    perform("quit");
-    EXPECT_TRUE(waitUntil([&] { return !bus->hasName(programName); }));
-  };
   // It fails where there are none, and complains of one that goes while it looks.
   const auto hasWindow = [&] {
     return desktop.spawn("xdotool", {"search", "--onlyvisible", "--class", "sentrel"})
                .waitForExit(seconds(10)) == 0;
   };
   const auto opensWindow = [&] { return waitUntil(hasWindow); };
+  const auto quit = [&] {
+    perform("quit");
+    EXPECT_TRUE(waitUntil([&] { return !bus->hasName(programName); }));
+    EXPECT_TRUE(waitUntil([&] { return !camera.isOpen() && !hasWindow(); })) << "the bus hears of it first";
+  };
   const auto staysClosed = [&] {
     return !waitUntil([&] { return camera.isOpen() || hasWindow(); }, seconds(1));
   };
