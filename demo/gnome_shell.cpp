@@ -69,6 +69,7 @@ class GnomeShell final : public DesktopShell {
     desktop.setVariable("XDG_CURRENT_DESKTOP", "GNOME");
     desktop.setVariable("XDG_SESSION_ID", "c2");  // as the login manager has it
     desktop.setVariable("XDG_SESSION_TYPE", wayland ? "wayland" : "x11");
+    hideOtherPortals();
     const std::string monitor = std::to_string(width) + "x" + std::to_string(height);
     process_ =
         desktop.spawn("gnome-shell", wayland ? std::vector<std::string>{"--headless", "--wayland",
@@ -234,6 +235,9 @@ class GnomeShell final : public DesktopShell {
                           : QStringLiteral("Main.screenShield.deactivate(false) ?? true"));
     waitFor(locked ? "the screen is locked" : "the screen is unlocked",
             [&] { return evaluate(QStringLiteral("Main.screenShield.locked")).toBool() == locked; });
+    // It is black until somebody moves the pointer.
+    (void)evaluate(QStringLiteral(
+        "['_shortLightbox', '_longLightbox'].forEach(name => Main.screenShield[name].lightOff()) ?? true"));
   }
 
   void pressShortcut(const std::string& keys) override {
@@ -250,6 +254,17 @@ class GnomeShell final : public DesktopShell {
   }
 
  private:
+  /// Those of other desktops may be installed, and would be asked for what GNOME's do not offer.
+  void hideOtherPortals() const {
+    const std::filesystem::path installed = "/usr/share/xdg-desktop-portal/portals";
+    const std::filesystem::path own = desktop_.home() / "portals";
+    std::filesystem::create_directories(own);
+    for (const char* name : {"gnome.portal", "gnome-shell.portal", "gtk.portal"}) {
+      if (std::filesystem::exists(installed / name)) std::filesystem::copy_file(installed / name, own / name);
+    }
+    desktop_.setVariable("XDG_DESKTOP_PORTAL_DIR", own);
+  }
+
   /// What an expression is within the shell.
   [[nodiscard]] QJsonValue evaluate(const QString& expression) const {
     const QDBusMessage reply =
