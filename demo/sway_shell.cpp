@@ -111,7 +111,8 @@ class SwayShell final : public DesktopShell {
 
   /// Where mako shows the newest one, unless it is told otherwise.
   [[nodiscard]] std::optional<QRect> notification() override {
-    if (desktop_.run("makoctl", {"list"}).find("summary") == std::string::npos) return {};
+    // Each version writes its list in another way.
+    if (desktop_.run("makoctl", {"list"}).find("Regard indiscret") == std::string::npos) return {};
     return QRect(1920 - 10 - 300, barHeight + 10, 300, 100);
   }
 
