@@ -94,7 +94,9 @@ DesktopAppearance::DesktopAppearance(const std::shared_ptr<Bus>& sessionBus,
     listening_.clear();
     if (ready) read();
   });
-  if (qEnvironmentVariable("XDG_CURRENT_DESKTOP").contains(QLatin1String("XFCE")))
+  const QString desktop = qEnvironmentVariable("XDG_CURRENT_DESKTOP");
+  if (desktop.contains(QLatin1String("KDE"))) portal_->want();  // nothing else tells its colours
+  if (desktop.contains(QLatin1String("XFCE")))
     xfce_ = std::make_unique<XfceTheme>(sessionBus, [this] { adopt(); });
   QObject::connect(&watcher_, &QFileSystemWatcher::directoryChanged, &watcher_, [this] { readSettings(); });
   if (settings_.is_absolute()) readSettings();
