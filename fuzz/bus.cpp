@@ -307,7 +307,7 @@ struct Listeners {
   FeedbackdHaptics haptics{session};
   CameraPortal cameras{portal};
   DesktopKeyMonitor keys{
-      {loop, portal, std::make_shared<test::MemoryUserDefaults>(), displays, events, {"a", "b"}}};
+      {loop, session, portal, std::make_shared<test::MemoryUserDefaults>(), displays, events, {"a", "b"}}};
   ProgramBus program{loop, session, Launch::person};
   std::vector<Registration> held;
 };
@@ -357,7 +357,7 @@ void play(Input& input) {
 
 extern "C" int LLVMFuzzerInitialize(int* /*count*/, char*** /*arguments*/) {
   for (const char* variable : {"DISPLAY", "WAYLAND_DISPLAY", "XDG_SESSION_ID"}) unsetenv(variable);
-  setenv("XDG_CURRENT_DESKTOP", "XFCE", 1);  // which says more on the bus than others do
+  setenv("XDG_CURRENT_DESKTOP", "KDE:XFCE", 1);  // which say more on the bus than others do
   return 0;
 }
 

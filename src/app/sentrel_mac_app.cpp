@@ -296,6 +296,7 @@ void SentrelMacApp::installPlatform() {
                                                                          .displays = displays});
   platform.keyMonitor = std::make_shared<DesktopKeyMonitor>(
       DesktopKeyMonitor::Parts{.mainLoop = mainLoop_,
+                               .sessionBus = sessionBus_,
                                .portal = portal_,
                                .userDefaults = defaults_,
                                .displays = displays,

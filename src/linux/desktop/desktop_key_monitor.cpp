@@ -4,6 +4,7 @@
 #include <QGuiApplication>
 #include <utility>
 
+#include "linux/desktop/kde_shortcuts.h"
 #include "linux/desktop/portal_shortcuts.h"
 #include "linux/display/x11_key_monitor.h"
 
@@ -19,7 +20,10 @@ bool isX11Session() {
 }  // namespace
 
 DesktopKeyMonitor::DesktopKeyMonitor(Parts parts) : parts_(std::move(parts)), onX11_(isX11Session()) {
-  if (!onX11_) return;
+  if (!onX11_) {
+    KdeShortcuts::isPossible() ? useKde() : usePortal();
+    return;
+  }
   parts_.displays->post([loop = parts_.mainLoop, weak = std::weak_ptr(self_)] {
     loop->post([weak, possible = X11KeyMonitor::isPossible()] {
       const auto self = weak.lock();
@@ -42,6 +46,7 @@ Registration DesktopKeyMonitor::observe(Shortcut shortcut, std::function<void()>
     if (weak.expired()) return;
     of(shortcut).observer = nullptr;
     of(shortcut).x11 = {};
+    if (kde_) kde_->unwant(shortcut);
     if (portal_) portal_->unwant(shortcut);
   });
 }
@@ -50,19 +55,32 @@ void DesktopKeyMonitor::forget(Shortcut shortcut) {
   PortalShortcuts::forget(*parts_.userDefaults, shortcut);
 }
 
-void DesktopKeyMonitor::begin(Shortcut shortcut) {
-  if (!onX11_) {
-    if (!portal_) {
-      portal_ = std::make_unique<PortalShortcuts>(PortalShortcuts::Parts{
-          .portal = parts_.portal,
-          .userDefaults = parts_.userDefaults,
+void DesktopKeyMonitor::useKde() {
+  kde_ = std::make_unique<KdeShortcuts>(
+      parts_.sessionBus,
+      KdeShortcuts::Parts{
           .descriptions = parts_.descriptions,
           .pressed = [this](Shortcut which) { this->pressed(which); },
-          .granted = [this](Shortcut which, ShortcutGrant grant) { setGrant(which, std::move(grant)); }});
-    }
-    portal_->want(shortcut);
-    return;
+          .granted = [this](Shortcut which, ShortcutGrant grant) { setGrant(which, std::move(grant)); },
+          .found = [this](bool present) { present ? portal_.reset() : usePortal(); }});
+}
+
+void DesktopKeyMonitor::usePortal() {
+  portal_ = std::make_unique<PortalShortcuts>(PortalShortcuts::Parts{
+      .portal = parts_.portal,
+      .userDefaults = parts_.userDefaults,
+      .descriptions = parts_.descriptions,
+      .pressed = [this](Shortcut which) { this->pressed(which); },
+      .granted = [this](Shortcut which, ShortcutGrant grant) { setGrant(which, std::move(grant)); }});
+  for (const Shortcut shortcut : {Shortcut::toggle, Shortcut::cover}) {
+    if (of(shortcut).observer) portal_->want(shortcut);
   }
+}
+
+void DesktopKeyMonitor::begin(Shortcut shortcut) {
+  if (kde_) kde_->want(shortcut);
+  if (portal_) portal_->want(shortcut);
+  if (!onX11_) return;
   const auto tellPress = [loop = parts_.mainLoop, weak = std::weak_ptr(self_), shortcut] {
     loop->post([weak, shortcut] {
       if (const auto self = weak.lock()) (*self)->pressed(shortcut);

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "linux/desktop/bus.h"
 #include "linux/desktop/desktop_portal.h"
 #include "linux/desktop/event_thread.h"
 #include "platform/desktop_services.h"
@@ -15,20 +16,22 @@
 
 namespace sentrel {
 
+class KdeShortcuts;
 class PortalShortcuts;
 class X11KeyMonitor;
 
-/// The shortcuts on X11 through the X server, elsewhere through the desktop portal. Never both: a desktop
-/// that has both would tell each press twice.
+/// The shortcuts on X11 through the X server, elsewhere through KDE's own service where there is one, else
+/// through the desktop portal. Never two of them: a desktop that has both would tell each press twice.
 class DesktopKeyMonitor final : public KeyMonitor {
  public:
   struct Parts {
     std::shared_ptr<MainLoop> mainLoop;
+    std::shared_ptr<Bus> sessionBus;
     std::shared_ptr<DesktopPortal> portal;
     std::shared_ptr<UserDefaults> userDefaults;          ///< remembers what the portal granted
     std::shared_ptr<EventThread> displays;               ///< the thread for the display servers
     std::shared_ptr<const SessionEvents> sessionEvents;  ///< who knows whether the screen is locked
-    std::array<std::string, 2> descriptions;             ///< what each does, for the portal's dialog
+    std::array<std::string, 2> descriptions;             ///< what each does, in the desktop's words for it
   };
 
   explicit DesktopKeyMonitor(Parts parts);
@@ -52,6 +55,8 @@ class DesktopKeyMonitor final : public KeyMonitor {
   [[nodiscard]] const Observed& of(Shortcut shortcut) const {
     return observed_[static_cast<std::size_t>(shortcut)];
   }
+  void useKde();
+  void usePortal();
   void begin(Shortcut shortcut);
   void setGrant(Shortcut shortcut, ShortcutGrant grant);
   void pressed(Shortcut shortcut) const;
@@ -60,7 +65,8 @@ class DesktopKeyMonitor final : public KeyMonitor {
   const bool onX11_;
   std::shared_ptr<DesktopKeyMonitor*> self_ = std::make_shared<DesktopKeyMonitor*>(this);
   std::array<Observed, 2> observed_;
-  std::unique_ptr<PortalShortcuts> portal_;  // once one is wanted
+  std::unique_ptr<PortalShortcuts> portal_;  // neither on X11 nor where KDE's service is known to be
+  std::unique_ptr<KdeShortcuts> kde_;        // on KDE's desktop, but on X11
 };
 
 }  // namespace sentrel

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "linux/desktop/portal_shortcuts.h"
 
-#include <QStringList>
 #include <algorithm>
 #include <tuple>
 #include <utility>
+
+#include "linux/desktop/shortcut_keys.h"
 
 namespace sentrel {
 
@@ -30,27 +31,6 @@ const PortalShortcut& namesOf(Shortcut shortcut) {
 
 BusMember method(const char* name) {
   return {DesktopPortal::path, interface, name};
-}
-
-/// Whether a desktop's words mean Super+Shift and this letter: "Meta+Shift+C", "Press <Shift><Super>c".
-bool isUsual(const QString& words, QChar letter) {
-  QString keys = words.toLower();
-  for (const char16_t separator : {u'<', u'>', u'+'}) keys.replace(separator, u' ');
-  QStringList parts = keys.split(u' ', Qt::SkipEmptyParts);
-  if (parts.isEmpty() || parts.takeLast() != letter) return false;
-  const auto has = [&](const char* name) { return parts.contains(QLatin1String(name)); };
-  const bool isOther = has("ctrl") || has("control") || has("alt");
-  return has("shift") && (has("super") || has("meta") || has("logo") || has("win")) && !isOther;
-}
-
-/// The keys of the desktop's words; as this program writes them, where they are those that it asked for.
-std::string readable(const QString& words, Shortcut shortcut) {
-  constexpr qsizetype longest = 32;
-  const QChar letter = shortcut == Shortcut::cover ? u'v' : u'c';
-  if (isUsual(words, letter)) return QStringLiteral("⌘⇧%1").arg(letter.toUpper()).toStdString();
-  QString shown = words.simplified().left(longest);
-  shown.removeIf([](QChar character) { return !character.isPrint(); });
-  return shown.toStdString();
 }
 
 }  // namespace
@@ -207,7 +187,7 @@ PortalShortcuts::Keys PortalShortcuts::keysIn(const QVariant& shortcuts) const {
     for (const Shortcut shortcut : bothShortcuts) {
       if (valueOf<QString>(parts.value(0)) != QLatin1String(namesOf(shortcut).id)) continue;
       const auto words = valueOf<QString>(parts.value(1).toMap(), "trigger_description");
-      found[shortcut] = words ? readable(*words, shortcut) : std::string();
+      found[shortcut] = words ? shownKeys(*words, shortcut) : std::string();
     }
   }
   return found;

@@ -390,6 +390,7 @@ struct KeyMonitorTest : EventDesk {
   std::unique_ptr<DesktopKeyMonitor> monitor() {
     return std::make_unique<DesktopKeyMonitor>(
         DesktopKeyMonitor::Parts{loop,
+                                 ownSessionBus,
                                  std::make_shared<DesktopPortal>(ownSessionBus),
                                  defaults,
                                  displays,
@@ -642,7 +643,7 @@ TEST_F(KeyMonitorTest, ThePortalHearsFirstWhoAsks) {
   portal.service.keep(u"Register"_s);
   portal.service.answer(u"Read"_s, nothing);
   const DesktopAppearance appearance(ownSessionBus, shared, {});
-  DesktopKeyMonitor keys({loop, shared, defaults, displays, session, {"", ""}});
+  DesktopKeyMonitor keys({loop, ownSessionBus, shared, defaults, displays, session, {"", ""}});
   const Registration observing = observe(keys);
   ASSERT_TRUE(runUntilCalls(portal.service, "Register", 1));
   await();
@@ -654,6 +655,123 @@ TEST_F(KeyMonitorTest, ThePortalHearsFirstWhoAsks) {
   for (const char* next : {"Read", "CreateSession"}) EXPECT_TRUE(runUntilCalls(portal.service, next, 1));
   EXPECT_EQ(told, (std::vector{false, true}));
   EXPECT_EQ(portal.calls("Register"), 1U);
+}
+
+/// As KDE tells keys: up to four, pressed one after the other.
+struct KeyTurns {
+  QList<int> keys;
+};
+[[maybe_unused]] QDBusArgument& operator<<(QDBusArgument& to, const KeyTurns& turns) {
+  to.beginStructure();
+  to << turns.keys;
+  to.endStructure();
+  return to;
+}
+[[maybe_unused]] const QDBusArgument& operator>>(const QDBusArgument& from, KeyTurns& turns) {
+  from.beginStructure();
+  from >> turns.keys;
+  from.endStructure();
+  return from;
+}
+
+/// What KDE's service has of a shortcut, and what becomes of it.
+struct KdeWays {
+  const char* name = "";
+  std::optional<QList<KeyTurns>> kept = {};  ///< from before
+  QStringList first = {};                    ///< who is told of a press
+  ShortcutGrant grant = {ShortcutGrant::Kind::refused, ""};
+};
+
+class KdeService {
+ public:
+  explicit KdeService(const HeadlessDesktop& desktop, KdeWays ways = {})
+      : service(desktop, TestBus::session, u"org.kde.kglobalaccel"_s) {
+    qDBusRegisterMetaType<KeyTurns>();
+    qDBusRegisterMetaType<QList<KeyTurns>>();
+    for (const auto& member : {u"doRegister"_s, u"setInactive"_s}) service.answer(member, nothing);
+    service.answer(u"setShortcutKeys"_s, [kept = ways.kept](const QDBusMessage& call) mutable {
+      const auto asked = qdbus_cast<QList<KeyTurns>>(call.arguments().at(1));
+      const bool isDefault = call.arguments().at(2).toUInt() == 8;
+      if (!isDefault && !kept) kept = asked;
+      return QVariantList{QVariant::fromValue(isDefault ? asked : *kept)};
+    });
+    service.answer(u"actionList"_s, [ways](const QDBusMessage&) { return QVariantList{ways.first}; });
+  }
+
+  void press(const QString& path, const QString& id) {
+    service.emitSignal(u"/component/"_s + path, u"org.kde.kglobalaccel.Component"_s,
+                       u"globalShortcutPressed"_s, {u"expert.mardeck.sentrel"_s, id, qlonglong{0}});
+  }
+  void change(const QString& component, int key) {
+    service.emitSignal(u"/kglobalaccel"_s, u"org.kde.KGlobalAccel"_s, u"yourShortcutsChanged"_s,
+                       {QStringList{component, u"toggle"_s, {}, {}},
+                        QVariant::fromValue(QList<KeyTurns>{{{key, 0, 0, 0}}})});
+  }
+
+  BusDouble service;
+};
+
+struct KdeKeysTest : KeyMonitorTest {
+  KdeKeysTest() { ::setenv("XDG_CURRENT_DESKTOP", "KDE", 1); }
+  ~KdeKeysTest() override { ::unsetenv("XDG_CURRENT_DESKTOP"); }
+  [[nodiscard]] bool becomes(const DesktopKeyMonitor& keys, const ShortcutGrant& grant) {
+    return runUntil([&] { return keys.grant(Shortcut::toggle) == grant; });
+  }
+
+  ShortcutsPortal portal{desktop};
+  const ShortcutGrant usual{ShortcutGrant::Kind::granted, "⌘⇧C"};
+};
+
+TEST_F(KdeKeysTest, AreThoseThatThePersonLeftToIt) {
+  const QStringList ours{u"expert.mardeck.sentrel"_s, u"toggle"_s, {}, {}};
+  const QList<KeyTurns> usualKeys{{{(Qt::META | Qt::SHIFT | Qt::Key_C).toCombined(), 0, 0, 0}}};
+  const KdeWays all[] = {
+      {"never asked", std::nullopt, ours, usual},
+      {"nobody says who is told", std::nullopt, {}, usual},
+      {"others", {{{{0, 0, 0, 0}}, {{Qt::Key_F8, 0, 0, 0}}}}, ours, {ShortcutGrant::Kind::granted, "F8"}},
+      {"none", QList<KeyTurns>{}, ours},
+      {"taken", {{{{0, 0, 0, 0}}}}, ours},
+      {"shared with an older one", usualKeys, {u"kwin"_s, u"toggle"_s, {}, {}}},
+      {"nothing in it", {{{{}}}}, ours},
+  };
+  for (const auto& ways : all) {
+    SCOPED_TRACE(ways.name);
+    KdeService kde(desktop, ways);
+    const auto keys = monitor();
+    const Registration observing = observe(*keys);
+    ASSERT_TRUE(becomes(*keys, ways.grant));
+    const QDBusMessage asked = kde.service.calls(u"setShortcutKeys"_s).back();
+    EXPECT_EQ(
+        asked.arguments().at(0).toStringList(),
+        (QStringList{u"expert.mardeck.sentrel"_s, u"toggle"_s, u"Sentrel"_s, u"Désactiver la protection"_s}));
+    EXPECT_EQ(asked.arguments().at(2), 2U) << "what the person decided before goes on";
+  }
+  EXPECT_EQ(portal.calls("CreateSession"), 0U);
+}
+
+TEST_F(KdeKeysTest, FollowTheServiceAndThePerson) {
+  const auto keys = monitor();
+  Registration observing = observe(*keys);
+  ASSERT_TRUE(becomes(*keys, usual)) << "through the portal, where the service is not to be seen";
+  for (int start = 1; start < 3; ++start) {
+    KdeService kde(desktop);
+    ASSERT_TRUE(runUntilCalls(kde.service, "actionList", 1));
+    ASSERT_TRUE(becomes(*keys, usual));
+    portal.activate(portal.session, u"toggle"_s);
+    kde.press(u"kwin"_s, u"toggle"_s);
+    kde.press(u"expert_mardeck_sentrel"_s, u"cover"_s);
+    kde.press(u"expert_mardeck_sentrel"_s, u"toggle"_s);
+    kde.change(u"kwin"_s, Qt::Key_F7);
+    kde.change(u"expert.mardeck.sentrel"_s, Qt::Key_F8);
+    EXPECT_TRUE(becomes(*keys, {ShortcutGrant::Kind::granted, "F8"}));
+    kde.change(u"expert.mardeck.sentrel"_s, 0);
+    EXPECT_TRUE(becomes(*keys, {ShortcutGrant::Kind::refused, ""}));
+    EXPECT_EQ(presses, start);
+    if (start == 1) continue;
+    observing.reset();
+    EXPECT_TRUE(runUntilCalls(kde.service, "setInactive", 1));
+  }
+  EXPECT_EQ(portal.calls("CreateSession"), 1U);
 }
 
 }  // namespace
