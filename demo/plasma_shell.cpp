@@ -115,9 +115,6 @@ class PlasmaShell final : public DesktopShell {
     return static_cast<int>(QByteArray::fromStdString(panel_.output()).count(pressed));
   }
 
-  void pressShortcut(const std::string& /*keys*/) override {
-    throw NotHere("nothing is bound through its portal");
-  }
   [[nodiscard]] std::optional<QRect> notification() override {
     return place(u"windows.find(w => w.notification || w.criticalNotification)"_s);
   }
