@@ -105,7 +105,6 @@ class Xfce final : public X11Shell {
     writePanel();
     set("xfce4-keyboard-shortcuts", "/commands/custom/override", "bool", "true");
     set("xfce4-keyboard-shortcuts", "/commands/custom/<Super><Alt>k", "string", writeCounter("desktop-keys"));
-    set("xfce4-session", "/general/LockCommand", "string", locker_.command());
     settings_ = desktop.spawn("xfsettingsd", {"--no-daemon"});
     // As a session starts it, before any other that is installed.
     notifications_ = desktop.spawn(
@@ -145,10 +144,10 @@ class Xfce final : public X11Shell {
                                          : "HighContrast");
   }
 
-  /// By the command for it that the person has chosen.
+  /// As its session manager does, by the command that the person has chosen.
   void setLocked(bool locked) override {
     if (!locked) return locker_.end();
-    desktop_.run("xflock4");
+    locking_ = desktop_.spawn("sh", {"-c", locker_.command()});
     locker_.waitUntilShown(*this);
   }
 
@@ -216,6 +215,7 @@ class Xfce final : public X11Shell {
   }
 
   const ScreenLocker locker_{desktop_, "i3lock --nofork", SIGTERM};
+  ChildProcess locking_;
   ChildProcess settings_;
   ChildProcess notifications_;
   ChildProcess panel_;
