@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <QIcon>
 #include <span>
 
 #include "app/command_line.h"
@@ -16,11 +15,7 @@ int main(int argc, char** argv) {
   // Before anything else could open, start or copy something.
   const bool isFiltered = sentrel::installSystemCallFilter();
   const bool isKeptOut = sentrel::keepMemoryOutOfCoreDumps();
-  // Qt empties its cache of icons as its application ends, and the cache must be there for that: it is made
-  // first. Only dialogs of Qt's own fill it.
-  static_cast<void>(QIcon::fromTheme(QStringLiteral("sentrel-none")));
-  // Static, so that it outlives the shared instances, which are made later and need the Qt application to
-  // end.
+  // Static, so that it outlives the shared instances, which are made later.
   static sentrel::SentrelMacApp app(argv, given.size() > 1 ? sentrel::Launch::bus : sentrel::Launch::person);
   if (!isFiltered) sentrel::printError(qtTrId("error_no_call_filter"));
   if (!isKeptOut) sentrel::printError(qtTrId("error_core_dumps"));

@@ -144,7 +144,7 @@ void boundTheEnd(int code) {
 SentrelMacApp::SentrelMacApp(char** argv, Launch launch)
     : launch_(launch),
       signals_(beforeQtStarts()),
-      application_(argumentCount_, argv),
+      arguments_(argv),
       mainLoop_(std::make_shared<QtMainLoop>()),
       sessionBus_(std::make_shared<Bus>(mainLoop_, BusKind::session)),
       bus_(mainLoop_, sessionBus_, launch) {

@@ -37,7 +37,10 @@ class SentrelMacApp {
   bool quitAsked_ = false;
   const int signals_;      // a descriptor; the signals are held back before Qt starts a thread
   int argumentCount_ = 1;  // the program's name: the application keeps a reference
-  QApplication application_;
+  char** const arguments_;
+  /// Never destroyed. What Qt keeps for itself, made later than this, is gone before it at the process's end,
+  /// and Qt ends an application with the help of that: its icons, and what a screen reader is told.
+  QApplication& application_ = *new QApplication(argumentCount_, arguments_);
   std::unique_ptr<QSocketNotifier> signalNotifier_;
   std::unique_ptr<QObject> paintFilter_;
   std::shared_ptr<QtMainLoop> mainLoop_;

@@ -141,6 +141,7 @@ TEST_F(FirstRunTest, TheKeyboardAloneLeadsToACoveredScreenAndEveryControlHasANam
   pressAt("Protection", "space");
   EXPECT_TRUE(waitUntil([&] { return !camera.isOpen() && !isCovered(); }));
   EXPECT_GE(controls, 35);
+  terminate();
 }
 
 }  // namespace
