@@ -155,7 +155,9 @@ class GnomeShell final : public DesktopShell {
   [[nodiscard]] QString under(QPoint at) override {
     return evaluate(QStringLiteral(R"((() => {
     const actor = global.stage.get_actor_at_pos(imports.gi.Clutter.PickMode.REACTIVE, %1, %2);
-    return `${actor} ${actor?.get_parent()?.meta_window?.title ?? ''}`;
+    let owner = actor;
+    while (owner && !owner.meta_window) owner = owner.get_parent();
+    return `${actor} ${owner?.meta_window.title ?? ''}`;
   })())")
                         .arg(at.x())
                         .arg(at.y()))
