@@ -48,6 +48,8 @@ class DesktopShell {
 
   /// Moves the pointer there, then presses and releases its first button, as a mouse would.
   virtual void click(QPoint at) = 0;
+  /// Puts a finger there and takes it away.
+  virtual void touch(QPoint /*at*/) { throw NotHere("no touch screen"); }
   /// Presses and releases a key, after the modifiers before it: "a", "Return", "ctrl+alt+shift+c". Names are
   /// those of X without their prefix.
   virtual void pressKey(const std::string& keys) = 0;

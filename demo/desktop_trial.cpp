@@ -411,6 +411,10 @@ void DesktopTrial::reachEverything(const std::string& when) {
   const std::string document = when + (kind_.wayland ? ", Wayland window" : ", large window");
   record("clicks", document, clicks_,
          [&] { return clicksPassed(onDocument, [this] { return document_.clicks(); }); });
+  record("clicks", document + ", by finger", clicks_, [&] {
+    return clicksPassed(
+        onDocument, [this] { return document_.clicks(); }, &DesktopShell::touch);
+  });
   record("keys", document, clicks_, [&] { return keysPassed("a", [this] { return document_.keys(); }); });
   record("clicks", when + ", X11 window", clicks_, [&] {
     const QPoint middle = shell_.window(other).value().center();
@@ -456,13 +460,14 @@ void DesktopTrial::reachOwnWindow(const std::string& when) {
   record("keys", when + ", own window", clicks_, [&] { return closed; });
 }
 
-int DesktopTrial::clicksPassed(const std::vector<QPoint>& points, const std::function<int()>& count) {
+int DesktopTrial::clicksPassed(const std::vector<QPoint>& points, const std::function<int()>& count,
+                               void (DesktopShell::*press)(QPoint)) {
   int passed = 0;
   for (int i = 0; i < clicks_; ++i) {
     const int before = count();
     // Never twice on the same pixel: a pointer that rests would not ask again what lies below it.
     const QPoint at = points[static_cast<std::size_t>(i) % points.size()] + QPoint(i % 5, i % 3);
-    shell_.click(at);
+    (shell_.*press)(at);
     const milliseconds limit = i > 3 && passed == 0 ? lostClickLimit : clickLimit;
     if (runUntil([&] { return count() > before; }, limit)) {
       ++passed;
@@ -560,7 +565,7 @@ void DesktopTrial::record(const std::string& topic, const std::string& what, int
     if (program_.pid() != 0 && !program_.isRunning()) throw;
     words = error.what();
   }
-  std::printf("  %-12s %-32s %3d of %3d %s\n", topic.c_str(), what.c_str(), row.passed, row.wanted,
+  std::printf("  %-12s %-40s %3d of %3d %s\n", topic.c_str(), what.c_str(), row.passed, row.wanted,
               words.c_str());
   rows_.push_back(row);
 }

@@ -65,7 +65,8 @@ class DesktopTrial final : public ProgramTrial {
   void reachEverything(const std::string& when);
   void reachOwnWindow(const std::string& when);
   /// How many of `clicks_` were counted.
-  [[nodiscard]] int clicksPassed(const std::vector<QPoint>& points, const std::function<int()>& count);
+  [[nodiscard]] int clicksPassed(const std::vector<QPoint>& points, const std::function<int()>& count,
+                                 void (DesktopShell::*press)(QPoint) = &DesktopShell::click);
   [[nodiscard]] int keysPassed(const std::string& key, const std::function<int()>& count);
   [[nodiscard]] int wordsPrinted(const char* words) const;  ///< by the X11 window
 

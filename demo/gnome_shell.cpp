@@ -28,13 +28,14 @@ constexpr QPoint overviewButton{55, 16};
 /// Nobody else has it.
 constexpr const char* ownKey = "super+alt+k";
 
-// A pointer and keys, and a count of what the panel and a key of the shell's get.
+// A pointer, keys and a finger, and a count of what the panel and a key of the shell's get.
 const auto prelude = QStringLiteral(R"((() => {
   const { Clutter, Meta, Shell } = imports.gi;
   const seat = Clutter.get_default_backend().get_default_seat();
   const trial = { clicks: 0, keys: 0, deaf: false,
                   pointer: seat.create_virtual_device(Clutter.InputDeviceType.POINTER_DEVICE),
-                  keyboard: seat.create_virtual_device(Clutter.InputDeviceType.KEYBOARD_DEVICE) };
+                  keyboard: seat.create_virtual_device(Clutter.InputDeviceType.KEYBOARD_DEVICE),
+                  finger: seat.create_virtual_device(Clutter.InputDeviceType.TOUCHSCREEN_DEVICE) };
   global.trial = trial;
   Main.panel.connect('captured-event', (panel, event) => {
     if (event.type() === Clutter.EventType.BUTTON_PRESS) ++trial.clicks;
@@ -114,6 +115,18 @@ class GnomeShell final : public DesktopShell {
     pointer.notify_absolute_motion(now(), %1, %2);
     pointer.notify_button(now(), Clutter.BUTTON_PRIMARY, Clutter.ButtonState.PRESSED);
     pointer.notify_button(now(), Clutter.BUTTON_PRIMARY, Clutter.ButtonState.RELEASED);
+    return true;
+  })())")
+                       .arg(at.x())
+                       .arg(at.y()));
+  }
+
+  void touch(QPoint at) override {
+    if (!wayland_) throw NotHere("no touch screen");
+    (void)evaluate(QStringLiteral(R"((() => {
+    const now = () => imports.gi.GLib.get_monotonic_time();
+    global.trial.finger.notify_touch_down(now(), 0, %1, %2);
+    global.trial.finger.notify_touch_up(now(), 0);
     return true;
   })())")
                        .arg(at.x())
