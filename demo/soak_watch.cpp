@@ -187,6 +187,7 @@ void SoakWatch::change(const std::function<void(SoakWorld&)>& edit, const std::f
   calibrating_ = next.calibrating;
   shared_ = next.shared;
   covered_ = next.covered;
+  away_ = next.isAway();
   monitors_ = next.monitors;
   worldSince_ = now_;
   world_ = next;
@@ -337,7 +338,10 @@ void SoakWatch::judgeScreen(Duration now) {
                 " screens are covered" + (covered_ ? ", though all were asked for" : "") +
                 (shared_ ? ", while the screen is shared" : ""));
   };
-  if (covered_) return expect(monitors_);
+  if (covered_) {
+    if (!away_) expect(monitors_);  // on a screen that comes while it is locked, the cover comes after that
+    return;
+  }
   // What is shared shows no stripes, and an alert only notifies.
   if (fresh && seesIn(state_)) expect(shared_ ? 0 : monitors_);
   if (expected_ == Expected::closed || (fresh && (state_ == "inactive" || state_ == "autoPaused")))

@@ -156,6 +156,7 @@ class SoakWatch {
   bool calibrating_ = false;
   bool shared_ = false;
   bool covered_ = false;
+  bool away_ = false;
   bool sessionBus_ = true;
   int monitors_ = 1;
   Duration worldSince_{};
