@@ -339,7 +339,7 @@ void SoakWatch::judgeScreen(Duration now) {
                 (shared_ ? ", while the screen is shared" : ""));
   };
   if (covered_) {
-    if (!away_) expect(monitors_);  // on a screen that comes while it is locked, the cover comes after that
+    if (!away_) expect(monitors_);  // a screen that comes while the session is locked is covered afterwards
     return;
   }
   // What is shared shows no stripes, and an alert only notifies.

@@ -38,8 +38,8 @@ class SentrelMacApp {
   const int signals_;      // a descriptor; the signals are held back before Qt starts a thread
   int argumentCount_ = 1;  // the program's name: the application keeps a reference
   char** const arguments_;
-  /// Never destroyed. What Qt keeps for itself, made later than this, is gone before it at the process's end,
-  /// and Qt ends an application with the help of that: its icons, and what a screen reader is told.
+  /// Never destroyed: at the process's end Qt's own static data, made later than this, goes first, and the
+  /// destructor would still use it, for icons and for assistive technology.
   QApplication& application_ = *new QApplication(argumentCount_, arguments_);
   std::unique_ptr<QSocketNotifier> signalNotifier_;
   std::unique_ptr<QObject> paintFilter_;
