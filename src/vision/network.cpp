@@ -404,7 +404,7 @@ Shape outputShape(const Operator& op, const Shape& in, const Shape& second) {
       requireFit(in == second, "an addition of different shapes");
       return in;
     case OperatorKind::maxPool:
-      requireFit(op.kernelHeight * op.kernelWidth > 1, "a pooling window of one pixel");
+      requireFit(op.kernelHeight > 1 || op.kernelWidth > 1, "a pooling window of one pixel");
       return windowed(op, in, in.channels);
     case OperatorKind::padChannels:
       requireFit(op.outputChannels >= in.channels && op.outputChannels <= maxChannels, "a channel padding");

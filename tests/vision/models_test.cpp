@@ -11,6 +11,7 @@
 
 #include "stage/pictures.h"
 #include "vision/inference.h"
+#include "vision/network.h"
 #include "vision/neural_face_detector.h"
 
 namespace sentrel::vision {
@@ -58,6 +59,19 @@ TEST(ModelFiles, nameTheirFault) {
     EXPECT_FALSE(detector.prepare()) << "they are read anew";
   }
   EXPECT_FALSE(NeuralFaceDetector(modelFolder()).prepare()) << "found from the build tree";
+}
+
+// Found with random files: 2^16 times 2^16 is no int.
+TEST(Networks, refuseWindowsOfAnImpossibleSize) {
+  Network network;
+  network.tensorCount = 2;
+  network.inputChannels = 1;
+  Operator& pool = network.operators.emplace_back();
+  pool.kind = OperatorKind::maxPool;
+  pool.output = 1;
+  pool.kernelHeight = pool.kernelWidth = 65536;
+  EXPECT_THAT([&] { (void)inferShapes(network, 192, 192); },
+              testing::ThrowsMessage<ModelError>(HasSubstr("a window has an impossible size")));
 }
 
 // The sums are those of outputs that were compared, value by value, with a direct computation of every
