@@ -27,6 +27,7 @@ const std::vector<DesktopKind>& desktopKinds() {
       {"kwin-x11", twoMonitors, false, startKWinOnX11},
       {"plasma-wayland", twoMonitors, true, startPlasmaOnWayland},
       {"sway", x11, true, startSway},
+      {"wayfire", services, true, startWayfire},
   };
   return kinds;
 }

@@ -142,5 +142,6 @@ struct DesktopKind {
 [[nodiscard]] std::unique_ptr<DesktopShell> startKWinOnX11(HeadlessDesktop& desktop);
 [[nodiscard]] std::unique_ptr<DesktopShell> startPlasmaOnWayland(HeadlessDesktop& desktop);
 [[nodiscard]] std::unique_ptr<DesktopShell> startSway(HeadlessDesktop& desktop);
+[[nodiscard]] std::unique_ptr<DesktopShell> startWayfire(HeadlessDesktop& desktop);
 
 }  // namespace sentrel::test

@@ -35,7 +35,7 @@ test_packages=(
   desktop-file-utils appstream groff-base libxml2-utils
 )
 # Real desktops, without a screen, and what tells and does there what a person would.
-desktops=(gnome-wayland gnome-x11 plasma-wayland sway xfce kwin-x11)
+desktops=(gnome-wayland gnome-x11 plasma-wayland sway wayfire xfce kwin-x11)
 desktop_packages=(dbus-daemon dbus-bin pipewire-bin x11-utils)
 x11_desktop_packages=(xvfb x11-xserver-utils xdotool wmctrl imagemagick)
 gnome_packages=(gnome-shell gjs xwayland libglib2.0-bin xdg-desktop-portal xdg-desktop-portal-gnome python3-dbusmock)
@@ -43,6 +43,8 @@ xfce_packages=(xfwm4 xfce4-settings xfce4-panel xfce4-notifyd i3lock "${x11_desk
 kwin_x11_packages=(kwin-x11 plasma-workspace python3-dbusmock "${x11_desktop_packages[@]}")
 plasma_packages=(plasma-workspace plasma-desktop kscreen kwin-wayland qtwayland5 xwayland xdg-desktop-portal-kde python3-dbusmock "${x11_desktop_packages[@]}")
 sway_packages=(sway swaybg swaylock mako-notifier grim xwayland libglib2.0-bin gsettings-desktop-schemas dconf-gsettings-backend "${x11_desktop_packages[@]}")
+# Of Debian 12 only.
+wayfire_packages=(wayfire wayfire-dev libglm-dev libdrm-dev libgl1-mesa-dri waybar swaylock mako-notifier grim xwayland libglib2.0-bin gsettings-desktop-schemas dconf-gsettings-backend)
 # What gives away the screen of sway.
 sharing_packages=(xdg-desktop-portal-wlr)
 fuzz_packages=(clang libclang-rt-dev)
@@ -156,6 +158,7 @@ setup() {
       kwin-x11) names+=("${desktop_packages[@]}" "${kwin_x11_packages[@]}") ;;
       plasma-wayland) names+=("${desktop_packages[@]}" "${plasma_packages[@]}") ;;
       sway) names+=("${desktop_packages[@]}" "${sway_packages[@]}") ;;
+      wayfire) names+=("${desktop_packages[@]}" "${wayfire_packages[@]}") ;;
       sharing) names+=("${sharing_packages[@]}") ;;
       fuzz) names+=("${fuzz_packages[@]}") ;;
       package) names+=("${package_packages[@]}") ;;
