@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // A plugin for Wayfire 0.7: the hands and the eyes of a trial within the compositor. Answers one request for
-// each connection to the socket SENTREL_TRIAL_SOCKET:
+// each connection to the socket "hands" in the folder SENTREL_TRIAL:
 //   windows               a line "x y width height title" for each window
 //   under X Y             what would get a click there
 //   move X Y              moves the pointer
@@ -23,7 +23,6 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -82,7 +81,8 @@ class Hands {
         socket_(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0)) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, std::getenv("SENTREL_TRIAL_SOCKET"), sizeof address.sun_path - 1);
+    const std::string path = std::string(std::getenv("SENTREL_TRIAL")) + "/hands";
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
     if (::bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
         ::listen(socket_, 8) != 0) {
       std::abort();
@@ -127,7 +127,10 @@ class Hands {
       words >> at.x >> at.y;
       if (what == "under") {
         const wayfire_view view = wf::get_core().get_view_at(at);
-        answer << (view ? view->get_title() + " of " + view->get_app_id() : "nothing");
+        const bool isOverview = wf::get_core().get_active_output()->is_plugin_active("expo");
+        answer << (isOverview ? "the overview"
+                   : view     ? view->get_title() + " of " + view->get_app_id()
+                              : "nothing");
       } else if (what == "move") {
         move(at);
       } else {

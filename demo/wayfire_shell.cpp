@@ -24,6 +24,24 @@ namespace {
 
 constexpr int barHeight = 32;
 
+/// What locks is still to come.
+constexpr const char* settings = R"([core]
+plugins = autostart command expo place )" SENTREL_WAYFIRE_HANDS R"(
+[autostart]
+autostart_wf_shell = false
+display = echo "$WAYLAND_DISPLAY $DISPLAY" > "$SENTREL_TRIAL/display"
+[expo]
+toggle = <super> KEY_E
+[output:HEADLESS-1]
+mode = 1920x1080@60000
+[output:HEADLESS-2]
+mode = 1920x1080@60000
+[command]
+binding_own = <super> KEY_K
+command_own = echo >> "$SENTREL_TRIAL/keys"
+binding_lock = <super> KEY_L
+command_lock = )";
+
 /// Wayfire on virtual screens, which draws on a card that is ordinary memory. Waybar is its panel; mouse,
 /// keys and finger come from devices that a plugin makes within it, so that they take the way of real ones.
 class WayfireShell final : public DesktopShell {
@@ -31,18 +49,11 @@ class WayfireShell final : public DesktopShell {
   explicit WayfireShell(HeadlessDesktop& desktop) : desktop_(desktop), folder_(desktop.runtimeFolder()) {
     desktop.setVariable("XDG_CURRENT_DESKTOP", "wayfire");
     desktop.setVariable("XDG_SESSION_TYPE", "wayland");
-    std::ofstream(file("wayfire.ini"))
-        << "[core]\nplugins = autostart command expo place " SENTREL_WAYFIRE_HANDS
-           "\n[expo]\ntoggle = <super> KEY_E\n[autostart]\nautostart_wf_shell = false\ndisplay = "
-        << "echo \"$WAYLAND_DISPLAY $DISPLAY\" > " << file("display")
-        << "\n[command]\nbinding_lock = <super> KEY_L\ncommand_lock = " << locker_.command()
-        << "\nbinding_own = <super> KEY_K\ncommand_own = echo >> " << file("keys")
-        << "\n[output:HEADLESS-1]\nmode = 1920x1080@60000\n"
-           "[output:HEADLESS-2]\nmode = 1920x1080@60000\n";
+    std::ofstream(file("wayfire.ini")) << settings << locker_.command() << '\n';
     process_ =
         desktop.spawn("env", {"LD_PRELOAD=" SENTREL_MEMORY_RENDER_NODE, "WLR_BACKENDS=headless",
                               "WLR_HEADLESS_OUTPUTS=1", "WLR_RENDERER_ALLOW_SOFTWARE=1",
-                              "SENTREL_TRIAL_SOCKET=" + file("hands"), "wayfire", "-c", file("wayfire.ini")});
+                              "SENTREL_TRIAL=" + folder_.string(), "wayfire", "-c", file("wayfire.ini")});
     waitForStart(process_, "wayfire", [this] { return read("display").ends_with('\n'); });
     std::istringstream names(read("display"));
     for (const char* name : {"WAYLAND_DISPLAY", "DISPLAY"}) {
@@ -118,7 +129,12 @@ class WayfireShell final : public DesktopShell {
     throw NotHere("Wayfire gives its keys to commands, not to programs");
   }
 
-  void clickOverview(bool /*open*/) override { pressKey("super+e"); }
+  /// A click on the first of its workspaces closes it.
+  void clickOverview(bool open) override {
+    const QPoint at(300, 200);
+    open ? pressKey("super+e") : click(at);
+    waitFor("the overview opens or closes", [&] { return (under(at) == u"the overview") == open; });
+  }
 
   void setHanging(bool hangs) override { process_.signal(hangs ? SIGSTOP : SIGCONT); }
   void screenshot(const std::filesystem::path& path) override { (void)desktop_.run("grim", {path.string()}); }
