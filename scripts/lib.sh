@@ -44,7 +44,7 @@ kwin_x11_packages=(kwin-x11 plasma-workspace python3-dbusmock "${x11_desktop_pac
 plasma_packages=(plasma-workspace plasma-desktop kscreen kwin-wayland qtwayland5 xwayland xdg-desktop-portal-kde python3-dbusmock "${x11_desktop_packages[@]}")
 sway_packages=(sway swaybg swaylock mako-notifier grim xwayland libglib2.0-bin gsettings-desktop-schemas dconf-gsettings-backend "${x11_desktop_packages[@]}")
 # Of Debian 12 only.
-wayfire_packages=(wayfire wayfire-dev libglm-dev libdrm-dev libgl1-mesa-dri waybar swaylock mako-notifier grim xwayland libglib2.0-bin gsettings-desktop-schemas dconf-gsettings-backend)
+wayfire_packages=(wayfire wayfire-dev libglm-dev libxml2-dev libdrm-dev libgl1-mesa-dri waybar swaylock mako-notifier grim xwayland libglib2.0-bin gsettings-desktop-schemas dconf-gsettings-backend)
 # What gives away the screen of sway.
 sharing_packages=(xdg-desktop-portal-wlr)
 fuzz_packages=(clang libclang-rt-dev)
