@@ -164,6 +164,11 @@ sentrel_require(tests   "the tests"           libgtest-dev        gtest-devel   
 sentrel_require(tests   "the tests"           libgmock-dev        gmock-devel            HEADER GMOCK_INCLUDE_DIR gmock/gmock.h)
 sentrel_require(bench   "the benchmarks"      libbenchmark-dev    google-benchmark-devel PACKAGE benchmark)
 
+# Where it is there, a trial can be made on it; its later versions have other interfaces.
+if(PKG_CONFIG_FOUND AND (SENTREL_DEMO OR SENTREL_TESTS OR SENTREL_BENCH))
+  pkg_check_modules(WAYFIRE QUIET IMPORTED_TARGET "wayfire<0.8")
+endif()
+
 # Without a tool the rest stays unknown, and is listed: to install what is there already does no harm.
 if(sentrel_missing_lines AND (PROJECT_NAME OR sentrel_missing_tool))
   list(REMOVE_DUPLICATES sentrel_missing_debian)
