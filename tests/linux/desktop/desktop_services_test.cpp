@@ -2,6 +2,7 @@
 #include <QByteArray>
 #include <QDBusMetaType>
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <tuple>
 
@@ -25,10 +26,6 @@ const auto portalName = u"org.freedesktop.portal.Desktop"_s;
 const auto portalPath = u"/org/freedesktop/portal/desktop"_s;
 const NotificationContent content{"Titre", "Texte"};
 
-QVariantList nothing(const QDBusMessage& /*call*/) {
-  return {};
-}
-
 struct NotificationsTest : EventDesk {
   /// A server that numbers what it shows from `first` on.
   std::unique_ptr<BusDouble> serve(uint first) {
@@ -38,8 +35,12 @@ struct NotificationsTest : EventDesk {
       return QVariantList{replaced != 0 ? replaced : next++};
     });
     for (const auto& member : {u"GetServerInformation"_s, u"CloseNotification"_s, u"UnInhibit"_s})
-      server->answer(member, nothing);
+      server->answer(member, always({}));
     return server;
+  }
+  static void setInhibited(BusDouble& server, bool inhibited) {
+    server.emitSignal(notificationsPath, u"org.freedesktop.DBus.Properties"_s, u"PropertiesChanged"_s,
+                      {notifications, QVariantMap{{u"Inhibited"_s, inhibited}}, QStringList()});
   }
   DesktopNotifications centre{loop, ownSessionBus};
 };
@@ -118,8 +119,7 @@ TEST_F(NotificationsTest, AServerThatIsQuietHangsOrGoesIsNotHeard) {
   auto server = serve(7);
   EXPECT_TRUE(becomes(true));
   for (const bool inhibited : {true, false}) {
-    server->emitSignal(notificationsPath, u"org.freedesktop.DBus.Properties"_s, u"PropertiesChanged"_s,
-                       {notifications, QVariantMap{{u"Inhibited"_s, inhibited}}, QStringList()});
+    setInhibited(*server, inhibited);
     EXPECT_TRUE(becomes(!inhibited));
   }
   server->keep(u"Notify"_s);
@@ -152,7 +152,7 @@ TEST_F(NotificationsTest, OthersAreHiddenOnlyWhereOursAreStillShown) {
   for (const auto& [what, abilities, answer, closedFor, closesFirst, hides, stillCan, ended] : cases) {
     SCOPED_TRACE(what);
     auto server = serve(7);
-    server->answer(u"GetCapabilities"_s, [&](const QDBusMessage&) { return QVariantList{abilities}; });
+    server->answer(u"GetCapabilities"_s, always({abilities}));
     const auto closeOurs = [&] {
       server->emitSignal(notificationsPath, notifications, u"NotificationClosed"_s, {7U, closedFor});
     };
@@ -192,16 +192,14 @@ TEST_F(NotificationsTest, OthersAreHiddenOnlyWhereOursAreStillShown) {
 
 TEST_F(NotificationsTest, ARefusalThatComesLateLeavesNoQuietOfOurs) {
   auto server = serve(7);
-  server->answer(u"GetCapabilities"_s,
-                 [](const QDBusMessage&) { return QVariantList{QStringList{u"inhibitions"_s}}; });
+  server->answer(u"GetCapabilities"_s, always({QStringList{u"inhibitions"_s}}));
   server->keep(u"Inhibit"_s);
   ASSERT_TRUE(runUntil([&] { return centre.canHideOthers().get(); }));
   centre.hideOthers().reset();
   ASSERT_TRUE(runUntilCalls(*server, "Inhibit", 1));
   server->reply(server->calls(u"Inhibit"_s)[0], {u"garbage"_s});
   ASSERT_TRUE(runUntil([&] { return !centre.canHideOthers(); }));
-  server->emitSignal(notificationsPath, u"org.freedesktop.DBus.Properties"_s, u"PropertiesChanged"_s,
-                     {notifications, QVariantMap{{u"Inhibited"_s, true}}, QStringList()});
+  setInhibited(*server, true);
   EXPECT_TRUE(runUntil([&] { return !centre.isHeard(); })) << "the person wants it quiet";
 }
 
@@ -262,7 +260,7 @@ TEST_F(HapticsTest, AreAskedOfWhoeverServesThem) {
   haptics.perform();  // nobody there
   const auto feedback = u"org.sigxcpu.Feedback"_s;
   BusDouble server(desktop, TestBus::session, feedback);
-  server.answer(u"TriggerFeedback"_s, [](const QDBusMessage&) { return QVariantList{1U}; });
+  server.answer(u"TriggerFeedback"_s, always({1U}));
   ASSERT_TRUE(runUntil([&] {
     haptics.perform();
     return !server.calls(u"TriggerFeedback"_s).empty();
@@ -283,8 +281,7 @@ struct AppearanceTest : EventDesk {
 
 TEST_F(AppearanceTest, FollowsWhatThePersonAskedOfTheDesktop) {
   BusDouble portal(desktop, TestBus::session, portalName);
-  // A text where only one desktop has one.
-  portal.answer(u"Read"_s, [](const QDBusMessage&) { return QVariantList{boxed(boxed(u"0"_s))}; });
+  portal.answer(u"Read"_s, always({boxed(boxed(u"0"_s))}));  // a text where only one desktop has one
   const DesktopAppearance look = follow();
   EXPECT_EQ(look.appearance(), Appearance{});
   ASSERT_TRUE(runUntil([&] { return look.appearance().get().reducedMotion; }));
@@ -361,7 +358,7 @@ TEST_F(AppearanceTest, IsReadFromTheSettingsWhileNoPortalTells) {
   write(settings);
   ASSERT_TRUE(becomes(look, {none, true, true, 1.5}));
   BusDouble portal(desktop, TestBus::session, portalName);
-  portal.answer(u"Read"_s, [](const QDBusMessage&) { return QVariantList{boxed(boxed(1U))}; });
+  portal.answer(u"Read"_s, always({boxed(boxed(1U))}));
   EXPECT_TRUE(becomes(look, {true, true, true, 1.5}));
 }
 
@@ -388,14 +385,12 @@ TEST_F(AppearanceTest, XfceTellsTheThemeAlone) {
 
 struct KeyMonitorTest : EventDesk {
   std::unique_ptr<DesktopKeyMonitor> monitor() {
+    return monitorOn(std::make_shared<DesktopPortal>(ownSessionBus));
+  }
+  std::unique_ptr<DesktopKeyMonitor> monitorOn(const std::shared_ptr<DesktopPortal>& portal) {
+    const std::array<std::string, 2> texts{"Désactiver la protection", "Couvrir"};
     return std::make_unique<DesktopKeyMonitor>(
-        DesktopKeyMonitor::Parts{loop,
-                                 ownSessionBus,
-                                 std::make_shared<DesktopPortal>(ownSessionBus),
-                                 defaults,
-                                 displays,
-                                 session,
-                                 {"Désactiver la protection", "Couvrir"}});
+        DesktopKeyMonitor::Parts{loop, ownSessionBus, portal, defaults, displays, session, texts});
   }
   [[nodiscard]] Registration observe(DesktopKeyMonitor& keys) {
     return keys.observe(Shortcut::toggle, [this] { ++presses; });
@@ -476,23 +471,8 @@ TEST_F(KeyMonitorTest, TakesItsKeysFromOthersOnX11UnlessTheyHaveGrabbedThem) {
   }));
 }
 
-/// As the portal tells what was bound.
-struct BoundShortcut {
-  QString id;
-  QVariantMap properties;
-};
-[[maybe_unused]] QDBusArgument& operator<<(QDBusArgument& to, const BoundShortcut& shortcut) {
-  to.beginStructure();
-  to << shortcut.id << shortcut.properties;
-  to.endStructure();
-  return to;
-}
-[[maybe_unused]] const QDBusArgument& operator>>(const QDBusArgument& from, BoundShortcut& shortcut) {
-  from.beginStructure();
-  from >> shortcut.id >> shortcut.properties;
-  from.endStructure();
-  return from;
-}
+/// As the portal tells what was bound: an identity and its properties.
+using BoundShortcut = std::pair<QString, QVariantMap>;
 
 /// How desktops differ in binding shortcuts.
 struct ShortcutWays {
@@ -513,9 +493,8 @@ class ShortcutsPortal {
     ::setenv("WAYLAND_DISPLAY", "wayland-none", 1);
     qDBusRegisterMetaType<BoundShortcut>();
     qDBusRegisterMetaType<QList<BoundShortcut>>();
-    service.answer(u"Register"_s, nothing);
-    service.answer(u"Close"_s, nothing);
-    service.answer(u"Get"_s, [this](const QDBusMessage&) { return QVariantList{boxed(ways_.version)}; });
+    for (const auto& member : {u"Register"_s, u"Close"_s}) service.answer(member, always({}));
+    service.answer(u"Get"_s, always({boxed(ways_.version)}));
     service.answer(u"CreateSession"_s, [this](const QDBusMessage& call) {
       bound.clear();
       const auto options = qdbus_cast<QVariantMap>(call.arguments().constLast());
@@ -528,14 +507,13 @@ class ShortcutsPortal {
     });
     service.answer(u"BindShortcuts"_s, [this](const QDBusMessage& call) {
       bound.clear();
-      for (const auto& shortcut : qdbus_cast<QList<BoundShortcut>>(call.arguments().at(1))) {
-        if (!given.contains(shortcut.id)) {
+      for (const auto& [id, properties] : qdbus_cast<QList<BoundShortcut>>(call.arguments().at(1))) {
+        if (!given.contains(id)) {
           ++questions;
           if (!grants) continue;
-          given[shortcut.id] =
-              QString::fromUtf8(ways_.words).arg(QChar(shortcut.id == u"toggle"_s ? u'C' : u'V'));
+          given[id] = QString::fromUtf8(ways_.words).arg(QChar(id == u"toggle"_s ? u'C' : u'V'));
         }
-        bound[shortcut.id] = given[shortcut.id];
+        bound[id] = given[id];
       }
       return portalAnswer(service, call, !bound.isEmpty(), ways_.bindTells ? listed(bound) : QVariantMap());
     });
@@ -565,7 +543,7 @@ class ShortcutsPortal {
   static QVariantMap listed(const QMap<QString, QString>& shortcuts) {
     QList<BoundShortcut> list;
     for (const auto& [id, words] : shortcuts.asKeyValueRange())
-      list.push_back({id, {{u"trigger_description"_s, words}}});
+      list.emplace_back(id, QVariantMap{{u"trigger_description"_s, words}});
     return {{u"shortcuts"_s, QVariant::fromValue(list)}};
   }
 
@@ -641,10 +619,10 @@ TEST_F(KeyMonitorTest, ThePortalHearsFirstWhoAsks) {
   ASSERT_TRUE(runUntil([&] { return told == std::vector{false}; })) << "nobody could start one";
   ShortcutsPortal portal(desktop);
   portal.service.keep(u"Register"_s);
-  portal.service.answer(u"Read"_s, nothing);
+  portal.service.answer(u"Read"_s, always({}));
   const DesktopAppearance appearance(ownSessionBus, shared, {});
-  DesktopKeyMonitor keys({loop, ownSessionBus, shared, defaults, displays, session, {"", ""}});
-  const Registration observing = observe(keys);
+  const auto keys = monitorOn(shared);
+  const Registration observing = observe(*keys);
   ASSERT_TRUE(runUntilCalls(portal.service, "Register", 1));
   await();
   EXPECT_EQ(portal.calls("Read") + portal.calls("CreateSession"), 0U);
@@ -688,14 +666,14 @@ class KdeService {
       : service(desktop, TestBus::session, u"org.kde.kglobalaccel"_s) {
     qDBusRegisterMetaType<KeyTurns>();
     qDBusRegisterMetaType<QList<KeyTurns>>();
-    for (const auto& member : {u"doRegister"_s, u"setInactive"_s}) service.answer(member, nothing);
+    for (const auto& member : {u"doRegister"_s, u"setInactive"_s}) service.answer(member, always({}));
     service.answer(u"setShortcutKeys"_s, [kept = ways.kept](const QDBusMessage& call) mutable {
       const auto asked = qdbus_cast<QList<KeyTurns>>(call.arguments().at(1));
       const bool isDefault = call.arguments().at(2).toUInt() == 8;
       if (!isDefault && !kept) kept = asked;
       return QVariantList{QVariant::fromValue(isDefault ? asked : *kept)};
     });
-    service.answer(u"actionList"_s, [ways](const QDBusMessage&) { return QVariantList{ways.first}; });
+    service.answer(u"actionList"_s, always({ways.first}));
   }
 
   void press(const QString& path, const QString& id) {

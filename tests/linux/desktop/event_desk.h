@@ -50,6 +50,11 @@ inline QVariant boxed(const QVariant& value) {
   return QVariant::fromValue(QDBusVariant(value));
 }
 
+/// A service's answer that is the same to each call.
+inline BusDouble::Answer always(const QVariantList& values) {
+  return [values](const QDBusMessage&) { return values; };
+}
+
 /// What every test of the desktop's events needs: the application, its loop and its buses, and the test's own
 /// connections to those.
 struct EventDesk : testing::Test {
