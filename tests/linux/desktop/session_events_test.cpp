@@ -26,9 +26,6 @@ using enum SessionEvent;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const auto gnomePath = u"/org/gnome/ScreenSaver"_s;
-const auto gnome = u"org.gnome.ScreenSaver"_s;
-
 struct SessionEventsTest : EventDesk {
   // What the login manager says of this process goes before it.
   SessionEventsTest() { ::setenv("XDG_SESSION_ID", "c9", 1); }
@@ -140,41 +137,42 @@ TEST_F(SessionEventsTest, FoundLockedAndInactiveIsOneEvent) {
   EXPECT_THAT(delivered, ElementsAre(screenIsLocked));
 }
 
-TEST_F(SessionEventsTest, FollowsBothScreenSaversThroughTheirRestarts) {
-  std::optional<BusMock> saver(std::in_place, desktop, sessionBus, gnome, u"gnome_screensaver"_s);
-  BusDouble other(desktop, TestBus::session, u"org.freedesktop.ScreenSaver"_s);
-  // Stands where one desktop has it, and not where the other has it.
-  other.answer(u"GetActive"_s, [&](const QDBusMessage& call) -> QVariantList {
-    return call.path() == u"/ScreenSaver"_s ? QVariantList{true} : QVariantList{u"what?"_s};
-  });
-  install();
-  ASSERT_TRUE(runUntilDelivered(1));
-  saver->call(gnomePath, gnome, u"SetActive"_s, {true});
-  other.emitSignal(u"/ScreenSaver"_s, u"org.freedesktop.ScreenSaver"_s, u"ActiveChanged"_s, {false});
-  // Garbage, and a stranger that says the same words.
-  other.emitSignal(u"/ScreenSaver"_s, u"org.freedesktop.ScreenSaver"_s, u"ActiveChanged"_s, {7, u"true"_s});
+TEST_F(SessionEventsTest, FollowsTheScreenSaverOfEachDesktopThroughItsRestart) {
+  const std::pair<QString, QString> savers[] = {
+      {u"org.freedesktop.ScreenSaver"_s, u"/ScreenSaver"_s},  // not where another desktop has it
+      {u"org.gnome.ScreenSaver"_s, u"/org/gnome/ScreenSaver"_s},
+      {u"org.xfce.ScreenSaver"_s, u"/org/xfce/ScreenSaver"_s},
+      {u"org.mate.ScreenSaver"_s, u"/"_s},
+  };
   BusDouble stranger(desktop, TestBus::session, u"org.example.Stranger"_s);
-  stranger.emitSignal(gnomePath, gnome, u"ActiveChanged"_s, {false});
-  saver->kill();
-  saver.emplace(desktop, sessionBus, gnome, u"gnome_screensaver"_s);  // without its cover
-  ASSERT_TRUE(runUntilDelivered(2));
-  EXPECT_THAT(delivered, ElementsAre(screenIsLocked, screenIsUnlocked));
-}
-
-TEST_F(SessionEventsTest, FollowsTheScreenSaverOfEachDesktop) {
   install();
-  std::size_t told = 0;
-  for (const auto& name : {u"org.xfce.ScreenSaver"_s, u"org.mate.ScreenSaver"_s}) {
-    BusDouble saver(desktop, TestBus::session, name);
-    const QString path = u'/' + QString(name).replace(u'.', u'/');
-    saver.answer(u"GetActive"_s, [](const QDBusMessage&) -> QVariantList { return {false}; });
-    ASSERT_TRUE(runUntilCalls(saver, "GetActive", 1));
-    for (const bool covers : {true, false}) {
-      saver.emitSignal(path, name, u"ActiveChanged"_s, {covers});
-      EXPECT_TRUE(runUntilDelivered(++told)) << name.toStdString();
-    }
+  for (const auto& saver : savers) {
+    SCOPED_TRACE(saver.first.toStdString());
+    delivered.clear();
+    bool covers = true;
+    std::optional<BusDouble> service;
+    const auto serve = [&] {
+      service.emplace(desktop, TestBus::session, saver.first);
+      service->answer(u"GetActive"_s, [&](const QDBusMessage& call) {
+        return QVariantList{call.path() == saver.second ? QVariant(covers) : u"what?"_s};
+      });
+    };
+    const auto tell = [&](BusDouble& teller, const QVariantList& values) {
+      teller.emitSignal(saver.second, saver.first, u"ActiveChanged"_s, values);
+    };
+    serve();
+    ASSERT_TRUE(runUntilDelivered(1));
+    tell(*service, {false});
+    ASSERT_TRUE(runUntilDelivered(2));
+    tell(stranger, {true});
+    for (const QVariantList& told : {QVariantList{7, u"true"_s}, {false}, {true}}) tell(*service, told);
+    ASSERT_TRUE(runUntilDelivered(3));
+    covers = false;
+    service.reset();
+    serve();
+    ASSERT_TRUE(runUntilDelivered(4));
+    EXPECT_THAT(delivered, ElementsAre(screenIsLocked, screenIsUnlocked, screenIsLocked, screenIsUnlocked));
   }
-  EXPECT_THAT(delivered, ElementsAre(screenIsLocked, screenIsUnlocked, screenIsLocked, screenIsUnlocked));
 }
 
 /// Programs that do nothing, with the names of lockers.
@@ -256,9 +254,6 @@ class PlayedServer {
   PlayedServer(const PlayedServer&) = delete;
   PlayedServer& operator=(const PlayedServer&) = delete;
 
-  /// Sets how far the displays sleep, 0 for on, and tells it to whoever asked to be told.
-  virtual void setLevel(std::uint16_t level) = 0;
-
   int questions = 0;
 
  protected:
@@ -294,7 +289,8 @@ class PowerOnlyServer final : public PlayedServer {
   PowerOnlyServer(const std::string& path, std::uint16_t minorVersion)
       : PlayedServer(path), minorVersion_(minorVersion) {}
 
-  void setLevel(std::uint16_t level) override {
+  /// Sets how far the displays sleep, 0 for on, and tells it to whoever asked to be told.
+  void setLevel(std::uint16_t level) {
     level_ = level;
     constexpr std::uint16_t genericEvent = 35;
     if (isListenedTo) send(packet({genericEvent | opcode << 8, sequence_, 0, 0, 0, 0, 0, 0, level, 1}));
@@ -340,7 +336,7 @@ class KwinPowerServer final : public PlayedServer {
   KwinPowerServer(const std::string& path, bool canSwitchOff)
       : PlayedServer(path), canSwitchOff_(canSwitchOff) {}
 
-  void setLevel(std::uint16_t level) override {
+  void setLevel(std::uint16_t level) {
     level_ = level;
     if (isAsked()) tell();
   }
