@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <unistd.h>
 
+#include <QDBusConnectionInterface>
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
@@ -129,8 +130,8 @@ TEST_F(ScreenLinksTest, WhoElseUsesACameraIsKnownByTheNameThatItGives) {
     (void)links.clear();
     client(10, "10", "100");
     client(20, "20", pid, program);
-    for (const char* camera : {"11", "12"})
-      node(static_cast<std::uint32_t>(std::stoul(camera)), camera, "10", "Video/Source", "Camera");
+    node(11, "11", "10", "Video/Source", "Camera");
+    node(12, "12", "10", "Video/Source", "Camera");
     Properties reader{{"object.serial", "21"}, {"client.id", "20"}, {"media.class", "Stream/Input/Video"}};
     reader.insert(reader.end(), stream.begin(), stream.end());
     add(21, PW_TYPE_INTERFACE_Node, reader);
@@ -164,6 +165,11 @@ struct FakeReads final : ScreenReads {
 struct SharingTest : EventDesk {
   SharingTest() : EventDesk(desktopWithoutDisplay()) {}
 
+  void follow(const std::shared_ptr<ScreenReads>& reads) {
+    sharing = std::make_unique<DesktopScreenSharing>(manual, ownSessionBus, reads);
+    observing = sharing->observe();
+    EXPECT_FALSE(decided());
+  }
   template <class Condition>
   [[nodiscard]] bool eventually(Condition condition) {
     return runUntil([&] {
@@ -172,23 +178,25 @@ struct SharingTest : EventDesk {
     });
   }
   /// Runs until everything is answered; gives what is published then.
-  [[nodiscard]] bool decided(const DesktopScreenSharing& sharing) {
+  [[nodiscard]] bool decided() {
     EXPECT_TRUE(eventually([&] { return ownSessionBus->isConnected() && manual->timerCount() == 0; }));
-    return sharing.isShared();
+    return sharing->isShared();
   }
   /// It is held for a second.
-  void expectEnd(const DesktopScreenSharing& sharing) {
-    EXPECT_TRUE(sharing.isShared());
+  void expectEnd() {
+    EXPECT_TRUE(sharing->isShared());
     manual->advance(999);
-    EXPECT_TRUE(sharing.isShared());
+    EXPECT_TRUE(sharing->isShared());
     manual->advance(1);
-    EXPECT_FALSE(sharing.isShared());
+    EXPECT_FALSE(sharing->isShared());
   }
   [[nodiscard]] std::unique_ptr<BusDouble> own(const char* owned) const {
     return std::make_unique<BusDouble>(desktop, TestBus::session, QString::fromLatin1(owned));
   }
 
   std::shared_ptr<ManualMainLoop> manual = std::make_shared<ManualMainLoop>();
+  std::unique_ptr<DesktopScreenSharing> sharing;
+  Registration observing;
   const pid_t own_ = getpid();
   const pid_t stranger = 1;
 };
@@ -197,20 +205,15 @@ constexpr auto mutter = "org.gnome.Mutter.ScreenCast";
 constexpr auto kwin = "org.kde.KWin";
 
 struct OwnersTest : SharingTest {
+  OwnersTest() { follow(reads); }
+
   std::shared_ptr<FakeReads> reads = std::make_shared<FakeReads>();
-  DesktopScreenSharing sharing{manual, ownSessionBus, reads};
-  Registration observing = sharing.observe();
 };
 
 TEST_F(OwnersTest, OnlyTheDesktopSharesAndNotWithItself) {
   const auto plasma = u"org.kde.plasmashell"_s;
   const BusMock shell = BusMock::empty(desktop, sessionBus, plasma, u"/"_s);
-  const auto bus = u"org.freedesktop.DBus"_s;
-  const auto bar = static_cast<pid_t>(
-      sessionBus.call(bus, u"/org/freedesktop/DBus"_s, bus, u"GetConnectionUnixProcessID"_s, {plasma})
-          .arguments()
-          .at(0)
-          .toUInt());
+  const auto bar = static_cast<pid_t>(sessionBus.handle().interface()->servicePid(plasma).value());
   // The name that this process owns, who makes, who reads.
   const std::tuple<const char*, pid_t, pid_t, bool> cases[] = {
       {mutter, own_, stranger, true},
@@ -224,7 +227,6 @@ TEST_F(OwnersTest, OnlyTheDesktopSharesAndNotWithItself) {
       {kwin, own_, bar, false},
       {kwin, bar, stranger, false},
   };
-  EXPECT_FALSE(decided(sharing));
   for (const auto& [name, maker, reader, expected] : cases) {
     SCOPED_TRACE(testing::Message() << name << ": " << maker << " read by " << reader);
     const auto owner = own(name);
@@ -232,66 +234,64 @@ TEST_F(OwnersTest, OnlyTheDesktopSharesAndNotWithItself) {
     for (const Reads& now : {Reads{{maker, reader}}, Reads{{1, 1}, {maker, reader}}}) {
       reads->current.assignIfChanged(now);
       EXPECT_EQ(manual->timerCount(), 1U) << "the question is under way";
-      EXPECT_EQ(decided(sharing), expected);
+      EXPECT_EQ(decided(), expected);
     }
     reads->current.assignIfChanged({});
-    if (expected) expectEnd(sharing);
-    EXPECT_FALSE(sharing.isShared());
+    if (expected) expectEnd();
+    EXPECT_FALSE(sharing->isShared());
   }
 }
 
 TEST_F(OwnersTest, IsHeldOverInterruptionsAndOnlyWhileItIsObserved) {
   const auto owner = own(kwin);
   const Reads one{{own_, stranger}};
-  Registration second = sharing.observe();
-  EXPECT_FALSE(decided(sharing));
+  Registration second = sharing->observe();
   reads->current.assignIfChanged(one);
-  EXPECT_TRUE(decided(sharing));
+  EXPECT_TRUE(decided());
   reads->current.assignIfChanged({});
   manual->advance(999);
   reads->current.assignIfChanged(one);  // a window has changed its size
-  EXPECT_TRUE(decided(sharing));
+  EXPECT_TRUE(decided());
   observing.reset();
-  EXPECT_TRUE(sharing.isShared());
+  EXPECT_TRUE(sharing->isShared());
   second.reset();
-  EXPECT_FALSE(sharing.isShared());
+  EXPECT_FALSE(sharing->isShared());
   EXPECT_EQ(manual->timerCount(), 0U);
-  observing = sharing.observe();
-  EXPECT_TRUE(decided(sharing)) << "what there is when it begins";
+  observing = sharing->observe();
+  EXPECT_TRUE(decided()) << "what there is when it begins";
   // An observer ends it at the very news.
   reads->current.assignIfChanged({});
-  const Registration ends = sharing.isShared().subscribe([&](bool isShared) {
+  const Registration ends = sharing->isShared().subscribe([&](bool isShared) {
     if (!isShared) observing.reset();
   });
   manual->advance(1000);
-  EXPECT_FALSE(sharing.isShared());
+  EXPECT_FALSE(sharing->isShared());
 }
 
 TEST_F(OwnersTest, WhereTheBusHangsOrGoesNothingIsShared) {
   auto owner = own(kwin);
   const Reads one{{own_, stranger}};
-  EXPECT_FALSE(decided(sharing));
   desktop.sessionBus().signal(SIGSTOP);
   reads->current.assignIfChanged(one);
   manual->advance(4999);
   EXPECT_EQ(manual->timerCount(), 1U);
   manual->advance(1);
   EXPECT_EQ(manual->timerCount(), 0U);
-  EXPECT_FALSE(sharing.isShared());
+  EXPECT_FALSE(sharing->isShared());
   desktop.sessionBus().signal(SIGCONT);
   reads->current.assignIfChanged({{stranger, own_}, {own_, stranger}});
-  EXPECT_FALSE(decided(sharing)) << "the late answer came before this one";
+  EXPECT_FALSE(decided()) << "the late answer came before this one";
   reads->current.assignIfChanged({});
   reads->current.assignIfChanged(one);
-  EXPECT_TRUE(decided(sharing));
+  EXPECT_TRUE(decided());
 
   owner.reset();
   desktop.replaceSessionBus();
   ASSERT_TRUE(eventually([&] { return manual->timerCount() == 1; }));
   manual->advance(1000);
-  EXPECT_FALSE(sharing.isShared());
+  EXPECT_FALSE(sharing->isShared());
   owner = own(kwin);
-  EXPECT_TRUE(eventually([&] { return sharing.isShared().get(); })) << "asked again on the new bus";
+  EXPECT_TRUE(eventually([&] { return sharing->isShared().get(); })) << "asked again on the new bus";
 }
 
 // Both, of real streams.
@@ -300,9 +300,7 @@ struct RealSharingTest : SharingTest {
   RealSharingTest() {
     desktop.startPipeWire();
     session = PipeWireCaptureSession::create(manual, queue);
-    sharing = std::make_unique<DesktopScreenSharing>(manual, ownSessionBus, session);
-    observing = sharing->observe();
-    EXPECT_FALSE(decided(*sharing));
+    follow(session);
   }
 
   [[nodiscard]] ChildProcess read(const std::string& node) {
@@ -315,15 +313,13 @@ struct RealSharingTest : SharingTest {
   [[nodiscard]] bool isShared() {
     return eventually([&] { return sharing->isShared().get(); });
   }
-  void expectEnd() {
+  void expectItsEnd() {
     EXPECT_TRUE(reads({}));
-    SharingTest::expectEnd(*sharing);
+    expectEnd();
   }
 
   std::shared_ptr<SerialQueue> queue = std::make_shared<SerialQueue>("camera");
   std::shared_ptr<PipeWireCaptureSession> session;
-  std::unique_ptr<DesktopScreenSharing> sharing;
-  Registration observing;
 };
 
 TEST_F(RealSharingTest, PicturesOfTheDesktopCountAndNothingElse) {
@@ -343,7 +339,7 @@ TEST_F(RealSharingTest, PicturesOfTheDesktopCountAndNothingElse) {
     auto reader = read("target-object=screen");
     ASSERT_TRUE(eventually([&] { return screen.isOpen(); })) << reader.output();
     ASSERT_TRUE(reads(isSeen ? Reads{{own_, reader.pid()}} : Reads{})) << reader.output();
-    EXPECT_EQ(decided(*sharing), expected);
+    EXPECT_EQ(decided(), expected);
     reader.kill();
     ASSERT_TRUE(reads({}));
     manual->advance(1000);
@@ -363,7 +359,7 @@ TEST_F(RealSharingTest, AForgedScreenIsKnownByItsMaker) {
   desktop.waitForNode("forged");
   auto reader = read("target-object=forged");
   ASSERT_TRUE(reads({{forger.pid(), reader.pid()}})) << forger.output() << reader.output();
-  EXPECT_FALSE(decided(*sharing));
+  EXPECT_FALSE(decided());
 }
 
 TEST_F(RealSharingTest, EndsWithTheLastReaderTheMakerOrTheService) {
@@ -386,13 +382,13 @@ TEST_F(RealSharingTest, EndsWithTheLastReaderTheMakerOrTheService) {
   manual->advance(1000);
   EXPECT_TRUE(sharing->isShared()) << "one is left";
   one.kill();
-  expectEnd();
+  expectItsEnd();
   one = beRead();
   screen.vanish();
-  expectEnd();
+  expectItsEnd();
   one = beRead();
   desktop.killPipeWire();
-  expectEnd();
+  expectItsEnd();
   desktop.startPipeWire();
   screen.vanish();
   one = beRead();
@@ -416,7 +412,6 @@ TEST_F(RealSharingTest, SwayGivesAwayItsScreen) {
   const auto object = [&](const char* leaf) {
     return QVariant::fromValue(QDBusObjectPath(path + QString::fromLatin1(leaf)));
   };
-  const QVariantMap none;
   // It has its name before it is ready, and then it may hang or crash.
   ChildProcess maker;
   QDBusMessage started;
@@ -425,10 +420,11 @@ TEST_F(RealSharingTest, SwayGivesAwayItsScreen) {
     maker = desktop.spawn(portal);
     sessionBus.waitForName(service);
     try {
-      call("CreateSession", {object("/request/t/1"), object("/session/t/1"), QString(), none});
+      call("CreateSession", {object("/request/t/1"), object("/session/t/1"), QString(), QVariantMap()});
       call("SelectSources",
            {object("/request/t/2"), object("/session/t/1"), QString(), QVariantMap{{u"types"_s, 1U}}});
-      started = call("Start", {object("/request/t/3"), object("/session/t/1"), QString(), QString(), none});
+      started = call("Start",
+                     {object("/request/t/3"), object("/session/t/1"), QString(), QString(), QVariantMap()});
     } catch (const std::exception&) {
       continue;  // once more
     }
@@ -436,18 +432,14 @@ TEST_F(RealSharingTest, SwayGivesAwayItsScreen) {
   desktop.setVariable("LD_PRELOAD", "");
   ASSERT_FALSE(started.arguments().isEmpty()) << maker.output();
   ASSERT_EQ(started.arguments().at(0).toUInt(), 0U) << maker.output();
-  const auto streams =
-      qdbus_cast<QVariantMap>(started.arguments().at(1)).value(u"streams"_s).value<QDBusArgument>();
-  uint node = 0;
-  streams.beginArray();
-  streams.beginStructure();
-  streams >> node;
+  const auto results = qdbus_cast<QVariantMap>(started.arguments().at(1));
+  const auto streams = qdbus_cast<QList<std::pair<uint, QVariantMap>>>(results[u"streams"_s]);
   EXPECT_THAT(session->screenReads().get(), IsEmpty()) << "nobody reads yet";
-  auto reader = read("path=" + std::to_string(node));
+  auto reader = read("path=" + std::to_string(streams.at(0).first));
   ASSERT_TRUE(isShared()) << maker.output() << reader.output();
   EXPECT_THAT(session->screenReads().get(), ElementsAre(ScreenRead{maker.pid(), reader.pid()}));
   reader.terminate();
-  expectEnd();
+  expectItsEnd();
 }
 
 }  // namespace
