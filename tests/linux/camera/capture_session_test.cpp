@@ -20,6 +20,11 @@ using SteadyClock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 namespace fs = std::filesystem;
 
+/// One that is there from the beginning.
+struct PluggedCamera : VirtualCamera {
+  explicit PluggedCamera(Options options = {}) : VirtualCamera(std::move(options)) { appear(); }
+};
+
 /// A capture session with its queue and a log of everything that it gives.
 class CaptureUser {
  public:
@@ -126,8 +131,7 @@ TEST_F(CaptureTest, TheBestModeIsAgreedOn) {
                            Mode{Format::rgb, 1280, 720}, Mode{Format::nv12, 640, 360}})
     cases.push_back({{only}, only});
   for (const auto& [modes, best] : cases) {
-    VirtualCamera camera({.modes = modes});
-    camera.appear();
+    const PluggedCamera camera({.modes = modes});
     CaptureUser user;
     user.start();
     ASSERT_TRUE(user.getsFrames(1));
@@ -138,10 +142,8 @@ TEST_F(CaptureTest, TheBestModeIsAgreedOn) {
 // Pictures arrive all the time, so that some do in the midst of a closing or of a change of cameras. Here the
 // session's own end is one of the closings.
 TEST_F(CaptureTest, TheCameraIsOpenOnlyWhileFramesAreWanted) {
-  VirtualCamera one({.name = "one", .modes = {{.width = 64, .height = 48, .fps = 500}}});
-  VirtualCamera other({.name = "other", .modes = {{.width = 64, .height = 48, .fps = 500}}});
-  one.appear();
-  other.appear();
+  const PluggedCamera one({.name = "one", .modes = {{.width = 64, .height = 48, .fps = 500}}});
+  const PluggedCamera other({.name = "other", .modes = {{.width = 64, .height = 48, .fps = 500}}});
   for (int round = 0; round < 15; ++round) {
     SCOPED_TRACE(round);
     CaptureUser user;
@@ -167,8 +169,7 @@ TEST_F(CaptureTest, TheCameraIsOpenOnlyWhileFramesAreWanted) {
 
 // Whoever looks at the pictures gets all of them, and the pace of what is handed on stays the same.
 TEST_F(CaptureTest, ThePaceHoldsHoweverManyFramesArrive) {
-  VirtualCamera camera({.modes = {{.width = 64, .height = 48, .fps = 200}}});
-  camera.appear();
+  const PluggedCamera camera({.modes = {{.width = 64, .height = 48, .fps = 200}}});
   std::atomic<int> looked = 0;
   CaptureUser user;
   user.start({}, 50);
@@ -184,10 +185,8 @@ TEST_F(CaptureTest, ThePaceHoldsHoweverManyFramesArrive) {
 }
 
 TEST_F(CaptureTest, CamerasAreListedAndChosen) {
-  VirtualCamera plain({.name = "plain", .description = "Plain camera"});
-  plain.appear();
-  VirtualCamera other({.name = "other", .description = "Other camera"});
-  other.appear();
+  const PluggedCamera plain({.name = "plain", .description = "Plain camera"});
+  const PluggedCamera other({.name = "other"});
   CaptureUser user;
   const Registration observing = user.session->observeDevices();
   user.queue->sync([&] { EXPECT_FALSE(user.session->awaitDevices(std::chrono::seconds(10))); });
@@ -207,8 +206,7 @@ TEST_F(CaptureTest, CamerasAreListedAndChosen) {
     EXPECT_TRUE(streams(id));
   }
   user.deviceChanges = 0;
-  VirtualCamera front({.name = "front", .location = "front"});
-  front.appear();
+  const PluggedCamera front({.name = "front", .location = "front"});
   ASSERT_TRUE(user.eventually([&] { return user.deviceChanges > 0 && user.session->devices().size() == 3; }));
   EXPECT_TRUE(streams("front"));
   EXPECT_TRUE(streams("plain", "plain"));
@@ -216,19 +214,12 @@ TEST_F(CaptureTest, CamerasAreListedAndChosen) {
 
 // Each program that comes, with every sound, is told to all who are connected.
 TEST_F(CaptureTest, ItIsConnectedOnlyWhileSomebodyNeedsCameras) {
-  VirtualCamera camera({.name = "camera"});
-  camera.appear();
-  VirtualCamera other({.name = "other"});
-  other.appear();
+  const PluggedCamera camera({.name = "camera"});
+  const PluggedCamera other({.name = "other"});
   const auto connections = [&] {
-    const std::string listed = desktop.run("pw-cli", {"ls", "Client"});
-    std::size_t count = 0;
-    for (auto at = listed.find("Interface:Client"); at != listed.npos;
-         at = listed.find("Interface:Client", at + 1))
-      ++count;
-    return count;
+    return std::stoi(desktop.run("sh", {"-c", "pw-cli ls Client | grep -c Interface:Client"}));
   };
-  const std::size_t others = connections();
+  const int others = connections();
   CaptureUser user;
   const auto isConnected = [&](bool wanted) {
     return user.eventually([&] { return connections() == others + (wanted ? 1 : 0); });
@@ -261,10 +252,10 @@ TEST_F(CaptureTest, ACameraIsSharedWithAnotherProgram) {
   desktop.waitForNode("foreign");
   CaptureUser user;
   CaptureUser other;
-  user.start("foreign");
-  other.start({"foreign"});
-  EXPECT_TRUE(user.getsFrames()) << camera.output();
-  EXPECT_TRUE(other.getsFrames());
+  for (CaptureUser* one : {&user, &other}) {
+    one->start("foreign");
+    EXPECT_TRUE(one->getsFrames()) << camera.output();
+  }
   EXPECT_GT(user.handed().middle[2], 200);
   EXPECT_EQ(user.session->otherUser(), "") << "this program is no other";
   const auto reader = desktop.spawn(
@@ -323,8 +314,7 @@ TEST_F(CaptureTest, ACameraWithoutAGoodFrameIsInterrupted) {
                                       {Format::yuy2, Fault::zeroLength},
                                       {Format::mjpeg, Fault::garbage}}) {
     SCOPED_TRACE(static_cast<int>(fault));
-    VirtualCamera camera({.modes = {{format}}});
-    camera.appear();
+    PluggedCamera camera({.modes = {{format}}});
     CaptureUser user;
     user.start({}, 101);
     ASSERT_TRUE(user.getsFrames());
@@ -361,8 +351,7 @@ TEST_F(CaptureTest, SizesChangeAndOneThatACameraCannotKeepIsNotAskedForAgain) {
   ASSERT_TRUE(user.getsFrames());
   EXPECT_EQ(user.session->brokenFrames(), broken);
 
-  VirtualCamera other({.name = "other", .modes = {usual}});
-  other.appear();
+  PluggedCamera other({.name = "other", .modes = {usual}});
   user.start("other");
   for (const Mode& mode : {usual, large, usual}) {
     other.setModes({mode});
