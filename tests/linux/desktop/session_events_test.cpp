@@ -146,31 +146,25 @@ TEST_F(SessionEventsTest, FollowsTheScreenSaverOfEachDesktopThroughItsRestart) {
   };
   BusDouble stranger(desktop, TestBus::session, u"org.example.Stranger"_s);
   install();
-  for (const auto& saver : savers) {
-    SCOPED_TRACE(saver.first.toStdString());
+  for (const auto& [name, path] : savers) {
+    SCOPED_TRACE(name.toStdString());
     delivered.clear();
-    bool covers = true;
-    std::optional<BusDouble> service;
-    const auto serve = [&] {
-      service.emplace(desktop, TestBus::session, saver.first);
-      service->answer(u"GetActive"_s, [&](const QDBusMessage& call) {
-        return QVariantList{call.path() == saver.second ? QVariant(covers) : u"what?"_s};
+    for (const bool isFirst : {true, false}) {
+      BusDouble saver(desktop, TestBus::session, name);
+      saver.answer(u"GetActive"_s, [&](const QDBusMessage& call) {
+        return QVariantList{call.path() == path ? QVariant(isFirst) : u"what?"_s};
       });
-    };
-    const auto tell = [&](BusDouble& teller, const QVariantList& values) {
-      teller.emitSignal(saver.second, saver.first, u"ActiveChanged"_s, values);
-    };
-    serve();
-    ASSERT_TRUE(runUntilDelivered(1));
-    tell(*service, {false});
-    ASSERT_TRUE(runUntilDelivered(2));
-    tell(stranger, {true});
-    for (const QVariantList& told : {QVariantList{7, u"true"_s}, {false}, {true}}) tell(*service, told);
-    ASSERT_TRUE(runUntilDelivered(3));
-    covers = false;
-    service.reset();
-    serve();
-    ASSERT_TRUE(runUntilDelivered(4));
+      ASSERT_TRUE(runUntilDelivered(isFirst ? 1 : 4)) << "found covering, and back without its cover";
+      if (!isFirst) continue;
+      const auto tell = [&](BusDouble& teller, const QVariantList& values) {
+        teller.emitSignal(path, name, u"ActiveChanged"_s, values);
+      };
+      tell(saver, {false});
+      ASSERT_TRUE(runUntilDelivered(2));
+      tell(stranger, {true});
+      for (const QVariantList& told : {QVariantList{7, u"true"_s}, {false}, {true}}) tell(saver, told);
+      ASSERT_TRUE(runUntilDelivered(3));
+    }
     EXPECT_THAT(delivered, ElementsAre(screenIsLocked, screenIsUnlocked, screenIsLocked, screenIsUnlocked));
   }
 }
