@@ -123,22 +123,19 @@ class OverlayTest : public testing::Test {
 
   /// Makes the window manager known as Mutter, or as another one.
   void setMutter(bool isMutter) {
-    if (!isMutter) return setRoot("-remove", {"_NET_SUPPORTING_WM_CHECK"});
+    if (!isMutter) return (void)desktop.run("xprop", {"-root", "-remove", "_NET_SUPPORTING_WM_CHECK"});
     mutter_ = connectToX();
     const xcb_window_t root = screenOf(mutter_).root;
     const std::uint32_t events = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
     xcb_change_window_attributes(mutter_.get(), root, XCB_CW_EVENT_MASK, &events);
     xcb_flush(mutter_.get());
     // The root window serves as the one on which a window manager describes itself.
-    setRoot("-f", {"_MUTTER_VERSION", "8u", "-set", "_MUTTER_VERSION", "43.8"});
-    setRoot("-f",
-            {"_NET_SUPPORTING_WM_CHECK", "32c", "-set", "_NET_SUPPORTING_WM_CHECK", std::to_string(root)});
+    setRoot("_MUTTER_VERSION", "43.8", "8u");
+    setRoot("_NET_SUPPORTING_WM_CHECK", std::to_string(root));
   }
-  /// Changes a property of the root window.
-  void setRoot(const std::string& how, const std::vector<std::string>& words) {
-    std::vector<std::string> arguments{"-root", how};
-    arguments.insert(arguments.end(), words.begin(), words.end());
-    desktop.run("xprop", arguments);
+  /// Sets a property of the root window.
+  void setRoot(const std::string& name, const std::string& value, const std::string& format = "32c") {
+    desktop.run("xprop", {"-root", "-f", name, format, "-set", name, value});
   }
   void restartServer() {
     if (isWayland()) return desktop.startSway();
@@ -547,15 +544,12 @@ TEST_F(X11OverlayTest, StaysBelowALockerOnly) {
 }
 
 TEST_F(X11OverlayTest, FollowsScaleAndPanelsOfTheDesktop) {
-  const auto setRootTo = [this](const char* name, const char* value) {
-    setRoot("-f", {name, "32c", "-set", name, value});
-  };
-  setRootTo("_NET_WORKAREA", "0, 30, 1024, 610");
+  setRoot("_NET_WORKAREA", "0, 30, 1024, 610");
   cover(darkScene);
   EXPECT_TRUE(eventuallyHintBelow(30));
-  setRootTo("_NET_WORKAREA", "0, 60, 1024, 580, 0, 0, 1024, 640");
+  setRoot("_NET_WORKAREA", "0, 60, 1024, 580, 0, 0, 1024, 640");
   EXPECT_TRUE(eventuallyHintBelow(60)) << "a panel that grows";
-  setRootTo("_NET_CURRENT_DESKTOP", "1");
+  setRoot("_NET_CURRENT_DESKTOP", "1");
   EXPECT_TRUE(eventuallyHintBelow(0)) << "a desktop without panels";
   surface->present(nominalScene);
   desktop.run("sh", {"-c", "echo 'Xft.dpi: 192' | xrdb -merge"});
