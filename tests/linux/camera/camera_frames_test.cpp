@@ -29,13 +29,9 @@ struct TestBuffer {
   void addBlock(std::uint32_t size, std::int32_t stride) {
     const auto index = buffer.n_datas++;
     chunks.at(index) = {.offset = 0, .size = size, .stride = stride, .flags = 0};
-    datas.at(index) = {.type = SPA_DATA_MemPtr,
-                       .flags = SPA_DATA_FLAG_READABLE,
-                       .fd = -1,
-                       .mapoffset = 0,
-                       .maxsize = size,
-                       .data = memory.data(),
-                       .chunk = &chunks.at(index)};
+    datas.at(index).maxsize = size;
+    datas.at(index).data = memory.data();
+    datas.at(index).chunk = &chunks.at(index);
   }
   void addChroma() {
     for (int i = 0; i < 2; ++i) addBlock(width * height / 4, width / 2);
