@@ -573,23 +573,21 @@ TEST_F(KeyMonitorTest, AsksThePersonOnceAndIsBoundAtEveryStart) {
       ASSERT_TRUE(runUntil([&] { return presses == static_cast<int>(start) + 1; }));
       EXPECT_EQ(portal.questions, 1);
       EXPECT_EQ(portal.calls("BindShortcuts"), ways.bindsAlways ? start + 1U : 1U) << "a window may open";
+      if (start < 2) continue;
+      // The other one comes to it, and both are heard.
+      int covers = 0;
+      const Registration covering = keys->observe(Shortcut::cover, [&] { ++covers; });
+      ASSERT_TRUE(
+          runUntil([&] { return keys->canObserve(Shortcut::cover) && keys->canObserve(Shortcut::toggle); }));
+      EXPECT_EQ(portal.bound.size(), 2);
+      portal.activate(portal.session, u"toggle"_s);
+      portal.activate(portal.session, u"cover"_s);
+      EXPECT_TRUE(runUntil([&] { return covers == 1 && presses == 4; }));
+      portal.change(u"toggle"_s, u"F8"_s);
+      EXPECT_TRUE(runUntil([&] { return keys->grant(Shortcut::toggle).keys == "F8"; }));
+      portal.change(u"toggle"_s, QString());
+      EXPECT_TRUE(runUntil([&] { return !keys->canObserve(Shortcut::toggle); })) << "no key is left";
     }
-    // The other one comes to it, and both are heard.
-    const auto keys = monitor();
-    const Registration observing = observe(*keys);
-    ASSERT_TRUE(runUntil([&] { return keys->canObserve(Shortcut::toggle); }));
-    int covers = 0;
-    const Registration covering = keys->observe(Shortcut::cover, [&] { ++covers; });
-    ASSERT_TRUE(
-        runUntil([&] { return keys->canObserve(Shortcut::cover) && keys->canObserve(Shortcut::toggle); }));
-    EXPECT_EQ(portal.bound.size(), 2);
-    portal.activate(portal.session, u"toggle"_s);
-    portal.activate(portal.session, u"cover"_s);
-    EXPECT_TRUE(runUntil([&] { return covers == 1 && presses == 4; }));
-    portal.change(u"toggle"_s, u"F8"_s);
-    EXPECT_TRUE(runUntil([&] { return keys->grant(Shortcut::toggle).keys == "F8"; }));
-    portal.change(u"toggle"_s, QString());
-    EXPECT_TRUE(runUntil([&] { return !keys->canObserve(Shortcut::toggle); })) << "no key is left";
   }
 }
 
