@@ -24,8 +24,7 @@ TEST_F(Entry, OfTwoStartsAtOnceOneStays) {
     EXPECT_NE(other.output().find("Sentrel tourne déjà\n"), std::string::npos) << other.output();
     ASSERT_TRUE(first.isRunning()) << first.output();
     EXPECT_EQ(owner(), first.pid());
-    first.signal(SIGTERM);
-    EXPECT_EQ(first.waitForExit(seconds(10)), 0);
+    terminate(first);
   }
 }
 
@@ -38,9 +37,8 @@ TEST_F(Entry, ItCanBeKilledAtAnyStageOfItsStart) {
     ASSERT_EQ(number("filter_strength"), 5) << "after kill " << i << ": " << settings();
   }
   ChildProcess process = spawn();
-  ASSERT_TRUE(waitUntil([&] { return owner() == process.pid(); })) << process.output();
-  process.signal(SIGTERM);
-  EXPECT_EQ(process.waitForExit(seconds(10)), 0);
+  ASSERT_TRUE(owns(process)) << process.output();
+  terminate(process);
   EXPECT_NE(settings().find("\"has_completed_onboarding\": true"), std::string::npos);
   for (const auto& file : fs::directory_iterator(settingsFolder()))
     EXPECT_EQ(file.path().filename(), "defaults.json");
@@ -61,10 +59,9 @@ TEST_F(Entry, EventsAreLoggedByTheirRulesAndToTheJournal) {
     const std::string stream = priority ? "export JOURNAL_STREAM=$(stat -Lc %d:%i /proc/self/fd/2); " : "";
     ChildProcess process =
         desktop.spawn("sh", {"-c", stream + "exec env '" + setting + "' " SENTREL_PROGRAM});
-    ASSERT_TRUE(waitUntil([&] { return owner() == process.pid() && bus->hasName(programName); }));
+    ASSERT_TRUE(owns(process));
     ASSERT_TRUE(becomes("inactive"));
-    process.signal(SIGTERM);
-    EXPECT_EQ(process.waitForExit(seconds(10)), 0);
+    terminate(process);
     const std::string words = process.output();
     EXPECT_EQ(words.find("sentrel.state: inactive") != std::string::npos, state) << words;
     EXPECT_EQ(words.find("sentrel.bus: session bus connected") != std::string::npos, connected) << words;
@@ -75,20 +72,19 @@ TEST_F(Entry, EventsAreLoggedByTheirRulesAndToTheJournal) {
 TEST_F(Entry, AStartWhileTheFirstOneEndsTakesItsPlace) {
   ChildProcess process = spawn();
   for (const int delayMs : {0, 20, 60, 150}) {
-    bus->waitForName(programName);
-    ASSERT_TRUE(waitUntil([&] { return owner() == process.pid(); })) << process.output();
+    ASSERT_TRUE(owns(process)) << process.output();
     process.signal(SIGTERM);
     std::this_thread::sleep_for(milliseconds(delayMs));
     ChildProcess next = spawn();
     EXPECT_EQ(process.waitForExit(seconds(10)), 0) << process.output();
-    EXPECT_TRUE(waitUntil([&] { return owner() == next.pid(); })) << delayMs << ": " << next.output();
+    EXPECT_TRUE(owns(next)) << delayMs << ": " << next.output();
     process = std::move(next);
   }
 }
 
 TEST_F(Entry, AnInstanceThatHangsHoldsUpNoOther) {
   ChildProcess first = spawn();
-  bus->waitForName(programName);
+  ASSERT_TRUE(owns(first));
   first.signal(SIGSTOP);
   ChildProcess second = spawn();
   EXPECT_EQ(second.waitForExit(seconds(20)), 0);
@@ -116,8 +112,7 @@ TEST_F(Entry, ItDoesWithoutWhatOthersTakeForGranted) {
     })) << process.output();
     std::this_thread::sleep_for(milliseconds(200));
     ASSERT_TRUE(process.isRunning()) << process.output();
-    process.signal(SIGTERM);
-    EXPECT_EQ(process.waitForExit(seconds(10)), 0) << process.output();
+    terminate(process);
     EXPECT_TRUE(waitUntil([&] { return !bus->hasName(programName); }));
   }
 }

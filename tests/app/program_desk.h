@@ -55,6 +55,16 @@ struct ProgramRun : testing::Test {
     return desktop.spawn("env", changes);
   }
 
+  /// Waits until it has the program's name.
+  [[nodiscard]] bool owns(const ChildProcess& process) {
+    return waitUntil([&] { return owner() == process.pid(); });
+  }
+  /// SIGTERM, as at a session's end.
+  static void terminate(ChildProcess& process) {
+    process.signal(SIGTERM);
+    EXPECT_EQ(process.waitForExit(seconds(10)), 0) << process.output();
+  }
+
   /// A command that has ended.
   struct Said {
     int status = 0;
@@ -120,6 +130,14 @@ struct ProgramDesk : ProgramRun {
     process = spawn();
     bus->waitForName(programName);
   }
+  void startProtecting() {
+    start();
+    ASSERT_TRUE(becomes("nominal")) << process.output();
+    ASSERT_TRUE(cameraIs(true));
+  }
+  [[nodiscard]] bool cameraIs(bool open) const {
+    return waitUntil([&] { return camera.isOpen() == open; }, seconds(20), milliseconds(1));
+  }
   [[nodiscard]] bool isCovered() {
     return desktop.run("xwininfo", {"-root", "-children"}).find("1920x1080+0+0") != std::string::npos;
   }
@@ -135,11 +153,7 @@ struct ProgramDesk : ProgramRun {
   }
   void press(const std::string& key) { desktop.run("xdotool", {"key", "--clearmodifiers", key}); }
   void expectGoodEnd() { EXPECT_EQ(process.waitForExit(seconds(10)), 0) << process.output(); }
-  /// SIGTERM, as a session's end.
-  void terminate() {
-    process.signal(SIGTERM);
-    expectGoodEnd();
-  }
+  void terminate() { ProgramRun::terminate(process); }
 
   MockSession session{desktop};
   const PortraitScene portrait;
