@@ -9,38 +9,61 @@ namespace {
 
 struct PreferencesTest : WindowTest {
   PreferencesView* open() { return WindowTest::open<PreferencesView>(preferencesParts()); }
-  void keyOn(const char* name, Qt::Key pressed) { QTest::keyClick(named<QWidget>(name), pressed); }
+  /// Of several choices side by side, the first.
+  [[nodiscard]] QAbstractButton* choiceOf(const char* name) const {
+    const auto* picker = named<SegmentedPicker>(name);
+    return picker != nullptr ? picker->findChild<QAbstractButton*>() : nullptr;
+  }
+  void keyOn(const char* name, Qt::Key pressed) {
+    QWidget* choice = choiceOf(name);
+    (choice != nullptr ? choice : named<QWidget>(name))->setFocus();
+    QTest::keyClick(window->focusWidget(), pressed);
+  }
   [[nodiscard]] const FilterSettings& saved() const { return settings->settings.get(); }
 };
 
-TEST_F(PreferencesTest, EveryControlSavesItsSettingAtOnce) {
+TEST_F(PreferencesTest, EveryControlSavesAtOnceAndShowsWhatIsSaved) {
   open();
-  FilterSettings expected = saved();
+  FilterSettings filter = saved();
+  ProtectionOptions options = settings->options;
+  const char* const hiding = "Masquer les autres notifications pendant une alerte";
   const struct {
     const char* name;
     Qt::Key key;
     std::function<void()> change;
   } cases[] = {
-      {"Force du filtre", Qt::Key_Right, [&] { expected.filterStrength = 4; }},
-      {"Sensibilité", Qt::Key_Home, [&] { expected.sensitivity = 1; }},
-      {"Coefficient de distance", Qt::Key_End, [&] { expected.privacyMatrixCoefficient = 4; }},
-      {"Opacité des bandes", Qt::Key_End, [&] { expected.matrixStripeAlpha = 1; }},
-      {"2 s", Qt::Key_Space, [&] { expected.inattentionDelayMs = 2000; }},
-      {"5 fps", Qt::Key_Space, [&] { expected.captureFps = 5; }},
-      {"Désactivé", Qt::Key_Space, [&] { expected.batteryThresholdPercent = 0; }},
-      {"Mode lunettes", Qt::Key_Space, [&] { expected.glassesCompat = false; }},
-      {"Raccourci global Super+Maj+C", Qt::Key_Space, [&] { expected.globalShortcutEnabled = false; }},
-      {"Couvrir tous les écrans", Qt::Key_Space, [&] { expected.coverAllScreens = false; }},
-      {"Vibration lors d'une alerte", Qt::Key_Space, [&] { expected.hapticOnAlert = false; }},
-      {"Activer la matrice", Qt::Key_Space, [&] { expected.privacyMatrixEnabled = false; }},
-      {"Lancer au démarrage", Qt::Key_Space, [&] { expected.launchAtLogin = true; }},
+      {"Force du filtre", Qt::Key_Right, [&] { filter.filterStrength = 4; }},
+      {"Sensibilité", Qt::Key_Home, [&] { filter.sensitivity = 1; }},
+      {"Coefficient de distance", Qt::Key_End, [&] { filter.privacyMatrixCoefficient = 4; }},
+      {"Opacité des bandes", Qt::Key_End, [&] { filter.matrixStripeAlpha = 1; }},
+      {"2 s", Qt::Key_Space, [&] { filter.inattentionDelayMs = 2000; }},
+      {"5 fps", Qt::Key_Space, [&] { filter.captureFps = 5; }},
+      {"Désactivé", Qt::Key_Space, [&] { filter.batteryThresholdPercent = 0; }},
+      {"Mode lunettes", Qt::Key_Space, [&] { filter.glassesCompat = false; }},
+      {"Raccourci global Super+Maj+C", Qt::Key_Space, [&] { filter.globalShortcutEnabled = false; }},
+      {"Couvrir tous les écrans", Qt::Key_Space, [&] { filter.coverAllScreens = false; }},
+      {"Vibration lors d'une alerte", Qt::Key_Space, [&] { filter.hapticOnAlert = false; }},
+      {"Activer la matrice", Qt::Key_Space, [&] { filter.privacyMatrixEnabled = false; }},
+      {"Lancer au démarrage", Qt::Key_Space, [&] { filter.launchAtLogin = true; }},
+      {"Quand quelqu'un regarde", Qt::Key_Down, [&] { options.reaction = Reaction::notifyOnly; }},
+      {"Quand quelqu'un regarde", Qt::Key_Down, [&] { options.reaction = Reaction::darkenOnly; }},
+      {"Pendant un partage d'écran", Qt::Key_Down, [&] { options.whenShared = WhenShared::changeNothing; }},
+      {"Pendant un partage d'écran", Qt::Key_End, [&] { options.whenShared = WhenShared::pause; }},
+      {"Surveiller jusqu'à", Qt::Key_Down, [&] { options.watchUpToCm = 350; }},
+      {"Surveiller jusqu'à", Qt::Key_End, [&] { options.watchUpToCm = 150; }},
+      {"Alerter après", Qt::Key_Right, [&] { options.alertAfterMs = 1000; }},
+      {"Seulement si l'on regarde l'écran", Qt::Key_Space, [&] { options.onlyFacing = true; }},
+      {hiding, Qt::Key_Space, [&] { options.hideOtherNotifications = true; }},
   };
   for (const auto& [name, pressed, change] : cases) {
+    SCOPED_TRACE(name);
     keyOn(name, pressed);
-    EXPECT_NE(saved(), expected) << name;
     change();
-    EXPECT_EQ(saved(), expected) << name;
-    EXPECT_EQ(SettingsRepository(defaults, loginItem).settings.get(), expected) << name << ", as stored";
+    EXPECT_EQ(saved(), filter);
+    EXPECT_EQ(settings->options.get(), options);
+    const SettingsRepository stored(defaults, loginItem);
+    EXPECT_EQ(stored.settings.get(), filter);
+    EXPECT_EQ(stored.options.get(), options);
   }
   EXPECT_FALSE(named<QWidget>("Opacité des bandes")->isEnabled()) << "without the matrix";
 
@@ -48,50 +71,17 @@ TEST_F(PreferencesTest, EveryControlSavesItsSettingAtOnce) {
   press("Lancer au démarrage");
   EXPECT_TRUE(named("Lancer au démarrage")->isChecked()) << "as it is";
   EXPECT_EQ(named("Lancer au démarrage")->accessibleDescription(), qtTrId("error_login_item"));
-}
 
-TEST_F(PreferencesTest, EveryOptionIsSavedAtOnceAndShownAsItIs) {
-  open();
-  ProtectionOptions expected = settings->options;
-  QAbstractButton* twoSeconds = nullptr;
-  for (auto* button : named<SegmentedPicker>("Alerter après")->findChildren<QAbstractButton*>())
-    if (button->text() == "2 s") twoSeconds = button;
-  auto* reaction = named<MenuPicker>("Quand quelqu'un regarde");
-  auto* shared = named<MenuPicker>("Pendant un partage d'écran");
-  auto* reach = named<MenuPicker>("Surveiller jusqu'à");
-  auto* hiding = named("Masquer les autres notifications pendant une alerte");
-  const struct {
-    QWidget* picker;
-    Qt::Key key;
-    std::function<void()> change;
-  } cases[] = {
-      {reaction, Qt::Key_Down, [&] { expected.reaction = Reaction::notifyOnly; }},
-      {reaction, Qt::Key_Down, [&] { expected.reaction = Reaction::darkenOnly; }},
-      {shared, Qt::Key_Down, [&] { expected.whenShared = WhenShared::changeNothing; }},
-      {shared, Qt::Key_End, [&] { expected.whenShared = WhenShared::pause; }},
-      {reach, Qt::Key_Down, [&] { expected.watchUpToCm = 350; }},
-      {reach, Qt::Key_End, [&] { expected.watchUpToCm = 150; }},
-      {twoSeconds, Qt::Key_Space, [&] { expected.alertAfterMs = 2000; }},
-      {named("Seulement si l'on regarde l'écran"), Qt::Key_Space, [&] { expected.onlyFacing = true; }},
-      {hiding, Qt::Key_Space, [&] { expected.hideOtherNotifications = true; }},
-  };
-  for (const auto& [picker, pressed, change] : cases) {
-    QTest::keyClick(picker, pressed);
-    change();
-    EXPECT_EQ(settings->options.get(), expected) << qPrintable(picker->accessibleName());
-    EXPECT_EQ(SettingsRepository(defaults, loginItem).options.get(), expected) << "as stored";
-  }
-  settings->save(ProtectionOptions{});
-  EXPECT_EQ(reaction->currentText(), "Assombrir et prévenir");
-  EXPECT_FALSE(twoSeconds->isChecked());
-  expected = {.watchUpToCm = 300};
-  settings->save(expected);
-  EXPECT_EQ(reach->currentIndex(), -1) << "none of these";
-  EXPECT_EQ(settings->options.get(), expected);
+  options = {.watchUpToCm = 300};
+  settings->save(options);
+  EXPECT_EQ(named<MenuPicker>("Quand quelqu'un regarde")->currentText(), "Assombrir et prévenir");
+  EXPECT_TRUE(choiceOf("Alerter après")->isChecked());
+  EXPECT_EQ(named<MenuPicker>("Surveiller jusqu'à")->currentIndex(), -1) << "none of these";
+  EXPECT_EQ(settings->options.get(), options);
 
   desktop.notifications->hidesOthers = false;
-  EXPECT_FALSE(hiding->isEnabled());
-  EXPECT_EQ(hiding->accessibleDescription(),
+  EXPECT_FALSE(named(hiding)->isEnabled());
+  EXPECT_EQ(named(hiding)->accessibleDescription(),
             "Ce bureau ne permet pas de masquer celles des autres programmes");
 }
 
