@@ -142,6 +142,7 @@ TEST_F(CommandsTest, StatusFollowsInOneStableForm) {
     return last;
   };
   line(u"nominal"_s);
+  EXPECT_TRUE(waitUntil([&] { return words.output() == "Protection active\n"; })) << words.output();
   EXPECT_EQ(say({"pause", "1h"}).status, 0);
   const QString end = line(u"autoPaused"_s)[u"pauseEnd"].toString();
   EXPECT_TRUE(end.endsWith(u'Z')) << end.toStdString();
