@@ -20,7 +20,7 @@ struct ProgramWindowsTest : ProgramDesk {
     });
     start();
     EXPECT_TRUE(eventually([&] { return !panel.calls(registers).empty() && isCovered(); }));
-    icon = panel.calls(registers).back().arguments().constFirst().toString().toStdString();
+    icon = panel.calls(registers).back().arguments().constFirst().toString();
   }
 
   /// The window with this title that can be seen, or nothing.
@@ -36,35 +36,30 @@ struct ProgramWindowsTest : ProgramDesk {
   /// A second is enough for whatever would close it.
   [[nodiscard]] bool stays(const std::string& title) { return !closes(title, seconds(1)); }
 
-  /// What the icon answers, as text.
-  std::string ask(const std::string& path, const std::string& member,
-                  const std::vector<std::string>& values) {
-    std::vector<std::string> words{"--session", "--print-reply=literal", "--dest=" + icon, path, member};
-    words.insert(words.end(), values.begin(), values.end());
-    return desktop.run("dbus-send", words);
-  }
   void clickIcon() {
-    ask("/StatusNotifierItem", "org.kde.StatusNotifierItem.Activate", {"int32:900", "int32:20"});
+    bus->call(icon, u"/StatusNotifierItem"_s, u"org.kde.StatusNotifierItem"_s, u"Activate"_s, {900, 20});
   }
   /// A panel that draws the icon's menu itself says what was chosen in it.
-  void chooseInMenu(const std::string& words) {
-    const std::string entries = ask("/MenuBar", "com.canonical.dbusmenu.GetGroupProperties",
-                                    {"array:int32:1,2,3,4,5,6,7,8,9", "array:string:label"});
-    const auto at = entries.find(words);
-    ASSERT_NE(at, std::string::npos) << entries;
-    const int id = std::stoi(entries.substr(entries.rfind("int32 ", at) + 6));
-    ask("/MenuBar", "com.canonical.dbusmenu.Event",
-        {"int32:" + std::to_string(id), "string:clicked", "variant:int32:0", "uint32:0"});
+  void chooseInMenu(const QString& words) {
+    const auto ask = [this](const QString& member, const QVariantList& values) {
+      return bus->call(icon, u"/MenuBar"_s, u"com.canonical.dbusmenu"_s, member, values).arguments().value(0);
+    };
+    const auto entries = ask(u"GetGroupProperties"_s, {QVariant::fromValue(QList{1, 2, 3, 4, 5, 6, 7, 8, 9}),
+                                                       QStringList(u"label"_s)});
+    for (const auto& [id, properties] : qdbus_cast<QList<std::pair<int, QVariantMap>>>(entries)) {
+      if (properties[u"label"_s] == words)
+        ask(u"Event"_s, {id, u"clicked"_s, QVariant::fromValue(QDBusVariant(0)), 0U});
+    }
   }
 
   const QString registers = u"RegisterStatusNotifierItem"_s;
   BusDouble panel{desktop, TestBus::session, u"org.kde.StatusNotifierWatcher"_s};
-  std::string icon;  // its bus name
+  QString icon;  // its bus name
 };
 
 TEST_F(ProgramWindowsTest, TheIconOpensThePopoverAndNeverClosesAQuestion) {
   for (int i = 0; i < 2; ++i) {
-    chooseInMenu("Ouvrir Sentrel");
+    chooseInMenu(u"Ouvrir Sentrel"_s);
     ASSERT_TRUE(opens("Sentrel"));
     EXPECT_TRUE(stays("Sentrel")) << "chosen for the " << i + 1 << ". time";
   }
