@@ -13,10 +13,7 @@ namespace {
 const Secrets secrets{.home = "/home/lea", .names = {"desk-of-lea", "lea"}};
 
 TEST(Masked, WhoItIsAndWhichDeviceItIsAreNotShown) {
-  const struct {
-    const char* words;
-    const char* shown;
-  } cases[] = {
+  const std::pair<QString, QString> cases[] = {
       {"/home/lea/.config/sentrel is not readable", "~/.config/sentrel is not readable"},
       {"/run/media/lea/disk", "/run/media/***/disk"},
       {"the cleaner desk-of-lea, lea", "the cleaner ***, ***"},
@@ -26,7 +23,8 @@ TEST(Masked, WhoItIsAndWhichDeviceItIsAreNotShown) {
       {"Linux 6.1.0-18-amd64, AMD Ryzen 7 PRO 4750U", "Linux 6.1.0-18-amd64, AMD Ryzen 7 PRO 4750U"},
       {"a\nb\x1b[2Jc", "a b [2Jc"},
   };
-  for (const auto& [words, shown] : cases) EXPECT_EQ(masked(words, secrets).toStdString(), shown);
+  for (const auto& [words, shown] : cases)
+    EXPECT_EQ(masked(words, secrets).toStdString(), shown.toStdString());
   EXPECT_EQ(masked(QString(10'000, u'k'), secrets).size(), 2000);
 }
 
@@ -69,10 +67,7 @@ TEST_F(DoctorTest, AHealthyMachineHasNoProblemButItsDisplay) {
 TEST_F(DoctorTest, EachProblemComesWithWhatToDo) {
   qputenv("DISPLAY", ":9");
   using Settings = LocalFacts::Settings;
-  const struct {
-    std::function<void()> fault;
-    const char* label;
-  } cases[] = {
+  const std::pair<std::function<void()>, QString> cases[] = {
       {[&] { machine.sessionServices.reset(); }, "Bus de session"},
       {[&] { machine.sessionServices = QStringList(); }, "Notifications"},
       {[&] { machine.sessionServices = QStringList(); }, "Barre qui prend l'icône"},
@@ -97,8 +92,8 @@ TEST_F(DoctorTest, EachProblemComesWithWhatToDo) {
     const ProgramFacts wholeProgram = program;
     fault();
     const auto said = saidOf(report(), label);
-    ASSERT_EQ(said.size(), 1U) << label;
-    EXPECT_NE(said[0].second, "") << label;
+    ASSERT_EQ(said.size(), 1U) << label.toStdString();
+    EXPECT_NE(said[0].second, "") << label.toStdString();
     machine = wholeMachine;
     program = wholeProgram;
   }

@@ -93,10 +93,7 @@ TEST_F(Entry, AnInstanceThatHangsHoldsUpNoOther) {
 }
 
 TEST_F(Entry, ItDoesWithoutWhatOthersTakeForGranted) {
-  const struct {
-    const char* what;
-    std::vector<std::string> environment;
-  } cases[] = {
+  const std::pair<const char*, std::vector<std::string>> cases[] = {
       {"no home", {"-u", "HOME", "-u", "XDG_CONFIG_HOME"}},
       {"a home that cannot be written", {"HOME=/proc/1", "XDG_CONFIG_HOME=/proc/1/config"}},
       {"an X display that is not there", {"DISPLAY=:4711"}},

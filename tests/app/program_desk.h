@@ -6,6 +6,7 @@
 #include <QCoreApplication>
 #include <QDBusConnectionInterface>
 #include <QDBusVariant>
+#include <QJsonDocument>
 #include <atomic>
 #include <csignal>
 #include <fstream>
@@ -42,11 +43,10 @@ struct ProgramRun : testing::Test {
 
   [[nodiscard]] fs::path settingsFolder() const { return desktop.configFolder() / "sentrel"; }
   [[nodiscard]] std::string settings() const { return contentOf(settingsFolder() / "defaults.json"); }
-  /// The whole number under a key; -1 where there is none.
-  [[nodiscard]] long number(const std::string& key) const {
-    const std::string text = settings();
-    const auto at = text.find("\"" + key + "\": ");
-    return at == std::string::npos ? -1 : std::atol(text.c_str() + at + key.size() + 4);
+  /// The whole number under a key; -1 where there is none, or the file is damaged.
+  [[nodiscard]] qint64 number(const char* key) const {
+    const auto document = QJsonDocument::fromJson(QByteArray::fromStdString(settings()));
+    return document[QLatin1String(key)].toInteger(-1);
   }
 
   /// Starts it with changes of its environment, as `env` takes them.

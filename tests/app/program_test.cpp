@@ -139,8 +139,8 @@ TEST_F(ProgramTest, TheBusStartsItAndOnlyWhatIsAskedIsDone) {
 }
 
 TEST_F(ProgramTest, EveryEndCountsTheSessionsSeconds) {
-  long counted = 0;
-  long sessions = 0;
+  qint64 counted = 0;
+  int sessions = 0;
   for (const int end : {SIGTERM, SIGINT, SIGHUP, 0, SIGKILL, -1}) {
     SCOPED_TRACE(end);
     startProtecting();
@@ -156,7 +156,7 @@ TEST_F(ProgramTest, EveryEndCountsTheSessionsSeconds) {
     EXPECT_EQ(code, end == SIGKILL ? 128 + SIGKILL : end == -1 ? EXIT_FAILURE : 0) << process.output();
     EXPECT_EQ(number("stats_session_count"), ++sessions);
     // What is not counted at the end of a crash is the running session alone.
-    const long now = number("stats_total_active_seconds");
+    const qint64 now = number("stats_total_active_seconds");
     EXPECT_GE(now, end == SIGKILL ? counted : counted + 1) << settings();
     counted = now;
   }
