@@ -25,6 +25,24 @@ TEST_F(ProgramTest, ALoginBeforeItsCameraEndsProtected) {
   EXPECT_TRUE(cameraIs(true));
 }
 
+TEST_F(ProgramTest, WhoeverGoesClosesTheCamera) {
+  startProtecting();
+  const std::pair<const char*, std::function<void(bool)>> ways[] = {
+      {"lock", [&](bool away) { session.setLockedHint(away); }},
+      {"locker", [&](bool away) { session.setLockerActive(away); }},
+      {"unconfirmed lock", [&](bool away) { session.requestLock(away); }},
+      {"sleep", [&](bool away) { session.prepareForSleep(away); }},
+      {"session switch", [&](bool away) { session.setActive(!away); }},
+  };
+  for (const auto& [name, happens] : ways) {
+    happens(true);
+    EXPECT_TRUE(cameraIs(false) && waitUntil([&] { return !isCovered(); })) << name;
+    happens(false);
+    EXPECT_TRUE(cameraIs(true) && becomes("nominal") && waitUntil([&] { return isCovered(); })) << name;
+  }
+  EXPECT_TRUE(waitUntil([&] { return session.sleepDelays() == 1; }));
+}
+
 TEST_F(ProgramTest, TheSessionBusMayEndAndOnTheNextOneThePersonIsTold) {
   startProtecting();
   desktop.sessionBus().signal(SIGKILL);
