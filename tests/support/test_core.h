@@ -84,14 +84,17 @@ struct TestCore {
   FakeDesktop desktop{machine.mainLoop};
   std::shared_ptr<CameraControl> control = std::make_shared<CameraControl>(
       CameraControl::Dependencies{machine.mainLoop, machine.loop, camera, machine.session, desktop.session});
-  std::shared_ptr<PrivacyFilterService> service = std::make_shared<PrivacyFilterService>(ServiceDependencies{
-      platform(), camera, control, overlay,
-      std::make_shared<RetroPiPManager>(overlay, machine.mainLoop, machine.loop), settings, stats});
+  std::shared_ptr<PrivacyFilterService> service = newService();
 
   const FaceDetections alone = detectionsOf({faceOf(0.2)}, {faceOf(0.2)});
   const FaceDetections lookingAway = detectionsOf({faceOf(0.2)}, {faceOf(0.2, 0.1, 0.8)});
   const FaceDetections watched = detectionsOf({faceOf(0.2), faceOf(0.05)}, {faceOf(0.2)});
 
+  [[nodiscard]] std::shared_ptr<PrivacyFilterService> newService() const {
+    const auto retro = std::make_shared<RetroPiPManager>(overlay, machine.mainLoop, machine.loop);
+    return std::make_shared<PrivacyFilterService>(
+        ServiceDependencies{platform(), camera, control, overlay, retro, settings, stats});
+  }
   void start() {
     service->start();
     machine.settle();
