@@ -35,9 +35,8 @@ struct FakeCaptureSession final : CaptureSession {
   /// Whether frames come to whoever asked for them.
   [[nodiscard]] bool delivers() const { return isOpen() && demand.wanted && !cause; }
   void plug(bool plugged) {
-    cameras.clear();
-    if (plugged) cameras = {{"front", "Front", CameraPosition::front}};
-    if (plugged) seen = true;
+    cameras.assign(plugged ? 1 : 0, {"front", "Front", CameraPosition::front});
+    seen = seen || plugged;
     devicesChanged.emit();
   }
   void interrupt(CaptureError::Kind kind) {
@@ -94,7 +93,6 @@ struct ScriptedDetector final : FaceDetector {
   std::vector<std::int64_t> timestamps;
   std::vector<FaceTuning> tunings;
   int preparations = 0;
-  int restarts = 0;
 
   [[nodiscard]] std::optional<FaceDetectorError> prepare() override {
     ++preparations;
@@ -105,7 +103,7 @@ struct ScriptedDetector final : FaceDetector {
     if (whileWorking) whileWorking();
     return next;
   }
-  void restartTracking() override { ++restarts; }
+  void restartTracking() override {}
   void release() override {}
   void tune(const FaceTuning& tuning) override { tunings.push_back(tuning); }
 };

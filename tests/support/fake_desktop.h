@@ -13,10 +13,10 @@
 namespace sentrel::test {
 
 /// A session whose person comes and goes when a test says so.
-class FakeSessionEvents final : public SessionEvents {
- public:
-  explicit FakeSessionEvents(std::shared_ptr<MainLoop> mainLoop) : mainLoop_(std::move(mainLoop)) {}
+struct FakeSessionEvents final : SessionEvents {
+  explicit FakeSessionEvents(std::shared_ptr<MainLoop> loop) : mainLoop(std::move(loop)) {}
 
+  std::shared_ptr<MainLoop> mainLoop;
   Signal<SessionEvent> observer;
   Signal<bool> lockFollowers;
   bool resting = false;
@@ -28,7 +28,7 @@ class FakeSessionEvents final : public SessionEvents {
   [[nodiscard]] Registration install(Observer told) override { return observer.connect(std::move(told)); }
   void whenKnown(std::function<void()> told) override {
     known = std::move(told);
-    if (answering) mainLoop_->post([this] { answer(); });
+    if (answering) mainLoop->post([this] { answer(); });
   }
   /// Also what was known before anybody observed.
   void answer() {
@@ -44,14 +44,11 @@ class FakeSessionEvents final : public SessionEvents {
   }
   [[nodiscard]] bool isLocked() const override { return isAway; }
   [[nodiscard]] Registration followLock(std::function<void(bool locked)> follower) override {
-    if (answering) mainLoop_->post([this] { lockFollowers.emit(isAway); });
+    if (answering) mainLoop->post([this] { lockFollowers.emit(isAway); });
     return lockFollowers.connect(std::move(follower));
   }
   void cameraIsClosed() override { ++closings; }
   void setResting(bool now) override { resting = now; }
-
- private:
-  std::shared_ptr<MainLoop> mainLoop_;
 };
 
 struct FakePowerSource final : PowerSource {
@@ -90,10 +87,10 @@ struct FakeKeyMonitor final : KeyMonitor {
 };
 
 /// What is shown, and how often something was.
-class FakeNotifications final : public Notifications {
- public:
-  explicit FakeNotifications(std::shared_ptr<MainLoop> mainLoop) : mainLoop_(std::move(mainLoop)) {}
+struct FakeNotifications final : Notifications {
+  explicit FakeNotifications(std::shared_ptr<MainLoop> loop) : mainLoop(std::move(loop)) {}
 
+  std::shared_ptr<MainLoop> mainLoop;
   std::map<std::string, NotificationContent> shown;
   int added = 0;
   Published<bool> heard{true};
@@ -104,7 +101,7 @@ class FakeNotifications final : public Notifications {
 
   void requestAuthorization(std::function<void(bool granted)> told) override {
     questions.push_back(std::move(told));
-    if (answering) mainLoop_->post([this] { answer(); });
+    if (answering) mainLoop->post([this] { answer(); });
   }
   void answer() {
     for (const auto& told : std::exchange(questions, {})) told(false);
@@ -119,9 +116,6 @@ class FakeNotifications final : public Notifications {
   [[nodiscard]] Registration hideOthers() override {
     return othersHidden.connect([] {});
   }
-
- private:
-  std::shared_ptr<MainLoop> mainLoop_;
 };
 
 struct FakeHaptics final : Haptics {
@@ -182,32 +176,24 @@ struct FakeLoginItem final : LoginItem {
 };
 
 /// A store that lasts as long as the process.
-class MemoryUserDefaults final : public UserDefaults {
- public:
+struct MemoryUserDefaults final : UserDefaults {
+  std::map<std::string, DefaultsValue, std::less<>> values;
+
   [[nodiscard]] std::optional<DefaultsValue> value(std::string_view key) const override {
-    const auto found = values_.find(key);
-    return found == values_.end() ? std::nullopt : std::optional(found->second);
+    const auto found = values.find(key);
+    return found == values.end() ? std::nullopt : std::optional(found->second);
   }
   void set(std::string_view key, DefaultsValue value) override {
-    values_.insert_or_assign(std::string(key), std::move(value));
+    values.insert_or_assign(std::string(key), std::move(value));
   }
-  void remove(std::string_view key) override {
-    const auto found = values_.find(key);
-    if (found != values_.end()) values_.erase(found);
-  }
-
- private:
-  std::map<std::string, DefaultsValue, std::less<>> values_;
+  void remove(std::string_view key) override { values.erase(std::string(key)); }
 };
 
 /// The desktop around the service.
 struct FakeDesktop {
-  explicit FakeDesktop(const std::shared_ptr<MainLoop>& mainLoop)
-      : session(std::make_shared<FakeSessionEvents>(mainLoop)),
-        notifications(std::make_shared<FakeNotifications>(mainLoop)) {}
-
-  std::shared_ptr<FakeSessionEvents> session;
-  std::shared_ptr<FakeNotifications> notifications;
+  std::shared_ptr<MainLoop> mainLoop;
+  std::shared_ptr<FakeSessionEvents> session = std::make_shared<FakeSessionEvents>(mainLoop);
+  std::shared_ptr<FakeNotifications> notifications = std::make_shared<FakeNotifications>(mainLoop);
   std::shared_ptr<FakePowerSource> power = std::make_shared<FakePowerSource>();
   std::shared_ptr<FakeScreenSharing> sharing = std::make_shared<FakeScreenSharing>();
   std::shared_ptr<FakeKeyMonitor> keys = std::make_shared<FakeKeyMonitor>();
