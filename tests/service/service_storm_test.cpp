@@ -64,7 +64,7 @@ struct ServiceStormTest : testing::Test, test::TestCore {
     if (comes("the session cannot be configured")) refuseConfiguration(pick(8) == 0);
     if (comes("slow models")) analysis.heldMs = 100 * pick(40);
     if (comes("slow listing") && !session.running) capture.heldMs = 100 * pick(30);
-    if (comes("notifications")) answerNotifications(pick(4) != 0);
+    if (comes("notifications")) answer(*desktop.notifications, pick(4) != 0);
     if (comes("strength")) changeSettings([&](FilterSettings& next) { next.filterStrength = pick(7); });
     if (comes("screens")) backend->setScreens({backend->screenList[0], Screen{2, "", {}, false}});
     if (comes("a screen goes")) backend->setScreens({backend->screenList[0]});
@@ -74,7 +74,7 @@ struct ServiceStormTest : testing::Test, test::TestCore {
     if (comes("alone")) look(alone);
     if (comes("going away")) desktop.session->tell(static_cast<SessionEvent>(2 * pick(3)));
     if (comes("coming back")) comeBack();
-    if (comes("the session answers")) answerSession(pick(4) != 0);
+    if (comes("the session answers")) answer(*desktop.session, pick(4) != 0);
     if (comes("battery")) desktop.power->source = {{static_cast<int>(pick(20)), pick(2) == 0}};
     if (comes("a calibration begins")) theCalibration().start();
     if (comes("a calibration is given up")) theCalibration().cancel();
@@ -116,12 +116,11 @@ struct ServiceStormTest : testing::Test, test::TestCore {
     EXPECT_EQ(relaxations().addGuest(time), isAllowed);
   }
   void changeOptions() {
-    const std::int64_t delays[] = {500, 1000, 2000};
     const std::int64_t distances[] = {0, 0, 350, 150};
     ProtectionOptions next;
     next.reaction = static_cast<Reaction>(pick(3));
     next.whenShared = static_cast<WhenShared>(pick(3));
-    next.alertAfterMs = delays[pick(3)];
+    next.alertAfterMs = 500 << pick(3);
     next.watchUpToCm = distances[pick(4)];
     next.coverShortcutEnabled = pick(2) == 0;
     settings->save(next);
@@ -207,8 +206,8 @@ struct ServiceStormTest : testing::Test, test::TestCore {
     machine.detector->prepareError.reset();
     machine.session->status = authorized;
     answerConsent(true);
-    answerNotifications(true);
-    answerSession(true);
+    answer(*desktop.notifications, true);
+    answer(*desktop.session, true);
   }
   /// Permissions come with a device that is new.
   void permit() {
@@ -224,13 +223,10 @@ struct ServiceStormTest : testing::Test, test::TestCore {
     machine.detector->prepareError = damaged ? std::optional(FaceDetectorError{"gone"}) : std::nullopt;
     if (!damaged) control->retryNow();
   }
-  void answerNotifications(bool atOnce) {
-    desktop.notifications->answering = atOnce;
-    desktop.notifications->answer();
-  }
-  void answerSession(bool atOnce) {
-    desktop.session->answering = atOnce;
-    desktop.session->answer();
+  /// The notifications, or the session.
+  static void answer(auto& asked, bool atOnce) {
+    asked.answering = atOnce;
+    asked.answer();
   }
   void quit(bool really) {
     quits = really;
@@ -456,7 +452,7 @@ struct ServiceStormTest : testing::Test, test::TestCore {
     settings->save(ProtectionOptions());
     capture.heldMs = analysis.heldMs = 0;
     answerConsent(false);
-    answerNotifications(true);
+    answer(*desktop.notifications, true);
     settleTurns();
     expectFitting();
     EXPECT_FALSE(machine.session->running);
@@ -492,39 +488,35 @@ struct ServiceStormTest : testing::Test, test::TestCore {
 TEST_F(ServiceStormTest, AHundredThousandRandomStepsBreakNoRule) {
   constexpr unsigned lives = 500;
   constexpr int stepsInALife = 200;
-  std::map<Kind, int> seen;
-  int measured = 0;
-  int healed = 0;
-  int paused = 0;
-  int visited = 0;
-  int shared = 0;
-  int covered = 0;
-  int ignored = 0;
+  // What the rules are held against, and how often at least.
+  const struct {
+    const char* what;
+    int least;
+    std::function<bool()> isNow;
+  } moments[] = {
+      {"an alert", 500, [this] { return state() == Kind::alert; }},
+      {"no camera", 2000, [this] { return state() == Kind::cameraBusy; }},
+      {"a calibration", 1000, [this] { return isCalibrating(); }},
+      {"healed", 1000, [this] { return now() - healthySinceMs > healingLimitMs; }},
+      {"a pause", 500, [this] { return pauseEnd().has_value(); }},
+      {"guests", 500, [this] { return stay().has_value(); }},
+      {"a shared screen", 500, [this] { return relaxations().isScreenShared().get(); }},
+      {"a cover", 500, [this] { return overlay->isCovered().get(); }},
+      {"a poster", 50, [this] { return relaxations().filter.ignoredCount() > 0; }},
+  };
+  std::map<std::string, int> seen;
   for (unsigned seed = 0; seed < lives && !HasFailure(); ++seed) {
     begin(seed);
     for (int i = 0; i < stepsInALife && !HasFailure(); ++i) {
       happen();
       const std::int64_t ticks = pick(8) == 0 ? pick(100) : pick(6);
       for (std::int64_t t = 0; t < ticks && !HasFailure(); ++t) tick();
-      ++seen[state()];
-      measured += isCalibrating();
-      healed += now() - healthySinceMs > healingLimitMs;
-      paused += pauseEnd().has_value();
-      visited += stay().has_value();
-      shared += relaxations().isScreenShared();
-      covered += overlay->isCovered();
-      ignored += relaxations().filter.ignoredCount() > 0;
+      for (const auto& moment : moments) seen[moment.what] += moment.isNow();
     }
     if (!HasFailure()) end();
   }
   if (HasFailure()) std::cout << steps;
-  // What the rules were held against.
-  EXPECT_GT(seen[Kind::alert], 500);
-  EXPECT_GT(seen[Kind::cameraBusy], 2000);
-  EXPECT_GT(measured, 1000);
-  EXPECT_GT(healed, 1000);
-  for (const int often : {paused, visited, shared, covered}) EXPECT_GT(often, 500);
-  EXPECT_GT(ignored, 50);
+  for (const auto& [what, least, isNow] : moments) EXPECT_GT(seen[what], least) << what;
 }
 
 }  // namespace
