@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The program where the machine fails it: no time, no memory. Whatever happens, it goes on as it says, or
-// ends and leaves nothing on the screen, and no picture anywhere.
+// The program where the machine fails it: no time, no memory, no disk, no camera that stays. Whatever
+// happens, it goes on as it says, or ends and leaves nothing on the screen, and no picture anywhere.
+#include <sys/mount.h>
+
 #include "app/program_desk.h"
 
 namespace sentrel::test {
@@ -167,6 +169,72 @@ TEST_F(FaultsTest, LongWithMemoryThatIsRefusedItLivesOrEndsAndLeavesNothing) {
         {"LD_PRELOAD=" SENTREL_FAILING_ALLOCATIONS, "SENTREL_REFUSALS=" + std::to_string(seed) + first});
     liveAndEnd();
   }
+}
+
+TEST_F(FaultsTest, LongOnAFullDiskTheOldSettingsStayAndTheNewOnesFollow) {
+  const std::string old = settings();
+  if (::mount("sentrel", settingsFolder().c_str(), "tmpfs", 0, "size=64k,mode=700") != 0)
+    GTEST_SKIP() << "no file system may be mounted here: " << std::strerror(errno);
+  const auto unmount = [&] { ::umount2(settingsFolder().c_str(), MNT_DETACH); };
+  std::ofstream(settingsFolder() / "defaults.json") << old;
+  const fs::path filler = settingsFolder() / "filler";
+  {
+    std::ofstream full(filler);
+    while (full << std::string(512, 'x') << std::flush) {
+    }
+  }
+  startProtecting();
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_TRUE(answersOnlooker());
+    EXPECT_TRUE(onlookerGoes()) << state();
+  }
+  EXPECT_EQ(settings(), old);
+  const std::string words = "Les réglages ne peuvent pas être enregistrés";
+  const std::string told = process.output();
+  EXPECT_THAT(told, testing::HasSubstr(words));
+  EXPECT_EQ(told.find(words), told.rfind(words)) << told;
+  fs::remove(filler);
+  terminate();
+  EXPECT_EQ(number("stats_alert_count"), 1) << settings();  // two so soon after each other count as one
+  EXPECT_EQ(number("filter_strength"), 5);
+  unmount();
+}
+
+TEST_F(FaultsTest, LongTwoHundredCamerasThatComeAndGoLeaveNothingBehind) {
+  startProtecting();
+  const auto settled = [&] {
+    std::this_thread::sleep_for(seconds(7));  // PipeWire lets go of what is not used any more after 5 s
+    return ProcessUsage::of(process.pid());
+  };
+  const ProcessUsage before = settled();
+  VirtualCamera other{{.name = "other_camera"}};
+  other.setSource([this](std::int64_t) { return (isWatched ? watched : alone).constBits(); });
+  std::mt19937 random(1);
+  VirtualCamera* present = &camera;
+  for (int i = 1; i <= 200; ++i) {
+    VirtualCamera* const next = random() % 2 == 0 ? &camera : &other;
+    const bool isAnother = next != present;
+    // Where the next one comes first, it has another number than the one that goes.
+    if (isAnother && random() % 2 == 0) next->appear();
+    present->vanish();
+    std::this_thread::sleep_for(milliseconds(random() % 60));
+    next->appear();
+    present = next;
+    if (i % 20 != 0) continue;
+    EXPECT_TRUE(waitUntil([&] { return present->isOpen() && state() == "nominal"; })) << i << state();
+    EXPECT_TRUE(answersOnlooker()) << i;
+    EXPECT_TRUE(onlookerGoes()) << state();
+  }
+  if (present != &camera) {
+    present->vanish();
+    camera.appear();
+  }
+  EXPECT_TRUE(cameraIs(true) && becomes("nominal"));
+  const ProcessUsage after = settled();
+  EXPECT_EQ(after.descriptors, before.descriptors);
+  EXPECT_EQ(after.threads, before.threads);
+  EXPECT_LT(after.ownMib, before.ownMib + 8);
+  terminate();
 }
 
 }  // namespace
