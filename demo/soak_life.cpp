@@ -400,6 +400,9 @@ void SoakLife::toggle() {
 bool SoakLife::comesToRest() {
   const SoakWorld& world = watch_->world();
   if (!world.wished || world.isAway() || world.unclear) return false;
+  // The one that is used may be the one that gives nothing, which shows a moment later only.
+  if (std::ranges::any_of(world.cameras, [](const auto& camera) { return camera.there && !camera.gives; }))
+    return false;
   closeWindow();
   if (scene_ != Scene::alone) changeScene(Scene::alone);
   return wait([this] { return watch_->state() == "nominal"; }, seconds(5));
