@@ -398,11 +398,8 @@ void SoakLife::toggle() {
 // What the person allows for a while. Each waits for its end, so that what must follow is known.
 
 bool SoakLife::comesToRest() {
-  const SoakWorld& world = watch_->world();
-  if (!world.wished || world.isAway() || world.unclear) return false;
-  // The one that is used may be the one that gives nothing, which shows a moment later only.
-  if (std::ranges::any_of(world.cameras, [](const auto& camera) { return camera.there && !camera.gives; }))
-    return false;
+  // It may say so for a moment before it is known that no camera gives pictures.
+  if (!watch_->mustProtect()) return false;
   closeWindow();
   if (scene_ != Scene::alone) changeScene(Scene::alone);
   return wait([this] { return watch_->state() == "nominal"; }, seconds(5));

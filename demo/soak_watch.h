@@ -106,6 +106,8 @@ class SoakWatch {
   SoakWatch& operator=(const SoakWatch&) = delete;
 
   [[nodiscard]] const SoakWorld& world() const { return world_; }
+  /// Whether nothing keeps it from protecting. The life's thread.
+  [[nodiscard]] bool mustProtect() const { return expectedIn(world_) == Expected::protecting; }
   /// The world becomes another one by what `action` does. Until it is done, nothing is expected that is not
   /// expected of both. The life's thread.
   void change(const std::function<void(SoakWorld&)>& edit, const std::function<void()>& action);
