@@ -32,6 +32,12 @@ const std::vector<DesktopKind>& desktopKinds() {
   return kinds;
 }
 
+std::optional<QRect> shownByMako(HeadlessDesktop& desktop, int panelHeight) {
+  // Each version writes its list in another way.
+  if (desktop.run("makoctl", {"list"}).find("Regard indiscret") == std::string::npos) return {};
+  return QRect(1920 - 10 - 300, panelHeight + 10, 300, 100);
+}
+
 void DesktopShell::waitFor(const std::string& words, const std::function<bool()>& condition,
                            std::chrono::milliseconds limit) {
   if (!waitUntil(condition, limit, lookInterval)) throw std::runtime_error("this did not follow: " + words);

@@ -31,6 +31,10 @@ enum class Appearance { light, dark, highContrast };
 /// In GNOME's settings, which other desktops go by, too.
 void setInSettings(HeadlessDesktop& desktop, Appearance appearance);
 
+/// Where mako shows the newest alert below a panel of this height, unless it is told otherwise; nothing while
+/// it shows none.
+[[nodiscard]] std::optional<QRect> shownByMako(HeadlessDesktop& desktop, int panelHeight);
+
 /// A real desktop without a screen, of one output of 1920 x 1080 at first, started on the services of a
 /// `HeadlessDesktop`: what a person does with it, and what a trial must know of it. Ready when it is made,
 /// the environment of the `HeadlessDesktop` leads to it, and it ends with the object. Coordinates are those

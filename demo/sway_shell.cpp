@@ -109,13 +109,7 @@ class SwayShell final : public DesktopShell {
     message("workspace number 1");  // not that of the screen which has gone
   }
 
-  /// Where mako shows the newest one, unless it is told otherwise.
-  [[nodiscard]] std::optional<QRect> notification() override {
-    // Each version writes its list in another way.
-    if (desktop_.run("makoctl", {"list"}).find("Regard indiscret") == std::string::npos) return {};
-    return QRect(1920 - 10 - 300, barHeight + 10, 300, 100);
-  }
-
+  [[nodiscard]] std::optional<QRect> notification() override { return shownByMako(desktop_, barHeight); }
   void setAppearance(Appearance appearance) override { setInSettings(desktop_, appearance); }
 
   /// As people have it, by a key.

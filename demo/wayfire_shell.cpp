@@ -147,12 +147,7 @@ class WayfireShell final : public DesktopShell {
   void removeOutput() override { ask("output remove"); }
   void setScale(double scale) override { ask("scale " + std::to_string(scale)); }
 
-  /// Where mako shows the newest one, unless it is told otherwise.
-  [[nodiscard]] std::optional<QRect> notification() override {
-    if (desktop_.run("makoctl", {"list"}).find("Regard indiscret") == std::string::npos) return {};
-    return QRect(1920 - 10 - 300, barHeight + 10, 300, 100);
-  }
-
+  [[nodiscard]] std::optional<QRect> notification() override { return shownByMako(desktop_, barHeight); }
   void setAppearance(Appearance appearance) override { setInSettings(desktop_, appearance); }
 
   /// As people have it, by a key.
